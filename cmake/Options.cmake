@@ -1,0 +1,21 @@
+# What every target of the project is compiled with.
+add_library(beacond_options INTERFACE)
+target_compile_options(beacond_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+target_compile_definitions(beacond_options INTERFACE
+    QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS)
+if(BEACOND_SANITIZE)
+    target_compile_options(beacond_options INTERFACE
+        -fsanitize=${BEACOND_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(beacond_options INTERFACE -fsanitize=${BEACOND_SANITIZE})
+endif()
+
+# beacond_library(NAME SOURCE... [PUBLIC LIBRARY...]): a static library of the
+# folder it is called in; its headers are included as "folder/header.h".
+function(beacond_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/..)
+    target_link_libraries(${name} PUBLIC ${ARG_LINK} PRIVATE beacond_options)
+endfunction()

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "vexbase/vex_status.h"
+
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <string>
+#include <sys/socket.h>
+
+// VEXIPSocket is what every IP socket can do: options, shutting down, closing.
+// Any thread may call any operation at any time. Shutdown and Close wake a
+// thread that is blocked in the socket, and Close returns only when no thread
+// uses the descriptor any more, so that a number which the system hands out
+// again is never touched by mistake.
+class VEXIPSocket
+{
+public:
+    VEXIPSocket() = default;
+    virtual ~VEXIPSocket();
+    VEXIPSocket(const VEXIPSocket &) = delete;
+    VEXIPSocket &operator=(const VEXIPSocket &) = delete;
+
+    // Whether a descriptor is open now.
+    [[nodiscard]] bool IsOpen() const;
+
+    // Sets an option at IP level (such as 35, IP_ADD_MEMBERSHIP). Returns 0, or
+    // a negative status when the socket is closed or the system refuses.
+    template <typename Value>
+    [[nodiscard]] int SetSocketOption(int option, const Value &value)
+    {
+        return SetOption(option, &value, static_cast<socklen_t>(sizeof value));
+    }
+
+    // Ends the receiving (how = 0), the sending (1) or both (2) and wakes a
+    // blocked reader, which then gets 0 bytes, as does every later one.
+    void Shutdown(int how);
+
+    // Closes the socket; does nothing when it is closed. The port is free when
+    // Close returns.
+    void Close();
+
+    // The addresses of this host's interfaces that are up, as text, each with
+    // its interface's name: IPv4 in the first map, IPv6 (with neither zone nor
+    // prefix length) in the second. An IPv6 address that two interfaces share
+    // is entered with the first one's name. Returns false, both maps
+    // untouched, only when the kernel could not be asked.
+    [[nodiscard]] bool GetHostIPAddresses(std::map<std::string, std::string> &ipv4,
+                                          std::map<std::string, std::string> &ipv6) const;
+
+protected:
+    // Use holds the open descriptors in place for the length of a scope; Close
+    // waits for it. Empty (descriptor -1) when the socket is closed or closing.
+    class Use
+    {
+    public:
+        explicit Use(VEXIPSocket &socket);
+        ~Use();
+        Use(const Use &) = delete;
+        Use &operator=(const Use &) = delete;
+
+        explicit operator bool() const { return mDescriptor >= 0; }
+        [[nodiscard]] int Descriptor() const { return mDescriptor; }
+        // Readable once the socket was shut down or is being closed.
+        [[nodiscard]] int WakeDescriptor() const { return mWake; }
+
+    private:
+        VEXIPSocket &mSocket;
+        int mDescriptor = -1;
+        int mWake = -1;
+    };
+
+    // Takes over a descriptor that the derived class made and bound. Returns 0;
+    // a negative status, and the descriptor stays the caller's, when a socket
+    // is open already or the system has no descriptor left.
+    [[nodiscard]] int Adopt(int descriptor);
+
+private:
+    [[nodiscard]] int SetOption(int option, const void *value, socklen_t length);
+
+    mutable std::mutex mMutex;
+    std::condition_variable mIdle; // no user is left
+    // Guarded by mMutex:
+    int mDescriptor = -1;
+    int mWake = -1; // an eventfd
+    unsigned int mUsers = 0;
+    bool mClosing = false;
+};

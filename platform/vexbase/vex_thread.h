@@ -1,0 +1,102 @@
+#pragma once
+
+#include "vexbase/vex_status.h"
+
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <pthread.h>
+#include <string>
+
+// VEXThread is a thread that can be started, asked to stop, and started again.
+// Its body is either a function bound by Attach or the overridden hooks
+// ThreadInit, ThreadLoop and ThreadFlush of a derived class.
+//
+// Any thread may call any operation but Attach, which belongs before Start.
+// The owner stops the thread before it destroys the object; the destructor of
+// this class waits for a body that is still running, but a derived class's
+// members are gone by then.
+//
+// An exception that reaches the foot of the thread is reported in one line on
+// standard error and ends that thread alone.
+class VEXThread
+{
+public:
+    using Body = std::function<void()>;
+
+    VEXThread() = default;
+    VEXThread(const VEXThread &) = delete;
+    VEXThread &operator=(const VEXThread &) = delete;
+    virtual ~VEXThread();
+
+    // Runs ThreadRun on a new thread. Returns 0, also when the thread is
+    // running already, which changes nothing; a negative status when the system
+    // has no thread to give, or the former run was asked to stop and has not
+    // ended yet.
+    [[nodiscard]] virtual int Start();
+
+    // Asks the thread to stop (Terminate becomes true) and waits at most
+    // timeoutMs milliseconds for its end. Returns 0 when it has ended or was
+    // never started, -3 when the time ran out, another negative status when
+    // the thread calls it on itself (which is then asked to stop all the same).
+    virtual int Stop(unsigned int timeoutMs);
+
+    // Ends the thread at its next cancellation point, without ThreadFlush, and
+    // waits for that. For a body that no longer answers; what the body held is
+    // released as an exception would release it.
+    virtual void Kill();
+
+    // Whether the body is running.
+    [[nodiscard]] virtual bool Active() const;
+
+    // Whether the caller is this thread.
+    [[nodiscard]] virtual bool IsCurrentThread() const;
+
+    // The nice value of the thread, -20 (first) to 19 (last). Set before Start
+    // it holds from the next start on. Returns 0, or a negative status when the
+    // value is out of range or the system refuses.
+    [[nodiscard]] virtual int SetPriority(int nice);
+    [[nodiscard]] virtual int GetPriority() const;
+
+    // Puts the running thread under the real-time round-robin scheduler with a
+    // priority of 1 (low) to 99. Returns 0, or a negative status when the
+    // thread does not run, the value is out of range, or the system refuses.
+    [[nodiscard]] virtual int SetRealTime(int priority);
+
+    // The life of the thread: ThreadInit once, whatever it returns; ThreadLoop
+    // until it returns false or a stop is asked for; then ThreadFlush. With a
+    // body attached, the body alone.
+    virtual void ThreadRun();
+    virtual bool ThreadInit();
+    virtual bool ThreadLoop();
+    virtual void ThreadFlush();
+
+    // Whether a stop has been asked for.
+    [[nodiscard]] virtual bool Terminate() const;
+
+    // Binds the thread's body. REQUIRES: the thread is not running.
+    virtual void Attach(Body body);
+
+    // Names the thread for ps and debuggers (15 bytes; what is more is cut).
+    // Set before Start it holds from the next start on.
+    virtual void SetThreadName(const std::string &name);
+
+private:
+    enum class State { Idle, Running, Ended }; // Ended: body over, not joined yet
+
+    static void *Foot(void *self);
+    void RunGuarded();
+    void JoinEnded(std::unique_lock<std::mutex> &held);
+
+    mutable std::mutex mMutex;
+    std::condition_variable mEnded;
+    // Guarded by mMutex:
+    State mState = State::Idle;
+    bool mTerminate = false;
+    pthread_t mThread{};
+    int mThreadId = 0; // the kernel's number, 0 until the thread has told it
+    int mNice = 0;
+    std::string mName;
+    // Constant while the thread runs:
+    Body mBody;
+};

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+// VEXTime reads the system's clock for intervals.
+class VEXTime
+{
+public:
+    // Milliseconds of the monotonic clock, which no setting of the wall clock
+    // moves. The value wraps to 0 after 49.7 days: a caller that sees it go back
+    // must treat that as "unknown time passed". Any thread.
+    static std::uint32_t GetSystemTime();
+};

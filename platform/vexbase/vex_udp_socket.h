@@ -1,0 +1,38 @@
+#pragma once
+
+#include "vexbase/vex_ip_socket.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <netinet/in.h>
+#include <string>
+
+// VEXUDPSocket is an IPv4 datagram socket. Threads: as for VEXIPSocket.
+class VEXUDPSocket : public VEXIPSocket
+{
+public:
+    // Whether other programs of this host may be bound to the same port.
+    enum class Port { Exclusive, Shared };
+
+    // Makes a socket bound to a dotted-quad local address (empty: every
+    // address) and a port in host byte order. Returns 0, or a negative status:
+    // the address does not parse, the port is taken, or this socket is open
+    // already, in which case nothing changes.
+    [[nodiscard]] int Open(const std::string &localAddress, std::uint16_t port,
+                           Port sharing = Port::Exclusive);
+
+    // Waits at most timeoutMs milliseconds (kVEXInfinite: for ever) for one
+    // datagram. Returns its length, cut to size, and its sender; 0 when none
+    // came, or the socket is closed, was shut down, or is closed meanwhile.
+    // An empty datagram looks like none.
+    [[nodiscard]] std::size_t Poll(void *buffer, std::size_t size, sockaddr_in &sender,
+                                   unsigned int timeoutMs);
+
+    // Poll that waits for ever.
+    [[nodiscard]] std::size_t Read(void *buffer, std::size_t size, sockaddr_in &sender);
+
+    // Sends one datagram without ever waiting. Returns the bytes sent, or a
+    // negative status: closed, shut down, no route, or no room in the system's
+    // queue.
+    int Write(const void *data, std::size_t length, const sockaddr_in &destination);
+};

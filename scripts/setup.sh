@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Installs what scripts/packages.txt lists and this machine lacks. Sourced by
+# the commands in the top folder; needs root only when something is missing.
+
+install_packages() {
+    local list missing
+    list="$(dirname "${BASH_SOURCE[0]}")/packages.txt"
+    missing=$(sed 's/#.*//' "$list" | tr -s ' \n' '\n' | sed '/^$/d' | while read -r package; do
+        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q ' installed$' ||
+            echo "$package"
+    done)
+    [ -n "$missing" ] || return 0
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "These packages are missing; run as root to install them:" $missing >&2
+        return 1
+    fi
+    echo "Installing:" $missing
+    local policy=/usr/sbin/policy-rc.d made_policy=""
+    # Services among the packages must not start on this host: they would talk
+    # to its real network. The virtual devices start their own.
+    if [ ! -e "$policy" ]; then
+        printf '#!/bin/sh\nexit 101\n' >"$policy" && chmod 755 "$policy" && made_policy=1
+    fi
+    local status=0
+    { apt-get update -q && DEBIAN_FRONTEND=noninteractive apt-get install -q -y \
+        --no-install-recommends $missing; } >/tmp/beacond-packages.log 2>&1 || status=$?
+    [ -z "$made_policy" ] || rm -f "$policy"
+    if [ "$status" -ne 0 ]; then
+        tail -20 /tmp/beacond-packages.log >&2
+        echo "Installing the packages failed." >&2
+        return 1
+    fi
+    rm -f /tmp/beacond-packages.log
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+// A network and a file tree that belong to one test program alone, so that
+// tests use the real ports, addresses and paths and still run side by side.
+//
+// The program stands on a host with the loopback and the interface net0,
+// 192.0.2.10/24. A second host, the peer, hangs on the other end of net0's
+// cable: interface peer0, 192.0.2.20/24. /var is an empty memory file system
+// with the folders www/html and www/discovery. All of it goes with the process.
+namespace test {
+
+constexpr const char *kOwnAddress = "192.0.2.10";
+constexpr const char *kPeerAddress = "192.0.2.20";
+
+// Makes all that; ends the program with status 1 when the system refuses.
+// REQUIRES: no thread has been started.
+void EnterPrivateNamespaces();
+
+// Runs a shell command on this host (or on the peer) and throws
+// std::runtime_error when it fails.
+void OnHost(const std::string &command);
+void OnPeer(const std::string &command);
+
+// A UDP socket of the peer host, bound to its address (empty: any) and port
+// (0: any free one). Closed by the destructor. Receiving gives up after a
+// generous time with an empty text.
+class PeerSocket
+{
+public:
+    explicit PeerSocket(std::uint16_t port = 0, const std::string &address = "");
+    ~PeerSocket();
+    PeerSocket(const PeerSocket &) = delete;
+    PeerSocket &operator=(const PeerSocket &) = delete;
+
+    void JoinMulticast(const std::string &group = "239.255.255.250");
+    void SendTo(const std::string &datagram, const std::string &address, std::uint16_t port);
+    // The next datagram, "" after timeoutMs without one.
+    std::string Receive(int timeoutMs = 10000);
+    // The next datagram that holds a text; others are passed over.
+    std::string ReceiveContaining(const std::string &text, int timeoutMs = 20000);
+    [[nodiscard]] std::uint16_t Port() const;
+
+private:
+    int mDescriptor = -1;
+};
+
+} // namespace test
