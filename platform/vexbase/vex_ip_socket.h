@@ -32,19 +32,21 @@ public:
         return SetOption(option, &value, static_cast<socklen_t>(sizeof value));
     }
 
-    // Ends the receiving (how = 0), the sending (1) or both (2) and wakes a
-    // blocked reader, which then gets 0 bytes, as does every later one.
+    // Ends the receiving (how = 0), the sending (1) or both (2) until the socket
+    // is opened anew. The end of receiving wakes a blocked reader, which then
+    // gets 0 bytes, as does every later one, whatever is still queued.
     void Shutdown(int how);
 
     // Closes the socket; does nothing when it is closed. The port is free when
-    // Close returns.
+    // Close returns. Kill of the calling thread waits for its end.
     void Close();
 
-    // The addresses of this host's interfaces that are up, as text, each with
-    // its interface's name: IPv4 in the first map, IPv6 (with neither zone nor
-    // prefix length) in the second. An IPv6 address that two interfaces share
-    // is entered with the first one's name. Returns false, both maps
-    // untouched, only when the kernel could not be asked.
+    // Replaces both maps by the addresses of this host's interfaces that are up,
+    // as text, each with its interface's name: IPv4 in the first map, IPv6 (with
+    // neither zone nor prefix length) in the second. An address with a label of
+    // its own, such as "net0:1", has that for its name; one that two interfaces
+    // share is entered with the first one's. Returns false, both maps untouched,
+    // only when the kernel could not be asked.
     [[nodiscard]] bool GetHostIPAddresses(std::map<std::string, std::string> &ipv4,
                                           std::map<std::string, std::string> &ipv6) const;
 
@@ -61,13 +63,16 @@ protected:
 
         explicit operator bool() const { return mDescriptor >= 0; }
         [[nodiscard]] int Descriptor() const { return mDescriptor; }
-        // Readable once the socket was shut down or is being closed.
+        // Readable once receiving was shut down or the socket is being closed.
         [[nodiscard]] int WakeDescriptor() const { return mWake; }
+        // Whether receiving had been shut down when this use began.
+        [[nodiscard]] bool ReceivingEnded() const { return mReceivingEnded; }
 
     private:
         VEXIPSocket &mSocket;
         int mDescriptor = -1;
         int mWake = -1;
+        bool mReceivingEnded = false;
     };
 
     // Takes over a descriptor that the derived class made and bound. Returns 0;
@@ -79,10 +84,11 @@ private:
     [[nodiscard]] int SetOption(int option, const void *value, socklen_t length);
 
     mutable std::mutex mMutex;
-    std::condition_variable mIdle; // no user is left
+    std::condition_variable mChanged; // the last user left, or Close is done
     // Guarded by mMutex:
     int mDescriptor = -1;
     int mWake = -1; // an eventfd
     unsigned int mUsers = 0;
     bool mClosing = false;
+    bool mReceivingEnded = false;
 };

@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <pthread.h>
 #include <string>
 
@@ -13,9 +14,9 @@
 // ThreadInit, ThreadLoop and ThreadFlush of a derived class.
 //
 // Any thread may call any operation but Attach, which belongs before Start.
-// The owner stops the thread before it destroys the object; the destructor of
-// this class waits for a body that is still running, but a derived class's
-// members are gone by then.
+// The owner stops the thread before it destroys the object, and never destroys
+// it on the thread itself; the destructor of this class stops a body that is
+// still running and waits for it, but a derived class's members are gone by then.
 //
 // An exception that reaches the foot of the thread is reported in one line on
 // standard error and ends that thread alone.
@@ -41,9 +42,12 @@ public:
     // the thread calls it on itself (which is then asked to stop all the same).
     virtual int Stop(unsigned int timeoutMs);
 
-    // Ends the thread at its next cancellation point, without ThreadFlush, and
-    // waits for that. For a body that no longer answers; what the body held is
-    // released as an exception would release it.
+    // Asks the thread to stop, ends it at its next cancellation point, without
+    // ThreadFlush, and waits for that (but not when it calls this on itself).
+    // For a body that no longer answers; what the body held is released as an
+    // exception would release it. REQUIRES: the body has no cancellation point
+    // (pthreads(7)) in a destructor or another function that may not throw, and
+    // passes on what it catches by catch (...).
     virtual void Kill();
 
     // Whether the body is running.
@@ -53,8 +57,9 @@ public:
     [[nodiscard]] virtual bool IsCurrentThread() const;
 
     // The nice value of the thread, -20 (first) to 19 (last). Set before Start
-    // it holds from the next start on. Returns 0, or a negative status when the
-    // value is out of range or the system refuses.
+    // it holds from the next start on, as far as the system permits; never set,
+    // it is that of the thread that calls Start. Returns 0, or a negative status
+    // when the value is out of range or the system refuses.
     [[nodiscard]] virtual int SetPriority(int nice);
     [[nodiscard]] virtual int GetPriority() const;
 
@@ -84,18 +89,26 @@ public:
 private:
     enum class State { Idle, Running, Ended }; // Ended: body over, not joined yet
 
+    class EndMark;
+
     static void *Foot(void *self);
+    // On the thread:
+    void ApplySettings();
     void RunGuarded();
-    void JoinEnded(std::unique_lock<std::mutex> &held);
+    // With mMutex held:
+    [[nodiscard]] bool IsCurrent() const;
+    [[nodiscard]] bool AwaitEnd(std::unique_lock<std::mutex> &held, unsigned int timeoutMs);
+    void JoinEnded();
 
     mutable std::mutex mMutex;
     std::condition_variable mEnded;
     // Guarded by mMutex:
     State mState = State::Idle;
+    unsigned int mRun = 0; // counts the starts, to tell one run from the next
     bool mTerminate = false;
     pthread_t mThread{};
-    int mThreadId = 0; // the kernel's number, 0 until the thread has told it
-    int mNice = 0;
+    int mThreadId = 0; // the kernel's number, 0 while there is none to name
+    std::optional<int> mNice;
     std::string mName;
     // Constant while the thread runs:
     Body mBody;

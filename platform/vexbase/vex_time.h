@@ -9,5 +9,5 @@ public:
     // Milliseconds of the monotonic clock, which no setting of the wall clock
     // moves. The value wraps to 0 after 49.7 days: a caller that sees it go back
     // must treat that as "unknown time passed". Any thread.
-    static std::uint32_t GetSystemTime();
+    [[nodiscard]] static std::uint32_t GetSystemTime();
 };

@@ -1,0 +1,131 @@
+#include "vexbase/vex_file_io.h"
+
+#include "vexbase/vex_no_cancellation.h"
+#include "vexbase/vex_status.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <optional>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// A file of the system's defaults for new files; the creation mask narrows it.
+constexpr mode_t kNewFileMode = 0666;
+
+// The system's open flags for ours, none for a combination that has no meaning.
+std::optional<int> SystemFlags(int flags)
+{
+    switch (flags) {
+    case VEXFileIO::kRead:
+        return O_RDONLY;
+    case VEXFileIO::kWrite:
+    case VEXFileIO::kWrite | VEXFileIO::kTruncate:
+        return O_WRONLY | O_CREAT | O_TRUNC;
+    case VEXFileIO::kRead | VEXFileIO::kWrite:
+    case VEXFileIO::kRead | VEXFileIO::kWrite | VEXFileIO::kTruncate:
+        return O_RDWR | O_CREAT | O_TRUNC;
+    default:
+        return std::nullopt;
+    }
+}
+
+int Fail(int error)
+{
+    errno = error;
+    return kVEXFailure;
+}
+
+// 0 for a regular file, otherwise what errno is to say.
+int RegularFileError(int descriptor)
+{
+    struct stat status = {};
+    if (fstat(descriptor, &status) != 0) {
+        return errno;
+    }
+    if (S_ISDIR(status.st_mode)) {
+        return EISDIR;
+    }
+    return S_ISREG(status.st_mode) ? 0 : ENXIO;
+}
+
+// Calls the transfer with offset and remaining length until all is done, it
+// fails, or it does nothing, going on after short transfers and interrupts.
+template <typename Transfer>
+std::uint32_t TransferAll(std::uint32_t length, Transfer transfer)
+{
+    std::uint32_t done = 0;
+    while (done < length) {
+        const ssize_t count = transfer(done, length - done);
+        if (count > 0) {
+            done += static_cast<std::uint32_t>(count);
+        } else if (count == 0 || errno != EINTR) {
+            break;
+        }
+    }
+    return done;
+}
+
+} // namespace
+
+VEXFileIO::~VEXFileIO()
+{
+    Close();
+}
+
+int VEXFileIO::Open(const std::string &name, int flags, int properties)
+{
+    if (mDescriptor >= 0) {
+        return Fail(EBUSY);
+    }
+    const std::optional<int> systemFlags = SystemFlags(flags);
+    if (!systemFlags || properties != kBuffered || name.find('\0') != std::string::npos) {
+        return Fail(EINVAL);
+    }
+    // Without O_NONBLOCK the open of a FIFO would wait for the other end.
+    mDescriptor =
+        open(name.c_str(), *systemFlags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kNewFileMode);
+    if (mDescriptor < 0) {
+        return kVEXFailure;
+    }
+    if (const int error = RegularFileError(mDescriptor)) {
+        Close();
+        return Fail(error);
+    }
+    return kVEXSuccess;
+}
+
+std::uint32_t VEXFileIO::Write(const void *data, std::uint32_t length)
+{
+    const auto *bytes = static_cast<const char *>(data);
+    return TransferAll(length, [&](std::uint32_t offset, std::uint32_t left) {
+        return write(mDescriptor, bytes + offset, left);
+    });
+}
+
+std::uint32_t VEXFileIO::Read(void *data, std::uint32_t length)
+{
+    auto *bytes = static_cast<char *>(data);
+    return TransferAll(length, [&](std::uint32_t offset, std::uint32_t left) {
+        return read(mDescriptor, bytes + offset, left);
+    });
+}
+
+std::uint64_t VEXFileIO::SizeBySeeking()
+{
+    const off_t size = lseek(mDescriptor, 0, SEEK_END);
+    if (size < 0 || lseek(mDescriptor, 0, SEEK_SET) < 0) {
+        return 0;
+    }
+    return static_cast<std::uint64_t>(size);
+}
+
+void VEXFileIO::Close()
+{
+    if (mDescriptor >= 0) {
+        const VEXNoCancellation whole;
+        close(mDescriptor);
+        mDescriptor = -1;
+    }
+}

@@ -1,0 +1,11 @@
+#include "vexbase/vex_time.h"
+
+#include <ctime>
+
+std::uint32_t VEXTime::GetSystemTime()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::uint32_t>(std::uint64_t(now.tv_sec) * 1000U +
+                                      std::uint64_t(now.tv_nsec) / 1'000'000U);
+}
