@@ -1,0 +1,270 @@
+#include "product/product_id.h"
+
+#include "product/product_table.h"
+#include "vexbase/vex_file_io.h"
+#include "vexbase/vex_lock.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+
+namespace {
+
+constexpr const char *kProductFile = "/etc/product_id";
+// Far more than any product ID; a wrong file must not fill the memory.
+constexpr std::uint32_t kMaxProductFile = 4096;
+
+// The text of the product file up to a NUL, so that what is looked up is what
+// messages show; nothing when there is no such file. One that cannot be read
+// is told of and counts as empty.
+std::optional<std::string> ReadProductFile()
+{
+    VEXFileIO file;
+    if (file.Open(kProductFile, VEXFileIO::kRead, VEXFileIO::kBuffered) != kVEXSuccess) {
+        if (errno == ENOENT) {
+            return std::nullopt;
+        }
+        std::fprintf(stderr, "*** getProductID: Could not open \"%s\" (errno:%d)\n", kProductFile,
+                     errno);
+        return std::string();
+    }
+    std::array<char, kMaxProductFile + 1> text{};  // always ends in a NUL
+    (void)file.Read(text.data(), kMaxProductFile); // what is not read stays NUL
+    return std::string(text.data());
+}
+
+// The product ID from the environment or the product file, empty when neither has one.
+std::string FindProductID()
+{
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
+    if (const char *variable = std::getenv("PRODUCT_ID")) {
+        std::fprintf(stderr, "*** getProductID: Found PRODUCT_ID env var, set to %s.\n", variable);
+        return variable;
+    }
+    std::fputs("*** getProductID: PRODUCT_ID environment variable not set, "
+               "looking in /etc/product_id\n",
+               stderr);
+    std::optional<std::string> text = ReadProductFile();
+    if (!text) {
+        std::fputs("*** getProductID: Nothing in /etc/product_id either.  "
+                   "I need one or the other.\n",
+                   stderr);
+        return {};
+    }
+    text->erase(text->find_last_not_of(" \n\r\t") + 1);
+    std::fprintf(stderr, "*** getProductID: file base productID=%s\n", text->c_str());
+    return *text;
+}
+
+// Identity is what this device was found to be. Any thread may ask.
+class Identity
+{
+public:
+    std::string ProductID()
+    {
+        const VEXLockGuard guard(mLock);
+        Determine();
+        return mProductID;
+    }
+
+    VEXBoardID_t Board()
+    {
+        const VEXLockGuard guard(mLock);
+        if (mBoard == kVEXBoardUndetermined) {
+            Determine();
+        }
+        return mBoard;
+    }
+
+private:
+    void Determine() VEX_REQUIRES(mLock)
+    {
+        if (!mProductID.empty()) {
+            std::fprintf(stderr, "getProductID productID is %s\n", mProductID.c_str());
+            return;
+        }
+        std::fputs("getProductID productID is not initialized\n", stderr);
+        mProductID = FindProductID();
+        mBoard = CProductID::GetBoardIDFromProductID(mProductID);
+    }
+
+    VEXLock mLock;
+    std::string mProductID VEX_GUARDED_BY(mLock); // empty: not known
+    VEXBoardID_t mBoard VEX_GUARDED_BY(mLock) = kVEXBoardUndetermined;
+};
+
+Identity &ThisDevice()
+{
+    static Identity device;
+    return device;
+}
+
+VEXBoardID_t Resolved(VEXBoardID_t board)
+{
+    return board == kVEXBoardCurrent ? CProductID::GetCurrentBoardID() : board;
+}
+
+const ProductRow *RowOf(VEXBoardID_t board)
+{
+    const auto *row = std::find_if(kProductTable.begin(), kProductTable.end(),
+                                   [board](const ProductRow &r) { return r.board == board; });
+    return row == kProductTable.end() ? nullptr : row;
+}
+
+using Predicate = bool (*)(VEXBoardID_t);
+
+// Whether any of the members says yes. Each family has a function of its own,
+// and with it its own kept answer for the current board.
+template <Predicate... Members>
+bool InFamily(VEXBoardID_t board)
+{
+    if (board == kVEXBoardCurrent) {
+        static const bool current = InFamily<Members...>(CProductID::GetCurrentBoardID());
+        return current;
+    }
+    return (Members(board) || ...);
+}
+
+} // namespace
+
+std::string CProductID::getProductID()
+{
+    return ThisDevice().ProductID();
+}
+
+VEXBoardID_t CProductID::GetBoardIDFromProductID(const std::string &productID)
+{
+    for (const ProductRow &row : kProductTable) {
+        if (productID == row.productID) {
+            std::fprintf(stderr,
+                         "GetBoardIDFromProductID: found board ID 0x%08" PRIx32
+                         " for productID %s\n",
+                         std::uint32_t{row.board}, productID.c_str());
+            return row.board;
+        }
+    }
+    std::fprintf(stderr,
+                 "GetBoardIDFromProductID: Failed to find a board ID for productID \"%s\"\n",
+                 productID.c_str());
+    return kVEXBoardUnknown;
+}
+
+VEXBoardID_t CProductID::GetCurrentBoardID()
+{
+    return ThisDevice().Board();
+}
+
+std::string CProductID::GetCurrentBoardIDString()
+{
+    static const std::string text = [] {
+        std::array<char, 9> digits{};
+        std::snprintf(digits.data(), digits.size(), "%08" PRIx32,
+                      std::uint32_t{GetCurrentBoardID()});
+        return std::string(digits.data());
+    }();
+    return text;
+}
+
+std::string CProductID::GetModelNameFromBoardID(VEXBoardID_t board)
+{
+    const ProductRow *row = RowOf(board);
+    return row != nullptr ? row->modelName : "Unknown Model";
+}
+
+std::string CProductID::GetCurrentModelName()
+{
+    return GetModelNameFromBoardID(GetCurrentBoardID());
+}
+
+std::string CProductID::GetCurrentProductCategoryName(VEXBoardID_t board)
+{
+    const ProductRow *row = RowOf(Resolved(board));
+    return row != nullptr ? row->category : "Unknown Product";
+}
+
+std::string CProductID::GetFuzzyName(std::string_view name)
+{
+    std::string fuzzy;
+    for (const char c : name) {
+        if (c == ' ' || c == '-') {
+            continue;
+        }
+        // Not tolower(), whose answer hangs on the process's locale.
+        fuzzy += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    return fuzzy;
+}
+
+VEXBoardID_t CProductID::GetBoardIDFromModelName(std::string_view name)
+{
+    const std::string wanted = GetFuzzyName(name);
+    const auto row =
+        std::find_if(kProductTable.rbegin(), kProductTable.rend(), [&wanted](const ProductRow &r) {
+            return GetFuzzyName(r.modelName) == wanted;
+        });
+    return row == kProductTable.rend() ? kVEXBoardUnknown : row->board;
+}
+
+bool CProductID::isCorvia12(VEXBoardID_t board)
+{
+    return Resolved(board) == kVEXBoardCorvia12;
+}
+
+bool CProductID::isCorvia12Plus(VEXBoardID_t board)
+{
+    return Resolved(board) == kVEXBoardCorvia12Plus;
+}
+
+bool CProductID::isLumen(VEXBoardID_t board)
+{
+    return Resolved(board) == kVEXBoardLumen;
+}
+
+bool CProductID::isLumenPlus(VEXBoardID_t board)
+{
+    return Resolved(board) == kVEXBoardLumenPlus;
+}
+
+bool CProductID::isTalonMx(VEXBoardID_t board)
+{
+    return Resolved(board) == kVEXBoardTalonMx;
+}
+
+bool CProductID::isTalonVt(VEXBoardID_t board)
+{
+    return Resolved(board) == kVEXBoardTalonVt;
+}
+
+bool CProductID::isZR1(VEXBoardID_t board)
+{
+    return Resolved(board) == kVEXBoardZR1;
+}
+
+bool CProductID::isZR2(VEXBoardID_t board)
+{
+    return Resolved(board) == kVEXBoardZR2;
+}
+
+bool CProductID::isCorviaFamily(VEXBoardID_t board)
+{
+    return InFamily<isCorvia12, isCorvia12Plus>(board);
+}
+
+bool CProductID::isLumenFamily(VEXBoardID_t board)
+{
+    return InFamily<isLumen, isLumenPlus>(board);
+}
+
+bool CProductID::isTalonFamily(VEXBoardID_t board)
+{
+    return InFamily<isTalonMx, isTalonVt>(board);
+}
+
+bool CProductID::isZRFamily(VEXBoardID_t board)
+{
+    return InFamily<isZR1, isZR2>(board);
+}

@@ -1,0 +1,50 @@
+#include "product/serial_number.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <fcntl.h>
+#include <limits>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char *kSerialNumberFile = "/proc/device-tree/serial-number";
+constexpr const char *kDefaultSerialNumber = "1HE000000"; // a device never given its own
+constexpr std::size_t kMaxSerialNumber = 63;
+
+} // namespace
+
+std::string SerialNumber::GetFormattedSerialNumber()
+{
+    const int file = open(kSerialNumberFile, O_RDONLY | O_CLOEXEC);
+    if (file < 0) {
+        return kDefaultSerialNumber;
+    }
+    std::array<char, kMaxSerialNumber + 1> text{}; // always ends in a NUL
+    const ssize_t length = read(file, text.data(), kMaxSerialNumber);
+    close(file);
+    return length > 0 ? text.data() : kDefaultSerialNumber;
+}
+
+std::uint32_t SerialNumber::GetSerialNumber()
+{
+    const std::string text = GetFormattedSerialNumber();
+    const std::size_t digits = text.find_last_not_of("0123456789") + 1;
+    const unsigned long number = std::strtoul(text.c_str() + digits, nullptr, 10);
+    // As where a long has 32 bits, so that every board gives the same answer.
+    constexpr unsigned long kLargest = std::numeric_limits<std::uint32_t>::max();
+    return static_cast<std::uint32_t>(std::min(number, kLargest));
+}
+
+std::string SerialNumber::GetBoardID()
+{
+    return "11001300";
+}
+
+std::string getCleanSerialNumber()
+{
+    std::string text = SerialNumber::GetFormattedSerialNumber();
+    text.erase(text.find_last_not_of(' ') + 1);
+    return text;
+}
