@@ -1,0 +1,266 @@
+#include "mdns/mdns.h"
+
+#include "mdns/avahi_qt_poll.h"
+
+#include <QLoggingCategory>
+#include <avahi-common/alternative.h>
+#include <avahi-common/error.h>
+#include <avahi-common/malloc.h>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+Q_LOGGING_CATEGORY(lcMdns, "beacond.mdns", QtInfoMsg)
+
+// The end after an unrecoverable failure, once its line is written.
+[[noreturn]] void exitFailed()
+{
+    std::exit(1); // NOLINT(concurrency-mt-unsafe): no other thread of the process exits
+}
+
+// Copies as much of a text as the member holds, terminated.
+template <std::size_t Size>
+void copyText(char (&to)[Size], const char *from)
+{
+    std::snprintf(to, Size, "%s", from);
+}
+
+const char *errorText(AvahiClient *client)
+{
+    return avahi_strerror(avahi_client_errno(client));
+}
+
+void reportRenaming(const char *name)
+{
+    std::fprintf(stderr, "Service name collision, renaming service to '%s'\n", name);
+}
+
+} // namespace
+
+Mdns *Mdns::m_instance = nullptr;
+char Mdns::m_vexSerial[32] = "";
+char Mdns::m_productName[32] = "";
+char Mdns::m_vexHostName[kInstanceNameMax + 1] = "";
+char *Mdns::m_serviceName = nullptr;
+std::unique_ptr<PublishedService> Mdns::m_pubServices;
+const AvahiPoll *Mdns::m_poll = nullptr;
+AvahiClient *Mdns::m_client = nullptr;
+AvahiEntryGroup *Mdns::m_group = nullptr;
+
+Mdns *Mdns::getInstance()
+{
+    if (m_instance == nullptr) {
+        m_instance = new Mdns;
+    }
+    return m_instance;
+}
+
+void Mdns::init(const char *serial, const char *productName, const char *hostName)
+{
+    m_poll = avahi_qt_poll_get();
+    if (m_poll == nullptr) {
+        std::fputs("failed to get poll\n", stderr);
+        exitFailed();
+    }
+    // Ahead of the next two copies on purpose: the first name made knows neither
+    // product nor serial number, whatever the host name.
+    sanitizeAndSetHostService(hostName);
+    copyText(m_vexSerial, serial);
+    copyText(m_productName, productName);
+    int error = 0;
+    m_client = avahi_client_new(m_poll, AvahiClientFlags{}, clientCallback, nullptr, &error);
+    if (m_client == nullptr) {
+        std::fprintf(stderr, "Failed to create client: %s\n", avahi_strerror(error));
+        avahi_free(m_serviceName);
+        m_serviceName = nullptr;
+        exitFailed();
+    }
+}
+
+void Mdns::sanitizeAndSetHostService(const char *name)
+{
+    copyText(m_vexHostName, instanceName(name, m_productName, m_vexSerial).c_str());
+    avahi_free(m_serviceName);
+    m_serviceName = avahi_strdup(m_vexHostName);
+    std::fprintf(stderr, "avahi host/service updating to: %s\n", m_vexHostName);
+}
+
+void Mdns::publishMdnsEntry(const char *type, int port, const QStringList &txt)
+{
+    qCDebug(lcMdns, "publishing %s %d", type, port);
+    findOrAddService(m_pubServices, type, port).txt.reset(makeTxtList(txt));
+    resetGroupIfAny();
+    createServices();
+}
+
+void Mdns::unpublishMdnsEntry(const char *type, int port)
+{
+    qCDebug(lcMdns, "unpublishing %s %d", type, port);
+    if (removeService(m_pubServices, type, port)) {
+        resetGroupIfAny();
+        createServices();
+    }
+}
+
+// A group with something in it is left alone: whoever changes the services
+// resets the group first.
+void Mdns::createServices()
+{
+    if (m_client == nullptr) {
+        std::fputs("attempt to create services before init finished\n", stderr);
+        return;
+    }
+    if (m_group == nullptr) {
+        createGroup();
+    }
+    while (avahi_entry_group_is_empty(m_group) != 0) {
+        if (addServices()) {
+            commitGroup();
+            return;
+        }
+        renameInstance();
+        resetGroup();
+    }
+}
+
+void Mdns::createGroup()
+{
+    m_group = avahi_entry_group_new(m_client, entryGroupCallback, nullptr);
+    if (m_group == nullptr) {
+        std::fprintf(stderr, "avahi_entry_group_new() failed: %s\n", errorText(m_client));
+        exitFailed();
+    }
+}
+
+// False when another program of this host holds the name; some services may be
+// in the group by then.
+bool Mdns::addServices()
+{
+    for (const PublishedService *service = m_pubServices.get(); service != nullptr;
+         service = service->next.get()) {
+        qCDebug(lcMdns, "Adding service %s %s", m_serviceName, service->type);
+        const int result = avahi_entry_group_add_service_strlst(
+            m_group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags{}, m_vexHostName,
+            service->type, nullptr, nullptr, static_cast<std::uint16_t>(service->port),
+            service->txt.get());
+        if (result == AVAHI_ERR_COLLISION) {
+            return false;
+        }
+        if (result < 0) {
+            std::fprintf(stderr, "Failed to add service %s: %s\n", m_vexHostName,
+                         avahi_strerror(result));
+            exitFailed();
+        }
+    }
+    return true;
+}
+
+void Mdns::commitGroup()
+{
+    const int result = avahi_entry_group_commit(m_group);
+    if (result < 0) {
+        std::fprintf(stderr, "error committing group - %s\n", avahi_strerror(result));
+        exitFailed();
+    }
+}
+
+// A collision while adding renames what is registered; one that the group
+// reports later (renameLoggedService) only what the log lines say. They differ
+// on purpose.
+void Mdns::renameInstance()
+{
+    char *alternative = avahi_alternative_service_name(m_vexHostName);
+    copyText(m_vexHostName, alternative);
+    avahi_free(alternative);
+    reportRenaming(m_vexHostName);
+}
+
+void Mdns::renameLoggedService()
+{
+    char *alternative = avahi_alternative_service_name(m_serviceName);
+    avahi_free(m_serviceName);
+    m_serviceName = alternative;
+    reportRenaming(m_serviceName);
+}
+
+void Mdns::resetGroup()
+{
+    // A group that cannot be reset belongs to a client that has failed, and that
+    // is reported to clientCallback.
+    avahi_entry_group_reset(m_group);
+}
+
+void Mdns::resetGroupIfAny()
+{
+    if (m_group != nullptr) {
+        resetGroup();
+    }
+}
+
+void Mdns::enableHost(bool /*enable*/) {}
+
+void Mdns::ipChanged()
+{
+    resetGroupIfAny();
+    qCDebug(lcMdns, "ip changed");
+    createServices();
+}
+
+void Mdns::nameChanged(const QString &name)
+{
+    std::fputs("name changed\n", stderr);
+    if (name == QLatin1String(m_vexHostName)) {
+        return;
+    }
+    sanitizeAndSetHostService(name.toUtf8().constData());
+    resetGroupIfAny();
+    createServices();
+}
+
+// RUNNING arrives from inside avahi_client_new when avahi-daemon is up already.
+// There is no client to work with yet, so it is passed over; the services go out
+// with the first publishMdnsEntry().
+void Mdns::clientCallback(AvahiClient *client, AvahiClientState state, void * /*userdata*/)
+{
+    switch (state) {
+    case AVAHI_CLIENT_S_RUNNING:
+        if (m_group == nullptr && m_client != nullptr) {
+            qCDebug(lcMdns, "client running");
+            createServices();
+        }
+        break;
+    case AVAHI_CLIENT_S_REGISTERING:
+    case AVAHI_CLIENT_S_COLLISION:
+        resetGroupIfAny();
+        break;
+    case AVAHI_CLIENT_FAILURE:
+        std::fprintf(stderr, "Client failure: %s\n", errorText(client));
+        exitFailed();
+    case AVAHI_CLIENT_CONNECTING:
+        break;
+    }
+}
+
+void Mdns::entryGroupCallback(AvahiEntryGroup *group, AvahiEntryGroupState state,
+                              void * /*userdata*/)
+{
+    m_group = group; // the first state comes from inside avahi_entry_group_new
+    switch (state) {
+    case AVAHI_ENTRY_GROUP_ESTABLISHED:
+        std::fprintf(stderr, "Service '%s' successfully established.\n", m_serviceName);
+        break;
+    case AVAHI_ENTRY_GROUP_COLLISION:
+        renameLoggedService();
+        createServices();
+        break;
+    case AVAHI_ENTRY_GROUP_FAILURE:
+        std::fprintf(stderr, "Entry group failure: %s\n",
+                     errorText(avahi_entry_group_get_client(group)));
+        exitFailed();
+    case AVAHI_ENTRY_GROUP_UNCOMMITED:
+    case AVAHI_ENTRY_GROUP_REGISTERING:
+        break;
+    }
+}
