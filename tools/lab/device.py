@@ -1,0 +1,157 @@
+"""A virtual device: the daemon under test with everything it needs around it."""
+
+import dataclasses
+import http.client
+import json
+import socket
+
+from .node import Node
+from .waiting import wait_until
+
+BEACOND = "/mnt/beacond"  # the programs under test are bound to /mnt in every device
+CONFIGD = "/mnt/beacon-configd"
+BROWSE_LIST = "/var/www/discovery/browse.json"
+PRODUCTS = ["corvia12", "lumenplus", "talonmx", "zr2",
+            "corvia12plus", "lumen", "talonvt", "zr1"]
+
+
+@dataclasses.dataclass(frozen=True)
+class DeviceSpec:
+    """What sets a device apart; what is left empty gets a value from its number."""
+
+    name: str = ""      # the device in the lab, and its host name at first
+    address: str = ""   # IPv4, in a network of 24 bits
+    product: str = ""   # product ID
+    ssdp: bool = True   # the SSDP switch at first
+
+    def completed(self, number):
+        return dataclasses.replace(
+            self,
+            name=self.name or f"device-{number}",
+            address=self.address or f"192.0.2.{10 + number}",
+            product=self.product or PRODUCTS[number % len(PRODUCTS)])
+
+
+class Device(Node):
+    """A machine with D-Bus, avahi-daemon, beacon-configd and, once started,
+    beacond. `dbus`, `avahi`, `configd` and `beacond` are its Programs."""
+
+    def __init__(self, spec, programs, mark):
+        super().__init__(spec.name, "device.sh", [spec.name, spec.address, programs], mark)
+        self.spec = spec
+        self.address = spec.address
+        self.dbus = self.avahi = self.configd = self.beacond = None
+
+    # Making the device: the Lab calls these in this order.
+
+    def start_bus(self):
+        self.dbus = self.start("dbus", ["dbus-daemon", "--config-file=/run/lab/bus.conf",
+                                        "--nofork", "--nopidfile", "--nosyslog"])
+
+    def start_services(self):
+        self.start_configd()
+        wait_until(self.path("/run/dbus/system_bus_socket").exists, 20,
+                   f"{self.name}: the bus", self.dbus.explain)
+        self.start_avahi()
+
+    def wait_for_services(self):
+        self.wait_for_configd()
+        self.configure(hostName=self.name, ssdpEnable=self.spec.ssdp)
+        self.avahi.wait_output("Server startup complete.")
+
+    def start_configd(self):
+        self.configd = self.start("configd", [CONFIGD])
+
+    def start_avahi(self):
+        self.avahi = self.start("avahi", ["avahi-daemon", "--no-drop-root", "--no-chroot",
+                                          "--no-rlimits"])
+
+    # The daemon under test.
+
+    def daemon_environment(self):
+        return {**self.environment, "PRODUCT_ID": self.spec.product}
+
+    def start_beacond(self, *arguments, **options):
+        """Starts beacond in the foreground (-d unless other arguments are given)."""
+        self.beacond = self.start("beacond", [BEACOND, *(arguments or ["-d"])],
+                                  self.daemon_environment(), **options)
+        return self.beacond
+
+    def detach_beacond(self, **options):
+        """Starts beacond as a device's start-up scripts do, without -d: returns the
+        CompletedProcess of the command; the daemon goes on without it."""
+        return self.run(BEACOND, env=self.daemon_environment(), **options)
+
+    def stop_beacond(self):
+        """Ends the beacond that start_beacond started, if it runs."""
+        if self.beacond is not None:
+            self.beacond.stop()
+            self.beacond = None
+
+    def browse_list(self):
+        """The entries of browse.json; none if there is no such file yet."""
+        return json.loads(self.read(BROWSE_LIST) or "[]")
+
+    def mdns_services(self, kind="_http._tcp"):
+        """What avahi-browse finds now: a list of dictionaries."""
+        found = self.run("avahi-browse", "--resolve", "--parsable", "--terminate", kind).stdout
+        return [service for service in map(resolved_service, found.splitlines()) if service]
+
+    # The configuration service.
+
+    def request(self, method, path, value=None):
+        """One HTTP request to the device's configuration service; `value` goes
+        as JSON. Returns the status and the answer's value."""
+        connection = http.client.HTTPConnection("127.0.0.1", 8080, timeout=10)
+        with self.network():
+            connection.sock = socket.create_connection(("127.0.0.1", 8080), timeout=10)
+        try:
+            body = None if value is None else json.dumps(value)
+            connection.request(method, path, body, {"Content-Type": "application/json"})
+            answer = connection.getresponse()
+            text = answer.read()
+            return answer.status, json.loads(text) if text else None
+        finally:
+            connection.close()
+
+    def wait_for_configd(self):
+        def answers():
+            try:
+                return self.request("GET", "/api/v1/system")[0] == 200
+            except OSError:
+                return False
+        wait_until(answers, 20, f"{self.name}: the configuration service", self.configd.explain)
+
+    def configure(self, **members):
+        """Changes members of the system configuration."""
+        status, answer = self.request("PATCH", "/api/v1/system", members)
+        if status != 200:
+            raise RuntimeError(f"{self.name}: PATCH {members}: {status} {answer}")
+
+    # The network.
+
+    def set_link(self, up):
+        """Takes net0 down or up, as `ip link set` does."""
+        self.run("ip", "link", "set", "net0", "up" if up else "down")
+
+    def add_address(self, address):
+        self.run("ip", "addr", "add", f"{address}/24", "dev", "net0")
+
+    def remove_address(self, address):
+        self.run("ip", "addr", "del", f"{address}/24", "dev", "net0")
+
+    def change_address(self, address):
+        """Gives net0 another address in place of the one it has."""
+        self.remove_address(self.address)
+        self.add_address(address)
+        self.address = address
+
+
+def resolved_service(line):
+    """A service from a line of `avahi-browse -rp`, None for other lines."""
+    fields = line.split(";")
+    if fields[0] != "=" or len(fields) < 10:
+        return None
+    _, interface, _, name, kind, domain, host, address, port, text = fields[:10]
+    return {"interface": interface, "name": name, "type": kind, "domain": domain,
+            "host": host, "address": address, "port": int(port), "text": text}

@@ -1,0 +1,99 @@
+"""The switch and what is plugged into it."""
+
+import os
+import secrets
+import subprocess
+
+from .device import Device, DeviceSpec
+from .node import Node
+from .peer import Peer
+
+
+class Lab:
+    """A virtual network. Use it in a `with` statement, from one thread.
+
+    `programs` is the folder that holds beacond and beacon-configd. Devices get
+    the addresses 192.0.2.10 and up, peers 192.0.2.200 and up, unless told.
+    """
+
+    def __init__(self, programs):
+        if os.geteuid() != 0:
+            raise PermissionError("making virtual devices needs root")
+        self.programs = os.path.abspath(programs)
+        self.mark = f"{os.getpid()}-{secrets.token_hex(4)}"
+        self.devices = []
+        self.peers = []
+        self._ports = 0
+        self._switch = Node("switch", "switch.sh", [], self.mark)
+        self._switch.begin_setup()
+        self._switch.finish_setup()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *unused):
+        self.close()
+
+    def close(self):
+        """Takes everything away."""
+        nodes = [*self.devices, *self.peers, self._switch]
+        for node in nodes:
+            node.begin_close()
+        for node in nodes:
+            node.close()
+        self.devices, self.peers = [], []
+
+    def add_device(self, name="", **fields):
+        """Makes a device as DeviceSpec describes it, beacond not started."""
+        return self.add_devices([DeviceSpec(name, **fields)])[0]
+
+    def add_devices(self, specs):
+        """Makes several devices in about the time that one takes."""
+        made = []
+        for spec in specs:
+            number = len(self.devices)
+            spec = spec.completed(number)
+            device = Device(spec, self.programs, self.mark)
+            self.devices.append(device)
+            made.append(device)
+            self._plug_in(device)
+            device.begin_setup()
+        for device in made:
+            device.finish_setup()
+            device.start_bus()
+        for device in made:
+            device.start_services()
+        for device in made:
+            device.wait_for_services()
+        return made
+
+    def add_peer(self, name="", address=None):
+        """Makes a bare machine to open sockets in."""
+        number = len(self.peers)
+        peer = Peer(name or f"peer-{number}", address or f"192.0.2.{200 + number}", self.mark)
+        self.peers.append(peer)
+        self._plug_in(peer)
+        peer.begin_setup()
+        peer.finish_setup()
+        return peer
+
+    def remove(self, node):
+        """Takes a device or a peer away, as if its power plug were pulled."""
+        (self.devices if node in self.devices else self.peers).remove(node)
+        node.close()
+
+    def set_cable(self, node, plugged_in):
+        """Pulls a node's network cable out, or puts it back."""
+        self._switch_ip("link", "set", node.port, "up" if plugged_in else "down")
+
+    def _plug_in(self, node):
+        self._ports += 1
+        node.port = f"port{self._ports}"
+        self._switch_ip("link", "add", "net0", "netns", str(node.pid),
+                        "type", "veth", "peer", "name", node.port)
+        self._switch_ip("link", "set", node.port, "master", "br0", "up")
+
+    def _switch_ip(self, *arguments):
+        # Only into the switch's network: `netns` takes a process id as seen here.
+        subprocess.run(["nsenter", "--target", str(self._switch.pid), "--net", "ip", *arguments],
+                       check=True)

@@ -1,0 +1,61 @@
+"""A machine without daemons, in which tests open sockets."""
+
+import socket
+import struct
+
+from .capture import Capture
+from .node import Node
+
+GROUP = "239.255.255.250"
+SSDP_PORT = 1900
+_SO_RCVBUFFORCE = 33
+
+
+class Peer(Node):
+    """A network on the switch with one address, `address`."""
+
+    def __init__(self, name, address, mark):
+        super().__init__(name, "peer.sh", [address], mark)
+        self.address = address
+        self._captures = []
+
+    def close(self):
+        for capture in self._captures:
+            capture.stop()
+        super().close()
+
+    def udp_socket(self, port=0, timeout=5):
+        """A UDP socket on `port` (0: any free one), sending multicast on net0."""
+        with self.network():
+            sock = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+            interface = socket.if_nametoindex("net0")
+        sock.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        # Room for a flood: what is lost here would be taken for not sent.
+        sock.setsockopt(socket.SOL_SOCKET, _SO_RCVBUFFORCE, 4 << 20)
+        index = struct.pack("=4s4si", bytes(4), bytes(4), interface)
+        sock.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, index)
+        sock.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_LOOP, 0)
+        sock.bind(("", port))
+        sock.settimeout(timeout)
+        return sock
+
+    def ssdp_socket(self):
+        """A UDP socket on port 1900 that is a member of the SSDP group."""
+        sock = self.udp_socket(SSDP_PORT)
+        with self.network():
+            member = struct.pack("=4s4si", socket.inet_aton(GROUP), bytes(4),
+                                 socket.if_nametoindex("net0"))
+        sock.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP, member)
+        return sock
+
+    def capture(self):
+        """Records from now on every datagram that reaches port 1900 here."""
+        capture = Capture(self.ssdp_socket())
+        self._captures.append(capture)
+        return capture
+
+    def ask(self, data, address, port=SSDP_PORT, timeout=5):
+        """Sends one datagram and returns the first that comes back."""
+        with self.udp_socket(timeout=timeout) as sock:
+            sock.sendto(data, (address, port))
+            return sock.recv(65536)

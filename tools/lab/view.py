@@ -1,0 +1,74 @@
+"""What a device sees of the others, and its drawing as a table."""
+
+from typing import NamedTuple
+
+from .device import resolved_service
+
+HEADINGS = ("host name", "address", "product", "state")
+
+
+class Row(NamedTuple):
+    """One device in the eyes of another."""
+
+    host_name: str
+    address: str
+    product: str
+    state: str
+
+
+class View:
+    """All that one device sees, by SSDP (its browse.json) and by mDNS."""
+
+    def __init__(self, device):
+        self.device = device
+        # It runs on and writes a line for each change.
+        self._browser = device.start("avahi-browse", ["avahi-browse", "--resolve", "--parsable",
+                                                      "_http._tcp"])
+
+    def ssdp(self):
+        """Addresses in browse.json, with their entries."""
+        return {entry["ipAddress"]: entry for entry in self.device.browse_list()}
+
+    def mdns(self):
+        """Addresses that offer _http._tcp, with the service names."""
+        services = {}
+        for line in self._browser.stdout.splitlines():
+            service = resolved_service(line)
+            if service:
+                services[service["name"]] = service["address"]
+            elif line.startswith("-"):
+                services.pop(line.split(";")[3], None)
+        return {address: name for name, address in services.items()}
+
+    def rows(self):
+        ssdp, mdns = self.ssdp(), self.mdns()
+        return [self._row(address, ssdp.get(address), mdns.get(address))
+                for address in sorted(ssdp.keys() | mdns.keys())]
+
+    def _row(self, address, entry, service):
+        by = " and ".join(way for way, seen in (("SSDP", entry), ("mDNS", service)) if seen)
+        own = " (this device)" if address == self.device.address else ""
+        return Row(entry["hostName"] if entry else service, address,
+                   entry["deviceName"] if entry else "", f"seen by {by}{own}")
+
+    def missing(self, devices):
+        """What this device does not see of `devices` yet, as sentences."""
+        ssdp, mdns = self.ssdp(), self.mdns()
+        for other in devices:
+            if ssdp.get(other.address, {}).get("hostName") != other.name:
+                yield f"{self.device.name} does not list {other.name} in browse.json"
+            if other is not self.device and mdns.get(other.address) != other.name:
+                yield f"{self.device.name} does not see {other.name} by _http._tcp"
+
+
+def table(views):
+    """The lines of a table of what each device sees."""
+    lines = []
+    for view in views:
+        rows = view.rows()
+        widths = [max(map(len, column)) for column in zip(HEADINGS, *rows)]
+        lines.append(f"{view.device.name} ({view.device.address}) sees")
+        for row in [HEADINGS, *rows]:
+            lines.append("  " + "  ".join(map(str.ljust, row, widths)).rstrip())
+        lines.append("")
+    return lines
