@@ -1,0 +1,86 @@
+"""Whole devices on a virtual network: see tools/lab."""
+
+import os
+import sys
+from pathlib import Path
+
+import pytest
+
+TOP = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(TOP / "tools"))
+
+from lab import DeviceSpec, Lab  # noqa: E402
+
+
+def pytest_addoption(parser):
+    parser.addoption("--programs", default=str(TOP / "build/dev/bin"),
+                     help="the folder that holds beacond and beacon-configd")
+
+
+def pytest_sessionstart(session):
+    if os.geteuid() != 0:
+        pytest.exit("The system tests make network namespaces and need root.", returncode=1)
+    for name in ("beacond", "beacon-configd"):
+        if not (Path(session.config.getoption("--programs")) / name).exists():
+            pytest.exit(f"There is no {name}; build it first: "
+                        f"cmake --preset dev && cmake --build --preset dev", returncode=1)
+
+
+@pytest.hookimpl(hookwrapper=True)
+def pytest_runtest_makereport(item):
+    """Adds to a failure what the daemons had written by then."""
+    report = (yield).get_result()
+    lab = getattr(item, "funcargs", {}).get("lab")
+    if report.failed and isinstance(lab, Lab):
+        for device in lab.devices:
+            if device.beacond is not None:
+                report.sections.append(("beacond", device.beacond.explain()))
+
+
+@pytest.fixture(scope="session")
+def programs(pytestconfig):
+    return pytestconfig.getoption("--programs")
+
+
+@pytest.fixture(scope="module")
+def lab(programs):
+    """A virtual network with nothing on it, shared by the tests of a file."""
+    with Lab(programs) as network:
+        yield network
+
+
+@pytest.fixture(scope="module")
+def peer(lab):
+    """A bare machine on the network."""
+    return lab.add_peer()
+
+
+@pytest.fixture(scope="module")
+def wire(peer):
+    """All that reaches the SSDP group on the network, from the beginning."""
+    return peer.capture()
+
+
+@pytest.fixture(scope="module")
+def device(lab):
+    """A device without beacond."""
+    return lab.add_device("studio-a", product="corvia12")
+
+
+@pytest.fixture(scope="module")
+def running_device(device, wire):
+    """A device whose beacond has made itself known."""
+    device.start_beacond()
+    wire.wait_for(source=device.address, starting=b"NOTIFY")
+    return device
+
+
+@pytest.fixture(scope="module")
+def three_devices(lab):
+    """Three devices of different products with beacond running."""
+    devices = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
+                               DeviceSpec("studio-b", product="lumenplus"),
+                               DeviceSpec("studio-c", product="talonmx")])
+    for each in devices:
+        each.start_beacond()
+    return devices

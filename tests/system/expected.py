@@ -1,0 +1,85 @@
+"""What a device says, byte for byte."""
+
+import re
+from typing import NamedTuple
+
+
+class Product(NamedTuple):
+    model: str
+    board: str
+    category: str
+
+
+PRODUCTS = {
+    "corvia12": Product("Corvia 12", "0x10650001", "HD recorder"),
+    "lumenplus": Product("Lumen Plus", "0x10660002", "4K encoder"),
+    "talonmx": Product("TalonMx", "0x10670001", "Multichannel streamer"),
+}
+
+SEARCH = (b"M-SEARCH * HTTP/1.1\r\nHOST:239.255.255.250:1900\r\nST:upnp:rootdevice\r\n"
+          b"MAN:\"ssdp:discover\"\r\nMX:3\r\n\r\n")
+
+
+def product(device):
+    return PRODUCTS[device.spec.product]
+
+
+def usn(device):
+    return f"uuid:65746500-{product(device).model}-{device.address}-0"
+
+
+def location(device, number=1):
+    slug = product(device).model.lower().replace(" ", "_")
+    return f"http://{device.address}:80/{slug}_upnp_ssdp_{number}.xml"
+
+
+def alive(device, max_age):
+    return ("NOTIFY * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nNT: upnp:rootdevice\r\n"
+            f"NTS: ssdp:alive\r\nLOCATION: {location(device)}\r\nUSN: {usn(device)}\r\n"
+            f"CACHE-CONTROL: max-age={max_age}\r\nSERVER: Linux/2.6, UPnP/1.0, SSDP/1.0\r\n\r\n"
+            ).encode()
+
+
+def goodbye(device):
+    return ("NOTIFY * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nNT: upnp:rootdevice\r\n"
+            f"NTS: ssdp:byebye\r\nLOCATION: {location(device)}\r\nUSN: {usn(device)}\r\n\r\n"
+            ).encode()
+
+
+def search_response(device, max_age):
+    return (f"HTTP/1.1 200 OK\r\nCACHE-CONTROL: max-age={max_age}\r\nEXT:\r\n"
+            f"LOCATION: {location(device)}\r\nSERVER: Linux/2.6, UPnP/1.0, SSDP/1.0\r\n"
+            f"ST: upnp:rootdevice\r\nUSN: {usn(device)}\r\n\r\n").encode()
+
+
+def max_age(message):
+    """The max-age a device has drawn for itself, out of 120 to 129 seconds."""
+    drawn = int(re.search(rb"max-age=(\d+)\r\n", message)[1])
+    assert 120 <= drawn <= 129
+    return drawn
+
+
+def assert_alive(message, device):
+    assert message == alive(device, max_age(message))
+
+
+def browse_entry(device, host_name=None):
+    what = product(device)
+    return (f'{{"serviceDescription":"{what.model}","serviceType":"_http._tcp",'
+            f'"serviceDomain":"local","hostName":"{host_name or device.name}",'
+            f'"ipAddress":"{device.address}","port":80,"deviceName":"{what.model}",'
+            f'"description":"{what.category}","boardType":"{what.model}","boardNumber":"0",'
+            f'"boardID":"{what.board}"}}')
+
+
+def browse_json(*devices):
+    """The whole list that a device writes when it knows these devices."""
+    return "[" + ",".join(map(browse_entry, sorted(devices, key=usn))) + "]"
+
+
+def listing(heading, *devices):
+    """A diagnostic reply."""
+    entries = (f"\n  ProductName:\"{product(each).model}\"\n  HostName:   \"{each.name}\""
+               f"\n  IP:         {each.address}\n  USN:        {usn(each)}\n"
+               for each in sorted(devices, key=usn))
+    return (heading + "".join(entries)).encode()

@@ -1,0 +1,132 @@
+"""The daemon as the device's start-up scripts start it."""
+
+import os
+import time
+
+import pytest
+
+import expected
+from lab import wait_until
+from lab.device import BEACOND, BROWSE_LIST
+
+TICKS = os.sysconf("SC_CLK_TCK")
+
+
+def links(pid):
+    return {int(path): os.readlink(f"/proc/{pid}/fd/{path}") for path in os.listdir(f"/proc/{pid}/fd")}
+
+
+def cpu_seconds(pid):
+    """User and system time of all of a process's threads so far."""
+    with open(f"/proc/{pid}/stat", encoding="ascii") as file:
+        fields = file.read().rpartition(")")[2].split()
+    return (int(fields[11]) + int(fields[12])) / TICKS
+
+
+class Started:
+    """A detached daemon and how it came to be."""
+
+    def __init__(self, device):
+        reader, writer = os.pipe()
+        os.dup2(writer, 57)
+        self.inherited = {os.readlink(f"/proc/self/fd/{writer}")}
+        try:
+            start = time.monotonic()
+            self.result = device.detach_beacond(pass_fds=(writer, 57), umask=0o077)
+            self.seconds = time.monotonic() - start
+        finally:
+            for number in (writer, 57):
+                os.close(number)
+        self.reader = reader
+        self.pid = device.wait_for_process("beacond")
+
+
+@pytest.fixture(scope="module")
+def started(device, wire):
+    made = Started(device)
+    wire.wait_for(source=device.address, starting=b"NOTIFY")
+    yield made
+    os.close(made.reader)
+
+
+def test_the_command_returns_at_once_with_0(started):
+    assert started.result.returncode == 0
+    assert started.result.stdout == "Daemonize beacond\n"
+    assert started.result.stderr == ""
+    # The daemon's start pauses half a second: the command does not wait for it.
+    assert started.seconds < 0.5
+
+
+def test_it_leads_a_session_without_a_terminal(started):
+    with open(f"/proc/{started.pid}/stat", encoding="ascii") as file:
+        fields = file.read().rpartition(")")[2].split()
+    _, parent, group, session, terminal = fields[:5]
+    assert (int(group), int(session), int(terminal)) == (started.pid, started.pid, 0)
+    assert parent != "1"  # the device's process 1, as this machine counts it
+
+
+def test_its_standard_descriptors_are_on_dev_null(started):
+    assert [links(started.pid)[number] for number in (0, 1, 2)] == ["/dev/null"] * 3
+
+
+def test_it_keeps_nothing_it_was_started_with(started):
+    assert not started.inherited & set(links(started.pid).values())
+    assert os.read(started.reader, 1) == b""  # nobody holds the other end any more
+
+
+def test_its_files_are_not_for_others(started, device):
+    with open(f"/proc/{started.pid}/status", encoding="ascii") as file:
+        assert "Umask:\t0027\n" in file.readlines()
+    document = device.path("/var/www/html/corvia_12_upnp_ssdp_1.xml")
+    assert document.stat().st_mode & 0o777 == 0o640
+
+
+def test_it_announces_itself(started, device, wire):
+    expected.assert_alive(wire.datagrams(device.address, starting=b"NOTIFY")[0].data, device)
+    wire.wait_for(source=device.address, starting=b"M-SEARCH")
+    assert wire.datagrams(device.address, starting=b"M-SEARCH")[0].data == expected.SEARCH
+
+
+def test_it_answers_a_search(started, device, peer, wire):
+    announced = wire.datagrams(device.address, starting=b"NOTIFY")[0].data
+    answer = peer.ask(expected.SEARCH, device.address)
+    assert answer == expected.search_response(device, expected.max_age(announced))
+
+
+def test_it_answers_the_diagnostic_port(started, device, peer):
+    assert peer.ask(b"gh", device.address, 49821) == expected.listing("HostList", device)
+    assert peer.ask(b"gn", device.address, 49821) == expected.listing("NodeList", device)
+    assert peer.ask(b"GH", device.address, 49821) == b"No such command as \"GH\""
+    assert peer.ask(b"gh\n", device.address, 49821) == b"Invalid operation\n"
+
+
+def test_it_writes_the_browse_list(started, device):
+    wait_until(lambda: device.read(BROWSE_LIST) == expected.browse_json(device), 30,
+               "the device's own entry", lambda: device.read(BROWSE_LIST))
+
+
+def test_it_takes_no_processor_time_when_idle(started):
+    """Over a few seconds, a whole poll interval among them: a busy loop would take all of it."""
+    before, start = cpu_seconds(started.pid), time.monotonic()
+    time.sleep(6)
+    share = (cpu_seconds(started.pid) - before) / (time.monotonic() - start)
+    assert share < 0.01
+
+
+def test_it_follows_a_change_of_the_configuration(started, device, wire):
+    since = wire.mark()
+    device.configure(hostName="studio-z")
+    heard = wire.wait_for(2, since=since, source=device.address, starting=b"NOTIFY")
+    assert heard[0].data == expected.goodbye(device)
+    expected.assert_alive(heard[1].data, device)
+    wanted = "[" + expected.browse_entry(device, "studio-z") + "]"
+    wait_until(lambda: device.read(BROWSE_LIST) == wanted, 30, "the new name in the list",
+               lambda: device.read(BROWSE_LIST))
+    wait_until(lambda: [each["name"] for each in device.mdns_services()] == ["studio-z"], 20,
+               "the new name by multicast DNS", device.mdns_services)
+
+
+def test_a_second_copy_comes_up_beside_it(started, device):
+    """Nothing forbids it: the command returns 0 whatever becomes of the copy."""
+    result = device.run(BEACOND, env=device.daemon_environment())
+    assert (result.returncode, result.stdout) == (0, "Daemonize beacond\n")

@@ -1,0 +1,85 @@
+"""Three devices of different products find each other."""
+
+import pytest
+
+import expected
+from lab import wait_until
+from lab.device import BROWSE_LIST
+
+# A request and its answer each wait up to three poll intervals of at most 5.75 s, in whole
+# intervals, and the list is written at most 5.5 s later; an announcement that crossed a
+# start is repeated within 24 s.
+LIMIT = 90
+
+
+@pytest.fixture(scope="module")
+def all_found(wire, three_devices):
+    """The devices, once everybody's list holds everybody."""
+    def short_lists():
+        return [each.name for each in three_devices if len(each.browse_list()) < 3]
+    wait_until(lambda: not short_lists(), LIMIT, "three entries in every list", short_lists)
+    return three_devices
+
+
+def test_every_list_holds_every_device(all_found):
+    for device in all_found:
+        assert device.read(BROWSE_LIST) == expected.browse_json(*all_found)
+
+
+def test_the_registries_hold_what_the_lists_hold(all_found, peer):
+    for device in all_found:
+        assert peer.ask(b"gn", device.address, 49821) == expected.listing("NodeList", *all_found)
+        assert peer.ask(b"gh", device.address, 49821) == expected.listing("HostList", device)
+
+
+def test_every_device_sees_every_other_by_dns_sd(all_found):
+    def services(device):
+        return {(each["name"], each["address"], each["port"], each["text"])
+                for each in device.mdns_services()}
+    wanted = {(each.name, each.address, 80, "\"path=/\" \"txtvers=1\"") for each in all_found}
+    for device in all_found:
+        wait_until(lambda: services(device) == wanted, 20, f"all services seen by {device.name}",
+                   lambda: services(device))
+
+
+def test_every_device_sends_its_own_announcement_and_one_search(all_found, wire):
+    for device in all_found:
+        notifies = wire.datagrams(device.address, starting=b"NOTIFY")
+        for each in notifies:
+            assert each.data == notifies[0].data
+        expected.assert_alive(notifies[0].data, device)
+        searches = wire.datagrams(device.address, starting=b"M-SEARCH")
+        assert [each.data for each in searches] == [expected.SEARCH]
+
+
+def test_other_peoples_control_point_finds_all(all_found, lab):
+    """gssdp-discover, on a machine where nothing else has the SSDP port."""
+    found = lab.add_peer().run("gssdp-discover", "--interface=net0", "--timeout=4",
+                               "--target=upnp:rootdevice").stdout
+    for device in all_found:
+        assert expected.usn(device) in found
+        assert expected.location(device) in found
+
+
+def test_a_new_host_name_reaches_the_others(all_found):
+    first, *others = all_found
+    first.configure(hostName="studio-x")
+    wanted = expected.browse_entry(first, "studio-x")
+    for device in all_found:
+        wait_until(lambda: wanted in device.read(BROWSE_LIST), LIMIT,
+                   f"the new name in the list of {device.name}", lambda: device.read(BROWSE_LIST))
+    for device in others:
+        assert len(device.browse_list()) == 3
+
+
+def test_a_device_that_says_goodbye_leaves_the_lists(all_found):
+    *others, last = all_found
+    last.configure(ssdpEnable=False)
+    for device in others:
+        wait_until(lambda: last.address not in device.read(BROWSE_LIST), LIMIT,
+                   f"{last.name} gone from the list of {device.name}",
+                   lambda: device.read(BROWSE_LIST))
+    wait_until(lambda: last.address not in last.read(BROWSE_LIST), LIMIT, "gone from its own list",
+               lambda: last.read(BROWSE_LIST))
+    # The switch is SSDP's alone: the DNS-SD service stays.
+    assert last.name in {each["name"] for each in others[0].mdns_services()}

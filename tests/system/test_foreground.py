@@ -1,0 +1,67 @@
+"""beacond -d: what it says and how it holds the terminal."""
+
+import os
+import pty
+import select
+import signal
+
+from lab.device import BROWSE_LIST
+
+START = ("Run beacond as Non-Daemonized\n"
+         "initializing pubsub object\n"
+         "Open: The diagnostic thread has started\n"
+         "PubSub started\n")
+
+
+def read_terminal(master, text, timeout=20):
+    """What arrives on a terminal up to a text."""
+    seen = b""
+    while text not in seen:
+        assert select.select([master], [], [], timeout)[0], f"only {seen!r}"
+        seen += os.read(master, 4096)
+    return seen
+
+
+def test_it_says_how_it_starts(running_device):
+    beacond = running_device.beacond
+    beacond.wait_output("PubSub started\n")
+    beacond.wait_output("Service 'studio-a' successfully established.\n")
+    assert beacond.stdout == START
+    assert beacond.stderr.splitlines()[:3] == [
+        "getProductID productID is not initialized",
+        "*** getProductID: Found PRODUCT_ID env var, set to corvia12.",
+        "GetBoardIDFromProductID: found board ID 0x10650001 for productID corvia12"]
+    assert "avahi host/service updating to: studio-a\n" in beacond.stderr
+    assert beacond.stderr.count("name changed\n") == 1
+
+
+def test_the_browse_list_is_empty_at_first(device):
+    device.path(BROWSE_LIST).unlink(missing_ok=True)
+    device.start_beacond().wait_output("PubSub started")
+    assert device.read(BROWSE_LIST) == "[]"
+    device.stop_beacond()
+
+
+def test_it_keeps_the_terminal_until_the_terminal_ends_it(device):
+    master, terminal = pty.openpty()
+    beacond = device.start_beacond(stdin=terminal, stdout=terminal, stderr=terminal)
+    os.close(terminal)
+    seen = read_terminal(master, b"PubSub started\r\n")
+    assert seen.startswith(b"Run beacond as Non-Daemonized\r\ninitializing pubsub object\r\n")
+    links = {os.readlink(f"/proc/{beacond.pid}/fd/{number}") for number in (0, 1, 2)}
+    assert len(links) == 1 and links.pop().startswith("/dev/pts/")
+    assert beacond.stop(signal.SIGINT) == -signal.SIGINT
+    os.close(master)
+
+
+def test_a_terminating_signal_ends_it_at_once_without_a_goodbye(lab, device, wire):
+    since = wire.mark()
+    beacond = device.start_beacond()
+    wire.wait_for(since=since, source=device.address, starting=b"NOTIFY")
+    assert beacond.stop(signal.SIGTERM) == -signal.SIGTERM
+    other = lab.add_peer()
+    with other.udp_socket() as sock:  # a mark on the wire after all that it sent
+        sock.sendto(b"the end", ("239.255.255.250", 1900))
+    wire.wait_for(since=since, starting=b"the end")
+    assert not [each for each in wire.datagrams(source=device.address, since=since)
+                if b"ssdp:byebye" in each.data]

@@ -1,0 +1,181 @@
+"""The virtual network keeps its promises: made quickly, private, gone without a trace."""
+
+import os
+import re
+import signal
+import socket
+import subprocess
+import sys
+from pathlib import Path
+from typing import NamedTuple
+
+import pytest
+
+from lab import DeviceSpec, Lab, wait_until
+from lab.node import MARK
+
+SCRIPT = """
+import sys, time
+sys.path.insert(0, sys.argv[1])
+from lab import Lab
+with Lab(sys.argv[2]) as lab:
+    lab.add_device().detach_beacond()
+    lab.add_peer()
+    print(lab.mark, flush=True)
+    time.sleep(3600)
+"""
+
+
+class Process(NamedTuple):
+    number: int
+    start: int  # clock ticks since the machine's start: a number may be used again
+    name: str
+    namespace: str  # of process ids
+    environment: bytes
+
+
+def processes():
+    """All processes on this machine."""
+    for folder in Path("/proc").glob("[0-9]*"):
+        try:
+            name, _, rest = (folder / "stat").read_text().partition(" (")[2].rpartition(") ")
+            yield Process(int(folder.name), int(rest.split()[19]), name,
+                          os.readlink(folder / "ns/pid"), (folder / "environ").read_bytes())
+        except OSError:  # ended in between
+            continue
+
+
+def processes_of(mark):
+    """Those that belong to a lab: they carry its mark, or share a process namespace with
+    one that does (avahi-daemon writes over its environment)."""
+    everything = list(processes())
+    ours = os.readlink("/proc/self/ns/pid")
+    marked = [each for each in everything
+              if f"{MARK}={mark}".encode() in each.environment.split(b"\0")]
+    namespaces = {each.namespace for each in marked} - {ours}
+    return {each for each in everything if each in marked or each.namespace in namespaces}
+
+
+def left_of(before, mark):
+    """What still runs of a lab's processes."""
+    return processes_of(mark) | (before & set(processes()))
+
+
+def host_state():
+    """What of this machine a lab could disturb: interfaces, named namespaces, mounts."""
+    links = subprocess.run(["ip", "-o", "link"], capture_output=True, text=True, check=True).stdout
+    named = sorted(path.name for path in Path("/run/netns").glob("*"))
+    return re.findall(r"^\d+: ([^:]+):", links, re.M), named, Path("/proc/self/mountinfo").read_text()
+
+
+@pytest.fixture
+def lab_of_another_program(programs):
+    """A program that holds a lab, and the lab's mark."""
+    tools = str(Path(sys.modules["lab"].__file__).parents[1])
+    with subprocess.Popen([sys.executable, "-B", "-c", SCRIPT, tools, programs],
+                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True) as program:
+        yield program, program.stdout.readline().strip()
+        program.kill()
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGKILL])
+def test_nothing_is_left_after_a_signal(lab_of_another_program, number):
+    program, mark = lab_of_another_program
+    before = processes_of(mark)
+    # Switch, device and peer have a holder and a process 1 each. The device's services have
+    # a process each that entered the device for them; its daemon is on its own.
+    assert sorted(each.name for each in before) == sorted(
+        3 * ["unshare", "cat"] + 3 * ["nsenter"]
+        + ["dbus-daemon", "avahi-daemon", "beacon-configd", "beacond"])
+    program.send_signal(number)
+    program.wait(20)
+    wait_until(lambda: not left_of(before, mark), 20, "no process left",
+               lambda: left_of(before, mark))
+
+
+def test_closing_takes_everything_away(programs):
+    before = host_state()
+    with Lab(programs) as lab:
+        lab.add_device()
+        made = processes_of(lab.mark)
+        assert made
+        assert host_state() == before
+    assert not left_of(made, lab.mark)
+    assert host_state() == before
+
+
+def test_an_error_while_a_device_is_made_leaves_nothing(programs):
+    with pytest.raises(RuntimeError, match="no \"ready\""):
+        with Lab(programs) as lab:
+            lab.add_device(address="not an address")
+    assert not processes_of(lab.mark)
+
+
+def test_the_programs_may_lie_under_tmp(programs, tmp_path):
+    folder = tmp_path / "bin"
+    folder.mkdir()
+    for program in ("beacond", "beacon-configd"):
+        (folder / program).write_bytes((Path(programs) / program).read_bytes())
+        (folder / program).chmod(0o755)
+    assert str(folder).startswith("/tmp/")
+    with Lab(folder) as lab:
+        device = lab.add_device()
+        assert device.run("ls", "/tmp").stdout == ""
+        assert device.run("ls", "/mnt").stdout == "beacon-configd\nbeacond\n"
+
+
+def test_a_device_has_its_own_trees(device):
+    device.run("sh", "-c", "echo mine >/var/www/html/x; echo mine >/run/x; echo mine >/tmp/x")
+    for path in ("/var/www/html/x", "/run/x", "/tmp/x"):
+        assert device.read(path) == "mine\n"
+        assert not Path(path).exists()
+
+
+def test_nothing_reaches_the_host(lab, device, peer, wire):
+    """Multicast on the virtual network is heard there, and not on this machine's interfaces."""
+    every_protocol = 3
+    with socket.socket(socket.AF_PACKET, socket.SOCK_RAW, socket.htons(every_protocol)) as host:
+        host.settimeout(0)
+        message = b"NOTIFY * HTTP/1.1\r\nUSN: heard-in-the-lab-only\r\n\r\n"
+        other = lab.add_peer()
+        with other.udp_socket() as sock:
+            for _ in range(20):
+                sock.sendto(message, ("239.255.255.250", 1900))
+        wire.wait_for(20, source=other.address, starting=message)
+        packets = []
+        try:
+            while True:
+                packets.append(host.recv(65536))
+        except BlockingIOError:
+            pass
+        assert not [packet for packet in packets if b"heard-in-the-lab-only" in packet]
+
+
+def test_twenty_devices_reach_each_other(lab, device):
+    """The first of the devices resolves the names of all the others by multicast DNS."""
+    others = lab.add_devices([DeviceSpec() for _ in range(20)])
+    names = [f"{each.name}.local" for each in others]
+    answer = device.run("avahi-resolve", "-4", "--name", *names).stdout
+    assert dict(line.split() for line in answer.splitlines()) == dict(
+        zip(names, (each.address for each in others)))
+
+
+def test_a_pulled_cable_cuts_a_device_off(lab, device, peer):
+    def carrier():
+        return device.read("/sys/class/net/net0/carrier") == "1\n"
+    assert carrier()
+    lab.set_cable(device, False)
+    assert not carrier()
+    lab.set_cable(device, True)
+    wait_until(carrier, 10, "the carrier back")
+
+
+def test_a_program_that_ends_early_is_reported_with_its_words(device):
+    program = device.start("talker", ["sh", "-c", "echo some words >&2; exit 3"])
+    with pytest.raises(RuntimeError, match="status 3\n(.*\n)*some words"):
+        program.wait_output("never written")
+
+
+def test_waiting_in_vain_says_what_was_seen():
+    with pytest.raises(TimeoutError, match="a wonder: not within 0.01 s; last result: 0\nno wonder"):
+        wait_until(lambda: 0, 0.01, "a wonder", lambda: "no wonder")

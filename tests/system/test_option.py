@@ -1,0 +1,46 @@
+"""The command line."""
+
+import pytest
+
+from lab.device import BEACOND
+
+
+def test_an_unknown_option_gives_the_usage_text(device):
+    result = device.run(BEACOND, "-x", check=False)
+    assert result.returncode == 1
+    assert result.stderr == f"{BEACOND}: invalid option -- 'x'\n"
+    assert result.stdout == (f"{BEACOND}: Unknown option \"?\"\n"
+                             "Possible options:\n"
+                             "  -d: debug (don't daemonize)\n")
+    assert device.processes("beacond") == []
+
+
+@pytest.mark.parametrize("arguments", [["-dx"], ["-d", "-x"], ["--help"]])
+def test_an_unknown_option_ends_it_even_beside_the_known_one(device, arguments):
+    result = device.run(BEACOND, *arguments, check=False)
+    assert result.returncode == 1
+    assert result.stdout.startswith(f"{BEACOND}: Unknown option \"?\"\n")
+    assert device.processes("beacond") == []
+
+
+def test_the_usage_text_names_the_program_as_it_was_called(device):
+    result = device.run("sh", "-c", "cd /mnt && ./beacond -x", check=False)
+    assert result.stdout.startswith("./beacond: Unknown option \"?\"\n")
+
+
+def test_a_copy_started_by_process_1_ends_at_once(device):
+    """Whoever has process 1 for a parent counts as detached already, and does not run."""
+    # The shell is process 1 of its own process namespace; `;` keeps it from
+    # turning into the last command.
+    script = f"{BEACOND}; echo status $?; ps -e -o comm="
+    result = device.run("unshare", "--pid", "--fork", "--mount-proc", "sh", "-c", script,
+                        env=device.daemon_environment())
+    assert result.stdout == "Daemonize beacond\nstatus 0\nsh\nps\n"
+    assert result.stderr == ""
+
+
+def test_in_the_foreground_it_runs_under_process_1_too(device):
+    script = f"{BEACOND} -d & ps -o ppid= -p $!; kill -9 $!"
+    result = device.run("unshare", "--pid", "--fork", "--mount-proc", "sh", "-c", script,
+                        env=device.daemon_environment())
+    assert result.stdout.split() == ["1"]
