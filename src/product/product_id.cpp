@@ -202,6 +202,7 @@ std::string CProductID::GetFuzzyName(std::string_view name)
 VEXBoardID_t CProductID::GetBoardIDFromModelName(std::string_view name)
 {
     const std::string wanted = GetFuzzyName(name);
+    // From the end: of two models that look alike, the later one counts.
     const auto row =
         std::find_if(kProductTable.rbegin(), kProductTable.rend(), [&wanted](const ProductRow &r) {
             return GetFuzzyName(r.modelName) == wanted;

@@ -25,7 +25,8 @@ enum VEXBoardID_t : std::uint32_t {
 // every product of the maker (see product_table.h). It has static members only.
 //
 // Threads: any thread may call any operation. Questions about a given board,
-// name or product ID read constant tables alone, without a lock. The device's
+// name or product ID read the constant table alone: no lock, nothing that is
+// built on first use, nothing that goes away while the process ends. The device's
 // own identity is found by whoever asks first, under a lock, while other askers
 // wait; answers said to be kept are made once under the compiler's guard for
 // function-local statics and read without a lock from then on.

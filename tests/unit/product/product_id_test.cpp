@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 #include <set>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -255,9 +254,9 @@ TEST(CurrentProduct, IsFoundOnceForManyThreads)
 {
     const test::Output output = test::InChild([] {
         SetProduct("lumenplus");
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 8; ++i) {
-            threads.emplace_back([] {
+        std::array<std::thread, 8> threads;
+        for (std::thread &thread : threads) {
+            thread = std::thread([] {
                 EXPECT_TRUE(CProductID::isLumenFamily());
                 EXPECT_EQ(CProductID::GetCurrentBoardID(), kVEXBoardLumenPlus);
                 EXPECT_EQ(CProductID::GetCurrentBoardIDString(), "10660002");

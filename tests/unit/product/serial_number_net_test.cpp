@@ -118,6 +118,7 @@ TEST(SerialNumber, NumberIsTheRunOfDigitsAtTheEnd)
 {
     EXPECT_EQ(Stored("12AB0034").number, 34U);
     EXPECT_EQ(Stored("00042").number, 42U);
+    EXPECT_EQ(Stored("1HE000120").number, 120U);
     EXPECT_EQ(Stored("-7").number, 7U);
     EXPECT_EQ(Stored("1HE").number, 0U);
     EXPECT_EQ(Stored("1HE000123\n").number, 0U);
