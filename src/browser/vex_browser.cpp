@@ -1,0 +1,93 @@
+#include "browser/vex_browser.h"
+
+#include "browser/browse_document.h"
+#include "ssdp/output_line.h"
+#include "ssdp/vex_ssdp.h"
+#include "vexbase/vex_file_io.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
+#include <utility>
+
+namespace {
+
+constexpr const char *kBrowseFile = "/var/www/discovery/browse.json";
+constexpr const char *kScratchFile = "/var/www/discovery/__browse.json";
+
+constexpr unsigned int kWaitMs = 500;
+// A list is written when more wait cycles than this have passed since the last.
+constexpr int kQuietCycles = 10;
+
+} // namespace
+
+VEXBrowser::VEXBrowser(VEX_SSDP *ssdp) : mSSDP(ssdp)
+{
+    static_cast<void>(Start());
+}
+
+bool VEXBrowser::ThreadInit()
+{
+    mJSONText = "[]";
+    WriteJSONFile(kBrowseFile);
+    return false;
+}
+
+bool VEXBrowser::ThreadLoop()
+{
+    bool pending = false; // mBrowseList is newer than the published list
+    while (!Terminate()) {
+        SSDPDeviceMap changed;
+        switch (mSSDP->WaitForChange(kWaitMs, changed)) {
+        case kVEXTimedOut:
+            EndCycle(pending);
+            break;
+        case kVEXSuccess:
+            mBrowseList = std::move(changed);
+            pending = true;
+            EndCycle(pending);
+            break;
+        default:
+            ssdp::WriteProgress({"ThreadLoop", ": Problem with SSDP..."});
+            break;
+        }
+    }
+    ssdp::WriteProgress({"ThreadLoop", ": Exiting..."});
+    return false;
+}
+
+void VEXBrowser::EndCycle(bool &pending)
+{
+    ++mCycleCount;
+    if (pending && mCycleCount > kQuietCycles) {
+        WriteBrowserInfo();
+        mCycleCount = 0;
+        pending = false;
+    }
+}
+
+void VEXBrowser::WriteBrowserInfo()
+{
+    mJSONText = vex::webapp::utils::ComposeBrowseDocument(mBrowseList);
+    if (WriteJSONFile(kScratchFile)) {
+        static_cast<void>(std::rename(kScratchFile, kBrowseFile));
+    }
+}
+
+// True whenever the file could be opened: what could not be written, on a full
+// medium, shows in the published list and on standard error.
+bool VEXBrowser::WriteJSONFile(std::string path)
+{
+    VEXFileIO file;
+    if (file.Open(path, VEXFileIO::kWrite, VEXFileIO::kBuffered) != kVEXSuccess) {
+        const std::string error = std::to_string(errno);
+        ssdp::WriteFault({"WriteJSONFile", "Could not open \"", path, "\" (errno:", error, ")"});
+        return false;
+    }
+    if (file.Write(mJSONText.data(), static_cast<std::uint32_t>(mJSONText.size())) == 0) {
+        const std::string error = std::to_string(errno);
+        ssdp::WriteFault(
+            {"WriteJSONFile", ": Could not write to \"", path, "\" (errno:", error, ")"});
+    }
+    return true;
+}

@@ -1,0 +1,137 @@
+#include "main/detach.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <iterator>
+#include <limits>
+#include <memory>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+void FillStandardDescriptors()
+{
+    int descriptor = -1;
+    do {
+        descriptor = open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor >= 0) {
+        close(descriptor);
+    }
+}
+
+// Without /proc: asks for each number that a process just started may have.
+std::set<int> ProbeDescriptors()
+{
+    constexpr int kLikely = 1024;
+    std::set<int> open;
+    for (int descriptor = 0; descriptor < kLikely; ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) != -1) {
+            open.insert(descriptor);
+        }
+    }
+    return open;
+}
+
+std::set<int> OpenDescriptors()
+{
+    const std::unique_ptr<DIR, int (*)(DIR *)> folder(opendir("/proc/self/fd"), closedir);
+    if (!folder) {
+        return ProbeDescriptors();
+    }
+    std::set<int> open;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has one thread yet
+    while (const dirent *entry = readdir(folder.get())) {
+        if (entry->d_name[0] != '.') {
+            open.insert(static_cast<int>(std::strtol(entry->d_name, nullptr, 10)));
+        }
+    }
+    open.erase(dirfd(folder.get()));
+    return open;
+}
+
+// Closes descriptors one by one up to the limit, for kernels without
+// close_range.
+void CloseByLoop(const std::set<int> &keep)
+{
+    for (int descriptor = 0; descriptor < getdtablesize(); ++descriptor) {
+        if (keep.count(descriptor) == 0) {
+            close(descriptor);
+        }
+    }
+}
+
+// Closes from first up to last, both included; false when the kernel cannot.
+bool CloseRange(unsigned int first, unsigned int last)
+{
+    return first > last || syscall(SYS_close_range, first, last, 0U) == 0;
+}
+
+// The limit may be a billion, as in some containers, where a loop would take
+// minutes: the gaps between what is kept are closed whole.
+void CloseAllBut(const std::set<int> &keep)
+{
+    unsigned int first = 0;
+    for (const int kept : keep) {
+        const auto number = static_cast<unsigned int>(kept);
+        if (number > first && !CloseRange(first, number - 1)) {
+            CloseByLoop(keep);
+            return;
+        }
+        first = number + 1;
+    }
+    if (!CloseRange(first, std::numeric_limits<unsigned int>::max())) {
+        CloseByLoop(keep);
+    }
+}
+
+// Puts 0, 1 and 2 on /dev/null. The first line goes out on every start and the
+// second unconditionally, as scripts of old expect; at that moment standard
+// error leads nowhere.
+void OpenStandardDescriptors()
+{
+    const int null = open("/dev/null", O_RDWR);
+    if (dup(null) != 0) {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has one thread yet
+        std::fprintf(stderr, "%s: cannot dup stdout to /dev/null: %s", "main", strerror(errno));
+    }
+    static_cast<void>(dup(null));
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
+    std::fprintf(stderr, "%s: cannot dup stderr to /dev/null: %s", "main", strerror(errno));
+}
+
+} // namespace
+
+OwnDescriptors::OwnDescriptors()
+{
+    FillStandardDescriptors();
+    mBefore = OpenDescriptors();
+}
+
+void OwnDescriptors::NoteOpened()
+{
+    const std::set<int> now = OpenDescriptors();
+    std::set_difference(now.begin(), now.end(), mBefore.begin(), mBefore.end(),
+                        std::inserter(mOwn, mOwn.end()));
+}
+
+void Detach(const std::set<int> &keep)
+{
+    const pid_t child = fork();
+    if (child != 0) {
+        exit(child < 0 ? 1 : 0); // NOLINT(concurrency-mt-unsafe): the process has one thread yet
+    }
+    if (setsid() < 0) {
+        exit(1); // NOLINT(concurrency-mt-unsafe)
+    }
+    CloseAllBut(keep);
+    OpenStandardDescriptors();
+    umask(027);
+}

@@ -1,0 +1,235 @@
+#include "pubsub/vex_pubsub.h"
+
+#include "mdns/mdns.h"
+#include "product/product_features.h"
+#include "product/product_id.h"
+#include "product/serial_number.h"
+#include "vexbase/vex_ip_socket.h"
+
+#include <QStringList>
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+namespace {
+
+constexpr const char *kInterface = "net0";
+constexpr const char *kDescriptionPath = "/var/www/html";
+constexpr auto kSettlingTime = std::chrono::milliseconds(500);
+constexpr auto kAddressPause = std::chrono::seconds(1);
+
+constexpr const char *kWebService = "_http._tcp";
+constexpr int kWebPort = 80;
+
+} // namespace
+
+VEXPubSub *VEXPubSub::getInstance()
+{
+    static auto *const instance = new VEXPubSub(nullptr); // for the life of the process
+    return instance;
+}
+
+VEXPubSub::VEXPubSub(QObject *parent) : QObject(parent), m_browser(&m_ssdp)
+{
+    std::puts("initializing pubsub object");
+    std::fflush(stdout);
+    connect(&m_config, SIGNAL(paramChanged(int, ConfigMap::ParamId, const QString &, bool)), this,
+            SLOT(paramChanged(int, ConfigMap::ParamId, const QString &, bool)));
+    m_config.startWatch();
+}
+
+VEXPubSub::~VEXPubSub()
+{
+    m_browser.Stop(kVEXInfinite);
+    m_ssdp.Close(VEX_SSDP::Goodbye::Skip);
+}
+
+void VEXPubSub::init(Mdns *mdns)
+{
+    std::this_thread::sleep_for(kSettlingTime);
+    publishMdns(mdns);
+    connectMdns(mdns);
+    openSSDP();
+    m_hostName = m_config.getString(0, ConfigMap::HostName);
+    Q_EMIT nameChanged(QString::fromUtf8(m_hostName.toUtf8()));
+    const bool enabled = m_config.getBool(0, ConfigMap::SsdpEnable);
+    if (enabled) {
+        PublishSSDP();
+    }
+    Q_EMIT enableHost(enabled);
+}
+
+void VEXPubSub::publishMdns(Mdns *mdns)
+{
+    const QByteArray hostName = m_config.getString(0, ConfigMap::HostName).toUtf8();
+    static_cast<void>(m_browser.Start());
+    const QStringList txt{QStringLiteral("txtvers=1"), QStringLiteral("path=/")};
+    mdns->init(getCleanSerialNumber().c_str(), CProductID::GetCurrentModelName().c_str(),
+               hostName.constData());
+    mdns->publishMdnsEntry(kWebService, kWebPort, txt);
+}
+
+void VEXPubSub::connectMdns(Mdns *mdns)
+{
+    connect(this, SIGNAL(enableHost(bool)), mdns, SLOT(enableHost(bool)));
+    connect(this, SIGNAL(ipChanged()), mdns, SLOT(ipChanged()));
+    connect(this, SIGNAL(nameChanged(QString)), mdns, SLOT(nameChanged(QString)));
+}
+
+void VEXPubSub::initService(SSDPDeviceType &rec)
+{
+    rec.notificationType = "upnp:rootdevice";
+    rec.hostName = m_hostName.toStdString();
+    rec.serialNumber = getCleanSerialNumber();
+    m_ipAddress = m_config.getString(0, ConfigMap::Address);
+    rec.ipAddress = m_ipAddress.toStdString();
+    rec.boardID = "0x" + CProductID::GetCurrentBoardIDString();
+    rec.modelNumber = rec.boardID;
+    rec.instance = "0";
+    rec.productName = CProductID::GetCurrentModelName();
+    rec.modelName = CProductID::GetCurrentModelName();
+    rec.modelDescription = CProductID::GetCurrentProductCategoryName(kVEXBoardCurrent);
+    rec.urlScheme = CProductFeatures::canDoHTTPS() && m_preferHttps ? "https://" : "http://";
+}
+
+void VEXPubSub::PublishSSDP()
+{
+    SSDPDeviceType service;
+    initService(service);
+    m_ssdp.SetPath(kDescriptionPath);
+    m_ssdp.AddService(service);
+    m_service = service;
+}
+
+void VEXPubSub::RevokeSSDP()
+{
+    m_ssdp.RemoveService(m_service.modelName, m_ipAddress.toStdString());
+}
+
+void VEXPubSub::collectIPAddresses(std::map<std::string, std::string> &addrs)
+{
+    const VEXIPSocket socket;
+    std::map<std::string, std::string> ipv6;
+    addrs.clear();
+    while (!socket.GetHostIPAddresses(addrs, ipv6)) {
+        std::this_thread::sleep_for(kAddressPause);
+    }
+    for (auto entry = addrs.begin(); entry != addrs.end();) {
+        entry = entry->second == kInterface ? std::next(entry) : addrs.erase(entry);
+    }
+    if (addrs.empty()) {
+        std::this_thread::sleep_for(kAddressPause);
+    }
+}
+
+void VEXPubSub::openSSDP()
+{
+    std::map<std::string, std::string> addrs;
+    collectIPAddresses(addrs);
+    m_ssdp.Open(addrs);
+}
+
+// Collects before it closes, so that the network misses the device no longer
+// than need be.
+void VEXPubSub::reopenSSDP()
+{
+    std::map<std::string, std::string> addrs;
+    collectIPAddresses(addrs);
+    if (m_ssdp.IsOpen()) {
+        m_ssdp.Close();
+    }
+    m_ssdp.Open(addrs);
+}
+
+void VEXPubSub::republishSSDP()
+{
+    RevokeSSDP();
+    reopenSSDP();
+    PublishSSDP();
+}
+
+void VEXPubSub::paramChanged(int /*dev*/, ConfigMap::ParamId id, const QString &strVal,
+                             bool boolVal)
+{
+    switch (id) {
+    case ConfigMap::Address:
+        if (m_ssdpEnabled) {
+            republishSSDP();
+        }
+        break;
+    case ConfigMap::HostName:
+        hostNameChanged(strVal);
+        break;
+    case ConfigMap::InterfaceSetupState:
+        setupStateChanged(strVal);
+        break;
+    case ConfigMap::SsdpEnable:
+        ssdpEnableChanged(boolVal);
+        break;
+    case ConfigMap::Connected:
+        connectedChanged(boolVal);
+        break;
+    }
+}
+
+void VEXPubSub::hostNameChanged(const QString &name)
+{
+    m_hostName = name;
+    if (m_ssdpEnabled) {
+        Q_EMIT nameChanged(name);
+        republishSSDP();
+    }
+}
+
+// The engine is opened again for a completed interface whatever the SSDP switch
+// says: with SSDP off the device still sees its neighbours.
+void VEXPubSub::setupStateChanged(const QString &state)
+{
+    if (state == QLatin1String("Preparing")) {
+        if (m_ssdpEnabled) {
+            RevokeSSDP();
+            m_ssdp.Close();
+        }
+    } else if (state == QLatin1String("Complete")) {
+        std::map<std::string, std::string> addrs;
+        collectIPAddresses(addrs);
+        Q_EMIT ipChanged();
+        if (m_ssdp.IsOpen()) {
+            m_ssdp.Close();
+        }
+        m_ssdp.Open(addrs);
+        if (m_ssdpEnabled) {
+            PublishSSDP();
+        }
+    }
+}
+
+void VEXPubSub::ssdpEnableChanged(bool enable)
+{
+    if (enable) {
+        m_hostName = m_config.getString(0, ConfigMap::HostName);
+        m_ssdpEnabled = true;
+        Q_EMIT enableHost(true);
+        PublishSSDP();
+    } else {
+        Q_EMIT enableHost(false);
+        m_ssdpEnabled = false;
+        RevokeSSDP();
+    }
+}
+
+// A lost link needs no goodbye, which nobody would hear, and one that is back no
+// announcement: the interface's set-up follows and brings it.
+void VEXPubSub::connectedChanged(bool connected)
+{
+    if (!m_ssdpEnabled) {
+        return;
+    }
+    if (!connected) {
+        if (m_ssdp.IsOpen()) {
+            m_ssdp.Close(VEX_SSDP::Goodbye::Skip);
+        }
+    } else if (!m_ssdp.IsOpen()) {
+        openSSDP();
+    }
+}

@@ -1,0 +1,32 @@
+#include "ssdp/delayed_queue.h"
+
+#include <utility>
+
+void DelayedQueue::Add(GETMessageType datagram)
+{
+    const std::size_t bytes = datagram.message.size();
+    if (mReport.Admit(mDatagrams.size() < mMaxCount && bytes <= mMaxBytes - mBytes)) {
+        mBytes += bytes;
+        mDatagrams.push_back(std::move(datagram));
+    }
+}
+
+void DelayedQueue::Tick(std::uint32_t elapsed, const Sender &send)
+{
+    for (auto datagram = mDatagrams.begin(); datagram != mDatagrams.end();) {
+        if (datagram->delay > elapsed) {
+            datagram->delay -= elapsed;
+            ++datagram;
+            continue;
+        }
+        send(*datagram);
+        mBytes -= datagram->message.size();
+        datagram = mDatagrams.erase(datagram);
+    }
+}
+
+void DelayedQueue::Clear()
+{
+    mDatagrams.clear();
+    mBytes = 0;
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "ssdp/bound_report.h"
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <netinet/in.h>
+#include <string>
+
+// One datagram that waits to be sent.
+struct GETMessageType
+{
+    std::string message;       // the complete datagram
+    std::uint32_t delay = 0;   // milliseconds still to wait
+    sockaddr_in destination{}; // IPv4
+};
+
+// DelayedQueue holds datagrams until their delay has passed, in the order they
+// were put in, within a bound. It knows no clock and no socket: its owner tells
+// it what time has passed. Not thread-safe; the owner's lock guards it.
+class DelayedQueue
+{
+public:
+    using Sender = std::function<void(const GETMessageType &)>;
+
+    // The queue takes maxCount datagrams of maxBytes in all. operation and what
+    // name it in the line that reports a met bound.
+    DelayedQueue(std::size_t maxCount, std::size_t maxBytes, std::string_view operation,
+                 std::string_view what)
+        : mMaxCount(maxCount), mMaxBytes(maxBytes), mReport(operation, what)
+    {
+    }
+
+    // Appends a datagram; drops it when the bound is met.
+    void Add(GETMessageType datagram);
+
+    // Lets elapsed milliseconds pass: each datagram whose delay they cover is
+    // handed to send and removed, the delay of each other is lowered.
+    void Tick(std::uint32_t elapsed, const Sender &send);
+
+    void Clear();
+
+    [[nodiscard]] std::size_t Size() const { return mDatagrams.size(); }
+
+private:
+    const std::size_t mMaxCount;
+    const std::size_t mMaxBytes;
+    BoundReport mReport;
+    std::list<GETMessageType> mDatagrams;
+    std::size_t mBytes = 0; // of all messages
+};

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "ssdp/ssdp_device_type.h"
+
+#include <cstddef>
+#include <string>
+
+// Text listings of a registry, for people. Pure functions.
+namespace ssdp {
+
+// Appends each entry's product name, host name, address and USN to out, in key
+// order; nothing for an empty map. Ends after the last whole entry with which
+// out keeps within maxSize bytes.
+void AssembleList(const SSDPDeviceMap &list, std::string &out, std::size_t maxSize);
+
+// The listing that is printed for debugging, headed by the printing operation's
+// name and the number of entries.
+[[nodiscard]] std::string DisplayText(const SSDPDeviceMap &list, const char *operation);
+
+} // namespace ssdp

@@ -1,0 +1,168 @@
+#include "ssdp/ssdp_headers.h"
+
+#include "ssdp/max_age.h"
+
+#include <algorithm>
+
+namespace ssdp {
+namespace {
+
+bool IsLetter(char c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+bool IsLineEnd(char c)
+{
+    return c == '\r' || c == '\n';
+}
+
+// White space within a line.
+bool IsBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\v' || c == '\f';
+}
+
+char Lower(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// Whether the texts are equal but for case. REQUIRES: lower holds no capitals.
+bool EqualsLower(std::string_view text, std::string_view lower)
+{
+    return text.size() == lower.size() && std::equal(text.begin(), text.end(), lower.begin(),
+                                                     [](char a, char b) { return Lower(a) == b; });
+}
+
+bool StartsWithLower(std::string_view text, std::string_view lower)
+{
+    return EqualsLower(text.substr(0, lower.size()), lower);
+}
+
+// The value behind a header's colon: without white space around it and without
+// one double quote at each end.
+std::string_view TrimValue(std::string_view value)
+{
+    while (!value.empty() && IsBlank(value.front())) {
+        value.remove_prefix(1);
+    }
+    if (!value.empty() && value.front() == '"') {
+        value.remove_prefix(1);
+    }
+    while (!value.empty() && IsBlank(value.back())) {
+        value.remove_suffix(1);
+    }
+    if (!value.empty() && value.back() == '"') {
+        value.remove_suffix(1);
+    }
+    return value;
+}
+
+// Takes the max-age out of a CACHE-CONTROL value, a comma-separated list of
+// directives; the last one given counts.
+void ReadCacheControl(std::string_view value, std::int32_t &maxAge)
+{
+    while (!value.empty()) {
+        if (value.front() == ',' || IsBlank(value.front())) {
+            value.remove_prefix(1);
+            continue;
+        }
+        const std::string_view directive = value.substr(0, value.find(','));
+        const std::size_t equals = directive.find('=');
+        if (equals != std::string_view::npos &&
+            StartsWithLower(directive.substr(0, equals), "max-age")) {
+            maxAge = ReadMaxAgeDirective(directive.substr(equals + 1));
+        }
+        value.remove_prefix(directive.size());
+    }
+}
+
+NTSKind ReadNTS(std::string_view value)
+{
+    if (EqualsLower(value, "ssdp:alive")) {
+        return NTSKind::Alive;
+    }
+    return EqualsLower(value, "ssdp:byebye") ? NTSKind::Byebye : NTSKind::Unknown;
+}
+
+void ReadHeader(std::string_view name, std::string_view value, SSDPHeaders &headers)
+{
+    switch (name.size()) {
+    case 2:
+        if (EqualsLower(name, "nt")) {
+            headers.notify.nt = value;
+        } else if (EqualsLower(name, "st")) {
+            headers.searchTarget = value;
+        }
+        break;
+    case 3:
+        if (EqualsLower(name, "usn")) {
+            headers.notify.usn = value;
+        } else if (EqualsLower(name, "nts")) {
+            const NTSKind kind = ReadNTS(value);
+            headers.kind = kind != NTSKind::Unknown ? kind : headers.kind;
+        }
+        break;
+    case 8:
+        if (EqualsLower(name, "location")) {
+            headers.notify.location = value;
+        }
+        break;
+    case 13:
+        if (EqualsLower(name, "cache-control")) {
+            ReadCacheControl(value, headers.maxAge);
+        }
+        break;
+    default:
+        break;
+    }
+}
+
+void ReadLine(std::string_view line, SSDPHeaders &headers)
+{
+    const std::size_t colon = line.find(':');
+    if (colon == 0 || colon == std::string_view::npos) {
+        return;
+    }
+    const std::string_view value = TrimValue(line.substr(colon + 1));
+    if (!value.empty()) {
+        ReadHeader(line.substr(0, colon), value, headers);
+    }
+}
+
+} // namespace
+
+Method ClassifyMethod(std::string_view datagram)
+{
+    const auto end = std::find_if_not(datagram.begin(), datagram.end(),
+                                      [](char c) { return IsLetter(c) || c == '-'; });
+    const std::string_view method =
+        datagram.substr(0, static_cast<std::size_t>(end - datagram.begin()));
+    if (method == "M-SEARCH") {
+        return Method::MSearch;
+    }
+    if (method == "NOTIFY") {
+        return Method::Notify;
+    }
+    if (method == "HTTP") {
+        return Method::Http;
+    }
+    return method == "GET" ? Method::Get : Method::Unknown;
+}
+
+SSDPHeaders ScanHeaders(std::string_view datagram)
+{
+    SSDPHeaders headers;
+    const char *at = datagram.data();
+    const char *const end = at + datagram.size();
+    while (at != end) {
+        const char *const line = at;
+        at = std::find_if(at, end, IsLineEnd);
+        ReadLine({line, static_cast<std::size_t>(at - line)}, headers);
+        at = std::find_if_not(at, end, IsLineEnd);
+    }
+    return headers;
+}
+
+} // namespace ssdp

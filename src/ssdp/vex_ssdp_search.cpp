@@ -1,0 +1,26 @@
+#include "ssdp/search_target.h"
+#include "ssdp/ssdp_messages.h"
+#include "ssdp/vex_ssdp.h"
+
+// Searching and answering searches.
+
+void VEX_SSDP::SendMSEARCHRequest(std::string_view searchTarget)
+{
+    Multicast(ssdp::ComposeSearchRequest(searchTarget));
+}
+
+// Answers at once, whatever delay (MX) the request allowed; one datagram for
+// each service that matches.
+void VEX_SSDP::ProcessMSEARCHRequest(std::string &searchTarget, const sockaddr_in &requester)
+{
+    const VEXLockGuard hold(mLock);
+    ssdp::MatchSearchTarget(mRegistry.HostList(), searchTarget, [&](const SSDPDeviceType &service) {
+        SendMSEARCHResponse(service, requester);
+    });
+}
+
+void VEX_SSDP::SendMSEARCHResponse(const SSDPDeviceType &service, const sockaddr_in &requester)
+{
+    const std::string response = ssdp::ComposeSearchResponse(service);
+    mSocket.Write(response.data(), response.size(), requester);
+}
