@@ -1,0 +1,49 @@
+#include "wsconfig/ws_config.h"
+
+#include "wsconfig/watch_stream.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QMetaType>
+
+WSConfig::WSConfig(QObject *parent, const QString &host, int port)
+    : QObject(parent), m_host(host), m_port(port)
+{
+    // Queued connections and signal spies look the type up by this name.
+    qRegisterMetaType<WSConfig::ParamId>("WSConfig::ParamId");
+}
+
+WSConfig::~WSConfig() = default;
+
+void WSConfig::setSystemName(const QString &name)
+{
+    m_systemName = name;
+}
+
+void WSConfig::watch(WSConfig::ParamId *ids, int count)
+{
+    m_stream.reset();
+    if (ids == nullptr || count <= 0) {
+        return;
+    }
+    WatchTarget target{m_host, m_port, m_systemName, {}};
+    for (int i = 0; i < count; ++i) {
+        target.params.append(ids[i]);
+    }
+    m_stream = std::make_unique<WatchStream>(target);
+    connect(m_stream.get(), &WatchStream::valueReceived, this,
+            [this](int param, const QString &json) {
+                Q_EMIT valueChanged(static_cast<ParamId>(param), json);
+            });
+    m_stream->start();
+}
+
+QList<OpenAPI::OAINetDevice> WSConfig::makeDeviceList(const QString &json)
+{
+    QList<OpenAPI::OAINetDevice> devices;
+    const QJsonArray elements = QJsonDocument::fromJson(json.toUtf8()).array();
+    for (const QJsonValue &element : elements) {
+        devices.append(OpenAPI::OAINetDevice(element.toObject()));
+    }
+    return devices;
+}
