@@ -1,0 +1,156 @@
+#include "allocation_counter.h"
+#include "browser/browse_document.h"
+#include "ssdp/device_registry.h"
+#include "ssdp/ssdp_headers.h"
+#include "ssdp/ssdp_messages.h"
+#include "ssdp/usn.h"
+
+#include <benchmark/benchmark.h>
+#include <string>
+
+// What hearing and listing cost, without the network.
+
+namespace {
+
+// Reports the allocations of each iteration beside its time.
+class AllocationCounter
+{
+public:
+    explicit AllocationCounter(benchmark::State &state)
+        : mState(state), mStart(bench::Allocations())
+    {
+    }
+    AllocationCounter(const AllocationCounter &) = delete;
+    AllocationCounter &operator=(const AllocationCounter &) = delete;
+    ~AllocationCounter()
+    {
+        mState.counters["allocations"] = benchmark::Counter(
+            static_cast<double>(bench::Allocations() - mStart), benchmark::Counter::kAvgIterations);
+    }
+
+private:
+    benchmark::State &mState;
+    std::size_t mStart;
+};
+
+class NoActions : public RegistryActions
+{
+public:
+    void AnnounceService(const SSDPDeviceType & /*service*/) override {}
+    void AnnounceGoodbye(const SSDPDeviceType & /*service*/) override {}
+    bool GenerateDeviceDescriptionFile(const std::string & /*interfaceAddress*/,
+                                       SSDPDeviceType & /*service*/) override
+    {
+        return false;
+    }
+    void ReturnFileNumber(const std::string & /*descriptionFileName*/) override {}
+    void SendGETRequest(std::string_view /*url*/) override {}
+};
+
+SSDPDeviceType Peer(int number)
+{
+    SSDPDeviceType peer;
+    peer.productName = peer.modelName = "Corvia 12 Plus";
+    peer.modelNumber = peer.boardID = "0x10650002";
+    peer.modelDescription = "HD recorder";
+    peer.ipAddress = "192.0.2." + std::to_string(number);
+    peer.hostName = "studio-" + std::to_string(number);
+    peer.instance = "0";
+    peer.notificationType = "upnp:rootdevice";
+    peer.usn = ssdp::MakeUSN(peer.productName, peer.ipAddress, peer.instance);
+    peer.location = "http://" + peer.ipAddress + ":80/corvia_12_plus_upnp_ssdp_1.xml";
+    peer.maxAge = "120";
+    peer.server = "Linux/2.6, UPnP/1.0, SSDP/1.0";
+    peer.timerPeriod = 120000;
+    peer.timerCountdown = 240000;
+    return peer;
+}
+
+void Fill(DeviceRegistry &registry, int count)
+{
+    for (int number = 0; number < count; ++number) {
+        registry.EnterDescription(Peer(number));
+    }
+    SSDPDeviceMap taken;
+    registry.TakeChange(taken);
+}
+
+void ClassifyAndScanNotify(benchmark::State &state)
+{
+    std::string notify = ssdp::ComposeAlive(Peer(1));
+    notify.insert(notify.size() - 2, "X-PADDING: " + std::string(300, 'x'));
+    notify.resize(298);
+    notify += "\r\n";
+    const AllocationCounter counter(state);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(ssdp::ClassifyMethod(notify));
+        benchmark::DoNotOptimize(ssdp::ScanHeaders(notify));
+    }
+}
+BENCHMARK(ClassifyAndScanNotify);
+
+void AliveOfKnownPeer(benchmark::State &state)
+{
+    NoActions actions;
+    DeviceRegistry registry(actions);
+    const auto count = static_cast<int>(state.range(0));
+    Fill(registry, count);
+    std::vector<std::string> usns;
+    for (int number = 0; number < count; ++number) {
+        usns.push_back(Peer(number * 7919 % count).usn);
+    }
+    std::size_t next = 0;
+    const AllocationCounter counter(state);
+    for (auto _ : state) {
+        registry.UpdateDevice({"upnp:rootdevice", usns[next], "http://192.0.2.1:80/x.xml"}, 120);
+        next = next + 1 == usns.size() ? 0 : next + 1;
+    }
+}
+BENCHMARK(AliveOfKnownPeer)->Arg(1)->Arg(100)->Arg(1000)->Arg(4000);
+
+void PassWithoutChange(benchmark::State &state)
+{
+    NoActions actions;
+    DeviceRegistry registry(actions);
+    Fill(registry, static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        registry.UpdateContainers(0);
+    }
+}
+BENCHMARK(PassWithoutChange)
+    ->Arg(10)
+    ->Arg(100)
+    ->Arg(1000)
+    ->Arg(4096)
+    ->Unit(benchmark::kMicrosecond);
+
+void CopyOfChange(benchmark::State &state)
+{
+    NoActions actions;
+    DeviceRegistry registry(actions);
+    Fill(registry, static_cast<int>(state.range(0)));
+    SSDPDeviceMap copy;
+    for (auto _ : state) {
+        state.PauseTiming();
+        registry.EnterDescription(Peer(0));
+        copy.clear();
+        state.ResumeTiming();
+        benchmark::DoNotOptimize(registry.TakeChange(copy));
+    }
+}
+BENCHMARK(CopyOfChange)->Arg(10)->Arg(100)->Arg(1000)->Arg(4000)->Unit(benchmark::kMicrosecond);
+
+void BrowseDocument(benchmark::State &state)
+{
+    SSDPDeviceMap devices;
+    for (int number = 0; number < static_cast<int>(state.range(0)); ++number) {
+        const SSDPDeviceType peer = Peer(number);
+        devices.emplace(peer.usn, peer);
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(vex::webapp::utils::ComposeBrowseDocument(devices));
+    }
+}
+BENCHMARK(BrowseDocument)->Arg(10)->Arg(100)->Arg(1000)->Arg(4000)->Unit(benchmark::kMicrosecond);
+
+} // namespace
