@@ -1,0 +1,70 @@
+#pragma once
+
+// What the socket tests share.
+#include "support/private_namespace.h"
+#include "vexbase/vex_udp_socket.h"
+
+#include <arpa/inet.h>
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <unistd.h>
+
+namespace test {
+
+constexpr std::uint16_t kPort = 1900;
+constexpr unsigned int kGenerousMs = 60000;
+
+inline sockaddr_in Address(const std::string &address, std::uint16_t port)
+{
+    sockaddr_in result{};
+    result.sin_family = AF_INET;
+    result.sin_port = htons(port);
+    inet_pton(AF_INET, address.c_str(), &result.sin_addr);
+    return result;
+}
+
+inline std::string Text(const sockaddr_in &address)
+{
+    std::array<char, INET_ADDRSTRLEN> text{};
+    inet_ntop(AF_INET, &address.sin_addr, text.data(), text.size());
+    return text.data() + (":" + std::to_string(ntohs(address.sin_port)));
+}
+
+// One Poll: the datagram and its sender, both "" when none came.
+struct Polled
+{
+    std::string datagram;
+    std::string sender;
+};
+
+inline Polled PollOnce(VEXUDPSocket &socket, unsigned int timeoutMs, std::size_t size = 1500)
+{
+    std::string buffer(size, '\0');
+    sockaddr_in sender{};
+    buffer.resize(socket.Poll(buffer.data(), size, sender, timeoutMs));
+    return {buffer, sender.sin_family == AF_INET ? Text(sender) : ""};
+}
+
+inline int WriteText(VEXUDPSocket &socket, const std::string &text, const sockaddr_in &destination)
+{
+    return socket.Write(text.data(), text.size(), destination);
+}
+
+// Waits until a thread of this process sleeps in the kernel.
+inline void AwaitBlocked(const std::atomic<pid_t> &threadId)
+{
+    std::string state;
+    while (state != "S") {
+        std::this_thread::yield();
+        std::ifstream status("/proc/self/task/" + std::to_string(threadId) + "/stat");
+        std::string number;
+        std::string name; // a test program's, without blanks
+        status >> number >> name >> state;
+    }
+}
+
+} // namespace test

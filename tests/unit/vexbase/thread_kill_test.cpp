@@ -1,0 +1,199 @@
+#include "support/capture.h"
+#include "vexbase/vex_event.h"
+#include "vexbase/vex_file_io.h"
+#include "vexbase/vex_ip_socket.h"
+#include "vexbase/vex_thread.h"
+#include "vexbase/vex_udp_socket.h"
+
+#include <atomic>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <string>
+#include <thread>
+
+namespace {
+
+constexpr unsigned int kGenerousMs = 60000;
+
+// Notes that it went out of scope.
+class Scope
+{
+public:
+    explicit Scope(std::atomic<bool> &left) : mLeft(left) {}
+    Scope(const Scope &) = delete;
+    Scope &operator=(const Scope &) = delete;
+    ~Scope() { mLeft = true; }
+
+private:
+    std::atomic<bool> &mLeft;
+};
+
+// Starts a body and waits until it says that it runs.
+void StartAndAwait(VEXThread &thread, VEXEvent &running)
+{
+    ASSERT_EQ(thread.Start(), 0);
+    ASSERT_EQ(running.WaitForSignal(kGenerousMs), 0);
+}
+
+// Loops without a single cancellation point.
+class BusyThread : public VEXThread
+{
+public:
+    bool ThreadLoop() override
+    {
+        mRunning.Signal();
+        return true;
+    }
+    void ThreadFlush() override { mFlushed = true; }
+
+    VEXEvent mRunning{VEXEvent::Reset::Manual};
+    std::atomic<bool> mFlushed{false};
+};
+
+} // namespace
+
+TEST(VEXThreadKill, EndsABlockedBodyAndReleasesWhatItHeld)
+{
+    VEXThread thread;
+    VEXEvent running(VEXEvent::Reset::Manual);
+    std::atomic<bool> released{false};
+    std::atomic<bool> wentOn{false};
+    thread.Attach([&] {
+        const Scope scope(released);
+        running.Signal();
+        poll(nullptr, 0, -1);
+        wentOn = true;
+    });
+    const test::Output output = test::Capture([&] {
+        StartAndAwait(thread, running);
+        thread.Kill();
+    });
+    EXPECT_TRUE(released);
+    EXPECT_FALSE(wentOn);
+    EXPECT_FALSE(thread.Active());
+    EXPECT_EQ(output.err, ""); // it is no exception to be reported
+}
+
+TEST(VEXThreadKill, EndsABodyThatWaitsForAnEvent)
+{
+    VEXThread thread;
+    VEXEvent running(VEXEvent::Reset::Manual);
+    VEXEvent never(VEXEvent::Reset::Manual);
+    for (const unsigned int timeoutMs : {kVEXInfinite, kVEXInfinite - 1}) {
+        thread.Attach([&] {
+            running.Signal();
+            static_cast<void>(never.WaitForSignal(timeoutMs));
+        });
+        StartAndAwait(thread, running);
+        thread.Kill();
+        EXPECT_FALSE(thread.Active());
+        never.Signal(); // its mutex is free again
+        never.Clear();
+        running.Clear();
+    }
+}
+
+TEST(VEXThreadKill, LeavesOutTheFlush)
+{
+    BusyThread thread;
+    StartAndAwait(thread, thread.mRunning);
+    thread.Kill();
+    EXPECT_FALSE(thread.Active());
+    EXPECT_FALSE(thread.mFlushed);
+}
+
+TEST(VEXThreadKill, LetsTheThreadBeStartedAgain)
+{
+    VEXThread thread;
+    VEXEvent running(VEXEvent::Reset::Automatic);
+    thread.Attach([&] {
+        running.Signal();
+        poll(nullptr, 0, -1);
+    });
+    for (int round = 0; round < 3; ++round) {
+        StartAndAwait(thread, running);
+        EXPECT_FALSE(thread.Terminate());
+        thread.Kill();
+        EXPECT_TRUE(thread.Terminate());
+    }
+    EXPECT_EQ(thread.Stop(0), 0);
+}
+
+TEST(VEXThreadKill, OfAThreadThatDoesNotRunDoesNothing)
+{
+    VEXThread thread;
+    thread.Kill();
+    ASSERT_EQ(thread.Start(), 0);
+    EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+    thread.Kill();
+    EXPECT_EQ(thread.Start(), 0);
+}
+
+TEST(VEXThreadKill, OnItselfEndsItAtTheNextCancellationPoint)
+{
+    VEXThread thread;
+    std::atomic<bool> returned{false};
+    std::atomic<bool> wentOn{false};
+    thread.Attach([&] {
+        thread.Kill();
+        returned = true;
+        poll(nullptr, 0, 0);
+        wentOn = true;
+    });
+    ASSERT_EQ(thread.Start(), 0);
+    EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+    EXPECT_TRUE(returned);
+    EXPECT_FALSE(wentOn);
+}
+
+// close() is a point where a killed thread ends, and nothing may leave a
+// destructor that way: it would end the process.
+TEST(VEXThreadKill, SparesTheDestructorsOfThisLibrary)
+{
+    std::atomic<bool> left{false};
+    VEXThread thread;
+    VEXEvent running(VEXEvent::Reset::Manual);
+    thread.Attach([&] {
+        {
+            VEXUDPSocket socket;
+            EXPECT_EQ(socket.Open("127.0.0.1", 0), 0);
+            VEXFileIO file;
+            EXPECT_EQ(file.Open("/proc/self/comm", 8, 1), 0);
+            VEXThread inner;
+            inner.Attach([&inner] {
+                while (!inner.Terminate()) {
+                    std::this_thread::yield();
+                }
+            });
+            EXPECT_EQ(inner.Start(), 0);
+            running.Signal();
+            while (!thread.Terminate()) {
+                std::this_thread::yield();
+            }
+        }
+        left = true;
+    });
+    StartAndAwait(thread, running);
+    thread.Kill();
+    EXPECT_FALSE(thread.Active());
+    EXPECT_TRUE(left);
+}
+
+TEST(VEXThreadKill, LeavesASocketThatTheThreadReadUsable)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("127.0.0.1", 0), 0);
+    VEXThread thread;
+    VEXEvent running(VEXEvent::Reset::Manual);
+    thread.Attach([&] {
+        char byte = 0;
+        sockaddr_in sender{};
+        running.Signal();
+        static_cast<void>(socket.Read(&byte, 1, sender));
+    });
+    StartAndAwait(thread, running);
+    thread.Kill();
+    socket.Close(); // would wait for ever for a reader that left no trace of its going
+    EXPECT_EQ(socket.Open("127.0.0.1", 0), 0);
+}

@@ -1,0 +1,358 @@
+#include "support/child.h"
+#include "vexbase/vex_event.h"
+#include "vexbase/vex_thread.h"
+
+#include <array>
+#include <atomic>
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
+#include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr unsigned int kGenerousMs = 60000;
+
+// A body that says when it runs and goes on until it is let go.
+struct HeldBody
+{
+    VEXEvent running{VEXEvent::Reset::Automatic};
+    VEXEvent letGo{VEXEvent::Reset::Manual};
+    std::atomic<int> runs{0};
+
+    void operator()()
+    {
+        ++runs;
+        running.Signal();
+        EXPECT_EQ(letGo.WaitForSignal(kGenerousMs), 0);
+    }
+};
+
+// Starts a thread and waits until its body runs.
+void StartHeld(VEXThread &thread, HeldBody &body)
+{
+    thread.Attach([&body] { body(); });
+    ASSERT_EQ(thread.Start(), 0);
+    ASSERT_EQ(body.running.WaitForSignal(kGenerousMs), 0);
+}
+
+// Writes down the order in which its hooks are called.
+class HookThread : public VEXThread
+{
+public:
+    explicit HookThread(bool initResult, int loops) : mInitResult(initResult), mLoops(loops) {}
+    bool ThreadInit() override
+    {
+        mCalls += "init ";
+        return mInitResult;
+    }
+    bool ThreadLoop() override
+    {
+        mCalls += "loop ";
+        return --mLoops > 0;
+    }
+    void ThreadFlush() override { mCalls += "flush "; }
+
+    std::string mCalls; // read after Stop only
+
+private:
+    const bool mInitResult;
+    int mLoops;
+};
+
+// Loops until it is stopped.
+class EndlessThread : public VEXThread
+{
+public:
+    bool ThreadLoop() override
+    {
+        mLooping.Signal();
+        return true;
+    }
+    void ThreadFlush() override { mFlushed = true; }
+
+    VEXEvent mLooping{VEXEvent::Reset::Manual};
+    std::atomic<bool> mFlushed{false};
+};
+
+} // namespace
+
+TEST(VEXThread, RunsTheAttachedBodyOnAThreadOfItsOwn)
+{
+    VEXThread thread;
+    std::thread::id id;
+    thread.Attach([&id] { id = std::this_thread::get_id(); });
+    ASSERT_EQ(thread.Start(), 0);
+    EXPECT_EQ(thread.Stop(kVEXInfinite), 0);
+    EXPECT_NE(id, std::thread::id());
+    EXPECT_NE(id, std::this_thread::get_id());
+}
+
+TEST(VEXThread, StartOfARunningThreadChangesNothingAndReturnsZero)
+{
+    HeldBody body;
+    VEXThread thread;
+    StartHeld(thread, body);
+    EXPECT_EQ(thread.Start(), 0);
+    body.letGo.Signal();
+    EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+    EXPECT_EQ(body.runs, 1);
+}
+
+TEST(VEXThread, CanBeStartedAgainAfterStop)
+{
+    HeldBody body;
+    body.letGo.Signal();
+    VEXThread thread;
+    for (int run = 1; run <= 3; ++run) {
+        StartHeld(thread, body);
+        EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+        EXPECT_EQ(body.runs, run);
+    }
+}
+
+TEST(VEXThread, CanBeStartedAgainAfterItsBodyEndedByItself)
+{
+    VEXThread thread;
+    std::atomic<int> runs{0};
+    thread.Attach([&runs] { ++runs; });
+    for (int run = 1; run <= 3; ++run) {
+        ASSERT_EQ(thread.Start(), 0);
+        while (thread.Active()) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(runs, run);
+    }
+}
+
+TEST(VEXThread, CannotBeStartedWhileAStoppedRunGoesOn)
+{
+    HeldBody body;
+    VEXThread thread;
+    StartHeld(thread, body);
+    EXPECT_EQ(thread.Stop(0), -3);
+    EXPECT_LT(thread.Start(), 0);
+    EXPECT_TRUE(thread.Terminate()); // the request stands
+    body.letGo.Signal();
+    EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+    EXPECT_EQ(body.runs, 1);
+}
+
+TEST(VEXThread, StartFailsWhenTheSystemHasNoThreadToGive)
+{
+    test::InChild([] {
+        const bool root = geteuid() == 0;
+        rlimit former{};
+        EXPECT_EQ(getrlimit(RLIMIT_NPROC, &former), 0);
+        const rlimit none{0, former.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_NPROC, &none), 0);
+        if (root) { // for whom the limit does not hold
+            EXPECT_EQ(setresuid(65534, 65534, 0), 0);
+        }
+        VEXThread thread;
+        EXPECT_LT(thread.Start(), 0);
+        EXPECT_FALSE(thread.Active());
+        EXPECT_EQ(thread.Stop(kVEXInfinite), 0);
+        if (root) {
+            EXPECT_EQ(setresuid(0, 0, 0), 0);
+        }
+        EXPECT_EQ(setrlimit(RLIMIT_NPROC, &former), 0);
+        EXPECT_EQ(thread.Start(), 0);
+    });
+}
+
+TEST(VEXThread, RunsInitOnceThenTheLoopUntilItReturnsFalseThenFlush)
+{
+    HookThread thread(true, 3);
+    ASSERT_EQ(thread.Start(), 0);
+    while (thread.Active()) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+    EXPECT_EQ(thread.mCalls, "init loop loop loop flush ");
+}
+
+// Initialisation that failed does not keep a thread from its work: the browse
+// list writer, for one, returns false whatever happened.
+TEST(VEXThread, RunsTheLoopWhateverInitReturns)
+{
+    HookThread thread(false, 1);
+    ASSERT_EQ(thread.Start(), 0);
+    while (thread.Active()) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+    EXPECT_EQ(thread.mCalls, "init loop flush ");
+}
+
+TEST(VEXThread, WithoutBodyAndHooksEndsAtOnce)
+{
+    VEXThread thread;
+    ASSERT_EQ(thread.Start(), 0);
+    while (thread.Active()) {
+        std::this_thread::yield();
+    }
+    EXPECT_FALSE(thread.Terminate());
+}
+
+TEST(VEXThread, StopEndsTheLoopAndFlushes)
+{
+    EndlessThread thread;
+    ASSERT_EQ(thread.Start(), 0);
+    ASSERT_EQ(thread.mLooping.WaitForSignal(kGenerousMs), 0);
+    EXPECT_TRUE(thread.Active());
+    EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+    EXPECT_FALSE(thread.Active());
+    EXPECT_TRUE(thread.mFlushed);
+}
+
+TEST(VEXThread, TerminateTellsOfAStopRequestUntilTheNextStart)
+{
+    HeldBody body;
+    VEXThread thread;
+    StartHeld(thread, body);
+    EXPECT_FALSE(thread.Terminate());
+    EXPECT_EQ(thread.Stop(0), -3);
+    EXPECT_TRUE(thread.Terminate());
+    body.letGo.Signal();
+    EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+    EXPECT_TRUE(thread.Terminate());
+    StartHeld(thread, body);
+    EXPECT_FALSE(thread.Terminate());
+    EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+}
+
+TEST(VEXThread, StopWaitsAsLongAsItWasTold)
+{
+    HeldBody body;
+    VEXThread thread;
+    StartHeld(thread, body);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(thread.Stop(20), -3);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
+    EXPECT_TRUE(thread.Active());
+    body.letGo.Signal();
+    EXPECT_EQ(thread.Stop(kVEXInfinite), 0);
+}
+
+TEST(VEXThread, StopOfAThreadThatDoesNotRunReturnsZero)
+{
+    VEXThread thread;
+    EXPECT_EQ(thread.Stop(0), 0);
+    ASSERT_EQ(thread.Start(), 0);
+    EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+    EXPECT_EQ(thread.Stop(0), 0);
+}
+
+TEST(VEXThread, StopOnItselfAsksAndFails)
+{
+    VEXThread thread;
+    std::atomic<int> status{0};
+    std::atomic<bool> asked{false};
+    thread.Attach([&] {
+        status = thread.Stop(kVEXInfinite);
+        asked = thread.Terminate();
+    });
+    ASSERT_EQ(thread.Start(), 0);
+    while (thread.Active()) {
+        std::this_thread::yield();
+    }
+    EXPECT_LT(status, 0);
+    EXPECT_NE(status, -3);
+    EXPECT_TRUE(asked);
+}
+
+TEST(VEXThread, SeveralThreadsMayStopOneTogether)
+{
+    for (int round = 0; round < 50; ++round) {
+        EndlessThread thread;
+        ASSERT_EQ(thread.Start(), 0);
+        std::atomic<int> stopped{0};
+        std::vector<std::thread> stoppers;
+        for (int i = 0; i < 3; ++i) {
+            stoppers.emplace_back([&] { stopped += thread.Stop(kVEXInfinite) == 0 ? 1 : 0; });
+        }
+        for (auto &stopper : stoppers) {
+            stopper.join();
+        }
+        EXPECT_EQ(stopped, 3);
+    }
+}
+
+TEST(VEXThread, KnowsWhetherTheCallerIsThisThread)
+{
+    VEXThread thread;
+    std::atomic<bool> inside{false};
+    thread.Attach([&] { inside = thread.IsCurrentThread(); });
+    EXPECT_FALSE(thread.IsCurrentThread());
+    ASSERT_EQ(thread.Start(), 0);
+    EXPECT_FALSE(thread.IsCurrentThread());
+    EXPECT_EQ(thread.Stop(kVEXInfinite), 0);
+    EXPECT_TRUE(inside);
+    EXPECT_FALSE(thread.IsCurrentThread());
+}
+
+TEST(VEXThread, TheDestructorStopsABodyThatIsStillRunning)
+{
+    std::atomic<bool> ended{false};
+    {
+        VEXThread thread;
+        thread.Attach([&] {
+            while (!thread.Terminate()) {
+                std::this_thread::yield();
+            }
+            ended = true;
+        });
+        ASSERT_EQ(thread.Start(), 0);
+    }
+    EXPECT_TRUE(ended);
+}
+
+TEST(VEXThread, AnExceptionIsReportedInOneLineAndEndsThatThreadAlone)
+{
+    const test::Output output = test::Capture([] {
+        VEXThread thread;
+        thread.SetThreadName("ssdp");
+        thread.Attach([] { throw std::runtime_error("out of\nluck"); });
+        ASSERT_EQ(thread.Start(), 0);
+        EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+    });
+    EXPECT_EQ(output.out, "");
+    EXPECT_EQ(output.err, "ThreadRun: An exception ended the thread \"ssdp\": out of\n");
+}
+
+TEST(VEXThread, AnExceptionOfUnknownTypeIsReportedToo)
+{
+    const test::Output output = test::Capture([] {
+        VEXThread thread;
+        thread.SetThreadName("diagnostic");
+        thread.Attach([] { throw 7; });
+        ASSERT_EQ(thread.Start(), 0);
+        EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+    });
+    EXPECT_EQ(output.err,
+              "ThreadRun: An exception ended the thread \"diagnostic\": not a std::exception\n");
+}
+
+TEST(VEXThread, CanBeStartedAgainAfterAnException)
+{
+    VEXThread thread;
+    std::atomic<int> runs{0};
+    const test::Output output = test::Capture([&] {
+        thread.SetThreadName("again");
+        thread.Attach([&runs] {
+            if (++runs == 1) {
+                throw std::logic_error("once");
+            }
+        });
+        ASSERT_EQ(thread.Start(), 0);
+        EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+        ASSERT_EQ(thread.Start(), 0);
+        EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+    });
+    EXPECT_EQ(runs, 2);
+    EXPECT_EQ(output.err, "ThreadRun: An exception ended the thread \"again\": once\n");
+}

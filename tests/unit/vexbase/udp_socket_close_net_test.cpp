@@ -1,0 +1,291 @@
+// Shutdown and Close while other threads are in the socket.
+#include "unit/vexbase/sockets.h"
+
+#include <csignal>
+#include <future>
+#include <gtest/gtest.h>
+#include <vector>
+
+using test::Address;
+using test::AwaitBlocked;
+using test::kGenerousMs;
+using test::kOwnAddress;
+using test::kPort;
+using test::PeerSocket;
+using test::PollOnce;
+using test::WriteText;
+
+namespace {
+
+// A thread that waits in Poll, and what it got there.
+class Poller
+{
+public:
+    Poller(VEXUDPSocket &socket, unsigned int timeoutMs)
+        : mResult(std::async(std::launch::async, [this, &socket, timeoutMs] {
+              mThreadId = gettid();
+              return PollOnce(socket, timeoutMs).datagram;
+          }))
+    {
+        while (mThreadId == 0) {
+            std::this_thread::yield();
+        }
+        AwaitBlocked(mThreadId);
+    }
+
+    [[nodiscard]] pid_t ThreadId() const { return mThreadId; }
+    [[nodiscard]] std::string Result() { return mResult.get(); }
+
+private:
+    std::atomic<pid_t> mThreadId{0};
+    std::future<std::string> mResult;
+};
+
+// Sends without a pause for as long as it lives.
+class Flood
+{
+public:
+    explicit Flood(std::uint16_t port) : mThread([this, port] { Run(port); }) {}
+    Flood(const Flood &) = delete;
+    Flood &operator=(const Flood &) = delete;
+    ~Flood()
+    {
+        mStop = true;
+        mThread.join();
+    }
+
+private:
+    void Run(std::uint16_t port)
+    {
+        VEXUDPSocket socket;
+        EXPECT_EQ(socket.Open("127.0.0.1", 0), 0);
+        while (!mStop) {
+            WriteText(socket, "flood", Address("127.0.0.1", port));
+        }
+    }
+
+    std::atomic<bool> mStop{false};
+    std::thread mThread;
+};
+
+std::atomic<int> gInterrupts{0};
+
+} // namespace
+
+TEST(UDPSocketShutdown, OfReceivingWakesABlockedPoll)
+{
+    for (const int how : {0, 2}) {
+        VEXUDPSocket socket;
+        ASSERT_EQ(socket.Open("", kPort), 0);
+        Poller limited(socket, kGenerousMs);
+        Poller unlimited(socket, kVEXInfinite);
+        socket.Shutdown(how);
+        EXPECT_EQ(unlimited.Result(), "");
+        EXPECT_EQ(limited.Result(), "");
+        EXPECT_TRUE(socket.IsOpen());
+    }
+}
+
+TEST(UDPSocketShutdown, OfReceivingEndsItWhateverIsStillQueued)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
+    ASSERT_EQ(WriteText(socket, "queued", Address("127.0.0.1", kPort)), 6);
+    socket.Shutdown(0);
+    EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
+    EXPECT_EQ(WriteText(socket, "later", Address("127.0.0.1", kPort)), 5);
+    EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
+}
+
+TEST(UDPSocketShutdown, OfSendingLeavesReceivingAlone)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    Poller poller(socket, kGenerousMs);
+    socket.Shutdown(1);
+    EXPECT_LT(WriteText(socket, "text", Address("127.0.0.1", kPort)), 0);
+    PeerSocket peer;
+    peer.SendTo("received", kOwnAddress, kPort);
+    EXPECT_EQ(poller.Result(), "received");
+}
+
+TEST(UDPSocketShutdown, OfBothEndsBoth)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
+    socket.Shutdown(2);
+    EXPECT_LT(WriteText(socket, "text", Address("127.0.0.1", kPort)), 0);
+    EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
+}
+
+TEST(UDPSocketShutdown, HoldsUntilTheSocketIsOpenedAnew)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    socket.Shutdown(2);
+    socket.Close();
+    ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
+    EXPECT_EQ(WriteText(socket, "anew", Address("127.0.0.1", kPort)), 4);
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "anew");
+}
+
+TEST(UDPSocketShutdown, IsNoticedUnderANeverEndingBacklog)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
+    const Flood flood(kPort);
+    std::promise<void> reading;
+    auto reader = std::async(std::launch::async, [&] {
+        EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "flood");
+        reading.set_value();
+        while (!PollOnce(socket, kVEXInfinite).datagram.empty()) {
+        }
+    });
+    reading.get_future().wait();
+    socket.Shutdown(0);
+    EXPECT_EQ(reader.wait_for(std::chrono::milliseconds(kGenerousMs)), std::future_status::ready);
+}
+
+TEST(UDPSocketClose, WakesABlockedPoll)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    Poller limited(socket, kGenerousMs);
+    Poller unlimited(socket, kVEXInfinite);
+    socket.Close();
+    EXPECT_EQ(unlimited.Result(), "");
+    EXPECT_EQ(limited.Result(), "");
+    EXPECT_FALSE(socket.IsOpen());
+}
+
+TEST(UDPSocketClose, IsNoticedUnderANeverEndingBacklog)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
+    const Flood flood(kPort);
+    std::promise<void> reading;
+    auto reader = std::async(std::launch::async, [&] {
+        EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "flood");
+        reading.set_value();
+        while (!PollOnce(socket, kVEXInfinite).datagram.empty()) {
+        }
+    });
+    reading.get_future().wait();
+    socket.Close();
+    EXPECT_EQ(reader.wait_for(std::chrono::milliseconds(kGenerousMs)), std::future_status::ready);
+}
+
+TEST(UDPSocketClose, FreesThePortBeforeItReturns)
+{
+    for (int round = 0; round < 200; ++round) {
+        VEXUDPSocket first;
+        VEXUDPSocket second;
+        ASSERT_EQ(first.Open("", kPort), 0);
+        auto reader = std::async(std::launch::async, [&] { PollOnce(first, kVEXInfinite); });
+        first.Close();
+        ASSERT_EQ(second.Open("", kPort), 0);
+    }
+}
+
+TEST(UDPSocketClose, OfTwoThreadsIsDoneWhenEitherReturns)
+{
+    for (int round = 0; round < 200; ++round) {
+        VEXUDPSocket socket;
+        ASSERT_EQ(socket.Open("", kPort), 0);
+        auto reader = std::async(std::launch::async, [&] { PollOnce(socket, kVEXInfinite); });
+        auto other = std::async(std::launch::async, [&] { socket.Close(); });
+        socket.Close();
+        ASSERT_FALSE(socket.IsOpen());
+        VEXUDPSocket second;
+        ASSERT_EQ(second.Open("", kPort), 0);
+        other.wait();
+    }
+}
+
+TEST(UDPSocketClose, MayBeRepeated)
+{
+    VEXUDPSocket socket;
+    socket.Close();
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    socket.Close();
+    socket.Close();
+    EXPECT_FALSE(socket.IsOpen());
+}
+
+TEST(UDPSocketPoll, IsNotEndedByASignal)
+{
+    struct sigaction action = {};
+    action.sa_handler = [](int) { ++gInterrupts; };
+    struct sigaction former = {};
+    ASSERT_EQ(sigaction(SIGUSR1, &action, &former), 0);
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    Poller poller(socket, kGenerousMs);
+    std::atomic<pid_t> threadId{poller.ThreadId()};
+    ASSERT_EQ(tgkill(getpid(), threadId, SIGUSR1), 0);
+    while (gInterrupts == 0) {
+        std::this_thread::yield();
+    }
+    AwaitBlocked(threadId); // again
+    PeerSocket peer;
+    peer.SendTo("after the signal", kOwnAddress, kPort);
+    EXPECT_EQ(poller.Result(), "after the signal");
+    sigaction(SIGUSR1, &former, nullptr);
+}
+
+// Opens and closes a socket over and over, while one thread receives, one
+// sends, and one makes other sockets, which get the descriptor numbers that
+// were just given back. Nobody may ever see the others' datagrams.
+TEST(UDPSocketClose, NeverLetsAThreadTouchAReusedDescriptorNumber)
+{
+    constexpr int kRounds = 1000;
+    VEXUDPSocket socket;
+    std::atomic<bool> stop{false};
+    std::atomic<long> received{0};
+    std::atomic<long> recycled{0};
+
+    std::vector<std::thread> threads;
+    threads.emplace_back([&] {
+        while (!stop) {
+            const test::Polled polled = PollOnce(socket, 5);
+            if (!polled.datagram.empty()) {
+                EXPECT_EQ(polled.datagram, "own");
+                EXPECT_EQ(polled.sender, "127.0.0.1:1900");
+                ++received;
+            }
+        }
+    });
+    threads.emplace_back([&] {
+        while (!stop) {
+            WriteText(socket, "own", Address("127.0.0.1", kPort));
+            std::this_thread::yield();
+        }
+    });
+    threads.emplace_back([&] {
+        while (!stop) {
+            VEXUDPSocket other;
+            ASSERT_EQ(other.Open("127.0.0.1", 1901), 0);
+            ASSERT_EQ(WriteText(other, "foreign", Address("127.0.0.1", 1901)), 7);
+            const test::Polled polled = PollOnce(other, kGenerousMs);
+            EXPECT_EQ(polled.datagram, "foreign");
+            EXPECT_EQ(polled.sender, "127.0.0.1:1901");
+            ++recycled;
+        }
+    });
+
+    for (int round = 0; round < kRounds; ++round) {
+        ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
+        const long before = received;
+        while (round % 4 == 0 && received == before) {
+            std::this_thread::yield();
+        }
+        socket.Shutdown(round % 3);
+        socket.Close();
+    }
+    stop = true;
+    for (auto &thread : threads) {
+        thread.join();
+    }
+    EXPECT_GE(received, kRounds / 4);
+    EXPECT_GT(recycled, 0);
+}

@@ -1,0 +1,331 @@
+#include "unit/vexbase/sockets.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <set>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+
+using test::Address;
+using test::kGenerousMs;
+using test::kOwnAddress;
+using test::kPeerAddress;
+using test::kPort;
+using test::PeerSocket;
+using test::PollOnce;
+using test::WriteText;
+
+namespace {
+
+std::set<int> OpenDescriptors()
+{
+    std::set<int> open;
+    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) != -1) {
+            open.insert(descriptor);
+        }
+    }
+    return open;
+}
+
+// From now on poll() fails on this thread.
+bool RefusePollHere()
+{
+    std::array<sock_filter, 5> program{{
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, 0), // the call's number
+#ifdef SYS_poll
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_poll, 1, 0),
+#else
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_ppoll, 1, 0),
+#endif
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_ppoll, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    }};
+    const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+} // namespace
+
+TEST(UDPSocketOpen, OnTheEmptyAddressReceivesOnEveryAddress)
+{
+    VEXUDPSocket socket;
+    EXPECT_FALSE(socket.IsOpen());
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    EXPECT_TRUE(socket.IsOpen());
+    PeerSocket peer;
+    peer.SendTo("from the peer", kOwnAddress, kPort);
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "from the peer");
+    ASSERT_EQ(WriteText(socket, "from the host", Address("127.0.0.1", kPort)), 13);
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "from the host");
+}
+
+TEST(UDPSocketOpen, OnOneAddressReceivesThereOnly)
+{
+    VEXUDPSocket socket;
+    VEXUDPSocket sender;
+    ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
+    ASSERT_EQ(sender.Open("", 0), 0);
+    EXPECT_EQ(WriteText(sender, "elsewhere", Address(kOwnAddress, kPort)), 9);
+    EXPECT_EQ(WriteText(sender, "here", Address("127.0.0.1", kPort)), 4);
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "here");
+}
+
+TEST(UDPSocketOpen, FailsForWhatIsNoAddressOfThisHost)
+{
+    VEXUDPSocket socket;
+    for (const std::string address :
+         {"net0", "192.0.2", "192.0.2.10 ", "0300.0.2.10", "::1", "192.0.2.256", "192.0.2.99"}) {
+        EXPECT_LT(socket.Open(address, kPort), 0) << address;
+        EXPECT_FALSE(socket.IsOpen());
+    }
+    EXPECT_LT(socket.Open(std::string("192.0.2.10\0x", 12), kPort), 0);
+    EXPECT_EQ(socket.Open(kOwnAddress, kPort), 0);
+}
+
+TEST(UDPSocketOpen, FailsWhenThePortIsTaken)
+{
+    VEXUDPSocket first;
+    VEXUDPSocket second;
+    ASSERT_EQ(first.Open("", kPort), 0);
+    EXPECT_LT(second.Open("", kPort), 0);
+    EXPECT_LT(second.Open("", kPort, VEXUDPSocket::Port::Shared), 0);
+    EXPECT_FALSE(second.IsOpen());
+    first.Close();
+    EXPECT_EQ(second.Open("", kPort), 0);
+}
+
+TEST(UDPSocketOpen, SharesAPortWithWhoeverSharesItToo)
+{
+    VEXUDPSocket first;
+    VEXUDPSocket second;
+    VEXUDPSocket exclusive;
+    ASSERT_EQ(first.Open("", kPort, VEXUDPSocket::Port::Shared), 0);
+    EXPECT_EQ(second.Open("", kPort, VEXUDPSocket::Port::Shared), 0);
+    EXPECT_LT(exclusive.Open("", kPort), 0);
+}
+
+TEST(UDPSocketOpen, OfAnOpenSocketFailsAndChangesNothing)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort, VEXUDPSocket::Port::Shared), 0);
+    const std::set<int> before = OpenDescriptors();
+    EXPECT_LT(socket.Open("", kPort, VEXUDPSocket::Port::Shared), 0);
+    EXPECT_LT(socket.Open("", kPort + 1), 0);
+    EXPECT_EQ(OpenDescriptors(), before);
+    PeerSocket peer;
+    peer.SendTo("still here", kOwnAddress, kPort);
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "still here");
+    VEXUDPSocket other;
+    EXPECT_EQ(other.Open("", kPort + 1), 0); // the port was not taken meanwhile
+}
+
+TEST(UDPSocketOpen, LeavesNothingForOtherProgramsToInherit)
+{
+    VEXUDPSocket socket;
+    const std::set<int> before = OpenDescriptors();
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    std::set<int> own = OpenDescriptors();
+    for (const int descriptor : before) {
+        own.erase(descriptor);
+    }
+    EXPECT_EQ(own.size(), 2U); // the socket and what wakes its readers
+    for (const int descriptor : own) {
+        EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC);
+    }
+    socket.Close();
+    EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST(UDPSocketOpen, FailsWithoutATraceWhenDescriptorsRunOut)
+{
+    rlimit former{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &former), 0);
+    const std::set<int> before = OpenDescriptors();
+    int firstFree = 0;
+    while (before.count(firstFree) != 0) {
+        ++firstFree;
+    }
+    for (int more = 0; more < 2; ++more) { // none for the socket; none for what wakes it
+        rlimit few = former;
+        few.rlim_cur = static_cast<rlim_t>(firstFree + more);
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+        VEXUDPSocket socket;
+        const int status = socket.Open("", kPort);
+        setrlimit(RLIMIT_NOFILE, &former);
+        EXPECT_LT(status, 0);
+        EXPECT_FALSE(socket.IsOpen());
+        EXPECT_EQ(OpenDescriptors(), before);
+    }
+}
+
+TEST(UDPSocketPoll, GivesADatagramAndItsSender)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    PeerSocket peer(1901, kPeerAddress);
+    const std::string datagram("any\0bytes\xff", 10);
+    peer.SendTo(datagram, kOwnAddress, kPort);
+    const test::Polled polled = PollOnce(socket, kGenerousMs);
+    EXPECT_EQ(polled.datagram, datagram);
+    EXPECT_EQ(polled.sender, "192.0.2.20:1901");
+}
+
+TEST(UDPSocketPoll, CutsALongDatagramToTheSize)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    PeerSocket peer;
+    peer.SendTo(std::string(1500, 'a'), kOwnAddress, kPort);
+    peer.SendTo(std::string(1501, 'b'), kOwnAddress, kPort);
+    peer.SendTo("next", kOwnAddress, kPort);
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, std::string(1500, 'a'));
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, std::string(1500, 'b'));
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "next");
+}
+
+TEST(UDPSocketPoll, GivesNothingWhenTheTimeHasRunOut)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    EXPECT_EQ(PollOnce(socket, 0).datagram, "");
+    const auto start = std::chrono::steady_clock::now();
+    const test::Polled polled = PollOnce(socket, 20);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
+    EXPECT_EQ(polled.datagram, "");
+    EXPECT_EQ(polled.sender, "");
+}
+
+TEST(UDPSocketPoll, OfAClosedSocketGivesNothingAtOnce)
+{
+    VEXUDPSocket socket;
+    EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
+    std::array<char, 10> buffer{};
+    sockaddr_in sender{};
+    EXPECT_EQ(socket.Read(buffer.data(), buffer.size(), sender), 0U);
+}
+
+TEST(UDPSocketPoll, GivesABacklogInOrder)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_GT(WriteText(socket, std::to_string(i), Address("127.0.0.1", kPort)), 0);
+    }
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, std::to_string(i));
+    }
+    EXPECT_EQ(PollOnce(socket, 0).datagram, "");
+}
+
+// A burst must be taken in before the system's queue overflows: while anything
+// is queued, no call is spent on asking whether it is.
+TEST(UDPSocketPoll, TakesABacklogWithoutAskingWhetherThereIsOne)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_EQ(WriteText(socket, "burst", Address("127.0.0.1", kPort)), 5);
+    }
+    int received = 0;
+    bool refused = false;
+    std::thread([&] {
+        refused = RefusePollHere();
+        while (refused && received < 100 && PollOnce(socket, kGenerousMs).datagram == "burst") {
+            ++received;
+        }
+    }).join();
+    if (!refused) {
+        GTEST_SKIP() << "the system has no filter for system calls";
+    }
+    EXPECT_EQ(received, 100);
+}
+
+TEST(UDPSocketPoll, TakesAnEmptyDatagramForNone)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    PeerSocket peer;
+    peer.SendTo("", kOwnAddress, kPort);
+    peer.SendTo("full", kOwnAddress, kPort);
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "");
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "full");
+}
+
+TEST(UDPSocketRead, GivesTheNextDatagram)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    PeerSocket peer(1901, kPeerAddress);
+    peer.SendTo("gh", kOwnAddress, kPort);
+    std::array<char, 10> buffer{};
+    sockaddr_in sender{};
+    ASSERT_EQ(socket.Read(buffer.data(), buffer.size(), sender), 2U);
+    EXPECT_EQ(std::string(buffer.data()), "gh");
+    EXPECT_EQ(test::Text(sender), "192.0.2.20:1901");
+}
+
+TEST(UDPSocketWrite, SendsOneDatagramFromTheSocketsPort)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    PeerSocket peer(1901, kPeerAddress);
+    EXPECT_EQ(WriteText(socket, "M-SEARCH", Address(kPeerAddress, 1901)), 8);
+    EXPECT_EQ(peer.Receive(), "M-SEARCH");
+    VEXUDPSocket receiver;
+    ASSERT_EQ(receiver.Open("127.0.0.1", 1901), 0);
+    EXPECT_EQ(WriteText(socket, "local", Address("127.0.0.1", 1901)), 5);
+    EXPECT_EQ(PollOnce(receiver, kGenerousMs).sender, "127.0.0.1:1900");
+}
+
+TEST(UDPSocketWrite, FailsWhenTheSocketIsClosed)
+{
+    VEXUDPSocket socket;
+    EXPECT_LT(WriteText(socket, "text", Address("127.0.0.1", kPort)), 0);
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    socket.Close();
+    EXPECT_LT(WriteText(socket, "text", Address("127.0.0.1", kPort)), 0);
+}
+
+TEST(UDPSocketWrite, FailsWhenThereIsNoRouteOrTheDatagramIsTooLong)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    EXPECT_LT(WriteText(socket, "text", Address("198.51.100.1", kPort)), 0);
+    EXPECT_LT(WriteText(socket, std::string(65508, 'x'), Address("127.0.0.1", kPort)), 0);
+}
+
+// A peer's refusal must not spoil the next datagram.
+TEST(UDPSocketWrite, AfterARefusalByTheDestinationGoesOn)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(WriteText(socket, "nobody there", Address("127.0.0.1", 1901)), 12);
+    }
+    PeerSocket peer;
+    peer.SendTo("still here", kOwnAddress, kPort);
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "still here");
+}
+
+TEST(UDPSocketWrite, NeverWaitsForRoomInTheSystemsQueue)
+{
+    test::OnHost("tc qdisc add dev net0 root tbf rate 8bit burst 1600 limit 100000000");
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    const std::string datagram(1400, 'x');
+    int sent = 0;
+    while (sent < 100000 && WriteText(socket, datagram, Address(kPeerAddress, 1901)) == 1400) {
+        ++sent;
+    }
+    EXPECT_LT(sent, 100000); // an end came, and by a failure, not by waiting
+    test::OnHost("tc qdisc del dev net0 root");
+}
