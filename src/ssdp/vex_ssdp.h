@@ -116,7 +116,7 @@ private:
     void Multicast(std::string_view datagram);
 
     // vex_ssdp_search.cpp: the SSDP thread
-    void SendMSEARCHRequest(std::string_view searchTarget);
+    void SendMSEARCHRequest(std::string_view searchTarget) VEX_REQUIRES(mLock);
     void ProcessMSEARCHRequest(std::string &searchTarget, const sockaddr_in &requester)
         VEX_EXCLUDES(mLock);
     void SendMSEARCHResponse(const SSDPDeviceType &service, const sockaddr_in &requester);

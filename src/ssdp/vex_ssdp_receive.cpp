@@ -28,8 +28,8 @@ void VEX_SSDP::ProcessSSDP()
         mPollInterval = clock.Interval();
         mRegistry.SetPollInterval(clock.Interval());
         RunRegistryPass(0);
+        SendMSEARCHRequest(ssdp::kRootDevice);
     }
-    SendMSEARCHRequest(ssdp::kRootDevice);
     while (!mThread.Terminate() && ReceiveUntilTick(clock)) {
         Tick(clock.Elapsed());
         clock.Start(VEXTime::GetSystemTime());

@@ -4,9 +4,12 @@
 
 // Searching and answering searches.
 
+// Under the lock, so that no search leaves behind the goodbyes of Close.
 void VEX_SSDP::SendMSEARCHRequest(std::string_view searchTarget)
 {
-    Multicast(ssdp::ComposeSearchRequest(searchTarget));
+    if (!IsClosing()) {
+        Multicast(ssdp::ComposeSearchRequest(searchTarget));
+    }
 }
 
 // Answers at once, whatever delay (MX) the request allowed; one datagram for
