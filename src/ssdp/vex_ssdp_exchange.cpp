@@ -36,6 +36,13 @@ std::string ResponseOfFile(const std::string &path)
     return response.size() <= ssdp::kMaxDatagram ? response : std::string();
 }
 
+// Whether a text is a dotted quad that a peer can have.
+bool ReadPeerAddress(const std::string &text, in_addr &address)
+{
+    return text != "0.0.0.0" && text.find('\0') == std::string::npos &&
+           inet_pton(AF_INET, text.c_str(), &address) == 1;
+}
+
 } // namespace
 
 std::uint32_t VEX_SSDP::DrawDelay()
@@ -53,8 +60,7 @@ void VEX_SSDP::SendGETRequest(std::string_view url)
     GETMessageType request;
     request.destination.sin_family = AF_INET;
     request.destination.sin_port = htons(ssdp::kPort);
-    if (address == "0.0.0.0" ||
-        inet_pton(AF_INET, address.c_str(), &request.destination.sin_addr) != 1) {
+    if (!ReadPeerAddress(address, request.destination.sin_addr)) {
         WriteFault({"SendGETRequest", ": Invalid IP address: \"", address, "\""});
         return;
     }
