@@ -1,0 +1,91 @@
+#include "mdns/published_service.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class PublishedServices : public testing::Test
+{
+protected:
+    [[nodiscard]] std::vector<std::string> listed() const
+    {
+        std::vector<std::string> texts;
+        for (const PublishedService *service = m_head.get(); service != nullptr;
+             service = service->next.get()) {
+            texts.push_back(service->type + (":" + std::to_string(service->port)));
+        }
+        return texts;
+    }
+
+    std::unique_ptr<PublishedService> m_head;
+};
+
+std::vector<std::string> strings(const AvahiStringList *list)
+{
+    std::vector<std::string> texts;
+    for (; list != nullptr; list = list->next) {
+        texts.emplace_back(reinterpret_cast<const char *>(list->text), list->size);
+    }
+    return texts;
+}
+
+TEST_F(PublishedServices, PutsNewServicesAtTheHead)
+{
+    const char *const type = "_http._tcp";
+    const PublishedService &service = findOrAddService(m_head, type, 80);
+    EXPECT_EQ(service.type, type) << "the caller's text, not a copy";
+    EXPECT_EQ(service.port, 80);
+    EXPECT_EQ(service.txt, nullptr);
+    const PublishedService &newer = findOrAddService(m_head, "_ftp._tcp", 21);
+    EXPECT_EQ(&newer, m_head.get());
+    EXPECT_THAT(listed(), ElementsAre("_ftp._tcp:21", "_http._tcp:80"));
+}
+
+TEST_F(PublishedServices, FindsAServiceByTextOfTypeAndPort)
+{
+    PublishedService &service = findOrAddService(m_head, "_http._tcp", 80);
+    (void)findOrAddService(m_head, "_ftp._tcp", 21);
+    const std::string sameText("_http._tcp");
+    EXPECT_EQ(&findOrAddService(m_head, sameText.c_str(), 80), &service);
+    EXPECT_NE(&findOrAddService(m_head, "_http._tcp", 21), &service);
+    EXPECT_NE(&findOrAddService(m_head, "_https._tcp", 80), &service);
+    EXPECT_THAT(listed(),
+                ElementsAre("_https._tcp:80", "_http._tcp:21", "_ftp._tcp:21", "_http._tcp:80"));
+}
+
+TEST_F(PublishedServices, RemovesFromHeadMiddleAndEnd)
+{
+    for (const int port : {1, 2, 3, 4}) {
+        (void)findOrAddService(m_head, "_http._tcp", port);
+    }
+    EXPECT_TRUE(removeService(m_head, "_http._tcp", 3));
+    EXPECT_THAT(listed(), ElementsAre("_http._tcp:4", "_http._tcp:2", "_http._tcp:1"));
+    EXPECT_TRUE(removeService(m_head, "_http._tcp", 1));
+    EXPECT_TRUE(removeService(m_head, "_http._tcp", 4));
+    EXPECT_THAT(listed(), ElementsAre("_http._tcp:2"));
+    EXPECT_TRUE(removeService(m_head, "_http._tcp", 2));
+    EXPECT_THAT(listed(), IsEmpty());
+}
+
+TEST_F(PublishedServices, RemovesNothingThatIsNotThere)
+{
+    EXPECT_FALSE(removeService(m_head, "_http._tcp", 80));
+    (void)findOrAddService(m_head, "_http._tcp", 80);
+    EXPECT_FALSE(removeService(m_head, "_http._tcp", 81));
+    EXPECT_FALSE(removeService(m_head, "_http._udp", 80));
+    EXPECT_THAT(listed(), ElementsAre("_http._tcp:80"));
+}
+
+// Avahi adds in front, and turns the list round when it writes the record.
+TEST(TxtList, HoldsTheStringsAsUtf8)
+{
+    const std::unique_ptr<AvahiStringList, AvahiStringListDeleter> list(
+        makeTxtList({QStringLiteral("txtvers=1"), QStringLiteral("path=/\u00f6")}));
+    EXPECT_THAT(strings(list.get()), ElementsAre("path=/\xc3\xb6", "txtvers=1"));
+    EXPECT_EQ(makeTxtList({}), nullptr);
+}
+
+} // namespace
