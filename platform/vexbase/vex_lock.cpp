@@ -1,19 +1,22 @@
 #include "vexbase/vex_lock.h"
 
-#include <chrono>
+#include "vexbase/vex_wait.h"
 
 int VEXLock::Lock(unsigned int timeoutMs)
 {
-    if (timeoutMs == kVEXInfinite) {
-        mMutex.lock();
-        return kVEXSuccess;
+    std::unique_lock<std::mutex> held(mMutex);
+    if (!VEXWait(mFreed, held, timeoutMs, [this] { return !mTaken; })) {
+        return kVEXTimedOut;
     }
-    return mMutex.try_lock_for(std::chrono::milliseconds(timeoutMs)) ? kVEXSuccess : kVEXTimedOut;
+    mTaken = true;
+    return kVEXSuccess;
 }
 
 void VEXLock::Unlock()
 {
-    mMutex.unlock();
+    const std::lock_guard<std::mutex> held(mMutex);
+    mTaken = false;
+    mFreed.notify_one();
 }
 
 VEXLockGuard::VEXLockGuard(VEXLock &lock) : mLock(lock)

@@ -11,18 +11,19 @@ using Clock = std::chrono::steady_clock;
 
 constexpr unsigned int kGenerousMs = 60000;
 
-// What Lock gives on another thread, which lets go again of what it took.
-int LockElsewhere(VEXLock &lock, unsigned int timeoutMs)
+// What Lock gives here; what it took is let go again.
+int TryLock(VEXLock &lock, unsigned int timeoutMs)
 {
-    return std::async(std::launch::async,
-                      [&] {
-                          const int status = lock.Lock(timeoutMs);
-                          if (status == 0) {
-                              lock.Unlock();
-                          }
-                          return status;
-                      })
-        .get();
+    const int status = lock.Lock(timeoutMs);
+    if (status == 0) {
+        lock.Unlock();
+    }
+    return status;
+}
+
+int TryLockElsewhere(VEXLock &lock, unsigned int timeoutMs)
+{
+    return std::async(std::launch::async, [&] { return TryLock(lock, timeoutMs); }).get();
 }
 
 struct Counter
@@ -47,21 +48,18 @@ struct Counter
 TEST(VEXLock, IsTakenAtOnceWhenItIsFree)
 {
     VEXLock lock;
-    ASSERT_EQ(lock.Lock(), 0);
-    lock.Unlock();
-    ASSERT_EQ(lock.Lock(kVEXInfinite), 0);
-    lock.Unlock();
-    ASSERT_EQ(lock.Lock(0), 0);
-    lock.Unlock();
+    EXPECT_EQ(TryLock(lock, kVEXInfinite), 0);
+    EXPECT_EQ(TryLock(lock, 20), 0);
+    EXPECT_EQ(TryLock(lock, 0), 0);
 }
 
 TEST(VEXLock, GivesMinusThreeWhenTheTimeRunsOut)
 {
     VEXLock lock;
     const VEXLockGuard guard(lock);
-    EXPECT_EQ(LockElsewhere(lock, 0), -3);
+    EXPECT_EQ(TryLockElsewhere(lock, 0), -3);
     const auto start = Clock::now();
-    EXPECT_EQ(LockElsewhere(lock, 20), -3);
+    EXPECT_EQ(TryLockElsewhere(lock, 20), -3);
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(20));
 }
 
@@ -69,18 +67,16 @@ TEST(VEXLock, IsHandedToAWaiterWhenTheOwnerLetsGo)
 {
     for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
         VEXLock lock;
-        ASSERT_EQ(lock.Lock(), 0);
         std::promise<void> running;
-        auto taken = std::async(std::launch::async, [&] {
-            running.set_value();
-            const int status = lock.Lock(timeoutMs);
-            if (status == 0) {
-                lock.Unlock();
-            }
-            return status;
-        });
-        running.get_future().wait();
-        lock.Unlock();
+        std::future<int> taken;
+        {
+            const VEXLockGuard guard(lock);
+            taken = std::async(std::launch::async, [&] {
+                running.set_value();
+                return TryLock(lock, timeoutMs);
+            });
+            running.get_future().wait();
+        }
         EXPECT_EQ(taken.get(), 0);
     }
 }
@@ -90,9 +86,9 @@ TEST(VEXLockGuard, HoldsTheLockForItsScope)
     VEXLock lock;
     {
         const VEXLockGuard guard(lock);
-        EXPECT_EQ(LockElsewhere(lock, 0), -3);
+        EXPECT_EQ(TryLockElsewhere(lock, 0), -3);
     }
-    EXPECT_EQ(LockElsewhere(lock, 0), 0);
+    EXPECT_EQ(TryLockElsewhere(lock, 0), 0);
 }
 
 TEST(VEXLock, LetsOneThreadInAtATime)

@@ -1,16 +1,21 @@
 #include "support/capture.h"
 #include "vexbase/vex_event.h"
 #include "vexbase/vex_file_io.h"
-#include "vexbase/vex_ip_socket.h"
 #include "vexbase/vex_thread.h"
 #include "vexbase/vex_udp_socket.h"
 
 #include <atomic>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <string>
 #include <thread>
+
+// The thread sanitizer loses sight of a thread that ends inside a system call.
+#if defined(__SANITIZE_THREAD__)
+#define UNDER_THREAD_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define UNDER_THREAD_SANITIZER 1
+#endif
+#endif
 
 namespace {
 
@@ -28,6 +33,12 @@ public:
 private:
     std::atomic<bool> &mLeft;
 };
+
+void BlockForEver()
+{
+    VEXEvent never(VEXEvent::Reset::Manual);
+    static_cast<void>(never.WaitForSignal(kVEXInfinite));
+}
 
 // Starts a body and waits until it says that it runs.
 void StartAndAwait(VEXThread &thread, VEXEvent &running)
@@ -62,7 +73,7 @@ TEST(VEXThreadKill, EndsABlockedBodyAndReleasesWhatItHeld)
     thread.Attach([&] {
         const Scope scope(released);
         running.Signal();
-        poll(nullptr, 0, -1);
+        BlockForEver();
         wentOn = true;
     });
     const test::Output output = test::Capture([&] {
@@ -109,7 +120,7 @@ TEST(VEXThreadKill, LetsTheThreadBeStartedAgain)
     VEXEvent running(VEXEvent::Reset::Automatic);
     thread.Attach([&] {
         running.Signal();
-        poll(nullptr, 0, -1);
+        BlockForEver();
     });
     for (int round = 0; round < 3; ++round) {
         StartAndAwait(thread, running);
@@ -138,7 +149,7 @@ TEST(VEXThreadKill, OnItselfEndsItAtTheNextCancellationPoint)
     thread.Attach([&] {
         thread.Kill();
         returned = true;
-        poll(nullptr, 0, 0);
+        pthread_testcancel();
         wentOn = true;
     });
     ASSERT_EQ(thread.Start(), 0);
@@ -182,6 +193,9 @@ TEST(VEXThreadKill, SparesTheDestructorsOfThisLibrary)
 
 TEST(VEXThreadKill, LeavesASocketThatTheThreadReadUsable)
 {
+#ifdef UNDER_THREAD_SANITIZER
+    GTEST_SKIP();
+#endif
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", 0), 0);
     VEXThread thread;
