@@ -1,0 +1,16 @@
+#include "mdns/avahi_qt_poll.h"
+#include "mdns/mdns.h"
+
+#include <gmock/gmock.h>
+
+// Linked in place of the library's own, which always gives a table.
+const AvahiPoll *avahi_qt_poll_get()
+{
+    return nullptr;
+}
+
+TEST(MdnsDeathTest, WithoutAPollTableEndsTheProcessFirstOfAll)
+{
+    EXPECT_EXIT(Mdns::getInstance()->init("0042", "Corvia 12", "studio-a"),
+                testing::ExitedWithCode(1), testing::Eq("failed to get poll\n"));
+}
