@@ -1,0 +1,28 @@
+#pragma once
+
+#include "configd/json_document.h"
+
+#include <vector>
+
+// The list of network devices as clients see it. Pure functions.
+namespace configd {
+
+enum class SetupState { Idle, Preparing, Complete, Failed };
+
+struct NetDevice
+{
+    std::string name;
+    std::string address; // IPv4 in dotted quads; empty: none
+    SetupState state = SetupState::Idle;
+    bool connected = false; // the link is there
+};
+
+// Reads a whole list: an array of devices, each with every member. On a fault
+// devices is as it was.
+[[nodiscard]] std::optional<Fault> ReadNetDevices(std::string_view text,
+                                                  std::vector<NetDevice> &devices);
+
+// The list as JSON on one line. A name that is no UTF-8 gets U+FFFD in its place.
+[[nodiscard]] std::string NetDevicesText(const std::vector<NetDevice> &devices);
+
+} // namespace configd

@@ -1,0 +1,95 @@
+#include "configd/options.h"
+
+#include <array>
+#include <charconv>
+#include <getopt.h>
+#include <iostream>
+#include <linux/if.h>
+#include <string_view>
+
+namespace configd {
+namespace {
+
+constexpr int kWrongUsage = 2;
+
+constexpr const char *kUsage =
+    "usage: beacon-configd [--state FILE] [--devices FILE] [--interface NAME] [--port N]\n"
+    "  --state FILE      keep the host name and the SSDP switch in FILE\n"
+    "                    (/var/lib/beacon-configd/system.json)\n"
+    "  --devices FILE    keep the network devices in FILE, where clients may replace\n"
+    "                    them, instead of following the kernel's\n"
+    "  --interface NAME  the network interface to follow (net0)\n"
+    "  --port N          the TCP port of 127.0.0.1 to listen on (8080)\n"
+    "  --help            show this text\n";
+
+bool ReadPort(std::string_view text, std::uint16_t &port)
+{
+    const char *end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, port);
+    return result.ec == std::errc() && result.ptr == end && port != 0;
+}
+
+// As the kernel has it.
+bool IsInterfaceName(const std::string &name)
+{
+    return !name.empty() && name.size() < IFNAMSIZ &&
+           name.find_first_of("/: \t\r\n\v\f") == std::string::npos && name != "." && name != "..";
+}
+
+bool Take(int option, const std::string &value, Options &options)
+{
+    switch (option) {
+    case 's':
+        options.stateFile = value;
+        return !value.empty();
+    case 'd':
+        options.devicesFile = value;
+        return !value.empty();
+    case 'i':
+        options.interface = value;
+        return IsInterfaceName(value);
+    default:
+        return ReadPort(value, options.port);
+    }
+}
+
+int WrongUsage(const std::string &what)
+{
+    std::cerr << what << kUsage;
+    return kWrongUsage;
+}
+
+} // namespace
+
+std::optional<int> ReadOptions(int argc, char **argv, Options &options)
+{
+    static const std::array<option, 6> kLong{{{"state", required_argument, nullptr, 's'},
+                                              {"devices", required_argument, nullptr, 'd'},
+                                              {"interface", required_argument, nullptr, 'i'},
+                                              {"port", required_argument, nullptr, 'p'},
+                                              {"help", no_argument, nullptr, 'h'},
+                                              {nullptr, 0, nullptr, 0}}};
+    int which = 0;
+    int found = 0;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread
+    while ((found = getopt_long(argc, argv, "", kLong.data(), &which)) != -1) {
+        if (found == 'h') {
+            std::cout << kUsage;
+            return 0;
+        }
+        if (found == '?') {
+            return WrongUsage(""); // getopt has said what is wrong
+        }
+        if (!Take(found, optarg, options)) {
+            return WrongUsage(std::string("beacon-configd: --") +
+                              kLong.at(static_cast<std::size_t>(which)).name + " cannot be \"" +
+                              optarg + "\"\n");
+        }
+    }
+    if (optind < argc) {
+        return WrongUsage(std::string("beacon-configd: unexpected \"") + argv[optind] + "\"\n");
+    }
+    return std::nullopt;
+}
+
+} // namespace configd

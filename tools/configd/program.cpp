@@ -1,0 +1,89 @@
+#include "configd/program.h"
+
+#include "configd/descriptor.h"
+#include "configd/http_server.h"
+#include "configd/interface_watch.h"
+#include "configd/options.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <iostream>
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <system_error>
+
+namespace configd {
+namespace {
+
+// A descriptor that is readable once the process is asked to end.
+Descriptor OpenEndSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    Descriptor descriptor(signalfd(-1, &signals, SFD_CLOEXEC));
+    if (descriptor.Number() < 0) {
+        throw std::system_error(errno, std::generic_category(), "signalfd");
+    }
+    return descriptor;
+}
+
+void Follow(InterfaceWatch &watch, Settings &settings)
+{
+    settings.FollowDevices({watch.Read()});
+}
+
+// The loop of the program; watch is empty when the devices are hand-kept.
+void Serve(int end, HttpServer &server, std::optional<InterfaceWatch> &watch, Settings &settings)
+{
+    while (true) {
+        std::array<pollfd, 3> waiting{{{end, POLLIN, 0},
+                                       {server.Number(), POLLIN, 0},
+                                       {watch ? watch->Number() : -1, POLLIN, 0}}};
+        if (poll(waiting.data(), waiting.size(), server.WaitMs()) < 0 && errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "poll");
+        }
+        if (waiting[0].revents != 0) {
+            return;
+        }
+        if (waiting[2].revents != 0) {
+            Follow(*watch, settings);
+        }
+        server.Run();
+    }
+}
+
+void RunService(const Options &options)
+{
+    const Descriptor end = OpenEndSignals();
+    Settings settings(options.stateFile, options.devicesFile);
+    std::optional<InterfaceWatch> watch;
+    if (!settings.HasHandKeptDevices()) {
+        watch.emplace(options.interface);
+        Follow(*watch, settings);
+    }
+    HttpServer server(settings, options.port);
+    std::cout << "beacon-configd: listening on 127.0.0.1:" << options.port << std::endl;
+    Serve(end.Number(), server, watch, settings);
+}
+
+} // namespace
+
+int RunProgram(int argc, char **argv)
+try {
+    Options options;
+    if (const auto status = ReadOptions(argc, argv, options)) {
+        return *status;
+    }
+    std::signal(SIGPIPE, SIG_IGN); // a client that left shows in the result of the write
+    RunService(options);
+    return 0;
+} catch (const std::exception &error) {
+    std::cerr << "beacon-configd: " << error.what() << '\n';
+    return 1;
+}
+
+} // namespace configd
