@@ -7,15 +7,14 @@
 namespace OpenAPI {
 namespace {
 
-constexpr std::array<QLatin1String, 4> kStates = {QLatin1String("Idle"), QLatin1String("Preparing"),
-                                                  QLatin1String("Complete"),
-                                                  QLatin1String("Failed")};
+constexpr std::array<const char *, 4> kStates = {"Idle", "Preparing", "Complete", "Failed"};
 
 } // namespace
 
 OAIInterfaceSetupState::OAIInterfaceSetupState(const QString &name)
 {
-    if (std::find(kStates.begin(), kStates.end(), name) != kStates.end()) {
+    if (std::any_of(kStates.begin(), kStates.end(),
+                    [&name](const char *state) { return name == QLatin1String(state); })) {
         m_name = name;
     }
 }

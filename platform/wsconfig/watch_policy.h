@@ -7,14 +7,14 @@
 
 // The header of an answer, and likewise what stands between two pieces of a
 // chunked body. The service's own header has some 150 bytes.
-constexpr std::size_t kMaxHeaderBytes = 8 * 1024;
+constexpr std::size_t kMaxHeaderBytes = 8192;
 
 // One event with all its lines. A device list has some 150 bytes a device.
-constexpr std::size_t kMaxEventBytes = 256 * 1024;
+constexpr std::size_t kMaxEventBytes = 262144;
 
 // What is read of the body in one turn of the event loop. The body as a whole
 // has no end, so that this alone keeps a flood from holding up everybody else.
-constexpr std::size_t kMaxBodyPieceBytes = 16 * 1024;
+constexpr std::size_t kMaxBodyPieceBytes = 16384;
 
 // How patient a watch is; all in milliseconds.
 struct WatchPolicy

@@ -38,7 +38,7 @@ std::string Read(std::string_view stream, std::size_t bound = kMaxEventBytes)
 // pieces, and byte by byte.
 std::string ReadInEverySplit(std::string_view stream, std::size_t bound = kMaxEventBytes)
 {
-    const std::string whole = Read(stream, bound);
+    std::string whole = Read(stream, bound);
     for (std::size_t cut = 0; cut <= stream.size(); ++cut) {
         EventStreamReader reader(bound);
         Events events;
@@ -163,7 +163,7 @@ TEST(EventStreamReader, TenMegabytesInOneEventAreNotKept)
     EventStreamReader reader;
     Events events;
     Feed(reader, "event: 24\ndata: ", events);
-    const std::string piece(16 * 1024, 'x');
+    const std::string piece(16384, 'x');
     for (int i = 0; i < 640; ++i) {
         Feed(reader, piece, events);
     }

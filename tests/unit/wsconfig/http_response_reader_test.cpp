@@ -48,7 +48,7 @@ Result Read(const std::vector<std::string_view> &pieces)
 // of pieces, and byte by byte.
 Result ReadInEverySplit(std::string_view response)
 {
-    const Result whole = Read({response});
+    Result whole = Read({response});
     std::vector<std::string_view> bytes;
     for (std::size_t cut = 0; cut < response.size(); ++cut) {
         EXPECT_EQ(Read({response.substr(0, cut), response.substr(cut)}), whole) << "cut " << cut;

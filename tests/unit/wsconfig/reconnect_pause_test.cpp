@@ -5,11 +5,11 @@
 
 namespace {
 
-std::vector<int> Pauses(ReconnectPause &pause, int count)
+std::vector<int> Pauses(ReconnectPause &pause, std::size_t count)
 {
-    std::vector<int> pauses;
-    for (int i = 0; i < count; ++i) {
-        pauses.push_back(pause.next());
+    std::vector<int> pauses(count);
+    for (int &each : pauses) {
+        each = pause.next();
     }
     return pauses;
 }

@@ -7,6 +7,8 @@
 
 namespace {
 
+constexpr std::size_t kTenMegabytes = 10'000'000;
+
 const std::string kHeader = "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n\r\n";
 
 // What an answer brings, as text: values, then what was dropped, then how it
@@ -43,7 +45,7 @@ std::string Read(std::string_view answer, std::size_t cut = 0)
 
 std::string ReadInEverySplit(std::string_view answer)
 {
-    const std::string whole = Read(answer);
+    std::string whole = Read(answer);
     for (std::size_t cut = 1; cut <= answer.size(); ++cut) {
         EXPECT_EQ(Read(answer, cut), whole) << "cut at " << cut;
     }
@@ -118,7 +120,7 @@ TEST(WatchAnswerReader, DropsJsonThatIsNestedTooDeeply)
 
 TEST(WatchAnswerReader, DropsAnEventOverTheBoundAndGoesOn)
 {
-    EXPECT_EQ(Read(kHeader + "event: 24\ndata: [\"" + std::string(10'000'000, 'x') +
+    EXPECT_EQ(Read(kHeader + "event: 24\ndata: [\"" + std::string(kTenMegabytes, 'x') +
                    "\"]\n\nevent: 24\ndata: {}\n\n"),
               "24={}|dropped over 262144 bytes|");
 }

@@ -1,0 +1,138 @@
+#pragma once
+
+#include "scripted_server.h"
+#include "support/capture.h"
+#include "wsconfig/watch_stream.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTimer>
+#include <gtest/gtest.h>
+#include <sstream>
+
+// What the tests of WatchStream have in common: the server's usual answers, and
+// a stream to that server with a note of its values and of its lines.
+namespace test {
+
+constexpr int kGenerousMs = 20000;
+
+// Short pauses, and patience that ends no test by itself.
+inline WatchPolicy Quick()
+{
+    WatchPolicy policy;
+    policy.firstDeliveryMs = kGenerousMs;
+    policy.silenceMs = 10 * kGenerousMs;
+    policy.shortestPauseMs = 1;
+    policy.longestPauseMs = 8;
+    return policy;
+}
+
+// A policy that does not wait for first values at all.
+inline WatchPolicy FromTheLoopAlone()
+{
+    WatchPolicy policy = Quick();
+    policy.firstDeliveryMs = 0;
+    return policy;
+}
+
+// Reads the request, sends an answer, and keeps the connection open.
+inline ScriptedServer::Script Answer(const std::string &text)
+{
+    return [text](Connection &connection) {
+        connection.ReadRequest();
+        connection.Send(text);
+        connection.WaitForEnd();
+    };
+}
+
+// The same, but for the connection, which is closed at once.
+inline ScriptedServer::Script AnswerAndClose(const std::string &text)
+{
+    return [text](Connection &connection) {
+        connection.ReadRequest();
+        connection.Send(text);
+    };
+}
+
+inline const std::string kBoth = kEventStream + Event("24", "{}") + Event("19", "[]");
+
+class WatchStreamFixture : public testing::Test
+{
+protected:
+    ~WatchStreamFixture() override
+    {
+        mStream.reset();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    // A stream to the server, whose values are noted in mSpy.
+    WatchStream &Make(const WatchPolicy &policy)
+    {
+        mStream = std::make_unique<WatchStream>(
+            WatchTarget{
+                QStringLiteral("127.0.0.1"), mServer.Port(), QStringLiteral("beacond"), {24, 19}},
+            policy);
+        mSpy = std::make_unique<QSignalSpy>(mStream.get(), &WatchStream::valueReceived);
+        return *mStream;
+    }
+
+    // What came since the last time, as text.
+    std::string Values()
+    {
+        std::string text;
+        while (!mSpy->isEmpty()) {
+            const QList<QVariant> value = mSpy->takeFirst();
+            text += std::to_string(value.at(0).toInt()) + "=" +
+                    value.at(1).toString().toStdString() + "|";
+        }
+        return text;
+    }
+
+    // Runs the event loop until so many values lie in mSpy.
+    void RunUntilValues(int count)
+    {
+        while (mSpy->count() < count && mSpy->wait(kGenerousMs)) {
+        }
+        EXPECT_GE(mSpy->count(), count);
+    }
+
+    // Runs the event loop until the server has taken so many connections.
+    void RunUntilConnections(int count)
+    {
+        QTimer wake;
+        wake.start(1);
+        QElapsedTimer clock;
+        clock.start();
+        while (mServer.Connections() < count && clock.elapsed() < kGenerousMs) {
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        }
+        EXPECT_GE(mServer.Connections(), count);
+    }
+
+    // What a piece of code writes to standard error, less the server's address.
+    // Nothing may go to standard output.
+    std::string Lines(const std::function<void()> &code)
+    {
+        const Output output = Capture(code);
+        EXPECT_EQ(output.out, "");
+        const std::string prefix = "WSConfig: 127.0.0.1:" + std::to_string(mServer.Port()) + ": ";
+        std::string text;
+        std::istringstream lines(output.err);
+        for (std::string line; std::getline(lines, line);) {
+            EXPECT_EQ(line.substr(0, prefix.size()), prefix);
+            text += line.substr(std::min(prefix.size(), line.size())) + "\n";
+        }
+        return text;
+    }
+
+    int mArgc = 1;
+    std::array<char, 5> mName{"test"};
+    char *mArgv = mName.data();
+    QCoreApplication mApplication{mArgc, &mArgv};
+    ScriptedServer mServer;
+    std::unique_ptr<WatchStream> mStream;
+    std::unique_ptr<QSignalSpy> mSpy;
+};
+
+} // namespace test
