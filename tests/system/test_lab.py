@@ -81,12 +81,13 @@ def lab_of_another_program(programs):
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGKILL])
 def test_nothing_is_left_after_a_signal(lab_of_another_program, number):
     program, mark = lab_of_another_program
-    before = processes_of(mark)
     # Switch, device and peer have a holder and a process 1 each. The device's services have
     # a process each that entered the device for them; its daemon is on its own.
-    assert sorted(each.name for each in before) == sorted(
-        3 * ["unshare", "cat"] + 3 * ["nsenter"]
-        + ["dbus-daemon", "avahi-daemon", "beacon-configd", "beacond"])
+    wanted = sorted(3 * ["unshare", "cat", "nsenter"]
+                    + ["dbus-daemon", "avahi-daemon", "beacon-configd", "beacond"])
+    wait_until(lambda: sorted(each.name for each in processes_of(mark)) == wanted, 20,
+               "the lab's processes", lambda: processes_of(mark))
+    before = processes_of(mark)
     program.send_signal(number)
     program.wait(20)
     wait_until(lambda: not left_of(before, mark), 20, "no process left",

@@ -1,5 +1,7 @@
 """The command line."""
 
+import signal
+
 import pytest
 
 from lab.device import BEACOND
@@ -40,7 +42,10 @@ def test_a_copy_started_by_process_1_ends_at_once(device):
 
 
 def test_in_the_foreground_it_runs_under_process_1_too(device):
-    script = f"{BEACOND} -d & ps -o ppid= -p $!; kill -9 $!"
-    result = device.run("unshare", "--pid", "--fork", "--mount-proc", "sh", "-c", script,
-                        env=device.daemon_environment())
-    assert result.stdout.split() == ["1"]
+    init = device.start("init", ["unshare", "--pid", "--fork", "--kill-child", "--mount-proc",
+                                 "sh", "-c", f"{BEACOND} -d; echo ended"],
+                        device.daemon_environment())
+    init.wait_output("PubSub started\n")
+    assert "Run beacond as Non-Daemonized\n" in init.stdout
+    assert "ended" not in init.stdout
+    init.stop(signal.SIGKILL)  # unshare takes no notice of others while it waits

@@ -23,6 +23,7 @@ class DeviceSpec:
     address: str = ""   # IPv4, in a network of 24 bits
     product: str = ""   # product ID
     ssdp: bool = True   # the SSDP switch at first
+    hand_kept: bool = False  # the configuration service follows put_network, not the kernel
 
     def completed(self, number):
         return dataclasses.replace(
@@ -57,10 +58,13 @@ class Device(Node):
     def wait_for_services(self):
         self.wait_for_configd()
         self.configure(hostName=self.name, ssdpEnable=self.spec.ssdp)
+        if self.spec.hand_kept:
+            self.put_network()
         self.avahi.wait_output("Server startup complete.")
 
     def start_configd(self):
-        self.configd = self.start("configd", [CONFIGD])
+        arguments = ["--devices", "/var/lib/beacon-configd/devices.json"]
+        self.configd = self.start("configd", [CONFIGD, *(arguments if self.spec.hand_kept else [])])
 
     def start_avahi(self):
         self.avahi = self.start("avahi", ["avahi-daemon", "--no-drop-root", "--no-chroot",
@@ -128,6 +132,14 @@ class Device(Node):
         if status != 200:
             raise RuntimeError(f"{self.name}: PATCH {members}: {status} {answer}")
 
+    def put_network(self, state="Complete", connected=True):
+        """Tells a configuration service with a hand-kept network what to say of net0."""
+        devices = [{"name": "net0", "activeParams": {"address": self.address},
+                    "status": {"interfaceSetupState": state, "connected": connected}}]
+        status, answer = self.request("PUT", "/api/v1/network/devices", devices)
+        if status != 200:
+            raise RuntimeError(f"{self.name}: PUT {devices}: {status} {answer}")
+
     # The network.
 
     def set_link(self, up):
@@ -141,9 +153,10 @@ class Device(Node):
         self.run("ip", "addr", "del", f"{address}/24", "dev", "net0")
 
     def change_address(self, address):
-        """Gives net0 another address in place of the one it has."""
-        self.remove_address(self.address)
+        """Gives net0 another address in place of the one it has, without a moment
+        in which it has none."""
         self.add_address(address)
+        self.remove_address(self.address)
         self.address = address
 
 

@@ -9,7 +9,7 @@ mount -t tmpfs -o mode=755 tmpfs /var
 mount -t tmpfs -o mode=755 tmpfs /run
 mount -t tmpfs -o mode=1777 tmpfs /tmp
 mount -t tmpfs -o mode=755 tmpfs /etc/avahi
-mkdir -p /var/www/html /var/www/discovery
+mkdir -p /var/www/html /var/www/discovery /var/lib/beacon-configd
 mkdir -p /run/lab /run/dbus /run/avahi-daemon /etc/avahi/services
 echo 1 >/proc/sys/net/ipv6/conf/all/disable_ipv6
 echo 1 >/proc/sys/net/ipv6/conf/default/disable_ipv6
@@ -50,6 +50,8 @@ read -r go
 ip link set lo up
 ip addr add "$2/24" dev net0
 ip link set net0 up
+# A second address outlives the first: see Device.change_address.
+echo 1 >/proc/sys/net/ipv4/conf/net0/promote_secondaries
 echo ready
 # From here on process 1 only waits; with CHLD ignored the kernel reaps for it.
 trap '' CHLD

@@ -10,6 +10,8 @@ read -r go
 ip link set lo up
 ip addr add "$1/24" dev net0
 ip link set net0 up
+# Other people's programs count on a route for what they send to the SSDP group.
+ip route add 239.0.0.0/8 dev net0
 echo ready
 trap '' CHLD
 exec cat

@@ -1,0 +1,92 @@
+"""The demonstration that ./run starts."""
+
+import fcntl
+import os
+import pty
+import select
+import subprocess
+import sys
+import termios
+from pathlib import Path
+
+import lab.__main__ as demo
+from lab import DeviceSpec, Lab
+from lab.view import View
+
+TOP = Path(__file__).resolve().parents[2]
+
+
+def demonstration(programs, *options, **popen):
+    return subprocess.Popen([sys.executable, "-B", "-m", "lab", *options, str(programs)],
+                            env={**os.environ, "PYTHONPATH": str(TOP / "tools")}, **popen)
+
+
+def take_terminal():
+    """Makes standard input the terminal that interrupts this process."""
+    fcntl.ioctl(0, termios.TIOCSCTTY, 0)
+
+
+def test_an_unknown_option_gives_the_usage_and_status_2():
+    result = subprocess.run([TOP / "run", "--nonsense"], capture_output=True, text=True, check=False)
+    assert result.returncode == 2
+    assert result.stdout == ""
+    assert result.stderr.startswith("usage: ./run [--check]\n")
+
+
+def test_whoever_is_not_root_is_told_so():
+    result = subprocess.run(["unshare", "--user", TOP / "run"], capture_output=True, text=True,
+                            check=False)
+    assert result.returncode == 1
+    assert result.stderr == "./run makes network namespaces and needs root: sudo ./run\n"
+
+
+def test_a_daemon_that_ends_is_the_reason_of_a_failed_check(programs, tmp_path):
+    for name, source in (("beacond", "/bin/false"), ("beacon-configd", f"{programs}/beacon-configd")):
+        (tmp_path / name).write_bytes(Path(source).read_bytes())
+        (tmp_path / name).chmod(0o755)
+    with demonstration(tmp_path, "--check", stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                       text=True) as program:
+        output, errors = program.communicate(timeout=60)
+    assert program.returncode == 1
+    assert output == ""
+    assert errors.startswith("beacond ended.\nstudio-a: beacond, status 1\n")
+
+
+def test_a_check_that_fails_says_who_misses_whom(programs, monkeypatch, capsys):
+    monkeypatch.setattr(demo, "CHECK_LIMIT", 0)
+    with Lab(programs) as network:
+        devices = network.add_devices([DeviceSpec("studio-a"), DeviceSpec("studio-b")])
+        for device in devices:
+            device.start_beacond().wait_output("PubSub started")
+        assert demo.check(devices, [View(device) for device in devices]) == 1
+    said = capsys.readouterr()
+    assert said.out == ""
+    assert said.err.startswith("After 0 s:\n")
+    assert "\n  studio-a does not list studio-b in browse.json\n" in said.err
+    assert "\n  studio-b does not see studio-a by _http._tcp\n" in said.err
+
+
+def test_it_draws_a_table_until_interrupted(programs):
+    master, terminal = pty.openpty()
+    with demonstration(programs, stdin=terminal, stdout=terminal, stderr=terminal,
+                       start_new_session=True, preexec_fn=take_terminal) as program:
+        os.close(terminal)
+        seen = b""
+        while b"seen by mDNS (this device)" not in seen:
+            assert select.select([master], [], [], 30)[0], f"only {seen!r}"
+            seen += os.read(master, 65536)
+        assert b"\033[2J\033[HThree devices on a virtual network. Ctrl-C ends it.\033[K\r\n" in seen
+        assert b"\r\nstudio-a (192.0.2.10) sees\033[K\r\n  host name  address" in seen
+        os.write(master, b"\x03")
+        assert program.wait(20) == 0
+    os.close(master)
+
+
+def test_it_writes_lines_where_there_is_no_terminal(programs):
+    with demonstration(programs, stdout=subprocess.PIPE) as program:
+        for line in program.stdout:
+            if b"studio-a: studio-a, 192.0.2.10, " in line:
+                break
+        assert b"\033" not in line
+        program.terminate()
+        assert program.wait(20) == 128 + 15
