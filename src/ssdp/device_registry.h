@@ -111,7 +111,7 @@ private:
 
     void ApplyWithdrawals();
     void ApplyAddition(SSDPDeviceType &service);
-    void RenewHosted(const SSDPDeviceType &service);
+    void RenewHosted(const SSDPDeviceType &service, SSDPDeviceType &host);
     void EnterAdded(SSDPDeviceType &service);
     [[nodiscard]] bool RenewKnown(const SSDPDeviceType &service, SSDPDeviceType &node);
     void Publish(SSDPDeviceType &service);

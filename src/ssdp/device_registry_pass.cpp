@@ -61,8 +61,9 @@ void DeviceRegistry::ApplyWithdrawals()
 
 void DeviceRegistry::ApplyAddition(SSDPDeviceType &service)
 {
-    if (mHostList.find(service.usn) != mHostList.end()) {
-        RenewHosted(service);
+    const auto host = mHostList.find(service.usn);
+    if (host != mHostList.end()) {
+        RenewHosted(service, host->second);
         return;
     }
     const auto node = mNodeList.find(service.usn);
@@ -73,18 +74,20 @@ void DeviceRegistry::ApplyAddition(SSDPDeviceType &service)
     }
 }
 
-// A service that is announced already is added again: another's is granted its
-// repeats anew and may have another name by now.
-void DeviceRegistry::RenewHosted(const SSDPDeviceType &service)
+// A service that is announced already is added again: it is listed again if a
+// byebye took it off the list, and another's is granted its repeats anew and may
+// have another name by now.
+void DeviceRegistry::RenewHosted(const SSDPDeviceType &service, SSDPDeviceType &host)
 {
-    const auto node = mNodeList.find(service.usn);
-    if (IsOwnAddress(service.ipAddress) || node == mNodeList.end()) {
+    const auto [node, relisted] = mNodeList.try_emplace(service.usn, host);
+    mChanged = mChanged || relisted;
+    if (IsOwnAddress(service.ipAddress)) {
         return;
     }
     SSDPDeviceType &device = node->second;
     if (device.hostName != service.hostName) {
         device.hostName = service.hostName;
-        mHostList.find(service.usn)->second.hostName = service.hostName;
+        host.hostName = service.hostName;
         mChanged = true;
     }
     device.repeatCount = ssdp::kProxyRepeats;
