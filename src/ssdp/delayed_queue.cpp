@@ -4,9 +4,8 @@
 
 void DelayedQueue::Add(GETMessageType datagram)
 {
-    const std::size_t bytes = datagram.message.size();
-    if (mReport.Admit(mDatagrams.size() < mMaxCount && bytes <= mMaxBytes - mBytes)) {
-        mBytes += bytes;
+    if (mReport.Admit(mDatagrams.size() < mMaxCount && mBytes < mMaxBytes)) {
+        mBytes += datagram.message.size();
         mDatagrams.push_back(std::move(datagram));
     }
 }

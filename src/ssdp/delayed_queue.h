@@ -24,8 +24,10 @@ class DelayedQueue
 public:
     using Sender = std::function<void(const GETMessageType &)>;
 
-    // The queue takes maxCount datagrams of maxBytes in all. operation and what
-    // name it in the line that reports a met bound.
+    // The queue takes datagrams until it holds maxCount of them, or maxBytes in
+    // all; it is full then for any size, so that a flood of large and small ones
+    // is reported once. operation and what name it in the line that reports a
+    // met bound.
     DelayedQueue(std::size_t maxCount, std::size_t maxBytes, std::string_view operation,
                  std::string_view what)
         : mMaxCount(maxCount), mMaxBytes(maxBytes), mReport(operation, what)
