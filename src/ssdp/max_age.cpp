@@ -3,6 +3,7 @@
 #include "ssdp/ssdp_protocol.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdlib>
 #include <limits>
