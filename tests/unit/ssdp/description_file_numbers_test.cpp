@@ -1,0 +1,109 @@
+#include "ssdp/description_file_numbers.h"
+
+#include "ssdp/description_document.h"
+#include "support/capture.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// Numbers with 1 to count in use.
+void Take(DescriptionFileNumbers &numbers, std::uint32_t count)
+{
+    for (std::uint32_t number = 1; number <= count; ++number) {
+        ASSERT_EQ(numbers.GetFileNumber(), number);
+    }
+}
+
+} // namespace
+
+TEST(DescriptionFileNumbers, BeginWith1)
+{
+    DescriptionFileNumbers numbers;
+    EXPECT_EQ(numbers.GetFileNumber(), 1U);
+    EXPECT_EQ(numbers.GetFileNumber(), 2U);
+}
+
+TEST(DescriptionFileNumbers, TheSmallestFreeNumberIsTaken)
+{
+    DescriptionFileNumbers numbers;
+    Take(numbers, 4);
+    numbers.ReturnFileNumber("lumen_upnp_ssdp_3.xml");
+    EXPECT_EQ(numbers.GetFileNumber(), 3U);
+    EXPECT_EQ(numbers.GetFileNumber(), 5U);
+}
+
+TEST(DescriptionFileNumbers, AReturnedNumberIsTakenAgainTheFirstToo)
+{
+    DescriptionFileNumbers numbers;
+    Take(numbers, 7);
+    numbers.ReturnFileNumber("/var/www/html/lumen_upnp_ssdp_7.xml");
+    EXPECT_EQ(numbers.GetFileNumber(), 7U);
+    numbers.ReturnFileNumber("/var/www/html/lumen_upnp_ssdp_1.xml");
+    EXPECT_EQ(numbers.GetFileNumber(), 1U);
+    EXPECT_EQ(numbers.GetFileNumber(), 8U);
+}
+
+TEST(DescriptionFileNumbers, ANameWithoutANumberChangesNothing)
+{
+    DescriptionFileNumbers numbers;
+    Take(numbers, 3);
+    for (const char *name :
+         {"", "_", "1", "1.xml", "lumen.xml", "lumen_upnp_ssdp_.xml", "lumen_upnp_ssdp_x1.xml",
+          "lumen_upnp_ssdp_ 1.xml", "lumen_upnp_ssdp_+1.xml", "lumen_upnp_ssdp_-1.xml", "_1_2_x",
+          "lumen_upnp_ssdp_99999999999999999999.xml", "lumen_upnp_ssdp_4294967297.xml"}) {
+        numbers.ReturnFileNumber(name);
+        EXPECT_EQ(numbers.GetFileNumber(), 4U) << name;
+        numbers.ReturnFileNumber("_4");
+    }
+}
+
+TEST(DescriptionFileNumbers, ANumberThatIsNotInUseIsIgnored)
+{
+    DescriptionFileNumbers numbers;
+    Take(numbers, 1);
+    numbers.ReturnFileNumber("lumen_upnp_ssdp_9.xml");
+    numbers.ReturnFileNumber("lumen_upnp_ssdp_0.xml");
+    EXPECT_EQ(numbers.GetFileNumber(), 2U);
+}
+
+TEST(DescriptionFileNumbers, ReadsTheNumberOfTheNamesThatThisSystemMakes)
+{
+    DescriptionFileNumbers numbers;
+    Take(numbers, 12);
+    numbers.ReturnFileNumber("/var/www/html/" + ssdp::DescriptionFileName("Corvia_3 12", 11));
+    EXPECT_EQ(numbers.GetFileNumber(), 11U);
+}
+
+TEST(DescriptionFileNumbers, WhenAllAreInUseThereIsNoneAndALineSaysSo)
+{
+    DescriptionFileNumbers numbers(3);
+    Take(numbers, 3);
+    const test::Output output = test::Capture([&] { EXPECT_EQ(numbers.GetFileNumber(), 0U); });
+    EXPECT_EQ(output.err, "GetFileNumber: Unable to generate a file number\n");
+    EXPECT_EQ(output.out, "");
+    numbers.ReturnFileNumber("_2.xml");
+    EXPECT_EQ(numbers.GetFileNumber(), 2U);
+}
+
+TEST(DescriptionFileNumbers, NoNumberIsGivenTwiceToSeveralThreads)
+{
+    DescriptionFileNumbers numbers;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&numbers] {
+            for (int round = 0; round < 500; ++round) {
+                const std::uint32_t number = numbers.GetFileNumber();
+                numbers.ReturnFileNumber(ssdp::DescriptionFileName("Lumen", number));
+                EXPECT_NE(numbers.GetFileNumber(), 0U);
+            }
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+    // Each round kept one number, and the smallest free one was always taken.
+    EXPECT_EQ(numbers.GetFileNumber(), 2001U);
+}

@@ -1,0 +1,120 @@
+#include "registry_fixture.h"
+
+// The bound against a hostile network: how many devices may be heard.
+
+namespace {
+
+constexpr int kBound = 4096;
+const char *const kLine =
+    "ProcessDescriptionResponse: Too many devices, dropping what comes more\n";
+
+class RegistryBounds : public RegistryFixture
+{
+protected:
+    static SSDPDeviceType Numbered(int number)
+    {
+        return Described(Device("Lumen", "198.51.100.1", "peer" + std::to_string(number)));
+    }
+
+    static std::string USN(int number) { return "uuid:65746500-Lumen-" + std::to_string(number); }
+
+    // A device's description arrives; what that writes to standard error.
+    std::string Enter(int number)
+    {
+        SSDPDeviceType device = Numbered(number);
+        device.usn = USN(number);
+        return test::Capture([&] { registry.EnterDescription(device); }).err;
+    }
+
+    void Fill()
+    {
+        const test::Output output = test::Capture([this] {
+            for (int number = 0; number < kBound; ++number) {
+                SSDPDeviceType device = Numbered(number);
+                device.usn = USN(number);
+                registry.EnterDescription(device);
+            }
+        });
+        ASSERT_EQ(output.err, "");
+    }
+};
+
+} // namespace
+
+TEST_F(RegistryBounds, AreTheseNumbers)
+{
+    EXPECT_EQ(ssdp::kMaxHeardNodes, 4096U);
+    Fill();
+    EXPECT_EQ(registry.NodeList().size(), 4096U);
+}
+
+TEST_F(RegistryBounds, WhatIsOverTheBoundIsDroppedAndReportedOnce)
+{
+    Fill();
+    ForgetChange();
+    EXPECT_EQ(Enter(kBound), kLine);
+    EXPECT_EQ(Enter(kBound + 1), "");
+    EXPECT_EQ(Enter(kBound), "");
+    EXPECT_EQ(registry.NodeList().size(), 4096U);
+    EXPECT_EQ(Node(USN(kBound)), nullptr);
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryBounds, IsReportedAgainOnlyAfterItWasLeft)
+{
+    Fill();
+    EXPECT_EQ(Enter(kBound), kLine);
+    Byebye(USN(7));
+    EXPECT_EQ(Enter(kBound), "");
+    EXPECT_NE(Node(USN(kBound)), nullptr);
+    EXPECT_EQ(Enter(kBound + 1), kLine);
+    EXPECT_EQ(Enter(kBound + 2), "");
+}
+
+TEST_F(RegistryBounds, AKnownDeviceIsRenewedAllTheSame)
+{
+    Fill();
+    ForgetChange();
+    SSDPDeviceType renamed = Numbered(7);
+    renamed.usn = USN(7);
+    renamed.hostName = "renamed";
+    const test::Output output = test::Capture([&] { registry.EnterDescription(renamed); });
+    EXPECT_EQ(output.err, "");
+    EXPECT_EQ(Node(USN(7))->hostName, "renamed");
+    EXPECT_TRUE(registry.Changed());
+}
+
+TEST_F(RegistryBounds, AnnouncedServicesDoNotCount)
+{
+    AddNow(Own());
+    TakeOver(Silent());
+    Fill();
+    EXPECT_EQ(registry.NodeList().size(), 4098U);
+    EXPECT_EQ(Enter(kBound), kLine);
+}
+
+TEST_F(RegistryBounds, AnAnnouncedServiceWhoseNodeIsGoneMakesNoRoom)
+{
+    AddNow(Own());
+    Byebye(Own().usn);
+    Fill();
+    EXPECT_EQ(registry.NodeList().size(), 4096U);
+    EXPECT_EQ(Enter(kBound), kLine);
+}
+
+TEST_F(RegistryBounds, AFullRegistryDoesNotKeepAServiceFromBeingAnnounced)
+{
+    Fill();
+    EXPECT_EQ(AddNow(Own()).size(), 2U);
+    EXPECT_NE(Node(Own().usn), nullptr);
+    EXPECT_EQ(Enter(kBound), kLine);
+}
+
+TEST_F(RegistryBounds, AFullRegistryEmptiesWithTime)
+{
+    Fill();
+    EXPECT_EQ(Enter(kBound), kLine);
+    Pass(120000);
+    EXPECT_TRUE(registry.NodeList().empty());
+    EXPECT_EQ(Enter(kBound), "");
+}

@@ -1,0 +1,198 @@
+#include "registry_fixture.h"
+
+// A device that can be spoken for, heard speaking for itself.
+
+using testing::ElementsAre;
+
+namespace {
+
+class RegistryHandBack : public RegistryFixture
+{
+};
+
+const char *const kUSN = "uuid:65746500-ZR1-192.0.2.30-0";
+
+struct MaxAge
+{
+    std::int32_t heard;
+    std::int32_t kept;
+};
+
+constexpr std::int32_t kLeastInt = -2147483647 - 1;
+
+const std::vector<MaxAge> kMaxAges{{30, 120},
+                                   {0, 120},
+                                   {-1, 120},
+                                   {kLeastInt, 120},
+                                   {119, 120},
+                                   {120, 120},
+                                   {121, 121},
+                                   {1800, 1800},
+                                   {1073741, 1073741},
+                                   {1073742, 1073741},
+                                   {2147483647, 1073741}};
+
+} // namespace
+
+TEST_F(RegistryHandBack, AnUnknownDeviceIsNotRegisteredNorAskedForItsDescription)
+{
+    EXPECT_EQ(Alive(kUSN), Calls{});
+    EXPECT_EQ(Alive("uuid:foreign-ZR1"), Calls{});
+    EXPECT_TRUE(registry.NodeList().empty());
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryHandBack, AListedDeviceIsKeptByTheMaxAgeItTells)
+{
+    for (const MaxAge &maxAge : kMaxAges) {
+        DeviceRegistry fresh(actions);
+        SSDPDeviceType silent = Silent();
+        fresh.AddService(silent);
+        fresh.UpdateContainers(0);
+        SSDPDeviceMap before;
+        ASSERT_TRUE(fresh.TakeChange(before));
+
+        fresh.UpdateDevice({"upnp:rootdevice", kUSN, "http://192.0.2.30:80/a.xml"}, maxAge.heard);
+        SSDPDeviceType expected = before.at(kUSN);
+        expected.maxAge = std::to_string(maxAge.kept);
+        expected.timerPeriod = static_cast<std::uint32_t>(maxAge.kept) * 1000;
+        expected.timerCountdown = maxAge.kept * 2000;
+        expected.repeatCount = 0;
+        EXPECT_EQ(AllFields(fresh.NodeList().at(kUSN)), AllFields(expected)) << maxAge.heard;
+        EXPECT_FALSE(fresh.Changed());
+    }
+    EXPECT_EQ(actions.calls, Calls{});
+}
+
+TEST_F(RegistryHandBack, AListedDeviceThatSpokeIsForgottenWhenItsTimeRunsOut)
+{
+    AddNow(Silent());
+    Alive(kUSN, 30);
+    EXPECT_EQ(Node(kUSN)->timerPeriod, 120000U);
+    ForgetChange();
+    Pass(119999);
+    EXPECT_NE(Node(kUSN), nullptr);
+    Pass(60001);
+    EXPECT_EQ(Node(kUSN), nullptr);
+    EXPECT_TRUE(registry.Changed());
+}
+
+TEST_F(RegistryHandBack, AListedDeviceThatSpokeIsNotTakenOverWhileItHasTime)
+{
+    AddNow(Silent());
+    Alive(kUSN, 120);
+    Pass(100000);
+    EXPECT_EQ(AddNow(Silent()), Calls{});
+    EXPECT_EQ(Host(kUSN), nullptr);
+    EXPECT_EQ(Node(kUSN)->timerCountdown, 140000);
+}
+
+TEST_F(RegistryHandBack, AnAnnouncedDeviceIsHandedBackWithoutAGoodbyeOrAChange)
+{
+    for (const MaxAge &maxAge : kMaxAges) {
+        TakeOver(Silent());
+        SSDPDeviceType expected = *Host(kUSN);
+        EXPECT_THAT(Alive(kUSN, maxAge.heard),
+                    ElementsAre("return " + expected.descriptionFileName));
+        expected.maxAge = std::to_string(maxAge.kept);
+        expected.timerPeriod = static_cast<std::uint32_t>(maxAge.kept) * 1000;
+        expected.timerCountdown = maxAge.kept * 500;
+        expected.repeatCount = 0;
+        EXPECT_EQ(Host(kUSN), nullptr);
+        ASSERT_NE(Node(kUSN), nullptr);
+        EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(expected)) << maxAge.heard;
+        EXPECT_FALSE(registry.Changed());
+        Byebye(kUSN);
+    }
+}
+
+TEST_F(RegistryHandBack, TheWholeAnnouncedRecordReplacesTheNode)
+{
+    TakeOver(Silent());
+    Pass(20000); // the node has spent a repeat and begun its time anew
+    const SSDPDeviceType host = *Host(kUSN);
+    Alive(kUSN, 400);
+    EXPECT_EQ(Node(kUSN)->location, host.location);
+    EXPECT_EQ(Node(kUSN)->timerCountdown, 200000);
+    EXPECT_EQ(Node(kUSN)->repeatCount, 0);
+}
+
+TEST_F(RegistryHandBack, ADeviceWhoseNodeIsGoneIsListedAgain)
+{
+    TakeOver(Silent());
+    Byebye(kUSN);
+    ForgetChange();
+    EXPECT_EQ(Alive(kUSN).size(), 1U);
+    EXPECT_EQ(Host(kUSN), nullptr);
+    EXPECT_NE(Node(kUSN), nullptr);
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryHandBack, AfterwardsItIsNotAnnouncedAnyMoreAndForgottenWhenSilent)
+{
+    TakeOver(Silent());
+    Alive(kUSN, 120);
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(Pass(5000), Calls{});
+    }
+    EXPECT_NE(Node(kUSN), nullptr); // 10000 left of 60000
+    EXPECT_EQ(Pass(5000), Calls{});
+    EXPECT_EQ(Node(kUSN), nullptr);
+    EXPECT_TRUE(registry.Changed());
+}
+
+TEST_F(RegistryHandBack, FurtherAlivesRefreshItLikeAnyListedDevice)
+{
+    TakeOver(Silent());
+    Alive(kUSN, 120);
+    EXPECT_EQ(Alive(kUSN, 200), Calls{});
+    EXPECT_EQ(Node(kUSN)->timerCountdown, 400000);
+}
+
+TEST_F(RegistryHandBack, ADeviceThatSpeaksBeforeItsWithdrawalIsStillForgottenButNotDismissed)
+{
+    TakeOver(Silent());
+    for (int i = 0; i < 4; ++i) {
+        Pass(20000);
+    }
+    EXPECT_EQ(Alive(kUSN).size(), 1U);
+    EXPECT_EQ(Pass(5000), Calls{});
+    EXPECT_EQ(Node(kUSN), nullptr);
+}
+
+TEST_F(RegistryHandBack, TheDevicesOwnServiceIsNobodysToTake)
+{
+    const SSDPDeviceType own = Device("ZR1", "192.0.2.10", "studio-a");
+    AddNow(own);
+    ForgetChange();
+    const SSDPDeviceType host = *Host(own.usn);
+    EXPECT_EQ(Alive(own.usn, 1), Calls{});
+    EXPECT_EQ(AllFields(*Host(own.usn)), AllFields(host));
+    EXPECT_EQ(AllFields(*Node(own.usn)), AllFields(host));
+    EXPECT_THAT(Pass(20000), ElementsAre("alive uuid:65746500-ZR1-192.0.2.10-0"));
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryHandBack, ADescriptionOfADeviceThatThisOneSpeaksForIsDropped)
+{
+    TakeOver(Silent());
+    const SSDPDeviceType node = *Node(kUSN);
+    SSDPDeviceType described = Described(Silent());
+    described.hostName = "other";
+    registry.EnterDescription(described);
+    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(node));
+    EXPECT_FALSE(registry.Changed());
+    // Once handed back it describes itself.
+    Alive(kUSN);
+    registry.EnterDescription(described);
+    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(described));
+}
+
+TEST_F(RegistryHandBack, ADescriptionEndsTheWaitForATakeOver)
+{
+    AddNow(Silent());
+    registry.EnterDescription(Described(Silent()));
+    EXPECT_EQ(Node(kUSN)->repeatCount, 0);
+    Pass(120000);
+    EXPECT_EQ(Node(kUSN), nullptr);
+}

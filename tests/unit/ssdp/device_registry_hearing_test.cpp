@@ -1,0 +1,239 @@
+#include "registry_fixture.h"
+
+// Devices that speak for themselves: heard, described, refreshed, gone.
+
+using testing::ElementsAre;
+
+namespace {
+
+class RegistryHearing : public RegistryFixture
+{
+protected:
+    // A device added by name whose description nobody has read yet.
+    void AddUndescribed()
+    {
+        SSDPDeviceType peer = Peer();
+        peer.maxAge = "200";
+        AddNow(peer);
+        ForgetChange();
+    }
+};
+
+const char *const kPeerUSN = "uuid:65746500-Lumen-192.0.2.20-0";
+
+} // namespace
+
+TEST_F(RegistryHearing, AForeignDeviceIsNeverRegistered)
+{
+    for (const char *usn :
+         {"uuid:2f402f80-da50-11e1-9b23-001788255acc::upnp:rootdevice", "65746500-Lumen-1.2.3.4-0",
+          "UUID:65746500-Lumen-1.2.3.4-0", "uuid:65746500", "uuid:TalonMx", ""}) {
+        EXPECT_EQ(Alive(usn), Calls{}) << usn;
+    }
+    EXPECT_TRUE(registry.NodeList().empty());
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryHearing, EachAliveOfAnUnknownPeerAsksOnceForItsDescriptionAndRegistersNothing)
+{
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_THAT(Alive(kPeerUSN, 1800, "http://192.0.2.20:80/a.xml"),
+                    ElementsAre("get http://192.0.2.20:80/a.xml"));
+    }
+    EXPECT_TRUE(registry.NodeList().empty());
+    EXPECT_TRUE(registry.HostList().empty());
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryHearing, ThePeersMarkIsSoughtAnywhereInTheUSN)
+{
+    EXPECT_EQ(Alive("x uuid:65746500-").size(), 1U);
+}
+
+TEST_F(RegistryHearing, ADescriptionEntersThePeerWholeAndIsAChange)
+{
+    const SSDPDeviceType peer = Described(Peer());
+    registry.EnterDescription(peer);
+    ASSERT_NE(Node(kPeerUSN), nullptr);
+    EXPECT_EQ(AllFields(*Node(kPeerUSN)), AllFields(peer));
+    EXPECT_EQ(Host(kPeerUSN), nullptr);
+    EXPECT_TRUE(registry.Changed());
+    EXPECT_EQ(actions.calls, Calls{});
+}
+
+TEST_F(RegistryHearing, ASecondDescriptionReplacesEveryField)
+{
+    SSDPDeviceType first = FullRecord();
+    first.usn = kPeerUSN;
+    registry.EnterDescription(first);
+    ForgetChange();
+    SSDPDeviceType second;
+    second.usn = kPeerUSN;
+    registry.EnterDescription(second);
+    EXPECT_EQ(AllFields(*Node(kPeerUSN)), AllFields(second));
+    EXPECT_EQ(registry.NodeList().size(), 1U);
+    EXPECT_TRUE(registry.Changed());
+}
+
+TEST_F(RegistryHearing, AnAliveOfAKnownPeerRefreshesItAndAsksNothing)
+{
+    registry.EnterDescription(Described(Peer()));
+    ForgetChange();
+    Pass(100000);
+    EXPECT_EQ(Node(kPeerUSN)->timerCountdown, 140000);
+    SSDPDeviceType expected = Described(Peer());
+    EXPECT_EQ(Alive(kPeerUSN, 1), Calls{});
+    EXPECT_EQ(AllFields(*Node(kPeerUSN)), AllFields(expected)); // whatever max-age it tells
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryHearing, AnAliveOfAPeerWithoutAModelNumberAsksAgainAndRefreshesIt)
+{
+    AddUndescribed();
+    Pass(100000);
+    EXPECT_THAT(Alive(kPeerUSN, 1800, "http://192.0.2.20:80/a.xml"),
+                ElementsAre("get http://192.0.2.20:80/a.xml"));
+    EXPECT_EQ(Node(kPeerUSN)->timerCountdown, 400000);
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryHearing, TheLongestPeriodDoesNotOverflowTheCountdown)
+{
+    SSDPDeviceType peer = Described(Peer());
+    peer.timerPeriod = 1073741000;
+    registry.EnterDescription(peer);
+    Alive(kPeerUSN);
+    EXPECT_EQ(Node(kPeerUSN)->timerCountdown, 2147482000);
+}
+
+TEST_F(RegistryHearing, AByebyeErasesTheNodeAndIsAChange)
+{
+    registry.EnterDescription(Described(Peer()));
+    ForgetChange();
+    EXPECT_EQ(Byebye(kPeerUSN), Calls{});
+    EXPECT_EQ(Node(kPeerUSN), nullptr);
+    EXPECT_TRUE(registry.Changed());
+}
+
+TEST_F(RegistryHearing, AByebyeOfAnUnknownDeviceChangesNothing)
+{
+    registry.EnterDescription(Described(Peer()));
+    ForgetChange();
+    EXPECT_EQ(Byebye("uuid:65746500-Lumen-192.0.2.20-1"), Calls{});
+    EXPECT_EQ(Byebye(""), Calls{});
+    EXPECT_EQ(registry.NodeList().size(), 1U);
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryHearing, AByebyeOfAServiceThatIsOnlyAnnouncedChangesNothing)
+{
+    AddNow(Own());
+    Byebye(Own().usn);
+    ForgetChange();
+    EXPECT_EQ(Byebye(Own().usn), Calls{});
+    EXPECT_NE(Host(Own().usn), nullptr);
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryHearing, ASilentPeerIsForgottenWhenItsTimeRunsOut)
+{
+    registry.EnterDescription(Described(Peer()));
+    ForgetChange();
+    EXPECT_EQ(Pass(5000), Calls{});
+    EXPECT_EQ(Pass(229999), Calls{}); // 5001 left, less than the last pass: next to go
+    EXPECT_EQ(Node(kPeerUSN), nullptr);
+    EXPECT_TRUE(registry.Changed());
+}
+
+TEST_F(RegistryHearing, RunningOutIsDecidedOnePassEarly)
+{
+    SSDPDeviceType peer = Described(Peer());
+    peer.timerCountdown = 10001;
+    registry.EnterDescription(peer);
+    ForgetChange();
+    Pass(5000);
+    EXPECT_NE(Node(kPeerUSN), nullptr); // 5001 is greater than 5000
+    EXPECT_FALSE(registry.Changed());
+
+    peer.timerCountdown = 10000;
+    registry.EnterDescription(peer);
+    Pass(5000);
+    EXPECT_EQ(Node(kPeerUSN), nullptr); // 5000 is not
+
+    peer.timerCountdown = 9000;
+    registry.EnterDescription(peer);
+    Pass(5000);
+    EXPECT_EQ(Node(kPeerUSN), nullptr);
+}
+
+TEST_F(RegistryHearing, APassWithoutTimeForgetsOnlyWhatHasNoTimeLeft)
+{
+    SSDPDeviceType peer = Described(Peer());
+    peer.timerCountdown = 1;
+    registry.EnterDescription(peer);
+    Pass(0);
+    EXPECT_NE(Node(kPeerUSN), nullptr);
+    peer.timerCountdown = 0;
+    registry.EnterDescription(peer);
+    Pass(0);
+    EXPECT_EQ(Node(kPeerUSN), nullptr);
+}
+
+TEST_F(RegistryHearing, OnlyThosePeersGoWhoseTimeRanOut)
+{
+    for (int i = 0; i < 10; ++i) {
+        SSDPDeviceType peer = Described(Device("Lumen", "192.0.2." + std::to_string(100 + i), "x"));
+        peer.timerCountdown = i % 2 == 0 ? 1000 : 100000;
+        registry.EnterDescription(peer);
+    }
+    Pass(5000);
+    ASSERT_EQ(registry.NodeList().size(), 5U);
+    for (const auto &[usn, peer] : registry.NodeList()) {
+        EXPECT_EQ(peer.timerCountdown, 95000);
+    }
+}
+
+TEST_F(RegistryHearing, AnAddedPeerIsListedForTwiceItsMaxAgeAndNotAnnounced)
+{
+    SSDPDeviceType peer = Peer();
+    peer.maxAge = "200";
+    EXPECT_EQ(AddNow(peer), Calls{});
+    peer.timerPeriod = 200000;
+    peer.timerCountdown = 400000;
+    ASSERT_NE(Node(kPeerUSN), nullptr);
+    EXPECT_EQ(AllFields(*Node(kPeerUSN)), AllFields(peer));
+    EXPECT_EQ(Host(kPeerUSN), nullptr);
+    EXPECT_TRUE(registry.Changed());
+    Pass(400000);
+    EXPECT_EQ(Node(kPeerUSN), nullptr);
+}
+
+TEST_F(RegistryHearing, AnAddedPeersRepeatCountIs0WhateverItsRecordSays)
+{
+    SSDPDeviceType peer = Peer();
+    peer.repeatCount = 9;
+    AddNow(peer);
+    EXPECT_EQ(Node(kPeerUSN)->repeatCount, 0);
+    // Without a max-age of its own it gets one.
+    EXPECT_GE(Node(kPeerUSN)->timerPeriod, 120000U);
+    EXPECT_LE(Node(kPeerUSN)->timerPeriod, 129000U);
+    EXPECT_EQ(Node(kPeerUSN)->maxAge, std::to_string(Node(kPeerUSN)->timerPeriod / 1000));
+}
+
+TEST_F(RegistryHearing, APeerAddedAgainIsRefreshedAndTakesItsNewName)
+{
+    AddUndescribed();
+    Pass(100000);
+    EXPECT_EQ(AddNow(Peer()), Calls{});
+    EXPECT_EQ(Node(kPeerUSN)->timerCountdown, 400000);
+    EXPECT_FALSE(registry.Changed());
+
+    SSDPDeviceType renamed = Peer();
+    renamed.hostName = "studio-z";
+    Pass(100000);
+    EXPECT_EQ(AddNow(renamed), Calls{});
+    EXPECT_EQ(Node(kPeerUSN)->hostName, "studio-z");
+    EXPECT_EQ(Node(kPeerUSN)->timerCountdown, 400000);
+    EXPECT_TRUE(registry.Changed());
+    EXPECT_TRUE(registry.HostList().empty());
+}

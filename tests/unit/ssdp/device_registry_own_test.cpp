@@ -1,0 +1,243 @@
+#include "registry_fixture.h"
+
+#include <arpa/inet.h>
+
+// The device's own services while they are announced; addresses; changes;
+// closing.
+
+using testing::ElementsAre;
+
+namespace {
+
+class RegistryOwn : public RegistryFixture
+{
+protected:
+    RegistryOwn()
+    {
+        AddNow(Own());
+        ForgetChange();
+    }
+};
+
+const char *const kUSN = "uuid:65746500-Corvia 12-192.0.2.10-0";
+const char *const kAlive = "alive uuid:65746500-Corvia 12-192.0.2.10-0";
+
+in_addr Binary(const char *address)
+{
+    in_addr binary{};
+    EXPECT_EQ(inet_pton(AF_INET, address, &binary), 1);
+    return binary;
+}
+
+} // namespace
+
+TEST_F(RegistryOwn, IsAnnouncedAgainEachTimeItsCountdownRunsOutForEver)
+{
+    for (int round = 0; round < 100; ++round) {
+        EXPECT_EQ(Pass(5000), Calls{});               // 15000 left
+        EXPECT_EQ(Pass(5000), Calls{});               // 10000
+        EXPECT_THAT(Pass(5000), ElementsAre(kAlive)); // 5000 is not above 5000
+        EXPECT_EQ(Node(kUSN)->timerCountdown, 20000);
+    }
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryOwn, APassLongerThanTheCountdownAnnouncesOnce)
+{
+    EXPECT_THAT(Pass(2147483647), ElementsAre(kAlive));
+    EXPECT_EQ(Node(kUSN)->timerCountdown, 20000);
+}
+
+TEST_F(RegistryOwn, IsAnnouncedAsItStandsInTheList)
+{
+    Pass(20000);
+    SSDPDeviceType expected = *Node(kUSN);
+    EXPECT_EQ(AllFields(actions.announced), AllFields(expected));
+    EXPECT_EQ(expected.location, "http://192.0.2.10:80/corvia_12_upnp_ssdp_1.xml");
+}
+
+TEST_F(RegistryOwn, AByebyeTakesItsNodeButDoesNotSilenceIt)
+{
+    EXPECT_EQ(Byebye(kUSN), Calls{});
+    EXPECT_EQ(Node(kUSN), nullptr);
+    EXPECT_NE(Host(kUSN), nullptr);
+    EXPECT_TRUE(ForgetChange());
+    // It is aged by its own countdown and the same rules.
+    for (int round = 0; round < 10; ++round) {
+        EXPECT_EQ(Pass(5000), Calls{});
+        EXPECT_EQ(Pass(5000), Calls{});
+        EXPECT_THAT(Pass(5000), ElementsAre(kAlive));
+    }
+    EXPECT_EQ(Node(kUSN), nullptr);
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryOwn, ItsNodeComesBackWhenTheServiceIsAddedAgain)
+{
+    Byebye(kUSN);
+    ForgetChange();
+    EXPECT_EQ(AddNow(Own()), Calls{});
+    ASSERT_NE(Node(kUSN), nullptr);
+    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(*Host(kUSN)));
+    EXPECT_TRUE(registry.Changed());
+    EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
+}
+
+TEST_F(RegistryOwn, WithdrawnAfterAByebyeItStillSaysGoodbye)
+{
+    Byebye(kUSN);
+    ForgetChange();
+    registry.RemoveService(kUSN);
+    EXPECT_THAT(Pass(0), ElementsAre("byebye uuid:65746500-Corvia 12-192.0.2.10-0",
+                                     "return /var/www/html/corvia_12_upnp_ssdp_1.xml"));
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryOwn, ADescriptionOfAnAnnouncedServiceIsDropped)
+{
+    SSDPDeviceType forged = Described(Own());
+    forged.hostName = "forged";
+    const SSDPDeviceType before = *Node(kUSN);
+    registry.EnterDescription(forged);
+    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(before));
+    // Nor does it come back by one after a byebye.
+    Byebye(kUSN);
+    ForgetChange();
+    registry.EnterDescription(forged);
+    EXPECT_EQ(Node(kUSN), nullptr);
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryOwn, ADescriptionOfADeviceAtAnOwnAddressIsDropped)
+{
+    for (const char *usn : {"uuid:65746500-Lumen-192.0.2.10-0", "-192.0.2.10-", "x-192.0.2.10-y"}) {
+        SSDPDeviceType forged = Described(Peer());
+        forged.usn = usn;
+        registry.EnterDescription(forged);
+        EXPECT_EQ(Node(usn), nullptr) << usn;
+    }
+    EXPECT_FALSE(registry.Changed());
+    // An address that only begins or ends alike is another's.
+    for (const char *usn :
+         {"uuid:65746500-Lumen-192.0.2.1-0", "uuid:65746500-Lumen-192.0.2.101-0",
+          "uuid:65746500-Lumen-1192.0.2.10-0", "uuid:65746500-Lumen-192.0.2.10"}) {
+        SSDPDeviceType heard = Described(Peer());
+        heard.usn = usn;
+        registry.EnterDescription(heard);
+        EXPECT_NE(Node(usn), nullptr) << usn;
+    }
+}
+
+TEST_F(RegistryOwn, ForgedDescriptionsBeforeTheFirstPassDoNotKeepItFromBeingPublished)
+{
+    DeviceRegistry fresh(actions);
+    fresh.AddInterface("192.0.2.10", "net0");
+    fresh.EnterDescription(Described(Own()));
+    SSDPDeviceType own = Own();
+    fresh.AddService(own);
+    actions.calls.clear();
+    fresh.UpdateContainers(0);
+    EXPECT_EQ(actions.calls.size(), 2U);
+    EXPECT_EQ(fresh.HostList().count(kUSN), 1U);
+}
+
+TEST_F(RegistryOwn, KnowsItsAddressesAsTextAndAsSenders)
+{
+    registry.AddInterface("192.0.2.11", "net0");
+    for (const char *address : {"192.0.2.10", "192.0.2.11"}) {
+        EXPECT_TRUE(registry.IsOwnAddress(std::string_view(address)));
+        EXPECT_TRUE(registry.IsOwnAddress(Binary(address)));
+    }
+    for (const char *address : {"192.0.2.1", "0.0.0.0", "127.0.0.1", "255.255.255.255"}) {
+        EXPECT_FALSE(registry.IsOwnAddress(std::string_view(address)));
+        EXPECT_FALSE(registry.IsOwnAddress(Binary(address)));
+    }
+    EXPECT_EQ(registry.Interfaces(),
+              (DeviceRegistry::InterfaceMap{{"192.0.2.10", "net0"}, {"192.0.2.11", "net0"}}));
+    registry.ClearInterfaces();
+    EXPECT_TRUE(registry.Interfaces().empty());
+    EXPECT_FALSE(registry.IsOwnAddress(std::string_view("192.0.2.10")));
+    EXPECT_FALSE(registry.IsOwnAddress(Binary("192.0.2.10")));
+}
+
+TEST_F(RegistryOwn, ATextThatIsNoAddressIsNoSender)
+{
+    registry.AddInterface("net0", "net0");
+    EXPECT_TRUE(registry.IsOwnAddress(std::string_view("net0")));
+    EXPECT_FALSE(registry.IsOwnAddress(in_addr{}));
+}
+
+TEST_F(RegistryOwn, AChangeStaysFlaggedThroughPassesUntilItIsTaken)
+{
+    SSDPDeviceMap out{{"stale", {}}};
+    EXPECT_FALSE(registry.TakeChange(out));
+    EXPECT_EQ(out.count("stale"), 1U); // untouched
+
+    registry.EnterDescription(Described(Peer()));
+    Pass(1);
+    Pass(1);
+    EXPECT_TRUE(registry.Changed());
+    EXPECT_TRUE(registry.TakeChange(out));
+    EXPECT_EQ(out.size(), 2U);
+    EXPECT_EQ(AllFields(out.at(kUSN)), AllFields(*Node(kUSN)));
+    EXPECT_FALSE(registry.Changed());
+    EXPECT_FALSE(registry.TakeChange(out));
+}
+
+TEST_F(RegistryOwn, GoodbyesGoOutForEveryAnnouncedServiceAndNumbersComeBack)
+{
+    TakeOver(Silent());
+    registry.EnterDescription(Described(Peer()));
+    actions.calls.clear();
+    registry.SayGoodbyes(true);
+    EXPECT_THAT(actions.calls, ElementsAre("byebye uuid:65746500-Corvia 12-192.0.2.10-0",
+                                           "return /var/www/html/corvia_12_upnp_ssdp_1.xml",
+                                           "byebye uuid:65746500-ZR1-192.0.2.30-0",
+                                           "return /var/www/html/zr1_upnp_ssdp_2.xml"));
+}
+
+TEST_F(RegistryOwn, LeavingWithoutGoodbyesStillGivesTheNumbersBack)
+{
+    actions.calls.clear();
+    registry.SayGoodbyes(false);
+    EXPECT_THAT(actions.calls, ElementsAre("return /var/www/html/corvia_12_upnp_ssdp_1.xml"));
+}
+
+TEST_F(RegistryOwn, ClearingAListWithEntriesIsAChange)
+{
+    registry.Clear();
+    EXPECT_TRUE(registry.HostList().empty());
+    SSDPDeviceMap out{{"stale", {}}};
+    EXPECT_TRUE(registry.TakeChange(out));
+    EXPECT_TRUE(out.empty());
+
+    registry.Clear();
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryOwn, ClearingAnEmptyListKeepsAChangeThatNobodyHasTaken)
+{
+    Byebye(kUSN);
+    ASSERT_TRUE(registry.NodeList().empty());
+    registry.Clear();
+    EXPECT_TRUE(registry.Changed());
+}
+
+TEST_F(RegistryOwn, WhatIsQueuedOutlivesClearing)
+{
+    SSDPDeviceType other = Own();
+    other.instance = "1";
+    Add(other);
+    registry.RemoveService(kUSN);
+    registry.Clear();
+    EXPECT_THAT(Pass(0), ElementsAre("document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-1",
+                                     "alive uuid:65746500-Corvia 12-192.0.2.10-1"));
+}
+
+TEST_F(RegistryOwn, GoodbyesOfAnEmptyRegistryAreNone)
+{
+    registry.Clear();
+    actions.calls.clear();
+    registry.SayGoodbyes(true);
+    EXPECT_EQ(actions.calls, Calls{});
+}

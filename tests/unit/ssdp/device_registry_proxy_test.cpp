@@ -1,0 +1,249 @@
+#include "registry_fixture.h"
+
+// A silent device on its way: waiting, taken over, announced on its behalf,
+// given up.
+
+using testing::ElementsAre;
+
+namespace {
+
+class RegistryProxy : public RegistryFixture
+{
+};
+
+const char *const kUSN = "uuid:65746500-ZR1-192.0.2.30-0";
+const char *const kAlive = "alive uuid:65746500-ZR1-192.0.2.30-0";
+
+} // namespace
+
+TEST_F(RegistryProxy, ASilentDeviceIsListedAndGetsTwoToFiveTicksToAnnounceItself)
+{
+    SSDPDeviceType silent = Silent();
+    silent.maxAge = "200";
+    EXPECT_EQ(AddNow(silent), Calls{});
+    ASSERT_NE(Node(kUSN), nullptr);
+    const std::int32_t countdown = Node(kUSN)->timerCountdown;
+    EXPECT_GE(countdown, 10000);
+    EXPECT_LE(countdown, 24999);
+    silent.timerPeriod = 200000;
+    silent.timerCountdown = countdown;
+    silent.repeatCount = 3;
+    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(silent));
+    EXPECT_EQ(Host(kUSN), nullptr);
+    EXPECT_TRUE(registry.Changed());
+}
+
+TEST_F(RegistryProxy, TheWaitIsDrawnFromTwoUpToFiveTicks)
+{
+    registry.SetPollInterval(2);
+    std::set<std::int32_t> drawn;
+    for (int i = 0; i < 1000; ++i) {
+        DeviceRegistry fresh(actions);
+        fresh.SetPollInterval(2);
+        SSDPDeviceType silent = Silent();
+        fresh.AddService(silent);
+        fresh.UpdateContainers(0);
+        drawn.insert(fresh.NodeList().at(kUSN).timerCountdown);
+    }
+    EXPECT_EQ(drawn, (std::set<std::int32_t>{4, 5, 6, 7, 8, 9}));
+}
+
+TEST_F(RegistryProxy, IsNotTakenOverAsLongAsItHasTime)
+{
+    AddNow(Silent());
+    ForgetChange();
+    EXPECT_EQ(AddNow(Silent()), Calls{});
+    Pass(Node(kUSN)->timerCountdown - 1);
+    ASSERT_EQ(Node(kUSN)->timerCountdown, 1);
+    EXPECT_EQ(AddNow(Silent()), Calls{});
+    EXPECT_EQ(Host(kUSN), nullptr);
+    EXPECT_EQ(Node(kUSN)->timerCountdown, 1); // not refreshed either
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryProxy, TakesItsNewNameWhileItWaits)
+{
+    AddNow(Silent());
+    ForgetChange();
+    SSDPDeviceType renamed = Silent();
+    renamed.hostName = "field-9";
+    EXPECT_EQ(AddNow(renamed), Calls{});
+    EXPECT_EQ(Node(kUSN)->hostName, "field-9");
+    EXPECT_TRUE(registry.Changed());
+}
+
+TEST_F(RegistryProxy, StaysListedForEverOnceItsTimeIsSpent)
+{
+    AddNow(Silent());
+    ForgetChange();
+    for (int i = 0; i < 1000; ++i) {
+        EXPECT_EQ(Pass(2147483647), Calls{});
+    }
+    ASSERT_NE(Node(kUSN), nullptr);
+    EXPECT_EQ(Node(kUSN)->timerCountdown, -2147483647 - 1); // it does not wrap
+    EXPECT_EQ(Node(kUSN)->repeatCount, 3);
+    EXPECT_FALSE(registry.Changed());
+    EXPECT_EQ(AddNow(Silent()).size(), 2U); // and can still be taken over
+}
+
+TEST_F(RegistryProxy, AByebyeEndsTheWait)
+{
+    AddNow(Silent());
+    Pass(30000);
+    Byebye(kUSN);
+    EXPECT_EQ(Node(kUSN), nullptr);
+}
+
+TEST_F(RegistryProxy, AddedAgainWithItsTimeSpentItIsTakenOver)
+{
+    AddNow(Silent());
+    Pass(Node(kUSN)->timerCountdown);
+    ASSERT_EQ(Node(kUSN)->timerCountdown, 0);
+    ForgetChange();
+
+    EXPECT_THAT(AddNow(Silent()),
+                ElementsAre("document 192.0.2.10 uuid:65746500-ZR1-192.0.2.30-0", kAlive));
+    SSDPDeviceType expected = Silent();
+    expected.timerPeriod = 20000;
+    expected.timerCountdown = 20000;
+    expected.repeatCount = 3;
+    // Fetched from this device, in whose web root the document lies.
+    expected.location = "http://192.0.2.10:80/zr1_upnp_ssdp_1.xml";
+    expected.descriptionFileName = "/var/www/html/zr1_upnp_ssdp_1.xml";
+    EXPECT_EQ(AllFields(*Host(kUSN)), AllFields(expected));
+    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(expected));
+    EXPECT_EQ(AllFields(actions.announced), AllFields(expected));
+    EXPECT_TRUE(registry.Changed());
+}
+
+TEST_F(RegistryProxy, WithoutADocumentItKeepsWaiting)
+{
+    AddNow(Silent());
+    Pass(30000);
+    ForgetChange();
+    actions.writable = false;
+    const SSDPDeviceType before = *Node(kUSN);
+    const test::Output output = test::Capture([&] { AddNow(Silent()); });
+    EXPECT_EQ(output.err, "UpdateContainers: Unable to generate a description file for "
+                          "uuid:65746500-ZR1-192.0.2.30-0, ZR1\n");
+    EXPECT_EQ(Host(kUSN), nullptr);
+    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(before));
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryProxy, WithoutAnAddressOfTheDevicesOwnItKeepsWaiting)
+{
+    AddNow(Silent());
+    Pass(30000);
+    registry.ClearInterfaces();
+    EXPECT_EQ(AddNow(Silent()), Calls{});
+    EXPECT_EQ(Host(kUSN), nullptr);
+}
+
+TEST_F(RegistryProxy, IsAnnouncedThreeTimesMoreAndThenWithdrawnInTheFollowingPass)
+{
+    TakeOver(Silent());
+    for (const int owed : {2, 1, 0}) {
+        EXPECT_EQ(Pass(5000), Calls{});
+        EXPECT_EQ(Pass(5000), Calls{});
+        EXPECT_THAT(Pass(5000), ElementsAre(kAlive));
+        EXPECT_EQ(Node(kUSN)->repeatCount, owed);
+        EXPECT_EQ(Node(kUSN)->timerCountdown, 20000);
+    }
+    EXPECT_EQ(Pass(20000), Calls{});
+    EXPECT_NE(Host(kUSN), nullptr);
+    EXPECT_NE(Node(kUSN), nullptr);
+    EXPECT_FALSE(registry.Changed());
+
+    EXPECT_THAT(Pass(5000), ElementsAre("byebye uuid:65746500-ZR1-192.0.2.30-0",
+                                        "return /var/www/html/zr1_upnp_ssdp_1.xml"));
+    EXPECT_EQ(Host(kUSN), nullptr);
+    EXPECT_EQ(Node(kUSN), nullptr);
+    EXPECT_TRUE(registry.Changed());
+    EXPECT_EQ(Pass(5000), Calls{});
+}
+
+TEST_F(RegistryProxy, AddedAgainWhileAnnouncedItsRepeatsAreGrantedAnew)
+{
+    TakeOver(Silent());
+    Pass(20000);
+    Pass(20000);
+    ASSERT_EQ(Node(kUSN)->repeatCount, 1);
+    const std::int32_t countdown = Node(kUSN)->timerCountdown;
+    EXPECT_EQ(AddNow(Silent()), Calls{});
+    EXPECT_EQ(Node(kUSN)->repeatCount, 3);
+    EXPECT_EQ(Node(kUSN)->timerCountdown, countdown);
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryProxy, ANewNameReachesBothListsWhileAnnounced)
+{
+    TakeOver(Silent());
+    SSDPDeviceType renamed = Silent();
+    renamed.hostName = "field-9";
+    EXPECT_EQ(AddNow(renamed), Calls{});
+    EXPECT_EQ(Host(kUSN)->hostName, "field-9");
+    EXPECT_EQ(Node(kUSN)->hostName, "field-9");
+    EXPECT_TRUE(registry.Changed());
+}
+
+TEST_F(RegistryProxy, AddedOnceMoreAfterItsLastRepeatItIsWithdrawnAndWaitsAnew)
+{
+    TakeOver(Silent());
+    for (int i = 0; i < 4; ++i) {
+        Pass(20000);
+    }
+    EXPECT_THAT(AddNow(Silent()), ElementsAre("byebye uuid:65746500-ZR1-192.0.2.30-0",
+                                              "return /var/www/html/zr1_upnp_ssdp_1.xml"));
+    EXPECT_EQ(Host(kUSN), nullptr);
+    ASSERT_NE(Node(kUSN), nullptr);
+    EXPECT_EQ(Node(kUSN)->repeatCount, 3);
+    EXPECT_GE(Node(kUSN)->timerCountdown, 10000);
+}
+
+TEST_F(RegistryProxy, AfterAByebyeItGoesOnByItsOwnCountdownUntilItsRepeatsAreSpent)
+{
+    TakeOver(Silent());
+    Pass(5000); // its node has 15000 left, the announced record its whole time
+    Byebye(kUSN);
+    ForgetChange();
+    for (int repeat = 0; repeat < 3; ++repeat) {
+        EXPECT_EQ(Pass(5000), Calls{});
+        EXPECT_EQ(Pass(5000), Calls{});
+        EXPECT_THAT(Pass(5000), ElementsAre(kAlive));
+    }
+    EXPECT_EQ(Pass(20000), Calls{});
+    EXPECT_THAT(Pass(5000), ElementsAre("byebye uuid:65746500-ZR1-192.0.2.30-0",
+                                        "return /var/www/html/zr1_upnp_ssdp_1.xml"));
+    EXPECT_EQ(Host(kUSN), nullptr);
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryProxy, AddedAgainAfterAByebyeItIsListedAgainWithItsNewNameAndRepeats)
+{
+    TakeOver(Silent());
+    Byebye(kUSN);
+    Pass(20000);
+    ASSERT_EQ(Host(kUSN)->repeatCount, 2);
+    ForgetChange();
+    SSDPDeviceType renamed = Silent();
+    renamed.hostName = "field-9";
+    EXPECT_EQ(AddNow(renamed), Calls{});
+    SSDPDeviceType expected = *Host(kUSN);
+    EXPECT_EQ(expected.hostName, "field-9");
+    expected.repeatCount = 3;
+    ASSERT_NE(Node(kUSN), nullptr);
+    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(expected));
+    EXPECT_TRUE(registry.Changed());
+}
+
+TEST_F(RegistryProxy, TheDevicesOwnServiceIsAnnouncedForEverThoughItCouldBeProxied)
+{
+    const SSDPDeviceType own = Device("ZR1", "192.0.2.10", "studio-a");
+    EXPECT_EQ(AddNow(own).size(), 2U);
+    EXPECT_EQ(Host(own.usn)->repeatCount, 3);
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_THAT(Pass(20000), ElementsAre("alive uuid:65746500-ZR1-192.0.2.10-0"));
+        EXPECT_EQ(Node(own.usn)->repeatCount, 3);
+    }
+}

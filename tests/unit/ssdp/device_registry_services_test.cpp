@@ -1,0 +1,256 @@
+#include "registry_fixture.h"
+
+// The device's own services: queued, published, renewed, withdrawn.
+
+using testing::ElementsAre;
+
+namespace {
+
+class RegistryServices : public RegistryFixture
+{
+};
+
+const char *const kOwnUSN = "uuid:65746500-Corvia 12-192.0.2.10-0";
+
+} // namespace
+
+TEST_F(RegistryServices, AddServiceCompletesTheUSNClearsThePeriodAndSendsNothing)
+{
+    SSDPDeviceType service = Own();
+    service.usn = "something else";
+    service.timerPeriod = 5;
+    registry.AddService(service);
+
+    SSDPDeviceType expected = Own();
+    expected.usn = kOwnUSN;
+    EXPECT_EQ(AllFields(service), AllFields(expected));
+    EXPECT_EQ(actions.calls, Calls{});
+    EXPECT_TRUE(registry.HostList().empty());
+    EXPECT_TRUE(registry.NodeList().empty());
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryServices, TheNextPassWritesTheDocumentAndAnnouncesTheServiceOnce)
+{
+    EXPECT_THAT(AddNow(Own()),
+                ElementsAre("document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-0",
+                            "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
+    SSDPDeviceType expected = Own();
+    expected.timerPeriod = 20000;
+    expected.timerCountdown = 20000;
+    expected.location = "http://192.0.2.10:80/corvia_12_upnp_ssdp_1.xml";
+    expected.descriptionFileName = "/var/www/html/corvia_12_upnp_ssdp_1.xml";
+    ASSERT_NE(Host(kOwnUSN), nullptr);
+    ASSERT_NE(Node(kOwnUSN), nullptr);
+    EXPECT_EQ(AllFields(*Host(kOwnUSN)), AllFields(expected));
+    EXPECT_EQ(AllFields(*Node(kOwnUSN)), AllFields(expected));
+    EXPECT_EQ(AllFields(actions.announced), AllFields(expected));
+    EXPECT_TRUE(registry.Changed());
+    EXPECT_EQ(Pass(0), Calls{});
+}
+
+TEST_F(RegistryServices, AddedTwiceBeforeAPassIsOneAdditionWithTheLatestFields)
+{
+    SSDPDeviceType older = Own();
+    older.serialNumber = "1";
+    SSDPDeviceType newer = Own();
+    newer.hostName = "studio-z";
+    newer.serialNumber = "";
+    Add(older);
+    EXPECT_THAT(AddNow(newer),
+                ElementsAre("document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-0",
+                            "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
+    EXPECT_EQ(actions.announced.hostName, "studio-z");
+    EXPECT_EQ(actions.announced.serialNumber, "");
+    EXPECT_EQ(registry.HostList().size(), 1U);
+}
+
+TEST_F(RegistryServices, SeveralAreAppliedInTheOrderOfTheirUSNs)
+{
+    SSDPDeviceType second = Own();
+    second.instance = "1";
+    Add(second);
+    EXPECT_THAT(AddNow(Own()),
+                ElementsAre("document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-0",
+                            "alive uuid:65746500-Corvia 12-192.0.2.10-0",
+                            "document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-1",
+                            "alive uuid:65746500-Corvia 12-192.0.2.10-1"));
+}
+
+TEST_F(RegistryServices, ADocumentIsWrittenForEachOwnAddressInKeyOrder)
+{
+    registry.AddInterface("192.0.2.1", "net1");
+    EXPECT_THAT(AddNow(Own()),
+                ElementsAre("document 192.0.2.1 uuid:65746500-Corvia 12-192.0.2.10-0",
+                            "document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-0",
+                            "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
+    EXPECT_EQ(Host(kOwnUSN)->location, "http://192.0.2.10:80/corvia_12_upnp_ssdp_2.xml");
+}
+
+TEST_F(RegistryServices, WithoutADocumentTheServiceIsNotAnnouncedAndALineSaysSo)
+{
+    actions.writable = false;
+    Calls calls;
+    const test::Output output = test::Capture([&] { calls = AddNow(Own()); });
+    EXPECT_THAT(calls, ElementsAre("document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-0"));
+    EXPECT_EQ(output.err, "UpdateContainers: Unable to generate a description file for "
+                          "uuid:65746500-Corvia 12-192.0.2.10-0, Corvia 12\n");
+    EXPECT_EQ(output.out, "");
+    EXPECT_TRUE(registry.HostList().empty());
+    EXPECT_TRUE(registry.NodeList().empty());
+    EXPECT_FALSE(registry.Changed());
+
+    // The addition is used up; added again it is tried again.
+    actions.writable = true;
+    EXPECT_EQ(Pass(0), Calls{});
+    EXPECT_EQ(AddNow(Own()).size(), 2U);
+}
+
+TEST_F(RegistryServices, WithoutAnAddressNothingIsPublished)
+{
+    registry.ClearInterfaces();
+    EXPECT_EQ(AddNow(Own()), Calls{});
+    EXPECT_TRUE(registry.HostList().empty());
+}
+
+TEST_F(RegistryServices, AddedAgainWhileAnnouncedNothingHappens)
+{
+    AddNow(Own());
+    ForgetChange();
+    SSDPDeviceType renamed = Own();
+    renamed.hostName = "studio-z";
+    EXPECT_EQ(AddNow(renamed), Calls{});
+    EXPECT_EQ(Host(kOwnUSN)->hostName, "studio-a");
+    EXPECT_EQ(Node(kOwnUSN)->hostName, "studio-a");
+    EXPECT_EQ(Node(kOwnUSN)->repeatCount, 0);
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryServices, WithdrawalIsAGoodbyeAReturnedNumberAndAChange)
+{
+    AddNow(Own());
+    ForgetChange();
+    const SSDPDeviceType announced = *Host(kOwnUSN);
+    registry.RemoveService(kOwnUSN);
+    EXPECT_EQ(actions.calls, Calls{});
+    EXPECT_NE(Host(kOwnUSN), nullptr);
+
+    EXPECT_THAT(Pass(0), ElementsAre("byebye uuid:65746500-Corvia 12-192.0.2.10-0",
+                                     "return /var/www/html/corvia_12_upnp_ssdp_1.xml"));
+    EXPECT_EQ(AllFields(actions.dismissed), AllFields(announced));
+    EXPECT_TRUE(registry.HostList().empty());
+    EXPECT_TRUE(registry.NodeList().empty());
+    EXPECT_TRUE(registry.Changed());
+    EXPECT_EQ(Pass(5000), Calls{});
+}
+
+TEST_F(RegistryServices, WithdrawalOfAServiceNeverAnnouncedQueuesAndSendsNothing)
+{
+    registry.RemoveService(kOwnUSN);
+    EXPECT_EQ(Pass(0), Calls{});
+    EXPECT_FALSE(registry.Changed());
+
+    // Nor does it touch a device of that name that was only heard.
+    registry.EnterDescription(Described(Peer()));
+    ForgetChange();
+    registry.RemoveService(Peer().usn);
+    registry.RemoveServicesWithPrefix("uuid:65746500");
+    EXPECT_EQ(Pass(0), Calls{});
+    EXPECT_NE(Node(Peer().usn), nullptr);
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryServices, WithdrawnTwiceSaysOneGoodbye)
+{
+    AddNow(Own());
+    registry.RemoveService(kOwnUSN);
+    registry.RemoveService(kOwnUSN);
+    EXPECT_EQ(Pass(0).size(), 2U);
+}
+
+TEST_F(RegistryServices, WithdrawnBeforeThePassIsNeitherAnnouncedNorDismissed)
+{
+    Add(Own());
+    registry.RemoveService(kOwnUSN);
+    EXPECT_EQ(Pass(0), Calls{});
+    EXPECT_TRUE(registry.HostList().empty());
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryServices, WithdrawnAndAddedWithinAPassSaysGoodbyeFirstAndAnnouncesAnew)
+{
+    AddNow(Own());
+    SSDPDeviceType renamed = Own();
+    renamed.hostName = "studio-z";
+    registry.RemoveService(kOwnUSN);
+    EXPECT_THAT(AddNow(renamed),
+                ElementsAre("byebye uuid:65746500-Corvia 12-192.0.2.10-0",
+                            "return /var/www/html/corvia_12_upnp_ssdp_1.xml",
+                            "document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-0",
+                            "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
+    EXPECT_EQ(Node(kOwnUSN)->hostName, "studio-z");
+}
+
+TEST_F(RegistryServices, TwoChangesOfTheNameWithinAPassLeaveTheLastOneAnnounced)
+{
+    AddNow(Own());
+    for (const char *name : {"studio-y", "studio-z"}) {
+        SSDPDeviceType renamed = Own();
+        renamed.hostName = name;
+        registry.RemoveService(kOwnUSN);
+        Add(renamed);
+    }
+    const Calls calls = Pass(0);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "byebye " + Own().usn), 1);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "alive " + Own().usn), 1);
+    EXPECT_EQ(actions.announced.hostName, "studio-z");
+}
+
+TEST_F(RegistryServices, AddedAndWithdrawnWithinAPassWhileAnnouncedIsGone)
+{
+    AddNow(Own());
+    Add(Own());
+    registry.RemoveService(kOwnUSN);
+    EXPECT_EQ(Pass(0).size(), 2U);
+    EXPECT_EQ(Host(kOwnUSN), nullptr);
+    EXPECT_EQ(Pass(0), Calls{});
+}
+
+TEST_F(RegistryServices, APrefixWithdrawsEveryInstanceAndAddressOfAProduct)
+{
+    registry.AddInterface("192.0.2.11", "net1");
+    SSDPDeviceType other = Own();
+    other.instance = "7";
+    SSDPDeviceType elsewhere = Own();
+    elsewhere.ipAddress = "192.0.2.11";
+    const SSDPDeviceType plus = Device("Corvia 12 Plus", "192.0.2.10", "studio-a");
+    for (const SSDPDeviceType &service : {Own(), other, elsewhere, plus}) {
+        Add(service);
+    }
+    Pass(0);
+    ASSERT_EQ(registry.HostList().size(), 4U);
+
+    registry.RemoveServicesWithPrefix("uuid:65746500-Corvia 12");
+    Pass(0);
+    ASSERT_EQ(registry.HostList().size(), 1U);
+    EXPECT_NE(Host(plus.usn), nullptr);
+}
+
+TEST_F(RegistryServices, APrefixIsSoughtAnywhereInTheUSN)
+{
+    AddNow(Own());
+    registry.RemoveServicesWithPrefix("192.0.2.1");
+    EXPECT_EQ(Pass(0), Calls{});
+    registry.RemoveServicesWithPrefix("192.0.2.10");
+    EXPECT_EQ(Pass(0).size(), 2U);
+}
+
+TEST_F(RegistryServices, APrefixDropsQueuedAdditionsToo)
+{
+    Add(Own());
+    Add(Device("Corvia 12 Plus", "192.0.2.10", "studio-a"));
+    registry.RemoveServicesWithPrefix("uuid:65746500-Corvia 12");
+    EXPECT_THAT(Pass(0),
+                ElementsAre("document 192.0.2.10 uuid:65746500-Corvia 12 Plus-192.0.2.10-0",
+                            "alive uuid:65746500-Corvia 12 Plus-192.0.2.10-0"));
+}

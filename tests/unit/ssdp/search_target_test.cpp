@@ -1,0 +1,133 @@
+#include "ssdp/search_target.h"
+
+#include "records.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+using testing::ElementsAre;
+
+namespace {
+
+using USNs = std::vector<std::string>;
+
+const char *const kA = "uuid:65746500-A-192.0.2.10-0";
+const char *const kB = "uuid:65746500-B-192.0.2.10-0";
+const char *const kC = "uuid:65746500-C-192.0.2.10-0";
+
+SSDPDeviceMap Services()
+{
+    SSDPDeviceMap services;
+    const auto add = [&services](const std::string &product, const std::string &type) {
+        SSDPDeviceType service = Device(product, "192.0.2.10", "studio-a");
+        service.notificationType = type;
+        services.emplace(service.usn, service);
+    };
+    add("C", "upnp:rootdevice");
+    add("A", "upnp:rootdevice");
+    add("B", "urn:vex-com:service:BasicService");
+    return services;
+}
+
+USNs Answers(const SSDPDeviceMap &services, std::string target)
+{
+    USNs answers;
+    ssdp::MatchSearchTarget(services, target, [&answers](const SSDPDeviceType &service) {
+        answers.push_back(service.usn);
+    });
+    return answers;
+}
+
+USNs Answers(const std::string &target)
+{
+    return Answers(Services(), target);
+}
+
+} // namespace
+
+TEST(SearchTarget, AllIsAnsweredByEveryServiceInKeyOrder)
+{
+    EXPECT_THAT(Answers("ssdp:all"), ElementsAre(kA, kB, kC));
+    EXPECT_EQ(Answers({}, "ssdp:all"), USNs{});
+}
+
+TEST(SearchTarget, AllIsMatchedExactly)
+{
+    for (const char *target : {"SSDP:ALL", "ssdp:all ", "ssdp:al", "ssdp:all:1", " ssdp:all"}) {
+        EXPECT_EQ(Answers(target), USNs{}) << target;
+    }
+}
+
+TEST(SearchTarget, AUSNIsAnsweredByTheServiceThatHasItExactly)
+{
+    EXPECT_THAT(Answers(kB), ElementsAre(kB));
+    EXPECT_EQ(Answers("uuid:65746500-b-192.0.2.10-0"), USNs{});
+    EXPECT_EQ(Answers("uuid:65746500-B-192.0.2.10"), USNs{});
+    EXPECT_EQ(Answers(std::string(kB) + "::upnp:rootdevice"), USNs{});
+}
+
+TEST(SearchTarget, OneWithUuidInItIsNotTriedAsAType)
+{
+    SSDPDeviceMap services = Services();
+    services.begin()->second.notificationType = "x-uuid:y";
+    EXPECT_EQ(Answers(services, "x-uuid:y"), USNs{});
+    EXPECT_EQ(Answers(services, "x-uuid:y:1"), USNs{});
+}
+
+TEST(SearchTarget, UuidAloneIsTooShortForAUSNAndTriedAsAType)
+{
+    SSDPDeviceMap services = Services();
+    services.begin()->second.notificationType = "uuid:";
+    EXPECT_THAT(Answers(services, "uuid:"), ElementsAre(kA));
+}
+
+TEST(SearchTarget, ATypeIsAnsweredByEveryServiceOfExactlyThisType)
+{
+    EXPECT_THAT(Answers("upnp:rootdevice"), ElementsAre(kA, kC));
+    EXPECT_EQ(Answers("upnp:RootDevice"), USNs{});
+    EXPECT_EQ(Answers("upnp:rootdevic"), USNs{});
+    EXPECT_EQ(Answers("x"), USNs{});
+}
+
+TEST(SearchTarget, AVersionOfOneDigitIsDropped)
+{
+    EXPECT_THAT(Answers("upnp:rootdevice:1"), ElementsAre(kA, kC));
+    EXPECT_THAT(Answers("urn:vex-com:service:BasicService:0"), ElementsAre(kB));
+    EXPECT_THAT(Answers("urn:vex-com:service:BasicService:9"), ElementsAre(kB));
+}
+
+TEST(SearchTarget, AnythingElseAtItsEndIsComparedWhole)
+{
+    for (const char *target : {"upnp:rootdevice:10", "upnp:rootdevice:x", "upnp:rootdevice:",
+                               "upnp:rootdevice1", "upnp:rootdevice:1:1", "upnp:rootdevice:/"}) {
+        EXPECT_EQ(Answers(target), USNs{}) << target;
+    }
+}
+
+TEST(SearchTarget, AVersionThatIsStoredWithTheTypeIsNotFound)
+{
+    SSDPDeviceMap services = Services();
+    services.begin()->second.notificationType = "upnp:rootdevice:1";
+    EXPECT_THAT(Answers(services, "upnp:rootdevice:1"), ElementsAre(kC));
+    services.begin()->second.notificationType = "upnp:rootdevice:10";
+    EXPECT_THAT(Answers(services, "upnp:rootdevice:10"), ElementsAre(kA));
+}
+
+TEST(SearchTarget, TheShortestTargetsAreComparedLikeAnyOther)
+{
+    SSDPDeviceMap services = Services();
+    services.begin()->second.notificationType = "";
+    EXPECT_THAT(Answers(services, ""), ElementsAre(kA));
+    EXPECT_THAT(Answers(services, ":1"), ElementsAre(kA));
+    EXPECT_EQ(Answers(services, ":"), USNs{});
+    EXPECT_EQ(Answers(services, "1"), USNs{});
+}
+
+TEST(SearchTarget, IsShortenedForTheCallerToo)
+{
+    std::string target = "upnp:rootdevice:1";
+    ssdp::MatchSearchTarget({}, target, [](const SSDPDeviceType &) { FAIL(); });
+    EXPECT_EQ(target, "upnp:rootdevice");
+}
