@@ -8,7 +8,7 @@
 #include <memory>
 #include <net/if.h>
 #include <netinet/in.h>
-#include <sys/eventfd.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 namespace {
@@ -30,8 +30,8 @@ VEXIPSocket::Use::Use(VEXIPSocket &socket) : mSocket(socket)
     const std::lock_guard<std::mutex> held(mSocket.mMutex);
     if (mSocket.mDescriptor >= 0 && !mSocket.mClosing) {
         mDescriptor = mSocket.mDescriptor;
-        mWake = mSocket.mWake;
         mReceivingEnded = mSocket.mReceivingEnded;
+        mReceiveTimeoutMs = mSocket.mReceiveTimeoutMs;
         ++mSocket.mUsers;
     }
 }
@@ -45,6 +45,25 @@ VEXIPSocket::Use::~Use()
     if (--mSocket.mUsers == 0 && mSocket.mClosing) {
         mSocket.mChanged.notify_all();
     }
+}
+
+bool VEXIPSocket::Use::SetReceiveTimeout(unsigned int timeoutMs)
+{
+    if (timeoutMs == mReceiveTimeoutMs) {
+        return true;
+    }
+    timeval timeout{}; // nothing: for ever
+    if (timeoutMs != kVEXInfinite) {
+        timeout.tv_sec = timeoutMs / 1000;
+        timeout.tv_usec = timeoutMs % 1000 * 1000;
+    }
+    if (setsockopt(mDescriptor, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout) != 0) {
+        return false;
+    }
+    mReceiveTimeoutMs = timeoutMs;
+    const std::lock_guard<std::mutex> held(mSocket.mMutex);
+    mSocket.mReceiveTimeoutMs = timeoutMs;
+    return true;
 }
 
 VEXIPSocket::~VEXIPSocket()
@@ -75,9 +94,9 @@ void VEXIPSocket::Shutdown(int how)
     }
     if (how == SHUT_RD || how == SHUT_RDWR) {
         mReceivingEnded = true;
-        eventfd_write(mWake, 1);
     }
-    // Reports ENOTCONN for a socket without a peer, and works all the same.
+    // Reports ENOTCONN for a socket without a peer, and wakes its reader all the
+    // same.
     shutdown(mDescriptor, how);
 }
 
@@ -93,12 +112,10 @@ void VEXIPSocket::Close()
         return;
     }
     mClosing = true;
-    eventfd_write(mWake, 1);
+    shutdown(mDescriptor, SHUT_RD);
     mChanged.wait(held, [this] { return mUsers == 0; });
     close(mDescriptor);
-    close(mWake);
     mDescriptor = -1;
-    mWake = -1;
     mClosing = false;
     mChanged.notify_all();
 }
@@ -109,12 +126,9 @@ int VEXIPSocket::Adopt(int descriptor)
     if (mDescriptor >= 0) {
         return kVEXFailure;
     }
-    mWake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (mWake < 0) {
-        return kVEXFailure;
-    }
     mDescriptor = descriptor;
     mReceivingEnded = false;
+    mReceiveTimeoutMs = kVEXInfinite;
     return kVEXSuccess;
 }
 

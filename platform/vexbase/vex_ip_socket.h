@@ -51,7 +51,7 @@ public:
                                           std::map<std::string, std::string> &ipv6) const;
 
 protected:
-    // Use holds the open descriptors in place for the length of a scope; Close
+    // Use holds the open descriptor in place for the length of a scope; Close
     // waits for it. Empty (descriptor -1) when the socket is closed or closing.
     class Use
     {
@@ -63,21 +63,21 @@ protected:
 
         explicit operator bool() const { return mDescriptor >= 0; }
         [[nodiscard]] int Descriptor() const { return mDescriptor; }
-        // Readable once receiving was shut down or the socket is being closed.
-        [[nodiscard]] int WakeDescriptor() const { return mWake; }
         // Whether receiving had been shut down when this use began.
         [[nodiscard]] bool ReceivingEnded() const { return mReceivingEnded; }
+        // Lets blocking receives wait at most timeoutMs milliseconds.
+        [[nodiscard]] bool SetReceiveTimeout(unsigned int timeoutMs);
 
     private:
         VEXIPSocket &mSocket;
         int mDescriptor = -1;
-        int mWake = -1;
         bool mReceivingEnded = false;
+        unsigned int mReceiveTimeoutMs = kVEXInfinite;
     };
 
     // Takes over a descriptor that the derived class made and bound. Returns 0;
     // a negative status, and the descriptor stays the caller's, when a socket
-    // is open already or the system has no descriptor left.
+    // is open already.
     [[nodiscard]] int Adopt(int descriptor);
 
 private:
@@ -87,8 +87,8 @@ private:
     std::condition_variable mChanged; // the last user left, or Close is done
     // Guarded by mMutex:
     int mDescriptor = -1;
-    int mWake = -1; // an eventfd
     unsigned int mUsers = 0;
     bool mClosing = false;
     bool mReceivingEnded = false;
+    unsigned int mReceiveTimeoutMs = kVEXInfinite;
 };

@@ -1,22 +1,38 @@
 #include "vexbase/vex_lock.h"
 
-#include "vexbase/vex_wait.h"
+#include <chrono>
+#include <thread>
 
-int VEXLock::Lock(unsigned int timeoutMs)
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// How often a lock with a time-out is tried. Only who waits for a limited time
+// pays for the trying.
+constexpr auto kTryPause = std::chrono::milliseconds(1);
+
+} // namespace
+
+// The analysis cannot see that a loop of tries ends with the lock held.
+int VEXLock::Lock(unsigned int timeoutMs) VEX_NO_THREAD_SAFETY_ANALYSIS
 {
-    std::unique_lock<std::mutex> held(mMutex);
-    if (!VEXWait(mFreed, held, timeoutMs, [this] { return !mTaken; })) {
-        return kVEXTimedOut;
+    if (timeoutMs == kVEXInfinite) {
+        mMutex.lock();
+        return kVEXSuccess;
     }
-    mTaken = true;
+    const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!mMutex.try_lock()) {
+        if (Clock::now() >= end) {
+            return kVEXTimedOut;
+        }
+        std::this_thread::sleep_for(kTryPause);
+    }
     return kVEXSuccess;
 }
 
 void VEXLock::Unlock()
 {
-    const std::lock_guard<std::mutex> held(mMutex);
-    mTaken = false;
-    mFreed.notify_one();
+    mMutex.unlock();
 }
 
 VEXLockGuard::VEXLockGuard(VEXLock &lock) : mLock(lock)

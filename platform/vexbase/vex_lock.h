@@ -3,7 +3,6 @@
 #include "vexbase/vex_status.h"
 #include "vexbase/vex_thread_annotations.h"
 
-#include <condition_variable>
 #include <mutex>
 
 // VEXLock is the system's mutex: not recursive, owned by the thread that took
@@ -23,11 +22,9 @@ public:
     void Unlock() VEX_RELEASE();
 
 private:
-    // Not a std::timed_mutex: thread sanitizers of today do not see that lock on
-    // the monotonic clock, and the wall clock may be set while somebody waits.
+    // Not a std::timed_mutex: thread sanitizers of today do not see it locked
+    // on the monotonic clock, and the wall clock may be set while somebody waits.
     std::mutex mMutex;
-    std::condition_variable mFreed;
-    bool mTaken = false; // guarded by mMutex
 };
 
 // VEXLockGuard holds a lock for the length of a scope, waiting for it for ever.

@@ -1,16 +1,10 @@
 #include "vexbase/vex_udp_socket.h"
 
-#include <algorithm>
 #include <arpa/inet.h>
-#include <array>
-#include <chrono>
-#include <climits>
-#include <poll.h>
+#include <cerrno>
 #include <unistd.h>
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 bool ParseLocal(const std::string &address, std::uint16_t port, sockaddr_in &local)
 {
@@ -29,45 +23,6 @@ bool Bind(int descriptor, const sockaddr_in &local, VEXUDPSocket::Port sharing)
         return false;
     }
     return bind(descriptor, reinterpret_cast<const sockaddr *>(&local), sizeof local) == 0;
-}
-
-// Takes what is queued, without waiting; negative when nothing is.
-ssize_t Receive(int descriptor, void *buffer, std::size_t size, sockaddr_in &sender)
-{
-    socklen_t length = sizeof sender;
-    return recvfrom(descriptor, buffer, size, MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&sender),
-                    &length);
-}
-
-Clock::time_point EndOf(unsigned int timeoutMs)
-{
-    return timeoutMs == kVEXInfinite ? Clock::time_point::max()
-                                     : Clock::now() + std::chrono::milliseconds(timeoutMs);
-}
-
-// The time left as poll() takes it: whole milliseconds, rounded up, -1 for ever.
-int LeftMs(Clock::time_point end)
-{
-    if (end == Clock::time_point::max()) {
-        return -1;
-    }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-    return static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
-}
-
-// Whether there is something to receive before the end; false at once when the
-// wake descriptor is readable.
-bool WaitReadable(int descriptor, int wake, Clock::time_point end)
-{
-    std::array<pollfd, 2> waiting{{{descriptor, POLLIN, 0}, {wake, POLLIN, 0}}};
-    int left = 0;
-    do {
-        left = LeftMs(end);
-        if (poll(waiting.data(), waiting.size(), left) > 0) {
-            return waiting[1].revents == 0;
-        }
-    } while (left != 0); // interrupted, or waiting longer than one poll can
-    return false;
 }
 
 } // namespace
@@ -91,27 +46,45 @@ int VEXUDPSocket::Open(const std::string &localAddress, std::uint16_t port, Port
     return kVEXSuccess;
 }
 
+// One system call a datagram, whether it waits already or is waited for: the
+// kernel keeps the time.
 std::size_t VEXUDPSocket::Poll(void *buffer, std::size_t size, sockaddr_in &sender,
                                unsigned int timeoutMs)
 {
-    const Use use(*this);
-    if (!use || use.ReceivingEnded()) {
+    Use use(*this);
+    const int flags = timeoutMs == 0 ? MSG_DONTWAIT : 0;
+    if (!use || use.ReceivingEnded() || (timeoutMs != 0 && !use.SetReceiveTimeout(timeoutMs))) {
         return 0;
     }
-    // Receiving first: while datagrams are queued, each costs one system call.
-    ssize_t received = Receive(use.Descriptor(), buffer, size, sender);
-    if (received < 0) {
-        const Clock::time_point end = EndOf(timeoutMs);
-        while (received < 0 && WaitReadable(use.Descriptor(), use.WakeDescriptor(), end)) {
-            received = Receive(use.Descriptor(), buffer, size, sender);
-        }
-    }
+    ssize_t received = 0;
+    do {
+        socklen_t length = sizeof sender;
+        received = recvfrom(use.Descriptor(), buffer, size, flags,
+                            reinterpret_cast<sockaddr *>(&sender), &length);
+    } while (received < 0 && errno == EINTR);
     return received < 0 ? 0 : static_cast<std::size_t>(received);
 }
 
 std::size_t VEXUDPSocket::Read(void *buffer, std::size_t size, sockaddr_in &sender)
 {
     return Poll(buffer, size, sender, kVEXInfinite);
+}
+
+int VEXUDPSocket::SetReceiveBuffer(int bytes)
+{
+    const Use use(*this);
+    // Beyond the system's limit, for a process that may; else up to it. The
+    // kernel doubles what it is asked for, for its own overhead.
+    const int half = bytes / 2;
+    if (use && setsockopt(use.Descriptor(), SOL_SOCKET, SO_RCVBUFFORCE, &half, sizeof half) != 0) {
+        setsockopt(use.Descriptor(), SOL_SOCKET, SO_RCVBUF, &half, sizeof half);
+    }
+    int granted = 0;
+    socklen_t length = sizeof granted;
+    if (!use || getsockopt(use.Descriptor(), SOL_SOCKET, SO_RCVBUF, &granted, &length) != 0) {
+        return kVEXFailure;
+    }
+    return granted;
 }
 
 int VEXUDPSocket::Write(const void *data, std::size_t length, const sockaddr_in &destination)

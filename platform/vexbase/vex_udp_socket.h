@@ -24,12 +24,18 @@ public:
     // Waits at most timeoutMs milliseconds (kVEXInfinite: for ever) for one
     // datagram. Returns its length, cut to size, and its sender; 0 when none
     // came, or the socket is closed, was shut down, or is closed meanwhile.
-    // An empty datagram looks like none.
+    // An empty datagram looks like none. A wait that a signal interrupts begins
+    // anew. REQUIRES: one thread at a time receives.
     [[nodiscard]] std::size_t Poll(void *buffer, std::size_t size, sockaddr_in &sender,
                                    unsigned int timeoutMs);
 
     // Poll that waits for ever.
     [[nodiscard]] std::size_t Read(void *buffer, std::size_t size, sockaddr_in &sender);
+
+    // Asks for room for so many bytes of datagrams that wait to be received, as
+    // the kernel counts them, with their overhead. Returns what it granted,
+    // which may be less, or a negative status when the socket is closed.
+    int SetReceiveBuffer(int bytes);
 
     // Sends one datagram without ever waiting. Returns the bytes sent, or a
     // negative status: closed, shut down, no route, or no room in the system's

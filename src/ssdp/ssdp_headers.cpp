@@ -86,49 +86,52 @@ NTSKind ReadNTS(std::string_view value)
     return EqualsLower(value, "ssdp:byebye") ? NTSKind::Byebye : NTSKind::Unknown;
 }
 
-void ReadHeader(std::string_view name, std::string_view value, SSDPHeaders &headers)
+// Enters a header. Most headers are none of ours and leave by the length of
+// their name, before their value is looked at.
+void ReadHeader(std::string_view name, std::string_view rawValue, SSDPHeaders &headers)
 {
-    switch (name.size()) {
-    case 2:
-        if (EqualsLower(name, "nt")) {
-            headers.notify.nt = value;
-        } else if (EqualsLower(name, "st")) {
-            headers.searchTarget = value;
-        }
-        break;
-    case 3:
-        if (EqualsLower(name, "usn")) {
-            headers.notify.usn = value;
-        } else if (EqualsLower(name, "nts")) {
-            const NTSKind kind = ReadNTS(value);
-            headers.kind = kind != NTSKind::Unknown ? kind : headers.kind;
-        }
-        break;
-    case 8:
-        if (EqualsLower(name, "location")) {
-            headers.notify.location = value;
-        }
-        break;
-    case 13:
-        if (EqualsLower(name, "cache-control")) {
-            ReadCacheControl(value, headers.maxAge);
-        }
-        break;
-    default:
-        break;
+    if (name.size() != 2 && name.size() != 3 && name.size() != 8 && name.size() != 13) {
+        return;
+    }
+    const std::string_view value = TrimValue(rawValue);
+    if (value.empty()) {
+        return;
+    }
+    if (EqualsLower(name, "nt")) {
+        headers.notify.nt = value;
+    } else if (EqualsLower(name, "st")) {
+        headers.searchTarget = value;
+    } else if (EqualsLower(name, "usn")) {
+        headers.notify.usn = value;
+    } else if (EqualsLower(name, "nts")) {
+        const NTSKind kind = ReadNTS(value);
+        headers.kind = kind != NTSKind::Unknown ? kind : headers.kind;
+    } else if (EqualsLower(name, "location")) {
+        headers.notify.location = value;
+    } else if (EqualsLower(name, "cache-control")) {
+        ReadCacheControl(value, headers.maxAge);
     }
 }
 
 void ReadLine(std::string_view line, SSDPHeaders &headers)
 {
     const std::size_t colon = line.find(':');
-    if (colon == 0 || colon == std::string_view::npos) {
-        return;
+    if (colon != 0 && colon != std::string_view::npos) {
+        ReadHeader(line.substr(0, colon), line.substr(colon + 1), headers);
     }
-    const std::string_view value = TrimValue(line.substr(colon + 1));
-    if (!value.empty()) {
-        ReadHeader(line.substr(0, colon), value, headers);
+}
+
+// Takes the next line off the text. A line ends at CR or LF; searching for one
+// and then for the other before it is quicker than asking every byte for both.
+std::string_view TakeLine(std::string_view &text)
+{
+    const std::string_view upToLF = text.substr(0, text.find('\n'));
+    const std::string_view line = upToLF.substr(0, upToLF.find('\r'));
+    text.remove_prefix(line.size());
+    while (!text.empty() && IsLineEnd(text.front())) {
+        text.remove_prefix(1);
     }
+    return line;
 }
 
 } // namespace
@@ -154,13 +157,8 @@ Method ClassifyMethod(std::string_view datagram)
 SSDPHeaders ScanHeaders(std::string_view datagram)
 {
     SSDPHeaders headers;
-    const char *at = datagram.data();
-    const char *const end = at + datagram.size();
-    while (at != end) {
-        const char *const line = at;
-        at = std::find_if(at, end, IsLineEnd);
-        ReadLine({line, static_cast<std::size_t>(at - line)}, headers);
-        at = std::find_if_not(at, end, IsLineEnd);
+    while (!datagram.empty()) {
+        ReadLine(TakeLine(datagram), headers);
     }
     return headers;
 }

@@ -70,6 +70,7 @@ void VEX_SSDP::OpenSocket(const std::string &address, const std::string &interfa
     if (mSocket.Open("", ssdp::kPort, VEXUDPSocket::Port::Shared) != kVEXSuccess) {
         return;
     }
+    mSocket.SetReceiveBuffer(ssdp::kReceiveBuffer);
     ChooseInterface(interfaceName);
     JoinGroup(address);
     const VEXLockGuard hold(mLock);

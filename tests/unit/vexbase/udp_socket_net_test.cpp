@@ -137,7 +137,7 @@ TEST(UDPSocketOpen, LeavesNothingForOtherProgramsToInherit)
     for (const int descriptor : before) {
         own.erase(descriptor);
     }
-    EXPECT_EQ(own.size(), 2U); // the socket and what wakes its readers
+    EXPECT_EQ(own.size(), 1U);
     for (const int descriptor : own) {
         EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC);
     }
@@ -150,21 +150,42 @@ TEST(UDPSocketOpen, FailsWithoutATraceWhenDescriptorsRunOut)
     rlimit former{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &former), 0);
     const std::set<int> before = OpenDescriptors();
-    int firstFree = 0;
-    while (before.count(firstFree) != 0) {
+    rlim_t firstFree = 0;
+    while (before.count(static_cast<int>(firstFree)) != 0) {
         ++firstFree;
     }
-    for (int more = 0; more < 2; ++more) { // none for the socket; none for what wakes it
-        rlimit few = former;
-        few.rlim_cur = static_cast<rlim_t>(firstFree + more);
-        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
-        VEXUDPSocket socket;
-        const int status = socket.Open("", kPort);
-        setrlimit(RLIMIT_NOFILE, &former);
-        EXPECT_LT(status, 0);
-        EXPECT_FALSE(socket.IsOpen());
-        EXPECT_EQ(OpenDescriptors(), before);
+    rlimit few = former;
+    few.rlim_cur = firstFree;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    VEXUDPSocket socket;
+    const int status = socket.Open("", kPort);
+    setrlimit(RLIMIT_NOFILE, &former);
+    EXPECT_LT(status, 0);
+    EXPECT_FALSE(socket.IsOpen());
+    EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST(UDPSocketReceiveBuffer, HoldsABurstForWhichItWasAsked)
+{
+    constexpr int kBurst = 500;
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    EXPECT_GE(socket.SetReceiveBuffer(kBurst * 2304), kBurst * 2304); // root may ask for any size
+    PeerSocket peer;
+    for (int sent = 0; sent < kBurst; ++sent) {
+        peer.SendTo(std::string(1400, 'x'), kOwnAddress, kPort);
     }
+    int received = 0;
+    while (PollOnce(socket, 0).datagram.size() == 1400) {
+        ++received;
+    }
+    EXPECT_EQ(received, kBurst);
+}
+
+TEST(UDPSocketReceiveBuffer, OfAClosedSocketIsRefused)
+{
+    VEXUDPSocket socket;
+    EXPECT_LT(socket.SetReceiveBuffer(65536), 0);
 }
 
 TEST(UDPSocketPoll, GivesADatagramAndItsSender)
