@@ -3,6 +3,7 @@
 #include "ssdp/vex_ssdp.h"
 #include "support/private_namespace.h"
 
+#include <arpa/inet.h>
 #include <array>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -112,12 +113,12 @@ inline std::string Receive(VEXUDPSocket &socket)
     return {buffer.data(), socket.Poll(buffer.data(), buffer.size(), sender, 10000)};
 }
 
-class EngineTest : public testing::Test
+class EngineOnNet0
 {
 protected:
     // On one processor datagrams arrive in the order in which they were sent,
     // whichever thread or host of this program sent them.
-    EngineTest()
+    EngineOnNet0()
     {
         sched_getaffinity(0, sizeof mProcessors, &mProcessors);
         cpu_set_t one;
@@ -127,7 +128,9 @@ protected:
         mPeer.JoinMulticast();
         mEngine.SetPath("/var/www/html");
     }
-    ~EngineTest() override
+    EngineOnNet0(const EngineOnNet0 &) = delete;
+    EngineOnNet0 &operator=(const EngineOnNet0 &) = delete;
+    ~EngineOnNet0()
     {
         mEngine.Close();
         sched_setaffinity(0, sizeof mProcessors, &mProcessors);
@@ -166,11 +169,28 @@ protected:
         return asker.Receive();
     }
 
+    // Sends from the engine's own address, as its own messages come in.
+    static void FromOwnAddress(const std::string &datagram)
+    {
+        VEXUDPSocket own;
+        sockaddr_in engine{};
+        engine.sin_family = AF_INET;
+        engine.sin_port = htons(1900);
+        inet_pton(AF_INET, kOwnAddress, &engine.sin_addr);
+        ASSERT_EQ(own.Open(kOwnAddress, 0), kVEXSuccess);
+        EXPECT_EQ(own.Write(datagram.data(), datagram.size(), engine),
+                  static_cast<int>(datagram.size()));
+    }
+
     void ToEngine(const std::string &datagram) { mPeer.SendTo(datagram, kOwnAddress, 1900); }
 
     cpu_set_t mProcessors{};
     PeerSocket mPeer{1900};
     VEX_SSDP mEngine;
+};
+
+class EngineTest : public testing::Test, protected EngineOnNet0
+{
 };
 
 } // namespace test

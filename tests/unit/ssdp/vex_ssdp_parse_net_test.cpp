@@ -1,7 +1,6 @@
 #include "engine_fixture.h"
 #include "support/capture.h"
 
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <vector>
 
@@ -25,19 +24,6 @@ protected:
                    Settle();
                })
             .err;
-    }
-
-    // Sends from the engine's own address, as its own messages come in.
-    static void FromOwnAddress(const std::string &datagram)
-    {
-        VEXUDPSocket own;
-        sockaddr_in engine{};
-        engine.sin_family = AF_INET;
-        engine.sin_port = htons(1900);
-        inet_pton(AF_INET, test::kOwnAddress, &engine.sin_addr);
-        ASSERT_EQ(own.Open(test::kOwnAddress, 0), kVEXSuccess);
-        EXPECT_EQ(own.Write(datagram.data(), datagram.size(), engine),
-                  static_cast<int>(datagram.size()));
     }
 
     // The list of known services, once all that was sent has been dealt with.

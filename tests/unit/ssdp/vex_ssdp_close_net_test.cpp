@@ -1,0 +1,158 @@
+#include "engine_fixture.h"
+#include "support/capture.h"
+
+#include <atomic>
+#include <chrono>
+#include <gmock/gmock.h>
+#include <thread>
+#include <vector>
+
+using test::Alive;
+using test::Goodbye;
+using test::kCorvia;
+using test::kCorviaFile;
+using test::kNet0;
+using test::PeerNotify;
+using test::Search;
+
+namespace {
+
+class Closing : public test::EngineTest
+{
+protected:
+    // All that the peer has got, up to a datagram sent now.
+    std::vector<std::string> HeardSoFar()
+    {
+        const std::string mark = "end of what was sent so far";
+        VEXUDPSocket socket;
+        sockaddr_in peer{};
+        peer.sin_family = AF_INET;
+        peer.sin_port = htons(1900);
+        inet_pton(AF_INET, test::kPeerAddress, &peer.sin_addr);
+        EXPECT_EQ(socket.Open("", 0), kVEXSuccess);
+        EXPECT_GT(socket.Write(mark.data(), mark.size(), peer), 0);
+        std::vector<std::string> heard;
+        std::string datagram = mPeer.Receive();
+        while (datagram != mark && !datagram.empty()) {
+            heard.push_back(datagram);
+            datagram = mPeer.Receive();
+        }
+        EXPECT_EQ(datagram, mark);
+        return heard;
+    }
+};
+
+} // namespace
+
+TEST_F(Closing, SaysGoodbyeForEachServiceInTheOrderOfTheirNames)
+{
+    Add("ZR2");
+    Add();
+    ASSERT_EQ(mEngine.Open(kNet0), 1U);
+    EXPECT_EQ(mPeer.ReceiveContaining("M-SEARCH"), Search("upnp:rootdevice"));
+    mEngine.Close();
+    EXPECT_EQ(mPeer.Receive(), Goodbye(kCorvia, kCorviaFile));
+    EXPECT_EQ(mPeer.Receive(), Goodbye("ZR2", "zr2_upnp_ssdp_2.xml"));
+    EXPECT_THAT(HeardSoFar(), testing::IsEmpty());
+}
+
+TEST_F(Closing, WithoutGoodbyesSendsNothing)
+{
+    OpenAnnounced();
+    mEngine.Close(VEX_SSDP::Goodbye::Skip);
+    EXPECT_THAT(HeardSoFar(), testing::IsEmpty());
+    EXPECT_FALSE(mEngine.IsOpen());
+}
+
+TEST_F(Closing, GivesTheFileNumbersBack)
+{
+    for (const auto goodbye : {VEX_SSDP::Goodbye::Say, VEX_SSDP::Goodbye::Skip}) {
+        OpenAnnounced(); // which wants the document to have number 1
+        mEngine.Close(goodbye);
+        HeardSoFar();
+    }
+}
+
+TEST_F(Closing, OfAClosedEngineDoesNothing)
+{
+    const test::Output output = test::Capture([&] {
+        mEngine.Close();
+        mEngine.Close(VEX_SSDP::Goodbye::Skip);
+    });
+    EXPECT_EQ(output.out + output.err, "");
+    EXPECT_THAT(HeardSoFar(), testing::IsEmpty());
+}
+
+TEST_F(Closing, TakesNoTimeWorthMentioning)
+{
+    OpenAnnounced();
+    const auto start = std::chrono::steady_clock::now();
+    mEngine.Close();
+    // Both threads are blocked in their sockets; woken by nothing but the poll's
+    // end, the first would keep Close waiting for more than four seconds.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+}
+
+TEST_F(Closing, FreesBothPorts)
+{
+    OpenAnnounced();
+    mEngine.Close();
+    VEXUDPSocket socket;
+    EXPECT_EQ(socket.Open("", 1900), kVEXSuccess);
+    socket.Close();
+    EXPECT_EQ(socket.Open("", 49821), kVEXSuccess);
+}
+
+TEST_F(Closing, EmptiesTheListsAndReportsThatAsAChange)
+{
+    OpenAnnounced();
+    SSDPDeviceMap known;
+    ASSERT_EQ(mEngine.WaitForChange(0, known), kVEXSuccess);
+    EXPECT_EQ(known.size(), 1U);
+    mEngine.Close();
+    ASSERT_EQ(mEngine.WaitForChange(0, known), kVEXSuccess);
+    EXPECT_EQ(known.size(), 0U);
+    mEngine.Close();
+    EXPECT_EQ(mEngine.WaitForChange(0, known), kVEXTimedOut);
+    ASSERT_EQ(mEngine.Open(kNet0), 1U);
+    EXPECT_EQ(Ask("gh"), "HostList");
+    EXPECT_EQ(Ask("gn"), "NodeList");
+}
+
+TEST_F(Closing, KeepsWhatIsQueuedForTheNextOpen)
+{
+    Add();
+    mEngine.Close();
+    ASSERT_EQ(mEngine.Open(kNet0), 1U);
+    EXPECT_EQ(mPeer.Receive(), Alive(kCorvia, kCorviaFile));
+}
+
+// Closed at any moment of its start, the engine has either done the whole first
+// pass or none of it, and the goodbye is its last word.
+TEST_F(Closing, LetsNothingLeaveBehindTheGoodbye)
+{
+    std::atomic<bool> enough{false};
+    std::thread searcher([this, &enough] {
+        while (!enough) {
+            ToEngine(Search("ssdp:all"));
+            ToEngine(PeerNotify("ssdp:alive", "Lumen", "http://192.0.2.20:80/a.xml"));
+            std::this_thread::yield();
+        }
+    });
+    int announced = 0;
+    for (int round = 0; round < 60; ++round) {
+        Add();
+        ASSERT_EQ(mEngine.Open(kNet0), 1U);
+        std::this_thread::sleep_for(std::chrono::microseconds(10 * (round % 30)));
+        mEngine.Close();
+        const std::vector<std::string> heard = HeardSoFar();
+        if (!heard.empty()) {
+            ++announced;
+            EXPECT_EQ(heard.front(), Alive(kCorvia, kCorviaFile));
+            EXPECT_EQ(heard.back(), Goodbye(kCorvia, kCorviaFile));
+        }
+    }
+    enough = true;
+    searcher.join();
+    EXPECT_GT(announced, 0);
+}
