@@ -22,7 +22,7 @@ const Body *BodyOf(const nlmsghdr &message)
 template <typename Body>
 const nlattr *FindAttribute(const nlmsghdr &message, unsigned int type)
 {
-    const auto *end = static_cast<const char *>(mnl_nlmsg_get_payload_tail(&message));
+    const char *end = reinterpret_cast<const char *>(&message) + message.nlmsg_len;
     const auto *attribute =
         static_cast<const nlattr *>(mnl_nlmsg_get_payload_offset(&message, sizeof(Body)));
     while (

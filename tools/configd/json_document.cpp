@@ -109,6 +109,10 @@ std::string Called(const std::string &path)
 std::optional<Fault> JsonDocument::Parse(std::string_view text)
 {
     mText = text;
+    // For the parser a zero byte is the end; what damaged a file often left many.
+    if (const std::size_t zero = mText.find('\0'); zero != std::string::npos) {
+        return FaultAt(zero, "malformed JSON");
+    }
     std::istringstream stream(mText);
     Locator locator(mText, stream, mOffsets);
     try {

@@ -17,6 +17,13 @@ std::string Because(const std::string &what, int error)
     return what + ": " + std::generic_category().message(error);
 }
 
+void Require(bool readable, const std::string &name, int error)
+{
+    if (!readable) {
+        throw std::runtime_error(Because("cannot read " + name, error));
+    }
+}
+
 bool WriteAll(int descriptor, std::string_view text)
 {
     while (!text.empty()) {
@@ -53,7 +60,8 @@ void SynchroniseFolder(const std::string &name)
 std::optional<std::string> ReadStoredFile(const std::string &name)
 {
     const Descriptor file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
-    if (file.Number() < 0 && errno == ENOENT) {
+    if (file.Number() < 0) {
+        Require(errno == ENOENT, name, errno);
         return std::nullopt;
     }
     std::string text;
@@ -63,13 +71,9 @@ std::optional<std::string> ReadStoredFile(const std::string &name)
         if (got < 0 && errno == EINTR) {
             continue;
         }
-        if (got < 0) {
-            throw std::runtime_error(Because("cannot read " + name, errno));
-        }
+        Require(got > 0, name, errno);
         text.append(buffer.data(), static_cast<std::size_t>(got));
-        if (text.size() > kLargestText) {
-            throw std::runtime_error(Because("cannot read " + name, EFBIG));
-        }
+        Require(text.size() <= kLargestText, name, EFBIG);
     }
     return text;
 }

@@ -1,0 +1,397 @@
+#include "http_client.h"
+#include "service.h"
+
+#include "support/private_namespace.h"
+
+#include <fstream>
+#include <gmock/gmock.h>
+#include <list>
+#include <sched.h>
+#include <sstream>
+
+// The running service, request by request.
+namespace test {
+namespace {
+
+using testing::HasSubstr;
+
+const std::string kSystem = "/api/v1/system";
+const std::string kDevices = "/api/v1/network/devices";
+const std::string kStateFile = "/var/lib/beacon-configd/system.json";
+const std::string kDevicesFile = "/var/lib/beacon-configd/devices.json";
+const std::string kOneDevice = R"([{"name":"net0","activeParams":{"address":"192.0.2.10"},)"
+                               R"("status":{"interfaceSetupState":"Complete","connected":true}}])";
+const std::string kOtherDevice = R"([{"name":"eth7","activeParams":{"address":""},)"
+                                 R"("status":{"interfaceSetupState":"Failed","connected":false}}])";
+
+std::string FileText(const std::string &name)
+{
+    std::ostringstream text;
+    text << std::ifstream(name).rdbuf();
+    return text.str();
+}
+
+bool Exists(const std::string &name)
+{
+    return access(name.c_str(), F_OK) == 0;
+}
+
+// Each test has a folder for the files, and the name of a device fresh from the
+// factory.
+class ConfigService : public testing::Test
+{
+protected:
+    ConfigService() { OnHost("mkdir -p /var/lib/beacon-configd"); }
+    ~ConfigService() override { OnHost("rm -r /var/lib/beacon-configd"); }
+
+    static void WriteState(const std::string &text) { std::ofstream(kStateFile) << text; }
+
+    // What the program says when it cannot run.
+    static void ExpectRefusalToStart(const std::vector<std::string> &arguments,
+                                     const std::string &error)
+    {
+        LiveChild child(Program(arguments));
+        EXPECT_EQ(child.WaitForEnd(), 1);
+        EXPECT_EQ(child.Out(), "");
+        EXPECT_EQ(child.Err(), error);
+    }
+};
+
+void ExpectJson(const Answer &answer, const std::string &status, const std::string &body)
+{
+    EXPECT_EQ(answer.status, status);
+    EXPECT_EQ(answer.Field("Content-Type"), "application/json");
+    EXPECT_EQ(answer.body, body);
+}
+
+void ExpectError(const Answer &answer, const std::string &status, const std::string &error)
+{
+    ExpectJson(answer, status, "{\"error\":\"" + error + "\"}");
+}
+
+TEST_F(ConfigService, SaysOnOneLineThatItListensAndEndsWithStatusZero)
+{
+    for (const int signal : {SIGTERM, SIGINT}) {
+        Service service;
+        EXPECT_EQ(service.Stop(signal), 0);
+        EXPECT_EQ(service.Child().Out(), "beacon-configd: listening on 127.0.0.1:8080\n");
+        EXPECT_EQ(service.Child().Err(), "");
+    }
+}
+
+TEST_F(ConfigService, ListensOnAnotherPortWhenTold)
+{
+    LiveChild child(Program({"--port", "8081"}));
+    EXPECT_TRUE(child.WaitForOut("beacon-configd: listening on 127.0.0.1:8081\n"));
+    child.Signal(SIGTERM);
+    EXPECT_EQ(child.WaitForEnd(), 0);
+}
+
+TEST_F(ConfigService, IsReachedFromTheOwnHostOnly)
+{
+    Service service;
+    OnHost("ss -H -t -l -n -4 | grep -q '127.0.0.1:8080'");
+    EXPECT_THROW(OnHost("ss -H -t -l -n | grep ':8080' | grep -v '127.0.0.1:8080'"),
+                 std::runtime_error);
+}
+
+TEST_F(ConfigService, RefusesToStartOnAPortInUse)
+{
+    Service service;
+    ExpectRefusalToStart(
+        {}, "beacon-configd: cannot listen on 127.0.0.1:8080: Address already in use\n");
+}
+
+TEST_F(ConfigService, StartsAgainAtOnceThoughConnectionsLinger)
+{
+    for (int i = 0; i < 2; ++i) {
+        Service service;
+        const Stream stream("?params=24");
+        EXPECT_EQ(service.Stop(), 0);
+    }
+}
+
+TEST_F(ConfigService, EndsWithTheUsageForAWrongCommandLine)
+{
+    LiveChild child(Program({"--frobnicate"}));
+    EXPECT_EQ(child.WaitForEnd(), 2);
+    EXPECT_THAT(child.Err(), HasSubstr("usage: beacon-configd [--state FILE]"));
+}
+
+TEST_F(ConfigService, ShowsADeviceFreshFromTheFactoryUnderItsOwnName)
+{
+    LiveChild child([] {
+        const std::string name = "factory";
+        if (unshare(CLONE_NEWUTS) != 0 || sethostname(name.data(), name.size()) != 0) {
+            return 99;
+        }
+        return Program({})();
+    });
+    ASSERT_TRUE(child.WaitForOut(Service::kStarted));
+    ExpectJson(Ask("GET", kSystem), "200 OK", R"({"hostName":"factory","ssdpEnable":true})");
+    EXPECT_FALSE(Exists(kStateFile)); // nobody has set anything yet
+}
+
+TEST_F(ConfigService, AnswersWithTheStoredConfiguration)
+{
+    WriteState("{\"hostName\": \"\xC3\xBC\"}");
+    Service service;
+    ExpectJson(Ask("GET", kSystem), "200 OK", "{\"hostName\":\"\xC3\xBC\"}");
+}
+
+TEST_F(ConfigService, PatchesTheConfigurationAndKeepsItOverARestart)
+{
+    WriteState(R"({"hostName":"alpha","ssdpEnable":true})");
+    {
+        Service service;
+        const std::string patched = R"({"hostName":"beta","ssdpEnable":true})";
+        ExpectJson(Ask("PATCH", kSystem, R"({"hostName":"beta"})"), "200 OK", patched);
+        ExpectJson(Ask("GET", kSystem), "200 OK", patched);
+        EXPECT_EQ(FileText(kStateFile),
+                  "{\n    \"hostName\": \"beta\",\n    \"ssdpEnable\": true\n}\n");
+        ExpectJson(Ask("PATCH", kSystem, R"({"hostName":null,"ssdpEnable":false})"), "200 OK",
+                   R"({"ssdpEnable":false})");
+    } // killed
+    Service service;
+    ExpectJson(Ask("GET", kSystem), "200 OK", R"({"ssdpEnable":false})");
+}
+
+TEST_F(ConfigService, WritesTheFirstPatchOfAFreshDeviceWithTheFactorysValues)
+{
+    Service service;
+    const std::string patched = Ask("PATCH", kSystem, R"({"hostName":"beta"})").body;
+    EXPECT_EQ(patched, R"({"hostName":"beta","ssdpEnable":true})");
+    EXPECT_EQ(FileText(kStateFile),
+              "{\n    \"hostName\": \"beta\",\n    \"ssdpEnable\": true\n}\n");
+}
+
+TEST_F(ConfigService, ChangesNothingForABadPatch)
+{
+    const std::string state = R"({"hostName":"alpha","ssdpEnable":true})";
+    WriteState(state);
+    Service service;
+    const std::string bad = "400 Bad Request";
+    ExpectError(Ask("PATCH", kSystem, R"({"hostName":"beta")"), bad,
+                "line 1, column 19: malformed JSON");
+    ExpectError(Ask("PATCH", kSystem, ""), bad, "line 1, column 1: malformed JSON");
+    ExpectError(Ask("PATCH", kSystem, R"({"hostName":"beta","ssdpEnable":1})"), bad,
+                "line 1, column 20: ssdpEnable must be true or false");
+    ExpectError(Ask("PATCH", kSystem, R"({"hostName":"beta","port":1})"), bad,
+                "line 1, column 20: unknown member");
+    ExpectError(Ask("PATCH", kSystem, "[]"), bad, "line 1, column 1: must be an object");
+    ExpectJson(Ask("GET", kSystem), "200 OK", state);
+    EXPECT_EQ(FileText(kStateFile), state);
+}
+
+TEST_F(ConfigService, ChangesNothingThatItCannotStore)
+{
+    OnHost("rm -r /var/lib/beacon-configd");
+    Service service;
+    const std::string before = Ask("GET", kSystem).body;
+    ExpectError(Ask("PATCH", kSystem, R"({"hostName":"beta"})"), "500 Internal Server Error",
+                "cannot write /var/lib/beacon-configd/system.json: No such file or directory");
+    EXPECT_EQ(Ask("GET", kSystem).body, before);
+    OnHost("mkdir /var/lib/beacon-configd");
+    EXPECT_EQ(Ask("PATCH", kSystem, R"({"hostName":"beta"})").status, "200 OK");
+}
+
+TEST_F(ConfigService, RefusesToStartWithADamagedStateFileAndKeepsIt)
+{
+    const std::string damaged = "{\n    \"hostName\": \"alpha\",\n    \"ssdpEn";
+    WriteState(damaged);
+    ExpectRefusalToStart({}, "beacon-configd: /var/lib/beacon-configd/system.json: "
+                             "line 3, column 12: malformed JSON\n");
+    EXPECT_EQ(FileText(kStateFile), damaged);
+}
+
+TEST_F(ConfigService, RefusesToStartWithAStateFileOfWrongTypesAndKeepsIt)
+{
+    const std::string wrong = "{\n    \"hostName\": \"alpha\",\n    \"ssdpEnable\": \"yes\"\n}\n";
+    WriteState(wrong);
+    ExpectRefusalToStart({}, "beacon-configd: /var/lib/beacon-configd/system.json: "
+                             "line 3, column 5: ssdpEnable must be true or false\n");
+    EXPECT_EQ(FileText(kStateFile), wrong);
+}
+
+TEST_F(ConfigService, RefusesToStartWithAStateFileThatItCannotRead)
+{
+    ExpectRefusalToStart({"--state", "/var/lib/beacon-configd"},
+                         "beacon-configd: cannot read /var/lib/beacon-configd: Is a directory\n");
+}
+
+TEST_F(ConfigService, KeepsAnotherStateFileWhenTold)
+{
+    Service service({"--state", "/var/other.json"});
+    EXPECT_EQ(Ask("PATCH", kSystem, R"({"hostName":"beta"})").status, "200 OK");
+    EXPECT_TRUE(Exists("/var/other.json"));
+    EXPECT_FALSE(Exists(kStateFile));
+    OnHost("rm /var/other.json");
+}
+
+TEST_F(ConfigService, AnswersWithTheKernelsDevice)
+{
+    Service service;
+    ExpectJson(Ask("GET", kDevices), "200 OK", kOneDevice);
+}
+
+TEST_F(ConfigService, AnswersWithTheInterfaceThatItIsTold)
+{
+    Service service({"--interface", "lo"});
+    ExpectJson(Ask("GET", kDevices), "200 OK",
+               R"([{"name":"lo","activeParams":{"address":"127.0.0.1"},)"
+               R"("status":{"interfaceSetupState":"Complete","connected":true}}])");
+}
+
+TEST_F(ConfigService, RefusesNewDevicesWhereItFollowsTheKernels)
+{
+    Service service;
+    ExpectError(Ask("PUT", kDevices, "[]"), "409 Conflict",
+                "the network devices follow the kernel's own");
+    ExpectJson(Ask("GET", kDevices), "200 OK", kOneDevice);
+}
+
+TEST_F(ConfigService, KeepsDevicesByHandOverARestart)
+{
+    {
+        Service service({"--devices", kDevicesFile});
+        ExpectJson(Ask("GET", kDevices), "200 OK", "[]");
+        EXPECT_FALSE(Exists(kDevicesFile));
+        ExpectJson(Ask("PUT", kDevices, kOtherDevice), "200 OK", kOtherDevice);
+    } // killed
+    Service service({"--devices", kDevicesFile});
+    ExpectJson(Ask("GET", kDevices), "200 OK", kOtherDevice);
+    EXPECT_EQ(FileText(kDevicesFile), "[\n"
+                                      "    {\n"
+                                      "        \"name\": \"eth7\",\n"
+                                      "        \"activeParams\": {\n"
+                                      "            \"address\": \"\"\n"
+                                      "        },\n"
+                                      "        \"status\": {\n"
+                                      "            \"interfaceSetupState\": \"Failed\",\n"
+                                      "            \"connected\": false\n"
+                                      "        }\n"
+                                      "    }\n"
+                                      "]\n");
+}
+
+TEST_F(ConfigService, ChangesNothingForBadDevices)
+{
+    Service service({"--devices", kDevicesFile});
+    EXPECT_EQ(Ask("PUT", kDevices, kOneDevice).status, "200 OK");
+    const std::string stored = FileText(kDevicesFile);
+    const std::string bad = "400 Bad Request";
+    ExpectError(Ask("PUT", kDevices, "[}"), bad, "line 1, column 2: malformed JSON");
+    ExpectError(Ask("PUT", kDevices, "{}"), bad, "line 1, column 1: must be an array");
+    ExpectError(Ask("PUT", kDevices, "[{}]"), bad, "line 1, column 2: name is missing");
+    ExpectJson(Ask("GET", kDevices), "200 OK", kOneDevice);
+    EXPECT_EQ(FileText(kDevicesFile), stored);
+}
+
+TEST_F(ConfigService, RefusesToStartWithADamagedFileOfDevicesAndKeepsIt)
+{
+    std::ofstream(kDevicesFile) << "[\n{\"name\":0}]";
+    ExpectRefusalToStart({"--devices", kDevicesFile},
+                         "beacon-configd: /var/lib/beacon-configd/devices.json: "
+                         "line 2, column 1: activeParams is missing\n");
+    EXPECT_EQ(FileText(kDevicesFile), "[\n{\"name\":0}]");
+}
+
+TEST_F(ConfigService, KnowsNoOtherPath)
+{
+    Service service;
+    for (const char *path :
+         {"/", "/api/v1/systems", "/api/v1/system/", "/api/v1", "//api/v1/system",
+          "/api/v1/network", "/API/v1/system", "/api/v1/watch/"}) {
+        for (const char *method : {"GET", "PATCH", "PUT"}) {
+            ExpectError(Ask(method, path, "{}"), "404 Not Found", "there is nothing here");
+        }
+    }
+}
+
+TEST_F(ConfigService, NamesTheMethodsOfAPathForAnyOther)
+{
+    Service service;
+    const std::vector<std::pair<std::string, std::string>> allowed{
+        {kSystem, "GET, PATCH"}, {kDevices, "GET, PUT"}, {"/api/v1/watch?params=24", "GET"}};
+    for (const auto &[path, methods] : allowed) {
+        for (const char *method : {"POST", "DELETE", "OPTIONS", "PUT", "PATCH", "get", "X"}) {
+            if (methods.find(method) != std::string::npos) {
+                continue;
+            }
+            const Answer answer = Ask(method, path, "{}");
+            ExpectError(answer, "405 Method Not Allowed", "the method is not allowed here");
+            EXPECT_EQ(answer.Field("Allow"), methods) << method << path;
+        }
+        EXPECT_EQ(Ask("HEAD", path).status, "405 Method Not Allowed");
+    }
+}
+
+TEST_F(ConfigService, TakesABodyOfUpToSixtyFourKibibytes)
+{
+    Service service;
+    const std::string patch = R"({"hostName":"beta"})";
+    EXPECT_EQ(Ask("PATCH", kSystem, patch + std::string(65536 - patch.size(), ' ')).status,
+              "200 OK");
+    ExpectError(Ask("PATCH", kSystem, patch + std::string(65537 - patch.size(), ' ')),
+                "413 Content Too Large", "the body is too large");
+    ExpectError(Ask("PATCH", kSystem, std::string(3000000, ' ')), "413 Content Too Large",
+                "the body is too large");
+}
+
+TEST_F(ConfigService, TakesABodyInPieces)
+{
+    Service service;
+    Connection connection;
+    connection.Send("PATCH /api/v1/system HTTP/1.1\r\nHost: x\r\n"
+                    "Transfer-Encoding: chunked\r\n\r\n6\r\n{\"host\r\n");
+    connection.Send("d\r\nName\":\"beta\"}\r\n0\r\n\r\n");
+    EXPECT_EQ(ReadHeader(connection).status, "200 OK");
+    EXPECT_EQ(FileText(kStateFile),
+              "{\n    \"hostName\": \"beta\",\n    \"ssdpEnable\": true\n}\n");
+}
+
+TEST_F(ConfigService, AnswersSeveralRequestsOnOneConnection)
+{
+    WriteState("{}");
+    Service service;
+    Connection connection;
+    for (int i = 0; i < 3; ++i) {
+        connection.Send(RequestText("GET", kSystem, ""));
+        EXPECT_EQ(ReadHeader(connection).Field("Content-Length"), "2");
+        EXPECT_EQ(connection.ReadBytes(2), "{}");
+    }
+}
+
+TEST_F(ConfigService, OutlivesWhatIsNoHttpAndClientsThatLeave)
+{
+    Service service;
+    for (const std::string &text :
+         {std::string("\r\n\r\n"), std::string("GARBAGE\r\n\r\n"), std::string(100000, 'a'),
+          std::string("GET /api/v1/system HTTP/1.1\r\nContent-Length: -1\r\n\r\n"),
+          std::string(
+              "GET /api/v1/system HTTP/1.1\r\nContent-Length: 99999999999999999999\r\n\r\n"),
+          std::string("PATCH /api/v1/system HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n"),
+          std::string("PATCH /api/v1/system HTTP/1.1\r\nHost: x\r\nContent-Length: 50\r\n\r\n{"),
+          std::string("GET /api/v1/watch?params=24 HTTP/1.1\r\nHost: x\r\n\r\n"),
+          std::string("\0\xFF\x16\x03", 4)}) {
+        Connection().Send(text);
+        EXPECT_EQ(Ask("GET", kSystem).status, "200 OK") << text.substr(0, 60);
+    }
+    EXPECT_EQ(service.Stop(), 0);
+    EXPECT_EQ(service.Child().Err(), "");
+}
+
+// A client that opens connections and says nothing keeps nobody out: there are
+// more places than it takes to keep this many of them.
+TEST_F(ConfigService, AnswersBesideManySilentConnections)
+{
+    Service service;
+    std::list<Connection> silent;
+    for (int i = 0; i < 100; ++i) {
+        silent.emplace_back();
+    }
+    EXPECT_EQ(Ask("GET", kSystem).status, "200 OK");
+}
+
+} // namespace
+} // namespace test

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "configd/program.h"
+#include "support/live_child.h"
+
+#include <csignal>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace test {
+
+// What runs beacon-configd with a command line in a LiveChild.
+inline std::function<int()> Program(const std::vector<std::string> &arguments)
+{
+    return [arguments] {
+        std::vector<std::string> words{"beacon-configd"};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        std::vector<char *> argv;
+        for (std::string &word : words) {
+            argv.push_back(word.data());
+        }
+        argv.push_back(nullptr);
+        return configd::RunProgram(static_cast<int>(words.size()), argv.data());
+    };
+}
+
+// The service, answering on port 8080 from the end of the constructor on.
+class Service
+{
+public:
+    explicit Service(const std::vector<std::string> &arguments = {}) : mChild(Program(arguments))
+    {
+        if (const auto started = mChild.WaitForOut(kStarted); !started) {
+            throw std::runtime_error(started.message());
+        }
+    }
+
+    // Asks it to end; its status.
+    int Stop(int signal = SIGTERM)
+    {
+        mChild.Signal(signal);
+        return mChild.WaitForEnd();
+    }
+
+    LiveChild &Child() { return mChild; }
+
+    static constexpr const char *kStarted = "beacon-configd: listening on 127.0.0.1:8080\n";
+
+private:
+    LiveChild mChild;
+};
+
+} // namespace test
