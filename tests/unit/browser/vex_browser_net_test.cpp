@@ -1,0 +1,283 @@
+#include "browser/browse_document.h"
+#include "browser/vex_browser.h"
+#include "scripted_engine.h"
+#include "support/capture.h"
+#include "watched_folder.h"
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <memory>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using test::ScriptedEngine;
+using Events = std::vector<std::string>;
+
+namespace {
+
+constexpr const char *kFolder = "/var/www/discovery";
+constexpr const char *kFile = "/var/www/discovery/browse.json";
+
+// What happens in the folder when a list is published.
+const Events kPublished{"create __browse.json", "close __browse.json", "rename browse.json"};
+
+std::string Published()
+{
+    std::ifstream file(kFile);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// A list of one device, and its document.
+SSDPDeviceMap List(const std::string &hostName)
+{
+    SSDPDeviceMap list;
+    list["usn"].hostName = hostName;
+    return list;
+}
+
+std::string Document(const std::string &hostName)
+{
+    return vex::webapp::utils::ComposeBrowseDocument(List(hostName));
+}
+
+class Browser : public testing::Test
+{
+protected:
+    // Every test ends with the folder as it found it: empty.
+    ~Browser() override
+    {
+        Stop();
+        unlink(kFile);
+        unlink("/var/www/discovery/__browse.json");
+    }
+
+    // A browser that has initialised itself and waits for its first change.
+    void Start()
+    {
+        mBrowser = std::make_unique<VEXBrowser>(&mEngine);
+        mEngine.AwaitIdle();
+    }
+
+    // One whose first list has been published, so that it begins to count anew.
+    void StartWithAWrite()
+    {
+        Start();
+        mEngine.Change(List("first"));
+        mEngine.TimeOut(10);
+        ASSERT_EQ(Published(), Document("first"));
+        static_cast<void>(mFolder.Events());
+    }
+
+    void Stop()
+    {
+        mEngine.End();
+        if (mBrowser) {
+            mBrowser->Stop(kVEXInfinite);
+            mBrowser.reset();
+        }
+    }
+
+    ScriptedEngine mEngine;
+    test::WatchedFolder mFolder{kFolder};
+    std::unique_ptr<VEXBrowser> mBrowser;
+};
+
+} // namespace
+
+TEST_F(Browser, PublishesAnEmptyListAtOnceStraightToItsPath)
+{
+    Start();
+    EXPECT_EQ(Published(), "[]");
+    EXPECT_EQ(mFolder.Events(), (Events{"create browse.json", "close browse.json"}));
+}
+
+TEST_F(Browser, ReplacesTheListOfAnEarlierRun)
+{
+    std::ofstream(kFile) << "[{\"serviceDescription\":\"of an earlier run\"}]";
+    Start();
+    EXPECT_EQ(Published(), "[]");
+}
+
+TEST_F(Browser, WaitsForChangesInStepsOf500Ms)
+{
+    Start();
+    mEngine.TimeOut(3);
+    EXPECT_EQ(mEngine.TimeOuts(), (std::set<unsigned int>{500}));
+}
+
+TEST_F(Browser, PassesANewEmptyMapToEachWait)
+{
+    Start();
+    mEngine.Change(List("a"));
+    mEngine.Change(List("b"));
+    mEngine.TimeOut(1);
+    EXPECT_FALSE(mEngine.SawAFilledMap());
+}
+
+TEST_F(Browser, WritesTheFirstListOnlyAtTheEleventhCycle)
+{
+    Start();
+    static_cast<void>(mFolder.Events());
+    mEngine.Change(List("a"));
+    mEngine.TimeOut(9);
+    EXPECT_EQ(Published(), "[]");
+    EXPECT_EQ(mFolder.Events(), Events());
+    mEngine.TimeOut(1);
+    EXPECT_EQ(Published(), Document("a"));
+    EXPECT_EQ(mFolder.Events(), kPublished);
+}
+
+TEST_F(Browser, WritesAChangeAfterAQuietSpellAtOnce)
+{
+    StartWithAWrite();
+    mEngine.TimeOut(10);
+    mEngine.Change(List("b"));
+    EXPECT_EQ(Published(), Document("b"));
+    EXPECT_EQ(mFolder.Events(), kPublished);
+}
+
+TEST_F(Browser, WritesAChangeAfterALongQuietSpellAtOnce)
+{
+    StartWithAWrite();
+    mEngine.TimeOut(1000);
+    mEngine.Change(List("b"));
+    EXPECT_EQ(Published(), Document("b"));
+    mEngine.Change(List("c")); // the count began anew
+    EXPECT_EQ(Published(), Document("b"));
+}
+
+TEST_F(Browser, HoldsAChangeInTheTenthCycleBackUntilTheEleventh)
+{
+    StartWithAWrite();
+    mEngine.TimeOut(9);
+    mEngine.Change(List("b"));
+    EXPECT_EQ(Published(), Document("first"));
+    mEngine.TimeOut(1);
+    EXPECT_EQ(Published(), Document("b"));
+}
+
+TEST_F(Browser, WritesTenChangesAfterAWriteOnce)
+{
+    StartWithAWrite();
+    for (int number = 1; number <= 10; ++number) {
+        mEngine.Change(List(std::to_string(number)));
+    }
+    EXPECT_EQ(mFolder.Events(), Events());
+    mEngine.TimeOut(1);
+    EXPECT_EQ(mFolder.Events(), kPublished);
+    EXPECT_EQ(Published(), Document("10"));
+}
+
+TEST_F(Browser, WritesEveryEleventhOfASteadyStreamOfChanges)
+{
+    StartWithAWrite();
+    for (int number = 1; number <= 33; ++number) {
+        mEngine.Change(List(std::to_string(number)));
+        EXPECT_EQ(mFolder.Events(), number % 11 == 0 ? kPublished : Events()) << number;
+    }
+    EXPECT_EQ(Published(), Document("33"));
+}
+
+TEST_F(Browser, WritesNothingWhileNothingChanges)
+{
+    StartWithAWrite();
+    mEngine.TimeOut(50);
+    EXPECT_EQ(mFolder.Events(), Events());
+}
+
+TEST_F(Browser, WritesAnEmptyListWhenTheLastDeviceHasGone)
+{
+    StartWithAWrite();
+    mEngine.Change({});
+    mEngine.TimeOut(10);
+    EXPECT_EQ(Published(), "[]");
+    EXPECT_EQ(mFolder.Events(), kPublished);
+}
+
+TEST_F(Browser, ReportsEveryFailedWaitAndCountsNone)
+{
+    StartWithAWrite();
+    mEngine.Change(List("b"));
+    mEngine.TimeOut(9);
+    const test::Output output = test::Capture([&] {
+        mEngine.Fail(-1, 12);
+        mEngine.Fail(-2, 1);
+        mEngine.Fail(1, 1);
+    });
+    std::string expected;
+    for (int line = 0; line < 14; ++line) {
+        expected += "ThreadLoop: Problem with SSDP...\n";
+    }
+    EXPECT_EQ(output.out, expected);
+    EXPECT_EQ(output.err, "");
+    EXPECT_EQ(Published(), Document("first"));
+    mEngine.TimeOut(1); // what was pending still is
+    EXPECT_EQ(Published(), Document("b"));
+}
+
+TEST_F(Browser, SaysThatItEndsAndLeavesTheListInPlace)
+{
+    StartWithAWrite();
+    const test::Output output = test::Capture([&] { Stop(); });
+    EXPECT_EQ(output.out, "ThreadLoop: Exiting...\n");
+    EXPECT_EQ(Published(), Document("first"));
+}
+
+// Deliberately without a colon and a blank behind the operation's name.
+TEST_F(Browser, ReportsAFolderThatIsMissing)
+{
+    ASSERT_EQ(rename(kFolder, "/var/www/away"), 0);
+    EXPECT_EQ(test::Capture([&] { Start(); }).err,
+              "WriteJSONFileCould not open \"/var/www/discovery/browse.json\" (errno:2)\n");
+    const test::Output output = test::Capture([&] {
+        mEngine.Change(List("a"));
+        mEngine.TimeOut(10);
+    });
+    EXPECT_EQ(output.err,
+              "WriteJSONFileCould not open \"/var/www/discovery/__browse.json\" (errno:2)\n");
+    EXPECT_EQ(output.out, "");
+    ASSERT_EQ(rename("/var/www/away", kFolder), 0);
+    EXPECT_EQ(mFolder.Events(), Events());
+    mEngine.TimeOut(11); // nothing is retried before the next change
+    EXPECT_EQ(mFolder.Events(), Events());
+    mEngine.Change(List("b"));
+    EXPECT_EQ(Published(), Document("b"));
+}
+
+TEST_F(Browser, ReportsAFolderThatIsReadOnlyAndKeepsThePublishedList)
+{
+    ASSERT_EQ(mount("tmpfs", kFolder, "tmpfs", 0, nullptr), 0);
+    StartWithAWrite();
+    ASSERT_EQ(mount("tmpfs", kFolder, "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    const test::Output output = test::Capture([&] {
+        mEngine.Change(List("b"));
+        mEngine.TimeOut(10);
+    });
+    EXPECT_EQ(output.err,
+              "WriteJSONFileCould not open \"/var/www/discovery/__browse.json\" (errno:30)\n");
+    EXPECT_EQ(Published(), Document("first"));
+    Stop();
+    ASSERT_EQ(umount(kFolder), 0);
+}
+
+// Deliberately renamed all the same: the published list is empty then.
+TEST_F(Browser, ReportsAFullMediumAndPublishesWhatCouldBeWritten)
+{
+    ASSERT_EQ(mount("tmpfs", kFolder, "tmpfs", 0, "size=8k"), 0);
+    StartWithAWrite();
+    std::ofstream("/var/www/discovery/filler") << std::string(4096, 'x') << std::flush;
+    const test::Output output = test::Capture([&] {
+        mEngine.Change(List("b"));
+        mEngine.TimeOut(10);
+    });
+    EXPECT_EQ(
+        output.err,
+        "WriteJSONFile: Could not write to \"/var/www/discovery/__browse.json\" (errno:28)\n");
+    EXPECT_EQ(output.out, "");
+    EXPECT_EQ(Published(), "");
+    EXPECT_EQ(access("/var/www/discovery/__browse.json", F_OK), -1);
+    Stop();
+    ASSERT_EQ(umount(kFolder), 0);
+}
