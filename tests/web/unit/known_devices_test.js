@@ -1,0 +1,70 @@
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+
+import { readDeviceList } from '../../../web/discovery/device_list.js';
+import { KnownDevices, kNewForMs } from '../../../web/discovery/known_devices.js';
+import { differenceOf } from '../../../web/discovery/list_difference.js';
+import { entry, listText } from '../support/sample_list.js';
+
+const read = (...entries) => readDeviceList(listText(entries)).devices;
+const names = (devices) => devices.map((device) => device.hostName);
+
+test('Two readings of one list do not differ, in whatever order', () => {
+    assert.deepEqual(differenceOf(read(entry(1), entry(2)), read(entry(2), entry(1))),
+        { came: [], went: [], changed: [] });
+});
+
+test('Devices come, go and change', () => {
+    const difference = differenceOf(read(entry(1), entry(2), entry(3)),
+        read(entry(2, { hostName: 'new' }), entry(3), entry(4)));
+    assert.deepEqual(names(difference.came), ['newsroom-4']);
+    assert.deepEqual(names(difference.went), ['control-room-1']);
+    assert.equal(difference.changed.length, 1);
+    assert.equal(difference.changed[0].before.hostName, 'ob-van-2');
+    assert.equal(difference.changed[0].after.hostName, 'new');
+});
+
+test('A device with another address is another device', () => {
+    const difference = differenceOf(read(entry(1)), read(entry(1, { ipAddress: '192.0.2.99' })));
+    assert.equal(difference.came.length, 1);
+    assert.equal(difference.went.length, 1);
+});
+
+test('Of the devices of the first reading nobody knows when they came', () => {
+    const known = new KnownDevices();
+    assert.equal(known.devices, null);
+    assert.equal(known.take(read(entry(1)), 1000), null);
+    assert.equal(known.cameAt(known.devices[0].key), undefined);
+    assert.equal(known.countNew(1000), 0);
+});
+
+test('A device that came is new for a minute', () => {
+    const known = new KnownDevices();
+    known.take([], 1000);
+    const [device] = known.take(read(entry(1)), 2000).came;
+    assert.equal(known.cameAt(device.key), 2000);
+    assert.ok(known.isNew(device.key, 2000 + kNewForMs - 1));
+    assert.equal(known.countNew(2000 + kNewForMs - 1), 1);
+    assert.ok(!known.isNew(device.key, 2000 + kNewForMs));
+    assert.equal(known.countNew(2000 + kNewForMs), 0);
+});
+
+test('A device that went and came again came at the second time', () => {
+    const known = new KnownDevices();
+    known.take([], 0);
+    known.take(read(entry(1)), 1000);
+    const [{ key }] = known.take([], 2000).went;
+    assert.equal(known.cameAt(key), undefined);
+    known.take(read(entry(1)), 3000);
+    assert.equal(known.cameAt(key), 3000);
+});
+
+test('A device that did not change is the same object in the next reading', () => {
+    const known = new KnownDevices();
+    known.take(read(entry(1), entry(2)), 0);
+    const [first, second] = known.devices;
+    known.take(read(entry(1), entry(2, { hostName: 'new' })), 1000);
+    assert.equal(known.devices[0], first);
+    assert.notEqual(known.devices[1], second);
+    assert.equal(known.devices[1].hostName, 'new');
+});

@@ -1,0 +1,122 @@
+import assert from 'node:assert/strict';
+import { after, before, test } from 'node:test';
+
+import { kMostBytes, requestList } from '../../../web/discovery/list_request.js';
+import { PageServer } from '../support/page_server.js';
+import { kWritten } from '../support/sample_list.js';
+
+const server = new PageServer();
+before(() => server.start());
+after(() => server.stop());
+
+const request = (timeLimitMs) => requestList(`${server.url()}browse.json`, timeLimitMs);
+
+async function requestAnswered(answer, timeLimitMs) {
+    server.answer = answer;
+    try {
+        return await request(timeLimitMs);
+    } finally {
+        server.answer = null;
+    }
+}
+
+function withStatus(status) {
+    return requestAnswered((_, response) => response.writeHead(status).end());
+}
+
+test('The list comes as it is', async () => {
+    server.list = kWritten;
+    assert.deepEqual(await request(), { text: kWritten });
+});
+
+test('Bytes that are no UTF-8 do not keep the list from being read', async () => {
+    server.list = Buffer.from('["a\xffb\xc3"]', 'latin1');
+    assert.deepEqual(await request(), { text: '["a\ufffdb\ufffd"]' });
+});
+
+test('Characters that arrive in two pieces are whole', async () => {
+    const bytes = Buffer.from('["é😀"]');
+    const { text } = await requestAnswered((_, response) => {
+        const send = (index) => {
+            if (index === bytes.length) {
+                response.end();
+            } else {
+                response.write(bytes.subarray(index, index + 1), () => setImmediate(send, index + 1));
+            }
+        };
+        send(0);
+    });
+    assert.equal(text, '["é😀"]');
+});
+
+test('An empty file is an empty text', async () => {
+    server.list = '';
+    assert.deepEqual(await request(), { text: '' });
+    assert.deepEqual(await withStatus(204), { text: '' });
+});
+
+test('A file that is not there is said to be missing', async () => {
+    assert.deepEqual(await withStatus(404),
+        { fault: 'There is no device list yet: browse.json is missing.', isAway: false });
+});
+
+test('A server that refuses is not away', async () => {
+    assert.deepEqual(await withStatus(403),
+        { fault: 'The server does not hand out the device list (status 403).', isAway: false });
+    assert.deepEqual(await withStatus(401),
+        { fault: 'The server does not hand out the device list (status 401).', isAway: false });
+});
+
+test('A server that is not able counts as away', async () => {
+    assert.deepEqual(await withStatus(503),
+        { fault: 'The server cannot hand out the device list (status 503).', isAway: true });
+});
+
+test('A list of the greatest size is read', async () => {
+    server.list = '['.padEnd(kMostBytes - 1) + ']';
+    assert.equal((await request()).text.length, kMostBytes);
+});
+
+test('A larger list is not read', async () => {
+    server.list = '['.padEnd(kMostBytes) + ']';
+    assert.deepEqual(await request(),
+        { fault: 'The device list is larger than 8 MB.', isAway: false });
+});
+
+test('A list without end is not read', async () => {
+    const piece = Buffer.alloc(65536, 0x20);
+    const answer = await requestAnswered((_, response) => {
+        const send = (error) => {
+            if (!error) {
+                response.write(piece, send);
+            }
+        };
+        send();
+    });
+    assert.deepEqual(answer, { fault: 'The device list is larger than 8 MB.', isAway: false });
+});
+
+test('A connection that breaks in the middle is no shorter list', async () => {
+    const answer = await requestAnswered((_, response) => {
+        response.writeHead(200, { 'Content-Length': 1000 });
+        response.write('[]', () => response.destroy());
+    });
+    assert.deepEqual(answer,
+        { fault: 'The connection broke while the device list was read.', isAway: true });
+});
+
+test('A server that does not go on is given up', async () => {
+    assert.deepEqual(await requestAnswered(() => {}, 50),
+        { fault: 'The server took longer than 0.05 s.', isAway: true });
+    assert.deepEqual(await requestAnswered((_, response) => response.write('['), 50),
+        { fault: 'The server took longer than 0.05 s.', isAway: true });
+});
+
+test('A server that is not there is said not to answer', async () => {
+    await server.stop();
+    try {
+        assert.deepEqual(await request(), { fault: 'The server does not answer.', isAway: true });
+    } finally {
+        await server.start();
+    }
+});

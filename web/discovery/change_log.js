@@ -1,0 +1,55 @@
+// The list of what came, changed and went while the page was open, newest first.
+
+import { changeLines, plainLine } from './change_lines.js';
+import { networkText, timeElement } from './device_parts.js';
+import { element, setText } from './element.js';
+import { momentText } from './moment_text.js';
+
+const kMostLines = 200;
+// Where there is room beside the devices, the log stands open; the style sheet has the
+// same width.
+const kRoomBeside = '(min-width: 105rem)';
+
+const byId = (id) => document.getElementById(id);
+
+function lineElement(line, moment) {
+    const words = element('span', 'words', networkText(line.name), ` ${line.text}`);
+    if (line.newName !== undefined) {
+        words.append(' ', networkText(line.newName));
+    }
+    const time = timeElement(moment, momentText(moment, moment));
+    // With the date: a page on a wall stays open for days.
+    time.title = new Date(moment).toLocaleString();
+    return element('li', line.kind, time, words);
+}
+
+export class ChangeLog {
+    #log = byId('log');
+
+    constructor() {
+        const room = matchMedia(kRoomBeside);
+        const fit = () => { byId('history').open = room.matches; };
+        room.addEventListener('change', fit);
+        fit();
+    }
+
+    // Notes the moment of the first reading, before which nothing is known.
+    start(moment) {
+        setText(byId('latest'), 'nothing yet');
+        setText(byId('watching'), `Watching since ${momentText(moment, moment)}.`);
+    }
+
+    // Adds a difference between two readings, and drops the oldest lines. Returns the
+    // lines added.
+    add(difference, moment) {
+        const lines = changeLines(difference);
+        this.#log.prepend(...lines.map((line) => lineElement(line, moment)));
+        while (this.#log.children.length > kMostLines) {
+            this.#log.lastElementChild.remove();
+        }
+        if (lines.length > 0) {
+            setText(byId('latest'), `${momentText(moment, moment)} ${plainLine(lines[0])}`);
+        }
+        return lines;
+    }
+}

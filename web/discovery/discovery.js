@@ -1,0 +1,177 @@
+// The page that shows which devices there are: asks for browse.json beside it again and
+// again, and puts on the screen what that says.
+
+import { ChangeLog } from './change_log.js';
+import { nameOf, readDeviceList } from './device_list.js';
+import { setText } from './element.js';
+import { matches, wordsOf } from './filter.js';
+import { KnownDevices } from './known_devices.js';
+import { requestList } from './list_request.js';
+import { momentText } from './moment_text.js';
+import { Refresher } from './refresher.js';
+import { sorted } from './sort.js';
+import { SortControls } from './sort_controls.js';
+import { storeChoice, storedChoice } from './stored_choice.js';
+import { keysOfThisDevice } from './this_device.js';
+import { DeviceView } from './views.js';
+import { announcementOf, countText, devicesText, emptyText, lastReadText, noticeText,
+    problemNews } from './words.js';
+
+const kViewNames = ['cards', 'rows'];
+const kViewChoice = 'discovery.view';
+// A screen reader is told the number of devices found when typing pauses.
+const kTypingPauseMs = 700;
+const kCountdownMs = 1000;
+
+const byId = (id) => document.getElementById(id);
+const filter = byId('filter');
+
+const known = new KnownDevices();
+const log = new ChangeLog();
+const sorting = new SortControls(show);
+const refresher = new Refresher(() => requestList('browse.json'), take);
+const views = {
+    cards: new DeviceView(byId('cards'), 'cards'),
+    rows: new DeviceView(byId('rows'), 'rows'),
+};
+
+let viewName = storedChoice(kViewChoice, kViewNames, kViewNames[0]);
+let lastAnswer = { text: null, list: null }; // the last text, and what was read out of it
+let takenDevices = null; // as read, the ones that are shown
+let thisDevice = new Set(); // the keys of its entries
+let newCount = 0; // how many devices are marked as new
+let lastRead = null;
+let fault = ''; // one line: why there is no newer list; '' if there is
+let remark = ''; // one line: what of the list could not be used
+let isAway = false;
+let typing;
+
+function announce(...sentences) {
+    const text = sentences.filter((sentence) => sentence !== '').join(' ');
+    if (text !== '') {
+        byId('announcer').textContent = text;
+    }
+}
+
+function rowOf(device, now) {
+    const came = known.cameAt(device.key);
+    return {
+        device,
+        came,
+        cameText: came === undefined ? '' : momentText(came, now),
+        isNew: known.isNew(device.key, now),
+        isThis: thisDevice.has(device.key),
+    };
+}
+
+// Shows the devices that match what is typed, in the order chosen.
+function show() {
+    const now = Date.now();
+    const devices = known.devices ?? [];
+    const words = wordsOf(filter.value);
+    const keys = new Set(devices.map((device) => device.key));
+    const rows = devices.filter((device) => matches(device, words))
+        .map((device) => rowOf(device, now));
+    views[viewName].show(sorted(rows, sorting.column, sorting.isAscending), (key) => keys.has(key));
+    newCount = known.countNew(now);
+    byId('table').hidden = viewName !== 'rows' || rows.length === 0;
+    byId('cards').hidden = viewName !== 'cards' || rows.length === 0;
+    setText(byId('empty'), rows.length > 0 ? '' : emptyText(known.devices, filter.value, fault));
+    setText(byId('count'), countText(rows.length, devices.length));
+}
+
+function showView() {
+    document.body.dataset.view = viewName;
+    document.querySelector(`input[name=view][value=${viewName}]`).checked = true;
+    show();
+}
+
+// Whose list it is, above the devices and in the window's title.
+function showOwner() {
+    const own = known.devices.find((device) => thisDevice.has(device.key));
+    const owner = own ? nameOf(own) : location.hostname;
+    setText(byId('owner'), owner);
+    byId('seen').hidden = false;
+    document.title = `${devicesText(known.devices.length)} \u2013 ${owner}`;
+}
+
+// The state of the list as a whole: when it was read, and what is wrong.
+function showState() {
+    const now = Date.now();
+    const shown = fault === '' ? null : lastRead;
+    const dueAt = isAway ? refresher.dueAt : null;
+    document.body.classList.toggle('away', isAway);
+    setText(byId('last-read'), lastReadText(lastRead, now));
+    setText(byId('notice'), noticeText(fault || remark, { shown, dueAt }, now));
+}
+
+// Takes a list with something in it that was not there before. Returns what to tell of it.
+function takeDevices(devices, now) {
+    const difference = known.take(devices, now);
+    thisDevice = keysOfThisDevice(devices, location.hostname);
+    showOwner();
+    show();
+    if (difference === null) {
+        log.start(now);
+        return `${devicesText(devices.length)}.`;
+    }
+    return announcementOf(log.add(difference, now), devices.length);
+}
+
+// Takes a list that could be read. Returns what to tell of it.
+function takeList(list) {
+    const now = Date.now();
+    lastRead = now;
+    remark = list.remark;
+    if (list.devices !== takenDevices) {
+        takenDevices = list.devices;
+        return takeDevices(list.devices, now);
+    }
+    if (newCount !== known.countNew(now)) {
+        show();
+    }
+    return '';
+}
+
+function listOf(text) {
+    if (text !== lastAnswer.text) {
+        lastAnswer = { text, list: readDeviceList(text) };
+    }
+    return lastAnswer.list;
+}
+
+// Takes the server's answer to a request for the list.
+function take(answer) {
+    const list = answer.fault ? answer : listOf(answer.text);
+    const earlier = fault || remark;
+    fault = list.fault ?? '';
+    isAway = answer.isAway === true;
+    const news = fault === '' ? takeList(list) : '';
+    if (known.devices === null) {
+        show();
+    }
+    announce(problemNews(earlier, fault || remark), news);
+    showState();
+}
+
+filter.addEventListener('input', () => {
+    show();
+    clearTimeout(typing);
+    typing = setTimeout(() => announce(byId('count').textContent), kTypingPauseMs);
+});
+byId('view').addEventListener('change', (event) => {
+    views[viewName].clear();
+    viewName = event.target.value;
+    storeChoice(kViewChoice, viewName);
+    showView();
+});
+byId('read-now').addEventListener('click', () => refresher.askNow());
+setInterval(() => {
+    if (isAway) {
+        showState();
+    }
+}, kCountdownMs);
+
+showView();
+showState();
+refresher.start();

@@ -1,0 +1,67 @@
+// Asks the server for the list, within bounds of size and time.
+
+// Room for several thousand devices whose every field is as long as a datagram allows.
+export const kMostBytes = 8 * 1024 * 1024;
+export const kTimeLimitMs = 10000;
+
+function faultOfStatus(status) {
+    if (status === 404) {
+        return 'There is no device list yet: browse.json is missing.';
+    }
+    if (status === 401 || status === 403) {
+        return `The server does not hand out the device list (status ${status}).`;
+    }
+    return `The server cannot hand out the device list (status ${status}).`;
+}
+
+// The body as text; null if it is larger than kMostBytes.
+async function textOf(response) {
+    if (response.body === null) {
+        return '';
+    }
+    const reader = response.body.getReader();
+    const decoder = new TextDecoder();
+    let text = '';
+    let size = 0;
+    for (;;) {
+        const { done, value } = await reader.read();
+        if (done) {
+            return text + decoder.decode();
+        }
+        size += value.length;
+        if (size > kMostBytes) {
+            await reader.cancel();
+            return null;
+        }
+        text += decoder.decode(value, { stream: true });
+    }
+}
+
+// Returns `text`; or `fault`, one line on what is wrong, with `isAway` true if the server
+// is not there or not able, and should be left alone for a while. Never throws. The
+// browser asks whether the list it has is still the current one, and so the server sends
+// it only if it is not.
+export async function requestList(url, timeLimitMs = kTimeLimitMs) {
+    let response;
+    try {
+        const signal = AbortSignal.timeout(timeLimitMs);
+        response = await fetch(url, { cache: 'no-cache', signal });
+        if (!response.ok) {
+            return { fault: faultOfStatus(response.status), isAway: response.status >= 500 };
+        }
+        const text = await textOf(response);
+        return text === null
+            ? { fault: `The device list is larger than ${kMostBytes / 2 ** 20} MB.`, isAway: false }
+            : { text };
+    } catch (error) {
+        if (error.name === 'TimeoutError') {
+            return { fault: `The server took longer than ${timeLimitMs / 1000} s.`, isAway: true };
+        }
+        return {
+            fault: response
+                ? 'The connection broke while the device list was read.'
+                : 'The server does not answer.',
+            isAway: true,
+        };
+    }
+}

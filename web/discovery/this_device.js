@@ -1,0 +1,21 @@
+// Which of the devices served this page.
+
+import { pageOf } from './address.js';
+
+function isNamed(device, host) {
+    const name = device.hostName.toLowerCase();
+    // Name services add their domain: studio-a.local.
+    return name !== '' && (host === name || host.startsWith(`${name}.`));
+}
+
+// The keys of the entries of the device whose address or name the browser has in its
+// address bar. Two devices of one name cannot be told apart by it: then none is marked.
+export function keysOfThisDevice(devices, hostInAddressBar) {
+    const host = hostInAddressBar.toLowerCase();
+    const isOwn = pageOf(host) !== ''
+        ? (device) => device.address === host
+        : (device) => isNamed(device, host);
+    const own = devices.filter(isOwn);
+    const addresses = new Set(own.map((device) => device.address));
+    return new Set(addresses.size === 1 ? own.map((device) => device.key) : []);
+}

@@ -1,0 +1,101 @@
+// The two ways to show the devices, as cards and as rows. Both keep one element for each
+// device and give it new content only when that differs.
+
+import { arrange } from './arrange.js';
+import { detail, nameLink, networkText, thisBadge, timeElement } from './device_parts.js';
+import { element } from './element.js';
+
+function cameElement(row) {
+    return row.came === undefined ? '' : timeElement(row.came, row.cameText);
+}
+
+function term(name, text) {
+    return element('div', '', element('dt', '', name), element('dd', '', detail(text)));
+}
+
+function line(name, text) {
+    return text === '' ? [] : [element('p', name, networkText(text))];
+}
+
+function cardContent(row) {
+    const { device } = row;
+    const heading = element('h3', '', nameLink(device), ...thisBadge(row));
+    if (row.came !== undefined) {
+        const look = row.isNew ? 'badge new' : 'badge came';
+        heading.append(element('span', look, 'came ', cameElement(row)));
+    }
+    return [heading, ...line('product', device.product), ...line('category', device.category),
+        element('dl', '', term('Address', device.address), term('Board', device.board))];
+}
+
+function rowContent(row) {
+    const { device } = row;
+    const name = element('th', '', nameLink(device), ...thisBadge(row));
+    name.scope = 'row';
+    if (row.isNew) {
+        name.append(element('span', 'badge new', 'new'));
+    }
+    const cells = [device.product, device.category, device.address, device.board]
+        .map((text) => element('td', '', detail(text)));
+    return [name, ...cells, element('td', '', cameElement(row))];
+}
+
+const kViews = {
+    cards: { elementName: 'li', content: cardContent },
+    rows: { elementName: 'tr', content: rowContent },
+};
+
+function isShownAs(a, b) {
+    return a.device === b.device && a.isThis === b.isThis && a.isNew === b.isNew &&
+        a.came === b.came && a.cameText === b.cameText;
+}
+
+// New content for an element; the focus stays on the device's link.
+function fill(target, content) {
+    const hadFocus = target.contains(document.activeElement);
+    target.replaceChildren(...content);
+    if (hadFocus) {
+        (target.querySelector('a') ?? target.closest('main')).focus({ preventScroll: true });
+    }
+}
+
+export class DeviceView {
+    #parent;
+    #view;
+    #made = new Map(); // by key: the element, and the row that it shows
+
+    // `name` is 'cards', then `parent` is a list, or 'rows', then it is the body of a table.
+    constructor(parent, name) {
+        this.#parent = parent;
+        this.#view = kViews[name];
+    }
+
+    // Shows the rows in their order. `isListed` tells of a key whether its device is in the
+    // list at all: elements of those that are only filtered out are kept for later.
+    show(rows, isListed) {
+        for (const key of this.#made.keys()) {
+            if (!isListed(key)) {
+                this.#made.delete(key);
+            }
+        }
+        arrange(this.#parent, rows.map((row) => this.#elementFor(row)));
+    }
+
+    clear() {
+        this.#made.clear();
+        this.#parent.replaceChildren();
+    }
+
+    #elementFor(row) {
+        const { key } = row.device;
+        const made = this.#made.get(key) ?? { target: element(this.#view.elementName) };
+        if (made.row === undefined || !isShownAs(made.row, row)) {
+            fill(made.target, this.#view.content(row));
+            made.target.classList.toggle('new', row.isNew);
+            made.target.classList.toggle('this', row.isThis);
+            made.row = row;
+            this.#made.set(key, made);
+        }
+        return made.target;
+    }
+}
