@@ -18,6 +18,8 @@ def pytest_addoption(parser):
 
 
 def pytest_sessionstart(session):
+    if hasattr(session.config, "workerinput"):
+        return  # one of several processes: the first has looked
     if os.geteuid() != 0:
         pytest.exit("The system tests make network namespaces and need root.", returncode=1)
     for name in ("beacond", "beacon-configd"):
