@@ -125,7 +125,7 @@ void DeviceRegistry::HandBack(Iterator host, std::int32_t maxAge)
     service.timerPeriod = static_cast<std::uint32_t>(maxAge) * 1000U;
     service.timerCountdown = maxAge * 500;
     service.repeatCount = 0;
-    mNodeList.insert_or_assign(host->first, service);
+    mNodeList.insert_or_assign(service);
     mActions.ReturnFileNumber(service.descriptionFileName);
     mHostList.erase(host);
 }
@@ -148,7 +148,7 @@ void DeviceRegistry::EnterDescription(SSDPDeviceType device)
     if (node != mNodeList.end()) {
         node->second = std::move(device);
     } else if (mHeardBound.Admit(RoomForHeard())) {
-        mNodeList.emplace(device.usn, std::move(device));
+        mNodeList.try_emplace(std::move(device));
     } else {
         return;
     }
@@ -170,10 +170,9 @@ bool DeviceRegistry::SpeaksForOwn(std::string_view usn) const
 bool DeviceRegistry::RoomForHeard() const
 {
     const auto announced =
-        std::count_if(mHostList.begin(), mHostList.end(), [this](const auto &host) {
-            return mNodeList.find(host.first) != mNodeList.end();
-        });
-    return mNodeList.size() - static_cast<std::size_t>(announced) < ssdp::kMaxHeardNodes;
+        std::count_if(mHostList.begin(), mHostList.end(),
+                      [this](const auto &host) { return mNodeList.contains(host.first); });
+    return NodeList().size() - static_cast<std::size_t>(announced) < ssdp::kMaxHeardNodes;
 }
 
 void DeviceRegistry::SayGoodbyes(bool announce)
@@ -188,7 +187,7 @@ void DeviceRegistry::SayGoodbyes(bool announce)
 
 void DeviceRegistry::Clear()
 {
-    mChanged = mChanged || !mNodeList.empty();
+    mChanged = mChanged || !NodeList().empty();
     mHostList.clear();
     mNodeList.clear();
 }
@@ -198,7 +197,7 @@ bool DeviceRegistry::TakeChange(SSDPDeviceMap &out)
     if (!mChanged) {
         return false;
     }
-    out = mNodeList;
+    out = NodeList();
     mChanged = false;
     return true;
 }

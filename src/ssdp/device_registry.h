@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ssdp/bound_report.h"
+#include "ssdp/indexed_device_map.h"
 #include "ssdp/ssdp_device_type.h"
 #include "ssdp/ssdp_headers.h"
 #include "ssdp/ssdp_protocol.h"
@@ -92,7 +93,9 @@ public:
     // Services that this device announces: its own, and those it speaks for.
     [[nodiscard]] const SSDPDeviceMap &HostList() const { return mHostList; }
     // Every service known, the announced ones included.
-    [[nodiscard]] const SSDPDeviceMap &NodeList() const { return mNodeList; }
+    [[nodiscard]] const SSDPDeviceMap &NodeList() const { return mNodeList.Map(); }
+    // Whether a service is known.
+    [[nodiscard]] bool Knows(std::string_view usn) const { return mNodeList.contains(usn); }
 
     // Whether NodeList has changed since the last TakeChange.
     [[nodiscard]] bool Changed() const { return mChanged; }
@@ -124,7 +127,7 @@ private:
     std::vector<in_addr_t> mOwnAddresses; // the keys of mInterfaces, to compare senders with
     std::uint32_t mPollInterval = ssdp::kPollIntervalBase;
     SSDPDeviceMap mHostList;
-    SSDPDeviceMap mNodeList;
+    IndexedDeviceMap mNodeList;
     SSDPDeviceMap mPendingAdditions;
     SSDPDeviceMap mPendingRemovals;
     bool mChanged = false;

@@ -53,7 +53,7 @@ void DeviceRegistry::ApplyWithdrawals()
             mActions.AnnounceGoodbye(service);
             mActions.ReturnFileNumber(service.descriptionFileName);
         }
-        if (mNodeList.erase(usn) != 0) {
+        if (mNodeList.erase(usn)) {
             mChanged = true;
         }
     }
@@ -79,7 +79,7 @@ void DeviceRegistry::ApplyAddition(SSDPDeviceType &service)
 // have another name by now.
 void DeviceRegistry::RenewHosted(const SSDPDeviceType &service, SSDPDeviceType &host)
 {
-    const auto [node, relisted] = mNodeList.try_emplace(service.usn, host);
+    const auto [node, relisted] = mNodeList.try_emplace(host);
     mChanged = mChanged || relisted;
     if (IsOwnAddress(service.ipAddress)) {
         return;
@@ -107,7 +107,7 @@ void DeviceRegistry::EnterAdded(SSDPDeviceType &service)
         service.timerCountdown = static_cast<std::int32_t>(service.timerPeriod * 2);
         service.repeatCount = 0;
     }
-    mNodeList.insert_or_assign(service.usn, service);
+    mNodeList.insert_or_assign(service);
     mChanged = true;
 }
 
@@ -145,7 +145,7 @@ void DeviceRegistry::Publish(SSDPDeviceType &service)
         return;
     }
     service.repeatCount = proxied ? ssdp::kProxyRepeats : std::uint16_t{0};
-    mNodeList.insert_or_assign(service.usn, service);
+    mNodeList.insert_or_assign(service);
     mHostList.insert_or_assign(service.usn, service);
     mChanged = true;
     mActions.AnnounceService(service);
@@ -174,7 +174,7 @@ void DeviceRegistry::AgeNodes(std::int32_t elapsed)
 void DeviceRegistry::AgeOrphanedHosts(std::int32_t elapsed)
 {
     for (auto &[usn, service] : mHostList) {
-        if (mNodeList.find(usn) == mNodeList.end() && RunsOut(service, elapsed)) {
+        if (!mNodeList.contains(usn) && RunsOut(service, elapsed)) {
             RunOutHosted(service);
         }
     }

@@ -109,7 +109,7 @@ void VEX_SSDP::ParseHTTPResponse(std::string_view data, const sockaddr_in &sende
         break;
     }
     const std::string_view location = ssdp::ReadSearchResponseLocation(data);
-    if (mRegistry.NodeList().find(usn) == mRegistry.NodeList().end() && !location.empty() &&
+    if (!mRegistry.Knows(usn) && !location.empty() &&
         usn.find(ssdp::kVexMark) != std::string_view::npos) {
         SendGETRequest(location);
     }

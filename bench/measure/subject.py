@@ -1,0 +1,68 @@
+"""Programs under measurement."""
+
+import os
+import signal
+import time
+from pathlib import Path
+
+SSDP_PORT_HEX = ":076C"
+
+
+class Subject:
+    """A running program that hears SSDP, in a node of the virtual network."""
+
+    def __init__(self, label, node, pid):
+        self.label = label
+        self.node = node
+        self.pid = pid
+
+    def cpu(self):
+        """Processor time so far, in nanoseconds."""
+        return sum(int((task / "schedstat").read_text().split()[0])
+                   for task in Path(f"/proc/{self.pid}/task").iterdir())
+
+    def wake_ups(self):
+        """Voluntary context switches so far, by thread name."""
+        found = {}
+        for task in Path(f"/proc/{self.pid}/task").iterdir():
+            name = (task / "comm").read_text().strip()
+            line = next(text for text in (task / "status").read_text().splitlines()
+                        if text.startswith("voluntary_ctxt_switches"))
+            found[f"{name} {task.name}"] = int(line.split()[1])
+        return found
+
+    def memory(self):
+        """Kilobytes by kind, from the kernel's own sum over the mappings."""
+        lines = Path(f"/proc/{self.pid}/smaps_rollup").read_text().splitlines()[1:]
+        return {line.split(":")[0]: int(line.split()[1]) for line in lines}
+
+    def _socket(self):
+        """The line of the program's SSDP socket in its network's table."""
+        rows = Path(f"/proc/{self.pid}/net/udp").read_text().splitlines()[1:]
+        return next(row.split() for row in rows if row.split()[1].endswith(SSDP_PORT_HEX))
+
+    def queued(self):
+        """Bytes that wait to be received."""
+        return int(self._socket()[4].split(":")[1], 16)
+
+    def drops(self):
+        """Datagrams that the kernel dropped for want of room."""
+        return int(self._socket()[12])
+
+    def pause(self):
+        os.kill(self.pid, signal.SIGSTOP)
+
+    def go_on(self):
+        os.kill(self.pid, signal.SIGCONT)
+
+    def settle(self, limit=20):
+        """Waits until everything that was sent is received and worked off."""
+        end = time.monotonic() + limit
+        before = -1
+        while time.monotonic() < end:
+            now = self.cpu()
+            if self.queued() == 0 and now == before:
+                return
+            before = now
+            time.sleep(0.02)
+        raise TimeoutError(f"{self.label} does not settle")

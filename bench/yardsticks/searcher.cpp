@@ -1,0 +1,71 @@
+// Searches one host over and over and times the answers:
+//
+//   bench-searcher ADDRESS COUNT
+//
+// Each search waits for the answer to the one before. Prints the median and the
+// 99th percentile in microseconds, the answers a second, and the searches that
+// had no answer within a second.
+
+#include "multicast_socket.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <poll.h>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Microseconds from a search to its answer, negative when there is none.
+double SearchOnce(int descriptor, const sockaddr_in &host)
+{
+    static const std::string kSearch =
+        "M-SEARCH * HTTP/1.1\r\nHOST:239.255.255.250:1900\r\nST:upnp:rootdevice\r\n"
+        "MAN:\"ssdp:discover\"\r\nMX:3\r\n\r\n";
+    std::array<char, 2048> buffer{};
+    const auto start = Clock::now();
+    sendto(descriptor, kSearch.data(), kSearch.size(), 0, reinterpret_cast<const sockaddr *>(&host),
+           sizeof host);
+    pollfd waiting{descriptor, POLLIN, 0};
+    if (poll(&waiting, 1, 1000) != 1 || recv(descriptor, buffer.data(), buffer.size(), 0) <= 0) {
+        return -1;
+    }
+    return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc != 3) {
+        std::fputs("usage: bench-searcher ADDRESS COUNT\n", stderr);
+        return 2;
+    }
+    const sockaddr_in host = bench::Address(argv[1], bench::kPort);
+    const int descriptor = bench::OpenSender();
+    std::vector<double> times;
+    unsigned long lost = 0;
+    const auto start = Clock::now();
+    for (long left = std::strtol(argv[2], nullptr, 10); left > 0; --left) {
+        const double time = SearchOnce(descriptor, host);
+        if (time < 0) {
+            ++lost;
+        } else {
+            times.push_back(time);
+        }
+    }
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    if (times.empty()) {
+        std::fputs("no answer\n", stderr);
+        return 1;
+    }
+    std::sort(times.begin(), times.end());
+    std::printf("%.2f %.2f %.0f %lu\n", times[times.size() / 2], times[times.size() * 99 / 100],
+                static_cast<double>(times.size()) / seconds, lost);
+    return 0;
+}
