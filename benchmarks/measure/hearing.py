@@ -2,7 +2,7 @@
 
 from statistics import median
 
-ROUNDS = 3
+ROUNDS = 5
 BACKLOG = 150           # fits the receive buffer that a program gets unasked
 BACKLOGS_PER_ROUND = 20
 BURST = 2000

@@ -111,7 +111,7 @@ int main(int argc, char **argv)
     } else if (arguments.size() == 3 && arguments[0] == "describe") {
         Describe(arguments[1], Number(argv[3]));
     } else {
-        std::fprintf(stderr, "usage: see the head of %s\n", "bench/yardsticks/traffic.cpp");
+        std::fprintf(stderr, "usage: see the head of %s\n", "benchmarks/yardsticks/traffic.cpp");
         return 2;
     }
     return 0;

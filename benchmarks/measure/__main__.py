@@ -1,0 +1,159 @@
+"""Runs every measurement and prints one table: what the command ./bench starts."""
+
+import json
+import subprocess
+import sys
+import tempfile
+import time
+
+from lab import Lab
+
+from . import answering, footprint, hearing, idle
+from .subject import Subject
+from .table import Table
+
+SIZES = [1, 100, 1000, 4000]
+RATES = [1000, 5000, 20000]
+
+
+class Bench:
+    """The virtual network with every program that is measured."""
+
+    def __init__(self, lab, programs):
+        self.lab = lab
+        self.programs = programs
+        self.table = Table()
+        self.sender = lab.add_peer("sender")
+        self.traffic = hearing.Traffic(self.sender, programs)
+        self.device = lab.add_device("studio-a", product="corvia12")
+        self.beacond = self._start_daemon()
+        self.bare = self._peer_program("bare", f"{programs}/bench-bare_receiver")
+        self.echo = self._peer_program("echo", f"{programs}/bench-echo_server")
+        self.minissdpd = self._start_minissdpd()
+        self.gssdp = self._peer_program("gssdp-discover", "gssdp-discover", "-i", "net0",
+                                        "--timeout=0")
+
+    def _start_daemon(self):
+        start = time.monotonic()
+        daemon = self.device.start_beacond()
+        daemon.wait_output("PubSub started")
+        self.start_up = time.monotonic() - start
+        return Subject("beacond", self.device, daemon.pid)
+
+    def _peer_program(self, label, *command):
+        node = self.lab.add_peer(label)
+        return Subject(label, node, node.start(label, list(command)).pid)
+
+    def _start_minissdpd(self):
+        node = self.lab.add_peer("minissdpd")
+        node.run("minissdpd", "-i", "net0", "-p", "/run/minissdpd.pid")
+        return Subject("minissdpd", node, node.wait_for_process("minissdpd"))
+
+    def hear(self):
+        subjects = [self.bare, self.beacond, self.minissdpd, self.gssdp]
+        self._hear_backlog(subjects, "foreign", 0)
+        for peers in SIZES:
+            self.traffic.describe(self.device.address, peers)
+            self._hear_backlog(subjects, "peers", peers)
+        for rate in RATES:
+            costs = hearing.medians([self.bare, self.beacond], lambda subject, rate=rate:
+                                    hearing.paced_cost(subject, self.traffic, "peers", rate, 1000))
+            self.table.add(f"hearing {rate}/s of 1000 peers: beacond / bare receiver",
+                           costs["beacond"] / costs["bare"], "at most 1.5", 1.5)
+        for subject in [self.beacond, self.minissdpd]:
+            loss = hearing.burst_loss(subject, self.traffic)
+            ours = subject is self.beacond
+            self.table.add(f"burst of {hearing.BURST} lost by {subject.label}, share", loss,
+                           "0" if ours else None, 0 if ours else None)
+
+    def _hear_backlog(self, subjects, kind, peers):
+        costs = hearing.medians(subjects, lambda subject:
+                                hearing.backlog_cost(subject, self.traffic, kind, peers))
+        what = f"{peers} known peers" if peers else "foreign devices"
+        own = costs["beacond"]
+        self.table.add(f"hearing {what}: bare receiver, µs", costs["bare"] / 1000)
+        self.table.add(f"hearing {what}: beacond / bare receiver", own / costs["bare"],
+                       "at most 1.5", 1.5)
+        limit = 0.1 if peers == 4000 else 1.0
+        self.table.add(f"hearing {what}: beacond / minissdpd", own / costs["minissdpd"],
+                       f"at most {limit}", limit)
+        self.table.add(f"hearing {what}: beacond / gssdp-discover", own / costs["gssdp-discover"],
+                       "at most 0.1", 0.1)
+
+    def answer(self):
+        figures = answering.medians(self.sender, self.programs,
+                                    {"echo": self.echo.node.address,
+                                     "beacond": self.device.address,
+                                     "minissdpd": self.minissdpd.node.address})
+        own, echo = figures["beacond"], figures["echo"]
+        self.table.add("answering: bare echo, median µs", echo[0])
+        self.table.add("answering: beacond / bare echo, median", own[0] / echo[0],
+                       "at most 1.2", 1.2)
+        self.table.add("answering: beacond / bare echo, 99th percentile", own[1] / echo[1],
+                       "at most 1.2", 1.2)
+        self.table.add("answering: searches without an answer", own[3], "0", 0)
+
+    def rest(self, peers):
+        written = idle.bytes_written(self.beacond)
+        rates = idle.wake_ups_a_second(self.beacond)
+        self.table.add(f"idle with {peers} peers: wake-ups a second / floor",
+                       sum(rates.values()) / idle.floor(), "at most 1.1", 1.1)
+        self.table.add(f"idle with {peers} peers: by thread",
+                       ", ".join(f"{name.split()[0]} {rate:.2f}" for name, rate in rates.items()))
+        self.table.add(f"idle with {peers} peers: bytes written",
+                       float(idle.bytes_written(self.beacond) - written), "0", 0)
+
+    def weigh(self):
+        memory = self.beacond.memory()
+        self.table.add("memory: resident MiB", memory["Rss"] / 1024, "under 24", 24)
+        for group, (shared, private) in sorted(footprint.by_owner(self.beacond.pid).items()):
+            self.table.add(f"memory of {group}: proportional / private KiB",
+                           f"{shared} / {private}")
+        program = f"{self.programs}/beacond"
+        with tempfile.TemporaryDirectory() as scratch:
+            self.table.add("stripped program, KiB",
+                           footprint.stripped_size(program, scratch) / 1024)
+        self.table.add("linked with", " ".join(
+            name for name in footprint.needed_libraries(program) if "Qt" in name or "avahi" in name))
+        self.table.add("start-up to \"PubSub started\", seconds (half a second is a pause)",
+                       self.start_up)
+
+
+def grow(table, programs):
+    """Rows from the micro-benchmarks: how the registry's work grows."""
+    output = subprocess.run([f"{programs}/beacond-bench", "--benchmark_format=json",
+                             "--benchmark_repetitions=5",
+                             "--benchmark_report_aggregates_only=true"],
+                            check=True, text=True, stdout=subprocess.PIPE,
+                            stderr=subprocess.DEVNULL).stdout
+    times = {run["run_name"]: (run["cpu_time"], run["time_unit"], run.get("allocations"))
+             for run in json.loads(output)["benchmarks"] if run["aggregate_name"] == "median"}
+    scan, _, allocations = times["ClassifyAndScanNotify"]
+    table.add("classifying and scanning a NOTIFY of 300 bytes, ns", scan, "under 1000", 1000)
+    table.add("its allocations", allocations, "0", 0)
+    for name, limit in [("PassWithoutChange/4096", 1000), ("CopyOfChange/1000", 1000),
+                        ("CopyOfChange/4000", 5000), ("BrowseDocument/1000", 1000)]:
+        table.add(f"{name}, µs", times[name][0], f"under {limit}", limit)
+    for name in ["PassWithoutChange", "CopyOfChange", "BrowseDocument"]:
+        table.add(f"{name}: 1000 entries / 100 entries",
+                  times[f"{name}/1000"][0] / times[f"{name}/100"][0], "linear: about 10", 20)
+
+
+def main():
+    programs = sys.argv[1]
+    with Lab(programs) as lab:
+        bench = Bench(lab, programs)
+        bench.rest(0)
+        bench.hear()
+        bench.answer()
+        bench.weigh()
+    grow(bench.table, programs)
+    print(*bench.table.lines(), sep="\n")
+    missed = bench.table.missed()
+    if missed:
+        print("", "Missed:", *missed, sep="\n  ")
+    return 1 if missed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,46 @@
+"""What the daemon occupies: memory by kind, files, start-up time."""
+
+import subprocess
+from pathlib import Path
+
+OWNERS = {"beacond": "own code and data", "libQt5": "Qt", "libicu": "Qt", "libpcre2": "Qt",
+          "libglib": "Qt", "libdouble": "Qt", "libzstd": "Qt", "libz.": "Qt",
+          "libavahi": "Avahi", "libdbus": "Avahi", "libsystemd": "Avahi", "[heap]": "heap",
+          "[stack]": "stacks"}
+
+
+def owner(path):
+    name = path.rsplit("/", 1)[-1]
+    for start, group in OWNERS.items():
+        if name.startswith(start):
+            return group
+    return "C and C++ libraries" if ".so" in name else "anonymous (stacks of threads, heap arenas)"
+
+
+def by_owner(pid):
+    """Proportional and private kilobytes of each owner's mappings."""
+    totals = {}
+    group = None
+    for line in Path(f"/proc/{pid}/smaps").read_text().splitlines():
+        words = line.split()
+        if "-" in words[0] and not words[0].endswith(":"):
+            group = totals.setdefault(owner(words[5] if len(words) > 5 else ""), [0, 0])
+        elif words[0] == "Pss:":
+            group[0] += int(words[1])
+        elif words[0] in ("Private_Clean:", "Private_Dirty:"):
+            group[1] += int(words[1])
+    return totals
+
+
+def stripped_size(program, scratch):
+    """Bytes of a program without its symbols."""
+    target = Path(scratch) / "stripped"
+    subprocess.run(["strip", "-o", str(target), program], check=True)
+    return target.stat().st_size
+
+
+def needed_libraries(program):
+    """What the program itself is linked with."""
+    output = subprocess.run(["readelf", "-d", program], check=True, text=True,
+                            stdout=subprocess.PIPE).stdout
+    return [line.split("[")[1].rstrip("]") for line in output.splitlines() if "(NEEDED)" in line]
