@@ -10,7 +10,6 @@
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
@@ -271,9 +270,9 @@ TEST(VEXThread, SeveralThreadsMayStopOneTogether)
         EndlessThread thread;
         ASSERT_EQ(thread.Start(), 0);
         std::atomic<int> stopped{0};
-        std::vector<std::thread> stoppers;
-        for (int i = 0; i < 3; ++i) {
-            stoppers.emplace_back([&] { stopped += thread.Stop(kVEXInfinite) == 0 ? 1 : 0; });
+        std::array<std::thread, 3> stoppers;
+        for (auto &stopper : stoppers) {
+            stopper = std::thread([&] { stopped += thread.Stop(kVEXInfinite) == 0 ? 1 : 0; });
         }
         for (auto &stopper : stoppers) {
             stopper.join();

@@ -1,9 +1,7 @@
 #include "unit/vexbase/sockets.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <fcntl.h>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -11,6 +9,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
+#include <vector>
 
 using test::Address;
 using test::kGenerousMs;
@@ -34,20 +33,20 @@ std::set<int> OpenDescriptors()
     return open;
 }
 
-// From now on poll() fails on this thread.
-bool RefusePollHere()
+// From now on this thread may neither ask whether a socket is ready nor set an
+// option; the process ends if it does.
+bool AllowReceivingOnlyHere()
 {
-    std::array<sock_filter, 5> program{{
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, 0), // the call's number
+    std::vector<sock_filter> program{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, 0)}; // the call's number
+    for (const int call : {
 #ifdef SYS_poll
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_poll, 1, 0),
-#else
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_ppoll, 1, 0),
+             SYS_poll,
 #endif
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_ppoll, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    }};
+             SYS_ppoll, SYS_setsockopt, SYS_getsockopt}) {
+        program.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<__u32>(call), 0, 1));
+        program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS));
+    }
+    program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
     const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
     return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
            prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
@@ -247,27 +246,52 @@ TEST(UDPSocketPoll, GivesABacklogInOrder)
     EXPECT_EQ(PollOnce(socket, 0).datagram, "");
 }
 
-// A burst must be taken in before the system's queue overflows: while anything
-// is queued, no call is spent on asking whether it is.
-TEST(UDPSocketPoll, TakesABacklogWithoutAskingWhetherThereIsOne)
+// A burst must be taken in before the system's queue overflows: once the time-out
+// is set, no call is spent on anything but receiving.
+TEST(UDPSocketPoll, CostsOneSystemCallADatagram)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
     for (int i = 0; i < 100; ++i) {
-        ASSERT_EQ(WriteText(socket, "burst", Address("127.0.0.1", kPort)), 5);
+        ASSERT_EQ(WriteText(socket, "queued", Address("127.0.0.1", kPort)), 6);
     }
-    int received = 0;
-    bool refused = false;
-    std::thread([&] {
-        refused = RefusePollHere();
-        while (refused && received < 100 && PollOnce(socket, kGenerousMs).datagram == "burst") {
-            ++received;
+    std::atomic<pid_t> threadId{0};
+    std::atomic<bool> refused{false};
+    std::thread reader([&] {
+        EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "queued");
+        refused = !AllowReceivingOnlyHere();
+        for (int i = 1; i < 100; ++i) {
+            EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "queued");
         }
-    }).join();
-    if (!refused) {
+        threadId = gettid();
+        EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "waited for");
+    });
+    while (threadId == 0) {
+        std::this_thread::yield();
+    }
+    test::AwaitBlocked(threadId);
+    EXPECT_EQ(WriteText(socket, "waited for", Address("127.0.0.1", kPort)), 10);
+    reader.join();
+    if (refused) {
         GTEST_SKIP() << "the system has no filter for system calls";
     }
-    EXPECT_EQ(received, 100);
+}
+
+TEST(UDPSocketPoll, KeepsEachCallsOwnTimeout)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    PeerSocket peer;
+    for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
+        peer.SendTo("first", kOwnAddress, kPort);
+        EXPECT_EQ(PollOnce(socket, timeoutMs).datagram, "first");
+        EXPECT_EQ(PollOnce(socket, 20).datagram, "");
+        EXPECT_EQ(PollOnce(socket, 0).datagram, "");
+    }
+    // Opened anew, the socket knows nothing of the time-out it had.
+    socket.Close();
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    EXPECT_EQ(PollOnce(socket, 20).datagram, "");
 }
 
 TEST(UDPSocketPoll, TakesAnEmptyDatagramForNone)
