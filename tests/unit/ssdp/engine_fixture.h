@@ -1,15 +1,15 @@
 #pragma once
 
 #include "ssdp/vex_ssdp.h"
+#include "support/heard_so_far.h"
+#include "support/one_processor.h"
 #include "support/private_namespace.h"
 
-#include <arpa/inet.h>
 #include <array>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <map>
-#include <sched.h>
 #include <string>
 
 // What the tests of the whole engine have in common: the engine on net0, and a
@@ -116,25 +116,14 @@ inline std::string Receive(VEXUDPSocket &socket)
 class EngineOnNet0
 {
 protected:
-    // On one processor datagrams arrive in the order in which they were sent,
-    // whichever thread or host of this program sent them.
     EngineOnNet0()
     {
-        sched_getaffinity(0, sizeof mProcessors, &mProcessors);
-        cpu_set_t one;
-        CPU_ZERO(&one);
-        CPU_SET(sched_getcpu(), &one);
-        sched_setaffinity(0, sizeof one, &one);
         mPeer.JoinMulticast();
         mEngine.SetPath("/var/www/html");
     }
     EngineOnNet0(const EngineOnNet0 &) = delete;
     EngineOnNet0 &operator=(const EngineOnNet0 &) = delete;
-    ~EngineOnNet0()
-    {
-        mEngine.Close();
-        sched_setaffinity(0, sizeof mProcessors, &mProcessors);
-    }
+    ~EngineOnNet0() { mEngine.Close(); }
 
     void Add(const std::string &product = kCorvia)
     {
@@ -173,18 +162,14 @@ protected:
     static void FromOwnAddress(const std::string &datagram)
     {
         VEXUDPSocket own;
-        sockaddr_in engine{};
-        engine.sin_family = AF_INET;
-        engine.sin_port = htons(1900);
-        inet_pton(AF_INET, kOwnAddress, &engine.sin_addr);
         ASSERT_EQ(own.Open(kOwnAddress, 0), kVEXSuccess);
-        EXPECT_EQ(own.Write(datagram.data(), datagram.size(), engine),
+        EXPECT_EQ(own.Write(datagram.data(), datagram.size(), SocketAddress(kOwnAddress, 1900)),
                   static_cast<int>(datagram.size()));
     }
 
     void ToEngine(const std::string &datagram) { mPeer.SendTo(datagram, kOwnAddress, 1900); }
 
-    cpu_set_t mProcessors{};
+    OneProcessor mOrder;
     PeerSocket mPeer{1900};
     VEX_SSDP mEngine;
 };

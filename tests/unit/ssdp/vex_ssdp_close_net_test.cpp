@@ -20,26 +20,7 @@ namespace {
 class Closing : public test::EngineTest
 {
 protected:
-    // All that the peer has got, up to a datagram sent now.
-    std::vector<std::string> HeardSoFar()
-    {
-        const std::string mark = "end of what was sent so far";
-        VEXUDPSocket socket;
-        sockaddr_in peer{};
-        peer.sin_family = AF_INET;
-        peer.sin_port = htons(1900);
-        inet_pton(AF_INET, test::kPeerAddress, &peer.sin_addr);
-        EXPECT_EQ(socket.Open("", 0), kVEXSuccess);
-        EXPECT_GT(socket.Write(mark.data(), mark.size(), peer), 0);
-        std::vector<std::string> heard;
-        std::string datagram = mPeer.Receive();
-        while (datagram != mark && !datagram.empty()) {
-            heard.push_back(datagram);
-            datagram = mPeer.Receive();
-        }
-        EXPECT_EQ(datagram, mark);
-        return heard;
-    }
+    std::vector<std::string> HeardSoFar() { return test::HeardSoFar(mPeer); }
 };
 
 } // namespace

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "scripted_server.h"
 #include "support/capture.h"
+#include "support/scripted_server.h"
 #include "wsconfig/watch_stream.h"
 
 #include <QCoreApplication>

@@ -1,7 +1,7 @@
 #include "wsconfig/ws_config.h"
 
-#include "scripted_server.h"
 #include "support/capture.h"
+#include "support/scripted_server.h"
 #include "wsconfig/oai_system_config.h"
 
 #include <QCoreApplication>

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "support/private_namespace.h"
+#include "vexbase/vex_udp_socket.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace test {
+
+// A socket address of IPv4.
+inline sockaddr_in SocketAddress(const char *address, std::uint16_t port)
+{
+    sockaddr_in result{};
+    result.sin_family = AF_INET;
+    result.sin_port = htons(port);
+    inet_pton(AF_INET, address, &result.sin_addr);
+    return result;
+}
+
+// All that a peer has got and not read up to now, without any waiting: up to a
+// datagram that this host sends it now. REQUIRES: a OneProcessor.
+inline std::vector<std::string> HeardSoFar(PeerSocket &peer)
+{
+    const std::string mark = "end of what was sent so far";
+    VEXUDPSocket socket;
+    EXPECT_EQ(socket.Open("", 0), kVEXSuccess);
+    EXPECT_GT(socket.Write(mark.data(), mark.size(), SocketAddress(kPeerAddress, peer.Port())), 0);
+    std::vector<std::string> heard;
+    std::string datagram = peer.Receive();
+    while (datagram != mark && !datagram.empty()) {
+        heard.push_back(datagram);
+        datagram = peer.Receive();
+    }
+    EXPECT_EQ(datagram, mark);
+    return heard;
+}
+
+} // namespace test

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <sched.h>
+
+namespace test {
+
+// Keeps this thread, and those it starts, on one processor for the length of a
+// scope. Datagrams then arrive in the order in which they were sent, whichever
+// thread or host of this program sent them: each processor has its own queue of
+// arriving packets.
+class OneProcessor
+{
+public:
+    OneProcessor()
+    {
+        sched_getaffinity(0, sizeof mFormer, &mFormer);
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(sched_getcpu(), &one);
+        sched_setaffinity(0, sizeof one, &one);
+    }
+    ~OneProcessor() { sched_setaffinity(0, sizeof mFormer, &mFormer); }
+    OneProcessor(const OneProcessor &) = delete;
+    OneProcessor &operator=(const OneProcessor &) = delete;
+
+private:
+    cpu_set_t mFormer{};
+};
+
+} // namespace test
