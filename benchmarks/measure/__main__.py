@@ -30,8 +30,7 @@ class Bench:
         self.bare = self._peer_program("bare", f"{programs}/bench-bare_receiver")
         self.echo = self._peer_program("echo", f"{programs}/bench-echo_server")
         self.minissdpd = self._start_minissdpd()
-        self.gssdp = self._peer_program("gssdp-discover", "gssdp-discover", "-i", "net0",
-                                        "--timeout=0")
+        self.gssdp = self._peer_program("gssdp-discover", "gssdp-discover", "-i", "net0")
 
     def _start_daemon(self):
         start = time.monotonic()
