@@ -44,6 +44,8 @@ public:
     void publishMdnsEntry(const char *type, int port, const QStringList &txt);
 
     // Withdraws a service; one that was never published changes nothing.
+    // REQUIRES: another one stays published, for Avahi commits no empty group and
+    // its refusal ends the process.
     void unpublishMdnsEntry(const char *type, int port);
 
     // Sets the instance name (see instance_name.h) for the next time that

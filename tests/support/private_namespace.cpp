@@ -135,6 +135,16 @@ void OnPeer(const std::string &command)
     Enter(gHost);
 }
 
+void MoveToHost()
+{
+    Enter(gHost);
+}
+
+void MoveToPeer()
+{
+    Enter(gPeer);
+}
+
 PeerSocket::PeerSocket(std::uint16_t port, const std::string &address)
 {
     const sockaddr_in local = Address(address, port);

@@ -24,6 +24,11 @@ void EnterPrivateNamespaces();
 void OnHost(const std::string &command);
 void OnPeer(const std::string &command);
 
+// Moves this process to this host (or to the peer) for good: for a child that is
+// to run there. Throws when EnterPrivateNamespaces has not been called.
+void MoveToHost();
+void MoveToPeer();
+
 // A UDP socket of the peer host, bound to its address (empty: any) and port
 // (0: any free one). Closed by the destructor. Receiving gives up after a
 // generous time with an empty text.

@@ -131,10 +131,10 @@ int avahi_entry_group_add_service_strlst(AvahiEntryGroup *group, AvahiIfIndex in
     return result;
 }
 
-int avahi_entry_group_commit(AvahiEntryGroup * /*group*/)
+int avahi_entry_group_commit(AvahiEntryGroup *group)
 {
     fake::state.calls += "commit\n";
-    return fake::state.commitResult;
+    return group->empty ? AVAHI_ERR_IS_EMPTY : fake::state.commitResult;
 }
 
 } // extern "C"

@@ -109,6 +109,7 @@ TEST(Mdns, FallbackNameOfTheFirstInitHasNoProductAndNoSerialNumber)
 TEST(Mdns, FallbackNameOfALaterInitHasThoseOfTheEarlierOne)
 {
     const test::Output output = inFreshProcess([] {
+        fake::state.firstState = AVAHI_CLIENT_S_REGISTERING;
         initialised();
         Mdns::getInstance()->init("4711", "Lumen", "--");
         Mdns::getInstance()->sanitizeAndSetHostService("--");
@@ -124,10 +125,9 @@ TEST(Mdns, Keeps31BytesOfSerialNumberAndProductName)
         const std::string serial(40, 's');
         const std::string product(40, 'p');
         Mdns::getInstance()->init(serial.c_str(), product.c_str(), "studio-a");
-        Mdns::getInstance()->nameChanged(QStringLiteral("--"));
+        Mdns::getInstance()->sanitizeAndSetHostService("--");
     });
     EXPECT_EQ(output.err, "avahi host/service updating to: studio-a\n"
-                          "name changed\n"
                           "avahi host/service updating to: vex-" +
                               std::string(31, 'p') + "-" + std::string(31, 's') + "\n");
 }
@@ -281,13 +281,14 @@ TEST(Mdns, NameChangedToTheCurrentNameOnlySaysSo)
     EXPECT_EQ(output.err, "name changed\n");
 }
 
-TEST(Mdns, NameChangedBeforeAnythingIsPublishedHasNoGroupToReset)
+TEST(Mdns, NameChangedBeforeInitLeavesThePublishingForLater)
 {
-    const test::Output output = inFreshProcess([] {
-        initialised();
-        Mdns::getInstance()->nameChanged(QStringLiteral("studio-b"));
-    });
-    EXPECT_EQ(output.out, "client_new\ngroup_new\nis_empty\ncommit\n");
+    const test::Output output =
+        inFreshProcess([] { Mdns::getInstance()->nameChanged(QStringLiteral("studio-b")); });
+    EXPECT_EQ(output.out, "");
+    EXPECT_EQ(output.err, "name changed\n"
+                          "avahi host/service updating to: studio-b\n"
+                          "attempt to create services before init finished\n");
 }
 
 TEST(Mdns, SlotsTakeStringBasedConnections)
@@ -394,10 +395,13 @@ TEST(Mdns, EmitsNoneOfItsSignals)
         mdns.nameChanged(QStringLiteral("studio-b"));
         fake::groupState(AVAHI_ENTRY_GROUP_COLLISION);
         fake::groupState(AVAHI_ENTRY_GROUP_ESTABLISHED);
-        mdns.unpublishMdnsEntry(kHttp, 80);
+        mdns.unpublishMdnsEntry("_ftp._tcp", 21);
         EXPECT_EQ(emitted, 0);
     });
-    EXPECT_EQ(output.out.substr(output.out.size() - 22), "reset\nis_empty\ncommit\n");
+    EXPECT_EQ(output.err, "name changed\n"
+                          "avahi host/service updating to: studio-b\n"
+                          "Service name collision, renaming service to 'studio-b #2'\n"
+                          "Service 'studio-b #2' successfully established.\n");
 }
 
 // What is replaced or removed is freed: the leak check runs when the child ends.
@@ -414,11 +418,11 @@ TEST(Mdns, KeepsNothingOfWhatWasReplaced)
             mdns.nameChanged(QStringLiteral("studio-c"));
             mdns.unpublishMdnsEntry("_ftp._tcp", 21);
         }
-        mdns.unpublishMdnsEntry(kHttp, 80);
+        mdns.nameChanged(QStringLiteral("studio-a"));
         fake::state.calls.clear();
         mdns.ipChanged();
     });
-    EXPECT_EQ(output.out, "reset\nis_empty\ncommit\n");
+    EXPECT_EQ(output.out, std::string("reset\n") + kAddHttp);
 }
 
 void writeMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
@@ -447,14 +451,16 @@ TEST(Mdns, LogsItsStepsOnceDebuggingIsSwitchedOn)
 TEST(Mdns, LogsThatTheClientRunsOnceDebuggingIsSwitchedOn)
 {
     const test::Output output = inFreshProcess([] {
-        qInstallMessageHandler(writeMessage);
-        fake::state.firstState = AVAHI_CLIENT_S_REGISTERING;
+        Mdns::getInstance()->publishMdnsEntry(kHttp, 80, kTxt);
         initialised();
+        qInstallMessageHandler(writeMessage);
         QLoggingCategory::setFilterRules(QStringLiteral("beacond.mdns.debug=true"));
         fake::clientState(AVAHI_CLIENT_S_RUNNING);
     });
-    EXPECT_EQ(output.err, "avahi host/service updating to: studio-a\n"
-                          "beacond.mdns: client running\n");
+    EXPECT_EQ(output.err, "attempt to create services before init finished\n"
+                          "avahi host/service updating to: studio-a\n"
+                          "beacond.mdns: client running\n"
+                          "beacond.mdns: Adding service studio-a _http._tcp\n");
 }
 
 const std::string kNamed = "avahi host/service updating to: studio-a\n";
@@ -483,6 +489,11 @@ void failToCommit()
 {
     fake::state.commitResult = AVAHI_ERR_BAD_STATE;
     published();
+}
+
+void unpublishTheLast()
+{
+    published().unpublishMdnsEntry(kHttp, 80);
 }
 
 void failAsClient()
@@ -521,6 +532,13 @@ TEST(MdnsDeathTest, AGroupThatCannotBeCommittedEndsTheProcess)
 {
     EXPECT_EXIT(failToCommit(), ExitedWithCode(1),
                 Eq(kNamed + "error committing group - Bad state\n"));
+}
+
+// Avahi commits no empty group, and that is a failure like any other.
+TEST(MdnsDeathTest, UnpublishingTheLastServiceEndsTheProcess)
+{
+    EXPECT_EXIT(unpublishTheLast(), ExitedWithCode(1),
+                Eq(kNamed + "error committing group - Is empty\n"));
 }
 
 TEST(MdnsDeathTest, AFailedClientEndsTheProcess)

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "support/live_child.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace test {
+
+// A system bus, whether or not anything is on it. Its address works from both
+// hosts of the private network (see private_namespace.h).
+class SystemBus
+{
+public:
+    // name tells it from other buses of the same test program. Returns when the
+    // bus takes connections, throws std::runtime_error when it does not.
+    explicit SystemBus(const std::string &name);
+
+    [[nodiscard]] const std::string &Address() const { return mAddress; }
+
+    // Kills the bus.
+    void End() { mDaemon.reset(); }
+
+private:
+    std::string mAddress;
+    std::unique_ptr<LiveChild> mDaemon;
+};
+
+// An avahi-daemon on one of the two hosts of the private network, on a system
+// bus of its own.
+class AvahiHost
+{
+public:
+    enum class Side { Own, Peer };
+
+    // name is the daemon's host name without ".local". Returns when the daemon
+    // has claimed it, throws std::runtime_error when it does not.
+    AvahiHost(Side side, const std::string &name);
+
+    [[nodiscard]] const std::string &BusAddress() const { return mBus.Address(); }
+
+    // Runs code in a child on that side, with that system bus.
+    [[nodiscard]] LiveChild Start(const std::function<int()> &code) const;
+    // The same for a program.
+    [[nodiscard]] LiveChild Start(const std::vector<std::string> &command) const;
+
+    // Gives avahi-daemon another host name; returns when it has claimed it.
+    void Rename(const std::string &name);
+    // Ends avahi-daemon by a signal; the bus stays.
+    void EndAvahi(int signal);
+    // Kills the bus.
+    void EndBus() { mBus.End(); }
+
+private:
+    void WaitUntilNamed(const std::string &name);
+
+    Side mSide;
+    SystemBus mBus;
+    std::unique_ptr<LiveChild> mDaemon;
+};
+
+} // namespace test
