@@ -65,7 +65,8 @@ protected:
         [[nodiscard]] int Descriptor() const { return mDescriptor; }
         // Whether receiving had been shut down when this use began.
         [[nodiscard]] bool ReceivingEnded() const { return mReceivingEnded; }
-        // Lets blocking receives wait at most timeoutMs milliseconds.
+        // Lets blocking receives wait timeoutMs milliseconds, and as much longer
+        // as the kernel's coarse timers make of it.
         [[nodiscard]] bool SetReceiveTimeout(unsigned int timeoutMs);
 
     private:

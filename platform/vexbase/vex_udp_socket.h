@@ -24,8 +24,7 @@ public:
     // Waits at most timeoutMs milliseconds (kVEXInfinite: for ever) for one
     // datagram. Returns its length, cut to size, and its sender; 0 when none
     // came, or the socket is closed, was shut down, or is closed meanwhile.
-    // An empty datagram looks like none. A wait that a signal interrupts begins
-    // anew. REQUIRES: one thread at a time receives.
+    // An empty datagram looks like none. REQUIRES: one thread at a time receives.
     [[nodiscard]] std::size_t Poll(void *buffer, std::size_t size, sockaddr_in &sender,
                                    unsigned int timeoutMs);
 

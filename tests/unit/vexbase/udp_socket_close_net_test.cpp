@@ -41,6 +41,10 @@ public:
 
     [[nodiscard]] pid_t ThreadId() const { return mThreadId; }
     [[nodiscard]] std::string Result() { return mResult.get(); }
+    [[nodiscard]] bool IsDone() const
+    {
+        return mResult.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }
 
 private:
     std::atomic<pid_t> mThreadId{0};
@@ -74,7 +78,25 @@ private:
     std::thread mThread;
 };
 
-std::atomic<int> gInterrupts{0};
+std::atomic<int> gSignals{0};
+
+// Counts signals of one kind, which interrupt system calls, while it lives.
+class SignalCounter
+{
+public:
+    SignalCounter()
+    {
+        struct sigaction action = {};
+        action.sa_handler = [](int) { ++gSignals; };
+        EXPECT_EQ(sigaction(SIGUSR1, &action, &mFormer), 0);
+    }
+    SignalCounter(const SignalCounter &) = delete;
+    SignalCounter &operator=(const SignalCounter &) = delete;
+    ~SignalCounter() { sigaction(SIGUSR1, &mFormer, nullptr); }
+
+private:
+    struct sigaction mFormer = {};
+};
 
 } // namespace
 
@@ -224,23 +246,36 @@ TEST(UDPSocketClose, MayBeRepeated)
 
 TEST(UDPSocketPoll, IsNotEndedByASignal)
 {
-    struct sigaction action = {};
-    action.sa_handler = [](int) { ++gInterrupts; };
-    struct sigaction former = {};
-    ASSERT_EQ(sigaction(SIGUSR1, &action, &former), 0);
+    const SignalCounter signals;
+    for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
+        VEXUDPSocket socket;
+        ASSERT_EQ(socket.Open("", kPort), 0);
+        Poller poller(socket, timeoutMs);
+        const std::atomic<pid_t> threadId{poller.ThreadId()};
+        for (const int before = gSignals; gSignals == before;) {
+            ASSERT_EQ(tgkill(getpid(), threadId, SIGUSR1), 0);
+            std::this_thread::yield();
+        }
+        AwaitBlocked(threadId); // again
+        PeerSocket peer;
+        peer.SendTo("after the signal", kOwnAddress, kPort);
+        EXPECT_EQ(poller.Result(), "after the signal");
+    }
+}
+
+TEST(UDPSocketPoll, IsNotProlongedBySignals)
+{
+    const SignalCounter signals;
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
-    Poller poller(socket, kGenerousMs);
-    std::atomic<pid_t> threadId{poller.ThreadId()};
-    ASSERT_EQ(tgkill(getpid(), threadId, SIGUSR1), 0);
-    while (gInterrupts == 0) {
-        std::this_thread::yield();
+    Poller poller(socket, 200);
+    const auto start = Clock::now();
+    while (!poller.IsDone() && Clock::now() - start < kAtOnce) {
+        tgkill(getpid(), poller.ThreadId(), SIGUSR1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    AwaitBlocked(threadId); // again
-    PeerSocket peer;
-    peer.SendTo("after the signal", kOwnAddress, kPort);
-    EXPECT_EQ(poller.Result(), "after the signal");
-    sigaction(SIGUSR1, &former, nullptr);
+    EXPECT_LT(Clock::now() - start, kAtOnce);
+    EXPECT_EQ(poller.Result(), "");
 }
 
 // Opens and closes a socket over and over, while one thread receives, one
