@@ -53,15 +53,31 @@ void SetBus(const std::string &address)
     setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
 }
 
+void HideUnder(const std::string &text, const std::string &path)
+{
+    const std::string file = WriteFile("/run" + path.substr(path.rfind('/')), text);
+    if (mount(file.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) != 0) {
+        throw std::runtime_error("cannot mount over " + path);
+    }
+}
+
 // avahi-daemon keeps its process number and a socket in /run, whichever network
-// it runs in: each gets a /run of its own.
+// it runs in, and gives the folder to the user avahi: each gets a /run of its own,
+// and a user list by which it can do so where the test's user is the only one.
+void MakeAvahiFileTree()
+{
+    if (unshare(CLONE_NEWNS) != 0 || mount("tmpfs", "/run", "tmpfs", 0, "mode=755") != 0) {
+        throw std::runtime_error("cannot make a private /run");
+    }
+    HideUnder("root:x:0:0::/:/bin/sh\navahi:x:0:0::/:/bin/sh\n", "/etc/passwd");
+    HideUnder("root:x:0:\navahi:x:0:\n", "/etc/group");
+}
+
 int ExecuteAvahi(AvahiHost::Side side, const std::string &busAddress,
                  const std::string &configuration)
 {
     MoveTo(side);
-    if (unshare(CLONE_NEWNS) != 0 || mount("tmpfs", "/run", "tmpfs", 0, "mode=755") != 0) {
-        return 126;
-    }
+    MakeAvahiFileTree();
     SetBus(busAddress);
     return Execute(
         {"avahi-daemon", "--no-drop-root", "--no-chroot", "--no-rlimits", "--file", configuration});
