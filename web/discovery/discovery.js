@@ -74,8 +74,8 @@ function show() {
         .map((device) => rowOf(device, now));
     views[viewName].show(sorted(rows, sorting.column, sorting.isAscending), (key) => keys.has(key));
     newCount = known.countNew(now);
-    byId('table').hidden = viewName !== 'rows' || rows.length === 0;
-    byId('cards').hidden = viewName !== 'cards' || rows.length === 0;
+    byId('table').toggleAttribute('hidden', viewName !== 'rows' || rows.length === 0);
+    byId('cards').toggleAttribute('hidden', viewName !== 'cards' || rows.length === 0);
     setText(byId('empty'), rows.length > 0 ? '' : emptyText(known.devices, filter.value, fault));
     setText(byId('count'), countText(rows.length, devices.length));
 }

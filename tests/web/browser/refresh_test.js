@@ -1,0 +1,269 @@
+// How the page follows the list.
+
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+
+import { BrowserPages, failAgain, readAgain, textsOf, waitForText }
+    from '../support/browser_page.js';
+import { entries, entry, kWritten, listText } from '../support/sample_list.js';
+
+const pages = new BrowserPages();
+const { server } = pages;
+const kRows = { storage: { 'discovery.view': 'rows' } };
+
+// Counts the elements and texts that are added, removed or changed under main from now on.
+function watchTouches(page) {
+    return page.evaluate(() => {
+        window.touches = 0;
+        new MutationObserver((records) => {
+            for (const { addedNodes, removedNodes } of records) {
+                window.touches += Math.max(1, addedNodes.length + removedNodes.length);
+            }
+        }).observe(document.querySelector('main'), {
+            subtree: true, childList: true, characterData: true, attributes: true,
+        });
+    });
+}
+
+const touches = (page) => page.evaluate(() => window.touches);
+const logLines = (page) => textsOf(page, '#log .words');
+
+// Hides the page, or brings it back into view, as another tab in front would.
+async function setHidden(page, isHidden) {
+    await page.evaluate((hidden) => {
+        Object.defineProperty(document, 'hidden', { value: hidden, configurable: true });
+        document.dispatchEvent(new Event('visibilitychange'));
+    }, isHidden);
+}
+
+test('Devices that come, are renamed and go are shown by themselves, with the time', async () => {
+    for (const [options, selector] of [[{}, '#cards > li'], [kRows, '#rows > tr']]) {
+        const page = await pages.openOn(listText([entry(1), entry(2)]), options);
+        assert.equal(await page.textContent('#latest'), 'nothing yet');
+        server.list = listText([entry(2, { hostName: 'gallery' }), entry(3)]);
+        await readAgain(page);
+        assert.deepEqual(await textsOf(page, `${selector} .name`), ['gallery', 'stage-left-3']);
+        assert.deepEqual(await logLines(page),
+            ['stage-left-3 came', 'ob-van-2 is now gallery', 'control-room-1 went']);
+        assert.match(await page.textContent('#latest'), /^\d.* stage-left-3 came$/);
+        assert.equal(await page.textContent('#announcer'), 'stage-left-3 came, ob-van-2 is now ' +
+            'gallery, control-room-1 went. 2 devices in all.');
+        assert.equal(await page.title(), '2 devices – 127.0.0.1');
+        const times = await page.$$eval('#log time', (all) => all.map((each) => each.dateTime));
+        const now = await page.evaluate(() => Date.now());
+        for (const time of times) {
+            assert.ok(now - Date.parse(time) >= 0 && now - Date.parse(time) < 60000);
+        }
+    }
+});
+
+test('The newest changes are on top of the log, and the oldest are dropped', async () => {
+    const page = await pages.openOn('[]');
+    for (let round = 1; round <= 22; round += 1) {
+        server.list = listText(Array.from({ length: 5 }, (_, index) => entry(5 * round + index)));
+        await readAgain(page);
+    }
+    const lines = await logLines(page);
+    assert.equal(lines.length, 200);
+    assert.match(lines[0], /-110 came$/);
+});
+
+test('A device that has come is marked for a minute, and has its time from then on', async () => {
+    const page = await pages.openOn('[]');
+    server.list = listText([entry(1)]);
+    await readAgain(page);
+    assert.match(await page.textContent('#cards .badge.new'), /^came \d/);
+    await page.clock.fastForward(55000);
+    await page.locator('#cards .badge.new').waitFor({ state: 'detached' });
+    assert.match(await page.textContent('#cards .badge.came'), /^came \d/);
+    await page.getByRole('radio', { name: 'Rows' }).check();
+    assert.match(await page.textContent('#rows td:last-child'), /^\d/);
+});
+
+test('The list is asked for conditionally, and one that is unchanged touches nothing', async () => {
+    for (const options of [{}, kRows]) {
+        server.reads = [];
+        const page = await pages.openOn(kWritten, options);
+        await watchTouches(page);
+        await readAgain(page);
+        await readAgain(page);
+        assert.deepEqual(server.reads.map((read) => read.status), [200, 304, 304]);
+        assert.equal(server.reads[0].ifNoneMatch, undefined);
+        assert.match(server.reads[1].ifNoneMatch, /^"[0-9a-f]{40}"$/);
+        assert.equal(await touches(page), 0);
+    }
+});
+
+test('A server without entity tags is asked by the time of the file', async () => {
+    const asked = [];
+    server.answer = (request, response) => {
+        asked.push(request.headers['if-modified-since']);
+        const isCurrent = request.headers['if-modified-since'] !== undefined;
+        response.writeHead(isCurrent ? 304 : 200,
+            { 'Last-Modified': 'Sat, 21 Nov 2026 10:00:00 GMT' });
+        response.end(isCurrent ? undefined : kWritten);
+    };
+    const page = await pages.openOn(kWritten);
+    await readAgain(page);
+    assert.deepEqual(asked, [undefined, 'Sat, 21 Nov 2026 10:00:00 GMT']);
+    assert.equal(await page.locator('#cards > li').count(), 3);
+    assert.equal(await page.textContent('#notice'), '');
+});
+
+test('The same list in another writing touches nothing', async () => {
+    const page = await pages.openOn(kWritten);
+    await watchTouches(page);
+    server.list = JSON.stringify(JSON.parse(kWritten).reverse(), null, 4);
+    await readAgain(page);
+    assert.equal(await touches(page), 0);
+});
+
+test('Of two thousand devices only the one that comes, changes or goes is touched', async () => {
+    for (const options of [{}, kRows]) {
+        const page = await pages.openOn(listText(2000), options);
+        const steps = [
+            [...entries(2000), entry(2001)],
+            [...entries(2000), entry(2001, { hostName: 'zz-last' })],
+            entries(2000),
+        ];
+        for (const step of steps) {
+            await watchTouches(page);
+            server.list = listText(step);
+            await readAgain(page);
+            const touched = await touches(page);
+            assert.ok(touched > 0 && touched < 50, `${touched}`);
+        }
+    }
+});
+
+test('A device whose name moves it to the far end is the only one that moves', async () => {
+    const page = await pages.openOn(listText(2000));
+    await watchTouches(page);
+    server.list = listText(entries(2000).map((each) =>
+        (each.hostName === 'archive-5' ? { ...each, hostName: 'zz' } : each)));
+    await readAgain(page);
+    assert.equal((await textsOf(page, '#cards .name')).at(-1), 'zz');
+    assert.ok(await touches(page) < 20);
+});
+
+test('The focus stays with its device, wherever that goes in the list', async () => {
+    for (const options of [{}, kRows]) {
+        const page = await pages.openOn(listText(entries(6)), options);
+        const focused = () => page.evaluate(() => document.activeElement.textContent);
+        await page.getByRole('link', { name: 'ob-van-2' }).focus();
+        server.list = listText([...entries(6), entry(1, { ipAddress: '192.0.2.99' })]);
+        await readAgain(page);
+        assert.equal(await focused(), 'ob-van-2');
+        server.list = listText([entry(2, { hostName: 'aa' }), entry(1), entry(4)]);
+        await readAgain(page);
+        assert.equal(await focused(), 'aa');
+        server.list = listText([entry(2, { hostName: 'zz' }), entry(1), entry(4)]);
+        await readAgain(page);
+        assert.equal(await focused(), 'zz');
+    }
+});
+
+test('When a device goes, the focus goes to the nearest one that is left', async () => {
+    const page = await pages.openOn(listText(entries(6)));
+    const focused = () => page.evaluate(() => document.activeElement.textContent);
+    const names = await textsOf(page, '#cards .name');
+    await page.getByRole('link', { name: names[2] }).focus();
+    const without = (gone) => listText(entries(6).filter((each) => !gone.includes(each.hostName)));
+    server.list = without([names[2]]);
+    await readAgain(page);
+    assert.equal(await focused(), names[3]);
+    server.list = without(names.slice(2));
+    await readAgain(page);
+    assert.equal(await focused(), names[1]);
+    server.list = '[]';
+    await readAgain(page);
+    assert.equal(await page.evaluate(() => document.activeElement.localName), 'main');
+});
+
+test('What one is typing and the place in the page outlast a reading', async () => {
+    const page = await pages.openOn(listText(200));
+    await page.locator('#filter').pressSequentially('a');
+    await page.evaluate(() => window.scrollTo(0, 900));
+    server.list = listText(201);
+    await readAgain(page);
+    assert.equal(await page.evaluate(() => document.activeElement.id), 'filter');
+    assert.equal(await page.inputValue('#filter'), 'a');
+    assert.ok(Math.abs(await page.evaluate(() => window.scrollY) - 900) < 300);
+});
+
+test('A server that goes away is said to be away, and asked less and less often', async () => {
+    const page = await pages.openOn(kWritten);
+    const waits = [];
+    await server.stop();
+    try {
+        await failAgain(page, /^The server does not answer\. What you see was read at .*\d s\.$/);
+        for (let failure = 0; failure < 6; failure += 1) {
+            const [, seconds] = /Next try in (\d+) s/.exec(await page.textContent('#notice'));
+            waits.push(Number(seconds));
+            const request = page.waitForEvent('requestfailed');
+            await page.clock.fastForward(Number(seconds) * 1000);
+            await request;
+            await waitForText(page, '#notice', /Next try in ([2-9]|\d\d) s/);
+        }
+    } finally {
+        await server.start();
+    }
+    // The notice may have been written anew a second later.
+    for (const [index, pause] of [5, 10, 20, 40, 60, 60].entries()) {
+        assert.ok(waits[index] >= pause - 1 && waits[index] <= Math.ceil(1.2 * pause), `${waits}`);
+    }
+    assert.equal(await page.textContent('#announcer'), 'The server does not answer.');
+    assert.equal(await page.locator('#cards > li').count(), 3);
+    assert.ok(await page.evaluate(() => document.body.classList.contains('away')));
+});
+
+test('A server that comes back is noticed, and what changed meanwhile is shown', async () => {
+    const page = await pages.openOn(kWritten);
+    await server.stop();
+    try {
+        await failAgain(page, /^The server does not answer\./);
+    } finally {
+        server.list = listText([...JSON.parse(kWritten), entry(1)]);
+        await server.start();
+    }
+    await readAgain(page);
+    await waitForText(page, '#notice', /^$/);
+    assert.equal(await page.textContent('#announcer'),
+        'The device list can be read again. control-room-1 came. 4 devices in all.');
+    assert.deepEqual(await logLines(page), ['control-room-1 came']);
+    assert.ok(!await page.evaluate(() => document.body.classList.contains('away')));
+});
+
+test('A page opened while the server hands out nothing recovers too', async () => {
+    server.answer = (_, response) => response.writeHead(503).end();
+    const page = await pages.open();
+    await waitForText(page, '#notice',
+        /^The server cannot hand out the device list \(status 503\)\. Next try in \d s\.$/);
+    assert.equal(await page.textContent('#last-read'), 'Not read yet');
+    assert.equal(await page.textContent('#empty'), 'There is nothing to show yet.');
+    server.answer = null;
+    server.list = kWritten;
+    await readAgain(page);
+    assert.equal(await page.locator('#cards > li').count(), 3);
+    assert.equal(await page.textContent('#notice'), '');
+});
+
+test('Whoever does not want to wait presses the button', async () => {
+    const page = await pages.openOn(kWritten);
+    server.list = listText([entry(1)]);
+    await page.getByRole('button', { name: 'Read now' }).click();
+    await waitForText(page, '#count', /^1 device$/);
+    assert.equal(await page.evaluate(() => document.activeElement.id), 'read-now');
+});
+
+test('While nobody looks the device is left in peace', async () => {
+    const page = await pages.openOn(kWritten);
+    await setHidden(page, true);
+    server.reads = [];
+    await page.clock.fastForward(600000);
+    assert.deepEqual(server.reads, []);
+    server.list = listText([entry(1)]);
+    await setHidden(page, false);
+    await waitForText(page, '#count', /^1 device$/);
+    assert.equal(server.reads.length, 1);
+});
