@@ -1,0 +1,35 @@
+// By itself, since it takes the five seconds that a watch waits at most.
+#include "pubsub/config_map.h"
+
+#include "support/config_service.h"
+
+#include <QCoreApplication>
+#include <QSignalSpy>
+#include <gtest/gtest.h>
+
+Q_DECLARE_METATYPE(ConfigMap::ParamId)
+
+TEST(LateService, ValuesThatComeAfterTheWaitAreReportedAsChanges)
+{
+    qRegisterMetaType<ConfigMap::ParamId>("ConfigMap::ParamId");
+    int argc = 1;
+    std::array<char, 5> name{"test"};
+    char *argv = name.data();
+    const QCoreApplication application(argc, &argv);
+    ConfigMap map;
+    QSignalSpy spy(&map, SIGNAL(paramChanged(int, ConfigMap::ParamId, const QString &, bool)));
+    map.startWatch();
+    EXPECT_EQ(map.getString(0, ConfigMap::HostName), QString());
+    const test::ConfigService service(R"({"hostName":"alpha","ssdpEnable":true})",
+                                      "[" + test::Device("Complete", true, "192.0.2.10") + "]");
+    while (spy.count() < 5 && spy.wait(20000)) {
+    }
+    ASSERT_EQ(spy.count(), 5);
+    const std::array<int, 5> order{ConfigMap::HostName, ConfigMap::SsdpEnable,
+                                   ConfigMap::InterfaceSetupState, ConfigMap::Connected,
+                                   ConfigMap::Address};
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(spy.at(i).at(1).value<ConfigMap::ParamId>(), order.at(static_cast<size_t>(i)));
+    }
+    EXPECT_EQ(map.getString(0, ConfigMap::Address), QStringLiteral("192.0.2.10"));
+}

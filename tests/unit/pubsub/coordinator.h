@@ -1,0 +1,155 @@
+#pragma once
+
+#include "pubsub/vex_pubsub.h"
+#include "support/config_service.h"
+#include "support/heard_so_far.h"
+#include "support/one_processor.h"
+
+#include <QCoreApplication>
+#include <QSignalSpy>
+#include <array>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace test {
+
+constexpr const char *kUsn = "uuid:65746500-Corvia 12-192.0.2.10-0";
+constexpr const char *kDocument = "/var/www/html/corvia_12_upnp_ssdp_1.xml";
+
+// A coordinator on a device of the network, and a peer that hears it. All the
+// tests of a program share one, since its threads take their time to end.
+// Settings change by its slot, as the configuration watcher calls it.
+class Coordinator
+{
+public:
+    Coordinator()
+    {
+        qputenv("PRODUCT_ID", "corvia12");
+        mPeer.JoinMulticast();
+        mPubSub = std::make_unique<VEXPubSub>();
+        for (const char *signal :
+             {SIGNAL(enableHost(bool)), SIGNAL(ipChanged()), SIGNAL(nameChanged(QString))}) {
+            mSpies.push_back(std::make_unique<QSignalSpy>(mPubSub.get(), signal));
+        }
+    }
+
+    // As it is after construction: closed, nothing published or queued, SSDP
+    // wanted, the host name "alpha". Nothing lies in the peer's socket.
+    void Reset()
+    {
+        Set(ConfigMap::SsdpEnable, "", true);
+        Set(ConfigMap::InterfaceSetupState, "Preparing", false);
+        static_cast<void>(Heard());
+        static_cast<void>(Signals());
+    }
+
+    void Set(ConfigMap::ParamId id, const std::string &text, bool value)
+    {
+        mPubSub->paramChanged(0, id, QString::fromStdString(text), value);
+    }
+
+    // The signals since the last call, of each kind in turn.
+    std::vector<std::string> Signals()
+    {
+        std::vector<std::string> texts;
+        for (const auto &spy : mSpies) {
+            for (const QList<QVariant> &signal : *spy) {
+                std::string text = spy->signal().left(spy->signal().indexOf('(')).toStdString();
+                for (const QVariant &argument : signal) {
+                    text += " " + argument.toString().toStdString();
+                }
+                texts.push_back(text);
+            }
+            spy->clear();
+        }
+        return texts;
+    }
+
+    // What the peer has got since the last call: "alive", "byebye" or "search".
+    std::vector<std::string> Heard()
+    {
+        std::vector<std::string> kinds;
+        for (const std::string &datagram : HeardSoFar(mPeer)) {
+            kinds.push_back(Kind(datagram));
+        }
+        return kinds;
+    }
+
+    // The kind of the next datagram that is no search.
+    std::string NextAnnouncement()
+    {
+        std::string kind = Kind(mPeer.Receive());
+        while (kind == "search") {
+            kind = Kind(mPeer.Receive());
+        }
+        return kind;
+    }
+
+    // Closes the engine as for a lost link, and opens it. A service queued for
+    // announcement, which an open engine may not get to for a tick of some five
+    // seconds, is announced then, unless it has been already.
+    void Relink()
+    {
+        Set(ConfigMap::Connected, "", false);
+        Set(ConfigMap::Connected, "", true);
+    }
+
+    // Whether the engine holds its port.
+    static bool IsOpen()
+    {
+        VEXUDPSocket probe;
+        return probe.Open("", 1900) != kVEXSuccess;
+    }
+
+    VEXPubSub &PubSub() { return *mPubSub; }
+    ConfigService &Service() { return mService; }
+    PeerSocket &Peer() { return mPeer; }
+
+private:
+    static std::string Kind(const std::string &datagram)
+    {
+        if (datagram.find("M-SEARCH") == 0) {
+            return "search";
+        }
+        if (datagram.find(std::string("USN: ") + kUsn + "\r\n") != std::string::npos) {
+            const std::size_t start = datagram.find("NTS: ssdp:") + 10;
+            return datagram.substr(start, datagram.find("\r\n", start) - start);
+        }
+        return datagram;
+    }
+
+    OneProcessor mOrder;
+    int mArgc = 1;
+    std::array<char, 5> mName{"test"};
+    char *mArgv = mName.data();
+    QCoreApplication mApplication{mArgc, &mArgv};
+    ConfigService mService{R"({"hostName":"alpha","ssdpEnable":true})",
+                           "[" + Device("Complete", true, kOwnAddress) + "]"};
+    PeerSocket mPeer{1900};
+    std::unique_ptr<VEXPubSub> mPubSub;
+    std::vector<std::unique_ptr<QSignalSpy>> mSpies; // go before what they watch
+};
+
+class CoordinatorTest : public testing::Test
+{
+protected:
+    static void SetUpTestSuite() { device = std::make_unique<Coordinator>(); }
+    static void TearDownTestSuite() { device.reset(); }
+
+    CoordinatorTest() { device->Reset(); }
+
+    static bool DocumentNames(const std::string &hostName)
+    {
+        std::ifstream file(kDocument);
+        const std::string text{std::istreambuf_iterator<char>(file), {}};
+        return text.find("<friendlyName>" + hostName + "</friendlyName>") != std::string::npos;
+    }
+
+    inline static std::unique_ptr<Coordinator> device;
+};
+
+} // namespace test

@@ -1,0 +1,295 @@
+#include "coordinator.h"
+#include "support/capture.h"
+
+using Texts = std::vector<std::string>;
+using Addresses = std::map<std::string, std::string>;
+
+namespace {
+
+class PubSub : public test::CoordinatorTest
+{
+protected:
+    // The state of a device that is up and announced.
+    static void Announce()
+    {
+        device->Set(ConfigMap::SsdpEnable, "", true);
+        device->Set(ConfigMap::Connected, "", true);
+        ASSERT_EQ(device->NextAnnouncement(), "alive");
+        static_cast<void>(device->Signals());
+    }
+
+    static void Disable()
+    {
+        device->Set(ConfigMap::SsdpEnable, "", false);
+        static_cast<void>(device->Signals());
+        static_cast<void>(device->Heard());
+    }
+
+    static Addresses Collect()
+    {
+        Addresses addresses{{"192.0.2.1", "of a former time"}};
+        device->PubSub().collectIPAddresses(addresses);
+        return addresses;
+    }
+};
+
+} // namespace
+
+TEST_F(PubSub, AddressGetsTheServiceAnnouncedAnew)
+{
+    Announce();
+    device->Set(ConfigMap::Address, "", true);
+    EXPECT_TRUE(device->IsOpen());
+    EXPECT_EQ(device->NextAnnouncement(), "byebye");
+    device->Relink();
+    EXPECT_EQ(device->NextAnnouncement(), "alive");
+    EXPECT_EQ(device->Signals(), Texts());
+}
+
+TEST_F(PubSub, AddressOpensAClosedEngine)
+{
+    device->Set(ConfigMap::Address, "", true);
+    EXPECT_TRUE(device->IsOpen());
+    device->Relink();
+    EXPECT_EQ(device->NextAnnouncement(), "alive");
+}
+
+TEST_F(PubSub, AddressMeansNothingWhileSsdpIsOff)
+{
+    Disable();
+    device->Set(ConfigMap::Address, "", true);
+    EXPECT_FALSE(device->IsOpen());
+    EXPECT_EQ(device->Heard(), Texts());
+    EXPECT_EQ(device->Signals(), Texts());
+}
+
+TEST_F(PubSub, HostNameGetsTheServiceAnnouncedUnderIt)
+{
+    Announce();
+    device->Set(ConfigMap::HostName, "beta", false);
+    EXPECT_EQ(device->Signals(), Texts{"nameChanged beta"});
+    EXPECT_TRUE(device->IsOpen());
+    EXPECT_EQ(device->NextAnnouncement(), "byebye");
+    device->Relink();
+    EXPECT_EQ(device->NextAnnouncement(), "alive");
+    EXPECT_TRUE(DocumentNames("beta"));
+}
+
+TEST_F(PubSub, TwoHostNamesInATickLeaveTheLastAnnounced)
+{
+    Announce();
+    device->Set(ConfigMap::HostName, "beta", false);
+    device->Set(ConfigMap::HostName, "gamma", false);
+    EXPECT_EQ(device->Signals(), (Texts{"nameChanged beta", "nameChanged gamma"}));
+    device->Relink();
+    std::string last = device->NextAnnouncement();
+    while (!DocumentNames("gamma")) {
+        ASSERT_NE(last, "");
+        last = device->NextAnnouncement();
+    }
+    EXPECT_FALSE(DocumentNames("beta"));
+}
+
+TEST_F(PubSub, HostNameIsOnlyStoredWhileSsdpIsOff)
+{
+    Disable();
+    device->Set(ConfigMap::HostName, "beta", false);
+    EXPECT_FALSE(device->IsOpen());
+    EXPECT_EQ(device->Signals(), Texts());
+    SSDPDeviceType service;
+    device->PubSub().initService(service);
+    EXPECT_EQ(service.hostName, "beta");
+    // Switched on, it is read from the configuration again.
+    Announce();
+    EXPECT_TRUE(DocumentNames("alpha"));
+}
+
+TEST_F(PubSub, PreparingTakesTheServiceOffTheNetworkAndClosesTheEngine)
+{
+    Announce();
+    static_cast<void>(device->Heard());
+    device->Set(ConfigMap::InterfaceSetupState, "Preparing", false);
+    EXPECT_FALSE(device->IsOpen());
+    EXPECT_EQ(device->Heard(), Texts{"byebye"});
+    EXPECT_EQ(device->Signals(), Texts());
+}
+
+TEST_F(PubSub, PreparingMeansNothingWhileSsdpIsOff)
+{
+    Announce();
+    Disable();
+    device->Set(ConfigMap::InterfaceSetupState, "Preparing", false);
+    EXPECT_TRUE(device->IsOpen());
+    EXPECT_EQ(device->Heard(), Texts());
+}
+
+TEST_F(PubSub, CompleteOpensTheEngineAndAnnounces)
+{
+    device->Set(ConfigMap::InterfaceSetupState, "Complete", false);
+    EXPECT_EQ(device->Signals(), Texts{"ipChanged"});
+    EXPECT_TRUE(device->IsOpen());
+    device->Relink();
+    EXPECT_EQ(device->NextAnnouncement(), "alive");
+}
+
+TEST_F(PubSub, PreparingAndCompleteAreOneGoodbyeAndOneAnnouncement)
+{
+    Announce();
+    static_cast<void>(device->Heard());
+    device->Set(ConfigMap::InterfaceSetupState, "Preparing", false);
+    EXPECT_FALSE(device->IsOpen());
+    device->Set(ConfigMap::InterfaceSetupState, "Complete", false);
+    EXPECT_EQ(device->Signals(), Texts{"ipChanged"});
+    EXPECT_EQ(device->NextAnnouncement(), "byebye");
+    device->Relink();
+    EXPECT_EQ(device->NextAnnouncement(), "alive");
+}
+
+TEST_F(PubSub, CompleteOpensTheEngineWithoutAnnouncementWhileSsdpIsOff)
+{
+    Disable();
+    device->Set(ConfigMap::InterfaceSetupState, "Complete", false);
+    EXPECT_EQ(device->Signals(), Texts{"ipChanged"});
+    EXPECT_TRUE(device->IsOpen());
+    test::PeerSocket asker;
+    asker.SendTo("gh", test::kOwnAddress, 49821);
+    EXPECT_EQ(asker.Receive(), "HostList");
+    device->Set(ConfigMap::SsdpEnable, "", true); // so that it may be closed again
+}
+
+TEST_F(PubSub, OtherStatesMeanNothing)
+{
+    for (const char *state : {"Idle", "Failed", "", "preparing", "COMPLETE", "Complete "}) {
+        device->Set(ConfigMap::InterfaceSetupState, state, false);
+        EXPECT_FALSE(device->IsOpen()) << state;
+    }
+    Announce();
+    static_cast<void>(device->Heard());
+    for (const char *state : {"Idle", "Failed", "", "preparing", "COMPLETE", "Complete "}) {
+        device->Set(ConfigMap::InterfaceSetupState, state, false);
+        EXPECT_TRUE(device->IsOpen()) << state;
+    }
+    EXPECT_EQ(device->Heard(), Texts());
+    EXPECT_EQ(device->Signals(), Texts());
+}
+
+TEST_F(PubSub, SwitchingOnAnnounces)
+{
+    Disable();
+    device->Set(ConfigMap::SsdpEnable, "", true);
+    EXPECT_EQ(device->Signals(), Texts{"enableHost true"});
+    EXPECT_FALSE(device->IsOpen());
+    device->Set(ConfigMap::Connected, "", true);
+    EXPECT_EQ(device->NextAnnouncement(), "alive");
+}
+
+TEST_F(PubSub, SwitchingOffLeavesTheEngineOpen)
+{
+    Announce();
+    device->Set(ConfigMap::SsdpEnable, "", false);
+    EXPECT_EQ(device->Signals(), Texts{"enableHost false"});
+    EXPECT_TRUE(device->IsOpen());
+}
+
+TEST_F(PubSub, ConnectedOpensTheEngineWithoutAnnouncement)
+{
+    device->Set(ConfigMap::Connected, "", true);
+    EXPECT_TRUE(device->IsOpen());
+    test::PeerSocket asker;
+    asker.SendTo("gh", test::kOwnAddress, 49821);
+    EXPECT_EQ(asker.Receive(), "HostList");
+    EXPECT_EQ(device->Signals(), Texts());
+}
+
+TEST_F(PubSub, ConnectedMeansNothingToAnOpenEngine)
+{
+    Announce();
+    EXPECT_NE(device->Peer().ReceiveContaining("M-SEARCH"), "");
+    const test::Output output = test::Capture([] { device->Set(ConfigMap::Connected, "", true); });
+    EXPECT_EQ(output.out + output.err, "");
+    EXPECT_EQ(device->Heard(), Texts());
+}
+
+TEST_F(PubSub, DisconnectedClosesTheEngineWithoutGoodbye)
+{
+    Announce();
+    EXPECT_NE(device->Peer().ReceiveContaining("M-SEARCH"), "");
+    device->Set(ConfigMap::Connected, "", false);
+    EXPECT_FALSE(device->IsOpen());
+    EXPECT_EQ(device->Heard(), Texts());
+    device->Set(ConfigMap::Connected, "", false);
+    EXPECT_EQ(device->Heard(), Texts());
+    EXPECT_EQ(device->Signals(), Texts());
+}
+
+TEST_F(PubSub, ConnectionMeansNothingWhileSsdpIsOff)
+{
+    Disable();
+    device->Set(ConfigMap::Connected, "", true);
+    EXPECT_FALSE(device->IsOpen());
+    Announce();
+    Disable();
+    device->Set(ConfigMap::Connected, "", false);
+    EXPECT_TRUE(device->IsOpen());
+}
+
+TEST_F(PubSub, OtherParametersMeanNothing)
+{
+    device->Set(static_cast<ConfigMap::ParamId>(5), "Complete", true);
+    device->Set(static_cast<ConfigMap::ParamId>(7), "Complete", true);
+    EXPECT_FALSE(device->IsOpen());
+    EXPECT_EQ(device->Signals(), Texts());
+}
+
+TEST_F(PubSub, OwnServiceIsFilledFromIdentityAndConfiguration)
+{
+    device->Set(ConfigMap::HostName, "beta", false);
+    SSDPDeviceType service;
+    device->PubSub().initService(service);
+    EXPECT_EQ(service.productName, "Corvia 12");
+    EXPECT_EQ(service.modelName, "Corvia 12");
+    EXPECT_EQ(service.modelNumber, "0x10650001");
+    EXPECT_EQ(service.modelDescription, "HD recorder");
+    EXPECT_EQ(service.serialNumber, "1HE000000"); // of a device without a device tree
+    EXPECT_EQ(service.ipAddress, "192.0.2.10");
+    EXPECT_EQ(service.hostName, "beta");
+    EXPECT_EQ(service.instance, "0");
+    EXPECT_EQ(service.boardID, "0x10650001");
+    EXPECT_EQ(service.notificationType, "upnp:rootdevice");
+    EXPECT_EQ(service.urlScheme, "http://");
+    EXPECT_EQ(service.reserved + service.usn + service.maxAge + service.location +
+                  service.descriptionFileName + service.server,
+              "");
+}
+
+TEST_F(PubSub, CollectsTheAddressOfNet0Alone)
+{
+    test::OnHost("ip link add other0 type veth peer name other1 && "
+                 "ip addr add 192.0.2.129/30 dev other0 && ip link set other0 up");
+    EXPECT_EQ(Collect(), (Addresses{{"192.0.2.10", "net0"}}));
+    test::OnHost("ip link del other0");
+}
+
+TEST_F(PubSub, CollectsEveryAddressOfNet0WhichTheEngineRefuses)
+{
+    test::OnHost("ip addr add 192.0.2.11/24 dev net0");
+    EXPECT_EQ(Collect(), (Addresses{{"192.0.2.10", "net0"}, {"192.0.2.11", "net0"}}));
+    const test::Output output = test::Capture([] { device->Set(ConfigMap::Connected, "", true); });
+    EXPECT_EQ(output.err, "Open: The IP Interface container must have one, and only one member\n"
+                          "since we do not support multihomed SSDP at this time.\n");
+    EXPECT_FALSE(device->IsOpen());
+    test::OnHost("ip addr del 192.0.2.11/24 dev net0");
+}
+
+TEST_F(PubSub, CollectsNothingWithoutNet0WhichTheEngineRefuses)
+{
+    test::OnHost("ip link set net0 down && ip link set net0 name lan0 && ip link set lan0 up");
+    const test::Output output =
+        test::Capture([] { device->Set(ConfigMap::InterfaceSetupState, "Complete", false); });
+    EXPECT_EQ(output.err, "Open: The IP Interface container is empty\n");
+    EXPECT_FALSE(device->IsOpen());
+    EXPECT_EQ(device->Signals(), Texts{"ipChanged"});
+    test::OnHost("ip link set lan0 down && ip link set lan0 name net0 && ip link set net0 up");
+    device->Set(ConfigMap::Connected, "", true);
+    EXPECT_TRUE(device->IsOpen());
+}
