@@ -1,0 +1,109 @@
+#include "beaconctl/safe_text.h"
+
+#include <QString>
+#include <QVector>
+#include <array>
+#include <cstdio>
+
+namespace {
+
+// The length of the UTF-8 sequence that a byte begins, 0 for one that begins
+// none.
+std::size_t SequenceLength(unsigned char first)
+{
+    if (first < 0x80) {
+        return 1;
+    }
+    if (first >= 0xC2 && first < 0xE0) {
+        return 2;
+    }
+    if (first >= 0xE0 && first < 0xF0) {
+        return 3;
+    }
+    return first >= 0xF0 && first < 0xF5 ? 4 : 0;
+}
+
+// Takes the next character off a text. False for a byte that is no UTF-8, which
+// is then the character.
+bool TakeCharacter(std::string_view &text, std::string_view &bytes, char32_t &character)
+{
+    const std::size_t length = SequenceLength(static_cast<unsigned char>(text.front()));
+    const QVector<uint> decoded =
+        length == 0 || length > text.size()
+            ? QVector<uint>()
+            : QString::fromUtf8(text.data(), static_cast<int>(length)).toUcs4();
+    const bool whole = decoded.size() == 1 && decoded[0] != 0xFFFD;
+    // The replacement character itself may be meant.
+    const bool meant = decoded.size() == 1 && text.substr(0, 3) == "\xEF\xBF\xBD";
+    bytes = text.substr(0, whole || meant ? length : 1);
+    character = whole || meant ? decoded[0] : static_cast<unsigned char>(text.front());
+    text.remove_prefix(bytes.size());
+    return whole || meant;
+}
+
+// Characters that act on what stands around them, or that nobody sees.
+bool IsActive(char32_t character)
+{
+    return character < 0x20 || (character >= 0x7F && character < 0xA0) || character == 0xAD ||
+           character == 0x61C || (character >= 0x200B && character <= 0x200F) ||
+           (character >= 0x2028 && character <= 0x202E) ||
+           (character >= 0x2060 && character <= 0x206F) || character == 0xFEFF ||
+           (character >= 0xE0000 && character <= 0xE007F);
+}
+
+void AppendEscape(std::string &text, bool valid, char32_t character)
+{
+    std::array<char, 16> escape{};
+    const bool byte = !valid || character < 0x80;
+    std::snprintf(escape.data(), escape.size(), byte ? "\\x%02x" : "\\u{%04x}",
+                  static_cast<unsigned int>(character));
+    text += escape.data();
+}
+
+bool IsWide(char32_t c)
+{
+    return (c >= 0x1100 && c <= 0x115F) || (c >= 0x2E80 && c <= 0xA4CF && c != 0x303F) ||
+           (c >= 0xAC00 && c <= 0xD7A3) || (c >= 0xF900 && c <= 0xFAFF) ||
+           (c >= 0xFE30 && c <= 0xFE6F) || (c >= 0xFF00 && c <= 0xFF60) ||
+           (c >= 0xFFE0 && c <= 0xFFE6) || (c >= 0x1F300 && c <= 0x1FAFF) ||
+           (c >= 0x20000 && c <= 0x3FFFD);
+}
+
+bool IsCombining(char32_t c)
+{
+    return QChar::category(static_cast<uint>(c)) == QChar::Mark_NonSpacing ||
+           QChar::category(static_cast<uint>(c)) == QChar::Mark_Enclosing;
+}
+
+} // namespace
+
+std::string SafeText(std::string_view text)
+{
+    std::string safe;
+    safe.reserve(text.size());
+    while (!text.empty()) {
+        std::string_view bytes;
+        char32_t character = 0;
+        const bool valid = TakeCharacter(text, bytes, character);
+        if (!valid || IsActive(character)) {
+            AppendEscape(safe, valid, character);
+        } else if (character == '\\') {
+            safe += "\\\\";
+        } else {
+            safe += bytes;
+        }
+    }
+    return safe;
+}
+
+std::size_t DisplayWidth(std::string_view safeText)
+{
+    std::size_t width = 0;
+    for (const uint character :
+         QString::fromUtf8(safeText.data(), static_cast<int>(safeText.size())).toUcs4()) {
+        if (!IsCombining(character)) {
+            width += IsWide(character) ? 2 : 1;
+        }
+    }
+    return width;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// A table of aligned columns for a terminal.
+class TextTable
+{
+public:
+    explicit TextTable(std::vector<std::string> heads) : mHeads(std::move(heads)) {}
+
+    // A row with a cell for each head; cells are made safe here. mark stands in
+    // front of the row, and colour (a terminal's escape, may be empty) holds for
+    // the row.
+    void AddRow(const std::vector<std::string> &cells, char mark = ' ',
+                const std::string &colour = {});
+
+    // The table as lines, each with its line end; with colours if asked for.
+    [[nodiscard]] std::string Text(bool colours) const;
+
+private:
+    struct Row
+    {
+        std::vector<std::string> cells;
+        char mark;
+        std::string colour;
+    };
+
+    std::vector<std::string> mHeads;
+    std::vector<Row> mRows;
+};

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <chrono>
+#include <netinet/in.h>
+#include <optional>
+#include <string>
+
+// UdpClient is a datagram socket on a port of its own. Every wait has an end.
+class UdpClient
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    // Opens the socket. Multicast leaves through the interface "net0" where
+    // there is one, since a device need not have a default route.
+    UdpClient();
+    ~UdpClient();
+    UdpClient(const UdpClient &) = delete;
+    UdpClient &operator=(const UdpClient &) = delete;
+
+    // Whether the socket could be opened.
+    [[nodiscard]] bool IsOpen() const { return mDescriptor >= 0; }
+
+    // Sends a datagram. False, with errno as the system left it, on failure.
+    [[nodiscard]] bool Send(const std::string &datagram, const sockaddr_in &destination);
+
+    // The next datagram and its sender; nothing when the time has come.
+    [[nodiscard]] std::optional<std::string> Receive(Clock::time_point end, sockaddr_in &sender);
+
+private:
+    int mDescriptor;
+};
+
+// The socket address of a dotted quad; nothing for anything else.
+[[nodiscard]] std::optional<sockaddr_in> ParseAddress(const std::string &address,
+                                                      std::uint16_t port);
+
+// The dotted quad of a socket address.
+[[nodiscard]] std::string AddressText(const sockaddr_in &address);
