@@ -104,21 +104,25 @@ int VEXUDPSocket::Open(const std::string &localAddress, std::uint16_t port, Port
     return kVEXSuccess;
 }
 
-// A datagram costs one system call, whether it waits already or is waited for,
-// unless it comes in the last quarter of the wait: poll() keeps the time better.
+// While datagrams flow, each costs one system call, whether it waits already or
+// is waited for, unless it comes in the last quarter of the wait: poll() keeps
+// the time better. A quiet socket is waited for by poll() alone, so that an idle
+// program wakes up once.
 std::size_t VEXUDPSocket::Poll(void *buffer, std::size_t size, sockaddr_in &sender,
                                unsigned int timeoutMs)
 {
     Use use(*this);
-    const unsigned int inCallMs = ReceiveTimeoutMs(timeoutMs);
+    const unsigned int inCallMs = mFlowing ? ReceiveTimeoutMs(timeoutMs) : 0;
     if (!use || use.ReceivingEnded() || (inCallMs != 0 && !use.SetReceiveTimeout(inCallMs))) {
         return 0;
     }
     const Clock::time_point end = EndOf(timeoutMs);
     const int flags = inCallMs == 0 ? MSG_DONTWAIT : 0;
     ssize_t received = Receive(use.Descriptor(), buffer, size, sender, flags);
+    mFlowing = received >= 0;
     if (received < 0 && WaitReadable(use.Descriptor(), end)) {
         received = Receive(use.Descriptor(), buffer, size, sender, MSG_DONTWAIT);
+        mFlowing = received >= 0;
     }
     return received < 0 ? 0 : static_cast<std::size_t>(received);
 }

@@ -2,6 +2,7 @@
 
 #include "vexbase/vex_ip_socket.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <netinet/in.h>
@@ -40,4 +41,7 @@ public:
     // negative status: closed, shut down, no route, or no room in the system's
     // queue.
     int Write(const void *data, std::size_t length, const sockaddr_in &destination);
+
+private:
+    std::atomic<bool> mFlowing{false}; // the last receive brought a datagram
 };
