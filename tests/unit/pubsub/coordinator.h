@@ -26,7 +26,9 @@ constexpr const char *kDocument = "/var/www/html/corvia_12_upnp_ssdp_1.xml";
 class Coordinator
 {
 public:
-    Coordinator()
+    // system is the service's first value of the system's settings.
+    explicit Coordinator(const std::string &system = R"({"hostName":"alpha","ssdpEnable":true})")
+        : mService(system, "[" + Device("Complete", true, kOwnAddress) + "]")
     {
         qputenv("PRODUCT_ID", "corvia12");
         mPeer.JoinMulticast();
@@ -127,8 +129,7 @@ private:
     std::array<char, 5> mName{"test"};
     char *mArgv = mName.data();
     QCoreApplication mApplication{mArgc, &mArgv};
-    ConfigService mService{R"({"hostName":"alpha","ssdpEnable":true})",
-                           "[" + Device("Complete", true, kOwnAddress) + "]"};
+    ConfigService mService;
     PeerSocket mPeer{1900};
     std::unique_ptr<VEXPubSub> mPubSub;
     std::vector<std::unique_ptr<QSignalSpy>> mSpies; // go before what they watch

@@ -1,0 +1,91 @@
+#include "coordinator.h"
+#include "unit/mdns/two_devices.h"
+
+#include <iostream>
+
+namespace {
+
+class Init : public TwoDevices
+{
+protected:
+    Init() { mPeer.JoinMulticast(); }
+
+    // The daemon from its coordinator on, in a child. It writes the signals of
+    // the start to standard output, and takes host names from standard input.
+    static int Run(const std::string &system)
+    {
+        test::Coordinator device(system);
+        device.PubSub().init(Mdns::getInstance());
+        for (const std::string &signal : device.Signals()) {
+            std::cout << signal << "\n";
+        }
+        std::cout << std::flush;
+        QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
+        QObject::connect(&input, &QSocketNotifier::activated, [&device] {
+            std::string name;
+            if (std::cin >> name) {
+                device.Service().Send(24, R"({"hostName":")" + name + R"("})");
+            } else {
+                QCoreApplication::quit();
+            }
+        });
+        return QCoreApplication::exec();
+    }
+
+    static test::LiveChild Start(const std::string &system)
+    {
+        return s_device->Start([system] { return Run(system); });
+    }
+
+    static std::string Announced()
+    {
+        test::PeerSocket asker;
+        asker.SendTo("gh", test::kOwnAddress, 49821);
+        return asker.Receive();
+    }
+
+    static std::string Document()
+    {
+        std::ifstream file(test::kDocument);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    test::PeerSocket mPeer{1900};
+};
+
+} // namespace
+
+TEST_F(Init, PublishesByBothWaysAndSignalsNameAndSwitch)
+{
+    test::LiveChild looker = browser();
+    test::LiveChild daemon = Start(R"({"hostName":"alpha","ssdpEnable":true})");
+    EXPECT_TRUE(daemon.WaitForOut("enableHost true\nnameChanged alpha\n"));
+    EXPECT_NE(mPeer.ReceiveContaining("NTS: ssdp:alive"), "");
+    EXPECT_NE(Document().find("<friendlyName>alpha</friendlyName>"), std::string::npos);
+    EXPECT_TRUE(looker.WaitForOut(seen("alpha")));
+    // The name that was published already is signalled all the same.
+    EXPECT_TRUE(daemon.WaitForErr(named("alpha")));
+    EXPECT_TRUE(daemon.WaitForErr("name changed\n"));
+
+    daemon.Send("beta\n");
+    EXPECT_NE(mPeer.ReceiveContaining("NTS: ssdp:byebye"), "");
+    EXPECT_TRUE(daemon.WaitForErr("name changed\n" + named("beta")));
+    EXPECT_TRUE(looker.WaitForOut(seen("beta")));
+    EXPECT_EQ(end(daemon), 0);
+}
+
+// The switch that is off at the start still leaves changes of name and address
+// announced, on purpose: only a later switching off ends that.
+TEST_F(Init, WithSsdpOffOpensTheEngineAndPublishesNothingBeforeAChange)
+{
+    test::LiveChild daemon = Start(R"({"hostName":"gamma","ssdpEnable":false})");
+    EXPECT_TRUE(daemon.WaitForOut("enableHost false\nnameChanged gamma\n"));
+    EXPECT_NE(mPeer.ReceiveContaining("M-SEARCH"), "");
+    EXPECT_EQ(Announced(), "HostList");
+
+    daemon.Send("delta\n");
+    const std::string first = mPeer.ReceiveContaining("NOTIFY");
+    EXPECT_NE(first.find("NTS: ssdp:alive"), std::string::npos) << first;
+    EXPECT_NE(Document().find("<friendlyName>delta</friendlyName>"), std::string::npos);
+    EXPECT_EQ(end(daemon), 0);
+}
