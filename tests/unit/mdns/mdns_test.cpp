@@ -332,6 +332,16 @@ TEST(Mdns, SaysWhenTheServicesAreEstablished)
     EXPECT_EQ(output.err, "Service 'studio-a' successfully established.\n");
 }
 
+TEST(Mdns, WorksOnTheGroupThatAvahiCalledBackAbout)
+{
+    const test::Output output = afterPublishing([](Mdns &) {
+        AvahiEntryGroup other{&fake::state.client, fake::state.group.callback, true};
+        other.callback(&other, AVAHI_ENTRY_GROUP_UNCOMMITED, nullptr);
+        Mdns::createServices();
+    });
+    EXPECT_EQ(output.out, kAddHttp);
+}
+
 TEST(Mdns, CollisionWhileAddingRenamesWhatIsRegisteredButNotTheLogLines)
 {
     const test::Output output = afterPublishing([](Mdns &mdns) {
