@@ -106,9 +106,13 @@ std::string Called(const std::string &path)
 
 } // namespace
 
-std::optional<Fault> JsonDocument::Parse(std::string_view text)
+JsonDocument::JsonDocument(std::string_view text) : mText(text)
 {
-    mText = text;
+    mMalformed = Parse();
+}
+
+std::optional<Fault> JsonDocument::Parse()
+{
     // For the parser a zero byte is the end; what damaged a file often left many.
     if (const std::size_t zero = mText.find('\0'); zero != std::string::npos) {
         return FaultAt(zero, "malformed JSON");

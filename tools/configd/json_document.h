@@ -24,9 +24,12 @@ using Fault = std::string;
 class JsonDocument
 {
 public:
-    // Reads a text of any length and depth. UTF-8 is checked, and numbers must
-    // fit. REQUIRES: called once, before everything else.
-    [[nodiscard]] std::optional<Fault> Parse(std::string_view text);
+    // Reads a text of any length and depth.
+    explicit JsonDocument(std::string_view text);
+
+    // Whether that failed, for the text is no JSON in UTF-8 or has numbers that do
+    // not fit. Everything else REQUIRES that it did not.
+    [[nodiscard]] const std::optional<Fault> &Malformed() const { return mMalformed; }
 
     [[nodiscard]] const nlohmann::json &Root() const { return mRoot; }
 
@@ -49,12 +52,14 @@ public:
     [[nodiscard]] Fault FaultAt(const std::string &path, const std::string &what) const;
 
 private:
+    [[nodiscard]] std::optional<Fault> Parse();
     [[nodiscard]] Fault FaultAt(std::size_t offset, const std::string &what) const;
     [[nodiscard]] const nlohmann::json &At(const std::string &path) const;
 
     std::string mText;
     nlohmann::json mRoot;
     std::map<std::string, std::size_t> mOffsets; // a member's is that of its name
+    std::optional<Fault> mMalformed;
 };
 
 // Whether a text may stand for a name: at most 255 bytes, no control characters.

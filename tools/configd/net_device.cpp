@@ -93,9 +93,9 @@ nlohmann::ordered_json Json(const NetDevice &device)
 
 std::optional<Fault> ReadNetDevices(std::string_view text, std::vector<NetDevice> &devices)
 {
-    JsonDocument document;
-    if (auto fault = document.Parse(text)) {
-        return fault;
+    const JsonDocument document(text);
+    if (document.Malformed()) {
+        return document.Malformed();
     }
     if (auto fault = document.ExpectArray("")) {
         return fault;

@@ -23,7 +23,7 @@ Descriptor OpenEndSignals()
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     Descriptor descriptor(signalfd(-1, &signals, SFD_CLOEXEC));
     if (descriptor.Number() < 0) {
         throw std::system_error(errno, std::generic_category(), "signalfd");

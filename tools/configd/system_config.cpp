@@ -34,9 +34,9 @@ std::optional<Fault> Check(const JsonDocument &document, Null null)
 
 std::optional<Fault> ReadSystemConfig(std::string_view text, json &config)
 {
-    JsonDocument document;
-    if (auto fault = document.Parse(text)) {
-        return fault;
+    const JsonDocument document(text);
+    if (document.Malformed()) {
+        return document.Malformed();
     }
     if (auto fault = Check(document, Null::Refused)) {
         return fault;
@@ -47,9 +47,9 @@ std::optional<Fault> ReadSystemConfig(std::string_view text, json &config)
 
 std::optional<Fault> PatchSystemConfig(std::string_view patch, json &config)
 {
-    JsonDocument document;
-    if (auto fault = document.Parse(patch)) {
-        return fault;
+    const JsonDocument document(patch);
+    if (document.Malformed()) {
+        return document.Malformed();
     }
     if (auto fault = Check(document, Null::Removes)) {
         return fault;

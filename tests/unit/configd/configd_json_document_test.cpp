@@ -10,14 +10,14 @@ using testing::Optional;
 
 JsonDocument Parsed(const std::string &text)
 {
-    JsonDocument document;
-    EXPECT_EQ(document.Parse(text), std::nullopt);
+    JsonDocument document(text);
+    EXPECT_EQ(document.Malformed(), std::nullopt);
     return document;
 }
 
 std::optional<Fault> FaultOf(const std::string &text)
 {
-    return JsonDocument().Parse(text);
+    return JsonDocument(text).Malformed();
 }
 
 TEST(JsonDocument, ReadsATextIntoItsValue)
