@@ -144,6 +144,30 @@ TEST_F(RegistryServices, WithdrawalIsAGoodbyeAReturnedNumberAndAChange)
     EXPECT_EQ(Pass(5000), Calls{});
 }
 
+TEST_F(RegistryServices, AWithdrawalIsUsedUpByOnePass)
+{
+    AddNow(Own());
+    registry.RemoveService(kOwnUSN);
+    Pass(0);
+    AddNow(Own());
+    EXPECT_EQ(Pass(5000), Calls{});
+    EXPECT_NE(Host(kOwnUSN), nullptr);
+    EXPECT_NE(Node(kOwnUSN), nullptr);
+}
+
+TEST_F(RegistryServices, AServiceListedBeforeItsAddressWasAnOwnOneIsRefreshedLikeAPeer)
+{
+    registry.ClearInterfaces();
+    SSDPDeviceType service = Own();
+    service.maxAge = "200";
+    AddNow(service);
+    Pass(100000);
+    registry.AddInterface("192.0.2.10", "net0");
+    EXPECT_EQ(AddNow(service), Calls{});
+    EXPECT_EQ(Node(kOwnUSN)->timerCountdown, 400000);
+    EXPECT_EQ(Host(kOwnUSN), nullptr);
+}
+
 TEST_F(RegistryServices, WithdrawalOfAServiceNeverAnnouncedQueuesAndSendsNothing)
 {
     registry.RemoveService(kOwnUSN);

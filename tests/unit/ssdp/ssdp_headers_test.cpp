@@ -70,6 +70,18 @@ TEST(ClassifyMethod, TakesTheWholeRunOfLettersAndHyphensAsTheMethod)
     EXPECT_EQ(ClassifyMethod("M_SEARCH *"), Method::Unknown);
 }
 
+TEST(ClassifyMethod, GoesOnWithExactlyTheLettersAndTheHyphen)
+{
+    std::string going;
+    for (int byte = 0; byte < 256; ++byte) {
+        const std::string datagram = std::string("NOTIFY") + static_cast<char>(byte);
+        if (ClassifyMethod(datagram) == Method::Unknown) {
+            going += static_cast<char>(byte);
+        }
+    }
+    EXPECT_EQ(going, "-ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz");
+}
+
 TEST(ClassifyMethod, AnyOtherByteEndsTheMethodTheDatagramsEndToo)
 {
     EXPECT_EQ(ClassifyMethod("NOTIFY"), Method::Notify);
