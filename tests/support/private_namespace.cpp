@@ -176,8 +176,7 @@ void PeerSocket::JoinMulticast(const std::string &group)
     }
 }
 
-void PeerSocket::SendTo(const std::string &datagram, const std::string &address,
-                        std::uint16_t port)
+void PeerSocket::SendTo(const std::string &datagram, const std::string &address, std::uint16_t port)
 {
     const sockaddr_in destination = Address(address, port);
     if (sendto(mDescriptor, datagram.data(), datagram.size(), 0,
