@@ -47,27 +47,20 @@ void WatchStream::start()
 
 void WatchStream::waitOnce(int limitMs)
 {
-    if (isReady(std::min(limitMs, m_timer.remainingTime()))) {
+    // Without a descriptor this is a pause.
+    const short events = m_phase == Phase::Connecting ? POLLOUT : POLLIN;
+    pollfd polled{m_socket.descriptor(), events, 0};
+    if (poll(&polled, 1, std::min(limitMs, m_timer.remainingTime())) > 0) {
         onReady();
     } else if (m_timer.remainingTime() == 0) {
         onTimer();
     }
 }
 
-bool WatchStream::isReady(int waitMs) const
-{
-    // Without a descriptor this is a pause.
-    const short events = m_phase == Phase::Connecting ? POLLOUT : POLLIN;
-    pollfd polled{m_socket.descriptor(), events, 0};
-    return poll(&polled, 1, waitMs) > 0;
-}
-
 void WatchStream::onTimer()
 {
     if (m_phase == Phase::Pausing) {
         connectToService();
-    } else if (isReady(0)) {
-        onReady(); // the event loop was held up; it was not the service that was silent
     } else {
         lose(Outage::Cause::NoService, "silent for " + std::to_string(m_policy.silenceMs) + " ms");
     }

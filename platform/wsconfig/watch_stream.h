@@ -53,7 +53,6 @@ private:
     };
 
     void waitOnce(int limitMs);
-    [[nodiscard]] bool isReady(int waitMs) const;
     void onTimer();
     void onReady();
     void connectToService();
@@ -73,5 +72,7 @@ private:
     std::optional<WatchAnswerReader> m_answer;
     ReconnectPause m_pause;
     Outage m_outage;
-    QTimer m_timer; // the end of the pause, or of the service's right to be silent
+    // The end of the pause, or of the service's right to be silent. When the event
+    // loop was held up, it hands over what waits in the socket before time-outs.
+    QTimer m_timer;
 };

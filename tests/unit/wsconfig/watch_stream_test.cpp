@@ -15,6 +15,19 @@ using test::Quick;
 
 using WatchStreamTest = test::WatchStreamFixture;
 
+namespace {
+
+// The port that a socket is connected to, 0 for what is no such socket.
+int PeerPort(int descriptor)
+{
+    sockaddr_in peer{};
+    socklen_t size = sizeof peer;
+    const int failed = getpeername(descriptor, reinterpret_cast<sockaddr *>(&peer), &size);
+    return failed != 0 ? 0 : ntohs(peer.sin_port);
+}
+
+} // namespace
+
 TEST_F(WatchStreamTest, AsksInOneRequestAndDeliversTheFirstValuesBeforeStartReturns)
 {
     std::promise<std::string> request;
@@ -57,6 +70,26 @@ TEST_F(WatchStreamTest, RunsNoEventLoopWhileItWaitsForTheFirstValues)
     EXPECT_FALSE(ran);
     QCoreApplication::processEvents();
     EXPECT_TRUE(ran);
+}
+
+TEST_F(WatchStreamTest, WaitsForEachParameterThoughTheValuesComeApart)
+{
+    std::promise<void> first;
+    mServer.Start({[&first](Connection &connection) {
+        connection.ReadRequest();
+        connection.Send(kEventStream + Event("24", "{}") + Event("24", "{ }"));
+        first.get_future().wait();
+        connection.Send(Event("19", "[]"));
+        connection.WaitForEnd();
+    }});
+    WatchStream &stream = Make(Quick());
+    QObject::connect(&stream, &WatchStream::valueReceived, &mApplication, [this, &first] {
+        if (mSpy->count() == 1) {
+            first.set_value();
+        }
+    });
+    EXPECT_EQ(Lines([&stream] { stream.start(); }), "");
+    EXPECT_EQ(Values(), "24={}|24={ }|19=[]|");
 }
 
 TEST_F(WatchStreamTest, AMissingFirstValueIsDeliveredWhenItComes)
@@ -174,13 +207,10 @@ TEST_F(WatchStreamTest, NoChildInheritsTheSocket)
     mServer.Start({Answer(kBoth)});
     Make(Quick()).start();
     int found = 0;
-    for (int fd = 0; fd < 256; ++fd) {
-        sockaddr_in peer{};
-        socklen_t size = sizeof peer;
-        if (getpeername(fd, reinterpret_cast<sockaddr *>(&peer), &size) == 0 &&
-            ntohs(peer.sin_port) == mServer.Port()) {
+    for (int descriptor = 0; descriptor < 256; ++descriptor) {
+        if (PeerPort(descriptor) == mServer.Port()) {
             ++found;
-            EXPECT_NE(fcntl(fd, F_GETFD) & FD_CLOEXEC, 0);
+            EXPECT_NE(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0);
         }
     }
     EXPECT_EQ(found, 1);
@@ -188,15 +218,29 @@ TEST_F(WatchStreamTest, NoChildInheritsTheSocket)
 
 TEST_F(WatchStreamTest, DescriptorZeroServesAsWellAsAnyOther)
 {
-    mServer.Start({AnswerAndClose(kBoth), Answer(kBoth)});
+    // The server is kept busy until the stream has its descriptor: to accept
+    // takes the lowest free number too, and at once.
+    std::promise<void> busy;
+    std::promise<void> connected;
+    mServer.Start({[&busy, &connected](Connection &) {
+                       busy.set_value();
+                       connected.get_future().wait();
+                   },
+                   Answer(kBoth)});
+    StreamSocket other;
+    ASSERT_EQ(other.startConnecting(QStringLiteral("127.0.0.1"), mServer.Port()), 0);
+    busy.get_future().wait();
     const int saved = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
-    close(STDIN_FILENO);
-    (void)Lines([this] {
-        Make(Quick()).start();
-        RunUntilValues(4);
+    (void)Lines([this, &connected] {
+        close(STDIN_FILENO);
+        Make(FromTheLoopAlone()).start();
+        connected.set_value();
+        RunUntilValues(2);
+        EXPECT_EQ(PeerPort(STDIN_FILENO), mServer.Port());
+        mStream.reset();
+        EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
     });
-    EXPECT_EQ(Values(), "24={}|19=[]|24={}|19=[]|");
-    mStream.reset();
+    EXPECT_EQ(Values(), "24={}|19=[]|");
     if (saved >= 0) {
         dup2(saved, STDIN_FILENO);
         close(saved);
