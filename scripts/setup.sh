@@ -2,13 +2,18 @@
 # Installs what scripts/packages.txt lists and this machine lacks. Sourced by
 # the commands in the top folder; needs root only when something is missing.
 
+# The names of all installed packages, and of what they provide: there is an npm
+# of its own, and one that comes with nodejs.
+installed_packages() {
+    dpkg-query -W -f '${db:Status-Status}, ${Package}, ${Provides}\n' |
+        sed -n 's/([^)]*)//g; s/^installed,//p' | tr -s ', ' '\n'
+}
+
 install_packages() {
     local list missing
     list="$(dirname "${BASH_SOURCE[0]}")/packages.txt"
-    missing=$(sed 's/#.*//' "$list" | tr -s ' \n' '\n' | sed '/^$/d' | while read -r package; do
-        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q ' installed$' ||
-            echo "$package"
-    done)
+    missing=$(sed 's/#.*//' "$list" | tr -s ' \n' '\n' | sed '/^$/d' |
+        grep -vxF -f <(installed_packages)) || true
     [ -n "$missing" ] || return 0
     if [ "$(id -u)" -ne 0 ]; then
         echo "These packages are missing; run as root to install them:" $missing >&2
