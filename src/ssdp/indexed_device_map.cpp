@@ -31,7 +31,9 @@ std::size_t IndexedDeviceMap::Hash::operator()(std::string_view text) const
         state = Mix(state, word);
     }
     word = 0;
-    std::memcpy(&word, text.data(), text.size());
+    if (!text.empty()) { // the data of an empty view may be null
+        std::memcpy(&word, text.data(), text.size());
+    }
     return static_cast<std::size_t>(Mix(Mix(state, word), mSeed));
 }
 

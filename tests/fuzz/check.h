@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+// What every fuzz target uses: a check that ends the program, whatever the build
+// type, and the input as a text.
+
+#define FUZZ_CHECK(condition)                                                                      \
+    do {                                                                                           \
+        if (!(condition)) {                                                                        \
+            std::fprintf(stderr, "%s:%d: not true: %s\n", __FILE__, __LINE__, #condition);         \
+            std::abort();                                                                          \
+        }                                                                                          \
+    } while (false)
+
+inline std::string_view Text(const std::uint8_t *data, std::size_t size)
+{
+    return {reinterpret_cast<const char *>(data), size};
+}
+
+// Whether a view lies within a text; an empty one may lie anywhere.
+inline bool IsWithin(std::string_view view, std::string_view text)
+{
+    return view.empty() ||
+           (view.data() >= text.data() && view.data() + view.size() <= text.data() + text.size());
+}
+
+inline bool IsPlain(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == ' ' ||
+           c == '.';
+}
+
+// The plain letters, digits, blanks and dots of a text: what no format marks
+// its parts with.
+inline std::string Plain(std::string_view text)
+{
+    std::string plain;
+    for (const char c : text) {
+        if (IsPlain(c)) {
+            plain += c;
+        }
+    }
+    return plain;
+}
+
+// Keeps what the code under test writes to the standard streams off the
+// terminal.
+struct Silence
+{
+    Silence() { static_cast<void>(std::freopen("/dev/null", "w", stdout)); }
+};

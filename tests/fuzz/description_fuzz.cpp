@@ -1,0 +1,72 @@
+// Description documents: what is read of any response makes a browse list that
+// is JSON with the very texts; what is written is read back.
+
+#include "browser/browse_document.h"
+#include "check.h"
+#include "ssdp/description_document.h"
+#include "ssdp/get_exchange.h"
+#include "ssdp/usn.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+
+void CheckBrowseList(const SSDPDeviceType &device)
+{
+    const std::string document = vex::webapp::utils::ComposeBrowseDocument({{device.usn, device}});
+    const QJsonDocument json = QJsonDocument::fromJson(QString::fromStdString(document).toUtf8());
+    FUZZ_CHECK(json.isArray() && json.array().size() == 1);
+    const QJsonObject entry = json.array().at(0).toObject();
+    FUZZ_CHECK(entry.value(QLatin1String("hostName")).toString() ==
+               QString::fromStdString(device.hostName));
+    FUZZ_CHECK(entry.value(QLatin1String("port")).toInt() == 80);
+}
+
+// Whether an element's name stands in no text before the element: there it would
+// shadow the element.
+bool IsReadable(const std::string &document, const std::string &name)
+{
+    return document.find(name) == document.find("<" + name + ">") + 1;
+}
+
+// A document made of the input's plain parts is read back whole.
+void CheckRoundTrip(std::string_view input)
+{
+    SSDPDeviceType service;
+    service.hostName = Plain(input.substr(0, input.size() / 3));
+    service.modelDescription = Plain(input.substr(input.size() / 3, input.size() / 3));
+    service.modelName = service.productName = Plain(input.substr(input.size() / 3 * 2));
+    service.modelNumber = "0x10650001";
+    service.ipAddress = "192.0.2.10";
+    service.instance = "7";
+    service.usn = ssdp::MakeUSN(service.productName, service.ipAddress, service.instance);
+    const std::string document = ssdp::ComposeDescription(service, "file.xml", "http://m/");
+    const auto read = ssdp::ReadDescription(ssdp::ComposeGETResponse(document, document.size()));
+    if (!IsReadable(document, "friendlyName") || !IsReadable(document, "UDN")) {
+        return;
+    }
+    FUZZ_CHECK(read.has_value());
+    FUZZ_CHECK(read->hostName == service.hostName);
+    FUZZ_CHECK(read->usn == service.usn && read->instance == "7");
+    if (IsReadable(document, "presentationURL")) {
+        FUZZ_CHECK(read->ipAddress == service.ipAddress);
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    const std::string_view input = Text(data, size);
+    if (const auto device = ssdp::ReadDescription(input)) {
+        FUZZ_CHECK(!device->usn.empty());
+        FUZZ_CHECK(device->boardID == device->modelNumber);
+        FUZZ_CHECK(device->modelNumber.substr(0, 2) == "0x");
+        FUZZ_CHECK(static_cast<std::uint32_t>(device->timerCountdown) == device->timerPeriod * 2);
+        CheckBrowseList(*device);
+    }
+    CheckRoundTrip(input);
+    return 0;
+}

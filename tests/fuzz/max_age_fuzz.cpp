@@ -1,0 +1,51 @@
+// max-age texts, held against the standard library's readers.
+
+#include "check.h"
+#include "ssdp/max_age.h"
+#include "ssdp/ssdp_protocol.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <sstream>
+
+namespace {
+
+void CheckDirective(const std::string &text)
+{
+    const long value = std::strtol(text.c_str(), nullptr, 0);
+    const long expected =
+        std::clamp<long>(value, std::numeric_limits<std::int32_t>::min(), ssdp::kLargestMaxAge);
+    FUZZ_CHECK(ssdp::ReadMaxAgeDirective(text) == expected);
+}
+
+void CheckDecimal(const std::string &text)
+{
+    std::istringstream stream(text);
+    long long value = 0;
+    stream >> value; // a number too large reads as the largest
+    const bool usable = value >= ssdp::kLeastMaxAge;
+    std::string rewritten = text;
+    const std::uint32_t milliseconds = ssdp::GetMaximumAge(rewritten);
+    if (usable) {
+        FUZZ_CHECK(rewritten == text);
+        FUZZ_CHECK(milliseconds == std::min<long long>(value, ssdp::kLargestMaxAge) * 1000);
+    } else {
+        FUZZ_CHECK(milliseconds >= 120000 && milliseconds <= 129000);
+        FUZZ_CHECK(rewritten == std::to_string(milliseconds / 1000));
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    const std::string_view input = Text(data, size);
+    const std::string text(input.substr(0, input.find('\0')));
+    CheckDirective(text);
+    CheckDecimal(text);
+    std::string found;
+    ssdp::GetMaximumAgeString(input, found);
+    FUZZ_CHECK(!found.empty());
+    return 0;
+}

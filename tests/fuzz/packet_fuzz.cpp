@@ -1,0 +1,65 @@
+// A datagram on the SSDP port: its headers lie within it, its numbers within
+// their bounds, and no datagram withdraws the device's own service.
+
+#include "check.h"
+#include "quiet_actions.h"
+#include "ssdp/description_document.h"
+
+namespace {
+
+SSDPDeviceType OwnService()
+{
+    SSDPDeviceType own;
+    own.productName = "ZR1"; // the product that others may speak for
+    own.ipAddress = "192.0.2.10";
+    own.instance = "0";
+    own.notificationType = "upnp:rootdevice";
+    return own;
+}
+
+void Dispatch(DeviceRegistry &registry, std::string_view datagram)
+{
+    const ssdp::SSDPHeaders headers = ssdp::ScanHeaders(datagram);
+    FUZZ_CHECK(IsWithin(headers.notify.nt, datagram));
+    FUZZ_CHECK(IsWithin(headers.notify.usn, datagram));
+    FUZZ_CHECK(IsWithin(headers.notify.location, datagram));
+    FUZZ_CHECK(IsWithin(headers.searchTarget, datagram));
+    FUZZ_CHECK(headers.maxAge <= ssdp::kLargestMaxAge);
+    if (headers.kind == ssdp::NTSKind::Alive) {
+        registry.UpdateDevice(headers.notify, headers.maxAge);
+    } else if (headers.kind == ssdp::NTSKind::Byebye) {
+        registry.RemoveDevice(headers.notify);
+    }
+    if (auto device = ssdp::ReadDescription(datagram)) {
+        registry.EnterDescription(*device);
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    const std::string_view input = Text(data, size);
+    QuietActions actions;
+    DeviceRegistry registry(actions);
+    registry.AddInterface("192.0.2.10", "net0");
+    SSDPDeviceType own = OwnService();
+    registry.AddService(own);
+    registry.UpdateContainers(0);
+    // Several datagrams, set apart by NULs.
+    for (std::size_t start = 0; start < input.size();) {
+        const std::string_view datagram = input.substr(start, input.find('\0', start) - start);
+        static_cast<void>(ssdp::ClassifyMethod(datagram));
+        Dispatch(registry, datagram);
+        start += datagram.size() + 1;
+    }
+    registry.UpdateContainers(15000);
+    FUZZ_CHECK(registry.HostList().size() == 1);
+    FUZZ_CHECK(registry.HostList().begin()->first == own.usn);
+    FUZZ_CHECK(actions.goodbyes == 0);
+    for (const auto &[usn, device] : registry.NodeList()) {
+        FUZZ_CHECK(usn == device.usn);
+        FUZZ_CHECK(device.timerPeriod <= 1073741000U);
+    }
+    return 0;
+}
