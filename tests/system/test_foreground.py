@@ -5,6 +5,8 @@ import pty
 import select
 import signal
 
+import pytest
+
 from lab.device import BROWSE_LIST
 
 START = ("Run beacond as Non-Daemonized\n"
@@ -22,8 +24,15 @@ def read_terminal(master, text, timeout=20):
     return seen
 
 
-def test_it_says_how_it_starts(running_device):
-    beacond = running_device.beacond
+@pytest.fixture
+def beacond(device):
+    """A beacond in the foreground, for one test."""
+    device.path(BROWSE_LIST).unlink(missing_ok=True)
+    yield device.start_beacond()
+    device.stop_beacond()
+
+
+def test_it_says_how_it_starts(beacond):
     beacond.wait_output("PubSub started\n")
     beacond.wait_output("Service 'studio-a' successfully established.\n")
     assert beacond.stdout == START
@@ -35,11 +44,9 @@ def test_it_says_how_it_starts(running_device):
     assert beacond.stderr.count("name changed\n") == 1
 
 
-def test_the_browse_list_is_empty_at_first(device):
-    device.path(BROWSE_LIST).unlink(missing_ok=True)
-    device.start_beacond().wait_output("PubSub started")
+def test_the_browse_list_is_empty_at_first(device, beacond):
+    beacond.wait_output("PubSub started")
     assert device.read(BROWSE_LIST) == "[]"
-    device.stop_beacond()
 
 
 def test_it_keeps_the_terminal_until_the_terminal_ends_it(device):
@@ -54,13 +61,11 @@ def test_it_keeps_the_terminal_until_the_terminal_ends_it(device):
     os.close(master)
 
 
-def test_a_terminating_signal_ends_it_at_once_without_a_goodbye(lab, device, wire):
+def test_a_terminating_signal_ends_it_at_once_without_a_goodbye(lab, device, beacond, wire):
     since = wire.mark()
-    beacond = device.start_beacond()
     wire.wait_for(since=since, source=device.address, starting=b"NOTIFY")
     assert beacond.stop(signal.SIGTERM) == -signal.SIGTERM
-    other = lab.add_peer()
-    with other.udp_socket() as sock:  # a mark on the wire after all that it sent
+    with lab.add_peer().udp_socket() as sock:  # a mark on the wire after all that it sent
         sock.sendto(b"the end", ("239.255.255.250", 1900))
     wire.wait_for(since=since, starting=b"the end")
     assert not [each for each in wire.datagrams(source=device.address, since=since)

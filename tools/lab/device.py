@@ -77,6 +77,8 @@ class Device(Node):
 
     def start_beacond(self, *arguments, **options):
         """Starts beacond in the foreground (-d unless other arguments are given)."""
+        if self.beacond is not None and self.beacond.status is None:
+            raise RuntimeError(f"{self.name}: beacond runs already")
         self.beacond = self.start("beacond", [BEACOND, *(arguments or ["-d"])],
                                   self.daemon_environment(), **options)
         return self.beacond
