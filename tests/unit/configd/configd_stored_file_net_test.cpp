@@ -22,7 +22,10 @@ class StoredFile : public testing::Test
 {
 protected:
     StoredFile() { test::OnHost("mkdir /var/settings"); }
-    ~StoredFile() override { test::OnHost("rm -r /var/settings"); }
+    ~StoredFile() override
+    {
+        test::OnHost("umount /var/settings 2>/dev/null; rm -r /var/settings");
+    }
 
     static void Write(const std::string &text) { std::ofstream(kFile) << text; }
 
@@ -148,18 +151,16 @@ TEST_F(StoredFile, StaysAsItWasOnAFullMedium)
                 Optional(Eq("cannot write /var/settings/file.json: No space left on device")));
     EXPECT_EQ(ReadStoredFile(kFile), "one");
     EXPECT_FALSE(Exists(kFile + ".new"));
-    test::OnHost("umount /var/settings");
 }
 
 TEST_F(StoredFile, StaysAsItWasOnAMediumForReading)
 {
     test::OnHost("mount -t tmpfs tmpfs /var/settings");
     Write("one");
-    test::OnHost("mount -o remount,ro /var/settings");
+    test::OnHost("mount -o remount,bind,ro /var/settings");
     EXPECT_THAT(ReplaceStoredFile(kFile, "two"),
                 Optional(Eq("cannot write /var/settings/file.json: Read-only file system")));
     EXPECT_EQ(ReadStoredFile(kFile), "one");
-    test::OnHost("umount /var/settings");
 }
 
 } // namespace
