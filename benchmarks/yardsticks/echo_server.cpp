@@ -9,7 +9,7 @@
 int main()
 {
     const int descriptor = bench::OpenMember();
-    const std::string answer(258, 'x');
+    const std::string answer(214, 'x');
     std::array<char, 1501> buffer{};
     while (true) {
         sockaddr_in sender{};
