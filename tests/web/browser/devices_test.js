@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
-import { BrowserPages, textsOf, waitForText } from '../support/browser_page.js';
+import { BrowserPages, readAgain, textsOf, waitForText } from '../support/browser_page.js';
 import { entry, kWritten, listText } from '../support/sample_list.js';
 
 const pages = new BrowserPages();
@@ -44,10 +44,12 @@ test('Each device leads to its own page', async () => {
 });
 
 test('None, one, fifty and two thousand devices are all shown, in both forms', async () => {
-    for (const [count, text] of [[0, '0 devices'], [1, '1 device'], [50, '50 devices'],
-        [2000, '2,000 devices']]) {
-        for (const [options, selector] of [[{}, '#cards > li'], [kRows, '#rows > tr']]) {
-            const page = await pages.openOn(listText(count), options);
+    for (const [options, selector] of [[{}, '#cards > li'], [kRows, '#rows > tr']]) {
+        const page = await pages.openOn(listText(2000), options);
+        for (const [count, text] of [[2000, '2,000 devices'], [0, '0 devices'], [1, '1 device'],
+            [50, '50 devices'], [2000, '2,000 devices']]) {
+            pages.server.list = listText(count);
+            await readAgain(page);
             assert.equal(await page.locator(selector).count(), count);
             assert.equal(await page.textContent('#count'), text);
             assert.equal(await page.isVisible('#empty'), count === 0);
