@@ -3,6 +3,7 @@
 import os
 import re
 import socket
+from pathlib import Path
 
 import pytest
 
@@ -14,6 +15,9 @@ from lab.device import BROWSE_LIST
 # intervals, and the list is written at most 5.5 s later; an announcement that crossed a
 # start is repeated within 24 s.
 LIMIT = 90
+
+# What the tests of the discovery page take for a written list.
+SAMPLE = Path(__file__).resolve().parents[1] / "web/fixtures/browse.json"
 
 
 @pytest.fixture(scope="module")
@@ -28,6 +32,10 @@ def all_found(wire, three_devices):
 def test_every_list_holds_every_device(all_found):
     for device in all_found:
         assert device.read(BROWSE_LIST) == expected.browse_json(*all_found)
+
+
+def test_the_discovery_page_is_tested_with_a_list_as_it_is_written(all_found):
+    assert all_found[0].read(BROWSE_LIST) == SAMPLE.read_text(encoding="utf-8")
 
 
 def test_the_registries_hold_what_the_lists_hold(all_found, peer):
