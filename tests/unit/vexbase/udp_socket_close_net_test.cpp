@@ -23,6 +23,19 @@ using Clock = std::chrono::steady_clock;
 // Far below the time-outs, far above what a busy machine takes to wake a thread.
 constexpr auto kAtOnce = std::chrono::seconds(10);
 
+// The two ways in which a socket is waited for: after a wait that brought
+// nothing, and while datagrams flow.
+constexpr std::array<bool, 2> kQuietAndFlowing{false, true};
+
+void OpenForWaiting(VEXUDPSocket &socket, bool flowing)
+{
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    if (flowing) {
+        ASSERT_EQ(WriteText(socket, "first", Address("127.0.0.1", kPort)), 5);
+        ASSERT_EQ(PollOnce(socket, kGenerousMs).datagram, "first");
+    }
+}
+
 // A thread that waits in Poll, and what it got there.
 class Poller
 {
@@ -102,13 +115,13 @@ private:
 
 TEST(UDPSocketShutdown, OfReceivingWakesABlockedPoll)
 {
-    for (const int how : {0, 2}) {
+    for (const bool flowing : kQuietAndFlowing) {
         for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
             VEXUDPSocket socket;
-            ASSERT_EQ(socket.Open("", kPort), 0);
+            OpenForWaiting(socket, flowing);
             Poller poller(socket, timeoutMs);
             const auto start = Clock::now();
-            socket.Shutdown(how);
+            socket.Shutdown(0);
             EXPECT_EQ(poller.Result(), "");
             EXPECT_LT(Clock::now() - start, kAtOnce);
             EXPECT_TRUE(socket.IsOpen());
@@ -143,7 +156,9 @@ TEST(UDPSocketShutdown, OfBothEndsBoth)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
+    Poller poller(socket, kVEXInfinite);
     socket.Shutdown(2);
+    EXPECT_EQ(poller.Result(), "");
     EXPECT_LT(WriteText(socket, "text", Address("127.0.0.1", kPort)), 0);
     EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
 }
@@ -178,15 +193,17 @@ TEST(UDPSocketShutdown, IsNoticedUnderANeverEndingBacklog)
 
 TEST(UDPSocketClose, WakesABlockedPoll)
 {
-    for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
-        VEXUDPSocket socket;
-        ASSERT_EQ(socket.Open("", kPort), 0);
-        Poller poller(socket, timeoutMs);
-        const auto start = Clock::now();
-        socket.Close();
-        EXPECT_EQ(poller.Result(), "");
-        EXPECT_LT(Clock::now() - start, kAtOnce);
-        EXPECT_FALSE(socket.IsOpen());
+    for (const bool flowing : kQuietAndFlowing) {
+        for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
+            VEXUDPSocket socket;
+            OpenForWaiting(socket, flowing);
+            Poller poller(socket, timeoutMs);
+            const auto start = Clock::now();
+            socket.Close();
+            EXPECT_EQ(poller.Result(), "");
+            EXPECT_LT(Clock::now() - start, kAtOnce);
+            EXPECT_FALSE(socket.IsOpen());
+        }
     }
 }
 
@@ -247,10 +264,10 @@ TEST(UDPSocketClose, MayBeRepeated)
 TEST(UDPSocketPoll, IsNotEndedByASignal)
 {
     const SignalCounter signals;
-    for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
+    for (const bool flowing : kQuietAndFlowing) {
         VEXUDPSocket socket;
-        ASSERT_EQ(socket.Open("", kPort), 0);
-        Poller poller(socket, timeoutMs);
+        OpenForWaiting(socket, flowing);
+        Poller poller(socket, flowing ? kGenerousMs : kVEXInfinite);
         const std::atomic<pid_t> threadId{poller.ThreadId()};
         for (int i = 0; i < 3; ++i) {
             const int before = gSignals;
@@ -261,24 +278,26 @@ TEST(UDPSocketPoll, IsNotEndedByASignal)
             AwaitBlocked(threadId); // again
         }
         PeerSocket peer;
-        peer.SendTo("after the signal", kOwnAddress, kPort);
-        EXPECT_EQ(poller.Result(), "after the signal");
+        peer.SendTo("after the signals", kOwnAddress, kPort);
+        EXPECT_EQ(poller.Result(), "after the signals");
     }
 }
 
 TEST(UDPSocketPoll, IsNotProlongedBySignals)
 {
     const SignalCounter signals;
-    VEXUDPSocket socket;
-    ASSERT_EQ(socket.Open("", kPort), 0);
-    Poller poller(socket, 200);
-    const auto start = Clock::now();
-    while (!poller.IsDone() && Clock::now() - start < kAtOnce) {
-        tgkill(getpid(), poller.ThreadId(), SIGUSR1);
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    for (const bool flowing : kQuietAndFlowing) {
+        VEXUDPSocket socket;
+        OpenForWaiting(socket, flowing);
+        Poller poller(socket, 200);
+        const auto start = Clock::now();
+        while (!poller.IsDone() && Clock::now() - start < kAtOnce) {
+            tgkill(getpid(), poller.ThreadId(), SIGUSR1);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        EXPECT_LT(Clock::now() - start, kAtOnce);
+        EXPECT_EQ(poller.Result(), "");
     }
-    EXPECT_LT(Clock::now() - start, kAtOnce);
-    EXPECT_EQ(poller.Result(), "");
 }
 
 // Opens and closes a socket over and over, while one thread receives, one

@@ -287,13 +287,17 @@ TEST(UDPSocketPoll, KeepsEachCallsOwnTimeout)
     PeerSocket peer;
     for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
         peer.SendTo("first", kOwnAddress, kPort);
+        peer.SendTo("second", kOwnAddress, kPort);
         EXPECT_EQ(PollOnce(socket, timeoutMs).datagram, "first");
+        EXPECT_EQ(PollOnce(socket, timeoutMs).datagram, "second");
         EXPECT_EQ(PollOnce(socket, 150).datagram, "");
         EXPECT_EQ(PollOnce(socket, 0).datagram, "");
     }
     // Opened anew, the socket knows nothing of the time-out it had.
     socket.Close();
     ASSERT_EQ(socket.Open("", kPort), 0);
+    peer.SendTo("anew", kOwnAddress, kPort);
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "anew");
     EXPECT_EQ(PollOnce(socket, 150).datagram, "");
 }
 
