@@ -41,11 +41,12 @@ TEST_F(MdnsCollision, ANameHeldByAnotherDeviceIsTriedUntilItIsFree)
     EXPECT_TRUE(studio.WaitForErr("' successfully established.\n"));
     EXPECT_EQ(end(studio), 0);
     std::string expected = named("studio-i");
-    int number = 2;
-    for (; expected.size() < studio.Err().size() - established("studio-i #3").size(); ++number) {
-        expected += renamed("studio-i #" + std::to_string(number));
+    int number = 1;
+    while (studio.Err().find(renamed("studio-i #" + std::to_string(number + 1))) !=
+           std::string::npos) {
+        expected += renamed("studio-i #" + std::to_string(++number));
     }
-    expected += established("studio-i #" + std::to_string(number - 1));
+    expected += established("studio-i #" + std::to_string(number));
     EXPECT_EQ(studio.Err(), expected);
 }
 
