@@ -1,9 +1,9 @@
 // By itself, since it takes the five seconds that a watch waits at most.
 #include "pubsub/config_map.h"
 
+#include "support/application.h"
 #include "support/config_service.h"
 
-#include <QCoreApplication>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
 
@@ -12,10 +12,7 @@ Q_DECLARE_METATYPE(ConfigMap::ParamId)
 TEST(LateService, ValuesThatComeAfterTheWaitAreReportedAsChanges)
 {
     qRegisterMetaType<ConfigMap::ParamId>("ConfigMap::ParamId");
-    int argc = 1;
-    std::array<char, 5> name{"test"};
-    char *argv = name.data();
-    const QCoreApplication application(argc, &argv);
+    const test::Application application;
     ConfigMap map;
     QSignalSpy spy(&map, SIGNAL(paramChanged(int, ConfigMap::ParamId, const QString &, bool)));
     map.startWatch();

@@ -1,9 +1,9 @@
 #include "pubsub/config_map.h"
 
+#include "support/application.h"
 #include "support/capture.h"
 #include "support/config_service.h"
 
-#include <QCoreApplication>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
 #include <memory>
@@ -73,10 +73,7 @@ protected:
         return mMap.getString(slot, id).toStdString();
     }
 
-    int mArgc = 1;
-    std::array<char, 5> mName{"test"};
-    char *mArgv = mName.data();
-    QCoreApplication mApplication{mArgc, &mArgv};
+    test::Application mApplication;
     std::unique_ptr<test::ConfigService> mService;
     ConfigMap mMap;
     std::unique_ptr<QSignalSpy> mSpy;

@@ -1,13 +1,12 @@
 #pragma once
 
 #include "pubsub/vex_pubsub.h"
+#include "support/application.h"
 #include "support/config_service.h"
 #include "support/heard_so_far.h"
 #include "support/one_processor.h"
 
-#include <QCoreApplication>
 #include <QSignalSpy>
-#include <array>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
@@ -125,10 +124,7 @@ private:
     }
 
     OneProcessor mOrder;
-    int mArgc = 1;
-    std::array<char, 5> mName{"test"};
-    char *mArgv = mName.data();
-    QCoreApplication mApplication{mArgc, &mArgv};
+    Application mApplication;
     ConfigService mService;
     PeerSocket mPeer{1900};
     std::unique_ptr<VEXPubSub> mPubSub;

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <array>
+
+namespace test {
+
+// The application object of a Qt test. Objects that others left for the event
+// loop to delete go with it. Declare it ahead of whatever needs it.
+class Application
+{
+public:
+    Application() = default;
+    ~Application() { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); }
+    Application(const Application &) = delete;
+    Application &operator=(const Application &) = delete;
+
+private:
+    int mArgc = 1;
+    std::array<char, 5> mName{"test"};
+    char *mArgv = mName.data();
+    QCoreApplication mApplication{mArgc, &mArgv};
+};
+
+} // namespace test
