@@ -5,6 +5,7 @@
 #include "support/config_service.h"
 
 #include <QSignalSpy>
+#include <array>
 #include <gtest/gtest.h>
 
 Q_DECLARE_METATYPE(ConfigMap::ParamId)
