@@ -5,6 +5,16 @@ target_compile_options(beacond_options INTERFACE
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 target_compile_definitions(beacond_options INTERFACE
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS)
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+    # For programs that read what strangers send.
+    set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+    target_compile_definitions(beacond_options INTERFACE _FORTIFY_SOURCE=2)
+    target_compile_options(beacond_options INTERFACE -fstack-protector-strong
+        -ffunction-sections -fdata-sections)
+    target_link_options(beacond_options INTERFACE -pie -Wl,-z,relro,-z,now,--gc-sections
+        -Wl,--as-needed)
+    set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
+endif()
 if(BEACOND_SANITIZE)
     target_compile_options(beacond_options INTERFACE
         -fsanitize=${BEACOND_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

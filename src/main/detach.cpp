@@ -102,7 +102,7 @@ void OpenStandardDescriptors()
         // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has one thread yet
         std::fprintf(stderr, "%s: cannot dup stdout to /dev/null: %s", "main", strerror(errno));
     }
-    static_cast<void>(dup(null));
+    [[maybe_unused]] const int second = dup(null);
     // NOLINTNEXTLINE(concurrency-mt-unsafe)
     std::fprintf(stderr, "%s: cannot dup stderr to /dev/null: %s", "main", strerror(errno));
 }

@@ -1,0 +1,24 @@
+# Manual pages, changelog and copyright, compressed as Debian wants them.
+function(install_compressed source name destination component)
+    set(target ${CMAKE_CURRENT_BINARY_DIR}/${component}-${name}.gz)
+    execute_process(COMMAND gzip -9nc ${source} OUTPUT_FILE ${target} COMMAND_ERROR_IS_FATAL ANY)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${source})
+    install(FILES ${target} RENAME ${name}.gz DESTINATION ${destination} COMPONENT ${component})
+endfunction()
+
+foreach(page beacond:beacond.8 beacond:browse.json.5 beacon-configd:beacon-configd.8
+        beaconctl:beaconctl.1)
+    string(REPLACE ":" ";" parts ${page})
+    list(GET parts 0 component)
+    list(GET parts 1 name)
+    if(component IN_LIST pkg_components)
+        string(REGEX MATCH "[0-9]$" section ${name})
+        install_compressed(${CMAKE_CURRENT_SOURCE_DIR}/man/${name} ${name}
+            ${CMAKE_INSTALL_MANDIR}/man${section} ${component})
+    endif()
+endforeach()
+foreach(component ${pkg_components})
+    set(folder ${CMAKE_INSTALL_DATADIR}/doc/${component})
+    install_compressed(${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog changelog ${folder} ${component})
+    install(FILES debian/copyright DESTINATION ${folder} COMPONENT ${component})
+endforeach()

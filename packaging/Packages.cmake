@@ -1,0 +1,51 @@
+# cpack -G DEB makes the packages of the components.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_PACKAGE_CONTACT "Vexwell Devices <firmware@vexwell.example>")
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL ${pkg_components})
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_PACKAGE_HOMEPAGE ${BEACOND_MAKER_URL})
+if(CMAKE_CROSSCOMPILING)
+    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
+endif()
+
+# package(COMPONENT SUMMARY DESCRIPTION): the name and texts of a package, and
+# its maintainer scripts, if it has any.
+function(package component summary description)
+    string(TOUPPER ${component} key)
+    set(folder ${CMAKE_CURRENT_SOURCE_DIR}/debian/${component})
+    file(GLOB scripts ${folder}/*)
+    set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${component} PARENT_SCOPE)
+    set(CPACK_COMPONENT_${key}_DESCRIPTION "${summary}\n${description}" PARENT_SCOPE)
+    set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA "${scripts}" PARENT_SCOPE)
+endfunction()
+
+package(beacond "discovery daemon of a video device"
+" Announces the device on the local network by SSDP and DNS-SD, hears its
+ neighbours, and lists them for the device's web interface.")
+package(beacon-configd "configuration service of a video device"
+" Keeps host name and SSDP switch, follows the network interface, and tells
+ the discovery daemon of every change. For devices that have no configuration
+ service of their own.")
+package(beaconctl "shows what a discovery daemon sees"
+" Asks this or another device which neighbours it knows and what it announces,
+ and searches the network by SSDP.")
+package(beacond-web "discovery page of a video device"
+" A static page that shows the device's neighbours, for the web server that
+ serves /var/www.")
+set(CPACK_DEBIAN_BEACOND_PACKAGE_DEPENDS "adduser, avahi-daemon, dbus | dbus-system-bus")
+set(CPACK_DEBIAN_BEACOND_PACKAGE_RECOMMENDS "beacon-configd")
+set(CPACK_DEBIAN_BEACOND_PACKAGE_SUGGESTS "beaconctl, beacond-web")
+set(CPACK_DEBIAN_BEACON-CONFIGD_PACKAGE_DEPENDS "adduser")
+set(CPACK_DEBIAN_BEACOND-WEB_PACKAGE_DEPENDS "beacond")
+set(CPACK_DEBIAN_BEACOND-WEB_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_BEACOND-WEB_PACKAGE_SHLIBDEPS OFF)
+include(CPack)
