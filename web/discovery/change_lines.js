@@ -16,6 +16,11 @@ function changeOf({ before, after }) {
     return { kind: 'changed', name: nameOf(after), text };
 }
 
+// Of a device that came or went there is nothing else to say.
+function plainChangeOf(kind) {
+    return (device) => ({ kind, name: nameOf(device), text: kind });
+}
+
 function linesOf(kind, devices, lineOf) {
     return devices.length > kMostNamed
         ? [{ kind, name: `${devices.length.toLocaleString('en')} devices`, text: kind }]
@@ -26,9 +31,9 @@ function linesOf(kind, devices, lineOf) {
 // `name`, the `text` that follows it and, of a renamed device, the `newName` that ends it.
 export function changeLines({ came, changed, went }) {
     return [
-        ...linesOf('came', came, (device) => ({ kind: 'came', name: nameOf(device), text: 'came' })),
+        ...linesOf('came', came, plainChangeOf('came')),
         ...linesOf('changed', changed, changeOf),
-        ...linesOf('went', went, (device) => ({ kind: 'went', name: nameOf(device), text: 'went' })),
+        ...linesOf('went', went, plainChangeOf('went')),
     ];
 }
 

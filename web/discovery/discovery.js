@@ -100,7 +100,7 @@ function showState() {
     const now = Date.now();
     const shown = fault === '' ? null : lastRead;
     const dueAt = isAway ? refresher.dueAt : null;
-    document.body.classList.toggle('away', isAway);
+    document.body.classList.toggle('faulty', fault !== '');
     setText(byId('last-read'), lastReadText(lastRead, now));
     setText(byId('notice'), noticeText(fault || remark, { shown, dueAt }, now));
 }

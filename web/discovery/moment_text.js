@@ -1,7 +1,8 @@
 // Moments (ms since 1970) in the reader's own time and manner.
 
 const kTime = new Intl.DateTimeFormat(undefined, { timeStyle: 'medium' });
-const kDateAndTime = new Intl.DateTimeFormat(undefined, { dateStyle: 'medium', timeStyle: 'medium' });
+const kDateAndTime = new Intl.DateTimeFormat(undefined,
+    { dateStyle: 'medium', timeStyle: 'medium' });
 
 function isSameDay(a, b) {
     return new Date(a).toDateString() === new Date(b).toDateString();

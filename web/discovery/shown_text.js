@@ -5,8 +5,8 @@
 export const kLongestText = 200;
 
 // What would be invisible or would reorder the text around it, lone surrogates included.
-const kUnsafe = new RegExp(
-    '[\\p{Cc}\\p{Cs}\\p{Bidi_Control}\\u2028\\u2029\\ufeff\\ufff9-\\ufffb\\u{e0000}-\\u{e007f}]', 'gu');
+const kUnsafe =
+    /[\p{Cc}\p{Cs}\p{Bidi_Control}\u2028\u2029\ufeff\ufff9-\ufffb\u{e0000}-\u{e007f}]/gu;
 const kBlank = /^[\s\p{Default_Ignorable_Code_Point}\u2800]*$/u;
 
 function clipped(text) {

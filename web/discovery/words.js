@@ -8,7 +8,8 @@ export function devicesText(count) {
 }
 
 export function countText(shown, all) {
-    return shown === all ? devicesText(all) : `${shown.toLocaleString('en')} of ${devicesText(all)}`;
+    const found = shown === all ? '' : `${shown.toLocaleString('en')} of `;
+    return found + devicesText(all);
 }
 
 export function lastReadText(lastRead, now) {

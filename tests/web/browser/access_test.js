@@ -23,13 +23,14 @@ async function broken(page) {
 async function fullPage(options) {
     const page = await pages.openOn(listText([entry(1), entry(2), { hostName: 'a' }]),
         { host: 'control-room-1.local', bypassCSP: true, ...options });
-    server.list = listText([entry(1), entry(3), entry(4, { hostName: 'אולפן' }), { hostName: 'a' }]);
+    server.list = listText([entry(1), entry(3), entry(4, { hostName: 'אולפן' }),
+        { hostName: 'a' }]);
     await readAgain(page);
     await page.click('summary');
     return page;
 }
 
-test('No rule of accessibility is broken: light and dark, cards and rows, phone and wall', async () => {
+test('No rule of accessibility is broken: light, dark, cards, rows, phone, wall', async () => {
     for (const [colorScheme, view, width] of [['light', 'cards', 390], ['light', 'rows', 2560],
         ['dark', 'cards', 2560], ['dark', 'rows', 390]]) {
         const page = await fullPage({

@@ -65,7 +65,8 @@ test('Where there is no device the page says so', async () => {
 });
 
 test('The device one is looking at is marked, by its address or its name', async () => {
-    const list = listText([entry(1, { ipAddress: '127.0.0.1' }), entry(2, { hostName: 'studio-b' })]);
+    const list = listText([entry(1, { ipAddress: '127.0.0.1' }),
+        entry(2, { hostName: 'studio-b' })]);
     for (const [host, name] of [['127.0.0.1', 'control-room-1'], ['studio-b.local', 'studio-b']]) {
         for (const options of [{}, kRows]) {
             const page = await pages.openOn(list, { host, ...options });

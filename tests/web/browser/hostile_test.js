@@ -64,7 +64,8 @@ test('Markup in the name of the device one is looking at stays text', async () =
 test('An address leads somewhere only if it is a dotted quad', async () => {
     const addresses = ['javascript:alert(1)', 'data:text/html,x', '//evil.example', 'evil.example',
         '192.0.2.1@evil.example', '192.0.2.1/../x', '192.0.2.01', '192.0.2.1\n', '192.0.2.1'];
-    const page = await pages.openOn(listText(addresses.map((ipAddress) => entry(1, { ipAddress }))));
+    const devices = addresses.map((ipAddress) => entry(1, { ipAddress }));
+    const page = await pages.openOn(listText(devices));
     assert.equal(await page.locator('#cards > li').count(), addresses.length);
     assert.deepEqual(await page.$$eval('a', (links) => links.map((link) => link.href)),
         ['http://192.0.2.1/']);

@@ -217,7 +217,7 @@ test('A server that goes away is said to be away, and asked less and less often'
     }
     assert.equal(await page.textContent('#announcer'), 'The server does not answer.');
     assert.equal(await page.locator('#cards > li').count(), 3);
-    assert.ok(await page.evaluate(() => document.body.classList.contains('away')));
+    assert.ok(await page.evaluate(() => document.body.classList.contains('faulty')));
 });
 
 test('A server that comes back is noticed, and what changed meanwhile is shown', async () => {
@@ -234,7 +234,7 @@ test('A server that comes back is noticed, and what changed meanwhile is shown',
     assert.equal(await page.textContent('#announcer'),
         'The device list can be read again. control-room-1 came. 4 devices in all.');
     assert.deepEqual(await logLines(page), ['control-room-1 came']);
-    assert.ok(!await page.evaluate(() => document.body.classList.contains('away')));
+    assert.ok(!await page.evaluate(() => document.body.classList.contains('faulty')));
 });
 
 test('A page opened while the server hands out nothing recovers too', async () => {

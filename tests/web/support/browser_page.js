@@ -73,7 +73,7 @@ export class BrowserPages {
         await page.clock.install();
         await page.addInitScript((stored) => {
             if (sessionStorage.length === 0) {
-                Object.entries(stored).forEach(([name, value]) => localStorage.setItem(name, value));
+                Object.assign(localStorage, stored);
                 sessionStorage.setItem('visited', 'yes');
             }
         }, storage);
@@ -95,7 +95,8 @@ export class BrowserPages {
     // What of a page's complaints a test has brought about on purpose.
     forgive(page, pattern) {
         const { complaints } = this.#opened.find(({ context }) => context === page.context());
-        complaints.splice(0, complaints.length, ...complaints.filter((each) => !pattern.test(each)));
+        const others = complaints.filter((each) => !pattern.test(each));
+        complaints.splice(0, complaints.length, ...others);
     }
 
     async #closeAll() {

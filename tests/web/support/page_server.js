@@ -75,7 +75,8 @@ export class PageServer {
     #sendList(read, response) {
         const tag = `"${createHash('sha1').update(this.list).digest('hex')}"`;
         const isCurrent = read.ifNoneMatch === tag;
-        response.writeHead(isCurrent ? 304 : 200, { ETag: tag, 'Content-Type': 'application/json' });
+        response.writeHead(isCurrent ? 304 : 200,
+            { ETag: tag, 'Content-Type': 'application/json' });
         response.end(isCurrent ? undefined : this.list);
     }
 }

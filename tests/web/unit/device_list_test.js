@@ -38,7 +38,8 @@ test('A device without a model has its service for a product', () => {
 
 test('What stays the same service keeps its key, whatever else changes', () => {
     const before = read(entry(1)).devices[0];
-    const after = read(entry(1, { hostName: 'new', description: 'new', boardID: '0x1' })).devices[0];
+    const changes = { hostName: 'new', description: 'new', boardID: '0x1' };
+    const after = read(entry(1, changes)).devices[0];
     assert.equal(before.key, after.key);
     for (const change of [{ ipAddress: '192.0.2.200' }, { boardNumber: '1' },
         { serviceDescription: 'Lumen' }]) {
@@ -55,7 +56,8 @@ test('Entries that are no devices are left out and counted', () => {
     const { devices, remark } = read(entry(1), 5, null, 'text', [], {}, true, { hostName: 7 });
     assert.equal(devices.length, 1);
     assert.equal(remark, '7 entries of the list cannot be read and are left out.');
-    assert.equal(read(entry(1), null).remark, '1 entry of the list cannot be read and is left out.');
+    assert.equal(read(entry(1), null).remark,
+        '1 entry of the list cannot be read and is left out.');
 });
 
 test('Values of the wrong type are missing, and counted by device', () => {

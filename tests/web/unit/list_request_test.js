@@ -41,7 +41,8 @@ test('Characters that arrive in two pieces are whole', async () => {
             if (index === bytes.length) {
                 response.end();
             } else {
-                response.write(bytes.subarray(index, index + 1), () => setImmediate(send, index + 1));
+                const byte = bytes.subarray(index, index + 1);
+                response.write(byte, () => setImmediate(send, index + 1));
             }
         };
         send(0);

@@ -6,8 +6,8 @@ import { test } from 'node:test';
 import { readDeviceList } from '../../../web/discovery/device_list.js';
 import { entry, kWritten, listText } from '../support/sample_list.js';
 
-const kKeys = ['serviceDescription', 'serviceType', 'serviceDomain', 'hostName', 'ipAddress', 'port',
-    'deviceName', 'description', 'boardType', 'boardNumber', 'boardID'];
+const kKeys = ['serviceDescription', 'serviceType', 'serviceDomain', 'hostName', 'ipAddress',
+    'port', 'deviceName', 'description', 'boardType', 'boardNumber', 'boardID'];
 
 test('The written list has the keys of the format, in their order, on one line', () => {
     const entries = JSON.parse(kWritten);
