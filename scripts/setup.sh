@@ -9,11 +9,16 @@ installed_packages() {
         sed -n 's/([^)]*)//g; s/^installed,//p' | tr -s ', ' '\n'
 }
 
-install_packages() {
-    local list missing
-    list="$(dirname "${BASH_SOURCE[0]}")/packages.txt"
-    missing=$(sed 's/#.*//' "$list" | tr -s ' \n' '\n' | sed '/^$/d' |
-        grep -vxF -f <(installed_packages)) || true
+# The packages of the groups named; of all without a name.
+listed_packages() { # [GROUP...]
+    awk -v groups=" $* " '
+        /^\[/ { wanted = groups ~ /^ +$/ || index(groups, " " substr($1, 2, length($1) - 2) " ") }
+        /^[^#[]/ && wanted { print $1 }' "$(dirname "${BASH_SOURCE[0]}")/packages.txt"
+}
+
+install_packages() { # [GROUP...]
+    local missing
+    missing=$(listed_packages "$@" | grep -vxF -f <(installed_packages)) || true
     [ -n "$missing" ] || return 0
     if [ "$(id -u)" -ne 0 ]; then
         echo "These packages are missing; run as root to install them:" $missing >&2
