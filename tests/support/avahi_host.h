@@ -15,6 +15,7 @@ class SystemBus
 public:
     // name tells it from other buses of the same test program. Returns when the
     // bus takes connections, throws std::runtime_error when it does not.
+    // REQUIRES: EnterPrivateNamespaces has been called; no other thread runs.
     explicit SystemBus(const std::string &name);
 
     [[nodiscard]] const std::string &Address() const { return mAddress; }

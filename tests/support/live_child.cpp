@@ -105,7 +105,7 @@ testing::AssertionResult LiveChild::WaitForErr(const std::string &text)
 
 int LiveChild::WaitForEnd()
 {
-    if (!WaitFor([this] { return mOut.fd < 0 && mErr.fd < 0; })) {
+    if (mChild < 0 || !WaitFor([this] { return mOut.fd < 0 && mErr.fd < 0; })) {
         return -1;
     }
     int status = 0;

@@ -32,8 +32,8 @@ public:
     [[nodiscard]] testing::AssertionResult WaitForOut(const std::string &text);
     [[nodiscard]] testing::AssertionResult WaitForErr(const std::string &text);
 
-    // Waits for the child's end. Its exit status, 128 and the signal's number if
-    // a signal ended it, -1 if it does not end.
+    // Waits, once, for the child's end. Its exit status, 128 and the signal's
+    // number if a signal ended it, -1 if it does not end.
     [[nodiscard]] int WaitForEnd();
     void Signal(int number);
 
@@ -61,6 +61,6 @@ private:
 };
 
 // Turns this process into a program found on the path. Returns 127 if that fails.
-int Execute(const std::vector<std::string> &command);
+[[nodiscard]] int Execute(const std::vector<std::string> &command);
 
 } // namespace test

@@ -12,7 +12,7 @@
 // the functions below are linked in place of the library's. It does what the real
 // one does, and notes every call, so that a test sees exactly what was asked of
 // Avahi and can answer with failures that a healthy avahi-daemon never gives.
-// Included by one test program only.
+// Included by one source file of a test program.
 
 struct AvahiClient
 {
