@@ -99,8 +99,9 @@ TEST_F(DelayedQueueTest, ClearDropsEverythingAndMakesRoom)
     queue.Clear();
     EXPECT_EQ(queue.Size(), 0U);
     EXPECT_EQ(Tick(1), Messages{});
-    EXPECT_EQ(Complaint("b"), "");
-    EXPECT_THAT(Tick(0), ElementsAre("b:1900"));
+    Add(std::string(99, 'b'));
+    EXPECT_EQ(Complaint("c"), "");
+    EXPECT_THAT(Tick(0), ElementsAre(std::string(99, 'b') + ":1900", "c:1900"));
 }
 
 TEST_F(DelayedQueueTest, DropsWhatIsOverTheBoundAndSaysSoOnce)
@@ -128,12 +129,20 @@ TEST_F(DelayedQueueTest, SaysSoAgainOnlyAfterTheBoundWasLeft)
     EXPECT_EQ(Complaint("d"), kFull);
 }
 
-TEST_F(DelayedQueueTest, IsFullOnceItHoldsItsBytesForAnySizeOfDatagram)
+TEST_F(DelayedQueueTest, IsFullOnceItHoldsItsBytes)
 {
     Add(std::string(99, 'a'));
-    EXPECT_EQ(Complaint(std::string(50, 'b')), "");
-    // A flood of large and small datagrams is reported once, not at each change
-    // of size.
+    EXPECT_EQ(Complaint("b"), "");
+    EXPECT_EQ(Complaint("c"), kFull);
+    EXPECT_EQ(queue.Size(), 2U);
+}
+
+// Otherwise a flood of large and small datagrams would write a line at each
+// change of size.
+TEST_F(DelayedQueueTest, IsFullForAnySizeAndSaysSoOnce)
+{
+    Add(std::string(99, 'a'));
+    EXPECT_EQ(Complaint(std::string(50, 'b')), ""); // begun below its bytes
     EXPECT_EQ(Complaint(std::string(50, 'c')), kFull);
     EXPECT_EQ(Complaint("d"), "");
     EXPECT_EQ(Complaint(""), "");

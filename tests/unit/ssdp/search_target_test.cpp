@@ -74,6 +74,17 @@ TEST(SearchTarget, OneWithUuidInItIsNotTriedAsAType)
     services.begin()->second.notificationType = "x-uuid:y";
     EXPECT_EQ(Answers(services, "x-uuid:y"), USNs{});
     EXPECT_EQ(Answers(services, "x-uuid:y:1"), USNs{});
+    services.begin()->second.notificationType = "uuid:y";
+    EXPECT_EQ(Answers(services, "uuid:y"), USNs{});
+}
+
+TEST(SearchTarget, AUSNIsComparedWithoutDroppingAVersion)
+{
+    SSDPDeviceMap services = Services();
+    services.begin()->second.usn = "uuid:y:1";
+    EXPECT_THAT(Answers(services, "uuid:y:1"), ElementsAre("uuid:y:1"));
+    services.begin()->second.usn = "uuid:y";
+    EXPECT_EQ(Answers(services, "uuid:y:1"), USNs{});
 }
 
 TEST(SearchTarget, UuidAloneIsTooShortForAUSNAndTriedAsAType)

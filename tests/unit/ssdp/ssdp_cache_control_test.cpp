@@ -35,6 +35,7 @@ TEST(CacheControl, ReadsTheNumberWithItsBase)
 {
     EXPECT_EQ(MaxAge(" max-age=0x3c"), 60);
     EXPECT_EQ(MaxAge(" max-age=0X3C"), 60);
+    EXPECT_EQ(MaxAge(" max-age=0xf"), 15);
     EXPECT_EQ(MaxAge(" max-age=074"), 60);
     EXPECT_EQ(MaxAge(" max-age=+60"), 60);
     EXPECT_EQ(MaxAge(" max-age=60s"), 60);
