@@ -26,7 +26,7 @@ TEST_F(MdnsUnderChange, APeerFollowsARenaming)
                                 named("studio-c") + established("studio-c") + "name changed\n");
 }
 
-TEST_F(MdnsUnderChange, AChangedAddressIsPublishedAfresh)
+TEST_F(MdnsUnderChange, IpChangedPublishesAfresh)
 {
     LiveChild studio = device({publishAs("studio-d"), [](Mdns &mdns) { mdns.ipChanged(); }});
     EXPECT_TRUE(studio.WaitForErr(established("studio-d")));
