@@ -72,6 +72,20 @@ TEST_F(ConfigWatch, TellsEachChangeAsItHappens)
     EXPECT_EQ(stream.Next(), SystemEvent(R"({"ssdpEnable":true})"));
 }
 
+// Nothing but the change itself wakes the service.
+TEST_F(ConfigWatch, TellsAChangeWhoseSenderStays)
+{
+    Service service;
+    Stream stream("?system=beacond&params=24");
+    EXPECT_EQ(stream.Next(), kFirstSystem);
+    Connection connection;
+    for (const char *name : {"beta", "gamma"}) {
+        connection.Send(
+            RequestText("PATCH", kSystem, R"({"hostName":")" + std::string(name) + "\"}"));
+        EXPECT_EQ(stream.Next(), RenamedEvent(name));
+    }
+}
+
 TEST_F(ConfigWatch, TellsOfDevicesKeptByHand)
 {
     Service service({"--devices", "/var/lib/beacon-configd/devices.json"});
