@@ -55,7 +55,7 @@ bool VEXIPSocket::Use::SetReceiveTimeout(unsigned int timeoutMs)
     timeval timeout{}; // nothing: for ever
     if (timeoutMs != kVEXInfinite) {
         timeout.tv_sec = timeoutMs / 1000;
-        timeout.tv_usec = timeoutMs % 1000 * 1000;
+        timeout.tv_usec = suseconds_t(timeoutMs % 1000) * 1000;
     }
     if (setsockopt(mDescriptor, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout) != 0) {
         return false;
