@@ -15,7 +15,7 @@
 using ssdp::WriteFault;
 using ssdp::WriteProgress;
 
-DescriptionFileNumbers VEX_SSDP::mFileNumberContainer;
+DescriptionFileNumbers &VEX_SSDP::mFileNumberContainer = *new DescriptionFileNumbers;
 
 VEX_SSDP::VEX_SSDP()
     : mRegistry(*this),

@@ -138,8 +138,9 @@ private:
     void ParseSSDPDiagnosticMessages(std::string_view command, std::string &reply)
         VEX_EXCLUDES(mLock);
 
-    // Numbers of description files in use, for the process.
-    static DescriptionFileNumbers mFileNumberContainer;
+    // Numbers of description files in use, for the process. Never destroyed: the
+    // SSDP thread may still run while the process ends.
+    static DescriptionFileNumbers &mFileNumberContainer;
 
     // Constant after construction:
     sockaddr_in mMulticastDestination{};
