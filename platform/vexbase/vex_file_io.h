@@ -9,13 +9,13 @@
 class VEXFileIO
 {
 public:
-    // Creation flags of Open, which may be joined with |.
+    // Creation flags of Open. kRead | kWrite opens an emptied file for both.
     enum OpenFlag : int {
         kRead = 8,     // existing file, for reading
         kWrite = 16,   // for writing; makes a missing file, empties an existing one
         kTruncate = 4, // with kWrite: says the emptying out loud, changes nothing
     };
-    // Properties of Open.
+    // Properties of Open; there is no other way yet, so it is always named.
     enum Property : int {
         kBuffered = 1, // through the page cache, not synchronised to the medium
     };
@@ -26,10 +26,10 @@ public:
     VEXFileIO &operator=(const VEXFileIO &) = delete;
 
     // Opens a regular file. Returns 0, or a negative status with errno as the
-    // system left it (EBUSY when this object has a file open already, EINVAL
-    // for flags or properties not named above or for a name with a NUL in it,
-    // ENXIO or EISDIR for what is no regular file). Never waits for a peer, as opening a FIFO
-    // would. New files get mode 0666 less the process's file-creation mask.
+    // system left it (EBUSY when this object has a file open already, EINVAL for
+    // flags or properties not named above or for a name with a NUL in it, ENXIO
+    // or EISDIR for what is no regular file). Never waits for a peer, as opening
+    // a FIFO would. New files get mode 0666 less the process's file-creation mask.
     [[nodiscard]] int Open(const std::string &name, int flags, int properties);
 
     // Writes length bytes, going on after short writes and interrupts. Returns
