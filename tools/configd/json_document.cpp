@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <functional>
 #include <sstream>
-#include <utility>
 #include <vector>
 
 namespace configd {
@@ -30,7 +29,8 @@ public:
 
     void Follow(json::parse_event_t event, const json &parsed)
     {
-        const std::size_t start = mText.find_first_not_of(" \t\r\n:,", std::exchange(mEnd, Read()));
+        const std::size_t start = NextToken();
+        mEnd = Read();
         switch (event) {
         case json::parse_event_t::object_end:
         case json::parse_event_t::array_end:
@@ -51,11 +51,10 @@ public:
         }
     }
 
-    // How many bytes the parser has read.
-    [[nodiscard]] std::size_t Read() const
+    // Where the token begins that no event has told of yet.
+    [[nodiscard]] std::size_t NextToken() const
     {
-        return static_cast<std::size_t>(
-            std::streamoff(mStream.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in)));
+        return mText.find_first_not_of(" \t\r\n:,", mEnd);
     }
 
 private:
@@ -65,6 +64,13 @@ private:
         std::size_t next; // index of an array's next element
         std::string name; // of the member or element being read
     };
+
+    // How many bytes the parser has read.
+    [[nodiscard]] std::size_t Read() const
+    {
+        return static_cast<std::size_t>(
+            std::streamoff(mStream.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in)));
+    }
 
     void BeginValue(std::size_t start)
     {
@@ -127,7 +133,7 @@ std::optional<Fault> JsonDocument::Parse()
     } catch (const json::parse_error &error) {
         return FaultAt(error.byte - 1, "malformed JSON");
     } catch (const json::out_of_range &) {
-        return FaultAt(locator.Read() - 1, "number out of range");
+        return FaultAt(locator.NextToken(), "number out of range");
     }
     return std::nullopt;
 }

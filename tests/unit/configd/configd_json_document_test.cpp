@@ -43,7 +43,9 @@ TEST(JsonDocument, RefusesWhatIsNoUtf8)
 
 TEST(JsonDocument, RefusesANumberThatDoesNotFit)
 {
-    EXPECT_THAT(FaultOf("[1e999]"), Optional(Eq("line 1, column 7: number out of range")));
+    EXPECT_THAT(FaultOf("[1e999]"), Optional(Eq("line 1, column 2: number out of range")));
+    EXPECT_THAT(FaultOf("{\"a\" :\n 1e999 }"),
+                Optional(Eq("line 2, column 2: number out of range")));
 }
 
 TEST(JsonDocument, BearsAnyDepth)
