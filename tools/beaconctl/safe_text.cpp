@@ -1,6 +1,7 @@
 #include "beaconctl/safe_text.h"
 
 #include <QString>
+#include <QTextCodec>
 #include <QVector>
 #include <array>
 #include <cstdio>
@@ -23,22 +24,33 @@ std::size_t SequenceLength(unsigned char first)
     return first >= 0xF0 && first < 0xF5 ? 4 : 0;
 }
 
+// The one character that the bytes encode, 0xFFFFFFFF when they encode none.
+char32_t Decode(std::string_view bytes)
+{
+    constexpr int kUtf8 = 106; // the registered number of the encoding
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+    const QVector<uint> decoded =
+        QTextCodec::codecForMib(kUtf8)
+            ->toUnicode(bytes.data(), static_cast<int>(bytes.size()), &state)
+            .toUcs4();
+    const bool valid = state.invalidChars == 0 && state.remainingChars == 0 && decoded.size() == 1;
+    return valid ? decoded[0] : 0xFFFFFFFF;
+}
+
 // Takes the next character off a text. False for a byte that is no UTF-8, which
 // is then the character.
 bool TakeCharacter(std::string_view &text, std::string_view &bytes, char32_t &character)
 {
     const std::size_t length = SequenceLength(static_cast<unsigned char>(text.front()));
-    const QVector<uint> decoded =
-        length == 0 || length > text.size()
-            ? QVector<uint>()
-            : QString::fromUtf8(text.data(), static_cast<int>(length)).toUcs4();
-    const bool whole = decoded.size() == 1 && decoded[0] != 0xFFFD;
-    // The replacement character itself may be meant.
-    const bool meant = decoded.size() == 1 && text.substr(0, 3) == "\xEF\xBF\xBD";
-    bytes = text.substr(0, whole || meant ? length : 1);
-    character = whole || meant ? decoded[0] : static_cast<unsigned char>(text.front());
+    bytes = text.substr(0, length);
+    character = length == 0 || bytes.size() < length ? 0xFFFFFFFF : Decode(bytes);
+    const bool valid = character != 0xFFFFFFFF;
+    if (!valid) {
+        bytes = text.substr(0, 1);
+        character = static_cast<unsigned char>(text.front());
+    }
     text.remove_prefix(bytes.size());
-    return whole || meant;
+    return valid;
 }
 
 // Characters that act on what stands around them, or that nobody sees.

@@ -1,0 +1,55 @@
+#include "beaconctl/safe_text.h"
+
+#include <gtest/gtest.h>
+
+TEST(SafeText, LeavesPrintableUtf8AsItIs)
+{
+    EXPECT_EQ(SafeText("studio-a \"1\" \xc3\xa9 \xe6\x97\xa5 \xf0\x9f\x8e\xa5"),
+              "studio-a \"1\" \xc3\xa9 \xe6\x97\xa5 \xf0\x9f\x8e\xa5");
+    EXPECT_EQ(SafeText("\xef\xbf\xbd"), "\xef\xbf\xbd"); // meant by its sender
+}
+
+TEST(SafeText, EscapesWhatActsOnATerminal)
+{
+    EXPECT_EQ(SafeText("\x1b[31mred"), "\\x1b[31mred");
+    EXPECT_EQ(SafeText(std::string_view("\0\a\b\t\n\r\x7f", 7)),
+              "\\x00\\x07\\x08\\x09\\x0a\\x0d\\x7f");
+    EXPECT_EQ(SafeText("\xc2\x9b"
+                       "31m"),
+              "\\u{009b}31m"); // the one-character CSI
+}
+
+TEST(SafeText, EscapesWhatReversesOrHides)
+{
+    EXPECT_EQ(SafeText("a\xe2\x80\xae"
+                       "b"),
+              "a\\u{202e}b");
+    EXPECT_EQ(SafeText("a\xe2\x80\x8b"
+                       "b"),
+              "a\\u{200b}b");
+    EXPECT_EQ(SafeText("a\xef\xbb\xbf"
+                       "b"),
+              "a\\u{feff}b");
+}
+
+TEST(SafeText, EscapesBytesThatAreNoUtf8)
+{
+    EXPECT_EQ(SafeText("\xff"), "\\xff");
+    EXPECT_EQ(SafeText("\xc3"), "\\xc3");                   // cut off
+    EXPECT_EQ(SafeText("\xc0\xaf"), "\\xc0\\xaf");          // longer than need be
+    EXPECT_EQ(SafeText("\xed\xa0\x80"), "\\xed\\xa0\\x80"); // half a surrogate pair
+}
+
+TEST(SafeText, DoublesABackslashSoThatEscapesCannotBeForged)
+{
+    EXPECT_EQ(SafeText("\\x1b"), "\\\\x1b");
+}
+
+TEST(DisplayWidth, CountsColumnsNotBytes)
+{
+    EXPECT_EQ(DisplayWidth("abc"), 3U);
+    EXPECT_EQ(DisplayWidth("\xc3\xa9"), 1U);
+    EXPECT_EQ(DisplayWidth("e\xcc\x81"), 1U);    // a combining accent
+    EXPECT_EQ(DisplayWidth("\xe6\x97\xa5"), 2U); // wide
+    EXPECT_EQ(DisplayWidth("\xf0\x9f\x8e\xa5"), 2U);
+}
