@@ -1,0 +1,82 @@
+#include "engine_fixture.h"
+#include "support/capture.h"
+#include "support/child.h"
+
+#include <dirent.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+using test::kNet0;
+using test::Output;
+
+namespace {
+
+class Failing : public test::EngineTest
+{
+protected:
+    // Each in a child, for what a failure leaves behind in the process.
+    static constexpr uid_t kNobodyElse = 54321;
+
+    static rlim_t OwnThreads()
+    {
+        rlim_t count = 0;
+        DIR *folder = opendir("/proc/self/task");
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): one thread
+        while (const dirent *entry = readdir(folder)) {
+            count += entry->d_name[0] != '.' ? 1U : 0U;
+        }
+        closedir(folder);
+        return count;
+    }
+
+    // Opens the engine as a user who may have so many more threads, and closes
+    // it. The system's limit does not hold for root.
+    void OpenWithThreads(rlim_t more, unsigned int expected)
+    {
+        ASSERT_EQ(setuid(kNobodyElse), 0);
+        rlimit limit{};
+        ASSERT_EQ(getrlimit(RLIMIT_NPROC, &limit), 0);
+        const rlimit narrow{OwnThreads() + more, limit.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_NPROC, &narrow), 0);
+        EXPECT_EQ(mEngine.Open(kNet0), expected);
+        EXPECT_EQ(mEngine.IsOpen(), expected == 1U);
+        ASSERT_EQ(setrlimit(RLIMIT_NPROC, &limit), 0); // sanitizers want a thread at the end
+        mEngine.Close();
+    }
+};
+
+} // namespace
+
+TEST_F(Failing, WithoutAnSSDPThreadTheEngineClosesAgain)
+{
+    const Output output = test::InChild([this] { OpenWithThreads(0, 0); });
+    EXPECT_EQ(output.out, "");
+    EXPECT_EQ(output.err, "");
+}
+
+TEST_F(Failing, WithoutADiagnosticThreadTheEngineOpensAllTheSame)
+{
+    const Output output = test::InChild([this] { OpenWithThreads(1, 1); });
+    EXPECT_EQ(output.err, "Open: The diagnostic thread failed to start\n");
+    EXPECT_EQ(output.out, "SSDPThread: Exiting...\n");
+}
+
+TEST_F(Failing, WithoutItsDocumentAServiceIsNotAnnouncedAndItsNumberStaysTaken)
+{
+    const Output output = test::InChild([this] {
+        mEngine.SetPath("/var/www/missing");
+        Add();
+        EXPECT_EQ(mEngine.Open(kNet0), 1U);
+        EXPECT_EQ(mPeer.Receive(), test::Search("upnp:rootdevice"));
+        EXPECT_EQ(Ask("gh"), "HostList");
+        mEngine.Close();
+        mEngine.SetPath("/var/www/html");
+        Add();
+        EXPECT_EQ(mEngine.Open(kNet0), 1U);
+        EXPECT_EQ(mPeer.Receive(), test::Alive(test::kCorvia, "corvia_12_upnp_ssdp_2.xml"));
+        mEngine.Close();
+    });
+    EXPECT_EQ(output.err, "GenerateDeviceDescriptionFile: Failed to open the SSDP XML file\n"
+                          "UpdateContainers: Unable to generate a description file for "
+                          "uuid:65746500-Corvia 12-192.0.2.10-0, Corvia 12\n");
+}
