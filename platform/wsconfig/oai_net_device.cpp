@@ -20,14 +20,20 @@ OAIInterfaceSetupState::OAIInterfaceSetupState(const QString &name)
 }
 
 OAINetParams::OAINetParams(const QJsonObject &object)
-    : m_address(object.value(QLatin1String("address")).toString())
 {
+    const QJsonValue address = object.value(QLatin1String("address"));
+    if (address.isString()) {
+        m_address = address.toString();
+    }
 }
 
 OAINetStatus::OAINetStatus(const QJsonObject &object)
-    : m_setupState(object.value(QLatin1String("interfaceSetupState")).toString()),
-      m_connected(object.value(QLatin1String("connected")).toBool())
+    : m_setupState(object.value(QLatin1String("interfaceSetupState")).toString())
 {
+    const QJsonValue connected = object.value(QLatin1String("connected"));
+    if (connected.isBool()) {
+        m_connected = connected.toBool();
+    }
 }
 
 OAINetDevice::OAINetDevice(const QJsonObject &object)

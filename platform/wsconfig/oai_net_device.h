@@ -2,12 +2,13 @@
 
 #include <QJsonObject>
 #include <QString>
+#include <optional>
 
 // The service's model of a network device:
 // {"activeParams":{"address":"192.0.2.10"},
 //  "status":{"interfaceSetupState":"Complete","connected":true}}.
-// Every member may be absent. One that is, or has another type, reads as empty
-// text or false. Values; any thread.
+// A member that is absent or of another type is not set, and reads as empty text
+// or false. Values; any thread.
 namespace OpenAPI {
 
 // How far the interface's setting up has come.
@@ -34,11 +35,13 @@ public:
     OAINetParams() = default;
     explicit OAINetParams(const QJsonObject &object);
 
-    // The address, an IPv4 dotted quad if the service keeps to its contract.
-    [[nodiscard]] QString getAddress() const { return m_address; }
+    [[nodiscard]] bool is_address_Set() const { return m_address.has_value(); }
+    // The address, an IPv4 dotted quad if the service keeps to its contract;
+    // empty for an interface without one.
+    [[nodiscard]] QString getAddress() const { return m_address.value_or(QString()); }
 
 private:
-    QString m_address;
+    std::optional<QString> m_address;
 };
 
 // The state of the interface and its cable.
@@ -48,12 +51,19 @@ public:
     OAINetStatus() = default;
     explicit OAINetStatus(const QJsonObject &object);
 
+    // Whether the state is one of those that there are.
+    [[nodiscard]] bool is_interface_setup_state_Set() const
+    {
+        return !m_setupState.asJson().isEmpty();
+    }
     [[nodiscard]] OAIInterfaceSetupState getInterfaceSetupState() const { return m_setupState; }
-    [[nodiscard]] bool isConnected() const { return m_connected; }
+
+    [[nodiscard]] bool is_connected_Set() const { return m_connected.has_value(); }
+    [[nodiscard]] bool isConnected() const { return m_connected.value_or(false); }
 
 private:
     OAIInterfaceSetupState m_setupState;
-    bool m_connected = false;
+    std::optional<bool> m_connected;
 };
 
 class OAINetDevice

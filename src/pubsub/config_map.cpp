@@ -76,7 +76,7 @@ void ConfigMap::handleValueChanged(WSConfig::ParamId id, const QString &value)
     }
 }
 
-// A member that is absent leaves its setting as it was.
+// A member that is absent or malformed leaves its setting as it was.
 void ConfigMap::updateSystem(const QString &json)
 {
     const OpenAPI::OAISystemConfig system(json);
@@ -92,13 +92,15 @@ void ConfigMap::updateDevice(int slot, const OpenAPI::OAINetDevice &device)
 {
     const auto index = static_cast<std::size_t>(slot);
     const OpenAPI::OAINetStatus status = device.getStatus();
-    if (Store(m_setupState[index], status.getInterfaceSetupState().asJson())) {
+    if (status.is_interface_setup_state_Set() &&
+        Store(m_setupState[index], status.getInterfaceSetupState().asJson())) {
         report(slot, InterfaceSetupState, m_setupState[index], false);
     }
-    if (Store(m_connected[index], status.isConnected())) {
+    if (status.is_connected_Set() && Store(m_connected[index], status.isConnected())) {
         report(slot, Connected, QString(), m_connected[index]);
     }
-    if (Store(m_address[index], device.getActiveParams().getAddress())) {
+    const OpenAPI::OAINetParams params = device.getActiveParams();
+    if (params.is_address_Set() && Store(m_address[index], params.getAddress())) {
         report(slot, Address, QString(), true);
     }
 }

@@ -32,9 +32,13 @@ VEX_SSDP::VEX_SSDP()
     mDiagnosticThread.Attach([this] { SSDPDiagnosticThread(); });
 }
 
+// Close gives a thread up that does not end in time; it must not outlive what it
+// uses.
 VEX_SSDP::~VEX_SSDP()
 {
     Close();
+    static_cast<void>(mThread.Stop(kVEXInfinite));
+    static_cast<void>(mDiagnosticThread.Stop(kVEXInfinite));
 }
 
 unsigned int VEX_SSDP::Open(const std::map<std::string, std::string> &interfaces)

@@ -82,6 +82,27 @@ protected:
 
 } // namespace
 
+TEST_F(Config, AMalformedDeviceLeavesItsSettingsAloneAndIsReportedByNothing)
+{
+    WatchUsual();
+    for (const char *list :
+         {"[7]", "[{}]", R"([{"activeParams":{},"status":{}}])", R"([{"status":"Complete"}])",
+          R"([{"activeParams":{"address":7},)"
+          R"("status":{"interfaceSetupState":"complete","connected":"false"}}])"}) {
+        EXPECT_EQ(SignalsOf(kDevices, list), Texts{}) << list;
+    }
+    EXPECT_EQ(String(0, ConfigMap::InterfaceSetupState), "Idle");
+    EXPECT_TRUE(mMap.getBool(0, ConfigMap::Connected));
+    EXPECT_EQ(String(0, ConfigMap::Address), "192.0.2.10");
+}
+
+TEST_F(Config, AnAddressThatIsTakenAwayIsReported)
+{
+    WatchUsual();
+    EXPECT_EQ(SignalsOf(kDevices, "[" + Device("Idle", true, "") + "]"), Texts{"0 0  true"});
+    EXPECT_EQ(String(0, ConfigMap::Address), "");
+}
+
 TEST_F(Config, IsEmptyBeforeTheWatch)
 {
     for (int slot = 0; slot < 3; ++slot) {
