@@ -19,9 +19,6 @@ void ExpectNothingSet(const OAISystemConfig &config)
     EXPECT_EQ(config.getHostName(), QString());
     EXPECT_FALSE(config.is_ssdp_enable_Set());
     EXPECT_FALSE(config.isSsdpEnable());
-    EXPECT_FALSE(config.getActiveParams().is_address_Set());
-    EXPECT_FALSE(config.getStatus().is_interface_setup_state_Set());
-    EXPECT_FALSE(config.getStatus().is_connected_Set());
 }
 
 void ExpectNothingSet(const OAINetDevice &device)
@@ -29,6 +26,9 @@ void ExpectNothingSet(const OAINetDevice &device)
     EXPECT_EQ(device.getStatus().getInterfaceSetupState().asJson(), QString());
     EXPECT_FALSE(device.getStatus().isConnected());
     EXPECT_EQ(device.getActiveParams().getAddress(), QString());
+    EXPECT_FALSE(device.getActiveParams().is_address_Set());
+    EXPECT_FALSE(device.getStatus().is_interface_setup_state_Set());
+    EXPECT_FALSE(device.getStatus().is_connected_Set());
 }
 
 } // namespace
