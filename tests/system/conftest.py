@@ -14,7 +14,7 @@ from lab import DeviceSpec, Lab  # noqa: E402
 
 def pytest_addoption(parser):
     parser.addoption("--programs", default=str(TOP / "build/dev/bin"),
-                     help="the folder that holds beacond and beacon-configd")
+                     help="the folder that holds the programs")
 
 
 def pytest_sessionstart(session):
@@ -22,7 +22,7 @@ def pytest_sessionstart(session):
         return  # one of several processes: the first has looked
     if os.geteuid() != 0:
         pytest.exit("The system tests make network namespaces and need root.", returncode=1)
-    for name in ("beacond", "beacon-configd"):
+    for name in ("beacond", "beacon-configd", "beaconctl"):
         if not (Path(session.config.getoption("--programs")) / name).exists():
             pytest.exit(f"There is no {name}; build it first: "
                         f"cmake --preset dev && cmake --build --preset dev", returncode=1)

@@ -1,0 +1,116 @@
+"""beaconctl against devices, as a support engineer uses it."""
+
+import json
+import os
+import pty
+import re
+import signal
+
+import pytest
+
+from lab import DeviceSpec, Lab, wait_until
+
+BEACONCTL = "/mnt/beaconctl"
+
+
+@pytest.fixture(scope="module")
+def pair(programs):
+    """Two devices that see each other."""
+    with Lab(programs) as lab:
+        devices = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
+                                   DeviceSpec("studio-b", product="lumenplus")])
+        for device in devices:
+            device.start_beacond()
+        for device in devices:
+            wait_until(lambda device=device: len(device.browse_list()) == 2, 90,
+                       f"{device.name} lists both", device.beacond.explain)
+        yield lab, *devices
+
+
+def usn(device, product):
+    return f"uuid:65746500-{product}-{device.address}-0"
+
+
+def test_nodes_shows_every_known_device_as_an_aligned_table(pair):
+    _, a, b = pair
+    result = a.run(BEACONCTL, "nodes")
+    assert result.stdout == (
+        "  HOST NAME  PRODUCT     ADDRESS     USN\n"
+        f"  studio-a   Corvia 12   192.0.2.10  {usn(a, 'Corvia 12')}\n"
+        f"  studio-b   Lumen Plus  192.0.2.11  {usn(b, 'Lumen Plus')}\n")
+    assert result.stderr == ""
+
+
+def test_hosts_of_another_device_as_json(pair):
+    _, a, b = pair
+    result = a.run(BEACONCTL, "--json", "--host", b.address, "hosts")
+    assert json.loads(result.stdout) == [{"hostName": "studio-b", "product": "Lumen Plus",
+                                          "address": b.address, "usn": usn(b, "Lumen Plus")}]
+
+
+def test_browse_shows_the_devices_browse_list(pair):
+    _, a, _ = pair
+    assert a.run(BEACONCTL, "browse").stdout == (
+        "  HOST NAME  PRODUCT     ADDRESS     DESCRIPTION\n"
+        "  studio-a   Corvia 12   192.0.2.10  HD recorder 0x10650001\n"
+        "  studio-b   Lumen Plus  192.0.2.11  4K encoder 0x10660002\n")
+
+
+def test_search_prints_each_answer(pair):
+    _, a, b = pair
+    result = a.run(BEACONCTL, "--json", "--timeout", "1", "search", "upnp:rootdevice")
+    answers = [json.loads(line) for line in result.stdout.splitlines()]
+    assert sorted((answer["address"], answer["usn"]) for answer in answers) == [
+        (a.address, usn(a, "Corvia 12")), (b.address, usn(b, "Lumen Plus"))]
+    alone = a.run(BEACONCTL, "--host", b.address, "--timeout", "1", "search")
+    assert alone.stdout.startswith(f"{b.address}  {usn(b, 'Lumen Plus')}\n    ST        upnp:rootdevice\n")
+
+
+def test_nothing_found_has_status_1_and_no_answer_status_3(pair):
+    lab, a, _ = pair
+    silent = lab.add_peer()
+    nothing = a.run(BEACONCTL, "--timeout", "0.3", "search", "urn:nobody", check=False)
+    assert (nothing.returncode, nothing.stdout, nothing.stderr) == (
+        1, "", "beaconctl: nobody answered\n")
+    away = a.run(BEACONCTL, "--host", silent.address, "--timeout", "0.3", "nodes", check=False)
+    assert (away.returncode, away.stdout, away.stderr) == (
+        3, "", f"beaconctl: no answer from {silent.address}\n")
+
+
+def test_a_command_line_that_makes_no_sense_has_status_2(pair):
+    _, a, _ = pair
+    result = a.run(BEACONCTL, "frob", check=False)
+    assert (result.returncode, result.stdout, result.stderr) == (
+        2, "", "beaconctl: no such command: \"frob\"\nTry 'beaconctl --help'.\n")
+
+
+def test_watch_tells_of_a_rename_and_ends_on_an_interrupt(pair):
+    _, a, b = pair
+    watch = a.start("watch", [BEACONCTL, "watch"])
+    watch.wait_output("+ studio-a  Corvia 12  192.0.2.10\n+ studio-b  Lumen Plus  192.0.2.11\n")
+    b.configure(hostName="studio-x")
+    watch.wait_output("- studio-b  Lumen Plus  192.0.2.11\n", 60)
+    watch.wait_output("+ studio-x  Lumen Plus  192.0.2.11\n", 90)
+    assert watch.stop(signal.SIGINT) == 0
+    b.configure(hostName="studio-b")
+
+
+def drawn_on_terminal(device, *command, environment=None):
+    """What a command of a device writes to a terminal, up to its second drawing."""
+    master, terminal = pty.openpty()
+    program = device.start("terminal", list(command), environment, stdin=terminal,
+                           stdout=terminal, stderr=terminal)
+    os.close(terminal)
+    drawn = b""
+    while drawn.count(b"HOST NAME") < 2:
+        drawn += os.read(master, 65536)
+    assert program.stop(signal.SIGINT) == 0
+    os.close(master)
+    return drawn
+
+
+def test_watch_on_a_terminal_draws_in_place_without_colours_if_asked(pair):
+    _, a, _ = pair
+    plain = drawn_on_terminal(a, BEACONCTL, "watch", environment={"NO_COLOR": "1"})
+    assert plain.startswith(b"\x1b[2J\x1b[HCtrl-C ends.")
+    assert not re.search(rb"\x1b\[\d+m", plain)
