@@ -1,0 +1,70 @@
+"""The device in other people's DNS-SD browsers, through its real avahi-daemon."""
+
+import pytest
+
+from lab import DeviceSpec, wait_until
+
+LIMIT = 30
+
+
+@pytest.fixture(scope="module")
+def pair(lab):
+    """A device that is published, and one that only looks."""
+    devices = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
+                               DeviceSpec("studio-b", product="lumenplus")])
+    devices[0].start_beacond().wait_output("Service 'studio-a' successfully established.")
+    return devices
+
+
+def seen(looker):
+    return [(each["name"], each["address"], each["port"], each["text"])
+            for each in looker.mdns_services()]
+
+
+def test_the_service_has_name_address_port_and_txt(pair):
+    published, looker = pair
+    wait_until(lambda: seen(looker) == [
+        ("studio-a", published.address, 80, '"path=/" "txtvers=1"')], LIMIT,
+        "the service", lambda: str(seen(looker)))
+
+
+def test_a_changed_address_is_the_one_that_others_resolve(pair):
+    published, looker = pair
+    published.change_address("192.0.2.77")
+    wait_until(lambda: [each[:2] for each in seen(looker)] == [("studio-a", "192.0.2.77")], LIMIT,
+               "the new address", lambda: str(seen(looker)))
+    assert published.beacond.status is None
+
+
+def test_a_renamed_host_is_found_by_its_new_name_alone(pair):
+    published, looker = pair
+    published.configure(hostName="2nd Studio_A")
+    wait_until(lambda: [each[0] for each in seen(looker)] == ["ndStudioA"], LIMIT,
+               "the new name", lambda: str(seen(looker)))
+
+
+def test_with_ssdp_switched_off_the_service_stays(pair):
+    published, looker = pair
+    published.configure(ssdpEnable=False)
+    published.configure(hostName="hidden")  # kept for later: neither way publishes it
+    published.configure(ssdpEnable=True)
+    assert [each[0] for each in seen(looker)] == ["ndStudioA"]
+    published.configure(hostName="studio-a")
+    wait_until(lambda: [each[0] for each in seen(looker)] == ["studio-a"], LIMIT,
+               "the first name again", lambda: str(seen(looker)))
+
+
+def test_an_ended_avahi_daemon_ends_the_daemon_with_status_1(pair):
+    published, looker = pair
+    published.avahi.stop()
+    assert published.beacond.wait() == 1
+    assert published.beacond.stderr.endswith("Client failure: Daemon connection failed\n")
+    wait_until(lambda: not seen(looker), LIMIT, "the goodbye of avahi-daemon")
+
+
+def test_without_an_avahi_daemon_the_daemon_ends_with_status_1(pair):
+    published, _ = pair
+    beacond = published.start_beacond()
+    assert beacond.wait() == 1
+    assert beacond.stderr.endswith("Failed to create client: Daemon not running\n")
+    assert "PubSub started" not in beacond.stdout
