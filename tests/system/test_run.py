@@ -3,6 +3,7 @@
 import fcntl
 import os
 import pty
+import re
 import select
 import subprocess
 import sys
@@ -49,7 +50,7 @@ def test_a_daemon_that_ends_is_the_reason_of_a_failed_check(programs, tmp_path):
         output, errors = program.communicate(timeout=60)
     assert program.returncode == 1
     assert output == ""
-    assert errors.startswith("beacond ended.\nstudio-a: beacond, status 1\n")
+    assert re.match("beacond ended.\nstudio-[abc]: beacond, status 1\n", errors)
 
 
 def test_a_check_that_fails_says_who_misses_whom(programs, monkeypatch, capsys):
