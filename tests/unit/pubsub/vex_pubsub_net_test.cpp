@@ -150,6 +150,9 @@ TEST_F(PubSub, CompleteOpensTheEngineWithoutAnnouncementWhileSsdpIsOff)
     device->Set(ConfigMap::InterfaceSetupState, "Complete", false);
     EXPECT_EQ(device->Signals(), Texts{"ipChanged"});
     EXPECT_TRUE(device->IsOpen());
+    // Had it been queued, it would be announced when the engine opens again.
+    device->Set(ConfigMap::InterfaceSetupState, "Complete", false);
+    EXPECT_NE(device->Peer().ReceiveContaining("M-SEARCH"), "");
     test::PeerSocket asker;
     asker.SendTo("gh", test::kOwnAddress, 49821);
     EXPECT_EQ(asker.Receive(), "HostList");

@@ -1,10 +1,10 @@
 #include "engine_fixture.h"
+#include "support/blocked_output.h"
 #include "support/child.h"
 
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <fcntl.h>
 #include <thread>
 #include <unistd.h>
 
@@ -17,37 +17,6 @@ class Waiting : public test::EngineTest
 protected:
     // A map as it stands before a wait that is to leave it alone.
     SSDPDeviceMap mOut{{"before", {}}};
-};
-
-// Makes whoever writes to standard error wait.
-class BlockedErrorOutput
-{
-public:
-    BlockedErrorOutput() : mSaved(dup(STDERR_FILENO))
-    {
-        EXPECT_EQ(pipe2(mPipe.data(), O_NONBLOCK), 0);
-        while (write(mPipe[1], "x", 1) == 1) {
-        }
-        fcntl(mPipe[1], F_SETFL, 0);
-        dup2(mPipe[1], STDERR_FILENO);
-        close(mPipe[1]);
-    }
-    ~BlockedErrorOutput() { close(mPipe[0]); }
-    BlockedErrorOutput(const BlockedErrorOutput &) = delete;
-    BlockedErrorOutput &operator=(const BlockedErrorOutput &) = delete;
-
-    // Lets them go on.
-    void End()
-    {
-        std::array<char, 65536> buffer{};
-        EXPECT_GT(read(mPipe[0], buffer.data(), buffer.size()), 0);
-        dup2(mSaved, STDERR_FILENO);
-        close(mSaved);
-    }
-
-private:
-    int mSaved;
-    std::array<int, 2> mPipe{};
 };
 
 // Waits until a count has stood still for a while.
@@ -106,7 +75,7 @@ TEST_F(Waiting, TakesAChangeAlsoWhenTheTimeRunsOutBeforeThePass)
 TEST_F(Waiting, ThatIsSignalledForAChangeTakenEarlierTimesOut)
 {
     test::InChild([this] {
-        BlockedErrorOutput blocked;
+        test::BlockedOutput blocked(STDERR_FILENO);
         mEngine.SetPath("/var/www/missing");
         Add(); // cannot be written: the pass stops where it says so, holding the lock
         SSDPDeviceType other = test::OwnService("Lumen");

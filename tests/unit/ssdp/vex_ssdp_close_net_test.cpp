@@ -1,4 +1,5 @@
 #include "engine_fixture.h"
+#include "support/blocked_output.h"
 #include "support/capture.h"
 
 #include <atomic>
@@ -67,6 +68,8 @@ TEST_F(Closing, OfAClosedEngineDoesNothing)
 TEST_F(Closing, TakesNoTimeWorthMentioning)
 {
     OpenAnnounced();
+    Settle();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // both threads wait by then
     const auto start = std::chrono::steady_clock::now();
     mEngine.Close();
     // Both threads are blocked in their sockets; woken by nothing but the poll's
@@ -106,6 +109,39 @@ TEST_F(Closing, KeepsWhatIsQueuedForTheNextOpen)
     mEngine.Close();
     ASSERT_EQ(mEngine.Open(kNet0), 1U);
     EXPECT_EQ(mPeer.Receive(), Alive(kCorvia, kCorviaFile));
+}
+
+// The datagram waits for the lock while Close, which came first, holds it.
+TEST_F(Closing, DropsADatagramThatItOvertakes)
+{
+    const std::vector<std::string> datagrams{
+        test::PeerDescription("Lumen", "beta"),
+        PeerNotify("ssdp:alive", "Lumen", "nowhere"), // looked at, it would be told
+        "HTTP/1.1 200 OK\r\n\r\n",                    // likewise
+        "GET /" + std::string(kCorviaFile) + " HTTP/1.1\r\n\r\n",
+        Search("ssdp:all"),
+    };
+    for (const std::string &datagram : datagrams) {
+        const test::Output output = test::Capture([&] {
+            OpenAnnounced();
+            Settle();
+            test::BlockedOutput blocked(STDOUT_FILENO);
+            std::thread holder([this] { mEngine.DisplayNodeElements(); });
+            test::BlockedOutput::LetOthersWait();
+            std::thread closer([this] { mEngine.Close(VEX_SSDP::Goodbye::Skip); });
+            test::BlockedOutput::LetOthersWait();
+            ToEngine(datagram);
+            test::BlockedOutput::LetOthersWait();
+            blocked.End();
+            holder.join();
+            closer.join();
+        });
+        EXPECT_EQ(output.err, "") << datagram;
+        SSDPDeviceMap known{{"before", {}}};
+        EXPECT_EQ(mEngine.WaitForChange(0, known), kVEXSuccess);
+        EXPECT_EQ(known.size(), 0U) << datagram;
+        EXPECT_THAT(HeardSoFar(), testing::IsEmpty()) << datagram;
+    }
 }
 
 // Closed at any moment of its start, the engine has either done the whole first

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <fcntl.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+
+namespace test {
+
+// Makes whoever writes to a standard stream wait, and with it whoever waits for
+// a lock that the writer holds: so threads can be held at a known place.
+class BlockedOutput
+{
+public:
+    // STDOUT_FILENO or STDERR_FILENO.
+    explicit BlockedOutput(int stream) : mStream(stream), mSaved(dup(stream))
+    {
+        if (mSaved < 0 || pipe2(mPipe.data(), O_NONBLOCK | O_CLOEXEC) != 0) {
+            throw std::system_error(errno, std::generic_category(), "blocked output");
+        }
+        while (write(mPipe[1], "x", 1) == 1) {
+        }
+        fcntl(mPipe[1], F_SETFL, 0);
+        dup2(mPipe[1], mStream);
+        close(mPipe[1]);
+    }
+    // REQUIRES: they are done with what they wrote, as after End and a join.
+    ~BlockedOutput()
+    {
+        End();
+        close(mPipe[0]);
+    }
+    BlockedOutput(const BlockedOutput &) = delete;
+    BlockedOutput &operator=(const BlockedOutput &) = delete;
+
+    // Lets them go on.
+    void End()
+    {
+        if (mSaved < 0) {
+            return;
+        }
+        dup2(mSaved, mStream);
+        close(mSaved);
+        mSaved = -1;
+        std::array<char, 65536> buffer{};
+        while (read(mPipe[0], buffer.data(), buffer.size()) > 0) {
+        }
+    }
+
+    // Gives other threads the time to come to where they are to wait. One that
+    // is later than that makes a test less severe, never wrong.
+    static void LetOthersWait() { std::this_thread::sleep_for(std::chrono::milliseconds(20)); }
+
+private:
+    int mStream;
+    int mSaved;
+    std::array<int, 2> mPipe{};
+};
+
+} // namespace test
