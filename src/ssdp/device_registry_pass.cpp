@@ -151,20 +151,22 @@ void DeviceRegistry::Publish(SSDPDeviceType &service)
     mActions.AnnounceService(service);
 }
 
+// A device that ran out is forgotten, unless it waits to be taken over: that is
+// what its repeats tell.
 void DeviceRegistry::AgeNodes(std::int32_t elapsed)
 {
     for (auto node = mNodeList.begin(); node != mNodeList.end();) {
         SSDPDeviceType &device = node->second;
-        if (!RunsOut(device, elapsed)) {
-            ++node;
-        } else if (mHostList.find(node->first) != mHostList.end()) {
+        const bool due = RunsOut(device, elapsed);
+        const bool hosted = due && mHostList.find(node->first) != mHostList.end();
+        if (hosted) {
             RunOutHosted(device);
-            ++node;
-        } else if (device.repeatCount != 0) {
-            ++node; // waits to be taken over
-        } else {
+        }
+        if (due && !hosted && device.repeatCount == 0) {
             node = mNodeList.erase(node);
             mChanged = true;
+        } else {
+            ++node;
         }
     }
 }
