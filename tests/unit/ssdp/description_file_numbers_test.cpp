@@ -92,6 +92,7 @@ TEST(DescriptionFileNumbers, NoNumberIsGivenTwiceToSeveralThreads)
 {
     DescriptionFileNumbers numbers;
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&numbers] {
             for (int round = 0; round < 100; ++round) {

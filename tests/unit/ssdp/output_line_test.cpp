@@ -36,6 +36,7 @@ TEST(OutputLine, LinesOfSeveralThreadsDoNotMix)
     const std::string line(200, 'x');
     const test::Output output = test::Capture([&] {
         std::vector<std::thread> threads;
+        threads.reserve(4);
         for (int i = 0; i < 4; ++i) {
             threads.emplace_back([&] {
                 for (int round = 0; round < 200; ++round) {
