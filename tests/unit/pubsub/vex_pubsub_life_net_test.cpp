@@ -48,6 +48,7 @@ TEST(PubSubLife, BeginsAndEndsWithItsLinesAndWithoutGoodbye)
     device->Set(ConfigMap::SsdpEnable, "", true);
     device->Set(ConfigMap::Connected, "", true);
     EXPECT_EQ(device->NextAnnouncement(), "alive");
+    EXPECT_NE(device->Peer().ReceiveContaining("M-SEARCH"), "");
     test::PeerSocket peer(1900);
     peer.JoinMulticast();
     const test::Output end = test::Capture([&device] { device.reset(); });
