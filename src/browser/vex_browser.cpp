@@ -76,6 +76,7 @@ void VEXBrowser::WriteBrowserInfo()
 
 // True whenever the file could be opened: what could not be written, on a full
 // medium, shows in the published list and on standard error.
+// NOLINTNEXTLINE(performance-unnecessary-value-param): its signature is given
 bool VEXBrowser::WriteJSONFile(std::string path)
 {
     VEXFileIO file;

@@ -56,7 +56,7 @@ Q_SIGNALS:
 private Q_SLOTS:
     void handleValueChanged(WSConfig::ParamId id, const QString &value);
 
-private:
+private: // NOLINT(readability-redundant-access-specifiers): the slots end here
     void updateSystem(const QString &json);
     void updateDevice(int slot, const OpenAPI::OAINetDevice &device);
     void report(int slot, ParamId id, const QString &strVal, bool boolVal);

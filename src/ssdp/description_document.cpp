@@ -86,6 +86,7 @@ std::string DescriptionFileName(std::string_view productName, std::uint32_t numb
 std::string ComposeDescription(const SSDPDeviceType &service, std::string_view fileName,
                                std::string_view makerURL)
 {
+    // NOLINTBEGIN(bugprone-suspicious-missing-comma): lines that belong together are one text
     return Concat({"<?xml version=\"1.0\"?>\n"
                    "<root xmlns=\"urn:schemas-upnp-org:device-1-0\">\n"
                    "  <specVersion>\n"
@@ -140,6 +141,7 @@ std::string ComposeDescription(const SSDPDeviceType &service, std::string_view f
                    service.ipAddress,
                    ":80/</URLBase>\n"
                    "</root>\n"});
+    // NOLINTEND(bugprone-suspicious-missing-comma)
 }
 
 std::optional<SSDPDeviceType> ReadDescription(std::string_view response)

@@ -45,6 +45,7 @@ IndexedDeviceMap::iterator IndexedDeviceMap::find(std::string_view usn)
     return entry == mIndex.end() ? mMap.end() : entry->second;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): it is moved into the map
 std::pair<IndexedDeviceMap::iterator, bool> IndexedDeviceMap::try_emplace(SSDPDeviceType device)
 {
     std::string usn = device.usn;

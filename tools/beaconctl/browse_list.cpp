@@ -8,7 +8,7 @@
 namespace {
 
 // Far above the list of 4096 devices with the longest names a datagram carries.
-constexpr qint64 kLargest = 16 * 1024 * 1024;
+constexpr qint64 kLargest = 16LL * 1024 * 1024;
 
 std::string Text(const QJsonObject &object, const char *key)
 {
@@ -43,7 +43,7 @@ bool ReadBrowseText(const std::string &text, Entries &entries, std::string &erro
         return false;
     }
     Entries read;
-    for (const QJsonValue &value : document.array()) {
+    for (const auto &value : document.array()) {
         if (!value.isObject()) {
             error = "not a browse list: an element is no object";
             return false;
