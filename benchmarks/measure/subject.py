@@ -54,6 +54,9 @@ class Subject:
 
     def go_on(self):
         os.kill(self.pid, signal.SIGCONT)
+        # What entered the node for it stops along with it, and stays so by itself.
+        parent = int(Path(f"/proc/{self.pid}/stat").read_text().rsplit(")", 1)[1].split()[1])
+        os.kill(parent, signal.SIGCONT)
 
     def settle(self, limit=20):
         """Waits until everything that was sent is received and worked off."""
