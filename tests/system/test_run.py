@@ -1,6 +1,8 @@
 """The demonstration that ./run starts."""
 
 import fcntl
+import http.client
+import json
 import os
 import pty
 import re
@@ -10,8 +12,12 @@ import sys
 import termios
 from pathlib import Path
 
+import pytest
+
 import lab.__main__ as demo
+import lab.story
 from lab import DeviceSpec, Lab
+from lab.page import DiscoveryPage
 from lab.view import View
 
 TOP = Path(__file__).resolve().parents[2]
@@ -20,6 +26,16 @@ TOP = Path(__file__).resolve().parents[2]
 def demonstration(programs, *options, **popen):
     return subprocess.Popen([sys.executable, "-B", "-m", "lab", *options, str(programs)],
                             env={**os.environ, "PYTHONPATH": str(TOP / "tools")}, **popen)
+
+
+def fetch(port, path):
+    connection = http.client.HTTPConnection("127.0.0.1", port, timeout=10)
+    try:
+        connection.request("GET", path)
+        answer = connection.getresponse()
+        return answer.status, answer.read()
+    finally:
+        connection.close()
 
 
 def take_terminal():
@@ -59,12 +75,14 @@ def test_a_check_that_fails_says_who_misses_whom(programs, monkeypatch, capsys):
         devices = network.add_devices([DeviceSpec("studio-a"), DeviceSpec("studio-b")])
         for device in devices:
             device.start_beacond().wait_output("PubSub started")
-        assert demo.check(devices, [View(device) for device in devices]) == 1
+        with DiscoveryPage(devices[0]) as page:
+            assert demo.check(devices, [View(device) for device in devices], page) == 1
     said = capsys.readouterr()
     assert said.out == ""
     assert said.err.startswith("After 0 s:\n")
     assert "\n  studio-a does not list studio-b in browse.json\n" in said.err
     assert "\n  studio-b does not see studio-a by _http._tcp\n" in said.err
+    assert re.search(rf"\n  {page.url}browse.json, status \d+, does not list studio-b\n", said.err)
 
 
 def test_it_draws_a_table_until_interrupted(programs):
@@ -76,18 +94,69 @@ def test_it_draws_a_table_until_interrupted(programs):
         while b"seen by mDNS (this device)" not in seen:
             assert select.select([master], [], [], 30)[0], f"only {seen!r}"
             seen += os.read(master, 65536)
-        assert b"\033[2J\033[HThree devices on a virtual network. Ctrl-C ends it.\033[K\r\n" in seen
-        assert b"\r\nstudio-a (192.0.2.10) sees\033[K\r\n  host name  address" in seen
+        start = re.search(rb"\033\[2J\033\[H3 devices on a virtual network\. Ctrl-C ends it\."
+                          rb"\033\[K\r\nThe discovery page of studio-a, for your browser: "
+                          rb"http://127\.0\.0\.1:(\d+)/discovery/\033\[K\r\n\033\[K\r\n"
+                          rb"studio-a \(192\.0\.2\.10\) sees\033\[K\r\n  host name  address", seen)
+        assert start, seen
+        port = int(start[1])
+        assert fetch(port, "/discovery/") == (200, (TOP / "web/discovery/index.html").read_bytes())
+        status, listed = fetch(port, "/discovery/browse.json")
+        assert (status, type(json.loads(listed))) == (200, list)
         os.write(master, b"\x03")
         assert program.wait(20) == 0
     os.close(master)
+    with pytest.raises(ConnectionRefusedError):
+        fetch(port, "/discovery/")
 
 
 def test_it_writes_lines_where_there_is_no_terminal(programs):
     with demonstration(programs, stdout=subprocess.PIPE) as program:
         for line in program.stdout:
-            if b"studio-a: studio-a, 192.0.2.10, " in line:
+            if b"studio-a: studio-a, 192.0.2.10, seen by mDNS (this device)\n" in line:
                 break
         assert b"\033" not in line
         program.terminate()
         assert program.wait(20) == 128 + 15
+
+
+class StandIn:
+    """A device and its view in one, which a story changes at once."""
+
+    def __init__(self, name):
+        self.name = self.host_name = name
+        self.address = f"address of {name}"
+        self.told = []
+        self.found = self.listed = True
+
+    def configure(self, **members):
+        self.told.append(members)
+        self.host_name = members.get("hostName", self.host_name)
+        self.found = False
+
+    def missing(self, devices):
+        return [] if all(device.found for device in devices) else ["somebody"]
+
+    def ssdp(self):
+        return {self.address: {}} if self.listed else {}
+
+
+def test_the_last_device_is_renamed_goes_and_comes_back(monkeypatch):
+    monkeypatch.setattr(lab.story, "PAUSE", 0)
+    devices = [StandIn("first"), StandIn("last")]
+    last = devices[1]
+    news = lab.story.story(devices, devices)
+    for name in ("gallery", "last", "gallery"):
+        last.found = last.listed = False
+        assert next(news) == "The devices are finding each other. That takes up to 45 s."
+        last.found = last.listed = True
+        assert next(news) == f"{last.address} is called {name} now. The others ask for its new " \
+                             "description."
+        last.found = True
+        assert next(news) == f"{name} has switched SSDP off and said goodbye."
+        last.listed = False
+        last.found = False
+        next(news)
+        assert last.told == [{"hostName": name}, {"ssdpEnable": False}, {"ssdpEnable": True}]
+        last.told.clear()
+    assert devices[0].told == []

@@ -6,6 +6,8 @@ import sys
 import time
 
 from . import DeviceSpec, Lab
+from .page import DiscoveryPage
+from .story import story
 from .view import View, table
 
 DEVICES = [DeviceSpec("studio-a", product="corvia12"),
@@ -24,17 +26,19 @@ def fail_if_ended(devices):
             sys.exit(f"beacond ended.\n{device.beacond.explain()}")
 
 
-def check(devices, views):
-    """Waits until everybody sees everybody; returns the exit status."""
+def check(devices, views, page):
+    """Waits until everybody, the browser included, sees everybody; returns the
+    exit status."""
     start = time.monotonic()
     while True:
         fail_if_ended(devices)
-        missing = [text for view in views for text in view.missing(devices)]
+        missing = [text for view in (*views, page) for text in view.missing(devices)]
         spent = time.monotonic() - start
         if not missing:
             print(*table(views), sep="\n")
             print(f"All {len(devices)} devices found each other by SSDP and mDNS "
                   f"in {spent:.0f} s.")
+            print(f"{page.device.name}'s page showed them: {page.url}")
             return 0
         if spent > CHECK_LIMIT:
             print(f"After {CHECK_LIMIT} s:", *missing, sep="\n  ", file=sys.stderr)
@@ -42,29 +46,37 @@ def check(devices, views):
         time.sleep(0.5)
 
 
-def show_on_terminal(devices, views):
-    """Redraws the table in place until interrupted."""
+def heading(page):
+    return [f"{len(DEVICES)} devices on a virtual network. Ctrl-C ends it.",
+            f"The discovery page of {page.device.name}, for your browser: {page.url}"]
+
+
+def show_on_terminal(devices, views, page):
+    """Redraws the tables in place until interrupted."""
     print("\033[2J", end="")
-    while True:
+    for news in story(devices, views):
         fail_if_ended(devices)
-        lines = ["Three devices on a virtual network. Ctrl-C ends it.", "", *table(views)]
+        lines = [*heading(page), "", *table(views), news]
         print("\033[H" + "".join(f"{line}\033[K\n" for line in lines) + "\033[J", end="", flush=True)
         time.sleep(0.5)
 
 
-def show_as_lines(devices, views):
+def show_as_lines(devices, views, page):
     """Prints a line for each change until interrupted."""
+    print(*heading(page), sep="\n", flush=True)
     start = time.monotonic()
-    before = set()
-    while True:
+    before, said = {}, None
+    for news in story(devices, views):
         fail_if_ended(devices)
-        now = {(view.device.name, row) for view in views for row in view.rows()}
         stamp = f"{time.monotonic() - start:6.1f} s "
-        for name, row in sorted(before - now):
-            print(stamp, f"{name}: no longer: {', '.join(row)}", flush=True)
-        for name, row in sorted(now - before):
-            print(stamp, f"{name}: {', '.join(row)}", flush=True)
-        before = now
+        now = {(view.device.name, row.address): row for view in views for row in view.rows()}
+        for name, address in sorted(before.keys() - now.keys()):
+            print(stamp, f"{name}: {address} is gone", flush=True)
+        for (name, _), row in sorted(now.items() - before.items()):
+            print(stamp, f"{name}: {row}", flush=True)
+        if news != said:
+            print(stamp, news, flush=True)
+        before, said = now, news
         time.sleep(0.5)
 
 
@@ -81,12 +93,13 @@ def main():
         views = [View(device) for device in devices]
         for device in devices:
             device.start_beacond()
-        if options.check:
-            return check(devices, views)
-        try:
-            (show_on_terminal if sys.stdout.isatty() else show_as_lines)(devices, views)
-        except KeyboardInterrupt:
-            return 0
+        with DiscoveryPage(devices[0]) as page:
+            if options.check:
+                return check(devices, views, page)
+            try:
+                (show_on_terminal if sys.stdout.isatty() else show_as_lines)(devices, views, page)
+            except KeyboardInterrupt:
+                return 0
 
 
 if __name__ == "__main__":

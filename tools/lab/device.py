@@ -41,6 +41,7 @@ class Device(Node):
         super().__init__(spec.name, "device.sh", [spec.name, spec.address, programs], mark)
         self.spec = spec
         self.address = spec.address
+        self.host_name = spec.name
         self.dbus = self.avahi = self.configd = self.beacond = None
 
     # Making the device: the Lab calls these in this order.
@@ -133,6 +134,7 @@ class Device(Node):
         status, answer = self.request("PATCH", "/api/v1/system", members)
         if status != 200:
             raise RuntimeError(f"{self.name}: PATCH {members}: {status} {answer}")
+        self.host_name = members.get("hostName", self.host_name)
 
     def put_network(self, state="Complete", connected=True):
         """Tells a configuration service with a hand-kept network what to say of net0."""

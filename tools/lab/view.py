@@ -15,6 +15,9 @@ class Row(NamedTuple):
     product: str
     state: str
 
+    def __str__(self):
+        return ", ".join(filter(None, self))
+
 
 class View:
     """All that one device sees, by SSDP (its browse.json) and by mDNS."""
@@ -55,10 +58,10 @@ class View:
         """What this device does not see of `devices` yet, as sentences."""
         ssdp, mdns = self.ssdp(), self.mdns()
         for other in devices:
-            if ssdp.get(other.address, {}).get("hostName") != other.name:
-                yield f"{self.device.name} does not list {other.name} in browse.json"
-            if other is not self.device and mdns.get(other.address) != other.name:
-                yield f"{self.device.name} does not see {other.name} by _http._tcp"
+            if ssdp.get(other.address, {}).get("hostName") != other.host_name:
+                yield f"{self.device.name} does not list {other.host_name} in browse.json"
+            if other is not self.device and mdns.get(other.address) != other.host_name:
+                yield f"{self.device.name} does not see {other.host_name} by _http._tcp"
 
 
 def table(views):
@@ -67,7 +70,7 @@ def table(views):
     for view in views:
         rows = view.rows()
         widths = [max(map(len, column)) for column in zip(HEADINGS, *rows)]
-        lines.append(f"{view.device.name} ({view.device.address}) sees")
+        lines.append(f"{view.device.host_name} ({view.device.address}) sees")
         for row in [HEADINGS, *rows]:
             lines.append("  " + "  ".join(map(str.ljust, row, widths)).rstrip())
         lines.append("")

@@ -1,0 +1,161 @@
+"""The web server behind the discovery page of the demonstration."""
+
+import http.client
+import os
+import socket
+
+import pytest
+
+from conftest import TOP
+from lab.page import DiscoveryPage
+
+FILES = sorted((TOP / "web/discovery").iterdir())
+LIST = b'[{"hostName":"studio-a"}]'
+OUTSIDE = "README.md"  # two folders above the page
+
+
+@pytest.fixture
+def page(device):
+    """A page beside a list that the test may write as it likes."""
+    list_file(device).write_bytes(LIST)
+    with DiscoveryPage(device) as served:
+        yield served
+    if list_file(device).is_dir():
+        list_file(device).rmdir()
+    else:
+        list_file(device).unlink(missing_ok=True)
+
+
+def list_file(device):
+    return device.path("/var/www/discovery/browse.json")
+
+
+def ask(page, path, method="GET", **headers):
+    """The answer to a request with exactly this path, and its body."""
+    connection = http.client.HTTPConnection("127.0.0.1", page.port, timeout=10)
+    try:
+        connection.request(method, path, headers=headers)
+        answer = connection.getresponse()
+        return answer, answer.read()
+    finally:
+        connection.close()
+
+
+@pytest.mark.parametrize("file", FILES, ids=lambda file: file.name)
+def test_every_file_of_the_page_is_served_with_its_type(page, file):
+    answer, body = ask(page, f"/discovery/{file.name}")
+    assert answer.status == 200
+    assert body == file.read_bytes()
+    assert answer.headers["Content-Type"] == {
+        ".html": "text/html; charset=utf-8", ".css": "text/css", ".js": "text/javascript",
+        ".svg": "image/svg+xml"}[file.suffix]
+
+
+def test_the_folder_is_the_page(page):
+    assert page.url == f"http://127.0.0.1:{page.port}/discovery/"
+    assert page.fetch() == (200, (TOP / "web/discovery/index.html").read_bytes())
+
+
+def test_the_list_is_read_from_the_device_at_every_request(page, device):
+    answer, body = ask(page, "/discovery/browse.json")
+    assert (answer.status, body) == (200, LIST)
+    assert answer.headers["Content-Type"] == "application/json"
+    assert answer.headers["Cache-Control"] == "no-cache"
+    list_file(device).write_bytes(b"[]")
+    assert page.fetch("browse.json") == (200, b"[]")
+
+
+def test_without_a_list_the_status_is_404(page, device):
+    list_file(device).unlink()
+    assert page.fetch("browse.json")[0] == 404
+
+
+def test_a_list_that_the_browser_has_is_not_sent_again(page):
+    first, _ = ask(page, "/discovery/browse.json")
+    again, body = ask(page, "/discovery/browse.json", **{"If-None-Match": first.headers["ETag"]})
+    assert (again.status, body) == (304, b"")
+    assert again.headers["ETag"] == first.headers["ETag"]
+    assert again.headers["Last-Modified"] == first.headers["Last-Modified"]
+
+
+def test_a_list_written_again_within_a_second_is_sent(page, device):
+    os.utime(list_file(device), ns=(0, 1_700_000_000_000_000_000))
+    first, _ = ask(page, "/discovery/browse.json")
+    assert first.headers["Last-Modified"] == "Tue, 14 Nov 2023 22:13:20 GMT"
+    list_file(device).write_bytes(b"[]")
+    os.utime(list_file(device), ns=(0, 1_700_000_000_500_000_000))
+    again, body = ask(page, "/discovery/browse.json", **{"If-None-Match": first.headers["ETag"]})
+    assert (again.status, body) == (200, b"[]")
+    assert again.headers["Last-Modified"] == first.headers["Last-Modified"]
+
+
+@pytest.mark.parametrize("path", [
+    "/", "/discovery", "/discovery/.", "/discovery/./", "/discovery/browse.json/",
+    "/discovery/absent.js", "/browse.json", "/index.html", "/discovery/__browse.json",
+    f"/../{OUTSIDE}", f"/discovery/../../{OUTSIDE}", f"/discovery/%2e%2e/%2e%2e/{OUTSIDE}",
+    f"/discovery/..%2f..%2f{OUTSIDE}", f"/discovery/..\\..\\{OUTSIDE}",
+    "/etc/passwd", "//etc/passwd", "/discovery//etc/passwd", "/discovery/%2fetc/passwd",
+    "/discovery/index.html%00", "file:///etc/passwd", "http://192.0.2.1/discovery/"])
+def test_nothing_but_the_page_can_be_read(page, path):
+    assert (TOP / "web/discovery/../.." / OUTSIDE).is_file()
+    answer, body = ask(page, path)
+    assert answer.status == 404
+    assert b"root:" not in body and b"beacond" not in body
+
+
+@pytest.mark.parametrize("target", ["/etc/passwd", "../../../etc/passwd", "../html/other"])
+def test_no_link_is_followed_in_place_of_the_list(page, device, target):
+    device.path("/var/www/html/other").write_text("other")
+    list_file(device).unlink()
+    list_file(device).symlink_to(target)
+    assert page.fetch("browse.json")[0] == 404
+
+
+@pytest.mark.parametrize("make", [os.mkdir, os.mkfifo])
+def test_what_is_no_file_is_not_served(page, device, make):
+    list_file(device).unlink()
+    make(list_file(device))
+    assert page.fetch("browse.json")[0] == 404
+
+
+def test_a_head_has_no_body(page):
+    answer, body = ask(page, "/discovery/browse.json", "HEAD")
+    assert (answer.status, body) == (200, b"")
+    assert answer.headers["Content-Length"] == str(len(LIST))
+
+
+@pytest.mark.parametrize("method", ["POST", "PUT", "PATCH", "DELETE", "OPTIONS", "CONNECT"])
+def test_other_methods_are_refused(page, device, method):
+    answer, _ = ask(page, "/discovery/browse.json", method)
+    assert answer.status == 501
+    assert list_file(device).read_bytes() == LIST
+
+
+def test_it_listens_on_one_address_of_the_loopback_only(page):
+    with pytest.raises(ConnectionRefusedError):
+        socket.create_connection(("127.0.0.2", page.port), timeout=5)
+
+
+def test_a_browser_that_goes_away_leaves_no_trace_on_the_terminal(page, capsys):
+    with socket.create_connection(("127.0.0.1", page.port), timeout=5) as sock:
+        sock.sendall(b"GET /discovery/browse.json HTTP/1.0\r\n")
+        sock.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, b"\1\0\0\0\0\0\0\0")
+    assert page.fetch()[0] == 200
+    assert capsys.readouterr() == ("", "")
+
+
+def test_it_ends_at_once_and_frees_the_port(page, device):
+    with DiscoveryPage(device) as other:
+        assert other.fetch()[0] == 200
+    with pytest.raises(ConnectionRefusedError):
+        other.fetch()
+
+
+def test_what_a_browser_does_not_see_is_said(page, device):
+    assert list(page.missing([device])) == []
+    list_file(device).write_bytes(b"[]")
+    assert list(page.missing([device])) == [
+        f"{page.url}browse.json, status 200, does not list studio-a"]
+    list_file(device).unlink()
+    assert list(page.missing([device])) == [
+        f"{page.url}browse.json, status 404, does not list studio-a"]
