@@ -3,20 +3,24 @@
 # the commands in the top folder; needs root only when something is missing.
 
 # The names of all installed packages, and of what they provide: there is an npm
-# of its own, and one that comes with nodejs.
+# of its own, and one that comes with nodejs. Those of another architecture are
+# called NAME:ARCHITECTURE, as in the list.
 installed_packages() {
-    dpkg-query -W -f '${db:Status-Status}, ${Package}, ${Provides}\n' |
-        sed -n 's/([^)]*)//g; s/^installed,//p' | tr -s ', ' '\n'
+    local native
+    native=$(dpkg --print-architecture)
+    dpkg-query -W -f '${db:Status-Status} ${Architecture}, ${Package}, ${Provides}, ${Package}:${Architecture}\n' |
+        sed -n "s/([^)]*)//g; s/^installed \($native\|all\),//p; s/^installed .*,//p" |
+        tr -s ', ' '\n'
 }
 
-# The packages of the groups named; of all without a name.
-listed_packages() { # [GROUP...]
+# The packages of the groups named.
+listed_packages() { # GROUP...
     awk -v groups=" $* " '
-        /^\[/ { wanted = groups ~ /^ +$/ || index(groups, " " substr($1, 2, length($1) - 2) " ") }
+        /^\[/ { wanted = index(groups, " " substr($1, 2, length($1) - 2) " ") }
         /^[^#[]/ && wanted { print $1 }' "$(dirname "${BASH_SOURCE[0]}")/packages.txt"
 }
 
-install_packages() { # [GROUP...]
+install_packages() { # GROUP...
     local missing
     missing=$(listed_packages "$@" | grep -vxF -f <(installed_packages)) || true
     [ -n "$missing" ] || return 0
@@ -25,6 +29,10 @@ install_packages() { # [GROUP...]
         return 1
     fi
     echo "Installing:" $missing
+    local architecture
+    for architecture in $(grep -o ':.*' <<<"$missing" | tr -d : | sort -u); do
+        dpkg --add-architecture "$architecture"
+    done
     local policy=/usr/sbin/policy-rc.d made_policy=""
     # Services among the packages must not start on this host: they would talk
     # to its real network. The virtual devices start their own.
