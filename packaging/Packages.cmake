@@ -3,6 +3,8 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_CONTACT "Vexwell Devices <firmware@vexwell.example>")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+# Empty: each package has a summary of its own, which the project's would replace.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL ${pkg_components})
@@ -29,18 +31,18 @@ function(package component summary description)
 endfunction()
 
 package(beacond "discovery daemon of a video device"
-" Announces the device on the local network by SSDP and DNS-SD, hears its
- neighbours, and lists them for the device's web interface.")
+"Announces the device on the local network by SSDP and DNS-SD, hears its
+neighbours, and lists them for the device's web interface.")
 package(beacon-configd "configuration service of a video device"
-" Keeps host name and SSDP switch, follows the network interface, and tells
- the discovery daemon of every change. For devices that have no configuration
- service of their own.")
+"Keeps host name and SSDP switch, follows the network interface, and tells
+the discovery daemon of every change. For devices that have no configuration
+service of their own.")
 package(beaconctl "shows what a discovery daemon sees"
-" Asks this or another device which neighbours it knows and what it announces,
- and searches the network by SSDP.")
+"Asks this or another device which neighbours it knows and what it announces,
+and searches the network by SSDP.")
 package(beacond-web "discovery page of a video device"
-" A static page that shows the device's neighbours, for the web server that
- serves /var/www.")
+"A static page that shows the device's neighbours, for the web server that
+serves /var/www.")
 set(CPACK_DEBIAN_BEACOND_PACKAGE_DEPENDS "adduser, avahi-daemon, dbus | dbus-system-bus")
 set(CPACK_DEBIAN_BEACOND_PACKAGE_RECOMMENDS "beacon-configd")
 set(CPACK_DEBIAN_BEACOND_PACKAGE_SUGGESTS "beaconctl, beacond-web")
