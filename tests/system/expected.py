@@ -21,16 +21,21 @@ SEARCH = (b"M-SEARCH * HTTP/1.1\r\nHOST:239.255.255.250:1900\r\nST:upnp:rootdevi
 
 
 def product(device):
-    return PRODUCTS[device.spec.product]
+    """What a device of the lab is, or one that says so itself."""
+    return getattr(device, "product", None) or PRODUCTS[device.spec.product]
 
 
 def usn(device):
     return f"uuid:65746500-{product(device).model}-{device.address}-0"
 
 
-def location(device, number=1):
+def document_name(device, number=1):
     slug = product(device).model.lower().replace(" ", "_")
-    return f"http://{device.address}:80/{slug}_upnp_ssdp_{number}.xml"
+    return f"{slug}_upnp_ssdp_{number}.xml"
+
+
+def location(device, number=1):
+    return f"http://{device.address}:80/{document_name(device, number)}"
 
 
 def alive(device, max_age):
@@ -50,6 +55,49 @@ def search_response(device, max_age):
     return (f"HTTP/1.1 200 OK\r\nCACHE-CONTROL: max-age={max_age}\r\nEXT:\r\n"
             f"LOCATION: {location(device)}\r\nSERVER: Linux/2.6, UPnP/1.0, SSDP/1.0\r\n"
             f"ST: upnp:rootdevice\r\nUSN: {usn(device)}\r\n\r\n").encode()
+
+
+def document(device):
+    """The description document. The machine that runs the tests has no serial number."""
+    what = product(device)
+    return (
+        "<?xml version=\"1.0\"?>\n"
+        "<root xmlns=\"urn:schemas-upnp-org:device-1-0\">\n"
+        "  <specVersion>\n"
+        "    <major>1</major>\n"
+        "    <minor>0</minor>\n"
+        "  </specVersion>\n"
+        "  <device>\n"
+        "    <deviceType>urn:schemas-upnp-org:device:Basic:1</deviceType>\n"
+        f"    <friendlyName>{device.name}</friendlyName>\n"
+        "    <manufacturer>Vexwell Devices</manufacturer>\n"
+        "    <manufacturerURL>http://www.vexwell.example/</manufacturerURL>\n"
+        f"    <modelDescription>{what.category}</modelDescription>\n"
+        f"    <modelName>{what.model}</modelName>\n"
+        f"    <modelNumber>{what.board}</modelNumber>\n"
+        f"    <modelURL>http://www.vexwell.example/en/products/{what.model}</modelURL>\n"
+        "    <serialNumber>1HE000000</serialNumber>\n"
+        f"    <UDN>{usn(device)}</UDN>\n"
+        "    <serviceList>\n"
+        "      <service>\n"
+        "        <serviceType>urn:vex-com:service:BasicService:1</serviceType>\n"
+        "        <serviceId>urn:vex-com:serviceId:BasicServiceId</serviceId>\n"
+        f"        <SCPDURL>{document_name(device)}</SCPDURL>\n"
+        "        <controlURL>/upnp/control/BasicServiceId</controlURL>\n"
+        "        <eventSubURL>/upnp/event/BasicServiceId</eventSubURL>\n"
+        "      </service>\n"
+        "    </serviceList>\n"
+        f"    <presentationURL>http://{device.address}:80/index.html</presentationURL>\n"
+        "  </device>\n"
+        f"  <URLBase>http://{device.address}:80/</URLBase>\n"
+        "</root>\n")
+
+
+def served(text, length=None):
+    """The answer to a GET for a file of this text."""
+    return (f"HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n"
+            f"CONTENT-LENGTH: {len(text) if length is None else length}\r\n"
+            f"CONTENT-TYPE: text/xml; charset=\"utf-8\"\r\n{text}\r\n\r\n").encode()
 
 
 def max_age(message):
