@@ -1,0 +1,163 @@
+"""net0 without an address, with two, without a link or under another name; ports taken."""
+
+import itertools
+import socket
+
+import pytest
+
+import expected
+from health import (assert_works, descriptors, faults, hear_alive, ssdp_port_open, threads,
+                    wait_until_closed)
+
+START = ("Run beacond as Non-Daemonized\n"
+         "initializing pubsub object\n")
+OPENED = "Open: The diagnostic thread has started\n"
+CLOSED = "SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\n"
+NO_ADDRESS = "Open: The IP Interface container is empty\n"
+TWO_ADDRESSES = ("Open: The IP Interface container must have one, and only one member\n"
+                 "since we do not support multihomed SSDP at this time.\n")
+
+
+# Never the same again: the peer's table of neighbours outlives a device.
+addresses = (f"192.0.2.{number}" for number in itertools.count(30))
+
+
+@pytest.fixture
+def fresh_device(lab, wire):
+    """A device without beacond, for one test."""
+    device = lab.add_device(product="corvia12", address=next(addresses))
+    yield device
+    lab.remove(device)
+
+
+def test_a_start_without_an_address_waits_for_one(fresh_device, wire, peer):
+    device = fresh_device
+    device.remove_address(device.address)
+    device.start_beacond().wait_output("PubSub started\n")
+    assert device.beacond.stdout == START + "PubSub started\n"
+    assert faults(device) == NO_ADDRESS
+    assert not ssdp_port_open(device)
+    since = wire.mark()
+    device.add_address(device.address)
+    hear_alive(device, wire, since)
+    assert faults(device) == NO_ADDRESS
+    assert_works(device, peer)
+
+
+def test_a_start_with_two_addresses_waits_until_one_goes(fresh_device, wire, peer):
+    device = fresh_device
+    device.add_address("192.0.2.120")
+    device.start_beacond().wait_output("PubSub started\n")
+    assert device.beacond.stdout == START + "PubSub started\n"
+    assert faults(device) == TWO_ADDRESSES
+    assert not ssdp_port_open(device)
+    since = wire.mark()
+    device.remove_address(device.address)
+    device.address = "192.0.2.120"
+    hear_alive(device, wire, since)
+    assert faults(device) == TWO_ADDRESSES
+    assert_works(device, peer)
+
+
+def test_an_address_that_goes_and_comes_back(running_device, wire, peer):
+    device = running_device
+    err, since = len(device.beacond.stderr), wire.mark()
+    device.remove_address(device.address)
+    device.beacond.wait_output(NO_ADDRESS)
+    wait_until_closed(device)
+    device.add_address(device.address)
+    hear_alive(device, wire, since)
+    assert faults(device, err).replace(NO_ADDRESS, "") == ""
+    assert_works(device, peer)
+
+
+def test_a_link_that_goes_down_and_up(running_device, wire, peer):
+    device = running_device
+    err = len(device.beacond.stderr)
+    for _ in range(3):
+        device.set_link(False)
+        wait_until_closed(device)
+        since = wire.mark()
+        device.set_link(True)
+        hear_alive(device, wire, since)
+    assert faults(device, err).replace(NO_ADDRESS, "") == ""
+    assert_works(device, peer)
+
+
+def test_an_interface_that_is_renamed_and_named_back(running_device, wire, peer):
+    device = running_device
+    err = len(device.beacond.stderr)
+    device.run("sh", "-c", "ip link set net0 down; ip link set net0 name other; ip link set other up")
+    wait_until_closed(device)
+    device.run("sh", "-c", "ip link set other down; ip link set other name net0")
+    since = wire.mark()
+    device.run("ip", "link", "set", "net0", "up")
+    hear_alive(device, wire, since)
+    assert faults(device, err).replace(NO_ADDRESS, "") == ""
+    assert_works(device, peer)
+
+
+def test_a_link_that_flaps_leaves_it_announced(running_device, wire, peer):
+    device = running_device
+    before = threads(device.beacond), descriptors(device.beacond)
+    for _ in range(5):
+        device.set_link(False)
+        device.set_link(True)
+    device.configure(hostName="last")  # told behind what the link did
+    device.beacond.wait_output("Service 'last' successfully established.\n", timeout=60)
+    since = wire.mark()
+    device.configure(hostName=device.name)
+    hear_alive(device, wire, since)
+    assert_works(device, peer)
+    assert (threads(device.beacond), descriptors(device.beacond)) == before
+
+
+@pytest.fixture
+def port_taken(fresh_device):
+    """Takes a UDP port of the fresh device and hands back the socket."""
+    sockets = []
+
+    def take(port):
+        with fresh_device.network():
+            sockets.append(socket.socket(socket.AF_INET, socket.SOCK_DGRAM))
+        sockets[0].bind(("", port))
+        return sockets[0]
+    yield take
+    sockets[0].close()
+
+
+def test_a_taken_ssdp_port_leaves_it_unannounced_until_it_is_free(fresh_device, port_taken, wire,
+                                                                  peer):
+    device = fresh_device
+    with port_taken(1900):
+        device.start_beacond().wait_output("PubSub started\n")
+        assert device.beacond.stdout == START + "PubSub started\n"
+        assert faults(device) == ""
+        # Nothing of it is open, but it runs and follows what is configured.
+        device.configure(hostName="waiting")
+        # Told from the event loop, behind the try to open the port.
+        device.beacond.wait_output("Service 'waiting' successfully established.\n")
+        assert device.beacond.stdout == START + "PubSub started\n"
+    since = wire.mark()
+    device.configure(hostName=device.name)
+    hear_alive(device, wire, since)
+    assert device.beacond.stdout == START + "PubSub started\n" + OPENED
+    assert_works(device, peer)
+
+
+def test_a_taken_diagnostic_port_costs_the_diagnostics_alone(fresh_device, port_taken, wire, peer):
+    device = fresh_device
+    with port_taken(49821):
+        device.start_beacond().wait_output("PubSub started\n")
+        wire.wait_for(source=device.address, starting=b"NOTIFY")
+        answer = peer.ask(expected.SEARCH, device.address)
+        assert answer == expected.search_response(device, expected.max_age(answer))
+        assert device.beacond.stdout == START + "PubSub started\n"
+        assert faults(device) == ""
+    device.configure(hostName="other")
+    device.beacond.wait_output("Service 'other' successfully established.\n")
+    since = wire.mark()
+    device.configure(hostName=device.name)
+    hear_alive(device, wire, since)
+    device.beacond.wait_output(OPENED)
+    assert_works(device, peer)
