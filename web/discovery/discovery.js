@@ -12,7 +12,7 @@ import { Refresher } from './refresher.js';
 import { sorted } from './sort.js';
 import { SortControls } from './sort_controls.js';
 import { storeChoice, storedChoice } from './stored_choice.js';
-import { keysOfThisDevice } from './this_device.js';
+import { keysOfThisDevice, ownerWithoutEntry } from './this_device.js';
 import { DeviceView } from './views.js';
 import { announcementOf, countText, devicesText, emptyText, lastReadText, noticeText,
     problemNews } from './words.js';
@@ -89,7 +89,7 @@ function showView() {
 // Whose list it is, above the devices and in the window's title.
 function showOwner() {
     const own = known.devices.find((device) => thisDevice.has(device.key));
-    const owner = own ? nameOf(own) : location.hostname;
+    const owner = own ? nameOf(own) : ownerWithoutEntry(location.hostname);
     setText(byId('owner'), owner);
     byId('seen').hidden = false;
     document.title = `${devicesText(known.devices.length)} \u2013 ${owner}`;

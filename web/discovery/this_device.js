@@ -19,3 +19,10 @@ export function keysOfThisDevice(devices, hostInAddressBar) {
     const addresses = new Set(own.map((device) => device.address));
     return new Set(addresses.size === 1 ? own.map((device) => device.key) : []);
 }
+
+// What to call the device that served this page when no entry is known to be its own. One
+// that shows the page on a screen of its own asks itself, and not by a name that says much.
+export function ownerWithoutEntry(hostInAddressBar) {
+    return /^(127\.[\d.]+|localhost|\[::1\])$/i.test(hostInAddressBar)
+        ? 'this device' : hostInAddressBar;
+}

@@ -19,7 +19,7 @@ test('Every device of the written list is a card with its name, product, categor
     ]);
     assert.ok(await page.isVisible('#cards'));
     assert.ok(!await page.isVisible('#table'));
-    assert.equal(await page.title(), '3 devices – 127.0.0.1');
+    assert.equal(await page.title(), '3 devices – this device');
 });
 
 test('Every device of the written list is a row with the same details', async () => {

@@ -51,7 +51,7 @@ test('Devices that come, are renamed and go are shown by themselves, with the ti
         assert.match(await page.textContent('#latest'), /^\d.* stage-left-3 came$/);
         assert.equal(await page.textContent('#announcer'), 'stage-left-3 came, ob-van-2 is now ' +
             'gallery, control-room-1 went. 2 devices in all.');
-        assert.equal(await page.title(), '2 devices – 127.0.0.1');
+        assert.equal(await page.title(), '2 devices – this device');
         const times = await page.$$eval('#log time', (all) => all.map((each) => each.dateTime));
         const now = await page.evaluate(() => Date.now());
         for (const time of times) {

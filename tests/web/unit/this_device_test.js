@@ -2,7 +2,7 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
 import { readDeviceList } from '../../../web/discovery/device_list.js';
-import { keysOfThisDevice } from '../../../web/discovery/this_device.js';
+import { keysOfThisDevice, ownerWithoutEntry } from '../../../web/discovery/this_device.js';
 import { entry, listText } from '../support/sample_list.js';
 
 const kEntries = [entry(1, { hostName: 'Studio-A', ipAddress: '192.0.2.10' }),
@@ -46,4 +46,13 @@ test('No name passes for an address', () => {
 
 test('A device without a name is nobody', () => {
     assert.deepEqual(marked('', [entry(1, { hostName: '' })]), []);
+});
+
+test('A device without an entry is called as the address bar has it, but on its own screen', () => {
+    for (const host of ['127.0.0.1', '127.8.8.8', 'localhost', 'LocalHost', '[::1]']) {
+        assert.equal(ownerWithoutEntry(host), 'this device', host);
+    }
+    for (const host of ['192.0.2.10', 'studio-a.local', 'localhost.example', '127.example']) {
+        assert.equal(ownerWithoutEntry(host), host);
+    }
 });
