@@ -10,11 +10,16 @@ TOP = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(TOP / "tools"))
 
 from lab import DeviceSpec, Lab  # noqa: E402
+from sanitizer_reports import WatchedLab, set_options  # noqa: E402
 
 
 def pytest_addoption(parser):
     parser.addoption("--programs", default=str(TOP / "build/dev/bin"),
                      help="the folder that holds the programs")
+
+
+def pytest_configure():
+    set_options()
 
 
 def pytest_sessionstart(session):
@@ -47,8 +52,9 @@ def programs(pytestconfig):
 @pytest.fixture(scope="module")
 def lab(programs):
     """A virtual network with nothing on it, shared by the tests of a file."""
-    with Lab(programs) as network:
+    with WatchedLab(programs) as network:
         yield network
+    assert not network.reports, "\n".join(network.reports)
 
 
 @pytest.fixture(scope="module")

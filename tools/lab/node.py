@@ -11,6 +11,8 @@ from .waiting import wait_until
 
 CLONE_NEWNET = 0x40000000
 MARK = "BEACOND_LAB"  # the environment variable that every process of a lab carries
+# What programs that are built with a sanitizer take from this program's environment.
+SANITIZER_OPTIONS = ("ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS")
 SCRIPTS = Path(__file__).resolve().parent
 
 _libc = ctypes.CDLL(None, use_errno=True)
@@ -38,6 +40,7 @@ class Node:
             "PATH": "/usr/sbin:/usr/bin:/sbin:/bin",
             "LC_ALL": "C.UTF-8",
             MARK: mark,
+            **{option: os.environ[option] for option in SANITIZER_OPTIONS if option in os.environ},
         }
         text = (SCRIPTS / script).read_text()
         # A session of its own: an interrupt from the terminal is for this program.
