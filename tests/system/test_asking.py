@@ -1,0 +1,217 @@
+"""What a device asks of others that it hears, and what it makes of their descriptions."""
+
+from collections import Counter
+
+import pytest
+
+import expected
+from expected import Product
+from lab import wait_until
+from lab.device import BROWSE_LIST
+from raw_device import RawDevice, wait_until_read
+
+GROUP = ("239.255.255.250", 1900)
+SSDP_PORT = 1900
+# A request leaves with one of the three next ticks, by chance. Of so many later ones some
+# leave with the third, behind all earlier ones, but for one time in ten millions.
+LATER = 40
+# Three ticks of at most 5.75 s, each as long again at worst.
+LIMIT = 40
+
+ZR1 = Product("ZR1", "0x10680001", "Field recorder")
+UNHEARD = Product("Unheard", "0x1", "never described")
+FOREIGN = b"uuid:0a1b2c3d-0000-0000-0000-000000000000::upnp:rootdevice"
+
+
+@pytest.fixture(scope="module")
+def other(lab):
+    """A second bare machine, and all that reaches its SSDP port."""
+    machine = lab.add_peer()
+    return machine, machine.capture()
+
+
+def named(peer, file, product=UNHEARD):
+    return RawDevice(peer.address, name=file, product=product, file=file)
+
+
+def as_foreign(device, message):
+    return message.replace(device.usn.encode(), FOREIGN)
+
+
+def without(header, message):
+    lines = message.split(b"\r\n")
+    return b"\r\n".join(line for line in lines if not line.startswith(header + b":"))
+
+
+def asked_for(peer, other_address):
+    """Datagrams to the device that make it ask, with what it then asks and whom."""
+    alive, found = named(peer, "alive.xml"), named(peer, "found.xml")
+    other_place = RawDevice(other_address, file="elsewhere.xml")
+    folded = named(peer, "folded.xml")
+    return [
+        (alive.alive(), alive),
+        (alive.alive(max_age=0), alive),  # again, since its description has not come yet
+        (found.search_response(), found),
+        (other_place.alive(), other_place),
+        (folded.alive().replace(b"USN: ", b"usn:\t\"").replace(b"ssdp:alive", b"SSDP:Alive  "),
+         folded),
+        (named(peer, "zr1.xml", product=ZR1).search_response(), named(peer, "zr1.xml")),
+    ]
+
+
+def not_asked_for(peer):
+    """Datagrams that do not make the device ask."""
+    quiet = named(peer, "quiet.xml")
+    alive = quiet.alive()
+    return [
+        as_foreign(quiet, alive), as_foreign(quiet, quiet.search_response()),
+        named(peer, "quiet.xml", product=ZR1).alive(),  # it is announced by others
+        without(b"NT", alive), without(b"USN", alive), without(b"LOCATION", alive),
+        without(b"NTS", alive), alive.replace(b"ssdp:alive", b"ssdp:update"),
+        quiet.byebye(), alive.replace(b":80/", b":8080/").replace(b":80", b":79"),
+        alive.replace(b"http://", b"https://"),
+        alive.replace(f"//{peer.address}:80".encode(), b"//0.0.0.0:80"),
+        alive.replace(f"//{peer.address}:80".encode(), b"//raw.local:80"),
+        quiet.search_response().replace(b"uuid:", b"guid:"),
+        quiet.search_response().replace(b"LOCATION: ", b"LOCATION:"),
+        quiet.search_response().partition(b"USN: ")[0] + b"USN: " + quiet.usn.encode(),
+    ]
+
+
+@pytest.fixture(scope="module")
+def requests(running_device, peer, wire, other):
+    """Every GET that reached the two machines, when all must have, and the complaints."""
+    machine, other_wire = other
+    sock = wire.socket
+    before = len(running_device.beacond.stderr)
+    wanted = asked_for(peer, machine.address)
+    for message in [message for message, _ in wanted] + not_asked_for(peer):
+        sock.sendto(message, (running_device.address, SSDP_PORT))
+    wait_until_read(running_device, peer)
+    said = running_device.beacond.stderr[before:]
+    later = [named(peer, f"later-{number}.xml") for number in range(LATER)]
+    for each in later:
+        sock.sendto(each.alive(), GROUP)
+    heard = wire.wait_for(LATER + len(wanted) - 1, timeout=LIMIT, starting=b"GET")
+    heard = [each.data for each in heard if b"/later-" not in each.data]
+    return wanted, heard, [each.data for each in other_wire.datagrams(starting=b"GET")], said
+
+
+def test_each_message_of_an_unknown_device_of_the_family_is_one_request(requests, peer):
+    wanted, heard, _, _ = requests
+    assert Counter(heard) == Counter(device.get_request() for _, device in wanted
+                                     if device.address == peer.address)
+
+
+def test_the_request_goes_to_the_host_of_the_location(requests, other):
+    _, _, heard_elsewhere, _ = requests
+    address = other[0].address
+    assert heard_elsewhere == [
+        f"GET http://{address}:80/elsewhere.xml HTTP/1.1\r\nHOST:{address}:1900\r\n\r\n".encode()]
+
+
+def test_what_cannot_be_asked_for_is_said(requests):
+    _, _, _, said = requests
+    lines = [line for line in said.split("\n")
+             if line.startswith(("SendGETRequest", "ParseHTTPResponse"))]
+    assert lines == [
+        "SendGETRequest: Unable to find the http string",
+        "SendGETRequest: Unable to find the http string",
+        "SendGETRequest: Invalid IP address: \"0.0.0.0\"",
+        "SendGETRequest: Invalid IP address: \"raw.local\"",
+        "ParseHTTPResponse: Unable to find the \"uuid\"",
+        "ParseHTTPResponse: Unable to retrieve the USN",
+    ]
+
+
+def test_nobody_is_listed_without_a_description(requests, running_device, peer):
+    assert peer.ask(b"gn", running_device.address, 49821) == expected.listing(
+        "NodeList", running_device)
+
+
+def boards(device, board):
+    """The device with the board that it must be listed with."""
+    return RawDevice(device.address, device.name, device.product._replace(board=board))
+
+
+# Model and number of a description, and the board that they make.
+BOARDS = [
+    ("Lumen", "0x10660001", "0x10660001"),
+    ("Corvia 12", "0x1", "0x1"),
+    ("Lumen Plus", "0x2abc", "0x10660002"),
+    ("TalonMx", "7", "0x10670001"),
+    ("TalonVt", "", "0x10670002"),
+    ("ZR2", "0x1ffff", "0x10680002"),
+    ("Prototype", "0x1A", "0x1A"),
+    ("Prototype X", "1.0", "0xffffffff"),
+]
+
+
+@pytest.fixture(scope="module")
+def described(running_device, wire, peer):
+    """The devices of BOARDS as they must be listed, when their descriptions are read."""
+    devices = []
+    for model, number, board in BOARDS:
+        device = RawDevice(peer.address, f"a {model}", Product(model, number, f"kind of {model}"))
+        wire.socket.sendto(device.description(), (running_device.address, SSDP_PORT))
+        devices.append(boards(device, board))
+    wait_until_read(running_device, peer)
+    return devices
+
+
+def test_a_description_makes_an_entry_of_both_lists(described, running_device, peer):
+    assert peer.ask(b"gn", running_device.address, 49821) == expected.listing(
+        "NodeList", running_device, *described)
+    wanted = expected.browse_json(running_device, *described)
+    wait_until(lambda: running_device.read(BROWSE_LIST) == wanted, LIMIT, "the browse list",
+               lambda: f"{running_device.read(BROWSE_LIST)}\nwanted {wanted}")
+
+
+def test_a_known_device_is_not_asked_again(described, running_device, wire, peer):
+    since = wire.mark()
+    known = described[0]
+    for message in (known.alive(), known.search_response()):
+        wire.socket.sendto(message, (running_device.address, SSDP_PORT))
+    wait_until_read(running_device, peer)
+    for number in range(LATER):
+        wire.socket.sendto(named(peer, f"last-{number}.xml").alive(), GROUP)
+    # They are one device, and an unknown one.
+    asked = wire.wait_for(LATER, timeout=LIMIT, since=since, starting=b"GET")
+    assert len([each for each in asked if b"/last-" in each.data]) == LATER
+    assert known.get_request() not in [each.data for each in asked]
+
+
+def test_a_second_description_replaces_the_first(described, running_device, wire, peer):
+    renamed = RawDevice(peer.address, "renamed", described[0].product)
+    wire.socket.sendto(renamed.description(), (running_device.address, SSDP_PORT))
+    wait_until_read(running_device, peer)
+    described[0] = renamed
+    assert peer.ask(b"gn", running_device.address, 49821) == expected.listing(
+        "NodeList", running_device, *described)
+
+
+def test_a_description_without_a_name_or_of_the_own_service_changes_nothing(
+        described, running_device, wire, peer):
+    nameless = RawDevice(peer.address, product=Product("Unnamed", "0x1", ""))
+    own = RawDevice(running_device.address, "forged", expected.product(running_device))
+    assert own.usn == expected.usn(running_device)
+    for message in (nameless.description().replace(b"friendlyName", b"friendlyname"),
+                    own.description()):
+        wire.socket.sendto(message, (running_device.address, SSDP_PORT))
+    wait_until_read(running_device, peer)
+    assert peer.ask(b"gn", running_device.address, 49821) == expected.listing(
+        "NodeList", running_device, *described)
+
+
+def test_the_whole_road_from_an_announcement_to_the_list(described, running_device, wire, peer):
+    newcomer = RawDevice(peer.address, "Studio \"Ä\"", Product("Newcomer", "0x1010", "a\\b"))
+    since = wire.mark()
+    wire.socket.sendto(newcomer.alive(), GROUP)
+    wire.wait_for(timeout=LIMIT, since=since, starting=newcomer.get_request())
+    wire.socket.sendto(newcomer.description(), (running_device.address, SSDP_PORT))
+    entry = ('{"serviceDescription":"Newcomer","serviceType":"_http._tcp","serviceDomain":"local",'
+             f'"hostName":"Studio \\"Ä\\"","ipAddress":"{peer.address}","port":80,'
+             '"deviceName":"Newcomer","description":"a\\\\b","boardType":"Newcomer",'
+             '"boardNumber":"0","boardID":"0x1010"}')
+    wait_until(lambda: entry in running_device.read(BROWSE_LIST), LIMIT, "the newcomer's entry",
+               lambda: running_device.read(BROWSE_LIST))
