@@ -1,0 +1,33 @@
+#!/usr/bin/python3 -B
+"""Takes the README's picture of the discovery page, docs/images/devices.png, from
+the demonstration that ./run shows: after a device has been renamed. Takes two
+minutes, needs root, the programs of ./run, and a run of tests/web before."""
+
+import os
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+TOP = Path(__file__).resolve().parents[1]
+PICTURE = TOP / "docs/images/devices.png"
+
+
+def main():
+    demonstration = subprocess.Popen(
+        [sys.executable, "-B", "-m", "lab", TOP / "build/run/bin"],
+        env={**os.environ, "PYTHONPATH": str(TOP / "tools")}, stdout=subprocess.PIPE, text=True)
+    with demonstration:
+        try:
+            for line in demonstration.stdout:
+                if found := re.search(r"http://127\.0\.0\.1(:\d+/discovery/)", line):
+                    address = f"http://studio-a.local{found[1]}"
+                if "All have found each other" in line:
+                    return subprocess.call(["node", TOP / "tests/web/picture.js", address, PICTURE])
+        finally:
+            demonstration.terminate()
+    return 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

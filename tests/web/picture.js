@@ -1,0 +1,21 @@
+// Takes the picture of the README: opens the page at an address, waits until a device has
+// come meanwhile, and writes what is to be seen as PNG. scripts/picture.py starts it.
+
+import { chromium } from 'playwright-core';
+
+const kPatienceMs = 120000;
+
+const [address, path] = process.argv.slice(2);
+// Every name leads to this machine: the page is to be asked for by its device's name.
+const browser = await chromium.launch({
+    executablePath: '/usr/bin/chromium',
+    args: ['--no-sandbox', '--disable-gpu', '--host-resolver-rules=MAP * 127.0.0.1'],
+});
+const page = await browser.newPage({
+    colorScheme: 'light', locale: 'en-GB', viewport: { width: 1000, height: 490 },
+});
+await page.goto(address);
+await page.click('#history > summary');
+await page.waitForSelector('#log > .came', { timeout: kPatienceMs });
+await page.screenshot({ path });
+await browser.close();
