@@ -46,13 +46,6 @@ unsigned int ReceiveTimeoutMs(unsigned int timeoutMs)
     return most < kLeastReceiveTimeoutMs ? 0 : most;
 }
 
-ssize_t Receive(int descriptor, void *buffer, std::size_t size, sockaddr_in &sender, int flags)
-{
-    socklen_t length = sizeof sender;
-    return recvfrom(descriptor, buffer, size, flags, reinterpret_cast<sockaddr *>(&sender),
-                    &length);
-}
-
 Clock::time_point EndOf(unsigned int timeoutMs)
 {
     return timeoutMs == kVEXInfinite ? Clock::time_point::max()
@@ -104,27 +97,48 @@ int VEXUDPSocket::Open(const std::string &localAddress, std::uint16_t port, Port
     return kVEXSuccess;
 }
 
+// Receives by a call that takes a descriptor and flags and is negative when
+// nothing came; whether something did within the time.
+//
 // While datagrams flow, each costs one system call, whether it waits already or
 // is waited for, unless it comes in the last quarter of the wait: poll() keeps
 // the time better. A quiet socket is waited for by poll() alone, so that an idle
 // program wakes up once.
-std::size_t VEXUDPSocket::Poll(void *buffer, std::size_t size, sockaddr_in &sender,
-                               unsigned int timeoutMs)
+template <typename ReceiveCall>
+bool VEXUDPSocket::Await(unsigned int timeoutMs, ReceiveCall receive)
 {
     Use use(*this);
     const unsigned int inCallMs = mFlowing ? ReceiveTimeoutMs(timeoutMs) : 0;
     if (!use || use.ReceivingEnded() || (inCallMs != 0 && !use.SetReceiveTimeout(inCallMs))) {
-        return 0;
+        return false;
     }
     const Clock::time_point end = EndOf(timeoutMs);
-    const int flags = inCallMs == 0 ? MSG_DONTWAIT : 0;
-    ssize_t received = Receive(use.Descriptor(), buffer, size, sender, flags);
-    mFlowing = received >= 0;
-    if (received < 0 && WaitReadable(use.Descriptor(), end)) {
-        received = Receive(use.Descriptor(), buffer, size, sender, MSG_DONTWAIT);
-        mFlowing = received >= 0;
+    bool received = receive(use.Descriptor(), inCallMs == 0 ? MSG_DONTWAIT : 0) >= 0;
+    if (!received && WaitReadable(use.Descriptor(), end)) {
+        received = receive(use.Descriptor(), MSG_DONTWAIT) >= 0;
     }
-    return received < 0 ? 0 : static_cast<std::size_t>(received);
+    mFlowing = received;
+    return received;
+}
+
+std::size_t VEXUDPSocket::Poll(void *buffer, std::size_t size, sockaddr_in &sender,
+                               unsigned int timeoutMs)
+{
+    ssize_t length = 0;
+    const bool received = Await(timeoutMs, [&](int descriptor, int flags) {
+        socklen_t senderLength = sizeof sender;
+        return length = recvfrom(descriptor, buffer, size, flags,
+                                 reinterpret_cast<sockaddr *>(&sender), &senderLength);
+    });
+    return received ? static_cast<std::size_t>(length) : 0;
+}
+
+std::size_t VEXUDPSocket::Poll(VEXDatagramBatch &batch, unsigned int timeoutMs)
+{
+    const bool received = Await(timeoutMs, [&batch](int descriptor, int flags) {
+        return batch.Receive(descriptor, flags);
+    });
+    return received ? batch.Count() : 0;
 }
 
 std::size_t VEXUDPSocket::Read(void *buffer, std::size_t size, sockaddr_in &sender)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "vexbase/vex_datagram_batch.h"
 #include "vexbase/vex_ip_socket.h"
 
 #include <atomic>
@@ -29,6 +30,12 @@ public:
     [[nodiscard]] std::size_t Poll(void *buffer, std::size_t size, sockaddr_in &sender,
                                    unsigned int timeoutMs);
 
+    // Waits at most timeoutMs milliseconds for one datagram and receives it with
+    // all those that wait behind it, as far as the batch has room. Returns their
+    // number, 0 in the same cases as above; an empty datagram counts, here.
+    // REQUIRES: one thread at a time receives.
+    std::size_t Poll(VEXDatagramBatch &batch, unsigned int timeoutMs);
+
     // Poll that waits for ever.
     [[nodiscard]] std::size_t Read(void *buffer, std::size_t size, sockaddr_in &sender);
 
@@ -43,5 +50,8 @@ public:
     int Write(const void *data, std::size_t length, const sockaddr_in &destination);
 
 private:
+    template <typename ReceiveCall>
+    [[nodiscard]] bool Await(unsigned int timeoutMs, ReceiveCall receive);
+
     std::atomic<bool> mFlowing{false}; // the last receive brought a datagram
 };

@@ -145,14 +145,45 @@ void DeviceRegistry::EnterDescription(SSDPDeviceType device)
         return;
     }
     const auto node = mNodeList.find(device.usn);
-    if (node != mNodeList.end()) {
-        node->second = std::move(device);
-    } else if (mHeardBound.Admit(RoomForHeard())) {
-        mNodeList.try_emplace(std::move(device));
-    } else {
+    const bool known = node != mNodeList.end();
+    if (!AdmitDescription(known ? &node->second : nullptr, device)) {
         return;
     }
+    if (known) {
+        node->second = std::move(device);
+    } else {
+        mNodeList.try_emplace(std::move(device));
+    }
     mChanged = true;
+}
+
+std::size_t DeviceRegistry::SizeOfTexts(const SSDPDeviceType &device)
+{
+    std::size_t size = 0;
+    for (const std::string *text :
+         {&device.productName, &device.modelName, &device.modelNumber, &device.modelDescription,
+          &device.serialNumber, &device.ipAddress, &device.hostName, &device.instance,
+          &device.boardID, &device.notificationType, &device.urlScheme, &device.reserved,
+          &device.usn, &device.maxAge, &device.location, &device.descriptionFileName,
+          &device.server}) {
+        size += text->size();
+    }
+    return size;
+}
+
+// Whether a description may be entered, in place of the former one if there is
+// one: within the bounds, or no larger than what it replaces.
+bool DeviceRegistry::AdmitDescription(const SSDPDeviceType *former, const SSDPDeviceType &device)
+{
+    const std::size_t freed = former != nullptr ? SizeOfTexts(*former) : 0;
+    const std::size_t bytes = mHeardBytes + SizeOfTexts(device) - freed;
+    const bool grows = former == nullptr || bytes > mHeardBytes;
+    if (grows && !mHeardBound.Admit((former != nullptr || RoomForHeard()) &&
+                                    bytes <= ssdp::kMaxHeardBytes)) {
+        return false;
+    }
+    mHeardBytes = bytes;
+    return true;
 }
 
 // Whether a USN names a service that this device announces, or one at one of
@@ -190,6 +221,7 @@ void DeviceRegistry::Clear()
     mChanged = mChanged || !NodeList().empty();
     mHostList.clear();
     mNodeList.clear();
+    mHeardBytes = 0;
 }
 
 bool DeviceRegistry::TakeChange(SSDPDeviceMap &out)

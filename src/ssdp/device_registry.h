@@ -110,6 +110,8 @@ private:
     void HearProxied(const ssdp::NTSHeader &header, std::int32_t maxAge);
     void HandBack(Iterator host, std::int32_t maxAge);
     [[nodiscard]] bool RoomForHeard() const;
+    [[nodiscard]] static std::size_t SizeOfTexts(const SSDPDeviceType &device);
+    [[nodiscard]] bool AdmitDescription(const SSDPDeviceType *former, const SSDPDeviceType &device);
     [[nodiscard]] bool SpeaksForOwn(std::string_view usn) const;
 
     void ApplyWithdrawals();
@@ -128,6 +130,7 @@ private:
     std::uint32_t mPollInterval = ssdp::kPollIntervalBase;
     SSDPDeviceMap mHostList;
     IndexedDeviceMap mNodeList;
+    std::size_t mHeardBytes = 0; // texts in mNodeList: counted in each pass, and entered since
     SSDPDeviceMap mPendingAdditions;
     SSDPDeviceMap mPendingRemovals;
     bool mChanged = false;

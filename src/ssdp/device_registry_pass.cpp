@@ -155,6 +155,7 @@ void DeviceRegistry::Publish(SSDPDeviceType &service)
 // what its repeats tell.
 void DeviceRegistry::AgeNodes(std::int32_t elapsed)
 {
+    mHeardBytes = 0;
     for (auto node = mNodeList.begin(); node != mNodeList.end();) {
         SSDPDeviceType &device = node->second;
         const bool due = RunsOut(device, elapsed);
@@ -166,6 +167,7 @@ void DeviceRegistry::AgeNodes(std::int32_t elapsed)
             node = mNodeList.erase(node);
             mChanged = true;
         } else {
+            mHeardBytes += SizeOfTexts(device);
             ++node;
         }
     }

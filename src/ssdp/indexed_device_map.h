@@ -1,10 +1,9 @@
 #pragma once
 
 #include "ssdp/ssdp_device_type.h"
+#include "ssdp/usn_index.h"
 
-#include <cstdint>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 
 // IndexedDeviceMap is a map of records in order of their USN with an index
@@ -16,7 +15,7 @@ class IndexedDeviceMap
 public:
     using iterator = SSDPDeviceMap::iterator;
 
-    IndexedDeviceMap();
+    IndexedDeviceMap() = default;
     IndexedDeviceMap(const IndexedDeviceMap &) = delete;
     IndexedDeviceMap &operator=(const IndexedDeviceMap &) = delete;
 
@@ -25,7 +24,7 @@ public:
     [[nodiscard]] iterator begin() { return mMap.begin(); }
     [[nodiscard]] iterator end() { return mMap.end(); }
     [[nodiscard]] iterator find(std::string_view usn);
-    [[nodiscard]] bool contains(std::string_view usn) const { return mIndex.count(usn) != 0; }
+    [[nodiscard]] bool contains(std::string_view usn) const { return mIndex.Find(usn) != nullptr; }
 
     // Enters a record under its USN unless there is one: its place, and whether
     // it was entered.
@@ -39,18 +38,6 @@ public:
     void clear();
 
 private:
-    // A hash that nobody outside can foretell, so that no choice of names makes
-    // the index slow.
-    class Hash
-    {
-    public:
-        explicit Hash(std::uint64_t seed) : mSeed(seed) {}
-        std::size_t operator()(std::string_view text) const;
-
-    private:
-        std::uint64_t mSeed;
-    };
-
     SSDPDeviceMap mMap;
-    std::unordered_map<std::string_view, iterator, Hash> mIndex; // by the keys of mMap
+    UsnIndex mIndex;
 };

@@ -99,7 +99,7 @@ private:
     // vex_ssdp_receive.cpp: the SSDP thread
     void SSDPThread();
     void ProcessSSDP();
-    [[nodiscard]] bool ReceiveUntilTick(ssdp::TickClock &clock);
+    [[nodiscard]] bool ReceiveUntilTick(ssdp::TickClock &clock, VEXDatagramBatch &batch);
     void Tick(std::uint32_t elapsed) VEX_EXCLUDES(mLock);
     void RunRegistryPass(std::uint32_t elapsed) VEX_REQUIRES(mLock);
     void SendDelayed(DelayedQueue &queue, std::uint32_t elapsed) VEX_REQUIRES(mLock);

@@ -1,13 +1,14 @@
 #include "ssdp/output_line.h"
 #include "ssdp/tick_clock.h"
 #include "ssdp/vex_ssdp.h"
+#include "vexbase/vex_datagram_batch.h"
 #include "vexbase/vex_time.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <ctime>
 #include <limits>
+#include <string_view>
 
 // The SSDP thread.
 
@@ -30,26 +31,27 @@ void VEX_SSDP::ProcessSSDP()
         RunRegistryPass(0);
         SendMSEARCHRequest(ssdp::kRootDevice);
     }
-    while (!mThread.Terminate() && ReceiveUntilTick(clock)) {
+    VEXDatagramBatch batch(ssdp::kReceiveSize);
+    while (!mThread.Terminate() && ReceiveUntilTick(clock, batch)) {
         Tick(clock.Elapsed());
         clock.Start(VEXTime::GetSystemTime());
     }
 }
 
 // Receives until the tick is over; false when the thread is asked to stop.
-bool VEX_SSDP::ReceiveUntilTick(ssdp::TickClock &clock)
+bool VEX_SSDP::ReceiveUntilTick(ssdp::TickClock &clock, VEXDatagramBatch &batch)
 {
-    std::array<char, ssdp::kReceiveSize + 1> buffer{};
     do {
         if (mThread.Terminate()) {
             return false;
         }
-        sockaddr_in sender{};
-        const std::size_t length =
-            mSocket.Poll(buffer.data(), ssdp::kReceiveSize, sender, clock.Interval());
-        if (length > 0) {
-            buffer[length] = '\0';
-            ParseSSDPPacket(buffer.data(), static_cast<std::int64_t>(length), sender);
+        const std::size_t count = mSocket.Poll(batch, clock.Interval());
+        for (std::size_t index = 0; index < count; ++index) {
+            const std::string_view datagram = batch.Datagram(index);
+            if (!datagram.empty()) {
+                ParseSSDPPacket(datagram.data(), static_cast<std::int64_t>(datagram.size()),
+                                batch.Sender(index));
+            }
         }
     } while (!clock.IsOver(VEXTime::GetSystemTime()));
     return true;

@@ -118,3 +118,56 @@ TEST_F(RegistryBounds, AFullRegistryEmptiesWithTime)
     EXPECT_TRUE(registry.NodeList().empty());
     EXPECT_EQ(Enter(kBound), "");
 }
+
+namespace {
+
+// A description with a value of many bytes.
+SSDPDeviceType Swollen(const std::string &usn, std::size_t bytes)
+{
+    SSDPDeviceType device = Described(Device("Lumen", "198.51.100.1", "peer"));
+    device.usn = usn;
+    device.modelDescription.assign(bytes, 'x');
+    return device;
+}
+
+} // namespace
+
+TEST_F(RegistryBounds, TextsOfAllDevicesAreBoundedTogether)
+{
+    EXPECT_EQ(ssdp::kMaxHeardBytes, 2097152U);
+    const test::Output output = test::Capture([this] {
+        for (int number = 0; number < 300; ++number) {
+            registry.EnterDescription(Swollen(USN(number), 8192));
+        }
+    });
+    EXPECT_EQ(output.err, kLine);
+    // 8192 bytes and some for the other texts of each.
+    EXPECT_GE(registry.NodeList().size(), 250U);
+    EXPECT_LE(registry.NodeList().size(), 255U);
+}
+
+TEST_F(RegistryBounds, AKnownDeviceMayNotGrowBeyondThemButBeDescribedAnewWithin)
+{
+    registry.EnterDescription(Swollen(USN(1), ssdp::kMaxHeardBytes - 10000));
+    registry.EnterDescription(Swollen(USN(2), 100));
+    const std::string lines =
+        test::Capture([this] { registry.EnterDescription(Swollen(USN(2), 20000)); }).err;
+    EXPECT_EQ(lines, kLine);
+    EXPECT_EQ(Node(USN(2))->modelDescription.size(), 100U);
+    registry.EnterDescription(Swollen(USN(2), 9000));
+    EXPECT_EQ(Node(USN(2))->modelDescription.size(), 9000U);
+    registry.EnterDescription(Swollen(USN(2), 50));
+    EXPECT_EQ(Node(USN(2))->modelDescription.size(), 50U);
+}
+
+TEST_F(RegistryBounds, TextsOfADeviceThatHasGoneMakeRoomAtTheNextPass)
+{
+    registry.EnterDescription(Swollen(USN(1), ssdp::kMaxHeardBytes - 10000));
+    Byebye(USN(1));
+    registry.UpdateContainers(5000);
+    EXPECT_EQ(test::Capture([this] {
+                  registry.EnterDescription(Swollen(USN(2), ssdp::kMaxHeardBytes - 10000));
+              }).err,
+              "");
+    EXPECT_NE(Node(USN(2)), nullptr);
+}

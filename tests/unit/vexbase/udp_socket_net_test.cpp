@@ -1,14 +1,11 @@
+#include "unit/vexbase/forbidden_calls.h"
 #include "unit/vexbase/sockets.h"
 
 #include <chrono>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <set>
-#include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <vector>
 
 using test::Address;
@@ -33,23 +30,14 @@ std::set<int> OpenDescriptors()
     return open;
 }
 
-// From now on this thread may neither ask whether a socket is ready nor set an
-// option; the process ends if it does.
+// Whether a socket is ready must not be asked, nor an option set.
 bool AllowReceivingOnlyHere()
 {
-    std::vector<sock_filter> program{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, 0)}; // the call's number
-    for (const int call : {
+    return test::ForbidCalls({
 #ifdef SYS_poll
-             SYS_poll,
+        SYS_poll,
 #endif
-             SYS_ppoll, SYS_setsockopt, SYS_getsockopt}) {
-        program.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<__u32>(call), 0, 1));
-        program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS));
-    }
-    program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
-    const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+        SYS_ppoll, SYS_setsockopt, SYS_getsockopt});
 }
 
 } // namespace

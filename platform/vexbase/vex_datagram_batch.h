@@ -1,0 +1,42 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <netinet/in.h>
+#include <string_view>
+#include <sys/socket.h>
+#include <vector>
+
+// VEXDatagramBatch is room for some datagrams that VEXUDPSocket receives with
+// one system call, so that a crowded network costs fewer of them. It belongs to
+// the thread that receives.
+class VEXDatagramBatch
+{
+public:
+    static constexpr std::size_t kCapacity = 16; // datagrams; more gain next to nothing
+
+    // Takes datagrams of at most so many bytes; longer ones are cut to them.
+    explicit VEXDatagramBatch(std::size_t largest);
+    VEXDatagramBatch(const VEXDatagramBatch &) = delete;
+    VEXDatagramBatch &operator=(const VEXDatagramBatch &) = delete;
+
+    // What the last receiving brought, in the order of arrival.
+    [[nodiscard]] std::size_t Count() const { return mCount; }
+    // The bytes of a datagram, with a NUL behind the last. REQUIRES: index < Count().
+    [[nodiscard]] std::string_view Datagram(std::size_t index) const;
+    [[nodiscard]] const sockaddr_in &Sender(std::size_t index) const { return mSenders[index]; }
+
+private:
+    friend class VEXUDPSocket;
+
+    // Receives into the batch as recvmmsg() does; negative when nothing came.
+    [[nodiscard]] int Receive(int descriptor, int flags);
+    void Prepare(std::size_t index);
+
+    std::size_t mLargest;
+    std::size_t mCount = 0;
+    std::vector<char> mBytes;
+    std::array<sockaddr_in, kCapacity> mSenders{};
+    std::array<iovec, kCapacity> mPlaces{};
+    std::array<mmsghdr, kCapacity> mHeaders{};
+};

@@ -1,0 +1,107 @@
+#include "ssdp/usn_index.h"
+
+#include <cstring>
+#include <random>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t kFirstSlots = 64;
+
+std::uint64_t DrawSeed()
+{
+    std::random_device device;
+    return static_cast<std::uint64_t>(device()) << 32U | device();
+}
+
+std::uint64_t Mix(std::uint64_t state, std::uint64_t word)
+{
+    constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15U; // 2^64 divided by the golden ratio
+    state = (state ^ word) * kOdd;
+    return state ^ state >> 29U;
+}
+
+} // namespace
+
+UsnIndex::UsnIndex() : mSeed(DrawSeed()), mSlots(kFirstSlots) {}
+
+std::uint64_t UsnIndex::Hash(std::string_view usn) const
+{
+    std::uint64_t state = mSeed ^ usn.size();
+    std::uint64_t word = 0;
+    for (; usn.size() >= sizeof word; usn.remove_prefix(sizeof word)) {
+        std::memcpy(&word, usn.data(), sizeof word);
+        state = Mix(state, word);
+    }
+    word = 0;
+    if (!usn.empty()) { // the data of an empty view may be null
+        std::memcpy(&word, usn.data(), usn.size());
+    }
+    const std::uint64_t hash = Mix(Mix(state, word), mSeed);
+    return hash == kEmpty ? 1 : hash;
+}
+
+const UsnIndex::Record *UsnIndex::Find(std::string_view usn) const
+{
+    const std::uint64_t hash = Hash(usn);
+    for (std::size_t slot = Home(hash); mSlots[slot].hash != kEmpty; slot = Next(slot)) {
+        if (mSlots[slot].hash == hash && mSlots[slot].record->first == usn) {
+            return &mSlots[slot].record;
+        }
+    }
+    return nullptr;
+}
+
+std::size_t UsnIndex::FreeSlot(std::uint64_t hash) const
+{
+    std::size_t slot = Home(hash);
+    while (mSlots[slot].hash != kEmpty) {
+        slot = Next(slot);
+    }
+    return slot;
+}
+
+void UsnIndex::Insert(Record record)
+{
+    if (4 * (mCount + 1) > 3 * mSlots.size()) {
+        Grow();
+    }
+    const std::uint64_t hash = Hash(record->first);
+    mSlots[FreeSlot(hash)] = {hash, record};
+    ++mCount;
+}
+
+void UsnIndex::Grow()
+{
+    const std::vector<Slot> old = std::exchange(mSlots, std::vector<Slot>(2 * mSlots.size()));
+    for (const Slot &slot : old) {
+        if (slot.hash != kEmpty) {
+            mSlots[FreeSlot(slot.hash)] = slot;
+        }
+    }
+}
+
+// Closes the gap: what stands behind it up to the next free slot and would be
+// sought from the gap or before it moves into it.
+void UsnIndex::Erase(Record record)
+{
+    std::size_t gap = Home(Hash(record->first));
+    while (mSlots[gap].record != record) {
+        gap = Next(gap);
+    }
+    for (std::size_t slot = Next(gap); mSlots[slot].hash != kEmpty; slot = Next(slot)) {
+        const std::size_t home = Home(mSlots[slot].hash);
+        if (Distance(home, slot) >= Distance(gap, slot)) {
+            mSlots[gap] = mSlots[slot];
+            gap = slot;
+        }
+    }
+    mSlots[gap] = {};
+    --mCount;
+}
+
+void UsnIndex::Clear()
+{
+    mSlots.assign(kFirstSlots, {});
+    mCount = 0;
+}

@@ -1,0 +1,77 @@
+#include "ssdp/usn_index.h"
+
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+
+namespace {
+
+SSDPDeviceMap::iterator Enter(SSDPDeviceMap &map, UsnIndex &index, const std::string &usn)
+{
+    const auto record = map.try_emplace(usn).first;
+    index.Insert(record);
+    return record;
+}
+
+std::string FoundName(const UsnIndex &index, const std::string &usn)
+{
+    const UsnIndex::Record *record = index.Find(usn);
+    return record == nullptr ? "none" : (*record)->first;
+}
+
+TEST(UsnIndex, FindsNothingInAnEmptyIndex)
+{
+    const UsnIndex index;
+    EXPECT_EQ(index.Find("uuid:a"), nullptr);
+    EXPECT_EQ(index.Find({}), nullptr);
+}
+
+TEST(UsnIndex, GivesTheRecordItself)
+{
+    SSDPDeviceMap map;
+    UsnIndex index;
+    const auto record = Enter(map, index, "uuid:a");
+    ASSERT_NE(index.Find("uuid:a"), nullptr);
+    EXPECT_EQ(*index.Find("uuid:a"), record);
+}
+
+TEST(UsnIndex, AfterClearFindsNothingAndTakesRecordsAnew)
+{
+    SSDPDeviceMap map;
+    UsnIndex index;
+    for (int number = 0; number < 1000; ++number) {
+        Enter(map, index, std::to_string(number));
+    }
+    index.Clear();
+    for (int number = 0; number < 1000; ++number) {
+        ASSERT_EQ(FoundName(index, std::to_string(number)), "none");
+    }
+    index.Insert(map.find("7"));
+    EXPECT_EQ(FoundName(index, "7"), "7");
+}
+
+// Whatever comes and goes in whatever order, the index finds what the map holds
+// and nothing else: through growing, through full neighbourhoods, round its end.
+TEST(UsnIndex, HoldsWhatTheMapHoldsThroughThousandsOfChanges)
+{
+    std::mt19937 random(1900); // NOLINT(cert-msc51-cpp): the same changes each time
+    SSDPDeviceMap map;
+    UsnIndex index;
+    for (int change = 0; change < 20000; ++change) {
+        const std::string usn = "uuid:" + std::to_string(random() % 600);
+        const auto record = map.find(usn);
+        ASSERT_EQ(FoundName(index, usn), record == map.end() ? "none" : usn);
+        if (record == map.end()) {
+            Enter(map, index, usn);
+        } else {
+            index.Erase(record);
+            map.erase(record);
+        }
+    }
+    for (int number = 0; number < 600; ++number) {
+        const std::string usn = "uuid:" + std::to_string(number);
+        ASSERT_EQ(FoundName(index, usn), map.count(usn) == 0 ? "none" : usn);
+    }
+}
+
+} // namespace

@@ -1,0 +1,127 @@
+#include "unit/vexbase/forbidden_calls.h"
+#include "unit/vexbase/sockets.h"
+
+#include <gtest/gtest.h>
+#include <vector>
+
+using test::Address;
+using test::kGenerousMs;
+using test::kOwnAddress;
+using test::kPeerAddress;
+using test::kPort;
+using test::PeerSocket;
+using test::WriteText;
+
+namespace {
+
+std::vector<std::string> Texts(const VEXDatagramBatch &batch)
+{
+    std::vector<std::string> texts;
+    for (std::size_t index = 0; index < batch.Count(); ++index) {
+        texts.emplace_back(batch.Datagram(index));
+    }
+    return texts;
+}
+
+} // namespace
+
+TEST(UDPSocketPollBatch, GivesAllThatWaitsInOrderWithItsSenders)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    PeerSocket one(1901, kPeerAddress);
+    PeerSocket two(1902, kPeerAddress);
+    const std::string second("any\0bytes\xff", 10);
+    one.SendTo("first", kOwnAddress, kPort);
+    two.SendTo(second, kOwnAddress, kPort);
+    one.SendTo("", kOwnAddress, kPort);
+    VEXDatagramBatch batch(1500);
+    ASSERT_EQ(socket.Poll(batch, kGenerousMs), 3U);
+    EXPECT_EQ(Texts(batch), (std::vector<std::string>{"first", second, ""}));
+    EXPECT_EQ(test::Text(batch.Sender(0)), "192.0.2.20:1901");
+    EXPECT_EQ(test::Text(batch.Sender(1)), "192.0.2.20:1902");
+    EXPECT_EQ(test::Text(batch.Sender(2)), "192.0.2.20:1901");
+}
+
+TEST(UDPSocketPollBatch, LeavesForTheNextTimeWhatItHasNoRoomFor)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
+    std::vector<std::string> sent;
+    for (std::size_t number = 0; number < 2 * VEXDatagramBatch::kCapacity + 3; ++number) {
+        sent.push_back(std::to_string(number));
+        ASSERT_GT(WriteText(socket, sent.back(), Address("127.0.0.1", kPort)), 0);
+    }
+    VEXDatagramBatch batch(1500);
+    std::vector<std::string> received;
+    for (const std::size_t expected : {VEXDatagramBatch::kCapacity, VEXDatagramBatch::kCapacity,
+                                       std::size_t{3}, std::size_t{0}}) {
+        EXPECT_EQ(socket.Poll(batch, expected == 0 ? 0 : kGenerousMs), expected);
+        for (const std::string &text : Texts(batch)) {
+            received.push_back(text);
+        }
+    }
+    EXPECT_EQ(received, sent);
+}
+
+TEST(UDPSocketPollBatch, CutsLongDatagramsAndPutsANulBehindEach)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    PeerSocket peer;
+    VEXDatagramBatch batch(1500);
+    for (int round = 0; round < 2; ++round) { // the second over the remains of the first
+        peer.SendTo(std::string(1500, 'a'), kOwnAddress, kPort);
+        peer.SendTo(std::string(1501, 'b'), kOwnAddress, kPort);
+        peer.SendTo("next", kOwnAddress, kPort);
+        ASSERT_EQ(socket.Poll(batch, kGenerousMs), 3U);
+        EXPECT_EQ(Texts(batch), (std::vector<std::string>{std::string(1500, 'a'),
+                                                          std::string(1500, 'b'), "next"}));
+        for (std::size_t index = 0; index < 3; ++index) {
+            EXPECT_EQ(batch.Datagram(index).data()[batch.Datagram(index).size()], '\0');
+        }
+        peer.SendTo("x", kOwnAddress, kPort);
+        ASSERT_EQ(socket.Poll(batch, kGenerousMs), 1U);
+    }
+}
+
+TEST(UDPSocketPollBatch, OfASilentOrClosedSocketIsEmpty)
+{
+    VEXUDPSocket socket;
+    VEXDatagramBatch batch(1500);
+    EXPECT_EQ(socket.Poll(batch, kVEXInfinite), 0U);
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    PeerSocket peer;
+    peer.SendTo("one", kOwnAddress, kPort);
+    ASSERT_EQ(socket.Poll(batch, kGenerousMs), 1U);
+    EXPECT_EQ(socket.Poll(batch, 150), 0U);
+    EXPECT_EQ(batch.Count(), 0U);
+    socket.Shutdown(0);
+    peer.SendTo("unheard", kOwnAddress, kPort);
+    EXPECT_EQ(socket.Poll(batch, kVEXInfinite), 0U);
+}
+
+// What makes a crowded network cheap: no call but the receiving one, and one for
+// as many datagrams as there is room for.
+TEST(UDPSocketPollBatch, CostsOneSystemCallForAllOfThem)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
+    for (std::size_t number = 0; number < 4 * VEXDatagramBatch::kCapacity; ++number) {
+        ASSERT_EQ(WriteText(socket, "queued", Address("127.0.0.1", kPort)), 6);
+    }
+    std::atomic<bool> refused{false};
+    std::thread reader([&] {
+        VEXDatagramBatch batch(1500);
+        EXPECT_EQ(socket.Poll(batch, kGenerousMs), VEXDatagramBatch::kCapacity);
+        EXPECT_EQ(socket.Poll(batch, kGenerousMs),
+                  VEXDatagramBatch::kCapacity); // sets the time-out
+        refused = !test::ForbidCalls({SYS_recvfrom, SYS_recvmsg, SYS_ppoll, SYS_setsockopt});
+        EXPECT_EQ(socket.Poll(batch, kGenerousMs), VEXDatagramBatch::kCapacity);
+        EXPECT_EQ(socket.Poll(batch, kGenerousMs), VEXDatagramBatch::kCapacity);
+    });
+    reader.join();
+    if (refused) {
+        GTEST_SKIP() << "the system has no filter for system calls";
+    }
+}
