@@ -5,6 +5,8 @@ import signal
 import time
 from pathlib import Path
 
+from lab import wait_until
+
 SSDP_PORT_HEX = ":076C"
 
 
@@ -15,6 +17,7 @@ class Subject:
         self.label = label
         self.node = node
         self.pid = pid
+        wait_until(lambda: self._sockets(), 20, f"{label} to open port 1900")
 
     def cpu(self):
         """Processor time so far, in nanoseconds."""
@@ -36,18 +39,19 @@ class Subject:
         lines = Path(f"/proc/{self.pid}/smaps_rollup").read_text().splitlines()[1:]
         return {line.split(":")[0]: int(line.split()[1]) for line in lines}
 
-    def _socket(self):
-        """The line of the program's SSDP socket in its network's table."""
+    def _sockets(self):
+        """The fields of the program's SSDP sockets in its network's table."""
         rows = Path(f"/proc/{self.pid}/net/udp").read_text().splitlines()[1:]
-        return next(row.split() for row in rows if row.split()[1].endswith(SSDP_PORT_HEX))
+        fields = [row.split() for row in rows]
+        return [row for row in fields if row[1].endswith(SSDP_PORT_HEX)]
 
     def queued(self):
         """Bytes that wait to be received."""
-        return int(self._socket()[4].split(":")[1], 16)
+        return int(self._sockets()[0][4].split(":")[1], 16)
 
     def drops(self):
         """Datagrams that the kernel dropped for want of room."""
-        return int(self._socket()[12])
+        return int(self._sockets()[0][12])
 
     def pause(self):
         os.kill(self.pid, signal.SIGSTOP)
