@@ -1,8 +1,6 @@
 """Three devices of different products find each other."""
 
-import os
 import re
-import socket
 from pathlib import Path
 
 import pytest
@@ -10,6 +8,7 @@ import pytest
 import expected
 from lab import wait_until
 from lab.device import BROWSE_LIST
+from minissdpd import Minissdpd
 
 # A request and its answer each wait up to three poll intervals of at most 5.75 s, in whole
 # intervals, and the list is written at most 5.5 s later; an announcement that crossed a
@@ -64,33 +63,13 @@ def test_every_device_sends_its_own_announcement_and_one_search(all_found, wire)
         assert [each.data for each in searches] == [expected.SEARCH]
 
 
-def minissdpd_services(path):
-    """What a minissdpd knows, asked on its socket: triples of location, type and USN."""
-    with socket.socket(socket.AF_UNIX) as sock:
-        sock.settimeout(5)
-        sock.connect(path)
-        sock.sendall(b"\x03\x00")  # request 3, everything, for no name
-        answer = sock.recv(65536)
-    count, texts, rest = answer[0], [], answer[1:]
-    while rest:
-        length, rest = rest[0], rest[1:]
-        assert length < 0x80  # more would take a second byte
-        texts.append(rest[:length].decode())
-        rest = rest[length:]
-    assert len(texts) == 3 * count
-    return set(zip(texts[0::3], texts[1::3], texts[2::3]))
-
-
 def test_other_peoples_listener_hears_all(all_found, lab):
     """minissdpd, on a machine where nothing else has the SSDP port."""
-    listener = lab.add_peer()
-    listener.start("minissdpd", ["minissdpd", "-d", "-i", "net0", "-s", "/run/minissdpd.sock"])
-    path = str(listener.path("/run/minissdpd.sock"))
-    wait_until(lambda: os.path.exists(path), 10, "minissdpd's socket")
+    listener = Minissdpd(lab.add_peer())
     wanted = {(expected.location(each), "upnp:rootdevice", expected.usn(each))
               for each in all_found}
-    wait_until(lambda: minissdpd_services(path) == wanted, 40, "all devices in minissdpd's list",
-               lambda: minissdpd_services(path))
+    wait_until(lambda: listener.services() == wanted, 40, "all devices in minissdpd's list",
+               listener.services)
 
 
 def test_other_peoples_control_point_finds_all(all_found, lab):

@@ -1,0 +1,93 @@
+"""Devices and the SSDP programs of other people."""
+
+import pytest
+
+import expected
+from lab import DeviceSpec, wait_until
+from minissdpd import Minissdpd
+
+# Twice a request and its answer, of at most three ticks of 5.75 s each, and a list written
+# 5.5 s later at most.
+LIMIT = 90
+
+
+@pytest.fixture(scope="module")
+def pair(lab):
+    """Two devices that see each other. On the first minissdpd had the SSDP port before."""
+    shared, other = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
+                                     DeviceSpec("studio-b", product="lumenplus")])
+    shared_with = Minissdpd(shared)
+    for device in (shared, other):
+        device.start_beacond()
+    return shared, other, shared_with
+
+
+def found(device):
+    return ("resource available\n"
+            f"  USN:      {expected.usn(device)}\n"
+            f"  Location: {expected.location(device)}\n")
+
+
+def discovered(machine, target):
+    """What gssdp-discover finds within a second by a search."""
+    output = machine.run("gssdp-discover", "-i", "net0", "-m", "available", "-n", "1",
+                         "-t", target).stdout
+    heading = ("Using network interface net0\n"
+               f"Scanning for resources matching {target}\n"
+               "Showing \"available\" messages\n")
+    assert output.startswith(heading)
+    return output[len(heading):]
+
+
+def test_a_device_and_minissdpd_share_the_port(pair):
+    shared, other, minissdpd = pair
+    wanted = {(expected.location(each), "upnp:rootdevice", expected.usn(each))
+              for each in (shared, other)}
+    wait_until(lambda: minissdpd.services() == wanted, LIMIT, "both devices in minissdpd's list",
+               minissdpd.services)
+    for device in (shared, other):
+        wait_until(lambda: device.read("/var/www/discovery/browse.json")
+                   == expected.browse_json(shared, other), LIMIT,
+                   f"both devices in the list of {device.name}", device.beacond.explain)
+
+
+@pytest.mark.parametrize("target", ["upnp:rootdevice", "ssdp:all"])
+def test_a_search_finds_both_devices(pair, peer, target):
+    shared, other, _ = pair
+    answer = discovered(peer, target)
+    assert answer in (found(shared) + found(other), found(other) + found(shared))
+
+
+def test_a_search_for_another_type_finds_nobody(pair, peer):
+    del pair
+    assert discovered(peer, "urn:schemas-upnp-org:device:Basic:1") == ""
+
+
+def test_announcement_and_goodbye_are_noted(pair, peer):
+    shared, other, _ = pair
+    listening = peer.start("gssdp-discover", ["gssdp-discover", "-i", "net0", "-m", "all",
+                                              "-t", "upnp:rootdevice"])
+    for device in (shared, other):
+        listening.wait_output(found(device))
+    before = len(listening.stdout)
+    other.configure(ssdpEnable=False)
+    gone = f"resource unavailable\n  USN:      {expected.usn(other)}\n"
+    listening.wait_output(gone)
+    assert listening.stdout[before:] == gone
+    other.configure(ssdpEnable=True)
+    wait_until(lambda: listening.stdout[before:] == gone + found(other), 20,
+               "the device noted again", listening.explain)
+
+
+def test_a_control_point_reads_the_description_from_a_web_server(pair, lab):
+    """upnpc takes the base of its further requests from the document. It looks for gateways:
+    that it finds another device is all that it has to say, and its status is 1."""
+    shared, _, _ = pair
+    server = shared.start("server", ["python3", "-u", "-m", "http.server", "80",
+                                     "--directory", "/var/www/html"])
+    server.wait_output("Serving HTTP on 0.0.0.0 port 80")
+    result = lab.add_peer().run("upnpc", "-l", "-m", "net0", check=False)
+    assert f" desc: {expected.location(shared)}\n st: upnp:rootdevice\n" in result.stdout
+    assert result.stdout.endswith(
+        f"\n\nUPnP device found. Is it an IGD ? : http://{shared.address}:80/\n")
+    assert f"\"GET /{expected.document_name(shared)} HTTP/1.1\" 200 -\n" in server.stderr
