@@ -2,11 +2,19 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <malloc.h>
 #include <new>
 
 namespace {
 
 std::atomic<std::size_t> gAllocations{0};
+std::atomic<std::size_t> gLiveBytes{0};
+
+// What an allocation takes of the heap: with the word before it.
+std::size_t Taken(void *memory)
+{
+    return memory == nullptr ? 0 : malloc_usable_size(memory) + sizeof(std::size_t);
+}
 
 } // namespace
 
@@ -15,10 +23,16 @@ std::size_t bench::Allocations()
     return gAllocations.load(std::memory_order_relaxed);
 }
 
+std::size_t bench::LiveBytes()
+{
+    return gLiveBytes.load(std::memory_order_relaxed);
+}
+
 void *operator new(std::size_t size)
 {
     gAllocations.fetch_add(1, std::memory_order_relaxed);
     if (void *memory = std::malloc(size)) {
+        gLiveBytes.fetch_add(Taken(memory), std::memory_order_relaxed);
         return memory;
     }
     throw std::bad_alloc();
@@ -26,10 +40,11 @@ void *operator new(std::size_t size)
 
 void operator delete(void *memory) noexcept
 {
+    gLiveBytes.fetch_sub(Taken(memory), std::memory_order_relaxed);
     std::free(memory);
 }
 
 void operator delete(void *memory, std::size_t /*size*/) noexcept
 {
-    std::free(memory);
+    operator delete(memory);
 }

@@ -108,6 +108,37 @@ void AliveOfKnownPeer(benchmark::State &state)
 }
 BENCHMARK(AliveOfKnownPeer)->Arg(1)->Arg(100)->Arg(1000)->Arg(4000);
 
+std::size_t TextBytes(const SSDPDeviceType &device)
+{
+    std::size_t sum = 0;
+    for (const std::string *text :
+         {&device.productName, &device.modelName, &device.modelNumber, &device.modelDescription,
+          &device.serialNumber, &device.ipAddress, &device.hostName, &device.instance,
+          &device.boardID, &device.notificationType, &device.urlScheme, &device.reserved,
+          &device.usn, &device.maxAge, &device.location, &device.descriptionFileName,
+          &device.server}) {
+        sum += text->size();
+    }
+    return sum;
+}
+
+// What a known peer occupies, beside the bytes of its texts.
+void MemoryOfPeers(benchmark::State &state)
+{
+    NoActions actions;
+    const auto count = static_cast<int>(state.range(0));
+    std::size_t taken = 0;
+    for (auto _ : state) {
+        DeviceRegistry registry(actions);
+        const std::size_t before = bench::LiveBytes();
+        Fill(registry, count);
+        taken = bench::LiveBytes() - before;
+    }
+    state.counters["taken"] = static_cast<double>(taken) / count;
+    state.counters["texts"] = static_cast<double>(TextBytes(Peer(count - 1)));
+}
+BENCHMARK(MemoryOfPeers)->Arg(100)->Arg(4000)->Iterations(1);
+
 void PassWithoutChange(benchmark::State &state)
 {
     NoActions actions;
@@ -121,7 +152,7 @@ BENCHMARK(PassWithoutChange)
     ->Arg(10)
     ->Arg(100)
     ->Arg(1000)
-    ->Arg(4096)
+    ->Arg(4000)
     ->Unit(benchmark::kMicrosecond);
 
 void CopyOfChange(benchmark::State &state)

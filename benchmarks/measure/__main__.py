@@ -24,6 +24,7 @@ class Bench:
         self.programs = programs
         self.table = Table()
         self.sender = lab.add_peer("sender")
+        self.searcher = lab.add_peer("searcher")
         self.traffic = hearing.Traffic(self.sender, programs)
         self.device = lab.add_device("studio-a", product="corvia12")
         self.beacond = self._start_daemon()
@@ -33,10 +34,12 @@ class Bench:
         self.gssdp = self._peer_program("gssdp-discover", "gssdp-discover", "-i", "net0")
 
     def _start_daemon(self):
+        wire = self.sender.capture()
         start = time.monotonic()
         daemon = self.device.start_beacond()
-        daemon.wait_output("PubSub started")
-        self.start_up = time.monotonic() - start
+        announced = wire.wait_for(source=self.device.address, starting=b"NOTIFY")[0].time
+        self.start_up = announced - start
+        wire.stop()
         return Subject("beacond", self.device, daemon.pid)
 
     def _peer_program(self, label, *command):
@@ -80,17 +83,28 @@ class Bench:
                        "at most 0.1", 0.1)
 
     def answer(self):
+        answering.register_with_minissdpd(self.minissdpd.node.path("/run/minissdpd.sock"))
         figures = answering.medians(self.sender, self.programs,
-                                    {"echo": self.echo.node.address,
-                                     "beacond": self.device.address,
-                                     "minissdpd": self.minissdpd.node.address})
-        own, echo = figures["beacond"], figures["echo"]
-        self.table.add("answering: bare echo, median µs", echo[0])
-        self.table.add("answering: beacond / bare echo, median", own[0] / echo[0],
+                                    [self.echo, self.beacond, self.minissdpd])
+        own, echo, other = figures["beacond"], figures["echo"], figures["minissdpd"]
+        self.table.add("answering: bare echo, median µs", echo.median)
+        self.table.add("answering: beacond / bare echo, median", own.median / echo.median,
                        "at most 1.2", 1.2)
-        self.table.add("answering: beacond / bare echo, 99th percentile", own[1] / echo[1],
-                       "at most 1.2", 1.2)
-        self.table.add("answering: searches without an answer", own[3], "0", 0)
+        self.table.add("answering: beacond / bare echo, 99th percentile",
+                       own.percentile_99 / echo.percentile_99, "at most 1.2", 1.2)
+        self.table.add("answering: processor time an answer, beacond / bare echo",
+                       own.processor / echo.processor)
+        self.table.add("answering: processor time an answer, beacond / minissdpd",
+                       own.processor / other.processor, "under 1", 1)
+        self.table.add("answering: searches without an answer", own.unanswered, "0", 0)
+
+    def answer_under_churn(self):
+        for peers, limit in [(1000, 1000), (4000, 5000)]:
+            slow, histogram = answering.under_churn(self.searcher, self.programs, self.beacond,
+                                                    self.traffic, peers)
+            self.table.add(f"churn of {peers} peers: 99.9th percentile of answers, µs", slow,
+                           f"under {limit}", limit)
+            self.table.add(f"churn of {peers} peers: answers by µs", histogram)
 
     def rest(self, peers):
         written = idle.bytes_written(self.beacond)
@@ -114,8 +128,8 @@ class Bench:
                            footprint.stripped_size(program, scratch) / 1024)
         self.table.add("linked with", " ".join(
             name for name in footprint.needed_libraries(program) if "Qt" in name or "avahi" in name))
-        self.table.add("start-up to \"PubSub started\", seconds (half a second is a pause)",
-                       self.start_up)
+        self.table.add("start-up to the first announcement beyond its pause, s",
+                       self.start_up - footprint.START_PAUSE)
 
 
 def grow(table, programs):
@@ -125,17 +139,22 @@ def grow(table, programs):
                              "--benchmark_report_aggregates_only=true"],
                             check=True, text=True, stdout=subprocess.PIPE,
                             stderr=subprocess.DEVNULL).stdout
-    times = {run["run_name"]: (run["cpu_time"], run["time_unit"], run.get("allocations"))
-             for run in json.loads(output)["benchmarks"] if run["aggregate_name"] == "median"}
-    scan, _, allocations = times["ClassifyAndScanNotify"]
-    table.add("classifying and scanning a NOTIFY of 300 bytes, ns", scan, "under 1000", 1000)
-    table.add("its allocations", allocations, "0", 0)
-    for name, limit in [("PassWithoutChange/4096", 1000), ("CopyOfChange/1000", 1000),
-                        ("CopyOfChange/4000", 5000), ("BrowseDocument/1000", 1000)]:
-        table.add(f"{name}, µs", times[name][0], f"under {limit}", limit)
+    runs = {run["run_name"]: run for run in json.loads(output)["benchmarks"]
+            if run["aggregate_name"] == "median"}
+    scan = runs["ClassifyAndScanNotify"]
+    table.add("classifying and scanning a NOTIFY of 300 bytes, ns", scan["cpu_time"],
+              "under 1000", 1000)
+    table.add("its allocations", scan["allocations"], "0", 0)
+    for name, limit in [("PassWithoutChange/1000", 1000), ("PassWithoutChange/4000", 5000),
+                        ("CopyOfChange/1000", 1000), ("CopyOfChange/4000", 5000)]:
+        table.add(f"lock held: {name}, µs", runs[name]["cpu_time"], f"under {limit}", limit)
     for name in ["PassWithoutChange", "CopyOfChange", "BrowseDocument"]:
-        table.add(f"{name}: 1000 entries / 100 entries",
-                  times[f"{name}/1000"][0] / times[f"{name}/100"][0], "linear: about 10", 20)
+        for size in [100, 1000, 4000]:
+            table.add(f"{name}/{size}, µs an entry",
+                      runs[f"{name}/{size}"]["cpu_time"] / size)
+    memory = runs["MemoryOfPeers/4000/iterations:1"]
+    table.add("memory of a known peer / (1.5 times its texts + 1 KiB)",
+              memory["taken"] / (1.5 * memory["texts"] + 1024), "at most 1", 1)
 
 
 def main():
@@ -143,11 +162,13 @@ def main():
     with Lab(programs) as lab:
         bench = Bench(lab, programs)
         bench.rest(0)
+        bench.traffic.describe(bench.device.address, 100)
+        bench.rest(100)
         bench.hear()
         bench.answer()
+        bench.answer_under_churn()
         bench.weigh()
     grow(bench.table, programs)
-    print(*bench.table.lines(), sep="\n")
     missed = bench.table.missed()
     if missed:
         print("", "Missed:", *missed, sep="\n  ")

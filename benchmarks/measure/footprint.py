@@ -3,6 +3,8 @@
 import subprocess
 from pathlib import Path
 
+START_PAUSE = 0.5   # between publishing and announcing, seconds
+
 OWNERS = {"beacond": "own code and data", "libQt5": "Qt", "libicu": "Qt", "libpcre2": "Qt",
           "libglib": "Qt", "libdouble": "Qt", "libzstd": "Qt", "libz.": "Qt",
           "libavahi": "Avahi", "libdbus": "Avahi", "libsystemd": "Avahi", "[heap]": "heap",

@@ -24,6 +24,11 @@ class Traffic:
     def describe(self, address, peers):
         self.peer.run(self.program, "describe", address, str(peers))
 
+    def start_describing(self, address, peers):
+        """Describes them over and over, until the program is stopped."""
+        return self.peer.start("describing", ["sh", "-c", f"while :; do {self.program} describe "
+                                              f"{address} {peers}; done"])
+
 
 def backlog_cost(subject, traffic, kind, peers):
     """Nanoseconds a datagram when they wait in the queue, without wake-ups. What

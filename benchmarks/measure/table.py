@@ -1,27 +1,31 @@
 """The table that ./bench prints."""
 
+COLUMNS = (74, 24, 22)
+
 
 class Table:
-    """Rows of what was measured, its target and whether it was met."""
+    """Rows of what was measured, its target and whether it was met, each printed
+    as soon as it is known."""
 
     def __init__(self):
-        self._rows = []
+        self._missed = []
+        self._print("measured as", "ratio or figure", "target", "")
 
-    def add(self, what, measured, target=None, limit=None, above=False):
-        """A row: `measured` against `limit` (at most, or at least if `above`).
-        Without a limit the row informs only. `target` says the limit in words."""
+    def add(self, what, measured, target=None, limit=None):
+        """A row: `measured` against `limit`, the most that it may be; without one
+        the row informs only. `target` says the limit in words."""
         verdict = ""
         if limit is not None:
-            met = measured >= limit if above else measured <= limit
-            verdict = "met" if met else "MISSED"
+            verdict = "met" if measured <= limit else "MISSED"
+        if verdict == "MISSED":
+            self._missed.append(what)
         text = measured if isinstance(measured, str) else f"{measured:.2f}"
-        self._rows.append((what, text, target or "", verdict))
+        self._print(what, text, target or "", verdict)
 
     def missed(self):
-        return [what for what, _, _, verdict in self._rows if verdict == "MISSED"]
+        return self._missed
 
-    def lines(self):
-        heads = ("measured as", "ratio or figure", "target", "")
-        widths = [max(len(row[column]) for row in [heads, *self._rows]) for column in range(4)]
-        for row in [heads, *self._rows]:
-            yield "  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip()
+    @staticmethod
+    def _print(*cells):
+        padded = [cell.ljust(width) for cell, width in zip(cells, COLUMNS)]
+        print("  ".join([*padded, cells[-1]]).rstrip(), flush=True)
