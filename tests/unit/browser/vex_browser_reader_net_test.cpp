@@ -1,0 +1,89 @@
+#include "browser/browse_document.h"
+#include "browser/vex_browser.h"
+#include "scripted_engine.h"
+
+#include <array>
+#include <atomic>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <set>
+#include <string>
+#include <thread>
+#include <unistd.h>
+
+using vex::webapp::utils::ComposeBrowseDocument;
+
+// Somebody who reads the browse list while it is written again and again.
+
+namespace {
+
+constexpr const char *kFile = "/var/www/discovery/browse.json";
+constexpr int kWrites = 1000;
+// A change is written when it is the eleventh after the last write.
+constexpr int kChangesAWrite = 11;
+
+// Lists of very different lengths, in turn; each tells which one it is.
+SSDPDeviceMap List(int number)
+{
+    SSDPDeviceMap list;
+    for (int device = 0; device <= (number * 37) % 101; ++device) {
+        list["usn-" + std::to_string(device)].hostName =
+            std::to_string(number) + "-" + std::to_string(device);
+    }
+    return list;
+}
+
+// The file's text as one opening of it shows it; nothing if it cannot be opened.
+std::string ReadOnce()
+{
+    const int descriptor = open(kFile, O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return {};
+    }
+    std::string text;
+    std::array<char, 4096> piece{}; // several reads for most lists
+    ssize_t length = 0;
+    while ((length = read(descriptor, piece.data(), piece.size())) > 0) {
+        text.append(piece.data(), static_cast<std::size_t>(length));
+    }
+    close(descriptor);
+    return text;
+}
+
+} // namespace
+
+TEST(BrowserReader, SeesOnlyWholeListsThroughAThousandWrites)
+{
+    test::ScriptedEngine engine;
+    VEXBrowser browser(&engine);
+    engine.AwaitIdle(); // the one write straight to the path is behind us
+    std::set<std::string> readings;
+    std::atomic<int> count{0};
+    std::atomic<bool> over{false};
+    std::thread reader([&] {
+        while (!over) {
+            readings.insert(ReadOnce());
+            ++count;
+        }
+    });
+    std::set<std::string> written{"[]"};
+    for (int number = 1; number <= kWrites; ++number) {
+        const SSDPDeviceMap list = List(number);
+        written.insert(ComposeBrowseDocument(list));
+        for (int change = 0; change < kChangesAWrite; ++change) {
+            engine.Change(list);
+        }
+        EXPECT_EQ(ReadOnce(), ComposeBrowseDocument(list)) << number;
+        for (const int before = count; count == before;) {
+            std::this_thread::yield(); // however slow the reader, it reads between any two writes
+        }
+    }
+    over = true;
+    reader.join();
+    engine.End();
+    browser.Stop(kVEXInfinite);
+    for (const std::string &reading : readings) {
+        EXPECT_EQ(written.count(reading), 1U) << reading;
+    }
+    EXPECT_EQ(unlink(kFile), 0);
+}
