@@ -59,3 +59,11 @@ def wait_until_read(device, peer):
     line = f"ParseSSDPPacket: Don't know what to do with this method:\n{fence}\n"
     wait_until(lambda: line in device.beacond.stderr, 20, f"{device.name} at {fence}",
                device.beacond.explain)
+
+
+def wait_until_recorded(wire, peer):
+    """Waits until the capture of `peer` has in it all that has reached that machine so far."""
+    fence = f"fence {next(_fences)}".encode()
+    with peer.udp_socket() as sock:
+        sock.sendto(fence, (peer.address, 1900))
+    wire.wait_for(source=peer.address, starting=fence)

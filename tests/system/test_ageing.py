@@ -1,0 +1,70 @@
+"""How long devices are remembered that were heard, on a quick clock."""
+
+import time
+
+import pytest
+
+import expected
+from expected import Product
+from lab import wait_until
+from quick_clock import SPEED, Chatter, start_quick
+from raw_device import RawDevice, wait_until_read
+
+# The least that counts for a max-age, twice. It ends up to a tick early, and a tick is as
+# long as the machine holds the daemon up.
+LIFE = 240
+EARLY = 80
+
+SPEAKER = Product("Lumen", "0x10660001", "4K encoder")
+MUTE = Product("Lumen Plus", "0x10660002", "4K encoder")
+ZR1 = Product("ZR1", "0x10680001", "Field recorder")
+LEAVER = Product("TalonMx", "0x10670001", "Multichannel streamer")
+
+
+@pytest.fixture(scope="module")
+def known(lab, peer, wire):
+    """A quick device, one that goes on announcing itself, one that was only described, one
+    that was described and announced itself once for the shortest time, and one that leaves;
+    and the moment before the first of them was heard of."""
+    device = lab.add_device("studio-a", product="corvia12")
+    start_quick(device)
+    speaker, mute, zr1, leaver = (RawDevice(peer.address, what.model, what)
+                                  for what in (SPEAKER, MUTE, ZR1, LEAVER))
+    start = time.monotonic()
+    for each in (speaker, mute, zr1, leaver):
+        wire.socket.sendto(each.description(), (device.address, 1900))
+    wire.socket.sendto(zr1.alive(max_age=30), (device.address, 1900))
+    wait_until_read(device, peer)
+    with Chatter(peer, speaker):
+        yield device, speaker, mute, zr1, leaver, start
+
+
+def listed(device, peer):
+    return peer.ask(b"gn", device.address, 49821)
+
+
+def test_a_goodbye_is_the_end_at_once(known, peer, wire):
+    device, speaker, mute, zr1, leaver, _ = known
+    assert listed(device, peer) == expected.listing("NodeList", device, speaker, mute, zr1, leaver)
+    wire.socket.sendto(RawDevice("192.0.2.99", "", LEAVER).byebye(), (device.address, 1900))
+    wire.socket.sendto(leaver.byebye().replace(b"LOCATION: http", b"X: "), (device.address, 1900))
+    wait_until_read(device, peer)
+    assert leaver.usn in listed(device, peer).decode()
+    wire.socket.sendto(leaver.byebye(), (device.address, 1900))
+    wait_until_read(device, peer)
+    assert listed(device, peer) == expected.listing("NodeList", device, speaker, mute, zr1)
+
+
+def test_who_is_silent_for_four_minutes_is_forgotten_and_who_speaks_stays(known, peer):
+    device, speaker, mute, zr1, _, start = known
+    gone = {}
+
+    def all_gone():
+        text = listed(device, peer).decode()
+        for each in (mute, zr1):
+            if each.usn not in text:
+                gone.setdefault(each.usn, (time.monotonic() - start) * SPEED)
+        return len(gone) == 2
+    wait_until(all_gone, 3 * LIFE / SPEED, "two devices forgotten", lambda: listed(device, peer))
+    assert min(gone.values()) > LIFE - EARLY
+    assert listed(device, peer) == expected.listing("NodeList", device, speaker)
