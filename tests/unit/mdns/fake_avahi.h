@@ -55,6 +55,19 @@ inline void groupState(AvahiEntryGroupState newState)
     state.group.callback(&state.group, newState, nullptr);
 }
 
+// The strings' own bytes, each in quotes, the list's last one first as everywhere
+// in Avahi. The library's text of them depends on whether characters have a sign.
+inline std::string text(AvahiStringList *strings)
+{
+    std::string result;
+    for (; strings != nullptr; strings = avahi_string_list_get_next(strings)) {
+        const std::string one(reinterpret_cast<const char *>(avahi_string_list_get_text(strings)),
+                              avahi_string_list_get_size(strings));
+        result.insert(0, "\"" + one + (result.empty() ? "\"" : "\" "));
+    }
+    return result;
+}
+
 } // namespace fake
 
 extern "C" {
@@ -114,10 +127,8 @@ int avahi_entry_group_add_service_strlst(AvahiEntryGroup *group, AvahiIfIndex in
                                          const char *name, const char *type, const char *domain,
                                          const char *host, uint16_t port, AvahiStringList *txt)
 {
-    char *text = avahi_string_list_to_string(txt);
-    fake::state.calls +=
-        std::string("add '") + name + "' " + type + " " + std::to_string(port) + " " + text;
-    avahi_free(text);
+    fake::state.calls += std::string("add '") + name + "' " + type + " " + std::to_string(port) +
+                         " " + fake::text(txt);
     const bool plain = interface == AVAHI_IF_UNSPEC && protocol == AVAHI_PROTO_UNSPEC &&
                        flags == 0 && domain == nullptr && host == nullptr;
     fake::state.calls += plain ? "\n" : " not as the defaults are\n";

@@ -125,7 +125,7 @@ TEST(Mdns, PublishingTheSameTypeAndPortReplacesTheTxtStrings)
     });
     EXPECT_EQ(output.out, "reset\n"
                           "is_empty\n"
-                          "add 'studio-a' _http._tcp 80 \"path=/\\195\\182\"\n"
+                          "add 'studio-a' _http._tcp 80 \"path=/\u00f6\"\n"
                           "commit\n");
 }
 
