@@ -24,6 +24,7 @@ namespace {
 
 int gHost = -1; // the network namespace of this program's host
 int gPeer = -1; // and of the peer
+bool gMulticastByRoute = false;
 
 [[noreturn]] void Fail(const std::string &what)
 {
@@ -72,6 +73,16 @@ void MakeFileTree()
     }
 }
 
+// Emulators of processors may lack IP_MULTICAST_IF.
+bool CanChooseMulticastInterface()
+{
+    const int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const in_addr any{};
+    const bool result = setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_IF, &any, sizeof any) == 0;
+    close(descriptor);
+    return result;
+}
+
 void MakeHosts()
 {
     gHost = OpenNetwork();
@@ -84,6 +95,11 @@ void MakeHosts()
         " && ip link set lo up && ip addr add 192.0.2.20/24 dev peer0 && ip link set peer0 up");
     Enter(gHost);
     Run("ip link set lo up && ip addr add 192.0.2.10/24 dev net0 && ip link set net0 up");
+    gMulticastByRoute = !CanChooseMulticastInterface();
+    if (gMulticastByRoute) {
+        OnHost("ip route add 239.0.0.0/8 dev net0");
+        OnPeer("ip route add 239.0.0.0/8 dev peer0");
+    }
 }
 
 sockaddr_in Address(const std::string &address, std::uint16_t port)
@@ -170,8 +186,9 @@ void PeerSocket::JoinMulticast(const std::string &group)
     request.imr_multiaddr = Address(group, 0).sin_addr;
     request.imr_interface = Address(kPeerAddress, 0).sin_addr;
     if (setsockopt(mDescriptor, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request, sizeof request) != 0 ||
-        setsockopt(mDescriptor, IPPROTO_IP, IP_MULTICAST_IF, &request.imr_interface,
-                   sizeof request.imr_interface) != 0) {
+        (!gMulticastByRoute &&
+         setsockopt(mDescriptor, IPPROTO_IP, IP_MULTICAST_IF, &request.imr_interface,
+                    sizeof request.imr_interface) != 0)) {
         Fail("multicast");
     }
 }

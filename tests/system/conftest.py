@@ -16,6 +16,8 @@ from sanitizer_reports import WatchedLab, set_options  # noqa: E402
 def pytest_addoption(parser):
     parser.addoption("--programs", default=str(TOP / "build/dev/bin"),
                      help="the folder that holds the programs")
+    parser.addoption("--arm64-programs",
+                     help="a folder of programs for arm64, which one of three devices then runs")
 
 
 def pytest_configure():
@@ -84,11 +86,17 @@ def running_device(device, wire):
 
 
 @pytest.fixture(scope="module")
-def three_devices(lab):
+def three_devices(lab, pytestconfig):
     """Three devices of different products with beacond running."""
+    arm64 = pytestconfig.getoption("--arm64-programs")
+    other = {"programs": arm64, "emulator": "qemu-aarch64-static"} if arm64 else {}
     devices = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
-                               DeviceSpec("studio-b", product="lumenplus"),
+                               DeviceSpec("studio-b", product="lumenplus", **other),
                                DeviceSpec("studio-c", product="talonmx")])
+    if arm64:
+        # The emulator cannot choose the interface of multicast, as beacond does
+        # so as to need no route.
+        devices[1].run("ip", "route", "add", "239.0.0.0/8", "dev", "net0")
     for each in devices:
         each.start_beacond()
     return devices

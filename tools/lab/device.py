@@ -3,6 +3,7 @@
 import dataclasses
 import http.client
 import json
+import os
 import socket
 
 from .node import Node
@@ -24,6 +25,8 @@ class DeviceSpec:
     product: str = ""   # product ID
     ssdp: bool = True   # the SSDP switch at first
     hand_kept: bool = False  # the configuration service follows put_network, not the kernel
+    programs: str = ""  # the folder that holds its beacond and beacon-configd: the lab's
+    emulator: str = ""  # the command that runs those, where they are for another processor
 
     def completed(self, number):
         return dataclasses.replace(
@@ -38,11 +41,17 @@ class Device(Node):
     beacond. `dbus`, `avahi`, `configd` and `beacond` are its Programs."""
 
     def __init__(self, spec, programs, mark):
-        super().__init__(spec.name, "device.sh", [spec.name, spec.address, programs], mark)
+        super().__init__(spec.name, "device.sh",
+                         [spec.name, spec.address, os.path.abspath(spec.programs or programs)],
+                         mark)
         self.spec = spec
         self.address = spec.address
         self.host_name = spec.name
         self.dbus = self.avahi = self.configd = self.beacond = None
+
+    def runnable(self, *command):
+        """How to start one of the programs under test here."""
+        return [self.spec.emulator, *command] if self.spec.emulator else [*command]
 
     # Making the device: the Lab calls these in this order.
 
@@ -65,7 +74,8 @@ class Device(Node):
 
     def start_configd(self):
         arguments = ["--devices", "/var/lib/beacon-configd/devices.json"]
-        self.configd = self.start("configd", [CONFIGD, *(arguments if self.spec.hand_kept else [])])
+        self.configd = self.start("configd", self.runnable(
+            CONFIGD, *(arguments if self.spec.hand_kept else [])))
 
     def start_avahi(self):
         self.avahi = self.start("avahi", ["avahi-daemon", "--no-drop-root", "--no-chroot",
@@ -80,14 +90,14 @@ class Device(Node):
         """Starts beacond in the foreground (-d unless other arguments are given)."""
         if self.beacond is not None and self.beacond.status is None:
             raise RuntimeError(f"{self.name}: beacond runs already")
-        self.beacond = self.start("beacond", [BEACOND, *(arguments or ["-d"])],
+        self.beacond = self.start("beacond", self.runnable(BEACOND, *(arguments or ["-d"])),
                                   self.daemon_environment(), **options)
         return self.beacond
 
     def detach_beacond(self, **options):
         """Starts beacond as a device's start-up scripts do, without -d: returns the
         CompletedProcess of the command; the daemon goes on without it."""
-        return self.run(BEACOND, env=self.daemon_environment(), **options)
+        return self.run(*self.runnable(BEACOND), env=self.daemon_environment(), **options)
 
     def stop_beacond(self):
         """Ends the beacond that start_beacond started, if it runs."""
