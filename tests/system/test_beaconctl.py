@@ -95,16 +95,16 @@ def test_watch_tells_of_a_rename_and_ends_on_an_interrupt(pair):
     b.configure(hostName="studio-b")
 
 
-def drawn_on_terminal(device, *command, environment=None):
+def drawn_on_terminal(device, *command, environment=None, status=0):
     """What a command of a device writes to a terminal, up to its second drawing."""
     master, terminal = pty.openpty()
     program = device.start("terminal", list(command), environment, stdin=terminal,
                            stdout=terminal, stderr=terminal)
     os.close(terminal)
     drawn = b""
-    while drawn.count(b"HOST NAME") < 2:
+    while drawn.count(b"Ctrl-C ends.") < 2:
         drawn += os.read(master, 65536)
-    assert program.stop(signal.SIGINT) == 0
+    assert program.stop(signal.SIGINT) == status
     os.close(master)
     return drawn
 
@@ -112,5 +112,15 @@ def drawn_on_terminal(device, *command, environment=None):
 def test_watch_on_a_terminal_draws_in_place_without_colours_if_asked(pair):
     _, a, _ = pair
     plain = drawn_on_terminal(a, BEACONCTL, "watch", environment={"NO_COLOR": "1"})
-    assert plain.startswith(b"\x1b[2J\x1b[HCtrl-C ends.")
+    assert plain.startswith(b"\x1b[2J\x1b[?7l\x1b[HNodes of this device. Came +, changed ~, went -. "
+                            b"Ctrl-C ends.\x1b[K\r\n")
+    assert b"\r\n  studio-a" in plain  # it was there, and did not come
     assert not re.search(rb"\x1b\[\d+m", plain)
+
+
+def test_watch_on_a_terminal_says_that_nobody_answers(pair):
+    _, a, _ = pair
+    drawn = drawn_on_terminal(a, BEACONCTL, "watch", "--host", "192.0.2.99", "--timeout", "0.1",
+                              status=3)
+    assert (b"Nodes of 192.0.2.99: no answer from 192.0.2.99; trying again. Ctrl-C ends.\x1b[K\r\n"
+            in drawn)

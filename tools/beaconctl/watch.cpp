@@ -1,12 +1,15 @@
 #include "beaconctl/watch.h"
 
 #include "beaconctl/diagnostic.h"
+#include "beaconctl/screen.h"
 
 #include <algorithm>
 #include <csignal>
 #include <ctime>
 #include <iostream>
 #include <map>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -30,7 +33,8 @@ void EndOnSignals()
     sigaction(SIGTERM, &action, nullptr);
 }
 
-// History keeps what was shown, so that a change stays marked for some steps.
+// History keeps what was shown, so that a change stays marked for some steps. What
+// the first listing holds did not come: it was there.
 class History
 {
 public:
@@ -41,10 +45,11 @@ public:
         mEntries = entries;
         ForgetOld();
         for (const ChangedEntry &change : changes) {
-            if (change.change != Change::None) {
+            if (mIsBegun && change.change != Change::None) {
                 mMarks[change.entry.key] = {change, kMarkSteps};
             }
         }
+        mIsBegun = true;
         return changes;
     }
 
@@ -85,16 +90,21 @@ private:
 
     Entries mEntries;
     std::map<std::string, MarkedChange> mMarks;
+    bool mIsBegun = false;
 };
 
-// Draws over what stands on the screen.
-void Redraw(const std::string &head, const std::string &table)
+// The height of the terminal that standard output is; 0 if that is not known.
+std::size_t TerminalHeight()
 {
-    std::string screen = "\x1b[H" + head + "\x1b[K\n\x1b[K\n";
-    for (const char c : table) {
-        screen += c == '\n' ? std::string("\x1b[K\n") : std::string(1, c);
-    }
-    std::cout << screen << "\x1b[J" << std::flush;
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_row : 0;
+}
+
+std::string Head(const std::string &host, const std::string &error)
+{
+    return "Nodes of " + (host.empty() ? "this device" : host) +
+           (error.empty() ? ". Came +, changed ~, went -." : ": " + error + "; trying again.") +
+           " Ctrl-C ends.";
 }
 
 } // namespace
@@ -122,8 +132,9 @@ ExitStatus RunWatch(const Arguments &arguments, bool terminal, bool colours)
         }
         lastError = error;
         if (terminal) {
-            Redraw(answered ? "Ctrl-C ends." : "Ctrl-C ends. " + error + "; trying again",
-                   ChangesTable(history.Marked(), colours));
+            std::cout << ScreenText(Head(arguments.host, error),
+                                    ChangesTable(history.Marked(), colours), TerminalHeight())
+                      << std::flush;
         }
         nanosleep(&kStep, nullptr);
     }

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+// What draws a head and a table over what a terminal shows. Rows that do not fit
+// its height (0: not known) are told as a number, and lines are cut at its width:
+// else each drawing would push the one before out of the top. A pure function.
+[[nodiscard]] std::string ScreenText(const std::string &head, const std::string &table,
+                                     std::size_t height);
