@@ -172,17 +172,20 @@ std::size_t DeviceRegistry::SizeOfTexts(const SSDPDeviceType &device)
 }
 
 // Whether a description may be entered, in place of the former one if there is
-// one: within the bounds, or no larger than what it replaces.
+// one: while no bound is met, or when it is no larger than what it replaces. Once
+// the texts fill their bound it is met for any size, so that a flood of large and
+// small ones is reported once.
 bool DeviceRegistry::AdmitDescription(const SSDPDeviceType *former, const SSDPDeviceType &device)
 {
-    const std::size_t freed = former != nullptr ? SizeOfTexts(*former) : 0;
-    const std::size_t bytes = mHeardBytes + SizeOfTexts(device) - freed;
-    const bool grows = former == nullptr || bytes > mHeardBytes;
-    if (grows && !mHeardBound.Admit((former != nullptr || RoomForHeard()) &&
-                                    bytes <= ssdp::kMaxHeardBytes)) {
+    const bool known = former != nullptr;
+    const std::size_t freed = known ? SizeOfTexts(*former) : 0;
+    const std::size_t size = SizeOfTexts(device);
+    const bool room = (mHeardBytes < ssdp::kMaxHeardBytes && (known || RoomForHeard())) ||
+                      (known && size <= freed);
+    if ((!known || !room) && !mHeardBound.Admit(room)) {
         return false;
     }
-    mHeardBytes = bytes;
+    mHeardBytes = mHeardBytes - freed + size;
     return true;
 }
 

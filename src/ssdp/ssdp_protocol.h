@@ -64,8 +64,9 @@ constexpr std::uint16_t kProxyRepeats = 3;
 // Bounds against a hostile network, far above any real one.
 constexpr std::size_t kMaxHeardNodes = 4096;
 // The texts of all known devices together, so that descriptions whose values hold
-// one another cannot multiply their datagrams into the daemon's memory: twice
-// what as many devices with host names of 63 letters need.
+// one another cannot multiply their datagrams into the daemon's memory, where the
+// list writer holds them again and again: twice what as many devices with host
+// names of 63 letters need.
 constexpr std::size_t kMaxHeardBytes = kMaxHeardNodes * 512;
 constexpr std::size_t kMaxDelayedRequests = 4096;
 constexpr std::size_t kMaxDelayedResponses = 1024;
