@@ -1,0 +1,118 @@
+"""Everything that somebody on the link can throw at the SSDP port, the same each time."""
+
+import random
+import socket
+
+import expected
+
+NODES = 4096          # the bound on devices heard
+SPOOFED = 3 * NODES   # distinct devices in the flood
+BURST = 500           # datagrams that the receive buffer holds whatever their size
+
+
+ADDRESSES = [f"192.0.2.{number}" for number in range(100, 130)]
+
+
+# All addresses are somebody's: the kernel keeps what is sent to others back while it looks for
+# them, up to the size of the send buffer, and the answers to the tests' searches would be lost.
+def address(number):
+    return ADDRESSES[number % len(ADDRESSES)]
+
+
+def usn(number):
+    return f"uuid:65746500-Corvia 12-{address(number)}-{number}"
+
+
+def alive(number, max_age=120):
+    return ("NOTIFY * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nNT: upnp:rootdevice\r\n"
+            f"NTS: ssdp:alive\r\nLOCATION: http://{address(number)}:80/corvia_12_upnp_ssdp_1.xml\r\n"
+            f"USN: {usn(number)}\r\nCACHE-CONTROL: max-age={max_age}\r\n\r\n").encode()
+
+
+def byebye(number):
+    return ("NOTIFY * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nNT: upnp:rootdevice\r\n"
+            f"NTS: ssdp:byebye\r\nLOCATION: http://192.0.2.1:80/x.xml\r\nUSN: {usn(number)}\r\n\r\n"
+            ).encode()
+
+
+def description(number, host_name="spoofed"):
+    """A description document that nobody asked for."""
+    return ("HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n"
+            f"<friendlyName>{host_name}</friendlyName><modelName>Corvia 12</modelName>"
+            "<modelNumber>0x10650001</modelNumber><modelDescription>HD recorder"
+            f"</modelDescription><UDN>{usn(number)}</UDN><presentationURL>"
+            f"http://{address(number)}:80/index.html</presentationURL>\r\n\r\n").encode()
+
+
+def swollen_description(number):
+    """A description document each of whose values holds the others, up to the largest
+    datagram that is read, of bytes that take the most room in JSON."""
+    open_tags, close_tags = "", ""
+    for name in ("friendlyName", "modelDescription", "modelNumber", "modelName"):
+        open_tags += f"<{name}>" + ("0x1" if name == "modelNumber" else "")
+        close_tags = f"</{name}>" + close_tags
+    frame = ("HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n" + open_tags + "{}" + close_tags +
+             f"<UDN>{usn(number)}</UDN>")
+    return frame.format("\x01" * (1500 - len(frame) + 2)).encode()
+
+
+def search_response(number):
+    return (f"HTTP/1.1 200 OK\r\nLOCATION: http://{address(number)}:80/a.xml\r\n"
+            f"ST: upnp:rootdevice\r\nUSN: {usn(number)}\r\n\r\n").encode()
+
+
+def search(number):
+    target = ("ssdp:all", "upnp:rootdevice", "upnp:rootdevice:1", usn(number), "")[number % 5]
+    return (f"M-SEARCH * HTTP/1.1\r\nHOST:239.255.255.250:1900\r\nST:{target}\r\n"
+            "MAN:\"ssdp:discover\"\r\nMX:3\r\n\r\n").encode()
+
+
+def get(number):
+    name = ("corvia_12_upnp_ssdp_1.xml", "missing.xml", "../../etc/passwd", "..xml")[number % 4]
+    return f"GET http://192.0.2.10:80/{name} HTTP/1.1\r\nHOST:192.0.2.10:1900\r\n\r\n".encode()
+
+
+def datagrams(count, seed=1):
+    """`count` datagrams of every kind, as likely as their weights say."""
+    chance = random.Random(seed)
+    kinds = {
+        alive: 30, byebye: 4, description: 20, swollen_description: 4, search_response: 10,
+        search: 10, get: 10,
+        lambda number: chance.randbytes(number % 120): 8,
+        lambda number: b"": 2,
+        lambda number: alive(number).ljust(1501 + number % 20000, b"x"): 2,
+    }
+    for kind in chance.choices(list(kinds), list(kinds.values()), k=count):
+        yield kind(chance.randrange(SPOOFED))
+
+
+def sockets_of(peer, addresses):
+    """Gives a peer further addresses, and returns a socket for each."""
+    sockets = []
+    for each in addresses:
+        peer.run("ip", "addr", "add", f"{each}/24", "dev", "net0")
+        with peer.network():
+            sockets.append(socket.socket(socket.AF_INET, socket.SOCK_DGRAM))
+        sockets[-1].bind((each, 0))
+    return sockets
+
+
+def wait_until_handled(device, peer):
+    """Waits for the answer to a search, which comes behind all that was sent before; asked
+    again when it is lost, from another port, where no late answer arrives."""
+    for _ in range(30):
+        try:
+            return peer.ask(expected.SEARCH, device.address, timeout=1)
+        except TimeoutError:
+            pass
+    raise TimeoutError(f"no answer to a search\n{device.beacond.explain()[-2000:]}")
+
+
+def send(sockets, device, peer, what):
+    """Sends all, by turns from each socket, no faster than the device takes them: at the
+    end of each burst it has to answer a search."""
+    for number, data in enumerate(what, 1):
+        sockets[number % len(sockets)].sendto(data, (device.address, 1900))
+        if number % BURST == 0:
+            wait_until_handled(device, peer)
+    wait_until_handled(device, peer)

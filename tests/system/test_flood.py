@@ -1,0 +1,121 @@
+"""What a flood of everything on the SSDP port costs, and that it passes."""
+
+from pathlib import Path
+
+import pytest
+
+import expected
+import flood
+from health import answer_to, descriptors, status, threads
+from lab import wait_until
+from lab.device import BEACOND, BROWSE_LIST
+
+COUNT = 200_000
+# What the package's unit allows the daemon.
+MEMORY = 64 << 20
+# For the heap and the stacks of three threads, 8 MB each, of which it touches little.
+DATA = MEMORY + (24 << 20)
+# An announcement each 24 s at most, then two waits of up to three ticks of 5.75 s, in whole
+# ticks, and a pass.
+REDISCOVERED = 90
+GET = (b"GET http://192.0.2.10:80/corvia_12_upnp_ssdp_1.xml HTTP/1.1\r\n"
+       b"HOST:192.0.2.10:1900\r\n\r\n")
+
+
+@pytest.fixture(scope="module")
+def sanitized(programs):
+    """Whether the program was built with a sanitizer, which takes memory of its own."""
+    program = (Path(programs) / "beacond").read_bytes()
+    return any(symbol in program for symbol in (b"__asan_init", b"__tsan_init"))
+
+
+@pytest.fixture(scope="module")
+def attackers(lab):
+    """Sockets with many addresses on three machines."""
+    return [sock for number in range(3)
+            for sock in flood.sockets_of(lab.add_peer(), flood.ADDRESSES[number::3])]
+
+
+@pytest.fixture(scope="module")
+def neighbour(lab, device):
+    """A real device beside the one that is flooded."""
+    neighbour = lab.add_device("studio-b", product="lumenplus")
+    neighbour.start_beacond()
+    return neighbour
+
+
+@pytest.fixture(scope="module")
+def before(device, neighbour, sanitized, wire):
+    """Starts the device to be flooded, within the memory that it may have; what it takes of
+    the system then."""
+    limit = [] if sanitized else ["prlimit", f"--data={DATA}"]
+    device.beacond = device.start("beacond", [*limit, BEACOND, "-d"], device.daemon_environment())
+    wire.wait_for(source=device.address, starting=b"NOTIFY")
+    return {"threads": threads(device.beacond), "descriptors": descriptors(device.beacond)}
+
+
+@pytest.fixture(scope="module")
+def flooded(before, device, peer, attackers):
+    flood.send(attackers, device, peer, flood.datagrams(COUNT))
+    return device
+
+
+def test_it_survives_and_answers_throughout(flooded, peer):
+    device = flooded
+    assert device.beacond.status is None
+    answer = answer_to(expected.SEARCH, peer, device, 1900)
+    assert answer == expected.search_response(device, expected.max_age(answer))
+    assert answer_to(b"gh", peer, device, 49821) == expected.listing("HostList", device)
+    listing = answer_to(b"gn", peer, device, 49821)
+    assert listing.startswith(b"NodeList\n  ProductName:\"") and 60_000 < len(listing) <= 65_507
+    assert "Exiting" not in device.beacond.stdout
+
+
+def test_every_bound_was_met_and_told(flooded):
+    lines = set(flooded.beacond.stderr.splitlines())
+    assert {"ProcessDescriptionResponse: Too many devices, dropping what comes more",
+            "SendGETRequest: Too many delayed requests, dropping what comes more",
+            "SendGETResponse: Too many delayed responses, dropping what comes more"} <= lines
+
+
+def test_the_list_holds_what_the_bound_allows_and_is_valid(flooded):
+    wait_until(lambda: len(flooded.browse_list()) > flood.NODES // 2, 20, "a long list")
+    assert len(flooded.browse_list()) <= flood.NODES + 1
+
+
+def test_descriptions_that_swell_are_bounded_by_their_bytes(flooded, peer, attackers):
+    """Each of them takes many times its datagram, in the registry and in the list."""
+    flood.send(attackers, flooded, peer, map(flood.byebye, range(flood.SPOOFED)))
+    # What has gone makes room at the next pass, after which the list is written.
+    wait_until(lambda: len(flooded.browse_list()) < 3, 20, "a short list")
+    err = len(flooded.beacond.stderr)
+    flood.send(attackers, flooded, peer, map(flood.swollen_description, range(flood.NODES)))
+    assert flooded.beacond.stderr[err:].count(
+        "ProcessDescriptionResponse: Too many devices, dropping what comes more\n") == 1
+    wait_until(lambda: len(flooded.browse_list()) > 100, 20, "them in the list")
+    assert len(flooded.browse_list()) < 400
+
+
+def test_it_keeps_within_its_memory_threads_and_descriptors(flooded, before, sanitized):
+    assert threads(flooded.beacond) == before["threads"]
+    assert descriptors(flooded.beacond) == before["descriptors"]
+    if not sanitized:
+        assert status(flooded.beacond, "VmHWM") < MEMORY
+
+
+def test_when_it_is_over_only_real_devices_are_left(flooded, neighbour, peer, attackers):
+    flood.send(attackers, flooded, peer, map(flood.byebye, range(flood.SPOOFED)))
+    real = expected.listing("NodeList", flooded, neighbour)
+    wait_until(lambda: answer_to(b"gn", peer, flooded, 49821) == real, REDISCOVERED,
+               "only the real devices", lambda: answer_to(b"gn", peer, flooded, 49821))
+    wait_until(lambda: flooded.read(BROWSE_LIST) == expected.browse_json(flooded, neighbour), 20,
+               "only the real devices in the list", lambda: flooded.read(BROWSE_LIST))
+    assert flooded.run("ls", "/var/www/html", "/var/www/discovery").stdout == (
+        "/var/www/discovery:\nbrowse.json\n\n/var/www/html:\ncorvia_12_upnp_ssdp_1.xml\n")
+
+
+def test_when_it_is_over_its_document_is_served_again(flooded, peer):
+    document = flooded.read("/var/www/html/corvia_12_upnp_ssdp_1.xml").encode()
+    assert peer.ask(GET, flooded.address, timeout=30) == (
+        b"HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\nCONTENT-LENGTH: %d\r\n"
+        b"CONTENT-TYPE: text/xml; charset=\"utf-8\"\r\n%s\r\n\r\n" % (len(document), document))
