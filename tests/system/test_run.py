@@ -95,7 +95,7 @@ def test_it_draws_a_table_until_interrupted(programs):
             assert select.select([master], [], [], 30)[0], f"only {seen!r}"
             seen += os.read(master, 65536)
         start = re.search(rb"\033\[2J\033\[H3 devices on a virtual network\. Ctrl-C ends it\."
-                          rb"\033\[K\r\nThe discovery page of studio-a, for your browser: "
+                          rb"\033\[K\r\nThe discovery page of studio-a: "
                           rb"http://127\.0\.0\.1:(\d+)/discovery/\033\[K\r\n\033\[K\r\n"
                           rb"studio-a \(192\.0\.2\.10\) sees\033\[K\r\n  host name  address", seen)
         assert start, seen

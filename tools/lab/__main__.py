@@ -48,7 +48,7 @@ def check(devices, views, page):
 
 def heading(page):
     return [f"{len(DEVICES)} devices on a virtual network. Ctrl-C ends it.",
-            f"The discovery page of {page.device.name}, for your browser: {page.url}"]
+            f"The discovery page of {page.device.name}: {page.url}"]
 
 
 def show_on_terminal(devices, views, page):
