@@ -3,6 +3,8 @@
 import re
 from typing import NamedTuple
 
+from lab import wait_until
+
 
 class Product(NamedTuple):
     model: str
@@ -131,3 +133,16 @@ def listing(heading, *devices):
                f"\n  IP:         {each.address}\n  USN:        {usn(each)}\n"
                for each in sorted(devices, key=usn))
     return (heading + "".join(entries)).encode()
+
+
+def wait_until_dropped(leaver, others, peer, timeout):
+    """Waits until each of the others has taken a device that said goodbye off its list. It may
+    be back by then: with an answer that was still on its way, to a second request."""
+    still = {each.address for each in others}
+
+    def all_have():
+        for address in list(still):
+            if usn(leaver).encode() not in peer.ask(b"gn", address, 49821):
+                still.discard(address)
+        return not still
+    wait_until(all_have, timeout, f"{leaver.name} dropped", lambda: f"not by {still}")

@@ -92,13 +92,10 @@ def test_a_new_host_name_reaches_the_others(all_found):
         assert len(device.browse_list()) == 3
 
 
-def test_a_device_that_says_goodbye_leaves_the_lists(all_found):
+def test_a_device_that_says_goodbye_leaves_the_lists(all_found, peer):
     *others, last = all_found
     last.configure(ssdpEnable=False)
-    for device in others:
-        wait_until(lambda: last.address not in device.read(BROWSE_LIST), LIMIT,
-                   f"{last.name} gone from the list of {device.name}",
-                   lambda: device.read(BROWSE_LIST))
+    expected.wait_until_dropped(last, others, peer, LIMIT)
     wait_until(lambda: last.address not in last.read(BROWSE_LIST), LIMIT, "gone from its own list",
                lambda: last.read(BROWSE_LIST))
     # The switch is SSDP's alone: the DNS-SD service stays.

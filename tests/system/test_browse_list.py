@@ -1,0 +1,113 @@
+"""browse.json while devices come, change and go: never a part of it, and not too often."""
+
+import json
+import os
+import threading
+import time
+
+import pytest
+
+import expected
+from expected import Product
+from lab import wait_until
+from lab.device import BROWSE_LIST
+from raw_device import RawDevice
+
+GROUP = ("239.255.255.250", 1900)
+# Two ticks of at most 5.75 s, each as long again at worst, and 5.5 s for the writer.
+LIMIT = 40
+SPELL = 45  # seconds
+# At least eleven waits of the writer lie between two writes. Each lasts 500 ms, but for those
+# that a change ends, and the registry tells of changes once a tick, of at least 4.25 s: two.
+SHORTEST = 9 * 0.5
+
+
+class Reader:
+    """Reads a file again and again, as quickly as it can, and keeps what differs from the
+    time before. In a thread of its own."""
+
+    def __init__(self, path):
+        self._path = path
+        self.reads = 0
+        self.versions = []  # time, file number, text
+        self._end = threading.Event()
+        self._thread = threading.Thread(target=self._run)
+
+    def __enter__(self):
+        self._thread.start()
+        return self
+
+    def __exit__(self, *unused):
+        self._end.set()
+        self._thread.join()
+
+    def _run(self):
+        while not self._end.is_set():
+            descriptor = os.open(self._path, os.O_RDONLY)
+            number, text = os.fstat(descriptor).st_ino, os.read(descriptor, 1 << 20)
+            os.close(descriptor)
+            self.reads += 1
+            if not self.versions or self.versions[-1][1:] != (number, text):
+                self.versions.append((time.monotonic(), number, text))
+
+
+def crowd(peer, generation):
+    """Fifty devices, whose names tell which generation they are of, and are longer each time."""
+    return [RawDevice(f"198.51.100.{number}", f"{generation}-" + generation * "x",
+                      Product("Lumen", "0x10660001", "4K encoder")) for number in range(50)]
+
+
+@pytest.fixture(scope="module")
+def read(running_device, wire, peer):
+    """What a reader saw of the list while all of it changed all the time, up to and with
+    the last change."""
+    def describe(generation):
+        for each in crowd(peer, generation):
+            wire.socket.sendto(each.description(), (running_device.address, 1900))
+
+    with Reader(running_device.path(BROWSE_LIST)) as reader:
+        end = time.monotonic() + SPELL
+        generation = 0
+        while time.monotonic() < end:
+            generation += 1
+            describe(generation)
+            time.sleep(0.5)  # the pace of the changes, not a wait for anything
+        wanted = expected.browse_json(running_device, *crowd(peer, generation))
+        wait_until(lambda: running_device.read(BROWSE_LIST) == wanted, LIMIT,
+                   "the last generation listed", lambda: running_device.read(BROWSE_LIST))
+        wait_until(lambda: reader.versions[-1][2] == wanted.encode(), LIMIT, "it read")
+    return reader
+
+
+def generations(text):
+    """Of which generation each of the fifty is in a list."""
+    return {int(entry["ipAddress"].rpartition(".")[2]): int(entry["hostName"].partition("-")[0])
+            for entry in json.loads(text) if entry["ipAddress"].startswith("198.51.100.")}
+
+
+def whole_list(device, peer, text):
+    """A list of the same devices, each of the generation that it has in `text`."""
+    members = [crowd(peer, generation)[number]
+               for number, generation in generations(text).items()]
+    return expected.browse_json(device, *members).encode()
+
+
+def test_every_reading_is_a_whole_list(read, running_device, peer):
+    assert read.reads > 1000
+    for _, _, text in read.versions:
+        assert text == b"[]" or text == whole_list(running_device, peer, text)
+        # A registry pass may fall between the descriptions of two generations.
+        seen = [generation for _, generation in sorted(generations(text).items())]
+        assert seen == sorted(seen, reverse=True) and len(set(seen)) <= 2
+
+
+def test_every_list_is_a_file_of_its_own(read):
+    """Renamed into place, not written there."""
+    numbers = [number for _, number, _ in read.versions]
+    assert len(set(numbers)) == len(numbers) > 5
+
+
+def test_lists_are_written_a_tick_apart_at_least(read):
+    times = [when for when, _, text in read.versions if text != b"[]"]
+    for earlier, later in zip(times, times[1:]):
+        assert later - earlier > SHORTEST - 1  # a busy reader sees the earlier one late

@@ -1,0 +1,58 @@
+"""Twenty devices at once."""
+
+import pytest
+
+import expected
+from lab import DeviceSpec, wait_until
+from lab.device import BROWSE_LIST
+
+COUNT = 20
+PRODUCTS = sorted(expected.PRODUCTS)
+# A request and its answer wait up to three ticks of 5.75 s each, the list up to 5.5 s, and
+# an announcement that crossed a start is repeated within 24 s: 65 s, and as long again for a
+# busy machine.
+LIMIT = 130
+
+
+@pytest.fixture(scope="module")
+def twenty(lab):
+    devices = lab.add_devices([DeviceSpec(product=PRODUCTS[number % len(PRODUCTS)])
+                               for number in range(COUNT)])
+    for each in devices:
+        each.start_beacond()
+    return devices
+
+
+def test_twenty_devices_started_at_once_all_list_all_twenty(twenty):
+    wanted = expected.browse_json(*twenty)
+
+    def short_lists():
+        return {each.name: len(each.browse_list()) for each in twenty
+                if each.read(BROWSE_LIST) != wanted}
+    wait_until(lambda: not short_lists(), LIMIT, "the same whole list everywhere", short_lists)
+
+
+def test_all_twenty_are_nodes_everywhere_and_hosts_at_home(twenty, peer):
+    for each in twenty:
+        assert peer.ask(b"gn", each.address, 49821) == expected.listing("NodeList", *twenty)
+        assert peer.ask(b"gh", each.address, 49821) == expected.listing("HostList", each)
+
+
+def test_one_search_is_answered_by_all_twenty(twenty, peer):
+    with peer.udp_socket(timeout=20) as sock:
+        sock.sendto(b"M-SEARCH * HTTP/1.1\r\nST: upnp:rootdevice\r\n\r\n",
+                    ("239.255.255.250", 1900))
+        answers = {}
+        while len(answers) < COUNT:
+            data, (source, _) = sock.recvfrom(65536)
+            assert source not in answers
+            answers[source] = data
+    for each in twenty:
+        assert answers[each.address] == expected.search_response(
+            each, expected.max_age(answers[each.address]))
+
+
+def test_one_that_leaves_is_missed_everywhere(twenty, peer):
+    leaver, *others = twenty
+    leaver.configure(ssdpEnable=False)
+    expected.wait_until_dropped(leaver, others, peer, LIMIT)
