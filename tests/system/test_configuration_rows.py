@@ -1,0 +1,173 @@
+"""What changes of the configuration leave alone: on the wire, the SSDP port and the DNS-SD
+service.
+
+That a change does nothing is told by the next one, which does something: the daemon takes
+them in order. Closing and opening the port show in what it writes."""
+
+import pytest
+
+import expected
+from lab import wait_until
+from raw_device import wait_until_recorded
+from test_configuration import PASS, notifies, ssdp_port_open
+
+REOPENED = ("SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\n"
+            "Open: The diagnostic thread has started\n")
+OPENED = "Open: The diagnostic thread has started\n"
+CLOSED = "SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\n"
+
+
+@pytest.fixture(scope="module")
+def device(lab, wire):
+    """A device whose network is as the test says, announced, and published by DNS-SD."""
+    made = lab.add_device("by-hand", product="lumenplus", hand_kept=True)
+    made.start_beacond().wait_output("Service 'by-hand' successfully established.\n")
+    wire.wait_for(source=made.address, starting=b"NOTIFY")
+    return made
+
+
+class Since:
+    """What the device has done since a moment."""
+
+    def __init__(self, device, wire, peer):
+        wait_until_recorded(wire, peer)
+        self._device, self._wire, self._peer = device, wire, peer
+        self._mark = wire.mark()
+        self._written = len(device.beacond.stdout)
+        self._reported = len(device.beacond.stderr)
+
+    def said(self):
+        """Its announcements and goodbyes in words, repetitions left out."""
+        words = []
+        for each in notifies(self._wire, self._device, self._mark):
+            if each == expected.goodbye(self._device):
+                words.append("goodbye")
+            else:
+                expected.assert_alive(each, self._device)
+                if words[-1:] != ["alive"]:
+                    words.append("alive")
+        return words
+
+    def all_said(self):
+        wait_until_recorded(self._wire, self._peer)
+        return self.said()
+
+    def wait_until_said(self, *words):
+        wait_until(lambda: self.said() == list(words), PASS, f"{words}", self.said)
+
+    def wait_until_announced_anew(self):
+        """One goodbye and an announcement, before which the former may have been repeated."""
+        anew = ["goodbye", "alive"]
+        wait_until(lambda: self.said()[-2:] == anew, PASS, "goodbye and announcement", self.said)
+        assert self.said() in (anew, ["alive", *anew])
+
+    def wait_until_written(self, text):
+        wait_until(lambda: self.written() == text, PASS, f"{text!r} written", self.written)
+
+    def written(self):
+        return self._device.beacond.stdout[self._written:]
+
+    def publications(self):
+        """How often it has published its DNS-SD service."""
+        return self._device.beacond.stderr[self._reported:].count("successfully established.\n")
+
+
+@pytest.fixture
+def since(device, wire, peer):
+    return Since(device, wire, peer)
+
+
+def hosts(device, peer):
+    return peer.ask(b"gh", device.address, 49821)
+
+
+def service_names(device):
+    return [each["name"] for each in device.mdns_services()]
+
+
+def put_reported_address(device, address):
+    """Lets the configuration service report another address; that of net0 stays."""
+    devices = [{"name": "net0", "activeParams": {"address": address},
+                "status": {"interfaceSetupState": "Complete", "connected": True}}]
+    assert device.request("PUT", "/api/v1/network/devices", devices)[0] == 200
+
+
+def test_other_states_of_the_interface_do_nothing(device, since):
+    device.put_network(state="Failed")
+    device.put_network(state="Idle")
+    device.configure(hostName="by-hand-2")
+    since.wait_until_announced_anew()
+    assert since.written() == REOPENED  # for the name
+
+
+def test_complete_announces_anew_and_publishes_by_dns_sd_anew(device, since):
+    device.put_network(state="Complete")
+    since.wait_until_announced_anew()
+    wait_until(lambda: since.publications() == 1, PASS, "published anew", device.beacond.explain)
+    assert since.written() == REOPENED
+    assert service_names(device) == ["by-hand-2"]
+
+
+def test_connected_again_does_nothing_to_an_open_port(device, since):
+    device.put_network(connected=False)
+    since.wait_until_written(CLOSED)
+    device.configure(hostName="by-hand-3")  # opens it
+    since.wait_until_written(CLOSED + OPENED)
+    device.put_network(connected=True)
+    device.configure(hostName="by-hand")
+    since.wait_until_written(CLOSED + OPENED + REOPENED)  # for the second name
+    wait_until(lambda: since.said()[-1:] == ["alive"], PASS, "announced", since.said)
+
+
+def test_a_lost_connection_does_nothing_to_a_closed_port(device, since):
+    device.put_network(state="Preparing")
+    since.wait_until_written(CLOSED)
+    assert since.all_said()[-1:] == ["goodbye"]
+    assert since.said().count("goodbye") == 1
+    device.put_network(state="Preparing", connected=False)
+    assert not ssdp_port_open(device)
+    device.put_network(state="Preparing", connected=True)
+    since.wait_until_written(CLOSED + OPENED)
+    device.put_network(state="Complete")
+    wait_until(lambda: since.said()[-1:] == ["alive"], PASS, "announced", since.said)
+    assert since.said().count("goodbye") == 1
+    assert since.written() == CLOSED + OPENED + REOPENED
+
+
+def test_with_ssdp_off_only_complete_does_anything_and_announces_nothing(
+        device, wire, peer, since):
+    device.configure(ssdpEnable=False)
+    wait_until(lambda: since.said()[-1:] == ["goodbye"], PASS, "the goodbye", since.said)
+    assert since.written() == ""
+    off = Since(device, wire, peer)
+    put_reported_address(device, "192.0.2.99")
+    put_reported_address(device, device.address)
+    device.put_network(state="Preparing")
+    device.put_network(state="Preparing", connected=False)
+    device.put_network(state="Preparing", connected=True)
+    device.configure(hostName="unheard-of")
+    device.put_network(state="Complete")
+    off.wait_until_written(REOPENED)
+    assert ssdp_port_open(device)
+    wait_until(lambda: off.publications() == 1, PASS, "published anew", device.beacond.explain)
+    assert service_names(device) == ["by-hand"]  # a name is DNS-SD's only with SSDP on
+    assert off.all_said() == []
+    assert hosts(device, peer) == b"HostList"
+
+
+def test_switched_on_it_announces_without_opening_the_port_anew(device, peer, since):
+    device.configure(ssdpEnable=True)
+    since.wait_until_said("alive")
+    assert since.written() == ""
+    assert "<friendlyName>unheard-of<" in device.read(
+        "/var/www/html/lumen_plus_upnp_ssdp_1.xml")
+    assert since.publications() == 0
+    assert service_names(device) == ["by-hand"]
+
+
+def test_a_new_name_is_dns_sds_too(device, since):
+    device.configure(hostName="by-hand-4")
+    since.wait_until_announced_anew()
+    wait_until(lambda: service_names(device) == ["by-hand-4"], 20, "the new name",
+               lambda: service_names(device))
+    assert since.publications() == 1
