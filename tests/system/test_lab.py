@@ -180,3 +180,12 @@ def test_a_program_that_ends_early_is_reported_with_its_words(device):
 def test_waiting_in_vain_says_what_was_seen():
     with pytest.raises(TimeoutError, match="a wonder: not within 0.01 s; last result: 0\nno wonder"):
         wait_until(lambda: 0, 0.01, "a wonder", lambda: "no wonder")
+
+
+def test_a_node_keeps_no_process_that_has_ended(device, peer):
+    def states(node):
+        return node.run("ps", "-eo", "state=,comm=").stdout
+    for node in (device, peer):
+        node.run("sh", "-c", "true & exec true")  # the first one's parent never waits for it
+        wait_until(lambda: "Z" not in states(node), 10, f"{node.name}: none left",
+                   lambda: states(node))

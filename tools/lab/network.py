@@ -70,12 +70,16 @@ class Lab:
     def add_peer(self, name="", address=None):
         """Makes a bare machine to open sockets in."""
         number = len(self.peers)
-        peer = Peer(name or f"peer-{number}", address or f"192.0.2.{200 + number}", self.mark)
-        self.peers.append(peer)
-        self._plug_in(peer)
-        peer.begin_setup()
-        peer.finish_setup()
-        return peer
+        return self.add_node(Peer(name or f"peer-{number}", address or f"192.0.2.{200 + number}",
+                                  self.mark))
+
+    def add_node(self, node):
+        """Plugs in a machine that was made with the lab's mark, and returns it."""
+        self.peers.append(node)
+        self._plug_in(node)
+        node.begin_setup()
+        node.finish_setup()
+        return node
 
     def remove(self, node):
         """Takes a device or a peer away, as if its power plug were pulled."""

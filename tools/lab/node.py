@@ -25,8 +25,8 @@ def _setns(descriptor, kind):
 
 
 class Node:
-    """One machine on the virtual network: a network, a mount and a process
-    namespace, made by `script` (a file of this folder, run as process 1 there).
+    """One machine on the virtual network: a network, a mount, a process and a
+    host name namespace, made by `script` (a file of this folder, run as process 1 there).
 
     The script says "made" when the namespaces stand, waits for a line, and says
     "ready" at its end; it then turns into a `cat` on a pipe from this program.
@@ -45,8 +45,8 @@ class Node:
         text = (SCRIPTS / script).read_text()
         # A session of its own: an interrupt from the terminal is for this program.
         self._holder = subprocess.Popen(
-            ["unshare", "--pid", "--net", "--mount", "--fork", "--kill-child", "--mount-proc",
-             "sh", "-c", text, script, *arguments],
+            ["unshare", "--pid", "--net", "--mount", "--uts", "--fork", "--kill-child",
+             "--mount-proc", "sh", "-c", text, script, *arguments],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1,
             env=self.environment, start_new_session=True)
         self._expect("made")
@@ -92,7 +92,8 @@ class Node:
             return None
 
     def _entering(self, command):
-        return ["nsenter", "--target", str(self.pid), "--pid", "--net", "--mount", *command]
+        return ["nsenter", "--target", str(self.pid), "--pid", "--net", "--mount", "--uts",
+                *command]
 
     def run(self, *command, check=True, timeout=60, **options):
         """Runs a command in the node to its end and returns the CompletedProcess
