@@ -16,9 +16,15 @@ function changeOf({ before, after }) {
     return { kind: 'changed', name: nameOf(after), text };
 }
 
-// Of a device that came or went there is nothing else to say.
-function plainChangeOf(kind) {
-    return (device) => ({ kind, name: nameOf(device), text: kind });
+function comingOf(device, formerly) {
+    const before = formerly.get(device.key);
+    return before && before.hostName !== device.hostName
+        ? { kind: 'came', name: nameOf(before), text: 'came back as', newName: nameOf(device) }
+        : { kind: 'came', name: nameOf(device), text: 'came' };
+}
+
+function goingOf(device) {
+    return { kind: 'went', name: nameOf(device), text: 'went' };
 }
 
 function linesOf(kind, devices, lineOf) {
@@ -29,11 +35,12 @@ function linesOf(kind, devices, lineOf) {
 
 // One line for each change, or one for many of a kind: `kind` (came, changed, went),
 // `name`, the `text` that follows it and, of a renamed device, the `newName` that ends it.
-export function changeLines({ came, changed, went }) {
+// `formerly` has the devices, by key, as those that came back were.
+export function changeLines({ came, changed, went, formerly = new Map() }) {
     return [
-        ...linesOf('came', came, plainChangeOf('came')),
+        ...linesOf('came', came, (device) => comingOf(device, formerly)),
         ...linesOf('changed', changed, changeOf),
-        ...linesOf('went', went, plainChangeOf('went')),
+        ...linesOf('went', went, goingOf),
     ];
 }
 

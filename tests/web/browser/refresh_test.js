@@ -39,6 +39,17 @@ async function setHidden(page, isHidden) {
     }, isHidden);
 }
 
+test('A device that is away while it is renamed came back under its new name', async () => {
+    const page = await pages.openOn(listText([entry(1), entry(2)]));
+    for (const devices of [[entry(1)], [entry(1), entry(2, { hostName: 'gallery' })]]) {
+        server.list = listText(devices);
+        await readAgain(page);
+    }
+    assert.deepEqual(await logLines(page), ['ob-van-2 came back as gallery', 'ob-van-2 went']);
+    assert.equal(await page.textContent('#announcer'),
+        'ob-van-2 came back as gallery. 2 devices in all.');
+});
+
 test('Devices that come, are renamed and go are shown by themselves, with the time', async () => {
     for (const [options, selector] of [[{}, '#cards > li'], [kRows, '#rows > tr']]) {
         const page = await pages.openOn(listText([entry(1), entry(2)]), options);

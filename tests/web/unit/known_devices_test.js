@@ -2,9 +2,9 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
 import { readDeviceList } from '../../../web/discovery/device_list.js';
-import { KnownDevices, kNewForMs } from '../../../web/discovery/known_devices.js';
+import { KnownDevices, kNewForMs, kRememberedForMs } from '../../../web/discovery/known_devices.js';
 import { differenceOf } from '../../../web/discovery/list_difference.js';
-import { entry, listText } from '../support/sample_list.js';
+import { entries, entry, listText } from '../support/sample_list.js';
 
 const read = (...entries) => readDeviceList(listText(entries)).devices;
 const names = (devices) => devices.map((device) => device.hostName);
@@ -67,4 +67,28 @@ test('A device that did not change is the same object in the next reading', () =
     assert.equal(known.devices[0], first);
     assert.notEqual(known.devices[1], second);
     assert.equal(known.devices[1].hostName, 'new');
+});
+
+test('A device that comes back is known as what it was, for two minutes', () => {
+    for (const [pause, expected] of [[kRememberedForMs - 1, ['control-room-1']],
+        [kRememberedForMs, []]]) {
+        const known = new KnownDevices();
+        known.take(read(entry(1), entry(2)), 0);
+        assert.deepEqual([...known.take(read(entry(2)), 1000).formerly], []);
+        const { came, formerly } = known.take(
+            read(entry(1, { hostName: 'new' }), entry(2), entry(3)), 1000 + pause);
+        assert.deepEqual(names(came), ['new', 'stage-left-3']);
+        assert.deepEqual(names([...formerly.values()]), expected);
+    }
+});
+
+test('Of very many that went the latest are remembered', () => {
+    const known = new KnownDevices();
+    known.take(read(...entries(1500)), 0);
+    known.take(read(...entries(1)), 1000);
+    const { came, formerly } = known.take(read(...entries(1500)), 2000);
+    assert.equal(came.length, 1499);
+    assert.equal(formerly.size, 1000);
+    assert.ok(formerly.has(came[1498].key));
+    assert.ok(!formerly.has(came[498].key));
 });

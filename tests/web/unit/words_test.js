@@ -26,6 +26,17 @@ test('A device that has lost its name is called by its address', () => {
         ['control-room-1 is now 192.0.2.2']);
 });
 
+test('A device that comes back under another name is called by both', () => {
+    const [before, same, after] = read([entry(1), entry(2), entry(1, { hostName: 'new' })]);
+    const formerly = new Map([[after.key, before], [same.key, same]]);
+    const lines = changeLines({ came: [after, same], changed: [], went: [], formerly });
+    assert.deepEqual(lines, [
+        { kind: 'came', name: 'control-room-1', text: 'came back as', newName: 'new' },
+        { kind: 'came', name: 'ob-van-2', text: 'came' },
+    ]);
+    assert.equal(plainLine(lines[0]), 'control-room-1 came back as new');
+});
+
 test('Other changes are named', () => {
     assert.deepEqual(linesOf([entry(1)], [entry(1, { description: 'X', boardID: 'Y' })])
         .map(plainLine), ['control-room-1 has another category and board']);
