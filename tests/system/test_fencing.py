@@ -1,0 +1,87 @@
+"""The packet filter that docs/security.md proposes."""
+
+import re
+import socket
+import time
+from pathlib import Path
+
+import pytest
+
+import expected
+from health import answer_to
+from lab import DeviceSpec, wait_until
+from lab.device import BROWSE_LIST
+
+TOP = Path(__file__).resolve().parents[2]
+# An announcement each 24 s at most, then two waits of up to three ticks of 5.75 s, in whole
+# ticks, and the list 5.5 s later.
+LIMIT = 90
+
+# What the rules let pass on the SSDP port, and what is tried.
+RATE, BURST = 2000, 4000
+FLOOD = 40_000
+
+
+def documented_rules():
+    text = (TOP / "docs/security.md").read_text(encoding="utf-8")
+    (rules,) = re.findall(r"^```\n(table .*?)^```$", text, re.M | re.S)
+    return rules
+
+
+@pytest.fixture(scope="module")
+def devices(lab):
+    """A device behind the rules, and one without them beside it."""
+    devices = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
+                               DeviceSpec("studio-b", product="lumenplus")])
+    devices[0].run("nft", "--file", "-", stdin=None, input=documented_rules())
+    for each in devices:
+        each.start_beacond()
+    return devices
+
+
+def test_devices_behind_the_fence_find_others_and_are_found(devices):
+    wanted = expected.browse_json(*devices)
+    for device in devices:
+        wait_until(lambda: device.read(BROWSE_LIST) == wanted, LIMIT,
+                   f"both in the list of {device.name}", device.beacond.explain)
+
+
+def test_a_search_is_answered_through_the_fence(devices, peer):
+    answer = answer_to(expected.SEARCH, peer, devices[0], 1900)
+    assert answer == expected.search_response(devices[0], expected.max_age(answer))
+
+
+def test_the_diagnostic_port_is_open_to_the_device_itself_alone(devices, peer):
+    fenced, other = devices
+    assert peer.ask(b"gh", other.address, 49821) == expected.listing("HostList", other)
+    with pytest.raises(TimeoutError):
+        peer.ask(b"gh", fenced.address, 49821, timeout=2)
+    with fenced.network():
+        asking = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+    with asking:
+        asking.settimeout(5)
+        asking.sendto(b"gh", ("127.0.0.1", 49821))
+        assert asking.recv(65536) == expected.listing("HostList", fenced)
+
+
+def received(device):
+    """How many datagrams were handed to the device's programs."""
+    names, values = re.findall(r"^Udp: (.*)$", device.run("cat", "/proc/net/snmp").stdout, re.M)
+    return dict(zip(names.split(), map(int, values.split())))["InDatagrams"]
+
+
+def test_a_flood_is_cut_to_the_rate(devices, peer):
+    fenced = devices[0]
+    start, before = time.monotonic(), received(fenced)
+    with peer.udp_socket() as sock:
+        for _ in range(FLOOD):
+            sock.sendto(b"NOTIFY", (fenced.address, 1900))
+    passed, seconds = received(fenced) - before, time.monotonic() - start
+    assert BURST / 2 < passed < BURST + RATE * (seconds + 1)
+
+
+def test_without_the_fence_the_diagnostic_port_is_open_to_everybody(devices, peer):
+    """So that the test before shows the fence and not something else."""
+    fenced = devices[0]
+    fenced.run("nft", "delete", "table", "inet", "beacond")
+    assert peer.ask(b"gh", fenced.address, 49821) == expected.listing("HostList", fenced)
