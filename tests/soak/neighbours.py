@@ -1,0 +1,141 @@
+"""Simulated devices that come, change their names and go."""
+
+import heapq
+import itertools
+import random
+import select
+import socket
+import time
+
+GROUP = ("239.255.255.250", 1900)
+ALIVE_PERIOD = 30   # seconds between two announcements
+STAY = (60, 900)    # how long a neighbour is there, seconds
+AWAY = (5, 300)     # and how long it is not
+RENAME = (60, 400)  # how long it keeps its name
+ANSWER = (0, 5)     # how long a description waits
+
+
+class Neighbour:
+    """One device: its address, socket, name and whether it is there."""
+
+    def __init__(self, address, sock, number):
+        self.address = address
+        self.sock = sock
+        self.usn = f"uuid:65746500-Lumen-{address}-0"
+        self.number = number
+        self.names = 0
+        self.name = ""
+        self.asker = None  # who wants the description
+        self.there = False
+        self.life = 0  # counts comings, so that what was planned for an earlier one is void
+
+    def rename(self):
+        self.names += 1
+        self.name = f"neighbour-{self.number}-{self.names}"
+
+    def notify(self, nts):
+        self.sock.sendto((f"NOTIFY * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\n"
+                          f"NT: upnp:rootdevice\r\nNTS: ssdp:{nts}\r\n"
+                          f"LOCATION: http://{self.address}:80/lumen_upnp_ssdp_1.xml\r\n"
+                          f"USN: {self.usn}\r\nCACHE-CONTROL: max-age=120\r\n\r\n").encode(), GROUP)
+
+    def description(self):
+        return ("HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n"
+                f"<friendlyName>{self.name}</friendlyName><modelDescription>4K encoder"
+                "</modelDescription><modelName>Lumen</modelName><modelNumber>0x10660001"
+                f"</modelNumber><UDN>{self.usn}</UDN><presentationURL>http://{self.address}:80"
+                "/index.html</presentationURL>\r\n\r\n").encode()
+
+
+class Neighbourhood:
+    """All neighbours, on addresses of one machine; `run` lets time pass for them."""
+
+    def __init__(self, peer, addresses, seed=1):
+        self._chance = random.Random(seed)
+        self._plan = []  # heap of (time, order, neighbour, life, what to do)
+        self._order = itertools.count()
+        self.counts = {"comings": 0, "renamings": 0, "goodbyes": 0, "silent goings": 0}
+        self._neighbours = [Neighbour(address, self._socket(peer, address), number)
+                            for number, address in enumerate(addresses)]
+        self._by_socket = {each.sock: each for each in self._neighbours}
+        for each in self._neighbours:
+            self._later(self._chance.uniform(0, 60), each, self._come)
+
+    def present(self):
+        """Names by address of those that are there."""
+        return {each.address: each.name for each in self._neighbours if each.there}
+
+    def run(self, seconds, frozen=False):
+        """Lets time pass; while frozen nobody comes, goes or takes another name."""
+        end = time.monotonic() + seconds
+        while (now := time.monotonic()) < end:
+            wait = min(end, self._plan[0][0] if self._plan else end) - now
+            for sock in select.select(list(self._by_socket), [], [], max(wait, 0))[0]:
+                self._hear(self._by_socket[sock])
+            self._do_what_is_due(frozen)
+
+    def close(self):
+        for each in self._neighbours:
+            each.sock.close()
+
+    @staticmethod
+    def _socket(peer, address):
+        peer.run("ip", "addr", "add", f"{address}/24", "dev", "net0")
+        with peer.network():
+            sock = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        sock.bind((address, 1900))
+        sock.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton(address))
+        return sock
+
+    def _later(self, seconds, neighbour, action):
+        heapq.heappush(self._plan, (time.monotonic() + seconds, next(self._order), neighbour,
+                                    neighbour.life, action))
+
+    def _do_what_is_due(self, frozen):
+        steady = (self._announce, self._answer)
+        while self._plan and self._plan[0][0] <= time.monotonic():
+            _, _, neighbour, life, action = heapq.heappop(self._plan)
+            if life != neighbour.life:
+                continue
+            if frozen and action not in steady:
+                self._later(1, neighbour, action)
+            else:
+                action(neighbour)
+
+    def _hear(self, neighbour):
+        data, sender = neighbour.sock.recvfrom(2000)
+        if neighbour.there and data.startswith(b"GET "):
+            neighbour.asker = sender
+            self._later(self._chance.uniform(*ANSWER), neighbour, self._answer)
+
+    def _answer(self, neighbour):
+        neighbour.sock.sendto(neighbour.description(), neighbour.asker)
+
+    def _announce(self, neighbour):
+        neighbour.notify("alive")
+        self._later(ALIVE_PERIOD, neighbour, self._announce)
+
+    def _come(self, neighbour):
+        self.counts["comings"] += 1
+        neighbour.there = True
+        neighbour.rename()
+        self._announce(neighbour)
+        self._later(self._chance.uniform(*STAY), neighbour, self._go)
+        self._later(self._chance.uniform(*RENAME), neighbour, self._take_another_name)
+
+    def _go(self, neighbour):
+        with_goodbye = self._chance.random() < 0.5
+        if with_goodbye:
+            neighbour.notify("byebye")
+        self.counts["goodbyes" if with_goodbye else "silent goings"] += 1
+        neighbour.there = False
+        neighbour.life += 1
+        self._later(self._chance.uniform(*AWAY), neighbour, self._come)
+
+    def _take_another_name(self, neighbour):
+        """As a device does: a goodbye, and an announcement with the new name behind it."""
+        self.counts["renamings"] += 1
+        neighbour.notify("byebye")
+        neighbour.rename()
+        neighbour.notify("alive")
+        self._later(self._chance.uniform(*RENAME), neighbour, self._take_another_name)

@@ -1,0 +1,94 @@
+"""The soak behind tests/soak/run."""
+
+import sys
+import time
+
+import health
+from lab import Lab
+from neighbours import Neighbourhood
+
+ADDRESSES = [f"192.0.2.{number}" for number in range(100, 150)]
+SETTLED = 10      # minutes until the daemon has had as many neighbours as it will have
+MEMORY_SLACK = 1 << 20  # bytes of resident memory: what the allocator may keep of a peak
+# A neighbour that went without a goodbye is listed for up to two and a half of its 120 s
+# periods; one that came, as long as a device takes to be listed.
+QUIET = 330       # seconds
+
+
+class Reading:
+    """What the daemon takes of the system now."""
+
+    def __init__(self, program):
+        self.memory = health.status(program, "VmRSS")
+        self.descriptors = health.descriptors(program)
+        self.threads = health.threads(program)
+
+    def __str__(self):
+        return (f"{self.memory // 1024} kB resident, {self.descriptors} descriptors, "
+                f"{self.threads} threads")
+
+
+def listed(device):
+    """Names by address of all others in the device's list."""
+    return {entry["ipAddress"]: entry["hostName"] for entry in device.browse_list()
+            if entry["ipAddress"] != device.address}
+
+
+def say(start, text):
+    print(f"{(time.monotonic() - start) / 60:6.1f} min  {text}", flush=True)
+
+
+def wait_until_listed(device, neighbours):
+    """Lets nobody come or go until the device's list is right; whether it became so."""
+    end = time.monotonic() + QUIET
+    while listed(device) != neighbours.present() and time.monotonic() < end:
+        neighbours.run(1, frozen=True)
+    return listed(device) == neighbours.present()
+
+
+def soak(device, neighbours, minutes):
+    """Lets time pass; returns the complaints."""
+    start = time.monotonic()
+    settled = min(SETTLED, minutes / 2)
+    first = None
+    for minute in range(1, minutes + 1):
+        neighbours.run(60)
+        if device.beacond.status is not None:
+            return [f"beacond ended\n{device.beacond.explain()}"]
+        now = Reading(device.beacond)
+        say(start, f"{now}; {len(listed(device))} listed, {len(neighbours.present())} there")
+        if first is None and minute >= settled:
+            first = now
+    right = wait_until_listed(device, neighbours)
+    last = Reading(device.beacond)
+    print(f"after {settled:.0f} min: {first}\nat the end: {last}")
+    print(", ".join(f"{count} {what}" for what, count in neighbours.counts.items()))
+    complaints = {
+        f"more than {MEMORY_SLACK // 1024} kB of memory gained":
+            last.memory > first.memory + MEMORY_SLACK,
+        "other descriptors": last.descriptors != first.descriptors,
+        "other threads": last.threads != first.threads,
+        f"listed {listed(device)}, there {neighbours.present()}": not right,
+        f"complained:\n{health.faults(device)}": health.faults(device) != "",
+    }
+    return [text for text, wrong in complaints.items() if wrong]
+
+
+def main():
+    minutes, programs = int(sys.argv[1]), sys.argv[2]
+    with Lab(programs) as lab:
+        device = lab.add_device("studio-a", product="corvia12")
+        device.start_beacond()
+        neighbours = Neighbourhood(lab.add_peer(), ADDRESSES)
+        try:
+            complaints = soak(device, neighbours, minutes)
+        finally:
+            neighbours.close()
+    for each in complaints:
+        print(f"FAILED: {each}")
+    print("failed" if complaints else "passed")
+    sys.exit(1 if complaints else 0)
+
+
+if __name__ == "__main__":
+    main()
