@@ -1,0 +1,12 @@
+# Boots the machine's systemd as process 1 of a process namespace within the
+# machine's own. $1: the name of its control group, of which it sees no more.
+set -e
+mkdir -p /sys/fs/cgroup
+mount -t cgroup2 cgroup2 /sys/fs/cgroup
+mkdir "/sys/fs/cgroup/$1"
+exec unshare --pid --mount --fork --kill-child --mount-proc sh -c '
+    mount -o bind,ro /proc/sys /proc/sys
+    echo 0 >"/sys/fs/cgroup/$1/cgroup.procs"
+    umount /sys/fs/cgroup
+    exec unshare --cgroup sh -c "mount -t cgroup2 cgroup2 /sys/fs/cgroup
+        exec env -i container=lab PATH=/usr/sbin:/usr/bin /lib/systemd/systemd"' boot "$1"

@@ -1,0 +1,134 @@
+"""The Debian packages: as files, and on machines with a Debian of their own."""
+
+import os
+import subprocess
+import sys
+from pathlib import Path
+
+import pytest
+
+TOP = Path(__file__).resolve().parents[2]
+sys.path += [str(TOP / "tools"), str(TOP / "tests/system")]
+
+import cleanroot  # noqa: E402
+from lab import Lab  # noqa: E402
+from machine import Machine  # noqa: E402
+
+OLDER = "0.9.0"
+
+
+def pytest_addoption(parser):
+    parser.addoption("--build", default=str(TOP / "build/package"),
+                     help="the folder that the programs were built in")
+
+
+def pytest_sessionstart():
+    if os.geteuid() != 0:
+        pytest.exit("The tests of the packages make namespaces and need root.", returncode=1)
+
+
+def make_packages(build, name, version):
+    """Makes the packages with a version and returns their folder."""
+    folder = build / name
+    changelog = TOP / "packaging/debian/changelog"
+    date = subprocess.run(["dpkg-parsechangelog", "-l", changelog, "-S", "Timestamp"], check=True,
+                          stdout=subprocess.PIPE, text=True).stdout.strip()
+    for old in folder.glob("*.deb"):
+        old.unlink()
+    result = subprocess.run(
+        ["cpack", "-G", "DEB", "-B", folder, "-D", f"CPACK_PACKAGE_VERSION={version}"], cwd=build,
+        env={**os.environ, "SOURCE_DATE_EPOCH": date}, stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT, text=True)
+    assert result.returncode == 0, result.stdout
+    return folder
+
+
+@pytest.fixture(scope="session")
+def build(pytestconfig):
+    return Path(pytestconfig.getoption("--build")).resolve()
+
+
+@pytest.fixture(scope="session")
+def version():
+    return subprocess.run(["dpkg-parsechangelog", "-l", TOP / "packaging/debian/changelog", "-S",
+                           "Version"], check=True, stdout=subprocess.PIPE, text=True).stdout.strip()
+
+
+@pytest.fixture(scope="session")
+def packages(build, version):
+    """The folder of the packages."""
+    return make_packages(build, "packages", version)
+
+
+@pytest.fixture(scope="session")
+def package(packages, version):
+    """The path of one package."""
+    def path(name):
+        return next(packages.glob(f"{name}_{version}_*.deb"))
+    return path
+
+
+@pytest.fixture(scope="session")
+def unpacked(packages, build):
+    """A folder with all that the packages install."""
+    folder = build / "unpacked"
+    subprocess.run(["rm", "-rf", folder], check=True)
+    for each in packages.glob("*.deb"):
+        subprocess.run(["dpkg-deb", "--extract", each, folder], check=True)
+    return folder
+
+
+@pytest.fixture(scope="session")
+def on_machine(packages, build):
+    """A folder with the packages in both versions, for machines to install."""
+    folder = build / "on-machine"
+    subprocess.run(["rm", "-rf", folder], check=True)
+    folder.mkdir()
+    older = make_packages(build, "older", OLDER)
+    for each in [*packages.glob("*.deb"), *older.glob("*.deb")]:
+        os.link(each, folder / each.name)
+    return folder
+
+
+@pytest.fixture(scope="session")
+def clean_root(build, packages):
+    """A folder with a fresh Debian, which no machine changes."""
+    root = build / "root"
+    try:
+        cleanroot.make(str(root), str(packages))
+        yield root
+    finally:
+        cleanroot.remove(root)
+
+
+@pytest.fixture(scope="module")
+def lab(build):
+    with Lab(str(build / "bin")) as network:
+        yield network
+
+
+@pytest.fixture(scope="module")
+def peer(lab):
+    """A bare machine on the network."""
+    return lab.add_peer()
+
+
+@pytest.fixture(scope="module")
+def wire(peer):
+    """All that reaches the SSDP group on the network, from the beginning."""
+    return peer.capture()
+
+
+@pytest.fixture(scope="module")
+def machine(lab, clean_root, on_machine):
+    """A machine with a clean Debian."""
+    return lab.add_node(Machine("studio-a", "192.0.2.10", str(clean_root), str(on_machine),
+                                lab.mark))
+
+
+@pytest.fixture(scope="module")
+def installing(on_machine, version):
+    """The arguments of apt-get that install the packages on a machine."""
+    def arguments(which=version):
+        return ["install", *(f"/mnt/{each.name}" for each in on_machine.glob(f"*_{which}_*.deb"))]
+    return arguments

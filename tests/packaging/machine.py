@@ -1,0 +1,93 @@
+"""A virtual machine on the lab's network, with a Debian of its own."""
+
+import subprocess
+from pathlib import Path
+
+from lab import Device, DeviceSpec, wait_until
+from lab.node import Node
+
+HERE = Path(__file__).resolve().parent
+
+REMOVE_GROUP = """
+mount -t cgroup2 cgroup2 /mnt
+[ ! -d "/mnt/$1" ] || find "/mnt/$1" -depth -type d -exec rmdir {} +
+"""
+
+
+def child_called(name, parent):
+    for pid in Path(f"/proc/{parent}/task/{parent}/children").read_text().split():
+        try:
+            if Path(f"/proc/{pid}/comm").read_text() == name + "\n":
+                return int(pid)
+        except FileNotFoundError:  # ended in between
+            pass
+    return None
+
+
+class Machine(Node):
+    """A clean root with the packages on /mnt, nothing installed and nothing running."""
+
+    def __init__(self, name, address, root, packages, mark):
+        super().__init__(name, HERE / "machine.sh", [name, address, root, packages], mark)
+        self.environment["DEBIAN_FRONTEND"] = "noninteractive"
+        self.address = address
+        self.spec = DeviceSpec(name, address, product="lumenplus")
+        self.host_name = name
+        self._group = None
+
+    # The configuration service, as on the lab's devices.
+    request = Device.request
+    configure = Device.configure
+
+    def close(self):
+        super().close()
+        if self._group is not None:
+            subprocess.run(["unshare", "--mount", "sh", "-c", REMOVE_GROUP, "remove", self._group],
+                           check=True)
+
+    def apt_get(self, *arguments):
+        return self.run("apt-get", "-q", "-y", "--no-install-recommends", *arguments,
+                        timeout=300).stdout
+
+    def prepare(self, *packages):
+        """Installs what the packages depend on and `packages`, and starts nothing of it."""
+        policy = self.path("/usr/sbin/policy-rc.d")
+        policy.write_text("#!/bin/sh\nexit 101\n")
+        policy.chmod(0o755)
+        self.apt_get("satisfy", *packages, *self._dependencies())
+        policy.unlink()
+        # The limit counts the processes of all machines' users with the same number.
+        self.run("sed", "-i", "/^rlimit-nproc/d", "/etc/avahi/avahi-daemon.conf")
+
+    def _dependencies(self):
+        files = self.run("sh", "-c", "ls /mnt/*.deb").stdout.split()
+        fields = [self.run("dpkg-deb", "--field", each, "Depends").stdout for each in files]
+        return [field for field in fields if field != "beacond\n"]
+
+    def boot(self):
+        """Starts systemd; from here on everything runs in its process namespace."""
+        self._group = f"{self.name}-{self.environment['BEACOND_LAB']}"
+        text = (HERE / "boot.sh").read_text()
+        program = self.start("boot", ["sh", "-c", text, "boot", self._group])
+        self.pid = wait_until(lambda: child_called("systemd", program.pid), 20,
+                              f"{self.name}: systemd", program.explain)
+        wait_until(lambda: self.state() in ("running", "degraded"), 60, f"{self.name}: booted",
+                   lambda: f"{self.state()}\n{program.explain()}")
+
+    def installed(self, name):
+        return self.run("dpkg-query", "-W", "-f", "${db:Status-Status} ${Version}", name).stdout
+
+    def user(self, process):
+        """The name of the user that the one process called so runs as."""
+        pid = self.wait_for_process(process)
+        number = str(Path(f"/proc/{pid}").stat().st_uid)
+        return self.run("getent", "passwd", number).stdout.split(":")[0]
+
+    def stat(self, path):
+        return self.run("stat", "-c", "%a %U:%G", path).stdout.strip()
+
+    def state(self):
+        return self.run("systemctl", "is-system-running", check=False).stdout.strip()
+
+    def property(self, unit, name):
+        return self.run("systemctl", "show", "--value", f"--property={name}", unit).stdout.strip()

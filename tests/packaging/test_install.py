@@ -1,0 +1,152 @@
+"""The packages on a device without systemd, from installing to purging."""
+
+import dataclasses
+import re
+
+import pytest
+
+import expected
+from conftest import OLDER
+from lab import wait_until
+from lab.device import BROWSE_LIST
+
+NAMES = ["beacond", "beacon-configd", "beaconctl", "beacond-web"]
+DAEMONS = ["beacond", "beacon-configd"]
+LIMIT = 60
+
+# What a purge may leave otherwise than it was, each with the reason.
+EXPLAINED = re.compile("|".join([
+    r"/var/log/.*",  # says what was installed and purged
+    r"/var/lib/dpkg/(status|status-old|diversions-old|statoverride-old|lock.*|triggers/.*)",
+    r"/var/lib/apt/extended_states",
+    r"/var/cache/.*",
+    r"/etc/init\.d/\.depend\..*",  # the order of all scripts, drawn up anew each time
+    r"/etc/(passwd|group|shadow|gshadow)-?",  # users stay: nobody else is to get their numbers
+]))
+
+LIST = r"""
+find / -xdev -printf '%p\t%y %m %u:%g %l\n'
+find / -xdev -type f -exec sha256sum {} + | sed 's/\(.*\)  \(.*\)/\2 contents\t\1/'
+"""
+
+
+def listing(machine):
+    """All files with their modes, owners and contents."""
+    return dict(line.split("\t") for line in machine.run("sh", "-c", LIST).stdout.splitlines())
+
+
+def init(machine, name, action):
+    return machine.run(f"/etc/init.d/{name}", action, check=False)
+
+
+def wait_for_list(machine):
+    wanted = expected.browse_json(machine)
+    wait_until(lambda: machine.read(BROWSE_LIST) == wanted, LIMIT, "the browse list",
+               lambda: machine.read(BROWSE_LIST))
+
+
+@pytest.fixture(scope="module")
+def before(machine):
+    """A device with D-Bus and avahi-daemon running, as it is without the packages."""
+    machine.prepare("sysvinit-core", "bash-completion")
+    machine.path("/run/runlevel").write_text("2")  # as its init writes at the end of booting
+    machine.path("/etc/product_id").write_text("lumenplus\n")
+    machine.run("/etc/init.d/dbus", "start")
+    machine.run("avahi-daemon", "--daemonize")
+    return listing(machine)
+
+
+@pytest.fixture(scope="module")
+def installed(machine, before, installing, wire):
+    machine.apt_get(*installing(OLDER))
+    return machine
+
+
+def test_installing_starts_the_daemons_as_their_own_users(installed):
+    for name in DAEMONS:
+        assert installed.user(name) == name
+        assert init(installed, name, "status").returncode == 0
+
+
+def test_the_device_announces_itself_and_lists_itself(installed, wire):
+    first = wire.wait_for(source=installed.address, starting=b"NOTIFY")[0]
+    expected.assert_alive(first.data, installed)
+    wait_for_list(installed)
+
+
+def test_folders_and_files_belong_to_the_daemons(installed):
+    assert installed.stat("/var/www/html") == "775 root:beacond"
+    assert installed.stat("/var/www/discovery") == "755 beacond:beacond"
+    assert installed.stat(BROWSE_LIST) == "640 beacond:beacond"
+    assert installed.stat("/var/lib/beacon-configd") == "755 beacon-configd:beacon-configd"
+
+
+def test_every_file_of_the_page_lies_beside_the_list(installed):
+    files = installed.run("ls", "/usr/share/beacond-web").stdout.split()
+    assert "index.html" in files
+    for name in files:
+        link = installed.run("readlink", f"/var/www/discovery/{name}").stdout.strip()
+        assert link == f"/usr/share/beacond-web/{name}"
+
+
+def test_bash_loads_the_completion_when_it_is_asked_for(installed):
+    script = ". /usr/share/bash-completion/bash_completion; _completion_loader beaconctl; " \
+             "complete -p beaconctl"
+    assert installed.run("bash", "-c", script).stdout == "complete -F _beaconctl beaconctl\n"
+
+
+@pytest.mark.parametrize("name", DAEMONS)
+def test_the_init_script_stops_and_starts(installed, name):
+    first = installed.wait_for_process(name)
+    assert init(installed, name, "start").returncode == 0
+    assert installed.processes(name) == [first]
+    assert init(installed, name, "stop").returncode == 0
+    assert installed.processes(name) == []
+    assert init(installed, name, "status").returncode == 3
+    assert init(installed, name, "stop").returncode == 0
+    assert init(installed, name, "start").returncode == 0
+    second = installed.wait_for_process(name)
+    assert init(installed, name, "restart").returncode == 0
+    assert installed.wait_for_process(name) != second
+    assert init(installed, name, "status").returncode == 0
+
+
+def test_an_upgrade_keeps_settings_and_state_and_restarts(installed, installing, version, wire):
+    settings = "PRODUCT_ID=corvia12\n"
+    installed.path("/etc/default/beacond").write_text(settings)
+    wait_until(lambda: installed.run("beaconctl", "hosts", check=False).returncode == 0, LIMIT,
+               "the daemon announces")
+    installed.configure(hostName="studio-b")
+    state = installed.read("/var/lib/beacon-configd/system.json")
+    old = {name: installed.wait_for_process(name) for name in DAEMONS}
+    mark = wire.mark()
+
+    installed.apt_get(*installing())
+
+    for name in NAMES:
+        assert installed.installed(name) == f"installed {version}"
+    for name in DAEMONS:
+        assert installed.wait_for_process(name) != old[name]
+    assert installed.read("/etc/default/beacond") == settings
+    assert installed.read("/var/lib/beacon-configd/system.json") == state
+    installed.name = "studio-b"
+    installed.spec = dataclasses.replace(installed.spec, product="corvia12")
+    location = expected.location(installed).encode()
+    wait_until(lambda: any(location in each.data for each in wire.datagrams(since=mark)), LIMIT,
+               "an announcement as the new product")
+    wait_for_list(installed)
+
+
+def test_removing_stops_the_daemons_and_keeps_settings_and_state(installed):
+    installed.apt_get("remove", *NAMES)
+    for name in DAEMONS:
+        assert installed.processes(name) == []
+    assert installed.read("/etc/default/beacond") == "PRODUCT_ID=corvia12\n"
+    assert "studio-b" in installed.read("/var/lib/beacon-configd/system.json")
+
+
+def test_purging_leaves_nothing(installed, before):
+    installed.apt_get("purge", *NAMES)
+    after = listing(installed)
+    changed = {path for path in before.keys() | after.keys() if before.get(path) != after.get(path)}
+    assert sorted(each for each in changed if not EXPLAINED.fullmatch(each.split(" ")[0])) == []

@@ -1,0 +1,136 @@
+"""The packages as files."""
+
+import re
+import subprocess
+
+import pytest
+
+from conftest import TOP, make_packages
+
+NAMES = ["beacond", "beacon-configd", "beaconctl", "beacond-web"]
+
+FILES = {
+    "beacond": """
+        /etc/default/beacond /etc/init.d/beacond /usr/bin/beacond /usr/lib/sysctl.d/60-beacond.conf
+        /usr/lib/systemd/system/beacond.service /usr/lib/sysusers.d/beacond.conf
+        /usr/lib/tmpfiles.d/beacond.conf /usr/share/doc/beacond/examples/10-net0.link.example
+        /usr/share/man/man5/browse.json.5.gz /usr/share/man/man8/beacond.8.gz""",
+    "beacon-configd": """
+        /etc/init.d/beacon-configd /usr/bin/beacon-configd
+        /usr/lib/systemd/system/beacon-configd.service /usr/lib/sysusers.d/beacon-configd.conf
+        /usr/share/man/man8/beacon-configd.8.gz""",
+    "beaconctl": """
+        /usr/bin/beaconctl /usr/share/bash-completion/completions/beaconctl
+        /usr/share/man/man1/beaconctl.1.gz""",
+    "beacond-web": "/usr/lib/tmpfiles.d/beacond-web.conf",
+}
+
+DESCRIPTIONS = {
+    "beacond": """\
+discovery daemon of a video device
+ Announces the device on the local network by SSDP and DNS-SD, hears its
+ neighbours, and lists them for the device's web interface.
+""",
+    "beacon-configd": """\
+configuration service of a video device
+ Keeps host name and SSDP switch, follows the network interface, and tells
+ the discovery daemon of every change. For devices that have no configuration
+ service of their own.
+""",
+    "beaconctl": """\
+shows what a discovery daemon sees
+ Asks this or another device which neighbours it knows and what it announces,
+ and searches the network by SSDP.
+""",
+    "beacond-web": """\
+discovery page of a video device
+ A static page that shows the device's neighbours, for the web server that
+ serves /var/www.
+""",
+}
+
+# Without the versions, which follow the machine that builds.
+C_PLUS_PLUS = {"libc6", "libgcc-s1", "libstdc++6"}
+DEPENDS = {
+    "beacond": {*C_PLUS_PLUS, "adduser", "avahi-daemon", "dbus | dbus-system-bus",
+                "libavahi-client3", "libavahi-common3", "libqt5core5a"},
+    "beacon-configd": {*C_PLUS_PLUS, "adduser", "libmicrohttpd12", "libmnl0"},
+    "beaconctl": {*C_PLUS_PLUS, "libqt5core5a"},
+    "beacond-web": {"beacond"},
+}
+
+
+def output(*command, **options):
+    return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True, **options).stdout
+
+
+def field(path, name):
+    return output("dpkg-deb", "--field", path, name)
+
+
+def contents(path):
+    """The files of a package with their modes and owners."""
+    for line in output("dpkg-deb", "--contents", path).splitlines():
+        mode, owner, _, _, _, name = line.split(maxsplit=5)
+        if not mode.startswith("d"):
+            yield name.removeprefix("."), mode, owner
+
+
+def test_lintian_finds_no_error_and_warns_of_nothing(packages):
+    result = subprocess.run(["lintian", "--fail-on", "error,warning", *packages.glob("*.deb")], stdout=subprocess.PIPE, text=True)
+    assert (result.stdout, result.returncode) == ("", 0)
+
+
+def test_the_manual_pages_have_no_fault_of_any_level(unpacked):
+    # That the pages that they name exist belongs to it.
+    manuals = unpacked / "usr/share/man"
+    pages = sorted((TOP / "packaging/man").iterdir())
+    assert len(pages) == len(list(manuals.glob("*/*.gz"))) == 4
+    result = subprocess.run(["mandoc", "-T", "lint", "-W", "style", *pages],
+                            env={"MANPATH": f"{manuals}:/usr/share/man", "PATH": "/usr/bin"},
+                            stdout=subprocess.PIPE, text=True)
+    assert (result.stdout, result.returncode) == ("", 0)
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_describes_itself(package, name):
+    assert field(package(name), "Description") == DESCRIPTIONS[name]
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_depends_on_what_it_needs(package, name):
+    depends = re.sub(r" \([^)]*\)", "", field(package(name), "Depends").strip())
+    assert set(depends.split(", ")) == DEPENDS[name]
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_installs_just_these_files(package, name):
+    wanted = {*FILES[name].split(), f"/usr/share/doc/{name}/changelog.gz",
+              f"/usr/share/doc/{name}/copyright"}
+    if name == "beacond-web":
+        page = TOP / "web/discovery"
+        wanted |= {f"/usr/share/beacond-web/{each.name}" for each in page.iterdir()}
+    assert {file for file, _, _ in contents(package(name))} == wanted
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_files_are_roots_and_only_programs_executable(package, name):
+    for file, mode, owner in contents(package(name)):
+        program = file.startswith(("/usr/bin/", "/etc/init.d/"))
+        assert (file, mode, owner) == (file, "-rwxr-xr-x" if program else "-rw-r--r--", "root/root")
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_all_of_etc_is_the_administrators(package, name, tmp_path):
+    output("dpkg-deb", "--control", package(name), tmp_path)
+    listed = tmp_path / "conffiles"
+    conffiles = set(listed.read_text().split()) if listed.exists() else set()
+    assert conffiles == {file for file, _, _ in contents(package(name)) if file.startswith("/etc")}
+
+
+def test_made_twice_the_packages_are_the_same_bytes(packages, build, version):
+    again = make_packages(build, "again", version)
+    files = sorted(packages.glob("*.deb"))
+    assert [each.name for each in files] == sorted(each.name for each in again.glob("*.deb"))
+    for each in files:
+        assert each.read_bytes() == (again / each.name).read_bytes(), each.name

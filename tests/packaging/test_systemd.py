@@ -1,0 +1,126 @@
+"""The packages on a device that systemd runs."""
+
+import re
+
+import pytest
+
+import expected
+from conftest import OLDER
+from lab import wait_until
+from lab.device import BROWSE_LIST
+
+NAMES = ["beacond", "beacon-configd", "beaconctl", "beacond-web"]
+UNITS = ["beacond.service", "beacon-configd.service"]
+LIMIT = 60
+
+
+@pytest.fixture(scope="module")
+def booted(machine, installing, wire):
+    """The packages are put into the image, which loses its /var/www and the users
+    on the way, and boots."""
+    machine.prepare("systemd-sysv")
+    machine.apt_get(*installing(OLDER))
+    machine.path("/etc/product_id").write_text("lumenplus\n")
+    machine.run("rm", "-r", "/var/www")
+    machine.run("userdel", "beacond")
+    machine.run("userdel", "beacon-configd")
+    machine.boot()
+    return machine
+
+
+def process_status(machine, unit):
+    """The lines of /proc/PID/status of a unit's main process."""
+    text = machine.read(f"/proc/{machine.property(unit, 'MainPID')}/status")
+    return dict(re.findall(r"^(\w+):\s*(.*)$", text, re.M))
+
+
+@pytest.mark.parametrize("unit", UNITS)
+def test_runs_from_the_first_boot_as_its_own_user(booted, unit):
+    assert booted.property(unit, "ActiveState") == "active"
+    assert booted.property(unit, "UnitFileState") == "enabled"
+    assert booted.property(unit, "NRestarts") == "0"
+    assert booted.user(unit.removesuffix(".service")) == unit.removesuffix(".service")
+
+
+def test_the_device_announces_itself_and_lists_itself_for_everybody(booted, wire):
+    first = wire.wait_for(source=booted.address, starting=b"NOTIFY")[0]
+    expected.assert_alive(first.data, booted)
+    wait_until(lambda: booted.read(BROWSE_LIST) == expected.browse_json(booted), LIMIT,
+               "the browse list", lambda: booted.read(BROWSE_LIST))
+    assert booted.stat(BROWSE_LIST) == "644 beacond:beacond"
+
+
+def test_booting_makes_the_folders_and_links_the_page(booted):
+    assert booted.stat("/var/www/html") == "775 root:beacond"
+    assert booted.stat("/var/www/discovery") == "755 beacond:beacond"
+    for name in booted.run("ls", "/usr/share/beacond-web").stdout.split():
+        link = booted.run("readlink", f"/var/www/discovery/{name}").stdout.strip()
+        assert link == f"/usr/share/beacond-web/{name}"
+
+
+@pytest.mark.parametrize("unit", UNITS)
+def test_systemd_finds_no_fault_in_the_unit(booted, unit):
+    result = booted.run("systemd-analyze", "--man=no", "verify", unit)
+    assert result.stdout + result.stderr == ""
+
+
+@pytest.mark.parametrize("unit", UNITS)
+def test_is_exposed_by_2_points_at_most(booted, unit):
+    booted.run("systemd-analyze", "security", "--offline=true", "--threshold=20",
+               f"/lib/systemd/system/{unit}")
+
+
+@pytest.mark.parametrize("unit", UNITS)
+def test_the_running_daemon_is_confined(booted, unit):
+    status = process_status(booted, unit)
+    confined = {"NoNewPrivs": "1", "Seccomp": "2", "CapEff": "0" * 16, "CapBnd": "0" * 16}
+    assert {name: status[name] for name in confined} == confined
+    mounts = booted.read(f"/proc/{booted.property(unit, 'MainPID')}/mountinfo")
+    assert re.search(r" / / ro,", mounts)
+
+
+def test_comes_back_when_avahi_daemon_has_gone(booted, wire):
+    old = booted.property("beacond.service", "MainPID")
+    mark = wire.mark()
+    booted.run("systemctl", "kill", "--signal=KILL", "avahi-daemon.service")
+    wait_until(lambda: booted.property("beacond.service", "MainPID") not in ("0", old), LIMIT,
+               "beacond started again")
+    wire.wait_for(source=booted.address, starting=b"NOTIFY", since=mark, timeout=LIMIT)
+    assert booted.property("beacond.service", "ActiveState") == "active"
+
+
+def test_an_upgrade_keeps_settings_and_state_and_restarts(booted, installing, version, wire):
+    settings = "# kept\n"
+    booted.path("/etc/default/beacond").write_text(settings)
+    booted.configure(hostName="studio-b")
+    state = booted.read("/var/lib/beacon-configd/system.json")
+    old = [booted.property(unit, "MainPID") for unit in UNITS]
+    mark = wire.mark()
+
+    booted.apt_get(*installing())
+
+    for name in NAMES:
+        assert booted.installed(name) == f"installed {version}"
+    for unit, pid in zip(UNITS, old):
+        assert booted.property(unit, "ActiveState") == "active"
+        assert booted.property(unit, "MainPID") != pid
+    assert booted.read("/etc/default/beacond") == settings
+    assert booted.read("/var/lib/beacon-configd/system.json") == state
+    wire.wait_for(source=booted.address, starting=b"NOTIFY", since=mark, timeout=LIMIT)
+    booted.name = "studio-b"
+    wait_until(lambda: booted.read(BROWSE_LIST) == expected.browse_json(booted), LIMIT,
+               "the browse list", lambda: booted.read(BROWSE_LIST))
+
+
+def test_removing_stops_the_daemons_and_purging_leaves_nothing(booted):
+    booted.apt_get("remove", *NAMES)
+    for unit in UNITS:
+        assert booted.property(unit, "ActiveState") == "inactive"
+        assert booted.processes(unit.removesuffix(".service")) == []
+    assert booted.read("/etc/default/beacond") == "# kept\n"
+    booted.apt_get("purge", *NAMES)
+    found = booted.run("find", "/", "-xdev", "-name", "*beacon*", "-o", "-path", "/var/www",
+                       "-o", "-name", "browse.json*").stdout
+    assert found == ""
+    for unit in UNITS:
+        assert booted.property(unit, "LoadState") == "not-found"
