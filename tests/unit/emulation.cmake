@@ -1,0 +1,18 @@
+# The tests that cannot run where an emulator stands in for the processor; a real
+# one runs them all.
+set(not_emulated
+    # The emulator refuses filters of system calls.
+    Detach.ClosesOneByOneWhereTheKernelKnowsNoRanges
+    Detach.EndsWith1WhenNoProcessIsToBeHad
+    Detach.EndsWith1WhenNoSessionIsToBeHad
+    UDPSocketPollBatch.CostsOneSystemCallForAllOfThem
+    UDPSocketPoll.CostsOneSystemCallADatagram
+    # It refuses to adopt processes: the status of one that detached is not to be had.
+    Detach.EndsTheCallerWith0AndGoesOnInASessionOfItsOwn
+    Detach.ClosesEveryDescriptorAndPutsTheStandardOnesOnDevNull
+    # It cannot choose the interface of multicast, and routes go with the address.
+    Announcing.GoodbyeLeavesAfterTheAddressHasChanged
+    # Its own threads count towards the limit.
+    Failing.WithoutAnSSDPThreadTheEngineClosesAgain
+    Failing.WithoutADiagnosticThreadTheEngineOpensAllTheSame)
+list(JOIN not_emulated ":" not_emulated)
