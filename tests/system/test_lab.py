@@ -126,8 +126,9 @@ def test_the_programs_may_lie_under_tmp(programs, tmp_path):
 
 
 def test_a_device_has_its_own_trees(device):
-    device.run("sh", "-c", "echo mine >/var/www/html/x; echo mine >/run/x; echo mine >/tmp/x")
-    for path in ("/var/www/html/x", "/run/x", "/tmp/x"):
+    name = f"own-{device.environment['BEACOND_LAB']}"  # that nothing on the host has
+    for path in (f"/var/www/html/{name}", f"/run/{name}", f"/tmp/{name}"):
+        device.run("sh", "-c", f"echo mine >{path}")
         assert device.read(path) == "mine\n"
         assert not Path(path).exists()
 
