@@ -117,7 +117,7 @@ class Bench:
                        float(idle.bytes_written(self.beacond) - written), "0", 0)
 
     def weigh(self):
-        memory = self.beacond.memory()
+        memory = footprint.memory(self.beacond.pid)
         self.table.add("memory: resident MiB", memory["Rss"] / 1024, "under 24", 24)
         for group, (shared, private) in sorted(footprint.by_owner(self.beacond.pid).items()):
             self.table.add(f"memory of {group}: proportional / private KiB",

@@ -19,6 +19,12 @@ def owner(path):
     return "C and C++ libraries" if ".so" in name else "anonymous (stacks of threads, heap arenas)"
 
 
+def memory(pid):
+    """Kilobytes by kind, from the kernel's own sum over the mappings."""
+    lines = Path(f"/proc/{pid}/smaps_rollup").read_text().splitlines()[1:]
+    return {line.split(":")[0]: int(line.split()[1]) for line in lines}
+
+
 def by_owner(pid):
     """Proportional and private kilobytes of each owner's mappings."""
     totals = {}
@@ -34,10 +40,10 @@ def by_owner(pid):
     return totals
 
 
-def stripped_size(program, scratch):
+def stripped_size(program, scratch, strip="strip"):
     """Bytes of a program without its symbols."""
     target = Path(scratch) / "stripped"
-    subprocess.run(["strip", "-o", str(target), program], check=True)
+    subprocess.run([strip, "-o", str(target), program], check=True)
     return target.stat().st_size
 
 

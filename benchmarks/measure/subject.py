@@ -34,11 +34,6 @@ class Subject:
             found[f"{name} {task.name}"] = int(line.split()[1])
         return found
 
-    def memory(self):
-        """Kilobytes by kind, from the kernel's own sum over the mappings."""
-        lines = Path(f"/proc/{self.pid}/smaps_rollup").read_text().splitlines()[1:]
-        return {line.split(":")[0]: int(line.split()[1]) for line in lines}
-
     def _sockets(self):
         """The fields of the program's SSDP sockets in its network's table."""
         rows = Path(f"/proc/{self.pid}/net/udp").read_text().splitlines()[1:]

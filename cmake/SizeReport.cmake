@@ -1,0 +1,18 @@
+# The target size-report: what the programs weigh, on the medium and, where this
+# machine can run them and has the configuration service for them, in memory.
+set(weighed beacond)
+set(run "")
+if(BEACOND_TOOLS)
+    list(APPEND weighed beacon-configd beaconctl)
+    if(NOT CMAKE_CROSSCOMPILING)
+        set(run --run ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+    endif()
+endif()
+list(TRANSFORM weighed REPLACE ".+" "$<TARGET_FILE:\\0>" OUTPUT_VARIABLE weighed_files)
+add_custom_target(size-report
+    COMMAND ${CMAKE_COMMAND} -E env
+        PYTHONPATH=${PROJECT_SOURCE_DIR}/tools:${PROJECT_SOURCE_DIR}/benchmarks
+        /usr/bin/python3 -B -m measure.sizes --compiler ${CMAKE_CXX_COMPILER}
+        --strip ${CMAKE_STRIP} ${run} ${weighed_files}
+    DEPENDS ${weighed}
+    USES_TERMINAL VERBATIM)
