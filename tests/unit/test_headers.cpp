@@ -1,0 +1,1 @@
+// Nothing but a place to compile the precompiled headers of the tests.
