@@ -28,6 +28,7 @@ def known(lab, peer, wire):
     and the moment before the first of them was heard of."""
     device = lab.add_device("studio-a", product="corvia12")
     start_quick(device)
+    wire.wait_for(source=device.address, starting=b"NOTIFY")
     speaker, mute, zr1, leaver = (RawDevice(peer.address, what.model, what)
                                   for what in (SPEAKER, MUTE, ZR1, LEAVER))
     start = time.monotonic()

@@ -111,3 +111,12 @@ def test_lists_are_written_a_tick_apart_at_least(read):
     times = [when for when, _, text in read.versions if text != b"[]"]
     for earlier, later in zip(times, times[1:]):
         assert later - earlier > SHORTEST - 1  # a busy reader sees the earlier one late
+
+
+def test_who_says_goodbye_leaves_the_list(read, running_device, wire, peer):
+    del read
+    for each in crowd(peer, 1):
+        wire.socket.sendto(each.byebye(), GROUP)
+    wanted = expected.browse_json(running_device)
+    wait_until(lambda: running_device.read(BROWSE_LIST) == wanted, LIMIT, "the device alone",
+               lambda: running_device.read(BROWSE_LIST))
