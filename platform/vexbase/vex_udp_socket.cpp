@@ -5,7 +5,9 @@
 #include <array>
 #include <chrono>
 #include <climits>
+#include <linux/sockios.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace {
@@ -173,4 +175,21 @@ int VEXUDPSocket::Write(const void *data, std::size_t length, const sockaddr_in 
         sendto(use.Descriptor(), data, length, MSG_DONTWAIT | MSG_NOSIGNAL,
                reinterpret_cast<const sockaddr *>(&destination), sizeof destination);
     return sent < 0 ? kVEXFailure : static_cast<int>(sent);
+}
+
+int VEXUDPSocket::WriteSparing(const void *data, std::size_t length, const sockaddr_in &destination,
+                               int sparedPercent)
+{
+    {
+        const Use use(*this);
+        int waiting = 0;
+        int room = 0;
+        socklen_t size = sizeof room;
+        if (!use || ioctl(use.Descriptor(), SIOCOUTQ, &waiting) != 0 ||
+            getsockopt(use.Descriptor(), SOL_SOCKET, SO_SNDBUF, &room, &size) != 0 ||
+            waiting > room / 100 * (100 - sparedPercent)) {
+            return kVEXFailure;
+        }
+    }
+    return Write(data, length, destination);
 }

@@ -49,6 +49,12 @@ public:
     // queue.
     int Write(const void *data, std::size_t length, const sockaddr_in &destination);
 
+    // Write that leaves so many percent of the send buffer to others: it fails
+    // while more than the rest waits to leave. What is sent to hosts that do not
+    // exist waits for seconds, and would keep everything else from being sent.
+    int WriteSparing(const void *data, std::size_t length, const sockaddr_in &destination,
+                     int sparedPercent);
+
 private:
     template <typename ReceiveCall>
     [[nodiscard]] bool Await(unsigned int timeoutMs, ReceiveCall receive);

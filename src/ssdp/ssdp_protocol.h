@@ -41,6 +41,11 @@ constexpr std::size_t kReceiveSize = 1500;
 // kernel counts 2304 bytes for each. The system's limit (net.core.rmem_max) may
 // grant less to a process without privileges.
 constexpr int kReceiveBuffer = 2000 * 2304;
+// How much of the send buffer, in percent, requests and answers leave to what is
+// more urgent. Datagrams for addresses that nobody has wait there for seconds:
+// anybody could have them sent until no announcement found room any more.
+constexpr int kSparedByRequests = 50;
+constexpr int kSparedByAnswers = 25;
 // The largest payload that an IPv4 UDP datagram carries.
 constexpr std::size_t kMaxDatagram = 65507;
 

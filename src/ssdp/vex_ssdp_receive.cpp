@@ -62,15 +62,16 @@ bool VEX_SSDP::ReceiveUntilTick(ssdp::TickClock &clock, VEXDatagramBatch &batch)
 void VEX_SSDP::Tick(std::uint32_t elapsed)
 {
     const VEXLockGuard hold(mLock);
-    SendDelayed(mResponses, elapsed);
-    SendDelayed(mRequests, elapsed);
+    SendDelayed(mResponses, elapsed, ssdp::kSparedByAnswers);
+    SendDelayed(mRequests, elapsed, ssdp::kSparedByRequests);
     RunRegistryPass(elapsed);
 }
 
-void VEX_SSDP::SendDelayed(DelayedQueue &queue, std::uint32_t elapsed)
+void VEX_SSDP::SendDelayed(DelayedQueue &queue, std::uint32_t elapsed, int sparedPercent)
 {
-    queue.Tick(elapsed, [this](const GETMessageType &datagram) {
-        mSocket.Write(datagram.message.data(), datagram.message.size(), datagram.destination);
+    queue.Tick(elapsed, [&](const GETMessageType &datagram) {
+        mSocket.WriteSparing(datagram.message.data(), datagram.message.size(), datagram.destination,
+                             sparedPercent);
     });
 }
 

@@ -25,5 +25,5 @@ void VEX_SSDP::ProcessMSEARCHRequest(std::string &searchTarget, const sockaddr_i
 void VEX_SSDP::SendMSEARCHResponse(const SSDPDeviceType &service, const sockaddr_in &requester)
 {
     const std::string response = ssdp::ComposeSearchResponse(service);
-    mSocket.Write(response.data(), response.size(), requester);
+    mSocket.WriteSparing(response.data(), response.size(), requester, ssdp::kSparedByAnswers);
 }

@@ -55,6 +55,7 @@ FIGURES = {
     "a diagnostic listing": ["kMaxDatagram"],
     "max-age": ["kLargestMaxAge"],
     "the socket's receive buffer": ["kReceiveBuffer"],
+    "the socket's send buffer": ["kSparedByRequests", "kSparedByAnswers"],
     "the configuration service's header": ["kMaxHeaderBytes"],
     "one configuration event": ["kMaxEventBytes"],
     "configuration read in one turn": ["kMaxBodyPieceBytes"],

@@ -1,0 +1,48 @@
+"""Announcements of devices at addresses that nobody has."""
+
+import itertools
+import threading
+
+import pytest
+
+import expected
+import flood
+from health import answer_to
+
+# More of them a second than fill the send buffer with requests.
+BURST, PAUSE = 100, 0.5
+
+
+@pytest.fixture
+def announcing(lab, running_device):
+    """Keeps announcing devices that are nowhere; the kernel looks for each some seconds
+    before it gives up what is sent there."""
+    stop = threading.Event()
+    sock = lab.add_peer().udp_socket()
+
+    def announce():
+        for number in itertools.count():
+            somewhere = flood.alive(number)
+            nowhere = somewhere.replace(f"http://{flood.address(number)}:".encode(),
+                                        b"http://192.0.2.%d:" % (1 + number % 8))
+            sock.sendto(nowhere, (running_device.address, 1900))
+            if number % BURST == 0 and stop.wait(PAUSE):
+                return
+    thread = threading.Thread(target=announce)
+    thread.start()
+    yield
+    stop.set()
+    thread.join()
+    sock.close()
+
+
+def test_devices_that_are_nowhere_do_not_silence_this_one(announcing, running_device, wire, peer):
+    device = running_device
+    since = wire.mark()
+    # One announcement may leave before the requests; three do not.
+    for each in wire.wait_for(3, since=since, source=device.address, starting=b"NOTIFY",
+                              timeout=100):
+        expected.assert_alive(each.data, device)
+    for _ in range(10):
+        answer = answer_to(expected.SEARCH, peer, device, 1900)
+        assert answer == expected.search_response(device, expected.max_age(answer))
