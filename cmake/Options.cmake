@@ -20,6 +20,12 @@ if(BEACOND_SANITIZE)
         -fsanitize=${BEACOND_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(beacond_options INTERFACE -fsanitize=${BEACOND_SANITIZE})
 endif()
+# Of the parts under test alone: the tests' own counters are of no use.
+add_library(beacond_coverage INTERFACE)
+if(BEACOND_COVERAGE)
+    target_compile_options(beacond_coverage INTERFACE --coverage -fprofile-update=atomic)
+    target_link_options(beacond_coverage INTERFACE --coverage)
+endif()
 
 # beacond_library(NAME SOURCE... [PUBLIC LIBRARY...]): a static library of the
 # folder it is called in; its headers are included as "folder/header.h".
@@ -27,5 +33,6 @@ function(beacond_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
     target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/..)
-    target_link_libraries(${name} PUBLIC ${ARG_LINK} PRIVATE beacond_options)
+    target_link_libraries(${name} PUBLIC ${ARG_LINK} PRIVATE beacond_options
+        beacond_coverage)
 endfunction()
