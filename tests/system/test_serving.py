@@ -20,7 +20,8 @@ LIMIT = 40
 # What is answered, and with which file's contents.
 SERVED = {
     "as a device of the family asks": (
-        "GET http://192.0.2.10:80/corvia_12_upnp_ssdp_1.xml HTTP/1.1\r\nHOST:192.0.2.10:1900\r\n\r\n",
+        "GET http://192.0.2.10:80/corvia_12_upnp_ssdp_1.xml HTTP/1.1\r\n"
+        "HOST:192.0.2.10:1900\r\n\r\n",
         "corvia_12_upnp_ssdp_1.xml"),
     "a path alone": ("GET /note.xml", "note.xml"),
     "another host and folders": ("GET http://elsewhere:8080/some/where/note.xml", "note.xml"),
