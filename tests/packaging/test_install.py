@@ -48,6 +48,9 @@ def wait_for_list(machine):
 @pytest.fixture(scope="module")
 def before(machine):
     """A device with D-Bus and avahi-daemon running, as it is without the packages."""
+    # Its package asks a running init to start itself anew: somebody is to listen.
+    machine.run("mkfifo", "/run/initctl")
+    machine.start("initctl", ["cat", "/run/initctl"])
     machine.prepare("sysvinit-core", "bash-completion")
     machine.path("/run/runlevel").write_text("2")  # as its init writes at the end of booting
     machine.path("/etc/product_id").write_text("lumenplus\n")

@@ -20,6 +20,7 @@ def booted(machine, installing, wire):
     on the way, and boots."""
     machine.prepare("systemd-sysv")
     machine.apt_get(*installing(OLDER))
+    assert machine.processes("beacond") + machine.processes("beacon-configd") == []
     machine.path("/etc/product_id").write_text("lumenplus\n")
     machine.run("rm", "-r", "/var/www")
     machine.run("userdel", "beacond")
