@@ -6,8 +6,9 @@ import socket
 import pytest
 
 import expected
-from health import (assert_works, descriptors, faults, hear_alive, ssdp_port_open, threads,
+from health import (PASS, assert_works, descriptors, faults, hear_alive, ssdp_port_open, threads,
                     wait_until_closed)
+from lab import wait_until
 
 START = ("Run beacond as Non-Daemonized\n"
          "initializing pubsub object\n")
@@ -71,11 +72,18 @@ def test_an_address_that_goes_and_comes_back(running_device, wire, peer):
     assert_works(device, peer)
 
 
+def connected(device):
+    """Whether the configuration service says that the link is up."""
+    return device.request("GET", "/api/v1/network/devices")[1][0]["status"]["connected"]
+
+
 def test_a_link_that_goes_down_and_up(running_device, wire, peer):
     device = running_device
     err = len(device.beacond.stderr)
     for _ in range(3):
         device.set_link(False)
+        # The port alone may be closed for a moment only, for what happened before.
+        wait_until(lambda: not connected(device), PASS, "the link reported down")
         wait_until_closed(device)
         since = wire.mark()
         device.set_link(True)
