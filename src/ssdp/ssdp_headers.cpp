@@ -86,17 +86,8 @@ NTSKind ReadNTS(std::string_view value)
     return EqualsLower(value, "ssdp:byebye") ? NTSKind::Byebye : NTSKind::Unknown;
 }
 
-// Enters a header. Most headers are none of ours and leave by the length of
-// their name, before their value is looked at.
-void ReadHeader(std::string_view name, std::string_view rawValue, SSDPHeaders &headers)
+void ReadHeader(std::string_view name, std::string_view value, SSDPHeaders &headers)
 {
-    if (name.size() != 2 && name.size() != 3 && name.size() != 8 && name.size() != 13) {
-        return;
-    }
-    const std::string_view value = TrimValue(rawValue);
-    if (value.empty()) {
-        return;
-    }
     if (EqualsLower(name, "nt")) {
         headers.notify.nt = value;
     } else if (EqualsLower(name, "st")) {
@@ -113,11 +104,18 @@ void ReadHeader(std::string_view name, std::string_view rawValue, SSDPHeaders &h
     }
 }
 
+// Enters the header of a line. Most headers are none of ours and leave by the
+// length of their name, before it or the value is looked at.
 void ReadLine(std::string_view line, SSDPHeaders &headers)
 {
-    const std::size_t colon = line.find(':');
-    if (colon != 0 && colon != std::string_view::npos) {
-        ReadHeader(line.substr(0, colon), line.substr(colon + 1), headers);
+    for (const std::size_t length : {2U, 3U, 8U, 13U}) { // of the names above
+        if (line.size() > length && line[length] == ':') {
+            const std::string_view value = TrimValue(line.substr(length + 1));
+            if (!value.empty()) {
+                ReadHeader(line.substr(0, length), value, headers);
+            }
+            return;
+        }
     }
 }
 
