@@ -57,6 +57,7 @@ class Bench:
         for peers in SIZES:
             self.traffic.describe(self.device.address, peers)
             self._hear_backlog(subjects, "peers", peers)
+        idle.settle(self.beacond)
         for rate in RATES:
             costs = hearing.medians([self.bare, self.beacond], lambda subject, rate=rate:
                                     hearing.paced_cost(subject, self.traffic, "peers", rate, 1000))
@@ -76,6 +77,8 @@ class Bench:
         self.table.add(f"hearing {what}: bare receiver, µs", costs["bare"] / 1000)
         self.table.add(f"hearing {what}: beacond / bare receiver", own / costs["bare"],
                        "at most 1.5", 1.5)
+        self.table.add(f"hearing {what}: bare receiver / minissdpd",
+                       costs["bare"] / costs["minissdpd"])
         limit = 0.1 if peers == 4000 else 1.0
         self.table.add(f"hearing {what}: beacond / minissdpd", own / costs["minissdpd"],
                        f"at most {limit}", limit)
@@ -107,18 +110,17 @@ class Bench:
             self.table.add(f"churn of {peers} peers: answers by µs", histogram)
 
     def rest(self, peers):
-        written = idle.bytes_written(self.beacond)
-        rates = idle.wake_ups_a_second(self.beacond)
+        rest = idle.Rest(self.beacond)
         self.table.add(f"idle with {peers} peers: wake-ups a second / floor",
-                       sum(rates.values()) / idle.floor(), "at most 1.1", 1.1)
-        self.table.add(f"idle with {peers} peers: by thread",
-                       ", ".join(f"{name.split()[0]} {rate:.2f}" for name, rate in rates.items()))
-        self.table.add(f"idle with {peers} peers: bytes written",
-                       float(idle.bytes_written(self.beacond) - written), "0", 0)
+                       sum(rest.rates.values()) / rest.floor(), "at most 1.1", 1.1)
+        self.table.add(f"idle with {peers} peers: wake-ups a second by thread, most first",
+                       ", ".join(f"{rate:.2f}" for rate in sorted(rest.rates.values(),
+                                                                  reverse=True)))
+        self.table.add(f"idle with {peers} peers: bytes written", float(rest.written), "0", 0)
 
     def weigh(self):
         memory = footprint.memory(self.beacond.pid)
-        self.table.add("memory: resident MiB", memory["Rss"] / 1024, "under 24", 24)
+        self.table.add("memory with 100 peers: resident MiB", memory["Rss"] / 1024, "under 24", 24)
         for group, (shared, private) in sorted(footprint.by_owner(self.beacond.pid).items()):
             self.table.add(f"memory of {group}: proportional / private KiB",
                            f"{shared} / {private}")
@@ -164,10 +166,12 @@ def main():
         bench.rest(0)
         bench.traffic.describe(bench.device.address, 100)
         bench.rest(100)
+        bench.weigh()
         bench.hear()
         bench.answer()
         bench.answer_under_churn()
-        bench.weigh()
+        bench.table.add("memory after 4000 peers: resident MiB",
+                        footprint.memory(bench.beacond.pid)["Rss"] / 1024)
     grow(bench.table, programs)
     missed = bench.table.missed()
     if missed:

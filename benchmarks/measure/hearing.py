@@ -6,7 +6,7 @@ ROUNDS = 5
 BACKLOG = 150           # fits the receive buffer that a program gets unasked
 BACKLOGS_PER_ROUND = 20
 BURST = 2000
-PACED_SECONDS = 1
+PACED_SECONDS = 3
 
 
 class Traffic:
