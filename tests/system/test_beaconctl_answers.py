@@ -152,7 +152,7 @@ def test_an_answer_to_a_search_is_shown_as_far_as_it_goes_however_large(
 LISTS = {
     "absent": (None, "No such file or directory"),
     "empty": (b"", "illegal value at byte 0"),
-    "partial": (b'[{"hostName":"studio', "unterminated string at byte 20"),
+    "partial": (b'[{"hostName":"studio', "unterminated string at byte 21"),
     "malformed": (b"<html>Log in</html>", "illegal value at byte 1"),
     "no list": (b'{"hostName":"studio-a"}', "not a browse list: no JSON array"),
     "enormous": (b"[" + b" " * (16 << 20), "larger than any browse list"),
