@@ -102,8 +102,8 @@ int VEXUDPSocket::Open(const std::string &localAddress, std::uint16_t port, Port
 // Receives by a call that takes a descriptor and flags and is negative when
 // nothing came; whether something did within the time.
 //
-// While datagrams flow, each costs one system call, whether it waits already or
-// is waited for, unless it comes in the last quarter of the wait: poll() keeps
+// While datagrams flow, receiving costs one system call, whether they wait already
+// or are waited for, unless they come in the last quarter of the wait: poll() keeps
 // the time better. A quiet socket is waited for by poll() alone, so that an idle
 // program wakes up once.
 template <typename ReceiveCall>
