@@ -81,6 +81,13 @@ def test_no_answer_is_told_in_one_line(peer, answerer, beaconctl, command):
     assert outcome(result) == (3, "", "beaconctl: no answer from 192.0.2.201\n")
 
 
+@pytest.mark.parametrize("command, fault", [("nodes", "cannot ask 203.0.113.1"),
+                                            ("search", "cannot search")])
+def test_a_network_without_a_way_there_is_told_in_one_line(peer, beaconctl, command, fault):
+    result = peer.run(beaconctl, "--host", "203.0.113.1", command, check=False)
+    assert outcome(result) == (3, "", f"beaconctl: {fault}: Network is unreachable\n")
+
+
 def test_the_largest_listing_is_shown_whole_and_an_empty_one_has_status_1(
         peer, answerer, beaconctl):
     count = (LARGEST - 8) // len(ONE)

@@ -1,4 +1,4 @@
-"""docs/operations.md names every line that the daemons write."""
+"""docs/operations.md names every line that the programs write."""
 
 import re
 
@@ -11,7 +11,7 @@ STATEMENT = re.compile(
     r"|std::c(?:out|err)\s*<<([^;]*);"
     r"|\bBoundReport\s+\w+\{([^}]*)\};"
     r"|\bm(?:Responses|Requests)\(([^;{]*?)\)[,\s]"
-    r"|\bm_fault\s*=([^;]*);|\bdropped\.\w+\(([^;]*);")
+    r"|\b(?:m_fault|error)\s*=([^;]*);|\bdropped\.\w+\(([^;]*);")
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 # The registry's listings: for a debugger to call.
 NOT_WRITTEN = {"DisplayHostElements", "DisplayNodeElements"}
@@ -42,7 +42,7 @@ def fixed_texts(source):
 
 
 def written():
-    sources = [file for folder in ("src", "platform", "tools/configd")
+    sources = [file for folder in ("src", "platform", "tools/configd", "tools/beaconctl")
                for file in (TOP / folder).rglob("*") if file.suffix in (".cpp", ".h")]
     return {text for file in sources for text in fixed_texts(file.read_text())}
 
@@ -52,7 +52,7 @@ def test_the_lines_are_found_in_the_sources():
     assert {"PubSub started", "SSDPThread: Exiting...", "Service name collision, renaming service to '",
             "WriteJSONFileCould not open \"", "stream lost:", "devices", "delayed requests",
             "beacon-configd: listening on 127.0.0.1:", "cannot read",
-            ": Too many", ", dropping what comes more"} <= texts
+            ": Too many", ", dropping what comes more", "no answer from"} <= texts
     assert len(texts) > 60
 
 
