@@ -10,7 +10,7 @@ from contextlib import contextmanager
 import pytest
 
 LARGEST = 65507  # bytes that a datagram can carry
-COLOURS = {b"\x1b[32m", b"\x1b[31m", b"\x1b[0m"}
+COLOURS = {b"\x1b[32m", b"\x1b[33m", b"\x1b[31m", b"\x1b[0m"}  # green, yellow, red, none
 NO_LISTING = "beaconctl: 192.0.2.201 answered with something that is no listing\n"
 
 
@@ -20,6 +20,7 @@ def listed(number, name):
 
 
 ONE, TWO = listed(10, "studio-a"), listed(11, "studio-b")
+THREE, RENAMED = listed(12, "studio-c"), listed(12, "gallery")
 
 
 @pytest.fixture(scope="module")
@@ -116,15 +117,15 @@ def test_watch_outlives_every_answer_and_tells_each_fault_once(peer, answerer, b
     pytest.param({"NO_COLOR": ""}, COLOURS, id="empty NO_COLOR"),
     pytest.param({"NO_COLOR": "1"}, set(), id="NO_COLOR"),
 ])
-def test_watch_on_a_terminal_colours_what_came_and_went_unless_told_not_to(
+def test_watch_on_a_terminal_marks_and_colours_what_came_changed_and_went(
         peer, answerer, beaconctl, environment, colours):
     master, terminal = pty.openpty()
     drawn = b""
-    with answering(answerer, 49821, b"NodeList" + ONE, b"NodeList" + TWO):
+    with answering(answerer, 49821, b"NodeList" + ONE + THREE, b"NodeList" + TWO + RENAMED):
         watch = peer.start("watch", [beaconctl, "--host", answerer.address, "watch"], environment,
                            stdin=terminal, stdout=terminal, stderr=terminal)
         os.close(terminal)
-        while not re.search(rb"- studio-a .*\+ studio-b .*\x1b\[J", drawn, re.S):
+        while not re.search(rb"- studio-a .*\+ studio-b .*~ gallery .*\x1b\[J", drawn, re.S):
             assert drawn.count(b"Ctrl-C ends.") < 20, drawn
             drawn += os.read(master, 65536)
         assert watch.stop(signal.SIGINT) == 0
@@ -154,6 +155,25 @@ def test_an_answer_to_a_search_is_shown_as_far_as_it_goes_however_large(
                           check=False)
     assert outcome(result) == (
         0, f"192.0.2.201  {usn}\n    ST        \n    LOCATION  \n    SERVER    \\x1b[2J\n", "")
+
+
+def test_a_search_from_a_port_of_its_own_prints_each_answer_as_it_comes(
+        peer, answerer, beaconctl):
+    with answerer.udp_socket(1900) as sock:
+        search = peer.start("search", [beaconctl, "--host", answerer.address, "--timeout", "60",
+                                       "search", "upnp:rootdevice"])
+        asked, asker = sock.recvfrom(65536)
+        assert asked == (b"M-SEARCH * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\n"
+                         b"MAN: \"ssdp:discover\"\r\nMX: 3\r\nST: upnp:rootdevice\r\n\r\n")
+        assert asker[1] != 1900
+        shown = ""
+        for usn in ("uuid:1", "uuid:2"):
+            sock.sendto(f"HTTP/1.1 200 OK\r\nUSN: {usn}\r\n\r\n".encode(), asker)
+            shown += f"192.0.2.201  {usn}\n    ST        \n    LOCATION  \n    SERVER    \n"
+            search.wait_output(shown)
+        assert search.status is None
+        search.stop()
+    assert search.stdout == shown
 
 
 LISTS = {
