@@ -1,9 +1,12 @@
-"""What the documents say of the sources and of the tests."""
+"""What the documents say of the sources, of the tests, and of what devices say."""
 
 import re
 from pathlib import Path
+from types import SimpleNamespace
 
 import pytest
+
+import expected
 
 TOP = Path(__file__).resolve().parents[2]
 
@@ -78,3 +81,48 @@ def test_every_bound_is_shown_by_a_test_that_exists(what, _, shown_by):
     assert names, f"no test named for {what}"
     for name in names:
         assert name in unit_tests() or (TOP / "tests/system" / name).is_file(), name
+
+
+def example_device(name, address, product):
+    return SimpleNamespace(name=name, address=address, product=expected.PRODUCTS[product])
+
+
+STUDIO_A = example_device("studio-a", "192.0.2.10", "corvia12")
+STUDIO_B = example_device("studio-b", "192.0.2.11", "lumenplus")
+
+
+def get_request(device):
+    return (f"GET {expected.location(device)} HTTP/1.1\r\n"
+            f"HOST:{device.address}:1900\r\n\r\n").encode()
+
+
+def protocol_examples():
+    """The blocks of docs/protocol.md."""
+    text = (TOP / "docs/protocol.md").read_text(encoding="utf-8")
+    return re.findall(r"^```\w*\n(.*?)^```$", text, re.M | re.S)
+
+
+def test_the_protocols_messages_are_what_devices_send():
+    messages = [block.replace("\n", "\r\n").encode() for block in protocol_examples()[:5]]
+    assert messages == [expected.alive(STUDIO_A, 124), expected.goodbye(STUDIO_A), expected.SEARCH,
+                        expected.search_response(STUDIO_A, 124), get_request(STUDIO_A)]
+
+
+def test_the_protocols_documents_are_what_devices_write():
+    answer, document, entry, browse_list = protocol_examples()[5:9]
+    head, _, _ = answer.partition("<?xml")
+    served = expected.served(expected.document(STUDIO_A))
+    assert head.replace("\n", "\r\n").encode() == served[:served.index(b"<?xml")]
+    assert document == expected.document(STUDIO_A)
+    assert entry.encode() == expected.listing("", STUDIO_A)
+    assert browse_list == expected.browse_json(STUDIO_A) + "\n"
+
+
+def test_the_worked_captures_sizes_are_those_of_the_messages():
+    a, b = STUDIO_A, STUDIO_B
+    messages = [(b, expected.SEARCH), (a, expected.search_response(a, 124)),
+                (b, expected.alive(b, 124)), (a, get_request(b)), (b, get_request(a)),
+                (b, expected.served(expected.document(b))),
+                (a, expected.served(expected.document(a))), (a, expected.alive(a, 124))]
+    shown = re.findall(r"^ *[\d.]+  (\S+) -> \S+ +(\d+)  ", protocol_examples()[-1], re.M)
+    assert shown == [(sender.address, str(len(data))) for sender, data in messages]
