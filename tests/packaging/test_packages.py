@@ -77,7 +77,8 @@ def contents(path):
 
 
 def test_lintian_finds_no_error_and_warns_of_nothing(packages):
-    result = subprocess.run(["lintian", "--fail-on", "error,warning", *packages.glob("*.deb")], stdout=subprocess.PIPE, text=True)
+    result = subprocess.run(["lintian", "--fail-on", "error,warning", *packages.glob("*.deb")],
+                            stdout=subprocess.PIPE, text=True)
     assert (result.stdout, result.returncode) == ("", 0)
 
 
