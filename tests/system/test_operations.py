@@ -5,7 +5,7 @@ import re
 from conftest import TOP
 
 CALLS = ("WriteFault", "WriteProgress", "fprintf", "fputs", "puts", "ReportException", "tell",
-         "lose", "Require", "Because", "system_error")
+         "lose", "Require", "Because", "system_error", "WrongUsage")
 STATEMENT = re.compile(
     rf"\b(?P<call>{'|'.join(CALLS)})\s*\((?P<arguments>[^;]*);"
     r"|std::c(?:out|err)\s*<<([^;]*);"
