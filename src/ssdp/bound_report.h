@@ -4,9 +4,10 @@
 
 #include <string_view>
 
-// BoundReport tells once that a bound was met, and again only after it was
-// left, so that a flood cannot fill a log. Guarded by whatever guards the
-// bounded container.
+// BoundReport tells once that a bound was met, and again only after the container
+// was mostly empty, so that no flood can fill a log: neither one that goes on, nor
+// one that makes room for a device and takes it again. Guarded by whatever guards
+// the bounded container.
 class BoundReport
 {
 public:
@@ -17,13 +18,17 @@ public:
     {
     }
 
-    // Says whether one more may enter, given whether there is room.
-    [[nodiscard]] bool Admit(bool room)
+    // Says whether one more may enter, given whether there is room, and whether
+    // less than half of the bound is taken.
+    [[nodiscard]] bool Admit(bool room, bool mostlyEmpty)
     {
+        if (mostlyEmpty) {
+            mReported = false;
+        }
         if (!room && !mReported) {
             ssdp::WriteFault({mOperation, ": Too many ", mWhat, ", dropping what comes more"});
+            mReported = true;
         }
-        mReported = !room;
         return room;
     }
 

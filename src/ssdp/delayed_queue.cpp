@@ -4,7 +4,9 @@
 
 void DelayedQueue::Add(GETMessageType datagram)
 {
-    if (mReport.Admit(mDatagrams.size() < mMaxCount && mBytes < mMaxBytes)) {
+    const bool room = mDatagrams.size() < mMaxCount && mBytes < mMaxBytes;
+    const bool mostlyEmpty = mDatagrams.size() < mMaxCount / 2 && mBytes < mMaxBytes / 2;
+    if (mReport.Admit(room, mostlyEmpty)) {
         mBytes += datagram.message.size();
         mDatagrams.push_back(std::move(datagram));
     }

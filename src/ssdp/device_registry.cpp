@@ -180,9 +180,13 @@ bool DeviceRegistry::AdmitDescription(const SSDPDeviceType *former, const SSDPDe
     const bool known = former != nullptr;
     const std::size_t freed = known ? SizeOfTexts(*former) : 0;
     const std::size_t size = SizeOfTexts(device);
-    const bool room = (mHeardBytes < ssdp::kMaxHeardBytes && (known || RoomForHeard())) ||
-                      (known && size <= freed);
-    if ((!known || !room) && !mHeardBound.Admit(room)) {
+    const std::size_t nodes = HeardNodes();
+    const bool room =
+        (mHeardBytes < ssdp::kMaxHeardBytes && (known || nodes < ssdp::kMaxHeardNodes)) ||
+        (known && size <= freed);
+    const bool mostlyEmpty =
+        mHeardBytes < ssdp::kMaxHeardBytes / 2 && nodes < ssdp::kMaxHeardNodes / 2;
+    if (!mHeardBound.Admit(room, mostlyEmpty)) {
         return false;
     }
     mHeardBytes = mHeardBytes - freed + size;
@@ -199,14 +203,14 @@ bool DeviceRegistry::SpeaksForOwn(std::string_view usn) const
            });
 }
 
-// Whether one more device may be entered from the network; announced services
-// do not count.
-bool DeviceRegistry::RoomForHeard() const
+// How many devices have been entered from the network; announced services do not
+// count.
+std::size_t DeviceRegistry::HeardNodes() const
 {
     const auto announced =
         std::count_if(mHostList.begin(), mHostList.end(),
                       [this](const auto &host) { return mNodeList.contains(host.first); });
-    return NodeList().size() - static_cast<std::size_t>(announced) < ssdp::kMaxHeardNodes;
+    return NodeList().size() - static_cast<std::size_t>(announced);
 }
 
 void DeviceRegistry::SayGoodbyes(bool announce)

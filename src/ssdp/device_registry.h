@@ -109,7 +109,7 @@ private:
     void HearSpeaker(const ssdp::NTSHeader &header);
     void HearProxied(const ssdp::NTSHeader &header, std::int32_t maxAge);
     void HandBack(Iterator host, std::int32_t maxAge);
-    [[nodiscard]] bool RoomForHeard() const;
+    [[nodiscard]] std::size_t HeardNodes() const;
     [[nodiscard]] static std::size_t SizeOfTexts(const SSDPDeviceType &device);
     [[nodiscard]] bool AdmitDescription(const SSDPDeviceType *former, const SSDPDeviceType &device);
     [[nodiscard]] bool SpeaksForOwn(std::string_view usn) const;

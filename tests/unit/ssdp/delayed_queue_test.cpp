@@ -114,7 +114,20 @@ TEST_F(DelayedQueueTest, DropsWhatIsOverTheBoundAndSaysSoOnce)
     EXPECT_THAT(Tick(0), ElementsAre("a:1900", "b:1900", "c:1900"));
 }
 
-TEST_F(DelayedQueueTest, SaysSoAgainOnlyAfterTheBoundWasLeft)
+// Otherwise a flood that goes on would write a line in each tick.
+TEST_F(DelayedQueueTest, DoesNotSaySoAgainWhenSomeOfItHasLeft)
+{
+    Add("a", 5);
+    Add("b", 6);
+    Add("c", 6);
+    EXPECT_EQ(Complaint("d"), kFull);
+    EXPECT_THAT(Tick(5), ElementsAre("a:1900"));
+    EXPECT_EQ(Complaint("e"), "");
+    EXPECT_EQ(Complaint("f"), "");
+    EXPECT_THAT(Tick(1), ElementsAre("b:1900", "c:1900", "e:1900"));
+}
+
+TEST_F(DelayedQueueTest, SaysSoAgainAfterItWasMostlyEmpty)
 {
     for (const char *message : {"a", "b", "c"}) {
         Add(message, 5);
