@@ -126,12 +126,10 @@ bool DeviceRegistry::RenewKnown(const SSDPDeviceType &service, SSDPDeviceType &n
     return node.timerCountdown <= 0;
 }
 
+// Announces a service of the device's own, or one that it speaks for from now on.
 void DeviceRegistry::Publish(SSDPDeviceType &service)
 {
     const bool proxied = CanBeProxied(service.usn);
-    if (!IsOwnAddress(service.ipAddress) && !proxied) {
-        return;
-    }
     bool written = false;
     for (const auto &own : mInterfaces) {
         if (mActions.GenerateDeviceDescriptionFile(own.first, service)) {
