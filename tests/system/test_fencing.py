@@ -2,6 +2,7 @@
 
 import re
 import socket
+import subprocess
 import time
 from pathlib import Path
 
@@ -20,6 +21,9 @@ LIMIT = 90
 # What the rules let pass on the SSDP port, and what is tried.
 RATE, BURST = 2000, 4000
 FLOOD = 40_000
+
+# The ends of a second wire between the device and the peer.
+BEHIND, BEYOND = "192.0.2.201", "192.0.2.202"
 
 
 def documented_rules():
@@ -64,6 +68,33 @@ def test_the_diagnostic_port_is_open_to_the_device_itself_alone(devices, peer):
         assert asking.recv(65536) == expected.listing("HostList", fenced)
 
 
+@pytest.fixture(scope="module")
+def second_wire(devices, peer):
+    """A wire of their own between the peer and the device behind the rules."""
+    # Only into the peer's network: `netns` takes a process id as seen here.
+    subprocess.run(["nsenter", "--target", str(peer.pid), "--net", "ip", "link", "add", "net1",
+                    "netns", str(devices[0].pid), "type", "veth", "peer", "name", "net1"],
+                   check=True)
+    for node, own, other in ((devices[0], BEHIND, BEYOND), (peer, BEYOND, BEHIND)):
+        node.run("ip", "addr", "add", own, "peer", other, "dev", "net1")
+        node.run("ip", "link", "set", "net1", "up")
+
+
+def test_the_ssdp_port_is_closed_on_other_interfaces(second_wire, devices, peer):
+    with devices[0].network():
+        hearing = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+    with hearing, peer.udp_socket() as sock:
+        hearing.settimeout(10)
+        hearing.bind((BEHIND, 1901))
+        sock.sendto(b"other ports are open", (BEHIND, 1901))
+        assert hearing.recv(100) == b"other ports are open"
+    with pytest.raises(TimeoutError):
+        peer.ask(expected.SEARCH, BEHIND, timeout=2)
+    # Whoever asks on the device's own network is heard meanwhile.
+    answer = answer_to(expected.SEARCH, peer, devices[0], 1900)
+    assert answer == expected.search_response(devices[0], expected.max_age(answer))
+
+
 def received(device):
     """How many datagrams were handed to the device's programs."""
     names, values = re.findall(r"^Udp: (.*)$", device.run("cat", "/proc/net/snmp").stdout, re.M)
@@ -80,8 +111,10 @@ def test_a_flood_is_cut_to_the_rate(devices, peer):
     assert BURST / 2 < passed < BURST + RATE * (seconds + 1)
 
 
-def test_without_the_fence_the_diagnostic_port_is_open_to_everybody(devices, peer):
-    """So that the test before shows the fence and not something else."""
+def test_without_the_fence_both_ports_are_open_to_everybody(second_wire, devices, peer):
+    """So that the tests before show the fence and not something else."""
     fenced = devices[0]
     fenced.run("nft", "delete", "table", "inet", "beacond")
     assert peer.ask(b"gh", fenced.address, 49821) == expected.listing("HostList", fenced)
+    answer = peer.ask(expected.SEARCH, BEHIND)
+    assert answer == expected.search_response(fenced, expected.max_age(answer))
