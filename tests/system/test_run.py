@@ -96,13 +96,19 @@ def test_it_draws_a_table_until_interrupted(programs):
             seen += os.read(master, 65536)
         start = re.search(rb"\033\[2J\033\[H3 devices on a virtual network\. Ctrl-C ends it\."
                           rb"\033\[K\r\nThe discovery page of studio-a: "
-                          rb"http://127\.0\.0\.1:(\d+)/discovery/\033\[K\r\n\033\[K\r\n"
+                          rb"http://127\.0\.0\.1:(\d+)/discovery/\033\[K\r\n"
+                          rb"What it sees, in another terminal: (nsenter --target \d+ --net "
+                          rb"\S+/beaconctl watch)\033\[K\r\n\033\[K\r\n"
                           rb"studio-a \(192\.0\.2\.10\) sees\033\[K\r\n  host name  address", seen)
         assert start, seen
         port = int(start[1])
         assert fetch(port, "/discovery/") == (200, (TOP / "web/discovery/index.html").read_bytes())
         status, listed = fetch(port, "/discovery/browse.json")
         assert (status, type(json.loads(listed))) == (200, list)
+        watch = subprocess.Popen(start[2].split(), stdout=subprocess.PIPE, text=True)
+        assert re.search(r"\bstudio-[abc]\b", watch.stdout.readline())
+        watch.terminate()
+        watch.communicate(timeout=20)
         os.write(master, b"\x03")
         assert program.wait(20) == 0
     os.close(master)

@@ -60,6 +60,11 @@ bool ReadHost(const QString &text, Arguments &arguments, std::string &error)
 bool ReadOptions(const QCommandLineParser &parser, Arguments &arguments, std::string &error)
 {
     arguments.json = parser.isSet(QStringLiteral("json"));
+    if (arguments.command == Arguments::Command::Browse &&
+        (parser.isSet(QStringLiteral("host")) || parser.isSet(QStringLiteral("timeout")))) {
+        error = "browse reads a file, without --host and --timeout";
+        return false;
+    }
     if (arguments.command == Arguments::Command::Search) {
         arguments.timeout = kSearchTimeout;
     }

@@ -46,24 +46,26 @@ def check(devices, views, page):
         time.sleep(0.5)
 
 
-def heading(page):
+def heading(page, programs):
     return [f"{len(DEVICES)} devices on a virtual network. Ctrl-C ends it.",
-            f"The discovery page of {page.device.name}: {page.url}"]
+            f"The discovery page of {page.device.name}: {page.url}",
+            f"What it sees, in another terminal: nsenter --target {page.device.pid} --net "
+            f"{programs}/beaconctl watch"]
 
 
-def show_on_terminal(devices, views, page):
+def show_on_terminal(devices, views, title):
     """Redraws the tables in place until interrupted."""
     print("\033[2J", end="")
     for news in story(devices, views):
         fail_if_ended(devices)
-        lines = [*heading(page), "", *table(views), news]
+        lines = [*title, "", *table(views), news]
         print("\033[H" + "".join(f"{line}\033[K\n" for line in lines) + "\033[J", end="", flush=True)
         time.sleep(0.5)
 
 
-def show_as_lines(devices, views, page):
+def show_as_lines(devices, views, title):
     """Prints a line for each change until interrupted."""
-    print(*heading(page), sep="\n", flush=True)
+    print(*title, sep="\n", flush=True)
     start = time.monotonic()
     before, said = {}, None
     for news in story(devices, views):
@@ -82,7 +84,7 @@ def show_as_lines(devices, views, page):
 
 def main():
     parser = argparse.ArgumentParser(prog="lab", description=__doc__)
-    parser.add_argument("programs", help="the folder that holds beacond and beacon-configd")
+    parser.add_argument("programs", help="the folder that holds the programs")
     parser.add_argument("--check", action="store_true",
                         help="end as soon as all devices have found each other")
     options = parser.parse_args()
@@ -96,8 +98,9 @@ def main():
         with DiscoveryPage(devices[0]) as page:
             if options.check:
                 return check(devices, views, page)
+            show = show_on_terminal if sys.stdout.isatty() else show_as_lines
             try:
-                (show_on_terminal if sys.stdout.isatty() else show_as_lines)(devices, views, page)
+                show(devices, views, heading(page, options.programs))
             except KeyboardInterrupt:
                 return 0
 

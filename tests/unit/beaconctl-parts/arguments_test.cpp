@@ -58,6 +58,9 @@ TEST(ReadArguments, TakesOptionsBeforeAndBehindTheCommand)
 TEST(ReadArguments, SaysInOneLineWhatMakesNoSense)
 {
     EXPECT_EQ(ErrorOf({}), "a command is missing");
+    for (const char *line : {"browse --host 192.0.2.10", "--timeout 1 browse x.json"}) {
+        EXPECT_EQ(ErrorOf(Words(line)), "browse reads a file, without --host and --timeout");
+    }
     EXPECT_EQ(ErrorOf(Words("frob")), "no such command: \"frob\"");
     EXPECT_EQ(ErrorOf(Words("nodes x")), "too many words: \"x\"");
     EXPECT_EQ(ErrorOf(Words("browse a b")), "too many words: \"b\"");

@@ -81,7 +81,7 @@ test('A list of the greatest size is read', async () => {
 test('A larger list is not read', async () => {
     server.list = '['.padEnd(kMostBytes) + ']';
     assert.deepEqual(await request(),
-        { fault: 'The device list is larger than 8 MB.', isAway: false });
+        { fault: 'The device list is larger than 16 MB.', isAway: false });
 });
 
 test('A list without end is not read', async () => {
@@ -94,7 +94,7 @@ test('A list without end is not read', async () => {
         };
         send();
     });
-    assert.deepEqual(answer, { fault: 'The device list is larger than 8 MB.', isAway: false });
+    assert.deepEqual(answer, { fault: 'The device list is larger than 16 MB.', isAway: false });
 });
 
 test('A connection that breaks in the middle is no shorter list', async () => {
