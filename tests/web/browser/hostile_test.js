@@ -120,7 +120,7 @@ test('What is no list is told in one line, and the last list stays', async () =>
         ['[{"hostName":}]', /^The device list is not valid JSON\./],
         ['<html>Log in</html>', /^The server sent a web page in place of the device list\./],
         [null, /^There is no device list yet: browse.json is missing\./],
-        [`[${' '.repeat(8 * 2 ** 20)}]`, /^The device list is larger than 16 MB\./],
+        [`[${' '.repeat(16 * 2 ** 20)}]`, /^The device list is larger than 16 MB\./],
     ];
     for (const [list, notice] of unusable) {
         server.list = list;
