@@ -1,6 +1,7 @@
 #include "ssdp/registry_listing.h"
 
 #include "ssdp/concat.h"
+#include "ssdp/ssdp_protocol.h"
 
 namespace ssdp {
 
@@ -16,6 +17,23 @@ void AssembleList(const SSDPDeviceMap &list, std::string &out, std::size_t maxSi
             return;
         }
     }
+}
+
+bool AnswerCommand(std::string_view command, const SSDPDeviceMap &hosts, const SSDPDeviceMap &nodes,
+                   std::string &reply)
+{
+    if (command == "gh") {
+        reply = "HostList";
+        AssembleList(hosts, reply, kMaxDatagram);
+        return true;
+    }
+    if (command == "gn") {
+        reply = "NodeList";
+        AssembleList(nodes, reply, kMaxDatagram);
+        return true;
+    }
+    reply = Concat({"No such command as \"", command, "\""});
+    return false;
 }
 
 std::string DisplayText(const SSDPDeviceMap &list, const char *operation)

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 // Text listings of a registry, for people. Pure functions.
 namespace ssdp {
@@ -12,6 +13,11 @@ namespace ssdp {
 // order; nothing for an empty map. Ends after the last whole entry with which
 // out keeps within maxSize bytes.
 void AssembleList(const SSDPDeviceMap &list, std::string &out, std::size_t maxSize);
+
+// Answers a diagnostic command, "gh" or "gn", with a listing of one datagram at
+// most. False for any other command, with an answer that says so.
+[[nodiscard]] bool AnswerCommand(std::string_view command, const SSDPDeviceMap &hosts,
+                                 const SSDPDeviceMap &nodes, std::string &reply);
 
 // The listing that is printed for debugging, headed by the printing operation's
 // name and the number of entries.

@@ -1,4 +1,3 @@
-#include "ssdp/concat.h"
 #include "ssdp/output_line.h"
 #include "ssdp/registry_listing.h"
 #include "ssdp/vex_ssdp.h"
@@ -29,14 +28,7 @@ void VEX_SSDP::SSDPDiagnosticThread()
 void VEX_SSDP::ParseSSDPDiagnosticMessages(std::string_view command, std::string &reply)
 {
     const VEXLockGuard hold(mLock);
-    if (command == "gh") {
-        reply = "HostList";
-        ssdp::AssembleList(mRegistry.HostList(), reply, ssdp::kMaxDatagram);
-    } else if (command == "gn") {
-        reply = "NodeList";
-        ssdp::AssembleList(mRegistry.NodeList(), reply, ssdp::kMaxDatagram);
-    } else {
+    if (!ssdp::AnswerCommand(command, mRegistry.HostList(), mRegistry.NodeList(), reply)) {
         ssdp::WriteFault({"ParseSSDPDiagnosticMessages", ": No such command as ", command});
-        reply = ssdp::Concat({"No such command as \"", command, "\""});
     }
 }

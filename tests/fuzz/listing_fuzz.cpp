@@ -1,9 +1,26 @@
-// Diagnostic listings: a cut listing is a whole beginning of the uncut one, and
-// beaconctl reads what the daemon writes.
+// Diagnostic commands and listings: a cut listing is a whole beginning of the
+// uncut one, and beaconctl reads what the daemon writes.
 
 #include "beaconctl/diagnostic_listing.h"
 #include "check.h"
 #include "ssdp/registry_listing.h"
+
+namespace {
+
+void CheckCommand(std::string_view command, const SSDPDeviceMap &devices)
+{
+    std::string reply;
+    if (ssdp::AnswerCommand(command, {}, devices, reply)) {
+        FUZZ_CHECK(command == "gh" || command == "gn");
+        FUZZ_CHECK(command == "gn" || reply == "HostList");
+        FUZZ_CHECK(ReadListing(reply, command == "gh" ? "HostList" : "NodeList").has_value());
+    } else {
+        FUZZ_CHECK(reply.size() == 21 + command.size());
+        FUZZ_CHECK(reply.compare(20, command.size(), command) == 0);
+    }
+}
+
+} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
@@ -27,6 +44,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         const auto device = devices.find(entry.key);
         FUZZ_CHECK(device != devices.end() && device->second.hostName == entry.hostName);
     }
+    CheckCommand(input.substr(0, 2), devices);
+    CheckCommand("gn", devices);
     const std::size_t limit = 8 + size;
     std::string cut = "NodeList";
     ssdp::AssembleList(devices, cut, limit);

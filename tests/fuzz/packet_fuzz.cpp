@@ -1,9 +1,11 @@
-// A datagram on the SSDP port: its headers lie within it, its numbers within
-// their bounds, and no datagram withdraws the device's own service.
+// Datagrams on the SSDP port, each on the road of its method: headers lie within
+// it, numbers within their bounds, and none withdraws the device's own service.
 
 #include "check.h"
 #include "quiet_actions.h"
 #include "ssdp/description_document.h"
+#include "ssdp/get_exchange.h"
+#include "ssdp/search_target.h"
 
 namespace {
 
@@ -17,21 +19,60 @@ SSDPDeviceType OwnService()
     return own;
 }
 
-void Dispatch(DeviceRegistry &registry, std::string_view datagram)
+void HearNotify(DeviceRegistry &registry, std::string_view datagram)
 {
     const ssdp::SSDPHeaders headers = ssdp::ScanHeaders(datagram);
     FUZZ_CHECK(IsWithin(headers.notify.nt, datagram));
     FUZZ_CHECK(IsWithin(headers.notify.usn, datagram));
     FUZZ_CHECK(IsWithin(headers.notify.location, datagram));
-    FUZZ_CHECK(IsWithin(headers.searchTarget, datagram));
     FUZZ_CHECK(headers.maxAge <= ssdp::kLargestMaxAge);
     if (headers.kind == ssdp::NTSKind::Alive) {
         registry.UpdateDevice(headers.notify, headers.maxAge);
     } else if (headers.kind == ssdp::NTSKind::Byebye) {
         registry.RemoveDevice(headers.notify);
     }
+}
+
+void AnswerSearch(const DeviceRegistry &registry, std::string_view datagram)
+{
+    const std::string_view header = ssdp::ScanHeaders(datagram).searchTarget;
+    FUZZ_CHECK(IsWithin(header, datagram));
+    std::string target(header);
+    ssdp::MatchSearchTarget(registry.HostList(), target, [&](const SSDPDeviceType &service) {
+        FUZZ_CHECK(header == "ssdp:all" || target == service.usn ||
+                   target == service.notificationType);
+    });
+}
+
+void ReadResponse(DeviceRegistry &registry, std::string_view datagram)
+{
     if (auto device = ssdp::ReadDescription(datagram)) {
         registry.EnterDescription(*device);
+    }
+    std::string_view usn;
+    if (ssdp::ReadSearchResponseUSN(datagram, usn) == ssdp::SearchResponse::Read) {
+        FUZZ_CHECK(IsWithin(usn, datagram));
+        FUZZ_CHECK(registry.Knows(usn) == (registry.NodeList().count(usn) == 1));
+    }
+}
+
+void Dispatch(DeviceRegistry &registry, std::string_view datagram)
+{
+    switch (ssdp::ClassifyMethod(datagram)) {
+    case ssdp::Method::Notify:
+        HearNotify(registry, datagram);
+        break;
+    case ssdp::Method::MSearch:
+        AnswerSearch(registry, datagram);
+        break;
+    case ssdp::Method::Http:
+        ReadResponse(registry, datagram);
+        break;
+    case ssdp::Method::Get:
+        FUZZ_CHECK(IsWithin(ssdp::RequestedName(datagram), datagram));
+        break;
+    case ssdp::Method::Unknown:
+        break;
     }
 }
 
@@ -49,7 +90,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     // Several datagrams, set apart by NULs.
     for (std::size_t start = 0; start < input.size();) {
         const std::string_view datagram = input.substr(start, input.find('\0', start) - start);
-        static_cast<void>(ssdp::ClassifyMethod(datagram));
         Dispatch(registry, datagram);
         start += datagram.size() + 1;
     }

@@ -34,6 +34,21 @@ std::string Assembled(const SSDPDeviceMap &list, std::size_t maxSize, std::strin
 
 } // namespace
 
+TEST(AnswerCommand, ListsWhatIsAskedForAndNamesWhatItDoesNotKnow)
+{
+    SSDPDeviceMap one = Two();
+    one.erase(one.begin());
+    std::string reply = "former";
+    EXPECT_TRUE(ssdp::AnswerCommand("gh", one, Two(), reply));
+    EXPECT_EQ(reply, "HostList" + kSecond);
+    EXPECT_TRUE(ssdp::AnswerCommand("gn", one, Two(), reply));
+    EXPECT_EQ(reply, "NodeList" + kFirst + kSecond);
+    EXPECT_FALSE(ssdp::AnswerCommand("GN", one, Two(), reply));
+    EXPECT_EQ(reply, "No such command as \"GN\"");
+    EXPECT_FALSE(ssdp::AnswerCommand(std::string_view("\0\"", 2), one, Two(), reply));
+    EXPECT_EQ(reply, std::string("No such command as \"\0\"\"", 23));
+}
+
 TEST(AssembleList, AppendsEachEntryInKeyOrder)
 {
     EXPECT_EQ(Assembled(Two(), 65507), "NodeList" + kFirst + kSecond);
