@@ -9,13 +9,15 @@ SECONDS = 30
 POLL_INTERVAL = 4.250   # the shortest, seconds
 BROWSER_STEP = 0.5
 HEARTBEAT = 10          # of the configuration service's event stream
-WRITING_PAUSE = 6       # longer than two writings of the browse list are apart
+WRITING_PAUSE = 12      # in which a change has been heard of, listed and written
 
 
 def settle(subject):
-    """Waits until the browse list has not been written for a while."""
+    """Waits until the browse list has not been written for a while from now on."""
     path = subject.node.path("/var/www/discovery/browse.json")
-    wait_until(lambda: time.time() - path.stat().st_mtime > WRITING_PAUSE, 60, "a quiet list")
+    now = time.time()
+    wait_until(lambda: time.time() - max(now, path.stat().st_mtime) > WRITING_PAUSE, 90,
+               "a quiet list")
 
 
 def datagrams_heard(subject):
