@@ -127,15 +127,15 @@ TEST_F(WatchStreamTest, CommentsKeepAQuietStreamOpen)
     mServer.Start({[](Connection &connection) {
         connection.ReadRequest();
         connection.Send(kBoth);
-        for (int i = 0; i < 12; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        for (int i = 0; i < 5; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(500));
             connection.Send(test::Chunk(":\n"));
         }
         connection.Send(Event("24", R"({"hostName":"still"})"));
         connection.WaitForEnd();
     }});
     WatchPolicy policy = Quick();
-    policy.silenceMs = 500;
+    policy.silenceMs = 2000;
     EXPECT_EQ(Lines([this, &policy] {
                   Make(policy).start();
                   RunUntilValues(3);
