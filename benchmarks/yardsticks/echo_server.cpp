@@ -1,5 +1,6 @@
-// Answers every datagram on the SSDP port at once with a text as long as a
-// search response: the floor of what answering can cost.
+// Answers every M-SEARCH at once with a text as long as a search response: the
+// floor of what answering can cost. Nothing else, since announcements answered
+// with junk would disturb whoever is measured at rest.
 
 #include "multicast_socket.h"
 
@@ -14,8 +15,9 @@ int main()
     while (true) {
         sockaddr_in sender{};
         socklen_t length = sizeof sender;
-        if (recvfrom(descriptor, buffer.data(), 1500, 0, reinterpret_cast<sockaddr *>(&sender),
-                     &length) > 0) {
+        const ssize_t received = recvfrom(descriptor, buffer.data(), 1500, 0,
+                                          reinterpret_cast<sockaddr *>(&sender), &length);
+        if (received > 0 && buffer.front() == 'M') {
             sendto(descriptor, answer.data(), answer.size(), 0,
                    reinterpret_cast<const sockaddr *>(&sender), length);
         }
