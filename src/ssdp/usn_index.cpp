@@ -1,6 +1,5 @@
 #include "ssdp/usn_index.h"
 
-#include <cstring>
 #include <random>
 #include <utility>
 
@@ -8,36 +7,20 @@ namespace {
 
 constexpr std::size_t kFirstSlots = 64;
 
-std::uint64_t DrawSeed()
+ssdp::HashKey DrawKey()
 {
     std::random_device device;
-    return static_cast<std::uint64_t>(device()) << 32U | device();
-}
-
-std::uint64_t Mix(std::uint64_t state, std::uint64_t word)
-{
-    constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15U; // 2^64 divided by the golden ratio
-    state = (state ^ word) * kOdd;
-    return state ^ state >> 29U;
+    const auto draw = [&device] { return static_cast<std::uint64_t>(device()) << 32U | device(); };
+    return {draw(), draw()};
 }
 
 } // namespace
 
-UsnIndex::UsnIndex() : mSeed(DrawSeed()), mSlots(kFirstSlots) {}
+UsnIndex::UsnIndex() : mKey(DrawKey()), mSlots(kFirstSlots) {}
 
 std::uint64_t UsnIndex::Hash(std::string_view usn) const
 {
-    std::uint64_t state = mSeed ^ usn.size();
-    std::uint64_t word = 0;
-    for (; usn.size() >= sizeof word; usn.remove_prefix(sizeof word)) {
-        std::memcpy(&word, usn.data(), sizeof word);
-        state = Mix(state, word);
-    }
-    word = 0;
-    if (!usn.empty()) { // the data of an empty view may be null
-        std::memcpy(&word, usn.data(), usn.size());
-    }
-    const std::uint64_t hash = Mix(Mix(state, word), mSeed);
+    const std::uint64_t hash = ssdp::KeyedHash(mKey, usn);
     return hash == kEmpty ? 1 : hash;
 }
 

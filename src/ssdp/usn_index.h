@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ssdp/keyed_hash.h"
 #include "ssdp/ssdp_device_type.h"
 
 #include <cstddef>
@@ -9,9 +10,8 @@
 
 // UsnIndex finds records of an SSDPDeviceMap by their USN: a hash table with
 // open addressing and linear probing, since a table of linked nodes costs two
-// more cache misses for each device that is heard. The hash is seeded with what
-// nobody outside can foretell, so that no choice of names makes it slow. Not
-// thread-safe.
+// more cache misses for each device that is heard. The hash has a key that nobody
+// outside knows, so that no choice of names makes it slow. Not thread-safe.
 class UsnIndex
 {
 public:
@@ -47,7 +47,7 @@ private:
     [[nodiscard]] std::size_t FreeSlot(std::uint64_t hash) const;
     void Grow();
 
-    std::uint64_t mSeed;
+    ssdp::HashKey mKey;
     std::size_t mCount = 0;
     std::vector<Slot> mSlots; // a power of two of them, at most three quarters in use
 };
