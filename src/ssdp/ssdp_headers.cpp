@@ -12,11 +12,6 @@ bool IsLetter(char c)
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
-bool IsLineEnd(char c)
-{
-    return c == '\r' || c == '\n';
-}
-
 // White space within a line.
 bool IsBlank(char c)
 {
@@ -119,17 +114,12 @@ void ReadLine(std::string_view line, SSDPHeaders &headers)
     }
 }
 
-// Takes the next line off the text. A line ends at CR or LF; searching for one
-// and then for the other before it is quicker than asking every byte for both.
-std::string_view TakeLine(std::string_view &text)
+// Takes what is before the next such character off the text, and the character.
+std::string_view TakeUpTo(char end, std::string_view &text)
 {
-    const std::string_view upToLF = text.substr(0, text.find('\n'));
-    const std::string_view line = upToLF.substr(0, upToLF.find('\r'));
-    text.remove_prefix(line.size());
-    while (!text.empty() && IsLineEnd(text.front())) {
-        text.remove_prefix(1);
-    }
-    return line;
+    const std::string_view piece = text.substr(0, text.find(end));
+    text.remove_prefix(std::min(piece.size() + 1, text.size()));
+    return piece;
 }
 
 } // namespace
@@ -152,11 +142,16 @@ Method ClassifyMethod(std::string_view datagram)
     return method == "GET" ? Method::Get : Method::Unknown;
 }
 
+// A line ends at CR or LF. Searching for one and within that for the other is
+// quicker than asking every byte for both.
 SSDPHeaders ScanHeaders(std::string_view datagram)
 {
     SSDPHeaders headers;
     while (!datagram.empty()) {
-        ReadLine(TakeLine(datagram), headers);
+        std::string_view upToLF = TakeUpTo('\n', datagram);
+        while (!upToLF.empty()) {
+            ReadLine(TakeUpTo('\r', upToLF), headers);
+        }
     }
     return headers;
 }
