@@ -1,5 +1,6 @@
 #include "ssdp/delayed_queue.h"
 
+#include <iterator>
 #include <utility>
 
 void DelayedQueue::Add(GETMessageType datagram)
@@ -12,18 +13,20 @@ void DelayedQueue::Add(GETMessageType datagram)
     }
 }
 
-void DelayedQueue::Tick(std::uint32_t elapsed, const Sender &send)
+std::list<GETMessageType> DelayedQueue::TakeDue(std::uint32_t elapsed)
 {
+    std::list<GETMessageType> due;
     for (auto datagram = mDatagrams.begin(); datagram != mDatagrams.end();) {
+        const auto next = std::next(datagram);
         if (datagram->delay > elapsed) {
             datagram->delay -= elapsed;
-            ++datagram;
-            continue;
+        } else {
+            mBytes -= datagram->message.size();
+            due.splice(due.end(), mDatagrams, datagram);
         }
-        send(*datagram);
-        mBytes -= datagram->message.size();
-        datagram = mDatagrams.erase(datagram);
+        datagram = next;
     }
+    return due;
 }
 
 void DelayedQueue::Clear()

@@ -3,7 +3,6 @@
 #include "ssdp/bound_report.h"
 
 #include <cstdint>
-#include <functional>
 #include <list>
 #include <netinet/in.h>
 #include <string>
@@ -22,8 +21,6 @@ struct GETMessageType
 class DelayedQueue
 {
 public:
-    using Sender = std::function<void(const GETMessageType &)>;
-
     // The queue takes datagrams until it holds maxCount of them, or maxBytes in
     // all; it is full then for any size, so that a flood of large and small ones
     // is reported once. operation and what name it in the line that reports a
@@ -38,8 +35,8 @@ public:
     void Add(GETMessageType datagram);
 
     // Lets elapsed milliseconds pass: each datagram whose delay they cover is
-    // handed to send and removed, the delay of each other is lowered.
-    void Tick(std::uint32_t elapsed, const Sender &send);
+    // taken out and returned, the delay of each other is lowered.
+    [[nodiscard]] std::list<GETMessageType> TakeDue(std::uint32_t elapsed);
 
     void Clear();
 

@@ -46,6 +46,8 @@ constexpr int kReceiveBuffer = 2000 * 2304;
 // anybody could have them sent until no announcement found room any more.
 constexpr int kSparedByRequests = 50;
 constexpr int kSparedByAnswers = 25;
+// How many delayed datagrams are sent without letting others to the lock.
+constexpr int kSentAtOnce = 32;
 // The largest payload that an IPv4 UDP datagram carries.
 constexpr std::size_t kMaxDatagram = 65507;
 

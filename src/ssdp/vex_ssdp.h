@@ -101,9 +101,8 @@ private:
     void ProcessSSDP();
     [[nodiscard]] bool ReceiveUntilTick(ssdp::TickClock &clock, VEXDatagramBatch &batch);
     void Tick(std::uint32_t elapsed) VEX_EXCLUDES(mLock);
+    void SendDue(std::list<GETMessageType> due, int sparedPercent) VEX_EXCLUDES(mLock);
     void RunRegistryPass(std::uint32_t elapsed) VEX_REQUIRES(mLock);
-    void SendDelayed(DelayedQueue &queue, std::uint32_t elapsed, int sparedPercent)
-        VEX_REQUIRES(mLock);
 
     // vex_ssdp_parse.cpp: the SSDP thread
     void ParseSSDPPacket(const char *data, std::int64_t length, const sockaddr_in &sender)

@@ -8,7 +8,9 @@
 #include <cstdlib>
 #include <ctime>
 #include <limits>
+#include <list>
 #include <string_view>
+#include <utility>
 
 // The SSDP thread.
 
@@ -57,22 +59,39 @@ bool VEX_SSDP::ReceiveUntilTick(ssdp::TickClock &clock, VEXDatagramBatch &batch)
     return true;
 }
 
-// Sends what has waited long enough and runs the registry pass. Under the lock,
-// so that Close finds every delayed datagram either sent or still in its queue.
+// Sends what has waited long enough and runs the registry pass.
 void VEX_SSDP::Tick(std::uint32_t elapsed)
 {
+    std::list<GETMessageType> responses;
+    std::list<GETMessageType> requests;
+    {
+        const VEXLockGuard hold(mLock);
+        responses = mResponses.TakeDue(elapsed);
+        requests = mRequests.TakeDue(elapsed);
+    }
+    SendDue(std::move(responses), ssdp::kSparedByAnswers);
+    SendDue(std::move(requests), ssdp::kSparedByRequests);
     const VEXLockGuard hold(mLock);
-    SendDelayed(mResponses, elapsed, ssdp::kSparedByAnswers);
-    SendDelayed(mRequests, elapsed, ssdp::kSparedByRequests);
     RunRegistryPass(elapsed);
 }
 
-void VEX_SSDP::SendDelayed(DelayedQueue &queue, std::uint32_t elapsed, int sparedPercent)
+// Some at a time, since sending thousands takes long enough for others to miss
+// the lock. Once Close has emptied the queues, what was taken from them before
+// is not sent either.
+void VEX_SSDP::SendDue(std::list<GETMessageType> due, int sparedPercent)
 {
-    queue.Tick(elapsed, [&](const GETMessageType &datagram) {
-        mSocket.WriteSparing(datagram.message.data(), datagram.message.size(), datagram.destination,
-                             sparedPercent);
-    });
+    while (!due.empty()) {
+        const VEXLockGuard hold(mLock);
+        for (int left = ssdp::kSentAtOnce; left > 0 && !due.empty(); --left) {
+            if (IsClosing()) {
+                return;
+            }
+            const GETMessageType &datagram = due.front();
+            mSocket.WriteSparing(datagram.message.data(), datagram.message.size(),
+                                 datagram.destination, sparedPercent);
+            due.pop_front();
+        }
+    }
 }
 
 void VEX_SSDP::RunRegistryPass(std::uint32_t elapsed)

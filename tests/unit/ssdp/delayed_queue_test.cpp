@@ -31,9 +31,9 @@ protected:
     Messages Tick(std::uint32_t elapsed)
     {
         Messages sent;
-        queue.Tick(elapsed, [&sent](const GETMessageType &datagram) {
+        for (const GETMessageType &datagram : queue.TakeDue(elapsed)) {
             sent.push_back(datagram.message + ":" + std::to_string(datagram.destination.sin_port));
-        });
+        }
         return sent;
     }
 

@@ -21,6 +21,8 @@ namespace {
 // What is to be exchanged waits for up to three ticks. Asked for so often, the
 // soonest leaves with the first tick (but for one time in a thousand million).
 constexpr int kOften = 51;
+// So many times as often, a third, 100 or so, leaves with the first tick.
+constexpr int kTimesLumen = 6;
 
 constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
 constexpr const char *kTalon = "http://192.0.2.20:80/talonmx_upnp_ssdp_2.xml";
@@ -73,6 +75,8 @@ public:
 
     // What the peer got, each datagram once.
     [[nodiscard]] const std::vector<std::string> &Heard() const { return mHeard; }
+    // How many requests for one document left in the tick.
+    [[nodiscard]] int RequestsForLumen() const { return mRequestsForLumen; }
     // What those got who asked for files: "" for nothing.
     std::string Got(PeerSocket Tick::*asker) { return (this->*asker).Receive(0); }
 
@@ -128,7 +132,9 @@ private:
 
     void HearDevices()
     {
-        Often([&] { ToEngine(PeerNotify("ssdp:alive", "Lumen", kLumen)); });
+        for (int i = 0; i < kTimesLumen; ++i) {
+            Often([&] { ToEngine(PeerNotify("ssdp:alive", "Lumen", kLumen)); });
+        }
         Often([&] { ToEngine(SearchResponse("TalonMx", kTalon)); });
         ToEngine(PeerDescription("Corvia 12", "gamma"));
         Often([&] { ToEngine(PeerNotify("ssdp:alive", "Corvia 12", kKnown)); });
@@ -158,6 +164,7 @@ private:
         const std::string goodbye = test::Goodbye("ZR2", "zr2_upnp_ssdp_2.xml");
         std::string datagram = mPeer.Receive();
         while (datagram != goodbye && !datagram.empty()) {
+            mRequestsForLumen += datagram == Request(kLumen) ? 1 : 0;
             if (std::find(mHeard.begin(), mHeard.end(), datagram) == mHeard.end()) {
                 mHeard.push_back(datagram);
             }
@@ -167,6 +174,7 @@ private:
     }
 
     std::vector<std::string> mHeard;
+    int mRequestsForLumen = 0;
 };
 
 class Exchange : public testing::Test
@@ -211,6 +219,11 @@ TEST_F(Exchange, ForgetsAtCloseWhatWaitsToBeSent)
 {
     EXPECT_THAT(tick->Heard(), Each(Not(HasSubstr(kStale))));
     EXPECT_EQ(tick->Got(&Tick::mForStale), "");
+}
+
+TEST_F(Exchange, SendsInATickMoreThanIsSentAtOnce)
+{
+    EXPECT_GT(tick->RequestsForLumen(), 3 * ssdp::kSentAtOnce / 2);
 }
 
 TEST_F(Exchange, SendsNothingElseInATick)
