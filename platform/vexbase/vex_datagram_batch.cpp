@@ -25,11 +25,17 @@ void VEXDatagramBatch::Prepare(std::size_t index)
     header.msg_iovlen = 1;
 }
 
-int VEXDatagramBatch::Receive(int descriptor, int flags)
+void VEXDatagramBatch::Clear()
 {
     for (std::size_t index = 0; index < mCount; ++index) {
         Prepare(index);
     }
+    mCount = 0;
+}
+
+int VEXDatagramBatch::Receive(int descriptor, int flags)
+{
+    Clear();
     const int received =
         recvmmsg(descriptor, mHeaders.data(), kCapacity, flags | MSG_WAITFORONE, nullptr);
     mCount = received < 0 ? 0 : static_cast<std::size_t>(received);

@@ -31,6 +31,7 @@ private:
 
     // Receives into the batch as recvmmsg() does; negative when nothing came.
     [[nodiscard]] int Receive(int descriptor, int flags);
+    void Clear();
     void Prepare(std::size_t index);
 
     std::size_t mLargest;

@@ -140,7 +140,10 @@ std::size_t VEXUDPSocket::Poll(VEXDatagramBatch &batch, unsigned int timeoutMs)
     const bool received = Await(timeoutMs, [&batch](int descriptor, int flags) {
         return batch.Receive(descriptor, flags);
     });
-    return received ? batch.Count() : 0;
+    if (!received) {
+        batch.Clear();
+    }
+    return batch.Count();
 }
 
 std::size_t VEXUDPSocket::Read(void *buffer, std::size_t size, sockaddr_in &sender)

@@ -32,8 +32,9 @@ public:
 
     // Waits at most timeoutMs milliseconds for one datagram and receives it with
     // all those that wait behind it, as far as the batch has room. Returns their
-    // number, 0 in the same cases as above; an empty datagram counts, here.
-    // REQUIRES: one thread at a time receives.
+    // number, 0 in the same cases as above; an empty datagram counts, here, and
+    // being shut down or closed meanwhile may look like one. REQUIRES: one thread
+    // at a time receives.
     std::size_t Poll(VEXDatagramBatch &batch, unsigned int timeoutMs);
 
     // Poll that waits for ever.

@@ -96,9 +96,12 @@ TEST(UDPSocketPollBatch, OfASilentOrClosedSocketIsEmpty)
     ASSERT_EQ(socket.Poll(batch, kGenerousMs), 1U);
     EXPECT_EQ(socket.Poll(batch, 150), 0U);
     EXPECT_EQ(batch.Count(), 0U);
+    peer.SendTo("two", kOwnAddress, kPort);
+    ASSERT_EQ(socket.Poll(batch, kGenerousMs), 1U);
     socket.Shutdown(0);
     peer.SendTo("unheard", kOwnAddress, kPort);
     EXPECT_EQ(socket.Poll(batch, kVEXInfinite), 0U);
+    EXPECT_EQ(batch.Count(), 0U);
 }
 
 // What makes a crowded network cheap: no call but the receiving one, and one for
