@@ -1,9 +1,14 @@
 #include "browser/browse_document.h"
 
+#include <cstddef>
 #include <string_view>
 
 namespace vex::webapp::utils {
 namespace {
+
+// Bytes that most devices stay below. Reserved at once, since a growing document
+// is copied again and again, each time into pages that are new to the process.
+constexpr std::size_t kUsualSize = 400;
 
 // The letter that follows the backslash in the short escape of a byte; 0 for a
 // byte that has none.
@@ -73,6 +78,7 @@ void AppendDevice(const SSDPDeviceType &device, std::string &out)
 std::string ComposeBrowseDocument(const SSDPDeviceMap &devices)
 {
     std::string document = "[";
+    document.reserve(devices.size() * kUsualSize);
     for (const auto &[usn, device] : devices) {
         if (document.size() > 1) {
             document += ',';
