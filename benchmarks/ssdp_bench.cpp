@@ -47,6 +47,7 @@ public:
     void SendGETRequest(std::string_view /*url*/) override {}
 };
 
+// A peer as its description document makes it known.
 SSDPDeviceType Peer(int number)
 {
     SSDPDeviceType peer;
@@ -56,11 +57,8 @@ SSDPDeviceType Peer(int number)
     peer.ipAddress = "192.0.2." + std::to_string(number);
     peer.hostName = "studio-" + std::to_string(number);
     peer.instance = "0";
-    peer.notificationType = "upnp:rootdevice";
     peer.usn = ssdp::MakeUSN(peer.productName, peer.ipAddress, peer.instance);
-    peer.location = "http://" + peer.ipAddress + ":80/corvia_12_plus_upnp_ssdp_1.xml";
     peer.maxAge = "120";
-    peer.server = "Linux/2.6, UPnP/1.0, SSDP/1.0";
     peer.timerPeriod = 120000;
     peer.timerCountdown = 240000;
     return peer;
@@ -77,7 +75,10 @@ void Fill(DeviceRegistry &registry, int count)
 
 void ClassifyAndScanNotify(benchmark::State &state)
 {
-    std::string notify = ssdp::ComposeAlive(Peer(1));
+    SSDPDeviceType service = Peer(1);
+    service.notificationType = "upnp:rootdevice";
+    service.location = "http://192.0.2.1:80/corvia_12_plus_upnp_ssdp_1.xml";
+    std::string notify = ssdp::ComposeAlive(service);
     notify.insert(notify.size() - 2, "X-PADDING: " + std::string(300, 'x'));
     notify.resize(298);
     notify += "\r\n";
@@ -154,6 +155,22 @@ BENCHMARK(PassWithoutChange)
     ->Arg(1000)
     ->Arg(4000)
     ->Unit(benchmark::kMicrosecond);
+
+void ExpiryOfAll(benchmark::State &state)
+{
+    NoActions actions;
+    DeviceRegistry registry(actions);
+    for (auto _ : state) {
+        state.PauseTiming();
+        Fill(registry, static_cast<int>(state.range(0)));
+        state.ResumeTiming();
+        registry.UpdateContainers(240001);
+    }
+    if (!registry.NodeList().empty()) {
+        state.SkipWithError("peers are left");
+    }
+}
+BENCHMARK(ExpiryOfAll)->Arg(1000)->Arg(4000)->Unit(benchmark::kMicrosecond);
 
 void CopyOfChange(benchmark::State &state)
 {

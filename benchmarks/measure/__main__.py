@@ -6,14 +6,18 @@ import sys
 import tempfile
 import time
 
-from lab import Lab
+from lab import Lab, wait_until
 
 from . import answering, footprint, hearing, idle
 from .subject import Subject
 from .table import Table
 
-SIZES = [1, 100, 1000, 4000]
-RATES = [1000, 5000, 20000]
+SIZES = [0, 1, 100, 1000, 4000]     # of known peers; 0: foreign devices
+RATES = [1000, 20000]
+
+
+def of(peers):
+    return f"{peers} known peers" if peers else "foreign devices"
 
 
 class Bench:
@@ -27,6 +31,7 @@ class Bench:
         self.searcher = lab.add_peer("searcher")
         self.traffic = hearing.Traffic(self.sender, programs)
         self.device = lab.add_device("studio-a", product="corvia12")
+        self.wire = lab.add_peer("witness").capture()
         self.beacond = self._start_daemon()
         self.bare = self._peer_program("bare", f"{programs}/bench-bare_receiver")
         self.echo = self._peer_program("echo", f"{programs}/bench-echo_server")
@@ -34,12 +39,10 @@ class Bench:
         self.gssdp = self._peer_program("gssdp-discover", "gssdp-discover", "-i", "net0")
 
     def _start_daemon(self):
-        wire = self.sender.capture()
         start = time.monotonic()
         daemon = self.device.start_beacond()
-        announced = wire.wait_for(source=self.device.address, starting=b"NOTIFY")[0].time
+        announced = self.wire.wait_for(source=self.device.address, starting=b"NOTIFY")[0].time
         self.start_up = announced - start
-        wire.stop()
         return Subject("beacond", self.device, daemon.pid)
 
     def _peer_program(self, label, *command):
@@ -53,37 +56,58 @@ class Bench:
 
     def hear(self):
         subjects = [self.bare, self.beacond, self.minissdpd, self.gssdp]
-        self._hear_backlog(subjects, "foreign", 0)
+        own = {}
         for peers in SIZES:
-            self.traffic.describe(self.device.address, peers)
-            self._hear_backlog(subjects, "peers", peers)
-        idle.settle(self.beacond)
-        for rate in RATES:
-            costs = hearing.medians([self.bare, self.beacond], lambda subject, rate=rate:
-                                    hearing.paced_cost(subject, self.traffic, "peers", rate, 1000))
-            self.table.add(f"hearing {rate}/s of 1000 peers: beacond / bare receiver",
-                           costs["beacond"] / costs["bare"], "at most 1.5", 1.5)
-        for subject in [self.beacond, self.minissdpd]:
-            loss = hearing.burst_loss(subject, self.traffic)
-            ours = subject is self.beacond
-            self.table.add(f"burst of {hearing.BURST} lost by {subject.label}, share", loss,
-                           "0" if ours else None, 0 if ours else None)
-
-    def _hear_backlog(self, subjects, kind, peers):
-        costs = hearing.medians(subjects, lambda subject:
-                                hearing.backlog_cost(subject, self.traffic, kind, peers))
-        what = f"{peers} known peers" if peers else "foreign devices"
-        own = costs["beacond"]
-        self.table.add(f"hearing {what}: bare receiver, µs", costs["bare"] / 1000)
-        self.table.add(f"hearing {what}: beacond / bare receiver", own / costs["bare"],
+            if peers:
+                self._make_known(peers)
+            own[peers] = self._hear_backlog(subjects, peers)
+            idle.settle(self.beacond)
+            self._hear_paced(subjects[:-1], peers)
+        self.table.add("hearing known peers, beacond: 4000 of them / 1", own[4000] / own[1],
                        "at most 1.5", 1.5)
-        self.table.add(f"hearing {what}: bare receiver / minissdpd",
-                       costs["bare"] / costs["minissdpd"])
+
+    def _make_known(self, peers):
+        self.traffic.describe(self.device.address, peers)
+        path = self.device.path("/var/www/discovery/browse.json")
+        wait_until(lambda: len(json.loads(path.read_text())) >= peers, 60, f"{peers} listed peers")
+
+    def _hear_backlog(self, subjects, peers):
+        costs = hearing.medians(subjects, lambda subject:
+                                hearing.backlog_cost(subject, self.traffic, peers))
+        what = f"hearing {of(peers)}"
+        own = costs["beacond"]
+        self.table.add(f"{what}: bare receiver, µs", costs["bare"] / 1000)
+        self.table.add(f"{what}: beacond / bare receiver", own / costs["bare"],
+                       "at most 1.5", 1.5)
+        self.table.add(f"{what}: bare receiver / minissdpd", costs["bare"] / costs["minissdpd"])
         limit = 0.1 if peers == 4000 else 1.0
-        self.table.add(f"hearing {what}: beacond / minissdpd", own / costs["minissdpd"],
+        self.table.add(f"{what}: beacond / minissdpd", own / costs["minissdpd"],
                        f"at most {limit}", limit)
-        self.table.add(f"hearing {what}: beacond / gssdp-discover", own / costs["gssdp-discover"],
+        self.table.add(f"{what}: beacond / gssdp-discover", own / costs["gssdp-discover"],
                        "at most 0.1", 0.1)
+        return own
+
+    def _hear_paced(self, subjects, peers):
+        for rate in RATES:
+            costs = hearing.medians(subjects, lambda subject, rate=rate:
+                                    hearing.paced_cost(subject, self.traffic, rate, peers))
+            what = f"hearing {of(peers)}, {rate}/s"
+            self.table.add(f"{what}: beacond / bare receiver", costs["beacond"] / costs["bare"],
+                           "at most 1.5", 1.5)
+            self.table.add(f"{what}: beacond / minissdpd", costs["beacond"] / costs["minissdpd"],
+                           "at most 1.0", 1.0)
+
+    def lose(self):
+        what = f"burst of {hearing.BURST}"
+        self.table.add(f"{what}: receive buffer that beacond was granted / asked for",
+                       self.beacond.receive_buffer() / footprint.RECEIVE_BUFFER)
+        self.table.add(f"{what} lost by beacond, share",
+                       hearing.burst_loss(self.beacond, self.traffic), "0", 0)
+        self.table.add(f"{what} of 1,472 bytes lost by beacond while stopped, share",
+                       hearing.stopped_burst_loss(self.beacond, self.traffic), "0", 0)
+        for other in [self.minissdpd, self.gssdp]:
+            self.table.add(f"{what} lost by {other.label}, share",
+                           hearing.burst_loss(other, self.traffic))
 
     def answer(self):
         answering.register_with_minissdpd(self.minissdpd.node.path("/run/minissdpd.sock"))
@@ -95,27 +119,44 @@ class Bench:
                        "at most 1.2", 1.2)
         self.table.add("answering: beacond / bare echo, 99th percentile",
                        own.percentile_99 / echo.percentile_99, "at most 1.2", 1.2)
-        self.table.add("answering: processor time an answer, beacond / bare echo",
+        self.table.add("answering: processor time with a wake-up, beacond / bare echo",
                        own.processor / echo.processor)
-        self.table.add("answering: processor time an answer, beacond / minissdpd",
-                       own.processor / other.processor, "under 1", 1)
+        self.table.add("answering: processor time with a wake-up, beacond / minissdpd",
+                       own.processor / other.processor)
         self.table.add("answering: searches without an answer", own.unanswered, "0", 0)
+        costs = hearing.medians([self.echo, self.beacond, self.minissdpd],
+                                lambda subject: answering.backlog_cost(self.sender, subject))
+        for label, cost in costs.items():
+            self.table.add(f"answering a backlog: {label}, answers a second and core", 1e9 / cost)
+        self.table.add("answering a backlog: beacond / minissdpd, time an answer",
+                       costs["beacond"] / costs["minissdpd"], "under 1", 1)
 
     def answer_under_churn(self):
         for peers, limit in [(1000, 1000), (4000, 5000)]:
-            slow, histogram = answering.under_churn(self.searcher, self.programs, self.beacond,
-                                                    self.traffic, peers)
-            self.table.add(f"churn of {peers} peers: 99.9th percentile of answers, µs", slow,
+            path = self.device.path("/var/www/discovery/browse.json")
+            before = path.stat().st_ino, path.stat().st_mtime
+            own, histogram = answering.under_churn(self.searcher, self.programs, self.beacond,
+                                                   self.traffic, peers)
+            if (path.stat().st_ino, path.stat().st_mtime) == before:
+                raise RuntimeError("the churn changed nothing")
+            echo, _ = answering.under_churn(self.searcher, self.programs, self.echo,
+                                            self.traffic, peers)
+            what = f"churn of {peers} peers"
+            self.table.add(f"{what}: answers by µs", histogram)
+            self.table.add(f"{what}: 99.9th percentile of answers, µs", own.percentile_999,
                            f"under {limit}", limit)
-            self.table.add(f"churn of {peers} peers: answers by µs", histogram)
+            self.table.add(f"{what}: longest answer of the bare echo, µs", echo.longest)
+            self.table.add(f"{what}: longest answer beyond that, µs", own.longest - echo.longest,
+                           f"under {limit}", limit)
 
     def rest(self, peers):
-        rest = idle.Rest(self.beacond)
-        self.table.add(f"idle with {peers} peers: wake-ups a second / floor",
-                       sum(rest.rates.values()) / rest.floor(), "at most 1.1", 1.1)
-        self.table.add(f"idle with {peers} peers: wake-ups a second by thread, most first",
-                       ", ".join(f"{rate:.2f}" for rate in sorted(rest.rates.values(),
-                                                                  reverse=True)))
+        rest = idle.Rest(self.beacond, self.wire)
+        for thread, floor in idle.FLOORS.items():
+            what = f"idle with {peers} peers: {thread} thread, wake-ups a second"
+            if floor:
+                self.table.add(f"{what} / floor", rest.rates[thread] / floor, "at most 1.1", 1.1)
+            else:
+                self.table.add(what, rest.rates[thread], "0", 0)
         self.table.add(f"idle with {peers} peers: bytes written", float(rest.written), "0", 0)
 
     def weigh(self):
@@ -147,13 +188,15 @@ def grow(table, programs):
     table.add("classifying and scanning a NOTIFY of 300 bytes, ns", scan["cpu_time"],
               "under 1000", 1000)
     table.add("its allocations", scan["allocations"], "0", 0)
-    for name, limit in [("PassWithoutChange/1000", 1000), ("PassWithoutChange/4000", 5000),
-                        ("CopyOfChange/1000", 1000), ("CopyOfChange/4000", 5000)]:
-        table.add(f"lock held: {name}, µs", runs[name]["cpu_time"], f"under {limit}", limit)
+    for name in ["PassWithoutChange", "ExpiryOfAll", "CopyOfChange"]:
+        for size, limit in [(1000, 1000), (4000, 5000)]:
+            table.add(f"lock held: {name}/{size}, µs", runs[f"{name}/{size}"]["real_time"],
+                      f"under {limit}", limit)
     for name in ["PassWithoutChange", "CopyOfChange", "BrowseDocument"]:
-        for size in [100, 1000, 4000]:
-            table.add(f"{name}/{size}, µs an entry",
-                      runs[f"{name}/{size}"]["cpu_time"] / size)
+        times = [runs[f"{name}/{size}"]["cpu_time"] / size for size in [10, 100, 1000, 4000]]
+        table.add(f"{name}: ns an entry of 10, 100, 1000, 4000",
+                  ", ".join(f"{1000 * time:.0f}" for time in times))
+        table.add(f"{name}: an entry of 4000 / of 100", times[3] / times[1], "at most 1.5", 1.5)
     memory = runs["MemoryOfPeers/4000/iterations:1"]
     table.add("memory of a known peer / (1.5 times its texts + 1 KiB)",
               memory["taken"] / (1.5 * memory["texts"] + 1024), "at most 1", 1)
@@ -166,8 +209,10 @@ def main():
         bench.rest(0)
         bench.traffic.describe(bench.device.address, 100)
         bench.rest(100)
+        bench.wire.stop()
         bench.weigh()
         bench.hear()
+        bench.lose()
         bench.answer()
         bench.answer_under_churn()
         bench.table.add("memory after 4000 peers: resident MiB",

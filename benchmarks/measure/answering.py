@@ -1,11 +1,14 @@
-"""What answering an M-SEARCH takes, in a closed loop."""
+"""What answering an M-SEARCH takes: in a closed loop, and many at once."""
 
 import socket
 from statistics import median
 from typing import NamedTuple
 
+from . import hearing
+
 ROUNDS = 5
 SEARCHES = 20000
+SEARCHES_UNDER_CHURN = 500000   # some 30 s: half a dozen of ticks, each with a change
 TARGET = "upnp:rootdevice"
 
 
@@ -38,23 +41,40 @@ def search(peer, programs, subject, count=SEARCHES):
     return Figures(*times, (subject.cpu() - before) / 1000 / count)
 
 
+def backlog_cost(peer, subject):
+    """Nanoseconds an answer when the searches wait in the queue: what a core that
+    does nothing else needs."""
+    search = (f'M-SEARCH * HTTP/1.1\r\nHOST:239.255.255.250:1900\r\nST:{TARGET}\r\n'
+              'MAN:"ssdp:discover"\r\nMX:3\r\n\r\n').encode()
+    with peer.udp_socket() as sock:
+        def send(_):
+            for _ in range(hearing.BACKLOG):
+                sock.sendto(search, (subject.node.address, 1900))
+        cost = hearing.cost_of_backlogs(subject, send)
+        sock.setblocking(False)
+        for _ in range(hearing.BACKLOG * hearing.BACKLOGS_PER_ROUND):
+            sock.recv(2048)     # fails unless each was answered
+    return cost
+
+
 def under_churn(peer, programs, subject, traffic, peers):
-    """The 99.9th percentile of answers in microseconds, and their histogram, while
-    another machine describes so many peers anew, over and over: each changes the
-    registry, which is then copied and written."""
+    """Figures of answers, and their histogram, while another machine describes so
+    many peers anew, over and over: each tick of the daemon copies its registry."""
     churn = traffic.start_describing(subject.node.address, peers)
-    output = peer.run(f"{programs}/bench-searcher", subject.node.address, str(SEARCHES),
-                      timeout=600).stdout
+    output = peer.run(f"{programs}/bench-searcher", subject.node.address,
+                      str(SEARCHES_UNDER_CHURN), timeout=600).stdout
     churn.stop()
     figures, histogram = output.splitlines()
-    return float(figures.split()[2]), histogram
+    return Figures(*(float(word) for word in figures.split()), 0), histogram
 
 
 def medians(peer, programs, subjects):
-    """For each label the medians of the figures; the subjects take turns."""
+    """For each label the medians of the figures, but the most of those unanswered;
+    the subjects take turns."""
     results = {subject.label: [] for subject in subjects}
     for _ in range(ROUNDS):
         for subject in subjects:
             results[subject.label].append(search(peer, programs, subject))
-    return {label: Figures(*(median(column) for column in zip(*rows)))
+    return {label: Figures(*(median(column) for column in zip(*rows)))._replace(
+                unanswered=max(row.unanswered for row in rows))
             for label, rows in results.items()}

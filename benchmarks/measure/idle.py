@@ -2,13 +2,17 @@
 
 import time
 from pathlib import Path
+from statistics import median
 
 from lab import wait_until
 
-SECONDS = 30
-POLL_INTERVAL = 4.250   # the shortest, seconds
-BROWSER_STEP = 0.5
-HEARTBEAT = 10          # of the configuration service's event stream
+ROUNDS = 5
+SECONDS = 20
+# Wake-ups a second that the intervals make inevitable: a step of the browser's
+# thread, the shortest interval of the SSDP thread's poll, the heartbeat of the
+# configuration service's event stream for the main thread, and none of the
+# diagnostic channel's. By these sizes the threads are told apart.
+FLOORS = {"browser": 1 / 0.5, "SSDP": 1 / 4.250, "main": 1 / 10, "diagnostic": 0}
 WRITING_PAUSE = 12      # in which a change has been heard of, listed and written
 
 
@@ -20,28 +24,28 @@ def settle(subject):
                "a quiet list")
 
 
-def datagrams_heard(subject):
-    """UDP datagrams that the kernel has delivered in the program's network so far."""
-    lines = Path(f"/proc/{subject.pid}/net/snmp").read_text().splitlines()
-    names, values = (line.split() for line in lines if line.startswith("Udp:"))
-    return int(values[names.index("InDatagrams")])
-
-
 class Rest:
-    """What a program does by itself while nothing changes."""
+    """What a program does by itself while nothing changes. What the SSDP thread
+    hears from others, as `capture` does, is not its doing."""
 
-    def __init__(self, subject):
+    def __init__(self, subject, capture):
         settle(subject)
-        before = subject.wake_ups(), datagrams_heard(subject), bytes_written(subject)
-        time.sleep(SECONDS)
-        after = subject.wake_ups()
-        self.rates = {name: (after[name] - before[0][name]) / SECONDS for name in after}
-        self.heard = (datagrams_heard(subject) - before[1]) / SECONDS
-        self.written = bytes_written(subject) - before[2]
+        written = bytes_written(subject)
+        rounds = [self._watch(subject, capture) for _ in range(ROUNDS)]
+        self.rates = {name: median(rates[name] for rates in rounds) for name in rounds[0]}
+        self.written = bytes_written(subject) - written
 
-    def floor(self):
-        """What the intervals and what comes from outside make inevitable, a second."""
-        return 1 / BROWSER_STEP + 1 / POLL_INTERVAL + 1 / HEARTBEAT + self.heard
+    @staticmethod
+    def _watch(subject, capture):
+        before, heard = subject.wake_ups(), capture.mark()
+        time.sleep(SECONDS)
+        others = [each for each in capture.datagrams(since=heard)
+                  if each.source != subject.node.address]
+        counts = sorted((count - before[thread] for thread, count in subject.wake_ups().items()),
+                        reverse=True)
+        rates = {name: count / SECONDS for name, count in zip(FLOORS, counts, strict=True)}
+        rates["SSDP"] -= len(others) / SECONDS
+        return rates
 
 
 def bytes_written(subject):

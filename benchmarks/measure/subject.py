@@ -48,6 +48,11 @@ class Subject:
         """Datagrams that the kernel dropped for want of room."""
         return int(self._sockets()[0][12])
 
+    def receive_buffer(self):
+        """Bytes that may wait to be received, as the kernel counts them."""
+        output = self.node.run("ss", "-Huamn", "sport = :1900").stdout
+        return int(output.split(",rb")[1].split(",")[0])
+
     def pause(self):
         os.kill(self.pid, signal.SIGSTOP)
 

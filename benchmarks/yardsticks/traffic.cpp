@@ -1,6 +1,8 @@
 // Sends SSDP traffic on net0:
 //
 //   bench-traffic foreign COUNT RATE          NOTIFYs of devices of other makers
+//   bench-traffic large COUNT RATE            the same, of 1,472 bytes, an Ethernet
+//                                             frame's fill
 //   bench-traffic peers COUNT RATE PEERS FIRST
 //                                             NOTIFYs of so many peers, in an order
 //                                             that no cache likes, from place FIRST on
@@ -35,6 +37,19 @@ std::string Notify(const std::string &usn)
            "NTS: ssdp:alive\r\nLOCATION: http://192.0.2.250:80/corvia_12_plus_upnp_ssdp_1.xml\r\n"
            "USN: " +
            usn + "\r\nCACHE-CONTROL: max-age=1800\r\nSERVER: Linux/2.6, UPnP/1.0, SSDP/1.0\r\n\r\n";
+}
+
+std::string ForeignNotify()
+{
+    return Notify("uuid:2fac1234-31f8-11b4-a222-08002b34c003::upnp:rootdevice");
+}
+
+std::string LargeNotify()
+{
+    std::string text = ForeignNotify();
+    text.insert(text.size() - 2, "X-PADDING: \r\n");
+    text.insert(text.size() - 4, 1472 - text.size(), 'x');
+    return text;
 }
 
 std::string Description(unsigned long number)
@@ -103,9 +118,9 @@ unsigned long Number(const char *text)
 int main(int argc, char **argv)
 {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    if (arguments.size() == 3 && arguments[0] == "foreign") {
-        SendPaced({Notify("uuid:2fac1234-31f8-11b4-a222-08002b34c003::upnp:rootdevice")},
-                  Number(argv[2]), Number(argv[3]), 0);
+    if (arguments.size() == 3 && (arguments[0] == "foreign" || arguments[0] == "large")) {
+        SendPaced({arguments[0] == "large" ? LargeNotify() : ForeignNotify()}, Number(argv[2]),
+                  Number(argv[3]), 0);
     } else if (arguments.size() == 5 && arguments[0] == "peers" && Number(argv[4]) > 0) {
         SendPaced(PeerNotifies(Number(argv[4])), Number(argv[2]), Number(argv[3]), Number(argv[5]));
     } else if (arguments.size() == 3 && arguments[0] == "describe") {
