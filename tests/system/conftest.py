@@ -1,6 +1,7 @@
 """Whole devices on a virtual network: see tools/lab."""
 
 import os
+import signal
 import sys
 from pathlib import Path
 
@@ -22,6 +23,9 @@ def pytest_addoption(parser):
 
 def pytest_configure():
     set_options()
+    # Started in the background of a script, this process ignores it, and so would
+    # all programs that the tests start and then interrupt.
+    signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 def pytest_sessionstart(session):

@@ -10,6 +10,7 @@ import select
 import subprocess
 import sys
 import termios
+from contextlib import contextmanager
 from pathlib import Path
 
 import pytest
@@ -23,9 +24,16 @@ from lab.view import View
 TOP = Path(__file__).resolve().parents[2]
 
 
+@contextmanager
 def demonstration(programs, *options, **popen):
-    return subprocess.Popen([sys.executable, "-B", "-m", "lab", *options, str(programs)],
-                            env={**os.environ, "PYTHONPATH": str(TOP / "tools")}, **popen)
+    """The running program, which ends with the block also when a check in it fails."""
+    program = subprocess.Popen([sys.executable, "-B", "-m", "lab", *options, str(programs)],
+                               env={**os.environ, "PYTHONPATH": str(TOP / "tools")}, **popen)
+    with program:
+        try:
+            yield program
+        finally:
+            program.kill()
 
 
 def fetch(port, path):
