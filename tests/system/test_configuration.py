@@ -23,8 +23,10 @@ def all_sent_has_arrived(wire, lab):
     later is there."""
     since = wire.mark()
     with lab.add_peer().udp_socket() as sock:
-        sock.sendto(b"later", ("239.255.255.250", 1900))
-    wire.wait_for(since=since, starting=b"later")
+        def later_arrived():
+            sock.sendto(b"later", ("239.255.255.250", 1900))
+            return wire.datagrams(since=since, starting=b"later")
+        wait_until(later_arrived, PASS, "what was sent later")
 
 
 def test_a_new_host_name_is_a_goodbye_and_an_announcement(running_device, wire):

@@ -1,5 +1,6 @@
 """The switch and what is plugged into it."""
 
+import json
 import os
 import secrets
 import subprocess
@@ -7,6 +8,7 @@ import subprocess
 from .device import Device, DeviceSpec
 from .node import Node
 from .peer import Peer
+from .waiting import wait_until
 
 
 class Lab:
@@ -60,6 +62,7 @@ class Lab:
             device.begin_setup()
         for device in made:
             device.finish_setup()
+            self._wait_until_forwarded(device)
             device.start_bus()
         for device in made:
             device.start_services()
@@ -79,6 +82,7 @@ class Lab:
         self._plug_in(node)
         node.begin_setup()
         node.finish_setup()
+        self._wait_until_forwarded(node)
         return node
 
     def remove(self, node):
@@ -97,7 +101,15 @@ class Lab:
                         "type", "veth", "peer", "name", node.port)
         self._switch_ip("link", "set", node.port, "master", "br0", "up")
 
+    def _wait_until_forwarded(self, node):
+        """Waits until the switch hands on what the node sends. It learns of a cable
+        that carries some time after that, up to a second; what is sent before is lost."""
+        def forwarding():
+            described = json.loads(self._switch_ip("-json", "-details", "link", "show", node.port))
+            return described[0]["linkinfo"]["info_slave_data"]["state"] == "forwarding"
+        wait_until(forwarding, 20, f"the switch to forward from {node.name}")
+
     def _switch_ip(self, *arguments):
         # Only into the switch's network: `netns` takes a process id as seen here.
-        subprocess.run(["nsenter", "--target", str(self._switch.pid), "--net", "ip", *arguments],
-                       check=True)
+        return subprocess.run(["nsenter", "--target", str(self._switch.pid), "--net", "ip",
+                               *arguments], check=True, stdout=subprocess.PIPE).stdout
