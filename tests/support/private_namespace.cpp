@@ -167,9 +167,10 @@ PeerSocket::PeerSocket(std::uint16_t port, const std::string &address)
     Enter(gPeer);
     mDescriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     Enter(gHost);
-    const int yes = 1;
+    // Not for port 0: the free port could otherwise be another socket's.
+    const int share = port == 0 ? 0 : 1;
     if (mDescriptor < 0 ||
-        setsockopt(mDescriptor, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) != 0 ||
+        setsockopt(mDescriptor, SOL_SOCKET, SO_REUSEADDR, &share, sizeof share) != 0 ||
         bind(mDescriptor, reinterpret_cast<const sockaddr *>(&local), sizeof local) != 0) {
         Fail("peer socket");
     }

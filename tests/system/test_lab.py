@@ -1,5 +1,6 @@
 """The virtual network keeps its promises: made quickly, private, gone without a trace."""
 
+import contextlib
 import os
 import re
 import signal
@@ -151,6 +152,13 @@ def test_nothing_reaches_the_host(lab, device, peer, wire):
         except BlockingIOError:
             pass
         assert not [packet for packet in packets if b"heard-in-the-lab-only" in packet]
+
+
+def test_no_two_sockets_get_the_same_free_port(peer):
+    """One of them would hear nothing. So many, that it would show were it left to chance."""
+    with contextlib.ExitStack() as stack:
+        sockets = [stack.enter_context(peer.udp_socket()) for _ in range(800)]
+        assert len({sock.getsockname()[1] for sock in sockets}) == 800
 
 
 def test_twenty_devices_reach_each_other(lab, device):

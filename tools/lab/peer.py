@@ -29,7 +29,8 @@ class Peer(Node):
         with self.network():
             sock = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
             interface = socket.if_nametoindex("net0")
-        sock.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        if port != 0:  # a free port could otherwise be another socket's, which hears no more
+            sock.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         # Room for a flood: what is lost here would be taken for not sent.
         sock.setsockopt(socket.SOL_SOCKET, _SO_RCVBUFFORCE, 4 << 20)
         index = struct.pack("=4s4si", bytes(4), bytes(4), interface)
