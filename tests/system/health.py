@@ -9,6 +9,8 @@ from lab.device import BROWSE_LIST
 
 # A pass comes after at most two poll intervals of 5.75 s.
 PASS = 15
+# An announcement is repeated after at most 24 s, at a pass.
+REPEATED = 40
 
 # How the lines on standard error begin that are no faults of SSDP or of files.
 ORDINARY = ("getProductID", "*** getProductID", "GetBoardIDFromProductID", "avahi host/service",
@@ -53,13 +55,16 @@ def wait_until_closed(device):
                device.beacond.explain)
 
 
-def hear_alive(device, wire, since, number=1):
+def hear_alive(device, wire, since, number=1, timeout=PASS):
     """Waits for the device's announcement, behind which goodbyes may stand; `number` is its
-    document's."""
+    document's.
+
+    When its link has just come up, `timeout` is to be REPEATED: a busy switch may learn of
+    that only after the first announcement, and not hand it on."""
     def heard():
         return [each.data for each in wire.datagrams(device.address, since, b"NOTIFY")
                 if b"ssdp:byebye" not in each.data]
-    wait_until(heard, PASS, f"{device.name} announced", device.beacond.explain)
+    wait_until(heard, timeout, f"{device.name} announced", device.beacond.explain)
     message = heard()[0]
     wanted = expected.alive(device, expected.max_age(message)).decode()
     assert message.decode() == wanted.replace("_upnp_ssdp_1.xml", f"_upnp_ssdp_{number}.xml")

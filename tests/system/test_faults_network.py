@@ -6,8 +6,8 @@ import socket
 import pytest
 
 import expected
-from health import (PASS, assert_works, descriptors, faults, hear_alive, ssdp_port_open, threads,
-                    wait_until_closed)
+from health import (PASS, REPEATED, assert_works, descriptors, faults, hear_alive, ssdp_port_open,
+                    threads, wait_until_closed)
 from lab import wait_until
 
 START = ("Run beacond as Non-Daemonized\n"
@@ -87,7 +87,7 @@ def test_a_link_that_goes_down_and_up(running_device, wire, peer):
         wait_until_closed(device)
         since = wire.mark()
         device.set_link(True)
-        hear_alive(device, wire, since)
+        hear_alive(device, wire, since, timeout=REPEATED)
     assert faults(device, err).replace(NO_ADDRESS, "") == ""
     assert_works(device, peer)
 
@@ -100,7 +100,7 @@ def test_an_interface_that_is_renamed_and_named_back(running_device, wire, peer)
     device.run("sh", "-c", "ip link set other down; ip link set other name net0")
     since = wire.mark()
     device.run("ip", "link", "set", "net0", "up")
-    hear_alive(device, wire, since)
+    hear_alive(device, wire, since, timeout=REPEATED)
     assert faults(device, err).replace(NO_ADDRESS, "") == ""
     assert_works(device, peer)
 
