@@ -63,12 +63,16 @@ def test_a_search_for_another_type_finds_nobody(pair, peer):
     assert discovered(peer, "urn:schemas-upnp-org:device:Basic:1") == ""
 
 
-def test_announcement_and_goodbye_are_noted(pair, peer):
+def test_announcement_and_goodbye_are_noted(pair, peer, wire, lab):
     shared, other, _ = pair
-    listening = peer.start("gssdp-discover", ["gssdp-discover", "-i", "net0", "-m", "all",
-                                              "-t", "upnp:rootdevice"])
+    listener = lab.add_peer()
+    listening = listener.start("gssdp-discover", ["gssdp-discover", "-i", "net0", "-m", "all",
+                                                  "-t", "upnp:rootdevice"])
     for device in (shared, other):
         listening.wait_output(found(device))
+    # It searches three times, and takes an answer that it reads after the goodbye for a return.
+    wire.wait_for(3, source=listener.address, starting=b"M-SEARCH")
+    peer.ask(expected.SEARCH, other.address)
     before = len(listening.stdout)
     other.configure(ssdpEnable=False)
     gone = f"resource unavailable\n  USN:      {expected.usn(other)}\n"
