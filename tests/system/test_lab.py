@@ -191,6 +191,14 @@ def test_waiting_in_vain_says_what_was_seen():
         wait_until(lambda: 0, 0.01, "a wonder", lambda: "no wonder")
 
 
+def test_a_process_that_only_waits_to_be_reaped_has_ended(peer):
+    program = peer.start("parent", ["sh", "-c", "sleep 0 & exec tail -f /dev/null"])
+    wait_until(lambda: "Z sleep" in peer.run("ps", "-eo", "state=,comm=").stdout, 10, "it ended")
+    assert peer.processes("sleep") == []
+    assert peer.processes("tail") == [program.pid]
+    program.stop()
+
+
 def test_a_node_keeps_no_process_that_has_ended(device, peer):
     def states(node):
         return node.run("ps", "-eo", "state=,comm=").stdout

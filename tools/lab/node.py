@@ -116,7 +116,7 @@ class Node:
 
     def processes(self, name):
         """The process ids, as this program sees them, of the node's processes
-        called `name`."""
+        called `name` that have not ended."""
         namespace = os.readlink(f"/proc/{self.pid}/ns/pid")
         return [pid for pid in map(int, filter(str.isdigit, os.listdir("/proc")))
                 if _name_and_namespace(pid) == (name, namespace)]
@@ -147,6 +147,7 @@ class Node:
 
 def _name_and_namespace(pid):
     try:
+        os.readlink(f"/proc/{pid}/exe")  # gone when it has ended, and only waits to be reaped
         return Path(f"/proc/{pid}/comm").read_text().rstrip("\n"), os.readlink(f"/proc/{pid}/ns/pid")
     except OSError:  # ended in between
         return None
