@@ -3,20 +3,14 @@
 import pytest
 
 import expected
-from health import REPEATED
+from health import PASS, REPEATED, ssdp_port_open
 from lab import wait_until
 
-# The engine sees a withdrawal in its next pass, at most two poll intervals of 5.75 s away.
-PASS = 15
 DOCUMENT = "/var/www/html/corvia_12_upnp_ssdp_1.xml"
 
 
 def notifies(wire, device, since):
     return [each.data for each in wire.datagrams(device.address, since, b"NOTIFY")]
-
-
-def ssdp_port_open(device):
-    return ":1900 " in device.run("ss", "--no-header", "--udp", "--listening", "--numeric").stdout
 
 
 def all_sent_has_arrived(wire, lab):

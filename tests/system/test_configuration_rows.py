@@ -7,9 +7,10 @@ them in order. Closing and opening the port show in what it writes."""
 import pytest
 
 import expected
+from health import PASS, ssdp_port_open
 from lab import wait_until
 from raw_device import wait_until_recorded
-from test_configuration import PASS, notifies, ssdp_port_open
+from test_configuration import notifies
 
 REOPENED = ("SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\n"
             "Open: The diagnostic thread has started\n")

@@ -84,8 +84,8 @@ def test_the_list_holds_what_the_bound_allows_and_is_valid(flooded):
 
 
 def wait_until_room(device, sock):
-    """What has gone makes room at the next pass, which may follow the list without it: waits
-    until a device that came after that list is in a list, which takes a pass."""
+    """Waits for a registry pass, at which what has gone makes room: the list may be short
+    before that, but a newcomer is listed only after it."""
     def listed():
         sock.sendto(flood.description(0, "newcomer"), (device.address, 1900))
         return "newcomer" in device.read(BROWSE_LIST)
