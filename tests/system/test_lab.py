@@ -7,6 +7,8 @@ import signal
 import socket
 import subprocess
 import sys
+import threading
+import time
 from pathlib import Path
 from typing import NamedTuple
 
@@ -159,6 +161,22 @@ def test_no_two_sockets_get_the_same_free_port(peer):
     with contextlib.ExitStack() as stack:
         sockets = [stack.enter_context(peer.udp_socket()) for _ in range(800)]
         assert len({sock.getsockname()[1] for sock in sockets}) == 800
+
+
+def test_a_question_waits_for_a_port_that_is_not_open_yet(lab, peer):
+    other = lab.add_peer()
+
+    def open_late():
+        time.sleep(0.5)
+        with other.udp_socket(1900) as sock:
+            _, asker = sock.recvfrom(100)
+            sock.sendto(b"answer", asker)
+    late = threading.Thread(target=open_late)
+    late.start()
+    assert peer.ask(b"question", other.address) == b"answer"
+    late.join()
+    with pytest.raises(TimeoutError, match=f"port 1900 of {other.address} stayed closed"):
+        peer.ask(b"question", other.address, timeout=0.5)
 
 
 def test_twenty_devices_reach_each_other(lab, device):

@@ -44,7 +44,7 @@ class Capture:
             return [each for each in self._datagrams[since:]
                     if source in (None, each.source) and each.data.startswith(starting)]
 
-    def wait_for(self, count=1, timeout=30, **which):
+    def wait_for(self, count=1, timeout=60, **which):
         """Waits until at least `count` datagrams such as `datagrams` takes have
         arrived, and returns them."""
         with self._arrived:

@@ -2,6 +2,7 @@
 
 import socket
 import struct
+import time
 
 from .capture import Capture
 from .node import Node
@@ -9,6 +10,7 @@ from .node import Node
 GROUP = "239.255.255.250"
 SSDP_PORT = 1900
 _SO_RCVBUFFORCE = 33
+_IP_RECVERR = 11
 
 
 class Peer(Node):
@@ -56,7 +58,16 @@ class Peer(Node):
         return capture
 
     def ask(self, data, address, port=SSDP_PORT, timeout=5):
-        """Sends one datagram and returns the first that comes back."""
+        """Sends one datagram and returns the first that comes back. While the port is
+        closed, and so refuses it, sends it again: a program opens its ports one by one."""
+        end = time.monotonic() + timeout
         with self.udp_socket(timeout=timeout) as sock:
-            sock.sendto(data, (address, port))
-            return sock.recv(65536)
+            sock.setsockopt(socket.IPPROTO_IP, _IP_RECVERR, 1)
+            while True:
+                try:
+                    sock.sendto(data, (address, port))
+                    return sock.recv(65536)
+                except ConnectionRefusedError as error:
+                    if time.monotonic() > end:
+                        raise TimeoutError(f"port {port} of {address} stayed closed") from error
+                    time.sleep(0.2)
