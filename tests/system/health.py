@@ -1,6 +1,7 @@
 """How a device is: what it takes of the system, what it complains about, whether it works."""
 
 import os
+import re
 from pathlib import Path
 
 import expected
@@ -33,6 +34,12 @@ def threads(program):
 
 def descriptors(program):
     return len(os.listdir(f"/proc/{program.pid}/fd"))
+
+
+def udp_count(node, name):
+    """A number that a node's kernel keeps of the datagrams it got."""
+    names, values = re.findall(r"^Udp: (.*)$", node.run("cat", "/proc/net/snmp").stdout, re.M)
+    return dict(zip(names.split(), map(int, values.split())))[name]
 
 
 def faults(device, start=0):

@@ -9,7 +9,7 @@ from pathlib import Path
 import pytest
 
 import expected
-from health import answer_to
+from health import answer_to, udp_count
 from lab import DeviceSpec, wait_until
 from lab.device import BROWSE_LIST
 
@@ -97,8 +97,7 @@ def test_the_ssdp_port_is_closed_on_other_interfaces(second_wire, devices, peer)
 
 def received(device):
     """How many datagrams were handed to the device's programs."""
-    names, values = re.findall(r"^Udp: (.*)$", device.run("cat", "/proc/net/snmp").stdout, re.M)
-    return dict(zip(names.split(), map(int, values.split())))["InDatagrams"]
+    return udp_count(device, "InDatagrams")
 
 
 def test_a_flood_is_cut_to_the_rate(devices, peer):

@@ -70,4 +70,4 @@ class Peer(Node):
                 except ConnectionRefusedError as error:
                     if time.monotonic() > end:
                         raise TimeoutError(f"port {port} of {address} stayed closed") from error
-                    time.sleep(0.2)
+                    time.sleep(1)  # after a few, the kernel tells of one refusal a second
