@@ -1,9 +1,9 @@
 #include "allocation_counter.h"
-#include "browser/browse_document.h"
+#include "formats/browse_document.h"
+#include "formats/ssdp_headers.h"
+#include "formats/ssdp_messages.h"
+#include "formats/usn.h"
 #include "ssdp/device_registry.h"
-#include "ssdp/ssdp_headers.h"
-#include "ssdp/ssdp_messages.h"
-#include "ssdp/usn.h"
 
 #include <benchmark/benchmark.h>
 #include <string>
@@ -57,7 +57,7 @@ SSDPDeviceType Peer(int number)
     peer.ipAddress = "192.0.2." + std::to_string(number);
     peer.hostName = "studio-" + std::to_string(number);
     peer.instance = "0";
-    peer.usn = ssdp::MakeUSN(peer.productName, peer.ipAddress, peer.instance);
+    peer.usn = formats::MakeUSN(peer.productName, peer.ipAddress, peer.instance);
     peer.maxAge = "120";
     peer.timerPeriod = 120000;
     peer.timerCountdown = 240000;
@@ -78,14 +78,14 @@ void ClassifyAndScanNotify(benchmark::State &state)
     SSDPDeviceType service = Peer(1);
     service.notificationType = "upnp:rootdevice";
     service.location = "http://192.0.2.1:80/corvia_12_plus_upnp_ssdp_1.xml";
-    std::string notify = ssdp::ComposeAlive(service);
+    std::string notify = formats::ComposeAlive(service);
     notify.insert(notify.size() - 2, "X-PADDING: " + std::string(300, 'x'));
     notify.resize(298);
     notify += "\r\n";
     const AllocationCounter counter(state);
     for (auto _ : state) {
-        benchmark::DoNotOptimize(ssdp::ClassifyMethod(notify));
-        benchmark::DoNotOptimize(ssdp::ScanHeaders(notify));
+        benchmark::DoNotOptimize(formats::ClassifyMethod(notify));
+        benchmark::DoNotOptimize(formats::ScanHeaders(notify));
     }
 }
 BENCHMARK(ClassifyAndScanNotify);
@@ -196,7 +196,7 @@ void BrowseDocument(benchmark::State &state)
         devices.emplace(peer.usn, peer);
     }
     for (auto _ : state) {
-        benchmark::DoNotOptimize(vex::webapp::utils::ComposeBrowseDocument(devices));
+        benchmark::DoNotOptimize(formats::ComposeBrowseDocument(devices));
     }
 }
 BENCHMARK(BrowseDocument)->Arg(10)->Arg(100)->Arg(1000)->Arg(4000)->Unit(benchmark::kMicrosecond);

@@ -84,8 +84,8 @@ int VEXFileIO::Open(const std::string &name, int flags, int properties)
         return Fail(EINVAL);
     }
     // Without O_NONBLOCK the open of a FIFO would wait for the other end.
-    mDescriptor =
-        open(name.c_str(), *systemFlags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kNewFileMode);
+    mDescriptor = open(name.c_str(), *systemFlags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | O_NOFOLLOW,
+                       kNewFileMode);
     if (mDescriptor < 0) {
         return kVEXFailure;
     }

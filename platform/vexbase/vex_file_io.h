@@ -29,7 +29,9 @@ public:
     // system left it (EBUSY when this object has a file open already, EINVAL for
     // flags or properties not named above or for a name with a NUL in it, ENXIO
     // or EISDIR for what is no regular file). Never waits for a peer, as opening
-    // a FIFO would. New files get mode 0666 less the process's file-creation mask.
+    // a FIFO would, and follows no symbolic link in the place of the file itself
+    // (ELOOP), since others may put one there. New files get mode 0666 less the process's
+    // file-creation mask.
     [[nodiscard]] int Open(const std::string &name, int flags, int properties);
 
     // Writes length bytes, going on after short writes and interrupts. Returns

@@ -154,3 +154,21 @@ bool VEXIPSocket::GetHostIPAddresses(std::map<std::string, std::string> &ipv4,
     }
     return true;
 }
+
+in_addr VEXIPSocket::GetNetmask(const std::string &ipv4) const
+{
+    in_addr address{};
+    ifaddrs *first = nullptr;
+    if (inet_pton(AF_INET, ipv4.c_str(), &address) != 1 || getifaddrs(&first) != 0) {
+        return {};
+    }
+    const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> list(first, &freeifaddrs);
+    for (const ifaddrs *entry = first; entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr != nullptr && entry->ifa_netmask != nullptr &&
+            entry->ifa_addr->sa_family == AF_INET &&
+            reinterpret_cast<sockaddr_in *>(entry->ifa_addr)->sin_addr.s_addr == address.s_addr) {
+            return reinterpret_cast<sockaddr_in *>(entry->ifa_netmask)->sin_addr;
+        }
+    }
+    return {};
+}

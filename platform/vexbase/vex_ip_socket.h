@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <netinet/in.h>
 #include <string>
 #include <sys/socket.h>
 
@@ -49,6 +50,10 @@ public:
     // only when the kernel could not be asked.
     [[nodiscard]] bool GetHostIPAddresses(std::map<std::string, std::string> &ipv4,
                                           std::map<std::string, std::string> &ipv6) const;
+
+    // The netmask, in network byte order, of one of this host's IPv4 addresses;
+    // 0.0.0.0 when no interface has the address.
+    [[nodiscard]] in_addr GetNetmask(const std::string &ipv4) const;
 
 protected:
     // Use holds the open descriptor in place for the length of a scope; Close

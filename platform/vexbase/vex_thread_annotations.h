@@ -13,6 +13,7 @@
 #define VEX_CAPABILITY(x) VEX_THREAD_ATTRIBUTE(capability(x))
 #define VEX_SCOPED_CAPABILITY VEX_THREAD_ATTRIBUTE(scoped_lockable)
 #define VEX_GUARDED_BY(x) VEX_THREAD_ATTRIBUTE(guarded_by(x))
+#define VEX_PT_GUARDED_BY(x) VEX_THREAD_ATTRIBUTE(pt_guarded_by(x))
 #define VEX_REQUIRES(...) VEX_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define VEX_EXCLUDES(...) VEX_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 #define VEX_ACQUIRE(...) VEX_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <climits>
 #include <linux/sockios.h>
@@ -177,7 +178,10 @@ int VEXUDPSocket::Write(const void *data, std::size_t length, const sockaddr_in 
     const ssize_t sent =
         sendto(use.Descriptor(), data, length, MSG_DONTWAIT | MSG_NOSIGNAL,
                reinterpret_cast<const sockaddr *>(&destination), sizeof destination);
-    return sent < 0 ? kVEXFailure : static_cast<int>(sent);
+    if (sent >= 0) {
+        return static_cast<int>(sent);
+    }
+    return errno == EAGAIN || errno == ENOBUFS ? kVEXNoRoom : kVEXFailure;
 }
 
 int VEXUDPSocket::WriteSparing(const void *data, std::size_t length, const sockaddr_in &destination,
@@ -189,9 +193,11 @@ int VEXUDPSocket::WriteSparing(const void *data, std::size_t length, const socka
         int room = 0;
         socklen_t size = sizeof room;
         if (!use || ioctl(use.Descriptor(), SIOCOUTQ, &waiting) != 0 ||
-            getsockopt(use.Descriptor(), SOL_SOCKET, SO_SNDBUF, &room, &size) != 0 ||
-            waiting > room / 100 * (100 - sparedPercent)) {
+            getsockopt(use.Descriptor(), SOL_SOCKET, SO_SNDBUF, &room, &size) != 0) {
             return kVEXFailure;
+        }
+        if (waiting > room / 100 * (100 - sparedPercent)) {
+            return kVEXNoRoom;
         }
     }
     return Write(data, length, destination);

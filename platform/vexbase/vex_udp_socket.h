@@ -45,13 +45,13 @@ public:
     // which may be less, or a negative status when the socket is closed.
     int SetReceiveBuffer(int bytes);
 
-    // Sends one datagram without ever waiting. Returns the bytes sent, or a
-    // negative status: closed, shut down, no route, or no room in the system's
-    // queue.
+    // Sends one datagram without ever waiting. Returns the bytes sent, -4
+    // (kVEXNoRoom) when the send buffer is full, or another negative status:
+    // closed, shut down, no route.
     int Write(const void *data, std::size_t length, const sockaddr_in &destination);
 
-    // Write that leaves so many percent of the send buffer to others: it fails
-    // while more than the rest waits to leave. What is sent to hosts that do not
+    // Write that leaves so many percent of the send buffer to others: it returns
+    // kVEXNoRoom while more than the rest waits to leave. What is sent to hosts that do not
     // exist waits for seconds, and would keep everything else from being sent.
     int WriteSparing(const void *data, std::size_t length, const sockaddr_in &destination,
                      int sparedPercent);

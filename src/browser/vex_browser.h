@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ssdp/ssdp_device_type.h"
+#include "formats/ssdp_device_type.h"
 #include "vexbase/vex_thread.h"
 
 #include <string>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "browser/vex_browser.h"
+#include "formats/ssdp_device_type.h"
 #include "pubsub/config_map.h"
-#include "ssdp/ssdp_device_type.h"
 #include "ssdp/vex_ssdp.h"
 
 #include <QObject>

@@ -1,13 +1,14 @@
 #pragma once
 
-#include "ssdp/output_line.h"
+#include "ssdp/ssdp_environment.h"
 
 #include <string_view>
 
-// BoundReport tells once that a bound was met, and again only after the container
-// was mostly empty, so that no flood can fill a log: neither one that goes on, nor
-// one that makes room for a device and takes it again. Guarded by whatever guards
-// the bounded container.
+namespace ssdp {
+
+// BoundReport writes one line when a container is full, and one more only after
+// the container was less than half full in between. So no flood fills a log:
+// neither one that goes on, nor one that frees a place and takes it again.
 class BoundReport
 {
 public:
@@ -18,18 +19,16 @@ public:
     {
     }
 
-    // Says whether one more may enter, given whether there is room, and whether
-    // less than half of the bound is taken.
-    [[nodiscard]] bool Admit(bool room, bool mostlyEmpty)
+    // The container is less than half full: the next time it is full is new.
+    void NoteMostlyEmpty() { mReported = false; }
+
+    // The container is full.
+    void NoteFull(SSDPEnvironment &environment)
     {
-        if (mostlyEmpty) {
-            mReported = false;
-        }
-        if (!room && !mReported) {
-            ssdp::WriteFault({mOperation, ": Too many ", mWhat, ", dropping what comes more"});
+        if (!mReported) {
+            environment.TellFault({mOperation, ": Too many ", mWhat, ", dropping what comes more"});
             mReported = true;
         }
-        return room;
     }
 
 private:
@@ -37,3 +36,5 @@ private:
     std::string_view mWhat;
     bool mReported = false;
 };
+
+} // namespace ssdp

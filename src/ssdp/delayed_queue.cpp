@@ -1,36 +1,134 @@
 #include "ssdp/delayed_queue.h"
 
+#include "ssdp/ssdp_tunables.h"
+
+#include <algorithm>
 #include <iterator>
-#include <utility>
+
+namespace ssdp {
+namespace {
+
+std::size_t PlacesOf(const GETMessageType &datagram)
+{
+    return std::max<std::size_t>(1, (datagram.message.size() + kBytesOfPlace - 1) / kBytesOfPlace);
+}
+
+} // namespace
+
+std::size_t DelayedQueue::PlacesHeldBy(in_addr_t holder) const
+{
+    const auto held = mHolders.find(holder);
+    return held == mHolders.end() ? 0 : held->second.places;
+}
+
+bool DelayedQueue::HasRoomFor(in_addr_t holder) const
+{
+    return mPlaces < mMaxPlaces || PlacesHeldBy(holder) + 1 < mByPlaces.rbegin()->first;
+}
 
 void DelayedQueue::Add(GETMessageType datagram)
 {
-    const bool room = mDatagrams.size() < mMaxCount && mBytes < mMaxBytes;
-    const bool mostlyEmpty = mDatagrams.size() < mMaxCount / 2 && mBytes < mMaxBytes / 2;
-    if (mReport.Admit(room, mostlyEmpty)) {
-        mBytes += datagram.message.size();
-        mDatagrams.push_back(std::move(datagram));
+    if (mPlaces < mMaxPlaces / 2) {
+        mReport.NoteMostlyEmpty();
+    }
+    if (MakeRoom(datagram)) {
+        datagram.order = ++mEntered;
+        Enter(std::move(datagram));
     }
 }
 
-std::list<GETMessageType> DelayedQueue::TakeDue(std::uint32_t elapsed)
+// Drops the newest datagrams of the addresses that hold most, as long as the
+// newcomer's would hold less than they do.
+bool DelayedQueue::MakeRoom(const GETMessageType &datagram)
+{
+    const std::size_t needed = PlacesOf(datagram);
+    while (mPlaces + needed > mMaxPlaces) {
+        mReport.NoteFull(mEnvironment);
+        if (mByPlaces.empty() ||
+            mByPlaces.rbegin()->first <= PlacesHeldBy(datagram.holder) + needed) {
+            return false;
+        }
+        DropNewestOf(mHolders.find(mByPlaces.rbegin()->second));
+    }
+    return true;
+}
+
+void DelayedQueue::Enter(GETMessageType datagram)
+{
+    const Holder holder = mHolders.try_emplace(datagram.holder).first;
+    const std::size_t places = PlacesOf(datagram);
+    holder->second.datagrams.push_back(std::move(datagram));
+    ChangePlaces(holder, places, 0);
+}
+
+void DelayedQueue::DropNewestOf(Holder holder)
+{
+    const std::size_t places = PlacesOf(holder->second.datagrams.back());
+    holder->second.datagrams.pop_back();
+    ChangePlaces(holder, 0, places);
+}
+
+// Keeps the sums right; an address that holds nothing more is forgotten.
+void DelayedQueue::ChangePlaces(Holder holder, std::size_t gained, std::size_t lost)
+{
+    const in_addr_t address = holder->first;
+    std::size_t &places = holder->second.places;
+    mByPlaces.erase({places, address});
+    places = places + gained - lost;
+    mPlaces = mPlaces + gained - lost;
+    if (places != 0) {
+        mByPlaces.insert({places, address});
+    } else {
+        mHolders.erase(holder);
+    }
+}
+
+std::list<GETMessageType> DelayedQueue::TakeDue(std::uint32_t elapsedMs)
 {
     std::list<GETMessageType> due;
-    for (auto datagram = mDatagrams.begin(); datagram != mDatagrams.end();) {
-        const auto next = std::next(datagram);
-        if (datagram->delay > elapsed) {
-            datagram->delay -= elapsed;
-        } else {
-            mBytes -= datagram->message.size();
-            due.splice(due.end(), mDatagrams, datagram);
+    for (auto holder = mHolders.begin(); holder != mHolders.end();) {
+        std::list<GETMessageType> &datagrams = holder->second.datagrams;
+        std::size_t taken = 0;
+        for (auto datagram = datagrams.begin(); datagram != datagrams.end();) {
+            const auto next = std::next(datagram);
+            if (datagram->delay > elapsedMs) {
+                datagram->delay -= elapsedMs;
+            } else {
+                taken += PlacesOf(*datagram);
+                due.splice(due.end(), datagrams, datagram);
+            }
+            datagram = next;
         }
-        datagram = next;
+        ChangePlaces(holder++, 0, taken);
     }
+    due.sort([](const auto &a, const auto &b) { return a.order < b.order; });
     return due;
+}
+
+void DelayedQueue::PutBack(std::list<GETMessageType> unsent)
+{
+    for (GETMessageType &datagram : unsent) {
+        datagram.delay = 0;
+        if (++datagram.ticksOverdue <= kTicksToWaitForRoom && MakeRoom(datagram)) {
+            Enter(std::move(datagram));
+        }
+    }
 }
 
 void DelayedQueue::Clear()
 {
-    mDatagrams.clear();
-    mBytes = 0;
+    mHolders.clear();
+    mByPlaces.clear();
+    mPlaces = 0;
 }
+
+std::size_t DelayedQueue::Size() const
+{
+    std::size_t size = 0;
+    for (const auto &[address, held] : mHolders) {
+        size += held.datagrams.size();
+    }
+    return size;
+}
+
+} // namespace ssdp

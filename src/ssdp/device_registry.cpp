@@ -1,44 +1,38 @@
 #include "ssdp/device_registry.h"
 
-#include "ssdp/concat.h"
-#include "ssdp/usn.h"
+#include "formats/browse_document.h"
+#include "formats/usn.h"
+#include "ssdp/ssdp_tunables.h"
+#include "vexbase/vex_text.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <utility>
 
-using ssdp::CanBeProxied;
-using ssdp::NTSHeader;
+namespace ssdp {
+namespace {
 
-void DeviceRegistry::AddInterface(const std::string &address, const std::string &name)
+using formats::CanBeProxied;
+using formats::NTSHeader;
+
+// What an entry costs us, as the browse document writes it. Its USN and its
+// max-age, which that document leaves out, count once.
+std::size_t WrittenSize(const SSDPDeviceType &device)
 {
-    mInterfaces.insert_or_assign(address, name);
-    in_addr binary{};
-    if (inet_pton(AF_INET, address.c_str(), &binary) == 1) {
-        mOwnAddresses.push_back(binary.s_addr);
-    }
+    return formats::SizeOfBrowseObject(device) + device.usn.size() + device.maxAge.size();
 }
 
-void DeviceRegistry::ClearInterfaces()
+void SetMaxAge(SSDPDeviceType &device, std::int32_t maxAge)
 {
-    mInterfaces.clear();
-    mOwnAddresses.clear();
+    device.maxAge = std::to_string(maxAge);
+    device.timerPeriod = static_cast<std::uint32_t>(maxAge) * 1000U;
+    device.repeatCount = 0;
 }
 
-bool DeviceRegistry::IsOwnAddress(std::string_view address) const
-{
-    return mInterfaces.find(address) != mInterfaces.end();
-}
-
-bool DeviceRegistry::IsOwnAddress(const in_addr &address) const
-{
-    return std::find(mOwnAddresses.begin(), mOwnAddresses.end(), address.s_addr) !=
-           mOwnAddresses.end();
-}
+} // namespace
 
 void DeviceRegistry::AddService(SSDPDeviceType &service)
 {
-    service.usn = ssdp::MakeUSN(service.productName, service.ipAddress, service.instance);
+    service.usn = formats::MakeUSN(service.productName, service.ipAddress, service.instance);
     service.timerPeriod = 0;
     mPendingAdditions.insert_or_assign(service.usn, service);
 }
@@ -54,7 +48,7 @@ void DeviceRegistry::RemoveService(const std::string &usn)
 
 void DeviceRegistry::RemoveServicesWithPrefix(std::string_view prefix)
 {
-    const std::string pattern = ssdp::Concat({prefix, "-"});
+    const std::string pattern = vexbase::Concat({prefix, "-"});
     for (auto added = mPendingAdditions.begin(); added != mPendingAdditions.end();) {
         added = added->first.find(pattern) != std::string::npos ? mPendingAdditions.erase(added)
                                                                 : std::next(added);
@@ -69,33 +63,34 @@ void DeviceRegistry::RemoveServicesWithPrefix(std::string_view prefix)
 void DeviceRegistry::UpdateDevice(const NTSHeader &header, std::int32_t maxAge)
 {
     if (CanBeProxied(header.usn)) {
-        HearProxied(header, std::clamp(maxAge, ssdp::kLeastMaxAge, ssdp::kLargestMaxAge));
+        UpdateProxied(header, std::clamp(maxAge, formats::kLeastMaxAge, formats::kLargestMaxAge));
     } else {
-        HearSpeaker(header);
+        UpdateSpeaker(header);
     }
 }
 
-// A device that speaks for itself. It enters the registry when its description
-// arrives, which is asked for until then at each of its announcements.
-void DeviceRegistry::HearSpeaker(const NTSHeader &header)
+// A device that always speaks for itself. It enters the registry when its
+// description arrives; until then each of its announcements asks for it.
+void DeviceRegistry::UpdateSpeaker(const NTSHeader &header)
 {
-    if (header.usn.find(ssdp::kUsnPrefix) == std::string_view::npos) {
+    if (header.usn.find(formats::kUsnPrefix) == std::string_view::npos) {
         return;
     }
     const auto node = mNodeList.find(header.usn);
     if (node == mNodeList.end()) {
-        mActions.SendGETRequest(header.location);
+        mDocuments.SendGETRequest(header.location, header.sender);
         return;
     }
     SSDPDeviceType &device = node->second;
     if (device.modelNumber.empty()) {
-        mActions.SendGETRequest(header.location);
+        mDocuments.SendGETRequest(header.location, header.sender);
     }
-    device.timerCountdown = static_cast<std::int32_t>(device.timerPeriod * 2);
+    device.timerCountdown = RefreshedCountdownMs(device.timerPeriod);
+    Confirm(node);
 }
 
-// A device that can be spoken for, heard speaking for itself.
-void DeviceRegistry::HearProxied(const NTSHeader &header, std::int32_t maxAge)
+// A device that can be proxied announced itself.
+void DeviceRegistry::UpdateProxied(const NTSHeader &header, std::int32_t maxAge)
 {
     const auto host = mHostList.find(header.usn);
     if (host != mHostList.end()) {
@@ -104,106 +99,118 @@ void DeviceRegistry::HearProxied(const NTSHeader &header, std::int32_t maxAge)
     }
     const auto node = mNodeList.find(header.usn);
     if (node != mNodeList.end()) {
-        SSDPDeviceType &device = node->second;
-        device.maxAge = std::to_string(maxAge);
-        device.timerPeriod = static_cast<std::uint32_t>(maxAge) * 1000U;
-        device.timerCountdown = maxAge * 2000;
-        device.repeatCount = 0;
+        Uncount(node->second);
+        SetMaxAge(node->second, maxAge);
+        Count(node->second);
+        node->second.timerCountdown = RefreshedCountdownMs(node->second.timerPeriod);
+        Confirm(node);
     }
 }
 
-// Stops announcing a device that speaks for itself now. No byebye is due, since
-// the device is there, and no change is flagged, since it was listed before. The
-// device's own service is nobody's to take: whoever announces it is mistaken.
+// Stops announcing a device that now announces itself, this device's own service
+// included. It says no byebye, since the device is there, and flags no change,
+// since it was listed before.
 void DeviceRegistry::HandBack(Iterator host, std::int32_t maxAge)
 {
-    SSDPDeviceType &service = host->second;
-    if (IsOwnAddress(service.ipAddress)) {
-        return;
-    }
-    service.maxAge = std::to_string(maxAge);
-    service.timerPeriod = static_cast<std::uint32_t>(maxAge) * 1000U;
-    service.timerCountdown = maxAge * 500;
-    service.repeatCount = 0;
-    mNodeList.insert_or_assign(service);
-    mActions.ReturnFileNumber(service.descriptionFileName);
+    SSDPDeviceType service = std::move(host->second);
     mHostList.erase(host);
+    SetMaxAge(service, maxAge);
+    service.timerCountdown = HandBackCountdownMs(service.timerPeriod);
+    mDocuments.ReturnFileNumber(service.descriptionFileName);
+    PutNode(std::move(service));
 }
 
 void DeviceRegistry::RemoveDevice(const NTSHeader &header)
 {
     const auto node = mNodeList.find(header.usn);
     if (node != mNodeList.end()) {
-        mNodeList.erase(node);
+        EraseNode(node);
         mChanged = true;
     }
 }
 
+void DeviceRegistry::Confirm(Iterator node)
+{
+    if (!UnconfirmedNodes::IsConfirmed(node->second)) {
+        mUnconfirmed.Remove(node);
+        UnconfirmedNodes::MarkConfirmed(node->second);
+    }
+}
+
+void DeviceRegistry::Count(const SSDPDeviceType &device)
+{
+    mWrittenBytes += WrittenSize(device);
+}
+
+void DeviceRegistry::Uncount(const SSDPDeviceType &device)
+{
+    mWrittenBytes -= WrittenSize(device);
+}
+
+DeviceRegistry::Iterator DeviceRegistry::EraseNode(Iterator node)
+{
+    Uncount(node->second);
+    if (!UnconfirmedNodes::IsConfirmed(node->second)) {
+        mUnconfirmed.Remove(node);
+    }
+    return mNodeList.erase(node);
+}
+
+// Enters a record that we vouch for, in place of any that is there.
+void DeviceRegistry::PutNode(SSDPDeviceType device)
+{
+    const auto node = mNodeList.find(device.usn);
+    if (node != mNodeList.end()) {
+        Confirm(node);
+        Uncount(node->second);
+    }
+    Count(device);
+    UnconfirmedNodes::MarkConfirmed(device);
+    mNodeList.insert_or_assign(std::move(device));
+}
+
+// An entry that an announcement confirmed stays confirmed: a forged description
+// must not make it give way.
 void DeviceRegistry::EnterDescription(SSDPDeviceType device)
 {
-    if (SpeaksForOwn(device.usn)) {
-        return;
-    }
     const auto node = mNodeList.find(device.usn);
     const bool known = node != mNodeList.end();
-    if (!AdmitDescription(known ? &node->second : nullptr, device)) {
+    if (!MakeRoom(known ? &node->second : nullptr, device)) {
         return;
     }
+    Count(device);
     if (known) {
+        Uncount(node->second);
+        device.flag = node->second.flag;
         node->second = std::move(device);
     } else {
-        mNodeList.try_emplace(std::move(device));
+        mUnconfirmed.Add(mNodeList.try_emplace(std::move(device)).first);
     }
     mChanged = true;
 }
 
-std::size_t DeviceRegistry::SizeOfTexts(const SSDPDeviceType &device)
+// Whether there is room for a description, in place of the former one if there is
+// one. Entries that nobody has confirmed give way to it, the oldest first.
+bool DeviceRegistry::MakeRoom(const SSDPDeviceType *former, const SSDPDeviceType &device)
 {
-    std::size_t size = 0;
-    for (const std::string *text :
-         {&device.productName, &device.modelName, &device.modelNumber, &device.modelDescription,
-          &device.serialNumber, &device.ipAddress, &device.hostName, &device.instance,
-          &device.boardID, &device.notificationType, &device.urlScheme, &device.reserved,
-          &device.usn, &device.maxAge, &device.location, &device.descriptionFileName,
-          &device.server}) {
-        size += text->size();
+    const std::size_t freed = former != nullptr ? WrittenSize(*former) : 0;
+    const std::size_t size = WrittenSize(device);
+    std::size_t nodes = HeardNodes() + (former != nullptr ? 0 : 1);
+    if (mWrittenBytes < kMaxHeardBytes / 2 && nodes < kMaxHeardNodes / 2) {
+        mHeardBound.NoteMostlyEmpty();
     }
-    return size;
-}
-
-// Whether a description may be entered, in place of the former one if there is
-// one: while no bound is met, or when it is no larger than what it replaces. Once
-// the texts fill their bound it is met for any size, so that a flood of large and
-// small ones is reported once.
-bool DeviceRegistry::AdmitDescription(const SSDPDeviceType *former, const SSDPDeviceType &device)
-{
-    const bool known = former != nullptr;
-    const std::size_t freed = known ? SizeOfTexts(*former) : 0;
-    const std::size_t size = SizeOfTexts(device);
-    const std::size_t nodes = HeardNodes();
-    const bool room =
-        (mHeardBytes < ssdp::kMaxHeardBytes && (known || nodes < ssdp::kMaxHeardNodes)) ||
-        (known && size <= freed);
-    const bool mostlyEmpty =
-        mHeardBytes < ssdp::kMaxHeardBytes / 2 && nodes < ssdp::kMaxHeardNodes / 2;
-    if (!mHeardBound.Admit(room, mostlyEmpty)) {
-        return false;
+    while (mWrittenBytes + size > kMaxHeardBytes + freed || nodes > kMaxHeardNodes) {
+        mHeardBound.NoteFull(mEnvironment);
+        if (mUnconfirmed.Empty() || &mUnconfirmed.Oldest()->second == former) {
+            return false;
+        }
+        EraseNode(mUnconfirmed.Oldest());
+        --nodes;
     }
-    mHeardBytes = mHeardBytes - freed + size;
     return true;
 }
 
-// Whether a USN names a service that this device announces, or one at one of
-// its own addresses.
-bool DeviceRegistry::SpeaksForOwn(std::string_view usn) const
-{
-    return mHostList.find(usn) != mHostList.end() ||
-           std::any_of(mInterfaces.begin(), mInterfaces.end(), [usn](const auto &own) {
-               return usn.find(ssdp::Concat({"-", own.first, "-"})) != std::string_view::npos;
-           });
-}
-
-// How many devices have been entered from the network; announced services do not
+// How many devices have been entered from the network. Announced services do not
 // count.
 std::size_t DeviceRegistry::HeardNodes() const
 {
@@ -213,30 +220,33 @@ std::size_t DeviceRegistry::HeardNodes() const
     return NodeList().size() - static_cast<std::size_t>(announced);
 }
 
-void DeviceRegistry::SayGoodbyes(bool announce)
+void DeviceRegistry::Leave(bool announce)
 {
     for (const auto &[usn, service] : mHostList) {
         if (announce) {
-            mActions.AnnounceGoodbye(service);
+            AnnounceGoodbye(service);
         }
-        mActions.ReturnFileNumber(service.descriptionFileName);
+        mDocuments.ReturnFileNumber(service.descriptionFileName);
     }
-}
-
-void DeviceRegistry::Clear()
-{
     mChanged = mChanged || !NodeList().empty();
     mHostList.clear();
+    mUnconfirmed.Clear();
     mNodeList.clear();
-    mHeardBytes = 0;
+    mWrittenBytes = 0;
+    mPendingAdditions.clear();
+    mPendingRemovals.clear();
 }
 
+// Empties out first: at no time are there more than two copies of the list.
 bool DeviceRegistry::TakeChange(SSDPDeviceMap &out)
 {
     if (!mChanged) {
         return false;
     }
+    out.clear();
     out = NodeList();
     mChanged = false;
     return true;
 }
+
+} // namespace ssdp

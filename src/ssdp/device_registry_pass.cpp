@@ -1,40 +1,28 @@
+#include "formats/browse_document.h"
+#include "formats/ssdp_messages.h"
+#include "formats/usn.h"
 #include "ssdp/device_registry.h"
+#include "ssdp/ssdp_tunables.h"
 
-#include "ssdp/max_age.h"
-#include "ssdp/output_line.h"
-#include "ssdp/usn.h"
-
-#include <algorithm>
-#include <cstdlib>
-#include <limits>
 #include <utility>
 
 // The registry pass: what the receive loop runs at every tick.
 
-using ssdp::CanBeProxied;
-
+namespace ssdp {
 namespace {
 
-// Lowers a countdown. It stops at the least value, so that an entry kept for
-// weeks after it ran out does not come back to life.
-std::int32_t Lower(std::int32_t countdown, std::int32_t elapsed)
-{
-    const std::int64_t left = static_cast<std::int64_t>(countdown) - elapsed;
-    return static_cast<std::int32_t>(
-        std::max<std::int64_t>(left, std::numeric_limits<std::int32_t>::min()));
-}
+using formats::CanBeProxied;
 
-// Lowers a record's countdown and tells whether it has run out. That is decided
-// one pass early, when what is left would not outlast another pass as long.
-bool RunsOut(SSDPDeviceType &device, std::int32_t elapsed)
+// Whether a countdown has run out. That is decided one pass early, when what is
+// left would not outlast another pass of the same length.
+bool HasRunOut(const SSDPDeviceType &device, std::int32_t elapsedMs)
 {
-    device.timerCountdown = Lower(device.timerCountdown, elapsed);
-    return device.timerCountdown <= elapsed;
+    return device.timerCountdown <= elapsedMs;
 }
 
 } // namespace
 
-void DeviceRegistry::UpdateContainers(std::int32_t elapsed)
+void DeviceRegistry::UpdateContainers(std::int32_t elapsedMs)
 {
     ApplyWithdrawals();
     for (auto &added : mPendingAdditions) {
@@ -42,18 +30,20 @@ void DeviceRegistry::UpdateContainers(std::int32_t elapsed)
     }
     mPendingAdditions.clear();
     mPendingRemovals.clear();
-    AgeNodes(elapsed);
-    AgeOrphanedHosts(elapsed);
+    AgeNodes(elapsedMs);
+    AgeHosts(elapsedMs);
 }
 
 void DeviceRegistry::ApplyWithdrawals()
 {
     for (const auto &[usn, service] : mPendingRemovals) {
         if (mHostList.erase(usn) != 0) {
-            mActions.AnnounceGoodbye(service);
-            mActions.ReturnFileNumber(service.descriptionFileName);
+            AnnounceGoodbye(service);
+            mDocuments.ReturnFileNumber(service.descriptionFileName);
         }
-        if (mNodeList.erase(usn)) {
+        const auto node = mNodeList.find(usn);
+        if (node != mNodeList.end()) {
+            EraseNode(node);
             mChanged = true;
         }
     }
@@ -67,47 +57,50 @@ void DeviceRegistry::ApplyAddition(SSDPDeviceType &service)
         return;
     }
     const auto node = mNodeList.find(service.usn);
-    if (node == mNodeList.end() && !IsOwnAddress(service.ipAddress)) {
+    if (node == mNodeList.end() && !mLink.IsOwnAddress(service.ipAddress)) {
         EnterAdded(service);
     } else if (node == mNodeList.end() || RenewKnown(service, node->second)) {
         Publish(service);
     }
 }
 
-// A service that is announced already is added again: it is listed again if a
-// byebye took it off the list, and another's is granted its repeats anew and may
-// have another name by now.
+// A service that is announced already is added again. The device's own is listed
+// again if a byebye took it off the list. A proxied one gets its repeats back, and
+// may have another name by now, but only while it is listed.
 void DeviceRegistry::RenewHosted(const SSDPDeviceType &service, SSDPDeviceType &host)
 {
-    const auto [node, relisted] = mNodeList.try_emplace(host);
-    mChanged = mChanged || relisted;
-    if (IsOwnAddress(service.ipAddress)) {
+    const auto node = mNodeList.find(service.usn);
+    if (mLink.IsOwnAddress(service.ipAddress)) {
+        if (node == mNodeList.end()) {
+            PutNode(host);
+            mChanged = true;
+        }
         return;
     }
-    SSDPDeviceType &device = node->second;
-    if (device.hostName != service.hostName) {
-        device.hostName = service.hostName;
-        host.hostName = service.hostName;
-        mChanged = true;
+    if (node == mNodeList.end()) {
+        return;
     }
-    device.repeatCount = ssdp::kProxyRepeats;
+    if (node->second.hostName != service.hostName) {
+        host.hostName = service.hostName;
+        Rename(node->second, service.hostName);
+    }
+    node->second.repeatCount = kProxyRepeats;
+    host.repeatCount = kProxyRepeats;
 }
 
-// Another device's service is added for the first time. One that can be spoken
-// for gets two to five ticks to announce itself before it is taken over.
+// Another device's service is added for the first time. One that can be proxied
+// has two to five ticks to announce itself before it is taken over.
 void DeviceRegistry::EnterAdded(SSDPDeviceType &service)
 {
-    service.timerPeriod = ssdp::GetMaximumAge(service.maxAge);
+    service.timerPeriod = mTiming.GetMaximumAge(service.maxAge);
     if (CanBeProxied(service.usn)) {
-        const auto interval = static_cast<long>(mPollInterval);
-        service.timerCountdown =
-            static_cast<std::int32_t>(random() % (3 * interval) + 2 * interval);
-        service.repeatCount = ssdp::kProxyRepeats;
+        service.timerCountdown = mTiming.DrawTakeOverWaitMs();
+        service.repeatCount = kProxyRepeats;
     } else {
-        service.timerCountdown = static_cast<std::int32_t>(service.timerPeriod * 2);
+        service.timerCountdown = RefreshedCountdownMs(service.timerPeriod);
         service.repeatCount = 0;
     }
-    mNodeList.insert_or_assign(service);
+    PutNode(service);
     mChanged = true;
 }
 
@@ -116,84 +109,120 @@ void DeviceRegistry::EnterAdded(SSDPDeviceType &service)
 bool DeviceRegistry::RenewKnown(const SSDPDeviceType &service, SSDPDeviceType &node)
 {
     if (node.hostName != service.hostName) {
-        node.hostName = service.hostName;
-        mChanged = true;
+        Rename(node, service.hostName);
     }
     if (!CanBeProxied(node.usn)) {
-        node.timerCountdown = static_cast<std::int32_t>(node.timerPeriod * 2);
+        node.timerCountdown = RefreshedCountdownMs(node.timerPeriod);
         return false;
     }
     return node.timerCountdown <= 0;
 }
 
-// Announces a service of the device's own, or one that it speaks for from now on.
+void DeviceRegistry::Rename(SSDPDeviceType &node, const std::string &hostName)
+{
+    Uncount(node);
+    node.hostName = hostName;
+    Count(node);
+    mChanged = true;
+}
+
+// Announces a service of the device's own, or one that it proxies from now on.
 void DeviceRegistry::Publish(SSDPDeviceType &service)
 {
-    const bool proxied = CanBeProxied(service.usn);
     bool written = false;
-    for (const auto &own : mInterfaces) {
-        if (mActions.GenerateDeviceDescriptionFile(own.first, service)) {
+    for (const auto &own : mLink.Interfaces()) {
+        if (mDocuments.GenerateDeviceDescriptionFile(own.first, service)) {
             written = true;
         } else {
-            ssdp::WriteFault({"UpdateContainers", ": Unable to generate a description file for ",
-                              service.usn, ", ", service.productName});
+            mEnvironment.TellFault({"UpdateContainers",
+                                    ": Unable to generate a description file for ", service.usn,
+                                    ", ", service.productName});
         }
     }
     if (!written) {
         return;
     }
-    service.repeatCount = proxied ? ssdp::kProxyRepeats : std::uint16_t{0};
-    mNodeList.insert_or_assign(service);
+    service.repeatCount = CanBeProxied(service.usn) ? kProxyRepeats : std::uint16_t{0};
+    UnconfirmedNodes::MarkConfirmed(service);
     mHostList.insert_or_assign(service.usn, service);
+    PutNode(service);
     mChanged = true;
-    mActions.AnnounceService(service);
+    AnnounceService(service);
 }
 
-// A device that ran out is forgotten, unless it waits to be taken over: that is
-// what its repeats tell.
-void DeviceRegistry::AgeNodes(std::int32_t elapsed)
+// Forgets a device that ran out, unless it waits to be taken over: its repeats say
+// that. An announced service does not run out here.
+void DeviceRegistry::AgeNodes(std::int32_t elapsedMs)
 {
-    mHeardBytes = 0;
     for (auto node = mNodeList.begin(); node != mNodeList.end();) {
         SSDPDeviceType &device = node->second;
-        const bool due = RunsOut(device, elapsed);
-        const bool hosted = due && mHostList.find(node->first) != mHostList.end();
-        if (hosted) {
-            RunOutHosted(device);
-        }
-        if (due && !hosted && device.repeatCount == 0) {
-            node = mNodeList.erase(node);
+        device.timerCountdown = LoweredCountdownMs(device.timerCountdown, elapsedMs);
+        if (HasRunOut(device, elapsedMs) && device.repeatCount == 0 &&
+            mHostList.find(node->first) == mHostList.end()) {
+            node = EraseNode(node);
             mChanged = true;
         } else {
-            mHeardBytes += SizeOfTexts(device);
             ++node;
         }
     }
 }
 
-// An announced service whose node is gone, as after a byebye that anybody may
-// have sent, goes on by its own countdown: one datagram must not silence it.
-void DeviceRegistry::AgeOrphanedHosts(std::int32_t elapsed)
+// Announces what ran out, by HostList alone: nothing that arrives in the name of
+// an announced service delays, stops or changes its announcements.
+void DeviceRegistry::AgeHosts(std::int32_t elapsedMs)
 {
     for (auto &[usn, service] : mHostList) {
-        if (!mNodeList.contains(usn) && RunsOut(service, elapsed)) {
-            RunOutHosted(service);
+        service.timerCountdown = LoweredCountdownMs(service.timerCountdown, elapsedMs);
+        if (!HasRunOut(service, elapsedMs)) {
+            continue;
+        }
+        if (mLink.IsOwnAddress(service.ipAddress)) {
+            AnnounceOwn(service);
+        } else {
+            AnnounceProxied(service);
         }
     }
 }
 
-// An announced service is due: the own one always, another's as long as repeats
-// are owed; after that it is withdrawn in the next pass.
-void DeviceRegistry::RunOutHosted(SSDPDeviceType &service)
+// The list gets the announced record back, if a description in our name has
+// replaced it.
+void DeviceRegistry::AnnounceOwn(SSDPDeviceType &service)
 {
-    const bool own = IsOwnAddress(service.ipAddress);
-    if (!own && service.repeatCount == 0) {
+    service.timerCountdown = static_cast<std::int32_t>(service.timerPeriod);
+    AnnounceService(service);
+    const auto node = mNodeList.find(service.usn);
+    if (node != mNodeList.end()) {
+        mChanged = mChanged || !formats::AreListedAlike(node->second, service);
+        PutNode(service);
+    }
+}
+
+// A proxied service is announced until its repeats are used up; after that it is
+// withdrawn in the next pass.
+void DeviceRegistry::AnnounceProxied(SSDPDeviceType &service)
+{
+    if (service.repeatCount == 0) {
         mPendingRemovals.emplace(service.usn, service);
         return;
     }
-    if (!own) {
-        --service.repeatCount;
-    }
+    --service.repeatCount;
     service.timerCountdown = static_cast<std::int32_t>(service.timerPeriod);
-    mActions.AnnounceService(service);
+    AnnounceService(service);
+    const auto node = mNodeList.find(service.usn);
+    if (node != mNodeList.end()) {
+        node->second.repeatCount = service.repeatCount;
+        node->second.timerCountdown = service.timerCountdown;
+    }
 }
+
+void DeviceRegistry::AnnounceService(const SSDPDeviceType &service)
+{
+    mEnvironment.Multicast(formats::ComposeAlive(service));
+}
+
+void DeviceRegistry::AnnounceGoodbye(const SSDPDeviceType &service)
+{
+    mEnvironment.Multicast(formats::ComposeGoodbye(service));
+}
+
+} // namespace ssdp

@@ -3,35 +3,36 @@
 namespace ssdp {
 namespace {
 
-bool NamesUSN(const std::string &target)
+bool NamesUSN(std::string_view target)
 {
-    return target.size() > 5 && target.find("uuid:") != std::string::npos;
+    return target.size() > 5 && target.find("uuid:") != std::string_view::npos;
 }
 
-void TakeVersion(std::string &target)
+std::string_view WithoutVersion(std::string_view target)
 {
     const std::size_t size = target.size();
-    if (size >= 2 && target[size - 2] == ':' && target[size - 1] >= '0' &&
-        target[size - 1] <= '9') {
-        target.resize(size - 2);
-    }
+    const bool versioned =
+        size >= 2 && target[size - 2] == ':' && target[size - 1] >= '0' && target[size - 1] <= '9';
+    return versioned ? target.substr(0, size - 2) : target;
 }
 
 } // namespace
 
-void MatchSearchTarget(const SSDPDeviceMap &services, std::string &target,
-                       const std::function<void(const SSDPDeviceType &)> &answer)
+std::vector<const SSDPDeviceType *> MatchSearchTarget(const SSDPDeviceMap &services,
+                                                      std::string_view target)
 {
     const bool all = target == "ssdp:all";
     const bool byUSN = !all && NamesUSN(target);
     if (!all && !byUSN) {
-        TakeVersion(target);
+        target = WithoutVersion(target);
     }
+    std::vector<const SSDPDeviceType *> matching;
     for (const auto &[usn, service] : services) {
         if (all || target == (byUSN ? service.usn : service.notificationType)) {
-            answer(service);
+            matching.push_back(&service);
         }
     }
+    return matching;
 }
 
 } // namespace ssdp

@@ -4,41 +4,35 @@
 
 namespace ssdp {
 
-// TickClock tells when a poll interval is over, from readings of a clock that
-// wraps. Times are milliseconds. A pure value: the caller reads the clock.
+// TickClock tells when a tick is over, from readings of a millisecond clock that
+// wraps. A pure value: the caller reads the clock.
 class TickClock
 {
 public:
-    explicit TickClock(std::uint32_t interval) : mInterval(interval) {}
-
     // A tick begins.
-    void Start(std::uint32_t now)
+    void Start(std::uint32_t nowMs)
     {
-        mStart = now;
-        mElapsed = 0;
+        mStartMs = nowMs;
+        mElapsedMs = 0;
     }
 
-    // Whether the tick is over by now. A clock that went back (or wrapped) ends
-    // it with the interval as elapsed time, rather than a huge one.
-    [[nodiscard]] bool IsOver(std::uint32_t now)
+    // Notes the time. A clock that went back (or wrapped) ends the tick with the
+    // interval as elapsed time, not with a huge one.
+    void Note(std::uint32_t nowMs, std::uint32_t intervalMs)
     {
-        if (now < mStart) {
-            mElapsed = mInterval;
-        } else if (now > mStart) {
-            mElapsed = now - mStart;
+        if (nowMs < mStartMs) {
+            mElapsedMs = intervalMs;
+        } else if (nowMs > mStartMs) {
+            mElapsedMs = nowMs - mStartMs;
         }
-        return mElapsed >= mInterval;
     }
 
-    // Milliseconds since the tick began, as last told to IsOver.
-    [[nodiscard]] std::uint32_t Elapsed() const { return mElapsed; }
-
-    [[nodiscard]] std::uint32_t Interval() const { return mInterval; }
+    // Milliseconds since the tick began, as noted last.
+    [[nodiscard]] std::uint32_t ElapsedMs() const { return mElapsedMs; }
 
 private:
-    std::uint32_t mInterval;
-    std::uint32_t mStart = 0;
-    std::uint32_t mElapsed = 0;
+    std::uint32_t mStartMs = 0;
+    std::uint32_t mElapsedMs = 0;
 };
 
 } // namespace ssdp

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "formats/ssdp_device_type.h"
 #include "ssdp/keyed_hash.h"
-#include "ssdp/ssdp_device_type.h"
 
 #include <cstddef>
 #include <cstdint>

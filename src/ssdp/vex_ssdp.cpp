@@ -1,39 +1,48 @@
 #include "ssdp/vex_ssdp.h"
 
-#include "ssdp/output_line.h"
-#include "ssdp/registry_listing.h"
-#include "ssdp/usn.h"
+#include "formats/diagnostic_listing.h"
+#include "formats/ssdp_protocol.h"
+#include "ssdp/engine_environment.h"
+#include "ssdp/ssdp_agent.h"
+#include "ssdp/ssdp_tunables.h"
+#include "vexbase/vex_output.h"
 
 #include <arpa/inet.h>
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
-#include <iostream>
 #include <net/if.h>
 #include <thread>
 
-using ssdp::WriteFault;
-using ssdp::WriteProgress;
+using vexbase::WriteFault;
+using vexbase::WriteProgress;
 
-DescriptionFileNumbers &VEX_SSDP::mFileNumberContainer = *new DescriptionFileNumbers;
+// The analysis does not follow a lock that is taken by one function of an object
+// and released by another.
+VEX_SSDP::Hold::Hold(VEX_SSDP &engine) VEX_NO_THREAD_SAFETY_ANALYSIS : mEngine(engine)
+{
+    static_cast<void>(mEngine.mLock.Lock());
+}
+
+VEX_SSDP::Hold::~Hold() VEX_NO_THREAD_SAFETY_ANALYSIS
+{
+    const std::vector<std::string> faults = mEngine.mEnvironment->TakeFaults();
+    mEngine.mLock.Unlock();
+    for (const std::string &fault : faults) {
+        WriteFault({fault});
+    }
+}
 
 VEX_SSDP::VEX_SSDP()
-    : mRegistry(*this),
-      mResponses(ssdp::kMaxDelayedResponses, ssdp::kMaxDelayedResponseBytes, "SendGETResponse",
-                 "delayed responses"),
-      mRequests(ssdp::kMaxDelayedRequests, ssdp::kMaxDelayedRequestBytes, "SendGETRequest",
-                "delayed requests")
+    : mEnvironment(std::make_unique<ssdp::EngineEnvironment>(mSocket)),
+      mAgent(std::make_unique<ssdp::SSDPAgent>(*mEnvironment))
 {
-    mMulticastDestination.sin_family = AF_INET;
-    mMulticastDestination.sin_port = htons(ssdp::kPort);
-    inet_pton(AF_INET, ssdp::kMulticastAddress, &mMulticastDestination.sin_addr);
     mThread.Attach([this] { SSDPThread(); });
     srandom(static_cast<unsigned int>(time(nullptr)));
     mDiagnosticThread.Attach([this] { SSDPDiagnosticThread(); });
 }
 
-// Close gives a thread up that does not end in time; it must not outlive what it
-// uses.
+// Close may time out; the threads must not outlive what they use.
 VEX_SSDP::~VEX_SSDP()
 {
     Close();
@@ -52,7 +61,7 @@ unsigned int VEX_SSDP::Open(const std::map<std::string, std::string> &interfaces
         WriteFault({"since we do not support multihomed SSDP at this time."});
         return 0;
     }
-    const VEXLockGuard holdLifecycle(mLifecycle);
+    const VEXLockGuard holdLifecycle(mLifecycleLock);
     if (!mSocket.IsOpen()) {
         OpenSocket(interfaces.begin()->first, interfaces.begin()->second);
     }
@@ -71,14 +80,15 @@ unsigned int VEX_SSDP::Open(const std::map<std::string, std::string> &interfaces
 // joined or not.
 void VEX_SSDP::OpenSocket(const std::string &address, const std::string &interfaceName)
 {
-    if (mSocket.Open("", ssdp::kPort, VEXUDPSocket::Port::Shared) != kVEXSuccess) {
+    if (mSocket.Open("", formats::kPort, VEXUDPSocket::Port::Shared) != kVEXSuccess) {
         return;
     }
-    mSocket.SetReceiveBuffer(ssdp::kReceiveBuffer);
+    mSocket.SetReceiveBuffer(ssdp::kReceiveBufferBytes);
     ChooseInterface(interfaceName);
     JoinGroup(address);
-    const VEXLockGuard hold(mLock);
-    mRegistry.AddInterface(address, interfaceName);
+    const in_addr netmask = mSocket.GetNetmask(address);
+    const Hold hold(*this);
+    mAgent->AddInterface(address, interfaceName, netmask);
 }
 
 // Sends multicast out of this interface whatever the routes say. Chosen by
@@ -96,7 +106,7 @@ void VEX_SSDP::ChooseInterface(const std::string &interfaceName)
 void VEX_SSDP::JoinGroup(const std::string &address)
 {
     ip_mreq request{};
-    request.imr_multiaddr = mMulticastDestination.sin_addr;
+    inet_pton(AF_INET, formats::kMulticastAddress, &request.imr_multiaddr);
     inet_pton(AF_INET, address.c_str(), &request.imr_interface);
     for (int tries = 0; tries < ssdp::kMembershipTries; ++tries) {
         if (mSocket.SetSocketOption(IP_ADD_MEMBERSHIP, request) == kVEXSuccess) {
@@ -110,7 +120,7 @@ void VEX_SSDP::JoinGroup(const std::string &address)
 // Open starts and prints nothing.
 void VEX_SSDP::StartDiagnostics()
 {
-    if (mDiagnosticSocket.Open("", ssdp::kDiagnosticPort) != kVEXSuccess) {
+    if (mDiagnosticSocket.Open("", formats::kDiagnosticPort) != kVEXSuccess) {
         return;
     }
     if (mDiagnosticThread.Start() != kVEXSuccess) {
@@ -123,39 +133,30 @@ void VEX_SSDP::StartDiagnostics()
 
 void VEX_SSDP::Close(Goodbye goodbye)
 {
-    const VEXLockGuard holdLifecycle(mLifecycle);
+    const VEXLockGuard holdLifecycle(mLifecycleLock);
     CloseHoldingLifecycle(goodbye);
 }
 
-// Once the interface is gone the threads touch nothing any more (IsClosing), so
-// that nothing is sent behind the goodbyes.
+// Once the core has left it ignores datagrams and ticks: nothing is sent after
+// the goodbyes.
 void VEX_SSDP::CloseHoldingLifecycle(Goodbye goodbye)
 {
     {
-        const VEXLockGuard hold(mLock);
-        mResponses.Clear();
-        mRequests.Clear();
-        mRegistry.SayGoodbyes(goodbye == Goodbye::Say);
-        mRegistry.ClearInterfaces();
-        mRegistry.Clear();
+        const Hold hold(*this);
+        mAgent->Leave(goodbye == Goodbye::Say);
     }
     mSocket.Shutdown(0);
     mSocket.Close();
-    static_cast<void>(mThread.Stop(ssdp::kStopTimeout));
+    static_cast<void>(mThread.Stop(ssdp::kStopTimeoutMs));
     mDiagnosticSocket.Shutdown(0);
     mDiagnosticSocket.Close();
-    static_cast<void>(mDiagnosticThread.Stop(ssdp::kStopTimeout));
-}
-
-bool VEX_SSDP::IsClosing()
-{
-    return mRegistry.Interfaces().empty();
+    static_cast<void>(mDiagnosticThread.Stop(ssdp::kStopTimeoutMs));
 }
 
 unsigned int VEX_SSDP::InterfaceCount()
 {
-    const VEXLockGuard hold(mLock);
-    return static_cast<unsigned int>(mRegistry.Interfaces().size());
+    const Hold hold(*this);
+    return static_cast<unsigned int>(mAgent->InterfaceCount());
 }
 
 // A signal whose change an earlier call has taken already, because time-out and
@@ -164,43 +165,51 @@ int VEX_SSDP::WaitForChange(unsigned int timeoutMs, SSDPDeviceMap &out)
 {
     static_cast<void>(mChangeEvent.WaitForSignal(timeoutMs));
     mChangeEvent.Clear();
-    const VEXLockGuard hold(mLock);
-    return mRegistry.TakeChange(out) ? kVEXSuccess : kVEXTimedOut;
+    const Hold hold(*this);
+    return mAgent->TakeChange(out) ? kVEXSuccess : kVEXTimedOut;
 }
 
 void VEX_SSDP::SetPath(const std::string &path)
 {
-    const VEXLockGuard hold(mLock);
-    mPath = path + "/";
+    const Hold hold(*this);
+    mAgent->SetPath(path);
 }
 
 void VEX_SSDP::AddService(SSDPDeviceType &service)
 {
-    const VEXLockGuard hold(mLock);
-    mRegistry.AddService(service);
+    const Hold hold(*this);
+    mAgent->AddService(service);
 }
 
 void VEX_SSDP::RemoveService(const std::string &productName, const std::string &ipAddress,
                              std::uint16_t instance)
 {
-    const VEXLockGuard hold(mLock);
-    mRegistry.RemoveService(ssdp::MakeUSN(productName, ipAddress, std::to_string(instance)));
+    const Hold hold(*this);
+    mAgent->RemoveService(productName, ipAddress, instance);
 }
 
 void VEX_SSDP::RemoveService(const std::string &prefix)
 {
-    const VEXLockGuard hold(mLock);
-    mRegistry.RemoveServicesWithPrefix(prefix);
+    const Hold hold(*this);
+    mAgent->RemoveService(prefix);
 }
 
 void VEX_SSDP::DisplayHostElements()
 {
-    const VEXLockGuard hold(mLock);
-    std::cout << ssdp::DisplayText(mRegistry.HostList(), "DisplayHostElements") << std::flush;
+    std::string text;
+    {
+        const Hold hold(*this);
+        text = formats::DisplayText(mAgent->HostList(), "DisplayHostElements");
+    }
+    WriteProgress({text});
 }
 
 void VEX_SSDP::DisplayNodeElements()
 {
-    const VEXLockGuard hold(mLock);
-    std::cout << ssdp::DisplayText(mRegistry.NodeList(), "DisplayNodeElements") << std::flush;
+    std::string text;
+    {
+        const Hold hold(*this);
+        text = formats::DisplayText(mAgent->NodeList(), "DisplayNodeElements");
+    }
+    WriteProgress({text});
 }

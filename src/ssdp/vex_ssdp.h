@@ -1,11 +1,6 @@
 #pragma once
 
-#include "ssdp/delayed_queue.h"
-#include "ssdp/description_file_numbers.h"
-#include "ssdp/device_registry.h"
-#include "ssdp/ssdp_device_type.h"
-#include "ssdp/ssdp_headers.h"
-#include "ssdp/tick_clock.h"
+#include "formats/ssdp_device_type.h"
 #include "vexbase/vex_event.h"
 #include "vexbase/vex_lock.h"
 #include "vexbase/vex_thread.h"
@@ -13,47 +8,60 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <netinet/in.h>
 #include <string>
 #include <string_view>
 
+namespace formats {
+struct NTSHeader;
+}
+namespace ssdp {
+class EngineEnvironment;
+class SSDPAgent;
+class TickClock;
+} // namespace ssdp
+
 // VEX_SSDP is the SSDP engine: it announces this device's services on one
-// network interface, hears its peers, fetches their description documents, and
-// keeps the registry of both (UPnP Device Architecture 1.0, section 1, with the
-// description exchange of get_exchange.h in place of HTTP).
+// network interface, discovers its peers, fetches their description documents, and
+// keeps the registry of both. What it says and does is the protocol core's
+// business (ssdp_agent.h); this class is the shell around it: sockets, threads,
+// the lock, the clock.
 //
-// It owns two threads: the SSDP thread, which receives, parses, and runs the
-// registry pass at every tick; and the diagnostic thread, which answers listing
-// commands on UDP port 49821. One lock guards all that they share. Every public
-// operation may be called from any thread; calls into the engine only queue
-// work, so that what is sent is sent by the SSDP thread, but for the goodbyes of
-// Close.
+// It owns two threads: the SSDP thread, which receives, and runs the core at every
+// datagram and tick; and the diagnostic thread, which answers listing commands on
+// UDP port 49821. One lock guards the core. Every public operation may be called
+// from any thread; calls into the engine only queue work for the SSDP thread,
+// which sends, but for the goodbyes of Close.
 //
-// Failures are return values; what a firmware engineer should know of them is
-// one line on standard error.
-class VEX_SSDP : private RegistryActions
+// Failures are return values; those that a firmware engineer should know are
+// also one line on standard error, written without the lock.
+class VEX_SSDP
 {
 public:
-    using NTSHeader = ssdp::NTSHeader;
+    using NTSHeader = formats::NTSHeader;
 
     // Whether Close takes leave of the network.
     enum class Goodbye { Say, Skip };
 
     // Builds a closed engine.
     VEX_SSDP();
-    // Closes the engine.
-    ~VEX_SSDP() override;
+    VEX_SSDP(const VEX_SSDP &) = delete;
+    VEX_SSDP &operator=(const VEX_SSDP &) = delete;
+    // Closes the engine, and waits until both threads have ended.
+    ~VEX_SSDP();
 
     // Opens the engine on one interface: dotted-quad IPv4 address to interface
     // name. Opens the sockets, joins the multicast group (which may take some
     // seconds while an address settles) and starts the threads. Returns the
     // number of interfaces held: 1, or 0 on failure. On an open engine it
     // changes nothing. Failure of the diagnostic channel is no failure.
-    unsigned int Open(const std::map<std::string, std::string> &interfaces);
+    unsigned int Open(const std::map<std::string, std::string> &interfaces) VEX_EXCLUDES(mLock);
 
     // Says goodbye for every announced service, closes the sockets, stops the
-    // threads, drops what waits to be sent, and empties the registry; queued
-    // additions and removals stay queued. Does nothing to a closed engine.
+    // threads, and forgets everything: registry, queued additions and removals,
+    // datagrams that wait to be sent. Only queued changes are forgotten when the
+    // engine is closed already. Waits at most 4250 ms for each thread.
     void Close(Goodbye goodbye = Goodbye::Say) VEX_EXCLUDES(mLock);
 
     // Whether the SSDP socket is open.
@@ -62,8 +70,7 @@ public:
     // Waits at most timeoutMs milliseconds for the list of known services to
     // change. Returns 0, with out replaced by a copy of it, or -3 when there was
     // no change that another caller has not taken. For one waiting thread.
-    [[nodiscard]] virtual int WaitForChange(unsigned int timeoutMs, SSDPDeviceMap &out)
-        VEX_EXCLUDES(mLock);
+    [[nodiscard]] int WaitForChange(unsigned int timeoutMs, SSDPDeviceMap &out) VEX_EXCLUDES(mLock);
 
     // Sets the directory of description documents, given without a slash at its
     // end; it must lie under the web root, from which documents are served.
@@ -87,63 +94,44 @@ public:
     void DisplayNodeElements() VEX_EXCLUDES(mLock);
 
 private:
+    // Holds the lock for the length of a scope, and writes the core's lines after
+    // it has released the lock.
+    class VEX_SCOPED_CAPABILITY Hold
+    {
+    public:
+        explicit Hold(VEX_SSDP &engine) VEX_ACQUIRE(engine.mLock);
+        ~Hold() VEX_RELEASE();
+        Hold(const Hold &) = delete;
+        Hold &operator=(const Hold &) = delete;
+
+    private:
+        VEX_SSDP &mEngine;
+    };
+
     // vex_ssdp.cpp
-    void OpenSocket(const std::string &address, const std::string &interfaceName);
+    void OpenSocket(const std::string &address, const std::string &interfaceName)
+        VEX_EXCLUDES(mLock);
     void JoinGroup(const std::string &address);
     void ChooseInterface(const std::string &interfaceName);
     void StartDiagnostics();
-    void CloseHoldingLifecycle(Goodbye goodbye) VEX_REQUIRES(mLifecycle) VEX_EXCLUDES(mLock);
+    void CloseHoldingLifecycle(Goodbye goodbye) VEX_REQUIRES(mLifecycleLock) VEX_EXCLUDES(mLock);
     [[nodiscard]] unsigned int InterfaceCount() VEX_EXCLUDES(mLock);
-    [[nodiscard]] bool IsClosing() VEX_REQUIRES(mLock);
 
-    // vex_ssdp_receive.cpp: the SSDP thread
-    void SSDPThread();
-    void ProcessSSDP();
-    [[nodiscard]] bool ReceiveUntilTick(ssdp::TickClock &clock, VEXDatagramBatch &batch);
-    void Tick(std::uint32_t elapsed) VEX_EXCLUDES(mLock);
-    void SendDue(std::list<GETMessageType> due, int sparedPercent) VEX_EXCLUDES(mLock);
-    void RunRegistryPass(std::uint32_t elapsed) VEX_REQUIRES(mLock);
-
-    // vex_ssdp_parse.cpp: the SSDP thread
-    void ParseSSDPPacket(const char *data, std::int64_t length, const sockaddr_in &sender)
+    // vex_ssdp_threads.cpp: the SSDP thread
+    void SSDPThread() VEX_EXCLUDES(mLock);
+    void ProcessSSDP() VEX_EXCLUDES(mLock);
+    [[nodiscard]] std::uint32_t StartAgent() VEX_EXCLUDES(mLock);
+    [[nodiscard]] bool ReceiveUntilTick(ssdp::TickClock &clock, std::uint32_t intervalMs,
+                                        VEXDatagramBatch &batch) VEX_EXCLUDES(mLock);
+    void ParseSSDPPacket(std::string_view datagram, const sockaddr_in &sender, std::uint32_t nowMs)
         VEX_EXCLUDES(mLock);
-    void HandleNotify(const ssdp::SSDPHeaders &headers, const sockaddr_in &sender)
-        VEX_EXCLUDES(mLock);
+    void Tick(std::uint32_t elapsedMs) VEX_EXCLUDES(mLock);
+    [[nodiscard]] bool SendDue() VEX_EXCLUDES(mLock);
+    void SignalChange() VEX_REQUIRES(mLock);
 
-    // vex_ssdp_announce.cpp
-    void AnnounceService(const SSDPDeviceType &service) override;
-    void AnnounceGoodbye(const SSDPDeviceType &service) override;
-    void Multicast(std::string_view datagram);
-
-    // vex_ssdp_search.cpp: the SSDP thread
-    void SendMSEARCHRequest(std::string_view searchTarget) VEX_REQUIRES(mLock);
-    void ProcessMSEARCHRequest(std::string &searchTarget, const sockaddr_in &requester)
-        VEX_EXCLUDES(mLock);
-    void SendMSEARCHResponse(const SSDPDeviceType &service, const sockaddr_in &requester);
-
-    // vex_ssdp_description.cpp
-    bool GenerateDeviceDescriptionFile(const std::string &interfaceAddress,
-                                       SSDPDeviceType &service) override VEX_REQUIRES(mLock);
-    void ReturnFileNumber(const std::string &descriptionFileName) override;
-
-    // vex_ssdp_exchange.cpp: the SSDP thread
-    void SendGETRequest(std::string_view url) override VEX_REQUIRES(mLock);
-    void SendGETResponse(std::string_view request, const sockaddr_in &sender) VEX_EXCLUDES(mLock);
-    void ParseHTTPResponse(std::string_view data, const sockaddr_in &sender) VEX_REQUIRES(mLock);
-    void ProcessDescriptionResponse(std::string_view text) VEX_REQUIRES(mLock);
-    [[nodiscard]] std::uint32_t DrawDelay() VEX_REQUIRES(mLock);
-
-    // vex_ssdp_diagnostic.cpp: the diagnostic thread
-    void SSDPDiagnosticThread();
-    void ParseSSDPDiagnosticMessages(std::string_view command, std::string &reply)
-        VEX_EXCLUDES(mLock);
-
-    // Numbers of description files in use, for the process. Never destroyed: the
-    // SSDP thread may still run while the process ends.
-    static DescriptionFileNumbers &mFileNumberContainer;
-
-    // Constant after construction:
-    sockaddr_in mMulticastDestination{};
+    // vex_ssdp_threads.cpp: the diagnostic thread
+    void SSDPDiagnosticThread() VEX_EXCLUDES(mLock);
+    void AnswerDiagnostics() VEX_EXCLUDES(mLock);
 
     // Safe for any thread by themselves:
     VEXUDPSocket mSocket;
@@ -154,13 +142,10 @@ private:
 
     // Held by Open and Close for their whole run, so that two of them do not
     // mix; taken before mLock, never by the engine's own threads.
-    VEXLock mLifecycle;
+    VEXLock mLifecycleLock;
 
-    // Guards what follows.
+    // The engine lock: guards the core and what the core asks for.
     VEXLock mLock;
-    std::string mPath VEX_GUARDED_BY(mLock); // of description documents, ends in "/"
-    std::uint32_t mPollInterval VEX_GUARDED_BY(mLock) = ssdp::kPollIntervalBase; // milliseconds
-    DeviceRegistry mRegistry VEX_GUARDED_BY(mLock);
-    DelayedQueue mResponses VEX_GUARDED_BY(mLock);
-    DelayedQueue mRequests VEX_GUARDED_BY(mLock);
+    std::unique_ptr<ssdp::EngineEnvironment> mEnvironment VEX_PT_GUARDED_BY(mLock);
+    std::unique_ptr<ssdp::SSDPAgent> mAgent VEX_PT_GUARDED_BY(mLock);
 };

@@ -1,11 +1,11 @@
 // Description documents: what is read of any response makes a browse list that
 // is JSON with the very texts; what is written is read back.
 
-#include "browser/browse_document.h"
 #include "check.h"
-#include "ssdp/description_document.h"
-#include "ssdp/get_exchange.h"
-#include "ssdp/usn.h"
+#include "formats/browse_document.h"
+#include "formats/description_document.h"
+#include "formats/description_exchange.h"
+#include "formats/usn.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -15,7 +15,7 @@ namespace {
 
 void CheckBrowseList(const SSDPDeviceType &device)
 {
-    const std::string document = vex::webapp::utils::ComposeBrowseDocument({{device.usn, device}});
+    const std::string document = formats::ComposeBrowseDocument({{device.usn, device}});
     const QJsonDocument json = QJsonDocument::fromJson(QString::fromStdString(document).toUtf8());
     FUZZ_CHECK(json.isArray() && json.array().size() == 1);
     const QJsonObject entry = json.array().at(0).toObject();
@@ -41,9 +41,10 @@ void CheckRoundTrip(std::string_view input)
     service.modelNumber = "0x10650001";
     service.ipAddress = "192.0.2.10";
     service.instance = "7";
-    service.usn = ssdp::MakeUSN(service.productName, service.ipAddress, service.instance);
-    const std::string document = ssdp::ComposeDescription(service, "file.xml", "http://m/");
-    const auto read = ssdp::ReadDescription(ssdp::ComposeGETResponse(document, document.size()));
+    service.usn = formats::MakeUSN(service.productName, service.ipAddress, service.instance);
+    const std::string document = formats::ComposeDescription(service, "file.xml", "http://m/");
+    const auto read =
+        formats::ReadDescription(formats::ComposeGETResponse(document, document.size()));
     if (!IsReadable(document, "friendlyName") || !IsReadable(document, "UDN")) {
         return;
     }
@@ -60,7 +61,7 @@ void CheckRoundTrip(std::string_view input)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const std::string_view input = Text(data, size);
-    if (const auto device = ssdp::ReadDescription(input)) {
+    if (const auto device = formats::ReadDescription(input)) {
         FUZZ_CHECK(!device->usn.empty());
         FUZZ_CHECK(device->boardID == device->modelNumber);
         FUZZ_CHECK(device->modelNumber.substr(0, 2) == "0x");

@@ -2,7 +2,7 @@
 // and nothing is read outside the datagram.
 
 #include "check.h"
-#include "ssdp/get_exchange.h"
+#include "formats/description_exchange.h"
 
 #include <algorithm>
 
@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     const std::string_view input = Text(data, size);
     const std::string_view request = input.substr(0, input.find('\0'));
-    const std::string_view name = ssdp::RequestedName(request);
+    const std::string_view name = formats::RequestedName(request);
     FUZZ_CHECK(IsWithin(name, request));
     if (!name.empty()) {
         FUZZ_CHECK(name.front() == '/');
@@ -18,16 +18,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         FUZZ_CHECK(name.substr(name.size() - 3) == "xml");
     }
     std::string_view usn;
-    if (ssdp::ReadSearchResponseUSN(input, usn) == ssdp::SearchResponse::Read) {
+    if (formats::ReadSearchResponseUSN(input, usn) == formats::SearchResponse::Read) {
         FUZZ_CHECK(IsWithin(usn, input) && usn.substr(0, 4) == "uuid");
         FUZZ_CHECK(usn.find("\r\n") == std::string_view::npos);
     }
-    const std::string_view url = ssdp::ReadSearchResponseLocation(input);
+    const std::string_view url = formats::ReadSearchResponseLocation(input);
     FUZZ_CHECK(IsWithin(url, input) && url.find("\r\n") == std::string_view::npos);
     std::string address;
-    if (ssdp::AddressOfLocation(input, address)) {
+    if (formats::AddressOfLocation(input, address)) {
         // What is asked for is found again by who is asked.
-        const std::string composed = ssdp::ComposeGETRequest(input, address);
+        const std::string composed = formats::ComposeGETRequest(input, address);
         FUZZ_CHECK(composed.find(input) == 4);
     }
     return 0;

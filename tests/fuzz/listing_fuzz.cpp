@@ -3,14 +3,14 @@
 
 #include "beaconctl/diagnostic_listing.h"
 #include "check.h"
-#include "ssdp/registry_listing.h"
+#include "formats/diagnostic_listing.h"
 
 namespace {
 
 void CheckCommand(std::string_view command, const SSDPDeviceMap &devices)
 {
     std::string reply;
-    if (ssdp::AnswerCommand(command, {}, devices, reply)) {
+    if (formats::AnswerCommand(command, {}, devices, reply)) {
         FUZZ_CHECK(command == "gh" || command == "gn");
         FUZZ_CHECK(command == "gn" || reply == "HostList");
         FUZZ_CHECK(ReadListing(reply, command == "gh" ? "HostList" : "NodeList").has_value());
@@ -37,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         start += part.size() + 1;
     }
     std::string whole = "NodeList";
-    ssdp::AssembleList(devices, whole, static_cast<std::size_t>(-1));
+    formats::AssembleList(devices, whole, static_cast<std::size_t>(-1));
     const auto read = ReadListing(whole, "NodeList");
     FUZZ_CHECK(read && read->size() == devices.size());
     for (const Entry &entry : *read) {
@@ -48,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     CheckCommand("gn", devices);
     const std::size_t limit = 8 + size;
     std::string cut = "NodeList";
-    ssdp::AssembleList(devices, cut, limit);
+    formats::AssembleList(devices, cut, limit);
     FUZZ_CHECK(cut.size() <= limit && whole.compare(0, cut.size(), cut) == 0);
     FUZZ_CHECK(ReadListing(cut, "NodeList").has_value());
     return 0;

@@ -1,7 +1,7 @@
 // max-age texts, held against the standard library's readers.
 
 #include "check.h"
-#include "ssdp/max_age.h"
+#include "formats/max_age.h"
 #include "ssdp/ssdp_protocol.h"
 
 #include <algorithm>
@@ -15,8 +15,8 @@ void CheckDirective(const std::string &text)
 {
     const long value = std::strtol(text.c_str(), nullptr, 0);
     const long expected =
-        std::clamp<long>(value, std::numeric_limits<std::int32_t>::min(), ssdp::kLargestMaxAge);
-    FUZZ_CHECK(ssdp::ReadMaxAgeDirective(text) == expected);
+        std::clamp<long>(value, std::numeric_limits<std::int32_t>::min(), formats::kLargestMaxAge);
+    FUZZ_CHECK(formats::ReadMaxAgeDirective(text) == expected);
 }
 
 void CheckDecimal(const std::string &text)
@@ -24,12 +24,12 @@ void CheckDecimal(const std::string &text)
     std::istringstream stream(text);
     long long value = 0;
     stream >> value; // a number too large reads as the largest
-    const bool usable = value >= ssdp::kLeastMaxAge;
+    const bool usable = value >= formats::kLeastMaxAge;
     std::string rewritten = text;
-    const std::uint32_t milliseconds = ssdp::GetMaximumAge(rewritten);
+    const std::uint32_t milliseconds = formats::GetMaximumAge(rewritten);
     if (usable) {
         FUZZ_CHECK(rewritten == text);
-        FUZZ_CHECK(milliseconds == std::min<long long>(value, ssdp::kLargestMaxAge) * 1000);
+        FUZZ_CHECK(milliseconds == std::min<long long>(value, formats::kLargestMaxAge) * 1000);
     } else {
         FUZZ_CHECK(milliseconds >= 120000 && milliseconds <= 129000);
         FUZZ_CHECK(rewritten == std::to_string(milliseconds / 1000));
@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     CheckDirective(text);
     CheckDecimal(text);
     std::string found;
-    ssdp::GetMaximumAgeString(input, found);
+    formats::GetMaximumAgeString(input, found);
     FUZZ_CHECK(!found.empty());
     return 0;
 }

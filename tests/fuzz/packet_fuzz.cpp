@@ -2,9 +2,9 @@
 // it, numbers within their bounds, and none withdraws the device's own service.
 
 #include "check.h"
+#include "formats/description_document.h"
+#include "formats/description_exchange.h"
 #include "quiet_actions.h"
-#include "ssdp/description_document.h"
-#include "ssdp/get_exchange.h"
 #include "ssdp/search_target.h"
 
 namespace {
@@ -21,21 +21,21 @@ SSDPDeviceType OwnService()
 
 void HearNotify(DeviceRegistry &registry, std::string_view datagram)
 {
-    const ssdp::SSDPHeaders headers = ssdp::ScanHeaders(datagram);
+    const formats::SSDPHeaders headers = formats::ScanHeaders(datagram);
     FUZZ_CHECK(IsWithin(headers.notify.nt, datagram));
     FUZZ_CHECK(IsWithin(headers.notify.usn, datagram));
     FUZZ_CHECK(IsWithin(headers.notify.location, datagram));
-    FUZZ_CHECK(headers.maxAge <= ssdp::kLargestMaxAge);
-    if (headers.kind == ssdp::NTSKind::Alive) {
+    FUZZ_CHECK(headers.maxAge <= formats::kLargestMaxAge);
+    if (headers.kind == formats::NTSKind::Alive) {
         registry.UpdateDevice(headers.notify, headers.maxAge);
-    } else if (headers.kind == ssdp::NTSKind::Byebye) {
+    } else if (headers.kind == formats::NTSKind::Byebye) {
         registry.RemoveDevice(headers.notify);
     }
 }
 
 void AnswerSearch(const DeviceRegistry &registry, std::string_view datagram)
 {
-    const std::string_view header = ssdp::ScanHeaders(datagram).searchTarget;
+    const std::string_view header = formats::ScanHeaders(datagram).searchTarget;
     FUZZ_CHECK(IsWithin(header, datagram));
     std::string target(header);
     ssdp::MatchSearchTarget(registry.HostList(), target, [&](const SSDPDeviceType &service) {
@@ -46,11 +46,11 @@ void AnswerSearch(const DeviceRegistry &registry, std::string_view datagram)
 
 void ReadResponse(DeviceRegistry &registry, std::string_view datagram)
 {
-    if (auto device = ssdp::ReadDescription(datagram)) {
+    if (auto device = formats::ReadDescription(datagram)) {
         registry.EnterDescription(*device);
     }
     std::string_view usn;
-    if (ssdp::ReadSearchResponseUSN(datagram, usn) == ssdp::SearchResponse::Read) {
+    if (formats::ReadSearchResponseUSN(datagram, usn) == formats::SearchResponse::Read) {
         FUZZ_CHECK(IsWithin(usn, datagram));
         FUZZ_CHECK(registry.Knows(usn) == (registry.NodeList().count(usn) == 1));
     }
@@ -58,20 +58,20 @@ void ReadResponse(DeviceRegistry &registry, std::string_view datagram)
 
 void Dispatch(DeviceRegistry &registry, std::string_view datagram)
 {
-    switch (ssdp::ClassifyMethod(datagram)) {
-    case ssdp::Method::Notify:
+    switch (formats::ClassifyMethod(datagram)) {
+    case formats::Method::Notify:
         HearNotify(registry, datagram);
         break;
-    case ssdp::Method::MSearch:
+    case formats::Method::MSearch:
         AnswerSearch(registry, datagram);
         break;
-    case ssdp::Method::Http:
+    case formats::Method::Http:
         ReadResponse(registry, datagram);
         break;
-    case ssdp::Method::Get:
-        FUZZ_CHECK(IsWithin(ssdp::RequestedName(datagram), datagram));
+    case formats::Method::Get:
+        FUZZ_CHECK(IsWithin(formats::RequestedName(datagram), datagram));
         break;
-    case ssdp::Method::Unknown:
+    case formats::Method::Unknown:
         break;
     }
 }

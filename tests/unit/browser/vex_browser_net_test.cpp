@@ -1,5 +1,5 @@
-#include "browser/browse_document.h"
 #include "browser/vex_browser.h"
+#include "formats/browse_document.h"
 #include "scripted_engine.h"
 #include "support/capture.h"
 #include "watched_folder.h"
@@ -39,7 +39,7 @@ SSDPDeviceMap List(const std::string &hostName)
 
 std::string Document(const std::string &hostName)
 {
-    return vex::webapp::utils::ComposeBrowseDocument(List(hostName));
+    return formats::ComposeBrowseDocument(List(hostName));
 }
 
 class Browser : public testing::Test

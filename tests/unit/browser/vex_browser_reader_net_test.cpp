@@ -1,5 +1,5 @@
-#include "browser/browse_document.h"
 #include "browser/vex_browser.h"
+#include "formats/browse_document.h"
 #include "scripted_engine.h"
 
 #include <array>
@@ -11,7 +11,7 @@
 #include <thread>
 #include <unistd.h>
 
-using vex::webapp::utils::ComposeBrowseDocument;
+using formats::ComposeBrowseDocument;
 
 // Somebody who reads the browse list while it is written again and again.
 

@@ -179,7 +179,7 @@ TEST(DelayedQueueBounds, AreFarAboveAnyRealNetworkAndHoldFullDatagrams)
         DelayedQueue queue(bound.count, bound.bytes, "Operation", "things");
         const test::Output output = test::Capture([&] {
             for (std::size_t i = 0; i < bound.count + 10; ++i) {
-                queue.Add({std::string(ssdp::kReceiveSize, 'x'), 5000, {}});
+                queue.Add({std::string(formats::kReceiveSize, 'x'), 5000, {}});
             }
         });
         EXPECT_EQ(queue.Size(), bound.count);

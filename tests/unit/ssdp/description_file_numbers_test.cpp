@@ -1,6 +1,6 @@
 #include "ssdp/description_file_numbers.h"
 
-#include "ssdp/description_document.h"
+#include "formats/description_document.h"
 #include "support/capture.h"
 
 #include <gtest/gtest.h>
@@ -73,7 +73,7 @@ TEST(DescriptionFileNumbers, ReadsTheNumberOfTheNamesThatThisSystemMakes)
 {
     DescriptionFileNumbers numbers;
     Take(numbers, 12);
-    numbers.ReturnFileNumber("/var/www/html/" + ssdp::DescriptionFileName("Corvia_3 12", 11));
+    numbers.ReturnFileNumber("/var/www/html/" + formats::DescriptionFileName("Corvia_3 12", 11));
     EXPECT_EQ(numbers.GetFileNumber(), 11U);
 }
 
@@ -97,7 +97,7 @@ TEST(DescriptionFileNumbers, NoNumberIsGivenTwiceToSeveralThreads)
         threads.emplace_back([&numbers] {
             for (int round = 0; round < 100; ++round) {
                 const std::uint32_t number = numbers.GetFileNumber();
-                numbers.ReturnFileNumber(ssdp::DescriptionFileName("Lumen", number));
+                numbers.ReturnFileNumber(formats::DescriptionFileName("Lumen", number));
                 EXPECT_NE(numbers.GetFileNumber(), 0U);
             }
         });

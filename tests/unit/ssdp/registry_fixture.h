@@ -1,8 +1,8 @@
 #pragma once
 
-#include "records.h"
-#include "ssdp/description_document.h"
+#include "formats/description_document.h"
 #include "ssdp/device_registry.h"
+#include "support/records.h"
 
 #include "support/capture.h"
 
@@ -40,7 +40,7 @@ public:
         if (!writable) {
             return false;
         }
-        const std::string fileName = ssdp::DescriptionFileName(service.productName, ++documents);
+        const std::string fileName = formats::DescriptionFileName(service.productName, ++documents);
         service.timerPeriod = kDocumentPeriod;
         service.timerCountdown = kDocumentPeriod;
         service.location = "http://" + interfaceAddress + ":80/" + fileName;

@@ -1,6 +1,6 @@
 #include "ssdp/search_target.h"
 
-#include "records.h"
+#include "support/records.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "engine_fixture.h"
-#include "ssdp/description_document.h"
+#include "formats/description_document.h"
 
 #include <gmock/gmock.h>
 
@@ -112,7 +112,7 @@ TEST_F(Announcing, WritesTheDocumentThatTheLocationNames)
     const std::string maker = document.substr(start, document.find('<', start) - start);
     SSDPDeviceType service = test::OwnService();
     service.usn = "uuid:65746500-Corvia 12-192.0.2.10-0";
-    EXPECT_EQ(document, ssdp::ComposeDescription(service, kCorviaFile, maker));
+    EXPECT_EQ(document, formats::ComposeDescription(service, kCorviaFile, maker));
 }
 
 TEST_F(Announcing, LeavesByItsInterfaceAgainstTheDefaultRoute)

@@ -1,0 +1,159 @@
+#include "formats/ssdp_headers.h"
+
+#include "formats/max_age.h"
+
+#include <algorithm>
+
+namespace formats {
+namespace {
+
+bool IsLetter(char c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+// White space within a line.
+bool IsBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\v' || c == '\f';
+}
+
+char Lower(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// Whether the texts are equal but for case. REQUIRES: lower holds no capitals.
+bool EqualsLower(std::string_view text, std::string_view lower)
+{
+    return text.size() == lower.size() && std::equal(text.begin(), text.end(), lower.begin(),
+                                                     [](char a, char b) { return Lower(a) == b; });
+}
+
+bool StartsWithLower(std::string_view text, std::string_view lower)
+{
+    return EqualsLower(text.substr(0, lower.size()), lower);
+}
+
+// The value behind a header's colon: without white space around it and without
+// one double quote at each end.
+std::string_view TrimValue(std::string_view value)
+{
+    while (!value.empty() && IsBlank(value.front())) {
+        value.remove_prefix(1);
+    }
+    if (!value.empty() && value.front() == '"') {
+        value.remove_prefix(1);
+    }
+    while (!value.empty() && IsBlank(value.back())) {
+        value.remove_suffix(1);
+    }
+    if (!value.empty() && value.back() == '"') {
+        value.remove_suffix(1);
+    }
+    return value;
+}
+
+// Takes the max-age out of a CACHE-CONTROL value, a comma-separated list of
+// directives; the last one given counts.
+void ReadCacheControl(std::string_view value, std::int32_t &maxAge)
+{
+    while (!value.empty()) {
+        if (value.front() == ',' || IsBlank(value.front())) {
+            value.remove_prefix(1);
+            continue;
+        }
+        const std::string_view directive = value.substr(0, value.find(','));
+        const std::size_t equals = directive.find('=');
+        if (equals != std::string_view::npos &&
+            StartsWithLower(directive.substr(0, equals), "max-age")) {
+            maxAge = ReadMaxAgeDirective(directive.substr(equals + 1));
+        }
+        value.remove_prefix(directive.size());
+    }
+}
+
+NTSKind ReadNTS(std::string_view value)
+{
+    if (EqualsLower(value, "ssdp:alive")) {
+        return NTSKind::Alive;
+    }
+    return EqualsLower(value, "ssdp:byebye") ? NTSKind::Byebye : NTSKind::Unknown;
+}
+
+void ReadHeader(std::string_view name, std::string_view value, SSDPHeaders &headers)
+{
+    if (EqualsLower(name, "nt")) {
+        headers.notify.nt = value;
+    } else if (EqualsLower(name, "st")) {
+        headers.searchTarget = value;
+    } else if (EqualsLower(name, "usn")) {
+        headers.notify.usn = value;
+    } else if (EqualsLower(name, "nts")) {
+        const NTSKind kind = ReadNTS(value);
+        headers.kind = kind != NTSKind::Unknown ? kind : headers.kind;
+    } else if (EqualsLower(name, "location")) {
+        headers.notify.location = value;
+    } else if (EqualsLower(name, "cache-control")) {
+        ReadCacheControl(value, headers.maxAge);
+    }
+}
+
+// Enters the header of a line. Most headers are none of ours and leave by the
+// length of their name, before it or the value is looked at.
+void ReadLine(std::string_view line, SSDPHeaders &headers)
+{
+    for (const std::size_t length : {2U, 3U, 8U, 13U}) { // of the names above
+        if (line.size() > length && line[length] == ':') {
+            const std::string_view value = TrimValue(line.substr(length + 1));
+            if (!value.empty()) {
+                ReadHeader(line.substr(0, length), value, headers);
+            }
+            return;
+        }
+    }
+}
+
+// Takes what is before the next such character off the text, and the character.
+std::string_view TakeUpTo(char end, std::string_view &text)
+{
+    const std::string_view piece = text.substr(0, text.find(end));
+    text.remove_prefix(std::min(piece.size() + 1, text.size()));
+    return piece;
+}
+
+} // namespace
+
+Method ClassifyMethod(std::string_view datagram)
+{
+    const auto end = std::find_if_not(datagram.begin(), datagram.end(),
+                                      [](char c) { return IsLetter(c) || c == '-'; });
+    const std::string_view method =
+        datagram.substr(0, static_cast<std::size_t>(end - datagram.begin()));
+    if (method == "M-SEARCH") {
+        return Method::MSearch;
+    }
+    if (method == "NOTIFY") {
+        return Method::Notify;
+    }
+    if (method == "HTTP") {
+        return Method::Http;
+    }
+    return method == "GET" ? Method::Get : Method::Unknown;
+}
+
+// A line ends at CR or LF. Searching for one and within that for the other is
+// quicker than asking every byte for both.
+SSDPHeaders ScanHeaders(std::string_view datagram)
+{
+    SSDPHeaders headers;
+    while (!datagram.empty()) {
+        std::string_view upToLF = TakeUpTo('\n', datagram);
+        while (!upToLF.empty()) {
+            ReadLine(TakeUpTo('\r', upToLF), headers);
+        }
+    }
+    return headers;
+}
+
+} // namespace formats

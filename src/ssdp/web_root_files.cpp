@@ -1,0 +1,89 @@
+#include "ssdp/web_root_files.h"
+
+#include "formats/ssdp_protocol.h"
+#include "vexbase/vex_file_io.h"
+#include "vexbase/vex_status.h"
+#include "vexbase/vex_text.h"
+
+#include <charconv>
+#include <vector>
+
+namespace ssdp {
+namespace {
+
+// The web server's tree. The path of a request is taken relative to it.
+constexpr const char *kWebRoot = "/var/www/html";
+
+} // namespace
+
+DescriptionFileNumbers &WebRootFiles::mFileNumberContainer = *new DescriptionFileNumbers;
+
+std::uint32_t DescriptionFileNumbers::GetFileNumber()
+{
+    const std::lock_guard<std::mutex> hold(mMutex);
+    std::uint32_t candidate = 1;
+    for (const std::uint32_t used : mInUse) {
+        if (used != candidate) {
+            break;
+        }
+        ++candidate;
+    }
+    if (candidate > mLargest) {
+        return 0;
+    }
+    mInUse.insert(candidate);
+    return candidate;
+}
+
+void DescriptionFileNumbers::ReturnFileNumber(std::string_view descriptionFileName)
+{
+    const std::size_t mark = descriptionFileName.rfind('_');
+    if (mark == std::string_view::npos) {
+        return;
+    }
+    const std::string_view digits = descriptionFileName.substr(mark + 1);
+    std::uint32_t number = 0;
+    if (std::from_chars(digits.data(), digits.data() + digits.size(), number).ec == std::errc()) {
+        const std::lock_guard<std::mutex> hold(mMutex);
+        mInUse.erase(number);
+    }
+}
+
+std::uint32_t WebRootFiles::GetFileNumber()
+{
+    return mFileNumberContainer.GetFileNumber();
+}
+
+void WebRootFiles::ReturnFileNumber(std::string_view descriptionFileName)
+{
+    mFileNumberContainer.ReturnFileNumber(descriptionFileName);
+}
+
+bool WebRootFiles::Write(const std::string &path, std::string_view document)
+{
+    VEXFileIO file;
+    if (file.Open(path, VEXFileIO::kWrite | VEXFileIO::kTruncate, VEXFileIO::kBuffered) !=
+        kVEXSuccess) {
+        return false;
+    }
+    static_cast<void>(file.Write(document.data(), static_cast<std::uint32_t>(document.size())));
+    return true;
+}
+
+std::optional<ServedDocument> WebRootFiles::Read(std::string_view name)
+{
+    VEXFileIO file;
+    if (file.Open(vexbase::Concat({kWebRoot, name}), VEXFileIO::kRead, VEXFileIO::kBuffered) !=
+        kVEXSuccess) {
+        return std::nullopt;
+    }
+    const std::uint64_t size = file.SizeBySeeking();
+    if (size > formats::kMaxDatagram) {
+        return std::nullopt;
+    }
+    std::vector<char> text(static_cast<std::size_t>(size) + 1, '\0');
+    static_cast<void>(file.Read(text.data(), static_cast<std::uint32_t>(size)));
+    return ServedDocument{text.data(), static_cast<std::size_t>(size)};
+}
+
+} // namespace ssdp

@@ -1,0 +1,122 @@
+#pragma once
+
+#include "ssdp/ssdp_environment.h"
+#include "ssdp/web_root_files.h"
+#include "vexbase/vex_text.h"
+
+#include <arpa/inet.h>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace test {
+
+// Description documents in memory.
+class FakeFiles final : public ssdp::DescriptionFiles
+{
+public:
+    std::uint32_t GetFileNumber() override { return numbersLeft ? numbers.GetFileNumber() : 0; }
+    void ReturnFileNumber(std::string_view descriptionFileName) override
+    {
+        returned.emplace_back(descriptionFileName);
+        numbers.ReturnFileNumber(descriptionFileName);
+    }
+    bool Write(const std::string &path, std::string_view document) override
+    {
+        if (writable) {
+            documents[path] = document;
+        }
+        return writable;
+    }
+    std::optional<ssdp::ServedDocument> Read(std::string_view name) override
+    {
+        ++reads;
+        const auto found = documents.find("/var/www/html" + std::string(name));
+        if (found == documents.end()) {
+            return std::nullopt;
+        }
+        return ssdp::ServedDocument{found->second.c_str(), found->second.size()};
+    }
+
+    bool numbersLeft = true;
+    bool writable = true;
+    int reads = 0;
+    std::map<std::string, std::string> documents; // by path
+    std::vector<std::string> returned;            // names whose numbers were given back
+    ssdp::DescriptionFileNumbers numbers;
+};
+
+// The one environment of all tests, fuzz targets and benchmarks that run the
+// protocol core without a network: keeps all that the core sends and tells.
+class FakeEnvironment final : public ssdp::SSDPEnvironment
+{
+public:
+    // One datagram that the core sent. to is "multicast" or "address:port".
+    struct Sent
+    {
+        std::string to;
+        std::string text;
+
+        bool operator==(const Sent &other) const { return to == other.to && text == other.text; }
+    };
+
+    void Multicast(std::string_view datagram) override
+    {
+        sent.push_back({"multicast", std::string(datagram)});
+    }
+    bool SendTo(const sockaddr_in &peer, std::string_view datagram,
+                ssdp::Urgency /*urgency*/) override
+    {
+        if (!room) {
+            return false;
+        }
+        char address[INET_ADDRSTRLEN] = "";
+        inet_ntop(AF_INET, &peer.sin_addr, address, sizeof address);
+        sent.push_back({std::string(address) + ":" + std::to_string(ntohs(peer.sin_port)),
+                        std::string(datagram)});
+        return true;
+    }
+    // The same number each time, or a sequence that a seed determines.
+    std::uint32_t Random() override
+    {
+        if (seeded) {
+            // The numbers of the C standard's example, good enough to differ.
+            random = random * 1103515245U + 12345U;
+            return (random >> 1U) & 0x7FFFFFFFU;
+        }
+        return random;
+    }
+    void TellFault(std::initializer_list<std::string_view> pieces) override
+    {
+        faults.push_back(vexbase::Concat(pieces));
+    }
+    FakeFiles &Files() override { return files; }
+
+    std::vector<Sent> TakeSent() { return std::exchange(sent, {}); }
+    std::vector<std::string> TakeFaults() { return std::exchange(faults, {}); }
+
+    std::vector<Sent> sent;
+    std::vector<std::string> faults;
+    FakeFiles files;
+    bool room = true;         // in the send buffer
+    bool seeded = false;      // random is a seed
+    std::uint32_t random = 5; // what is drawn each time
+};
+
+inline sockaddr_in SocketAddressOf(const std::string &address, std::uint16_t port)
+{
+    sockaddr_in result{};
+    result.sin_family = AF_INET;
+    result.sin_port = htons(port);
+    inet_pton(AF_INET, address.c_str(), &result.sin_addr);
+    return result;
+}
+
+inline in_addr AddressOf(const std::string &address)
+{
+    return SocketAddressOf(address, 0).sin_addr;
+}
+
+} // namespace test

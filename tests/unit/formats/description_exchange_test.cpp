@@ -1,0 +1,155 @@
+#include "formats/description_exchange.h"
+
+#include "formats/ssdp_messages.h"
+#include "support/records.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+using formats::AddressOfLocation;
+using formats::RequestedName;
+using formats::SearchResponse;
+
+namespace {
+
+std::string Address(std::string_view url)
+{
+    std::string address = "untouched";
+    const bool found = AddressOfLocation(url, address);
+    EXPECT_EQ(found, address != "untouched");
+    return address;
+}
+
+SearchResponse ReadUSN(std::string_view response, std::string_view &usn)
+{
+    return formats::ReadSearchResponseUSN(response, usn);
+}
+
+} // namespace
+
+TEST(AddressOfLocation, StandsBetweenTheSchemeAndPort80)
+{
+    EXPECT_EQ(Address("http://192.0.2.20:80/lumen_upnp_ssdp_1.xml"), "192.0.2.20");
+    EXPECT_EQ(Address("http://0.0.0.0:80/"), "0.0.0.0");
+    EXPECT_EQ(Address("xhttp://a:80"), "a");
+    EXPECT_EQ(Address("http://:80"), "");
+    EXPECT_EQ(Address("http://192.0.2.20:8080/a.xml"), "192.0.2.20");
+    EXPECT_EQ(Address("http://192.0.2.20/a:80"), "192.0.2.20/a");
+}
+
+TEST(AddressOfLocation, IsMissingWithoutTheSchemeOrPort80BehindIt)
+{
+    EXPECT_EQ(Address("http://192.0.2.20/a.xml"), "untouched");
+    EXPECT_EQ(Address("https://192.0.2.20:80/a.xml"), "untouched");
+    EXPECT_EQ(Address("HTTP://192.0.2.20:80/a.xml"), "untouched");
+    EXPECT_EQ(Address(":80http://192.0.2.20"), "untouched");
+    EXPECT_EQ(Address("http://"), "untouched");
+    EXPECT_EQ(Address(""), "untouched");
+}
+
+TEST(GETRequest, HasTheWholeURLAsTargetAndNoBlankBehindHost)
+{
+    EXPECT_EQ(
+        formats::ComposeGETRequest("http://192.0.2.20:80/lumen_upnp_ssdp_1.xml", "192.0.2.20"),
+        "GET http://192.0.2.20:80/lumen_upnp_ssdp_1.xml HTTP/1.1\r\n"
+        "HOST:192.0.2.20:1900\r\n\r\n");
+}
+
+TEST(GETRequest, IsReadBackAsTheDocumentsName)
+{
+    const std::string location = FullRecord().location;
+    EXPECT_EQ(RequestedName(formats::ComposeGETRequest(location, Address(location))),
+              "/corvia_12_upnp_ssdp_1.xml");
+}
+
+TEST(RequestedName, RunsFromTheLastSlashBeforeTheFirstXmlToItsEnd)
+{
+    EXPECT_EQ(RequestedName("GET /a/b/c.xml HTTP/1.1\r\n"), "/c.xml");
+    EXPECT_EQ(RequestedName("GET /a.xml?b.xml HTTP/1.1"), "/a.xml");
+    EXPECT_EQ(RequestedName("GET /xml/a.xml HTTP/1.1"), "/xml");
+    EXPECT_EQ(RequestedName("GET /a.xmlx"), "/a.xml");
+    EXPECT_EQ(RequestedName("/xml"), "/xml");
+}
+
+TEST(RequestedName, IsEmptyWithoutAnXmlBehindASlash)
+{
+    EXPECT_EQ(RequestedName("GET a.xml HTTP/1.1"), "");
+    EXPECT_EQ(RequestedName("GET a.xml /b.xml"), "");
+    EXPECT_EQ(RequestedName("GET /a.XML HTTP/1.1"), "");
+    EXPECT_EQ(RequestedName("GET / HTTP/1.1"), "");
+    EXPECT_EQ(RequestedName("xm"), "");
+    EXPECT_EQ(RequestedName(""), "");
+}
+
+TEST(RequestedName, NeverLeavesTheFolderItIsLookedForIn)
+{
+    EXPECT_EQ(RequestedName("GET http://192.0.2.10:80/../../etc/passwd.xml HTTP/1.1"),
+              "/passwd.xml");
+    for (const char *request :
+         {"GET /../a.xml", "GET /..xml", "GET //a.xml", "GET /../../xml", "GET /%2e%2e/a.xml"}) {
+        const std::string_view name = RequestedName(request);
+        ASSERT_FALSE(name.empty()) << request;
+        EXPECT_EQ(name.rfind('/'), 0U) << request;
+        EXPECT_NE(name, "/..") << request;
+    }
+}
+
+TEST(GETResponse, HasNoEmptyLineBetweenHeadersAndDocument)
+{
+    EXPECT_EQ(formats::ComposeGETResponse("<root>\n</root>\n", 15),
+              "HTTP/1.1 200 OK\r\n"
+              "CONTENT-LANGUAGE: en\r\n"
+              "CONTENT-LENGTH: 15\r\n"
+              "CONTENT-TYPE: text/xml; charset=\"utf-8\"\r\n"
+              "<root>\n</root>\n"
+              "\r\n\r\n");
+}
+
+TEST(GETResponse, TellsTheSizeOfTheFileWhateverTextItHasOfIt)
+{
+    EXPECT_EQ(formats::ComposeGETResponse("", 4294967296U),
+              "HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\nCONTENT-LENGTH: 4294967296\r\n"
+              "CONTENT-TYPE: text/xml; charset=\"utf-8\"\r\n\r\n\r\n");
+}
+
+TEST(SearchResponseReading, ReadsTheResponseThatThisSystemSends)
+{
+    const std::string response = formats::ComposeSearchResponse(FullRecord());
+    std::string_view usn;
+    EXPECT_EQ(ReadUSN(response, usn), SearchResponse::Read);
+    EXPECT_EQ(usn, FullRecord().usn);
+    EXPECT_EQ(formats::ReadSearchResponseLocation(response), FullRecord().location);
+}
+
+TEST(SearchResponseReading, TheUSNRunsFromTheFirstUuidToTheLinesEnd)
+{
+    std::string_view usn = "untouched";
+    EXPECT_EQ(ReadUSN("USN: x uuid:1::upnp:rootdevice\n\r\r\nuuid:2\r\n", usn),
+              SearchResponse::Read);
+    EXPECT_EQ(usn, "uuid:1::upnp:rootdevice\n\r");
+    EXPECT_EQ(ReadUSN("\r\nuuid\r\n", usn), SearchResponse::Read);
+    EXPECT_EQ(usn, "uuid");
+}
+
+TEST(SearchResponseReading, ToldApartAreAMissingUuidAndAMissingLineEnd)
+{
+    std::string_view usn = "untouched";
+    EXPECT_EQ(ReadUSN("HTTP/1.1 200 OK\r\nUSN: UUID:1\r\n", usn), SearchResponse::NoUuid);
+    EXPECT_EQ(ReadUSN("", usn), SearchResponse::NoUuid);
+    EXPECT_EQ(ReadUSN("HTTP/1.1 200 OK\r\nUSN: uuid:1", usn), SearchResponse::NoLineEnd);
+    EXPECT_EQ(ReadUSN("HTTP/1.1 200 OK\r\nUSN: uuid:1\r", usn), SearchResponse::NoLineEnd);
+    EXPECT_EQ(usn, "untouched");
+}
+
+TEST(SearchResponseReading, TheLocationRunsFromHttpToTheLinesEnd)
+{
+    using formats::ReadSearchResponseLocation;
+    EXPECT_EQ(ReadSearchResponseLocation("LOCATION: http://192.0.2.20:80/a.xml\r\nST: x\r\n"),
+              "http://192.0.2.20:80/a.xml");
+    EXPECT_EQ(ReadSearchResponseLocation("LOCATION: https\r\n"), "https");
+    EXPECT_EQ(ReadSearchResponseLocation("LOCATION: http://a"), "");
+    EXPECT_EQ(ReadSearchResponseLocation("LOCATION:http://a\r\n"), "");
+    EXPECT_EQ(ReadSearchResponseLocation("Location: http://a\r\n"), "");
+    EXPECT_EQ(ReadSearchResponseLocation("LOCATION: ftp://a\r\n"), "");
+    EXPECT_EQ(ReadSearchResponseLocation(""), "");
+}
