@@ -38,17 +38,22 @@ void DelayedQueue::Add(GETMessageType datagram)
 }
 
 // Drops the newest datagrams of the addresses that hold most, as long as the
-// newcomer's would hold less than they do.
+// newcomer's would hold less than they do. Where that is not enough for a large
+// newcomer, none is dropped.
 bool DelayedQueue::MakeRoom(const GETMessageType &datagram)
 {
     const std::size_t needed = PlacesOf(datagram);
+    std::list<GETMessageType> dropped;
     while (mPlaces + needed > mMaxPlaces) {
         mReport.NoteFull(mEnvironment);
         if (mByPlaces.empty() ||
             mByPlaces.rbegin()->first <= PlacesHeldBy(datagram.holder) + needed) {
+            for (GETMessageType &kept : dropped) {
+                Enter(std::move(kept));
+            }
             return false;
         }
-        DropNewestOf(mHolders.find(mByPlaces.rbegin()->second));
+        TakeNewest(mHolders.find(mByPlaces.rbegin()->second), dropped);
     }
     return true;
 }
@@ -61,11 +66,12 @@ void DelayedQueue::Enter(GETMessageType datagram)
     ChangePlaces(holder, places, 0);
 }
 
-void DelayedQueue::DropNewestOf(Holder holder)
+// Moves a holder's newest datagram to the front of a list.
+void DelayedQueue::TakeNewest(Holder holder, std::list<GETMessageType> &to)
 {
-    const std::size_t places = PlacesOf(holder->second.datagrams.back());
-    holder->second.datagrams.pop_back();
-    ChangePlaces(holder, 0, places);
+    std::list<GETMessageType> &datagrams = holder->second.datagrams;
+    to.splice(to.begin(), datagrams, std::prev(datagrams.end()));
+    ChangePlaces(holder, 0, PlacesOf(to.front()));
 }
 
 // Keeps the sums right; an address that holds nothing more is forgotten.

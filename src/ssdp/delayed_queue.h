@@ -71,7 +71,7 @@ private:
     [[nodiscard]] std::size_t PlacesHeldBy(in_addr_t holder) const;
     [[nodiscard]] bool MakeRoom(const GETMessageType &datagram);
     void Enter(GETMessageType datagram);
-    void DropNewestOf(Holder holder);
+    void TakeNewest(Holder holder, std::list<GETMessageType> &to);
     void ChangePlaces(Holder holder, std::size_t gained, std::size_t lost);
 
     SSDPEnvironment &mEnvironment;

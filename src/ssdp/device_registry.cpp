@@ -169,13 +169,15 @@ void DeviceRegistry::PutNode(SSDPDeviceType device)
     mNodeList.insert_or_assign(std::move(device));
 }
 
-// An entry that an announcement confirmed stays confirmed: a forged description
-// must not make it give way.
+// A service of ours that is not listed is listed by its next publication alone: a
+// forged description that is listed first would prevent that publication. An entry
+// that an announcement confirmed stays confirmed: a forged description must not
+// make it give way.
 void DeviceRegistry::EnterDescription(SSDPDeviceType device)
 {
     const auto node = mNodeList.find(device.usn);
     const bool known = node != mNodeList.end();
-    if (!MakeRoom(known ? &node->second : nullptr, device)) {
+    if ((!known && IsOurs(device.usn)) || !MakeRoom(known ? &node->second : nullptr, device)) {
         return;
     }
     Count(device);
@@ -189,16 +191,29 @@ void DeviceRegistry::EnterDescription(SSDPDeviceType device)
     mChanged = true;
 }
 
+// Whether a USN names a service that this device announces, or one at one of its
+// own addresses.
+bool DeviceRegistry::IsOurs(std::string_view usn) const
+{
+    const auto &own = mLink.Interfaces();
+    return mHostList.find(usn) != mHostList.end() ||
+           std::any_of(own.begin(), own.end(), [usn](const auto &interface) {
+               return usn.find(vexbase::Concat({"-", interface.first, "-"})) !=
+                      std::string_view::npos;
+           });
+}
+
 // Whether there is room for a description, in place of the former one if there is
 // one. Entries that nobody has confirmed give way to it, the oldest first.
 bool DeviceRegistry::MakeRoom(const SSDPDeviceType *former, const SSDPDeviceType &device)
 {
     const std::size_t freed = former != nullptr ? WrittenSize(*former) : 0;
     const std::size_t size = WrittenSize(device);
-    std::size_t nodes = HeardNodes() + (former != nullptr ? 0 : 1);
+    std::size_t nodes = HeardNodes();
     if (mWrittenBytes < kMaxHeardBytes / 2 && nodes < kMaxHeardNodes / 2) {
         mHeardBound.NoteMostlyEmpty();
     }
+    nodes += former != nullptr ? 0 : 1;
     while (mWrittenBytes + size > kMaxHeardBytes + freed || nodes > kMaxHeardNodes) {
         mHeardBound.NoteFull(mEnvironment);
         if (mUnconfirmed.Empty() || &mUnconfirmed.Oldest()->second == former) {

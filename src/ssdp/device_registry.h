@@ -44,8 +44,9 @@ public:
     void UpdateDevice(const formats::NTSHeader &header, std::int32_t maxAge);
     // A device said ssdp:byebye.
     void RemoveDevice(const formats::NTSHeader &header);
-    // The description document of a device arrived. It is dropped when the
-    // registry is full of devices that have confirmed themselves.
+    // The description document of a device arrived. It replaces the entry of its
+    // USN. A new entry is not made for a service of this device's own, nor when
+    // the registry is full of devices that have confirmed themselves.
     void EnterDescription(SSDPDeviceType device);
 
     // One pass: applies what is queued, lowers every countdown by elapsed
@@ -83,6 +84,7 @@ private:
     void PutNode(SSDPDeviceType device);
     [[nodiscard]] bool MakeRoom(const SSDPDeviceType *former, const SSDPDeviceType &device);
     [[nodiscard]] std::size_t HeardNodes() const;
+    [[nodiscard]] bool IsOurs(std::string_view usn) const;
 
     // device_registry_pass.cpp
     void ApplyWithdrawals();

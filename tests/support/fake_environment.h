@@ -17,14 +17,17 @@ namespace test {
 class FakeFiles final : public ssdp::DescriptionFiles
 {
 public:
+    explicit FakeFiles(std::vector<std::string> &sharedLog) : log(sharedLog) {}
+
     std::uint32_t GetFileNumber() override { return numbersLeft ? numbers.GetFileNumber() : 0; }
     void ReturnFileNumber(std::string_view descriptionFileName) override
     {
-        returned.emplace_back(descriptionFileName);
+        log.push_back("return " + std::string(descriptionFileName));
         numbers.ReturnFileNumber(descriptionFileName);
     }
     bool Write(const std::string &path, std::string_view document) override
     {
+        log.push_back("document " + path);
         if (writable) {
             documents[path] = document;
         }
@@ -44,8 +47,8 @@ public:
     bool writable = true;
     int reads = 0;
     std::map<std::string, std::string> documents; // by path
-    std::vector<std::string> returned;            // names whose numbers were given back
     ssdp::DescriptionFileNumbers numbers;
+    std::vector<std::string> &log; // see FakeEnvironment
 };
 
 // The one environment of all tests, fuzz targets and benchmarks that run the
@@ -62,10 +65,7 @@ public:
         bool operator==(const Sent &other) const { return to == other.to && text == other.text; }
     };
 
-    void Multicast(std::string_view datagram) override
-    {
-        sent.push_back({"multicast", std::string(datagram)});
-    }
+    void Multicast(std::string_view datagram) override { NoteSent("multicast", datagram); }
     bool SendTo(const sockaddr_in &peer, std::string_view datagram,
                 ssdp::Urgency /*urgency*/) override
     {
@@ -74,8 +74,7 @@ public:
         }
         char address[INET_ADDRSTRLEN] = "";
         inet_ntop(AF_INET, &peer.sin_addr, address, sizeof address);
-        sent.push_back({std::string(address) + ":" + std::to_string(ntohs(peer.sin_port)),
-                        std::string(datagram)});
+        NoteSent(std::string(address) + ":" + std::to_string(ntohs(peer.sin_port)), datagram);
         return true;
     }
     // The same number each time, or a sequence that a seed determines.
@@ -99,10 +98,19 @@ public:
 
     std::vector<Sent> sent;
     std::vector<std::string> faults;
-    FakeFiles files;
+    // All in order: "send TO TEXT", "document PATH", "return PATH".
+    std::vector<std::string> log;
+    FakeFiles files{log};
     bool room = true;         // in the send buffer
     bool seeded = false;      // random is a seed
     std::uint32_t random = 5; // what is drawn each time
+
+private:
+    void NoteSent(const std::string &to, std::string_view text)
+    {
+        sent.push_back({to, std::string(text)});
+        log.push_back(vexbase::Concat({"send ", to, " ", text}));
+    }
 };
 
 inline sockaddr_in SocketAddressOf(const std::string &address, std::uint16_t port)

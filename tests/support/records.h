@@ -6,16 +6,20 @@
 #include <string>
 #include <tuple>
 
-// Every field of a record, in the record's order, to compare two of them and to
-// see what differs.
-inline auto AllFields(const SSDPDeviceType &r)
+// Every field of a record but its marker, in the record's order, to compare two of
+// them and to see what differs.
+inline auto FieldsButFlag(const SSDPDeviceType &r)
 {
     const auto texts =
         std::tie(r.productName, r.modelName, r.modelNumber, r.modelDescription, r.serialNumber,
                  r.ipAddress, r.hostName, r.instance, r.boardID, r.notificationType, r.urlScheme,
                  r.reserved, r.usn, r.maxAge, r.location, r.descriptionFileName, r.server);
-    return std::make_tuple(texts, r.timerPeriod, r.timerCountdown, r.repeatCount,
-                           static_cast<int>(r.flag));
+    return std::make_tuple(texts, r.timerPeriod, r.timerCountdown, r.repeatCount);
+}
+
+inline auto AllFields(const SSDPDeviceType &r)
+{
+    return std::make_tuple(FieldsButFlag(r), static_cast<int>(r.flag));
 }
 
 // A record with a value of its own in every field.

@@ -105,7 +105,7 @@ TEST(DisplayText, IsHeadedByTheOperationAndTheNumberOfEntries)
               "\n  USN:        uuid:65746500-Corvia 12-192.0.2.10-0\n"
               "\n  ProductName:Lumen"
               "\n  IP:         192.0.2.20"
-              "\n  USN:        uuid:65746500-Lumen-192.0.2.20-0\n");
+              "\n  USN:        uuid:65746500-Lumen-192.0.2.20-0");
     EXPECT_EQ(formats::DisplayText({}, "DisplayHostElements"),
-              "DisplayHostElements:  We have 0 SSDP Devices\n");
+              "DisplayHostElements:  We have 0 SSDP Devices");
 }

@@ -1,65 +1,51 @@
 #include "ssdp/bound_report.h"
 
-#include "support/capture.h"
+#include "support/fake_environment.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+using testing::ElementsAre;
 
 namespace {
 
-enum class Fill { mostlyEmpty, room, full };
+const std::string kLine = "SendGETResponse: Too many responses, dropping what comes more";
 
-std::string ErrorsOf(BoundReport &report, Fill fill)
+class BoundReportTest : public testing::Test
 {
-    const bool room = fill != Fill::full;
-    const test::Output output =
-        test::Capture([&] { EXPECT_EQ(report.Admit(room, fill == Fill::mostlyEmpty), room); });
-    EXPECT_EQ(output.out, "");
-    return output.err;
-}
+protected:
+    std::vector<std::string> Full()
+    {
+        report.NoteFull(environment);
+        return environment.TakeFaults();
+    }
 
-const std::string kLine = "SendGETResponse: Too many responses, dropping what comes more\n";
+    test::FakeEnvironment environment;
+    ssdp::BoundReport report{"SendGETResponse", "responses"};
+};
 
 } // namespace
 
-TEST(BoundReport, SaysNothingAsLongAsThereIsRoom)
+TEST_F(BoundReportTest, SaysOnceThatTheBoundIsMet)
 {
-    BoundReport report("SendGETResponse", "responses");
-    EXPECT_EQ(ErrorsOf(report, Fill::mostlyEmpty), "");
-    EXPECT_EQ(ErrorsOf(report, Fill::mostlyEmpty), "");
+    EXPECT_THAT(Full(), ElementsAre(kLine));
+    EXPECT_TRUE(Full().empty());
+    EXPECT_TRUE(Full().empty());
 }
 
-TEST(BoundReport, TellsOnceThatTheBoundIsMet)
+TEST_F(BoundReportTest, SaysSoAgainAfterTheContainerWasMostlyEmpty)
 {
-    BoundReport report("SendGETResponse", "responses");
-    EXPECT_EQ(ErrorsOf(report, Fill::full), kLine);
-    EXPECT_EQ(ErrorsOf(report, Fill::full), "");
-    EXPECT_EQ(ErrorsOf(report, Fill::full), "");
+    Full();
+    report.NoteMostlyEmpty();
+    EXPECT_THAT(Full(), ElementsAre(kLine));
+    EXPECT_TRUE(Full().empty());
 }
 
-TEST(BoundReport, SaysNothingAgainWhenThereIsALittleRoomForAWhile)
+TEST_F(BoundReportTest, OfEachContainerStandsByItself)
 {
-    BoundReport report("SendGETResponse", "responses");
-    EXPECT_EQ(ErrorsOf(report, Fill::full), kLine);
-    for (int round = 0; round < 3; ++round) {
-        EXPECT_EQ(ErrorsOf(report, Fill::room), "");
-        EXPECT_EQ(ErrorsOf(report, Fill::full), "");
-    }
-}
-
-TEST(BoundReport, TellsAgainAfterTheContainerWasMostlyEmpty)
-{
-    BoundReport report("SendGETResponse", "responses");
-    EXPECT_EQ(ErrorsOf(report, Fill::full), kLine);
-    EXPECT_EQ(ErrorsOf(report, Fill::mostlyEmpty), "");
-    EXPECT_EQ(ErrorsOf(report, Fill::full), kLine);
-    EXPECT_EQ(ErrorsOf(report, Fill::full), "");
-}
-
-TEST(BoundReport, OfEachContainerStandsByItself)
-{
-    BoundReport report("SendGETResponse", "responses");
-    BoundReport other("SendGETRequest", "requests");
-    EXPECT_EQ(ErrorsOf(report, Fill::full), kLine);
-    EXPECT_EQ(ErrorsOf(other, Fill::full),
-              "SendGETRequest: Too many requests, dropping what comes more\n");
+    Full();
+    ssdp::BoundReport other("SendGETRequest", "requests");
+    other.NoteFull(environment);
+    EXPECT_THAT(environment.TakeFaults(),
+                ElementsAre("SendGETRequest: Too many requests, dropping what comes more"));
 }

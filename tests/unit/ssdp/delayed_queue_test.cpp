@@ -1,7 +1,7 @@
 #include "ssdp/delayed_queue.h"
 
-#include "ssdp/ssdp_protocol.h"
-#include "support/capture.h"
+#include "ssdp/ssdp_tunables.h"
+#include "support/fake_environment.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,106 +12,117 @@ using testing::ElementsAre;
 
 namespace {
 
-using Messages = std::vector<std::string>;
+using Texts = std::vector<std::string>;
+
+constexpr in_addr_t kHolder = 1;
+constexpr in_addr_t kOther = 2;
+constexpr in_addr_t kThird = 3;
 
 class DelayedQueueTest : public testing::Test
 {
 protected:
-    void Add(const std::string &message, std::uint32_t delay = 0, std::uint16_t port = 1900)
+    void Add(const std::string &message, std::uint32_t delayMs = 0, in_addr_t holder = kHolder)
     {
         GETMessageType datagram;
         datagram.message = message;
-        datagram.delay = delay;
-        datagram.destination.sin_family = AF_INET;
-        datagram.destination.sin_port = port;
+        datagram.delay = delayMs;
+        datagram.holder = holder;
         queue.Add(std::move(datagram));
     }
 
-    // What leaves while a time goes by.
-    Messages Tick(std::uint32_t elapsed)
+    static Texts TextsOf(const std::list<GETMessageType> &datagrams)
     {
-        Messages sent;
-        for (const GETMessageType &datagram : queue.TakeDue(elapsed)) {
-            sent.push_back(datagram.message + ":" + std::to_string(datagram.destination.sin_port));
+        Texts texts;
+        for (const GETMessageType &datagram : datagrams) {
+            texts.push_back(datagram.message);
         }
-        return sent;
+        return texts;
     }
 
-    // What adding a datagram writes to standard error.
-    std::string Complaint(const std::string &message)
+    // What leaves while a time goes by.
+    Texts Tick(std::uint32_t elapsedMs) { return TextsOf(queue.TakeDue(elapsedMs)); }
+
+    // The lines that adding a datagram writes.
+    Texts Complaint(const std::string &message, in_addr_t holder = kHolder)
     {
-        const test::Output output = test::Capture([&] { Add(message); });
-        EXPECT_EQ(output.out, "");
-        return output.err;
+        Add(message, 0, holder);
+        return environment.TakeFaults();
     }
 
-    DelayedQueue queue{3, 100, "SendGETRequest", "delayed requests"};
+    // A datagram that takes so many places.
+    static std::string Large(std::size_t places)
+    {
+        return std::string(places * ssdp::kBytesOfPlace, 'x');
+    }
+
+    test::FakeEnvironment environment;
+    ssdp::DelayedQueue queue{environment, 3, "SendGETRequest", "delayed requests"};
 };
 
-const std::string kFull = "SendGETRequest: Too many delayed requests, dropping what comes more\n";
+const std::string kFull = "SendGETRequest: Too many delayed requests, dropping what comes more";
 
 } // namespace
 
 TEST_F(DelayedQueueTest, ADatagramWhoseDelayIsNotAboveTheElapsedTimeIsSentAndRemoved)
 {
-    Add("a", 4999, 1);
-    Add("b", 5000, 2);
-    Add("c", 5001, 3);
-    EXPECT_THAT(Tick(5000), ElementsAre("a:1", "b:2"));
+    Add("a", 4999);
+    Add("b", 5000);
+    Add("c", 5001);
+    EXPECT_THAT(Tick(5000), ElementsAre("a", "b"));
     EXPECT_EQ(queue.Size(), 1U);
 }
 
 TEST_F(DelayedQueueTest, AnyOthersDelayIsLoweredByTheElapsedTime)
 {
     Add("a", 14999);
-    EXPECT_EQ(Tick(5000), Messages{});
-    EXPECT_EQ(Tick(5000), Messages{});
-    EXPECT_EQ(Tick(4998), Messages{});
-    EXPECT_THAT(Tick(1), ElementsAre("a:1900"));
-    EXPECT_EQ(Tick(5000), Messages{});
+    EXPECT_EQ(Tick(5000), Texts{});
+    EXPECT_EQ(Tick(5000), Texts{});
+    EXPECT_EQ(Tick(4998), Texts{});
+    EXPECT_THAT(Tick(1), ElementsAre("a"));
+    EXPECT_EQ(Tick(5000), Texts{});
 }
 
 TEST_F(DelayedQueueTest, ADelayBelowOnePollIntervalIsOverAtTheFirstTick)
 {
     Add("a", 4249);
-    EXPECT_THAT(Tick(4250), ElementsAre("a:1900"));
+    EXPECT_THAT(Tick(4250), ElementsAre("a"));
 }
 
-TEST_F(DelayedQueueTest, WhatIsDueLeavesInTheOrderItCame)
+TEST_F(DelayedQueueTest, DueDatagramsLeaveInTheOrderTheyCameWhoeverCausedThem)
 {
-    Add("late", 10);
-    Add("early", 5);
-    Add("now", 0);
-    EXPECT_THAT(Tick(0), ElementsAre("now:1900"));
-    EXPECT_THAT(Tick(10), ElementsAre("late:1900", "early:1900"));
+    Add("late", 10, kOther);
+    Add("early", 5, kHolder);
+    Add("now", 0, kThird);
+    EXPECT_THAT(Tick(0), ElementsAre("now"));
+    EXPECT_THAT(Tick(10), ElementsAre("late", "early"));
 }
 
 TEST_F(DelayedQueueTest, TheLongestTimesDoNotWrap)
 {
     Add("a", 4294967295U);
-    EXPECT_EQ(Tick(4294967294U), Messages{});
-    EXPECT_THAT(Tick(4294967295U), ElementsAre("a:1900"));
+    EXPECT_EQ(Tick(4294967294U), Texts{});
+    EXPECT_THAT(Tick(4294967295U), ElementsAre("a"));
 }
 
 TEST_F(DelayedQueueTest, ClearDropsEverythingAndMakesRoom)
 {
-    Add(std::string(100, 'a'));
+    Add(Large(3));
     queue.Clear();
     EXPECT_EQ(queue.Size(), 0U);
-    EXPECT_EQ(Tick(1), Messages{});
-    Add(std::string(99, 'b'));
-    EXPECT_EQ(Complaint("c"), "");
-    EXPECT_THAT(Tick(0), ElementsAre(std::string(99, 'b') + ":1900", "c:1900"));
+    EXPECT_EQ(Tick(1), Texts{});
+    EXPECT_EQ(Complaint("a"), Texts{});
+    EXPECT_EQ(Complaint("b"), Texts{});
+    EXPECT_THAT(Tick(0), ElementsAre("a", "b"));
 }
 
-TEST_F(DelayedQueueTest, DropsWhatIsOverTheBoundAndSaysSoOnce)
+TEST_F(DelayedQueueTest, DropsADatagramOverTheBoundAndSaysSoOnce)
 {
     Add("a");
     Add("b");
-    EXPECT_EQ(Complaint("c"), "");
-    EXPECT_EQ(Complaint("d"), kFull);
-    EXPECT_EQ(Complaint("e"), "");
-    EXPECT_THAT(Tick(0), ElementsAre("a:1900", "b:1900", "c:1900"));
+    EXPECT_EQ(Complaint("c"), Texts{});
+    EXPECT_THAT(Complaint("d"), ElementsAre(kFull));
+    EXPECT_EQ(Complaint("e"), Texts{});
+    EXPECT_THAT(Tick(0), ElementsAre("a", "b", "c"));
 }
 
 // Otherwise a flood that goes on would write a line in each tick.
@@ -120,11 +131,11 @@ TEST_F(DelayedQueueTest, DoesNotSaySoAgainWhenSomeOfItHasLeft)
     Add("a", 5);
     Add("b", 6);
     Add("c", 6);
-    EXPECT_EQ(Complaint("d"), kFull);
-    EXPECT_THAT(Tick(5), ElementsAre("a:1900"));
-    EXPECT_EQ(Complaint("e"), "");
-    EXPECT_EQ(Complaint("f"), "");
-    EXPECT_THAT(Tick(1), ElementsAre("b:1900", "c:1900", "e:1900"));
+    EXPECT_THAT(Complaint("d"), ElementsAre(kFull));
+    EXPECT_THAT(Tick(5), ElementsAre("a"));
+    EXPECT_EQ(Complaint("e"), Texts{});
+    EXPECT_EQ(Complaint("f"), Texts{});
+    EXPECT_THAT(Tick(1), ElementsAre("b", "c", "e"));
 }
 
 TEST_F(DelayedQueueTest, SaysSoAgainAfterItWasMostlyEmpty)
@@ -132,57 +143,120 @@ TEST_F(DelayedQueueTest, SaysSoAgainAfterItWasMostlyEmpty)
     for (const char *message : {"a", "b", "c"}) {
         Add(message, 5);
     }
-    EXPECT_EQ(Complaint("d"), kFull);
+    EXPECT_THAT(Complaint("d"), ElementsAre(kFull));
     Tick(4); // nothing leaves
-    EXPECT_EQ(Complaint("e"), "");
+    EXPECT_EQ(Complaint("e"), Texts{});
     Tick(1);
     for (const char *message : {"a", "b", "c"}) {
-        EXPECT_EQ(Complaint(message), "");
+        EXPECT_EQ(Complaint(message), Texts{});
     }
-    EXPECT_EQ(Complaint("d"), kFull);
+    EXPECT_THAT(Complaint("d"), ElementsAre(kFull));
 }
 
-TEST_F(DelayedQueueTest, IsFullOnceItHoldsItsBytes)
+TEST_F(DelayedQueueTest, ALargeDatagramTakesSeveralPlaces)
 {
-    Add(std::string(99, 'a'));
-    EXPECT_EQ(Complaint("b"), "");
-    EXPECT_EQ(Complaint("c"), kFull);
+    EXPECT_EQ(Complaint(Large(2)), Texts{});
+    EXPECT_THAT(Complaint(Large(2)), ElementsAre(kFull));
+    EXPECT_EQ(Complaint(Large(1)), Texts{});
+    EXPECT_EQ(queue.Size(), 2U);
+    EXPECT_EQ(Complaint(Large(1) + "x", kOther), Texts{}); // two places for one byte more
     EXPECT_EQ(queue.Size(), 2U);
 }
 
-// Otherwise a flood of large and small datagrams would write a line at each
-// change of size.
-TEST_F(DelayedQueueTest, IsFullForAnySizeAndSaysSoOnce)
+TEST_F(DelayedQueueTest, AFullQueueTakesTheNewestDatagramFromTheAddressThatHoldsMost)
 {
-    Add(std::string(99, 'a'));
-    EXPECT_EQ(Complaint(std::string(50, 'b')), ""); // begun below its bytes
-    EXPECT_EQ(Complaint(std::string(50, 'c')), kFull);
-    EXPECT_EQ(Complaint("d"), "");
-    EXPECT_EQ(Complaint(""), "");
-    EXPECT_EQ(queue.Size(), 2U);
-    EXPECT_EQ(Tick(0).size(), 2U);
-    EXPECT_EQ(Complaint(std::string(100, 'e')), "");
-    EXPECT_EQ(queue.Size(), 1U);
+    Add("a");
+    Add("b");
+    Add("c");
+    EXPECT_THAT(Complaint("other", kOther), ElementsAre(kFull));
+    EXPECT_THAT(Tick(0), ElementsAre("a", "b", "other"));
 }
 
-TEST(DelayedQueueBounds, AreFarAboveAnyRealNetworkAndHoldFullDatagrams)
+TEST_F(DelayedQueueTest, AFullQueueDropsTheNewcomerOfAnAddressThatWouldHoldAsMuch)
+{
+    Add("a");
+    Add("b");
+    Add("other", 0, kOther);
+    Add("more", 0, kOther);
+    EXPECT_THAT(Tick(0), ElementsAre("a", "b", "other"));
+}
+
+TEST_F(DelayedQueueTest, AddressesThatHoldOneDatagramEachLoseNone)
+{
+    Add("a", 0, kHolder);
+    Add("b", 0, kOther);
+    Add("c", 0, kThird);
+    Add("d", 0, 4);
+    EXPECT_THAT(Tick(0), ElementsAre("a", "b", "c"));
+}
+
+TEST_F(DelayedQueueTest, SaysBeforehandWhetherItHasRoomForAnAddress)
+{
+    EXPECT_TRUE(queue.HasRoomFor(kHolder));
+    Add("a");
+    Add("b");
+    Add("c");
+    EXPECT_FALSE(queue.HasRoomFor(kHolder));
+    EXPECT_TRUE(queue.HasRoomFor(kOther));
+    Add("d", 0, kOther);
+    EXPECT_FALSE(queue.HasRoomFor(kOther));
+    Tick(0);
+    EXPECT_TRUE(queue.HasRoomFor(kHolder));
+}
+
+TEST_F(DelayedQueueTest, AFloodOfOneAddressLeavesTheOthersTheirPlaces)
+{
+    ssdp::DelayedQueue crowded(environment, 1024, "SendGETResponse", "delayed responses");
+    for (int round = 0; round < 2000; ++round) {
+        crowded.Add({"flood", 100, {}, kHolder});
+    }
+    for (in_addr_t other = 10; other < 34; ++other) {
+        crowded.Add({"other", 100, {}, other});
+        for (int round = 0; round < 100; ++round) {
+            crowded.Add({"flood", 100, {}, kHolder});
+        }
+    }
+    const Texts sent = TextsOf(crowded.TakeDue(100));
+    EXPECT_EQ(sent.size(), 1024U);
+    EXPECT_EQ(std::count(sent.begin(), sent.end(), "other"), 24);
+}
+
+TEST_F(DelayedQueueTest, ADatagramThatFoundNoRoomToLeaveIsDueAtTheNextThreeTicks)
+{
+    Add("a", 5);
+    for (int tick = 0; tick < 4; ++tick) {
+        std::list<GETMessageType> due = queue.TakeDue(5);
+        EXPECT_THAT(TextsOf(due), ElementsAre("a")) << tick;
+        queue.PutBack(std::move(due));
+    }
+    EXPECT_EQ(Tick(5), Texts{});
+    EXPECT_EQ(queue.Size(), 0U);
+}
+
+TEST_F(DelayedQueueTest, ADatagramThatWaitsForRoomLeavesBeforeLaterOnes)
+{
+    Add("a");
+    std::list<GETMessageType> due = queue.TakeDue(0);
+    Add("b");
+    queue.PutBack(std::move(due));
+    EXPECT_THAT(Tick(0), ElementsAre("a", "b"));
+}
+
+TEST_F(DelayedQueueTest, DatagramsThatWaitForRoomCountInTheBound)
+{
+    Add("a");
+    Add("b");
+    std::list<GETMessageType> due = queue.TakeDue(0);
+    Add("c", 0, kOther);
+    Add("d", 0, kOther);
+    queue.PutBack(std::move(due));
+    EXPECT_EQ(queue.Size(), 3U);
+    EXPECT_THAT(Tick(0), ElementsAre("a", "c", "d"));
+}
+
+TEST(DelayedQueueBounds, AreFarAboveAnyRealNetwork)
 {
     EXPECT_EQ(ssdp::kMaxDelayedRequests, 4096U);
     EXPECT_EQ(ssdp::kMaxDelayedResponses, 1024U);
-    struct Bound
-    {
-        std::size_t count;
-        std::size_t bytes;
-    };
-    for (const Bound bound : {Bound{ssdp::kMaxDelayedRequests, ssdp::kMaxDelayedRequestBytes},
-                              Bound{ssdp::kMaxDelayedResponses, ssdp::kMaxDelayedResponseBytes}}) {
-        DelayedQueue queue(bound.count, bound.bytes, "Operation", "things");
-        const test::Output output = test::Capture([&] {
-            for (std::size_t i = 0; i < bound.count + 10; ++i) {
-                queue.Add({std::string(formats::kReceiveSize, 'x'), 5000, {}});
-            }
-        });
-        EXPECT_EQ(queue.Size(), bound.count);
-        EXPECT_EQ(output.err, "Operation: Too many things, dropping what comes more\n");
-    }
+    EXPECT_EQ(ssdp::kBytesOfPlace, 1600U);
 }

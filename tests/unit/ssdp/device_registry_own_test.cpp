@@ -52,7 +52,7 @@ TEST_F(RegistryOwn, IsAnnouncedAsItStandsInTheList)
 {
     Pass(20000);
     SSDPDeviceType expected = *Node(kUSN);
-    EXPECT_EQ(AllFields(actions.announced), AllFields(expected));
+    EXPECT_EQ(lastMulticast, formats::ComposeAlive(expected));
     EXPECT_EQ(expected.location, "http://192.0.2.10:80/corvia_12_upnp_ssdp_1.xml");
 }
 
@@ -78,7 +78,7 @@ TEST_F(RegistryOwn, ItsNodeComesBackWhenTheServiceIsAddedAgain)
     ForgetChange();
     EXPECT_EQ(AddNow(Own()), Calls{});
     ASSERT_NE(Node(kUSN), nullptr);
-    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(*Host(kUSN)));
+    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(*Host(kUSN)));
     EXPECT_TRUE(registry.Changed());
     EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
 }
@@ -93,22 +93,62 @@ TEST_F(RegistryOwn, WithdrawnAfterAByebyeItStillSaysGoodbye)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, ADescriptionOfAnAnnouncedServiceIsDropped)
+TEST_F(RegistryOwn, ADescriptionInItsNameIsListedUntilTheNextAnnouncement)
 {
     SSDPDeviceType forged = Described(Own());
     forged.hostName = "forged";
-    const SSDPDeviceType before = *Node(kUSN);
     registry.EnterDescription(forged);
-    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(before));
-    // Nor does it come back by one after a byebye.
-    Byebye(kUSN);
+    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(forged));
+    EXPECT_TRUE(ForgetChange());
+    EXPECT_EQ(Pass(5000), Calls{});
+    EXPECT_EQ(Pass(5000), Calls{});
+    EXPECT_THAT(Pass(5000), ElementsAre(kAlive));
+    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(Published(Own(), 1)));
+    EXPECT_TRUE(ForgetChange());
+}
+
+TEST_F(RegistryOwn, ADescriptionThatIsListedAlikeIsNoChangeWhenTheRecordComesBack)
+{
+    SSDPDeviceType alike = Own(); // its LOCATION and times differ
+    registry.EnterDescription(alike);
     ForgetChange();
-    registry.EnterDescription(forged);
-    EXPECT_EQ(Node(kUSN), nullptr);
+    EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
+    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(Published(Own(), 1)));
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, ADescriptionOfADeviceAtAnOwnAddressIsDropped)
+TEST_F(RegistryOwn, AfterAByebyeOnlyItsNextPublicationListsItAgain)
+{
+    Byebye(kUSN);
+    ForgetChange();
+    registry.EnterDescription(Described(Own()));
+    EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
+    EXPECT_EQ(Node(kUSN), nullptr);
+    EXPECT_FALSE(registry.Changed());
+    AddNow(Own());
+    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(Published(Own(), 1)));
+}
+
+TEST_F(RegistryOwn, NothingHeardInItsNameDelaysOrChangesItsAnnouncements)
+{
+    const std::string announcement = formats::ComposeAlive(*Host(kUSN));
+    for (int round = 0; round < 100; ++round) {
+        for (const std::int32_t elapsedMs : {5000, 5000, 5000}) {
+            Alive(kUSN, 1000000);
+            SSDPDeviceType forged = Described(Own());
+            forged.notificationType = "forged";
+            registry.EnterDescription(forged);
+            if (round % 2 == 0) {
+                Byebye(kUSN);
+            }
+            lastMulticast.clear();
+            Pass(elapsedMs);
+        }
+        EXPECT_EQ(lastMulticast, announcement); // in the third pass of each round
+    }
+}
+
+TEST_F(RegistryOwn, ADescriptionOfADeviceAtAnOwnAddressMakesNoEntry)
 {
     for (const char *usn : {"uuid:65746500-Lumen-192.0.2.10-0", "-192.0.2.10-", "x-192.0.2.10-y"}) {
         SSDPDeviceType forged = Described(Peer());
@@ -128,43 +168,41 @@ TEST_F(RegistryOwn, ADescriptionOfADeviceAtAnOwnAddressIsDropped)
     }
 }
 
-TEST_F(RegistryOwn, ForgedDescriptionsBeforeTheFirstPassDoNotKeepItFromBeingPublished)
+TEST_F(RegistryOwn, ADescriptionInItsNameBeforeTheFirstPassDoesNotKeepItFromBeingPublished)
 {
-    DeviceRegistry fresh(actions);
-    fresh.AddInterface("192.0.2.10", "net0");
-    fresh.EnterDescription(Described(Own()));
+    RegistryOnPaper fresh(environment);
+    fresh.registry.EnterDescription(Described(Own()));
     SSDPDeviceType own = Own();
-    fresh.AddService(own);
-    actions.calls.clear();
-    fresh.UpdateContainers(0);
-    EXPECT_EQ(actions.calls.size(), 2U);
-    EXPECT_EQ(fresh.HostList().count(kUSN), 1U);
+    fresh.registry.AddService(own);
+    TakeCalls();
+    fresh.registry.UpdateContainers(0);
+    EXPECT_EQ(TakeCalls().size(), 2U); // its document, its announcement
 }
 
 TEST_F(RegistryOwn, KnowsItsAddressesAsTextAndAsSenders)
 {
-    registry.AddInterface("192.0.2.11", "net0");
+    link.AddInterface("192.0.2.11", "net0", {});
     for (const char *address : {"192.0.2.10", "192.0.2.11"}) {
-        EXPECT_TRUE(registry.IsOwnAddress(std::string_view(address)));
-        EXPECT_TRUE(registry.IsOwnAddress(Binary(address)));
+        EXPECT_TRUE(link.IsOwnAddress(std::string_view(address)));
+        EXPECT_TRUE(link.IsOwnAddress(Binary(address)));
     }
     for (const char *address : {"192.0.2.1", "0.0.0.0", "127.0.0.1", "255.255.255.255"}) {
-        EXPECT_FALSE(registry.IsOwnAddress(std::string_view(address)));
-        EXPECT_FALSE(registry.IsOwnAddress(Binary(address)));
+        EXPECT_FALSE(link.IsOwnAddress(std::string_view(address)));
+        EXPECT_FALSE(link.IsOwnAddress(Binary(address)));
     }
-    EXPECT_EQ(registry.Interfaces(),
-              (DeviceRegistry::InterfaceMap{{"192.0.2.10", "net0"}, {"192.0.2.11", "net0"}}));
-    registry.ClearInterfaces();
-    EXPECT_TRUE(registry.Interfaces().empty());
-    EXPECT_FALSE(registry.IsOwnAddress(std::string_view("192.0.2.10")));
-    EXPECT_FALSE(registry.IsOwnAddress(Binary("192.0.2.10")));
+    EXPECT_EQ(link.Interfaces(),
+              (ssdp::OwnLink::InterfaceMap{{"192.0.2.10", "net0"}, {"192.0.2.11", "net0"}}));
+    link.ClearInterfaces();
+    EXPECT_TRUE(link.Interfaces().empty());
+    EXPECT_FALSE(link.IsOwnAddress(std::string_view("192.0.2.10")));
+    EXPECT_FALSE(link.IsOwnAddress(Binary("192.0.2.10")));
 }
 
 TEST_F(RegistryOwn, ATextThatIsNoAddressIsNoSender)
 {
-    registry.AddInterface("net0", "net0");
-    EXPECT_TRUE(registry.IsOwnAddress(std::string_view("net0")));
-    EXPECT_FALSE(registry.IsOwnAddress(in_addr{}));
+    link.AddInterface("net0", "net0", {});
+    EXPECT_TRUE(link.IsOwnAddress(std::string_view("net0")));
+    EXPECT_FALSE(link.IsOwnAddress(in_addr{}));
 }
 
 TEST_F(RegistryOwn, AChangeStaysFlaggedThroughPassesUntilItIsTaken)
@@ -179,65 +217,64 @@ TEST_F(RegistryOwn, AChangeStaysFlaggedThroughPassesUntilItIsTaken)
     EXPECT_TRUE(registry.Changed());
     EXPECT_TRUE(registry.TakeChange(out));
     EXPECT_EQ(out.size(), 2U);
-    EXPECT_EQ(AllFields(out.at(kUSN)), AllFields(*Node(kUSN)));
+    EXPECT_EQ(FieldsButFlag(out.at(kUSN)), FieldsButFlag(*Node(kUSN)));
     EXPECT_FALSE(registry.Changed());
     EXPECT_FALSE(registry.TakeChange(out));
 }
 
-TEST_F(RegistryOwn, GoodbyesGoOutForEveryAnnouncedServiceAndNumbersComeBack)
+TEST_F(RegistryOwn, LeavingSaysGoodbyeForEveryAnnouncedServiceAndReturnsTheNumbers)
 {
     TakeOver(Silent());
     registry.EnterDescription(Described(Peer()));
-    actions.calls.clear();
-    registry.SayGoodbyes(true);
-    EXPECT_THAT(actions.calls, ElementsAre("byebye uuid:65746500-Corvia 12-192.0.2.10-0",
-                                           "return /var/www/html/corvia_12_upnp_ssdp_1.xml",
-                                           "byebye uuid:65746500-ZR1-192.0.2.30-0",
-                                           "return /var/www/html/zr1_upnp_ssdp_2.xml"));
+    TakeCalls();
+    registry.Leave(true);
+    EXPECT_THAT(TakeCalls(), ElementsAre("byebye uuid:65746500-Corvia 12-192.0.2.10-0",
+                                         "return /var/www/html/corvia_12_upnp_ssdp_1.xml",
+                                         "byebye uuid:65746500-ZR1-192.0.2.30-0",
+                                         "return /var/www/html/zr1_upnp_ssdp_2.xml"));
 }
 
-TEST_F(RegistryOwn, LeavingWithoutGoodbyesStillGivesTheNumbersBack)
+TEST_F(RegistryOwn, LeavingWithoutGoodbyesStillReturnsTheNumbers)
 {
-    actions.calls.clear();
-    registry.SayGoodbyes(false);
-    EXPECT_THAT(actions.calls, ElementsAre("return /var/www/html/corvia_12_upnp_ssdp_1.xml"));
+    TakeCalls();
+    registry.Leave(false);
+    EXPECT_THAT(TakeCalls(), ElementsAre("return /var/www/html/corvia_12_upnp_ssdp_1.xml"));
 }
 
-TEST_F(RegistryOwn, ClearingAListWithEntriesIsAChange)
+TEST_F(RegistryOwn, LeavingAListWithEntriesIsAChange)
 {
-    registry.Clear();
+    registry.Leave(true);
     EXPECT_TRUE(registry.HostList().empty());
     SSDPDeviceMap out{{"stale", {}}};
     EXPECT_TRUE(registry.TakeChange(out));
     EXPECT_TRUE(out.empty());
 
-    registry.Clear();
+    TakeCalls();
+    registry.Leave(true);
+    EXPECT_EQ(TakeCalls(), Calls{});
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, ClearingAnEmptyListKeepsAChangeThatNobodyHasTaken)
+TEST_F(RegistryOwn, LeavingAnEmptyListKeepsAChangeThatNobodyHasTaken)
 {
     Byebye(kUSN);
     ASSERT_TRUE(registry.NodeList().empty());
-    registry.Clear();
+    registry.Leave(true);
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, WhatIsQueuedOutlivesClearing)
+TEST_F(RegistryOwn, LeavingForgetsQueuedAdditionsAndRemovals)
 {
     SSDPDeviceType other = Own();
     other.instance = "1";
     Add(other);
     registry.RemoveService(kUSN);
-    registry.Clear();
-    EXPECT_THAT(Pass(0), ElementsAre("document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-1",
-                                     "alive uuid:65746500-Corvia 12-192.0.2.10-1"));
-}
-
-TEST_F(RegistryOwn, GoodbyesOfAnEmptyRegistryAreNone)
-{
-    registry.Clear();
-    actions.calls.clear();
-    registry.SayGoodbyes(true);
-    EXPECT_EQ(actions.calls, Calls{});
+    registry.Leave(true);
+    EXPECT_EQ(TakeCalls().size(), 2U); // the goodbye and the returned number of kUSN
+    EXPECT_EQ(Pass(0), Calls{});
+    EXPECT_TRUE(registry.HostList().empty());
+    // Neither does a queued removal meet a service that is added afterwards.
+    EXPECT_THAT(AddNow(Own()), ElementsAre("document /var/www/html/corvia_12_upnp_ssdp_1.xml",
+                                           "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
+    EXPECT_NE(Host(kUSN), nullptr);
 }

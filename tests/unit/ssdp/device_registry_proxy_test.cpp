@@ -1,5 +1,7 @@
 #include "registry_fixture.h"
 
+#include <map>
+
 // A silent device on its way: waiting, taken over, announced on its behalf,
 // given up.
 
@@ -28,24 +30,20 @@ TEST_F(RegistryProxy, ASilentDeviceIsListedAndGetsTwoToFiveTicksToAnnounceItself
     silent.timerPeriod = 200000;
     silent.timerCountdown = countdown;
     silent.repeatCount = 3;
-    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(silent));
+    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(silent));
     EXPECT_EQ(Host(kUSN), nullptr);
     EXPECT_TRUE(registry.Changed());
 }
 
 TEST_F(RegistryProxy, TheWaitIsDrawnFromTwoUpToFiveTicks)
 {
-    registry.SetPollInterval(2);
-    std::set<std::int32_t> drawn;
-    for (int i = 0; i < 1000; ++i) {
-        DeviceRegistry fresh(actions);
-        fresh.SetPollInterval(2);
-        SSDPDeviceType silent = Silent();
-        fresh.AddService(silent);
-        fresh.UpdateContainers(0);
-        drawn.insert(fresh.NodeList().at(kUSN).timerCountdown);
+    for (const auto &[drawn, wait] : std::map<std::uint32_t, std::int32_t>{
+             {0, 10000}, {1, 10001}, {14999, 24999}, {15000, 10000}, {2147483647, 18647}}) {
+        environment.random = drawn;
+        AddNow(Silent());
+        EXPECT_EQ(Node(kUSN)->timerCountdown, wait) << drawn;
+        Byebye(kUSN);
     }
-    EXPECT_EQ(drawn, (std::set<std::int32_t>{4, 5, 6, 7, 8, 9}));
 }
 
 TEST_F(RegistryProxy, IsNotTakenOverAsLongAsItHasTime)
@@ -102,17 +100,12 @@ TEST_F(RegistryProxy, AddedAgainWithItsTimeSpentItIsTakenOver)
     ForgetChange();
 
     EXPECT_THAT(AddNow(Silent()),
-                ElementsAre("document 192.0.2.10 uuid:65746500-ZR1-192.0.2.30-0", kAlive));
-    SSDPDeviceType expected = Silent();
-    expected.timerPeriod = 20000;
-    expected.timerCountdown = 20000;
+                ElementsAre("document /var/www/html/zr1_upnp_ssdp_1.xml", kAlive));
+    SSDPDeviceType expected = Published(Silent(), 1); // fetched from this device
     expected.repeatCount = 3;
-    // Fetched from this device, in whose web root the document lies.
-    expected.location = "http://192.0.2.10:80/zr1_upnp_ssdp_1.xml";
-    expected.descriptionFileName = "/var/www/html/zr1_upnp_ssdp_1.xml";
-    EXPECT_EQ(AllFields(*Host(kUSN)), AllFields(expected));
-    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(expected));
-    EXPECT_EQ(AllFields(actions.announced), AllFields(expected));
+    EXPECT_EQ(FieldsButFlag(*Host(kUSN)), FieldsButFlag(expected));
+    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(expected));
+    EXPECT_EQ(lastMulticast, formats::ComposeAlive(expected));
     EXPECT_TRUE(registry.Changed());
 }
 
@@ -121,13 +114,14 @@ TEST_F(RegistryProxy, WithoutADocumentItKeepsWaiting)
     AddNow(Silent());
     Pass(30000);
     ForgetChange();
-    actions.writable = false;
+    environment.files.writable = false;
     const SSDPDeviceType before = *Node(kUSN);
-    const test::Output output = test::Capture([&] { AddNow(Silent()); });
-    EXPECT_EQ(output.err, "UpdateContainers: Unable to generate a description file for "
-                          "uuid:65746500-ZR1-192.0.2.30-0, ZR1\n");
+    AddNow(Silent());
+    EXPECT_EQ(environment.TakeFaults().back(),
+              "UpdateContainers: Unable to generate a description file for "
+              "uuid:65746500-ZR1-192.0.2.30-0, ZR1");
     EXPECT_EQ(Host(kUSN), nullptr);
-    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(before));
+    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(before));
     EXPECT_FALSE(registry.Changed());
 }
 
@@ -135,7 +129,7 @@ TEST_F(RegistryProxy, WithoutAnAddressOfTheDevicesOwnItKeepsWaiting)
 {
     AddNow(Silent());
     Pass(30000);
-    registry.ClearInterfaces();
+    link.ClearInterfaces();
     EXPECT_EQ(AddNow(Silent()), Calls{});
     EXPECT_EQ(Host(kUSN), nullptr);
 }
@@ -204,7 +198,6 @@ TEST_F(RegistryProxy, AddedOnceMoreAfterItsLastRepeatItIsWithdrawnAndWaitsAnew)
 TEST_F(RegistryProxy, AfterAByebyeItGoesOnByItsOwnCountdownUntilItsRepeatsAreSpent)
 {
     TakeOver(Silent());
-    Pass(5000); // its node has 15000 left, the announced record its whole time
     Byebye(kUSN);
     ForgetChange();
     for (int repeat = 0; repeat < 3; ++repeat) {
@@ -219,7 +212,7 @@ TEST_F(RegistryProxy, AfterAByebyeItGoesOnByItsOwnCountdownUntilItsRepeatsAreSpe
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, AddedAgainAfterAByebyeItIsListedAgainWithItsNewNameAndRepeats)
+TEST_F(RegistryProxy, AddedAgainAfterAByebyeItIsNotListedAndKeepsItsNameAndRepeats)
 {
     TakeOver(Silent());
     Byebye(kUSN);
@@ -229,12 +222,28 @@ TEST_F(RegistryProxy, AddedAgainAfterAByebyeItIsListedAgainWithItsNewNameAndRepe
     SSDPDeviceType renamed = Silent();
     renamed.hostName = "field-9";
     EXPECT_EQ(AddNow(renamed), Calls{});
-    SSDPDeviceType expected = *Host(kUSN);
-    EXPECT_EQ(expected.hostName, "field-9");
-    expected.repeatCount = 3;
-    ASSERT_NE(Node(kUSN), nullptr);
-    EXPECT_EQ(AllFields(*Node(kUSN)), AllFields(expected));
-    EXPECT_TRUE(registry.Changed());
+    EXPECT_EQ(Host(kUSN)->hostName, "field-1");
+    EXPECT_EQ(Host(kUSN)->repeatCount, 2);
+    EXPECT_EQ(Node(kUSN), nullptr);
+    EXPECT_FALSE(registry.Changed());
+}
+
+TEST_F(RegistryProxy, ADescriptionInItsNameReplacesItsNodeButChangesNoAnnouncement)
+{
+    TakeOver(Silent());
+    const std::string announcement = formats::ComposeAlive(*Host(kUSN));
+    SSDPDeviceType forged = Described(Silent());
+    forged.hostName = "forged";
+    registry.EnterDescription(forged);
+    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(forged));
+    for (const int owed : {2, 1, 0}) {
+        EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
+        EXPECT_EQ(lastMulticast, announcement);
+        EXPECT_EQ(Node(kUSN)->repeatCount, owed);
+        EXPECT_EQ(Node(kUSN)->hostName, "forged");
+    }
+    EXPECT_EQ(Pass(20000), Calls{});
+    EXPECT_EQ(Pass(5000).size(), 2U); // the goodbye, and the returned number
 }
 
 TEST_F(RegistryProxy, TheDevicesOwnServiceIsAnnouncedForEverThoughItCouldBeProxied)

@@ -23,8 +23,8 @@ TEST_F(RegistryServices, AddServiceCompletesTheUSNClearsThePeriodAndSendsNothing
 
     SSDPDeviceType expected = Own();
     expected.usn = kOwnUSN;
-    EXPECT_EQ(AllFields(service), AllFields(expected));
-    EXPECT_EQ(actions.calls, Calls{});
+    EXPECT_EQ(FieldsButFlag(service), FieldsButFlag(expected));
+    EXPECT_EQ(TakeCalls(), Calls{});
     EXPECT_TRUE(registry.HostList().empty());
     EXPECT_TRUE(registry.NodeList().empty());
     EXPECT_FALSE(registry.Changed());
@@ -32,19 +32,14 @@ TEST_F(RegistryServices, AddServiceCompletesTheUSNClearsThePeriodAndSendsNothing
 
 TEST_F(RegistryServices, TheNextPassWritesTheDocumentAndAnnouncesTheServiceOnce)
 {
-    EXPECT_THAT(AddNow(Own()),
-                ElementsAre("document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-0",
-                            "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
-    SSDPDeviceType expected = Own();
-    expected.timerPeriod = 20000;
-    expected.timerCountdown = 20000;
-    expected.location = "http://192.0.2.10:80/corvia_12_upnp_ssdp_1.xml";
-    expected.descriptionFileName = "/var/www/html/corvia_12_upnp_ssdp_1.xml";
+    EXPECT_THAT(AddNow(Own()), ElementsAre("document /var/www/html/corvia_12_upnp_ssdp_1.xml",
+                                           "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
+    const SSDPDeviceType expected = Published(Own(), 1);
     ASSERT_NE(Host(kOwnUSN), nullptr);
     ASSERT_NE(Node(kOwnUSN), nullptr);
-    EXPECT_EQ(AllFields(*Host(kOwnUSN)), AllFields(expected));
-    EXPECT_EQ(AllFields(*Node(kOwnUSN)), AllFields(expected));
-    EXPECT_EQ(AllFields(actions.announced), AllFields(expected));
+    EXPECT_EQ(FieldsButFlag(*Host(kOwnUSN)), FieldsButFlag(expected));
+    EXPECT_EQ(FieldsButFlag(*Node(kOwnUSN)), FieldsButFlag(expected));
+    EXPECT_EQ(lastMulticast, formats::ComposeAlive(expected));
     EXPECT_TRUE(registry.Changed());
     EXPECT_EQ(Pass(0), Calls{});
 }
@@ -57,11 +52,10 @@ TEST_F(RegistryServices, AddedTwiceBeforeAPassIsOneAdditionWithTheLatestFields)
     newer.hostName = "studio-z";
     newer.serialNumber = "";
     Add(older);
-    EXPECT_THAT(AddNow(newer),
-                ElementsAre("document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-0",
-                            "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
-    EXPECT_EQ(actions.announced.hostName, "studio-z");
-    EXPECT_EQ(actions.announced.serialNumber, "");
+    EXPECT_THAT(AddNow(newer), ElementsAre("document /var/www/html/corvia_12_upnp_ssdp_1.xml",
+                                           "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
+    EXPECT_EQ(Host(kOwnUSN)->hostName, "studio-z");
+    EXPECT_EQ(Host(kOwnUSN)->serialNumber, "");
     EXPECT_EQ(registry.HostList().size(), 1U);
 }
 
@@ -70,45 +64,42 @@ TEST_F(RegistryServices, SeveralAreAppliedInTheOrderOfTheirUSNs)
     SSDPDeviceType second = Own();
     second.instance = "1";
     Add(second);
-    EXPECT_THAT(AddNow(Own()),
-                ElementsAre("document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-0",
-                            "alive uuid:65746500-Corvia 12-192.0.2.10-0",
-                            "document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-1",
-                            "alive uuid:65746500-Corvia 12-192.0.2.10-1"));
+    EXPECT_THAT(AddNow(Own()), ElementsAre("document /var/www/html/corvia_12_upnp_ssdp_1.xml",
+                                           "alive uuid:65746500-Corvia 12-192.0.2.10-0",
+                                           "document /var/www/html/corvia_12_upnp_ssdp_2.xml",
+                                           "alive uuid:65746500-Corvia 12-192.0.2.10-1"));
 }
 
 TEST_F(RegistryServices, ADocumentIsWrittenForEachOwnAddressInKeyOrder)
 {
-    registry.AddInterface("192.0.2.1", "net1");
-    EXPECT_THAT(AddNow(Own()),
-                ElementsAre("document 192.0.2.1 uuid:65746500-Corvia 12-192.0.2.10-0",
-                            "document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-0",
-                            "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
+    link.AddInterface("192.0.2.1", "net1", {});
+    EXPECT_THAT(AddNow(Own()), ElementsAre("document /var/www/html/corvia_12_upnp_ssdp_1.xml",
+                                           "document /var/www/html/corvia_12_upnp_ssdp_2.xml",
+                                           "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
     EXPECT_EQ(Host(kOwnUSN)->location, "http://192.0.2.10:80/corvia_12_upnp_ssdp_2.xml");
 }
 
 TEST_F(RegistryServices, WithoutADocumentTheServiceIsNotAnnouncedAndALineSaysSo)
 {
-    actions.writable = false;
-    Calls calls;
-    const test::Output output = test::Capture([&] { calls = AddNow(Own()); });
-    EXPECT_THAT(calls, ElementsAre("document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-0"));
-    EXPECT_EQ(output.err, "UpdateContainers: Unable to generate a description file for "
-                          "uuid:65746500-Corvia 12-192.0.2.10-0, Corvia 12\n");
-    EXPECT_EQ(output.out, "");
+    environment.files.writable = false;
+    EXPECT_THAT(AddNow(Own()), ElementsAre("document /var/www/html/corvia_12_upnp_ssdp_1.xml"));
+    EXPECT_THAT(environment.TakeFaults(),
+                ElementsAre("GenerateDeviceDescriptionFile: Failed to open the SSDP XML file",
+                            "UpdateContainers: Unable to generate a description file for "
+                            "uuid:65746500-Corvia 12-192.0.2.10-0, Corvia 12"));
     EXPECT_TRUE(registry.HostList().empty());
     EXPECT_TRUE(registry.NodeList().empty());
     EXPECT_FALSE(registry.Changed());
 
     // The addition is used up; added again it is tried again.
-    actions.writable = true;
+    environment.files.writable = true;
     EXPECT_EQ(Pass(0), Calls{});
     EXPECT_EQ(AddNow(Own()).size(), 2U);
 }
 
 TEST_F(RegistryServices, WithoutAnAddressNothingIsPublished)
 {
-    registry.ClearInterfaces();
+    link.ClearInterfaces();
     EXPECT_EQ(AddNow(Own()), Calls{});
     EXPECT_TRUE(registry.HostList().empty());
 }
@@ -132,12 +123,12 @@ TEST_F(RegistryServices, WithdrawalIsAGoodbyeAReturnedNumberAndAChange)
     ForgetChange();
     const SSDPDeviceType announced = *Host(kOwnUSN);
     registry.RemoveService(kOwnUSN);
-    EXPECT_EQ(actions.calls, Calls{});
+    EXPECT_EQ(TakeCalls(), Calls{});
     EXPECT_NE(Host(kOwnUSN), nullptr);
 
     EXPECT_THAT(Pass(0), ElementsAre("byebye uuid:65746500-Corvia 12-192.0.2.10-0",
                                      "return /var/www/html/corvia_12_upnp_ssdp_1.xml"));
-    EXPECT_EQ(AllFields(actions.dismissed), AllFields(announced));
+    EXPECT_EQ(lastMulticast, formats::ComposeGoodbye(announced));
     EXPECT_TRUE(registry.HostList().empty());
     EXPECT_TRUE(registry.NodeList().empty());
     EXPECT_TRUE(registry.Changed());
@@ -157,12 +148,12 @@ TEST_F(RegistryServices, AWithdrawalIsUsedUpByOnePass)
 
 TEST_F(RegistryServices, AServiceListedBeforeItsAddressWasAnOwnOneIsRefreshedLikeAPeer)
 {
-    registry.ClearInterfaces();
+    link.ClearInterfaces();
     SSDPDeviceType service = Own();
     service.maxAge = "200";
     AddNow(service);
     Pass(100000);
-    registry.AddInterface("192.0.2.10", "net0");
+    link.AddInterface("192.0.2.10", "net0", {});
     EXPECT_EQ(AddNow(service), Calls{});
     EXPECT_EQ(Node(kOwnUSN)->timerCountdown, 400000);
     EXPECT_EQ(Host(kOwnUSN), nullptr);
@@ -207,11 +198,10 @@ TEST_F(RegistryServices, WithdrawnAndAddedWithinAPassSaysGoodbyeFirstAndAnnounce
     SSDPDeviceType renamed = Own();
     renamed.hostName = "studio-z";
     registry.RemoveService(kOwnUSN);
-    EXPECT_THAT(AddNow(renamed),
-                ElementsAre("byebye uuid:65746500-Corvia 12-192.0.2.10-0",
-                            "return /var/www/html/corvia_12_upnp_ssdp_1.xml",
-                            "document 192.0.2.10 uuid:65746500-Corvia 12-192.0.2.10-0",
-                            "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
+    EXPECT_THAT(AddNow(renamed), ElementsAre("byebye uuid:65746500-Corvia 12-192.0.2.10-0",
+                                             "return /var/www/html/corvia_12_upnp_ssdp_1.xml",
+                                             "document /var/www/html/corvia_12_upnp_ssdp_1.xml",
+                                             "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
     EXPECT_EQ(Node(kOwnUSN)->hostName, "studio-z");
 }
 
@@ -227,7 +217,7 @@ TEST_F(RegistryServices, TwoChangesOfTheNameWithinAPassLeaveTheLastOneAnnounced)
     const Calls calls = Pass(0);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "byebye " + Own().usn), 1);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "alive " + Own().usn), 1);
-    EXPECT_EQ(actions.announced.hostName, "studio-z");
+    EXPECT_EQ(Host(Own().usn)->hostName, "studio-z");
 }
 
 TEST_F(RegistryServices, AddedAndWithdrawnWithinAPassWhileAnnouncedIsGone)
@@ -242,7 +232,7 @@ TEST_F(RegistryServices, AddedAndWithdrawnWithinAPassWhileAnnouncedIsGone)
 
 TEST_F(RegistryServices, APrefixWithdrawsEveryInstanceAndAddressOfAProduct)
 {
-    registry.AddInterface("192.0.2.11", "net1");
+    link.AddInterface("192.0.2.11", "net1", {});
     SSDPDeviceType other = Own();
     other.instance = "7";
     SSDPDeviceType elsewhere = Own();
@@ -274,7 +264,6 @@ TEST_F(RegistryServices, APrefixDropsQueuedAdditionsToo)
     Add(Own());
     Add(Device("Corvia 12 Plus", "192.0.2.10", "studio-a"));
     registry.RemoveServicesWithPrefix("uuid:65746500-Corvia 12");
-    EXPECT_THAT(Pass(0),
-                ElementsAre("document 192.0.2.10 uuid:65746500-Corvia 12 Plus-192.0.2.10-0",
-                            "alive uuid:65746500-Corvia 12 Plus-192.0.2.10-0"));
+    EXPECT_THAT(Pass(0), ElementsAre("document /var/www/html/corvia_12_plus_upnp_ssdp_1.xml",
+                                     "alive uuid:65746500-Corvia 12 Plus-192.0.2.10-0"));
 }

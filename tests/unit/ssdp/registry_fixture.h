@@ -1,87 +1,60 @@
 #pragma once
 
 #include "formats/description_document.h"
+#include "formats/ssdp_messages.h"
 #include "ssdp/device_registry.h"
+#include "support/fake_environment.h"
 #include "support/records.h"
-
-#include "support/capture.h"
 
 #include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <limits>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
-// Does what the engine does for its registry, on paper: every call is noted as
-// one line, in order.
-class RecordingActions final : public RegistryActions
+// A registry with all it stands on, on the address 192.0.2.10, with a poll interval
+// of 5000 ms and an announcement period of 20 s, as the fake environment draws them.
+struct RegistryOnPaper
 {
-public:
-    static constexpr std::int32_t kDocumentPeriod = 20000;
-
-    void AnnounceService(const SSDPDeviceType &service) override
+    explicit RegistryOnPaper(test::FakeEnvironment &environment)
+        : link(MakeLink()),
+          timing(environment),
+          documents(environment, link, timing),
+          registry(environment, link, timing, documents)
     {
-        calls.push_back("alive " + service.usn);
-        announced = service;
+        environment.random = 750;
+        timing.DrawPollInterval();
+        environment.random = 5;
+        documents.SetPath("/var/www/html");
     }
 
-    void AnnounceGoodbye(const SSDPDeviceType &service) override
+    static ssdp::OwnLink MakeLink()
     {
-        calls.push_back("byebye " + service.usn);
-        dismissed = service;
+        ssdp::OwnLink link;
+        link.AddInterface("192.0.2.10", "net0", test::AddressOf("255.255.255.0"));
+        return link;
     }
 
-    bool GenerateDeviceDescriptionFile(const std::string &interfaceAddress,
-                                       SSDPDeviceType &service) override
-    {
-        calls.push_back("document " + interfaceAddress + " " + service.usn);
-        if (!writable) {
-            return false;
-        }
-        const std::string fileName = formats::DescriptionFileName(service.productName, ++documents);
-        service.timerPeriod = kDocumentPeriod;
-        service.timerCountdown = kDocumentPeriod;
-        service.location = "http://" + interfaceAddress + ":80/" + fileName;
-        service.descriptionFileName = "/var/www/html/" + fileName;
-        return true;
-    }
-
-    void ReturnFileNumber(const std::string &descriptionFileName) override
-    {
-        calls.push_back("return " + descriptionFileName);
-    }
-
-    void SendGETRequest(std::string_view url) override
-    {
-        calls.push_back("get " + std::string(url));
-    }
-
-    bool writable = true;
-    std::uint32_t documents = 0; // written so far; the number in the last one's name
-    std::vector<std::string> calls;
-    SSDPDeviceType announced; // the record of the last alive
-    SSDPDeviceType dismissed; // the record of the last byebye
+    ssdp::OwnLink link;
+    ssdp::Timing timing;
+    ssdp::DocumentExchange documents;
+    ssdp::DeviceRegistry registry;
 };
 
-// A registry on the address 192.0.2.10 with a poll interval of 5000 ms, and
-// devices to put into it.
+// A registry, and devices to put into it. What it does is noted as one line each:
+// "alive USN", "byebye USN", "document PATH", "return PATH", "get URL".
 class RegistryFixture : public testing::Test
 {
 protected:
     using Calls = std::vector<std::string>;
 
-    RegistryFixture()
-    {
-        registry.AddInterface("192.0.2.10", "net0");
-        registry.SetPollInterval(5000);
-    }
-
     static SSDPDeviceType Own() { return Device("Corvia 12", "192.0.2.10", "studio-a"); }
     // A device that speaks for itself.
     static SSDPDeviceType Peer() { return Device("Lumen", "192.0.2.20", "studio-b"); }
-    // A device that can be spoken for.
+    // A device that can be proxied.
     static SSDPDeviceType Silent() { return Device("ZR1", "192.0.2.30", "field-1"); }
 
     // What the description document of a device makes of it.
@@ -94,14 +67,28 @@ protected:
         return device;
     }
 
+    // What publishing makes of a record without a max-age, with the number of its
+    // document.
+    static SSDPDeviceType Published(SSDPDeviceType service, std::uint32_t number)
+    {
+        const std::string file = formats::DescriptionFileName(service.productName, number);
+        service.timerPeriod = 20000;
+        service.timerCountdown = 20000;
+        service.maxAge = service.maxAge.empty() ? "125" : service.maxAge;
+        service.server = "Linux/2.6, UPnP/1.0, SSDP/1.0";
+        service.location = "http://192.0.2.10:80/" + file;
+        service.descriptionFileName = "/var/www/html/" + file;
+        return service;
+    }
+
     void Add(SSDPDeviceType service) { registry.AddService(service); }
 
-    // One pass; the calls it made.
-    Calls Pass(std::int32_t elapsed)
+    // One pass; what it did.
+    Calls Pass(std::int32_t elapsedMs)
     {
-        actions.calls.clear();
-        registry.UpdateContainers(elapsed);
-        return std::exchange(actions.calls, {});
+        TakeCalls();
+        registry.UpdateContainers(elapsedMs);
+        return TakeCalls();
     }
 
     // Adds a service and runs a pass in which no time goes by.
@@ -125,16 +112,31 @@ protected:
     Calls Alive(const std::string &usn, std::int32_t maxAge = 1800,
                 const std::string &location = "http://192.0.2.20:80/peer.xml")
     {
-        actions.calls.clear();
-        registry.UpdateDevice({"upnp:rootdevice", usn, location}, maxAge);
-        return std::exchange(actions.calls, {});
+        TakeCalls();
+        registry.UpdateDevice({"upnp:rootdevice", usn, location, test::AddressOf("192.0.2.20")},
+                              maxAge);
+        return TakeCalls();
     }
 
     Calls Byebye(const std::string &usn)
     {
-        actions.calls.clear();
+        TakeCalls();
         registry.RemoveDevice({"upnp:rootdevice", usn, "http://192.0.2.20:80/peer.xml"});
-        return std::exchange(actions.calls, {});
+        return TakeCalls();
+    }
+
+    // Everything done since the last call, waiting requests included.
+    Calls TakeCalls()
+    {
+        paper.documents.LetPass(std::numeric_limits<std::uint32_t>::max());
+        while (paper.documents.SendDue()) {
+        }
+        environment.TakeSent();
+        Calls calls;
+        for (const std::string &entry : std::exchange(environment.log, {})) {
+            calls.push_back(Described(entry));
+        }
+        return calls;
     }
 
     // Whether the list has changed since this was last asked.
@@ -153,13 +155,33 @@ protected:
         return Find(registry.NodeList(), usn);
     }
 
-    RecordingActions actions;
-    DeviceRegistry registry{actions};
+    test::FakeEnvironment environment;
+    RegistryOnPaper paper{environment};
+    ssdp::DeviceRegistry &registry = paper.registry;
+    ssdp::OwnLink &link = paper.link;
+    std::string lastMulticast; // the last datagram to the group
 
 private:
     static const SSDPDeviceType *Find(const SSDPDeviceMap &list, const std::string &usn)
     {
         const auto found = list.find(usn);
         return found == list.end() ? nullptr : &found->second;
+    }
+
+    static std::string Between(const std::string &text, const std::string &from,
+                               const std::string &to)
+    {
+        const std::size_t start = text.find(from) + from.size();
+        return text.substr(start, text.find(to, start) - start);
+    }
+
+    std::string Described(const std::string &entry)
+    {
+        constexpr std::size_t kToGroup = 15; // letters of "send multicast "
+        if (entry.rfind("send multicast ", 0) == 0) {
+            lastMulticast = entry.substr(kToGroup);
+            return Between(entry, "NTS: ssdp:", "\r\n") + " " + Between(entry, "USN: ", "\r\n");
+        }
+        return entry.rfind("send ", 0) == 0 ? "get " + Between(entry, "GET ", " HTTP") : entry;
     }
 };
