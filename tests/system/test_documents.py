@@ -21,9 +21,11 @@ def unit_tests():
 def constants():
     """The tunables of the sources by name."""
     values = {}
-    for path in ("src/ssdp/ssdp_protocol.h", "platform/wsconfig/watch_policy.h"):
+    for path in ("src/formats/ssdp_protocol.h", "src/ssdp/ssdp_tunables.h",
+                 "platform/wsconfig/watch_policy.h"):
         text = (TOP / path).read_text(encoding="utf-8")
-        for name, value in re.findall(r"^constexpr [\w:]+ (k\w+) = ([\w\s*+()]+);", text, re.M):
+        for name, value in re.findall(r"^constexpr [\w:]+ (k\w+) = ([\w\s*+()<:]+);", text, re.M):
+            value = re.sub(r"formats::|(?<=\d)U\b", "", value)
             values[name] = eval(value, {}, values)  # sums and products of each other
     return values
 
@@ -50,14 +52,16 @@ def bounds():
 
 FIGURES = {
     "a datagram read": ["kReceiveSize"],
-    "devices heard (`NodeList`)": ["kMaxHeardNodes"],
-    "texts of all devices known": ["kMaxHeardBytes"],
-    "delayed requests": ["kMaxDelayedRequests", "kMaxDelayedRequestBytes"],
-    "delayed responses": ["kMaxDelayedResponses", "kMaxDelayedResponseBytes"],
+    "devices from the network (`NodeList`)": ["kMaxHeardNodes"],
+    "all known devices, as the browse list writes them": ["kMaxHeardBytes"],
+    "delayed requests": ["kMaxDelayedRequests", "kBytesOfPlace"],
+    "delayed responses": ["kMaxDelayedResponses", "kBytesOfPlace"],
+    "diagnostic answers": ["kDiagnosticBurstBytes", "kDiagnosticBytesPerSecond"],
+    "answers to other subnets": ["kOffLinkBurstBytes", "kOffLinkBytesPerSecond"],
     "a served document": ["kMaxDatagram"],
     "a diagnostic listing": ["kMaxDatagram"],
     "max-age": ["kLargestMaxAge"],
-    "the socket's receive buffer": ["kReceiveBuffer"],
+    "the socket's receive buffer": ["kReceiveBufferBytes"],
     "the socket's send buffer": ["kSparedByRequests", "kSparedByAnswers"],
     "the configuration service's header": ["kMaxHeaderBytes"],
     "one configuration event": ["kMaxEventBytes"],
@@ -81,6 +85,21 @@ def test_every_bound_is_shown_by_a_test_that_exists(what, _, shown_by):
     assert names, f"no test named for {what}"
     for name in names:
         assert name in unit_tests() or (TOP / "tests/system" / name).is_file(), name
+
+
+def attacks():
+    """The rows of the table of attacks: what each is, and its test."""
+    text = (TOP / "docs/security.md").read_text(encoding="utf-8")
+    table = text.split("## Attacks\n")[1].split("\n\n")[1].splitlines()[2:]
+    rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in table]
+    return [(row[0], row[-1].strip("`")) for row in rows]
+
+
+@pytest.mark.parametrize("what, test", attacks())
+def test_every_attack_is_shown_by_a_test_that_exists(what, test):
+    sources = "".join(path.read_text(encoding="utf-8")
+                      for path in (TOP / "tests/system").glob("test_*.py"))
+    assert f"\ndef {test}(" in sources, what
 
 
 def example_device(name, address, product):

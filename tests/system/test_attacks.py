@@ -1,0 +1,258 @@
+"""What strangers can make a device send, hold or leave out: one test for each attack."""
+
+import itertools
+import re
+import socket
+import threading
+import time
+
+import pytest
+
+import expected
+import flood
+from health import PASS, REPEATED, answer_to, faults
+from lab import wait_until
+from lab.device import BROWSE_LIST
+from raw_device import RawDevice, wait_until_read
+
+LISTING_BURST, LISTING_RATE = 1 << 20, 256 << 10  # bytes, bytes a second
+OFF_LINK_BURST, OFF_LINK_RATE = 64 << 10, 16 << 10
+
+
+@pytest.fixture(scope="module")
+def attacker(lab):
+    return lab.add_peer()
+
+
+def received(sock):
+    """All datagrams that have arrived at a socket."""
+    sock.setblocking(False)
+    datagrams = []
+    try:
+        while True:
+            datagrams.append(sock.recv(65536))
+    except BlockingIOError:
+        return datagrams
+
+
+def wait_until_asked(device, peer):
+    """Waits until the diagnostic thread has handled all questions so far: they are answered
+    in their order."""
+    answer_to(b"gh", peer, device, 49821)
+
+
+def test_a_reply_of_another_diagnostic_port_is_not_answered(running_device, attacker, peer):
+    with attacker.udp_socket(49821) as sock:
+        for question in (b"x", b"gn", b"gh", b"Invalid operation\n"):
+            sock.sendto(question, (running_device.address, 49821))
+        wait_until_asked(running_device, peer)
+        assert received(sock) == []
+
+
+def test_questions_for_listings_spend_a_budget(running_device, attacker, peer):
+    for number in range(200):
+        with attacker.udp_socket() as sock:
+            sock.sendto(flood.description(number), (running_device.address, 1900))
+    wait_until_read(running_device, peer)
+    assert len(peer.ask(b"gn", running_device.address, 49821)) > 20_000
+    with attacker.udp_socket() as sock:
+        begin = time.monotonic()
+        for _ in range(2000):
+            sock.sendto(b"gn", (running_device.address, 49821))
+        wait_until_asked(running_device, peer)
+        took = time.monotonic() - begin
+        sent = sum(map(len, received(sock)))
+    assert 20_000 < sent <= LISTING_BURST + LISTING_RATE * (took + 1)
+
+
+@pytest.fixture(scope="module")
+def small_subnet(lab):
+    """A device whose subnet ends at 192.0.2.127, and which has a route to the rest."""
+    device = lab.add_device("studio-s", product="lumenplus", address="192.0.2.20")
+    device.run("ip", "addr", "add", "192.0.2.20/25", "dev", "net0")
+    device.run("ip", "addr", "del", "192.0.2.20/24", "dev", "net0")
+    device.run("ip", "route", "add", "192.0.2.128/25", "dev", "net0")
+    device.start_beacond()
+    return device
+
+
+def bytes_for_searches(device, asker, count):
+    """What a device sends for so many short searches, and how long that took."""
+    search = b"M-SEARCH\nST:ssdp:all"
+    with asker.udp_socket() as sock:
+        begin = time.monotonic()
+        for number in range(count):
+            sock.sendto(search, (device.address, 1900))
+            if number % 100 == 99:
+                wait_until_read(device, asker)
+        return received(sock), time.monotonic() - begin
+
+
+def test_answers_to_other_subnets_spend_a_budget_and_those_to_the_own_do_not(
+        lab, small_subnet, attacker):
+    neighbour = lab.add_peer(address="192.0.2.100")
+    answer = answer_to(expected.SEARCH, neighbour, small_subnet, 1900)
+    assert answer == expected.search_response(small_subnet, expected.max_age(answer))
+    assert attacker.ask(expected.SEARCH, small_subnet.address) == answer
+    answers, took = bytes_for_searches(small_subnet, attacker, 2000)
+    assert set(answers) == {answer}
+    assert len(answers) * len(answer) <= OFF_LINK_BURST + OFF_LINK_RATE * (took + 1)
+    answers, _ = bytes_for_searches(small_subnet, neighbour, 2000)
+    assert answers == [answer] * 2000
+
+
+def test_descriptions_for_other_subnets_spend_the_budget(lab, small_subnet, attacker, wire):
+    """Nothing is left of it after a thousand searches; each description takes 1.3 kB."""
+    bytes_for_searches(small_subnet, attacker, 1000)
+    path = f"http://{small_subnet.address}:80/{expected.document_name(small_subnet)}"
+    get = f"GET {path} HTTP/1.1\r\n\r\n".encode()
+    begin = time.monotonic()
+    with attacker.udp_socket() as sock:
+        for _ in range(500):
+            sock.sendto(get, (small_subnet.address, 1900))
+        wait_until_read(small_subnet, attacker)
+        took = time.monotonic() - begin
+        # All of them leave within three ticks; an announcement of the fifth is later.
+        since = wire.mark()
+        wire.wait_for(3, since=since, source=small_subnet.address, starting=b"NOTIFY", timeout=100)
+        answers = received(sock)
+    assert sum(map(len, answers)) <= OFF_LINK_RATE * (took + 1)
+
+
+NO_PEERS = ["239.255.255.250", "224.0.0.1", "255.255.255.255", "192.0.2.255", "127.0.0.1",
+            "0.0.0.1", "240.0.0.1"]
+
+
+def test_no_document_is_asked_for_at_an_address_that_no_peer_has(running_device, attacker, peer,
+                                                                 wire):
+    start, since = len(running_device.beacond.stderr), wire.mark()
+    with attacker.udp_socket() as sock:
+        for number, address in enumerate(NO_PEERS):
+            notify = flood.alive(10_000 + number)
+            sock.sendto(re.sub(rb"http://[^:]+", b"http://" + address.encode(), notify),
+                        (running_device.address, 1900))
+    wait_until_read(running_device, peer)
+    lines = faults(running_device, start).splitlines()
+    assert [line for line in lines if "Invalid" in line] == [
+        f'SendGETRequest: Invalid IP address: "{address}"' for address in NO_PEERS]
+    wire.wait_for(3, since=since, source=running_device.address, starting=b"NOTIFY", timeout=100)
+    assert wire.datagrams(running_device.address, since, b"GET") == []
+
+
+def test_announcements_in_its_name_do_not_silence_a_device(running_device, attacker, wire):
+    """Sent every second, for three announcements."""
+    since = wire.mark()
+    forged = expected.alive(running_device, 1_000_000)
+    with attacker.udp_socket() as sock:
+        def announced():
+            sock.sendto(forged, (running_device.address, 1900))
+            time.sleep(1)
+            return len(wire.datagrams(running_device.address, since, b"NOTIFY")) >= 3
+        wait_until(announced, 3 * REPEATED, "three announcements")
+    for each in wire.datagrams(running_device.address, since, b"NOTIFY"):
+        expected.assert_alive(each.data, running_device)
+
+
+def test_a_description_in_its_name_is_listed_no_longer_than_until_its_announcement(
+        running_device, attacker, peer, wire):
+    forged = RawDevice(running_device.address, "forged", expected.product(running_device))
+    with attacker.udp_socket() as sock:
+        sock.sendto(forged.description(), (running_device.address, 1900))
+    wait_until_read(running_device, peer)
+    since = wire.mark()
+    wire.wait_for(since=since, source=running_device.address, starting=b"NOTIFY", timeout=REPEATED)
+    wait_until(lambda: b"forged" not in peer.ask(b"gn", running_device.address, 49821), PASS,
+               "its own name in the listing")
+    wait_until(lambda: expected.browse_entry(running_device) in running_device.read(BROWSE_LIST),
+               PASS, "its own name in the list")
+
+
+class Flood:
+    """Sends datagrams by turns, so many a second, from one socket, until it is left."""
+
+    def __init__(self, node, address, datagrams, rate):
+        self._socket = node.udp_socket()
+        self._stop = threading.Event()
+        self._thread = threading.Thread(target=self._send, args=(address, datagrams, rate))
+
+    def _send(self, address, datagrams, rate):
+        for number, data in enumerate(itertools.cycle(datagrams)):
+            self._socket.sendto(data, (address, 1900))
+            if number % (rate // 20) == 0 and self._stop.wait(0.05):
+                return
+
+    def __enter__(self):
+        self._thread.start()
+        return self
+
+    def __exit__(self, *unused):
+        self._stop.set()
+        self._thread.join()
+        self._socket.close()
+
+
+@pytest.fixture
+def raw_neighbour(lab):
+    """A device of the family that the test speaks for: it answers what it is asked."""
+    node = lab.add_peer()
+    device = RawDevice(node.address, "neighbour")
+    stop = threading.Event()
+    sock = node.ssdp_socket()
+    sock.settimeout(0.1)
+
+    def answer():
+        while not stop.is_set():
+            try:
+                data, sender = sock.recvfrom(65536)
+            except (TimeoutError, socket.timeout):
+                continue
+            if data.startswith(b"GET "):
+                sock.sendto(device.description(), sender)
+    thread = threading.Thread(target=answer)
+    thread.start()
+    device.node, device.socket = node, sock
+    yield device
+    stop.set()
+    thread.join()
+    sock.close()
+
+
+def test_a_flood_from_one_address_starves_no_other(running_device, attacker, raw_neighbour):
+    address = running_device.address
+    get = flood.get(0).replace(b"192.0.2.10:80", address.encode() + b":80")
+    with Flood(attacker, address, [get, flood.alive(0), get, flood.alive(1)], 2000):
+        asked = 0
+
+        def served():
+            nonlocal asked
+            asked += 1
+            try:
+                return raw_neighbour.node.ask(get, address, timeout=25)
+            except TimeoutError:
+                return None
+        wait_until(served, 75, "the document")
+        assert asked <= 3
+
+        def listed():
+            raw_neighbour.socket.sendto(raw_neighbour.alive(), (address, 1900))
+            time.sleep(5)
+            return '"neighbour"' in running_device.read(BROWSE_LIST)
+        wait_until(listed, 60, "the neighbour in the list")
+
+
+def test_forged_descriptions_lock_no_device_out(running_device, attacker, raw_neighbour):
+    """As many as the registry holds, for the longest time, and none of them withdrawn."""
+    with attacker.udp_socket() as sock:
+        for number in range(flood.NODES):
+            sock.sendto(b"HTTP CONTENT-LANGUAGE max-age=1073741\r\n"
+                        b"friendlyName></friendlyName UDN>forged-%d</UDN" % number,
+                        (running_device.address, 1900))
+            if number % 500 == 499:
+                wait_until_read(running_device, attacker)
+
+        def listed():
+            raw_neighbour.socket.sendto(raw_neighbour.alive(), (running_device.address, 1900))
+            time.sleep(5)
+            return '"neighbour"' in running_device.read(BROWSE_LIST)
+        wait_until(listed, 60, "the neighbour in the list")
+    assert len(running_device.browse_list()) <= flood.NODES + 1
