@@ -5,7 +5,7 @@
 #include "beaconctl/search.h"
 #include "beaconctl/watch.h"
 
-#include <QCoreApplication>
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 #include <unistd.h>
@@ -79,10 +79,10 @@ ExitStatus Run(const Arguments &arguments)
 
 int main(int argc, char **argv)
 {
-    const QCoreApplication application(argc, argv);
     Arguments arguments;
     std::string error;
-    if (!ReadArguments(QCoreApplication::arguments(), arguments, error)) {
+    // argc is 0 when a program is executed without even its name.
+    if (!ReadArguments({argv + std::min(argc, 1), argv + argc}, arguments, error)) {
         std::cerr << "beaconctl: " << error << "\nTry 'beaconctl --help'.\n";
         return kUsage;
     }
