@@ -4,7 +4,7 @@ import subprocess
 from pathlib import Path
 
 START_PAUSE = 0.5   # between publishing and announcing, seconds
-RECEIVE_BUFFER = 2000 * 2304    # what the daemon asks for, see ssdp_protocol.h
+RECEIVE_BUFFER = 2000 * 2304    # what the daemon asks for, see ssdp_tunables.h
 
 OWNERS = {"beacond": "own code and data", "libQt5": "Qt", "libicu": "Qt", "libpcre2": "Qt",
           "libglib": "Qt", "libdouble": "Qt", "libzstd": "Qt", "libz.": "Qt",

@@ -1,5 +1,7 @@
 #include "ssdp/indexed_device_map.h"
 
+namespace ssdp {
+
 IndexedDeviceMap::iterator IndexedDeviceMap::find(std::string_view usn)
 {
     const iterator *entry = mIndex.Find(usn);
@@ -48,3 +50,5 @@ void IndexedDeviceMap::clear()
     mIndex.Clear();
     mMap.clear();
 }
+
+} // namespace ssdp

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+namespace ssdp {
+
 // IndexedDeviceMap is a map of records in order of their USN with an index
 // beside it, so that the record of a device that is heard is found at a cost
 // that does not grow with their number. Named as the standard maps are. Not
@@ -41,3 +43,5 @@ private:
     SSDPDeviceMap mMap;
     UsnIndex mIndex;
 };
+
+} // namespace ssdp

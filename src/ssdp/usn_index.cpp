@@ -3,11 +3,13 @@
 #include <random>
 #include <utility>
 
+namespace ssdp {
+
 namespace {
 
 constexpr std::size_t kFirstSlots = 64;
 
-ssdp::HashKey DrawKey()
+HashKey DrawKey()
 {
     std::random_device device;
     const auto draw = [&device] { return static_cast<std::uint64_t>(device()) << 32U | device(); };
@@ -20,7 +22,7 @@ UsnIndex::UsnIndex() : mKey(DrawKey()), mSlots(kFirstSlots) {}
 
 std::uint64_t UsnIndex::Hash(std::string_view usn) const
 {
-    const std::uint64_t hash = ssdp::KeyedHash(mKey, usn);
+    const std::uint64_t hash = KeyedHash(mKey, usn);
     return hash == kEmpty ? 1 : hash;
 }
 
@@ -88,3 +90,5 @@ void UsnIndex::Clear()
     mSlots.assign(kFirstSlots, {});
     mCount = 0;
 }
+
+} // namespace ssdp

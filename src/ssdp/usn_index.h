@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+namespace ssdp {
+
 // UsnIndex finds records of an SSDPDeviceMap by their USN: a hash table with
 // open addressing and linear probing, since a table of linked nodes costs two
 // more cache misses for each device that is heard. The hash has a key that nobody
@@ -47,7 +49,9 @@ private:
     [[nodiscard]] std::size_t FreeSlot(std::uint64_t hash) const;
     void Grow();
 
-    ssdp::HashKey mKey;
+    HashKey mKey;
     std::size_t mCount = 0;
     std::vector<Slot> mSlots; // a power of two of them, at most three quarters in use
 };
+
+} // namespace ssdp

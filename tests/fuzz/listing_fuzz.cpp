@@ -1,11 +1,113 @@
-// Diagnostic commands and listings: a cut listing is a whole beginning of the
-// uncut one, and beaconctl reads what the daemon writes.
+// Diagnostic commands and listings: a cut listing is a whole beginning of the uncut one,
+// and beaconctl reads every entry as if it were alone, whatever bytes the texts hold.
+//
+// Input: texts that end with 0x1E, four for each device. The bytes 0x01 to 0x04 stand for the
+// labels of the format, so that the fuzzer finds them. After a leading '*' the devices are
+// multiplied until no listing can hold them.
 
 #include "beaconctl/diagnostic_listing.h"
 #include "check.h"
 #include "formats/diagnostic_listing.h"
+#include "formats/ssdp_protocol.h"
+
+#include <algorithm>
 
 namespace {
+
+constexpr std::string_view kBoundary = "\n\n  ProductName:\"";
+constexpr std::string_view kLabels[] = {kBoundary, "\"\n  HostName:   \"",
+                                        "\"\n  IP:         ", "\n  USN:        "};
+
+std::string TakeText(std::string_view &input)
+{
+    const std::string_view bytes = input.substr(0, input.find('\x1e'));
+    input.remove_prefix(std::min(bytes.size() + 1, input.size()));
+    std::string text;
+    for (const char c : bytes) {
+        const auto label = static_cast<std::size_t>(static_cast<unsigned char>(c)) - 1;
+        text += label < std::size(kLabels) ? kLabels[label] : std::string_view(&c, 1);
+    }
+    return text.substr(0, formats::kReceiveSize); // of a description's one datagram
+}
+
+SSDPDeviceMap ReadDevices(std::string_view input)
+{
+    SSDPDeviceMap devices;
+    while (!input.empty()) {
+        SSDPDeviceType device;
+        device.productName = TakeText(input);
+        device.hostName = TakeText(input);
+        device.ipAddress = TakeText(input);
+        device.usn = TakeText(input);
+        devices.insert_or_assign(device.usn, device);
+    }
+    return devices;
+}
+
+// The devices again and again under other USNs, more than a listing can hold.
+SSDPDeviceMap Multiplied(const SSDPDeviceMap &devices)
+{
+    SSDPDeviceMap many;
+    std::size_t size = 0;
+    while (!devices.empty() && size <= formats::kMaxDatagram) {
+        for (const auto &[usn, device] : devices) {
+            SSDPDeviceType copy = device;
+            copy.usn = std::to_string(many.size()) + usn.substr(0, formats::kReceiveSize - 5);
+            size += 65 + copy.productName.size() + copy.hostName.size() + copy.ipAddress.size() +
+                    copy.usn.size();
+            many.insert_or_assign(copy.usn, copy);
+        }
+    }
+    return many;
+}
+
+bool HasLineFeed(const std::string &text)
+{
+    return text.find('\n') != std::string::npos;
+}
+
+std::string Assembled(const SSDPDeviceMap &devices, std::size_t limit)
+{
+    std::string listing = "NodeList";
+    formats::AssembleList(devices, listing, limit);
+    return listing;
+}
+
+Entries ReadAlone(const SSDPDeviceType &device)
+{
+    const auto listing =
+        ReadListing(Assembled({{device.usn, device}}, std::string::npos), "NodeList");
+    FUZZ_CHECK(listing && !listing->entries.empty() && !listing->cut);
+    if (!HasLineFeed(device.productName) && !HasLineFeed(device.hostName) &&
+        !HasLineFeed(device.ipAddress) && device.usn.find(kBoundary) == std::string::npos) {
+        const Entry exact{
+            device.hostName, device.productName, device.ipAddress, device.usn, "", ""};
+        FUZZ_CHECK(listing->entries == Entries{exact});
+    }
+    return listing->entries;
+}
+
+// Checks what beaconctl reads of a listing that the daemon made of the devices.
+void CheckReading(const std::string &reply, const SSDPDeviceMap &devices)
+{
+    const auto listing = ReadListing(reply, "NodeList");
+    FUZZ_CHECK(listing.has_value());
+    const std::string whole = Assembled(devices, std::string::npos);
+    FUZZ_CHECK(whole.compare(0, reply.size(), reply) == 0);
+    FUZZ_CHECK(listing->cut || reply.size() == whole.size());
+    Entries expected;
+    std::size_t size = Assembled({}, 0).size();
+    for (const auto &[usn, device] : devices) {
+        if (size == reply.size()) {
+            break;
+        }
+        const Entries alone = ReadAlone(device);
+        expected.insert(expected.end(), alone.begin(), alone.end());
+        size += 65 + device.productName.size() + device.hostName.size() + device.ipAddress.size() +
+                device.usn.size();
+    }
+    FUZZ_CHECK(size == reply.size() && listing->entries == expected);
+}
 
 void CheckCommand(std::string_view command, const SSDPDeviceMap &devices)
 {
@@ -26,30 +128,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     const std::string_view input = Text(data, size);
     static_cast<void>(ReadListing(input, "NodeList"));
-    SSDPDeviceMap devices;
-    for (std::size_t start = 0; start < input.size();) {
-        const std::string part(input.substr(start, input.find('\n', start) - start));
-        SSDPDeviceType &device = devices["usn " + Plain(part)];
-        device.usn = "usn " + Plain(part);
-        device.hostName = Plain(part);
-        device.productName = Plain(part) + "x";
-        device.ipAddress = "192.0.2.1";
-        start += part.size() + 1;
-    }
-    std::string whole = "NodeList";
-    formats::AssembleList(devices, whole, static_cast<std::size_t>(-1));
-    const auto read = ReadListing(whole, "NodeList");
-    FUZZ_CHECK(read && read->size() == devices.size());
-    for (const Entry &entry : *read) {
-        const auto device = devices.find(entry.key);
-        FUZZ_CHECK(device != devices.end() && device->second.hostName == entry.hostName);
+    const bool many = input.substr(0, 1) == "*";
+    SSDPDeviceMap devices = ReadDevices(input.substr(many ? 1 : 0));
+    if (many) {
+        devices = Multiplied(devices);
     }
     CheckCommand(input.substr(0, 2), devices);
-    CheckCommand("gn", devices);
+    std::string reply;
+    FUZZ_CHECK(formats::AnswerCommand("gn", {}, devices, reply));
+    FUZZ_CHECK(reply.size() <= formats::kMaxDatagram);
+    CheckReading(reply, devices);
     const std::size_t limit = 8 + size;
-    std::string cut = "NodeList";
-    formats::AssembleList(devices, cut, limit);
-    FUZZ_CHECK(cut.size() <= limit && whole.compare(0, cut.size(), cut) == 0);
-    FUZZ_CHECK(ReadListing(cut, "NodeList").has_value());
+    const std::string cut = Assembled(devices, limit);
+    FUZZ_CHECK(cut.size() <= limit && ReadListing(cut, "NodeList").has_value());
     return 0;
 }

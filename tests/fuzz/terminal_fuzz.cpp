@@ -1,4 +1,4 @@
-// What beaconctl shows: no byte of the network acts on the terminal.
+// What beaconctl shows: no byte of the network acts on the terminal, JSON keeps the texts.
 
 #include "beaconctl/browse_list.h"
 #include "beaconctl/output.h"
@@ -6,36 +6,84 @@
 #include "beaconctl/search_answer.h"
 #include "check.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QString>
+#include <QVector>
 #include <algorithm>
 
 namespace {
 
-bool IsSafe(std::string_view text)
+// Control characters, and those that reverse or hide the text around them.
+bool IsActive(uint c)
 {
-    return std::all_of(text.begin(), text.end(), [](char c) {
-        return c == '\n' || (static_cast<unsigned char>(c) >= 0x20 && c != 0x7F);
-    });
+    return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0xAD || c == 0x61C ||
+           (c >= 0x200B && c <= 0x200F) || (c >= 0x2028 && c <= 0x202E) ||
+           (c >= 0x2060 && c <= 0x206F) || c == 0xFEFF || (c >= 0xE0000 && c <= 0xE007F);
+}
+
+bool IsSafe(const std::string &text)
+{
+    const QString characters = QString::fromStdString(text);
+    const auto codes = characters.toUcs4();
+    return characters.toStdString() == text && // valid UTF-8
+           std::none_of(codes.begin(), codes.end(),
+                        [](uint c) { return c != '\n' && IsActive(c); });
+}
+
+bool IsSafeLine(const std::string &text)
+{
+    return IsSafe(text) && std::count(text.begin(), text.end(), '\n') == 1 && text.back() == '\n';
+}
+
+void CheckText(const std::string &input)
+{
+    const std::string safe = SafeText(input);
+    FUZZ_CHECK(IsSafe(safe) && safe.find('\n') == std::string::npos);
+    FUZZ_CHECK(DisplayWidth(safe) <= 2 * safe.size());
+    for (const std::size_t columns : {3U, 4U, 36U}) {
+        const std::string text = Shorten(safe, columns);
+        FUZZ_CHECK(IsSafe(text) && DisplayWidth(text) <= columns);
+        FUZZ_CHECK(text == safe || text.substr(text.size() - 3) == "...");
+    }
+}
+
+void CheckEntries(const Entries &entries)
+{
+    FUZZ_CHECK(IsSafe(EntriesTable(entries, Source::BrowseList)));
+    const std::string json = EntriesJson(entries, Source::BrowseList, true);
+    FUZZ_CHECK(IsSafeLine(json));
+    const QJsonArray array = QJsonDocument::fromJson(QByteArray::fromStdString(json)).array();
+    FUZZ_CHECK(static_cast<std::size_t>(array.size()) == entries.size());
+    for (std::size_t index = 0; index < entries.size(); ++index) {
+        const QJsonObject object = array[static_cast<int>(index)].toObject();
+        FUZZ_CHECK(object[QStringLiteral("hostName")].toString().toStdString() ==
+                   entries[index].hostName);
+        FUZZ_CHECK(object[QStringLiteral("boardID")].toString().toStdString() ==
+                   entries[index].boardID);
+    }
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    const std::string_view input = Text(data, size);
-    const std::string safe = SafeText(input);
-    FUZZ_CHECK(IsSafe(safe) && safe.find('\n') == std::string::npos);
-    FUZZ_CHECK(QString::fromStdString(safe).toStdString() == safe); // valid UTF-8
-    FUZZ_CHECK(DisplayWidth(safe) <= 2 * safe.size());
+    const std::string input(Text(data, size));
+    CheckText(input);
     Entries entries;
     std::string error;
-    if (ReadBrowseText(std::string(input), entries, error)) {
-        FUZZ_CHECK(IsSafe(EntriesTable(entries, Detail::Description, false)));
+    if (ReadBrowseText(input, entries, error)) {
+        CheckEntries(entries);
     } else {
         FUZZ_CHECK(!error.empty() && error.find('\n') == std::string::npos);
     }
     if (const auto answer = ReadSearchAnswer(input)) {
         FUZZ_CHECK(IsSafe(AnswerText(*answer, false)));
+        FUZZ_CHECK(IsSafeLine(AnswerText(*answer, true)));
     }
+    const Entry listed{input, input, input, input, "", ""};
+    FUZZ_CHECK(IsSafeLine(ChangesLines({{listed, Change::Came}}, false)));
+    FUZZ_CHECK(IsSafeLine(ChangesLines({{listed, Change::Came}}, true)));
     return 0;
 }

@@ -51,9 +51,12 @@ def test_hosts_of_another_device_as_json(pair):
 def test_browse_shows_the_devices_browse_list(pair):
     _, a, _ = pair
     assert a.run(BEACONCTL, "browse").stdout == (
-        "  HOST NAME  PRODUCT     ADDRESS     DESCRIPTION\n"
-        "  studio-a   Corvia 12   192.0.2.10  HD recorder 0x10650001\n"
-        "  studio-b   Lumen Plus  192.0.2.11  4K encoder 0x10660002\n")
+        "  HOST NAME  PRODUCT     ADDRESS     DESCRIPTION  BOARD ID\n"
+        "  studio-a   Corvia 12   192.0.2.10  HD recorder  0x10650001\n"
+        "  studio-b   Lumen Plus  192.0.2.11  4K encoder   0x10660002\n")
+    assert json.loads(a.run(BEACONCTL, "--json", "browse").stdout)[0] == {
+        "hostName": "studio-a", "product": "Corvia 12", "address": "192.0.2.10",
+        "description": "HD recorder", "boardID": "0x10650001"}
 
 
 def test_search_prints_each_answer(pair):
@@ -84,10 +87,10 @@ def test_a_command_line_that_makes_no_sense_has_status_2(pair):
         2, "", "beaconctl: no such command: \"frob\"\nTry 'beaconctl --help'.\n")
 
 
-def test_watch_tells_of_a_rename_and_ends_on_an_interrupt(pair):
+def test_watch_shows_the_state_then_a_rename_and_ends_on_an_interrupt(pair):
     _, a, b = pair
     watch = a.start("watch", [BEACONCTL, "watch"])
-    watch.wait_output("+ studio-a  Corvia 12  192.0.2.10\n+ studio-b  Lumen Plus  192.0.2.11\n")
+    watch.wait_output("  studio-a  Corvia 12  192.0.2.10\n  studio-b  Lumen Plus  192.0.2.11\n")
     b.configure(hostName="studio-x")
     watch.wait_output("- studio-b  Lumen Plus  192.0.2.11\n", 60)
     watch.wait_output("+ studio-x  Lumen Plus  192.0.2.11\n", 90)
@@ -112,7 +115,7 @@ def drawn_on_terminal(device, *command, environment=None, status=0):
 def test_watch_on_a_terminal_draws_in_place_without_colours_if_asked(pair):
     _, a, _ = pair
     plain = drawn_on_terminal(a, BEACONCTL, "watch", environment={"NO_COLOR": "1"})
-    assert plain.startswith(b"\x1b[2J\x1b[?7l\x1b[HNodes of this device. Came +, changed ~, went -. "
+    assert plain.startswith(b"\x1b[2J\x1b[?7l\x1b[HNodes of this device. New +, changed ~, gone -. "
                             b"Ctrl-C ends.\x1b[K\r\n")
     assert b"\r\n  studio-a" in plain  # it was there, and did not come
     assert not re.search(rb"\x1b\[\d+m", plain)
@@ -124,3 +127,21 @@ def test_watch_on_a_terminal_says_that_nobody_answers(pair):
                               status=3)
     assert (b"Nodes of 192.0.2.99: no answer from 192.0.2.99; trying again. Ctrl-C ends.\x1b[K\r\n"
             in drawn)
+
+
+def test_a_description_with_line_feeds_hides_no_device(pair):
+    lab, a, b = pair
+    forger = lab.add_peer()
+    with forger.udp_socket() as sock:
+        sock.sendto(b"HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n"
+                    b"<friendlyName>x\ny</friendlyName><modelName>Lu\nmen</modelName>"
+                    b"<UDN>uuid:\n\n  ProductName:\"z</UDN>\r\n\r\n", (a.address, 1900))
+
+    def listing():
+        result = a.run(BEACONCTL, "nodes", check=False)
+        return result if "x\\x0ay" in result.stdout and "studio-b" in result.stdout else None
+    # Long enough for studio-b, which may have changed its name just now.
+    result = wait_until(listing, 90, "all devices are listed", a.beacond.explain)
+    assert (result.returncode, result.stderr) == (0, "")
+    assert [line.split("  ")[1] for line in result.stdout.splitlines()[1:]] == [
+        "", "studio-a", "studio-b", "x\\x0ay"]

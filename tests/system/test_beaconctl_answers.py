@@ -1,23 +1,20 @@
-"""beaconctl and what does not answer it, or answers with nonsense."""
+"""beaconctl with answers that are none, damaged, forged or cut."""
 
+import json
 import os
 import pty
 import re
 import signal
-import threading
-from contextlib import contextmanager
 
 import pytest
 
-LARGEST = 65507  # bytes that a datagram can carry
+from diagnostic_port import LARGEST, LARGEST_ENTRY, answering, filled, listed
+
 COLOURS = {b"\x1b[32m", b"\x1b[33m", b"\x1b[31m", b"\x1b[0m"}  # green, yellow, red, none
 NO_LISTING = "beaconctl: 192.0.2.201 answered with something that is no listing\n"
-
-
-def listed(number, name):
-    return (f"\n  ProductName:\"Lumen\"\n  HostName:   \"{name}\"\n  IP:         192.0.2.{number}\n"
-            f"  USN:        uuid:{number}\n").encode()
-
+CUT = ("beaconctl: the listing of 192.0.2.201 is cut at the size of a datagram: "
+       "devices may be missing\n")
+HEADS = "  HOST NAME  PRODUCT  ADDRESS     USN\n"
 
 ONE, TWO = listed(10, "studio-a"), listed(11, "studio-b")
 THREE, RENAMED = listed(12, "studio-c"), listed(12, "gallery")
@@ -33,27 +30,6 @@ def answerer(lab, peer):
 @pytest.fixture(scope="module")
 def beaconctl(programs):
     return f"{os.path.abspath(programs)}/beaconctl"
-
-
-@contextmanager
-def answering(machine, port, *answers):
-    """Answers whoever asks on a port, the last answer again and again."""
-    with machine.udp_socket(port, timeout=None) as sock:
-        def serve():
-            waiting = list(answers)
-            while True:
-                asked, asker = sock.recvfrom(65536)
-                if asked == b"end":
-                    return
-                sock.sendto(waiting.pop(0) if len(waiting) > 1 else waiting[0], asker)
-        thread = threading.Thread(target=serve, daemon=True)
-        thread.start()
-        try:
-            yield
-        finally:
-            with machine.udp_socket() as end:
-                end.sendto(b"end", (machine.address, port))
-            thread.join()
 
 
 def outcome(result):
@@ -89,26 +65,86 @@ def test_a_network_without_a_way_there_is_told_in_one_line(peer, beaconctl, comm
     assert outcome(result) == (3, "", f"beaconctl: {fault}: Network is unreachable\n")
 
 
-def test_the_largest_listing_is_shown_whole_and_an_empty_one_has_status_1(
+@pytest.mark.parametrize("usn, row", [
+    pytest.param("uuid:x\ny", "uuid:x\\x0ay", id="line feed"),
+    pytest.param("uuid:x\n  USN:        uuid:1", "uuid:x\\x0a  USN:        uuid:1", id="label"),
+    pytest.param("uuid:x\n\n  ProductName:", "uuid:x\\x0a\\x0a  ProductName:",
+                 id="half a beginning"),
+])
+def test_a_line_feed_in_a_text_leaves_every_entry_readable(peer, answerer, beaconctl, usn, row):
+    with answering(answerer, 49821, b"NodeList" + ONE + listed(12, "studio-c", usn) + TWO):
+        result = peer.run(beaconctl, "--host", answerer.address, "nodes")
+    assert result.stdout == (HEADS + "  studio-a   Lumen    192.0.2.10  uuid:10\n"
+                             "  studio-b   Lumen    192.0.2.11  uuid:11\n"
+                             f"  studio-c   Lumen    192.0.2.12  {row}\n")
+
+
+def test_a_text_that_imitates_a_beginning_takes_nothing_of_the_next_entry(
         peer, answerer, beaconctl):
-    count = (LARGEST - 8) // len(ONE)
-    name = "s" * len("studio-a")
-    rows = "".join(f"  {name}   Lumen    192.0.2.10  uuid:10\n" for _ in range(count))
-    with answering(answerer, 49821, b"NodeList" + listed(10, name) * count, b"NodeList"):
-        large, empty = (peer.run(beaconctl, "--host", answerer.address, "nodes", check=False)
-                        for _ in range(2))
-    head = "  HOST NAME  PRODUCT  ADDRESS     USN\n"
-    assert outcome(large) == (0, head + rows, "")
-    assert outcome(empty) == (1, "  HOST NAME  PRODUCT  ADDRESS  USN\n", "")
+    forged = listed(12, "studio-c", "uuid:x\n\n  ProductName:\"forged")
+    with answering(answerer, 49821, b"NodeList" + ONE + forged + TWO):
+        result = peer.run(beaconctl, "--host", answerer.address, "nodes")
+    assert result.stdout == ("  HOST NAME  PRODUCT  ADDRESS     USN\n"
+                             "             forged\n"
+                             "  studio-a   Lumen    192.0.2.10  uuid:10\n"
+                             "  studio-b   Lumen    192.0.2.11  uuid:11\n"
+                             "  studio-c   Lumen    192.0.2.12  uuid:x\n")
 
 
-def test_watch_outlives_every_answer_and_tells_each_fault_once(peer, answerer, beaconctl):
+def test_nodes_are_in_the_order_of_their_names_and_then_of_their_addresses(
+        peer, answerer, beaconctl):
+    entries = (listed(9, "b", "uuid:4") + listed(10, "b", "uuid:1") + listed(11, "a", "uuid:2") +
+               listed(7, "c", "uuid:3"))
+    with answering(answerer, 49821, b"NodeList" + entries):
+        result = peer.run(beaconctl, "--json", "--host", answerer.address, "nodes")
+    assert [node["address"] for node in json.loads(result.stdout)] == [
+        "192.0.2.11", "192.0.2.9", "192.0.2.10", "192.0.2.7"]
+
+
+def test_a_long_name_hides_no_address(peer, answerer, beaconctl):
+    with answering(answerer, 49821, b"NodeList" + ONE + listed(12, "n" * 1400)):
+        result = peer.run(beaconctl, "--host", answerer.address, "nodes")
+    assert result.stdout == (f"  {'HOST NAME':36}  PRODUCT  ADDRESS     USN\n"
+                             f"  {'n' * 33}...  Lumen    192.0.2.12  uuid:12\n"
+                             f"  {'studio-a':36}  Lumen    192.0.2.10  uuid:10\n")
+
+
+@pytest.mark.parametrize("command, heading", [("nodes", b"NodeList"), ("hosts", b"HostList")])
+def test_a_listing_that_may_have_been_cut_is_reported(
+        peer, answerer, beaconctl, command, heading):
+    whole = filled(heading + ONE, LARGEST - LARGEST_ENTRY)
+    cut = filled(heading + ONE, LARGEST - LARGEST_ENTRY + 1)
+    with answering(answerer, 49821, whole, cut, filled(heading + ONE), heading):
+        results = [peer.run(beaconctl, "--json", "--host", answerer.address, command, check=False)
+                   for _ in range(4)]
+    assert [(result.returncode, result.stderr) for result in results] == [
+        (0, ""), (0, CUT), (0, CUT), (1, "")]
+    marks = [{node.get("listingCut") for node in json.loads(result.stdout)} for result in results]
+    assert marks == [{None}, {True}, {True}, set()]
+
+
+def test_watch_reports_nothing_as_gone_that_was_cut(peer, answerer, beaconctl):
+    before = filled(b"NodeList" + ONE, 50000)
+    with answering(answerer, 49821, before + TWO, filled(before), before + THREE):
+        watch = peer.start("watch", [beaconctl, "--json", "--host", answerer.address, "watch"])
+        watch.wait_output('"change":"came","hostName":"studio-c"')
+        assert watch.stop(signal.SIGINT) == 0
+    lines = [json.loads(line) for line in watch.stdout.splitlines()]
+    changes = [line["change"] + " " + line["hostName"] for line in lines
+               if line.get("hostName") and line["change"] != "present"]
+    assert sorted(changes) == ["came studio-c", "went studio-b"]
+    order = [line["change"] for line in lines]
+    assert order.index("cut") < order.index("whole") < order.index("went")
+    assert watch.stderr == CUT
+
+
+def test_watch_outlives_every_answer_and_reports_each_fault_once(peer, answerer, beaconctl):
     with answering(answerer, 49821, b"NodeList" + ONE, b"", b"NodeList" + ONE[:-1], b"\xff",
                    b"x" * LARGEST, b"NodeList" + ONE + TWO):
         watch = peer.start("watch", [beaconctl, "--host", answerer.address, "watch"])
         watch.wait_output("+ studio-b  Lumen  192.0.2.11\n")
         assert watch.stop(signal.SIGINT) == 0
-    assert watch.stdout == "+ studio-a  Lumen  192.0.2.10\n+ studio-b  Lumen  192.0.2.11\n"
+    assert watch.stdout == "  studio-a  Lumen  192.0.2.10\n+ studio-b  Lumen  192.0.2.11\n"
     assert watch.stderr == NO_LISTING
 
 

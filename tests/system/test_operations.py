@@ -4,8 +4,8 @@ import re
 
 from conftest import TOP
 
-CALLS = ("WriteFault", "WriteProgress", "fprintf", "fputs", "puts", "ReportException", "tell",
-         "lose", "Require", "Because", "system_error", "WrongUsage")
+CALLS = ("WriteFault", "WriteProgress", "WriteError", "fprintf", "fputs", "puts",
+         "ReportException", "tell", "lose", "Require", "Because", "system_error", "WrongUsage")
 STATEMENT = re.compile(
     rf"\b(?P<call>{'|'.join(CALLS)})\s*\((?P<arguments>[^;]*);"
     r"|std::c(?:out|err)\s*<<([^;]*);"

@@ -3,7 +3,7 @@
 #include "beaconctl/safe_text.h"
 #include "beaconctl/udp_client.h"
 
-#include <QCommandLineParser>
+#include <charconv>
 #include <map>
 
 namespace {
@@ -13,65 +13,119 @@ constexpr double kLongestTimeout = 3600;
 // Longer than the three seconds that a searched device may take.
 constexpr std::chrono::milliseconds kSearchTimeout{4000};
 
-const std::map<QString, Arguments::Command> &Commands()
+// The words of a command line by their kind.
+struct SortedWords
 {
-    static const std::map<QString, Arguments::Command> commands{
-        {QStringLiteral("nodes"), Arguments::Command::Nodes},
-        {QStringLiteral("hosts"), Arguments::Command::Hosts},
-        {QStringLiteral("watch"), Arguments::Command::Watch},
-        {QStringLiteral("browse"), Arguments::Command::Browse},
-        {QStringLiteral("search"), Arguments::Command::Search}};
+    std::vector<std::string> operands; // the command is the first
+    std::map<std::string, std::string> options;
+
+    [[nodiscard]] bool Has(const char *option) const { return options.count(option) != 0; }
+};
+
+const std::map<std::string, Arguments::Command> &Commands()
+{
+    static const std::map<std::string, Arguments::Command> commands{
+        {"nodes", Arguments::Command::Nodes},
+        {"hosts", Arguments::Command::Hosts},
+        {"watch", Arguments::Command::Watch},
+        {"browse", Arguments::Command::Browse},
+        {"search", Arguments::Command::Search}};
     return commands;
 }
 
-void DeclareOptions(QCommandLineParser &parser)
+std::string Quoted(const std::string &word)
 {
-    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-    parser.addOption({{QStringLiteral("h"), QStringLiteral("help")}, QString()});
-    parser.addOption({QStringLiteral("version"), QString()});
-    parser.addOption({QStringLiteral("json"), QString()});
-    parser.addOption({QStringLiteral("host"), QString(), QStringLiteral("address")});
-    parser.addOption({QStringLiteral("timeout"), QString(), QStringLiteral("seconds")});
+    return '"' + SafeText(word) + '"';
 }
 
-bool ReadTimeout(const QString &text, Arguments &arguments, std::string &error)
+bool IsFlag(const std::string &option)
 {
-    bool number = false;
-    const double seconds = text.toDouble(&number);
-    if (!number || !(seconds >= kShortestTimeout && seconds <= kLongestTimeout)) {
-        error = "--timeout takes seconds from 0.01 to 3600, not \"" + SafeText(text.toStdString()) +
-                "\"";
+    return option == "help" || option == "h" || option == "version" || option == "json";
+}
+
+bool TakesValue(const std::string &option)
+{
+    return option == "host" || option == "timeout";
+}
+
+// Reads the option in a word, and the word after it where the option takes a value
+// that is not in its own word.
+bool SortOption(std::vector<std::string>::const_iterator &word,
+                std::vector<std::string>::const_iterator end, SortedWords &sorted,
+                std::string &error)
+{
+    const std::size_t equals = word->find('=');
+    const bool hasValue = equals != std::string::npos;
+    const std::string name = word->substr(0, equals).substr(word->at(1) == '-' ? 2 : 1);
+    if (IsFlag(name) && !hasValue) {
+        sorted.options[name];
+    } else if (IsFlag(name)) {
+        error = "--" + name + " takes no value";
+    } else if (!TakesValue(name)) {
+        error = "no such option: " + Quoted(*word);
+    } else if (hasValue) {
+        sorted.options[name] = word->substr(equals + 1);
+    } else if (++word == end) {
+        error = "a value is missing after --" + name;
+    } else {
+        sorted.options[name] = *word;
+    }
+    return error.empty();
+}
+
+bool Sort(const std::vector<std::string> &words, SortedWords &sorted, std::string &error)
+{
+    bool options = true; // until "--"
+    for (auto word = words.begin(); word != words.end(); ++word) {
+        if (!options || word->size() < 2 || word->front() != '-') {
+            sorted.operands.push_back(*word);
+        } else if (*word == "--") {
+            options = false;
+        } else if (!SortOption(word, words.end(), sorted, error)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ReadTimeout(const std::string &text, Arguments &arguments, std::string &error)
+{
+    double seconds = 0;
+    const char *const end = text.data() + text.size();
+    const std::from_chars_result read = std::from_chars(text.data(), end, seconds);
+    if (read.ec != std::errc() || read.ptr != end ||
+        !(seconds >= kShortestTimeout && seconds <= kLongestTimeout)) {
+        error = "--timeout takes seconds from 0.01 to 3600, not " + Quoted(text);
         return false;
     }
     arguments.timeout = std::chrono::milliseconds(static_cast<int>(seconds * 1000));
     return true;
 }
 
-bool ReadHost(const QString &text, Arguments &arguments, std::string &error)
+bool ReadHost(const std::string &text, Arguments &arguments, std::string &error)
 {
-    arguments.host = text.toStdString();
-    if (!ParseAddress(arguments.host, 0)) {
-        error = "--host takes an IPv4 address, not \"" + SafeText(arguments.host) + "\"";
+    if (!ParseAddress(text, 0)) {
+        error = "--host takes an IPv4 address, not " + Quoted(text);
         return false;
     }
+    arguments.host = text;
     return true;
 }
 
-bool ReadOptions(const QCommandLineParser &parser, Arguments &arguments, std::string &error)
+bool ReadOptions(const SortedWords &sorted, Arguments &arguments, std::string &error)
 {
-    arguments.json = parser.isSet(QStringLiteral("json"));
+    arguments.json = sorted.Has("json");
     if (arguments.command == Arguments::Command::Browse &&
-        (parser.isSet(QStringLiteral("host")) || parser.isSet(QStringLiteral("timeout")))) {
+        (sorted.Has("host") || sorted.Has("timeout"))) {
         error = "browse reads a file, without --host and --timeout";
         return false;
     }
     if (arguments.command == Arguments::Command::Search) {
         arguments.timeout = kSearchTimeout;
     }
-    return (!parser.isSet(QStringLiteral("timeout")) ||
-            ReadTimeout(parser.value(QStringLiteral("timeout")), arguments, error)) &&
-           (!parser.isSet(QStringLiteral("host")) ||
-            ReadHost(parser.value(QStringLiteral("host")), arguments, error));
+    return (!sorted.Has("timeout") ||
+            ReadTimeout(sorted.options.at("timeout"), arguments, error)) &&
+           (!sorted.Has("host") || ReadHost(sorted.options.at("host"), arguments, error));
 }
 
 bool TakesOperand(Arguments::Command command)
@@ -79,23 +133,23 @@ bool TakesOperand(Arguments::Command command)
     return command == Arguments::Command::Browse || command == Arguments::Command::Search;
 }
 
-bool ReadCommand(const QStringList &words, Arguments &arguments, std::string &error)
+bool ReadCommand(const std::vector<std::string> &operands, Arguments &arguments, std::string &error)
 {
-    if (words.isEmpty()) {
+    if (operands.empty()) {
         error = "a command is missing";
         return false;
     }
-    const auto command = Commands().find(words[0]);
+    const auto command = Commands().find(operands[0]);
     if (command == Commands().end()) {
-        error = "no such command: \"" + SafeText(words[0].toStdString()) + "\"";
+        error = "no such command: " + Quoted(operands[0]);
         return false;
     }
     arguments.command = command->second;
-    if (words.size() > (TakesOperand(arguments.command) ? 2 : 1)) {
-        error = "too many words: \"" + SafeText(words.last().toStdString()) + "\"";
+    if (operands.size() > (TakesOperand(arguments.command) ? 2 : 1)) {
+        error = "too many words: " + Quoted(operands.back());
         return false;
     }
-    arguments.operand = words.value(1).toStdString();
+    arguments.operand = operands.size() > 1 ? operands[1] : std::string();
     if (arguments.command == Arguments::Command::Search &&
         arguments.operand.find_first_of("\r\n") != std::string::npos) {
         error = "a search target is one line";
@@ -106,21 +160,21 @@ bool ReadCommand(const QStringList &words, Arguments &arguments, std::string &er
 
 } // namespace
 
-bool ReadArguments(const QStringList &words, Arguments &arguments, std::string &error)
+bool ReadArguments(const std::vector<std::string> &words, Arguments &arguments, std::string &error)
 {
-    QCommandLineParser parser;
-    DeclareOptions(parser);
-    if (!parser.parse(words)) {
-        error = SafeText(parser.errorText().toStdString());
+    SortedWords sorted;
+    if (!Sort(words, sorted, error)) {
         return false;
     }
-    if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("version"))) {
-        arguments.command = parser.isSet(QStringLiteral("help")) ? Arguments::Command::Help
-                                                                 : Arguments::Command::Version;
+    if (sorted.Has("help") || sorted.Has("h")) {
+        arguments.command = Arguments::Command::Help;
         return true;
     }
-    return ReadCommand(parser.positionalArguments(), arguments, error) &&
-           ReadOptions(parser, arguments, error);
+    if (sorted.Has("version")) {
+        arguments.command = Arguments::Command::Version;
+        return true;
+    }
+    return ReadCommand(sorted.operands, arguments, error) && ReadOptions(sorted, arguments, error);
 }
 
 std::string HelpText()
@@ -131,19 +185,20 @@ std::string HelpText()
            "\n"
            "  nodes             every service that the device knows\n"
            "  hosts             the services that the device announces\n"
-           "  watch             a live table of nodes, with what came (+), changed (~)\n"
-           "                    and went (-), until Ctrl-C\n"
+           "  watch             a live table of nodes with their changes, until Ctrl-C:\n"
+           "                    new (+), changed (~) and gone (-)\n"
            "  browse [FILE]     a browse list, by default this device's\n"
            "                    /var/www/discovery/browse.json\n"
-           "  search [TARGET]   asks the network by SSDP, by default for ssdp:all, and\n"
-           "                    prints each answer as it comes\n"
+           "  search [TARGET]   searches the network by SSDP, by default for ssdp:all, and\n"
+           "                    prints each answer when it arrives\n"
            "\n"
-           "  --host ADDRESS    ask this device, not the one that beaconctl runs on;\n"
-           "                    with search, this device alone\n"
-           "  --timeout SECONDS how long to wait for answers: 2, or 4 with search\n"
-           "  --json            JSON for scripts; with watch and search a line for each\n"
-           "                    change or answer\n"
+           "  --host ADDRESS    ask the device at this address instead of this device;\n"
+           "                    with search: search this device only\n"
+           "  --timeout SECONDS how long to wait for answers: 2, with search 4\n"
+           "  --json            JSON for scripts, with texts in full; with watch and search\n"
+           "                    one line for each change or answer\n"
            "  --help, --version\n"
            "\n"
-           "Exit status: 0 found, 1 nothing found, 2 usage, 3 no answer to be had.\n";
+           "Exit status: 0 found, 1 nothing found, 2 invalid command line, 3 no valid answer\n"
+           "or file, or the output cannot be written.\n";
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QStringList>
 #include <chrono>
 #include <string>
+#include <vector>
 
 // What the command line asks for.
 struct Arguments
@@ -16,9 +16,9 @@ struct Arguments
     bool json = false;
 };
 
-// Reads a command line, the program's name first. False, with error set to one
-// line that says what is wrong, for one that makes no sense.
-[[nodiscard]] bool ReadArguments(const QStringList &words, Arguments &arguments,
+// Reads the words of a command line, byte for byte, without the program's name.
+// False, with error set to one line that says what is wrong, if it is invalid.
+[[nodiscard]] bool ReadArguments(const std::vector<std::string> &words, Arguments &arguments,
                                  std::string &error);
 
 // What --help prints.

@@ -1,14 +1,19 @@
 #include "beaconctl/browse_list.h"
 
-#include <QFile>
+#include "beaconctl/safe_text.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
 
 namespace {
 
 // Far above the list of 4096 devices with the longest names a datagram carries.
-constexpr qint64 kLargest = 16LL * 1024 * 1024;
+constexpr std::size_t kLargest = std::size_t{16} * 1024 * 1024;
 
 std::string Text(const QJsonObject &object, const char *key)
 {
@@ -21,9 +26,27 @@ Entry EntryOf(const QJsonObject &object)
     entry.hostName = Text(object, "hostName");
     entry.product = Text(object, "deviceName");
     entry.address = Text(object, "ipAddress");
-    entry.detail = Text(object, "description") + " " + Text(object, "boardID");
-    entry.key = entry.product + "-" + entry.address + "-" + Text(object, "boardNumber");
+    entry.description = Text(object, "description");
+    entry.boardID = Text(object, "boardID");
     return entry;
+}
+
+struct CloseFile
+{
+    void operator()(std::FILE *file) const { static_cast<void>(std::fclose(file)); }
+};
+
+// Reads a file, but no more than one byte over the largest size. False, with errno as
+// the system left it, if it cannot be read.
+bool ReadFile(const std::string &path, std::string &text)
+{
+    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rbe"));
+    if (file == nullptr) {
+        return false;
+    }
+    text.resize(kLargest + 1);
+    text.resize(std::fread(text.data(), 1, text.size(), file.get()));
+    return std::ferror(file.get()) == 0;
 }
 
 } // namespace
@@ -56,19 +79,15 @@ bool ReadBrowseText(const std::string &text, Entries &entries, std::string &erro
 
 bool ReadBrowseFile(const std::string &path, Entries &entries, std::string &error)
 {
-    QFile file(QString::fromStdString(path));
-    if (!file.open(QIODevice::ReadOnly)) {
-        error = path + ": " + file.errorString().toStdString();
-        return false;
+    std::string text;
+    std::string fault;
+    if (!ReadFile(path, text)) {
+        fault = strerror(errno); // NOLINT(concurrency-mt-unsafe): a program of one thread
+    } else if (text.size() > kLargest) {
+        fault = "larger than any browse list";
+    } else if (ReadBrowseText(text, entries, fault)) {
+        return true;
     }
-    const QByteArray text = file.read(kLargest + 1);
-    if (text.size() > kLargest) {
-        error = path + ": larger than any browse list";
-        return false;
-    }
-    if (!ReadBrowseText(text.toStdString(), entries, error)) {
-        error = path + ": " + error;
-        return false;
-    }
-    return true;
+    error = SafeText(path) + ": " + fault;
+    return false;
 }

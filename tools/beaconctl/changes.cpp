@@ -1,40 +1,52 @@
 #include "beaconctl/changes.h"
 
+#include <algorithm>
+#include <iterator>
 #include <map>
 
 namespace {
 
-std::map<std::string, Entry> ByKey(const Entries &entries)
+// The entries that left has more often than right. Both are sorted.
+Entries Difference(const Entries &left, const Entries &right)
 {
-    std::map<std::string, Entry> map;
-    for (const Entry &entry : entries) {
-        map[entry.key] = entry;
-    }
-    return map;
+    Entries result;
+    std::set_difference(left.begin(), left.end(), right.begin(), right.end(),
+                        std::back_inserter(result));
+    return result;
 }
 
 } // namespace
 
-std::vector<ChangedEntry> Compare(const Entries &before, const Entries &after)
+std::vector<ChangedEntry> Compare(Entries before, Entries after)
 {
-    const std::map<std::string, Entry> old = ByKey(before);
-    std::map<std::string, ChangedEntry> all;
-    for (const auto &[key, entry] : old) {
-        all[key] = {entry, Change::Went};
+    std::sort(before.begin(), before.end());
+    std::sort(after.begin(), after.end());
+    std::multimap<std::string, Entry> gone; // by USN
+    for (Entry &entry : Difference(before, after)) {
+        gone.emplace(entry.usn, std::move(entry));
     }
-    for (const auto &[key, entry] : ByKey(after)) {
-        const auto former = old.find(key);
-        const Change change = former == old.end()       ? Change::Came
-                              : former->second == entry ? Change::None
-                                                        : Change::Changed;
-        all[key] = {entry, change};
+    std::vector<ChangedEntry> all;
+    for (Entry &entry : Difference(after, before)) {
+        const auto former = gone.find(entry.usn);
+        const bool known = former != gone.end();
+        if (known) {
+            gone.erase(former);
+        }
+        all.push_back({std::move(entry), known ? Change::Changed : Change::Came});
     }
-    std::vector<ChangedEntry> result;
-    result.reserve(all.size());
-    for (const auto &[key, entry] : all) {
-        result.push_back(entry);
+    for (auto &[usn, entry] : gone) {
+        all.push_back({std::move(entry), Change::Went});
     }
-    return result;
+    Entries same;
+    std::set_intersection(after.begin(), after.end(), before.begin(), before.end(),
+                          std::back_inserter(same));
+    for (Entry &entry : same) {
+        all.push_back({std::move(entry), Change::None});
+    }
+    std::sort(all.begin(), all.end(), [](const ChangedEntry &left, const ChangedEntry &right) {
+        return left.entry < right.entry;
+    });
+    return all;
 }
 
 char Mark(Change change)

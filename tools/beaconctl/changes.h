@@ -13,10 +13,10 @@ struct ChangedEntry
     Change change;
 };
 
-// The devices of both listings, in the order of their keys: those that are in
-// one only came or went; those whose texts differ changed. A key that a listing
-// has twice counts once, as it stands last.
-[[nodiscard]] std::vector<ChangedEntry> Compare(const Entries &before, const Entries &after);
+// The devices of both listings in the order of their entries: those that are only in
+// one came or went. An entry that came and one of the same USN that went are one
+// that changed, with the later texts. Entries of the same USN count each by itself.
+[[nodiscard]] std::vector<ChangedEntry> Compare(Entries before, Entries after);
 
 // The mark that shows a change: '+', '~', '-' or a blank.
 [[nodiscard]] char Mark(Change change);

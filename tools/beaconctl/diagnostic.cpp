@@ -1,9 +1,7 @@
 #include "beaconctl/diagnostic.h"
 
-#include "beaconctl/diagnostic_listing.h"
 #include "beaconctl/udp_client.h"
 
-#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -26,19 +24,30 @@ std::optional<std::string> ReceiveFrom(UdpClient &client, UdpClient::Clock::time
 
 } // namespace
 
-bool AskListing(const Arguments &arguments, const std::string &command, Entries &entries,
+std::string AskedHost(const Arguments &arguments)
+{
+    return arguments.host.empty() ? kThisDevice : arguments.host;
+}
+
+std::string CutNotice(const Arguments &arguments)
+{
+    return "the listing of " + AskedHost(arguments) +
+           " is cut at the size of a datagram: devices may be missing";
+}
+
+bool AskListing(const Arguments &arguments, const std::string &command, Listing &listing,
                 std::string &error)
 {
+    const std::string host = AskedHost(arguments);
+    const sockaddr_in destination = ParseAddress(host, kPort).value_or(sockaddr_in());
     UdpClient client;
-    const std::string host = arguments.host.empty() ? kThisDevice : arguments.host;
-    const auto destination = ParseAddress(host, kPort);
-    if (!client.IsOpen() || !destination || !client.Send(command, *destination)) {
+    if (const int fault = client.Send(command, destination)) {
         // NOLINTNEXTLINE(concurrency-mt-unsafe): a program of one thread
-        error = "cannot ask " + host + ": " + strerror(errno);
+        error = "cannot ask " + host + ": " + strerror(fault);
         return false;
     }
     const auto reply =
-        ReceiveFrom(client, UdpClient::Clock::now() + arguments.timeout, *destination);
+        ReceiveFrom(client, UdpClient::Clock::now() + arguments.timeout, destination);
     if (!reply) {
         error = "no answer from " + host;
         return false;
@@ -48,6 +57,6 @@ bool AskListing(const Arguments &arguments, const std::string &command, Entries 
         error = host + " answered with something that is no listing";
         return false;
     }
-    entries = std::move(*read);
+    listing = std::move(*read);
     return true;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "beaconctl/arguments.h"
-#include "beaconctl/entry.h"
+#include "beaconctl/diagnostic_listing.h"
 
 #include <string>
 
@@ -9,4 +9,10 @@
 // those it announces. False, with error set to one line, when there is no answer
 // in time, or one that is no listing.
 [[nodiscard]] bool AskListing(const Arguments &arguments, const std::string &command,
-                              Entries &entries, std::string &error);
+                              Listing &listing, std::string &error);
+
+// The address of the device that arguments name.
+[[nodiscard]] std::string AskedHost(const Arguments &arguments);
+
+// The line that reports a listing that was cut.
+[[nodiscard]] std::string CutNotice(const Arguments &arguments);

@@ -3,11 +3,11 @@
 #include "beaconctl/diagnostic.h"
 #include "beaconctl/output.h"
 #include "beaconctl/search.h"
+#include "beaconctl/standard_streams.h"
 #include "beaconctl/watch.h"
 
-#include <QCoreApplication>
+#include <algorithm>
 #include <cstdlib>
-#include <iostream>
 #include <unistd.h>
 
 namespace {
@@ -21,26 +21,30 @@ bool WantsColours()
     return isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == '\0');
 }
 
-ExitStatus Show(const Entries &entries, Detail detail, bool json)
+ExitStatus Print(const std::string &text, ExitStatus status)
 {
-    std::cout << (json ? EntriesJson(entries, detail)
-                       : EntriesTable(entries, detail, WantsColours()));
-    return entries.empty() ? kNothingFound : kFound;
+    return WriteOutput(text) ? status : kFailed;
 }
 
-ExitStatus Complain(const std::string &error)
+ExitStatus Show(Entries &entries, Source source, bool json, bool cut)
 {
-    std::cerr << "beaconctl: " << error << '\n';
-    return kNoAnswer;
+    std::sort(entries.begin(), entries.end());
+    return Print(json ? EntriesJson(entries, source, cut) : EntriesTable(entries, source),
+                 entries.empty() ? kNothingFound : kFound);
 }
 
 ExitStatus ShowListing(const Arguments &arguments, const std::string &command)
 {
-    Entries entries;
+    Listing listing;
     std::string error;
-    return AskListing(arguments, command, entries, error)
-               ? Show(entries, Detail::Usn, arguments.json)
-               : Complain(error);
+    if (!AskListing(arguments, command, listing, error)) {
+        WriteError(error);
+        return kFailed;
+    }
+    if (listing.cut) {
+        WriteError(CutNotice(arguments));
+    }
+    return Show(listing.entries, Source::Listing, arguments.json, listing.cut);
 }
 
 ExitStatus ShowBrowseList(const Arguments &arguments)
@@ -48,8 +52,11 @@ ExitStatus ShowBrowseList(const Arguments &arguments)
     Entries entries;
     std::string error;
     const std::string file = arguments.operand.empty() ? kBrowseFile : arguments.operand;
-    return ReadBrowseFile(file, entries, error) ? Show(entries, Detail::Description, arguments.json)
-                                                : Complain(error);
+    if (!ReadBrowseFile(file, entries, error)) {
+        WriteError(error);
+        return kFailed;
+    }
+    return Show(entries, Source::BrowseList, arguments.json, false);
 }
 
 ExitStatus Run(const Arguments &arguments)
@@ -66,24 +73,23 @@ ExitStatus Run(const Arguments &arguments)
     case Arguments::Command::Search:
         return RunSearch(arguments);
     case Arguments::Command::Version:
-        std::cout << "beaconctl " << BEACOND_VERSION << '\n';
-        break;
+        return Print(std::string("beaconctl ") + BEACOND_VERSION + '\n', kFound);
     case Arguments::Command::Help:
-        std::cout << HelpText();
         break;
     }
-    return kFound;
+    return Print(HelpText(), kFound);
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    const QCoreApplication application(argc, argv);
+    OccupyClosedStreams();
     Arguments arguments;
     std::string error;
-    if (!ReadArguments(QCoreApplication::arguments(), arguments, error)) {
-        std::cerr << "beaconctl: " << error << "\nTry 'beaconctl --help'.\n";
+    // argc is 0 when a program is executed without even its name.
+    if (!ReadArguments({argv + std::min(argc, 1), argv + argc}, arguments, error)) {
+        WriteError(error + "\nTry 'beaconctl --help'.");
         return kUsage;
     }
     return Run(arguments);

@@ -27,6 +27,9 @@ std::size_t SequenceLength(unsigned char first)
 // The one character that the bytes encode, 0xFFFFFFFF when they encode none.
 char32_t Decode(std::string_view bytes)
 {
+    if (bytes.size() == 1) {
+        return static_cast<unsigned char>(bytes.front());
+    }
     constexpr int kUtf8 = 106; // the registered number of the encoding
     QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
     const QVector<uint> decoded =
@@ -53,14 +56,15 @@ bool TakeCharacter(std::string_view &text, std::string_view &bytes, char32_t &ch
     return valid;
 }
 
-// Characters that act on what stands around them, or that nobody sees.
+// Control and format characters: they act on the text around them, or are invisible.
+// The two ranges hold some that Unicode has only reserved for such characters.
 bool IsActive(char32_t character)
 {
-    return character < 0x20 || (character >= 0x7F && character < 0xA0) || character == 0xAD ||
-           character == 0x61C || (character >= 0x200B && character <= 0x200F) ||
-           (character >= 0x2028 && character <= 0x202E) ||
-           (character >= 0x2060 && character <= 0x206F) || character == 0xFEFF ||
-           (character >= 0xE0000 && character <= 0xE007F);
+    const QChar::Category category = QChar::category(static_cast<uint>(character));
+    return category == QChar::Other_Control || category == QChar::Other_Format ||
+           category == QChar::Separator_Line || category == QChar::Separator_Paragraph ||
+           (character >= 0x2060 && character <= 0x206F) ||
+           (character >= 0xE0000 && character <= 0xE0FFF);
 }
 
 void AppendEscape(std::string &text, bool valid, char32_t character)
@@ -87,6 +91,19 @@ bool IsCombining(char32_t c)
            QChar::category(static_cast<uint>(c)) == QChar::Mark_Enclosing;
 }
 
+std::size_t Columns(char32_t character)
+{
+    return IsCombining(character) ? 0 : IsWide(character) ? 2 : 1;
+}
+
+// Appends a UTF-16 unit as JSON writes it.
+void AppendUnit(std::string &json, char32_t unit)
+{
+    std::array<char, 8> escape{};
+    std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned int>(unit));
+    json += escape.data();
+}
+
 } // namespace
 
 std::string SafeText(std::string_view text)
@@ -108,14 +125,56 @@ std::string SafeText(std::string_view text)
     return safe;
 }
 
+std::string SafeJson(std::string_view json)
+{
+    std::string safe;
+    safe.reserve(json.size());
+    while (!json.empty()) {
+        std::string_view bytes;
+        char32_t character = 0;
+        static_cast<void>(TakeCharacter(json, bytes, character));
+        if (!IsActive(character)) {
+            safe += bytes;
+        } else if (character < 0x10000) {
+            AppendUnit(safe, character);
+        } else {
+            AppendUnit(safe, QChar::highSurrogate(static_cast<uint>(character)));
+            AppendUnit(safe, QChar::lowSurrogate(static_cast<uint>(character)));
+        }
+    }
+    return safe;
+}
+
 std::size_t DisplayWidth(std::string_view safeText)
 {
     std::size_t width = 0;
-    for (const uint character :
-         QString::fromUtf8(safeText.data(), static_cast<int>(safeText.size())).toUcs4()) {
-        if (!IsCombining(character)) {
-            width += IsWide(character) ? 2 : 1;
-        }
+    while (!safeText.empty()) {
+        std::string_view bytes;
+        char32_t character = 0;
+        static_cast<void>(TakeCharacter(safeText, bytes, character));
+        width += Columns(character);
     }
     return width;
+}
+
+std::string Shorten(const std::string &safeText, std::size_t columns)
+{
+    constexpr std::string_view kCut = "...";
+    std::string_view rest = safeText;
+    std::size_t width = 0;
+    std::size_t characters = 0;
+    std::size_t kept = 0; // bytes that leave room for the mark of the cut
+    while (!rest.empty()) {
+        std::string_view bytes;
+        char32_t character = 0;
+        static_cast<void>(TakeCharacter(rest, bytes, character));
+        width += Columns(character);
+        if (width + kCut.size() <= columns) {
+            kept = safeText.size() - rest.size();
+        }
+        if (width > columns || ++characters > 2 * columns) {
+            return safeText.substr(0, kept).append(kCut);
+        }
+    }
+    return safeText;
 }

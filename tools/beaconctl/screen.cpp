@@ -1,7 +1,6 @@
 #include "beaconctl/screen.h"
 
 #include <algorithm>
-#include <string_view>
 
 namespace {
 
@@ -9,7 +8,6 @@ constexpr const char *kHome = "\x1b[H";
 constexpr const char *kEndOfLine = "\x1b[K\n"; // with what stood there before gone
 constexpr const char *kClearBelow = "\x1b[J";
 constexpr const char *kCutLines = "\x1b[?7l";
-constexpr const char *kWrapLines = "\x1b[?7h";
 
 // The head, an empty line, and the one that the cursor comes to rest on.
 constexpr std::size_t kOtherLines = 3;
@@ -37,5 +35,5 @@ std::string ScreenText(const std::string &head, const std::string &table, std::s
     if (shown < lines) {
         screen += "  and " + std::to_string(lines - shown) + " more" + kEndOfLine;
     }
-    return screen + kClearBelow + kWrapLines;
+    return screen.append(kClearBelow).append(kWrapLines);
 }

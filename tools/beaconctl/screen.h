@@ -2,6 +2,10 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
+
+// What lets a terminal break lines at its width again. Each drawing ends with it.
+constexpr std::string_view kWrapLines = "\x1b[?7h";
 
 // What draws a head and a table over what a terminal shows. Rows that do not fit
 // its height (0: not known) are told as a number, and lines are cut at its width:

@@ -1,11 +1,9 @@
 #include "beaconctl/search.h"
 
+#include "beaconctl/standard_streams.h"
 #include "beaconctl/udp_client.h"
 
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <iostream>
 
 namespace {
 
@@ -21,23 +19,25 @@ ExitStatus RunSearch(const Arguments &arguments)
     const auto end = UdpClient::Clock::now() + arguments.timeout;
     const std::string host = arguments.host.empty() ? kGroup : arguments.host;
     const std::string target = arguments.operand.empty() ? kEverything : arguments.operand;
-    const auto destination = ParseAddress(host, kPort);
-    if (!client.IsOpen() || !destination || !client.Send(ComposeSearch(target), *destination)) {
+    const sockaddr_in destination = ParseAddress(host, kPort).value_or(sockaddr_in());
+    if (const int fault = client.Send(ComposeSearch(target), destination)) {
         // NOLINTNEXTLINE(concurrency-mt-unsafe): a program of one thread
-        std::cerr << "beaconctl: cannot search: " << strerror(errno) << '\n';
-        return kNoAnswer;
+        WriteError(std::string("cannot search: ") + strerror(fault));
+        return kFailed;
     }
     ExitStatus status = kNothingFound;
     sockaddr_in sender{};
     while (const auto datagram = client.Receive(end, sender)) {
         if (auto answer = ReadSearchAnswer(*datagram)) {
             answer->address = AddressText(sender);
-            std::cout << AnswerText(*answer, arguments.json) << std::flush;
+            if (!WriteOutput(AnswerText(*answer, arguments.json))) {
+                return kFailed;
+            }
             status = kFound;
         }
     }
     if (status == kNothingFound) {
-        std::cerr << "beaconctl: nobody answered\n";
+        WriteError("nobody answered");
     }
     return status;
 }

@@ -37,18 +37,25 @@ std::string Line(const std::vector<std::string> &cells, const Widths &widths)
 void TextTable::AddRow(const std::vector<std::string> &cells, char mark, const std::string &colour)
 {
     Row row{{}, mark, colour};
-    std::transform(cells.begin(), cells.end(), std::back_inserter(row.cells), SafeText);
+    std::transform(cells.begin(), cells.end(), mColumns.begin(), std::back_inserter(row.cells),
+                   [](const std::string &cell, const Column &column) {
+                       return Shorten(SafeText(cell), column.bound);
+                   });
     mRows.push_back(std::move(row));
 }
 
 std::string TextTable::Text(bool colours) const
 {
-    Widths widths(mHeads.size());
-    Widen(widths, mHeads);
+    std::vector<std::string> heads;
+    for (const Column &column : mColumns) {
+        heads.push_back(column.head);
+    }
+    Widths widths(heads.size());
+    Widen(widths, heads);
     for (const Row &row : mRows) {
         Widen(widths, row.cells);
     }
-    std::string text = "  " + Line(mHeads, widths) + '\n';
+    std::string text = "  " + Line(heads, widths) + '\n';
     for (const Row &row : mRows) {
         const bool coloured = colours && !row.colour.empty();
         text += coloured ? row.colour : std::string();

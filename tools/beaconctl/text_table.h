@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -7,9 +8,15 @@
 class TextTable
 {
 public:
-    explicit TextTable(std::vector<std::string> heads) : mHeads(std::move(heads)) {}
+    struct Column
+    {
+        std::string head;
+        std::size_t bound; // its cells are shortened to so many columns of the terminal
+    };
 
-    // A row with a cell for each head; cells are made safe here. mark stands in
+    explicit TextTable(std::vector<Column> columns) : mColumns(std::move(columns)) {}
+
+    // A row with a cell for each column; cells are made safe here. mark stands in
     // front of the row, and colour (a terminal's escape, may be empty) holds for
     // the row.
     void AddRow(const std::vector<std::string> &cells, char mark = ' ',
@@ -26,6 +33,6 @@ private:
         std::string colour;
     };
 
-    std::vector<std::string> mHeads;
+    std::vector<Column> mColumns;
     std::vector<Row> mRows;
 };

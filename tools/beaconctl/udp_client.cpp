@@ -1,8 +1,8 @@
 #include "beaconctl/udp_client.h"
 
-#include <algorithm>
 #include <arpa/inet.h>
 #include <array>
+#include <cerrno>
 #include <net/if.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -15,7 +15,9 @@ constexpr std::size_t kMaxDatagram = 65536;
 
 } // namespace
 
-UdpClient::UdpClient() : mDescriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+UdpClient::UdpClient()
+    : mDescriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
+      mOpenError(mDescriptor < 0 ? errno : 0)
 {
     ip_mreqn interface {
     };
@@ -32,28 +34,34 @@ UdpClient::~UdpClient()
     }
 }
 
-bool UdpClient::Send(const std::string &datagram, const sockaddr_in &destination)
+int UdpClient::Send(const std::string &datagram, const sockaddr_in &destination)
 {
-    return sendto(mDescriptor, datagram.data(), datagram.size(), 0,
-                  reinterpret_cast<const sockaddr *>(&destination), sizeof destination) >= 0;
+    if (mOpenError != 0) {
+        return mOpenError;
+    }
+    const ssize_t sent =
+        sendto(mDescriptor, datagram.data(), datagram.size(), 0,
+               reinterpret_cast<const sockaddr *>(&destination), sizeof destination);
+    return sent < 0 ? errno : 0;
 }
 
 std::optional<std::string> UdpClient::Receive(Clock::time_point end, sockaddr_in &sender)
 {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-    pollfd waiting{mDescriptor, POLLIN, 0};
-    if (left <= 0 ||
-        poll(&waiting, 1, static_cast<int>(std::min<decltype(left)>(left, 3600000))) <= 0) {
-        return std::nullopt;
-    }
     std::vector<char> buffer(kMaxDatagram);
-    socklen_t length = sizeof sender;
-    const ssize_t received = recvfrom(mDescriptor, buffer.data(), buffer.size(), 0,
-                                      reinterpret_cast<sockaddr *>(&sender), &length);
-    if (received < 0) {
-        return std::nullopt;
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+        pollfd waiting{mDescriptor, POLLIN, 0};
+        if (left.count() <= 0 || poll(&waiting, 1, static_cast<int>(left.count())) <= 0) {
+            return std::nullopt;
+        }
+        // Without waiting: the kernel drops a datagram of a wrong checksum only here.
+        socklen_t length = sizeof sender;
+        const ssize_t received = recvfrom(mDescriptor, buffer.data(), buffer.size(), MSG_DONTWAIT,
+                                          reinterpret_cast<sockaddr *>(&sender), &length);
+        if (received >= 0) {
+            return std::string(buffer.data(), static_cast<std::size_t>(received));
+        }
     }
-    return std::string(buffer.data(), static_cast<std::size_t>(received));
 }
 
 std::optional<sockaddr_in> ParseAddress(const std::string &address, std::uint16_t port)

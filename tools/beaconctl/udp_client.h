@@ -18,17 +18,16 @@ public:
     UdpClient(const UdpClient &) = delete;
     UdpClient &operator=(const UdpClient &) = delete;
 
-    // Whether the socket could be opened.
-    [[nodiscard]] bool IsOpen() const { return mDescriptor >= 0; }
-
-    // Sends a datagram. False, with errno as the system left it, on failure.
-    [[nodiscard]] bool Send(const std::string &datagram, const sockaddr_in &destination);
+    // Sends a datagram. 0, or the error number of the system: that of opening the
+    // socket if it could not be opened.
+    [[nodiscard]] int Send(const std::string &datagram, const sockaddr_in &destination);
 
     // The next datagram and its sender; nothing when the time has come.
     [[nodiscard]] std::optional<std::string> Receive(Clock::time_point end, sockaddr_in &sender);
 
 private:
     int mDescriptor;
+    int mOpenError; // 0 if the socket is open
 };
 
 // The socket address of a dotted quad; nothing for anything else.

@@ -1,26 +1,32 @@
 #include "beaconctl/watch.h"
 
 #include "beaconctl/diagnostic.h"
+#include "beaconctl/history.h"
 #include "beaconctl/screen.h"
+#include "beaconctl/standard_streams.h"
 
-#include <algorithm>
 #include <csignal>
-#include <ctime>
-#include <iostream>
-#include <map>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr timespec kStep{1, 0};
-constexpr int kMarkSteps = 10; // how long a change stays marked
+constexpr int kPauseMs = 1000;
+constexpr const char *kClearScreen = "\x1b[2J";
 
-volatile std::sig_atomic_t gEnd = 0;
+volatile std::sig_atomic_t gStatus = kFailed; // with which a signal ends the program
+volatile std::sig_atomic_t gDrawing = 0;
 
+// Ends the program from within the handler. A flag could be set just after the program
+// has looked at it and before it waits for an answer, or for room in a pipe.
 void End(int /*signal*/)
 {
-    gEnd = 1;
+    pollfd terminal{STDOUT_FILENO, POLLOUT, 0};
+    if (gDrawing != 0 && poll(&terminal, 1, 0) == 1) {
+        static_cast<void>(!write(STDOUT_FILENO, kWrapLines.data(), kWrapLines.size()));
+    }
+    _exit(gStatus);
 }
 
 void EndOnSignals()
@@ -28,70 +34,10 @@ void EndOnSignals()
     struct sigaction action
     {
     };
-    action.sa_handler = End; // without SA_RESTART: a wait ends at once
+    action.sa_handler = End;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 }
-
-// History keeps what was shown, so that a change stays marked for some steps. What
-// the first listing holds did not come: it was there.
-class History
-{
-public:
-    // Takes a new listing in; what changed against the one before.
-    std::vector<ChangedEntry> Update(const Entries &entries)
-    {
-        std::vector<ChangedEntry> changes = Compare(mEntries, entries);
-        mEntries = entries;
-        ForgetOld();
-        for (const ChangedEntry &change : changes) {
-            if (mIsBegun && change.change != Change::None) {
-                mMarks[change.entry.key] = {change, kMarkSteps};
-            }
-        }
-        mIsBegun = true;
-        return changes;
-    }
-
-    // The listing with the marks that still stand.
-    [[nodiscard]] std::vector<ChangedEntry> Marked() const
-    {
-        std::map<std::string, ChangedEntry> rows;
-        for (const Entry &entry : mEntries) {
-            rows[entry.key] = {entry, Change::None};
-        }
-        for (const auto &[key, mark] : mMarks) {
-            const auto row = rows.find(key);
-            if (row != rows.end()) {
-                row->second.change = mark.change.change;
-            } else if (mark.change.change == Change::Went) {
-                rows[key] = mark.change;
-            }
-        }
-        std::vector<ChangedEntry> result;
-        std::transform(rows.begin(), rows.end(), std::back_inserter(result),
-                       [](const auto &row) { return row.second; });
-        return result;
-    }
-
-private:
-    struct MarkedChange
-    {
-        ChangedEntry change;
-        int steps;
-    };
-
-    void ForgetOld()
-    {
-        for (auto mark = mMarks.begin(); mark != mMarks.end();) {
-            mark = --mark->second.steps <= 0 ? mMarks.erase(mark) : std::next(mark);
-        }
-    }
-
-    Entries mEntries;
-    std::map<std::string, MarkedChange> mMarks;
-    bool mIsBegun = false;
-};
 
 // The height of the terminal that standard output is; 0 if that is not known.
 std::size_t TerminalHeight()
@@ -100,11 +46,46 @@ std::size_t TerminalHeight()
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_row : 0;
 }
 
-std::string Head(const std::string &host, const std::string &error)
+// What is known of the device after a question.
+struct State
 {
-    return "Nodes of " + (host.empty() ? "this device" : host) +
-           (error.empty() ? ". Came +, changed ~, went -." : ": " + error + "; trying again.") +
+    std::string error; // empty if it answered
+    bool cut = false;  // whether its last listing was
+};
+
+std::string Head(const std::string &host, const State &state)
+{
+    const std::string nodes = "Nodes of " + (host.empty() ? "this device" : host);
+    if (!state.error.empty()) {
+        return nodes + ": " + state.error + "; trying again. Ctrl-C ends.";
+    }
+    return nodes +
+           (state.cut ? ". Cut: some may be missing, none counts as gone. New +, changed ~."
+                      : ". New +, changed ~, gone -.") +
            " Ctrl-C ends.";
+}
+
+bool Draw(const Arguments &arguments, const State &state, const History &history, bool colours)
+{
+    gDrawing = 1;
+    const bool drawn = WriteOutput(ScreenText(
+        Head(arguments.host, state), ChangesTable(history.Marked(), colours), TerminalHeight()));
+    gDrawing = 0;
+    return drawn;
+}
+
+// Reports what is new since the state before: each fault once.
+bool WriteLines(const Arguments &arguments, const State &before, const State &state,
+                const std::vector<ChangedEntry> &changes)
+{
+    if (!state.error.empty() && state.error != before.error) {
+        WriteError(state.error);
+    }
+    if (state.cut && !before.cut) {
+        WriteError(CutNotice(arguments));
+    }
+    return WriteOutput((arguments.json && state.cut != before.cut ? CutJson(state.cut) : "") +
+                       ChangesLines(changes, arguments.json));
 }
 
 } // namespace
@@ -113,30 +94,21 @@ ExitStatus RunWatch(const Arguments &arguments, bool terminal, bool colours)
 {
     EndOnSignals();
     History history;
-    ExitStatus status = kNoAnswer;
-    std::string lastError;
-    std::cout << (terminal ? "\x1b[2J" : "");
-    while (gEnd == 0) {
-        Entries entries;
-        std::string error;
-        const bool answered = AskListing(arguments, "gn", entries, error);
-        if (gEnd != 0) {
-            break;
+    State state;
+    bool written = !terminal || WriteOutput(kClearScreen);
+    while (written) {
+        const State before = state;
+        Listing listing;
+        std::vector<ChangedEntry> changes;
+        state.error.clear();
+        if (AskListing(arguments, "gn", listing, state.error)) {
+            gStatus = gStatus == kFound || !listing.entries.empty() ? kFound : kNothingFound;
+            changes = history.Update(listing);
+            state.cut = listing.cut;
         }
-        if (answered) {
-            const auto changes = history.Update(entries);
-            status = status == kFound || !entries.empty() ? kFound : kNothingFound;
-            std::cout << (terminal ? "" : ChangesLines(changes, arguments.json)) << std::flush;
-        } else if (!terminal && error != lastError) {
-            std::cerr << "beaconctl: " << error << std::endl;
-        }
-        lastError = error;
-        if (terminal) {
-            std::cout << ScreenText(Head(arguments.host, error),
-                                    ChangesTable(history.Marked(), colours), TerminalHeight())
-                      << std::flush;
-        }
-        nanosleep(&kStep, nullptr);
+        written = (terminal ? Draw(arguments, state, history, colours)
+                            : WriteLines(arguments, before, state, changes)) &&
+                  WaitWhileOutputIsRead(kPauseMs);
     }
-    return status;
+    return kFailed;
 }

@@ -6,72 +6,107 @@ namespace {
 
 using Command = Arguments::Command;
 
-Arguments Read(const QStringList &words)
+using Words = std::vector<std::string>;
+
+Arguments Read(const Words &words)
 {
     Arguments arguments;
     std::string error;
-    EXPECT_TRUE(ReadArguments(QStringList{QStringLiteral("beaconctl")} + words, arguments, error))
-        << error;
+    EXPECT_TRUE(ReadArguments(words, arguments, error)) << error;
     return arguments;
 }
 
-std::string ErrorOf(const QStringList &words)
+std::string ErrorOf(const Words &words)
 {
     Arguments arguments;
     std::string error;
-    EXPECT_FALSE(ReadArguments(QStringList{QStringLiteral("beaconctl")} + words, arguments, error));
+    EXPECT_FALSE(ReadArguments(words, arguments, error));
     return error;
-}
-
-QStringList Words(const char *line)
-{
-    return QString::fromLatin1(line).split(QLatin1Char(' '));
 }
 
 } // namespace
 
 TEST(ReadArguments, KnowsEachCommandAndItsDefaults)
 {
-    EXPECT_EQ(Read(Words("nodes")).command, Command::Nodes);
-    EXPECT_EQ(Read(Words("hosts")).command, Command::Hosts);
-    EXPECT_EQ(Read(Words("watch")).command, Command::Watch);
-    EXPECT_EQ(Read(Words("browse")).command, Command::Browse);
-    EXPECT_EQ(Read(Words("browse x.json")).operand, "x.json");
-    EXPECT_EQ(Read(Words("search")).timeout.count(), 4000);
-    EXPECT_EQ(Read(Words("search upnp:rootdevice")).operand, "upnp:rootdevice");
-    const Arguments nodes = Read(Words("nodes"));
+    EXPECT_EQ(Read({"nodes"}).command, Command::Nodes);
+    EXPECT_EQ(Read({"hosts"}).command, Command::Hosts);
+    EXPECT_EQ(Read({"watch"}).command, Command::Watch);
+    EXPECT_EQ(Read({"browse"}).command, Command::Browse);
+    EXPECT_EQ(Read({"browse", "x.json"}).operand, "x.json");
+    EXPECT_EQ(Read({"search"}).timeout.count(), 4000);
+    EXPECT_EQ(Read({"search", "upnp:rootdevice"}).operand, "upnp:rootdevice");
+    const Arguments nodes = Read({"nodes"});
     EXPECT_EQ(nodes.timeout.count(), 2000);
     EXPECT_EQ(nodes.host, "");
     EXPECT_FALSE(nodes.json);
 }
 
-TEST(ReadArguments, TakesOptionsBeforeAndBehindTheCommand)
+TEST(ReadArguments, TakesOptionsBeforeAndAfterTheCommand)
 {
-    const Arguments arguments = Read(Words("--json nodes --host 192.0.2.10 --timeout 0.5"));
+    const Arguments arguments =
+        Read({"--json", "nodes", "--host", "192.0.2.10", "--timeout", "0.5"});
     EXPECT_TRUE(arguments.json);
     EXPECT_EQ(arguments.host, "192.0.2.10");
     EXPECT_EQ(arguments.timeout.count(), 500);
-    EXPECT_EQ(Read(Words("--help")).command, Command::Help);
-    EXPECT_EQ(Read(Words("--version")).command, Command::Version);
+    EXPECT_EQ(Read({"nodes", "--host=192.0.2.10"}).host, "192.0.2.10");
+    EXPECT_EQ(Read({"nodes", "--timeout=1", "--timeout=3600"}).timeout.count(), 3600000);
+    EXPECT_TRUE(Read({"-json", "nodes"}).json);
+    for (const char *help : {"--help", "-help", "-h"}) {
+        EXPECT_EQ(Read({help}).command, Command::Help);
+    }
+    EXPECT_EQ(Read({"--version"}).command, Command::Version);
+    EXPECT_EQ(Read({"--version", "--help"}).command, Command::Help);
 }
 
-TEST(ReadArguments, SaysInOneLineWhatMakesNoSense)
+TEST(ReadArguments, TakesWordsAfterTwoDashesAndASingleDashForOperands)
+{
+    EXPECT_EQ(Read({"browse", "--", "--json"}).operand, "--json");
+    EXPECT_EQ(Read({"browse", "--", "--"}).operand, "--");
+    EXPECT_EQ(Read({"browse", "-"}).operand, "-");
+    EXPECT_EQ(Read({"browse", ""}).operand, "");
+}
+
+TEST(ReadArguments, KeepsOperandsByteForByte)
+{
+    for (const char *operand : {"\xc3\xa9.json", "\xff\xfe", "a\nb"}) {
+        EXPECT_EQ(Read({"browse", operand}).operand, operand);
+    }
+    EXPECT_EQ(Read({"search", "urn:\xc3\xa9\xff"}).operand, "urn:\xc3\xa9\xff");
+}
+
+TEST(ReadArguments, SaysInOneLineWhatIsWrong)
 {
     EXPECT_EQ(ErrorOf({}), "a command is missing");
-    for (const char *line : {"browse --host 192.0.2.10", "--timeout 1 browse x.json"}) {
-        EXPECT_EQ(ErrorOf(Words(line)), "browse reads a file, without --host and --timeout");
-    }
-    EXPECT_EQ(ErrorOf(Words("frob")), "no such command: \"frob\"");
-    EXPECT_EQ(ErrorOf(Words("nodes x")), "too many words: \"x\"");
-    EXPECT_EQ(ErrorOf(Words("browse a b")), "too many words: \"b\"");
-    EXPECT_EQ(ErrorOf(Words("nodes --host studio-a")),
+    EXPECT_EQ(ErrorOf({"browse", "--host", "192.0.2.10"}),
+              "browse reads a file, without --host and --timeout");
+    EXPECT_EQ(ErrorOf({"--timeout", "1", "browse", "x.json"}),
+              "browse reads a file, without --host and --timeout");
+    EXPECT_EQ(ErrorOf({"frob"}), "no such command: \"frob\"");
+    EXPECT_EQ(ErrorOf({"nodes", "x"}), "too many words: \"x\"");
+    EXPECT_EQ(ErrorOf({"browse", "a", "b"}), "too many words: \"b\"");
+    EXPECT_EQ(ErrorOf({"nodes", "--host", "studio-a"}),
               "--host takes an IPv4 address, not \"studio-a\"");
-    for (const char *value : {"x", "0", "3601", "nan", "-1", "inf"}) {
-        EXPECT_EQ(
-            ErrorOf({QStringLiteral("nodes"), QStringLiteral("--timeout=") + QLatin1String(value)}),
-            "--timeout takes seconds from 0.01 to 3600, not \"" + std::string(value) + "\"");
+    for (const std::string value :
+         {"x", "", "0", "0.001", "3601", "nan", "-1", "inf", "1x", " 1"}) {
+        EXPECT_EQ(ErrorOf({"nodes", "--timeout=" + value}),
+                  "--timeout takes seconds from 0.01 to 3600, not \"" + value + "\"");
     }
-    EXPECT_NE(ErrorOf(Words("nodes --frob")), "");
-    EXPECT_EQ(ErrorOf({QStringLiteral("search"), QStringLiteral("a\r\nb")}),
-              "a search target is one line");
+    EXPECT_EQ(ErrorOf({"nodes", "--frob"}), "no such option: \"--frob\"");
+    EXPECT_EQ(ErrorOf({"nodes", "--=x"}), "no such option: \"--=x\"");
+    EXPECT_EQ(ErrorOf({"nodes", "-x"}), "no such option: \"-x\"");
+    EXPECT_EQ(ErrorOf({"nodes", "--json=1"}), "--json takes no value");
+    EXPECT_EQ(ErrorOf({"nodes", "--host"}), "a value is missing after --host");
+    EXPECT_EQ(ErrorOf({"search", "a\r\nb"}), "a search target is one line");
+}
+
+TEST(ReadArguments, EscapesWordsInItsErrors)
+{
+    const std::string word = "a\x1b[2J\xc2\x9b\xff";
+    const std::string escaped = "\"a\\x1b[2J\\u{009b}\\xff\"";
+    EXPECT_EQ(ErrorOf({word}), "no such command: " + escaped);
+    EXPECT_EQ(ErrorOf({"nodes", word}), "too many words: " + escaped);
+    EXPECT_EQ(ErrorOf({"nodes", "--host", word}), "--host takes an IPv4 address, not " + escaped);
+    EXPECT_EQ(ErrorOf({"nodes", "--timeout", word}),
+              "--timeout takes seconds from 0.01 to 3600, not " + escaped);
+    EXPECT_EQ(ErrorOf({"nodes", "--a\n"}), "no such option: \"--a\\x0a\"");
 }

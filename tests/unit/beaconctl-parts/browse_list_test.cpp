@@ -30,8 +30,8 @@ TEST(ReadBrowseText, ReadsTheDaemonsList)
     std::string error;
     ASSERT_TRUE(ReadBrowseText(kOne, entries, error));
     ASSERT_EQ(entries.size(), 1U);
-    EXPECT_EQ(entries[0], (Entry{"Corvia 12-192.0.2.10-0", "studio-a", "Corvia 12", "192.0.2.10",
-                                 "HD recorder 0x10650001"}));
+    EXPECT_EQ(entries[0],
+              (Entry{"studio-a", "Corvia 12", "192.0.2.10", "", "HD recorder", "0x10650001"}));
 }
 
 TEST(ReadBrowseText, ReadsNamesThatAreNoUtf8WithTheBytesReplaced)
@@ -56,6 +56,22 @@ TEST(ReadBrowseFile, NamesTheFileThatCannotBeRead)
     std::string error;
     EXPECT_FALSE(ReadBrowseFile("/nonexistent/browse.json", entries, error));
     EXPECT_EQ(error, "/nonexistent/browse.json: No such file or directory");
+}
+
+TEST(ReadBrowseFile, EscapesTheNameInItsError)
+{
+    Entries entries;
+    std::string error;
+    EXPECT_FALSE(ReadBrowseFile("/nonexistent/\x1b[2J\nx\xff", entries, error));
+    EXPECT_EQ(error, "/nonexistent/\\x1b[2J\\x0ax\\xff: No such file or directory");
+}
+
+TEST(ReadBrowseFile, ReportsAFileThatCanBeOpenedButNotRead)
+{
+    Entries entries;
+    std::string error;
+    EXPECT_FALSE(ReadBrowseFile("/proc/self", entries, error));
+    EXPECT_EQ(error, "/proc/self: Is a directory");
 }
 
 TEST(ReadBrowseFile, RefusesAnEnormousFile)

@@ -4,28 +4,67 @@
 
 namespace {
 
-constexpr const char *kTwo = "NodeList"
-                             "\n  ProductName:\"Corvia 12\"\n  HostName:   \"studio-a\""
-                             "\n  IP:         192.0.2.10\n  USN:        uuid:1\n"
-                             "\n  ProductName:\"Lumen\"\n  HostName:   \"a \"b\" c\""
-                             "\n  IP:         192.0.2.11\n  USN:        uuid:2\n";
+constexpr std::size_t kDatagram = 65507; // the payload of the largest IPv4 datagram
+
+Entry Node(const std::string &product, const std::string &hostName, const std::string &address,
+           const std::string &usn)
+{
+    Entry entry;
+    entry.product = product;
+    entry.hostName = hostName;
+    entry.address = address;
+    entry.usn = usn;
+    return entry;
+}
+
+std::string Listed(const Entry &entry)
+{
+    return "\n  ProductName:\"" + entry.product + "\"\n  HostName:   \"" + entry.hostName +
+           "\"\n  IP:         " + entry.address + "\n  USN:        " + entry.usn + "\n";
+}
+
+Entries Read(const std::string &entries)
+{
+    const auto listing = ReadListing("NodeList" + entries, "NodeList");
+    EXPECT_TRUE(listing);
+    return listing ? listing->entries : Entries();
+}
+
+// How an entry of these texts is read between two others, which must be read exactly.
+Entries ReadBetweenOthers(const Entry &entry)
+{
+    const Entry first = Node("Lumen", "studio-a", "192.0.2.10", "uuid:1");
+    const Entry last = Node("Lumen", "studio-b", "192.0.2.11", "uuid:2");
+    Entries entries = Read(Listed(first) + Listed(entry) + Listed(last));
+    if (entries.size() < 3 || !(entries.front() == first) || !(entries.back() == last)) {
+        ADD_FAILURE() << "the other entries are misread";
+        return {};
+    }
+    return {entries.begin() + 1, entries.end() - 1};
+}
+
+// A listing of an entry so long that the listing has this size.
+std::string ListingOfSize(std::size_t size)
+{
+    const std::string empty = "NodeList" + Listed({});
+    return "NodeList" + Listed(Node("", "", "", std::string(size - empty.size(), 'u')));
+}
 
 } // namespace
 
 TEST(ReadListing, ReadsEveryEntry)
 {
-    const auto entries = ReadListing(kTwo, "NodeList");
-    ASSERT_TRUE(entries);
-    ASSERT_EQ(entries->size(), 2U);
-    EXPECT_EQ(entries->at(0), (Entry{"uuid:1", "studio-a", "Corvia 12", "192.0.2.10", "uuid:1"}));
-    EXPECT_EQ(entries->at(1), (Entry{"uuid:2", "a \"b\" c", "Lumen", "192.0.2.11", "uuid:2"}));
+    const Entry one = Node("Corvia 12", "studio-a", "192.0.2.10", "uuid:1");
+    const Entry two = Node("Lumen", "a \"b\" c", "192.0.2.11", "uuid:2");
+    EXPECT_EQ(Read(Listed(one) + Listed(two)), (Entries{one, two}));
 }
 
 TEST(ReadListing, AcceptsAnEmptyRegistry)
 {
-    const auto entries = ReadListing("HostList", "HostList");
-    ASSERT_TRUE(entries);
-    EXPECT_TRUE(entries->empty());
+    const auto listing = ReadListing("HostList", "HostList");
+    ASSERT_TRUE(listing);
+    EXPECT_TRUE(listing->entries.empty());
+    EXPECT_FALSE(listing->cut);
 }
 
 TEST(ReadListing, RefusesWhatIsNoListing)
@@ -34,15 +73,96 @@ TEST(ReadListing, RefusesWhatIsNoListing)
     EXPECT_FALSE(ReadListing("HostList", "NodeList"));
     EXPECT_FALSE(ReadListing("Invalid operation\n", "NodeList"));
     EXPECT_FALSE(ReadListing("NodeList garbage", "NodeList"));
+    EXPECT_FALSE(ReadListing("NodeList\n", "NodeList"));
 }
 
-TEST(ReadListing, RefusesAListingCutWithinAnEntry)
+TEST(ReadListing, RefusesAListingThatDoesNotEndAsAnEntryEnds)
 {
-    const std::string whole = kTwo;
+    const std::string whole =
+        "NodeList" + Listed(Node("Lumen", "studio-a", "192.0.2.10", "uuid:1"));
     for (std::size_t length = 9; length < whole.size(); ++length) {
-        if (whole.substr(length, 15) == "\n  ProductName:") {
-            continue; // cut after a whole entry
+        if (whole[length - 1] != '\n' || length < 24) {
+            EXPECT_FALSE(ReadListing(whole.substr(0, length), "NodeList")) << length;
         }
-        EXPECT_FALSE(ReadListing(whole.substr(0, length), "NodeList")) << length;
+    }
+}
+
+TEST(ReadListing, ReadsLineFeedsInEveryTextAndGoesOnWithTheNextEntry)
+{
+    for (const Entry &entry :
+         {Node("Lu\nmen", "studio-x", "192.0.2.9", "uuid:x"),
+          Node("Lumen", "studio\n-x\n", "192.0.2.9", "uuid:x"),
+          Node("Lumen", "studio-x", "192.0.2.9\n", "uuid:x"),
+          Node("Lumen", "studio-x", "192.0.2.9", "uuid:\nx"),
+          Node("Lumen", "studio-x", "192.0.2.9", "\n\n\n"),
+          Node("\n\n", "\n", "\n", "\n  ProductName:\""), Node("", "", "", "")}) {
+        EXPECT_EQ(ReadBetweenOthers(entry), Entries{entry});
+    }
+}
+
+TEST(ReadListing, ReadsAnyOtherByte)
+{
+    std::string bytes;
+    for (int byte = 0; byte < 256; ++byte) {
+        bytes += static_cast<char>(byte);
+    }
+    const Entry entry = Node(bytes, bytes, bytes, bytes);
+    EXPECT_EQ(ReadBetweenOthers(entry), Entries{entry});
+}
+
+TEST(ReadListing, TakesALabelWithinTheUSNForText)
+{
+    const Entry entry =
+        Node("Lumen", "studio-x", "192.0.2.9", "uuid:x\n  USN:        uuid:1\n  IP:         1\n");
+    EXPECT_EQ(ReadBetweenOthers(entry), Entries{entry});
+}
+
+TEST(ReadListing, TakesALabelAtItsFirstPlace)
+{
+    EXPECT_EQ(ReadBetweenOthers(Node("Lumen", "x\"\n  IP:         192.0.2.1\n  USN:        uuid:1",
+                                     "192.0.2.9", "uuid:x")),
+              Entries{Node("Lumen", "x", "192.0.2.1",
+                           "uuid:1\"\n  IP:         192.0.2.9\n  USN:        uuid:x")});
+}
+
+TEST(ReadListing, NeverMakesAForgedBeginningTakeInTheNextEntry)
+{
+    EXPECT_EQ(
+        ReadBetweenOthers(
+            Node("Lumen", "studio-x", "192.0.2.9", "uuid:x\n\n  ProductName:\"forged")),
+        (Entries{Node("Lumen", "studio-x", "192.0.2.9", "uuid:x"), Node("forged", "", "", "")}));
+    EXPECT_EQ(
+        ReadBetweenOthers(Node("Lumen", "studio-x", "192.0.2.9",
+                               "uuid:x\n\n  ProductName:\"forged\"\n  HostName:   \"y")),
+        (Entries{Node("Lumen", "studio-x", "192.0.2.9", "uuid:x"), Node("forged", "y", "", "")}));
+}
+
+TEST(ReadListing, ReadsATextThatImitatesAnEntryAsOneMoreEntry)
+{
+    EXPECT_EQ(
+        ReadBetweenOthers(
+            Node("Lumen", "x\"\n  IP:         1\n  USN:        uuid:f\n\n  ProductName:\"Corvia",
+                 "192.0.2.9", "uuid:x")),
+        (Entries{Node("Lumen", "x", "1", "uuid:f"), Node("Corvia", "", "192.0.2.9", "uuid:x")}));
+}
+
+TEST(ReadListing, ReadsTheFirstEntryWhateverItsNamesImitate)
+{
+    EXPECT_EQ(Read(Listed(Node("\n\n  ProductName:\"", "x", "192.0.2.9", "uuid:x"))),
+              (Entries{Node("", "", "", ""), Node("", "x", "192.0.2.9", "uuid:x")}));
+}
+
+TEST(ReadListing, CountsAsCutWhenTheLargestEntryWouldNotHaveFitted)
+{
+    // Labels of 65 bytes, and four texts out of one description of 1500 bytes.
+    constexpr std::size_t kLargestEntry = 65 + 4 * 1500;
+    const auto whole = ReadListing(ListingOfSize(kDatagram - kLargestEntry), "NodeList");
+    ASSERT_TRUE(whole);
+    EXPECT_FALSE(whole->cut);
+    for (const std::size_t size : {kDatagram - kLargestEntry + 1, kDatagram}) {
+        const auto cut = ReadListing(ListingOfSize(size), "NodeList");
+        ASSERT_TRUE(cut);
+        EXPECT_TRUE(cut->cut);
+        EXPECT_EQ(cut->entries.size(), 1U);
     }
 }

@@ -4,56 +4,106 @@
 
 namespace {
 
-const Entry kA{"k1", "studio-a", "Corvia 12", "192.0.2.10", "uuid:1"};
-const Entry kB{"k2", "b", "Lumen Plus", "192.0.2.9", "uuid:2"};
+const Entry kA{"studio-a", "Corvia 12", "192.0.2.10", "uuid:1", "HD recorder", "0x10650001"};
+const Entry kB{"b", "Lumen Plus", "192.0.2.9", "uuid:2", "4K encoder", "0x10660002"};
+
+// A character that acts on the text around it or is invisible, and how JSON writes it.
+struct Active
+{
+    const char *character;
+    const char *escape;
+};
+
+constexpr Active kActive[] = {
+    {"\x7f", "\\u007f"},                    // DEL
+    {"\xc2\x80", "\\u0080"},                // the first of C1
+    {"\xc2\x9b", "\\u009b"},                // a control sequence in one character
+    {"\xc2\x9f", "\\u009f"},                // the last of C1
+    {"\xd8\x9c", "\\u061c"},                // ARABIC LETTER MARK
+    {"\xe2\x80\x8e", "\\u200e"},            // LEFT-TO-RIGHT MARK
+    {"\xe2\x80\xae", "\\u202e"},            // RIGHT-TO-LEFT OVERRIDE
+    {"\xe2\x81\xa6", "\\u2066"},            // LEFT-TO-RIGHT ISOLATE
+    {"\xe2\x80\xa8", "\\u2028"},            // LINE SEPARATOR
+    {"\xf3\xa0\x81\x81", "\\udb40\\udc41"}, // TAG LATIN CAPITAL LETTER A
+};
 
 } // namespace
 
 TEST(EntriesTable, AlignsItsColumns)
 {
-    EXPECT_EQ(EntriesTable({kA, kB}, Detail::Usn, false),
+    EXPECT_EQ(EntriesTable({kA, kB}, Source::Listing),
               "  HOST NAME  PRODUCT     ADDRESS     USN\n"
               "  studio-a   Corvia 12   192.0.2.10  uuid:1\n"
               "  b          Lumen Plus  192.0.2.9   uuid:2\n");
+    EXPECT_EQ(EntriesTable({kA, kB}, Source::BrowseList),
+              "  HOST NAME  PRODUCT     ADDRESS     DESCRIPTION  BOARD ID\n"
+              "  studio-a   Corvia 12   192.0.2.10  HD recorder  0x10650001\n"
+              "  b          Lumen Plus  192.0.2.9   4K encoder   0x10660002\n");
 }
 
 TEST(EntriesTable, OfNothingHasItsHeadsOnly)
 {
-    EXPECT_EQ(EntriesTable({}, Detail::Description, true),
-              "  HOST NAME  PRODUCT  ADDRESS  DESCRIPTION\n");
+    EXPECT_EQ(EntriesTable({}, Source::BrowseList),
+              "  HOST NAME  PRODUCT  ADDRESS  DESCRIPTION  BOARD ID\n");
 }
 
 TEST(EntriesTable, LetsNoByteOfTheNetworkActOnTheTerminal)
 {
-    EXPECT_EQ(EntriesTable({{"k", "a\x1b[2J", "p\n", "1", ""}}, Detail::Usn, false),
+    EXPECT_EQ(EntriesTable({{"a\x1b[2J", "p\n", "1", "", "", ""}}, Source::Listing),
               "  HOST NAME  PRODUCT  ADDRESS  USN\n"
               "  a\\x1b[2J   p\\x0a    1\n");
 }
 
+TEST(EntriesTable, KeepsEveryAddressWithin80ColumnsHoweverLongTheTextsAre)
+{
+    const Entry longest{std::string(1400, 'h'),
+                        std::string(1400, 'p'),
+                        "192.0.2.123",
+                        std::string(1400, 'u'),
+                        "",
+                        ""};
+    EXPECT_EQ(EntriesTable({kA, longest}, Source::Listing),
+              "  HOST NAME                             PRODUCT               ADDRESS      USN\n"
+              "  studio-a                              Corvia 12             192.0.2.10   uuid:1\n"
+              "  " +
+                  std::string(33, 'h') + "...  " + std::string(17, 'p') + "...  192.0.2.123  " +
+                  std::string(61, 'u') + "...\n");
+}
+
 TEST(EntriesJson, HoldsTheTextsWhole)
 {
-    EXPECT_EQ(EntriesJson({{"k", "a\"\n", "p", "1", "u"}}, Detail::Usn),
-              "[{\"address\":\"1\",\"hostName\":\"a\\\"\\n\",\"product\":\"p\",\"usn\":\"u\"}]\n");
-    EXPECT_EQ(EntriesJson({}, Detail::Usn), "[]\n");
-    EXPECT_EQ(EntriesJson({kA}, Detail::Description),
-              "[{\"address\":\"192.0.2.10\",\"description\":\"uuid:1\",\"hostName\":\"studio-a\","
+    const std::string name(1400, 'h');
+    EXPECT_EQ(EntriesJson({{"a\"\n" + name, "p", "1", "u", "", ""}}, Source::Listing, false),
+              "[{\"address\":\"1\",\"hostName\":\"a\\\"\\n" + name +
+                  "\",\"product\":\"p\",\"usn\":\"u\"}]\n");
+    EXPECT_EQ(EntriesJson({}, Source::Listing, false), "[]\n");
+}
+
+TEST(EntriesJson, OfABrowseListHasDescriptionAndBoardAsTwoMembers)
+{
+    EXPECT_EQ(EntriesJson({kA}, Source::BrowseList, false),
+              "[{\"address\":\"192.0.2.10\",\"boardID\":\"0x10650001\","
+              "\"description\":\"HD recorder\",\"hostName\":\"studio-a\","
               "\"product\":\"Corvia 12\"}]\n");
 }
 
-TEST(Compare, TellsWhatCameChangedWentAndStayed)
+TEST(EntriesJson, MarksEveryObjectOfACutListing)
 {
-    Entry renamed = kB;
-    renamed.hostName = "c";
-    const Entry fresh{"k0", "x", "y", "z", ""};
-    const auto changes = Compare({kA, kB}, {renamed, fresh});
-    ASSERT_EQ(changes.size(), 3U);
-    EXPECT_EQ(changes[0].entry, fresh);
-    EXPECT_EQ(changes[0].change, Change::Came);
-    EXPECT_EQ(changes[1].entry, kA);
-    EXPECT_EQ(changes[1].change, Change::Went);
-    EXPECT_EQ(changes[2].entry, renamed);
-    EXPECT_EQ(changes[2].change, Change::Changed);
-    EXPECT_EQ(Compare({kA}, {kA})[0].change, Change::None);
+    EXPECT_EQ(EntriesJson({kA, kB}, Source::Listing, true),
+              "[{\"address\":\"192.0.2.10\",\"hostName\":\"studio-a\",\"listingCut\":true,"
+              "\"product\":\"Corvia 12\",\"usn\":\"uuid:1\"},"
+              "{\"address\":\"192.0.2.9\",\"hostName\":\"b\",\"listingCut\":true,"
+              "\"product\":\"Lumen Plus\",\"usn\":\"uuid:2\"}]\n");
+}
+
+TEST(EntriesJson, EscapesWhatActsOnATerminal)
+{
+    for (const Active &active : kActive) {
+        EXPECT_EQ(
+            EntriesJson({{active.character, "\xc3\xa9", "", "", "", ""}}, Source::Listing, false),
+            std::string("[{\"address\":\"\",\"hostName\":\"") + active.escape +
+                "\",\"product\":\"\xc3\xa9\",\"usn\":\"\"}]\n");
+    }
 }
 
 TEST(ChangesTable, MarksAndColoursRows)
@@ -69,13 +119,23 @@ TEST(ChangesTable, MarksAndColoursRows)
     EXPECT_NE(ChangesTable(changes, true).find("\x1b[31m- b"), std::string::npos);
 }
 
-TEST(ChangesLines, HasALineForEachChangeAndNoneForWhatStayed)
+TEST(ChangesLines, HasALineForEachEntry)
 {
     const std::vector<ChangedEntry> changes{{kA, Change::Came}, {kB, Change::None}};
-    EXPECT_EQ(ChangesLines(changes, false), "+ studio-a  Corvia 12  192.0.2.10\n");
+    EXPECT_EQ(ChangesLines(changes, false), "+ studio-a  Corvia 12  192.0.2.10\n"
+                                            "  b  Lumen Plus  192.0.2.9\n");
     EXPECT_EQ(ChangesLines(changes, true),
               "{\"address\":\"192.0.2.10\",\"change\":\"came\",\"hostName\":\"studio-a\","
-              "\"product\":\"Corvia 12\",\"usn\":\"uuid:1\"}\n");
+              "\"product\":\"Corvia 12\",\"usn\":\"uuid:1\"}\n"
+              "{\"address\":\"192.0.2.9\",\"change\":\"present\",\"hostName\":\"b\","
+              "\"product\":\"Lumen Plus\",\"usn\":\"uuid:2\"}\n");
+}
+
+TEST(ChangesLines, CutsLongTexts)
+{
+    EXPECT_EQ(
+        ChangesLines({{{std::string(1400, 'h'), "p", "1", "u", "", ""}, Change::Went}}, false),
+        "- " + std::string(33, 'h') + "...  p  1\n");
 }
 
 TEST(ReadSearchAnswer, ReadsHeadersWhateverTheirCase)
@@ -105,4 +165,14 @@ TEST(AnswerText, ShowsAnAnswerSafely)
         AnswerText(answer, true),
         "{\"address\":\"192.0.2.10\",\"location\":\"http://x\",\"server\":\"s\",\"st\":\"st\","
         "\"usn\":\"uuid:\\u001b\"}\n");
+}
+
+TEST(AnswerText, EscapesInJsonWhatActsOnATerminal)
+{
+    for (const Active &active : kActive) {
+        EXPECT_EQ(AnswerText({"1", "", active.character, "", ""}, true),
+                  std::string("{\"address\":\"1\",\"location\":\"\",\"server\":\"\",\"st\":\"\","
+                              "\"usn\":\"") +
+                      active.escape + "\"}\n");
+    }
 }

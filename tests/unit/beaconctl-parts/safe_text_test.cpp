@@ -53,3 +53,33 @@ TEST(DisplayWidth, CountsColumnsNotBytes)
     EXPECT_EQ(DisplayWidth("\xe6\x97\xa5"), 2U); // wide
     EXPECT_EQ(DisplayWidth("\xf0\x9f\x8e\xa5"), 2U);
 }
+
+TEST(SafeJson, LeavesEverythingElseAsItIs)
+{
+    const std::string json = "[\"a \\\"\\n \xc3\xa9 \xf0\x9f\x8e\xa5\"]";
+    EXPECT_EQ(SafeJson(json), json);
+}
+
+TEST(Shorten, LeavesATextThatFits)
+{
+    EXPECT_EQ(Shorten("", 8), "");
+    EXPECT_EQ(Shorten("studio-a", 8), "studio-a");
+    EXPECT_EQ(Shorten("\xe6\x97\xa5\xe6\x9c\xac", 4), "\xe6\x97\xa5\xe6\x9c\xac");
+}
+
+TEST(Shorten, CutsAtColumnsNotBytes)
+{
+    EXPECT_EQ(Shorten("studio-ab", 8), "studi...");
+    EXPECT_EQ(Shorten("\xe6\x97\xa5\xe6\x9c\xac\xe6\x97\xa5", 5), "\xe6\x97\xa5...");
+    EXPECT_EQ(Shorten("\xe6\x97\xa5\xe6\x9c\xac\xe6\x97\xa5", 4), "...");
+    EXPECT_EQ(Shorten("e\xcc\x81tudes", 5), "e\xcc\x81t...");
+}
+
+TEST(Shorten, BoundsCharactersThatTakeNoColumn)
+{
+    std::string accents = "a";
+    for (int count = 0; count < 1000; ++count) {
+        accents += "\xcc\x81";
+    }
+    EXPECT_LT(Shorten(accents, 8).size(), 40U);
+}

@@ -16,7 +16,7 @@ SSDPDeviceType Record(const std::string &usn, const std::string &hostName = {})
 
 TEST(IndexedDeviceMap, KeepsRecordsInByteWiseOrderOfTheirUSN)
 {
-    IndexedDeviceMap map;
+    ssdp::IndexedDeviceMap map;
     for (const char *usn : {"b", "\xc3\xa9", "a", "ab", ""}) {
         map.insert_or_assign(Record(usn));
     }
@@ -29,7 +29,7 @@ TEST(IndexedDeviceMap, KeepsRecordsInByteWiseOrderOfTheirUSN)
 
 TEST(IndexedDeviceMap, FindsEveryRecordByItsWholeUSNAndNothingElse)
 {
-    IndexedDeviceMap map;
+    ssdp::IndexedDeviceMap map;
     std::string usn;
     for (int length = 0; length < 100; ++length) { // every rest of the hash's words
         map.insert_or_assign(Record(usn, std::to_string(length)));
@@ -47,7 +47,7 @@ TEST(IndexedDeviceMap, FindsEveryRecordByItsWholeUSNAndNothingElse)
 
 TEST(IndexedDeviceMap, OverwritesOrKeepsARecordThatIsThereAsAsked)
 {
-    IndexedDeviceMap map;
+    ssdp::IndexedDeviceMap map;
     EXPECT_TRUE(map.try_emplace(Record("a", "first")).second);
     EXPECT_FALSE(map.try_emplace(Record("a", "second")).second);
     EXPECT_EQ(map.find("a")->second.hostName, "first");
@@ -58,7 +58,7 @@ TEST(IndexedDeviceMap, OverwritesOrKeepsARecordThatIsThereAsAsked)
 
 TEST(IndexedDeviceMap, ForgetsWhatIsErasedHoweverItIs)
 {
-    IndexedDeviceMap map;
+    ssdp::IndexedDeviceMap map;
     for (const char *usn : {"a", "b", "c"}) {
         map.insert_or_assign(Record(usn));
     }

@@ -6,22 +6,22 @@
 
 namespace {
 
-SSDPDeviceMap::iterator Enter(SSDPDeviceMap &map, UsnIndex &index, const std::string &usn)
+SSDPDeviceMap::iterator Enter(SSDPDeviceMap &map, ssdp::UsnIndex &index, const std::string &usn)
 {
     const auto record = map.try_emplace(usn).first;
     index.Insert(record);
     return record;
 }
 
-std::string FoundName(const UsnIndex &index, const std::string &usn)
+std::string FoundName(const ssdp::UsnIndex &index, const std::string &usn)
 {
-    const UsnIndex::Record *record = index.Find(usn);
+    const ssdp::UsnIndex::Record *record = index.Find(usn);
     return record == nullptr ? "none" : (*record)->first;
 }
 
 TEST(UsnIndex, FindsNothingInAnEmptyIndex)
 {
-    const UsnIndex index;
+    const ssdp::UsnIndex index;
     EXPECT_EQ(index.Find("uuid:a"), nullptr);
     EXPECT_EQ(index.Find({}), nullptr);
 }
@@ -29,7 +29,7 @@ TEST(UsnIndex, FindsNothingInAnEmptyIndex)
 TEST(UsnIndex, GivesTheRecordItself)
 {
     SSDPDeviceMap map;
-    UsnIndex index;
+    ssdp::UsnIndex index;
     const auto record = Enter(map, index, "uuid:a");
     ASSERT_NE(index.Find("uuid:a"), nullptr);
     EXPECT_EQ(*index.Find("uuid:a"), record);
@@ -38,7 +38,7 @@ TEST(UsnIndex, GivesTheRecordItself)
 TEST(UsnIndex, AfterClearFindsNothingAndTakesRecordsAnew)
 {
     SSDPDeviceMap map;
-    UsnIndex index;
+    ssdp::UsnIndex index;
     for (int number = 0; number < 1000; ++number) {
         Enter(map, index, std::to_string(number));
     }
@@ -56,7 +56,7 @@ TEST(UsnIndex, HoldsWhatTheMapHoldsThroughThousandsOfChanges)
 {
     std::mt19937 random(1900); // NOLINT(cert-msc51-cpp): the same changes each time
     SSDPDeviceMap map;
-    UsnIndex index;
+    ssdp::UsnIndex index;
     for (int change = 0; change < 20000; ++change) {
         const std::string usn = "uuid:" + std::to_string(random() % 600);
         const auto record = map.find(usn);

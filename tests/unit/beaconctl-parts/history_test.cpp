@@ -1,0 +1,102 @@
+#include "beaconctl/history.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+namespace {
+
+const Entry kA{"studio-a", "Corvia 12", "192.0.2.10", "uuid:1", "", ""};
+const Entry kB{"studio-b", "Lumen Plus", "192.0.2.11", "uuid:2", "", ""};
+const Entry kC{"studio-c", "TalonMx", "192.0.2.12", "uuid:3", "", ""};
+
+Listing Whole(Entries entries)
+{
+    return {std::move(entries), false};
+}
+
+Listing Cut(Entries entries)
+{
+    return {std::move(entries), true};
+}
+
+// The marks and host names of rows, such as "+studio-a  studio-b".
+std::string Rows(const std::vector<ChangedEntry> &changes)
+{
+    std::string rows;
+    for (const ChangedEntry &change : changes) {
+        rows += std::string(rows.empty() ? "" : " ") + Mark(change.change) + change.entry.hostName;
+    }
+    return rows;
+}
+
+} // namespace
+
+TEST(History, ReportsTheFirstListingAsTheStateAndThenChangesOnly)
+{
+    History history;
+    EXPECT_EQ(Rows(history.Update(Whole({kB, kA}))), " studio-a  studio-b");
+    EXPECT_EQ(Rows(history.Update(Whole({kA, kB}))), "");
+    EXPECT_EQ(Rows(history.Update(Whole({kB, kC}))), "-studio-a +studio-c");
+}
+
+TEST(History, ReportsWhatComesAfterAnEmptyFirstListing)
+{
+    History history;
+    EXPECT_EQ(Rows(history.Update(Whole({}))), "");
+    EXPECT_EQ(Rows(history.Update(Whole({kA}))), "+studio-a");
+}
+
+TEST(History, ReportsNothingAsGoneThatACutListingLacks)
+{
+    History history;
+    static_cast<void>(history.Update(Whole({kA, kB})));
+    EXPECT_EQ(Rows(history.Update(Cut({kA, kC}))), "+studio-c");
+    EXPECT_EQ(Rows(history.Marked()), " studio-a  studio-b +studio-c");
+    EXPECT_EQ(Rows(history.Update(Cut({kA, kB}))), ""); // and nothing that returns as new
+    EXPECT_EQ(Rows(history.Update(Whole({kA, kB}))), "-studio-c");
+}
+
+TEST(History, ReportsAChangeInACutListing)
+{
+    Entry renamed = kB;
+    renamed.hostName = "gallery";
+    History history;
+    static_cast<void>(history.Update(Whole({kA, kB})));
+    EXPECT_EQ(Rows(history.Update(Cut({renamed}))), "~gallery");
+    EXPECT_EQ(Rows(history.Marked()), "~gallery  studio-a");
+}
+
+TEST(History, KeepsNoMoreEntriesOfCutListingsThanADaemonKnows)
+{
+    History history;
+    for (int listing = 0; listing < 5; ++listing) {
+        Entries invented(1000, kA);
+        for (std::size_t number = 0; number < invented.size(); ++number) {
+            invented[number].usn = std::to_string(listing) + "-" + std::to_string(number);
+        }
+        static_cast<void>(history.Update(Cut(invented)));
+    }
+    EXPECT_EQ(history.Marked().size(), 4096U);
+}
+
+TEST(History, MarksAChangeForTenListings)
+{
+    History history;
+    static_cast<void>(history.Update(Whole({kA, kB})));
+    static_cast<void>(history.Update(Whole({kB, kC})));
+    for (int listing = 1; listing < 10; ++listing) {
+        EXPECT_EQ(Rows(history.Marked()), "-studio-a  studio-b +studio-c") << listing;
+        static_cast<void>(history.Update(Whole({kB, kC})));
+    }
+    EXPECT_EQ(Rows(history.Marked()), "-studio-a  studio-b +studio-c");
+    static_cast<void>(history.Update(Whole({kB, kC})));
+    EXPECT_EQ(Rows(history.Marked()), " studio-b  studio-c");
+}
+
+TEST(History, MarksAsGoneOneOfTwoEqualEntriesOnly)
+{
+    History history;
+    static_cast<void>(history.Update(Whole({kA, kA})));
+    static_cast<void>(history.Update(Whole({kA})));
+    EXPECT_EQ(Rows(history.Marked()), " studio-a -studio-a");
+}
