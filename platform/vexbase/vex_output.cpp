@@ -1,0 +1,166 @@
+#include "vexbase/vex_output.h"
+
+#include "vexbase/vex_lock.h"
+#include "vexbase/vex_no_cancellation.h"
+#include "vexbase/vex_text.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <ctime>
+#include <fcntl.h>
+#include <new>
+#include <poll.h>
+#include <string>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace vexbase {
+namespace {
+
+// Blocks, for the length of a scope, the signals that a write can raise: SIGPIPE
+// (no reader), SIGXFSZ (file too large) and SIGTTOU (terminal of another process
+// group). What was raised meanwhile is taken away at the end.
+class NoWriteSignals
+{
+public:
+    NoWriteSignals()
+    {
+        sigset_t pending{};
+        sigpending(&pending);
+        sigset_t blocked{};
+        sigemptyset(&blocked);
+        sigemptyset(&mRaisedHere);
+        for (const int number : {SIGPIPE, SIGXFSZ, SIGTTOU}) {
+            sigaddset(&blocked, number);
+            if (sigismember(&pending, number) == 0) {
+                sigaddset(&mRaisedHere, number);
+            }
+        }
+        pthread_sigmask(SIG_BLOCK, &blocked, &mFormer);
+    }
+    ~NoWriteSignals()
+    {
+        constexpr timespec kNow{};
+        while (sigtimedwait(&mRaisedHere, nullptr, &kNow) > 0 || errno == EINTR) {
+        }
+        pthread_sigmask(SIG_SETMASK, &mFormer, nullptr);
+    }
+    NoWriteSignals(const NoWriteSignals &) = delete;
+    NoWriteSignals &operator=(const NoWriteSignals &) = delete;
+
+private:
+    sigset_t mRaisedHere{};
+    sigset_t mFormer{};
+};
+
+struct Stream
+{
+    int descriptor;
+    const char *path; // of the descriptor's file
+    unsigned long lost = 0;
+    bool inLine = false; // the last byte written was no newline
+};
+
+// Writes to a pipe or a device through a file description of our own: O_NONBLOCK
+// on the inherited one would hold for all processes that share it. Without /proc,
+// or without the right to open the file, the inherited one has to do. If poll()
+// reports room there, a write of PIPE_BUF bytes does not wait, unless another
+// process fills the pipe in between.
+ssize_t WriteToReader(const Stream &stream, std::string_view text)
+{
+    const int own = open(stream.path, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (own >= 0) {
+        const ssize_t written = write(own, text.data(), text.size());
+        close(own);
+        return written;
+    }
+    pollfd room{stream.descriptor, POLLOUT, 0};
+    if (poll(&room, 1, 0) <= 0 || (room.revents & POLLOUT) == 0) {
+        return -1;
+    }
+    return write(stream.descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
+}
+
+// As write(), without waiting. The kind of file is asked for each time, since
+// detaching replaces the descriptors.
+ssize_t WriteNow(const Stream &stream, std::string_view text)
+{
+    struct stat file = {};
+    if (fstat(stream.descriptor, &file) != 0) {
+        return -1;
+    }
+    if (S_ISSOCK(file.st_mode)) {
+        return send(stream.descriptor, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    }
+    if (S_ISFIFO(file.st_mode) || S_ISCHR(file.st_mode)) {
+        return WriteToReader(stream, text);
+    }
+    return write(stream.descriptor, text.data(), text.size());
+}
+
+// The text to write for a line. Where a line was cut it begins with that line's
+// end, where lines were lost with their count; `preface` is the length of both.
+std::string Compose(const Stream &stream, std::initializer_list<std::string_view> pieces,
+                    std::size_t &preface)
+{
+    std::string text = stream.inLine ? "\n" : "";
+    if (stream.lost > 0) {
+        Append(text, {"Lines lost: ", std::to_string(stream.lost), " (no room, or no reader)\n"});
+    }
+    preface = text.size();
+    Append(text, pieces);
+    text += '\n';
+    return text;
+}
+
+void WriteLine(Stream &stream, std::initializer_list<std::string_view> pieces)
+{
+    std::size_t preface = 0;
+    const std::string text = Compose(stream, pieces, preface);
+    const ssize_t result = WriteNow(stream, text);
+    const std::size_t written = result < 0 ? 0 : static_cast<std::size_t>(result);
+    if (written >= preface) {
+        stream.lost = 0;
+    }
+    if (written > 0) {
+        stream.inLine = text[written - 1] != '\n';
+    }
+    if (written < text.size()) {
+        ++stream.lost;
+    }
+}
+
+void WriteLineOrCount(Stream &stream, std::initializer_list<std::string_view> pieces)
+{
+    const VEXNoCancellation whole;
+    const NoWriteSignals quiet;
+    try {
+        WriteLine(stream, pieces);
+    } catch (const std::bad_alloc &) {
+        ++stream.lost;
+    }
+}
+
+// Neither is destroyed, so that threads may write while the process ends.
+VEXLock gLock;
+Stream gProgress VEX_GUARDED_BY(gLock){STDOUT_FILENO, "/proc/self/fd/1"};
+Stream gFaults VEX_GUARDED_BY(gLock){STDERR_FILENO, "/proc/self/fd/2"};
+
+} // namespace
+
+void WriteFault(std::initializer_list<std::string_view> pieces)
+{
+    const VEXLockGuard hold(gLock);
+    WriteLineOrCount(gFaults, pieces);
+}
+
+void WriteProgress(std::initializer_list<std::string_view> pieces)
+{
+    const VEXLockGuard hold(gLock);
+    WriteLineOrCount(gProgress, pieces);
+}
+
+} // namespace vexbase
