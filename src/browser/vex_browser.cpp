@@ -1,9 +1,9 @@
 #include "browser/vex_browser.h"
 
 #include "browser/browse_document.h"
-#include "ssdp/output_line.h"
 #include "ssdp/vex_ssdp.h"
 #include "vexbase/vex_file_io.h"
+#include "vexbase/vex_output.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -48,11 +48,11 @@ bool VEXBrowser::ThreadLoop()
             EndCycle(pending);
             break;
         default:
-            ssdp::WriteProgress({"ThreadLoop", ": Problem with SSDP..."});
+            vexbase::WriteProgress({"ThreadLoop", ": Problem with SSDP..."});
             break;
         }
     }
-    ssdp::WriteProgress({"ThreadLoop", ": Exiting..."});
+    vexbase::WriteProgress({"ThreadLoop", ": Exiting..."});
     return false;
 }
 
@@ -82,12 +82,12 @@ bool VEXBrowser::WriteJSONFile(std::string path)
     VEXFileIO file;
     if (file.Open(path, VEXFileIO::kWrite, VEXFileIO::kBuffered) != kVEXSuccess) {
         const std::string error = std::to_string(errno);
-        ssdp::WriteFault({"WriteJSONFile", "Could not open \"", path, "\" (errno:", error, ")"});
+        vexbase::WriteFault({"WriteJSONFile", "Could not open \"", path, "\" (errno:", error, ")"});
         return false;
     }
     if (file.Write(mJSONText.data(), static_cast<std::uint32_t>(mJSONText.size())) == 0) {
         const std::string error = std::to_string(errno);
-        ssdp::WriteFault(
+        vexbase::WriteFault(
             {"WriteJSONFile", ": Could not write to \"", path, "\" (errno:", error, ")"});
     }
     return true;

@@ -1,30 +1,10 @@
 #pragma once
 
-#include <initializer_list>
-#include <string>
-#include <string_view>
+#include "vexbase/vex_text.h"
 
 namespace ssdp {
 
-// Appends the pieces to a text, growing it once.
-inline void Append(std::string &text, std::initializer_list<std::string_view> pieces)
-{
-    std::size_t size = text.size();
-    for (const std::string_view piece : pieces) {
-        size += piece.size();
-    }
-    text.reserve(size);
-    for (const std::string_view piece : pieces) {
-        text.append(piece);
-    }
-}
-
-// The pieces joined in one text.
-[[nodiscard]] inline std::string Concat(std::initializer_list<std::string_view> pieces)
-{
-    std::string text;
-    Append(text, pieces);
-    return text;
-}
+using vexbase::Append;
+using vexbase::Concat;
 
 } // namespace ssdp

@@ -4,14 +4,14 @@ import re
 
 from conftest import TOP
 
-CALLS = ("WriteFault", "WriteProgress", "fprintf", "fputs", "puts", "ReportException", "tell",
-         "lose", "Require", "Because", "system_error", "WrongUsage")
+CALLS = ("WriteFault", "WriteProgress", "fprintf", "ReportException", "tell", "lose",
+         "Require", "Because", "system_error", "WrongUsage")
 STATEMENT = re.compile(
     rf"\b(?P<call>{'|'.join(CALLS)})\s*\((?P<arguments>[^;]*);"
     r"|std::c(?:out|err)\s*<<([^;]*);"
     r"|\bBoundReport\s+\w+\{([^}]*)\};"
     r"|\bm(?:Responses|Requests)\(([^;{]*?)\)[,\s]"
-    r"|\b(?:m_fault|error)\s*=([^;]*);|\bdropped\.\w+\(([^;]*);")
+    r"|\b(?:m_fault|error|notice)\s*=([^;]*);|\bdropped\.\w+\(([^;]*);")
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 # The registry's listings: for a debugger to call.
 NOT_WRITTEN = {"DisplayHostElements", "DisplayNodeElements"}
@@ -36,7 +36,7 @@ def fixed_texts(source):
         arguments = next((group for group in found.groups()[1:] if group), "")
         for literal in joined_literals(found["call"], arguments):
             text = literal.replace('\\"', '"').replace("\\n", "\n")
-            for piece in re.split(r"%[-.0-9*]*[a-z]|0x%08|\n", text):
+            for piece in re.split(r"%[a-z]|\n", text):
                 if re.search("[A-Za-z]{3}", piece) and piece not in NOT_WRITTEN:
                     yield " ".join(piece.split())
 
