@@ -4,7 +4,7 @@ import re
 
 from conftest import TOP
 
-CALLS = ("WriteFault", "WriteProgress", "fprintf", "ReportException", "tell", "lose",
+CALLS = ("WriteFault", "WriteProgress", "fprintf", "EndProcess", "tell", "lose",
          "Require", "Because", "system_error", "WrongUsage")
 STATEMENT = re.compile(
     rf"\b(?P<call>{'|'.join(CALLS)})\s*\((?P<arguments>[^;]*);"
