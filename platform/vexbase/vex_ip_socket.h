@@ -33,7 +33,7 @@ public:
     }
 
     // Ends the receiving (how = 0), the sending (1) or both (2) until the socket
-    // is opened anew. The end of receiving wakes a blocked reader, which then
+    // is opened again. The end of receiving wakes a blocked reader, which then
     // gets 0 bytes, as does every later one, whatever is still queued.
     void Shutdown(int how);
 

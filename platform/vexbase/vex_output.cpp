@@ -95,6 +95,7 @@ ssize_t WriteNow(const Stream &stream, std::string_view text)
     if (S_ISSOCK(file.st_mode)) {
         return send(stream.descriptor, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     }
+    const NoWriteSignals quiet;
     if (S_ISFIFO(file.st_mode) || S_ISCHR(file.st_mode)) {
         return WriteToReader(stream, text);
     }
@@ -136,7 +137,6 @@ void WriteLine(Stream &stream, std::initializer_list<std::string_view> pieces)
 void WriteLineOrCount(Stream &stream, std::initializer_list<std::string_view> pieces)
 {
     const VEXNoCancellation whole;
-    const NoWriteSignals quiet;
     try {
         WriteLine(stream, pieces);
     } catch (const std::bad_alloc &) {

@@ -47,8 +47,8 @@ public:
     // when the thread calls it on itself (which is then asked to stop all the same).
     virtual int Stop(unsigned int timeoutMs);
 
-    // Asks the thread to stop as Stop does, ends it at its next cancellation point, without
-    // ThreadFlush, and waits for that (but not when it calls this on itself).
+    // Asks the thread to stop as Stop does, ends it at its next cancellation point,
+    // without ThreadFlush, and waits for that (but not when it calls this on itself).
     // For a body that no longer answers; what the body held is released as an
     // exception would release it. REQUIRES: the body has no cancellation point
     // (pthreads(7)) in a destructor or another function that may not throw, and

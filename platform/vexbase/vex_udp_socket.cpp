@@ -39,8 +39,8 @@ bool Bind(int descriptor, const sockaddr_in &local, VEXUDPSocket::Port sharing)
     return bind(descriptor, reinterpret_cast<const sockaddr *>(&local), sizeof local) == 0;
 }
 
-// How long to wait in the receiving call itself, 0 for not at all: so much of
-// the time-out that it is not overrun, however late the kernel is.
+// How long to wait in the receiving call itself, 0 for not at all: three quarters
+// of the time-out, since SO_RCVTIMEO ends late; poll() waits for the rest.
 unsigned int ReceiveTimeoutMs(unsigned int timeoutMs)
 {
     if (timeoutMs == kVEXInfinite) {
