@@ -3,33 +3,39 @@
 VEXDatagramBatch::VEXDatagramBatch(std::size_t largest)
     : mLargest(largest), mBytes(kCapacity * (largest + 1))
 {
-    for (std::size_t index = 0; index < kCapacity; ++index) {
-        mPlaces[index] = {&mBytes[index * (mLargest + 1)], mLargest};
-        Prepare(index);
+    for (std::size_t place = 0; place < kCapacity; ++place) {
+        mPlaces[place] = {&mBytes[place * (mLargest + 1)], mLargest};
+        Prepare(place);
     }
 }
 
 std::string_view VEXDatagramBatch::Datagram(std::size_t index) const
 {
-    return {&mBytes[index * (mLargest + 1)], mHeaders[index].msg_len};
+    const std::size_t place = mFilled[index];
+    return {&mBytes[place * (mLargest + 1)], mHeaders[place].msg_len};
 }
 
-// The system writes into a header what it received, so that it is set anew for
-// the next time.
-void VEXDatagramBatch::Prepare(std::size_t index)
+const sockaddr_in &VEXDatagramBatch::Sender(std::size_t index) const
 {
-    msghdr &header = mHeaders[index].msg_hdr;
-    header.msg_name = &mSenders[index];
-    header.msg_namelen = sizeof mSenders[index];
-    header.msg_iov = &mPlaces[index];
+    return mSenders[mFilled[index]];
+}
+
+// Receiving overwrites a header.
+void VEXDatagramBatch::Prepare(std::size_t place)
+{
+    msghdr &header = mHeaders[place].msg_hdr;
+    header.msg_name = &mSenders[place];
+    header.msg_namelen = sizeof mSenders[place];
+    header.msg_iov = &mPlaces[place];
     header.msg_iovlen = 1;
 }
 
 void VEXDatagramBatch::Clear()
 {
-    for (std::size_t index = 0; index < mCount; ++index) {
-        Prepare(index);
+    for (std::size_t place = 0; place < mReceived; ++place) {
+        Prepare(place);
     }
+    mReceived = 0;
     mCount = 0;
 }
 
@@ -38,9 +44,12 @@ int VEXDatagramBatch::Receive(int descriptor, int flags)
     Clear();
     const int received =
         recvmmsg(descriptor, mHeaders.data(), kCapacity, flags | MSG_WAITFORONE, nullptr);
-    mCount = received < 0 ? 0 : static_cast<std::size_t>(received);
-    for (std::size_t index = 0; index < mCount; ++index) {
-        mBytes[index * (mLargest + 1) + mHeaders[index].msg_len] = '\0';
+    mReceived = received < 0 ? 0 : static_cast<std::size_t>(received);
+    for (std::size_t place = 0; place < mReceived; ++place) {
+        mBytes[place * (mLargest + 1) + mHeaders[place].msg_len] = '\0';
+        if (mHeaders[place].msg_len > 0) {
+            mFilled[mCount++] = place;
+        }
     }
     return received;
 }

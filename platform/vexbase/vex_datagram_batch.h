@@ -20,11 +20,12 @@ public:
     VEXDatagramBatch(const VEXDatagramBatch &) = delete;
     VEXDatagramBatch &operator=(const VEXDatagramBatch &) = delete;
 
-    // What the last receiving brought, in the order of arrival.
+    // The datagrams that the last call received, in the order of arrival, without
+    // empty ones.
     [[nodiscard]] std::size_t Count() const { return mCount; }
-    // The bytes of a datagram, with a NUL behind the last. REQUIRES: index < Count().
+    // The bytes of a datagram, followed by a NUL. REQUIRES: index < Count().
     [[nodiscard]] std::string_view Datagram(std::size_t index) const;
-    [[nodiscard]] const sockaddr_in &Sender(std::size_t index) const { return mSenders[index]; }
+    [[nodiscard]] const sockaddr_in &Sender(std::size_t index) const;
 
 private:
     friend class VEXUDPSocket;
@@ -32,10 +33,12 @@ private:
     // Receives into the batch as recvmmsg() does; negative when nothing came.
     [[nodiscard]] int Receive(int descriptor, int flags);
     void Clear();
-    void Prepare(std::size_t index);
+    void Prepare(std::size_t place);
 
     std::size_t mLargest;
-    std::size_t mCount = 0;
+    std::size_t mReceived = 0;                    // places in use, from the first
+    std::size_t mCount = 0;                       // of those, with bytes in them
+    std::array<std::size_t, kCapacity> mFilled{}; // places of the datagrams counted
     std::vector<char> mBytes;
     std::array<sockaddr_in, kCapacity> mSenders{};
     std::array<iovec, kCapacity> mPlaces{};

@@ -1,11 +1,14 @@
 #include "vexbase/vex_event.h"
 
-#include "vexbase/vex_wait.h"
+#include "vexbase/vex_time.h"
 
 int VEXEvent::WaitForSignal(unsigned int timeoutMs)
 {
-    std::unique_lock<std::mutex> held(mMutex);
-    if (!VEXWait(mChanged, held, timeoutMs, [this] { return mSignalled; })) {
+    const auto end = VEXTime::EndOf(timeoutMs);
+    const VEXLockGuard hold(mLock);
+    while (!mSignalled && mChanged.WaitUntil(mLock, end)) {
+    }
+    if (!mSignalled) {
         return kVEXTimedOut;
     }
     if (mReset == Reset::Automatic) {
@@ -16,13 +19,13 @@ int VEXEvent::WaitForSignal(unsigned int timeoutMs)
 
 void VEXEvent::Signal()
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     mSignalled = true;
-    mChanged.notify_all();
+    mChanged.NotifyAll();
 }
 
 void VEXEvent::Clear()
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     mSignalled = false;
 }

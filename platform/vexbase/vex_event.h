@@ -1,9 +1,8 @@
 #pragma once
 
+#include "vexbase/vex_condition.h"
+#include "vexbase/vex_lock.h"
 #include "vexbase/vex_status.h"
-
-#include <condition_variable>
-#include <mutex>
 
 // VEXEvent is a flag that threads can wait for. A manual-reset event stays
 // signalled until Clear; an automatic one lets one waiter through and clears
@@ -29,7 +28,7 @@ public:
 
 private:
     const Reset mReset;
-    std::mutex mMutex;
-    std::condition_variable mChanged;
-    bool mSignalled = false; // guarded by mMutex
+    VEXLock mLock;
+    VEXCondition mChanged;
+    bool mSignalled VEX_GUARDED_BY(mLock) = false;
 };

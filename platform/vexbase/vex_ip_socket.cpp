@@ -27,7 +27,7 @@ void Enter(NameOfAddress &names, const ifaddrs &entry, const void *address)
 
 VEXIPSocket::Use::Use(VEXIPSocket &socket) : mSocket(socket)
 {
-    const std::lock_guard<std::mutex> held(mSocket.mMutex);
+    const VEXLockGuard hold(mSocket.mLock);
     if (mSocket.mDescriptor >= 0 && !mSocket.mClosing) {
         mDescriptor = mSocket.mDescriptor;
         mReceivingEnded = mSocket.mReceivingEnded;
@@ -41,9 +41,9 @@ VEXIPSocket::Use::~Use()
     if (mDescriptor < 0) {
         return;
     }
-    const std::lock_guard<std::mutex> held(mSocket.mMutex);
+    const VEXLockGuard hold(mSocket.mLock);
     if (--mSocket.mUsers == 0 && mSocket.mClosing) {
-        mSocket.mChanged.notify_all();
+        mSocket.mChanged.NotifyAll();
     }
 }
 
@@ -61,7 +61,7 @@ bool VEXIPSocket::Use::SetReceiveTimeout(unsigned int timeoutMs)
         return false;
     }
     mReceiveTimeoutMs = timeoutMs;
-    const std::lock_guard<std::mutex> held(mSocket.mMutex);
+    const VEXLockGuard hold(mSocket.mLock);
     mSocket.mReceiveTimeoutMs = timeoutMs;
     return true;
 }
@@ -73,7 +73,7 @@ VEXIPSocket::~VEXIPSocket()
 
 bool VEXIPSocket::IsOpen() const
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     return mDescriptor >= 0;
 }
 
@@ -88,7 +88,7 @@ int VEXIPSocket::SetOption(int option, const void *value, socklen_t length)
 
 void VEXIPSocket::Shutdown(int how)
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     if (mDescriptor < 0 || mClosing) {
         return;
     }
@@ -103,9 +103,11 @@ void VEXIPSocket::Shutdown(int how)
 void VEXIPSocket::Close()
 {
     const VEXNoCancellation whole;
-    std::unique_lock<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     if (mClosing) { // by another thread: the port is not free before that is done
-        mChanged.wait(held, [this] { return !mClosing; });
+        while (mClosing) {
+            mChanged.Wait(mLock);
+        }
         return;
     }
     if (mDescriptor < 0) {
@@ -113,16 +115,18 @@ void VEXIPSocket::Close()
     }
     mClosing = true;
     shutdown(mDescriptor, SHUT_RD);
-    mChanged.wait(held, [this] { return mUsers == 0; });
+    while (mUsers > 0) {
+        mChanged.Wait(mLock);
+    }
     close(mDescriptor);
     mDescriptor = -1;
     mClosing = false;
-    mChanged.notify_all();
+    mChanged.NotifyAll();
 }
 
 int VEXIPSocket::Adopt(int descriptor)
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     if (mDescriptor >= 0) {
         return kVEXFailure;
     }

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "vexbase/vex_condition.h"
+#include "vexbase/vex_lock.h"
 #include "vexbase/vex_status.h"
 
-#include <condition_variable>
 #include <map>
-#include <mutex>
 #include <netinet/in.h>
 #include <string>
 #include <sys/socket.h>
@@ -34,7 +34,7 @@ public:
     }
 
     // Ends the receiving (how = 0), the sending (1) or both (2) until the socket
-    // is opened anew. The end of receiving wakes a blocked reader, which then
+    // is opened again. The end of receiving wakes a blocked reader, which then
     // gets 0 bytes, as does every later one, whatever is still queued.
     void Shutdown(int how);
 
@@ -89,12 +89,11 @@ protected:
 private:
     [[nodiscard]] int SetOption(int option, const void *value, socklen_t length);
 
-    mutable std::mutex mMutex;
-    std::condition_variable mChanged; // the last user left, or Close is done
-    // Guarded by mMutex:
-    int mDescriptor = -1;
-    unsigned int mUsers = 0;
-    bool mClosing = false;
-    bool mReceivingEnded = false;
-    unsigned int mReceiveTimeoutMs = kVEXInfinite;
+    mutable VEXLock mLock;
+    VEXCondition mChanged; // the last user left, or Close is done
+    int mDescriptor VEX_GUARDED_BY(mLock) = -1;
+    unsigned int mUsers VEX_GUARDED_BY(mLock) = 0;
+    bool mClosing VEX_GUARDED_BY(mLock) = false;
+    bool mReceivingEnded VEX_GUARDED_BY(mLock) = false;
+    unsigned int mReceiveTimeoutMs VEX_GUARDED_BY(mLock) = kVEXInfinite;
 };

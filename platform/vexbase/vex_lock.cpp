@@ -1,11 +1,11 @@
 #include "vexbase/vex_lock.h"
 
+#include "vexbase/vex_time.h"
+
 #include <chrono>
 #include <thread>
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 // How often a lock with a time-out is tried. Only who waits for a limited time
 // pays for the trying.
@@ -20,9 +20,9 @@ int VEXLock::Lock(unsigned int timeoutMs) VEX_NO_THREAD_SAFETY_ANALYSIS
         mMutex.lock();
         return kVEXSuccess;
     }
-    const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    const auto end = VEXTime::EndOf(timeoutMs);
     while (!mMutex.try_lock()) {
-        if (Clock::now() >= end) {
+        if (std::chrono::steady_clock::now() >= end) {
             return kVEXTimedOut;
         }
         std::this_thread::sleep_for(kTryPause);

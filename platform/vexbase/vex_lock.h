@@ -22,6 +22,8 @@ public:
     void Unlock() VEX_RELEASE();
 
 private:
+    friend class VEXCondition;
+
     // Not a std::timed_mutex: thread sanitizers of today do not see it locked
     // on the monotonic clock, and the wall clock may be set while somebody waits.
     std::mutex mMutex;

@@ -95,31 +95,32 @@ ssize_t WriteNow(const Stream &stream, std::string_view text)
     if (S_ISSOCK(file.st_mode)) {
         return send(stream.descriptor, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     }
+    const NoWriteSignals quiet;
     if (S_ISFIFO(file.st_mode) || S_ISCHR(file.st_mode)) {
         return WriteToReader(stream, text);
     }
     return write(stream.descriptor, text.data(), text.size());
 }
 
-// The text to write for a line. Where a line was cut it begins with that line's
-// end, where lines were lost with their count; `preface` is the length of both.
-std::string Compose(const Stream &stream, std::initializer_list<std::string_view> pieces,
-                    std::size_t &preface)
+// The text to write before the next line: the end of a line that was cut, and the
+// count of lost lines.
+std::string Preface(const Stream &stream)
 {
     std::string text = stream.inLine ? "\n" : "";
     if (stream.lost > 0) {
-        Append(text, {"Lines lost: ", std::to_string(stream.lost), " (no room, or no reader)\n"});
+        const std::string notice =
+            "Lines lost: " + std::to_string(stream.lost) + " (no room, or no reader)\n";
+        text += notice;
     }
-    preface = text.size();
-    Append(text, pieces);
-    text += '\n';
     return text;
 }
 
 void WriteLine(Stream &stream, std::initializer_list<std::string_view> pieces)
 {
-    std::size_t preface = 0;
-    const std::string text = Compose(stream, pieces, preface);
+    std::string text = Preface(stream);
+    const std::size_t preface = text.size();
+    Append(text, pieces);
+    text += '\n';
     const ssize_t result = WriteNow(stream, text);
     const std::size_t written = result < 0 ? 0 : static_cast<std::size_t>(result);
     if (written >= preface) {
@@ -136,7 +137,6 @@ void WriteLine(Stream &stream, std::initializer_list<std::string_view> pieces)
 void WriteLineOrCount(Stream &stream, std::initializer_list<std::string_view> pieces)
 {
     const VEXNoCancellation whole;
-    const NoWriteSignals quiet;
     try {
         WriteLine(stream, pieces);
     } catch (const std::bad_alloc &) {

@@ -1,14 +1,15 @@
 #include "vexbase/vex_thread.h"
 
 #include "vexbase/vex_no_cancellation.h"
-#include "vexbase/vex_wait.h"
+#include "vexbase/vex_output.h"
+#include "vexbase/vex_time.h"
 
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <cxxabi.h>
 #include <exception>
 #include <sched.h>
+#include <string_view>
 #include <sys/resource.h>
 #include <unistd.h>
 #include <utility>
@@ -17,37 +18,18 @@ namespace {
 
 constexpr std::size_t kMaxNameLength = 15; // the kernel's limit
 
-// One line whatever the text holds, and no memory asked for: the exception may
-// be about just that.
-void ReportException(const char *what)
+// Ends the process for an exception, whose text may have several lines.
+[[noreturn]] void EndProcess(const char *exception)
 {
     std::array<char, kMaxNameLength + 1> name{};
     pthread_getname_np(pthread_self(), name.data(), name.size());
-    const auto lineLength = static_cast<int>(std::strcspn(what, "\r\n"));
-    std::fprintf(stderr, "ThreadRun: An exception ended the thread \"%s\": %.*s\n", name.data(),
-                 lineLength, what);
+    const std::string_view firstLine(exception, std::strcspn(exception, "\r\n"));
+    vexbase::WriteFault(
+        {"ThreadRun: An exception ended the thread \"", name.data(), "\": ", firstLine});
+    _exit(1);
 }
 
 } // namespace
-
-// EndMark marks a run as ended on every way out of it, Kill's included.
-class VEXThread::EndMark
-{
-public:
-    explicit EndMark(VEXThread &thread) : mThread(thread) {}
-    EndMark(const EndMark &) = delete;
-    EndMark &operator=(const EndMark &) = delete;
-    ~EndMark()
-    {
-        const std::lock_guard<std::mutex> held(mThread.mMutex);
-        mThread.mThreadId = 0;
-        mThread.mState = State::Ended;
-        mThread.mEnded.notify_all();
-    }
-
-private:
-    VEXThread &mThread;
-};
 
 VEXThread::~VEXThread()
 {
@@ -57,9 +39,9 @@ VEXThread::~VEXThread()
 
 int VEXThread::Start()
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     if (mState == State::Running) {
-        return mTerminate ? kVEXFailure : kVEXSuccess;
+        return mTerminate ? StartAgain() : kVEXSuccess;
     }
     JoinEnded();
     if (pthread_create(&mThread, nullptr, &Foot, this) != 0) {
@@ -67,41 +49,55 @@ int VEXThread::Start()
     }
     mState = State::Running;
     mTerminate = false;
+    mKilled = false;
     ++mRun;
     return kVEXSuccess;
 }
 
+int VEXThread::StartAgain()
+{
+    mBeginAgain = !mKilled;
+    return mKilled ? kVEXFailure : kVEXSuccess;
+}
+
 int VEXThread::Stop(unsigned int timeoutMs)
 {
-    std::unique_lock<std::mutex> held(mMutex);
-    mTerminate = true;
+    const VEXLockGuard hold(mLock);
+    RequestStop();
     if (IsCurrent()) {
         return kVEXFailure;
     }
-    return AwaitEnd(held, timeoutMs) ? kVEXSuccess : kVEXTimedOut;
+    return AwaitEnd(timeoutMs) ? kVEXSuccess : kVEXTimedOut;
 }
 
 void VEXThread::Kill()
 {
-    std::unique_lock<std::mutex> held(mMutex);
-    mTerminate = true;
+    const VEXLockGuard hold(mLock);
+    RequestStop();
     if (mState == State::Running) {
+        mKilled = true;
         pthread_cancel(mThread);
     }
     if (!IsCurrent()) {
-        static_cast<void>(AwaitEnd(held, kVEXInfinite));
+        static_cast<void>(AwaitEnd(kVEXInfinite));
     }
+}
+
+void VEXThread::RequestStop()
+{
+    mTerminate = true;
+    mBeginAgain = false;
 }
 
 bool VEXThread::Active() const
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     return mState == State::Running;
 }
 
 bool VEXThread::IsCurrentThread() const
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     return IsCurrent();
 }
 
@@ -110,7 +106,7 @@ int VEXThread::SetPriority(int nice)
     if (nice < -20 || nice > 19) {
         return kVEXFailure;
     }
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     if (mThreadId != 0 && setpriority(PRIO_PROCESS, static_cast<id_t>(mThreadId), nice) != 0) {
         return kVEXFailure;
     }
@@ -120,7 +116,7 @@ int VEXThread::SetPriority(int nice)
 
 int VEXThread::GetPriority() const
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     if (mThreadId == 0 && mNice) {
         return *mNice;
     }
@@ -132,7 +128,7 @@ int VEXThread::SetRealTime(int priority)
 {
     sched_param parameter{};
     parameter.sched_priority = priority;
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     if (mState != State::Running || pthread_setschedparam(mThread, SCHED_RR, &parameter) != 0) {
         return kVEXFailure;
     }
@@ -146,7 +142,7 @@ void VEXThread::ThreadRun()
         return;
     }
     ThreadInit();
-    while (!Terminate() && ThreadLoop()) {
+    while (ThreadLoop() && !Terminate()) {
     }
     pthread_testcancel(); // a killed thread goes without ThreadFlush
     ThreadFlush();
@@ -166,19 +162,19 @@ void VEXThread::ThreadFlush() {}
 
 bool VEXThread::Terminate() const
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     return mTerminate;
 }
 
 void VEXThread::Attach(Body body)
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     mBody = std::move(body);
 }
 
 void VEXThread::SetThreadName(const std::string &name)
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     mName = name.substr(0, kMaxNameLength);
     if (mState == State::Running) {
         pthread_setname_np(mThread, mName.c_str());
@@ -188,15 +184,16 @@ void VEXThread::SetThreadName(const std::string &name)
 void *VEXThread::Foot(void *self)
 {
     auto &thread = *static_cast<VEXThread *>(self);
-    const EndMark mark(thread);
     thread.ApplySettings();
-    thread.RunGuarded();
+    do {
+        thread.RunGuarded();
+    } while (!thread.EndOrBeginAgain());
     return nullptr;
 }
 
 void VEXThread::ApplySettings()
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const VEXLockGuard hold(mLock);
     mThreadId = gettid();
     if (mNice) {
         setpriority(PRIO_PROCESS, static_cast<id_t>(mThreadId), *mNice);
@@ -211,12 +208,37 @@ void VEXThread::RunGuarded()
     try {
         ThreadRun();
     } catch (const abi::__forced_unwind &) {
+        const VEXLockGuard hold(mLock);
+        MarkEnded();
         throw; // Kill: the system insists on unwinding to the thread's very start
     } catch (const std::exception &exception) {
-        ReportException(exception.what());
+        EndProcess(exception.what());
     } catch (...) {
-        ReportException("not a std::exception");
+        EndProcess("not a std::exception");
     }
+}
+
+// One step under the lock, so that no Start falls in between.
+bool VEXThread::EndOrBeginAgain()
+{
+    const VEXLockGuard hold(mLock);
+    if (!mBeginAgain) {
+        MarkEnded();
+        return true;
+    }
+    mBeginAgain = false;
+    mTerminate = false;
+    ++mRun;
+    mRunOver.NotifyAll();
+    return false;
+}
+
+// Whoever holds the lock next may join the thread: it takes the lock no more.
+void VEXThread::MarkEnded()
+{
+    mThreadId = 0;
+    mState = State::Ended;
+    mRunOver.NotifyAll();
 }
 
 bool VEXThread::IsCurrent() const
@@ -224,15 +246,16 @@ bool VEXThread::IsCurrent() const
     return mState == State::Running && pthread_equal(mThread, pthread_self()) != 0;
 }
 
-bool VEXThread::AwaitEnd(std::unique_lock<std::mutex> &held, unsigned int timeoutMs)
+bool VEXThread::AwaitEnd(unsigned int timeoutMs)
 {
+    const auto end = VEXTime::EndOf(timeoutMs);
     const unsigned int run = mRun;
-    const auto ended = [this, run] { return mState != State::Running || mRun != run; };
-    if (!VEXWait(mEnded, held, timeoutMs, ended)) {
-        return false;
+    bool inTime = true;
+    while (inTime && mState == State::Running && mRun == run) {
+        inTime = mRunOver.WaitUntil(mLock, end);
     }
     JoinEnded();
-    return true;
+    return mState != State::Running || mRun != run;
 }
 
 void VEXThread::JoinEnded()

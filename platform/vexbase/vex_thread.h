@@ -1,10 +1,10 @@
 #pragma once
 
+#include "vexbase/vex_condition.h"
+#include "vexbase/vex_lock.h"
 #include "vexbase/vex_status.h"
 
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <pthread.h>
 #include <string>
@@ -18,8 +18,10 @@
 // it on the thread itself; the destructor of this class stops a body that is
 // still running and waits for it, but a derived class's members are gone by then.
 //
-// An exception that reaches the foot of the thread is reported in one line on
-// standard error and ends that thread alone.
+// An exception that the body does not catch ends the process with status 1, after
+// one line on standard error, so that its supervisor starts it again: a program
+// that goes on without one of its threads would look alive. Other threads still
+// run then, so the destructors of static objects do not.
 class VEXThread
 {
 public:
@@ -31,19 +33,22 @@ public:
     virtual ~VEXThread();
 
     // Runs ThreadRun on a new thread. Returns 0, also when the thread is
-    // running already, which changes nothing; a negative status when the system
-    // has no thread to give, or the former run was asked to stop and has not
-    // ended yet.
+    // running already, which changes nothing. If the former run was asked to stop
+    // and has not ended yet, ThreadRun runs again as soon as it ends, on the same
+    // system thread; Terminate stays true for the former run until then. Returns a
+    // negative status when the system has no thread to give, or the former run was
+    // killed and has not ended yet.
     [[nodiscard]] virtual int Start();
 
     // Asks the thread to stop (Terminate becomes true) and waits at most
-    // timeoutMs milliseconds for its end. Returns 0 when it has ended or was
-    // never started, -3 when the time ran out, another negative status when
-    // the thread calls it on itself (which is then asked to stop all the same).
+    // timeoutMs milliseconds for the end of the run. A run that Start has promised
+    // for the end of the former one does not begin. Returns 0 when the run has
+    // ended or was never started, -3 when the time ran out, another negative status
+    // when the thread calls it on itself (which is then asked to stop all the same).
     virtual int Stop(unsigned int timeoutMs);
 
-    // Asks the thread to stop, ends it at its next cancellation point, without
-    // ThreadFlush, and waits for that (but not when it calls this on itself).
+    // Asks the thread to stop as Stop does, ends it at its next cancellation point,
+    // without ThreadFlush, and waits for that (but not when it calls this on itself).
     // For a body that no longer answers; what the body held is released as an
     // exception would release it. REQUIRES: the body has no cancellation point
     // (pthreads(7)) in a destructor or another function that may not throw, and
@@ -64,13 +69,14 @@ public:
     [[nodiscard]] virtual int GetPriority() const;
 
     // Puts the running thread under the real-time round-robin scheduler with a
-    // priority of 1 (low) to 99. Returns 0, or a negative status when the
+    // priority of 1 (low) to 99, for as long as it runs. Returns 0, or a negative status when the
     // thread does not run, the value is out of range, or the system refuses.
     [[nodiscard]] virtual int SetRealTime(int priority);
 
-    // The life of the thread: ThreadInit once, whatever it returns; ThreadLoop
-    // until it returns false or a stop is asked for; then ThreadFlush. With a
-    // body attached, the body alone.
+    // The life of a run: ThreadInit once, whatever it returns; ThreadLoop once, and
+    // again until it returns false or a stop was asked for; then ThreadFlush. A
+    // stop that was asked for before ThreadLoop does not skip it, so that a loop
+    // can say that it ends. With a body attached, the body alone.
     virtual void ThreadRun();
     virtual bool ThreadInit();
     virtual bool ThreadLoop();
@@ -89,27 +95,31 @@ public:
 private:
     enum class State { Idle, Running, Ended }; // Ended: body over, not joined yet
 
-    class EndMark;
-
     static void *Foot(void *self);
     // On the thread:
     void ApplySettings();
     void RunGuarded();
-    // With mMutex held:
-    [[nodiscard]] bool IsCurrent() const;
-    [[nodiscard]] bool AwaitEnd(std::unique_lock<std::mutex> &held, unsigned int timeoutMs);
-    void JoinEnded();
+    [[nodiscard]] bool EndOrBeginAgain();
 
-    mutable std::mutex mMutex;
-    std::condition_variable mEnded;
-    // Guarded by mMutex:
-    State mState = State::Idle;
-    unsigned int mRun = 0; // counts the starts, to tell one run from the next
-    bool mTerminate = false;
-    pthread_t mThread{};
-    int mThreadId = 0; // the kernel's number, 0 while there is none to name
-    std::optional<int> mNice;
-    std::string mName;
+    [[nodiscard]] int StartAgain() VEX_REQUIRES(mLock);
+    void RequestStop() VEX_REQUIRES(mLock);
+    void MarkEnded() VEX_REQUIRES(mLock);
+    [[nodiscard]] bool IsCurrent() const VEX_REQUIRES(mLock);
+    [[nodiscard]] bool AwaitEnd(unsigned int timeoutMs) VEX_REQUIRES(mLock);
+    void JoinEnded() VEX_REQUIRES(mLock);
+
+    mutable VEXLock mLock;
+    VEXCondition mRunOver;
+    State mState VEX_GUARDED_BY(mLock) = State::Idle;
+    unsigned int mRun VEX_GUARDED_BY(mLock) = 0; // counts the runs
+    bool mTerminate VEX_GUARDED_BY(mLock) = false;
+    bool mBeginAgain VEX_GUARDED_BY(mLock) = false; // when the run that was stopped ends
+    bool mKilled VEX_GUARDED_BY(mLock) = false;
+    pthread_t mThread VEX_GUARDED_BY(mLock){};
+    int mThreadId VEX_GUARDED_BY(mLock) = 0; // the kernel's, 0 while there is none
+    std::optional<int> mNice VEX_GUARDED_BY(mLock);
+    std::string mName VEX_GUARDED_BY(mLock);
+
     // Constant while the thread runs:
     Body mBody;
 };

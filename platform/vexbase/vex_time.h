@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 
 // VEXTime reads the system's clock for intervals.
@@ -10,4 +11,8 @@ public:
     // moves. The value wraps to 0 after 49.7 days: a caller that sees it go back
     // must treat that as "unknown time passed". Any thread.
     [[nodiscard]] static std::uint32_t GetSystemTime();
+
+    // When a time-out of so many milliseconds that begins now ends; time_point::max()
+    // for kVEXInfinite. Any thread.
+    [[nodiscard]] static std::chrono::steady_clock::time_point EndOf(unsigned int timeoutMs);
 };

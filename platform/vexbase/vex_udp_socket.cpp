@@ -1,5 +1,7 @@
 #include "vexbase/vex_udp_socket.h"
 
+#include "vexbase/vex_time.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
@@ -38,8 +40,8 @@ bool Bind(int descriptor, const sockaddr_in &local, VEXUDPSocket::Port sharing)
     return bind(descriptor, reinterpret_cast<const sockaddr *>(&local), sizeof local) == 0;
 }
 
-// How long to wait in the receiving call itself, 0 for not at all: so much of
-// the time-out that it is not overrun, however late the kernel is.
+// How long to wait in the receiving call itself, 0 for not at all: three quarters
+// of the time-out, since SO_RCVTIMEO ends late; poll() waits for the rest.
 unsigned int ReceiveTimeoutMs(unsigned int timeoutMs)
 {
     if (timeoutMs == kVEXInfinite) {
@@ -47,12 +49,6 @@ unsigned int ReceiveTimeoutMs(unsigned int timeoutMs)
     }
     const unsigned int most = timeoutMs - timeoutMs / 4;
     return most < kLeastReceiveTimeoutMs ? 0 : most;
-}
-
-Clock::time_point EndOf(unsigned int timeoutMs)
-{
-    return timeoutMs == kVEXInfinite ? Clock::time_point::max()
-                                     : Clock::now() + std::chrono::milliseconds(timeoutMs);
 }
 
 // The time left as poll() takes it: whole milliseconds, rounded up, -1 for ever.
@@ -115,7 +111,7 @@ bool VEXUDPSocket::Await(unsigned int timeoutMs, ReceiveCall receive)
     if (!use || use.ReceivingEnded() || (inCallMs != 0 && !use.SetReceiveTimeout(inCallMs))) {
         return false;
     }
-    const Clock::time_point end = EndOf(timeoutMs);
+    const Clock::time_point end = VEXTime::EndOf(timeoutMs);
     bool received = receive(use.Descriptor(), inCallMs == 0 ? MSG_DONTWAIT : 0) >= 0;
     if (!received && WaitReadable(use.Descriptor(), end)) {
         received = receive(use.Descriptor(), MSG_DONTWAIT) >= 0;

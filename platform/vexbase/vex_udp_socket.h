@@ -25,16 +25,16 @@ public:
 
     // Waits at most timeoutMs milliseconds (kVEXInfinite: for ever) for one
     // datagram. Returns its length, cut to size, and its sender; 0 when none
-    // came, or the socket is closed, was shut down, or is closed meanwhile.
-    // An empty datagram looks like none. REQUIRES: one thread at a time receives.
+    // came, or the socket is closed, was shut down, or is closed meanwhile. An
+    // empty datagram ends the wait and counts as none, for both kinds of Poll.
+    // REQUIRES: one thread at a time receives.
     [[nodiscard]] std::size_t Poll(void *buffer, std::size_t size, sockaddr_in &sender,
                                    unsigned int timeoutMs);
 
     // Waits at most timeoutMs milliseconds for one datagram and receives it with
-    // all those that wait behind it, as far as the batch has room. Returns their
-    // number, 0 in the same cases as above; an empty datagram counts, here, and
-    // being shut down or closed meanwhile may look like one. REQUIRES: one thread
-    // at a time receives.
+    // all those that are queued after it, as far as the batch has room. Returns the
+    // number of those that are not empty, 0 in the same cases as above. REQUIRES:
+    // one thread at a time receives.
     std::size_t Poll(VEXDatagramBatch &batch, unsigned int timeoutMs);
 
     // Poll that waits for ever.

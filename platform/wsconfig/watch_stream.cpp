@@ -1,11 +1,12 @@
 #include "wsconfig/watch_stream.h"
 
+#include "vexbase/vex_output.h"
+
 #include <QDeadlineTimer>
 #include <QPointer>
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <exception>
 #include <poll.h>
 #include <system_error>
@@ -170,8 +171,8 @@ void WatchStream::notifyOf(QSocketNotifier::Type type)
 
 void WatchStream::tell(const std::string &text) const
 {
-    std::fprintf(stderr, "WSConfig: %s:%d: %s\n", m_target.host.toUtf8().constData(), m_target.port,
-                 text.c_str());
+    vexbase::WriteFault({"WSConfig: ", m_target.host.toStdString(), ":",
+                         std::to_string(m_target.port), ": ", text});
 }
 
 void WatchStream::DropNotifier::operator()(QSocketNotifier *notifier) const

@@ -1,15 +1,12 @@
 #include "main/detach.h"
 #include "mdns/mdns.h"
 #include "pubsub/vex_pubsub.h"
+#include "vexbase/vex_output.h"
 
 #include <QCoreApplication>
-#include <cstdio>
-#include <iostream>
 #include <unistd.h>
 
 namespace {
-
-constexpr int kUnknownOption = 1;
 
 // Reads the options; false, with the usage written, for an unknown one.
 bool ReadOptions(int argc, char **argv, bool &daemonize)
@@ -18,10 +15,9 @@ bool ReadOptions(int argc, char **argv, bool &daemonize)
     // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has one thread yet
     while ((option = getopt(argc, argv, "d")) != -1) {
         if (option != 'd') {
-            std::cout << argv[0] << ": Unknown option \"" << static_cast<char>(option) << '"'
-                      << std::endl;
-            std::cout << "Possible options:"
-                      << "\n  -d: debug (don't daemonize)" << std::endl;
+            const char letter = static_cast<char>(option);
+            vexbase::WriteProgress({argv[0], ": Unknown option \"", {&letter, 1}, "\""});
+            vexbase::WriteProgress({"Possible options:\n  -d: debug (don't daemonize)"});
             return false;
         }
         daemonize = false;
@@ -29,30 +25,35 @@ bool ReadOptions(int argc, char **argv, bool &daemonize)
     return true;
 }
 
+// Qt would write with stdio, which waits for whoever reads.
+void WriteQtMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    vexbase::WriteFault({qFormatLogMessage(type, context, message).toStdString()});
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
+    qInstallMessageHandler(WriteQtMessage);
     OwnDescriptors descriptors;
     const QCoreApplication application(argc, argv);
     descriptors.NoteOpened();
     bool daemonize = true;
     if (!ReadOptions(argc, argv, daemonize)) {
-        return kUnknownOption;
+        return 1;
     }
     if (daemonize) {
-        std::cout << "Daemonize beacond" << std::endl;
+        vexbase::WriteProgress({"Daemonize beacond"});
         if (getppid() == 1) {
             return 0; // detached already: whoever starts us so wants no second daemon
         }
         Detach(descriptors.Get());
     } else {
-        std::cout << "Run beacond as Non-Daemonized" << std::endl;
+        vexbase::WriteProgress({"Run beacond as Non-Daemonized"});
     }
     VEXPubSub *const coordinator = VEXPubSub::getInstance();
-    Mdns *const publisher = Mdns::getInstance();
-    coordinator->init(publisher);
-    std::puts("PubSub started");
-    std::fflush(stdout);
+    coordinator->init(Mdns::getInstance());
+    vexbase::WriteProgress({"PubSub started"});
     return QCoreApplication::exec();
 }

@@ -1,6 +1,7 @@
 #include "mdns/mdns.h"
 
 #include "mdns/avahi_qt_poll.h"
+#include "vexbase/vex_output.h"
 
 #include <QLoggingCategory>
 #include <avahi-common/alternative.h>
@@ -9,6 +10,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+
+using vexbase::WriteFault;
 
 namespace {
 
@@ -34,7 +37,7 @@ const char *errorText(AvahiClient *client)
 
 void reportRenaming(const char *name)
 {
-    std::fprintf(stderr, "Service name collision, renaming service to '%s'\n", name);
+    WriteFault({"Service name collision, renaming service to '", name, "'"});
 }
 
 } // namespace
@@ -61,7 +64,7 @@ void Mdns::init(const char *serial, const char *productName, const char *hostNam
 {
     m_poll = avahi_qt_poll_get();
     if (m_poll == nullptr) {
-        std::fputs("failed to get poll\n", stderr);
+        WriteFault({"failed to get poll"});
         exitFailed();
     }
     // Ahead of the next two copies on purpose: the first name made knows neither
@@ -72,7 +75,7 @@ void Mdns::init(const char *serial, const char *productName, const char *hostNam
     int error = 0;
     m_client = avahi_client_new(m_poll, AvahiClientFlags{}, clientCallback, nullptr, &error);
     if (m_client == nullptr) {
-        std::fprintf(stderr, "Failed to create client: %s\n", avahi_strerror(error));
+        WriteFault({"Failed to create client: ", avahi_strerror(error)});
         avahi_free(m_serviceName);
         m_serviceName = nullptr;
         exitFailed();
@@ -84,7 +87,7 @@ void Mdns::sanitizeAndSetHostService(const char *name)
     copyText(m_vexHostName, instanceName(name, m_productName, m_vexSerial).c_str());
     avahi_free(m_serviceName);
     m_serviceName = avahi_strdup(m_vexHostName);
-    std::fprintf(stderr, "avahi host/service updating to: %s\n", m_vexHostName);
+    WriteFault({"avahi host/service updating to: ", m_vexHostName});
 }
 
 void Mdns::publishMdnsEntry(const char *type, int port, const QStringList &txt)
@@ -109,7 +112,7 @@ void Mdns::unpublishMdnsEntry(const char *type, int port)
 void Mdns::createServices()
 {
     if (m_client == nullptr) {
-        std::fputs("attempt to create services before init finished\n", stderr);
+        WriteFault({"attempt to create services before init finished"});
         return;
     }
     if (m_group == nullptr) {
@@ -129,7 +132,7 @@ void Mdns::createGroup()
 {
     m_group = avahi_entry_group_new(m_client, entryGroupCallback, nullptr);
     if (m_group == nullptr) {
-        std::fprintf(stderr, "avahi_entry_group_new() failed: %s\n", errorText(m_client));
+        WriteFault({"avahi_entry_group_new() failed: ", errorText(m_client)});
         exitFailed();
     }
 }
@@ -149,8 +152,7 @@ bool Mdns::addServices()
             return false;
         }
         if (result < 0) {
-            std::fprintf(stderr, "Failed to add service %s: %s\n", m_vexHostName,
-                         avahi_strerror(result));
+            WriteFault({"Failed to add service ", m_vexHostName, ": ", avahi_strerror(result)});
             exitFailed();
         }
     }
@@ -161,7 +163,7 @@ void Mdns::commitGroup()
 {
     const int result = avahi_entry_group_commit(m_group);
     if (result < 0) {
-        std::fprintf(stderr, "error committing group - %s\n", avahi_strerror(result));
+        WriteFault({"error committing group - ", avahi_strerror(result)});
         exitFailed();
     }
 }
@@ -210,7 +212,7 @@ void Mdns::ipChanged()
 
 void Mdns::nameChanged(const QString &name)
 {
-    std::fputs("name changed\n", stderr);
+    WriteFault({"name changed"});
     if (name == QLatin1String(m_vexHostName)) {
         return;
     }
@@ -236,7 +238,7 @@ void Mdns::clientCallback(AvahiClient *client, AvahiClientState state, void * /*
         resetGroupIfAny();
         break;
     case AVAHI_CLIENT_FAILURE:
-        std::fprintf(stderr, "Client failure: %s\n", errorText(client));
+        WriteFault({"Client failure: ", errorText(client)});
         exitFailed();
     case AVAHI_CLIENT_CONNECTING:
         break;
@@ -249,15 +251,14 @@ void Mdns::entryGroupCallback(AvahiEntryGroup *group, AvahiEntryGroupState state
     m_group = group; // the first state comes from inside avahi_entry_group_new
     switch (state) {
     case AVAHI_ENTRY_GROUP_ESTABLISHED:
-        std::fprintf(stderr, "Service '%s' successfully established.\n", m_serviceName);
+        WriteFault({"Service '", m_serviceName, "' successfully established."});
         break;
     case AVAHI_ENTRY_GROUP_COLLISION:
         renameLoggedService();
         createServices();
         break;
     case AVAHI_ENTRY_GROUP_FAILURE:
-        std::fprintf(stderr, "Entry group failure: %s\n",
-                     errorText(avahi_entry_group_get_client(group)));
+        WriteFault({"Entry group failure: ", errorText(avahi_entry_group_get_client(group))});
         exitFailed();
     case AVAHI_ENTRY_GROUP_UNCOMMITED:
     case AVAHI_ENTRY_GROUP_REGISTERING:

@@ -3,6 +3,7 @@
 #include "product/product_table.h"
 #include "vexbase/vex_file_io.h"
 #include "vexbase/vex_lock.h"
+#include "vexbase/vex_output.h"
 
 #include <algorithm>
 #include <array>
@@ -11,6 +12,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+
+using vexbase::WriteFault;
 
 namespace {
 
@@ -28,8 +31,8 @@ std::optional<std::string> ReadProductFile()
         if (errno == ENOENT) {
             return std::nullopt;
         }
-        std::fprintf(stderr, "*** getProductID: Could not open \"%s\" (errno:%d)\n", kProductFile,
-                     errno);
+        const std::string error = std::to_string(errno);
+        WriteFault({"*** getProductID: Could not open \"", kProductFile, "\" (errno:", error, ")"});
         return std::string();
     }
     std::array<char, kMaxProductFile + 1> text{};  // always ends in a NUL
@@ -42,21 +45,19 @@ std::string FindProductID()
 {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
     if (const char *variable = std::getenv("PRODUCT_ID")) {
-        std::fprintf(stderr, "*** getProductID: Found PRODUCT_ID env var, set to %s.\n", variable);
+        WriteFault({"*** getProductID: Found PRODUCT_ID env var, set to ", variable, "."});
         return variable;
     }
-    std::fputs("*** getProductID: PRODUCT_ID environment variable not set, "
-               "looking in /etc/product_id\n",
-               stderr);
+    WriteFault({"*** getProductID: PRODUCT_ID environment variable not set, "
+                "looking in /etc/product_id"});
     std::optional<std::string> text = ReadProductFile();
     if (!text) {
-        std::fputs("*** getProductID: Nothing in /etc/product_id either.  "
-                   "I need one or the other.\n",
-                   stderr);
+        WriteFault({"*** getProductID: Nothing in /etc/product_id either.  "
+                    "I need one or the other."});
         return {};
     }
     text->erase(text->find_last_not_of(" \n\r\t") + 1);
-    std::fprintf(stderr, "*** getProductID: file base productID=%s\n", text->c_str());
+    WriteFault({"*** getProductID: file base productID=", *text});
     return *text;
 }
 
@@ -84,10 +85,10 @@ private:
     void Determine() VEX_REQUIRES(mLock)
     {
         if (!mProductID.empty()) {
-            std::fprintf(stderr, "getProductID productID is %s\n", mProductID.c_str());
+            WriteFault({"getProductID productID is ", mProductID});
             return;
         }
-        std::fputs("getProductID productID is not initialized\n", stderr);
+        WriteFault({"getProductID productID is not initialized"});
         mProductID = FindProductID();
         mBoard = CProductID::GetBoardIDFromProductID(mProductID);
     }
@@ -115,6 +116,14 @@ const ProductRow *RowOf(VEXBoardID_t board)
     return row == kProductTable.end() ? nullptr : row;
 }
 
+// The eight hexadecimal digits of a board identifier.
+std::string BoardDigits(VEXBoardID_t board)
+{
+    std::array<char, 9> digits{};
+    std::snprintf(digits.data(), digits.size(), "%08" PRIx32, std::uint32_t{board});
+    return digits.data();
+}
+
 using Predicate = bool (*)(VEXBoardID_t);
 
 // Whether any of the members says yes. Each family has a function of its own,
@@ -140,16 +149,13 @@ VEXBoardID_t CProductID::GetBoardIDFromProductID(const std::string &productID)
 {
     for (const ProductRow &row : kProductTable) {
         if (productID == row.productID) {
-            std::fprintf(stderr,
-                         "GetBoardIDFromProductID: found board ID 0x%08" PRIx32
-                         " for productID %s\n",
-                         std::uint32_t{row.board}, productID.c_str());
+            WriteFault({"GetBoardIDFromProductID: found board ID 0x", BoardDigits(row.board),
+                        " for productID ", productID});
             return row.board;
         }
     }
-    std::fprintf(stderr,
-                 "GetBoardIDFromProductID: Failed to find a board ID for productID \"%s\"\n",
-                 productID.c_str());
+    WriteFault(
+        {"GetBoardIDFromProductID: Failed to find a board ID for productID \"", productID, "\""});
     return kVEXBoardUnknown;
 }
 
@@ -160,12 +166,7 @@ VEXBoardID_t CProductID::GetCurrentBoardID()
 
 std::string CProductID::GetCurrentBoardIDString()
 {
-    static const std::string text = [] {
-        std::array<char, 9> digits{};
-        std::snprintf(digits.data(), digits.size(), "%08" PRIx32,
-                      std::uint32_t{GetCurrentBoardID()});
-        return std::string(digits.data());
-    }();
+    static const std::string text = BoardDigits(GetCurrentBoardID());
     return text;
 }
 

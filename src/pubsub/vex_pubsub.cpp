@@ -5,10 +5,10 @@
 #include "product/product_id.h"
 #include "product/serial_number.h"
 #include "vexbase/vex_ip_socket.h"
+#include "vexbase/vex_output.h"
 
 #include <QStringList>
 #include <chrono>
-#include <cstdio>
 #include <thread>
 
 namespace {
@@ -31,8 +31,7 @@ VEXPubSub *VEXPubSub::getInstance()
 
 VEXPubSub::VEXPubSub(QObject *parent) : QObject(parent), m_browser(&m_ssdp)
 {
-    std::puts("initializing pubsub object");
-    std::fflush(stdout);
+    vexbase::WriteProgress({"initializing pubsub object"});
     connect(&m_config, SIGNAL(paramChanged(int, ConfigMap::ParamId, const QString &, bool)), this,
             SLOT(paramChanged(int, ConfigMap::ParamId, const QString &, bool)));
     m_config.startWatch();

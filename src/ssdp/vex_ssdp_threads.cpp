@@ -55,13 +55,11 @@ bool VEX_SSDP::ReceiveUntilTick(ssdp::TickClock &clock, std::uint32_t intervalMs
         const std::size_t count = mSocket.Poll(batch, intervalMs);
         const std::uint32_t nowMs = VEXTime::GetSystemTime();
         for (std::size_t index = 0; index < count; ++index) {
-            if (!batch.Datagram(index).empty()) {
-                ParseSSDPPacket(batch.Datagram(index), batch.Sender(index), nowMs);
-            }
+            ParseSSDPPacket(batch.Datagram(index), batch.Sender(index), nowMs);
         }
         clock.Note(VEXTime::GetSystemTime(), intervalMs);
     }
-    return true;
+    return !mThread.Terminate();
 }
 
 // The file of a document is read without the lock: the medium may be slow.

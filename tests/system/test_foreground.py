@@ -2,11 +2,13 @@
 
 import os
 import pty
+import re
 import select
 import signal
 
 import pytest
 
+import expected
 from lab.device import BROWSE_LIST
 
 START = ("Run beacond as Non-Daemonized\n"
@@ -22,6 +24,31 @@ def read_terminal(master, text, timeout=20):
         assert select.select([master], [], [], timeout)[0], f"only {seen!r}"
         seen += os.read(master, 4096)
     return seen
+
+
+def fill(pipe):
+    """Writes to a pipe until it is full, and lets the next writer wait."""
+    os.set_blocking(pipe, False)
+    try:
+        while True:
+            os.write(pipe, b"\n")
+    except BlockingIOError:
+        os.set_blocking(pipe, True)
+
+
+def read_until(pipe, text, timeout=20):
+    """What comes out of a pipe up to a text."""
+    seen = b""
+    while text not in seen:
+        assert select.select([pipe], [], [], timeout)[0], f"only {seen[-500:]!r}"
+        seen += os.read(pipe, 65536)
+    return seen
+
+
+@pytest.fixture
+def publisher_debugged(device, monkeypatch):
+    """Lets beacond write the publisher's debug lines, too."""
+    monkeypatch.setitem(device.environment, "QT_LOGGING_RULES", "beacond.mdns.debug=true")
 
 
 @pytest.fixture
@@ -70,3 +97,45 @@ def test_a_terminating_signal_ends_it_at_once_without_a_goodbye(lab, device, bea
     wire.wait_for(since=since, starting=b"the end")
     assert not [each for each in wire.datagrams(source=device.address, since=since)
                 if b"ssdp:byebye" in each.data]
+
+
+def test_the_publisher_s_debug_lines_are_written_on_demand(publisher_debugged, beacond):
+    beacond.wait_output("beacond.mdns: publishing _http._tcp 80\n")
+    assert "beacond.mdns: publishing _http._tcp 80\n" in beacond.stderr
+
+
+def test_a_reader_of_its_lines_that_stalls_keeps_nobody_waiting(
+        device, peer, wire, publisher_debugged):
+    reader, writer = os.pipe()
+    fill(writer)
+    since = wire.mark()
+    device.start_beacond(stdout=writer, stderr=writer)
+    os.close(writer)
+    wire.wait_for(since=since, source=device.address, starting=b"NOTIFY")
+    with peer.udp_socket() as sock:
+        sock.sendto(b"first", (device.address, 1900))
+    assert peer.ask(b"gh", device.address, 49821) == expected.listing("HostList", device)
+    os.set_blocking(reader, False)
+    while select.select([reader], [], [], 0)[0]:
+        os.read(reader, 65536)
+    with peer.udp_socket() as sock:
+        sock.sendto(b"second", (device.address, 1900))
+    seen = read_until(reader, b"second\n")
+    assert re.match(rb"Lines lost: \d+ \(no room, or no reader\)\n", seen), seen
+    assert b"ParseSSDPPacket: Don't know what to do with this method:\nsecond\n" in seen
+    assert b"first" not in seen
+    device.stop_beacond()
+    os.close(reader)
+
+
+def test_a_reader_of_its_lines_that_goes_does_not_end_it(device, peer):
+    reader, writer = os.pipe()
+    beacond = device.start_beacond(stdout=writer, stderr=writer)
+    os.close(writer)
+    read_until(reader, b"successfully established.\n")
+    os.close(reader)
+    with peer.udp_socket() as sock:
+        sock.sendto(b"to nobody", (device.address, 1900))
+    assert peer.ask(b"gh", device.address, 49821).startswith(b"HostList")
+    assert beacond.status is None
+    device.stop_beacond()

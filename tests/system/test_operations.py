@@ -4,14 +4,14 @@ import re
 
 from conftest import TOP
 
-CALLS = ("WriteFault", "WriteProgress", "WriteError", "fprintf", "fputs", "puts",
-         "ReportException", "tell", "lose", "Require", "Because", "system_error", "WrongUsage")
+CALLS = ("WriteFault", "WriteProgress", "WriteError", "TellFault", "fprintf", "EndProcess",
+         "tell", "lose", "Require", "Because", "system_error", "WrongUsage")
 STATEMENT = re.compile(
     rf"\b(?P<call>{'|'.join(CALLS)})\s*\((?P<arguments>[^;]*);"
     r"|std::c(?:out|err)\s*<<([^;]*);"
     r"|\bBoundReport\s+\w+\{([^}]*)\};"
-    r"|\bm(?:Responses|Requests)\(([^;{]*?)\)[,\s]"
-    r"|\b(?:m_fault|error)\s*=([^;]*);|\bdropped\.\w+\(([^;]*);")
+    r"|\bm(?:Responses|Requests)\{\{([^;{}]*)\}"
+    r"|\b(?:m_fault|error|notice)\s*=([^;]*);|\bdropped\.\w+\(([^;]*);")
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 # The registry's listings: for a debugger to call.
 NOT_WRITTEN = {"DisplayHostElements", "DisplayNodeElements"}
@@ -19,7 +19,7 @@ NOT_WRITTEN = {"DisplayHostElements", "DisplayNodeElements"}
 
 def joined_literals(call, text):
     """The string literals of a text, those that follow each other as one."""
-    between = r"[\s,]*" if call in ("WriteFault", "WriteProgress") else r"\s*"
+    between = r"[\s,]*" if call in ("WriteFault", "WriteProgress", "TellFault") else r"\s*"
     joined, end = [], -1
     for literal in LITERAL.finditer(text.replace("'\"'", "")):
         if joined and re.fullmatch(between, text[end:literal.start()]):
@@ -36,7 +36,7 @@ def fixed_texts(source):
         arguments = next((group for group in found.groups()[1:] if group), "")
         for literal in joined_literals(found["call"], arguments):
             text = literal.replace('\\"', '"').replace("\\n", "\n")
-            for piece in re.split(r"%[-.0-9*]*[a-z]|0x%08|\n", text):
+            for piece in re.split(r"%[a-z]|\n", text):
                 if re.search("[A-Za-z]{3}", piece) and piece not in NOT_WRITTEN:
                     yield " ".join(piece.split())
 

@@ -7,6 +7,8 @@ set(not_emulated
     Detach.EndsWith1WhenNoSessionIsToBeHad
     UDPSocketPollBatch.CostsOneSystemCallForAllOfThem
     UDPSocketPoll.CostsOneSystemCallADatagram
+    Stuck.AThreadThatOutlivesCloseLetsTheEngineOpenAgain
+    Waiting.ThatIsSignalledForAChangeTakenEarlierTimesOut
     # It refuses to adopt processes: the status of one that detached is not to be had.
     Detach.EndsTheCallerWith0AndGoesOnInASessionOfItsOwn
     Detach.ClosesEveryDescriptorAndPutsTheStandardOnesOnDevNull

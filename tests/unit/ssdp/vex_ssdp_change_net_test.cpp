@@ -1,12 +1,10 @@
 #include "engine_fixture.h"
-#include "support/blocked_output.h"
-#include "support/child.h"
+#include "support/stuck_folder.h"
 
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <thread>
-#include <unistd.h>
 
 using test::kNet0;
 
@@ -70,32 +68,28 @@ TEST_F(Waiting, TakesAChangeAlsoWhenTheTimeRunsOutBeforeThePass)
 
 // A pass signals after a wait has timed out, and before that wait, in search of
 // a change all the same, gets the lock and takes it. The signal then stands for
-// nothing any more: the next wait must not take the list for an empty one. In a
-// child, since a description file's number stays taken.
+// nothing any more: the next wait must not take the list for an empty one.
 TEST_F(Waiting, ThatIsSignalledForAChangeTakenEarlierTimesOut)
 {
-    test::InChild([this] {
-        test::BlockedOutput blocked(STDERR_FILENO);
-        mEngine.SetPath("/var/www/missing");
-        Add(); // cannot be written: the pass stops where it says so, holding the lock
-        SSDPDeviceType other = test::OwnService("Lumen");
-        other.ipAddress = test::kPeerAddress;
-        mEngine.AddService(other); // the change
-        std::thread opener([this] { EXPECT_EQ(mEngine.Open(kNet0), 1U); });
-        std::atomic<int> waits{0};
-        std::thread earlier([&] {
-            SSDPDeviceMap out;
-            while (mEngine.WaitForChange(0, out) == kVEXTimedOut) {
-                ++waits;
-            }
-            EXPECT_EQ(out.count(test::UsnOf("Lumen", test::kPeerAddress)), 1U);
-        });
-        AwaitStandstill(waits);
-        blocked.End();
-        opener.join();
-        earlier.join();
-        EXPECT_EQ(mEngine.WaitForChange(0, mOut), kVEXTimedOut);
-        EXPECT_EQ(mOut.count("before"), 1U);
-        mEngine.Close();
+    test::StuckFolder documents("/var/www/html/");
+    Add(); // whose document the pass writes, holding the lock
+    std::thread opener([&] { documents.Run([this] { EXPECT_EQ(mEngine.Open(kNet0), 1U); }); });
+    std::atomic<int> waits{0};
+    std::thread earlier([&] {
+        SSDPDeviceMap out;
+        while (mEngine.WaitForChange(0, out) == kVEXTimedOut) {
+            ++waits;
+        }
+        EXPECT_EQ(out.count(test::UsnOf(test::kCorvia)), 1U);
     });
+    documents.AwaitSomebody();
+    AwaitStandstill(waits);
+    documents.Answer();
+    opener.join();
+    earlier.join();
+    EXPECT_EQ(mPeer.Receive(), test::Alive(test::kCorvia, test::kCorviaFile));
+    Settle(); // the pass is over
+    EXPECT_EQ(mEngine.WaitForChange(0, mOut), kVEXTimedOut);
+    EXPECT_EQ(mOut.count("before"), 1U);
+    mEngine.Close();
 }

@@ -1,4 +1,5 @@
 #include "engine_fixture.h"
+#include "support/blocked_output.h"
 #include "support/capture.h"
 #include "support/child.h"
 
@@ -9,6 +10,7 @@
 
 using test::kNet0;
 using test::Output;
+using test::PeerNotify;
 
 namespace {
 
@@ -78,6 +80,23 @@ TEST_F(Failing, WithoutADiagnosticThreadTheEngineOpensAllTheSame)
     const Output output = test::InChild([this] { OpenWithThreads(1, 1); });
     EXPECT_EQ(output.err, "Open: The diagnostic thread failed to start\n");
     EXPECT_EQ(output.out, "SSDPThread: Exiting...\n");
+}
+
+TEST_F(Failing, AReaderOfLinesThatStallsKeepsNobodyWaiting)
+{
+    OpenAnnounced();
+    test::BlockedOutput blocked(STDERR_FILENO);
+    ToEngine(PeerNotify("ssdp:alive", "Lumen", "nowhere")); // its line is written under the lock
+    ToEngine("first");
+    Settle();
+    EXPECT_EQ(Ask("gh").substr(0, 8), "HostList");
+    blocked.End();
+    const Output output = test::Capture([this] {
+        ToEngine("second");
+        Settle();
+    });
+    EXPECT_EQ(output.err, "Lines lost: 2 (no room, or no reader)\n"
+                          "ParseSSDPPacket: Don't know what to do with this method:\nsecond\n");
 }
 
 TEST_F(Failing, WithoutItsDocumentAServiceIsNotAnnouncedAndItsNumberStaysTaken)

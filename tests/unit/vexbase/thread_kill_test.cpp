@@ -131,6 +131,33 @@ TEST(VEXThreadKill, LetsTheThreadBeStartedAgain)
     EXPECT_EQ(thread.Stop(0), 0);
 }
 
+TEST(VEXThreadKill, CancelsTheRunThatWasToFollowAndAllowsNoOther)
+{
+    VEXThread thread;
+    VEXEvent running(VEXEvent::Reset::Manual);
+    VEXEvent startedAgain(VEXEvent::Reset::Manual);
+    std::atomic<int> runs{0};
+    std::atomic<int> status{0};
+    thread.Attach([&] {
+        ++runs;
+        running.Signal();
+        EXPECT_EQ(startedAgain.WaitForSignal(kGenerousMs), 0);
+        thread.Kill();
+        status = thread.Start();
+        pthread_testcancel();
+    });
+    StartAndAwait(thread, running);
+    EXPECT_EQ(thread.Stop(0), -3);
+    EXPECT_EQ(thread.Start(), 0);
+    startedAgain.Signal();
+    while (thread.Active()) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(runs, 1);
+    EXPECT_LT(status, 0);
+    EXPECT_EQ(thread.Stop(kGenerousMs), 0);
+}
+
 TEST(VEXThreadKill, OfAThreadThatDoesNotRunDoesNothing)
 {
     VEXThread thread;

@@ -34,10 +34,10 @@ TEST(UDPSocketPollBatch, GivesAllThatWaitsInOrderWithItsSenders)
     const std::string second("any\0bytes\xff", 10);
     one.SendTo("first", kOwnAddress, kPort);
     two.SendTo(second, kOwnAddress, kPort);
-    one.SendTo("", kOwnAddress, kPort);
+    one.SendTo("third", kOwnAddress, kPort);
     VEXDatagramBatch batch(1500);
     ASSERT_EQ(socket.Poll(batch, kGenerousMs), 3U);
-    EXPECT_EQ(Texts(batch), (std::vector<std::string>{"first", second, ""}));
+    EXPECT_EQ(Texts(batch), (std::vector<std::string>{"first", second, "third"}));
     EXPECT_EQ(test::Text(batch.Sender(0)), "192.0.2.20:1901");
     EXPECT_EQ(test::Text(batch.Sender(1)), "192.0.2.20:1902");
     EXPECT_EQ(test::Text(batch.Sender(2)), "192.0.2.20:1901");
@@ -83,6 +83,29 @@ TEST(UDPSocketPollBatch, CutsLongDatagramsAndPutsANulBehindEach)
         peer.SendTo("x", kOwnAddress, kPort);
         ASSERT_EQ(socket.Poll(batch, kGenerousMs), 1U);
     }
+}
+
+TEST(UDPSocketPollBatch, TakesAnEmptyDatagramForNone)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("", kPort), 0);
+    PeerSocket one(1901, kPeerAddress);
+    PeerSocket two(1902, kPeerAddress);
+    VEXDatagramBatch batch(1500);
+    one.SendTo("", kOwnAddress, kPort);
+    EXPECT_EQ(socket.Poll(batch, kVEXInfinite), 0U);
+    one.SendTo("", kOwnAddress, kPort);
+    two.SendTo("full", kOwnAddress, kPort);
+    one.SendTo("", kOwnAddress, kPort);
+    two.SendTo("fuller", kOwnAddress, kPort);
+    EXPECT_EQ(socket.Poll(batch, kGenerousMs), 2U);
+    EXPECT_EQ(Texts(batch), (std::vector<std::string>{"full", "fuller"}));
+    EXPECT_EQ(test::Text(batch.Sender(0)), "192.0.2.20:1902");
+    EXPECT_EQ(test::Text(batch.Sender(1)), "192.0.2.20:1902");
+    one.SendTo("next", kOwnAddress, kPort);
+    EXPECT_EQ(socket.Poll(batch, kGenerousMs), 1U);
+    EXPECT_EQ(Texts(batch), (std::vector<std::string>{"next"}));
+    EXPECT_EQ(test::Text(batch.Sender(0)), "192.0.2.20:1901");
 }
 
 TEST(UDPSocketPollBatch, OfASilentOrClosedSocketIsEmpty)

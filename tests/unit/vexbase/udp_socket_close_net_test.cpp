@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <functional>
 #include <future>
 #include <gtest/gtest.h>
 #include <vector>
@@ -111,6 +112,24 @@ private:
     struct sigaction mFormer = {};
 };
 
+// Reads from a socket under a flood until an operation ends that.
+void ExpectEndOfAnEndlessRead(const std::function<void(VEXUDPSocket &)> &end)
+{
+    VEXUDPSocket socket;
+    ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
+    const Flood flood(kPort);
+    std::promise<void> reading;
+    auto reader = std::async(std::launch::async, [&] {
+        EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "flood");
+        reading.set_value();
+        while (!PollOnce(socket, kVEXInfinite).datagram.empty()) {
+        }
+    });
+    reading.get_future().wait();
+    end(socket);
+    EXPECT_EQ(reader.wait_for(std::chrono::milliseconds(kGenerousMs)), std::future_status::ready);
+}
+
 } // namespace
 
 TEST(UDPSocketShutdown, OfReceivingWakesABlockedPoll)
@@ -176,19 +195,7 @@ TEST(UDPSocketShutdown, HoldsUntilTheSocketIsOpenedAnew)
 
 TEST(UDPSocketShutdown, IsNoticedUnderANeverEndingBacklog)
 {
-    VEXUDPSocket socket;
-    ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
-    const Flood flood(kPort);
-    std::promise<void> reading;
-    auto reader = std::async(std::launch::async, [&] {
-        EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "flood");
-        reading.set_value();
-        while (!PollOnce(socket, kVEXInfinite).datagram.empty()) {
-        }
-    });
-    reading.get_future().wait();
-    socket.Shutdown(0);
-    EXPECT_EQ(reader.wait_for(std::chrono::milliseconds(kGenerousMs)), std::future_status::ready);
+    ExpectEndOfAnEndlessRead([](VEXUDPSocket &socket) { socket.Shutdown(0); });
 }
 
 TEST(UDPSocketClose, WakesABlockedPoll)
@@ -209,19 +216,7 @@ TEST(UDPSocketClose, WakesABlockedPoll)
 
 TEST(UDPSocketClose, IsNoticedUnderANeverEndingBacklog)
 {
-    VEXUDPSocket socket;
-    ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
-    const Flood flood(kPort);
-    std::promise<void> reading;
-    auto reader = std::async(std::launch::async, [&] {
-        EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "flood");
-        reading.set_value();
-        while (!PollOnce(socket, kVEXInfinite).datagram.empty()) {
-        }
-    });
-    reading.get_future().wait();
-    socket.Close();
-    EXPECT_EQ(reader.wait_for(std::chrono::milliseconds(kGenerousMs)), std::future_status::ready);
+    ExpectEndOfAnEndlessRead([](VEXUDPSocket &socket) { socket.Close(); });
 }
 
 TEST(UDPSocketClose, FreesThePortBeforeItReturns)

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "vexbase/vex_event.h"
+#include "vexbase/vex_thread.h"
+
+#include <atomic>
+#include <gtest/gtest.h>
+
+namespace test {
+
+constexpr unsigned int kGenerousMs = 60000;
+
+// A body that says when it runs and goes on until it is let go.
+struct HeldBody
+{
+    VEXEvent running{VEXEvent::Reset::Automatic};
+    VEXEvent letGo{VEXEvent::Reset::Manual};
+    std::atomic<int> runs{0};
+
+    void operator()()
+    {
+        ++runs;
+        running.Signal();
+        EXPECT_EQ(letGo.WaitForSignal(kGenerousMs), 0);
+    }
+};
+
+// Starts a thread and waits until its body runs.
+inline void StartHeld(VEXThread &thread, HeldBody &body)
+{
+    thread.Attach([&body] { body(); });
+    ASSERT_EQ(thread.Start(), 0);
+    ASSERT_EQ(body.running.WaitForSignal(kGenerousMs), 0);
+}
+
+} // namespace test
