@@ -4,6 +4,7 @@
 #include "product/product_features.h"
 #include "product/product_id.h"
 #include "product/serial_number.h"
+#include "ssdp/ssdp_protocol.h"
 #include "vexbase/vex_ip_socket.h"
 
 #include <QStringList>
@@ -14,7 +15,6 @@
 namespace {
 
 constexpr const char *kInterface = "net0";
-constexpr const char *kDescriptionPath = "/var/www/html";
 constexpr auto kSettlingTime = std::chrono::milliseconds(500);
 constexpr auto kAddressPause = std::chrono::seconds(1);
 
@@ -47,9 +47,10 @@ VEXPubSub::~VEXPubSub()
 void VEXPubSub::init(Mdns *mdns)
 {
     std::this_thread::sleep_for(kSettlingTime);
+    static_cast<void>(m_browser.Start());
     publishMdns(mdns);
     connectMdns(mdns);
-    openSSDP();
+    openSSDP(collected());
     m_hostName = m_config.getString(0, ConfigMap::HostName);
     Q_EMIT nameChanged(QString::fromUtf8(m_hostName.toUtf8()));
     const bool enabled = m_config.getBool(0, ConfigMap::SsdpEnable);
@@ -62,7 +63,6 @@ void VEXPubSub::init(Mdns *mdns)
 void VEXPubSub::publishMdns(Mdns *mdns)
 {
     const QByteArray hostName = m_config.getString(0, ConfigMap::HostName).toUtf8();
-    static_cast<void>(m_browser.Start());
     const QStringList txt{QStringLiteral("txtvers=1"), QStringLiteral("path=/")};
     mdns->init(getCleanSerialNumber().c_str(), CProductID::GetCurrentModelName().c_str(),
                hostName.constData());
@@ -96,7 +96,7 @@ void VEXPubSub::PublishSSDP()
 {
     SSDPDeviceType service;
     initService(service);
-    m_ssdp.SetPath(kDescriptionPath);
+    m_ssdp.SetPath(ssdp::kWebRoot);
     m_ssdp.AddService(service);
     m_service = service;
 }
@@ -106,10 +106,10 @@ void VEXPubSub::RevokeSSDP()
     m_ssdp.RemoveService(m_service.modelName, m_ipAddress.toStdString());
 }
 
-void VEXPubSub::collectIPAddresses(std::map<std::string, std::string> &addrs)
+void VEXPubSub::collectIPAddresses(Addresses &addrs)
 {
     const VEXIPSocket socket;
-    std::map<std::string, std::string> ipv6;
+    Addresses ipv6;
     addrs.clear();
     while (!socket.GetHostIPAddresses(addrs, ipv6)) {
         std::this_thread::sleep_for(kAddressPause);
@@ -122,19 +122,17 @@ void VEXPubSub::collectIPAddresses(std::map<std::string, std::string> &addrs)
     }
 }
 
-void VEXPubSub::openSSDP()
+VEXPubSub::Addresses VEXPubSub::collected()
 {
-    std::map<std::string, std::string> addrs;
+    Addresses addrs;
     collectIPAddresses(addrs);
-    m_ssdp.Open(addrs);
+    return addrs;
 }
 
-// Collects before it closes, so that the network misses the device no longer
-// than need be.
-void VEXPubSub::reopenSSDP()
+// Given the addresses, since collecting them may take seconds: an open engine
+// works on until they are there.
+void VEXPubSub::openSSDP(const Addresses &addrs)
 {
-    std::map<std::string, std::string> addrs;
-    collectIPAddresses(addrs);
     if (m_ssdp.IsOpen()) {
         m_ssdp.Close();
     }
@@ -144,7 +142,7 @@ void VEXPubSub::reopenSSDP()
 void VEXPubSub::republishSSDP()
 {
     RevokeSSDP();
-    reopenSSDP();
+    openSSDP(collected());
     PublishSSDP();
 }
 
@@ -191,13 +189,9 @@ void VEXPubSub::setupStateChanged(const QString &state)
             m_ssdp.Close();
         }
     } else if (state == QLatin1String("Complete")) {
-        std::map<std::string, std::string> addrs;
-        collectIPAddresses(addrs);
+        const Addresses addrs = collected();
         Q_EMIT ipChanged();
-        if (m_ssdp.IsOpen()) {
-            m_ssdp.Close();
-        }
-        m_ssdp.Open(addrs);
+        openSSDP(addrs);
         if (m_ssdpEnabled) {
             PublishSSDP();
         }
@@ -230,6 +224,6 @@ void VEXPubSub::connectedChanged(bool connected)
             m_ssdp.Close(VEX_SSDP::Goodbye::Skip);
         }
     } else if (!m_ssdp.IsOpen()) {
-        openSSDP();
+        openSSDP(collected());
     }
 }

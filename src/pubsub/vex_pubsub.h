@@ -66,10 +66,12 @@ public Q_SLOTS:
     void paramChanged(int dev, ConfigMap::ParamId id, const QString &strVal, bool boolVal);
 
 private:
+    using Addresses = std::map<std::string, std::string>; // address to interface name
+
     void publishMdns(Mdns *mdns);
     void connectMdns(Mdns *mdns);
-    void openSSDP();
-    void reopenSSDP();
+    [[nodiscard]] Addresses collected();
+    void openSSDP(const Addresses &addrs);
     void republishSSDP();
     void hostNameChanged(const QString &name);
     void setupStateChanged(const QString &state);
