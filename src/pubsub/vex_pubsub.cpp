@@ -136,7 +136,17 @@ void VEXPubSub::openSSDP(const Addresses &addrs)
     if (m_ssdp.IsOpen()) {
         m_ssdp.Close();
     }
-    m_ssdp.Open(addrs);
+    if (m_ssdp.Open(addrs) != 0) {
+        m_openAddress = QString::fromStdString(addrs.begin()->first);
+    }
+}
+
+// An address that changes while SSDP is off leaves the engine open on the former
+// one, where it would not announce a service of the new one.
+bool VEXPubSub::isOpenElsewhere() const
+{
+    const QString address = m_config.getString(0, ConfigMap::Address);
+    return m_ssdp.IsOpen() && !address.isEmpty() && address != m_openAddress;
 }
 
 void VEXPubSub::republishSSDP()
@@ -204,6 +214,9 @@ void VEXPubSub::ssdpEnableChanged(bool enable)
         m_hostName = m_config.getString(0, ConfigMap::HostName);
         m_ssdpEnabled = true;
         Q_EMIT enableHost(true);
+        if (isOpenElsewhere()) {
+            openSSDP(collected());
+        }
         PublishSSDP();
     } else {
         Q_EMIT enableHost(false);

@@ -72,6 +72,7 @@ private:
     void connectMdns(Mdns *mdns);
     [[nodiscard]] Addresses collected();
     void openSSDP(const Addresses &addrs);
+    [[nodiscard]] bool isOpenElsewhere() const;
     void republishSSDP();
     void hostNameChanged(const QString &name);
     void setupStateChanged(const QString &state);
@@ -83,6 +84,7 @@ private:
     VEXBrowser m_browser;
     QString m_ipAddress; // as last read from the configuration
     QString m_hostName;
+    QString m_openAddress;     // on which the engine was last opened
     bool m_ssdpEnabled = true; // stays so when SSDP is off at the start, until it is switched
     SSDPDeviceType m_service;  // the own service as last published
     // Whether to prefer "https://" where the product can serve it: kept for
