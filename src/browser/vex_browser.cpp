@@ -76,7 +76,7 @@ void VEXBrowser::WriteBrowserInfo()
 
 // True whenever the file could be opened: what could not be written, on a full
 // medium, shows in the published list and on standard error.
-// NOLINTNEXTLINE(performance-unnecessary-value-param): its signature is given
+// NOLINTNEXTLINE(performance-unnecessary-value-param): a text is made of a literal either way
 bool VEXBrowser::WriteJSONFile(std::string path)
 {
     VEXFileIO file;

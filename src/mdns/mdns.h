@@ -61,7 +61,7 @@ public:
     static void resetGroup();
 
 Q_SIGNALS:
-    // Part of the interface to the outside, emitted by nothing in this system.
+    // Never emitted: declared so that connections to them by name succeed.
     void error(const char *errStr);
     void foundRegistry(char *address, int port, int pri, int version);
     void registryRemoved(char *addr, int port);
