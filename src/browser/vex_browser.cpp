@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <string>
+#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -54,6 +55,12 @@ bool VEXBrowser::ThreadLoop()
     }
     ssdp::WriteProgress({"ThreadLoop", ": Exiting..."});
     return false;
+}
+
+void VEXBrowser::RemoveList()
+{
+    unlink(kScratchFile);
+    unlink(kBrowseFile);
 }
 
 void VEXBrowser::EndCycle(bool &pending)

@@ -8,15 +8,13 @@
 #include "vexbase/vex_ip_socket.h"
 
 #include <QStringList>
-#include <chrono>
 #include <cstdio>
-#include <thread>
 
 namespace {
 
 constexpr const char *kInterface = "net0";
-constexpr auto kSettlingTime = std::chrono::milliseconds(500);
-constexpr auto kAddressPause = std::chrono::seconds(1);
+constexpr unsigned int kSettlingTimeMs = 500;
+constexpr unsigned int kAddressPauseMs = 1000;
 
 constexpr const char *kWebService = "_http._tcp";
 constexpr int kWebPort = 80;
@@ -46,7 +44,9 @@ VEXPubSub::~VEXPubSub()
 
 void VEXPubSub::init(Mdns *mdns)
 {
-    std::this_thread::sleep_for(kSettlingTime);
+    if (leavingWithin(kSettlingTimeMs)) {
+        return;
+    }
     static_cast<void>(m_browser.Start());
     publishMdns(mdns);
     connectMdns(mdns);
@@ -106,19 +106,37 @@ void VEXPubSub::RevokeSSDP()
     m_ssdp.RemoveService(m_service.modelName, m_ipAddress.toStdString());
 }
 
+// The goodbyes first: they are what matters most to others, should the rest take
+// its time.
+void VEXPubSub::leave()
+{
+    m_leaving.Signal();
+    m_ssdp.Close();
+    m_browser.Stop(kVEXInfinite);
+    VEXBrowser::RemoveList();
+}
+
+// Waits for leave() to be called, and returns whether it has been.
+bool VEXPubSub::leavingWithin(unsigned int waitMs)
+{
+    return m_leaving.WaitForSignal(waitMs) == kVEXSuccess;
+}
+
 void VEXPubSub::collectIPAddresses(Addresses &addrs)
 {
     const VEXIPSocket socket;
     Addresses ipv6;
     addrs.clear();
     while (!socket.GetHostIPAddresses(addrs, ipv6)) {
-        std::this_thread::sleep_for(kAddressPause);
+        if (leavingWithin(kAddressPauseMs)) {
+            return;
+        }
     }
     for (auto entry = addrs.begin(); entry != addrs.end();) {
         entry = entry->second == kInterface ? std::next(entry) : addrs.erase(entry);
     }
     if (addrs.empty()) {
-        std::this_thread::sleep_for(kAddressPause);
+        static_cast<void>(leavingWithin(kAddressPauseMs));
     }
 }
 
@@ -133,6 +151,9 @@ VEXPubSub::Addresses VEXPubSub::collected()
 // works on until they are there.
 void VEXPubSub::openSSDP(const Addresses &addrs)
 {
+    if (leavingWithin(0)) {
+        return;
+    }
     if (m_ssdp.IsOpen()) {
         m_ssdp.Close();
     }

@@ -1,33 +1,11 @@
 #include "coordinator.h"
+#include "refused_addresses.h"
 #include "support/capture.h"
 
 #include <QTest>
-#include <cerrno>
-#include <dlfcn.h>
-#include <ifaddrs.h>
 
 using Texts = std::vector<std::string>;
 using Addresses = std::map<std::string, std::string>;
-
-namespace {
-
-// How often from now on the system cannot tell its addresses.
-int gRefusals = 0;
-
-} // namespace
-
-// In place of the C library's, which fails when memory or descriptors run out.
-int getifaddrs(ifaddrs **list) noexcept
-{
-    if (gRefusals > 0) {
-        --gRefusals;
-        errno = EMFILE;
-        return -1;
-    }
-    static const auto kReal =
-        reinterpret_cast<decltype(&getifaddrs)>(dlsym(RTLD_NEXT, "getifaddrs"));
-    return kReal(list);
-}
 
 namespace {
 
@@ -339,9 +317,9 @@ TEST_F(PubSub, CollectsTheAddressOfNet0Alone)
 
 TEST_F(PubSub, CollectsAgainWhenTheSystemCouldNotTellItsAddresses)
 {
-    gRefusals = 1;
+    test::gRefusals = 1;
     EXPECT_EQ(Collect(), (Addresses{{"192.0.2.10", "net0"}}));
-    EXPECT_EQ(gRefusals, 0);
+    EXPECT_EQ(test::gRefusals, 0);
 }
 
 TEST_F(PubSub, CollectsEveryAddressOfNet0WhichTheEngineRefuses)
