@@ -1,4 +1,6 @@
+#include "browser/vex_browser.h"
 #include "main/detach.h"
+#include "main/leaving.h"
 #include "mdns/mdns.h"
 #include "pubsub/vex_pubsub.h"
 
@@ -9,8 +11,6 @@
 
 namespace {
 
-constexpr int kUnknownOption = 1;
-
 // Reads the options; false, with the usage written, for an unknown one.
 bool ReadOptions(int argc, char **argv, bool &daemonize)
 {
@@ -20,8 +20,7 @@ bool ReadOptions(int argc, char **argv, bool &daemonize)
         if (option != 'd') {
             std::cout << argv[0] << ": Unknown option \"" << static_cast<char>(option) << '"'
                       << std::endl;
-            std::cout << "Possible options:"
-                      << "\n  -d: debug (don't daemonize)" << std::endl;
+            std::cout << "Possible options:\n  -d: debug (don't daemonize)" << std::endl;
             return false;
         }
         daemonize = false;
@@ -38,7 +37,7 @@ int main(int argc, char **argv)
     descriptors.NoteOpened();
     bool daemonize = true;
     if (!ReadOptions(argc, argv, daemonize)) {
-        return kUnknownOption;
+        return 1;
     }
     if (daemonize) {
         std::cout << "Daemonize beacond" << std::endl;
@@ -49,10 +48,13 @@ int main(int argc, char **argv)
     } else {
         std::cout << "Run beacond as Non-Daemonized" << std::endl;
     }
+    Leaving leaving(VEXBrowser::RemoveList);
     VEXPubSub *const coordinator = VEXPubSub::getInstance();
-    Mdns *const publisher = Mdns::getInstance();
-    coordinator->init(publisher);
+    leaving.SetDuty([coordinator] { coordinator->leave(); });
+    coordinator->init(Mdns::getInstance());
     std::puts("PubSub started");
     std::fflush(stdout);
-    return QCoreApplication::exec();
+    const int status = QCoreApplication::exec();
+    coordinator->leave(); // again, since this thread may have been in the midst of opening
+    return status;
 }
