@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <string>
+#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -56,6 +57,12 @@ bool VEXBrowser::ThreadLoop()
     return false;
 }
 
+void VEXBrowser::RemoveList()
+{
+    unlink(kScratchFile);
+    unlink(kBrowseFile);
+}
+
 void VEXBrowser::EndCycle(bool &pending)
 {
     ++mCycleCount;
@@ -76,7 +83,7 @@ void VEXBrowser::WriteBrowserInfo()
 
 // True whenever the file could be opened: what could not be written, on a full
 // medium, shows in the published list and on standard error.
-// NOLINTNEXTLINE(performance-unnecessary-value-param): its signature is given
+// NOLINTNEXTLINE(performance-unnecessary-value-param): a text is made of a literal either way
 bool VEXBrowser::WriteJSONFile(std::string path)
 {
     VEXFileIO file;

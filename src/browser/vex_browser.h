@@ -34,6 +34,12 @@ public:
     // false.
     bool ThreadLoop() override;
 
+    // Removes the published list and the scratch file, for a daemon that ends: a
+    // list that nobody keeps must not pass for the network as it is. REQUIRES: the
+    // thread has ended, or the process ends right after. Uses only what a signal
+    // handler may.
+    static void RemoveList();
+
 private:
     void EndCycle(bool &pending);
     void WriteBrowserInfo();

@@ -20,6 +20,10 @@ constexpr const char *kVexMark = "65746500-";
 constexpr const char *kRootDevice = "upnp:rootdevice";
 constexpr const char *kServer = "Linux/2.6, UPnP/1.0, SSDP/1.0";
 
+// The web server's tree. Description documents lie in it; the path of a request for
+// one is taken relative to it.
+constexpr const char *kWebRoot = "/var/www/html";
+
 // The largest datagram, in bytes, that a peer of this system reads.
 constexpr std::size_t kReceiveSize = 1500;
 // The largest payload, in bytes, of an IPv4 UDP datagram.

@@ -92,9 +92,9 @@ void CloseAllBut(const std::set<int> &keep)
     }
 }
 
-// Puts 0, 1 and 2 on /dev/null. The first line goes out on every start and the
-// second unconditionally, as scripts of old expect; at that moment standard
-// error leads nowhere.
+// Puts 0, 1 and 2 on /dev/null. The first dup gives 1 on every normal start, and
+// the second is not tested at all, so both lines are written always. They reach
+// nobody: standard error is closed or /dev/null by then.
 void OpenStandardDescriptors()
 {
     const int null = open("/dev/null", O_RDWR);

@@ -1,4 +1,6 @@
+#include "browser/vex_browser.h"
 #include "main/detach.h"
+#include "main/leaving.h"
 #include "mdns/mdns.h"
 #include "pubsub/vex_pubsub.h"
 #include "vexbase/vex_output.h"
@@ -52,8 +54,12 @@ int main(int argc, char **argv)
     } else {
         vexbase::WriteProgress({"Run beacond as Non-Daemonized"});
     }
+    Leaving leaving(VEXBrowser::RemoveList);
     VEXPubSub *const coordinator = VEXPubSub::getInstance();
+    leaving.SetDuty([coordinator] { coordinator->leave(); });
     coordinator->init(Mdns::getInstance());
     vexbase::WriteProgress({"PubSub started"});
-    return QCoreApplication::exec();
+    const int status = QCoreApplication::exec();
+    coordinator->leave(); // again, since this thread may have been in the midst of opening
+    return status;
 }

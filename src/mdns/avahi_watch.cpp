@@ -44,8 +44,8 @@ void AvahiWatch::gotOut()
 }
 
 // A writable descriptor is reported as AVAHI_WATCH_IN as well, deliberately: the
-// Avahi client writes inside its own blocking calls and waits for nobody to tell
-// it that it may, and it has never been told anything else.
+// Avahi client writes inside its own blocking calls, so it never needs to be woken
+// in order to write.
 void AvahiWatch::report()
 {
     const QPointer<AvahiWatch> alive(this);

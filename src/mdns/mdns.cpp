@@ -223,12 +223,13 @@ void Mdns::nameChanged(const QString &name)
 
 // RUNNING arrives from inside avahi_client_new when avahi-daemon is up already.
 // There is no client to work with yet, so it is passed over; the services go out
-// with the first publishMdnsEntry().
+// with the first publishMdnsEntry(). Later it ends a change of avahi-daemon's own
+// host name, for which the group was reset: the services go in again.
 void Mdns::clientCallback(AvahiClient *client, AvahiClientState state, void * /*userdata*/)
 {
     switch (state) {
     case AVAHI_CLIENT_S_RUNNING:
-        if (m_group == nullptr && m_client != nullptr) {
+        if (m_client != nullptr) {
             qCDebug(lcMdns, "client running");
             createServices();
         }

@@ -17,6 +17,8 @@
 // A name that another program of this host holds is changed by Avahi's rule
 // (" #2" and so on) and tried again. When another device holds it, the same name
 // is tried again and again until it is free; only the log lines change theirs.
+// While avahi-daemon changes its own host name the services are withdrawn; they are
+// published again under the new one.
 // Any other failure of Avahi ends the process with status 1 after one line on
 // standard error, so that whoever supervises the daemon starts it afresh:
 // avahi-daemon missing at the start or gone later is such a failure. Progress is
@@ -59,7 +61,7 @@ public:
     static void resetGroup();
 
 Q_SIGNALS:
-    // Part of the interface to the outside, emitted by nothing in this system.
+    // Never emitted: declared so that connections to them by name succeed.
     void error(const char *errStr);
     void foundRegistry(char *address, int port, int pri, int version);
     void registryRemoved(char *addr, int port);

@@ -18,7 +18,8 @@ public:
     // ends in anything else. What 32 bits do not hold gives 4294967295.
     [[nodiscard]] static std::uint32_t GetSerialNumber();
 
-    // "11001300", whatever the device: what this class's callers of old expect.
+    // "11001300", whatever the device. The board that the device really has is
+    // CProductID's (product_id.h).
     [[nodiscard]] static std::string GetBoardID();
 };
 

@@ -1,5 +1,6 @@
 #include "pubsub/vex_pubsub.h"
 
+#include "formats/ssdp_protocol.h"
 #include "mdns/mdns.h"
 #include "product/product_features.h"
 #include "product/product_id.h"
@@ -14,9 +15,8 @@
 namespace {
 
 constexpr const char *kInterface = "net0";
-constexpr const char *kDescriptionPath = "/var/www/html";
-constexpr auto kSettlingTime = std::chrono::milliseconds(500);
-constexpr auto kAddressPause = std::chrono::seconds(1);
+constexpr unsigned int kSettlingTimeMs = 500;
+constexpr unsigned int kAddressPauseMs = 1000;
 
 constexpr const char *kWebService = "_http._tcp";
 constexpr int kWebPort = 80;
@@ -45,10 +45,13 @@ VEXPubSub::~VEXPubSub()
 
 void VEXPubSub::init(Mdns *mdns)
 {
-    std::this_thread::sleep_for(kSettlingTime);
+    if (leavingWithin(kSettlingTimeMs)) {
+        return;
+    }
+    static_cast<void>(m_browser.Start());
     publishMdns(mdns);
     connectMdns(mdns);
-    openSSDP();
+    openSSDP(collected());
     m_hostName = m_config.getString(0, ConfigMap::HostName);
     Q_EMIT nameChanged(QString::fromUtf8(m_hostName.toUtf8()));
     const bool enabled = m_config.getBool(0, ConfigMap::SsdpEnable);
@@ -61,7 +64,6 @@ void VEXPubSub::init(Mdns *mdns)
 void VEXPubSub::publishMdns(Mdns *mdns)
 {
     const QByteArray hostName = m_config.getString(0, ConfigMap::HostName).toUtf8();
-    static_cast<void>(m_browser.Start());
     const QStringList txt{QStringLiteral("txtvers=1"), QStringLiteral("path=/")};
     mdns->init(getCleanSerialNumber().c_str(), CProductID::GetCurrentModelName().c_str(),
                hostName.constData());
@@ -95,7 +97,7 @@ void VEXPubSub::PublishSSDP()
 {
     SSDPDeviceType service;
     initService(service);
-    m_ssdp.SetPath(kDescriptionPath);
+    m_ssdp.SetPath(formats::kWebRoot);
     m_ssdp.AddService(service);
     m_service = service;
 }
@@ -105,45 +107,74 @@ void VEXPubSub::RevokeSSDP()
     m_ssdp.RemoveService(m_service.modelName, m_ipAddress.toStdString());
 }
 
-void VEXPubSub::collectIPAddresses(std::map<std::string, std::string> &addrs)
+// The goodbyes first: they are what matters most to others, should the rest take
+// its time.
+void VEXPubSub::leave()
+{
+    m_leaving.Signal();
+    m_ssdp.Close();
+    m_browser.Stop(kVEXInfinite);
+    VEXBrowser::RemoveList();
+}
+
+// Waits for leave() to be called, and returns whether it has been.
+bool VEXPubSub::leavingWithin(unsigned int waitMs)
+{
+    return m_leaving.WaitForSignal(waitMs) == kVEXSuccess;
+}
+
+void VEXPubSub::collectIPAddresses(Addresses &addrs)
 {
     const VEXIPSocket socket;
-    std::map<std::string, std::string> ipv6;
+    Addresses ipv6;
     addrs.clear();
     while (!socket.GetHostIPAddresses(addrs, ipv6)) {
-        std::this_thread::sleep_for(kAddressPause);
+        if (leavingWithin(kAddressPauseMs)) {
+            return;
+        }
     }
     for (auto entry = addrs.begin(); entry != addrs.end();) {
         entry = entry->second == kInterface ? std::next(entry) : addrs.erase(entry);
     }
     if (addrs.empty()) {
-        std::this_thread::sleep_for(kAddressPause);
+        static_cast<void>(leavingWithin(kAddressPauseMs));
     }
 }
 
-void VEXPubSub::openSSDP()
+VEXPubSub::Addresses VEXPubSub::collected()
 {
-    std::map<std::string, std::string> addrs;
+    Addresses addrs;
     collectIPAddresses(addrs);
-    m_ssdp.Open(addrs);
+    return addrs;
 }
 
-// Collects before it closes, so that the network misses the device no longer
-// than need be.
-void VEXPubSub::reopenSSDP()
+// Given the addresses, since collecting them may take seconds: an open engine
+// works on until they are there.
+void VEXPubSub::openSSDP(const Addresses &addrs)
 {
-    std::map<std::string, std::string> addrs;
-    collectIPAddresses(addrs);
+    if (leavingWithin(0)) {
+        return;
+    }
     if (m_ssdp.IsOpen()) {
         m_ssdp.Close();
     }
-    m_ssdp.Open(addrs);
+    if (m_ssdp.Open(addrs) != 0) {
+        m_openAddress = QString::fromStdString(addrs.begin()->first);
+    }
+}
+
+// An address that changes while SSDP is off leaves the engine open on the former
+// one, where it would not announce a service of the new one.
+bool VEXPubSub::isOpenElsewhere() const
+{
+    const QString address = m_config.getString(0, ConfigMap::Address);
+    return m_ssdp.IsOpen() && !address.isEmpty() && address != m_openAddress;
 }
 
 void VEXPubSub::republishSSDP()
 {
     RevokeSSDP();
-    reopenSSDP();
+    openSSDP(collected());
     PublishSSDP();
 }
 
@@ -190,13 +221,9 @@ void VEXPubSub::setupStateChanged(const QString &state)
             m_ssdp.Close();
         }
     } else if (state == QLatin1String("Complete")) {
-        std::map<std::string, std::string> addrs;
-        collectIPAddresses(addrs);
+        const Addresses addrs = collected();
         Q_EMIT ipChanged();
-        if (m_ssdp.IsOpen()) {
-            m_ssdp.Close();
-        }
-        m_ssdp.Open(addrs);
+        openSSDP(addrs);
         if (m_ssdpEnabled) {
             PublishSSDP();
         }
@@ -209,6 +236,9 @@ void VEXPubSub::ssdpEnableChanged(bool enable)
         m_hostName = m_config.getString(0, ConfigMap::HostName);
         m_ssdpEnabled = true;
         Q_EMIT enableHost(true);
+        if (isOpenElsewhere()) {
+            openSSDP(collected());
+        }
         PublishSSDP();
     } else {
         Q_EMIT enableHost(false);
@@ -229,6 +259,6 @@ void VEXPubSub::connectedChanged(bool connected)
             m_ssdp.Close(VEX_SSDP::Goodbye::Skip);
         }
     } else if (!m_ssdp.IsOpen()) {
-        openSSDP();
+        openSSDP(collected());
     }
 }

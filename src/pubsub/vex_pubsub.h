@@ -4,6 +4,7 @@
 #include "formats/ssdp_device_type.h"
 #include "pubsub/config_map.h"
 #include "ssdp/vex_ssdp.h"
+#include "vexbase/vex_event.h"
 
 #include <QObject>
 #include <QString>
@@ -18,7 +19,8 @@ class Mdns;
 // publisher by signals what concerns it.
 //
 // One for the process. It belongs to the main thread, which runs the event loop,
-// and blocks it where it has nothing to do before the host has an address.
+// and blocks it where it has nothing to do before the host has an address. Only
+// leave may be called from other threads.
 // Failures of the engine are reported by the engine; nothing here stops for them.
 class VEXPubSub : public QObject
 {
@@ -48,9 +50,15 @@ public:
     // Queues the own service's goodbye.
     void RevokeSSDP();
 
+    // Ends what the daemon shows of itself and of others: says the engine's goodbyes,
+    // closes it, ends all threads, and removes the browse list. Waits that init and
+    // collectIPAddresses are in end at once, and the engine is not opened again. May
+    // be called from any thread, and more than once.
+    void leave();
+
     // The addresses of the interface "net0", address to interface name. Waits
     // for the host to report its addresses, a second between tries, and a
-    // second more when "net0" has none.
+    // second more when "net0" has none; no longer than until leave is called.
     void collectIPAddresses(std::map<std::string, std::string> &addrs);
 
 Q_SIGNALS:
@@ -66,10 +74,14 @@ public Q_SLOTS:
     void paramChanged(int dev, ConfigMap::ParamId id, const QString &strVal, bool boolVal);
 
 private:
+    using Addresses = std::map<std::string, std::string>; // address to interface name
+
     void publishMdns(Mdns *mdns);
     void connectMdns(Mdns *mdns);
-    void openSSDP();
-    void reopenSSDP();
+    [[nodiscard]] Addresses collected();
+    void openSSDP(const Addresses &addrs);
+    [[nodiscard]] bool isOpenElsewhere() const;
+    [[nodiscard]] bool leavingWithin(unsigned int waitMs);
     void republishSSDP();
     void hostNameChanged(const QString &name);
     void setupStateChanged(const QString &state);
@@ -79,8 +91,10 @@ private:
     ConfigMap m_config;
     VEX_SSDP m_ssdp;
     VEXBrowser m_browser;
+    VEXEvent m_leaving{VEXEvent::Reset::Manual};
     QString m_ipAddress; // as last read from the configuration
     QString m_hostName;
+    QString m_openAddress;     // on which the engine was last opened
     bool m_ssdpEnabled = true; // stays so when SSDP is off at the start, until it is switched
     SSDPDeviceType m_service;  // the own service as last published
     // Whether to prefer "https://" where the product can serve it: kept for

@@ -9,12 +9,6 @@
 #include <vector>
 
 namespace ssdp {
-namespace {
-
-// The web server's tree. The path of a request is taken relative to it.
-constexpr const char *kWebRoot = "/var/www/html";
-
-} // namespace
 
 DescriptionFileNumbers &WebRootFiles::mFileNumberContainer = *new DescriptionFileNumbers;
 
@@ -73,8 +67,8 @@ bool WebRootFiles::Write(const std::string &path, std::string_view document)
 std::optional<ServedDocument> WebRootFiles::Read(std::string_view name)
 {
     VEXFileIO file;
-    if (file.Open(vexbase::Concat({kWebRoot, name}), VEXFileIO::kRead, VEXFileIO::kBuffered) !=
-        kVEXSuccess) {
+    if (file.Open(vexbase::Concat({formats::kWebRoot, name}), VEXFileIO::kRead,
+                  VEXFileIO::kBuffered) != kVEXSuccess) {
         return std::nullopt;
     }
     const std::uint64_t size = file.SizeBySeeking();

@@ -1,5 +1,6 @@
-// Part of the test programs in the coverage build alone: stands in for _exit, by
-// which children of the tests end (ld's --wrap), and writes the counters first.
+// Part of beacond and of the test programs in the coverage build alone: stands in for
+// _exit (ld's --wrap), by which a daemon that is held up and children of the tests
+// end, and writes the counters first.
 
 extern "C" {
 void __gcov_dump();

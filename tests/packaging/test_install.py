@@ -1,7 +1,9 @@
 """The packages on a device without systemd, from installing to purging."""
 
 import dataclasses
+import os
 import re
+import signal
 
 import pytest
 
@@ -112,6 +114,20 @@ def test_the_init_script_stops_and_starts(installed, name):
     assert init(installed, name, "restart").returncode == 0
     assert installed.wait_for_process(name) != second
     assert init(installed, name, "status").returncode == 0
+
+
+def test_stopping_leaves_no_browse_list_of_an_end_or_a_crash(installed):
+    wait_for_list(installed)
+    assert init(installed, "beacond", "stop").returncode == 0
+    assert installed.read(BROWSE_LIST) is None
+    assert init(installed, "beacond", "start").returncode == 0
+    wait_for_list(installed)
+    os.kill(installed.wait_for_process("beacond"), signal.SIGKILL)
+    wait_until(lambda: installed.processes("beacond") == [], LIMIT, "the crash")
+    assert installed.read(BROWSE_LIST) is not None
+    assert init(installed, "beacond", "stop").returncode == 0
+    assert installed.read(BROWSE_LIST) is None
+    assert init(installed, "beacond", "start").returncode == 0
 
 
 def test_an_upgrade_keeps_settings_and_state_and_restarts(installed, installing, version, wire):

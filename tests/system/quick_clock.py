@@ -1,5 +1,5 @@
 """A beacond whose clock runs six times as fast: what takes minutes is seen in seconds, and
-the rest is as ever.
+the rest is unchanged.
 
 The clock is libfaketime's. What the daemon waits for in the system keeps the real time, so
 that a tick is as short as the clock makes it only while datagrams arrive: see Chatter. The

@@ -13,6 +13,11 @@ def notifies(wire, device, since):
     return [each.data for each in wire.datagrams(device.address, since, b"NOTIFY")]
 
 
+def reported_address(device):
+    """The address that the configuration service has of net0."""
+    return device.request("GET", "/api/v1/network/devices")[1][0]["activeParams"]["address"]
+
+
 def all_sent_has_arrived(wire, lab):
     """Waits until what was sent so far is in the record: until a datagram that was sent
     later is there."""
@@ -80,6 +85,22 @@ def test_a_new_address_is_a_goodbye_for_the_old_and_an_announcement_for_the_new(
     assert heard[0].data == old_goodbye
     expected.assert_alive(heard[1].data, device)
     assert heard[1].source == device.address
+
+
+def test_an_address_that_changed_with_ssdp_off_is_announced_when_it_is_on_again(
+        running_device, wire):
+    device = running_device
+    since = wire.mark()
+    device.configure(ssdpEnable=False)
+    wire.wait_for(since=since, source=device.address, starting=expected.goodbye(device),
+                  timeout=PASS)
+    device.change_address("192.0.2.112")
+    wait_until(lambda: reported_address(device) == "192.0.2.112", PASS, "the new address reported")
+    since = wire.mark()
+    device.configure(ssdpEnable=True)
+    heard = wire.wait_for(since=since, starting=b"NOTIFY", timeout=PASS)
+    expected.assert_alive(heard[0].data, device)
+    assert heard[0].source == device.address
 
 
 def test_without_an_address_the_port_is_closed_until_there_is_one(running_device, wire):

@@ -43,6 +43,14 @@ def test_a_renamed_host_is_found_by_its_new_name_alone(pair):
                "the new name", lambda: str(seen(looker)))
 
 
+def test_a_new_host_name_of_avahi_daemon_keeps_the_service_which_then_names_that_host(pair):
+    published, looker = pair
+    published.run("avahi-set-host-name", "other")
+    wait_until(lambda: [(each["name"], each["host"]) for each in looker.mdns_services()] == [
+        ("ndStudioA", "other.local")], LIMIT, "the service of the new host",
+        lambda: str(looker.mdns_services()))
+
+
 def test_with_ssdp_switched_off_the_service_stays(pair):
     published, looker = pair
     published.configure(ssdpEnable=False)

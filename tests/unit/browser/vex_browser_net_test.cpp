@@ -225,6 +225,18 @@ TEST_F(Browser, SaysThatItEndsAndLeavesTheListInPlace)
     EXPECT_EQ(Published(), Document("first"));
 }
 
+TEST_F(Browser, RemovesTheListAndTheScratchFileAndNothingElse)
+{
+    for (const char *name : {"browse.json", "__browse.json", "index.html"}) {
+        std::ofstream(std::string(kFolder) + "/" + name) << "[]";
+    }
+    VEXBrowser::RemoveList();
+    EXPECT_EQ(access(kFile, F_OK), -1);
+    EXPECT_EQ(access("/var/www/discovery/__browse.json", F_OK), -1);
+    EXPECT_EQ(unlink("/var/www/discovery/index.html"), 0);
+    VEXBrowser::RemoveList(); // there is none
+}
+
 // Deliberately without a colon and a blank behind the operation's name.
 TEST_F(Browser, ReportsAFolderThatIsMissing)
 {

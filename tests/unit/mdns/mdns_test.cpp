@@ -65,11 +65,11 @@ TEST(Mdns, PassesOverRunningFromInsideTheMakingOfTheClient)
     EXPECT_EQ(output.out, std::string("client_new\ngroup_new\n") + kAddHttp);
 }
 
-TEST(Mdns, CreatesServicesOnceWhenTheClientRuns)
+TEST(Mdns, LeavesAGroupWithServicesAloneWhenTheClientRuns)
 {
     const test::Output output =
         afterPublishing([](Mdns &) { fake::clientState(AVAHI_CLIENT_S_RUNNING); });
-    EXPECT_EQ(output.out, "");
+    EXPECT_EQ(output.out, "is_empty\n");
     EXPECT_EQ(output.err, "");
 }
 
@@ -80,6 +80,34 @@ TEST(Mdns, ResetsTheGroupWhileAvahiSettlesItsHostName)
         EXPECT_EQ(output.out, "reset\n");
         EXPECT_EQ(output.err, "");
     }
+}
+
+TEST(Mdns, PublishesAgainWhenAvahiHasSettledItsHostName)
+{
+    for (const auto state : {AVAHI_CLIENT_S_REGISTERING, AVAHI_CLIENT_S_COLLISION}) {
+        const test::Output output = afterPublishing([state](Mdns &) {
+            fake::clientState(state);
+            fake::clientState(AVAHI_CLIENT_S_RUNNING);
+            fake::clientState(AVAHI_CLIENT_S_RUNNING);
+        });
+        EXPECT_EQ(output.out, std::string("reset\n") + kAddHttp + "is_empty\n");
+        EXPECT_EQ(output.err, "");
+    }
+}
+
+TEST(Mdns, PublishesAgainUnderTheNameGivenWhileAvahiSettlesItsHostName)
+{
+    const test::Output output = afterPublishing([](Mdns &mdns) {
+        fake::clientState(AVAHI_CLIENT_S_COLLISION);
+        fake::clientState(AVAHI_CLIENT_S_REGISTERING);
+        mdns.sanitizeAndSetHostService("studio-b");
+        fake::clientState(AVAHI_CLIENT_S_RUNNING);
+    });
+    EXPECT_EQ(output.out, "reset\n"
+                          "reset\n"
+                          "is_empty\n"
+                          "add 'studio-b' _http._tcp 80 \"txtvers=1\" \"path=/\"\n"
+                          "commit\n");
 }
 
 TEST(Mdns, HasNoGroupToResetBeforeTheFirstService)

@@ -1,5 +1,10 @@
 #include "coordinator.h"
+#include "mdns/mdns.h"
+#include "refused_addresses.h"
 #include "support/capture.h"
+
+#include <thread>
+#include <unistd.h>
 
 using Texts = std::vector<std::string>;
 
@@ -57,4 +62,66 @@ TEST(PubSubLife, BeginsAndEndsWithItsLinesAndWithoutGoodbye)
                        "SSDPDiagnosticThread: Exiting...\n");
     EXPECT_EQ(end.err, "");
     EXPECT_EQ(test::HeardSoFar(peer), Texts());
+}
+
+TEST(PubSubLeaving, SaysGoodbyeEndsTheThreadsAndRemovesTheList)
+{
+    test::Coordinator device;
+    device.Set(ConfigMap::SsdpEnable, "", true);
+    device.Set(ConfigMap::Connected, "", true);
+    ASSERT_EQ(device.NextAnnouncement(), "alive");
+    ASSERT_NE(device.Peer().ReceiveContaining("M-SEARCH"), "");
+    const test::Output output = test::Capture([&device] { device.PubSub().leave(); });
+    EXPECT_EQ(device.Heard(), Texts{"byebye"});
+    EXPECT_FALSE(device.IsOpen());
+    EXPECT_EQ(output.out, "SSDPThread: Exiting...\n"
+                          "SSDPDiagnosticThread: Exiting...\n"
+                          "ThreadLoop: Exiting...\n");
+    EXPECT_EQ(output.err, "");
+    EXPECT_EQ(access("/var/www/discovery/browse.json", F_OK), -1);
+}
+
+TEST(PubSubLeaving, IsForGood)
+{
+    test::Coordinator device;
+    device.PubSub().leave();
+    for (const auto parameter : {ConfigMap::Address, ConfigMap::HostName, ConfigMap::Connected}) {
+        device.Set(parameter, "beta", true);
+        EXPECT_FALSE(device.IsOpen()) << parameter;
+    }
+    device.Set(ConfigMap::InterfaceSetupState, "Complete", false);
+    EXPECT_FALSE(device.IsOpen());
+    EXPECT_EQ(device.Heard(), Texts());
+    EXPECT_EQ(test::Capture([&device] { device.PubSub().leave(); }).err, "");
+}
+
+TEST(PubSubLeaving, BeforeTheFirstPublicationLeavesItOut)
+{
+    test::Coordinator device;
+    device.PubSub().leave();
+    const test::Output output =
+        test::Capture([&device] { device.PubSub().init(Mdns::getInstance()); });
+    EXPECT_EQ(output.out + output.err, "");
+    EXPECT_EQ(device.Signals(), Texts());
+    EXPECT_EQ(device.Heard(), Texts());
+    EXPECT_EQ(access("/var/www/discovery/browse.json", F_OK), -1);
+}
+
+// It waits for an address as long as the system can tell of none.
+TEST(PubSubLeaving, EndsTheWaitForAnAddress)
+{
+    test::Coordinator device;
+    constexpr int kOften = 1000000;
+    test::gRefusals = kOften;
+    std::thread leaving([&device] {
+        while (test::gRefusals == kOften) {
+            std::this_thread::yield();
+        }
+        device.PubSub().leave();
+    });
+    std::map<std::string, std::string> addresses;
+    device.PubSub().collectIPAddresses(addresses);
+    leaving.join();
+    test::gRefusals = 0;
+    EXPECT_EQ(addresses, (std::map<std::string, std::string>()));
 }

@@ -1,32 +1,11 @@
 #include "coordinator.h"
+#include "refused_addresses.h"
 #include "support/capture.h"
 
-#include <cerrno>
-#include <dlfcn.h>
-#include <ifaddrs.h>
+#include <QTest>
 
 using Texts = std::vector<std::string>;
 using Addresses = std::map<std::string, std::string>;
-
-namespace {
-
-// How often from now on the system cannot tell its addresses.
-int gRefusals = 0;
-
-} // namespace
-
-// In place of the C library's, which fails when memory or descriptors run out.
-int getifaddrs(ifaddrs **list) noexcept
-{
-    if (gRefusals > 0) {
-        --gRefusals;
-        errno = EMFILE;
-        return -1;
-    }
-    static const auto kReal =
-        reinterpret_cast<decltype(&getifaddrs)>(dlsym(RTLD_NEXT, "getifaddrs"));
-    return kReal(list);
-}
 
 namespace {
 
@@ -48,6 +27,21 @@ protected:
         device->Set(ConfigMap::SsdpEnable, "", false);
         static_cast<void>(device->Signals());
         static_cast<void>(device->Heard());
+    }
+
+    // Gives net0 another address, which the configuration service reports.
+    static void Move(const std::string &from, const std::string &to)
+    {
+        test::OnHost("ip addr add " + to + "/24 dev net0 && ip addr del " + from + "/24 dev net0");
+        device->Service().Send(19, "[" + test::Device("Complete", true, to) + "]");
+        EXPECT_TRUE(QTest::qWaitFor([&to] { return ConfiguredAddress() == to; }, 20000));
+    }
+
+    static std::string ConfiguredAddress()
+    {
+        SSDPDeviceType service;
+        device->PubSub().initService(service);
+        return service.ipAddress;
     }
 
     static Addresses Collect()
@@ -208,6 +202,34 @@ TEST_F(PubSub, SwitchingOnAnnounces)
     EXPECT_EQ(device->NextAnnouncement(), "alive");
 }
 
+TEST_F(PubSub, SwitchingOnOpensAnEngineAfreshThatIsOpenOnAFormerAddress)
+{
+    test::OnHost("sysctl -qw net.ipv4.conf.net0.promote_secondaries=1");
+    Announce();
+    Disable();
+    Move("192.0.2.10", "192.0.2.11");
+    device->Set(ConfigMap::SsdpEnable, "", true);
+    EXPECT_EQ(device->Signals(), Texts{"enableHost true"});
+    const std::string alive =
+        "NTS: ssdp:alive\r\nLOCATION: http://192.0.2.11:80/corvia_12_upnp_ssdp_1.xml\r\n"
+        "USN: uuid:65746500-Corvia 12-192.0.2.11-0\r\n";
+    EXPECT_NE(device->Peer().ReceiveContaining(alive), "");
+    // Once more, with nothing between: the engine is open on the right address.
+    const test::Output output = test::Capture([] { device->Set(ConfigMap::SsdpEnable, "", true); });
+    EXPECT_EQ(output.out + output.err, "");
+    Disable();
+    Move("192.0.2.11", "192.0.2.10");
+}
+
+TEST_F(PubSub, SwitchingOnLeavesTheEngineOpenOnTheConfiguredAddress)
+{
+    Announce();
+    Disable();
+    const test::Output output = test::Capture([] { device->Set(ConfigMap::SsdpEnable, "", true); });
+    EXPECT_EQ(output.out + output.err, "");
+    EXPECT_TRUE(device->IsOpen());
+}
+
 TEST_F(PubSub, SwitchingOffLeavesTheEngineOpen)
 {
     Announce();
@@ -295,9 +317,9 @@ TEST_F(PubSub, CollectsTheAddressOfNet0Alone)
 
 TEST_F(PubSub, CollectsAgainWhenTheSystemCouldNotTellItsAddresses)
 {
-    gRefusals = 1;
+    test::gRefusals = 1;
     EXPECT_EQ(Collect(), (Addresses{{"192.0.2.10", "net0"}}));
-    EXPECT_EQ(gRefusals, 0);
+    EXPECT_EQ(test::gRefusals, 0);
 }
 
 TEST_F(PubSub, CollectsEveryAddressOfNet0WhichTheEngineRefuses)

@@ -1,0 +1,191 @@
+"""How beacond ends when SIGTERM or SIGINT asks it to, whatever holds it up."""
+
+import signal
+from contextlib import contextmanager
+
+import pytest
+
+import expected
+from health import PASS
+from lab import wait_until
+from lab.device import BROWSE_LIST
+from misbehaving_service import MisbehavingService
+from raw_device import wait_until_recorded
+
+LIMIT = 2  # seconds that leaving may take
+SCRATCH = "/var/www/discovery/__browse.json"
+ENDED = "SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\nThreadLoop: Exiting...\n"
+
+
+def service_names(looker):
+    return sorted(each["name"] for each in looker.mdns_services())
+
+
+def assert_leaves(device, number=signal.SIGTERM):
+    """Ends the device's beacond, which leaves in order and in time."""
+    device.beacond.kill(number)
+    assert device.beacond.wait(LIMIT) == 0
+    assert device.read(BROWSE_LIST) is None
+    assert device.read(SCRATCH) is None
+
+
+@contextmanager
+def stalled(program):
+    """The program neither runs nor ends inside this block."""
+    program.kill(signal.SIGSTOP)
+    try:
+        yield
+    finally:
+        program.kill(signal.SIGCONT)
+
+
+class Wire:
+    """What the device has sent since it was started."""
+
+    def __init__(self, wire, peer, device):
+        self._wire, self._peer, self._device = wire, peer, device
+        self._mark = wire.mark()
+
+    def wait_for_alive(self):
+        self._wire.wait_for(since=self._mark, source=self._device.address, starting=b"NOTIFY")
+
+    def assert_ends_with_a_goodbye(self, times=1):
+        """Since the start it said goodbye so often, the last time at its end."""
+        goodbye = expected.goodbye(self._device)
+        assert self.notifies()[-1] == goodbye
+        assert self.notifies().count(goodbye) == times
+
+    def notifies(self):
+        wait_until_recorded(self._wire, self._peer)
+        return [each.data for each in self._wire.datagrams(self._device.address, self._mark,
+                                                           b"NOTIFY")]
+
+
+@pytest.fixture
+def sent(wire, peer, device):
+    return Wire(wire, peer, device)
+
+
+@pytest.fixture
+def beacond(device, sent):
+    """A beacond that has made itself known in every way, for one test."""
+    device.path(BROWSE_LIST).unlink(missing_ok=True)
+    started = device.start_beacond()
+    sent.wait_for_alive()
+    started.wait_output("successfully established.\n")
+    yield started
+    device.stop_beacond()
+
+
+@pytest.fixture(scope="module")
+def looker(lab):
+    """Another device, which sees the first."""
+    made = lab.add_device("looker", product="talonmx")
+    made.start_beacond()
+    return made
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
+def test_it_says_goodbye_ends_its_threads_and_removes_the_list(device, beacond, sent, number):
+    assert device.read(BROWSE_LIST) is not None
+    written = len(beacond.stdout)
+    assert_leaves(device, number)
+    assert beacond.stdout[written:] == ENDED
+    sent.assert_ends_with_a_goodbye()
+
+
+def test_others_forget_it_at_once(device, beacond, looker):
+    def listed():
+        return device.address in [each["ipAddress"] for each in looker.browse_list()]
+    wait_until(listed, 60, "the device in the other's list", lambda: looker.read(BROWSE_LIST))
+    wait_until(lambda: service_names(looker) == ["looker", "studio-a"], PASS, "both services",
+               lambda: str(service_names(looker)))
+    assert_leaves(device)
+    # A list is written at most once in 5 s, which is far less than an entry's 228 s.
+    wait_until(lambda: not listed(), PASS, "the entry gone", lambda: looker.read(BROWSE_LIST))
+    assert service_names(looker) == ["looker"]
+
+
+def test_detached_it_leaves_likewise(device, sent):
+    assert device.detach_beacond().returncode == 0
+    daemon = device.wait_for_process("beacond")
+    sent.wait_for_alive()
+    device.run("kill", "-TERM", device.run("pidof", "beacond").stdout.strip())
+    wait_until(lambda: daemon not in device.processes("beacond"), LIMIT, "the daemon's end")
+    assert device.read(BROWSE_LIST) is None
+    sent.assert_ends_with_a_goodbye()
+
+
+def test_right_after_its_start_it_leaves_without_an_announcement(device, sent):
+    device.start_beacond().wait_output("initializing pubsub object\n")
+    assert_leaves(device)
+    assert sent.notifies() == []
+    assert "ThreadLoop: Exiting...\n" in device.beacond.stdout
+    assert "Open: " not in device.beacond.stdout
+
+
+def test_it_leaves_while_it_waits_for_an_address(lab):
+    device = lab.add_device(product="corvia12")
+    device.remove_address(device.address)
+    device.start_beacond().wait_output("avahi host/service updating to: ")
+    assert_leaves(device)
+    assert "Open: " not in device.beacond.stderr
+
+
+def test_it_leaves_while_its_configuration_service_keeps_it_waiting(lab):
+    device = lab.add_device(product="corvia12")
+    device.configd.stop()
+    with MisbehavingService(device, b"") as service:
+        device.start_beacond()
+        service.wait_for_connections(1)
+        assert_leaves(device)
+    assert "PubSub started" not in device.beacond.stdout
+
+
+def test_it_leaves_while_avahi_daemon_keeps_its_start_waiting(device):
+    with stalled(device.avahi):
+        device.start_beacond().wait_output("avahi host/service updating to: ")
+        assert_leaves(device)
+    assert "PubSub started" not in device.beacond.stdout
+
+
+def test_announced_it_leaves_in_order_while_avahi_daemon_is_stalled(
+        device, beacond, sent, looker):
+    with stalled(device.avahi):
+        assert_leaves(device)
+        sent.assert_ends_with_a_goodbye()
+        assert beacond.stdout.endswith(ENDED)
+    wait_until(lambda: service_names(looker) == ["looker"], PASS, "the DNS-SD service gone",
+               lambda: str(service_names(looker)))
+
+
+def test_it_says_goodbye_also_while_avahi_daemon_keeps_it_waiting(device, beacond, sent, looker):
+    with stalled(device.avahi):
+        name = device.host_name
+        device.configure(hostName="held-up")
+        beacond.wait_output("avahi host/service updating to: held-up\n")
+        assert_leaves(device)
+        sent.assert_ends_with_a_goodbye()
+    wait_until(lambda: service_names(looker) == ["looker"], PASS, "the DNS-SD service gone",
+               lambda: str(service_names(looker)))
+    device.configure(hostName=name)
+
+
+def test_it_leaves_with_a_full_disk(device, beacond, sent):
+    device.run("mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", "/var/www/discovery")
+    device.run("sh", "-c", "cat /dev/zero >/var/www/discovery/filler 2>/dev/null", check=False)
+    device.configure(hostName="studio-f")
+    beacond.wait_output('Could not write to "/var/www/discovery/__browse.json" (errno:28)\n')
+    assert_leaves(device)
+    sent.assert_ends_with_a_goodbye(times=2)  # one for the former name
+    device.run("umount", "/var/www/discovery")
+    device.configure(hostName="studio-a")
+
+
+def test_killed_it_says_no_goodbye_and_leaves_the_list(device, beacond, wire, peer):
+    mark = wire.mark()
+    assert beacond.stop(signal.SIGKILL) == -signal.SIGKILL
+    assert device.read(BROWSE_LIST) is not None
+    wait_until_recorded(wire, peer)
+    assert expected.goodbye(device) not in [
+        each.data for each in wire.datagrams(device.address, mark)]

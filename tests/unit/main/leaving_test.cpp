@@ -1,0 +1,165 @@
+#include "main/leaving.h"
+
+#include "denied_call.h"
+#include "support/application.h"
+#include "support/live_child.h"
+
+#include <QTimer>
+#include <array>
+#include <csignal>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using test::LiveChild;
+
+constexpr int kEndedBySigterm = 128 + SIGTERM;
+constexpr int kEndedBySigint = 128 + SIGINT;
+
+// By the system call, as in a signal handler; nothing waits in a buffer when the
+// process ends.
+void Say(const char *line)
+{
+    static_cast<void>(write(STDOUT_FILENO, line, std::strlen(line)));
+}
+
+[[noreturn]] void Hang()
+{
+    while (true) {
+        pause();
+    }
+}
+
+// What of the process is held up.
+struct Stalled
+{
+    bool duty = false;
+    bool mainThread = false;
+};
+
+// A daemon in a process of its own, its lines on standard output.
+int RunDaemon(Stalled stalled)
+{
+    const test::Application application;
+    Leaving leaving([] { Say("last act\n"); });
+    leaving.SetDuty([stalled] {
+        Say("duty\n");
+        if (stalled.duty) {
+            Hang();
+        }
+    });
+    QTimer::singleShot(0, [stalled] {
+        Say("running\n");
+        if (stalled.mainThread) {
+            Hang();
+        }
+    });
+    const int status = QCoreApplication::exec();
+    Say("left\n");
+    return status;
+}
+
+class LeavingAtASignal : public testing::TestWithParam<int>
+{
+protected:
+    // Ends a daemon by the signal; what it has written.
+    static std::string End(Stalled stalled)
+    {
+        LiveChild daemon([stalled] { return RunDaemon(stalled); });
+        EXPECT_TRUE(daemon.WaitForOut("running\n"));
+        daemon.Signal(GetParam());
+        EXPECT_EQ(daemon.WaitForEnd(), 0);
+        EXPECT_EQ(daemon.Err(), "");
+        return daemon.Out();
+    }
+};
+
+} // namespace
+
+TEST_P(LeavingAtASignal, DoesTheDutyAndLeavesTheEventLoopWith0)
+{
+    EXPECT_EQ(End({false, false}), "running\nduty\nleft\n");
+}
+
+TEST_P(LeavingAtASignal, DoesTheDutyAndTheLastActWhenTheMainThreadIsHeldUp)
+{
+    EXPECT_EQ(End({false, true}), "running\nduty\nlast act\n");
+}
+
+TEST_P(LeavingAtASignal, DoesTheLastActWhenTheDutyIsHeldUp)
+{
+    EXPECT_EQ(End({true, false}), "running\nduty\nlast act\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(, LeavingAtASignal, testing::Values(SIGTERM, SIGINT));
+
+// The signals come from within, so that the second is there before time runs out.
+TEST(Leaving, EndsAtOnceByASecondSignal)
+{
+    const std::vector<std::array<int, 3>> cases{{SIGTERM, SIGTERM, kEndedBySigterm},
+                                                {SIGTERM, SIGINT, kEndedBySigint},
+                                                {SIGINT, SIGTERM, kEndedBySigterm},
+                                                {SIGINT, SIGINT, kEndedBySigint}};
+    for (const auto &[first, second, status] : cases) {
+        LiveChild daemon([first = first, second = second] {
+            const test::Application application;
+            Leaving leaving([] { Say("last act\n"); });
+            leaving.SetDuty([second] {
+                Say("duty\n");
+                kill(getpid(), second);
+                Hang();
+            });
+            kill(getpid(), first);
+            return QCoreApplication::exec();
+        });
+        EXPECT_EQ(daemon.WaitForEnd(), status);
+        EXPECT_EQ(daemon.Out(), "duty\n");
+    }
+}
+
+TEST(Leaving, AtASignalBeforeTheEventLoopRunsLeavesItAtOnce)
+{
+    LiveChild daemon([] {
+        const test::Application application;
+        Leaving leaving([] { Say("last act\n"); });
+        kill(getpid(), SIGTERM);
+        const int status = QCoreApplication::exec();
+        Say("left\n");
+        return status;
+    });
+    EXPECT_EQ(daemon.WaitForEnd(), 0);
+    EXPECT_EQ(daemon.Out(), "left\n");
+}
+
+TEST(Leaving, WithoutASignalDoesTheDutyAtItsEnd)
+{
+    LiveChild daemon([] {
+        const test::Application application;
+        {
+            Leaving leaving([] { Say("last act\n"); });
+            leaving.SetDuty([] { Say("duty\n"); });
+        }
+        Say("gone\n");
+        return 3;
+    });
+    EXPECT_EQ(daemon.WaitForEnd(), 3);
+    EXPECT_EQ(daemon.Out(), "duty\ngone\n");
+}
+
+TEST(Leaving, WithoutAThreadLeavesSignalsAsTheyAre)
+{
+    LiveChild daemon([] {
+        const test::Application application;
+        test::DenyCall(SYS_clone3, EAGAIN);
+        Leaving leaving([] { Say("last act\n"); });
+        kill(getpid(), SIGTERM);
+        Say("still there\n");
+        return 0;
+    });
+    EXPECT_EQ(daemon.WaitForEnd(), kEndedBySigterm);
+    EXPECT_EQ(daemon.Out(), "");
+}
