@@ -108,3 +108,14 @@ TEST_F(AgentFairness, APeerIsListedWithin60SecondsUnderAFloodOfAlives)
     }
     EXPECT_TRUE(Knows("Lumen"));
 }
+
+TEST_F(AgentFairness, AFloodThatGoesOnIsReportedOnce)
+{
+    for (int second = 0; second < 300; ++second) {
+        FloodForASecond();
+    }
+    EXPECT_THAT(mEnvironment.faults,
+                testing::UnorderedElementsAre(
+                    "SendGETResponse: Too many delayed responses, dropping what comes more",
+                    "SendGETRequest: Too many delayed requests, dropping what comes more"));
+}

@@ -13,6 +13,7 @@ using test::PeerNotify;
 using test::PeerRequest;
 using test::Search;
 using test::SearchAnswer;
+using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
@@ -131,6 +132,9 @@ TEST_F(AgentLimits, AFileIsReadOnlyWhenItsAnswerHasRoom)
     EXPECT_THAT(mEnvironment.faults, IsEmpty());
     GetOften("192.0.2.66", 100);
     EXPECT_EQ(mEnvironment.files.reads, 1024);
+    EXPECT_THAT(
+        mEnvironment.faults,
+        ElementsAre("SendGETResponse: Too many delayed responses, dropping what comes more"));
     GetOften("192.0.2.30", 1);
     EXPECT_EQ(mEnvironment.files.reads, 1025);
 }
