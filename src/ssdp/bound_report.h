@@ -7,8 +7,8 @@
 namespace ssdp {
 
 // BoundReport writes one line when a container is full, and one more only after
-// the container was less than half full in between. So no flood fills a log:
-// neither one that goes on, nor one that frees a place and takes it again.
+// the container was mostly empty in between. So no flood fills a log: neither one
+// that goes on, nor one that frees a place and takes it again.
 class BoundReport
 {
 public:
@@ -19,7 +19,7 @@ public:
     {
     }
 
-    // The container is less than half full: the next time it is full is new.
+    // The container is mostly empty: the next time it is full is new.
     void NoteMostlyEmpty() { mReported = false; }
 
     // The container is full.

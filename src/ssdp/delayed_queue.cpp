@@ -28,7 +28,7 @@ bool DelayedQueue::HasRoomFor(in_addr_t holder) const
 
 void DelayedQueue::Add(GETMessageType datagram)
 {
-    if (mPlaces < mMaxPlaces / 2) {
+    if (mPlaces * kMostlyEmptyShare < mMaxPlaces) {
         mReport.NoteMostlyEmpty();
     }
     if (MakeRoom(datagram)) {

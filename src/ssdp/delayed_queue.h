@@ -43,6 +43,8 @@ public:
 
     // Whether a datagram of usual size that the address caused would be taken in.
     [[nodiscard]] bool HasRoomFor(in_addr_t holder) const;
+    // Reports that the queue is full, for a datagram that is not even composed.
+    void ReportFull() { mReport.NoteFull(mEnvironment); }
 
     // Appends a datagram; drops it when the queue is full and its holder has
     // the most of it.

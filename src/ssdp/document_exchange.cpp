@@ -87,10 +87,13 @@ void DocumentExchange::SendGETRequest(std::string_view url, const in_addr &from)
 DocumentRequest DocumentExchange::ReadGETRequest(std::string_view request,
                                                  const sockaddr_in &sender, std::uint32_t nowMs)
 {
-    const std::string_view name = formats::RequestedName(request.substr(0, request.find('\0')));
-    const bool room = mResponses.queue.HasRoomFor(sender.sin_addr.s_addr) &&
-                      mLink.CanSpendFor(sender.sin_addr, formats::kReceiveSize, nowMs);
-    return {room ? std::string(name) : std::string(), sender};
+    DocumentRequest wanted{std::string(), sender};
+    if (!mResponses.queue.HasRoomFor(sender.sin_addr.s_addr)) {
+        mResponses.queue.ReportFull();
+    } else if (mLink.CanSpendFor(sender.sin_addr, formats::kReceiveSize, nowMs)) {
+        wanted.name = formats::RequestedName(request.substr(0, request.find('\0')));
+    }
+    return wanted;
 }
 
 // A document that fits no datagram is not served.

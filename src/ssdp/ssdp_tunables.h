@@ -71,6 +71,9 @@ constexpr std::size_t kMaxHeardBytes = 4U << 20U;
 constexpr std::size_t kMaxDelayedRequests = 4096;
 constexpr std::size_t kMaxDelayedResponses = 1024;
 constexpr std::size_t kBytesOfPlace = formats::kReceiveSize + 100;
+// Below this share, a quarter, a queue that was full counts as mostly empty. Not at
+// half: a flood that goes on leaves about half of it after each tick.
+constexpr std::size_t kMostlyEmptyShare = 4;
 
 // What anybody can make the engine send: bytes at once, and bytes a second from
 // then on. A sender's address can be forged, so that answers may go to somebody

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/addresses.h"
+
 #include <cstdint>
 #include <string>
 
@@ -11,9 +13,6 @@
 // cable: interface peer0, 192.0.2.20/24. /var is an empty memory file system
 // with the folders www/html and www/discovery. All of it goes with the process.
 namespace test {
-
-constexpr const char *kOwnAddress = "192.0.2.10";
-constexpr const char *kPeerAddress = "192.0.2.20";
 
 // Makes all that; ends the program with status 1 when the system refuses.
 // REQUIRES: no thread has been started.

@@ -13,7 +13,7 @@ set(not_emulated
     Detach.EndsTheCallerWith0AndGoesOnInASessionOfItsOwn
     Detach.ClosesEveryDescriptorAndPutsTheStandardOnesOnDevNull
     # It cannot choose the interface of multicast, and routes go with the address.
-    Announcing.GoodbyeLeavesAfterTheAddressHasChanged
+    Multicast.GoodbyeLeavesAfterTheAddressHasChanged
     # Its own threads count towards the limit.
     Failing.WithoutAnSSDPThreadTheEngineClosesAgain
     Failing.WithoutADiagnosticThreadTheEngineOpensAllTheSame)

@@ -98,23 +98,3 @@ TEST_F(Failing, AReaderOfLinesThatStallsKeepsNobodyWaiting)
     EXPECT_EQ(output.err, "Lines lost: 2 (no room, or no reader)\n"
                           "ParseSSDPPacket: Don't know what to do with this method:\nsecond\n");
 }
-
-TEST_F(Failing, WithoutItsDocumentAServiceIsNotAnnouncedAndItsNumberStaysTaken)
-{
-    const Output output = test::InChild([this] {
-        mEngine.SetPath("/var/www/missing");
-        Add();
-        EXPECT_EQ(mEngine.Open(kNet0), 1U);
-        EXPECT_EQ(mPeer.Receive(), test::Search("upnp:rootdevice"));
-        EXPECT_EQ(Ask("gh"), "HostList");
-        mEngine.Close();
-        mEngine.SetPath("/var/www/html");
-        Add();
-        EXPECT_EQ(mEngine.Open(kNet0), 1U);
-        EXPECT_EQ(mPeer.Receive(), test::Alive(test::kCorvia, "corvia_12_upnp_ssdp_2.xml"));
-        mEngine.Close();
-    });
-    EXPECT_EQ(output.err, "GenerateDeviceDescriptionFile: Failed to open the SSDP XML file\n"
-                          "UpdateContainers: Unable to generate a description file for "
-                          "uuid:65746500-Corvia 12-192.0.2.10-0, Corvia 12\n");
-}

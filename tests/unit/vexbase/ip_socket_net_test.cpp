@@ -159,3 +159,22 @@ TEST(SocketOption, ThatTheSystemRefusesFails)
     EXPECT_LT(socket.SetSocketOption(-1, 0), 0);
     EXPECT_TRUE(socket.IsOpen());
 }
+
+TEST(Netmask, IsThatOfTheAddress)
+{
+    const auto netmaskOf = [](const char *address) {
+        return ntohl(VEXIPSocket().GetNetmask(address).s_addr);
+    };
+    test::OnHost("ip addr add 192.0.2.130/30 dev net0");
+    EXPECT_EQ(netmaskOf("192.0.2.10"), 0xFFFFFF00U);
+    EXPECT_EQ(netmaskOf("192.0.2.130"), 0xFFFFFFFCU);
+    EXPECT_EQ(netmaskOf("127.0.0.1"), 0xFF000000U);
+    test::OnHost("ip addr del 192.0.2.130/30 dev net0");
+}
+
+TEST(Netmask, OfAnAddressThatNoInterfaceHasIs0)
+{
+    for (const char *address : {"192.0.2.130", "192.0.2.20", "0.0.0.0", "", "no address", "::1"}) {
+        EXPECT_EQ(VEXIPSocket().GetNetmask(address).s_addr, 0U) << address;
+    }
+}

@@ -1,0 +1,121 @@
+#include "agent_fixture.h"
+
+#include <algorithm>
+#include <gmock/gmock.h>
+
+// One host floods the agent. Other peers are served all the same.
+
+using test::Get;
+using test::kPeerAddress;
+using test::PeerDescription;
+using test::PeerNotify;
+using test::Sent;
+
+namespace {
+
+constexpr const char *kFlooder = "192.0.2.66";
+constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
+constexpr int kASecond = 1000; // datagrams of each kind
+
+class AgentFairness : public test::AgentTest
+{
+protected:
+    AgentFairness()
+    {
+        mEnvironment.seeded = true;
+        Open();
+        mEnvironment.files.documents["/var/www/html/a.xml"] = "document";
+        mTickMs = mAgent.PollIntervalMs();
+    }
+
+    // One second of the flood, with the ticks that it holds. Returns what goes to the
+    // peer in these.
+    Datagrams FloodForASecond()
+    {
+        for (int i = 0; i < kASecond; ++i) {
+            const std::string product = "F" + std::to_string(mFlooded++);
+            Receive(Get("/a.xml"), kFlooder);
+            Receive(PeerNotify("ssdp:alive", product, "http://192.0.2.66:80/a.xml"), kFlooder);
+        }
+        mNowMs += 1000;
+        mSinceTickMs += 1000;
+        return mSinceTickMs < mTickMs ? Datagrams() : ToPeerOf(TickOfAll());
+    }
+
+    // Floods until both queues have been full for a while.
+    void FloodUntilFull()
+    {
+        do {
+            FloodForASecond();
+        } while (mFlooded < 20 * kASecond || mSinceTickMs < 3000);
+    }
+
+    // Floods until the peer gets something, or for so many seconds.
+    Datagrams FloodUntilThePeerGets(int seconds)
+    {
+        Datagrams got;
+        for (int second = 0; second < seconds && got.empty(); ++second) {
+            got = FloodForASecond();
+        }
+        return got;
+    }
+
+    Datagrams TickOfAll()
+    {
+        const std::uint32_t elapsedMs = std::exchange(mSinceTickMs, 0);
+        mNowMs -= elapsedMs; // which Tick adds
+        return Tick(elapsedMs);
+    }
+
+    static Datagrams ToPeerOf(const Datagrams &sent)
+    {
+        Datagrams got;
+        std::copy_if(sent.begin(), sent.end(), std::back_inserter(got),
+                     [](const Sent &one) { return one.to == std::string(kPeerAddress) + ":1900"; });
+        return got;
+    }
+
+    std::uint32_t mTickMs = 0;
+    std::uint32_t mSinceTickMs = 0;
+    int mFlooded = 0;
+};
+
+} // namespace
+
+TEST_F(AgentFairness, APeersRequestIsAnsweredWithinThreeTriesUnderAFloodOfRequests)
+{
+    Datagrams got;
+    for (int tries = 0; tries < 3 && got.empty(); ++tries) {
+        FloodUntilFull();
+        Receive(Get("/a.xml"));
+        got = FloodUntilThePeerGets(20);
+    }
+    EXPECT_EQ(got, Datagrams{test::ToPeer(test::GetAnswer("document"))});
+}
+
+TEST_F(AgentFairness, APeerIsListedWithin60SecondsUnderAFloodOfAlives)
+{
+    FloodUntilFull();
+    for (int second = 0; second < 60 && !Knows("Lumen"); ++second) {
+        if (second % 20 == 0) {
+            Receive(PeerNotify("ssdp:alive", "Lumen", kLumen));
+        }
+        const Datagrams got = FloodForASecond();
+        if (std::find(got.begin(), got.end(), test::ToPeer(test::PeerRequest(kLumen))) !=
+            got.end()) {
+            Receive(PeerDescription("Lumen", "beta"));
+        }
+    }
+    EXPECT_TRUE(Knows("Lumen"));
+}
+
+TEST_F(AgentFairness, AFloodThatGoesOnIsReportedOnce)
+{
+    for (int second = 0; second < 300; ++second) {
+        FloodForASecond();
+    }
+    EXPECT_THAT(mEnvironment.faults,
+                testing::UnorderedElementsAre(
+                    "SendGETResponse: Too many delayed responses, dropping what comes more",
+                    "SendGETRequest: Too many delayed requests, dropping what comes more"));
+}

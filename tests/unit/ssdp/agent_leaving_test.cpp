@@ -1,0 +1,161 @@
+#include "agent_fixture.h"
+
+#include <gmock/gmock.h>
+
+using test::Alive;
+using test::Goodbye;
+using test::kCorvia;
+using test::kCorviaFile;
+using test::PeerDescription;
+using test::PeerNotify;
+using test::Search;
+using test::ToGroup;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
+
+class AgentLeaving : public test::AgentTest
+{
+protected:
+    // What the agent sends when it leaves.
+    Datagrams Leave(bool announce = true)
+    {
+        mAgent.Leave(announce);
+        return mEnvironment.TakeSent();
+    }
+};
+
+} // namespace
+
+TEST_F(AgentLeaving, SaysGoodbyeForEachServiceInTheOrderOfTheirNames)
+{
+    Add("ZR2");
+    Add();
+    Open();
+    EXPECT_THAT(Leave(), ElementsAre(ToGroup(Goodbye(kCorvia, kCorviaFile)),
+                                     ToGroup(Goodbye("ZR2", "zr2_upnp_ssdp_2.xml"))));
+}
+
+TEST_F(AgentLeaving, SaysNothingWhenItIsNotToAnnounceThat)
+{
+    OpenAnnounced();
+    EXPECT_THAT(Leave(false), IsEmpty());
+    EXPECT_FALSE(mAgent.IsOpen());
+}
+
+TEST_F(AgentLeaving, SaysNothingTwice)
+{
+    EXPECT_THAT(Leave(), IsEmpty());
+    OpenAnnounced();
+    Leave();
+    EXPECT_THAT(Leave(), IsEmpty());
+    EXPECT_THAT(Leave(false), IsEmpty());
+    EXPECT_THAT(mEnvironment.faults, IsEmpty());
+}
+
+TEST_F(AgentLeaving, GivesTheFileNumbersBack)
+{
+    for (const bool announce : {true, false}) {
+        OpenAnnounced(); // which expects the document to have number 1
+        Leave(announce);
+    }
+}
+
+TEST_F(AgentLeaving, EmptiesTheListsWhichIsAChange)
+{
+    OpenAnnounced();
+    Receive(PeerDescription("Lumen", "beta"));
+    SSDPDeviceMap known;
+    ASSERT_TRUE(mAgent.TakeChange(known));
+    EXPECT_EQ(known.size(), 2U);
+    Leave();
+    EXPECT_EQ(Ask("gh"), "HostList");
+    EXPECT_EQ(Ask("gn"), "NodeList");
+    ASSERT_TRUE(mAgent.TakeChange(known));
+    EXPECT_EQ(known.size(), 0U);
+    Leave();
+    EXPECT_FALSE(mAgent.TakeChange(known));
+}
+
+TEST_F(AgentLeaving, ForgetsWhatIsQueuedForAnnouncement)
+{
+    Add();
+    Leave();
+    EXPECT_THAT(Open(), ElementsAre(ToGroup(Search("upnp:rootdevice"))));
+    Add();
+    Leave();
+    EXPECT_THAT(Open(), ElementsAre(ToGroup(Search("upnp:rootdevice"))));
+    EXPECT_THAT(Tick(), IsEmpty());
+}
+
+TEST_F(AgentLeaving, IsFollowedByTheAnnouncementOfWhatIsAddedAfterIt)
+{
+    OpenAnnounced();
+    Leave();
+    Add("ZR2");
+    EXPECT_THAT(Open(), ElementsAre(ToGroup(Alive("ZR2", "zr2_upnp_ssdp_1.xml")),
+                                    ToGroup(Search("upnp:rootdevice"))));
+}
+
+TEST_F(AgentLeaving, IgnoresEveryDatagramAfterIt)
+{
+    OpenAnnounced();
+    Leave();
+    SSDPDeviceMap known;
+    static_cast<void>(mAgent.TakeChange(known));
+    for (const std::string &datagram :
+         {PeerDescription("Lumen", "beta"), PeerNotify("ssdp:alive", "Lumen", "nowhere"),
+          PeerNotify("ssdp:alive", "Lumen", kLumen), std::string("HTTP/1.1 200 OK\r\n\r\n"),
+          test::Get("/" + std::string(kCorviaFile)), Search("ssdp:all"),
+          std::string("no method")}) {
+        EXPECT_THAT(Receive(datagram), IsEmpty()) << datagram;
+        EXPECT_THAT(Tick(60000), IsEmpty()) << datagram;
+        EXPECT_FALSE(mAgent.TakeChange(known)) << datagram;
+    }
+    EXPECT_THAT(mEnvironment.faults, IsEmpty());
+    EXPECT_EQ(mEnvironment.files.reads, 0);
+}
+
+// A document's file is read while the agent may leave.
+TEST_F(AgentLeaving, DropsTheAnswerWhoseDocumentIsReadMeanwhile)
+{
+    OpenAnnounced();
+    const auto wanted = mAgent.ParseSSDPPacket(test::Get("/" + std::string(kCorviaFile)),
+                                               test::SocketAddressOf("192.0.2.20", 1900), 0);
+    ASSERT_TRUE(wanted);
+    const auto document = mEnvironment.files.Read(wanted->name);
+    ASSERT_TRUE(document);
+    Leave();
+    mAgent.SendGETResponse(*wanted, *document, 0);
+    Open();
+    EXPECT_THAT(Tick(60000), IsEmpty());
+}
+
+TEST_F(AgentLeaving, ForgetsWhatWaitsToBeSent)
+{
+    OpenAnnounced();
+    Receive(test::Get("/" + std::string(kCorviaFile)));
+    Receive(PeerNotify("ssdp:alive", "Lumen", kLumen));
+    Leave();
+    Open();
+    EXPECT_THAT(Tick(60000), IsEmpty());
+}
+
+// The engine lets others take its lock while it sends.
+TEST_F(AgentLeaving, EndsATickThatIsUnderWay)
+{
+    OpenAnnounced();
+    for (int i = 0; i < 100; ++i) {
+        Receive(PeerNotify("ssdp:alive", "Lumen", kLumen));
+    }
+    mAgent.BeginTick(test::kTickMs);
+    ASSERT_TRUE(mAgent.SendDue());
+    EXPECT_LT(mEnvironment.TakeSent().size(), 100U);
+    Leave();
+    EXPECT_FALSE(mAgent.SendDue());
+    mAgent.UpdateContainers(60000);
+    EXPECT_THAT(mEnvironment.sent, IsEmpty());
+}

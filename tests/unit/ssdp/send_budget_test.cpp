@@ -1,0 +1,97 @@
+#include "ssdp/send_budget.h"
+
+#include <gtest/gtest.h>
+#include <limits>
+
+using ssdp::SendBudget;
+
+namespace {
+
+// How many bytes can be spent now, one by one.
+int SpendAll(SendBudget &budget, std::uint32_t nowMs)
+{
+    int spent = 0;
+    while (budget.Spend(1, nowMs)) {
+        ++spent;
+    }
+    return spent;
+}
+
+} // namespace
+
+TEST(SendBudget, AllowsItsBurstAtOnceAndNoMore)
+{
+    SendBudget budget(1000, 100);
+    EXPECT_TRUE(budget.Spend(1000, 5));
+    EXPECT_FALSE(budget.Spend(1, 5));
+    EXPECT_TRUE(budget.Spend(0, 5));
+}
+
+TEST(SendBudget, SpendsNothingWhenItIsNotEnough)
+{
+    SendBudget budget(1000, 100);
+    EXPECT_FALSE(budget.Spend(1001, 0));
+    EXPECT_TRUE(budget.Spend(400, 0));
+    EXPECT_FALSE(budget.Spend(601, 0));
+    EXPECT_TRUE(budget.Spend(600, 0));
+}
+
+TEST(SendBudget, TellsWhetherItIsEnoughWithoutSpending)
+{
+    SendBudget budget(1000, 100);
+    EXPECT_TRUE(budget.Has(1000, 0));
+    EXPECT_TRUE(budget.Has(1000, 0));
+    EXPECT_FALSE(budget.Has(1001, 0));
+    EXPECT_TRUE(budget.Spend(1000, 0));
+    EXPECT_FALSE(budget.Has(1, 0));
+    EXPECT_TRUE(budget.Has(100, 1000));
+}
+
+TEST(SendBudget, RefillsByItsRateASecond)
+{
+    SendBudget budget(1000, 100);
+    EXPECT_EQ(SpendAll(budget, 0), 1000);
+    EXPECT_EQ(SpendAll(budget, 1000), 100);
+    EXPECT_EQ(SpendAll(budget, 3500), 250);
+}
+
+TEST(SendBudget, LosesNothingWhenItIsAskedEveryMillisecond)
+{
+    SendBudget budget(1000, 100);
+    EXPECT_EQ(SpendAll(budget, 0), 1000);
+    int spent = 0;
+    for (std::uint32_t nowMs = 1; nowMs <= 10000; ++nowMs) {
+        spent += SpendAll(budget, nowMs);
+    }
+    EXPECT_EQ(spent, 1000);
+}
+
+TEST(SendBudget, NeverHoldsMoreThanItsBurst)
+{
+    SendBudget budget(1000, 100);
+    EXPECT_TRUE(budget.Spend(500, 0));
+    EXPECT_EQ(SpendAll(budget, 3600000), 1000);
+}
+
+TEST(SendBudget, IsFullHoweverLateItIsAskedFirst)
+{
+    for (const std::uint32_t nowMs : {0U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
+        SendBudget budget(1000, 100);
+        EXPECT_EQ(SpendAll(budget, nowMs), 1000);
+    }
+}
+
+TEST(SendBudget, RefillsWhileTheClockWraps)
+{
+    SendBudget budget(1000, 100);
+    EXPECT_EQ(SpendAll(budget, std::numeric_limits<std::uint32_t>::max() - 499), 1000);
+    EXPECT_EQ(SpendAll(budget, 500), 100);
+}
+
+TEST(SendBudget, RefillsNothingWhenTheClockGoesBackAndGoesOnFromThere)
+{
+    SendBudget budget(1000, 100);
+    EXPECT_EQ(SpendAll(budget, 60000), 1000);
+    EXPECT_EQ(SpendAll(budget, 30000), 0);
+    EXPECT_EQ(SpendAll(budget, 31000), 100);
+}
