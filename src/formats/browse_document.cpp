@@ -97,10 +97,11 @@ constexpr std::string_view kEnd = "\"}";
 
 } // namespace
 
-// Reserved at once: a document that grows is copied again and again.
+// Reserved at once, and exactly: a document that grows is copied again and again, and
+// its former copies take memory beside it.
 std::string ComposeBrowseDocument(const SSDPDeviceMap &devices)
 {
-    std::size_t size = 2;
+    std::size_t size = devices.empty() ? 2 : 1; // brackets; the last object has no comma
     for (const auto &[usn, device] : devices) {
         size += SizeOfBrowseObject(device);
     }
