@@ -4,6 +4,7 @@
 #include "formats/ssdp_messages.h"
 #include "formats/usn.h"
 #include "ssdp/device_registry.h"
+#include "support/fake_environment.h"
 
 #include <benchmark/benchmark.h>
 #include <string>
@@ -33,18 +34,14 @@ private:
     std::size_t mStart;
 };
 
-class NoActions : public RegistryActions
+// The registry, with all that it needs, and no network.
+struct Core
 {
-public:
-    void AnnounceService(const SSDPDeviceType & /*service*/) override {}
-    void AnnounceGoodbye(const SSDPDeviceType & /*service*/) override {}
-    bool GenerateDeviceDescriptionFile(const std::string & /*interfaceAddress*/,
-                                       SSDPDeviceType & /*service*/) override
-    {
-        return false;
-    }
-    void ReturnFileNumber(const std::string & /*descriptionFileName*/) override {}
-    void SendGETRequest(std::string_view /*url*/) override {}
+    test::FakeEnvironment environment;
+    ssdp::OwnLink link;
+    ssdp::Timing timing{environment};
+    ssdp::DocumentExchange documents{environment, link, timing};
+    ssdp::DeviceRegistry registry{environment, link, timing, documents};
 };
 
 // A peer as its description document makes it known.
@@ -64,10 +61,20 @@ SSDPDeviceType Peer(int number)
     return peer;
 }
 
-void Fill(DeviceRegistry &registry, int count)
+formats::NTSHeader AliveOf(const std::string &usn)
+{
+    return {"upnp:rootdevice", usn, "http://192.0.2.1:80/x.xml", {}};
+}
+
+// Peers that have announced themselves since their description came, as all have after
+// some seconds.
+void Fill(ssdp::DeviceRegistry &registry, int count)
 {
     for (int number = 0; number < count; ++number) {
         registry.EnterDescription(Peer(number));
+    }
+    for (int number = 0; number < count; ++number) {
+        registry.UpdateDevice(AliveOf(Peer(number).usn), 120);
     }
     SSDPDeviceMap taken;
     registry.TakeChange(taken);
@@ -92,8 +99,8 @@ BENCHMARK(ClassifyAndScanNotify);
 
 void AliveOfKnownPeer(benchmark::State &state)
 {
-    NoActions actions;
-    DeviceRegistry registry(actions);
+    Core core;
+    ssdp::DeviceRegistry &registry = core.registry;
     const auto count = static_cast<int>(state.range(0));
     Fill(registry, count);
     std::vector<std::string> usns;
@@ -103,7 +110,7 @@ void AliveOfKnownPeer(benchmark::State &state)
     std::size_t next = 0;
     const AllocationCounter counter(state);
     for (auto _ : state) {
-        registry.UpdateDevice({"upnp:rootdevice", usns[next], "http://192.0.2.1:80/x.xml"}, 120);
+        registry.UpdateDevice(AliveOf(usns[next]), 120);
         next = next + 1 == usns.size() ? 0 : next + 1;
     }
 }
@@ -126,13 +133,12 @@ std::size_t TextBytes(const SSDPDeviceType &device)
 // What a known peer occupies, beside the bytes of its texts.
 void MemoryOfPeers(benchmark::State &state)
 {
-    NoActions actions;
     const auto count = static_cast<int>(state.range(0));
     std::size_t taken = 0;
     for (auto _ : state) {
-        DeviceRegistry registry(actions);
+        Core core;
         const std::size_t before = bench::LiveBytes();
-        Fill(registry, count);
+        Fill(core.registry, count);
         taken = bench::LiveBytes() - before;
     }
     state.counters["taken"] = static_cast<double>(taken) / count;
@@ -142,8 +148,8 @@ BENCHMARK(MemoryOfPeers)->Arg(100)->Arg(4000)->Iterations(1);
 
 void PassWithoutChange(benchmark::State &state)
 {
-    NoActions actions;
-    DeviceRegistry registry(actions);
+    Core core;
+    ssdp::DeviceRegistry &registry = core.registry;
     Fill(registry, static_cast<int>(state.range(0)));
     for (auto _ : state) {
         registry.UpdateContainers(0);
@@ -158,8 +164,8 @@ BENCHMARK(PassWithoutChange)
 
 void ExpiryOfAll(benchmark::State &state)
 {
-    NoActions actions;
-    DeviceRegistry registry(actions);
+    Core core;
+    ssdp::DeviceRegistry &registry = core.registry;
     for (auto _ : state) {
         state.PauseTiming();
         Fill(registry, static_cast<int>(state.range(0)));
@@ -174,8 +180,8 @@ BENCHMARK(ExpiryOfAll)->Arg(1000)->Arg(4000)->Unit(benchmark::kMicrosecond);
 
 void CopyOfChange(benchmark::State &state)
 {
-    NoActions actions;
-    DeviceRegistry registry(actions);
+    Core core;
+    ssdp::DeviceRegistry &registry = core.registry;
     Fill(registry, static_cast<int>(state.range(0)));
     SSDPDeviceMap copy;
     for (auto _ : state) {

@@ -34,17 +34,17 @@ bool VEXBrowser::ThreadInit()
     return false;
 }
 
+// The engine replaces mBrowseList in place: a map of each wait's own would be a third
+// copy of the list, beside the registry and a list that waits to be written.
 bool VEXBrowser::ThreadLoop()
 {
     bool pending = false; // mBrowseList is newer than the published list
     while (!Terminate()) {
-        SSDPDeviceMap changed;
-        switch (mSSDP->WaitForChange(kWaitMs, changed)) {
+        switch (mSSDP->WaitForChange(kWaitMs, mBrowseList)) {
         case kVEXTimedOut:
             EndCycle(pending);
             break;
         case kVEXSuccess:
-            mBrowseList = std::move(changed);
             pending = true;
             EndCycle(pending);
             break;
@@ -73,12 +73,15 @@ void VEXBrowser::EndCycle(bool &pending)
     }
 }
 
+// Keeps neither list nor text, which may be megabytes, until the next change.
 void VEXBrowser::WriteBrowserInfo()
 {
     mJSONText = formats::ComposeBrowseDocument(mBrowseList);
+    mBrowseList.clear();
     if (WriteJSONFile(kScratchFile)) {
         static_cast<void>(std::rename(kScratchFile, kBrowseFile));
     }
+    mJSONText = std::string();
 }
 
 // True whenever the file could be opened: what could not be written, on a full

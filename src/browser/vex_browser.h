@@ -46,7 +46,7 @@ private:
     bool WriteJSONFile(std::string path);
 
     VEX_SSDP *mSSDP;
-    SSDPDeviceMap mBrowseList; // as last received
-    std::string mJSONText;     // as last built
+    SSDPDeviceMap mBrowseList; // as last received, until it is written
+    std::string mJSONText;     // the document that is being written
     int mCycleCount = 0;       // wait cycles since the last write
 };

@@ -1,21 +1,39 @@
 #include "formats/browse_document.h"
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
+#include <numeric>
 #include <string_view>
 
 namespace vex::webapp::utils {
 namespace {
 
-constexpr std::string_view kDigits = "0123456789abcdef";
+// How many bytes each byte becomes in a JSON string: 1 for one that passes as it is, 2
+// for one with a short escape, 6 for any other control byte.
+constexpr std::array<std::uint8_t, 256> EncodedSizes()
+{
+    std::array<std::uint8_t, 256> sizes{};
+    for (std::size_t byte = 0; byte < sizes.size(); ++byte) {
+        sizes[byte] = byte < 0x20 ? 6 : 1;
+    }
+    for (const char byte : {'"', '\\', '\b', '\f', '\n', '\r', '\t'}) {
+        sizes[static_cast<unsigned char>(byte)] = 2;
+    }
+    return sizes;
+}
 
-// The letter that follows the backslash in the short escape of a byte; 0 for a
-// byte that has none.
-char ShortEscape(char c)
+constexpr std::array<std::uint8_t, 256> kEncodedSizes = EncodedSizes();
+
+std::size_t EncodedSize(char c)
+{
+    return kEncodedSizes[static_cast<unsigned char>(c)];
+}
+
+// The letter that follows the backslash in a short escape.
+char EscapeLetter(char c)
 {
     switch (c) {
-    case '"':
-    case '\\':
-        return c;
     case '\b':
         return 'b';
     case '\f':
@@ -27,42 +45,44 @@ char ShortEscape(char c)
     case '\t':
         return 't';
     default:
-        return 0;
+        return c;
     }
 }
 
-// Appends a value, with the bytes escaped that a JSON string cannot hold.
-void JSONEncode(std::string_view value, std::string &out)
+char *WriteEscaped(char c, char *out)
+{
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    *out++ = '\\';
+    if (EncodedSize(c) == 2) {
+        *out++ = EscapeLetter(c);
+        return out;
+    }
+    for (const char each : {'u', '0', '0', kDigits[static_cast<unsigned char>(c) >> 4U],
+                            kDigits[static_cast<unsigned char>(c) & 0x0FU]}) {
+        *out++ = each;
+    }
+    return out;
+}
+
+// Writes a value, with the bytes escaped that a JSON string cannot hold; returns the
+// end. REQUIRES: out has room for EncodedSize(value) bytes.
+char *JSONEncode(std::string_view value, char *out)
 {
     for (const char c : value) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (const char letter = ShortEscape(c); letter != 0) {
-            out += '\\';
-            out += letter;
-        } else if (byte < 0x20) {
-            out += "\\u00";
-            out += kDigits[byte >> 4U];
-            out += kDigits[byte & 0x0FU];
+        if (EncodedSize(c) == 1) {
+            *out++ = c;
         } else {
-            out += c;
+            out = WriteEscaped(c, out);
         }
     }
+    return out;
 }
 
-// The bytes that JSONEncode appends.
+// The bytes that JSONEncode writes.
 std::size_t EncodedSize(std::string_view value)
 {
-    constexpr std::size_t kShort = 2;
-    constexpr std::size_t kLong = 6;
-    std::size_t size = value.size();
-    for (const char c : value) {
-        if (ShortEscape(c) != 0) {
-            size += kShort - 1;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            size += kLong - 1;
-        }
-    }
-    return size;
+    return std::accumulate(value.begin(), value.end(), std::size_t{0},
+                           [](std::size_t size, char c) { return size + EncodedSize(c); });
 }
 
 } // namespace
@@ -97,27 +117,27 @@ constexpr std::string_view kEnd = "\"}";
 
 } // namespace
 
-// Reserved at once: a document that grows is copied again and again.
+// The size is known before the first byte is written: a document that grows is copied
+// again and again, and its former copy takes memory beside it.
 std::string ComposeBrowseDocument(const SSDPDeviceMap &devices)
 {
-    std::size_t size = 2;
+    std::size_t size = devices.empty() ? 2 : 1; // brackets; the last object has no comma
     for (const auto &[usn, device] : devices) {
         size += SizeOfBrowseObject(device);
     }
-    std::string document;
-    document.reserve(size);
-    document = "[";
+    std::string document(size, ']'); // the last byte stays
+    char *out = document.data();
+    *out++ = '[';
     for (const auto &[usn, device] : devices) {
-        if (document.size() > 1) {
-            document += ',';
+        if (out != document.data() + 1) {
+            *out++ = ',';
         }
         for (const Piece &piece : kPieces) {
-            document += piece.before;
-            JSONEncode(device.*piece.value, document);
+            out = std::copy(piece.before.begin(), piece.before.end(), out);
+            out = JSONEncode(device.*piece.value, out);
         }
-        document += kEnd;
+        out = std::copy(kEnd.begin(), kEnd.end(), out);
     }
-    document += ']';
     return document;
 }
 

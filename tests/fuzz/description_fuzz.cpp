@@ -16,6 +16,7 @@ namespace {
 void CheckBrowseList(const SSDPDeviceType &device)
 {
     const std::string document = formats::ComposeBrowseDocument({{device.usn, device}});
+    FUZZ_CHECK(document.size() == formats::SizeOfBrowseObject(device) + 1);
     const QJsonDocument json = QJsonDocument::fromJson(QString::fromStdString(document).toUtf8());
     FUZZ_CHECK(json.isArray() && json.array().size() == 1);
     const QJsonObject entry = json.array().at(0).toObject();
@@ -62,10 +63,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     const std::string_view input = Text(data, size);
     if (const auto device = formats::ReadDescription(input)) {
-        FUZZ_CHECK(!device->usn.empty());
-        FUZZ_CHECK(device->boardID == device->modelNumber);
-        FUZZ_CHECK(device->modelNumber.substr(0, 2) == "0x");
-        FUZZ_CHECK(static_cast<std::uint32_t>(device->timerCountdown) == device->timerPeriod * 2);
+        FUZZ_CHECK(!device->usn.empty() && !device->maxAge.empty());
+        FUZZ_CHECK(device->productName == device->modelName);
+        FUZZ_CHECK(device->boardID.empty() && device->location.empty());
+        FUZZ_CHECK(device->timerPeriod == 0 && device->timerCountdown == 0);
         CheckBrowseList(*device);
     }
     CheckRoundTrip(input);

@@ -2,7 +2,9 @@
 
 #include "check.h"
 #include "formats/max_age.h"
-#include "ssdp/ssdp_protocol.h"
+#include "formats/ssdp_protocol.h"
+#include "ssdp/timing.h"
+#include "support/fake_environment.h"
 
 #include <algorithm>
 #include <cstring>
@@ -21,12 +23,15 @@ void CheckDirective(const std::string &text)
 
 void CheckDecimal(const std::string &text)
 {
+    test::FakeEnvironment environment;
+    environment.random = static_cast<std::uint32_t>(text.size());
+    ssdp::Timing timing(environment);
     std::istringstream stream(text);
     long long value = 0;
     stream >> value; // a number too large reads as the largest
     const bool usable = value >= formats::kLeastMaxAge;
     std::string rewritten = text;
-    const std::uint32_t milliseconds = formats::GetMaximumAge(rewritten);
+    const std::uint32_t milliseconds = timing.GetMaximumAge(rewritten);
     if (usable) {
         FUZZ_CHECK(rewritten == text);
         FUZZ_CHECK(milliseconds == std::min<long long>(value, formats::kLargestMaxAge) * 1000);

@@ -1,79 +1,326 @@
-// Datagrams on the SSDP port, each on the road of its method: headers lie within
-// it, numbers within their bounds, and none withdraws the device's own service.
+// The SSDP port: the protocol core in virtual time, against a network that sends
+// anything. Whatever it is, the device's own announcements stay as they were, answers
+// stay within their budget and are not answered, and what is held stays within its
+// bounds.
+//
+// An input is datagrams, set apart by NULs. Control bytes before a datagram are
+// commands to the network:
+//   1 to 4  the datagrams from here on come from this one of kSenders
+//   5       a tick passes
+//   6       a tick of two minutes passes
+//   7       the send buffer is full from here on, or has room again
+//   14      the datagram comes kFlood times, with its number for each '#' in it
 
 #include "check.h"
-#include "formats/description_document.h"
+#include "formats/browse_document.h"
 #include "formats/description_exchange.h"
-#include "quiet_actions.h"
-#include "ssdp/search_target.h"
+#include "formats/max_age.h"
+#include "formats/ssdp_messages.h"
+#include "ssdp/ssdp_agent.h"
+#include "ssdp/ssdp_tunables.h"
+#include "support/fake_environment.h"
+#include "support/records.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
 
 namespace {
 
-SSDPDeviceType OwnService()
+using formats::Method;
+using Sent = test::FakeEnvironment::Sent;
+
+constexpr const char *kOwnAddress = "192.0.2.10";
+constexpr const char *kNetmask = "255.255.255.128";
+const std::string kOwnUsn = formats::MakeUSN("Corvia 12", kOwnAddress, "0");
+// Of a product that others may announce.
+const std::string kProxiedUsn = formats::MakeUSN("ZR1", kOwnAddress, "0");
+const std::array<sockaddr_in, 4> kSenders{
+    test::SocketAddressOf("192.0.2.11", formats::kPort),
+    test::SocketAddressOf(kOwnAddress, formats::kPort),
+    test::SocketAddressOf("192.0.2.200", formats::kPort), // off the link
+    test::SocketAddressOf("192.0.2.201", 49821),          // off the link
+};
+constexpr std::uint32_t kLongTickMs = 120000;
+constexpr int kFlood = 96;
+// A request repeats the LOCATION of what caused it, and its address.
+constexpr std::size_t kMoreThanCause = 32;
+
+std::string TextOf(const sockaddr_in &address)
 {
-    SSDPDeviceType own;
-    own.productName = "ZR1"; // the product that others may speak for
-    own.ipAddress = "192.0.2.10";
-    own.instance = "0";
-    own.notificationType = "upnp:rootdevice";
-    return own;
+    char text[INET_ADDRSTRLEN] = "";
+    inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
+    return std::string(text) + ":" + std::to_string(ntohs(address.sin_port));
 }
 
-void HearNotify(DeviceRegistry &registry, std::string_view datagram)
+bool IsOwn(const sockaddr_in &sender)
+{
+    return sender.sin_addr.s_addr == kSenders[1].sin_addr.s_addr;
+}
+
+// Whether a text is a single host's address with the SSDP port: no group, loopback,
+// nor the broadcast address of the subnet.
+bool IsPeerOnPort1900(const std::string &text)
+{
+    const int block = std::stoi(text);
+    return block != 0 && block != 127 && block < 224 && text != "192.0.2.127:1900" &&
+           text.substr(text.find(':')) == ":1900";
+}
+
+// The one datagram that ends an announcement of ours: the alive of a product that others
+// may announce, from elsewhere.
+bool HandsBack(std::string_view datagram, const sockaddr_in &sender)
+{
+    const formats::SSDPHeaders headers = formats::ScanHeaders(datagram);
+    return formats::ClassifyMethod(datagram) == Method::Notify && !IsOwn(sender) &&
+           headers.kind == formats::NTSKind::Alive && headers.notify.usn == kProxiedUsn &&
+           !headers.notify.nt.empty() && !headers.notify.location.empty();
+}
+
+// What is read of a datagram lies within it, and numbers within their bounds.
+void CheckReading(std::string_view datagram)
 {
     const formats::SSDPHeaders headers = formats::ScanHeaders(datagram);
     FUZZ_CHECK(IsWithin(headers.notify.nt, datagram));
     FUZZ_CHECK(IsWithin(headers.notify.usn, datagram));
     FUZZ_CHECK(IsWithin(headers.notify.location, datagram));
+    FUZZ_CHECK(IsWithin(headers.searchTarget, datagram));
     FUZZ_CHECK(headers.maxAge <= formats::kLargestMaxAge);
-    if (headers.kind == formats::NTSKind::Alive) {
-        registry.UpdateDevice(headers.notify, headers.maxAge);
-    } else if (headers.kind == formats::NTSKind::Byebye) {
-        registry.RemoveDevice(headers.notify);
-    }
-}
-
-void AnswerSearch(const DeviceRegistry &registry, std::string_view datagram)
-{
-    const std::string_view header = formats::ScanHeaders(datagram).searchTarget;
-    FUZZ_CHECK(IsWithin(header, datagram));
-    std::string target(header);
-    ssdp::MatchSearchTarget(registry.HostList(), target, [&](const SSDPDeviceType &service) {
-        FUZZ_CHECK(header == "ssdp:all" || target == service.usn ||
-                   target == service.notificationType);
-    });
-}
-
-void ReadResponse(DeviceRegistry &registry, std::string_view datagram)
-{
-    if (auto device = formats::ReadDescription(datagram)) {
-        registry.EnterDescription(*device);
-    }
+    FUZZ_CHECK(IsWithin(formats::RequestedName(datagram), datagram));
     std::string_view usn;
-    if (formats::ReadSearchResponseUSN(datagram, usn) == formats::SearchResponse::Read) {
-        FUZZ_CHECK(IsWithin(usn, datagram));
-        FUZZ_CHECK(registry.Knows(usn) == (registry.NodeList().count(usn) == 1));
+    static_cast<void>(formats::ReadSearchResponseUSN(datagram, usn));
+    FUZZ_CHECK(IsWithin(usn, datagram));
+}
+
+// A device that announces two services of its own.
+struct Device
+{
+    explicit Device(std::uint32_t random)
+    {
+        environment.random = random;
+        environment.files.documents["/var/www/html/large.xml"] = std::string(20000, 'x');
+        Open();
+        agent.SetPath("/var/www/html");
+        for (const char *product : {"Corvia 12", "ZR1"}) {
+            SSDPDeviceType service = ::Device(product, kOwnAddress, "studio-a");
+            service.modelNumber = service.boardID = "0x10650001";
+            service.maxAge = "1800";
+            agent.AddService(service);
+        }
+        agent.Start();
+    }
+
+    void Open() { agent.AddInterface(kOwnAddress, "net0", test::AddressOf(kNetmask)); }
+
+    void Tick(std::uint32_t elapsedMs)
+    {
+        agent.BeginTick(elapsedMs);
+        while (agent.SendDue()) {
+        }
+        agent.UpdateContainers(elapsedMs);
+    }
+
+    [[nodiscard]] bool Hosts(const std::string &usn) const
+    {
+        return agent.HostList().count(usn) == 1;
+    }
+
+    test::FakeEnvironment environment;
+    ssdp::SSDPAgent agent{environment};
+};
+
+// One device plays an input. Its twin hears nothing of it but what may change the
+// announcements, and so says what the device has to announce.
+class Play
+{
+public:
+    explicit Play(std::uint32_t random) : mDevice(random), mTwin(random) { CheckAnnouncements(); }
+
+    void Part(std::string_view part);
+    void End();
+
+private:
+    void Deliver(std::string_view datagram, bool flood);
+    void Hear(std::string_view datagram, const sockaddr_in &sender);
+    void Pass(std::uint32_t elapsedMs);
+    void Account(const Sent &sent);
+    void CheckAnnouncements();
+    void CheckRegistry() const;
+    void CheckSent() const;
+
+    Device mDevice;
+    Device mTwin;
+    sockaddr_in mSender = kSenders[0];
+    std::uint32_t mNowMs = std::numeric_limits<std::uint32_t>::max() - 5000; // wraps soon
+    std::uint64_t mPassedMs = 0;
+    // So far:
+    std::size_t mDatagrams = 0;
+    std::size_t mReceivedBytes = 0;
+    std::size_t mQuestions = 0;
+    std::size_t mAnswers = 0;
+    std::size_t mOffLinkBytes = 0; // of answers
+    std::size_t mRequests = 0;
+    std::size_t mRequestBytes = 0;
+};
+
+void Play::Part(std::string_view part)
+{
+    bool flood = false;
+    for (; !part.empty(); part.remove_prefix(1)) {
+        const auto command = static_cast<unsigned char>(part.front());
+        if (command >= 1 && command <= kSenders.size()) {
+            mSender = kSenders[command - 1U];
+        } else if (command == 5) {
+            Pass(mDevice.agent.PollIntervalMs());
+        } else if (command == 6) {
+            Pass(kLongTickMs);
+        } else if (command == 7) {
+            mDevice.environment.room = !mDevice.environment.room;
+        } else if (command == 14) {
+            flood = true;
+        } else {
+            break;
+        }
+    }
+    Deliver(part.substr(0, formats::kReceiveSize), flood);
+    CheckRegistry();
+}
+
+void Play::Deliver(std::string_view datagram, bool flood)
+{
+    if (datagram.empty()) {
+        return;
+    }
+    for (int number = 0; number < (flood ? kFlood : 1); ++number) {
+        std::string numbered(datagram);
+        for (std::size_t at = 0; flood && (at = numbered.find('#')) != std::string::npos;) {
+            numbered.replace(at, 1, std::to_string(number));
+        }
+        Hear(numbered.substr(0, formats::kReceiveSize), mSender);
     }
 }
 
-void Dispatch(DeviceRegistry &registry, std::string_view datagram)
+// Only a search is answered at once, and only to its sender.
+void Play::Hear(std::string_view datagram, const sockaddr_in &sender)
 {
-    switch (formats::ClassifyMethod(datagram)) {
-    case formats::Method::Notify:
-        HearNotify(registry, datagram);
-        break;
-    case formats::Method::MSearch:
-        AnswerSearch(registry, datagram);
-        break;
-    case formats::Method::Http:
-        ReadResponse(registry, datagram);
-        break;
-    case formats::Method::Get:
-        FUZZ_CHECK(IsWithin(formats::RequestedName(datagram), datagram));
-        break;
-    case formats::Method::Unknown:
-        break;
+    CheckReading(datagram);
+    ++mDatagrams;
+    ++mNowMs;
+    ++mPassedMs;
+    mReceivedBytes += datagram.size();
+    const Method method = formats::ClassifyMethod(datagram);
+    mQuestions += method == Method::MSearch || method == Method::Get ? 1U : 0U;
+    const bool handsBack = HandsBack(datagram, sender);
+    const bool hosted = mDevice.Hosts(kProxiedUsn) && !handsBack;
+    if (handsBack) {
+        static_cast<void>(mTwin.agent.ParseSSDPPacket(datagram, sender, mNowMs));
     }
+    if (const auto wanted = mDevice.agent.ParseSSDPPacket(datagram, sender, mNowMs)) {
+        FUZZ_CHECK(method == Method::Get && TextOf(wanted->sender) == TextOf(sender));
+        if (const auto document = mDevice.environment.files.Read(wanted->name)) {
+            mDevice.agent.SendGETResponse(*wanted, *document, mNowMs);
+        }
+    }
+    for (const Sent &sent : mDevice.environment.TakeSent()) {
+        FUZZ_CHECK(method == Method::MSearch && sent.to == TextOf(sender));
+        Account(sent);
+    }
+    FUZZ_CHECK(mDevice.Hosts(kOwnUsn) && mDevice.Hosts(kProxiedUsn) == hosted);
+}
+
+void Play::Pass(std::uint32_t elapsedMs)
+{
+    mNowMs += elapsedMs;
+    mPassedMs += elapsedMs;
+    mDevice.Tick(elapsedMs);
+    mTwin.Tick(elapsedMs);
+    CheckAnnouncements();
+}
+
+// What is multicast is what the twin multicasts. An announcement puts the service's entry
+// right, if it is in the list.
+void Play::CheckAnnouncements()
+{
+    std::vector<Sent> announced;
+    for (Sent &sent : mDevice.environment.TakeSent()) {
+        if (sent.to == "multicast") {
+            announced.push_back(std::move(sent));
+        } else {
+            Account(sent);
+        }
+    }
+    FUZZ_CHECK(announced == mTwin.environment.TakeSent());
+    for (const Sent &sent : announced) {
+        const std::string usn(formats::ScanHeaders(sent.text).notify.usn);
+        const auto node = mDevice.agent.NodeList().find(usn);
+        if (node != mDevice.agent.NodeList().end() && mDevice.Hosts(usn)) {
+            FUZZ_CHECK(formats::AreListedAlike(mDevice.agent.HostList().at(usn), node->second));
+        }
+    }
+}
+
+// Counts a datagram that went to one peer. An answer comes back to us from there.
+void Play::Account(const Sent &sent)
+{
+    if (sent.text.compare(0, 4, "GET ") == 0) {
+        FUZZ_CHECK(IsPeerOnPort1900(sent.to));
+        ++mRequests;
+        mRequestBytes += sent.text.size();
+        return;
+    }
+    const auto peer = std::find_if(kSenders.begin(), kSenders.end(),
+                                   [&](const auto &each) { return TextOf(each) == sent.to; });
+    FUZZ_CHECK(peer != kSenders.end() && sent.text.compare(0, 15, "HTTP/1.1 200 OK") == 0);
+    ++mAnswers;
+    mOffLinkBytes += peer - kSenders.begin() >= 2 ? sent.text.size() : 0;
+    Hear(std::string_view(sent.text).substr(0, formats::kReceiveSize), *peer);
+}
+
+// What is held is what descriptions and our own service make of it, within bounds.
+void Play::CheckRegistry() const
+{
+    std::size_t written = 0;
+    for (const auto &[usn, device] : mDevice.agent.NodeList()) {
+        FUZZ_CHECK(usn == device.usn);
+        FUZZ_CHECK(device.boardID == device.modelNumber);
+        FUZZ_CHECK(device.modelNumber.compare(0, 2, "0x") == 0);
+        FUZZ_CHECK(device.timerPeriod <= formats::kLargestMaxAge * 1000U);
+        FUZZ_CHECK(device.timerCountdown <= ssdp::RefreshedCountdownMs(device.timerPeriod));
+        written += formats::SizeOfBrowseObject(device);
+    }
+    FUZZ_CHECK(written <= ssdp::kMaxHeardBytes);
+    FUZZ_CHECK(mDevice.agent.NodeList().size() <= ssdp::kMaxHeardNodes + 2);
+}
+
+void Play::CheckSent() const
+{
+    FUZZ_CHECK(mAnswers <= 2 * mQuestions); // two services
+    FUZZ_CHECK(mOffLinkBytes <=
+               ssdp::kOffLinkBurstBytes + ssdp::kOffLinkBytesPerSecond * mPassedMs / 1000);
+    FUZZ_CHECK(mRequests <= mDatagrams);
+    FUZZ_CHECK(mRequestBytes <= mReceivedBytes + kMoreThanCause * mDatagrams);
+}
+
+// Sends what waits, checks the sums, and takes leave: nothing is sent after that, though
+// a document was asked for before, and the device is opened again.
+void Play::End()
+{
+    mDevice.environment.room = true;
+    for (std::uint32_t tick = 0; tick < ssdp::kExchangeSpreadTicks; ++tick) {
+        Pass(mDevice.agent.PollIntervalMs());
+    }
+    CheckSent();
+    Hear("GET /large.xml", kSenders[0]);
+    mDevice.agent.Leave(true);
+    mTwin.agent.Leave(true);
+    CheckAnnouncements();
+    FUZZ_CHECK(mDevice.agent.NodeList().empty() && mDevice.agent.HostList().empty());
+    for (const char *question : {"M-SEARCH\nST:ssdp:all", "GET /large.xml", "NOTIFY"}) {
+        FUZZ_CHECK(!mDevice.agent.ParseSSDPPacket(question, kSenders[0], mNowMs));
+    }
+    mDevice.Open();
+    mDevice.Tick(kLongTickMs);
+    FUZZ_CHECK(mDevice.environment.sent.empty());
 }
 
 } // namespace
@@ -81,25 +328,14 @@ void Dispatch(DeviceRegistry &registry, std::string_view datagram)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const std::string_view input = Text(data, size);
-    QuietActions actions;
-    DeviceRegistry registry(actions);
-    registry.AddInterface("192.0.2.10", "net0");
-    SSDPDeviceType own = OwnService();
-    registry.AddService(own);
-    registry.UpdateContainers(0);
-    // Several datagrams, set apart by NULs.
+    // Some draw of the random times for each input.
+    const auto random = static_cast<std::uint32_t>(size) * 7919U;
+    Play play(random);
     for (std::size_t start = 0; start < input.size();) {
-        const std::string_view datagram = input.substr(start, input.find('\0', start) - start);
-        Dispatch(registry, datagram);
-        start += datagram.size() + 1;
+        const std::string_view part = input.substr(start, input.find('\0', start) - start);
+        play.Part(part);
+        start += part.size() + 1;
     }
-    registry.UpdateContainers(15000);
-    FUZZ_CHECK(registry.HostList().size() == 1);
-    FUZZ_CHECK(registry.HostList().begin()->first == own.usn);
-    FUZZ_CHECK(actions.goodbyes == 0);
-    for (const auto &[usn, device] : registry.NodeList()) {
-        FUZZ_CHECK(usn == device.usn);
-        FUZZ_CHECK(device.timerPeriod <= 1073741000U);
-    }
+    play.End();
     return 0;
 }

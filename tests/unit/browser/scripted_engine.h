@@ -10,8 +10,11 @@
 namespace test {
 
 // An engine whose waits for a change end as a test says, without any waiting.
-// Each call of the test returns when the browser is back for its next wait, so
-// that all it did about the earlier ones is done.
+// Each call of the test returns when the browser is back for its next wait, and so
+// has done all that the earlier waits ask for.
+//
+// The browser's test programs link scripted_engine.cpp in place of the engine's shell:
+// every VEX_SSDP of theirs is a ScriptedEngine.
 class ScriptedEngine : public VEX_SSDP
 {
 public:
@@ -23,45 +26,15 @@ public:
     void AwaitIdle() { Play({}, 0); }
 
     // Lets every wait of now and later time out.
-    void End()
-    {
-        const std::lock_guard<std::mutex> held(mMutex);
-        mOver = true;
-        mChanged.notify_all();
-    }
+    void End();
 
     // The time-outs that the browser has asked for.
-    std::set<unsigned int> TimeOuts()
-    {
-        const std::lock_guard<std::mutex> held(mMutex);
-        return mTimeOuts;
-    }
+    [[nodiscard]] std::set<unsigned int> TimeOuts();
+    // The map that the browser passed to its latest wait, as it was then.
+    [[nodiscard]] SSDPDeviceMap Passed();
 
-    bool SawAFilledMap()
-    {
-        const std::lock_guard<std::mutex> held(mMutex);
-        return mSawAFilledMap;
-    }
-
-    [[nodiscard]] int WaitForChange(unsigned int timeoutMs, SSDPDeviceMap &out) override
-    {
-        std::unique_lock<std::mutex> held(mMutex);
-        mTimeOuts.insert(timeoutMs);
-        mSawAFilledMap = mSawAFilledMap || !out.empty();
-        mIdle = mScript.empty();
-        mChanged.notify_all();
-        mChanged.wait(held, [this] { return mOver || !mScript.empty(); });
-        if (mScript.empty()) {
-            return kVEXTimedOut;
-        }
-        const Step step = mScript.front();
-        mScript.pop_front();
-        mIdle = false;
-        if (step.status == kVEXSuccess) {
-            out = step.list;
-        }
-        return step.status;
-    }
+    // What VEX_SSDP::WaitForChange does here. Called on the browser's thread.
+    [[nodiscard]] int Wait(unsigned int timeoutMs, SSDPDeviceMap &out);
 
 private:
     struct Step
@@ -70,16 +43,7 @@ private:
         SSDPDeviceMap list;
     };
 
-    void Play(const Step &step, int times)
-    {
-        std::unique_lock<std::mutex> held(mMutex);
-        for (int i = 0; i < times; ++i) {
-            mScript.push_back(step);
-            mIdle = false;
-        }
-        mChanged.notify_all();
-        mChanged.wait(held, [this] { return mIdle; });
-    }
+    void Play(const Step &step, int times);
 
     std::mutex mMutex;
     std::condition_variable mChanged;
@@ -88,7 +52,7 @@ private:
     bool mIdle = false; // the browser waits, and there is no step for it
     bool mOver = false;
     std::set<unsigned int> mTimeOuts;
-    bool mSawAFilledMap = false;
+    SSDPDeviceMap mPassed;
 };
 
 } // namespace test

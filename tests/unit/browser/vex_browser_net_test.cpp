@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using formats::ComposeBrowseDocument;
 using test::ScriptedEngine;
 using Events = std::vector<std::string>;
 
@@ -39,7 +40,7 @@ SSDPDeviceMap List(const std::string &hostName)
 
 std::string Document(const std::string &hostName)
 {
-    return formats::ComposeBrowseDocument(List(hostName));
+    return ComposeBrowseDocument(List(hostName));
 }
 
 class Browser : public testing::Test
@@ -107,13 +108,22 @@ TEST_F(Browser, WaitsForChangesInStepsOf500Ms)
     EXPECT_EQ(mEngine.TimeOuts(), (std::set<unsigned int>{500}));
 }
 
-TEST_F(Browser, PassesANewEmptyMapToEachWait)
+// A second map beside a list that waits to be written would be a third copy of it.
+TEST_F(Browser, HasAPendingListReplacedInItsPlace)
 {
     Start();
+    EXPECT_EQ(ComposeBrowseDocument(mEngine.Passed()), "[]");
     mEngine.Change(List("a"));
+    EXPECT_EQ(ComposeBrowseDocument(mEngine.Passed()), Document("a"));
     mEngine.Change(List("b"));
     mEngine.TimeOut(1);
-    EXPECT_FALSE(mEngine.SawAFilledMap());
+    EXPECT_EQ(ComposeBrowseDocument(mEngine.Passed()), Document("b"));
+}
+
+TEST_F(Browser, FreesAListOnceItIsWritten)
+{
+    StartWithAWrite();
+    EXPECT_EQ(ComposeBrowseDocument(mEngine.Passed()), "[]");
 }
 
 TEST_F(Browser, WritesTheFirstListOnlyAtTheEleventhCycle)

@@ -1,8 +1,14 @@
 #include "formats/browse_document.h"
 
-#include <gtest/gtest.h>
+#include "support/records.h"
 
+#include <array>
+#include <gtest/gtest.h>
+#include <string>
+
+using formats::AreListedAlike;
 using formats::ComposeBrowseDocument;
+using formats::SizeOfBrowseObject;
 
 namespace {
 
@@ -50,6 +56,30 @@ std::string Encoded(const std::string &hostName)
     const std::string after = "\",\"ipAddress\"";
     const std::size_t start = document.find(before) + before.size();
     return document.substr(start, document.find(after) - start);
+}
+
+using Field = std::string SSDPDeviceType::*;
+
+constexpr std::array<Field, 7> kListed{
+    &SSDPDeviceType::productName,      &SSDPDeviceType::modelName, &SSDPDeviceType::hostName,
+    &SSDPDeviceType::modelDescription, &SSDPDeviceType::ipAddress, &SSDPDeviceType::instance,
+    &SSDPDeviceType::boardID,
+};
+constexpr std::array<Field, 10> kUnlisted{
+    &SSDPDeviceType::modelNumber, &SSDPDeviceType::serialNumber,
+    &SSDPDeviceType::urlScheme,   &SSDPDeviceType::notificationType,
+    &SSDPDeviceType::reserved,    &SSDPDeviceType::usn,
+    &SSDPDeviceType::maxAge,      &SSDPDeviceType::location,
+    &SSDPDeviceType::server,      &SSDPDeviceType::descriptionFileName,
+};
+
+std::string AllBytes()
+{
+    std::string bytes;
+    for (int byte = 0; byte <= 0xFF; ++byte) {
+        bytes += static_cast<char>(byte);
+    }
+    return bytes;
 }
 
 } // namespace
@@ -136,4 +166,101 @@ TEST(BrowseDocument, PassesEveryByteFrom0x20Upwards)
     }
     EXPECT_EQ(Encoded(bytes), bytes);
     EXPECT_EQ(Encoded("a/b \xC3\xA9"), "a/b \xC3\xA9");
+}
+
+// A document that grew while it was composed would be there twice for a moment.
+TEST(BrowseDocument, TakesTheMemoryOfItsBytesAndNoMore)
+{
+    SSDPDeviceMap devices;
+    for (int number = 0; number < 100; ++number) {
+        devices[std::to_string(number)].hostName = std::string(static_cast<std::size_t>(number), 1);
+        const std::string document = ComposeBrowseDocument(devices);
+        EXPECT_EQ(document.capacity(), document.size()) << number;
+    }
+}
+
+// The document of one device is its object in brackets; the size counts a comma.
+TEST(SizeOfBrowseObject, IsThatOfTheObjectAndAComma)
+{
+    EXPECT_EQ(SizeOfBrowseObject({}), std::string(kEmpty).size() + 1);
+    EXPECT_EQ(SizeOfBrowseObject(Encoder()), std::string(kEncoder).size() + 1);
+    EXPECT_EQ(SizeOfBrowseObject(FullRecord()),
+              ComposeBrowseDocument({{"usn", FullRecord()}}).size() - 1);
+}
+
+TEST(SizeOfBrowseObject, CountsEveryByteOfEveryFieldAsItIsWritten)
+{
+    for (const Field field : kListed) {
+        for (const char byte : AllBytes()) {
+            SSDPDeviceType device;
+            device.*field = byte;
+            EXPECT_EQ(SizeOfBrowseObject(device),
+                      ComposeBrowseDocument({{"usn", device}}).size() - 1)
+                << static_cast<int>(byte);
+        }
+    }
+}
+
+TEST(SizeOfBrowseObject, CountsTheModelNameTwiceAndAControlByteSixfold)
+{
+    SSDPDeviceType device;
+    device.modelName = std::string(1300, '\x01');
+    EXPECT_EQ(SizeOfBrowseObject(device), SizeOfBrowseObject({}) + 1300U * 6 * 2);
+}
+
+TEST(SizeOfBrowseObject, CountsNothingThatIsNotListed)
+{
+    SSDPDeviceType device;
+    for (const Field field : kUnlisted) {
+        device.*field = AllBytes();
+    }
+    EXPECT_EQ(SizeOfBrowseObject(device), std::string(kEmpty).size() + 1);
+}
+
+TEST(SizeOfBrowseObject, OfAllDevicesIsThatOfTheDocumentButForOneBracket)
+{
+    SSDPDeviceMap devices{{"a", Encoder()}, {"b", {}}, {"c", FullRecord()}};
+    devices["d"].hostName = AllBytes();
+    std::size_t size = 1;
+    for (const auto &[usn, device] : devices) {
+        size += SizeOfBrowseObject(device);
+    }
+    EXPECT_EQ(size, ComposeBrowseDocument(devices).size());
+}
+
+TEST(AreListedAlike, HoldsForRecordsThatDifferInWhatIsNotListed)
+{
+    const SSDPDeviceType device = FullRecord();
+    SSDPDeviceType other = device;
+    EXPECT_TRUE(AreListedAlike(device, other));
+    for (const Field field : kUnlisted) {
+        other.*field = "other";
+    }
+    ++other.timerPeriod;
+    ++other.timerCountdown;
+    ++other.repeatCount;
+    ++other.flag;
+    EXPECT_TRUE(AreListedAlike(device, other));
+    EXPECT_EQ(ComposeBrowseDocument({{"usn", device}}), ComposeBrowseDocument({{"usn", other}}));
+}
+
+TEST(AreListedAlike, FailsForAnyListedTextThatDiffers)
+{
+    for (const Field field : kListed) {
+        const SSDPDeviceType device = FullRecord();
+        SSDPDeviceType other = device;
+        other.*field += ' ';
+        EXPECT_FALSE(AreListedAlike(device, other)) << other.*field;
+        EXPECT_FALSE(AreListedAlike(other, device)) << other.*field;
+    }
+}
+
+// Texts are compared, not their JSON: no two texts have the same one.
+TEST(AreListedAlike, TellsATextFromItsEscapedForm)
+{
+    SSDPDeviceType device;
+    device.hostName = "\n";
+    SSDPDeviceType other;
+    other.hostName = "\\n";
+    EXPECT_FALSE(AreListedAlike(device, other));
 }
