@@ -27,12 +27,20 @@ if(BEACOND_COVERAGE)
     target_link_options(beacond_coverage INTERFACE --coverage)
 endif()
 
-# beacond_library(NAME SOURCE... [PUBLIC LIBRARY...]): a static library of the
-# folder it is called in; its headers are included as "folder/header.h".
+# beacond_library(NAME SOURCES FILE... [LINK LIBRARY...]): a static library of the
+# calling folder. Its headers are included as "folder/header.h", only by itself and by
+# what links it: an include directory src/ would show all folders of src/ to everyone.
 function(beacond_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
-    target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/..)
+    cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder)
+    file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} *.h)
+    foreach(header ${headers})
+        # Not a symbolic link: compilers and coverage would name files by its path.
+        file(CONFIGURE OUTPUT include/${folder}/${header}
+            CONTENT "#include \"${CMAKE_CURRENT_SOURCE_DIR}/${header}\"\n")
+    endforeach()
+    target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_BINARY_DIR}/include)
     target_link_libraries(${name} PUBLIC ${ARG_LINK} PRIVATE beacond_options
         beacond_coverage)
 endfunction()

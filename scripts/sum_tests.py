@@ -1,0 +1,116 @@
+#!/usr/bin/python3 -B
+"""Counts the tests of stages of ./test.
+
+usage: sum_tests.py FOLDER...
+
+Each folder has the name of a stage and holds
+  *.xml       the reports of its test runners, as JUnit XML
+  NAME/*.xml  where the cases of NAME.xml are test programs: the report of each
+  ended       the exit status of the stage and the seconds it took
+
+Prints a line for each stage and then, alone on the last line, "N passed, N failed".
+The exit status is 1 if anything failed.
+"""
+
+import re
+import sys
+from pathlib import Path
+from typing import NamedTuple
+from xml.etree import ElementTree
+
+
+class Counts(NamedTuple):
+    passed: int
+    failed: int
+
+
+def total(counts):
+    counts = list(counts)
+    return Counts(sum(each.passed for each in counts), sum(each.failed for each in counts))
+
+
+def read_cases(report):
+    """The test cases of a report; none if it is missing, empty or cut off."""
+    try:
+        text = report.read_text(encoding="utf-8", errors="replace")
+        # Node's reports hold control characters of messages, which XML forbids.
+        text = re.sub(r"[\0-\x08\x0b\x0c\x0e-\x1f]", "", text)
+        return list(ElementTree.fromstring(text).iter("testcase"))
+    except (OSError, ElementTree.ParseError):
+        return []
+
+
+def has(case, *tags):
+    return any(part.tag in tags for part in case)
+
+
+def name(case):
+    return case.get("classname"), case.get("name")
+
+
+def is_passed(case):
+    # GoogleTest lists disabled tests as "notrun".
+    return not has(case, "failure", "error", "skipped") and case.get("status") != "notrun"
+
+
+def count_cases(cases):
+    failed = [name(case) for case in cases if has(case, "failure")]
+    # pytest reports an error while cleaning up after a failed test as a second case.
+    errors = [case for case in cases if has(case, "error") and not has(case, "failure")
+              and name(case) not in failed]
+    return Counts(sum(map(is_passed, cases)), len(failed) + len(errors))
+
+
+def count_program(case, report):
+    """A program that failed counts as a failure even if no test in its report did: it
+    crashed, ran out of time, or a sanitizer ended it with an error."""
+    counts = count_report(report)
+    return counts if is_passed(case) else Counts(counts.passed, max(counts.failed, 1))
+
+
+def count_report(report):
+    cases = read_cases(report)
+    programs = report.with_suffix("")
+    if not cases:
+        return Counts(0, 1)
+    if programs.is_dir():
+        return total(count_program(case, programs / f"{case.get('name')}.xml") for case in cases)
+    return count_cases(cases)
+
+
+def read_end(folder):
+    """Exit status and seconds of a stage; 1 if it did not reach its end."""
+    try:
+        status, seconds = (folder / "ended").read_text(encoding="ascii").split()
+        return int(status), int(seconds)
+    except (OSError, ValueError):
+        return 1, 0
+
+
+def count_stage(folder):
+    """A stage that failed, or passed no test, has at least one failure."""
+    counts = total(map(count_report, sorted(folder.glob("*.xml"))))
+    status, _ = read_end(folder)
+    if status != 0 or counts.passed == 0:
+        return Counts(counts.passed, max(counts.failed, 1))
+    return counts
+
+
+def stage_line(folder, counts):
+    _, seconds = read_end(folder)
+    result = "FAILED" if counts.failed else "passed"
+    return (f"{folder.name:8} {result:8} {seconds:5} s  {counts.passed:5} passed  "
+            f"{counts.failed} failed")
+
+
+def main(folders):
+    counts = {folder: count_stage(folder) for folder in folders}
+    for folder in folders:
+        print(stage_line(folder, counts[folder]))
+    passed, failed = total(counts[folder] for folder in folders)
+    print(f"\n{passed} passed, {failed} failed")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main([Path(folder) for folder in sys.argv[1:]]))

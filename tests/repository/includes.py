@@ -1,0 +1,46 @@
+"""Which folder may include what, so that includes run one way."""
+
+import re
+
+# For each folder of src/, platform/ and tools/, by the name that stands in the #include
+# lines: other folders, whole or one header of them. Its own headers it may always include.
+MAY_INCLUDE = {
+    # src
+    "main": ["pubsub", "browser", "mdns", "vexbase"],
+    "pubsub": ["browser", "mdns", "ssdp", "wsconfig", "product", "formats", "vexbase"],
+    "browser": ["ssdp/vex_ssdp.h", "formats", "vexbase"],
+    "ssdp": ["product", "formats", "vexbase"],
+    "mdns": ["vexbase"],
+    "product": ["vexbase"],
+    "formats": ["vexbase"],
+    # platform
+    "wsconfig": ["vexbase"],
+    "vexbase": [],
+    # tools
+    "beaconctl": ["formats", "wsconfig", "vexbase"],
+    "configd": ["formats", "wsconfig", "vexbase"],
+}
+
+
+def sources(top):
+    return [path for part in ("src", "platform", "tools") for path in sorted((top / part).rglob("*"))
+            if path.suffix in (".cpp", ".h")]
+
+
+def is_allowed(folder, header):
+    allowed = [folder, *MAY_INCLUDE.get(folder, [])]
+    return header in allowed or header.partition("/")[0] in allowed
+
+
+def violations(top):
+    """A line for each #include of a header of ours that the table does not allow."""
+    found = []
+    for path in sources(top):
+        folder = path.parent.name
+        for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
+            include = re.match(r'\s*#\s*include\s*(["<])(.*)[">]', line)
+            if include and (include[1] == '"' or include[2].partition("/")[0] in MAY_INCLUDE) \
+                    and not is_allowed(folder, include[2]):
+                found.append(f"{path.relative_to(top)}:{number}: {folder} may not include "
+                             f"{include[2]}")
+    return found

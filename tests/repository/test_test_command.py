@@ -1,0 +1,117 @@
+"""The command ./test, in a tree that has it and what it needs, but nothing to test."""
+
+import os
+import select
+import shutil
+import subprocess
+import sys
+from pathlib import Path
+
+import pytest
+
+TOP = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(TOP / "tools"))
+
+from lab import wait_until  # noqa: E402
+
+STAGES = ["format", "unit", "clang", "asan", "tsan", "fuzz", "system", "package", "web", "arm64"]
+
+
+@pytest.fixture
+def tree(tmp_path):
+    for file in ("test", "scripts/sum_tests.py"):
+        (tmp_path / file).parent.mkdir(exist_ok=True)
+        shutil.copy(TOP / file, tmp_path / file)
+    (tmp_path / "scripts/setup.sh").write_text("install_packages() { :; }\n", encoding="ascii")
+    return tmp_path
+
+
+def stand_in(tree, text, command="tests/web/run"):
+    """Puts a script in the place of what a stage runs."""
+    path = tree / command
+    path.parent.mkdir(parents=True, exist_ok=True)
+    path.write_text(f"#!/bin/sh\n{text}\n", encoding="ascii")
+    path.chmod(0o755)
+
+
+def run_test(tree, *arguments):
+    result = subprocess.run([tree / "test", *arguments], stdout=subprocess.PIPE,
+                            stderr=subprocess.PIPE, text=True)
+    return result.returncode, result.stdout, result.stderr
+
+
+REPORT = """cat >build/web-tests.xml <<END
+<testsuites><testcase name="one"/><testcase name="two">{}</testcase></testsuites>
+END
+exit {}"""
+
+
+@pytest.mark.parametrize("script, status, total", [
+    (REPORT.format("", 0), 0, "2 passed, 0 failed"),
+    (REPORT.format("<failure/>", 1), 1, "1 passed, 1 failed"),
+    (REPORT.format("", 1), 1, "2 passed, 1 failed"),
+    ("exit 0", 1, "0 passed, 1 failed"),
+    ("exit 1", 1, "0 passed, 1 failed")])
+def test_the_last_line_and_the_status_say_what_failed(tree, script, status, total):
+    stand_in(tree, script)
+    ended, output, _ = run_test(tree, "web")
+    assert (ended, output.splitlines()[-1]) == (status, total)
+
+
+def test_without_arguments_all_stages_run_and_none_fails_uncounted(tree):
+    ended, output, _ = run_test(tree)
+    lines = output.partition("======== summary\n")[2].splitlines()
+    assert [line.split()[:2] for line in lines[:-2]] == [[name, "FAILED"] for name in STAGES]
+    failed = [int(line.split()[-2]) for line in lines[:-2]]
+    assert min(failed) >= 1
+    assert (ended, lines[-1]) == (1, f"0 passed, {sum(failed)} failed")
+
+
+MEET = """touch at-{}
+for turn in $(seq 600); do [ ! -e at-{} ] || exit 0; sleep 0.1; done"""
+
+
+def test_stages_that_compute_and_stages_that_wait_run_side_by_side(tree):
+    report = "mkdir -p build/fuzz/reports; echo '<testcase/>' >build/{}.xml\n"
+    stand_in(tree, report.format("fuzz/reports/a") + MEET.format("fuzz", "web") + "\nexit 1", "fuzz")
+    stand_in(tree, report.format("web-tests") + MEET.format("web", "fuzz") + "\nexit 1")
+    _, output, _ = run_test(tree)
+    summary = output.partition("======== summary\n")[2].splitlines()
+    assert [line.split()[:2] for line in summary if line.startswith(("fuzz", "web"))] == [
+        ["fuzz", "passed"], ["web", "passed"]]
+
+
+def test_ended_by_a_signal_it_ends_what_the_stages_started(tree):
+    stand_in(tree, "touch started; exec sleep 90")
+    reader, writer = os.pipe()  # which all that it starts inherit
+    with subprocess.Popen([tree / "test"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                          pass_fds=[writer]) as command:
+        os.close(writer)
+        wait_until((tree / "started").exists, 60, "the stage web")
+        command.terminate()
+    assert command.returncode == 1
+    assert select.select([reader], [], [], 60)[0], "something still runs"
+    assert os.read(reader, 1) == b""
+    os.close(reader)
+
+
+def test_each_stage_ends_with_its_line(tree):
+    _, output, _ = run_test(tree, "web", "fuzz")
+    web, fuzz = output.partition("======== summary\n")[0].split("======== ")[1:]
+    assert web.splitlines()[-2].split()[:2] == ["web", "FAILED"]
+    assert fuzz.splitlines()[-2].split()[:2] == ["fuzz", "FAILED"]
+
+
+def test_help_names_every_stage(tree):
+    status, output, _ = run_test(tree, "--help")
+    assert status == 0
+    assert output.startswith("usage: ./test [STAGE...]\n")
+    assert [line.split()[0] for line in output.splitlines()
+            if line[:2] == "  " and line[2] != " "] == STAGES
+
+
+def test_an_unknown_stage_is_refused_before_anything_runs(tree):
+    status, output, errors = run_test(tree, "web", "nonsense")
+    assert (status, output) == (2, "")
+    assert errors.startswith("usage: ./test [STAGE...]\n")
+    assert not (tree / "build").exists()
