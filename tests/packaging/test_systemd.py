@@ -5,6 +5,7 @@ import re
 import pytest
 
 import expected
+import web_folders
 from conftest import OLDER
 from lab import wait_until
 from lab.device import BROWSE_LIST
@@ -52,11 +53,26 @@ def test_the_device_announces_itself_and_lists_itself_for_everybody(booted, wire
 
 
 def test_booting_makes_the_folders_and_links_the_page(booted):
-    assert booted.stat("/var/www/html") == "775 root:beacond"
-    assert booted.stat("/var/www/discovery") == "755 beacond:beacond"
+    web_folders.assert_as_the_packages_make_them(booted)
     for name in booted.run("ls", "/usr/share/beacond-web").stdout.split():
         link = booted.run("readlink", f"/var/www/discovery/{name}").stdout.strip()
         assert link == f"/usr/share/beacond-web/{name}"
+
+
+def test_the_web_server_reads_what_the_daemon_writes(booted):
+    web_folders.assert_the_web_server_reads(booted)
+
+
+@pytest.mark.parametrize("owner", ["root", "www-data"])
+def test_the_daemon_cannot_replace_what_others_put_into_its_folders(booted, owner):
+    web_folders.assert_the_daemon_cannot_replace(booted, owner)
+
+
+def test_booting_with_the_folders_of_an_earlier_version_changes_their_owner_and_mode(booted):
+    web_folders.make_as_before(booted)
+    # What systemd-tmpfiles-setup.service runs.
+    booted.run("systemd-tmpfiles", "--create", "--remove", "--boot", "--exclude-prefix=/dev")
+    web_folders.assert_as_the_packages_make_them(booted)
 
 
 @pytest.mark.parametrize("unit", UNITS)
@@ -96,6 +112,7 @@ def test_an_upgrade_keeps_settings_and_state_and_restarts(booted, installing, ve
     booted.configure(hostName="studio-b")
     state = booted.read("/var/lib/beacon-configd/system.json")
     old = [booted.property(unit, "MainPID") for unit in UNITS]
+    web_folders.make_as_before(booted)
     mark = wire.mark()
 
     booted.apt_get(*installing())
@@ -111,6 +128,10 @@ def test_an_upgrade_keeps_settings_and_state_and_restarts(booted, installing, ve
     booted.name = "studio-b"
     wait_until(lambda: booted.read(BROWSE_LIST) == expected.browse_json(booted), LIMIT,
                "the browse list", lambda: booted.read(BROWSE_LIST))
+    web_folders.assert_as_the_packages_make_them(booted)
+    web_folders.assert_the_web_server_reads(booted)
+    # Over the file of the run before.
+    assert booted.read(f"/var/www/html/{expected.document_name(booted)}") == expected.document(booted)
 
 
 def test_removing_stops_the_daemons_and_purging_leaves_nothing(booted):
