@@ -1,6 +1,9 @@
 """The packages on a device that systemd runs."""
 
+import json
+import os
 import re
+from pathlib import Path
 
 import pytest
 
@@ -94,6 +97,61 @@ def test_the_running_daemon_is_confined(booted, unit):
     assert {name: status[name] for name in confined} == confined
     mounts = booted.read(f"/proc/{booted.property(unit, 'MainPID')}/mountinfo")
     assert re.search(r" / / ro,", mounts)
+
+
+def journal(machine, *options):
+    """The entries of the machine's journal, the oldest first."""
+    # Its status is 1 when nothing is found.
+    lines = machine.run("journalctl", "--output=json", *options, check=False).stdout.splitlines()
+    return [json.loads(line) for line in lines]
+
+
+def messages(machine, text):
+    """The lines of the discovery daemon that hold a text."""
+    return [entry for entry in journal(machine, "--unit=beacond.service")
+            if text in str(entry["MESSAGE"])]
+
+
+def test_no_datagram_gives_a_line_its_priority(booted, peer):
+    with peer.udp_socket() as sock:
+        sock.sendto(b"x\n<0>Disk failing", (booted.address, 1900))
+    found = wait_until(lambda: messages(booted, "Disk failing"), LIMIT, "the line in the journal")
+    assert {entry["PRIORITY"] for entry in found} == {"6"}
+    assert journal(booted, "--unit=beacond.service", "--priority=warning") == []
+
+
+def test_a_flood_of_lines_does_not_fill_the_journal(booted, peer):
+    sent = 6000
+    with peer.udp_socket() as sock:
+        def tell():
+            """The journal says what it suppressed when a line comes after the interval."""
+            sock.sendto(b"one more", (booted.address, 1900))
+            return journal(booted, "--grep=^Suppressed [0-9]+ messages from beacond.service")
+        for _ in range(sent // 100):
+            for _ in range(100):
+                sock.sendto(b"flood", (booted.address, 1900))
+            peer.ask(expected.SEARCH, booted.address)  # answered: those before are read
+        wait_until(tell, LIMIT, "the journal to say that it suppressed lines")
+    assert 0 < len(messages(booted, "flood")) < sent / 2
+
+
+def bound_ports(machine, process):
+    """The ports on which a process listens, as systemctl shows those allowed."""
+    pid = machine.wait_for_process(process)
+    sockets = {os.readlink(each) for each in Path(f"/proc/{pid}/fd").iterdir()}
+    for protocol, state in [("tcp", "0A"), ("udp", "07")]:
+        for line in Path(f"/proc/{pid}/net/{protocol}").read_text().splitlines()[1:]:
+            fields = line.split()
+            if fields[3] == state and f"socket:[{fields[9]}]" in sockets:
+                yield f"ipv4:{protocol}{int(fields[1].split(':')[1], 16)}"
+
+
+@pytest.mark.parametrize("unit", UNITS)
+def test_may_bind_the_ports_that_it_uses_and_no_others(booted, unit):
+    # Debian 12's systemd reads this, but cannot enforce it.
+    assert booted.property(unit, "SocketBindDeny") == "any"
+    allowed = booted.property(unit, "SocketBindAllow").split()
+    assert sorted(bound_ports(booted, unit.removesuffix(".service"))) == sorted(allowed)
 
 
 def test_comes_back_when_avahi_daemon_has_gone(booted, wire):
