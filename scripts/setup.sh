@@ -20,8 +20,8 @@ listed_packages() { # GROUP...
         /^[^#[]/ && wanted { print $1 }' "$(dirname "${BASH_SOURCE[0]}")/packages.txt"
 }
 
-install_packages() { # GROUP...
-    local missing
+# Runs in a shell of its own: whatever ends that, no temporary file is left.
+install_packages() ( # GROUP...
     missing=$(listed_packages "$@" | grep -vxF -f <(installed_packages)) || true
     [ -n "$missing" ] || return 0
     if [ "$(id -u)" -ne 0 ]; then
@@ -29,24 +29,25 @@ install_packages() { # GROUP...
         return 1
     fi
     echo "Installing:" $missing
-    local architecture
     for architecture in $(grep -o ':.*' <<<"$missing" | tr -d : | sort -u); do
         dpkg --add-architecture "$architecture"
     done
-    local policy=/usr/sbin/policy-rc.d made_policy=""
+    log=$(mktemp -t beacond-packages.XXXXXX) || return 1
+    temporary=("$log")
+    trap 'rm -f "${temporary[@]}"' EXIT
     # Services among the packages must not start on this host: they would talk
     # to its real network. The virtual devices start their own.
+    policy=/usr/sbin/policy-rc.d
     if [ ! -e "$policy" ]; then
-        printf '#!/bin/sh\nexit 101\n' >"$policy" && chmod 755 "$policy" && made_policy=1
+        temporary+=("$policy")
+        printf '#!/bin/sh\nexit 101\n' >"$policy" && chmod 755 "$policy"
     fi
-    local status=0
-    { apt-get update -q && DEBIAN_FRONTEND=noninteractive apt-get install -q -y \
-        --no-install-recommends $missing; } >/tmp/beacond-packages.log 2>&1 || status=$?
-    [ -z "$made_policy" ] || rm -f "$policy"
-    if [ "$status" -ne 0 ]; then
-        tail -20 /tmp/beacond-packages.log >&2
-        echo "Installing the packages failed." >&2
+    if ! { apt-get update -q && DEBIAN_FRONTEND=noninteractive apt-get install -q -y \
+        --no-install-recommends $missing; } >"$log" 2>&1; then
+        unset 'temporary[0]'
+        chmod 644 "$log" # for the user who called sudo
+        tail -20 "$log" >&2
+        echo "Installing the packages failed. The whole log is $log" >&2
         return 1
     fi
-    rm -f /tmp/beacond-packages.log
-}
+)

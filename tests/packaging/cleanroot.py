@@ -1,4 +1,4 @@
-"""A root folder with a fresh Debian 12 and what the packages depend on, downloaded."""
+"""A root folder with a fresh Debian and what the packages depend on, downloaded."""
 
 import shutil
 import subprocess
@@ -6,16 +6,19 @@ import subprocess
 # Mounts and processes of their own, so that none is left however this ends.
 APART = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc"]
 
-# With the packages on /mnt. Nothing is set up here, where the network is the host's.
+# With the packages on /mnt, and then each of $3... by itself: some of them exclude
+# each other. Nothing is set up here, where the network is the host's.
 FETCH = """
 set -e
 mount --bind "$2" "$1/mnt"
 mount -t proc proc "$1/proc"
-exec chroot "$1" sh -ec '
+root=$1
+shift 2
+exec chroot "$root" sh -ec '
     fetch() { apt-get -q -y --no-install-recommends --download-only install "$@"; }
     apt-get -q update
-    fetch /mnt/*.deb bash-completion systemd-sysv
-    fetch sysvinit-core'
+    fetch /mnt/*.deb
+    for other in "$@"; do fetch "$other"; done' fetch "$@"
 """
 
 
@@ -37,10 +40,10 @@ def mirror():
     return found[0]
 
 
-def make(root, packages):
+def make(root, codename, packages, others):
     remove(root)
-    run([*APART, "debootstrap", "--variant=minbase", "bookworm", root, mirror()])
-    run([*APART, "sh", "-c", FETCH, "fetch", root, packages])
+    run([*APART, "debootstrap", "--variant=minbase", codename, root, mirror()])
+    run([*APART, "sh", "-c", FETCH, "fetch", root, packages, *others])
 
 
 def remove(root):

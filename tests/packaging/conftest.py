@@ -92,10 +92,11 @@ def on_machine(packages, build):
 
 @pytest.fixture(scope="session")
 def clean_root(build, packages):
-    """A folder with a fresh Debian, which no machine changes."""
+    """A folder with a fresh Debian 12, which no machine changes."""
     root = build / "root"
     try:
-        cleanroot.make(str(root), str(packages))
+        cleanroot.make(str(root), "bookworm", str(packages),
+                       ["bash-completion", "systemd-sysv", "sysvinit-core"])
         yield root
     finally:
         cleanroot.remove(root)

@@ -8,6 +8,7 @@ import signal
 import pytest
 
 import expected
+import web_folders
 from conftest import OLDER
 from lab import wait_until
 from lab.device import BROWSE_LIST
@@ -80,10 +81,17 @@ def test_the_device_announces_itself_and_lists_itself(installed, wire):
 
 
 def test_folders_and_files_belong_to_the_daemons(installed):
-    assert installed.stat("/var/www/html") == "775 root:beacond"
-    assert installed.stat("/var/www/discovery") == "755 beacond:beacond"
-    assert installed.stat(BROWSE_LIST) == "640 beacond:beacond"
+    web_folders.assert_as_the_packages_make_them(installed)
     assert installed.stat("/var/lib/beacon-configd") == "755 beacon-configd:beacon-configd"
+
+
+def test_the_web_server_reads_what_the_daemon_writes(installed):
+    web_folders.assert_the_web_server_reads(installed)
+
+
+@pytest.mark.parametrize("owner", ["root", "www-data"])
+def test_the_daemon_cannot_replace_what_others_put_into_its_folders(installed, owner):
+    web_folders.assert_the_daemon_cannot_replace(installed, owner)
 
 
 def test_every_file_of_the_page_lies_beside_the_list(installed):
@@ -138,6 +146,7 @@ def test_an_upgrade_keeps_settings_and_state_and_restarts(installed, installing,
     installed.configure(hostName="studio-b")
     state = installed.read("/var/lib/beacon-configd/system.json")
     old = {name: installed.wait_for_process(name) for name in DAEMONS}
+    web_folders.make_as_before(installed)
     mark = wire.mark()
 
     installed.apt_get(*installing())
@@ -154,6 +163,16 @@ def test_an_upgrade_keeps_settings_and_state_and_restarts(installed, installing,
     wait_until(lambda: any(location in each.data for each in wire.datagrams(since=mark)), LIMIT,
                "an announcement as the new product")
     wait_for_list(installed)
+    web_folders.assert_as_the_packages_make_them(installed)
+    web_folders.assert_the_web_server_reads(installed)
+
+
+def test_starting_makes_the_folders_that_are_missing(installed):
+    assert init(installed, "beacond", "stop").returncode == 0
+    installed.run("rm", "-r", "/var/www/html")
+    installed.run("chmod", "755", "/var/www/discovery")
+    assert init(installed, "beacond", "start").returncode == 0
+    web_folders.assert_as_the_packages_make_them(installed)
 
 
 def test_removing_stops_the_daemons_and_keeps_settings_and_state(installed):

@@ -1,10 +1,14 @@
 """The packages on a device that systemd runs."""
 
+import json
+import os
 import re
+from pathlib import Path
 
 import pytest
 
 import expected
+import web_folders
 from conftest import OLDER
 from lab import wait_until
 from lab.device import BROWSE_LIST
@@ -52,11 +56,26 @@ def test_the_device_announces_itself_and_lists_itself_for_everybody(booted, wire
 
 
 def test_booting_makes_the_folders_and_links_the_page(booted):
-    assert booted.stat("/var/www/html") == "775 root:beacond"
-    assert booted.stat("/var/www/discovery") == "755 beacond:beacond"
+    web_folders.assert_as_the_packages_make_them(booted)
     for name in booted.run("ls", "/usr/share/beacond-web").stdout.split():
         link = booted.run("readlink", f"/var/www/discovery/{name}").stdout.strip()
         assert link == f"/usr/share/beacond-web/{name}"
+
+
+def test_the_web_server_reads_what_the_daemon_writes(booted):
+    web_folders.assert_the_web_server_reads(booted)
+
+
+@pytest.mark.parametrize("owner", ["root", "www-data"])
+def test_the_daemon_cannot_replace_what_others_put_into_its_folders(booted, owner):
+    web_folders.assert_the_daemon_cannot_replace(booted, owner)
+
+
+def test_booting_with_the_folders_of_an_earlier_version_changes_their_owner_and_mode(booted):
+    web_folders.make_as_before(booted)
+    # What systemd-tmpfiles-setup.service runs.
+    booted.run("systemd-tmpfiles", "--create", "--remove", "--boot", "--exclude-prefix=/dev")
+    web_folders.assert_as_the_packages_make_them(booted)
 
 
 @pytest.mark.parametrize("unit", UNITS)
@@ -78,6 +97,61 @@ def test_the_running_daemon_is_confined(booted, unit):
     assert {name: status[name] for name in confined} == confined
     mounts = booted.read(f"/proc/{booted.property(unit, 'MainPID')}/mountinfo")
     assert re.search(r" / / ro,", mounts)
+
+
+def journal(machine, *options):
+    """The entries of the machine's journal, the oldest first."""
+    # Its status is 1 when nothing is found.
+    lines = machine.run("journalctl", "--output=json", *options, check=False).stdout.splitlines()
+    return [json.loads(line) for line in lines]
+
+
+def messages(machine, text):
+    """The lines of the discovery daemon that hold a text."""
+    return [entry for entry in journal(machine, "--unit=beacond.service")
+            if text in str(entry["MESSAGE"])]
+
+
+def test_no_datagram_gives_a_line_its_priority(booted, peer):
+    with peer.udp_socket() as sock:
+        sock.sendto(b"x\n<0>Disk failing", (booted.address, 1900))
+    found = wait_until(lambda: messages(booted, "Disk failing"), LIMIT, "the line in the journal")
+    assert {entry["PRIORITY"] for entry in found} == {"6"}
+    assert journal(booted, "--unit=beacond.service", "--priority=warning") == []
+
+
+def test_a_flood_of_lines_does_not_fill_the_journal(booted, peer):
+    sent = 6000
+    with peer.udp_socket() as sock:
+        def tell():
+            """The journal says what it suppressed when a line comes after the interval."""
+            sock.sendto(b"one more", (booted.address, 1900))
+            return journal(booted, "--grep=^Suppressed [0-9]+ messages from beacond.service")
+        for _ in range(sent // 100):
+            for _ in range(100):
+                sock.sendto(b"flood", (booted.address, 1900))
+            peer.ask(expected.SEARCH, booted.address)  # answered: those before are read
+        wait_until(tell, LIMIT, "the journal to say that it suppressed lines")
+    assert 0 < len(messages(booted, "flood")) < sent / 2
+
+
+def bound_ports(machine, process):
+    """The ports on which a process listens, as systemctl shows those allowed."""
+    pid = machine.wait_for_process(process)
+    sockets = {os.readlink(each) for each in Path(f"/proc/{pid}/fd").iterdir()}
+    for protocol, state in [("tcp", "0A"), ("udp", "07")]:
+        for line in Path(f"/proc/{pid}/net/{protocol}").read_text().splitlines()[1:]:
+            fields = line.split()
+            if fields[3] == state and f"socket:[{fields[9]}]" in sockets:
+                yield f"ipv4:{protocol}{int(fields[1].split(':')[1], 16)}"
+
+
+@pytest.mark.parametrize("unit", UNITS)
+def test_may_bind_the_ports_that_it_uses_and_no_others(booted, unit):
+    # Debian 12's systemd reads this, but cannot enforce it.
+    assert booted.property(unit, "SocketBindDeny") == "any"
+    allowed = booted.property(unit, "SocketBindAllow").split()
+    assert sorted(bound_ports(booted, unit.removesuffix(".service"))) == sorted(allowed)
 
 
 def test_comes_back_when_avahi_daemon_has_gone(booted, wire):
@@ -118,6 +192,7 @@ def test_an_upgrade_keeps_settings_and_state_and_restarts(booted, installing, ve
     booted.configure(hostName="studio-b")
     state = booted.read("/var/lib/beacon-configd/system.json")
     old = [booted.property(unit, "MainPID") for unit in UNITS]
+    web_folders.make_as_before(booted)
     mark = wire.mark()
 
     booted.apt_get(*installing())
@@ -133,6 +208,10 @@ def test_an_upgrade_keeps_settings_and_state_and_restarts(booted, installing, ve
     booted.name = "studio-b"
     wait_until(lambda: booted.read(BROWSE_LIST) == expected.browse_json(booted), LIMIT,
                "the browse list", lambda: booted.read(BROWSE_LIST))
+    web_folders.assert_as_the_packages_make_them(booted)
+    web_folders.assert_the_web_server_reads(booted)
+    # Over the file of the run before.
+    assert booted.read(f"/var/www/html/{expected.document_name(booted)}") == expected.document(booted)
 
 
 def test_removing_stops_the_daemons_and_purging_leaves_nothing(booted):

@@ -1,0 +1,77 @@
+"""What the programs are built with against faults in them: the marks that it leaves in
+the programs, and for what leaves none, how each file was compiled."""
+
+import json
+import platform
+import re
+import subprocess
+
+import pytest
+
+from conftest import TOP
+
+PROGRAMS = ["beacond", "beacon-configd", "beaconctl"]
+FLAGS = ["-D_FORTIFY_SOURCE=3", "-fstack-protector-strong",
+         "-fstack-clash-protection", "-Wformat-security", "-Werror"]
+PAGE = 4096  # bytes; the least that the kernel keeps free below a stack
+
+only_on_amd64 = pytest.mark.skipif(platform.machine() != "x86_64",
+                                   reason="tests/minimal/run looks at arm64")
+
+
+@pytest.fixture(params=PROGRAMS)
+def program(request, unpacked):
+    return unpacked / "usr/bin" / request.param
+
+
+def shown(*command):
+    return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True,
+                          env={"LC_ALL": "C", "PATH": "/usr/bin"}).stdout
+
+
+def code(program):
+    return shown("objdump", "--disassemble", "--no-show-raw-insn", program)
+
+
+def test_is_loaded_at_an_address_that_nobody_knows(program):
+    assert "DYN (Position-Independent Executable file)" in shown("readelf", "--file-header", program)
+
+
+def test_keeps_its_tables_of_functions_read_only(program):
+    assert "GNU_RELRO" in shown("readelf", "--segments", "--wide", program)
+    dynamic = shown("readelf", "--dynamic", "--wide", program)
+    assert re.search(r"\(FLAGS\) +BIND_NOW\n", dynamic)
+    assert re.search(r"\(FLAGS_1\) +Flags: NOW PIE\n", dynamic)
+    assert not re.search(r"TEXTREL|RPATH|RUNPATH", dynamic)
+
+
+def test_runs_nothing_on_its_stack(program):
+    assert re.search(r"GNU_STACK .* RW  ", shown("readelf", "--segments", "--wide", program))
+
+
+def test_ends_when_a_check_of_the_libraries_fails(program):
+    needed = shown("nm", "--dynamic", "--undefined-only", program)
+    assert "__stack_chk_fail@" in needed
+    assert re.search(r" __\w+_chk@", needed)
+
+
+@only_on_amd64
+def test_touches_each_page_of_a_large_frame(program):
+    sizes = [int(size, 16) for size in re.findall(r"sub +\$0x([0-9a-f]{1,8}),%rsp", code(program))]
+    assert 0 < max(sizes) <= PAGE
+
+
+@only_on_amd64
+def test_marks_what_indirect_calls_may_reach(program):
+    # Two of them are the C library's own.
+    assert code(program).count("endbr64") > 100
+
+
+@pytest.mark.parametrize("flag", FLAGS)
+def test_every_file_is_compiled_with(build, flag):
+    commands = json.loads((build / "compile_commands.json").read_text())
+    own = [each for each in commands
+           if each["file"].startswith(tuple(f"{TOP}/{folder}/" for folder in ("src", "platform",
+                                                                              "tools")))]
+    assert len(own) > 50
+    assert [each["file"] for each in own if flag not in each["command"].split()] == []
