@@ -31,6 +31,11 @@ std::optional<int> SystemFlags(int flags)
     }
 }
 
+int LinkFlag(int properties)
+{
+    return (properties & VEXFileIO::kNoLink) != 0 ? O_NOFOLLOW : 0;
+}
+
 int Fail(int error)
 {
     errno = error;
@@ -80,12 +85,14 @@ int VEXFileIO::Open(const std::string &name, int flags, int properties)
         return Fail(EBUSY);
     }
     const std::optional<int> systemFlags = SystemFlags(flags);
-    if (!systemFlags || properties != kBuffered || name.find('\0') != std::string::npos) {
+    if (!systemFlags || (properties & ~kNoLink) != kBuffered ||
+        name.find('\0') != std::string::npos) {
         return Fail(EINVAL);
     }
     // Without O_NONBLOCK the open of a FIFO would wait for the other end.
-    mDescriptor = open(name.c_str(), *systemFlags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | O_NOFOLLOW,
-                       kNewFileMode);
+    mDescriptor =
+        open(name.c_str(), *systemFlags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | LinkFlag(properties),
+             kNewFileMode);
     if (mDescriptor < 0) {
         return kVEXFailure;
     }

@@ -15,9 +15,10 @@ public:
         kWrite = 16,   // for writing; makes a missing file, empties an existing one
         kTruncate = 4, // with kWrite: says the emptying out loud, changes nothing
     };
-    // Properties of Open; there is no other way yet, so it is always named.
+    // Properties of Open: kBuffered, alone or with kNoLink.
     enum Property : int {
         kBuffered = 1, // through the page cache, not synchronised to the medium
+        kNoLink = 2,   // a symbolic link in the place of the file is refused (ELOOP)
     };
 
     VEXFileIO() = default;
@@ -29,8 +30,7 @@ public:
     // system left it (EBUSY when this object has a file open already, EINVAL for
     // flags or properties not named above or for a name with a NUL in it, ENXIO
     // or EISDIR for what is no regular file). Never waits for a peer, as opening
-    // a FIFO would, and follows no symbolic link in the place of the file itself
-    // (ELOOP), since others may put one there. New files get mode 0666 less the process's
+    // a FIFO would. New files get mode 0666 less the process's
     // file-creation mask.
     [[nodiscard]] int Open(const std::string &name, int flags, int properties);
 

@@ -10,6 +10,13 @@
 
 namespace ssdp {
 
+namespace {
+
+// Others may put symbolic links into the web root.
+constexpr int kOwnFile = VEXFileIO::kBuffered | VEXFileIO::kNoLink;
+
+} // namespace
+
 DescriptionFileNumbers &WebRootFiles::mFileNumberContainer = *new DescriptionFileNumbers;
 
 std::uint32_t DescriptionFileNumbers::GetFileNumber()
@@ -56,8 +63,7 @@ void WebRootFiles::ReturnFileNumber(std::string_view descriptionFileName)
 bool WebRootFiles::Write(const std::string &path, std::string_view document)
 {
     VEXFileIO file;
-    if (file.Open(path, VEXFileIO::kWrite | VEXFileIO::kTruncate, VEXFileIO::kBuffered) !=
-        kVEXSuccess) {
+    if (file.Open(path, VEXFileIO::kWrite | VEXFileIO::kTruncate, kOwnFile) != kVEXSuccess) {
         return false;
     }
     static_cast<void>(file.Write(document.data(), static_cast<std::uint32_t>(document.size())));
@@ -67,8 +73,8 @@ bool WebRootFiles::Write(const std::string &path, std::string_view document)
 std::optional<ServedDocument> WebRootFiles::Read(std::string_view name)
 {
     VEXFileIO file;
-    if (file.Open(vexbase::Concat({formats::kWebRoot, name}), VEXFileIO::kRead,
-                  VEXFileIO::kBuffered) != kVEXSuccess) {
+    if (file.Open(vexbase::Concat({formats::kWebRoot, name}), VEXFileIO::kRead, kOwnFile) !=
+        kVEXSuccess) {
         return std::nullopt;
     }
     const std::uint64_t size = file.SizeBySeeking();

@@ -90,13 +90,21 @@ public:
         return kind;
     }
 
-    // Closes the engine as for a lost link, and opens it. A service queued for
-    // announcement, which an open engine may not get to for a tick of some five
-    // seconds, is announced then, unless it has been already.
-    void Relink()
+    // Returns when the open engine has run a whole registry pass since the call. A
+    // request for a document leaves at a tick, before that tick's pass; one that is
+    // caused after that leaves at a later tick.
+    void AwaitPass()
     {
-        Set(ConfigMap::Connected, "", false);
-        Set(ConfigMap::Connected, "", true);
+        constexpr int kOften = 51; // the soonest of so many leaves with the next tick
+        for (const std::string file : {"first.xml", "second.xml"}) {
+            for (int i = 0; i < kOften; ++i) {
+                mPeer.SendTo("NOTIFY * HTTP/1.1\r\nNT: x\r\nNTS: ssdp:alive\r\n"
+                             "USN: uuid:65746500-Probe\r\nLOCATION: http://192.0.2.20:80/" +
+                                 file + "\r\n\r\n",
+                             kOwnAddress, 1900);
+            }
+            EXPECT_NE(mPeer.ReceiveContaining("GET http://192.0.2.20:80/" + file), "");
+        }
     }
 
     // Whether the engine holds its port.

@@ -11,8 +11,7 @@ protected:
     Init() { mPeer.JoinMulticast(); }
 
     // The daemon from its coordinator on, in a child. It writes the signals of
-    // the start to standard output, and takes host names from standard input, or
-    // kRelink (see Coordinator::Relink).
+    // the start to standard output, and takes host names from standard input.
     static int Run(const std::string &system)
     {
         test::Coordinator device(system);
@@ -26,8 +25,6 @@ protected:
             std::string name;
             if (!(std::cin >> name)) {
                 QCoreApplication::quit();
-            } else if (name + "\n" == kRelink) {
-                device.Relink();
             } else {
                 device.Service().Send(24, R"({"hostName":")" + name + R"("})");
             }
@@ -53,7 +50,6 @@ protected:
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    static constexpr const char *kRelink = "relink\n";
     test::PeerSocket mPeer{1900};
 };
 
@@ -64,7 +60,6 @@ TEST_F(Init, PublishesByBothWaysAndSignalsNameAndSwitch)
     test::LiveChild looker = browser();
     test::LiveChild daemon = Start(R"({"hostName":"alpha","ssdpEnable":true})");
     EXPECT_TRUE(daemon.WaitForOut("enableHost true\nnameChanged alpha\n"));
-    daemon.Send(kRelink);
     EXPECT_NE(mPeer.ReceiveContaining("NTS: ssdp:alive"), "");
     EXPECT_NE(Document().find("<friendlyName>alpha</friendlyName>"), std::string::npos);
     EXPECT_TRUE(looker.WaitForOut(seen("alpha")));
@@ -89,7 +84,6 @@ TEST_F(Init, WithSsdpOffOpensTheEngineAndPublishesNothingBeforeAChange)
 
     daemon.Send("delta\n");
     EXPECT_TRUE(daemon.WaitForErr("name changed\n" + named("delta")));
-    daemon.Send(kRelink);
     const std::string first = mPeer.ReceiveContaining("NOTIFY");
     EXPECT_NE(first.find("NTS: ssdp:alive"), std::string::npos) << first;
     EXPECT_NE(Document().find("<friendlyName>delta</friendlyName>"), std::string::npos);

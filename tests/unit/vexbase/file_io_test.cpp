@@ -232,7 +232,7 @@ TEST_F(VEXFileIOTest, FlagsAndPropertiesWithoutAMeaningAreRefused)
     for (const int flags : {0, 1, 4, 8 | 4, 32, 16 | 32, -1}) {
         EXPECT_EQ(OpenError(path, flags), EINVAL) << flags;
     }
-    for (const int properties : {0, 2, 3, -1}) {
+    for (const int properties : {0, 2, 4, 5, -1}) {
         EXPECT_EQ(OpenError(path, 16, properties), EINVAL) << properties;
     }
     EXPECT_EQ(Text("kept"), "kept");
