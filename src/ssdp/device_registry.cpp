@@ -14,11 +14,12 @@ namespace {
 using formats::CanBeProxied;
 using formats::NTSHeader;
 
-// What an entry costs us, as the browse document writes it. Its USN and its
-// max-age, which that document leaves out, count once.
+// What an entry costs us, as the browse document writes it. The texts that this
+// document leaves out count as they are held: the USN twice, as key and in the record.
 std::size_t WrittenSize(const SSDPDeviceType &device)
 {
-    return formats::SizeOfBrowseObject(device) + device.usn.size() + device.maxAge.size();
+    return formats::SizeOfBrowseObject(device) + 2 * device.usn.size() + device.modelNumber.size() +
+           device.maxAge.size();
 }
 
 void SetMaxAge(SSDPDeviceType &device, std::int32_t maxAge)

@@ -63,8 +63,8 @@ constexpr int kTicksToWaitForRoom = 3;
 
 // Bounds against a hostile network, far above any real one.
 constexpr std::size_t kMaxHeardNodes = 4096;
-// All known devices together, counted as the browse document writes them, with
-// the USN. It bounds that document, too.
+// All known devices together, counted as the browse document writes them, and with
+// the texts that only the registry holds. It bounds that document, too.
 constexpr std::size_t kMaxHeardBytes = 4U << 20U;
 // A place in a delayed queue holds one datagram of usual size; a larger one
 // takes several.
