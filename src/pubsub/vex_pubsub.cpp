@@ -17,6 +17,7 @@ namespace {
 constexpr const char *kInterface = "net0";
 constexpr unsigned int kSettlingTimeMs = 500;
 constexpr unsigned int kAddressPauseMs = 1000;
+constexpr unsigned int kLookPauseMs = 50;
 
 constexpr const char *kWebService = "_http._tcp";
 constexpr int kWebPort = 80;
@@ -111,16 +112,20 @@ void VEXPubSub::RevokeSSDP()
 // its time.
 void VEXPubSub::leave()
 {
-    m_leaving.Signal();
+    m_leaving = true;
     m_ssdp.Close();
     m_browser.Stop(kVEXInfinite);
     VEXBrowser::RemoveList();
 }
 
-// Waits for leave() to be called, and returns whether it has been.
+// Waits for leave() to be called, and returns whether it has been. Looks for it every
+// so often: a sleep lasts as long whatever becomes of the clocks.
 bool VEXPubSub::leavingWithin(unsigned int waitMs)
 {
-    return m_leaving.WaitForSignal(waitMs) == kVEXSuccess;
+    for (unsigned int waitedMs = 0; waitedMs < waitMs && !m_leaving; waitedMs += kLookPauseMs) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(kLookPauseMs));
+    }
+    return m_leaving;
 }
 
 void VEXPubSub::collectIPAddresses(Addresses &addrs)

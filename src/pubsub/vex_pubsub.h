@@ -4,10 +4,10 @@
 #include "formats/ssdp_device_type.h"
 #include "pubsub/config_map.h"
 #include "ssdp/vex_ssdp.h"
-#include "vexbase/vex_event.h"
 
 #include <QObject>
 #include <QString>
+#include <atomic>
 #include <map>
 #include <string>
 
@@ -91,7 +91,7 @@ private:
     ConfigMap m_config;
     VEX_SSDP m_ssdp;
     VEXBrowser m_browser;
-    VEXEvent m_leaving{VEXEvent::Reset::Manual};
+    std::atomic<bool> m_leaving{false};
     QString m_ipAddress; // as last read from the configuration
     QString m_hostName;
     QString m_openAddress;     // on which the engine was last opened
