@@ -34,10 +34,9 @@ public:
     // false.
     bool ThreadLoop() override;
 
-    // Removes the published list and the scratch file, for a daemon that ends: a
-    // list that nobody keeps must not pass for the network as it is. REQUIRES: the
-    // thread has ended, or the process ends right after. Uses only what a signal
-    // handler may.
+    // Removes the published list and the scratch file when the daemon ends: a list
+    // that nobody updates would look current. Uses only what a signal handler may.
+    // REQUIRES: the thread has ended, or the process ends right after.
     static void RemoveList();
 
 private:

@@ -1,16 +1,16 @@
 #include "main/leaving.h"
 
 #include <QCoreApplication>
-#include <QMetaObject>
 #include <csignal>
 #include <semaphore.h>
+#include <sys/eventfd.h>
 #include <sys/time.h>
 #include <unistd.h>
 #include <utility>
 
 namespace {
 
-// Leaving is to take two seconds at most: this much, and the end of the process.
+// Leaving must take two seconds at most, the end of the process included.
 constexpr timeval kLongest{1, 500000};
 
 // What the handlers use.
@@ -28,7 +28,7 @@ void EndNow(int /*signal*/)
     _exit(0);
 }
 
-// SA_RESTART: what a signal interrupts is to take no notice of it.
+// SA_RESTART: system calls that the signal interrupts go on where the kernel can do so.
 void Handle(int signal, void (*handler)(int))
 {
     struct sigaction action = {};
@@ -53,7 +53,9 @@ void EndAfterLongest()
 } // namespace
 
 Leaving::Leaving(LastAct lastAct)
+    : mDone(eventfd(0, EFD_CLOEXEC)), mQuit(mDone, QSocketNotifier::Read)
 {
+    QObject::connect(&mQuit, &QSocketNotifier::activated, QCoreApplication::quit);
     gLastAct = lastAct;
     sem_init(&gAsked, 0, 0);
     mThread.Attach([this] { Run(); });
@@ -66,17 +68,25 @@ Leaving::~Leaving()
 {
     sem_post(&gAsked);
     static_cast<void>(mThread.Stop(kVEXInfinite));
+    mQuit.setEnabled(false);
+    close(mDone);
 }
 
 void Leaving::SetDuty(Duty duty)
 {
-    const std::lock_guard<std::mutex> held(mMutex);
-    mDuty = std::move(duty);
+    std::unique_lock<std::mutex> held(mMutex);
+    if (!mAsked) {
+        mDuty = std::move(duty);
+        return;
+    }
+    held.unlock();
+    duty();
 }
 
 Leaving::Duty Leaving::TakeDuty()
 {
     const std::lock_guard<std::mutex> held(mMutex);
+    mAsked = true;
     return std::exchange(mDuty, nullptr);
 }
 
@@ -90,6 +100,5 @@ void Leaving::Run()
     if (const Duty duty = TakeDuty()) {
         duty();
     }
-    QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit,
-                              Qt::QueuedConnection);
+    static_cast<void>(eventfd_write(mDone, 1));
 }

@@ -2,17 +2,18 @@
 
 #include "vexbase/vex_thread.h"
 
+#include <QSocketNotifier>
 #include <functional>
 #include <mutex>
 
 // Leaving ends the process in good order when SIGTERM or SIGINT asks for it. The
 // signals' handler does nothing but wake a thread, which does the duty and then
-// lets the event loop end. The duty is not left to the event loop, because the main
-// thread may be held up for longer than anybody waits: by a configuration service
-// or an avahi-daemon that does not answer, or by an interface without an address.
+// ends the event loop. The event loop does not do the duty itself, because the main
+// thread may be blocked for many seconds: by a configuration service or an
+// avahi-daemon that does not answer, or by an interface without an address.
 //
 // The process ends 1.5 s after the signal in any case, with status 0. A second
-// signal ends it at once, as signals do that nobody handles.
+// signal has its default action and ends the process at once.
 //
 // One for the process, made and destroyed on the main thread.
 class Leaving
@@ -21,10 +22,10 @@ public:
     using Duty = std::function<void()>;
     using LastAct = void (*)();
 
-    // Handles the signals from now on. When there is no thread to be had, they keep
-    // ending the process at once. lastAct is called when time runs out before the
-    // process has ended by itself; as it is called in a signal handler, it may use
-    // only what signal-safety(7) lists.
+    // Handles the signals from now on. Without a thread, which the system may refuse,
+    // they keep their default action. lastAct is called when the process has not
+    // ended by itself after 1.5 s. It runs in a signal handler and may use only what
+    // signal-safety(7) lists.
     // REQUIRES: a QCoreApplication.
     explicit Leaving(LastAct lastAct);
 
@@ -34,15 +35,19 @@ public:
     Leaving(const Leaving &) = delete;
     Leaving &operator=(const Leaving &) = delete;
 
-    // Sets what to do upon a signal; called on this object's thread. It is not
-    // called for a signal that has come before.
+    // Sets what to do upon a signal; called on this object's thread. When a signal has
+    // come before, it is called here and now.
     void SetDuty(Duty duty);
 
 private:
     void Run();
     [[nodiscard]] Duty TakeDuty();
 
+    const int mDone; // an event descriptor, written to when the event loop is to end
+    QSocketNotifier mQuit;
     VEXThread mThread;
     std::mutex mMutex;
-    Duty mDuty; // guarded by mMutex
+    // Guarded by mMutex:
+    bool mAsked = false; // a signal has come
+    Duty mDuty;
 };

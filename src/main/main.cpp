@@ -60,6 +60,6 @@ int main(int argc, char **argv)
     coordinator->init(Mdns::getInstance());
     vexbase::WriteProgress({"PubSub started"});
     const int status = QCoreApplication::exec();
-    coordinator->leave(); // again, since this thread may have been in the midst of opening
+    coordinator->leave(); // again: this thread may have opened the engine meanwhile
     return status;
 }

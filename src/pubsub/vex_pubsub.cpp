@@ -108,8 +108,8 @@ void VEXPubSub::RevokeSSDP()
     m_ssdp.RemoveService(m_service.modelName, m_ipAddress.toStdString());
 }
 
-// The goodbyes first: they are what matters most to others, should the rest take
-// its time.
+// The goodbyes come first: they matter most to others, and stopping the browser may
+// take half a second.
 void VEXPubSub::leave()
 {
     m_leaving = true;

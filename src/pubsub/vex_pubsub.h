@@ -50,10 +50,10 @@ public:
     // Queues the own service's goodbye.
     void RevokeSSDP();
 
-    // Ends what the daemon shows of itself and of others: says the engine's goodbyes,
-    // closes it, ends all threads, and removes the browse list. Waits that init and
-    // collectIPAddresses are in end at once, and the engine is not opened again. May
-    // be called from any thread, and more than once.
+    // Ends discovery for good: says goodbye for every announced service, closes the
+    // engine, ends its threads and the browser's, and removes the browse list. Ends
+    // the waits of init and collectIPAddresses, too; no later change opens the engine
+    // again. May be called from any thread, and more than once.
     void leave();
 
     // The addresses of the interface "net0", address to interface name. Waits

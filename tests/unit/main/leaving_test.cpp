@@ -13,6 +13,16 @@
 #include <unistd.h>
 #include <vector>
 
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+// When the main thread is held up there is nobody to join the thread that has ended.
+extern "C" const char *__tsan_default_options()
+{
+    return "report_thread_leaks=0";
+}
+#endif
+#endif
+
 namespace {
 
 using test::LiveChild;
@@ -121,18 +131,19 @@ TEST(Leaving, EndsAtOnceByASecondSignal)
     }
 }
 
-TEST(Leaving, AtASignalBeforeTheEventLoopRunsLeavesItAtOnce)
+TEST(Leaving, DoesTheDutyOnceAndLeavesAtOnceWhenTheSignalComesBeforeBoth)
 {
     LiveChild daemon([] {
         const test::Application application;
         Leaving leaving([] { Say("last act\n"); });
         kill(getpid(), SIGTERM);
+        leaving.SetDuty([] { Say("duty\n"); });
         const int status = QCoreApplication::exec();
         Say("left\n");
         return status;
     });
     EXPECT_EQ(daemon.WaitForEnd(), 0);
-    EXPECT_EQ(daemon.Out(), "left\n");
+    EXPECT_EQ(daemon.Out(), "duty\nleft\n");
 }
 
 TEST(Leaving, WithoutASignalDoesTheDutyAtItsEnd)
