@@ -169,11 +169,19 @@ void VEXPubSub::openSSDP(const Addresses &addrs)
 }
 
 // An address that changes while SSDP is off leaves the engine open on the former
-// one, where it would not announce a service of the new one.
-bool VEXPubSub::isOpenElsewhere() const
+// one, where it would not announce a service of the new one. An interface that still
+// has the former address keeps the engine: opening it again would only lose what it
+// knows.
+void VEXPubSub::followAddress()
 {
     const QString address = m_config.getString(0, ConfigMap::Address);
-    return m_ssdp.IsOpen() && !address.isEmpty() && address != m_openAddress;
+    if (!m_ssdp.IsOpen() || address.isEmpty() || address == m_openAddress) {
+        return;
+    }
+    const Addresses addrs = collected();
+    if (addrs.count(m_openAddress.toStdString()) == 0) {
+        openSSDP(addrs);
+    }
 }
 
 void VEXPubSub::republishSSDP()
@@ -241,9 +249,7 @@ void VEXPubSub::ssdpEnableChanged(bool enable)
         m_hostName = m_config.getString(0, ConfigMap::HostName);
         m_ssdpEnabled = true;
         Q_EMIT enableHost(true);
-        if (isOpenElsewhere()) {
-            openSSDP(collected());
-        }
+        followAddress();
         PublishSSDP();
     } else {
         Q_EMIT enableHost(false);

@@ -80,7 +80,7 @@ private:
     void connectMdns(Mdns *mdns);
     [[nodiscard]] Addresses collected();
     void openSSDP(const Addresses &addrs);
-    [[nodiscard]] bool isOpenElsewhere() const;
+    void followAddress();
     [[nodiscard]] bool leavingWithin(unsigned int waitMs);
     void republishSSDP();
     void hostNameChanged(const QString &name);
