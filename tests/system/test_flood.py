@@ -79,7 +79,8 @@ def test_every_bound_was_met_and_told(flooded):
 
 
 def test_the_list_holds_what_the_bound_allows_and_is_valid(flooded):
-    wait_until(lambda: len(flooded.browse_list()) > flood.NODES // 2, 20, "a long list")
+    wait_until(lambda: len(flooded.read(BROWSE_LIST)) > flood.LIST * 0.9, 20, "a full list")
+    assert len(flooded.read(BROWSE_LIST).encode()) <= flood.LIST
     assert len(flooded.browse_list()) <= flood.NODES + 1
 
 
@@ -101,8 +102,9 @@ def test_descriptions_that_swell_are_bounded_by_their_bytes(flooded, peer, attac
     flood.send(attackers, flooded, peer, map(flood.swollen_description, range(flood.NODES)))
     assert flooded.beacond.stderr[err:].count(
         "ProcessDescriptionResponse: Too many devices, dropping what comes more\n") == 1
-    wait_until(lambda: len(flooded.browse_list()) > 100, 20, "them in the list")
-    assert len(flooded.browse_list()) < 400
+    wait_until(lambda: len(flooded.read(BROWSE_LIST)) > flood.LIST * 0.9, 20, "them in the list")
+    assert len(flooded.read(BROWSE_LIST).encode()) <= flood.LIST
+    assert len(flooded.browse_list()) < 100
 
 
 def test_it_keeps_within_its_memory_threads_and_descriptors(flooded, before, sanitized):
