@@ -6,6 +6,7 @@ import socket
 import expected
 
 NODES = 4096          # the bound on devices heard
+LIST = 4 << 20        # the bound on the browse list, in bytes
 SPOOFED = 3 * NODES   # distinct devices in the flood
 BURST = 500           # datagrams that the receive buffer holds whatever their size
 
@@ -44,16 +45,48 @@ def description(number, host_name="spoofed"):
             f"http://{address(number)}:80/index.html</presentationURL>\r\n\r\n").encode()
 
 
-def swollen_description(number):
+def filled(frame, byte):
+    """The largest datagram that is read: a frame with a byte repeated in the place of its {}."""
+    return frame.format(byte * (1500 - len(frame) + 2)).encode()
+
+
+def control_description(number, host_name):
+    """A description document with the longest model name there can be, of bytes that take
+    the most room in JSON."""
+    return filled("HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n"
+                  f"<friendlyName>{host_name}</friendlyName><modelName>{{}}</modelName>"
+                  f"<UDN>{usn(number)}</UDN>", "\x01")
+
+
+def long_usn_description(number, host_name):
+    """A description document whose longest text is not in the list."""
+    return filled("HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n"
+                  f"<friendlyName>{host_name}</friendlyName><UDN>{{}}-{number}</UDN>", "u")
+
+
+def long_number_description(number, host_name):
+    """A description document whose longest text is once in the list, and twice in the registry."""
+    return filled("HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n"
+                  f"<friendlyName>{host_name}</friendlyName><modelNumber>0x1{{}}</modelNumber>"
+                  f"<UDN>{usn(number)}</UDN>", "0")
+
+
+def swollen_description(number, host_name=""):
     """A description document each of whose values holds the others, up to the largest
     datagram that is read, of bytes that take the most room in JSON."""
     open_tags, close_tags = "", ""
     for name in ("friendlyName", "modelDescription", "modelNumber", "modelName"):
         open_tags += f"<{name}>" + ("0x1" if name == "modelNumber" else "")
         close_tags = f"</{name}>" + close_tags
-    frame = ("HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n" + open_tags + "{}" + close_tags +
-             f"<UDN>{usn(number)}</UDN>")
-    return frame.format("\x01" * (1500 - len(frame) + 2)).encode()
+    return filled(f"HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n{open_tags}{host_name}{{}}"
+                  f"{close_tags}<UDN>{usn(number)}</UDN>", "\x01")
+
+
+def long_alive(number):
+    """An announcement of an unknown device, with the longest LOCATION there can be."""
+    return filled("NOTIFY * HTTP/1.1\r\nNT: upnp:rootdevice\r\nNTS: ssdp:alive\r\n"
+                  f"USN: uuid:65746500-unknown-{number}\r\n"
+                  f"LOCATION: http://{address(number)}:80/{{}}.xml\r\n\r\n", "l")
 
 
 def search_response(number):

@@ -1,0 +1,85 @@
+"""The most that a network can make the daemon hold, in its memory and in the browse list."""
+
+import json
+import re
+from pathlib import Path
+
+import pytest
+
+import flood
+from health import status
+from lab import wait_until
+from lab.device import BROWSE_LIST
+
+PEAK = 40_000_000  # bytes of resident memory
+# What the kernel may count as the daemon's memory for datagrams that wait: the receive buffer
+# that the daemon asks for, and the usual send buffer.
+BUFFERS = 4_608_000 + 212_992
+UNIT = Path(__file__).resolve().parents[2] / "packaging/systemd/beacond.service"
+# A pass comes after at most 5.75 s; the list is written within eleven waits of 500 ms then.
+LISTED = 30
+
+
+def unit_memory():
+    """What the package's unit allows the daemon, in bytes."""
+    return int(re.search(r"^MemoryMax=(\d+)M$", UNIT.read_text(encoding="utf-8"), re.M)[1]) << 20
+
+
+@pytest.fixture(scope="module")
+def attackers(lab):
+    """Sockets with many addresses on three machines."""
+    return [sock for number in range(3)
+            for sock in flood.sockets_of(lab.add_peer(), flood.ADDRESSES[number::3])]
+
+
+@pytest.fixture(scope="module")
+def fill(running_device, peer, attackers):
+    """Sends as many descriptions as the registry has room for entries, and waits until some
+    are listed. Returns the list, which is JSON and within its bound."""
+    def send(kind, name):
+        flood.send(attackers, running_device, peer,
+                   (kind(number, name) for number in range(flood.NODES)))
+        wait_until(lambda: name in running_device.read(BROWSE_LIST), LISTED, f"a list of {name}")
+        text = running_device.read(BROWSE_LIST)
+        assert len(text.encode()) <= flood.LIST
+        return json.loads(text)
+    return send
+
+
+def test_a_list_of_control_bytes_fills_its_bound_and_no_more(fill, running_device):
+    """Each byte takes six in the list, which has the model name three times. Each turn
+    replaces the entries of the former one while those are copied and written."""
+    for turn in range(3):
+        model = fill(flood.control_description, f"control-{turn}")[-1]["deviceName"]
+        assert len(model) > 1_300 and set(model) == {"\x01"}
+        assert len(running_device.read(BROWSE_LIST)) > flood.LIST * 0.98
+
+
+def test_a_list_of_texts_that_contain_each_other_stays_within_its_bound(fill, running_device):
+    fill(flood.swollen_description, "swollen")
+    assert len(running_device.read(BROWSE_LIST)) > flood.LIST * 0.95
+
+
+def test_texts_that_only_the_registry_holds_count_too(fill):
+    """Plain texts that the list has once or not at all take the most memory."""
+    assert 1_000 < len(fill(flood.long_usn_description, "long-usn")) < 1_500
+    assert 1_000 < len(fill(flood.long_number_description, "long-number")) < 1_500
+
+
+def test_a_full_queue_of_requests_fits_beside_a_full_list(fill, running_device, peer, attackers):
+    def queue_is_full():
+        flood.send(attackers, running_device, peer, map(flood.long_alive, range(flood.NODES)))
+        return ("SendGETRequest: Too many delayed requests, dropping what comes more\n"
+                in running_device.beacond.stderr)
+    wait_until(queue_is_full, 60, "a full queue of requests", running_device.beacond.explain)
+    fill(flood.control_description, "beside-requests")
+
+
+def test_the_peak_of_all_this_is_within_what_the_unit_allows(running_device, programs):
+    """The list and the scratch file beside it count, too: /var may be in memory, as here."""
+    program = (Path(programs) / "beacond").read_bytes()
+    if any(symbol in program for symbol in (b"__asan_init", b"__tsan_init")):
+        pytest.skip("sanitizers take memory of their own")
+    peak = status(running_device.beacond, "VmHWM")
+    assert peak < PEAK
+    assert peak + 2 * flood.LIST + BUFFERS < unit_memory()
