@@ -54,7 +54,7 @@ def test_a_new_host_name_of_avahi_daemon_keeps_the_service_which_then_names_that
 def test_with_ssdp_switched_off_the_service_stays(pair):
     published, looker = pair
     published.configure(ssdpEnable=False)
-    published.configure(hostName="hidden")  # kept for later: published neither by SSDP nor by DNS-SD
+    published.configure(hostName="hidden")  # kept for later, not published
     published.configure(ssdpEnable=True)
     assert [each[0] for each in seen(looker)] == ["ndStudioA"]
     published.configure(hostName="studio-a")

@@ -20,7 +20,7 @@ REOPENED = ("SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\n"
             "Open: The diagnostic thread has started\n")
 LARGE = 10_000_000  # bytes
 
-# A valid answer.
+# A valid event.
 STATE = event(24, '{"ssdpEnable":true}')
 
 names = (f"studio-{number}" for number in itertools.count(1))

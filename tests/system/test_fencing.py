@@ -18,7 +18,8 @@ TOP = Path(__file__).resolve().parents[2]
 # and the list 5.5 s later.
 LIMIT = 90
 
-# Datagrams per second that the rules accept on the SSDP port, and that the test sends.
+# The limit of the rules for the SSDP port (datagrams per second, and at once), and the
+# number of datagrams that the test sends.
 RATE, BURST = 2000, 4000
 FLOOD = 40_000
 
