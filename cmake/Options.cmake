@@ -1,4 +1,4 @@
-# What every target of the project is compiled with.
+# The compiler options of all targets of the project.
 add_library(beacond_options INTERFACE)
 target_compile_options(beacond_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat-security -Werror
@@ -6,11 +6,11 @@ target_compile_options(beacond_options INTERFACE
 target_compile_definitions(beacond_options INTERFACE
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS)
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
-    # The programs read what anybody sends: the flags of Debian 13's dpkg-buildflags
-    # with hardening=+all, and the strongest _FORTIFY_SOURCE. The checks of the C++
-    # library are left out for what they cost (docs/performance.md).
+    # The programs read data from the network: the flags of Debian 13's dpkg-buildflags
+    # with hardening=+all, and _FORTIFY_SOURCE=3. _GLIBCXX_ASSERTIONS is left out because
+    # of its cost (docs/performance.md, "Cost of hardening").
     set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-    # Undefined first: an image builder's own flags may define it already.
+    # Undefined first, because an image builder's flags may define it.
     target_compile_options(beacond_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3
         -fstack-protector-strong -fstack-clash-protection
         $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},x86_64>:-fcf-protection>
@@ -25,7 +25,7 @@ if(BEACOND_SANITIZE)
         -fsanitize=${BEACOND_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(beacond_options INTERFACE -fsanitize=${BEACOND_SANITIZE})
 endif()
-# Of the parts under test alone: the tests' own counters are of no use.
+# For the libraries under test only, not for the tests.
 add_library(beacond_coverage INTERFACE)
 if(BEACOND_COVERAGE)
     target_compile_options(beacond_coverage INTERFACE --coverage -fprofile-update=atomic)
@@ -33,15 +33,15 @@ if(BEACOND_COVERAGE)
 endif()
 
 # beacond_library(NAME SOURCES FILE... [LINK LIBRARY...]): a static library of the
-# calling folder. Its headers are included as "folder/header.h", only by itself and by
-# what links it: an include directory src/ would show all folders of src/ to everyone.
+# calling folder. Its headers are included as "folder/header.h", by itself and by targets
+# that link it. A common include directory src/ would make all folders visible to all.
 function(beacond_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
     cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder)
     file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} *.h)
     foreach(header ${headers})
-        # Not a symbolic link: compilers and coverage would name files by its path.
+        # Not a symbolic link: compilers and coverage reports would show the link's path.
         file(CONFIGURE OUTPUT include/${folder}/${header}
             CONTENT "#include \"${CMAKE_CURRENT_SOURCE_DIR}/${header}\"\n")
     endforeach()

@@ -1,5 +1,5 @@
-# The target size-report: what the programs weigh, on the medium and, where this
-# machine can run them and has the configuration service for them, in memory.
+# The target size-report: the size of the programs on disk, and in memory if this machine
+# can run them and the configuration service is built.
 set(weighed beacond)
 set(run "")
 if(BEACOND_TOOLS)

@@ -1,9 +1,9 @@
-# cpack -G DEB makes the packages of the components.
+# cpack -G DEB builds one package from each component.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_CONTACT "Vexwell Devices <firmware@vexwell.example>")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-# Empty: each package has a summary of its own, which the project's would replace.
+# Empty, because the project's summary would replace the summaries of the packages.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -16,14 +16,14 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE ${BEACOND_MAKER_URL})
 if(CMAKE_CROSSCOMPILING)
-    # CPack would take the architecture of the building machine.
+    # By default, CPack uses the architecture of the build machine.
     execute_process(
         COMMAND dpkg-architecture --host-type ${CMAKE_LIBRARY_ARCHITECTURE} --query DEB_HOST_ARCH
         OUTPUT_VARIABLE CPACK_DEBIAN_PACKAGE_ARCHITECTURE OUTPUT_STRIP_TRAILING_WHITESPACE)
 endif()
 
-# package(COMPONENT SUMMARY DESCRIPTION): the name and texts of a package, and
-# its maintainer scripts, if it has any.
+# package(COMPONENT SUMMARY DESCRIPTION): sets the name and the texts of a package, and
+# its maintainer scripts if there are any.
 function(package component summary description)
     string(TOUPPER ${component} key)
     set(folder ${CMAKE_CURRENT_SOURCE_DIR}/debian/${component})

@@ -1,7 +1,7 @@
 #!/usr/bin/python3 -B
-"""Takes the README's picture of the discovery page, docs/images/devices.png, from
-the demonstration that ./run shows: after a device has been renamed. Takes two
-minutes, needs root, the programs of ./run, and a run of tests/web before."""
+"""Makes the picture of the discovery page for the README (docs/images/devices.png): runs
+the demonstration of ./run and takes a screenshot. Needs root, the programs built by ./run,
+and an earlier run of tests/web; takes two minutes."""
 
 import os
 import re

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Installs what scripts/packages.txt lists and this machine lacks. Sourced by
-# the commands in the top folder; needs root only when something is missing.
+# Installs the missing packages of scripts/packages.txt. Sourced by the commands in the
+# top folder; needs root only if a package is missing.
 
-# The names of all installed packages, and of what they provide: there is an npm
-# of its own, and one that comes with nodejs. Those of another architecture are
-# called NAME:ARCHITECTURE, as in the list.
+# The names of all installed packages and of the packages that they provide (npm, for
+# example, can be a package or be provided by nodejs). Packages of another architecture
+# have names NAME:ARCHITECTURE, as in the list.
 installed_packages() {
     local native
     native=$(dpkg --print-architecture)
@@ -13,14 +13,14 @@ installed_packages() {
         tr -s ', ' '\n'
 }
 
-# The packages of the groups named.
+# The packages of the given groups.
 listed_packages() { # GROUP...
     awk -v groups=" $* " '
         /^\[/ { wanted = index(groups, " " substr($1, 2, length($1) - 2) " ") }
         /^[^#[]/ && wanted { print $1 }' "$(dirname "${BASH_SOURCE[0]}")/packages.txt"
 }
 
-# Runs in a shell of its own: whatever ends that, no temporary file is left.
+# Runs in a subshell, whose trap removes the temporary files however it ends.
 install_packages() ( # GROUP...
     missing=$(listed_packages "$@" | grep -vxF -f <(installed_packages)) || true
     [ -n "$missing" ] || return 0
@@ -35,8 +35,8 @@ install_packages() ( # GROUP...
     log=$(mktemp -t beacond-packages.XXXXXX) || return 1
     temporary=("$log")
     trap 'rm -f "${temporary[@]}"' EXIT
-    # Services among the packages must not start on this host: they would talk
-    # to its real network. The virtual devices start their own.
+    # Services in the packages must not start on this host: they would send to its real
+    # network. The virtual devices start their own.
     policy=/usr/sbin/policy-rc.d
     if [ ! -e "$policy" ]; then
         temporary+=("$policy")

@@ -1,5 +1,5 @@
 #!/usr/bin/python3 -B
-"""Counts the tests of stages of ./test.
+"""Counts the tests in the stages of ./test.
 
 usage: sum_tests.py FOLDER...
 
@@ -33,7 +33,7 @@ def read_cases(report):
     """The test cases of a report; none if it is missing, empty or cut off."""
     try:
         text = report.read_text(encoding="utf-8", errors="replace")
-        # Node's reports hold control characters of messages, which XML forbids.
+        # Node's reports contain control characters from messages. XML forbids them.
         text = re.sub(r"[\0-\x08\x0b\x0c\x0e-\x1f]", "", text)
         return list(ElementTree.fromstring(text).iter("testcase"))
     except (OSError, ElementTree.ParseError):
@@ -62,8 +62,8 @@ def count_cases(cases):
 
 
 def count_program(case, report):
-    """A program that failed counts as a failure even if no test in its report did: it
-    crashed, ran out of time, or a sanitizer ended it with an error."""
+    """A program that failed counts as a failure even if no test in its report failed: it
+    crashed, timed out, or was ended by a sanitizer."""
     counts = count_report(report)
     return counts if is_passed(case) else Counts(counts.passed, max(counts.failed, 1))
 
@@ -79,7 +79,7 @@ def count_report(report):
 
 
 def read_end(folder):
-    """Exit status and seconds of a stage; 1 if it did not reach its end."""
+    """The exit status and the seconds of a stage; status 1 if it did not finish."""
     try:
         status, seconds = (folder / "ended").read_text(encoding="ascii").split()
         return int(status), int(seconds)
@@ -88,7 +88,7 @@ def read_end(folder):
 
 
 def count_stage(folder):
-    """A stage that failed, or passed no test, has at least one failure."""
+    """A stage that failed, or in which no test passed, has at least one failure."""
     counts = total(map(count_report, sorted(folder.glob("*.xml"))))
     status, _ = read_end(folder)
     if status != 0 or counts.passed == 0:

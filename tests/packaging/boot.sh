@@ -1,5 +1,5 @@
-# Boots the machine's systemd as process 1 of a process namespace within the
-# machine's own. $1: the name of its control group, of which it sees no more.
+# Boots the machine's systemd as process 1 of a process namespace inside the
+# machine's. $1: the name of its control group; systemd sees only this group.
 set -e
 mkdir -p /sys/fs/cgroup
 mount -t cgroup2 cgroup2 /sys/fs/cgroup

@@ -1,13 +1,13 @@
-"""A root folder with a fresh Debian and what the packages depend on, downloaded."""
+"""A root folder with a fresh Debian, and with the packages' dependencies downloaded."""
 
 import shutil
 import subprocess
 
-# Mounts and processes of their own, so that none is left however this ends.
+# Separate mount and process namespaces: nothing is left, however this program ends.
 APART = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc"]
 
-# With the packages on /mnt, and then each of $3... by itself: some of them exclude
-# each other. Nothing is set up here, where the network is the host's.
+# With the packages on /mnt, and then each of $3... separately, since some of them conflict.
+# Only downloads: packages are installed where the network is not the host's.
 FETCH = """
 set -e
 mount --bind "$2" "$1/mnt"
@@ -32,7 +32,7 @@ def run(command):
 
 
 def mirror():
-    """Where this machine takes its own Debian packages from."""
+    """The Debian mirror of this machine."""
     found = run(["apt-get", "indextargets", "--format", "$(REPO_URI)", "Created-By: Packages",
                  "Origin: Debian", "Codename: bookworm", "Component: main"]).split()
     if not found:

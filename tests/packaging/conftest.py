@@ -1,4 +1,4 @@
-"""The Debian packages: as files, and on machines with a Debian of their own."""
+"""The Debian packages: as files, and on machines with their own Debian."""
 
 import os
 import subprocess
@@ -28,7 +28,7 @@ def pytest_sessionstart():
 
 
 def make_packages(build, name, version):
-    """Makes the packages with a version and returns their folder."""
+    """Builds the packages with a version and returns their folder."""
     folder = build / name
     changelog = TOP / "packaging/debian/changelog"
     date = subprocess.run(["dpkg-parsechangelog", "-l", changelog, "-S", "Timestamp"], check=True,
@@ -70,7 +70,7 @@ def package(packages, version):
 
 @pytest.fixture(scope="session")
 def unpacked(packages, build):
-    """A folder with all that the packages install."""
+    """A folder with all files that the packages install."""
     folder = build / "unpacked"
     subprocess.run(["rm", "-rf", folder], check=True)
     for each in packages.glob("*.deb"):
@@ -80,7 +80,7 @@ def unpacked(packages, build):
 
 @pytest.fixture(scope="session")
 def on_machine(packages, build):
-    """A folder with the packages in both versions, for machines to install."""
+    """A folder with both versions of the packages, for the machines."""
     folder = build / "on-machine"
     subprocess.run(["rm", "-rf", folder], check=True)
     folder.mkdir()
@@ -92,7 +92,7 @@ def on_machine(packages, build):
 
 @pytest.fixture(scope="session")
 def clean_root(build, packages):
-    """A folder with a fresh Debian 12, which no machine changes."""
+    """A folder with a fresh Debian 12. No machine changes it."""
     root = build / "root"
     try:
         cleanroot.make(str(root), "bookworm", str(packages),
@@ -110,13 +110,13 @@ def lab(build):
 
 @pytest.fixture(scope="module")
 def peer(lab):
-    """A bare machine on the network."""
+    """A machine without a daemon on the network."""
     return lab.add_peer()
 
 
 @pytest.fixture(scope="module")
 def wire(peer):
-    """All that reaches the SSDP group on the network, from the beginning."""
+    """A capture of all datagrams to the SSDP group on the network."""
     return peer.capture()
 
 
@@ -129,7 +129,7 @@ def machine(lab, clean_root, on_machine):
 
 @pytest.fixture(scope="module")
 def installing(on_machine, version):
-    """The arguments of apt-get that install the packages on a machine."""
+    """The arguments with which apt-get installs the packages on a machine."""
     def arguments(which=version):
         return ["install", *(f"/mnt/{each.name}" for each in on_machine.glob(f"*_{which}_*.deb"))]
     return arguments

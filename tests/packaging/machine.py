@@ -1,4 +1,4 @@
-"""A virtual machine on the lab's network, with a Debian of its own."""
+"""A virtual machine on the lab's network, with its own Debian."""
 
 import subprocess
 from pathlib import Path
@@ -19,7 +19,7 @@ def child_called(name, parent):
         try:
             if Path(f"/proc/{pid}/comm").read_text() == name + "\n":
                 return int(pid)
-        except FileNotFoundError:  # ended in between
+        except FileNotFoundError:  # it has ended meanwhile
             pass
     return None
 
@@ -50,13 +50,13 @@ class Machine(Node):
                         timeout=300).stdout
 
     def prepare(self, *packages):
-        """Installs what the packages depend on and `packages`, and starts nothing of it."""
+        """Installs the packages' dependencies and `packages`, and starts no service."""
         policy = self.path("/usr/sbin/policy-rc.d")
         policy.write_text("#!/bin/sh\nexit 101\n")
         policy.chmod(0o755)
         self.apt_get("satisfy", *packages, *self._dependencies())
         policy.unlink()
-        # The limit counts the processes of all machines' users with the same number.
+        # The limit counts the processes of this user ID on all machines together.
         self.run("sed", "-i", "/^rlimit-nproc/d", "/etc/avahi/avahi-daemon.conf")
 
     def _dependencies(self):
@@ -65,7 +65,7 @@ class Machine(Node):
         return [field for field in fields if field != "beacond\n"]
 
     def boot(self):
-        """Starts systemd; from here on everything runs in its process namespace."""
+        """Starts systemd. Later commands run in its process namespace."""
         self._group = f"{self.name}-{self.environment['BEACOND_LAB']}"
         text = (HERE / "boot.sh").read_text()
         program = self.start("boot", ["sh", "-c", text, "boot", self._group])
@@ -78,7 +78,7 @@ class Machine(Node):
         return self.run("dpkg-query", "-W", "-f", "${db:Status-Status} ${Version}", name).stdout
 
     def user(self, process):
-        """The name of the user that the one process called so runs as."""
+        """The name of the user that runs the only process of this name."""
         pid = self.wait_for_process(process)
         number = str(Path(f"/proc/{pid}").stat().st_uid)
         return self.run("getent", "passwd", number).stdout.split(":")[0]

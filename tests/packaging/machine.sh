@@ -1,6 +1,6 @@
-# A machine with a root of its own: $3 is a clean root, which stays as it is, for
-# all that is written goes to memory. $1: its name, $2: its address, $4: the
-# folder that holds the packages, on /mnt here.
+# A machine with its own root. $1: its name, $2: its address, $3: a clean root, which
+# is not changed, since all writes go to memory, $4: the folder of the packages,
+# mounted on /mnt.
 set -e
 mount --make-rprivate /
 mount -t tmpfs -o mode=755 tmpfs "$3/mnt"
@@ -21,12 +21,12 @@ read -r go
 ip link set lo up
 ip addr add "$2/24" dev net0
 ip link set net0 up
-# The old root ends up below the new one's folder for it, and goes from there.
+# pivot_root moves the old root into a folder of the new one; it is unmounted there.
 mkdir run/old
 pivot_root . run/old
 umount -l /run/old
 rmdir /run/old
-# Nothing but the host name and the network is this machine's own here.
+# Except for the host name and the network, /proc/sys belongs to the host.
 mount -o bind,ro /proc/sys /proc/sys
 echo ready
 exec env --ignore-signal=CHLD cat

@@ -1,4 +1,4 @@
-"""What beaconctl's bash completion offers, as readline would ask for it."""
+"""beaconctl's bash completion, called like readline calls it."""
 
 import subprocess
 

@@ -1,5 +1,5 @@
-"""The packages on Debian 13, whose systemd holds the daemons to their ports. Debian
-12's is built without what that needs (BPF, and libbpf1 installed)."""
+"""The packages on Debian 13. Its systemd limits the daemons to their ports with BPF
+(libbpf1); Debian 12's systemd is built without BPF."""
 
 import pytest
 
@@ -10,8 +10,8 @@ from lab.device import BROWSE_LIST
 
 LIMIT = 60
 
-# Binds port $1 of protocol $2 as a process of the unit $0. Its own daemon has the
-# allowed ports.
+# Binds port $1 of protocol $2 as a process of the unit $0. The unit's daemon already uses
+# the allowed ports.
 BIND = """
 echo $$ >"/sys/fs/cgroup/system.slice/$0/cgroup.procs"
 exec perl -MSocket -e '

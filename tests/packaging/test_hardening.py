@@ -1,5 +1,5 @@
-"""What the programs are built with against faults in them: the marks that it leaves in
-the programs, and for what leaves none, how each file was compiled."""
+"""The hardening flags: their traces in the programs, and for flags without a trace, the
+compile commands."""
 
 import json
 import platform
@@ -13,7 +13,7 @@ from conftest import TOP
 PROGRAMS = ["beacond", "beacon-configd", "beaconctl"]
 FLAGS = ["-D_FORTIFY_SOURCE=3", "-fstack-protector-strong",
          "-fstack-clash-protection", "-Wformat-security", "-Werror"]
-PAGE = 4096  # bytes; the least that the kernel keeps free below a stack
+PAGE = 4096  # bytes: the smallest gap that the kernel keeps below a stack
 
 only_on_amd64 = pytest.mark.skipif(platform.machine() != "x86_64",
                                    reason="tests/minimal/run looks at arm64")
@@ -63,7 +63,7 @@ def test_touches_each_page_of_a_large_frame(program):
 
 @only_on_amd64
 def test_marks_what_indirect_calls_may_reach(program):
-    # Two of them are the C library's own.
+    # Two of them belong to the C library.
     assert code(program).count("endbr64") > 100
 
 

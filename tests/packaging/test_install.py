@@ -1,4 +1,4 @@
-"""The packages on a device without systemd, from installing to purging."""
+"""The packages on a device without systemd, from installation to purge."""
 
 import dataclasses
 import os
@@ -17,14 +17,14 @@ NAMES = ["beacond", "beacon-configd", "beaconctl", "beacond-web"]
 DAEMONS = ["beacond", "beacon-configd"]
 LIMIT = 60
 
-# What a purge may leave otherwise than it was, each with the reason.
+# Files that a purge may leave changed, each with the reason.
 EXPLAINED = re.compile("|".join([
-    r"/var/log/.*",  # says what was installed and purged
+    r"/var/log/.*",  # logs of the installation and the purge
     r"/var/lib/dpkg/(status|status-old|diversions-old|statoverride-old|lock.*|triggers/.*)",
     r"/var/lib/apt/extended_states",
     r"/var/cache/.*",
-    r"/etc/init\.d/\.depend\..*",  # the order of all scripts, drawn up anew each time
-    r"/etc/(passwd|group|shadow|gshadow)-?",  # users stay: nobody else is to get their numbers
+    r"/etc/init\.d/\.depend\..*",  # the order of all init scripts, rewritten each time
+    r"/etc/(passwd|group|shadow|gshadow)-?",  # accounts are kept: no reuse of user IDs
 ]))
 
 LIST = r"""
@@ -50,12 +50,12 @@ def wait_for_list(machine):
 
 @pytest.fixture(scope="module")
 def before(machine):
-    """A device with D-Bus and avahi-daemon running, as it is without the packages."""
-    # Its package asks a running init to start itself anew: somebody is to listen.
+    """The files of a device with D-Bus and avahi-daemon, before the packages are installed."""
+    # avahi-daemon's package asks init to restart itself; something must read the request.
     machine.run("mkfifo", "/run/initctl")
     machine.start("initctl", ["cat", "/run/initctl"])
     machine.prepare("sysvinit-core", "bash-completion")
-    machine.path("/run/runlevel").write_text("2")  # as its init writes at the end of booting
+    machine.path("/run/runlevel").write_text("2")  # init writes this at the end of booting
     machine.path("/etc/product_id").write_text("lumenplus\n")
     machine.run("/etc/init.d/dbus", "start")
     machine.run("avahi-daemon", "--daemonize")

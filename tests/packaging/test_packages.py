@@ -49,7 +49,7 @@ discovery page of a video device
 """,
 }
 
-# Without the versions, which follow the machine that builds.
+# Without versions, which depend on the build machine.
 C_PLUS_PLUS = {"libc6", "libgcc-s1", "libstdc++6"}
 DEPENDS = {
     "beacond": {*C_PLUS_PLUS, "adduser", "avahi-daemon", "dbus | dbus-system-bus",
@@ -83,7 +83,7 @@ def test_lintian_finds_no_error_and_warns_of_nothing(packages):
 
 
 def test_the_manual_pages_have_no_fault_of_any_level(unpacked):
-    # That the pages that they name exist belongs to it.
+    # This includes that the referenced pages exist.
     manuals = unpacked / "usr/share/man"
     pages = sorted((TOP / "packaging/man").iterdir())
     assert len(pages) == len(list(manuals.glob("*/*.gz"))) == 4

@@ -1,4 +1,4 @@
-"""The packages on a device that systemd runs."""
+"""The packages on a device with systemd."""
 
 import json
 import os
@@ -20,8 +20,8 @@ LIMIT = 60
 
 @pytest.fixture(scope="module")
 def booted(machine, installing, wire):
-    """The packages are put into the image, which loses its /var/www and the users
-    on the way, and boots."""
+    """A machine that boots an image with the packages installed, but without /var/www and
+    the users."""
     machine.prepare("systemd-sysv")
     machine.apt_get(*installing(OLDER))
     assert machine.processes("beacond") + machine.processes("beacon-configd") == []
@@ -73,7 +73,7 @@ def test_the_daemon_cannot_replace_what_others_put_into_its_folders(booted, owne
 
 def test_booting_with_the_folders_of_an_earlier_version_changes_their_owner_and_mode(booted):
     web_folders.make_as_before(booted)
-    # What systemd-tmpfiles-setup.service runs.
+    # systemd-tmpfiles-setup.service runs this command.
     booted.run("systemd-tmpfiles", "--create", "--remove", "--boot", "--exclude-prefix=/dev")
     web_folders.assert_as_the_packages_make_them(booted)
 
@@ -101,13 +101,13 @@ def test_the_running_daemon_is_confined(booted, unit):
 
 def journal(machine, *options):
     """The entries of the machine's journal, the oldest first."""
-    # Its status is 1 when nothing is found.
+    # The status is 1 if nothing is found.
     lines = machine.run("journalctl", "--output=json", *options, check=False).stdout.splitlines()
     return [json.loads(line) for line in lines]
 
 
 def messages(machine, text):
-    """The lines of the discovery daemon that hold a text."""
+    """The discovery daemon's lines that contain a text."""
     return [entry for entry in journal(machine, "--unit=beacond.service")
             if text in str(entry["MESSAGE"])]
 
@@ -124,19 +124,20 @@ def test_a_flood_of_lines_does_not_fill_the_journal(booted, peer):
     sent = 6000
     with peer.udp_socket() as sock:
         def tell():
-            """The journal says what it suppressed when a line comes after the interval."""
+            """Causes a line. The first line after the interval makes the journal report how many
+            it suppressed."""
             sock.sendto(b"one more", (booted.address, 1900))
             return journal(booted, "--grep=^Suppressed [0-9]+ messages from beacond.service")
         for _ in range(sent // 100):
             for _ in range(100):
                 sock.sendto(b"flood", (booted.address, 1900))
-            peer.ask(expected.SEARCH, booted.address)  # answered: those before are read
+            peer.ask(expected.SEARCH, booted.address)  # the answer follows all earlier lines
         wait_until(tell, LIMIT, "the journal to say that it suppressed lines")
     assert 0 < len(messages(booted, "flood")) < sent / 2
 
 
 def bound_ports(machine, process):
-    """The ports on which a process listens, as systemctl shows those allowed."""
+    """The ports on which a process listens, in the notation of systemctl."""
     pid = machine.wait_for_process(process)
     sockets = {os.readlink(each) for each in Path(f"/proc/{pid}/fd").iterdir()}
     for protocol, state in [("tcp", "0A"), ("udp", "07")]:
@@ -148,7 +149,7 @@ def bound_ports(machine, process):
 
 @pytest.mark.parametrize("unit", UNITS)
 def test_may_bind_the_ports_that_it_uses_and_no_others(booted, unit):
-    # Debian 12's systemd reads this, but cannot enforce it.
+    # Debian 12's systemd reads the setting, but cannot enforce it.
     assert booted.property(unit, "SocketBindDeny") == "any"
     allowed = booted.property(unit, "SocketBindAllow").split()
     assert sorted(bound_ports(booted, unit.removesuffix(".service"))) == sorted(allowed)
@@ -210,7 +211,7 @@ def test_an_upgrade_keeps_settings_and_state_and_restarts(booted, installing, ve
                "the browse list", lambda: booted.read(BROWSE_LIST))
     web_folders.assert_as_the_packages_make_them(booted)
     web_folders.assert_the_web_server_reads(booted)
-    # Over the file of the run before.
+    # Replaces the file of the former run.
     assert booted.read(f"/var/www/html/{expected.document_name(booted)}") == expected.document(booted)
 
 

@@ -5,7 +5,7 @@ from lab.device import BROWSE_LIST
 FOLDERS = ["/var/www/html", "/var/www/discovery"]
 TEXT = "another's\n"
 
-# Every way to get another text under the name $1. "own" is a file of the daemon's.
+# All ways to put another text under the name $1. "own" is a file of the daemon.
 WAYS = [
     'rm -f "$1"',
     'mv -f own "$1"',
@@ -43,8 +43,8 @@ def assert_as_the_packages_make_them(machine):
 
 
 def make_as_before(machine):
-    """As packages without the sticky bit made them, with the files of a daemon that
-    detached by itself."""
+    """Sets the folders up like packages without the sticky bit, with the files of a daemon
+    that detached itself."""
     machine.run("chown", "beacond:beacond", "/var/www/discovery")
     machine.run("chmod", "755", "/var/www/discovery")
     machine.run("chmod", "775", "/var/www/html")
@@ -53,7 +53,7 @@ def make_as_before(machine):
 
 
 def assert_the_web_server_reads(machine):
-    """All that the daemon has written, as a user outside of its group."""
+    """All files of the daemon, read by a user who is not in its group."""
     for path in _written(machine):
         assert machine.stat(path) == "644 beacond:beacond"
         assert machine.run("runuser", "-u", "www-data", "--", "cat", path).stdout != ""

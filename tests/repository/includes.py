@@ -1,9 +1,9 @@
-"""Which folder may include what, so that includes run one way."""
+"""The allowed includes of each folder. They go in one direction only."""
 
 import re
 
-# For each folder of src/, platform/ and tools/, by the name that stands in the #include
-# lines: other folders, whole or one header of them. Its own headers it may always include.
+# For each folder of src/, platform/ and tools/, by its name in #include lines: the other
+# folders, or single headers, that it may include besides its own headers.
 MAY_INCLUDE = {
     # src
     "main": ["pubsub", "browser", "mdns", "vexbase"],
@@ -33,7 +33,7 @@ def is_allowed(folder, header):
 
 
 def violations(top):
-    """A line for each #include of a header of ours that the table does not allow."""
+    """A line for each #include of a project header that the table does not allow."""
     found = []
     for path in sources(top):
         folder = path.parent.name

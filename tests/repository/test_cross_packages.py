@@ -1,4 +1,4 @@
-"""Packages of a cross build are of the processor that it builds for."""
+"""Packages of a cross build have the architecture of the target."""
 
 import subprocess
 from pathlib import Path

@@ -1,4 +1,4 @@
-"""Includes run one way, and the check that says so finds each that does not."""
+"""Includes go in one direction only, and the check finds each violation."""
 
 from graphlib import TopologicalSorter
 from pathlib import Path

@@ -1,4 +1,4 @@
-"""The layout and the length of the sources. .clang-tidy bounds the functions."""
+"""The layout and the length of the sources. .clang-tidy limits the length of functions."""
 
 import subprocess
 from pathlib import Path

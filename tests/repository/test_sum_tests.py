@@ -1,4 +1,4 @@
-"""What scripts/sum_tests.py makes of the reports of a stage."""
+"""How scripts/sum_tests.py counts the reports of a stage."""
 
 import subprocess
 import sys
@@ -13,7 +13,7 @@ FAILED = '<testcase classname="Suite" name="Bad"><failure/></testcase>'
 
 @pytest.fixture
 def stage(tmp_path):
-    """The folder of a stage that has ended well after 12 seconds, as yet without a report."""
+    """The folder of a stage that succeeded after 12 seconds, without a report so far."""
     folder = tmp_path / "unit"
     folder.mkdir()
     (folder / "ended").write_text("0 12\n", encoding="ascii")
@@ -37,7 +37,7 @@ def run_sum(*folders):
 
 
 def counted(stage):
-    """Passed and failed tests, after checking that all of the output agrees with them."""
+    """The numbers of passed and failed tests, after a check that the whole output agrees."""
     status, output = run_sum(stage)
     line, empty, total = output.splitlines()
     passed, failed = int(total.split()[0]), int(total.split()[2])
@@ -116,7 +116,7 @@ def test_a_stage_that_never_began_is_a_failure(tmp_path):
     assert run_sum(tmp_path / "unit")[1].splitlines()[-1] == "0 passed, 1 failed"
 
 
-# A test program as ctest reports it, and the program's own report.
+# ctest's report on a test program, and the program's own report.
 ENDED_WELL = '<testcase name="usn_test" status="run"/>'
 ENDED_BADLY = '<testcase name="usn_test" status="fail"><failure/></testcase>'
 

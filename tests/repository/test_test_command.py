@@ -1,4 +1,4 @@
-"""The command ./test, in a tree that has it and what it needs, but nothing to test."""
+"""The command ./test, in a tree that contains only ./test and its scripts."""
 
 import os
 import select
@@ -27,7 +27,7 @@ def tree(tmp_path):
 
 
 def stand_in(tree, text, command="tests/web/run"):
-    """Puts a script in the place of what a stage runs."""
+    """Replaces a program that a stage runs by a script."""
     path = tree / command
     path.parent.mkdir(parents=True, exist_ok=True)
     path.write_text(f"#!/bin/sh\n{text}\n", encoding="ascii")
@@ -83,7 +83,7 @@ def test_stages_that_compute_and_stages_that_wait_run_side_by_side(tree):
 
 def test_ended_by_a_signal_it_ends_what_the_stages_started(tree):
     stand_in(tree, "touch started; exec sleep 90")
-    reader, writer = os.pipe()  # which all that it starts inherit
+    reader, writer = os.pipe()  # inherited by all processes that it starts
     with subprocess.Popen([tree / "test"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                           pass_fds=[writer]) as command:
         os.close(writer)

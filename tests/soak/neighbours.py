@@ -1,4 +1,4 @@
-"""Simulated devices that come, change their names and go."""
+"""Simulated devices that appear, change their names and leave."""
 
 import heapq
 import itertools
@@ -9,14 +9,14 @@ import time
 
 GROUP = ("239.255.255.250", 1900)
 ALIVE_PERIOD = 30   # seconds between two announcements
-STAY = (60, 900)    # how long a neighbour is there, seconds
-AWAY = (5, 300)     # and how long it is not
-RENAME = (60, 400)  # how long it keeps its name
-ANSWER = (0, 5)     # how long a description waits
+STAY = (60, 900)    # seconds that a neighbour is present
+AWAY = (5, 300)     # seconds that it is absent
+RENAME = (60, 400)  # seconds that it keeps its name
+ANSWER = (0, 5)     # seconds until it sends its description
 
 
 class Neighbour:
-    """One device: its address, socket, name and whether it is there."""
+    """One device: its address, socket and name, and whether it is present."""
 
     def __init__(self, address, sock, number):
         self.address = address
@@ -25,9 +25,9 @@ class Neighbour:
         self.number = number
         self.names = 0
         self.name = ""
-        self.asker = None  # who wants the description
+        self.asker = None  # the address that requested the description
         self.there = False
-        self.life = 0  # counts comings, so that what was planned for an earlier one is void
+        self.life = 0  # counts appearances; actions planned for an earlier one are ignored
 
     def rename(self):
         self.names += 1
@@ -48,11 +48,11 @@ class Neighbour:
 
 
 class Neighbourhood:
-    """All neighbours, on addresses of one machine; `run` lets time pass for them."""
+    """All neighbours, on addresses of one machine; `run` runs their planned actions."""
 
     def __init__(self, peer, addresses, seed=1):
         self._chance = random.Random(seed)
-        self._plan = []  # heap of (time, order, neighbour, life, what to do)
+        self._plan = []  # heap of (time, order, neighbour, life, action)
         self._order = itertools.count()
         self.counts = {"comings": 0, "renamings": 0, "goodbyes": 0, "silent goings": 0}
         self._neighbours = [Neighbour(address, self._socket(peer, address), number)
@@ -62,11 +62,12 @@ class Neighbourhood:
             self._later(self._chance.uniform(0, 60), each, self._come)
 
     def present(self):
-        """Names by address of those that are there."""
+        """The names of the present neighbours, by address."""
         return {each.address: each.name for each in self._neighbours if each.there}
 
     def run(self, seconds, frozen=False):
-        """Lets time pass; while frozen nobody comes, goes or takes another name."""
+        """Runs planned actions for a time; while frozen, no neighbour appears, leaves or is
+        renamed."""
         end = time.monotonic() + seconds
         while (now := time.monotonic()) < end:
             wait = min(end, self._plan[0][0] if self._plan else end) - now
@@ -133,7 +134,7 @@ class Neighbourhood:
         self._later(self._chance.uniform(*AWAY), neighbour, self._come)
 
     def _take_another_name(self, neighbour):
-        """As a device does: a goodbye, and an announcement with the new name behind it."""
+        """Like a device: says goodbye, then announces itself with the new name."""
         self.counts["renamings"] += 1
         neighbour.notify("byebye")
         neighbour.rename()

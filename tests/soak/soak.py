@@ -1,4 +1,4 @@
-"""The soak behind tests/soak/run."""
+"""The soak test that tests/soak/run starts."""
 
 import sys
 import time
@@ -8,15 +8,15 @@ from lab import Lab
 from neighbours import Neighbourhood
 
 ADDRESSES = [f"192.0.2.{number}" for number in range(100, 150)]
-SETTLED = 10      # minutes until the daemon has had as many neighbours as it will have
-MEMORY_SLACK = 1 << 20  # bytes of resident memory: what the allocator may keep of a peak
-# A neighbour that went without a goodbye is listed for up to two and a half of its 120 s
-# periods; one that came, as long as a device takes to be listed.
+SETTLED = 10      # minutes until the number of listed neighbours no longer grows
+MEMORY_SLACK = 1 << 20  # bytes of resident memory that the allocator may keep after a peak
+# A neighbour that left without a goodbye stays listed for up to 300 s. A new neighbour is
+# listed sooner.
 QUIET = 330       # seconds
 
 
 class Reading:
-    """What the daemon takes of the system now."""
+    """The daemon's present use of memory, descriptors and threads."""
 
     def __init__(self, program):
         self.memory = health.status(program, "VmRSS")
@@ -29,7 +29,7 @@ class Reading:
 
 
 def listed(device):
-    """Names by address of all others in the device's list."""
+    """The names of all other devices in the device's list, by address."""
     return {entry["ipAddress"]: entry["hostName"] for entry in device.browse_list()
             if entry["ipAddress"] != device.address}
 
@@ -39,7 +39,8 @@ def say(start, text):
 
 
 def wait_until_listed(device, neighbours):
-    """Lets nobody come or go until the device's list is right; whether it became so."""
+    """Keeps the neighbours unchanged until the device's list is right. False if it is not
+    in time."""
     end = time.monotonic() + QUIET
     while listed(device) != neighbours.present() and time.monotonic() < end:
         neighbours.run(1, frozen=True)
@@ -47,7 +48,7 @@ def wait_until_listed(device, neighbours):
 
 
 def soak(device, neighbours, minutes):
-    """Lets time pass; returns the complaints."""
+    """Runs for the given minutes; returns the faults found."""
     start = time.monotonic()
     settled = min(SETTLED, minutes / 2)
     first = None

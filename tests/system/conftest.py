@@ -23,14 +23,14 @@ def pytest_addoption(parser):
 
 def pytest_configure():
     set_options()
-    # Started in the background of a script, this process ignores it, and so would
-    # all programs that the tests start and then interrupt.
+    # A process in the background of a script ignores SIGINT. Programs that the tests
+    # start and interrupt would inherit this.
     signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 def pytest_sessionstart(session):
     if hasattr(session.config, "workerinput"):
-        return  # one of several processes: the first has looked
+        return  # a worker process: the first process has checked
     if os.geteuid() != 0:
         pytest.exit("The system tests make network namespaces and need root.", returncode=1)
     for name in ("beacond", "beacon-configd", "beaconctl"):
@@ -41,7 +41,7 @@ def pytest_sessionstart(session):
 
 @pytest.hookimpl(hookwrapper=True)
 def pytest_runtest_makereport(item):
-    """Adds to a failure what the daemons had written by then."""
+    """Adds the daemons' output to the report of a failure."""
     report = (yield).get_result()
     lab = getattr(item, "funcargs", {}).get("lab")
     if report.failed and isinstance(lab, Lab):
@@ -57,7 +57,7 @@ def programs(pytestconfig):
 
 @pytest.fixture(scope="module")
 def lab(programs):
-    """A virtual network with nothing on it, shared by the tests of a file."""
+    """An empty virtual network, shared by the tests of a file."""
     with WatchedLab(programs) as network:
         yield network
     assert not network.reports, "\n".join(network.reports)
@@ -65,13 +65,13 @@ def lab(programs):
 
 @pytest.fixture(scope="module")
 def peer(lab):
-    """A bare machine on the network."""
+    """A machine without a daemon on the network."""
     return lab.add_peer()
 
 
 @pytest.fixture(scope="module")
 def wire(peer):
-    """All that reaches the SSDP group on the network, from the beginning."""
+    """A capture of all datagrams to the SSDP group on the network."""
     return peer.capture()
 
 
@@ -83,7 +83,7 @@ def device(lab):
 
 @pytest.fixture(scope="module")
 def running_device(device, wire):
-    """A device whose beacond has made itself known."""
+    """A device whose beacond has announced itself."""
     device.start_beacond()
     wire.wait_for(source=device.address, starting=b"NOTIFY")
     return device
@@ -98,8 +98,8 @@ def three_devices(lab, pytestconfig):
                                DeviceSpec("studio-b", product="lumenplus", **other),
                                DeviceSpec("studio-c", product="talonmx")])
     if arm64:
-        # The emulator cannot choose the interface of multicast, as beacond does
-        # so as to need no route.
+        # beacond chooses the multicast interface, so it needs no route. The emulator
+        # cannot do that.
         devices[1].run("ip", "route", "add", "239.0.0.0/8", "dev", "net0")
     for each in devices:
         each.start_beacond()

@@ -1,10 +1,10 @@
-"""A machine that answers in a daemon's place, and listings as a daemon writes them."""
+"""A program that answers like a daemon on the diagnostic port, and listings for it."""
 
 import threading
 from contextlib import contextmanager
 
-LARGEST = 65507  # bytes that a datagram can carry
-LARGEST_ENTRY = 65 + 4 * 1500  # labels, and four texts of one description
+LARGEST = 65507  # bytes in the largest datagram
+LARGEST_ENTRY = 65 + 4 * 1500  # bytes: labels, and four texts of one description
 
 
 def listed(number, name, usn=None):
@@ -14,7 +14,7 @@ def listed(number, name, usn=None):
 
 
 def filled(listing, size=LARGEST):
-    """A listing with entries of no device after it, `size` bytes long."""
+    """A listing of `size` bytes, padded with entries of devices that do not exist."""
     entry = len(listed(99, "", "0000000"))
     count, rest = divmod(size - len(listing), entry)
     return listing + b"".join(listed(99, "", f"{number:07}") for number in range(count - 1)) + \
@@ -23,7 +23,7 @@ def filled(listing, size=LARGEST):
 
 @contextmanager
 def answering(machine, port, *answers):
-    """Answers whoever asks on a port, the last answer again and again."""
+    """Answers each datagram to a port with the next answer; repeats the last one."""
     with machine.udp_socket(port, timeout=None) as sock:
         def serve():
             waiting = list(answers)

@@ -1,4 +1,4 @@
-"""What a device says, byte for byte."""
+"""A device's messages, documents and lists, byte for byte."""
 
 import re
 from typing import NamedTuple
@@ -23,7 +23,7 @@ SEARCH = (b"M-SEARCH * HTTP/1.1\r\nHOST:239.255.255.250:1900\r\nST:upnp:rootdevi
 
 
 def product(device):
-    """What a device of the lab is, or one that says so itself."""
+    """The product of a device of the lab, or of any object with a `product`."""
     return getattr(device, "product", None) or PRODUCTS[device.spec.product]
 
 
@@ -60,7 +60,7 @@ def search_response(device, max_age):
 
 
 def document(device):
-    """The description document. The machine that runs the tests has no serial number."""
+    """The description document. (The test machine has no serial number.)"""
     what = product(device)
     return (
         "<?xml version=\"1.0\"?>\n"
@@ -96,14 +96,14 @@ def document(device):
 
 
 def served(text, length=None):
-    """The answer to a GET for a file of this text."""
+    """The answer to a GET for a file with this text."""
     return (f"HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n"
             f"CONTENT-LENGTH: {len(text) if length is None else length}\r\n"
             f"CONTENT-TYPE: text/xml; charset=\"utf-8\"\r\n{text}\r\n\r\n").encode()
 
 
 def max_age(message):
-    """The max-age a device has drawn for itself, out of 120 to 129 seconds."""
+    """The max-age that a device has drawn: 120 to 129 seconds."""
     drawn = int(re.search(rb"max-age=(\d+)\r\n", message)[1])
     assert 120 <= drawn <= 129
     return drawn
@@ -123,7 +123,7 @@ def browse_entry(device, host_name=None):
 
 
 def browse_json(*devices):
-    """The whole list that a device writes when it knows these devices."""
+    """The browse list of a device that knows these devices."""
     return "[" + ",".join(map(browse_entry, sorted(devices, key=usn))) + "]"
 
 
@@ -136,8 +136,8 @@ def listing(heading, *devices):
 
 
 def wait_until_dropped(leaver, others, peer, timeout):
-    """Waits until each of the others has taken a device that said goodbye off its list. It may
-    be back by then: with an answer that was still on its way, to a second request."""
+    """Waits until each of the others has removed a device that said goodbye from its list. A
+    late answer to a second request can bring it back."""
     still = {each.address for each in others}
 
     def all_have():

@@ -1,4 +1,4 @@
-"""Everything that somebody on the link can throw at the SSDP port, the same each time."""
+"""All kinds of datagrams that an attacker can send to the SSDP port, the same in each run."""
 
 import random
 import socket
@@ -14,8 +14,8 @@ BURST = 500           # datagrams that the receive buffer holds whatever their s
 ADDRESSES = [f"192.0.2.{number}" for number in range(100, 130)]
 
 
-# All addresses are somebody's: the kernel keeps what is sent to others back while it looks for
-# them, up to the size of the send buffer, and the answers to the tests' searches would be lost.
+# All addresses are in use. Datagrams for unused addresses fill the send buffer while the
+# kernel searches for them, and the answers to the tests' searches would be lost.
 def address(number):
     return ADDRESSES[number % len(ADDRESSES)]
 
@@ -37,7 +37,7 @@ def byebye(number):
 
 
 def description(number, host_name="spoofed"):
-    """A description document that nobody asked for."""
+    """A description document that the device did not request."""
     return ("HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n"
             f"<friendlyName>{host_name}</friendlyName><modelName>Corvia 12</modelName>"
             "<modelNumber>0x10650001</modelNumber><modelDescription>HD recorder"
@@ -106,7 +106,7 @@ def get(number):
 
 
 def datagrams(count, seed=1):
-    """`count` datagrams of every kind, as likely as their weights say."""
+    """`count` datagrams of random kinds, weighted."""
     chance = random.Random(seed)
     kinds = {
         alive: 30, byebye: 4, description: 20, swollen_description: 4, search_response: 10,
@@ -120,7 +120,7 @@ def datagrams(count, seed=1):
 
 
 def sockets_of(peer, addresses):
-    """Gives a peer further addresses, and returns a socket for each."""
+    """Gives a peer more addresses, and returns a socket for each."""
     sockets = []
     for each in addresses:
         peer.run("ip", "addr", "add", f"{each}/24", "dev", "net0")
@@ -131,8 +131,8 @@ def sockets_of(peer, addresses):
 
 
 def wait_until_handled(device, peer):
-    """Waits for the answer to a search, which comes behind all that was sent before; asked
-    again when it is lost, from another port, where no late answer arrives."""
+    """Waits for the answer to a search, so that the device has read all earlier datagrams.
+    Repeats a lost search from another port, which no late answer can reach."""
     for _ in range(30):
         try:
             return peer.ask(expected.SEARCH, device.address, timeout=1)
@@ -142,8 +142,8 @@ def wait_until_handled(device, peer):
 
 
 def send(sockets, device, peer, what):
-    """Sends all, by turns from each socket, no faster than the device takes them: at the
-    end of each burst it has to answer a search."""
+    """Sends all datagrams, from each socket in turn, no faster than the device reads them: it
+    must answer a search after each burst."""
     for number, data in enumerate(what, 1):
         sockets[number % len(sockets)].sendto(data, (device.address, 1900))
         if number % BURST == 0:

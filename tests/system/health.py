@@ -1,4 +1,4 @@
-"""How a device is: what it takes of the system, what it complains about, whether it works."""
+"""The state of a device: its use of resources, its faults, and whether it works."""
 
 import os
 import re
@@ -8,12 +8,12 @@ import expected
 from lab import wait_until
 from lab.device import BROWSE_LIST
 
-# A pass comes after at most two poll intervals of 5.75 s.
+# The next registry pass comes after at most two poll intervals of 5.75 s.
 PASS = 15
-# An announcement is repeated after at most 24 s, at a pass.
+# An announcement is repeated after at most 24 s, at the next pass.
 REPEATED = 40
 
-# How the lines on standard error begin that are no faults of SSDP or of files.
+# Beginnings of lines on standard error that report no faults of SSDP or of files.
 ORDINARY = ("getProductID", "*** getProductID", "GetBoardIDFromProductID", "avahi host/service",
             "name changed", "Service '", "WSConfig:")
 
@@ -37,13 +37,13 @@ def descriptors(program):
 
 
 def udp_count(node, name):
-    """A number that a node's kernel keeps of the datagrams it got."""
+    """A counter of received datagrams in a node's kernel."""
     names, values = re.findall(r"^Udp: (.*)$", node.run("cat", "/proc/net/snmp").stdout, re.M)
     return dict(zip(names.split(), map(int, values.split())))[name]
 
 
 def faults(device, start=0):
-    """What it wrote to standard error from a place on, without the ordinary lines."""
+    """The lines on standard error from a position on, without the ordinary ones."""
     return "".join(line for line in device.beacond.stderr[start:].splitlines(keepends=True)
                    if not line.startswith(ORDINARY))
 
@@ -63,11 +63,11 @@ def wait_until_closed(device):
 
 
 def hear_alive(device, wire, since, number=1, timeout=PASS):
-    """Waits for the device's announcement, behind which goodbyes may stand; `number` is its
-    document's.
+    """Waits for the device's announcement, which goodbyes may follow. `number` is the number
+    of its document.
 
-    When its link has just come up, `timeout` is to be REPEATED: a busy switch may learn of
-    that only after the first announcement, and not hand it on."""
+    If its link has just come up, `timeout` must be REPEATED: a busy switch may notice the
+    link after the first announcement, and not forward it."""
     def heard():
         return [each.data for each in wire.datagrams(device.address, since, b"NOTIFY")
                 if b"ssdp:byebye" not in each.data]
@@ -78,8 +78,8 @@ def hear_alive(device, wire, since, number=1, timeout=PASS):
 
 
 def answer_to(data, peer, device, port):
-    """What the device answers, asked again while nothing comes: a datagram that meets the
-    port closed, as between two changes of the interface, is lost."""
+    """The device's answer. The request is repeated until an answer comes: it is lost while
+    the port is closed, for instance between two changes of the interface."""
     def answer():
         try:
             return peer.ask(data, device.address, port, timeout=1)
@@ -89,7 +89,7 @@ def answer_to(data, peer, device, port):
 
 
 def assert_works(device, peer):
-    """The device, and no other, is announced: it answers a search and the diagnostic port,
+    """Checks that the device announces only itself, answers a search and the diagnostic port,
     and is in its own list."""
     answer = answer_to(expected.SEARCH, peer, device, 1900)
     assert answer == expected.search_response(device, expected.max_age(answer))

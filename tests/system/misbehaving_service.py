@@ -1,4 +1,4 @@
-"""A configuration service that does what no good one does."""
+"""A faulty configuration service."""
 
 import socket
 import threading
@@ -8,15 +8,14 @@ PORT = 8080
 
 
 def event(parameter, data):
-    """One event as the service sends it; `data` is text that should be JSON."""
+    """One event in the service's format; `data` is a text that should be JSON."""
     return f"event: {parameter}\ndata: {data}\n\n".encode()
 
 
 class MisbehavingService:
-    """Stands on a device's own loopback in place of its configuration service, whose
-    port must be free. Each connection gets the next of the `answers` and is hung up on;
-    the last answer is everybody's from then on, and their connections stay open. Use it
-    in a `with` statement."""
+    """Listens on a device's loopback instead of its configuration service, whose port must be
+    free. Each connection gets the next of the `answers` and is closed. The last answer is
+    repeated, and these connections stay open. Use it in a `with` statement."""
 
     def __init__(self, device, *answers):
         self._answers = list(answers)
@@ -38,13 +37,13 @@ class MisbehavingService:
             connection.close()
 
     def wait_for_connections(self, count, timeout=30):
-        """Waits for so many connections in all, each answered."""
+        """Waits until so many connections in total have been answered."""
         with self._arrived:
             if not self._arrived.wait_for(lambda: len(self._connections) >= count, timeout):
                 raise TimeoutError(f"{len(self._connections)} of {count} connections")
 
     def send(self, data):
-        """Sends more on the newest connection."""
+        """Sends data on the newest connection."""
         self._connections[-1].sendall(data)
 
     def _accept(self):
@@ -56,14 +55,14 @@ class MisbehavingService:
             connection.settimeout(20)
             try:
                 self._answer(connection)
-            except OSError:  # the daemon had enough of it
+            except OSError:  # the daemon has closed the connection
                 pass
             with self._arrived:
                 self._connections.append(connection)
                 self._arrived.notify_all()
 
     def _answer(self, connection):
-        connection.recv(4096)  # the request, without which closing would be a reset
+        connection.recv(4096)  # reads the request, since closing without reading would send a reset
         last = len(self._answers) == 1
         connection.sendall(self._answers[0] if last else self._answers.pop(0))
         if not last:

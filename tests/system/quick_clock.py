@@ -1,9 +1,8 @@
-"""A beacond whose clock runs six times as fast: what takes minutes is seen in seconds, and
-the rest is unchanged.
+"""A beacond whose clock runs six times as fast, so that minutes take seconds.
 
-The clock is libfaketime's. What the daemon waits for in the system keeps the real time, so
-that a tick is as short as the clock makes it only while datagrams arrive: see Chatter. The
-browse list is late there, since the library does not know the call that its writer waits in."""
+The clock comes from libfaketime. System calls wait in real time, so ticks are short only
+while datagrams arrive: see Chatter. The browse list is written late, because the library
+does not change the system call in which its writer waits."""
 
 import threading
 
@@ -14,7 +13,7 @@ _GROUP = ("239.255.255.250", 1900)
 
 
 class Chatter:
-    """Somebody who announces a device again and again until the end of a `with` block."""
+    """Announces a device again and again until the end of a `with` block."""
 
     def __init__(self, peer, device):
         self._peer, self._device = peer, device
@@ -36,7 +35,7 @@ class Chatter:
 
 def start_quick(device):
     """Starts beacond with a quick clock."""
-    device.run("mount", "-t", "tmpfs", "tmpfs", "/dev/shm")  # libfaketime leaves files there
+    device.run("mount", "-t", "tmpfs", "tmpfs", "/dev/shm")  # libfaketime writes files there
     device.beacond = device.start("beacond", ["faketime", "-f", f"+0 x{SPEED}", BEACOND, "-d"],
                                   device.daemon_environment())
     device.beacond.wait_output("Open: The diagnostic thread has started\n")

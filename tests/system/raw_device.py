@@ -1,5 +1,5 @@
-"""A device of the family that the test speaks for, byte by byte, from a bare machine; and
-what the test may count on about the order in which a device under test reads."""
+"""A device that a test simulates byte by byte on a peer, and ways to wait until a device
+under test has read all datagrams."""
 
 import itertools
 
@@ -10,7 +10,7 @@ _fences = itertools.count(1)
 
 
 class RawDevice:
-    """What a device says, has for a description, and is listed as."""
+    """The messages, the description and the list entry of a simulated device."""
 
     def __init__(self, address, name="raw", product=Product("Lumen", "0x10660001", "4K encoder"),
                  file="raw.xml"):
@@ -36,11 +36,11 @@ class RawDevice:
                 f"USN: {self.usn}\r\n\r\n").encode()
 
     def get_request(self):
-        """What a device that wants the description sends to port 1900 of `address`."""
+        """The request for the description that a device sends to port 1900 of `address`."""
         return f"GET {self.location} HTTP/1.1\r\nHOST:{self.address}:1900\r\n\r\n".encode()
 
     def description(self):
-        """The answer to that request, with the elements that are read."""
+        """The answer to that request, with the elements that devices read."""
         return ("HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n\r\n<root>"
                 f"<friendlyName>{self.name}</friendlyName>"
                 f"<modelDescription>{self.product.category}</modelDescription>"
@@ -51,8 +51,8 @@ class RawDevice:
 
 
 def wait_until_read(device, peer):
-    """Waits until the device has read all that was sent to its SSDP port so far, and has sent
-    what it sends at once: until it complains of a datagram that was sent later."""
+    """Waits until the device has read all datagrams to its SSDP port so far, and has sent its
+    immediate answers: until it reports the fault of a later datagram."""
     fence = f"fence {next(_fences)}"
     with peer.udp_socket() as sock:
         sock.sendto(fence.encode(), (device.address, 1900))
@@ -62,7 +62,7 @@ def wait_until_read(device, peer):
 
 
 def wait_until_recorded(wire, peer):
-    """Waits until the capture of `peer` has in it all that has reached that machine so far."""
+    """Waits until the capture of `peer` contains all datagrams that it has received so far."""
     fence = f"fence {next(_fences)}".encode()
     with peer.udp_socket() as sock:
         sock.sendto(fence, (peer.address, 1900))

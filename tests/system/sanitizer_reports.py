@@ -1,7 +1,7 @@
-"""What the sanitizers say of the programs under test, in builds that have them.
+"""The sanitizers' reports on the programs under test, in builds with sanitizers.
 
-They write to files in each device: standard error is the tests' matter, and a daemon that
-detached has none. A leak is reported where a program ends by itself, not by a signal."""
+They are written to files in each device: tests compare standard error, and a detached
+daemon has none. Leaks are reported if a program exits, not if a signal kills it."""
 
 import os
 
@@ -9,7 +9,7 @@ from lab import Lab
 
 REPORT = "/run/lab/sanitizer"  # the sanitizer appends the process id
 
-# A Lab hands these on to the programs in it.
+# A Lab passes these variables to its programs.
 OPTIONS = {
     "ASAN_OPTIONS": "detect_stack_use_after_return=1:check_initialization_order=1:"
                     "strict_init_order=1:strict_string_checks=1",
@@ -24,7 +24,7 @@ def set_options():
 
 
 class WatchedLab(Lab):
-    """A Lab that keeps what the sanitizers reported in it: read `reports` after its end."""
+    """A Lab that collects the sanitizers' reports: read `reports` after it has ended."""
 
     def __init__(self, programs):
         self.reports = []

@@ -1,4 +1,4 @@
-"""How long devices are remembered that were heard, on a quick clock."""
+"""How long known devices stay in the registry, on a quick clock."""
 
 import time
 
@@ -10,8 +10,8 @@ from lab import wait_until
 from quick_clock import SPEED, Chatter, start_quick
 from raw_device import RawDevice, wait_until_read
 
-# The least that counts for a max-age, twice. It ends up to a tick early, and a tick is as
-# long as the machine holds the daemon up.
+# Twice the smallest max-age that counts. An entry expires up to a tick early, and a busy
+# machine prolongs ticks.
 LIFE = 240
 EARLY = 80
 
@@ -23,9 +23,9 @@ LEAVER = Product("TalonMx", "0x10670001", "Multichannel streamer")
 
 @pytest.fixture(scope="module")
 def known(lab, peer, wire):
-    """A quick device, one that goes on announcing itself, one that was only described, one
-    that was described and announced itself once for the shortest time, and one that leaves;
-    and the moment before the first of them was heard of."""
+    """A device with a quick clock, and four others: one announces itself repeatedly, one was
+    only described, one was described and announced itself once with the shortest max-age,
+    and one leaves. Also the time before the first of them appeared."""
     device = lab.add_device("studio-a", product="corvia12")
     start_quick(device)
     wire.wait_for(source=device.address, starting=b"NOTIFY")

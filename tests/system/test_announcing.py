@@ -1,4 +1,4 @@
-"""How often a device repeats its announcement, by the wire's own clock."""
+"""The interval of repeated announcements, measured by the arrival of the datagrams."""
 
 import pytest
 
@@ -7,16 +7,16 @@ from lab import DeviceSpec, Lab
 
 COUNT = 3  # devices
 REPEATS = 3
-# Every 15 to 24 s, counted in whole ticks of 4.25 to 5.75 s and one tick early.
+# 15 to 24 s, counted in whole ticks of 4.25 to 5.75 s, and one tick early.
 SHORTEST, LONGEST = 15 - 5.75, 24
-# What a busy machine makes of it: a moment late, and the next one early by that.
+# On a busy machine one announcement may be late, and the next pause shorter by that time.
 TOLERANCE = 3
 
 
 @pytest.fixture(scope="module")
 def announcements(programs):
-    """The first announcements of devices that are alone, each on its network: a datagram
-    that arrives makes a tick longer."""
+    """The first announcements of devices, each alone on its network, because received
+    datagrams prolong a tick."""
     labs = [Lab(programs) for _ in range(COUNT)]
     try:
         devices = [each.add_devices([DeviceSpec("studio-a", product="corvia12")])[0]

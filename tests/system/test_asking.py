@@ -1,4 +1,4 @@
-"""What a device asks of others that it hears, and what it makes of their descriptions."""
+"""Which descriptions a device requests, and what it reads from them."""
 
 from collections import Counter
 
@@ -12,10 +12,11 @@ from raw_device import RawDevice, wait_until_read
 
 GROUP = ("239.255.255.250", 1900)
 SSDP_PORT = 1900
-# A request leaves with one of the three next ticks, by chance. Of so many later ones some
-# leave with the third, behind all earlier ones, but for one time in ten millions.
+# A request is sent at one of the next three ticks, at random. Of this many later requests,
+# at least one is sent at the third tick, after all earlier ones (except once in ten million
+# runs).
 LATER = 40
-# Three ticks of at most 5.75 s, each as long again at worst.
+# Three ticks of at most 5.75 s, each of which can take twice as long.
 LIMIT = 40
 
 ZR1 = Product("ZR1", "0x10680001", "Field recorder")
@@ -25,7 +26,7 @@ FOREIGN = b"uuid:0a1b2c3d-0000-0000-0000-000000000000::upnp:rootdevice"
 
 @pytest.fixture(scope="module")
 def other(lab):
-    """A second bare machine, and all that reaches its SSDP port."""
+    """A second machine without a daemon, and a capture of its SSDP port."""
     machine = lab.add_peer()
     return machine, machine.capture()
 
@@ -44,13 +45,13 @@ def without(header, message):
 
 
 def asked_for(peer, other_address):
-    """Datagrams to the device that make it ask, with what it then asks and whom."""
+    """Datagrams that cause the device to send a request, with the device that it requests."""
     alive, found = named(peer, "alive.xml"), named(peer, "found.xml")
     other_place = RawDevice(other_address, file="elsewhere.xml")
     folded = named(peer, "folded.xml")
     return [
         (alive.alive(), alive),
-        (alive.alive(max_age=0), alive),  # again, since its description has not come yet
+        (alive.alive(max_age=0), alive),  # requested again, because its description has not arrived
         (found.search_response(), found),
         (other_place.alive(), other_place),
         (folded.alive().replace(b"USN: ", b"usn:\t\"").replace(b"ssdp:alive", b"SSDP:Alive  "),
@@ -60,12 +61,12 @@ def asked_for(peer, other_address):
 
 
 def not_asked_for(peer):
-    """Datagrams that do not make the device ask."""
+    """Datagrams that cause no request."""
     quiet = named(peer, "quiet.xml")
     alive = quiet.alive()
     return [
         as_foreign(quiet, alive), as_foreign(quiet, quiet.search_response()),
-        named(peer, "quiet.xml", product=ZR1).alive(),  # it is announced by others
+        named(peer, "quiet.xml", product=ZR1).alive(),  # others announce it
         without(b"NT", alive), without(b"USN", alive), without(b"LOCATION", alive),
         without(b"NTS", alive), alive.replace(b"ssdp:alive", b"ssdp:update"),
         quiet.byebye(), alive.replace(b":80/", b":8080/").replace(b":80", b":79"),
@@ -80,7 +81,7 @@ def not_asked_for(peer):
 
 @pytest.fixture(scope="module")
 def requests(running_device, peer, wire, other):
-    """Every GET that reached the two machines, when all must have, and the complaints."""
+    """All GETs that reached the two machines, after all must have arrived; and the faults."""
     machine, other_wire = other
     sock = wire.socket
     before = len(running_device.beacond.stderr)
@@ -132,11 +133,11 @@ def test_nobody_is_listed_without_a_description(requests, running_device, peer):
 
 
 def boards(device, board):
-    """The device with the board that it must be listed with."""
+    """The device, with the board that the list must show."""
     return RawDevice(device.address, device.name, device.product._replace(board=board))
 
 
-# Model and number of a description, and the board that they make.
+# Model name and number of a description, and the resulting board.
 BOARDS = [
     ("Lumen", "0x10660001", "0x10660001"),
     ("Corvia 12", "0x1", "0x1"),
@@ -151,7 +152,7 @@ BOARDS = [
 
 @pytest.fixture(scope="module")
 def described(running_device, wire, peer):
-    """The devices of BOARDS as they must be listed, when their descriptions are read."""
+    """The devices of BOARDS with their expected entries, after their descriptions were read."""
     devices = []
     for model, number, board in BOARDS:
         device = RawDevice(peer.address, f"a {model}", Product(model, number, f"kind of {model}"))
@@ -177,7 +178,7 @@ def test_a_known_device_is_not_asked_again(described, running_device, wire, peer
     wait_until_read(running_device, peer)
     for number in range(LATER):
         wire.socket.sendto(named(peer, f"last-{number}.xml").alive(), GROUP)
-    # They are one device, and an unknown one.
+    # These requests show that the time for a request to the known device has passed.
     asked = wire.wait_for(LATER, timeout=LIMIT, since=since, starting=b"GET")
     assert len([each for each in asked if b"/last-" in each.data]) == LATER
     assert known.get_request() not in [each.data for each in asked]

@@ -1,4 +1,4 @@
-"""What strangers can make a device send, hold or leave out: one test for each attack."""
+"""Attacks that make a device send, store or omit data: one test for each."""
 
 import itertools
 import re
@@ -15,7 +15,7 @@ from lab import wait_until
 from lab.device import BROWSE_LIST
 from raw_device import RawDevice, wait_until_read
 
-LISTING_BURST, LISTING_RATE = 1 << 20, 256 << 10  # bytes, bytes a second
+LISTING_BURST, LISTING_RATE = 1 << 20, 256 << 10  # bytes, bytes per second
 OFF_LINK_BURST, OFF_LINK_RATE = 64 << 10, 16 << 10
 
 
@@ -25,7 +25,7 @@ def attacker(lab):
 
 
 def received(sock):
-    """All datagrams that have arrived at a socket."""
+    """All datagrams that a socket has received."""
     sock.setblocking(False)
     datagrams = []
     try:
@@ -36,8 +36,8 @@ def received(sock):
 
 
 def wait_until_asked(device, peer):
-    """Waits until the diagnostic thread has handled all questions so far: they are answered
-    in their order."""
+    """Waits until the diagnostic thread has handled all commands so far. It answers in their
+    order."""
     answer_to(b"gh", peer, device, 49821)
 
 
@@ -67,7 +67,7 @@ def test_questions_for_listings_spend_a_budget(running_device, attacker, peer):
 
 @pytest.fixture(scope="module")
 def small_subnet(lab):
-    """A device whose subnet ends at 192.0.2.127, and which has a route to the rest."""
+    """A device in the subnet 192.0.2.0 to 192.0.2.127, with a route to the other half."""
     device = lab.add_device("studio-s", product="lumenplus", address="192.0.2.20")
     device.run("ip", "addr", "add", "192.0.2.20/25", "dev", "net0")
     device.run("ip", "addr", "del", "192.0.2.20/24", "dev", "net0")
@@ -77,7 +77,7 @@ def small_subnet(lab):
 
 
 def bytes_for_searches(device, asker, count):
-    """What a device sends for so many short searches, and how long that took."""
+    """The answers to so many short searches, and the time that they took."""
     search = b"M-SEARCH\nST:ssdp:all"
     with asker.udp_socket() as sock:
         begin = time.monotonic()
@@ -102,7 +102,7 @@ def test_answers_to_other_subnets_spend_a_budget_and_those_to_the_own_do_not(
 
 
 def test_descriptions_for_other_subnets_spend_the_budget(lab, small_subnet, attacker, wire):
-    """Nothing is left of it after a thousand searches; each description takes 1.3 kB."""
+    """A thousand searches spend the budget; each description needs 1.3 kB of it."""
     bytes_for_searches(small_subnet, attacker, 1000)
     path = f"http://{small_subnet.address}:80/{expected.document_name(small_subnet)}"
     get = f"GET {path} HTTP/1.1\r\n\r\n".encode()
@@ -112,7 +112,7 @@ def test_descriptions_for_other_subnets_spend_the_budget(lab, small_subnet, atta
             sock.sendto(get, (small_subnet.address, 1900))
         wait_until_read(small_subnet, attacker)
         took = time.monotonic() - begin
-        # All of them leave within three ticks; an announcement of the fifth is later.
+        # All are sent within three ticks, before the announcement at the fifth tick.
         since = wire.mark()
         wire.wait_for(3, since=since, source=small_subnet.address, starting=b"NOTIFY", timeout=100)
         answers = received(sock)
@@ -140,7 +140,7 @@ def test_no_document_is_asked_for_at_an_address_that_no_peer_has(running_device,
 
 
 def test_announcements_in_its_name_do_not_silence_a_device(running_device, attacker, wire):
-    """Sent every second, for three announcements."""
+    """The attacker sends one every second, for the time of three announcements."""
     since = wire.mark()
     forged = expected.alive(running_device, 1_000_000)
     with attacker.udp_socket() as sock:
@@ -168,7 +168,8 @@ def test_a_description_in_its_name_is_listed_no_longer_than_until_its_announceme
 
 
 class Flood:
-    """Sends datagrams by turns, so many a second, from one socket, until it is left."""
+    """Sends datagrams in turn, so many per second, from one socket, until the `with` block
+    ends."""
 
     def __init__(self, node, address, datagrams, rate):
         self._socket = node.udp_socket()
@@ -192,8 +193,8 @@ class Flood:
 
 
 class Neighbour:
-    """A device of the family that the test speaks for: it announces itself, asks for the
-    device's document, and answers requests for its own."""
+    """A simulated device: announces itself, requests the device's document, and answers
+    requests for its own."""
 
     def __init__(self, node, address, name):
         self.raw = RawDevice(address, name)
@@ -204,7 +205,8 @@ class Neighbour:
         self.served = False
 
     def take_turn(self, device, get):
-        """Answers all that has arrived, announces itself, and asks if it has no document."""
+        """Answers all received requests, announces itself, and requests the document if it has
+        none."""
         while True:
             try:
                 data, sender = self.socket.recvfrom(65536)
@@ -220,7 +222,7 @@ class Neighbour:
 
 @pytest.fixture
 def neighbours(lab, request):
-    """Eight of them, named after the test, at addresses of one machine."""
+    """Eight neighbours, named after the test, at addresses of one machine."""
     node = lab.add_peer()
     made = []
     for number in range(8):
@@ -237,7 +239,7 @@ def missing_from_list(neighbours, device):
     return [each.raw.name for each in neighbours if f'"{each.raw.name}"' not in listed]
 
 
-# A document waits up to three ticks of 5.75 s in the queue, and leaves at a tick.
+# A document waits in the queue for up to three ticks of 5.75 s, and is sent at a tick.
 TRY = 25
 
 
@@ -263,7 +265,7 @@ def test_a_flood_from_one_address_starves_no_other(running_device, attacker, nei
 
 
 def test_forged_descriptions_lock_no_device_out(running_device, attacker, neighbours):
-    """As many as the registry holds, for the longest time, and none of them withdrawn."""
+    """As many as fit into the registry, with the longest max-age, and never withdrawn."""
     with attacker.udp_socket() as sock:
         for number in range(flood.NODES + 50):
             sock.sendto(b"HTTP CONTENT-LANGUAGE max-age=1073741\r\n"

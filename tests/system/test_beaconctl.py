@@ -1,4 +1,4 @@
-"""beaconctl against devices, as a support engineer uses it."""
+"""beaconctl with devices, used like a support engineer uses it."""
 
 import json
 import os
@@ -99,7 +99,7 @@ def test_watch_shows_the_state_then_a_rename_and_ends_on_an_interrupt(pair):
 
 
 def drawn_on_terminal(device, *command, environment=None, status=0):
-    """What a command of a device writes to a terminal, up to its second drawing."""
+    """The output of a command on a device's terminal, up to its second drawing."""
     master, terminal = pty.openpty()
     program = device.start("terminal", list(command), environment, stdin=terminal,
                            stdout=terminal, stderr=terminal)
@@ -117,7 +117,7 @@ def test_watch_on_a_terminal_draws_in_place_without_colours_if_asked(pair):
     plain = drawn_on_terminal(a, BEACONCTL, "watch", environment={"NO_COLOR": "1"})
     assert plain.startswith(b"\x1b[2J\x1b[?7l\x1b[HNodes of this device. New +, changed ~, gone -. "
                             b"Ctrl-C ends.\x1b[K\r\n")
-    assert b"\r\n  studio-a" in plain  # it was there, and did not come
+    assert b"\r\n  studio-a" in plain  # present from the start: not marked as new
     assert not re.search(rb"\x1b\[\d+m", plain)
 
 
@@ -140,7 +140,7 @@ def test_a_description_with_line_feeds_hides_no_device(pair):
     def listing():
         result = a.run(BEACONCTL, "nodes", check=False)
         return result if "x\\x0ay" in result.stdout and "studio-b" in result.stdout else None
-    # Long enough for studio-b, which may have changed its name just now.
+    # Long enough for studio-b, whose name may just have changed.
     result = wait_until(listing, 90, "all devices are listed", a.beacond.explain)
     assert (result.returncode, result.stderr) == (0, "")
     assert [line.split("  ")[1] for line in result.stdout.splitlines()[1:]] == [

@@ -1,4 +1,4 @@
-"""beaconctl with answers that are none, damaged, forged or cut."""
+"""beaconctl with missing, damaged, forged or cut answers."""
 
 import json
 import os
@@ -22,7 +22,7 @@ THREE, RENAMED = listed(12, "studio-c"), listed(12, "gallery")
 
 @pytest.fixture(scope="module")
 def answerer(lab, peer):
-    """Another machine, 192.0.2.201: the first is the one that asks."""
+    """Another machine, 192.0.2.201; the first machine asks it."""
     assert peer.address == "192.0.2.200"
     return lab.add_peer()
 

@@ -1,4 +1,4 @@
-"""beaconctl when its output cannot be written, when a signal comes, and in the locale C."""
+"""beaconctl when it cannot write its output, when it gets a signal, and in the C locale."""
 
 import array
 import fcntl
@@ -19,7 +19,7 @@ PIPE_SIZE = 65536
 
 @pytest.fixture(scope="module")
 def answerer(lab, peer):
-    """Another machine, 192.0.2.201: the first is the one that asks."""
+    """Another machine, 192.0.2.201; the first machine asks it."""
     assert peer.address == "192.0.2.200"
     return lab.add_peer()
 
@@ -31,7 +31,7 @@ def beaconctl(programs):
 
 @pytest.fixture(scope="module")
 def commands(peer, answerer):
-    """Every command, with something to print for each."""
+    """Every command, each with an answer to print."""
     browse_list = "/run/browse.json"
     peer.path(browse_list).write_text('[{"hostName":"studio-a"}]')
     host = ["--host", answerer.address]
@@ -44,7 +44,7 @@ def commands(peer, answerer):
 
 @pytest.fixture
 def closed_pipe():
-    """The end to write to of a pipe that nobody reads."""
+    """The writing end of a pipe without a reader."""
     reader, writer = os.pipe()
     os.close(reader)
     yield writer
@@ -68,7 +68,7 @@ def test_a_pipe_that_nobody_reads_ends_every_command_by_sigpipe(
 
 def test_a_pipe_that_nobody_reads_ends_every_command_with_status_3_if_sigpipe_is_ignored(
         peer, beaconctl, commands, closed_pipe):
-    # Python ignores the signal, and here what it starts does so, too.
+    # Python ignores SIGPIPE; without restore_signals its children inherit that.
     for command in commands:
         program = peer.start("pipe", [beaconctl, *command], stdout=closed_pipe,
                              restore_signals=False)

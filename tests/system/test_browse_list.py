@@ -1,4 +1,4 @@
-"""browse.json while devices come, change and go: never a part of it, and not too often."""
+"""browse.json while devices appear, change and leave: always complete, and not too often."""
 
 import json
 import os
@@ -14,17 +14,17 @@ from lab.device import BROWSE_LIST
 from raw_device import RawDevice
 
 GROUP = ("239.255.255.250", 1900)
-# Two ticks of at most 5.75 s, each as long again at worst, and 5.5 s for the writer.
+# Two ticks of at most 5.75 s, each of which can take twice as long, and 5.5 s for the writer.
 LIMIT = 40
 SPELL = 45  # seconds
-# At least eleven waits of the writer lie between two writes. Each lasts 500 ms, but for those
-# that a change ends, and the registry tells of changes once a tick, of at least 4.25 s: two.
+# The writer waits at least eleven times between two writes, 500 ms each. A change ends a wait
+# early, but the registry reports changes only once in a tick of at least 4.25 s: twice.
 SHORTEST = 9 * 0.5
 
 
 class Reader:
-    """Reads a file again and again, as quickly as it can, and keeps what differs from the
-    time before. In a thread of its own."""
+    """A thread that reads a file again and again, as fast as possible, and keeps each new
+    version."""
 
     def __init__(self, path):
         self._path = path
@@ -52,15 +52,15 @@ class Reader:
 
 
 def crowd(peer, generation):
-    """Fifty devices, whose names tell which generation they are of, and are longer each time."""
+    """Fifty devices. Their names contain the generation and are longer in each one."""
     return [RawDevice(f"198.51.100.{number}", f"{generation}-" + generation * "x",
                       Product("Lumen", "0x10660001", "4K encoder")) for number in range(50)]
 
 
 @pytest.fixture(scope="module")
 def read(running_device, wire, peer):
-    """What a reader saw of the list while all of it changed all the time, up to and with
-    the last change."""
+    """All versions of the list that a reader saw while all entries changed again and again,
+    including the last change."""
     def describe(generation):
         for each in crowd(peer, generation):
             wire.socket.sendto(each.description(), (running_device.address, 1900))
@@ -71,7 +71,7 @@ def read(running_device, wire, peer):
         while time.monotonic() < end:
             generation += 1
             describe(generation)
-            time.sleep(0.5)  # the pace of the changes, not a wait for anything
+            time.sleep(0.5)  # the interval of the changes; waits for nothing
         wanted = expected.browse_json(running_device, *crowd(peer, generation))
         wait_until(lambda: running_device.read(BROWSE_LIST) == wanted, LIMIT,
                    "the last generation listed", lambda: running_device.read(BROWSE_LIST))
@@ -80,13 +80,13 @@ def read(running_device, wire, peer):
 
 
 def generations(text):
-    """Of which generation each of the fifty is in a list."""
+    """The generation of each of the fifty devices in a list."""
     return {int(entry["ipAddress"].rpartition(".")[2]): int(entry["hostName"].partition("-")[0])
             for entry in json.loads(text) if entry["ipAddress"].startswith("198.51.100.")}
 
 
 def whole_list(device, peer, text):
-    """A list of the same devices, each of the generation that it has in `text`."""
+    """A list of the same devices, each with its generation in `text`."""
     members = [crowd(peer, generation)[number]
                for number, generation in generations(text).items()]
     return expected.browse_json(device, *members).encode()
@@ -96,13 +96,13 @@ def test_every_reading_is_a_whole_list(read, running_device, peer):
     assert read.reads > 1000
     for _, _, text in read.versions:
         assert text == b"[]" or text == whole_list(running_device, peer, text)
-        # A registry pass may fall between the descriptions of two generations.
+        # A registry pass can come between the descriptions of two generations.
         seen = [generation for _, generation in sorted(generations(text).items())]
         assert seen == sorted(seen, reverse=True) and len(set(seen)) <= 2
 
 
 def test_every_list_is_a_file_of_its_own(read):
-    """Renamed into place, not written there."""
+    """A list is renamed into its place, not written there."""
     numbers = [number for _, number, _ in read.versions]
     assert len(set(numbers)) == len(numbers) > 5
 
@@ -110,7 +110,7 @@ def test_every_list_is_a_file_of_its_own(read):
 def test_lists_are_written_a_tick_apart_at_least(read):
     times = [when for when, _, text in read.versions if text != b"[]"]
     for earlier, later in zip(times, times[1:]):
-        assert later - earlier > SHORTEST - 1  # a busy reader sees the earlier one late
+        assert later - earlier > SHORTEST - 1  # a busy reader can see the earlier one late
 
 
 def test_who_says_goodbye_leaves_the_list(read, running_device, wire, peer):

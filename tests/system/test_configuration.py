@@ -1,4 +1,4 @@
-"""What changes of the configuration and of the network do on the wire."""
+"""The datagrams that changes of the configuration and of the network cause."""
 
 import pytest
 
@@ -14,13 +14,13 @@ def notifies(wire, device, since):
 
 
 def reported_address(device):
-    """The address that the configuration service has of net0."""
+    """The address of net0 in the configuration service."""
     return device.request("GET", "/api/v1/network/devices")[1][0]["activeParams"]["address"]
 
 
 def all_sent_has_arrived(wire, lab):
-    """Waits until what was sent so far is in the record: until a datagram that was sent
-    later is there."""
+    """Waits until the capture contains all datagrams sent so far: until it contains a later
+    one."""
     since = wire.mark()
     with lab.add_peer().udp_socket() as sock:
         def later_arrived():
@@ -47,7 +47,7 @@ def test_the_same_host_name_again_changes_nothing(running_device, wire):
     heard = wire.wait_for(2, since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
     assert heard[0].data == expected.goodbye(device)
     expected.assert_alive(heard[1].data, device)
-    # The engine was opened anew once, for the second of the two.
+    # Only the second of the two changes reopened the engine.
     assert device.beacond.stdout[len(before):] == (
         "SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\n"
         "Open: The diagnostic thread has started\n")
@@ -61,7 +61,7 @@ def test_switching_ssdp_off_is_a_goodbye_and_silence(running_device, wire, peer)
                   timeout=PASS)
     assert notifies(wire, device, since)[-1] == expected.goodbye(device)
     assert notifies(wire, device, since).count(expected.goodbye(device)) == 1
-    # The socket stays open, with nothing to tell.
+    # The socket stays open, and nothing is announced.
     assert ssdp_port_open(device)
     assert peer.ask(b"gh", device.address, 49821) == b"HostList"
 
@@ -142,7 +142,7 @@ def test_a_pulled_cable_closes_the_port_and_a_plugged_one_announces(running_devi
 
 @pytest.fixture(scope="module")
 def hand_kept_device(lab, wire):
-    """A device whose network is as the test says, whatever the kernel thinks."""
+    """A device whose network state comes from the test instead of the kernel."""
     device = lab.add_device("by-hand", product="lumenplus", hand_kept=True)
     device.start_beacond()
     wire.wait_for(source=device.address, starting=b"NOTIFY")
@@ -164,7 +164,7 @@ def test_a_connection_that_is_back_opens_the_port_without_an_announcement(
     device = hand_kept_device
     since = wire.mark()
     device.put_network(connected=True)
-    # The search that every opening sends follows the first registry pass.
+    # Each opening sends a search, after the first registry pass.
     wire.wait_for(since=since, source=device.address, starting=b"M-SEARCH", timeout=PASS)
     assert notifies(wire, device, since) == []
     assert peer.ask(b"gh", device.address, 49821) == b"HostList"
@@ -178,7 +178,7 @@ def test_complete_publishes_preparing_is_one_goodbye(hand_kept_device, wire, lab
                device.beacond.explain)
     device.put_network(state="Complete")
     heard = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
-    expected.assert_alive(heard[0].data, device)  # nothing had been announced before
+    expected.assert_alive(heard[0].data, device)  # nothing was announced before
     device.put_network(state="Preparing")
     wait_until(lambda: not ssdp_port_open(device), PASS, "the SSDP port closed",
                device.beacond.explain)
@@ -191,13 +191,13 @@ def test_a_device_with_ssdp_off_from_the_start_says_nothing(lab, wire, peer):
     since = wire.mark()
     device = lab.add_device("quiet", product="corvia12", ssdp=False)
     device.start_beacond().wait_output("PubSub started")
-    # The port is open and the search of the start is sent, but nothing is announced.
+    # The port is open and the search was sent, but nothing is announced.
     wire.wait_for(since=since, source=device.address, starting=b"M-SEARCH", timeout=PASS)
     assert ssdp_port_open(device)
     assert notifies(wire, device, since) == []
     assert peer.ask(b"gh", device.address, 49821) == b"HostList"
     device.configure(hostName="loud")
     heard = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
-    # With SSDP off from the start, a new host name publishes all the same: the switch counts
-    # as on until it is first turned.
+    # If SSDP is off from the start, a new host name is published nevertheless: the switch
+    # counts as on until it is first changed.
     expected.assert_alive(heard[0].data, device)

@@ -1,8 +1,9 @@
-"""What changes of the configuration leave alone: on the wire, the SSDP port and the DNS-SD
+"""Changes of the configuration that have no effect on datagrams, the SSDP port or the DNS-SD
 service.
 
-That a change does nothing is told by the next one, which does something: the daemon takes
-them in order. Closing and opening the port show in what it writes."""
+Each test makes a second change that has an effect. The daemon handles changes in order, so
+this shows that the first one had none. The daemon's output shows when the port is closed
+and opened."""
 
 import pytest
 
@@ -20,7 +21,7 @@ CLOSED = "SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\n"
 
 @pytest.fixture(scope="module")
 def device(lab, wire):
-    """A device whose network is as the test says, announced, and published by DNS-SD."""
+    """An announced device, published by DNS-SD, whose network state comes from the test."""
     made = lab.add_device("by-hand", product="lumenplus", hand_kept=True)
     made.start_beacond().wait_output("Service 'by-hand' successfully established.\n")
     wire.wait_for(source=made.address, starting=b"NOTIFY")
@@ -28,7 +29,7 @@ def device(lab, wire):
 
 
 class Since:
-    """What the device has done since a moment."""
+    """The device's actions since a moment."""
 
     def __init__(self, device, wire, peer):
         wait_until_recorded(wire, peer)
@@ -38,7 +39,7 @@ class Since:
         self._reported = len(device.beacond.stderr)
 
     def said(self):
-        """Its announcements and goodbyes in words, repetitions left out."""
+        """Its announcements and goodbyes in words, without repetitions."""
         words = []
         for each in notifies(self._wire, self._device, self._mark):
             if each == expected.goodbye(self._device):
@@ -57,7 +58,7 @@ class Since:
         wait_until(lambda: self.said() == list(words), PASS, f"{words}", self.said)
 
     def wait_until_announced_anew(self):
-        """One goodbye and an announcement, before which the former may have been repeated."""
+        """One goodbye and one announcement; the former announcement may be repeated before."""
         anew = ["goodbye", "alive"]
         wait_until(lambda: self.said()[-2:] == anew, PASS, "goodbye and announcement", self.said)
         assert self.said() in (anew, ["alive", *anew])
@@ -69,7 +70,7 @@ class Since:
         return self._device.beacond.stdout[self._written:]
 
     def publications(self):
-        """How often it has published its DNS-SD service."""
+        """The number of times that it has published its DNS-SD service."""
         return self._device.beacond.stderr[self._reported:].count("successfully established.\n")
 
 
@@ -87,13 +88,13 @@ def service_names(device):
 
 
 def named_in_its_document(device, name):
-    """Whether its description, which is written right before it is announced, has a name."""
+    """Whether its description contains a name. It is written just before the announcement."""
     document = device.read("/var/www/html/lumen_plus_upnp_ssdp_1.xml")
     return f"<friendlyName>{name}</friendlyName>\n" in (document or "")
 
 
 def put_reported_address(device, address):
-    """Lets the configuration service report another address; that of net0 stays."""
+    """Lets the configuration service report another address. net0 keeps its address."""
     devices = [{"name": "net0", "activeParams": {"address": address},
                 "status": {"interfaceSetupState": "Complete", "connected": True}}]
     assert device.request("PUT", "/api/v1/network/devices", devices)[0] == 200
@@ -158,7 +159,7 @@ def test_with_ssdp_off_only_complete_does_anything_and_announces_nothing(
     off.wait_until_written(REOPENED)
     assert ssdp_port_open(device)
     wait_until(lambda: off.publications() == 1, PASS, "published anew", device.beacond.explain)
-    assert service_names(device) == ["by-hand"]  # a name is DNS-SD's only with SSDP on
+    assert service_names(device) == ["by-hand"]  # DNS-SD gets a name only while SSDP is on
     assert off.all_said() == []
     assert hosts(device, peer) == b"HostList"
 

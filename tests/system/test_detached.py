@@ -1,4 +1,4 @@
-"""The daemon as the device's start-up scripts start it."""
+"""The daemon started without -d, like start-up scripts start it."""
 
 import os
 import time
@@ -17,14 +17,14 @@ def links(pid):
 
 
 def cpu_seconds(pid):
-    """User and system time of all of a process's threads so far."""
+    """The user and system time of all threads of a process so far."""
     with open(f"/proc/{pid}/stat", encoding="ascii") as file:
         fields = file.read().rpartition(")")[2].split()
     return (int(fields[11]) + int(fields[12])) / TICKS
 
 
 class Started:
-    """A detached daemon and how it came to be."""
+    """A detached daemon, and the command that started it."""
 
     def __init__(self, device):
         reader, writer = os.pipe()
@@ -58,7 +58,7 @@ def test_it_leads_a_session_without_a_terminal(started):
         fields = file.read().rpartition(")")[2].split()
     _, parent, group, session, terminal = fields[:5]
     assert (int(group), int(session), int(terminal)) == (started.pid, started.pid, 0)
-    assert parent != "1"  # the device's process 1, as this machine counts it
+    assert parent != "1"  # the id of the device's process 1 on this machine
 
 
 def test_its_standard_descriptors_are_on_dev_null(started):
@@ -67,7 +67,7 @@ def test_its_standard_descriptors_are_on_dev_null(started):
 
 def test_it_keeps_nothing_it_was_started_with(started):
     assert not started.inherited & set(links(started.pid).values())
-    assert os.read(started.reader, 1) == b""  # nobody holds the other end any more
+    assert os.read(started.reader, 1) == b""  # no process has the other end open
 
 
 def test_its_files_are_not_for_others(started, device):
@@ -102,7 +102,7 @@ def test_it_writes_the_browse_list(started, device):
 
 
 def test_it_takes_no_processor_time_when_idle(started):
-    """Over a few seconds, a whole poll interval among them: a busy loop would take all of it."""
+    """Measured for some seconds, more than a poll interval: a busy loop would use all of it."""
     before, start = cpu_seconds(started.pid), time.monotonic()
     time.sleep(6)
     share = (cpu_seconds(started.pid) - before) / (time.monotonic() - start)
@@ -123,13 +123,13 @@ def test_it_follows_a_change_of_the_configuration(started, device, wire):
 
 
 def test_the_command_does_not_wait_for_the_daemon_s_start(lab, wire):
-    """Without its configuration service the daemon tries for 5 s before it goes on."""
+    """Without its configuration service, the daemon waits for 5 s before it continues."""
     device = lab.add_device("late", product="talonmx")
     device.configd.stop()
     start = time.monotonic()
     assert device.detach_beacond().returncode == 0
     assert time.monotonic() - start < 2.5
-    # It goes on without, and takes up the settings when the service comes at last.
+    # It continues without the service, and applies the settings when the service starts.
     wire.wait_for(source=device.address, starting=b"M-SEARCH")
     assert not wire.datagrams(device.address, starting=b"NOTIFY")
     device.start_configd()

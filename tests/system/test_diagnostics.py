@@ -10,7 +10,7 @@ from lab import Lab
 from raw_device import RawDevice, wait_until_read
 
 PORT = 49821
-LARGEST = 65507  # what one datagram carries
+LARGEST = 65507  # bytes in the largest datagram
 KNOWN = [RawDevice(address, name, Product(model, "0x1", "")) for address, name, model in [
     ("192.0.2.9", "a \"quoted\" name", "Corvia 12"), ("192.0.2.100", "", "Corvia 12"),
     ("192.0.2.13", "Stüdio\t", "Corvia 12 Plus"), ("192.0.2.12", "plain", "corvia")]]
@@ -19,14 +19,14 @@ UNKNOWN = "ParseSSDPDiagnosticMessages: No such command as "
 
 @pytest.fixture(scope="module")
 def quiet_device(running_device):
-    """A device that writes nothing on its own any more."""
+    """A device that has written all lines of its start."""
     running_device.beacond.wait_output("Service 'studio-a' successfully established.\n")
     return running_device
 
 
 @pytest.fixture(scope="module")
 def alone(programs):
-    """A device that announces nothing, and a bare machine, on a network of their own."""
+    """A device that announces nothing, and a peer, alone on a network."""
     with Lab(programs) as network:
         device = network.add_device("studio-b", product="lumenplus", ssdp=False)
         device.start_beacond().wait_output("Open: The diagnostic thread has started\n")
@@ -52,7 +52,7 @@ def hear(device, peer, others):
     with peer.udp_socket() as sock:
         for number, each in enumerate(others):
             sock.sendto(each.description(), (device.address, 1900))
-            if number % 50 == 0:  # no more at a time than any receive buffer has room for
+            if number % 50 == 0:  # as many at a time as fit into every receive buffer
                 wait_until_read(device, peer)
     wait_until_read(device, peer)
 

@@ -11,17 +11,17 @@ from lab.device import BROWSE_LIST
 from minissdpd import Minissdpd
 
 # A request and its answer each wait up to three poll intervals of at most 5.75 s, in whole
-# intervals, and the list is written at most 5.5 s later; an announcement that crossed a
-# start is repeated within 24 s.
+# intervals. The list is written at most 5.5 s later. An announcement that was sent before a
+# device had started is repeated within 24 s.
 LIMIT = 90
 
-# What the tests of the discovery page take for a written list.
+# The list that the tests of the discovery page use.
 SAMPLE = Path(__file__).resolve().parents[1] / "web/fixtures/browse.json"
 
 
 @pytest.fixture(scope="module")
 def all_found(wire, three_devices):
-    """The devices, once everybody's list holds everybody."""
+    """The devices, after each list contains all of them."""
     def short_lists():
         return [each.name for each in three_devices if len(each.browse_list()) < 3]
     wait_until(lambda: not short_lists(), LIMIT, "three entries in every list", short_lists)
@@ -64,7 +64,7 @@ def test_every_device_sends_its_own_announcement_and_one_search(all_found, wire)
 
 
 def test_other_peoples_listener_hears_all(all_found, lab):
-    """minissdpd, on a machine where nothing else has the SSDP port."""
+    """minissdpd, on a machine where no other program uses the SSDP port."""
     listener = Minissdpd(lab.add_peer())
     wanted = {(expected.location(each), "upnp:rootdevice", expected.usn(each))
               for each in all_found}
@@ -73,8 +73,8 @@ def test_other_peoples_listener_hears_all(all_found, lab):
 
 
 def test_other_peoples_control_point_finds_all(all_found, lab):
-    """upnpc searches for gateways, and for any root device at last. It then asks for each
-    description by HTTP, which nobody here serves, and ends with 1."""
+    """upnpc searches for gateways, and finally for any root device. It then requests each
+    description by HTTP. No web server runs here, so it exits with status 1."""
     result = lab.add_peer().run("upnpc", "-l", "-m", "net0", check=False)
     found = re.findall(r"^ desc: (.*)\n st: (.*)$", result.stdout, re.M)
     assert sorted(found) == sorted((expected.location(each), "upnp:rootdevice")
@@ -98,5 +98,5 @@ def test_a_device_that_says_goodbye_leaves_the_lists(all_found, peer):
     expected.wait_until_dropped(last, others, peer, LIMIT)
     wait_until(lambda: last.address not in last.read(BROWSE_LIST), LIMIT, "gone from its own list",
                lambda: last.read(BROWSE_LIST))
-    # The switch is SSDP's alone: the DNS-SD service stays.
+    # The switch affects only SSDP: the DNS-SD service stays.
     assert last.name in {each["name"] for each in others[0].mdns_services()}

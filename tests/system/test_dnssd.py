@@ -1,4 +1,4 @@
-"""The device in other people's DNS-SD browsers, through its real avahi-daemon."""
+"""The device in DNS-SD browsers of other projects, through a real avahi-daemon."""
 
 import pytest
 
@@ -9,7 +9,7 @@ LIMIT = 30
 
 @pytest.fixture(scope="module")
 def pair(lab):
-    """A device that is published, and one that only looks."""
+    """A device that is published, and one that only browses."""
     devices = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
                                DeviceSpec("studio-b", product="lumenplus")])
     devices[0].start_beacond().wait_output("Service 'studio-a' successfully established.")
@@ -54,7 +54,7 @@ def test_a_new_host_name_of_avahi_daemon_keeps_the_service_which_then_names_that
 def test_with_ssdp_switched_off_the_service_stays(pair):
     published, looker = pair
     published.configure(ssdpEnable=False)
-    published.configure(hostName="hidden")  # kept for later: neither way publishes it
+    published.configure(hostName="hidden")  # kept for later, not published
     published.configure(ssdpEnable=True)
     assert [each[0] for each in seen(looker)] == ["ndStudioA"]
     published.configure(hostName="studio-a")

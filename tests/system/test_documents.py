@@ -1,4 +1,4 @@
-"""What the documents say of the sources, of the tests, and of what devices say."""
+"""The documents agree with the sources, with the tests, and with the devices' messages."""
 
 import re
 from pathlib import Path
@@ -12,14 +12,14 @@ TOP = Path(__file__).resolve().parents[2]
 
 
 def unit_tests():
-    """Names as the documents write them: Suite.Name."""
+    """The names of unit tests in the notation of the documents: Suite.Name."""
     sources = "".join(path.read_text(encoding="utf-8")
                       for path in (TOP / "tests/unit").rglob("*_test.cpp"))
     return {".".join(name) for name in re.findall(r"^TEST(?:_[FP])?\((\w+),\s*(\w+)\)", sources, re.M)}
 
 
 def constants():
-    """The tunables of the sources by name."""
+    """The constants in the sources, by name."""
     values = {}
     for path in ("src/formats/ssdp_protocol.h", "src/ssdp/ssdp_tunables.h",
                  "platform/wsconfig/watch_policy.h"):
@@ -36,14 +36,14 @@ def unit_memory():
 
 
 def written(figure, in_megabytes):
-    """A figure as the table writes it."""
+    """A figure in the notation of the table."""
     if in_megabytes:
         return f"{round(figure / 1e6, 1):g} MB"
     return f"{figure:,}" if figure >= 10_000 else str(figure)
 
 
 def bounds():
-    """The rows of the table of bounds: what is bounded, and the tests named for it."""
+    """The rows of the table of bounds: container, bound, and tests."""
     text = (TOP / "docs/security.md").read_text(encoding="utf-8")
     table = text.split("## Bounds\n\n")[1].split("\n\n")[0].splitlines()[2:]
     rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in table]
@@ -88,7 +88,7 @@ def test_every_bound_is_shown_by_a_test_that_exists(what, _, shown_by):
 
 
 def attacks():
-    """The rows of the table of attacks: what each is, and its test."""
+    """The rows of the table of attacks: attack and test."""
     text = (TOP / "docs/security.md").read_text(encoding="utf-8")
     table = text.split("## Attacks\n")[1].split("\n\n")[1].splitlines()[2:]
     rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in table]
@@ -116,7 +116,7 @@ def get_request(device):
 
 
 def protocol_examples():
-    """The blocks of docs/protocol.md."""
+    """The code blocks of docs/protocol.md."""
     text = (TOP / "docs/protocol.md").read_text(encoding="utf-8")
     return re.findall(r"^```\w*\n(.*?)^```$", text, re.M | re.S)
 

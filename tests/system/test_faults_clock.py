@@ -1,4 +1,4 @@
-"""The time of day set back and forth while the daemon runs."""
+"""The time of day is set back and forth while the daemon runs."""
 
 import datetime
 
@@ -41,7 +41,7 @@ def test_a_clock_that_is_set_changes_no_period(device, clock, wire, peer, offset
     clock.set(offset)
     second = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY",
                            timeout=PERIODS)[0]
-    # Not at the next tick, at most 5.75 s away, as if it had run out.
+    # Not at the next tick (after at most 5.75 s), as if the entry had expired.
     assert second.time - first.time > 8
     expected.assert_alive(second.data, device)
     assert_works(device, peer)

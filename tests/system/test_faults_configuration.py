@@ -1,4 +1,4 @@
-"""A configuration service that is away, silent or talks nonsense."""
+"""A configuration service that is missing, silent or sends invalid data."""
 
 import itertools
 import json
@@ -20,22 +20,22 @@ REOPENED = ("SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\n"
             "Open: The diagnostic thread has started\n")
 LARGE = 10_000_000  # bytes
 
-# Good as it is.
+# A valid event.
 STATE = event(24, '{"ssdpEnable":true}')
 
 names = (f"studio-{number}" for number in itertools.count(1))
 
 
 def start_without_values(device, wire):
-    """Starts beacond where no values come in time, and checks that it runs without them."""
+    """Starts beacond when no values arrive in time, and checks that it runs without them."""
     device.start_beacond().wait_output("-1HE000000' successfully established.\n")
     wire.wait_for(source=device.address, starting=b"M-SEARCH")
     assert device.beacond.stdout == START
 
 
 def start_lines(device):
-    """What it says on standard error about its product and, without a host name, about the
-    fall-back: made before product and serial number are known, and again when they are."""
+    """Its lines on standard error about its product and, without a host name, about the
+    fall-back name: composed before product and serial number are known, and again after."""
     product = expected.product(device)
     name = f"vex-{product.model}-1HE000000"
     return ("getProductID productID is not initialized\n"
@@ -49,13 +49,13 @@ def start_lines(device):
 
 
 def service_lines(device, start):
-    """What it wrote of the configuration service from a place on standard error on."""
+    """Its lines about the configuration service, from a position on standard error on."""
     return "".join(line for line in device.beacond.stderr[start:].splitlines(keepends=True)
                    if line.startswith(SERVICE))
 
 
 def rename_and_hear(device, wire, rename):
-    """Gives a device a new name in the way of `rename` and waits for what that does."""
+    """Renames a device by calling `rename`, and waits for the effects."""
     since, name = wire.mark(), next(names)
     rename(name)
     heard = wire.wait_for(2, since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
@@ -66,8 +66,8 @@ def rename_and_hear(device, wire, rename):
 
 @pytest.fixture(scope="module")
 def silent_start(lab, wire):
-    """A device whose service accepts and never answers, with its service: started first,
-    since it takes most of a minute until that counts as lost."""
+    """A device and its service, which accepts connections and never answers. Started first,
+    because the stream counts as lost only after 45 s."""
     device = lab.add_device("silence", product="lumenplus")
     device.configd.stop()
     with MisbehavingService(device, b"") as service:
@@ -105,7 +105,7 @@ def test_a_service_that_comes_late_is_followed_at_once(device, wire):
     assert device.beacond.stderr[before:] == (
         SERVICE + "stream is back\nname changed\navahi host/service updating to: studio-a\n"
         "Service 'studio-a' successfully established.\n")
-    # The name opens the engine anew, and so do the interface's state and its address.
+    # The name reopens the engine, and so do the interface's state and its address.
     assert device.beacond.stdout == START + 3 * REOPENED
 
 
@@ -120,7 +120,7 @@ def test_a_service_that_is_restarted_is_found_again_and_nothing_said_on_the_wire
         PASS, "the lines of loss and return", lambda: service_lines(device, err))
     wire.wait_for(since=since, source=device.address, starting=b"NOTIFY")
     for each in wire.datagrams(device.address, since):
-        expected.assert_alive(each.data, device)  # the regular ones: no goodbye, no search
+        expected.assert_alive(each.data, device)  # regular announcements: no goodbye, no search
     assert device.beacond.stdout[out:] == ""
     rename_and_hear(device, wire, lambda name: device.configure(hostName=name))
 
@@ -130,7 +130,7 @@ WRONG_ANSWERS = {
     b"HTTP/1.1 500 Internal Server Error\r\nContent-Length: 0\r\n\r\n": "status 500",
     b"HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n\r\n{}": "not an event stream",
     b"HTTP/1.1 200 OK\r\nX: " + b"x" * LARGE: "bad HTTP answer: header limit exceeded",
-    HEADER[:30]: "",  # no other fault than the one before, that the service hung up
+    HEADER[:30]: "",  # only the fault before: the service closed the connection
     b"": "",
 }
 
@@ -163,7 +163,7 @@ DROPPED_EVENTS = {
     event(24, '{"hostName":"' + "x" * LARGE + '"}'): "over 262144 bytes",
     event(7, "{}"): "not of a watched parameter",
 }
-# JSON of the wrong kind is passed over without a word.
+# JSON of the wrong type is ignored without a line.
 WRONG_VALUES = [
     event(24, "[]"), event(24, "{}"), event(24, '{"hostName":7,"ssdpEnable":"no"}'),
     event(19, "{}"), event(19, "[1,2,3,4,5]"), event(19, '[{"activeParams":3,"status":[]}]'),
@@ -186,7 +186,7 @@ def test_events_that_cannot_be_read_are_dropped_and_the_stream_goes_on(device, w
         assert device.beacond.stdout[out:] == ""
         rename_and_hear(device, wire, lambda name: service.send(
             event(24, json.dumps({"hostName": name}))))
-    # 10 MB came, and little more than the largest event was kept.
+    # 10 MB were sent; not much more than the largest event was stored.
     assert status(device.beacond, "VmHWM") - before < 4 << 20
     assert peer.ask(b"gh", device.address, 49821).startswith(b"HostList\n  ProductName:")
     device.start_configd()

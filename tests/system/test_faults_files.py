@@ -1,4 +1,4 @@
-"""The daemon's folders missing, read-only or on a full medium, and back again."""
+"""The daemon's folders are missing, read-only or on a full disk, and are then repaired."""
 
 import itertools
 
@@ -11,9 +11,9 @@ from lab.device import BROWSE_LIST
 SCRATCH = "/var/www/discovery/__browse.json"
 DOCUMENT = "/var/www/html/corvia_12_upnp_ssdp_{}.xml"
 NO_DOCUMENT = "GenerateDeviceDescriptionFile: Failed to open the SSDP XML file\n"
-ROOM = 64 << 10  # of the small medium, bytes
+ROOM = 64 << 10  # bytes on the small disk
 
-# Never the same again: the peer's table of neighbours outlives a device.
+# Each device gets a new address: the peer's neighbour table keeps old ones.
 addresses = (f"192.0.2.{number}" for number in itertools.count(30))
 
 
@@ -65,12 +65,12 @@ def test_without_a_place_for_documents_it_is_unannounced_until_it_is_published_a
     spoil(device, "/var/www/html")
     device.start_beacond().wait_output("PubSub started\n")
     wait_for_faults(device, 0, not_announced(device))
-    # All else works: it hears, answers and lists, nobody so far.
+    # Everything else works: it receives, answers, and writes its (empty) list.
     assert peer.ask(b"gh", device.address, 49821) == b"HostList"
     assert peer.ask(b"gn", device.address, 49821) == b"NodeList"
     assert device.read(BROWSE_LIST) == "[]"
     mend(device, "/var/www/html")
-    switch_off_and_on(device, wire, number=2)  # the number that failed stays taken
+    switch_off_and_on(device, wire, number=2)  # the number of the failed document stays in use
     assert faults(device) == not_announced(device)
 
 
@@ -89,7 +89,7 @@ def test_a_place_for_documents_that_goes_is_noticed_when_the_device_is_published
     wait_for_faults(device, 0, not_announced(device))
     assert peer.ask(b"gh", device.address, 49821) == b"HostList"
     mend(device, "/var/www/html")
-    switch_off_and_on(device, wire, number=2)  # the number that failed stays taken
+    switch_off_and_on(device, wire, number=2)  # the number of the failed document stays in use
 
 
 @pytest.mark.parametrize("spoil, error", [(make_missing, 2), (make_read_only, 30)])
@@ -111,7 +111,7 @@ def test_without_a_place_for_the_list_it_goes_on_and_the_next_change_is_listed(
 
 
 def test_a_full_medium_for_documents_is_announced_with_what_there_was_room_for(device, wire, peer):
-    """As ever with the daemon's files, a medium that is full shows in the file."""
+    """A full disk cuts the file."""
     fill(device, "/var/www/html")
     device.start_beacond()
     wire.wait_for(source=device.address, starting=b"NOTIFY")

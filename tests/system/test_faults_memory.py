@@ -9,7 +9,7 @@ from lab.waiting import wait_until
 
 
 def writable_memory(process):
-    """What a process has allocated, in bytes, as RLIMIT_DATA counts it."""
+    """The allocated bytes of a process, counted like RLIMIT_DATA."""
     status = Path(f"/proc/{process}/status").read_text()
     return int(re.search(r"VmData:\s+(\d+) kB", status)[1]) << 10
 

@@ -1,4 +1,4 @@
-"""net0 without an address, with two, without a link or under another name; ports taken."""
+"""net0 without an address, with two, without a link or with another name; ports in use."""
 
 import itertools
 import socket
@@ -19,7 +19,7 @@ TWO_ADDRESSES = ("Open: The IP Interface container must have one, and only one m
                  "since we do not support multihomed SSDP at this time.\n")
 
 
-# Never the same again: the peer's table of neighbours outlives a device.
+# Each device gets a new address: the peer's neighbour table keeps old ones.
 addresses = (f"192.0.2.{number}" for number in itertools.count(30))
 
 
@@ -73,7 +73,7 @@ def test_an_address_that_goes_and_comes_back(running_device, wire, peer):
 
 
 def connected(device):
-    """Whether the configuration service says that the link is up."""
+    """Whether the configuration service reports that the link is up."""
     return device.request("GET", "/api/v1/network/devices")[1][0]["status"]["connected"]
 
 
@@ -82,7 +82,7 @@ def test_a_link_that_goes_down_and_up(running_device, wire, peer):
     err = len(device.beacond.stderr)
     for _ in range(3):
         device.set_link(False)
-        # The port alone may be closed for a moment only, for what happened before.
+        # Not only the port: an earlier change can also close it for a moment.
         wait_until(lambda: not connected(device), PASS, "the link reported down")
         wait_until_closed(device)
         since = wire.mark()
@@ -111,7 +111,7 @@ def test_a_link_that_flaps_leaves_it_announced(running_device, wire, peer):
     for _ in range(5):
         device.set_link(False)
         device.set_link(True)
-    device.configure(hostName="last")  # told behind what the link did
+    device.configure(hostName="last")  # reported after the changes of the link
     device.beacond.wait_output("Service 'last' successfully established.\n", timeout=60)
     since = wire.mark()
     device.configure(hostName=device.name)
@@ -122,7 +122,7 @@ def test_a_link_that_flaps_leaves_it_announced(running_device, wire, peer):
 
 @pytest.fixture
 def port_taken(fresh_device):
-    """Takes a UDP port of the fresh device and hands back the socket."""
+    """A function that binds a UDP port of the fresh device and returns the socket."""
     sockets = []
 
     def take(port):
@@ -141,9 +141,9 @@ def test_a_taken_ssdp_port_leaves_it_unannounced_until_it_is_free(fresh_device, 
         device.start_beacond().wait_output("PubSub started\n")
         assert device.beacond.stdout == START + "PubSub started\n"
         assert faults(device) == ""
-        # Nothing of it is open, but it runs and follows what is configured.
+        # Its ports are closed, but it runs and follows the configuration.
         device.configure(hostName="waiting")
-        # Told from the event loop, behind the try to open the port.
+        # Written by the event loop, after the attempt to open the port.
         device.beacond.wait_output("Service 'waiting' successfully established.\n")
         assert device.beacond.stdout == START + "PubSub started\n"
     since = wire.mark()

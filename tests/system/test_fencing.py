@@ -1,4 +1,4 @@
-"""The packet filter that docs/security.md proposes."""
+"""The packet filter rules in docs/security.md."""
 
 import re
 import socket
@@ -14,15 +14,16 @@ from lab import DeviceSpec, wait_until
 from lab.device import BROWSE_LIST
 
 TOP = Path(__file__).resolve().parents[2]
-# An announcement each 24 s at most, then two waits of up to three ticks of 5.75 s, in whole
-# ticks, and the list 5.5 s later.
+# An announcement within 24 s, then two waits of up to three ticks of 5.75 s, in whole ticks,
+# and the list 5.5 s later.
 LIMIT = 90
 
-# What the rules let pass on the SSDP port, and what is tried.
+# The limit of the rules for the SSDP port (datagrams per second, and at once), and the
+# number of datagrams that the test sends.
 RATE, BURST = 2000, 4000
 FLOOD = 40_000
 
-# The ends of a second wire between the device and the peer.
+# The ends of a second cable between the device and the peer.
 BEHIND, BEYOND = "192.0.2.201", "192.0.2.202"
 
 
@@ -34,7 +35,7 @@ def documented_rules():
 
 @pytest.fixture(scope="module")
 def devices(lab):
-    """A device behind the rules, and one without them beside it."""
+    """A device with the rules, and one without them."""
     devices = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
                                DeviceSpec("studio-b", product="lumenplus")])
     devices[0].run("nft", "--file", "-", stdin=None, input=documented_rules())
@@ -70,8 +71,8 @@ def test_the_diagnostic_port_is_open_to_the_device_itself_alone(devices, peer):
 
 @pytest.fixture(scope="module")
 def second_wire(devices, peer):
-    """A wire of their own between the peer and the device behind the rules."""
-    # Only into the peer's network: `netns` takes a process id as seen here.
+    """A second cable between the peer and the device with the rules."""
+    # Enters only the network namespace: `netns` takes a process id as seen from here.
     subprocess.run(["nsenter", "--target", str(peer.pid), "--net", "ip", "link", "add", "net1",
                     "netns", str(devices[0].pid), "type", "veth", "peer", "name", "net1"],
                    check=True)
@@ -90,13 +91,13 @@ def test_the_ssdp_port_is_closed_on_other_interfaces(second_wire, devices, peer)
         assert hearing.recv(100) == b"other ports are open"
     with pytest.raises(TimeoutError):
         peer.ask(expected.SEARCH, BEHIND, timeout=2)
-    # Whoever asks on the device's own network is heard meanwhile.
+    # On the device's own network, a search is answered meanwhile.
     answer = answer_to(expected.SEARCH, peer, devices[0], 1900)
     assert answer == expected.search_response(devices[0], expected.max_age(answer))
 
 
 def received(device):
-    """How many datagrams were handed to the device's programs."""
+    """The number of datagrams that the kernel delivered to the device's programs."""
     return udp_count(device, "InDatagrams")
 
 
@@ -111,7 +112,7 @@ def test_a_flood_is_cut_to_the_rate(devices, peer):
 
 
 def test_without_the_fence_both_ports_are_open_to_everybody(second_wire, devices, peer):
-    """So that the tests before show the fence and not something else."""
+    """Shows that the tests above pass because of the rules."""
     fenced = devices[0]
     fenced.run("nft", "delete", "table", "inet", "beacond")
     assert peer.ask(b"gh", fenced.address, 49821) == expected.listing("HostList", fenced)

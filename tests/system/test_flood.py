@@ -1,4 +1,4 @@
-"""What a flood of everything on the SSDP port costs, and that it passes."""
+"""The effects of a flood of all kinds of datagrams on the SSDP port, and the recovery."""
 
 from pathlib import Path
 
@@ -11,12 +11,12 @@ from lab import wait_until
 from lab.device import BEACOND, BROWSE_LIST
 
 COUNT = 200_000
-# What the package's unit allows the daemon.
+# The memory limit in the package's unit.
 MEMORY = 64 << 20
-# For the heap and the stacks of three threads, 8 MB each, of which it touches little.
+# For the heaps and the stacks of three threads. Stacks have 8 MB, mostly unused.
 DATA = MEMORY + (24 << 20)
-# An announcement each 24 s at most, then two waits of up to three ticks of 5.75 s, in whole
-# ticks, and a pass.
+# An announcement within 24 s, then two waits of up to three ticks of 5.75 s, in whole ticks,
+# and a registry pass.
 REDISCOVERED = 90
 GET = (b"GET http://192.0.2.10:80/corvia_12_upnp_ssdp_1.xml HTTP/1.1\r\n"
        b"HOST:192.0.2.10:1900\r\n\r\n")
@@ -24,7 +24,7 @@ GET = (b"GET http://192.0.2.10:80/corvia_12_upnp_ssdp_1.xml HTTP/1.1\r\n"
 
 @pytest.fixture(scope="module")
 def sanitized(programs):
-    """Whether the program was built with a sanitizer, which takes memory of its own."""
+    """Whether the program was built with a sanitizer, which needs additional memory."""
     program = (Path(programs) / "beacond").read_bytes()
     return any(symbol in program for symbol in (b"__asan_init", b"__tsan_init"))
 
@@ -38,7 +38,7 @@ def attackers(lab):
 
 @pytest.fixture(scope="module")
 def neighbour(lab, device):
-    """A real device beside the one that is flooded."""
+    """A real device next to the flooded one."""
     neighbour = lab.add_device("studio-b", product="lumenplus")
     neighbour.start_beacond()
     return neighbour
@@ -46,8 +46,8 @@ def neighbour(lab, device):
 
 @pytest.fixture(scope="module")
 def before(device, neighbour, sanitized, wire):
-    """Starts the device to be flooded, within the memory that it may have; what it takes of
-    the system then."""
+    """Starts the device with the memory limit; returns its use of resources before the
+    flood."""
     limit = [] if sanitized else ["prlimit", f"--data={DATA}"]
     device.beacond = device.start("beacond", [*limit, BEACOND, "-d"], device.daemon_environment())
     wire.wait_for(source=device.address, starting=b"NOTIFY")
@@ -85,8 +85,8 @@ def test_the_list_holds_what_the_bound_allows_and_is_valid(flooded):
 
 
 def wait_until_room(device, sock):
-    """Waits for a registry pass, at which what has gone makes room: the list may be short
-    before that, but a newcomer is listed only after it."""
+    """Waits for a registry pass, at which removed devices make room. The list can become short
+    earlier, but a new device is listed only after the pass."""
     def listed():
         sock.sendto(flood.description(0, "newcomer"), (device.address, 1900))
         return "newcomer" in device.read(BROWSE_LIST)
@@ -94,7 +94,8 @@ def wait_until_room(device, sock):
 
 
 def test_descriptions_that_swell_are_bounded_by_their_bytes(flooded, peer, attackers):
-    """Each of them takes many times its datagram, in the registry and in the list."""
+    """Each of them needs many times the size of its datagram, in the registry and in the
+    list."""
     flood.send(attackers, flooded, peer, map(flood.byebye, range(flood.SPOOFED)))
     wait_until(lambda: len(flooded.browse_list()) < 3, 20, "a short list")
     wait_until_room(flooded, attackers[0])

@@ -1,4 +1,4 @@
-"""beacond -d: what it says and how it holds the terminal."""
+"""beacond -d: its output, and its use of the terminal."""
 
 import os
 import pty
@@ -18,7 +18,7 @@ START = ("Run beacond as Non-Daemonized\n"
 
 
 def read_terminal(master, text, timeout=20):
-    """What arrives on a terminal up to a text."""
+    """The output on a terminal, up to a text."""
     seen = b""
     while text not in seen:
         assert select.select([master], [], [], timeout)[0], f"only {seen!r}"
@@ -27,7 +27,7 @@ def read_terminal(master, text, timeout=20):
 
 
 def fill(pipe):
-    """Writes to a pipe until it is full, and lets the next writer wait."""
+    """Fills a pipe, so that the next writer must wait."""
     os.set_blocking(pipe, False)
     try:
         while True:
@@ -37,7 +37,7 @@ def fill(pipe):
 
 
 def read_until(pipe, text, timeout=20):
-    """What comes out of a pipe up to a text."""
+    """The output of a pipe, up to a text."""
     seen = b""
     while text not in seen:
         assert select.select([pipe], [], [], timeout)[0], f"only {seen[-500:]!r}"

@@ -1,4 +1,4 @@
-"""Devices and the SSDP programs of other people."""
+"""Devices and SSDP programs of other projects."""
 
 import pytest
 
@@ -6,14 +6,15 @@ import expected
 from lab import DeviceSpec, wait_until
 from minissdpd import Minissdpd
 
-# Twice a request and its answer, of at most three ticks of 5.75 s each, and a list written
-# 5.5 s later at most.
+# Two requests with answers, each of which waits at most three ticks of 5.75 s, and a list
+# written at most 5.5 s later.
 LIMIT = 90
 
 
 @pytest.fixture(scope="module")
 def pair(lab):
-    """Two devices that see each other. On the first minissdpd had the SSDP port before."""
+    """Two devices that see each other. On the first one, minissdpd opened the SSDP port
+    before."""
     shared, other = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
                                      DeviceSpec("studio-b", product="lumenplus")])
     shared_with = Minissdpd(shared)
@@ -29,7 +30,7 @@ def found(device):
 
 
 def discovered(machine, target):
-    """What gssdp-discover finds within a second by a search."""
+    """The devices that gssdp-discover finds by a search within a second."""
     output = machine.run("gssdp-discover", "-i", "net0", "-m", "available", "-n", "1",
                          "-t", target).stdout
     heading = ("Using network interface net0\n"
@@ -70,7 +71,7 @@ def test_announcement_and_goodbye_are_noted(pair, peer, wire, lab):
                                                   "-t", "upnp:rootdevice"])
     for device in (shared, other):
         listening.wait_output(found(device))
-    # It searches three times, and takes an answer that it reads after the goodbye for a return.
+    # It searches three times. If it reads an answer after the goodbye, it lists the device again.
     wire.wait_for(3, source=listener.address, starting=b"M-SEARCH")
     peer.ask(expected.SEARCH, other.address)
     before = len(listening.stdout)
@@ -84,8 +85,8 @@ def test_announcement_and_goodbye_are_noted(pair, peer, wire, lab):
 
 
 def test_a_control_point_reads_the_description_from_a_web_server(pair, lab):
-    """upnpc takes the base of its further requests from the document. It looks for gateways:
-    that it finds another device is all that it has to say, and its status is 1."""
+    """upnpc takes the base URL of later requests from the document. It searches for gateways, so
+    it only reports that it found another device, and exits with status 1."""
     shared, _, _ = pair
     server = shared.start("server", ["python3", "-u", "-m", "http.server", "80",
                                      "--directory", "/var/www/html"])

@@ -1,4 +1,4 @@
-"""The virtual network keeps its promises: made quickly, private, gone without a trace."""
+"""The virtual network is fast to set up, isolated, and leaves nothing on the machine."""
 
 import contextlib
 import os
@@ -31,7 +31,7 @@ with Lab(sys.argv[2]) as lab:
 
 class Process(NamedTuple):
     number: int
-    start: int  # clock ticks since the machine's start: a number may be used again
+    start: int  # clock ticks since the machine's start, since numbers are reused
     name: str
     namespace: str  # of process ids
     environment: bytes
@@ -44,13 +44,13 @@ def processes():
             name, _, rest = (folder / "stat").read_text().partition(" (")[2].rpartition(") ")
             yield Process(int(folder.name), int(rest.split()[19]), name,
                           os.readlink(folder / "ns/pid"), (folder / "environ").read_bytes())
-        except OSError:  # ended in between
+        except OSError:  # it has ended meanwhile
             continue
 
 
 def processes_of(mark):
-    """Those that belong to a lab: they carry its mark, or share a process namespace with
-    one that does (avahi-daemon writes over its environment)."""
+    """The processes of a lab: they have its mark in the environment, or share a process
+    namespace with one that has it (avahi-daemon overwrites its environment)."""
     everything = list(processes())
     ours = os.readlink("/proc/self/ns/pid")
     marked = [each for each in everything
@@ -60,12 +60,13 @@ def processes_of(mark):
 
 
 def left_of(before, mark):
-    """What still runs of a lab's processes."""
+    """The running processes of a lab."""
     return processes_of(mark) | (before & set(processes()))
 
 
 def host_state():
-    """What of this machine a lab could disturb: interfaces, named namespaces, mounts."""
+    """The state of this machine that a lab could change: interfaces, named namespaces,
+    mounts."""
     links = subprocess.run(["ip", "-o", "link"], capture_output=True, text=True, check=True).stdout
     named = sorted(path.name for path in Path("/run/netns").glob("*"))
     return re.findall(r"^\d+: ([^:]+):", links, re.M), named, Path("/proc/self/mountinfo").read_text()
@@ -73,7 +74,7 @@ def host_state():
 
 @pytest.fixture
 def lab_of_another_program(programs):
-    """A program that holds a lab, and the lab's mark."""
+    """A program that owns a lab, and the lab's mark."""
     tools = str(Path(sys.modules["lab"].__file__).parents[1])
     with subprocess.Popen([sys.executable, "-B", "-c", SCRIPT, tools, programs],
                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True) as program:
@@ -84,8 +85,9 @@ def lab_of_another_program(programs):
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGKILL])
 def test_nothing_is_left_after_a_signal(lab_of_another_program, number):
     program, mark = lab_of_another_program
-    # Switch, device and peer have a holder and a process 1 each. The device's services have
-    # a process each that entered the device for them; its daemon is on its own.
+    # Switch, device and peer have two processes each: one that owns the namespaces, and
+    # process 1. Each service of the device has another process that entered the device to
+    # start it.
     wanted = sorted(3 * ["unshare", "cat", "nsenter"]
                     + ["dbus-daemon", "avahi-daemon", "beacon-configd", "beacond"])
     wait_until(lambda: sorted(each.name for each in processes_of(mark)) == wanted, 20,
@@ -129,7 +131,7 @@ def test_the_programs_may_lie_under_tmp(programs, tmp_path):
 
 
 def test_a_device_has_its_own_trees(device):
-    name = f"own-{device.environment['BEACOND_LAB']}"  # that nothing on the host has
+    name = f"own-{device.environment['BEACOND_LAB']}"  # a name that no folder of the host has
     for path in (f"/var/www/html/{name}", f"/run/{name}", f"/tmp/{name}"):
         device.run("sh", "-c", f"echo mine >{path}")
         assert device.read(path) == "mine\n"
@@ -137,7 +139,7 @@ def test_a_device_has_its_own_trees(device):
 
 
 def test_nothing_reaches_the_host(lab, device, peer, wire):
-    """Multicast on the virtual network is heard there, and not on this machine's interfaces."""
+    """Multicast on the virtual network arrives there, and not on this machine's interfaces."""
     every_protocol = 3
     with socket.socket(socket.AF_PACKET, socket.SOCK_RAW, socket.htons(every_protocol)) as host:
         host.settimeout(0)
@@ -157,7 +159,8 @@ def test_nothing_reaches_the_host(lab, device, peer, wire):
 
 
 def test_no_two_sockets_get_the_same_free_port(peer):
-    """One of them would hear nothing. So many, that it would show were it left to chance."""
+    """One of two sockets would receive nothing. With this many sockets, two random ports would
+    be equal almost certainly."""
     with contextlib.ExitStack() as stack:
         sockets = [stack.enter_context(peer.udp_socket()) for _ in range(800)]
         assert len({sock.getsockname()[1] for sock in sockets}) == 800
@@ -225,6 +228,6 @@ def test_a_node_keeps_no_process_that_has_ended(device, peer):
     def states(node):
         return node.run("ps", "-eo", "state=,comm=").stdout
     for node in (device, peer):
-        node.run("sh", "-c", "true & exec true")  # the first one's parent never waits for it
+        node.run("sh", "-c", "true & exec true")  # exec replaces the parent of the first
         wait_until(lambda: "Z" not in states(node), 10, f"{node.name}: none left",
                    lambda: states(node))

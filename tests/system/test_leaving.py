@@ -1,4 +1,4 @@
-"""How beacond ends when SIGTERM or SIGINT asks it to, whatever holds it up."""
+"""How beacond leaves at SIGTERM or SIGINT, whatever delays it."""
 
 import signal
 from contextlib import contextmanager
@@ -12,7 +12,7 @@ from lab.device import BROWSE_LIST
 from misbehaving_service import MisbehavingService
 from raw_device import wait_until_recorded
 
-LIMIT = 2  # seconds that leaving may take
+LIMIT = 2  # seconds: the longest time for leaving
 SCRATCH = "/var/www/discovery/__browse.json"
 ENDED = "SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\nThreadLoop: Exiting...\n"
 
@@ -22,7 +22,7 @@ def service_names(looker):
 
 
 def assert_leaves(device, number=signal.SIGTERM):
-    """Ends the device's beacond, which leaves in order and in time."""
+    """Ends the device's beacond; checks that it leaves in good order and in time."""
     device.beacond.kill(number)
     assert device.beacond.wait(LIMIT) == 0
     assert device.read(BROWSE_LIST) is None
@@ -31,7 +31,7 @@ def assert_leaves(device, number=signal.SIGTERM):
 
 @contextmanager
 def stalled(program):
-    """The program neither runs nor ends inside this block."""
+    """The program is stopped inside this block."""
     program.kill(signal.SIGSTOP)
     try:
         yield
@@ -40,7 +40,7 @@ def stalled(program):
 
 
 class Wire:
-    """What the device has sent since it was started."""
+    """The device's datagrams since its start."""
 
     def __init__(self, wire, peer, device):
         self._wire, self._peer, self._device = wire, peer, device
@@ -67,7 +67,7 @@ def sent(wire, peer, device):
 
 @pytest.fixture
 def beacond(device, sent):
-    """A beacond that has made itself known in every way, for one test."""
+    """A beacond that is announced by SSDP and DNS-SD, for one test."""
     device.path(BROWSE_LIST).unlink(missing_ok=True)
     started = device.start_beacond()
     sent.wait_for_alive()
@@ -100,7 +100,7 @@ def test_others_forget_it_at_once(device, beacond, looker):
     wait_until(lambda: service_names(looker) == ["looker", "studio-a"], PASS, "both services",
                lambda: str(service_names(looker)))
     assert_leaves(device)
-    # A list is written at most once in 5 s, which is far less than an entry's 228 s.
+    # The list is written again after about 5 s. The entry would expire only after 228 s.
     wait_until(lambda: not listed(), PASS, "the entry gone", lambda: looker.read(BROWSE_LIST))
     assert service_names(looker) == ["looker"]
 

@@ -1,4 +1,4 @@
-"""docs/operations.md names every line that the programs write."""
+"""docs/operations.md explains every line that the programs write."""
 
 import re
 
@@ -13,12 +13,12 @@ STATEMENT = re.compile(
     r"|\bm(?:Responses|Requests)\{\{([^;{}]*)\}"
     r"|\b(?:m_fault|error|notice)\s*=([^;]*);|\bdropped\.\w+\(([^;]*);")
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
-# The registry's listings: for a debugger to call.
+# The registry's listings, which are called only in a debugger.
 NOT_WRITTEN = {"DisplayHostElements", "DisplayNodeElements"}
 
 
 def joined_literals(call, text):
-    """The string literals of a text, those that follow each other as one."""
+    """The string literals of a text; adjacent ones are joined."""
     between = r"[\s,]*" if call in ("WriteFault", "WriteProgress", "TellFault") else r"\s*"
     joined, end = [], -1
     for literal in LITERAL.finditer(text.replace("'\"'", "")):
@@ -31,7 +31,7 @@ def joined_literals(call, text):
 
 
 def fixed_texts(source):
-    """What stands in the lines that this source writes, cut where values go in."""
+    """The constant parts of the lines that this source writes."""
     for found in STATEMENT.finditer(source):
         arguments = next((group for group in found.groups()[1:] if group), "")
         for literal in joined_literals(found["call"], arguments):

@@ -31,9 +31,9 @@ def test_the_usage_text_names_the_program_as_it_was_called(device):
 
 
 def test_a_copy_started_by_process_1_ends_at_once(device):
-    """Whoever has process 1 for a parent counts as detached already, and does not run."""
-    # The shell is process 1 of its own process namespace; `;` keeps it from
-    # turning into the last command.
+    """A daemon whose parent is process 1 counts as detached already, and exits."""
+    # The shell is process 1 of its own process namespace. Because of `;`, it does not
+    # replace itself by the last command.
     script = f"{BEACOND}; echo status $?; ps -e -o comm="
     result = device.run("unshare", "--pid", "--fork", "--mount-proc", "sh", "-c", script,
                         env=device.daemon_environment())
@@ -48,4 +48,4 @@ def test_in_the_foreground_it_runs_under_process_1_too(device):
     init.wait_output("PubSub started\n")
     assert "Run beacond as Non-Daemonized\n" in init.stdout
     assert "ended" not in init.stdout
-    init.stop(signal.SIGKILL)  # unshare takes no notice of others while it waits
+    init.stop(signal.SIGKILL)  # unshare ignores other signals while it waits

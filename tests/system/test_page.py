@@ -1,4 +1,4 @@
-"""The web server behind the discovery page of the demonstration."""
+"""The web server for the discovery page of the demonstration."""
 
 import http.client
 import os
@@ -16,7 +16,7 @@ OUTSIDE = "README.md"  # two folders above the page
 
 @pytest.fixture
 def page(device):
-    """A page beside a list that the test may write as it likes."""
+    """A page with a list that the test writes."""
     list_file(device).write_bytes(LIST)
     with DiscoveryPage(device) as served:
         yield served
@@ -31,7 +31,7 @@ def list_file(device):
 
 
 def ask(page, path, method="GET", **headers):
-    """The answer to a request with exactly this path, and its body."""
+    """Requests exactly this path; returns the answer and its body."""
     connection = http.client.HTTPConnection("127.0.0.1", page.port, timeout=10)
     try:
         connection.request(method, path, headers=headers)

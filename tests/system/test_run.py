@@ -1,4 +1,4 @@
-"""The demonstration that ./run starts."""
+"""The demonstration of ./run."""
 
 import fcntl
 import http.client
@@ -26,7 +26,7 @@ TOP = Path(__file__).resolve().parents[2]
 
 @contextmanager
 def demonstration(programs, *options, **popen):
-    """The running program, which ends with the block also when a check in it fails."""
+    """The running program. It ends with the `with` block, even if a check in it fails."""
     program = subprocess.Popen([sys.executable, "-B", "-m", "lab", *options, str(programs)],
                                env={**os.environ, "PYTHONPATH": str(TOP / "tools")}, **popen)
     with program:
@@ -47,7 +47,7 @@ def fetch(port, path):
 
 
 def take_terminal():
-    """Makes standard input the terminal that interrupts this process."""
+    """Makes standard input the controlling terminal, so that Ctrl-C interrupts this process."""
     fcntl.ioctl(0, termios.TIOCSCTTY, 0)
 
 
@@ -135,7 +135,7 @@ def test_it_writes_lines_where_there_is_no_terminal(programs):
 
 
 class StandIn:
-    """A device and its view in one, which a story changes at once."""
+    """A device and its view in one object. Changes take effect at once."""
 
     def __init__(self, name):
         self.name = self.host_name = name

@@ -1,5 +1,5 @@
-"""No report of a sanitizer goes unseen: programs with a fault each, built as the presets
-build, and run where the programs under test run."""
+"""Every report of a sanitizer is found: programs with one fault each, built with the flags of
+the presets, and run like the programs under test."""
 
 import pytest
 

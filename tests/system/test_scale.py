@@ -8,9 +8,9 @@ from lab.device import BROWSE_LIST
 
 COUNT = 20
 PRODUCTS = sorted(expected.PRODUCTS)
-# A request and its answer wait up to three ticks of 5.75 s each, the list up to 5.5 s, and
-# an announcement that crossed a start is repeated within 24 s: 65 s, and as long again for a
-# busy machine.
+# A request and its answer each wait up to three ticks of 5.75 s, the list up to 5.5 s. An
+# announcement that was sent before a device had started is repeated within 24 s. Together
+# 65 s, and twice that on a busy machine.
 LIMIT = 130
 
 

@@ -1,4 +1,4 @@
-"""Which searches a device answers, and with what."""
+"""The searches that a device answers, and its answers."""
 
 import pytest
 
@@ -16,8 +16,7 @@ def search(*lines):
 
 
 def answers(device, peer, request, destination=GROUP):
-    """All that comes back to the port that a request was sent from. A device answers at
-    once, before it reads on."""
+    """All answers to a request. A device answers at once, before it reads the next datagram."""
     received = []
     with peer.udp_socket() as sock:
         sock.sendto(request, destination)
@@ -34,13 +33,13 @@ def answers(device, peer, request, destination=GROUP):
 
 @pytest.fixture(scope="module")
 def answer(running_device, wire):
-    """The one answer that the device has for searches."""
+    """The only answer of the device to searches."""
     heard = wire.datagrams(running_device.address, starting=b"NOTIFY")
     return expected.search_response(running_device, expected.max_age(heard[0].data))
 
 
 def test_it_announces_itself_and_searches_once_and_says_nothing_else(running_device, wire):
-    # The announcement comes first if the service was there when the port was opened.
+    # The announcement comes first if the service was added before the port was opened.
     wire.wait_for(source=running_device.address, starting=b"M-SEARCH")
     heard = [each.data for each in wire.datagrams(running_device.address)]
     heard.remove(expected.SEARCH)

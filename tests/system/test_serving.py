@@ -1,4 +1,4 @@
-"""What a device sends to whoever asks for a file by GET on the SSDP port."""
+"""A device's answers to GET on the SSDP port."""
 
 import os
 
@@ -11,13 +11,14 @@ from raw_device import wait_until_read
 WEB_ROOT = "/var/www/html"
 NOTE = "GET /note.xml HTTP/1.1\r\n\r\n"
 UNKNOWN = "ParseSSDPPacket: Don't know what to do with this method:\n"
-# An answer leaves with one of the three next ticks, by chance. Of so many later ones some
-# leave with the third, behind all earlier ones, but for one time in ten millions.
+# An answer is sent at one of the next three ticks, at random. Of this many later answers, at
+# least one is sent at the third tick, after all earlier ones (except once in ten million
+# runs).
 LATER = 40
-# Three ticks of at most 5.75 s, each as long again at worst.
+# Three ticks of at most 5.75 s, each of which can take twice as long.
 LIMIT = 40
 
-# What is answered, and with which file's contents.
+# Requests that are answered, and the files whose contents are sent.
 SERVED = {
     "as a device of the family asks": (
         "GET http://192.0.2.10:80/corvia_12_upnp_ssdp_1.xml HTTP/1.1\r\n"
@@ -68,7 +69,7 @@ def fill_web_root(device):
 
 
 class Question:
-    """A request from a port of its own, and what comes back to it."""
+    """A request from its own port, and the answers to it."""
 
     def __init__(self, device, peer, request):
         self._socket = peer.udp_socket()
@@ -90,7 +91,7 @@ class Question:
 
 @pytest.fixture(scope="module")
 def asked(running_device, peer):
-    """All questions at once, by what they are called, when all answers must be there."""
+    """All requests by name, sent at once, after all answers must have arrived."""
     fill_web_root(running_device)
     requests = {name: request for name, (request, _) in SERVED.items()} | REFUSED
     requests["torn"] = "GET /torn.xml"
@@ -116,7 +117,7 @@ def test_a_file_of_the_web_root_is_sent_whole_to_the_port_that_asked(
 def test_the_description_is_what_is_announced(asked, running_device):
     [(answer, _)] = asked["as a device of the family asks"].answers()
     assert answer == expected.served(expected.document(running_device))
-    assert len(answer) <= 1472  # fits an Ethernet frame
+    assert len(answer) <= 1472  # fits into an Ethernet frame
 
 
 def test_a_text_ends_at_its_first_nul_and_is_announced_with_the_files_size(

@@ -1,4 +1,4 @@
-"""How scripts/setup.sh installs packages, with an apt-get that only says so."""
+"""How scripts/setup.sh installs packages, with a fake apt-get."""
 
 import os
 import signal
@@ -12,15 +12,15 @@ from lab import wait_until
 TOP = Path(__file__).resolve().parents[2]
 POLICY = "/usr/sbin/policy-rc.d"
 
-# The system's folder for programs, where $2 goes on with a copy that is not written
-# back; $1 becomes the policy for services that the administrator has there, if any.
+# Mounts an overlay from the folder $2 on /usr/sbin, so that changes there are discarded.
+# $1: the administrator's existing policy for services, or empty.
 INSTALL = f"""
 mount -t tmpfs tmpfs "$2"
 mkdir "$2/written" "$2/work"
 mount -t overlay -o "lowerdir=/usr/sbin,upperdir=$2/written,workdir=$2/work" overlay /usr/sbin
 rm -f {POLICY}
 [ -z "$1" ] || echo "$1" >{POLICY}
-trap : INT TERM HUP # goes on when an interrupt has ended all the others
+trap : INT TERM HUP # continues after an interrupt that ends the other processes
 said=$(bash -c '. "$0"; install_packages build' {TOP}/scripts/setup.sh)
 status=$?
 echo "$said"
@@ -30,7 +30,7 @@ exit $status
 
 
 class Setup:
-    """An installation of packages on a machine that has none of them."""
+    """Installs packages on a machine that has none of them."""
 
     def __init__(self, folder):
         self.temporary = folder / "temporary"
@@ -46,7 +46,7 @@ class Setup:
         path.chmod(0o755)
 
     def start(self, apt_get, policy=""):
-        """`apt_get`: what apt-get does in place of installing."""
+        """`apt_get`: the shell commands of the fake apt-get."""
         self._program("apt-get", f'[ "$1" = update ] && exit\n{apt_get}')
         environment = {"PATH": f"{self._programs}:/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C",
                        "TMPDIR": str(self.temporary)}

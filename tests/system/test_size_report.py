@@ -1,4 +1,4 @@
-"""What the target size-report prints."""
+"""The output of the target size-report."""
 
 import re
 import subprocess
@@ -12,7 +12,7 @@ FILE_ROWS = ["text", "data", "bss", "file without symbols"]
 
 @pytest.fixture(scope="module")
 def report(programs):
-    """The report's rows, by its headings: lists of what and how much."""
+    """The rows of the report by heading: lists of name and size."""
     result = subprocess.run(["cmake", "--build", Path(programs).resolve().parent, "--target",
                              "size-report"], stdout=subprocess.PIPE, text=True, check=True)
     rows, heading = {}, None

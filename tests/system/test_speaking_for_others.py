@@ -1,4 +1,4 @@
-"""Speaking for a silent device of the product that can be spoken for, on a quick clock."""
+"""Announcing a silent ZR1 by proxy, on a quick clock."""
 
 import time
 
@@ -13,19 +13,19 @@ from raw_device import RawDevice, wait_until_read, wait_until_recorded
 LIMIT = 60
 DIAGNOSTIC_PORT = 49821
 ZR1 = Product("ZR1", "0x10680001", "Field recorder")
-SILENT = "192.0.2.77"  # where the configuration says that the ZR1 is
+SILENT = "192.0.2.77"  # the ZR1's address in the configuration
 
 
 @pytest.fixture(scope="module")
 def speaker(peer):
-    """A device that speaks for itself, all the time."""
+    """A device that announces itself all the time."""
     return RawDevice(peer.address, "speaker", Product("Lumen", "0x10660001", "4K encoder"))
 
 
 @pytest.fixture(scope="module")
 def recorder(lab, peer, wire, speaker):
-    """A device that has to speak for another, silent one: its configuration service says that
-    it has that one's address."""
+    """A device that must announce another, silent one: its configuration service reports that
+    device's address."""
     device = lab.add_device("studio-z", product="zr1", hand_kept=True)
     devices = [{"name": "net0", "activeParams": {"address": SILENT},
                 "status": {"interfaceSetupState": "Complete", "connected": True}}]
@@ -39,7 +39,7 @@ def recorder(lab, peer, wire, speaker):
 
 
 def silent():
-    """The ZR1, which says nothing by itself."""
+    """The ZR1. It sends nothing."""
     return RawDevice(SILENT, "studio-z", ZR1)
 
 
@@ -60,7 +60,7 @@ def notifies(wire, device, since):
 
 
 def add_again(device, wire, since):
-    """Adds the service again until it is announced; how often that took."""
+    """Adds the service again until it is announced; returns the number of attempts."""
     for attempt in range(1, 20):
         device.configure(ssdpEnable=False)
         device.configure(ssdpEnable=True)
@@ -73,7 +73,7 @@ def add_again(device, wire, since):
 
 
 def announced(device, message):
-    """What the device says of the silent one. The document lies on the device."""
+    """The device's announcement for the silent one. The device serves the document."""
     return (f"NOTIFY * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nNT: upnp:rootdevice\r\n"
             f"NTS: ssdp:alive\r\nLOCATION: http://{device.address}:80/zr1_upnp_ssdp_1.xml\r\n"
             f"USN: uuid:65746500-ZR1-{SILENT}-0\r\n"
@@ -89,7 +89,7 @@ def withdrawn(device):
 
 def test_a_silent_recorder_is_announced_three_times_more_and_withdrawn(recorder, wire, peer):
     wait_until_recorded(wire, peer)
-    assert notifies(wire, recorder, 0) == []  # it gets time to speak for itself
+    assert notifies(wire, recorder, 0) == []  # it first has time to announce itself
     since = wire.mark()
     add_again(recorder, wire, since)
     assert hosts(recorder, peer) == listing("HostList", silent())
@@ -106,7 +106,7 @@ def test_a_silent_recorder_is_announced_three_times_more_and_withdrawn(recorder,
 
 def test_its_document_number_is_used_again(recorder, wire, peer):
     since = wire.mark()
-    # Entered anew, it gets time to speak for itself again.
+    # As a new entry, it again has time to announce itself.
     assert add_again(recorder, wire, since) > 1
     [said] = notifies(wire, recorder, since)[:1]
     assert said == announced(recorder, said)
@@ -121,8 +121,8 @@ def test_it_is_given_back_without_a_goodbye_when_it_speaks(recorder, wire, peer)
     since, start = wire.mark(), time.monotonic()
     assert hosts(recorder, peer) == b"HostList"
     assert silent().usn in nodes(recorder, peer).decode()
-    # It is forgotten when it falls silent, after half its time of 120 s, which is the least
-    # that counts, and nobody hears of it any more.
+    # It is silent again, so it is forgotten after half of its 120 s (the smallest max-age
+    # that counts). Nothing is sent for it.
     wait_until(lambda: silent().usn not in nodes(recorder, peer).decode(), LIMIT,
                "the recorder forgotten", lambda: nodes(recorder, peer))
     wait_until_recorded(wire, peer)

@@ -1,4 +1,4 @@
-"""Announcements of devices at addresses that nobody has."""
+"""Announcements of devices at unused addresses."""
 
 import itertools
 import threading
@@ -9,14 +9,14 @@ import expected
 import flood
 from health import answer_to
 
-# More of them a second than fill the send buffer with requests.
+# Announcements per second: more than enough to fill the send buffer with requests.
 BURST, PAUSE = 100, 0.5
 
 
 @pytest.fixture
 def announcing(lab, running_device):
-    """Keeps announcing devices that are nowhere; the kernel looks for each some seconds
-    before it gives up what is sent there."""
+    """Announces devices at unused addresses again and again. The kernel searches for each
+    address for some seconds before it drops the datagrams for it."""
     stop = threading.Event()
     sock = lab.add_peer().udp_socket()
 
@@ -39,7 +39,7 @@ def announcing(lab, running_device):
 def test_devices_that_are_nowhere_do_not_silence_this_one(announcing, running_device, wire, peer):
     device = running_device
     since = wire.mark()
-    # One announcement may leave before the requests; three do not.
+    # One announcement can be sent before the requests, but not three.
     for each in wire.wait_for(3, since=since, source=device.address, starting=b"NOTIFY",
                               timeout=100):
         expected.assert_alive(each.data, device)

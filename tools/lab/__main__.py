@@ -1,4 +1,4 @@
-"""Shows three devices finding each other; what the command ./run starts."""
+"""Shows how three devices find each other. The command ./run starts this program."""
 
 import argparse
 import signal
@@ -27,8 +27,8 @@ def fail_if_ended(devices):
 
 
 def check(devices, views, page):
-    """Waits until everybody, the browser included, sees everybody; returns the
-    exit status."""
+    """Waits until all devices, and a browser of the page, see all devices. Returns the exit
+    status."""
     start = time.monotonic()
     while True:
         fail_if_ended(devices)

@@ -1,4 +1,4 @@
-"""A record of datagrams, made in the background."""
+"""Recording datagrams in the background."""
 
 import threading
 import time
@@ -12,7 +12,7 @@ class Datagram(NamedTuple):
 
 
 class Capture:
-    """Keeps all that arrives on a socket, in order, until stopped."""
+    """Records all datagrams that a socket receives, in order, until it is stopped."""
 
     def __init__(self, sock):
         self._socket = sock
@@ -25,7 +25,7 @@ class Capture:
 
     @property
     def socket(self):
-        """The socket, to send from it."""
+        """The socket, for sending."""
         return self._socket
 
     def stop(self):
@@ -34,19 +34,20 @@ class Capture:
         self._socket.close()
 
     def mark(self):
-        """The number of datagrams so far; with it the other calls pass over those."""
+        """The number of datagrams so far. Passed as `since` to other calls, it skips these."""
         with self._arrived:
             return len(self._datagrams)
 
     def datagrams(self, source=None, since=0, starting=b""):
-        """What arrived: all, or from one address, or with a given beginning."""
+        """The recorded datagrams; on request only those from one address or with a given
+        beginning."""
         with self._arrived:
             return [each for each in self._datagrams[since:]
                     if source in (None, each.source) and each.data.startswith(starting)]
 
     def wait_for(self, count=1, timeout=60, **which):
-        """Waits until at least `count` datagrams such as `datagrams` takes have
-        arrived, and returns them."""
+        """Waits for at least `count` datagrams, selected as by `datagrams`, and returns
+        them."""
         with self._arrived:
             if not self._arrived.wait_for(lambda: len(self.datagrams(**which)) >= count, timeout):
                 raise TimeoutError(f"no {count} datagrams {which} within {timeout} s; there were\n"

@@ -1,4 +1,4 @@
-"""A virtual device: the daemon under test with everything it needs around it."""
+"""A virtual device: the daemon under test with everything that it needs."""
 
 import dataclasses
 import http.client
@@ -18,15 +18,15 @@ PRODUCTS = ["corvia12", "lumenplus", "talonmx", "zr2",
 
 @dataclasses.dataclass(frozen=True)
 class DeviceSpec:
-    """What sets a device apart; what is left empty gets a value from its number."""
+    """The properties of a device. Empty ones get values from the device's number."""
 
-    name: str = ""      # the device in the lab, and its host name at first
-    address: str = ""   # IPv4, in a network of 24 bits
+    name: str = ""      # of the device in the lab; also its first host name
+    address: str = ""   # IPv4, in a /24 network
     product: str = ""   # product ID
-    ssdp: bool = True   # the SSDP switch at first
+    ssdp: bool = True   # the SSDP switch at the start
     hand_kept: bool = False  # the configuration service follows put_network, not the kernel
-    programs: str = ""  # the folder that holds its beacond and beacon-configd: the lab's
-    emulator: str = ""  # the command that runs those, where they are for another processor
+    programs: str = ""  # the folder of its beacond and beacon-configd; default: the lab's
+    emulator: str = ""  # the command that runs programs for another processor
 
     def completed(self, number):
         return dataclasses.replace(
@@ -50,10 +50,10 @@ class Device(Node):
         self.dbus = self.avahi = self.configd = self.beacond = None
 
     def runnable(self, *command):
-        """How to start one of the programs under test here."""
+        """The command that starts one of the programs under test."""
         return [self.spec.emulator, *command] if self.spec.emulator else [*command]
 
-    # Making the device: the Lab calls these in this order.
+    # Setting the device up: the Lab calls these in this order.
 
     def start_bus(self):
         self.dbus = self.start("dbus", ["dbus-daemon", "--config-file=/run/lab/bus.conf",
@@ -65,7 +65,7 @@ class Device(Node):
         self.start_avahi()
 
     def _bus_listens(self):
-        """Whether the bus takes connections: its socket is there before it does."""
+        """Whether the bus accepts connections. Its socket exists earlier."""
         with socket.socket(socket.AF_UNIX) as client:
             path = self.path("/run/dbus/system_bus_socket")
             return client.connect_ex(str(path)) == 0
@@ -100,30 +100,30 @@ class Device(Node):
         return self.beacond
 
     def detach_beacond(self, **options):
-        """Starts beacond as a device's start-up scripts do, without -d: returns the
-        CompletedProcess of the command; the daemon goes on without it."""
+        """Starts beacond without -d, like start-up scripts. Returns the CompletedProcess of
+        the command; the detached daemon keeps running."""
         return self.run(*self.runnable(BEACOND), env=self.daemon_environment(), **options)
 
     def stop_beacond(self):
-        """Ends the beacond that start_beacond started, if it runs."""
+        """Ends the beacond of start_beacond, if it runs."""
         if self.beacond is not None:
             self.beacond.stop()
             self.beacond = None
 
     def browse_list(self):
-        """The entries of browse.json; none if there is no such file yet."""
+        """The entries of browse.json; none if the file does not exist."""
         return json.loads(self.read(BROWSE_LIST) or "[]")
 
     def mdns_services(self, kind="_http._tcp"):
-        """What avahi-browse finds now: a list of dictionaries."""
+        """The services that avahi-browse finds now, as a list of dictionaries."""
         found = self.run("avahi-browse", "--resolve", "--parsable", "--terminate", kind).stdout
         return [service for service in map(resolved_service, found.splitlines()) if service]
 
     # The configuration service.
 
     def request(self, method, path, value=None):
-        """One HTTP request to the device's configuration service; `value` goes
-        as JSON. Returns the status and the answer's value."""
+        """One HTTP request to the device's configuration service, with `value` as JSON.
+        Returns the status and the value of the answer."""
         connection = http.client.HTTPConnection("127.0.0.1", 8080, timeout=10)
         with self.network():
             connection.sock = socket.create_connection(("127.0.0.1", 8080), timeout=10)
@@ -152,7 +152,7 @@ class Device(Node):
         self.host_name = members.get("hostName", self.host_name)
 
     def put_network(self, state="Complete", connected=True):
-        """Tells a configuration service with a hand-kept network what to say of net0."""
+        """Sets the state of net0 in a configuration service that does not follow the kernel."""
         devices = [{"name": "net0", "activeParams": {"address": self.address},
                     "status": {"interfaceSetupState": state, "connected": connected}}]
         status, answer = self.request("PUT", "/api/v1/network/devices", devices)
@@ -172,15 +172,14 @@ class Device(Node):
         self.run("ip", "addr", "del", f"{address}/24", "dev", "net0")
 
     def change_address(self, address):
-        """Gives net0 another address in place of the one it has, without a moment
-        in which it has none."""
+        """Replaces the address of net0. At no moment is net0 without an address."""
         self.add_address(address)
         self.remove_address(self.address)
         self.address = address
 
 
 def resolved_service(line):
-    """A service from a line of `avahi-browse -rp`, None for other lines."""
+    """The service in a line of `avahi-browse -rp`; None for other lines."""
     fields = line.split(";")
     if fields[0] != "=" or len(fields) < 10:
         return None

@@ -1,8 +1,8 @@
-# A device: private trees, a network, and what its services read.
+# Sets a device up: private folders, the network, and the files that its services read.
 # $1: its name, $2: its address, $3: the folder of the programs under test.
 set -e
 mount --make-rprivate /
-# First, for the folder may lie under what is covered below.
+# First, because the mounts below may cover this folder.
 mount --bind "$3" /mnt
 mount -t sysfs sysfs /sys
 mount -t tmpfs -o mode=755 tmpfs /var
@@ -14,7 +14,7 @@ mkdir -p /run/lab /run/dbus /run/avahi-daemon /etc/avahi/services
 echo 1 >/proc/sys/net/ipv6/conf/all/disable_ipv6
 echo 1 >/proc/sys/net/ipv6/conf/default/disable_ipv6
 
-# Everybody may do everything: the bus is for this device's processes only.
+# Everything is allowed: only this device's processes can reach the bus.
 cat >/run/lab/bus.conf <<'END'
 <!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -50,8 +50,8 @@ read -r go
 ip link set lo up
 ip addr add "$2/24" dev net0
 ip link set net0 up
-# A second address outlives the first: see Device.change_address.
+# A second address stays when the first is removed: see Device.change_address.
 echo 1 >/proc/sys/net/ipv4/conf/net0/promote_secondaries
 echo ready
-# From here on process 1 only waits; with CHLD ignored the kernel reaps for it.
+# From now on process 1 only waits. With CHLD ignored, the kernel reaps its children.
 exec env --ignore-signal=CHLD cat

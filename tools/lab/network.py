@@ -1,4 +1,4 @@
-"""The switch and what is plugged into it."""
+"""The switch and the machines connected to it."""
 
 import json
 import os
@@ -14,8 +14,8 @@ from .waiting import wait_until
 class Lab:
     """A virtual network. Use it in a `with` statement, from one thread.
 
-    `programs` is the folder that holds beacond and beacon-configd. Devices get
-    the addresses 192.0.2.10 and up, peers 192.0.2.200 and up, unless told.
+    `programs` is the folder of beacond and beacon-configd. By default devices get the
+    addresses from 192.0.2.10 on, and peers those from 192.0.2.200 on.
     """
 
     def __init__(self, programs):
@@ -37,7 +37,7 @@ class Lab:
         self.close()
 
     def close(self):
-        """Takes everything away."""
+        """Removes everything."""
         nodes = [*self.devices, *self.peers, self._switch]
         for node in nodes:
             node.begin_close()
@@ -46,11 +46,11 @@ class Lab:
         self.devices, self.peers = [], []
 
     def add_device(self, name="", **fields):
-        """Makes a device as DeviceSpec describes it, beacond not started."""
+        """Makes a device with the properties of a DeviceSpec. Does not start beacond."""
         return self.add_devices([DeviceSpec(name, **fields)])[0]
 
     def add_devices(self, specs):
-        """Makes several devices in about the time that one takes."""
+        """Makes several devices in parallel."""
         made = []
         for spec in specs:
             number = len(self.devices)
@@ -71,13 +71,13 @@ class Lab:
         return made
 
     def add_peer(self, name="", address=None):
-        """Makes a bare machine to open sockets in."""
+        """Makes a machine without a daemon, for sockets."""
         number = len(self.peers)
         return self.add_node(Peer(name or f"peer-{number}", address or f"192.0.2.{200 + number}",
                                   self.mark))
 
     def add_node(self, node):
-        """Plugs in a machine that was made with the lab's mark, and returns it."""
+        """Connects a machine that was made with the lab's mark, and returns it."""
         self.peers.append(node)
         self._plug_in(node)
         node.begin_setup()
@@ -86,12 +86,12 @@ class Lab:
         return node
 
     def remove(self, node):
-        """Takes a device or a peer away, as if its power plug were pulled."""
+        """Removes a device or a peer, as if its power were cut."""
         (self.devices if node in self.devices else self.peers).remove(node)
         node.close()
 
     def set_cable(self, node, plugged_in):
-        """Pulls a node's network cable out, or puts it back."""
+        """Unplugs a node's network cable, or plugs it in."""
         self._switch_ip("link", "set", node.port, "up" if plugged_in else "down")
 
     def _plug_in(self, node):
@@ -102,14 +102,14 @@ class Lab:
         self._switch_ip("link", "set", node.port, "master", "br0", "up")
 
     def _wait_until_forwarded(self, node):
-        """Waits until the switch hands on what the node sends. It learns of a cable
-        that carries some time after that, up to a second; what is sent before is lost."""
+        """Waits until the switch forwards datagrams of the node. The switch notices a plugged
+        cable up to a second late; datagrams sent before are lost."""
         def forwarding():
             described = json.loads(self._switch_ip("-json", "-details", "link", "show", node.port))
             return described[0]["linkinfo"]["info_slave_data"]["state"] == "forwarding"
         wait_until(forwarding, 20, f"the switch to forward from {node.name}")
 
     def _switch_ip(self, *arguments):
-        # Only into the switch's network: `netns` takes a process id as seen here.
+        # Enters only the network namespace: `netns` takes a process id as seen from here.
         return subprocess.run(["nsenter", "--target", str(self._switch.pid), "--net", "ip",
                                *arguments], check=True, stdout=subprocess.PIPE).stdout

@@ -1,4 +1,4 @@
-"""A set of anonymous namespaces and the process that holds them."""
+"""A set of anonymous namespaces, and the process that owns them."""
 
 import ctypes
 import os
@@ -10,8 +10,8 @@ from .program import Program, only_child
 from .waiting import wait_until
 
 CLONE_NEWNET = 0x40000000
-MARK = "BEACOND_LAB"  # the environment variable that every process of a lab carries
-# What programs that are built with a sanitizer take from this program's environment.
+MARK = "BEACOND_LAB"  # an environment variable of every process of a lab
+# Variables of this program's environment that programs with a sanitizer read.
 SANITIZER_OPTIONS = ("ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS")
 SCRIPTS = Path(__file__).resolve().parent
 
@@ -25,13 +25,13 @@ def _setns(descriptor, kind):
 
 
 class Node:
-    """One machine on the virtual network: a network, a mount, a process and a
-    host name namespace, made by `script` (a file of this folder, run as process 1 there).
+    """One machine on the virtual network: a network, a mount, a process and a host name
+    namespace, set up by `script` (a file of this folder, run as process 1 of the node).
 
-    The script says "made" when the namespaces stand, waits for a line, and says
-    "ready" at its end; it then turns into a `cat` on a pipe from this program.
-    When this program ends, in whatever way, the pipe closes, process 1 of the
-    node ends, and the kernel takes away every process, mount and interface.
+    The script prints "made" when the namespaces exist, waits for a line, prints "ready",
+    and finally becomes a `cat` that reads a pipe from this program. When this program ends,
+    for any reason, the pipe closes and process 1 of the node ends. The kernel then removes
+    every process, mount and interface of the node.
     """
 
     def __init__(self, name, script, arguments, mark):
@@ -43,7 +43,7 @@ class Node:
             **{option: os.environ[option] for option in SANITIZER_OPTIONS if option in os.environ},
         }
         text = (SCRIPTS / script).read_text()
-        # A session of its own: an interrupt from the terminal is for this program.
+        # In a new session: an interrupt from the terminal must reach only this program.
         self._holder = subprocess.Popen(
             ["unshare", "--pid", "--net", "--mount", "--uts", "--fork", "--kill-child",
              "--mount-proc", "sh", "-c", text, script, *arguments],
@@ -59,19 +59,19 @@ class Node:
             raise RuntimeError(f"{self.name}: no \"{word}\", status {status}, said {line!r}")
 
     def begin_setup(self):
-        """Lets the script go on, once the node's cable is plugged in."""
+        """Lets the script continue; the node's cable is plugged in now."""
         self._holder.stdin.write("go\n")
 
     def finish_setup(self):
-        """Waits for the script's end."""
+        """Waits until the script is ready."""
         self._expect("ready")
 
     def begin_close(self):
-        """Lets process 1 end, and with it the node, like pulling its power plug."""
+        """Ends process 1 and thereby the node, as if its power were cut."""
         self._holder.stdin.close()
 
     def close(self):
-        """Takes the node away and waits until it is gone."""
+        """Removes the node and waits until it is gone."""
         self.begin_close()
         try:
             self._holder.wait(10)
@@ -81,11 +81,11 @@ class Node:
         self._holder.stdout.close()
 
     def path(self, path):
-        """Where this program finds the node's file `path`."""
+        """The path of the node's file `path` for this program."""
         return Path(f"/proc/{self.pid}/root") / path.lstrip("/")
 
     def read(self, path):
-        """The text of the node's file, None if there is no such file."""
+        """The text of the node's file; None if it does not exist."""
         try:
             return self.path(path).read_text()
         except FileNotFoundError:
@@ -96,8 +96,8 @@ class Node:
                 *command]
 
     def run(self, *command, check=True, timeout=60, **options):
-        """Runs a command in the node to its end and returns the CompletedProcess
-        with its texts; a status other than 0 is an error unless `check` is False."""
+        """Runs a command in the node and returns its CompletedProcess with the output as
+        text. A status other than 0 is an error unless `check` is False."""
         options.setdefault("stdin", subprocess.DEVNULL)
         options.setdefault("env", self.environment)
         result = subprocess.run(self._entering(command), timeout=timeout, text=True,
@@ -109,20 +109,20 @@ class Node:
         return result
 
     def start(self, name, command, environment=None, **options):
-        """Starts a program in the node; its output goes to the node's files
-        /run/lab/NAME.out and /run/lab/NAME.err."""
+        """Starts a program in the node. Its output goes to the node's files /run/lab/NAME.out
+        and /run/lab/NAME.err."""
         return Program(name, self, self._entering(command),
                        {**self.environment, **(environment or {})}, **options)
 
     def processes(self, name):
-        """The process ids, as this program sees them, of the node's processes
-        called `name` that have not ended."""
+        """The process ids, as this program sees them, of the node's running processes with
+        the name `name`."""
         namespace = os.readlink(f"/proc/{self.pid}/ns/pid")
         return [pid for pid in map(int, filter(str.isdigit, os.listdir("/proc")))
                 if _name_and_namespace(pid) == (name, namespace)]
 
     def wait_for_process(self, name, timeout=10):
-        """The id of the one process called `name`, once there is just one."""
+        """Waits until exactly one process has the name `name`, and returns its id."""
         def one():
             found = self.processes(name)
             return found[0] if len(found) == 1 else None
@@ -130,7 +130,7 @@ class Node:
 
     @contextmanager
     def network(self):
-        """The calling thread is in the node's network inside this block: a socket
+        """Inside this block, the calling thread is in the node's network. A socket that is
         made there stays there."""
         home = os.open("/proc/thread-self/ns/net", os.O_RDONLY)
         there = os.open(f"/proc/{self.pid}/ns/net", os.O_RDONLY)
@@ -147,7 +147,7 @@ class Node:
 
 def _name_and_namespace(pid):
     try:
-        os.readlink(f"/proc/{pid}/exe")  # gone when it has ended, and only waits to be reaped
+        os.readlink(f"/proc/{pid}/exe")  # missing for a zombie
         return Path(f"/proc/{pid}/comm").read_text().rstrip("\n"), os.readlink(f"/proc/{pid}/ns/pid")
     except OSError:  # ended in between
         return None

@@ -1,4 +1,4 @@
-"""A device's discovery page, served to browsers of this machine."""
+"""A web server for a device's discovery page, for browsers on this machine."""
 
 import http.client
 import http.server
@@ -19,8 +19,8 @@ TYPES = {".html": "text/html; charset=utf-8", ".css": "text/css", ".js": "text/j
 
 
 class DiscoveryPage:
-    """A web server on this machine's loopback with the page and, beside it, the
-    browse list as it lies in the device. Use it in a `with` statement."""
+    """A web server on this machine's loopback interface, with the page and the device's
+    browse list. Use it in a `with` statement."""
 
     def __init__(self, device):
         self.device = device
@@ -28,7 +28,7 @@ class DiscoveryPage:
         self._server.files = {FOLDER + file.name: file for file in PAGE_FOLDER.iterdir()}
         self._server.files[FOLDER] = PAGE_FOLDER / "index.html"
         self._server.files[FOLDER + "browse.json"] = device.path(BROWSE_LIST)
-        # Never in the way of the program's end, at whatever moment that comes.
+        # Open requests must not delay the end of the program.
         self._thread = threading.Thread(target=self._server.serve_forever, args=(0.1,),
                                         daemon=True)
 
@@ -50,7 +50,7 @@ class DiscoveryPage:
         return f"http://127.0.0.1:{self.port}{FOLDER}"
 
     def fetch(self, name=""):
-        """The status and the bytes of a file of the page, by HTTP."""
+        """Fetches a file of the page by HTTP; returns the status and the bytes."""
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=10)
         try:
             connection.request("GET", FOLDER + name)
@@ -60,7 +60,7 @@ class DiscoveryPage:
             connection.close()
 
     def missing(self, devices):
-        """What a browser does not get to see yet, as sentences."""
+        """Sentences that say what a browser cannot see yet."""
         status, text = self.fetch()
         if (status, text) != (200, (PAGE_FOLDER / "index.html").read_bytes()):
             yield f"{self.url} answers with status {status} and {text[:100]!r}"
@@ -73,13 +73,13 @@ class DiscoveryPage:
 
 class _Server(http.server.ThreadingHTTPServer):
     def handle_error(self, request, client_address):
-        if not isinstance(sys.exc_info()[1], ConnectionError):  # a browser that went away
+        if not isinstance(sys.exc_info()[1], ConnectionError):  # a browser that has left
             super().handle_error(request, client_address)
 
 
 class _Handler(http.server.BaseHTTPRequestHandler):
-    """Hands out the server's `files`, a dictionary from path to file, and nothing
-    else: what a request says is looked up, never opened."""
+    """Serves only the server's `files`, a dictionary from path to file. The path of a request
+    is looked up there, and never opened."""
 
     def do_GET(self):
         self._answer(with_body=True)
@@ -97,7 +97,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             self.send_error(404)
             return
         body, changed = content
-        # Two lists may be of the same second, which is all that Last-Modified tells.
+        # Last-Modified counts in seconds, and two lists can be written within one second.
         tag = f'"{changed:x}"'
         is_known = self.headers["If-None-Match"] == tag
         self.send_response(304 if is_known else 200)
@@ -113,8 +113,8 @@ class _Handler(http.server.BaseHTTPRequestHandler):
 
 
 def read_file(path):
-    """The bytes of a regular file and its time of change in ns; None if there is
-    no such file. A link is none: one in a device would lead out into this machine."""
+    """The bytes of a regular file and its modification time in ns; None for anything else.
+    A symbolic link in a device would be resolved on this machine."""
     try:
         descriptor = os.open(path, os.O_RDONLY | os.O_NOFOLLOW | os.O_NONBLOCK)
     except OSError:

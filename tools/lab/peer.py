@@ -14,7 +14,7 @@ _IP_RECVERR = 11
 
 
 class Peer(Node):
-    """A network on the switch with one address, `address`."""
+    """A network with one address, `address`, connected to the switch."""
 
     def __init__(self, name, address, mark):
         super().__init__(name, "peer.sh", [address], mark)
@@ -31,9 +31,9 @@ class Peer(Node):
         with self.network():
             sock = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
             interface = socket.if_nametoindex("net0")
-        if port != 0:  # a free port could otherwise be another socket's, which hears no more
+        if port != 0:  # with SO_REUSEADDR, port 0 could give another socket's port
             sock.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-        # Room for a flood: what is lost here would be taken for not sent.
+        # Room for a flood: a lost datagram would look like one that was not sent.
         sock.setsockopt(socket.SOL_SOCKET, _SO_RCVBUFFORCE, 4 << 20)
         index = struct.pack("=4s4si", bytes(4), bytes(4), interface)
         sock.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, index)
@@ -43,7 +43,7 @@ class Peer(Node):
         return sock
 
     def ssdp_socket(self):
-        """A UDP socket on port 1900 that is a member of the SSDP group."""
+        """A UDP socket on port 1900 that has joined the SSDP group."""
         sock = self.udp_socket(SSDP_PORT)
         with self.network():
             member = struct.pack("=4s4si", socket.inet_aton(GROUP), bytes(4),
@@ -52,14 +52,14 @@ class Peer(Node):
         return sock
 
     def capture(self):
-        """Records from now on every datagram that reaches port 1900 here."""
+        """Starts to record every datagram that this machine receives on port 1900."""
         capture = Capture(self.ssdp_socket())
         self._captures.append(capture)
         return capture
 
     def ask(self, data, address, port=SSDP_PORT, timeout=5):
-        """Sends one datagram and returns the first that comes back. While the port is
-        closed, and so refuses it, sends it again: a program opens its ports one by one."""
+        """Sends one datagram and returns the first answer. Sends it again while the port is
+        closed: a program opens its ports one after another."""
         end = time.monotonic() + timeout
         with self.udp_socket(timeout=timeout) as sock:
             sock.setsockopt(socket.IPPROTO_IP, _IP_RECVERR, 1)
@@ -70,4 +70,4 @@ class Peer(Node):
                 except ConnectionRefusedError as error:
                     if time.monotonic() > end:
                         raise TimeoutError(f"port {port} of {address} stayed closed") from error
-                    time.sleep(1)  # after a few, the kernel tells of one refusal a second
+                    time.sleep(1)  # the kernel limits its refusals to one a second

@@ -1,4 +1,4 @@
-# A bare machine: a network and nothing that runs. $1: its address.
+# A machine with a network and no running programs. $1: its address.
 set -e
 mount --make-rprivate /
 mount -t tmpfs -o mode=755 tmpfs /run
@@ -10,7 +10,7 @@ read -r go
 ip link set lo up
 ip addr add "$1/24" dev net0
 ip link set net0 up
-# Other people's programs count on a route for what they send to the SSDP group.
+# Programs of other projects need a route for datagrams to the SSDP group.
 ip route add 239.0.0.0/8 dev net0
 echo ready
 exec env --ignore-signal=CHLD cat

@@ -1,4 +1,4 @@
-"""A program running in a node, its output, and the proof of its end."""
+"""A program that runs in a node, its output and its exit status."""
 
 import os
 import signal
@@ -9,7 +9,7 @@ from .waiting import wait_until
 
 
 def only_child(pid):
-    """The one child of a process, waited for."""
+    """Waits until a process has a child, and returns the child's id."""
     children = Path(f"/proc/{pid}/task/{pid}/children")
     return int(wait_until(children.read_text, 10, f"a child of process {pid}").split()[0])
 
@@ -20,7 +20,7 @@ class Program:
     def __init__(self, name, node, command, environment, **options):
         self.name = name
         self.node = node
-        # In the node's private /run: nothing is left on the host's disk.
+        # In the node's private /run, so nothing is left on the host's disk.
         with open(self._file("out"), "wb") as out, open(self._file("err"), "wb") as err:
             options.setdefault("stdin", subprocess.DEVNULL)
             options.setdefault("stdout", out)
@@ -33,7 +33,7 @@ class Program:
 
     @property
     def pid(self):
-        """The process id, as the lab's own process namespace has it."""
+        """The process id in the process namespace of this program."""
         return only_child(self._enter.pid)
 
     @property
@@ -46,8 +46,7 @@ class Program:
 
     @property
     def status(self):
-        """The exit status, minus the signal's number after a signal, None while
-        it runs."""
+        """The exit status; the negative signal number after a signal; None while it runs."""
         return self._enter.poll()
 
     def explain(self):
@@ -55,8 +54,7 @@ class Program:
                 f"--- standard output\n{self.stdout}--- standard error\n{self.stderr}---")
 
     def wait_output(self, text, timeout=20):
-        """Waits until the program has written `text`; fails at once if it ends
-        without."""
+        """Waits until the program has written `text`. Fails at once if it ends before."""
         def written():
             ended = self.status is not None
             if text in self.stdout or text in self.stderr:

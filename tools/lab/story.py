@@ -1,9 +1,9 @@
-"""What happens to the devices of the demonstration, so that there is something to watch."""
+"""The changes that the devices of the demonstration undergo."""
 
 import itertools
 import time
 
-PAUSE = 15  # seconds to look at the lists
+PAUSE = 15  # seconds between two changes
 NEW_NAME = "gallery"
 
 
@@ -18,8 +18,8 @@ def pause(line):
 
 
 def story(devices, views):
-    """Renames the last device, takes it away and brings it back, over and over.
-    Each step does what is due and yields a line on what goes on."""
+    """Renames the last device, removes it and brings it back, again and again. Each step
+    makes the next change and yields a line that describes it."""
     last = devices[-1]
 
     def all_found():

@@ -1,4 +1,4 @@
-# The switch: a bridge that hands everything on at once. Ports come later.
+# The switch: a bridge that forwards everything at once. Ports are added later.
 set -e
 mount --make-rprivate /
 mount -t tmpfs -o mode=755 tmpfs /run

@@ -1,4 +1,4 @@
-"""What a device sees of the others, and its drawing as a table."""
+"""The devices that a device sees, and tables of them."""
 
 from typing import NamedTuple
 
@@ -8,7 +8,7 @@ HEADINGS = ("host name", "address", "product", "state")
 
 
 class Row(NamedTuple):
-    """One device in the eyes of another."""
+    """One device as another one sees it."""
 
     host_name: str
     address: str
@@ -20,20 +20,20 @@ class Row(NamedTuple):
 
 
 class View:
-    """All that one device sees, by SSDP (its browse.json) and by mDNS."""
+    """All devices that one device sees, by SSDP (its browse.json) and by mDNS."""
 
     def __init__(self, device):
         self.device = device
-        # It runs on and writes a line for each change.
+        # It keeps running and writes a line for each change.
         self._browser = device.start("avahi-browse", ["avahi-browse", "--resolve", "--parsable",
                                                       "_http._tcp"])
 
     def ssdp(self):
-        """Addresses in browse.json, with their entries."""
+        """The entries of browse.json, by address."""
         return {entry["ipAddress"]: entry for entry in self.device.browse_list()}
 
     def mdns(self):
-        """Addresses that offer _http._tcp, with the service names."""
+        """The service names of _http._tcp, by address."""
         services = {}
         for line in self._browser.stdout.splitlines():
             service = resolved_service(line)
@@ -55,7 +55,7 @@ class View:
                    entry["deviceName"] if entry else "", f"seen by {by}{own}")
 
     def missing(self, devices):
-        """What this device does not see of `devices` yet, as sentences."""
+        """Sentences that say which of `devices` this device does not see yet."""
         ssdp, mdns = self.ssdp(), self.mdns()
         for other in devices:
             if ssdp.get(other.address, {}).get("hostName") != other.host_name:
@@ -65,7 +65,7 @@ class View:
 
 
 def table(views):
-    """The lines of a table of what each device sees."""
+    """The lines of a table for each device, with the devices that it sees."""
     lines = []
     for view in views:
         rows = view.rows()

@@ -1,4 +1,4 @@
-"""Waiting for something to become true, with a limit and a reason when it does not."""
+"""Waiting for a condition, with a time limit and an explanation if it is not met."""
 
 import time
 
@@ -6,8 +6,8 @@ import time
 def wait_until(predicate, timeout, what, explain=None):
     """Calls `predicate` until its result is true, and returns that result.
 
-    After `timeout` seconds it raises TimeoutError, which says `what` was waited
-    for, the predicate's last result and what `explain()` has to add.
+    Raises TimeoutError after `timeout` seconds. Its text contains `what`, the last result
+    of the predicate, and the result of `explain()`.
     """
     end = time.monotonic() + timeout
     pause = 0.005
