@@ -126,3 +126,15 @@ def test_the_worked_captures_sizes_are_those_of_the_messages():
                 (a, expected.served(expected.document(a))), (a, expected.alive(a, 124))]
     shown = re.findall(r"^ *[\d.]+  (\S+) -> \S+ +(\d+)  ", protocol_examples()[-1], re.M)
     assert shown == [(sender.address, str(len(data))) for sender, data in messages]
+
+
+def plain(path):
+    """A document's words, without its line breaks."""
+    return " ".join((TOP / path).read_text(encoding="utf-8").split())
+
+
+def test_the_rule_for_names_is_the_same_wherever_it_is_given():
+    source = (TOP / "tools/configd/name.h").read_text(encoding="utf-8")
+    rule = re.search(r'kNameRule =\s*"(.*)";', source)[1].replace('\\"', '"')
+    assert rule in plain("docs/configuration-service.yaml")
+    assert rule in plain("packaging/man/beacon-configd.8")

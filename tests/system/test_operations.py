@@ -5,13 +5,13 @@ import re
 from conftest import TOP
 
 CALLS = ("WriteFault", "WriteProgress", "fprintf", "fputs", "puts", "ReportException", "tell",
-         "lose", "Require", "Because", "system_error", "WrongUsage")
+         "lose", "Require", "Throw", "Failure", "system_error", "WrongUsage")
 STATEMENT = re.compile(
     rf"\b(?P<call>{'|'.join(CALLS)})\s*\((?P<arguments>[^;]*);"
     r"|std::c(?:out|err)\s*<<([^;]*);"
     r"|\bBoundReport\s+\w+\{([^}]*)\};"
     r"|\bm(?:Responses|Requests)\(([^;{]*?)\)[,\s]"
-    r"|\b(?:m_fault|error)\s*=([^;]*);|\bdropped\.\w+\(([^;]*);")
+    r"|\b(?:m_fault|error)\s*=(?!=)([^;]*);|\bdropped\.\w+\(([^;]*);")
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 # The registry's listings: for a debugger to call.
 NOT_WRITTEN = {"DisplayHostElements", "DisplayNodeElements"}

@@ -19,9 +19,8 @@ Reply WrongMethod(const std::string &allow)
 
 Reply ErrorReply(unsigned int status, const std::string &error)
 {
-    const nlohmann::json body{{"error", error}};
     // A message may name a file, whose name need not be UTF-8.
-    return {status, body.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace), {}};
+    return {status, "{\"error\":" + JsonString(error) + '}', {}};
 }
 
 Reply Respond(std::string_view method, std::string_view path, std::string_view body,

@@ -1,6 +1,7 @@
 #include "configd/program.h"
 
 #include "configd/descriptor.h"
+#include "configd/exit_status.h"
 #include "configd/http_server.h"
 #include "configd/interface_watch.h"
 #include "configd/options.h"
@@ -81,9 +82,12 @@ try {
     std::signal(SIGPIPE, SIG_IGN); // a client that left shows in the result of the write
     RunService(options);
     return 0;
+} catch (const Failure &failure) {
+    std::cerr << "beacon-configd: " << failure.what() << '\n';
+    return failure.Status();
 } catch (const std::exception &error) {
     std::cerr << "beacon-configd: " << error.what() << '\n';
-    return 1;
+    return kTransient;
 }
 
 } // namespace configd

@@ -203,9 +203,9 @@ TEST_F(ConfigWatch, GivesAWatcherThatDidNotReadTheLatestValue)
     std::string latest;
     for (int i = 0; i < changes; ++i) {
         latest = "[";
-        for (int device = 0; device < 150; ++device) {
+        for (int device = 0; device < 350; ++device) {
             latest += (device == 0 ? R"({"name":")" : R"(,{"name":")") + std::to_string(100 + i) +
-                      std::string(200, 'a') +
+                      std::string(60, 'a') +
                       R"(","activeParams":{"address":""},)"
                       R"("status":{"interfaceSetupState":"Idle","connected":false}})";
         }
