@@ -54,7 +54,7 @@ C_PLUS_PLUS = {"libc6", "libgcc-s1", "libstdc++6"}
 DEPENDS = {
     "beacond": {*C_PLUS_PLUS, "adduser", "avahi-daemon", "dbus | dbus-system-bus",
                 "libavahi-client3", "libavahi-common3", "libqt5core5a"},
-    "beacon-configd": {*C_PLUS_PLUS, "adduser", "libmicrohttpd12", "libmnl0"},
+    "beacon-configd": {*C_PLUS_PLUS, "adduser", "libmnl0"},
     "beaconctl": {*C_PLUS_PLUS, "libqt5core5a"},
     "beacond-web": {"beacond"},
 }

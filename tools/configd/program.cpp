@@ -1,9 +1,9 @@
 #include "configd/program.h"
 
-#include "configd/descriptor.h"
 #include "configd/exit_status.h"
 #include "configd/http_server.h"
 #include "configd/interface_watch.h"
+#include "configd/listening_socket.h"
 #include "configd/options.h"
 
 #include <array>
@@ -66,7 +66,7 @@ void RunService(const Options &options)
         watch.emplace(options.interface);
         Follow(*watch, settings);
     }
-    HttpServer server(settings, options.port);
+    HttpServer server(settings, OpenListeningSocket(options.port));
     std::cout << "beacon-configd: listening on 127.0.0.1:" << options.port << std::endl;
     Serve(end.Number(), server, watch, settings);
 }

@@ -72,7 +72,8 @@ Settings::Settings(std::string stateFile, std::string devicesFile)
       mDevicesFile(devicesFile.empty() ? std::nullopt
                                        : std::optional<StoredFile>(std::move(devicesFile))),
       mSystem(LoadSystem(mStateFile)),
-      mValues{SystemConfigText(mSystem), NetDevicesText(LoadDevices(mDevicesFile))}
+      mValues{{Parameter::SystemConfig, SystemConfigText(mSystem)},
+              {Parameter::NetDeviceList, NetDevicesText(LoadDevices(mDevicesFile))}}
 {
 }
 
@@ -89,7 +90,7 @@ std::optional<Refusal> Settings::PatchSystem(std::string_view patch)
         return refusal;
     }
     mSystem = std::move(system);
-    Change(mValues.systemConfig, SystemConfigText(mSystem));
+    mValues.systemConfig = Value(Parameter::SystemConfig, SystemConfigText(mSystem));
     return std::nullopt;
 }
 
@@ -102,28 +103,20 @@ std::optional<Refusal> Settings::PutDevices(std::string_view list)
     if (auto fault = ReadNetDevices(list, devices)) {
         return Refusal{kBadRequest, *fault};
     }
-    std::string text = NetDevicesText(devices);
-    if (text == mValues.netDeviceList) {
+    const Value value(Parameter::NetDeviceList, NetDevicesText(devices));
+    if (*value.Event() == *mValues.netDeviceList.Event()) {
         return std::nullopt;
     }
     if (auto refusal = Store(*mDevicesFile, StoredNetDevicesText(devices))) {
         return refusal;
     }
-    Change(mValues.netDeviceList, std::move(text));
+    mValues.netDeviceList = value;
     return std::nullopt;
 }
 
 void Settings::FollowDevices(const std::vector<NetDevice> &devices)
 {
-    Change(mValues.netDeviceList, NetDevicesText(devices));
-}
-
-void Settings::Change(std::string &value, std::string text)
-{
-    if (value != text) {
-        value = std::move(text);
-        ++mRevision;
-    }
+    mValues.netDeviceList = Value(Parameter::NetDeviceList, NetDevicesText(devices));
 }
 
 } // namespace configd

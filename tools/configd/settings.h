@@ -40,17 +40,11 @@ public:
     // The devices as the kernel has them.
     void FollowDevices(const std::vector<NetDevice> &devices);
 
-    // Grows with every change of Current().
-    [[nodiscard]] unsigned int Revision() const { return mRevision; }
-
 private:
-    void Change(std::string &value, std::string text);
-
     StoredFile mStateFile;
     std::optional<StoredFile> mDevicesFile;
     SystemConfig mSystem;
     Values mValues;
-    unsigned int mRevision = 0;
 };
 
 } // namespace configd

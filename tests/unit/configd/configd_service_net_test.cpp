@@ -434,7 +434,7 @@ TEST_F(ConfigService, TakesABodyOfUpToSixtyFourKibibytes)
     patch += '}';
     EXPECT_EQ(Ask("PATCH", kSystem, patch + std::string(65536 - patch.size(), ' ')).status,
               "200 OK");
-    const std::string fault = "the body is too large";
+    const std::string fault = "the body has more than 65536 bytes";
     ExpectError(Ask("PATCH", kSystem, patch + std::string(65537 - patch.size(), ' ')),
                 "413 Content Too Large", fault);
     ExpectError(Ask("PATCH", kSystem, std::string(3000000, ' ')), "413 Content Too Large", fault);
@@ -452,6 +452,18 @@ TEST_F(ConfigService, TakesABodyInPieces)
               "{\n    \"hostName\": \"beta\",\n    \"ssdpEnable\": true\n}\n");
 }
 
+TEST_F(ConfigService, AsksForABodyThatAClientHoldsBack)
+{
+    WriteState("{}");
+    Service service;
+    Connection connection;
+    connection.Send("PATCH /api/v1/system HTTP/1.1\r\nHost: localhost\r\n"
+                    "Expect: 100-continue\r\nContent-Length: 2\r\n\r\n");
+    EXPECT_EQ(connection.ReadUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
+    connection.Send("{}");
+    EXPECT_EQ(ReadHeader(connection).status, "200 OK");
+}
+
 TEST_F(ConfigService, AnswersSeveralRequestsOnOneConnection)
 {
     WriteState("{}");
@@ -461,6 +473,81 @@ TEST_F(ConfigService, AnswersSeveralRequestsOnOneConnection)
         connection.Send(RequestText("GET", kSystem, ""));
         EXPECT_EQ(ReadHeader(connection).Field("Content-Length"), "2");
         EXPECT_EQ(connection.ReadBytes(2), "{}");
+    }
+}
+
+TEST_F(ConfigService, AnswersRequestsThatComeAtOnceOneAfterTheOther)
+{
+    WriteState("{}");
+    Service service;
+    Connection connection;
+    const std::string patch = RequestText("PATCH", kSystem, R"({"hostName":"beta"})");
+    connection.Send(RequestText("GET", kSystem, "") + patch + RequestText("GET", kSystem, ""));
+    for (const std::string body : {"{}", R"({"hostName":"beta"})", R"({"hostName":"beta"})"}) {
+        EXPECT_EQ(ReadHeader(connection).status, "200 OK");
+        EXPECT_EQ(connection.ReadBytes(body.size()), body);
+    }
+}
+
+TEST_F(ConfigService, EndsTheConnectionWhenTheClientAsksForIt)
+{
+    WriteState("{}");
+    Service service;
+    Connection connection;
+    connection.Send("GET /api/v1/system HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    const Answer answer = ReadHeader(connection);
+    EXPECT_EQ(answer.Field("Connection"), "close");
+    EXPECT_EQ(connection.ReadUntil(""), "{}");
+}
+
+// A web page in the device's own browser cannot reach the service: what its name
+// resolves to is of no use to it, nor is a request that the browser marks.
+TEST_F(ConfigService, AnswersOnlyWhoAsksForThisHostAndIsNoWebPage)
+{
+    WriteState(R"({"hostName":"alpha"})");
+    Service service;
+    const std::string fault = "Host must be 127.0.0.1 or localhost, and there must be no Origin";
+    for (const std::string fields :
+         {"", "Host: evil.example:8080\r\n", "Host: localhost\r\nHost: evil.example\r\n",
+          "Host: localhost:8080\r\nOrigin: http://evil.example\r\n",
+          "Host: localhost:8080\r\nOrigin: null\r\n"}) {
+        for (const std::string target : {"GET /api/v1/system", "PATCH /api/v1/system",
+                                         "GET /api/v1/watch?params=24", "GET /nothing"}) {
+            Connection connection;
+            connection.Send(target + " HTTP/1.1\r\n" + fields +
+                            "Content-Length: 19\r\n\r\n{\"hostName\":\"beta\"}");
+            Answer answer = ReadHeader(connection);
+            answer.body = connection.ReadBytes(std::stoul("0" + answer.Field("Content-Length")));
+            ExpectError(answer, "403 Forbidden", fault);
+        }
+    }
+    ExpectJson(Ask("GET", kSystem), "200 OK", R"({"hostName":"alpha"})");
+}
+
+TEST_F(ConfigService, AnswersFaultsOfHttpWithAnErrorObject)
+{
+    Service service;
+    const std::string host = "Host: localhost\r\n";
+    const std::vector<std::array<std::string, 3>> rows{
+        {"GARBAGE\r\n\r\n", "400 Bad Request", "malformed HTTP: bad method"},
+        {"GET / HTTP/1.1\r\nno colon\r\n\r\n", "400 Bad Request", "malformed HTTP: bad field"},
+        {"GET / HTTP/1.1\r\nContent-Length: x\r\n\r\n", "400 Bad Request",
+         "malformed HTTP: bad Content-Length"},
+        {"PUT / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n", "400 Bad Request",
+         "malformed HTTP: bad chunk"},
+        {"GET / HTTP/3.0\r\n\r\n", "505 HTTP Version Not Supported",
+         "the version of HTTP is neither 1.0 nor 1.1"},
+        {"GET /" + std::string(100000, 'a'), "431 Request Header Fields Too Large",
+         "the header has more than 8192 bytes"},
+        {"PUT / HTTP/1.1\r\n" + host + "Content-Length: 65537\r\n\r\n" + std::string(65537, ' '),
+         "413 Content Too Large", "the body has more than 65536 bytes"}};
+    for (const auto &[request, status, error] : rows) {
+        Connection connection;
+        connection.Send(request);
+        Answer answer = ReadHeader(connection);
+        EXPECT_EQ(answer.Field("Connection"), "close");
+        answer.body = connection.ReadUntil("");
+        ExpectError(answer, status, error);
     }
 }
 
