@@ -66,8 +66,10 @@ void RunService(const Options &options)
         watch.emplace(options.interface);
         Follow(*watch, settings);
     }
-    HttpServer server(settings, OpenListeningSocket(options.port));
-    std::cout << "beacon-configd: listening on 127.0.0.1:" << options.port << std::endl;
+    Descriptor socket = OpenListeningSocket(options.port);
+    const std::uint16_t port = PortOf(socket);
+    HttpServer server(settings, std::move(socket));
+    std::cout << "beacon-configd: listening on 127.0.0.1:" << port << std::endl;
     Serve(end.Number(), server, watch, settings);
 }
 
