@@ -17,7 +17,8 @@ FILES = {
         /usr/share/man/man5/browse.json.5.gz /usr/share/man/man8/beacond.8.gz""",
     "beacon-configd": """
         /etc/init.d/beacon-configd /usr/bin/beacon-configd
-        /usr/lib/systemd/system/beacon-configd.service /usr/lib/sysusers.d/beacon-configd.conf
+        /usr/lib/systemd/system/beacon-configd.service
+        /usr/lib/systemd/system/beacon-configd.socket /usr/lib/sysusers.d/beacon-configd.conf
         /usr/share/man/man8/beacon-configd.8.gz""",
     "beaconctl": """
         /usr/bin/beaconctl /usr/share/bash-completion/completions/beaconctl
@@ -54,7 +55,7 @@ C_PLUS_PLUS = {"libc6", "libgcc-s1", "libstdc++6"}
 DEPENDS = {
     "beacond": {*C_PLUS_PLUS, "adduser", "avahi-daemon", "dbus | dbus-system-bus",
                 "libavahi-client3", "libavahi-common3", "libqt5core5a"},
-    "beacon-configd": {*C_PLUS_PLUS, "adduser", "libmicrohttpd12", "libmnl0"},
+    "beacon-configd": {*C_PLUS_PLUS, "adduser", "libmnl0"},
     "beaconctl": {*C_PLUS_PLUS, "libqt5core5a"},
     "beacond-web": {"beacond"},
 }

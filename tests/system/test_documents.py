@@ -145,3 +145,32 @@ def test_the_worked_captures_sizes_are_those_of_the_messages():
                 (a, expected.served(expected.document(a))), (a, expected.alive(a, 124))]
     shown = re.findall(r"^ *[\d.]+  (\S+) -> \S+ +(\d+)  ", protocol_examples()[-1], re.M)
     assert shown == [(sender.address, str(len(data))) for sender, data in messages]
+
+
+def plain(path):
+    """A document's words, without its line breaks."""
+    return " ".join((TOP / path).read_text(encoding="utf-8").split())
+
+
+def test_the_rule_for_names_is_the_same_wherever_it_is_given():
+    source = (TOP / "tools/configd/name.h").read_text(encoding="utf-8")
+    rule = re.search(r'kNameRule =\s*"(.*)";', source)[1].replace('\\"', '"')
+    assert rule in plain("docs/configuration-service.yaml")
+    assert rule in plain("packaging/man/beacon-configd.8")
+
+
+def configd_bounds():
+    """The rows of the table of bounds of beacon-configd: what is bounded, and the tests."""
+    text = (TOP / "docs/security.md").read_text(encoding="utf-8")
+    section = text.split("## beacon-configd\n")[1].split("\n## ")[0]
+    table = [line for line in section.splitlines() if line.startswith("|")][2:]
+    rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in table]
+    return [(row[0], row[-1]) for row in rows]
+
+
+@pytest.mark.parametrize("what, shown_by", configd_bounds())
+def test_every_bound_of_the_configuration_service_is_shown_by_a_test_that_exists(what, shown_by):
+    names = re.findall(r"`([^`]+)`", shown_by)
+    assert names, f"no test named for {what}"
+    for name in names:
+        assert name in unit_tests() or (TOP / "tests/packaging" / name).is_file(), name

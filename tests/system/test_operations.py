@@ -5,13 +5,13 @@ import re
 from conftest import TOP
 
 CALLS = ("WriteFault", "WriteProgress", "WriteError", "TellFault", "fprintf", "EndProcess",
-         "tell", "lose", "Require", "Because", "system_error", "WrongUsage")
+         "tell", "lose", "Require", "Throw", "Failure", "Because", "system_error", "WrongUsage")
 STATEMENT = re.compile(
     rf"\b(?P<call>{'|'.join(CALLS)})\s*\((?P<arguments>[^;]*);"
     r"|std::c(?:out|err)\s*<<([^;]*);"
     r"|\bBoundReport\s+\w+\{([^}]*)\};"
     r"|\bm(?:Responses|Requests)\{\{([^;{}]*)\}"
-    r"|\b(?:m_fault|error|notice)\s*=([^;]*);|\bdropped\.\w+\(([^;]*);")
+    r"|\b(?:m_fault|error|notice)\s*=(?!=)([^;]*);|\bdropped\.\w+\(([^;]*);")
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 # The registry's listings, which are called only in a debugger.
 NOT_WRITTEN = {"DisplayHostElements", "DisplayNodeElements"}

@@ -3,9 +3,9 @@
 namespace configd {
 namespace {
 
-Reply Outcome(const std::optional<Refusal> &refusal, const std::string &value)
+Reply Outcome(const std::optional<Refusal> &refusal, const Value &value)
 {
-    return refusal ? ErrorReply(refusal->status, refusal->error) : Reply{200, value, {}};
+    return refusal ? ErrorReply(refusal->status, refusal->error) : Reply{200, value.Json(), {}};
 }
 
 Reply WrongMethod(const std::string &allow)
@@ -15,34 +15,52 @@ Reply WrongMethod(const std::string &allow)
     return reply;
 }
 
-} // namespace
-
-Reply ErrorReply(unsigned int status, const std::string &error)
+Reply RespondSystem(const Request &request, Settings &settings)
 {
-    const nlohmann::json body{{"error", error}};
-    // A message may name a file, whose name need not be UTF-8.
-    return {status, body.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace), {}};
+    const Value &value = settings.Current().systemConfig;
+    if (request.method == "GET") {
+        return {200, value.Json(), {}};
+    }
+    return request.method == "PATCH" ? Outcome(settings.PatchSystem(request.body), value)
+                                     : WrongMethod("GET, PATCH");
 }
 
-Reply Respond(std::string_view method, std::string_view path, std::string_view body,
-              Settings &settings)
+Reply RespondDevices(const Request &request, Settings &settings)
 {
-    const Values &values = settings.Current();
-    if (path == "/api/v1/system") {
-        if (method == "GET") {
-            return {200, values.systemConfig, {}};
-        }
-        return method == "PATCH" ? Outcome(settings.PatchSystem(body), values.systemConfig)
-                                 : WrongMethod("GET, PATCH");
+    const Value &value = settings.Current().netDeviceList;
+    if (request.method == "GET") {
+        return {200, value.Json(), {}};
     }
-    if (path == "/api/v1/network/devices") {
-        if (method == "GET") {
-            return {200, values.netDeviceList, {}};
-        }
-        return method == "PUT" ? Outcome(settings.PutDevices(body), values.netDeviceList)
-                               : WrongMethod("GET, PUT");
+    return request.method == "PUT" ? Outcome(settings.PutDevices(request.body), value)
+                                   : WrongMethod("GET, PUT");
+}
+
+std::optional<Reply> RespondWatch(const Request &request, std::vector<Parameter> &parameters)
+{
+    if (request.method != "GET") {
+        return WrongMethod("GET");
     }
-    return path == kWatchPath ? WrongMethod("GET") : ErrorReply(404, "there is nothing here");
+    // The query's other value, the watcher's own name, is of no use here.
+    const auto fault = ReadParameters(QueryValue(request.query, "params"), parameters);
+    return fault ? std::optional<Reply>(ErrorReply(400, *fault)) : std::nullopt;
+}
+
+} // namespace
+
+std::optional<Reply> Respond(const Request &request, Settings &settings,
+                             std::vector<Parameter> &parameters)
+{
+    if (!request.isLocal) {
+        return ErrorReply(403, "Host must be 127.0.0.1 or localhost, and there must be no Origin");
+    }
+    if (request.path == "/api/v1/system") {
+        return RespondSystem(request, settings);
+    }
+    if (request.path == "/api/v1/network/devices") {
+        return RespondDevices(request, settings);
+    }
+    return request.path == "/api/v1/watch" ? RespondWatch(request, parameters)
+                                           : ErrorReply(404, "there is nothing here");
 }
 
 } // namespace configd

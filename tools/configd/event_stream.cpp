@@ -1,49 +1,73 @@
 #include "configd/event_stream.h"
 
-namespace configd {
+#include <algorithm>
+#include <utility>
 
-const std::string &Values::Of(Parameter parameter) const
+namespace configd {
+namespace {
+
+constexpr std::string_view kEnd = "\n\n";
+
+} // namespace
+
+Value::Value(Parameter parameter, const std::string &json)
 {
-    return parameter == Parameter::SystemConfig ? systemConfig : netDeviceList;
+    std::string event = "event: " + std::to_string(static_cast<int>(parameter)) + "\ndata: ";
+    mBegin = event.size();
+    event.reserve(event.size() + json.size() + kEnd.size());
+    event += json;
+    event += kEnd;
+    mEvent = std::make_shared<const std::string>(std::move(event));
 }
 
-std::string EventText(Parameter parameter, const std::string &json)
+std::string Value::Json() const
 {
-    return "event: " + std::to_string(static_cast<int>(parameter)) + "\ndata: " + json + "\n\n";
+    return mEvent->substr(mBegin, mEvent->size() - mBegin - kEnd.size());
+}
+
+const Value &Values::Of(Parameter parameter) const
+{
+    return parameter == Parameter::SystemConfig ? systemConfig : netDeviceList;
 }
 
 EventStream::EventStream(const std::vector<Parameter> &parameters)
 {
     for (const Parameter parameter : parameters) {
-        mWatched.push_back({parameter, std::nullopt});
+        mWatched.push_back({parameter, nullptr});
     }
 }
 
-std::size_t EventStream::Read(const Values &values, char *buffer, std::size_t size)
+std::string EventStream::Read(const Values &values, std::size_t size)
 {
-    if (mAt == mText.size()) {
-        Compose(values);
-    }
-    const std::size_t copied = mText.copy(buffer, size, mAt);
-    mAt += copied;
-    return copied;
-}
-
-void EventStream::Compose(const Values &values)
-{
-    mText.clear();
-    mAt = 0;
-    for (Watched &watched : mWatched) {
-        const std::string &value = values.Of(watched.parameter);
-        if (watched.sent != value) {
-            mText += EventText(watched.parameter, value);
-            watched.sent = value;
+    std::string read;
+    while (read.size() < size && (mText != nullptr || Begin(values))) {
+        const std::size_t length = std::min(size - read.size(), mText->size() - mAt);
+        read.append(*mText, mAt, length);
+        mAt += length;
+        if (mAt == mText->size()) {
+            mText = nullptr;
         }
     }
-    if (mText.empty() && mComment) {
-        mText = ":\n";
+    return read;
+}
+
+bool EventStream::Begin(const Values &values)
+{
+    static const auto comment = std::make_shared<const std::string>(":\n");
+    mAt = 0;
+    for (Watched &watched : mWatched) {
+        const Text &event = values.Of(watched.parameter).Event();
+        if (watched.sent == nullptr || (watched.sent != event && *watched.sent != *event)) {
+            watched.sent = event;
+            mText = event;
+            mComment = false;
+            return true;
+        }
     }
-    mComment = false;
+    if (std::exchange(mComment, false)) {
+        mText = comment;
+    }
+    return mText != nullptr;
 }
 
 } // namespace configd

@@ -2,24 +2,38 @@
 
 #include "configd/parameter.h"
 
+#include <memory>
+
 namespace configd {
 
-// The current value of each parameter, as JSON on one line.
-struct Values
+// A parameter's current value.
+class Value
 {
-    std::string systemConfig;
-    std::string netDeviceList;
+public:
+    Value(Parameter parameter, const std::string &json); // on one line
 
-    [[nodiscard]] const std::string &Of(Parameter parameter) const;
+    [[nodiscard]] std::string Json() const;
+    // Its event of a text/event-stream; all streams share the text.
+    [[nodiscard]] const std::shared_ptr<const std::string> &Event() const { return mEvent; }
+
+private:
+    std::shared_ptr<const std::string> mEvent;
+    std::size_t mBegin; // of the JSON in it
 };
 
-// An event of a text/event-stream.
-[[nodiscard]] std::string EventText(Parameter parameter, const std::string &json);
+// The current value of each parameter.
+struct Values
+{
+    Value systemConfig;
+    Value netDeviceList;
 
-// What one watcher has still to be sent: first the value of each parameter it
-// named, in that order, then each change. It remembers what was sent, not what
-// changed, so it stays as small for a watcher that does not read as for one
-// that does, and such a one gets the latest values when it reads on.
+    [[nodiscard]] const Value &Of(Parameter parameter) const;
+};
+
+// The text that one watcher has still to receive: first the value of each
+// parameter it named, in that order, then changes. A watcher that reads more slowly
+// than values change receives the newest value only. A stream keeps the texts that
+// it sent last, which it shares with other streams, and nothing else that grows.
 // Knows no socket; owned by one thread.
 class EventStream
 {
@@ -29,22 +43,25 @@ public:
     // Has a comment line sent, unless an event goes out anyway: the sign of life.
     void AddComment() { mComment = true; }
 
-    // Copies the next bytes to send, at most size of them; 0 when all was sent.
-    [[nodiscard]] std::size_t Read(const Values &values, char *buffer, std::size_t size);
+    // The next bytes to send, at most size of them; empty when all was sent.
+    [[nodiscard]] std::string Read(const Values &values, std::size_t size);
 
 private:
+    using Text = std::shared_ptr<const std::string>;
+
     struct Watched
     {
         Parameter parameter;
-        std::optional<std::string> sent; // the value sent last
+        Text sent; // the event sent last
     };
 
-    void Compose(const Values &values);
+    // Whether there is another text to send, which it makes the current one.
+    [[nodiscard]] bool Begin(const Values &values);
 
     std::vector<Watched> mWatched;
     bool mComment = false;
-    std::string mText;   // being sent
-    std::size_t mAt = 0; // how much of it was
+    Text mText;          // being sent
+    std::size_t mAt = 0; // how much of it was sent
 };
 
 } // namespace configd

@@ -1,81 +1,74 @@
 #pragma once
 
 #include "configd/api.h"
+#include "configd/client.h"
 
-#include <chrono>
 #include <list>
-#include <memory>
-#include <microhttpd.h>
 
 namespace configd {
 
-// A stream says something at least this often; clients count on 15 s.
-constexpr std::chrono::seconds kCommentPeriod{10};
+// Streams over this number get status 503. Requests have places of their own:
+// when all are taken, further connections wait until one is free.
+constexpr std::size_t kMostStreams = 64;
+constexpr std::size_t kMostRequests = 128;
 
-// More watchers than this get status 503.
-constexpr std::size_t kMostWatchers = 64;
+struct Periods
+{
+    std::chrono::milliseconds patience{10000}; // see Client
+    std::chrono::milliseconds comment{10000};  // of comments on streams; clients count on 15 s
+};
 
-// HttpServer answers requests on the loopback, and feeds the streams of events.
-// It has no thread: its owner's loop waits for Number() at most WaitMs(), and
-// then calls Run(), which never waits. Nothing that a client sends or leaves
-// undone makes it throw, block or grow without bound.
+// HttpServer answers requests, and feeds the streams of events. It has no thread:
+// its owner's loop waits for Number() at most WaitMs(), and then calls Run(). Run
+// does not wait, except for the medium when a request changes a file. Whatever
+// clients do, their number, memory and time are bounded.
 class HttpServer
 {
 public:
-    // Listens on 127.0.0.1 and a port. Throws std::system_error when it cannot.
-    // REQUIRES: settings outlives the server.
-    HttpServer(Settings &settings, std::uint16_t port,
-               std::chrono::milliseconds commentPeriod = kCommentPeriod);
-    ~HttpServer(); // ends every connection
-    HttpServer(const HttpServer &) = delete;
-    HttpServer &operator=(const HttpServer &) = delete;
+    // Throws std::system_error when the system refuses what it needs; so does Run.
+    // REQUIRES: socket listens and does not block; settings outlives the server.
+    HttpServer(Settings &settings, Descriptor socket, const Periods &periods = {});
 
     // A descriptor that is readable when there is something to do.
-    [[nodiscard]] int Number() const;
+    [[nodiscard]] int Number() const { return mEpoll.Number(); }
     // How long to wait for it at most, in milliseconds; -1: for ever.
     [[nodiscard]] int WaitMs() const;
     // Does what there is to do. To be called after a change of the settings, too.
     void Run();
 
 private:
-    using Clock = std::chrono::steady_clock;
+    using Clock = Client::Clock;
 
-    struct Watcher
+    struct Place
     {
-        HttpServer &server;
-        MHD_Connection *connection;
-        EventStream stream;
-        bool suspended = false; // has been sent everything
+        Place(Descriptor socket, Clock::duration patience)
+            : client(std::move(socket), patience), awaited(client.Events())
+        {
+        }
+
+        Client client;
+        std::uint32_t awaited; // the events that epoll reports
+        bool isOver = false;   // the connection has ended
     };
 
-    struct Stop
-    {
-        void operator()(MHD_Daemon *daemon) const { MHD_stop_daemon(daemon); }
-    };
+    void Accept();
+    void Serve(Place &place, std::uint32_t events);
+    void Advance(Place &place);
+    void Answer(Client &client, const Request &request);
+    void FeedStreams();
+    void DropLate();
+    void WatchListener();
 
-    // What libmicrohttpd calls.
-    static MHD_Result OnRequest(void *server, MHD_Connection *connection, const char *url,
-                                const char *method, const char *version, const char *data,
-                                size_t *size, void **request);
-    static void OnCompleted(void *server, MHD_Connection *connection, void **request,
-                            MHD_RequestTerminationCode code);
-    static ssize_t OnStreamRead(void *watcher, std::uint64_t position, char *buffer, size_t size);
-    static void OnStreamEnd(void *watcher);
-
-    MHD_Result Answer(MHD_Connection *connection, const char *url, const char *method,
-                      const std::string &body);
-    MHD_Result AnswerWatch(MHD_Connection *connection);
-    MHD_Result OpenStream(MHD_Connection *connection, const std::vector<Parameter> &parameters);
-    void Comment();
-    void WakeWatchers();
+    [[nodiscard]] std::size_t Streams() const;
+    [[nodiscard]] bool HasPlace() const; // for a request
 
     Settings &mSettings;
-    const Clock::duration mCommentPeriod;
+    const Periods mPeriods;
+    const Descriptor mListener;
+    const Descriptor mEpoll;
+    bool mListens = true;
     Clock::time_point mNextComment;
-    unsigned int mSeen;    // the revision of the settings that the watchers were woken for
-    bool mResumed = false; // watchers were; the library does not say so by Number()
-    std::list<Watcher> mWatchers;
-    std::unique_ptr<MHD_Daemon, Stop> mDaemon; // the last, for it ends the watchers
+    std::list<Place> mPlaces;
 };
 
 } // namespace configd

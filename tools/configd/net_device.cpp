@@ -1,12 +1,17 @@
 #include "configd/net_device.h"
 
+#include "configd/name.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
+#include <cstring>
 #include <utility>
 
 namespace configd {
 namespace {
+
+using Kind = JsonValue::Kind;
 
 constexpr std::array<std::pair<SetupState, const char *>, 4> kStateNames{{
     {SetupState::Idle, "Idle"},
@@ -20,103 +25,161 @@ std::string StateName(SetupState state)
     return kStateNames.at(static_cast<std::size_t>(state)).second;
 }
 
+std::optional<Fault> TakeName(const JsonValue &value, NetDevice &device)
+{
+    if (value.kind != Kind::Text || !IsName(value.text)) {
+        return std::string("must be ") + kNameRule;
+    }
+    device.name = value.text;
+    return std::nullopt;
+}
+
 bool IsAddress(const std::string &text)
 {
     in_addr address{};
-    return inet_pton(AF_INET, text.c_str(), &address) == 1;
+    return std::strlen(text.c_str()) == text.size() &&
+           inet_pton(AF_INET, text.c_str(), &address) == 1;
 }
 
-std::optional<Fault> ReadAddress(const JsonDocument &document, const std::string &path,
-                                 std::string &address)
+std::optional<Fault> TakeAddress(const JsonValue &value, NetDevice &device)
 {
-    if (auto fault = document.ReadText(path, address)) {
-        return fault;
+    std::string address(value.text);
+    if (value.kind != Kind::Text || (!address.empty() && !IsAddress(address))) {
+        return "must be an IPv4 address or empty";
     }
-    if (!address.empty() && !IsAddress(address)) {
-        return document.FaultAt(path, "address must be an IPv4 address or empty");
-    }
+    device.address = std::move(address);
     return std::nullopt;
 }
 
-std::optional<Fault> ReadState(const JsonDocument &document, const std::string &path,
-                               SetupState &state)
+std::optional<Fault> TakeState(const JsonValue &value, NetDevice &device)
 {
-    std::string name;
-    if (auto fault = document.ReadText(path, name)) {
-        return fault;
-    }
     const auto *found = std::find_if(kStateNames.begin(), kStateNames.end(),
-                                     [&name](const auto &row) { return row.second == name; });
+                                     [&](const auto &row) { return row.second == value.text; });
     if (found == kStateNames.end()) {
-        return document.FaultAt(path,
-                                "interfaceSetupState must be Idle, Preparing, Complete or Failed");
+        return "must be Idle, Preparing, Complete or Failed";
     }
-    state = found->first;
+    device.state = found->first;
     return std::nullopt;
 }
 
-std::optional<Fault> ReadNetDevice(const JsonDocument &document, const std::string &path,
-                                   NetDevice &device)
+std::optional<Fault> TakeConnected(const JsonValue &value, NetDevice &device)
 {
-    const std::string params = path + "/activeParams";
-    const std::string status = path + "/status";
-    if (auto fault = document.ExpectMembers(path, {"name", "activeParams", "status"})) {
-        return fault;
-    }
-    if (auto fault = document.ExpectMembers(params, {"address"})) {
-        return fault;
-    }
-    if (auto fault = document.ExpectMembers(status, {"interfaceSetupState", "connected"})) {
-        return fault;
-    }
-    if (auto fault = document.ReadText(path + "/name", device.name)) {
-        return fault;
-    }
-    if (auto fault = ReadAddress(document, params + "/address", device.address)) {
-        return fault;
-    }
-    if (auto fault = ReadState(document, status + "/interfaceSetupState", device.state)) {
-        return fault;
-    }
-    return document.ReadBool(status + "/connected", device.connected);
+    device.connected = value.flag;
+    return ExpectKind(value, Kind::Flag);
 }
 
-nlohmann::ordered_json Json(const NetDevice &device)
+// The members that have to be there, by their path in the device.
+struct Member
 {
-    return {{"name", device.name},
-            {"activeParams", {{"address", device.address}}},
-            {"status",
-             {{"interfaceSetupState", StateName(device.state)}, {"connected", device.connected}}}};
+    const char *path;
+    std::optional<Fault> (*take)(const JsonValue &value, NetDevice &device);
+};
+constexpr std::array<Member, 4> kMembers{{{"/name", TakeName},
+                                          {"/activeParams/address", TakeAddress},
+                                          {"/status/interfaceSetupState", TakeState},
+                                          {"/status/connected", TakeConnected}}};
+
+// A list as far as it has been read.
+struct List
+{
+    std::vector<NetDevice> devices;
+    std::array<bool, kMembers.size()> has{}; // the last device, of kMembers
+
+    std::optional<Fault> Take(const std::string &path, const JsonValue &value)
+    {
+        if (path.empty()) {
+            return ExpectKind(value, Kind::Array);
+        }
+        const std::size_t slash = path.find('/', 1);
+        if (slash == std::string::npos) {
+            return value.kind == Kind::ObjectEnd ? FindMissing() : TakeDevice(value);
+        }
+        return value.kind == Kind::ObjectEnd
+                   ? std::nullopt
+                   : TakeMember(std::string_view(path).substr(slash), value);
+    }
+
+    std::optional<Fault> TakeDevice(const JsonValue &value)
+    {
+        devices.emplace_back();
+        has = {};
+        return ExpectKind(value, Kind::Object);
+    }
+
+    std::optional<Fault> TakeMember(std::string_view path, const JsonValue &value)
+    {
+        if (path == "/activeParams" || path == "/status") {
+            return ExpectKind(value, Kind::Object);
+        }
+        for (std::size_t i = 0; i < kMembers.size(); ++i) {
+            if (path == kMembers.at(i).path) {
+                has.at(i) = true;
+                return kMembers.at(i).take(value, devices.back());
+            }
+        }
+        return "unknown member";
+    }
+
+    [[nodiscard]] std::optional<Fault> FindMissing() const
+    {
+        const auto *missing = std::find(has.begin(), has.end(), false);
+        if (missing == has.end()) {
+            return std::nullopt;
+        }
+        const auto index = static_cast<std::size_t>(missing - has.begin());
+        return std::string(kMembers.at(index).path + 1) + " is missing";
+    }
+};
+
+std::string Text(const NetDevice &device)
+{
+    return "{\"name\":" + JsonString(device.name) +
+           ",\"activeParams\":{\"address\":" + JsonString(device.address) +
+           "},\"status\":{\"interfaceSetupState\":" + JsonString(StateName(device.state)) +
+           ",\"connected\":" + (device.connected ? "true" : "false") + "}}";
+}
+
+// The list's text, with something before the first device, between devices, and
+// after the last one.
+std::string ListText(const std::vector<NetDevice> &devices, const std::string &before,
+                     const std::string &between, const std::string &after)
+{
+    constexpr std::size_t kAround = 128; // a device's text without its name
+    std::size_t size = before.size() + after.size();
+    for (const NetDevice &device : devices) {
+        size += device.name.size() + kAround;
+    }
+    std::string text = before;
+    text.reserve(size); // growing would need three times as much
+    for (const NetDevice &device : devices) {
+        text += (&device == &devices.front() ? "" : between) + Text(device);
+    }
+    text += after;
+    return text;
 }
 
 } // namespace
 
 std::optional<Fault> ReadNetDevices(std::string_view text, std::vector<NetDevice> &devices)
 {
-    const JsonDocument document(text);
-    if (document.Malformed()) {
-        return document.Malformed();
+    List list;
+    auto fault = ReadJson(text, [&list](const std::string &path, const JsonValue &value) {
+        return list.Take(path, value);
+    });
+    if (!fault) {
+        devices = std::move(list.devices);
     }
-    if (auto fault = document.ExpectArray("")) {
-        return fault;
-    }
-    std::vector<NetDevice> read(document.Root().size());
-    for (std::size_t i = 0; i < read.size(); ++i) {
-        if (auto fault = ReadNetDevice(document, '/' + std::to_string(i), read[i])) {
-            return fault;
-        }
-    }
-    devices = std::move(read);
-    return std::nullopt;
+    return fault;
 }
 
 std::string NetDevicesText(const std::vector<NetDevice> &devices)
 {
-    auto list = nlohmann::ordered_json::array();
-    for (const NetDevice &device : devices) {
-        list.push_back(Json(device));
-    }
-    return list.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return ListText(devices, "[", ",", "]");
+}
+
+std::string StoredNetDevicesText(const std::vector<NetDevice> &devices)
+{
+    return devices.empty() ? "[]\n" : ListText(devices, "[\n    ", ",\n    ", "\n]\n");
 }
 
 } // namespace configd

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "configd/json_document.h"
+#include "configd/json_reader.h"
 
 #include <vector>
 
@@ -11,7 +11,7 @@ enum class SetupState { Idle, Preparing, Complete, Failed };
 
 struct NetDevice
 {
-    std::string name;
+    std::string name;    // kept by hand: meets kNameRule; the kernel's: any bytes
     std::string address; // IPv4 in dotted quads; empty: none
     SetupState state = SetupState::Idle;
     bool connected = false; // the link is there
@@ -22,7 +22,9 @@ struct NetDevice
 [[nodiscard]] std::optional<Fault> ReadNetDevices(std::string_view text,
                                                   std::vector<NetDevice> &devices);
 
-// The list as JSON on one line. A name that is no UTF-8 gets U+FFFD in its place.
+// The list as JSON: on one line for clients, or with one line for each device
+// for the file. A name that is no UTF-8 gets U+FFFD in its place.
 [[nodiscard]] std::string NetDevicesText(const std::vector<NetDevice> &devices);
+[[nodiscard]] std::string StoredNetDevicesText(const std::vector<NetDevice> &devices);
 
 } // namespace configd

@@ -1,5 +1,7 @@
 #include "configd/options.h"
 
+#include "configd/exit_status.h"
+
 #include <array>
 #include <charconv>
 #include <getopt.h>
@@ -9,8 +11,6 @@
 
 namespace configd {
 namespace {
-
-constexpr int kWrongUsage = 2;
 
 constexpr const char *kUsage =
     "usage: beacon-configd [--state FILE] [--devices FILE] [--interface NAME] [--port N]\n"

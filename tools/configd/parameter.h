@@ -1,6 +1,6 @@
 #pragma once
 
-#include "configd/json_document.h"
+#include "configd/json_reader.h"
 
 #include <vector>
 

@@ -1,8 +1,9 @@
 #include "configd/program.h"
 
-#include "configd/descriptor.h"
+#include "configd/exit_status.h"
 #include "configd/http_server.h"
 #include "configd/interface_watch.h"
+#include "configd/listening_socket.h"
 #include "configd/options.h"
 
 #include <array>
@@ -65,8 +66,10 @@ void RunService(const Options &options)
         watch.emplace(options.interface);
         Follow(*watch, settings);
     }
-    HttpServer server(settings, options.port);
-    std::cout << "beacon-configd: listening on 127.0.0.1:" << options.port << std::endl;
+    Descriptor socket = OpenListeningSocket(options.port);
+    const std::uint16_t port = PortOf(socket);
+    HttpServer server(settings, std::move(socket));
+    std::cout << "beacon-configd: listening on 127.0.0.1:" << port << std::endl;
     Serve(end.Number(), server, watch, settings);
 }
 
@@ -81,9 +84,12 @@ try {
     std::signal(SIGPIPE, SIG_IGN); // a client that left shows in the result of the write
     RunService(options);
     return 0;
+} catch (const Failure &failure) {
+    std::cerr << "beacon-configd: " << failure.what() << '\n';
+    return failure.Status();
 } catch (const std::exception &error) {
     std::cerr << "beacon-configd: " << error.what() << '\n';
-    return 1;
+    return kTransient;
 }
 
 } // namespace configd

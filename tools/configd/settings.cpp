@@ -1,21 +1,19 @@
 #include "configd/settings.h"
 
-#include "configd/stored_file.h"
-#include "configd/system_config.h"
+#include "configd/exit_status.h"
 
 #include <array>
-#include <stdexcept>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
 namespace configd {
 namespace {
 
-constexpr int kIndent = 4; // the files are meant to be read and edited by hand
-
 // The statuses of HTTP that a refusal has.
 constexpr unsigned int kBadRequest = 400;
 constexpr unsigned int kConflict = 409;
+constexpr unsigned int kContentTooLarge = 413;
 constexpr unsigned int kInternalServerError = 500;
 
 std::string OwnHostName()
@@ -25,87 +23,100 @@ std::string OwnHostName()
     return name.data();
 }
 
-void ThrowIf(const std::optional<Fault> &fault, const std::string &file)
+void ThrowIf(const std::optional<Fault> &fault, const StoredFile &file)
 {
     if (fault) {
-        throw std::runtime_error(file + ": " + *fault);
+        throw Failure(kDamagedFile, file.Name() + ": " + *fault);
     }
 }
 
-nlohmann::json LoadSystem(const std::string &file)
+SystemConfig LoadSystem(const StoredFile &file)
 {
-    const auto text = ReadStoredFile(file);
-    if (!text) {
+    if (!file.Text()) {
         return FactorySystemConfig(OwnHostName());
     }
-    nlohmann::json system;
-    ThrowIf(ReadSystemConfig(*text, system), file);
+    SystemConfig system;
+    ThrowIf(ReadSystemConfig(*file.Text(), system), file);
     return system;
 }
 
-std::vector<NetDevice> LoadDevices(const std::string &file)
+std::vector<NetDevice> LoadDevices(const std::optional<StoredFile> &file)
 {
     std::vector<NetDevice> devices;
-    const auto text = file.empty() ? std::nullopt : ReadStoredFile(file);
-    if (text) {
-        ThrowIf(ReadNetDevices(*text, devices), file);
+    if (file && file->Text()) {
+        ThrowIf(ReadNetDevices(*file->Text(), devices), *file);
     }
     return devices;
+}
+
+std::optional<Refusal> Store(StoredFile &file, std::string text)
+try {
+    if (text.size() > kLargestText) {
+        return Refusal{kContentTooLarge, "stored, it would have more than " +
+                                             std::to_string(kLargestText) + " bytes"};
+    }
+    if (file.IsEdited()) {
+        return Refusal{kConflict, file.Name() + " was edited by hand; restart "
+                                                "beacon-configd to take the edit over"};
+    }
+    file.Replace(std::move(text));
+    return std::nullopt;
+} catch (const std::system_error &error) {
+    return Refusal{kInternalServerError, error.what()};
 }
 
 } // namespace
 
 Settings::Settings(std::string stateFile, std::string devicesFile)
     : mStateFile(std::move(stateFile)),
-      mDevicesFile(std::move(devicesFile)),
+      mDevicesFile(devicesFile.empty() ? std::nullopt
+                                       : std::optional<StoredFile>(std::move(devicesFile))),
       mSystem(LoadSystem(mStateFile)),
-      mValues{mSystem.dump(), NetDevicesText(LoadDevices(mDevicesFile))}
+      mValues{{Parameter::SystemConfig, SystemConfigText(mSystem)},
+              {Parameter::NetDeviceList, NetDevicesText(LoadDevices(mDevicesFile))}}
 {
 }
 
 std::optional<Refusal> Settings::PatchSystem(std::string_view patch)
 {
-    nlohmann::json system = mSystem;
+    SystemConfig system = mSystem;
     if (auto fault = PatchSystemConfig(patch, system)) {
         return Refusal{kBadRequest, *fault};
     }
-    if (auto fault = ReplaceStoredFile(mStateFile, system.dump(kIndent) + '\n')) {
-        return Refusal{kInternalServerError, *fault};
+    if (system == mSystem) {
+        return std::nullopt;
+    }
+    if (auto refusal = Store(mStateFile, StoredSystemConfigText(system))) {
+        return refusal;
     }
     mSystem = std::move(system);
-    Change(mValues.systemConfig, mSystem.dump());
+    mValues.systemConfig = Value(Parameter::SystemConfig, SystemConfigText(mSystem));
     return std::nullopt;
 }
 
 std::optional<Refusal> Settings::PutDevices(std::string_view list)
 {
-    if (!HasHandKeptDevices()) {
+    if (!mDevicesFile) {
         return Refusal{kConflict, "the network devices follow the kernel's own"};
     }
     std::vector<NetDevice> devices;
     if (auto fault = ReadNetDevices(list, devices)) {
         return Refusal{kBadRequest, *fault};
     }
-    std::string text = NetDevicesText(devices);
-    const std::string pretty = nlohmann::ordered_json::parse(text).dump(kIndent) + '\n';
-    if (auto fault = ReplaceStoredFile(mDevicesFile, pretty)) {
-        return Refusal{kInternalServerError, *fault};
+    const Value value(Parameter::NetDeviceList, NetDevicesText(devices));
+    if (*value.Event() == *mValues.netDeviceList.Event()) {
+        return std::nullopt;
     }
-    Change(mValues.netDeviceList, std::move(text));
+    if (auto refusal = Store(*mDevicesFile, StoredNetDevicesText(devices))) {
+        return refusal;
+    }
+    mValues.netDeviceList = value;
     return std::nullopt;
 }
 
 void Settings::FollowDevices(const std::vector<NetDevice> &devices)
 {
-    Change(mValues.netDeviceList, NetDevicesText(devices));
-}
-
-void Settings::Change(std::string &value, std::string text)
-{
-    if (value != text) {
-        value = std::move(text);
-        ++mRevision;
-    }
+    mValues.netDeviceList = Value(Parameter::NetDeviceList, NetDevicesText(devices));
 }
 
 } // namespace configd

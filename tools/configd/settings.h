@@ -2,6 +2,8 @@
 
 #include "configd/event_stream.h"
 #include "configd/net_device.h"
+#include "configd/stored_file.h"
+#include "configd/system_config.h"
 
 namespace configd {
 
@@ -12,27 +14,26 @@ struct Refusal
     std::string error;
 };
 
-// Settings holds what the service serves, and keeps its files. A value changes
-// only after it was stored, so that nobody is told of what a restart would take
-// back. Owned by one thread.
+// Settings holds what the service serves, and keeps its files. What clients set
+// is stored first and served then, so a restart takes nothing back. Owned by one
+// thread, which waits for the medium.
 class Settings
 {
 public:
     // Reads the files; without a state file the device has its factory settings,
     // without a file of devices there are none. An empty devicesFile means that
-    // the devices are not hand-kept. Throws std::runtime_error for a file that
-    // cannot be read or holds anything else than it should: starting anyway would
-    // end in overwriting what somebody meant to keep.
+    // the devices are not hand-kept. Throws Failure with kDamagedFile for a file
+    // that holds anything else than it should: the service never overwrites it.
+    // Throws std::system_error for one that cannot be read.
     Settings(std::string stateFile, std::string devicesFile);
 
     [[nodiscard]] const Values &Current() const { return mValues; }
-    [[nodiscard]] bool HasHandKeptDevices() const { return !mDevicesFile.empty(); }
-
-    // Grows with every change of Current().
-    [[nodiscard]] unsigned int Revision() const { return mRevision; }
+    [[nodiscard]] bool HasHandKeptDevices() const { return mDevicesFile.has_value(); }
 
     // A client's JSON Merge Patch of the system configuration, and its new list
-    // of devices. A refusal leaves everything as it was.
+    // of devices. A refusal leaves everything as it was; a request that changes
+    // nothing writes nothing. Refuses with 409 where the file on the medium is
+    // not as this object read or wrote it: somebody edited it.
     [[nodiscard]] std::optional<Refusal> PatchSystem(std::string_view patch);
     [[nodiscard]] std::optional<Refusal> PutDevices(std::string_view list);
 
@@ -40,13 +41,10 @@ public:
     void FollowDevices(const std::vector<NetDevice> &devices);
 
 private:
-    void Change(std::string &value, std::string text);
-
-    const std::string mStateFile;
-    const std::string mDevicesFile;
-    nlohmann::json mSystem;
+    StoredFile mStateFile;
+    std::optional<StoredFile> mDevicesFile;
+    SystemConfig mSystem;
     Values mValues;
-    unsigned int mRevision = 0;
 };
 
 } // namespace configd

@@ -1,27 +1,58 @@
 #include "configd/stored_file.h"
 
 #include "configd/descriptor.h"
+#include "configd/exit_status.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
-#include <stdexcept>
+#include <functional>
 #include <system_error>
 
 namespace configd {
 namespace {
 
-std::string Because(const std::string &what, int error)
+[[noreturn]] void Throw(int error, const std::string &what)
 {
-    return what + ": " + std::generic_category().message(error);
+    throw std::system_error(error, std::generic_category(), what);
 }
 
-void Require(bool readable, const std::string &name, int error)
+// Hands a file's text over in pieces, until one is refused. False without a file.
+bool ReadPieces(const std::string &name, const std::function<bool(std::string_view)> &take)
 {
-    if (!readable) {
-        throw std::runtime_error(Because("cannot read " + name, error));
+    const Descriptor file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.Number() < 0) {
+        if (errno == ENOENT) {
+            return false;
+        }
+        Throw(errno, "cannot read " + name);
     }
+    std::array<char, 4096> buffer{};
+    while (true) {
+        const ssize_t got = read(file.Number(), buffer.data(), buffer.size());
+        if (got < 0 && errno != EINTR) {
+            Throw(errno, "cannot read " + name);
+        }
+        if (got == 0 || (got > 0 && !take({buffer.data(), static_cast<std::size_t>(got)}))) {
+            return true;
+        }
+    }
+}
+
+std::optional<std::string> Read(const std::string &name)
+{
+    std::string text;
+    const bool exists = ReadPieces(name, [&text](std::string_view piece) {
+        text += piece;
+        return text.size() <= kLargestText;
+    });
+    if (text.size() > kLargestText) {
+        throw Failure(kDamagedFile,
+                      name + ": more than " + std::to_string(kLargestText) + " bytes");
+    }
+    return exists ? std::optional<std::string>(std::move(text)) : std::nullopt;
 }
 
 bool WriteAll(int descriptor, std::string_view text)
@@ -57,37 +88,30 @@ void SynchroniseFolder(const std::string &name)
 
 } // namespace
 
-std::optional<std::string> ReadStoredFile(const std::string &name)
+StoredFile::StoredFile(std::string name) : mName(std::move(name)), mText(Read(mName)) {}
+
+bool StoredFile::IsEdited() const
 {
-    const Descriptor file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
-    if (file.Number() < 0) {
-        Require(errno == ENOENT, name, errno);
-        return std::nullopt;
-    }
-    std::string text;
-    std::array<char, 4096> buffer{};
-    ssize_t got = 0;
-    while ((got = read(file.Number(), buffer.data(), buffer.size())) != 0) {
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        Require(got > 0, name, errno);
-        text.append(buffer.data(), static_cast<std::size_t>(got));
-        Require(text.size() <= kLargestText, name, EFBIG);
-    }
-    return text;
+    std::string_view left = mText ? std::string_view(*mText) : std::string_view();
+    bool differs = false;
+    const bool exists = ReadPieces(mName, [&](std::string_view piece) {
+        differs = left.substr(0, piece.size()) != piece;
+        left.remove_prefix(std::min(piece.size(), left.size()));
+        return !differs;
+    });
+    return exists != mText.has_value() || differs || !left.empty();
 }
 
-std::optional<std::string> ReplaceStoredFile(const std::string &name, std::string_view text)
+void StoredFile::Replace(std::string text)
 {
-    const std::string fresh = name + ".new";
-    if (!WriteSynchronised(fresh, text) || std::rename(fresh.c_str(), name.c_str()) != 0) {
+    const std::string fresh = mName + ".new";
+    if (!WriteSynchronised(fresh, text) || std::rename(fresh.c_str(), mName.c_str()) != 0) {
         const int error = errno;
         unlink(fresh.c_str());
-        return Because("cannot write " + name, error);
+        Throw(error, "cannot write " + mName);
     }
-    SynchroniseFolder(name);
-    return std::nullopt;
+    SynchroniseFolder(mName);
+    mText = std::move(text);
 }
 
 } // namespace configd

@@ -4,21 +4,38 @@
 #include <string>
 #include <string_view>
 
-// Small files that must survive a power cut whole. Owned by one thread.
 namespace configd {
 
 // No text kept in a file or sent by a client is longer, in bytes.
 constexpr std::size_t kLargestText = 65536;
 
-// A file's text, nothing when there is no such file. Throws std::runtime_error,
-// "cannot read FILE: reason", when there is one that cannot be read or is longer
-// than kLargestText.
-[[nodiscard]] std::optional<std::string> ReadStoredFile(const std::string &name);
+// StoredFile is a small file that must survive a power cut whole, and that
+// somebody may edit by hand. Owned by one thread.
+class StoredFile
+{
+public:
+    // Reads the file. Throws std::system_error, "cannot read FILE: reason", when
+    // there is one that cannot be read, and Failure with kDamagedFile when it is
+    // longer than kLargestText.
+    explicit StoredFile(std::string name);
 
-// Replaces a file in one step: whoever looks, and whoever looks after a power
-// cut, finds the old text or the new one. Goes through FILE.new in the same
-// folder; on a fault, "cannot write FILE: reason", the file is as it was.
-[[nodiscard]] std::optional<std::string> ReplaceStoredFile(const std::string &name,
-                                                           std::string_view text);
+    [[nodiscard]] const std::string &Name() const { return mName; }
+    // The text as last read or written here; nothing without a file.
+    [[nodiscard]] const std::optional<std::string> &Text() const { return mText; }
+
+    // Whether the file on the medium holds another text than Text(). Throws as
+    // the constructor does when it cannot be read.
+    [[nodiscard]] bool IsEdited() const;
+
+    // Replaces the file in one step: whoever looks, and whoever looks after a
+    // power cut, finds the old text or the new one. Goes through FILE.new in the
+    // same folder. Throws std::system_error, "cannot write FILE: reason", and
+    // then the file is as it was. REQUIRES: text has at most kLargestText bytes.
+    void Replace(std::string text);
+
+private:
+    std::string mName;
+    std::optional<std::string> mText;
+};
 
 } // namespace configd

@@ -1,72 +1,111 @@
 #include "configd/system_config.h"
 
+#include "configd/name.h"
+
+#include <nlohmann/json.hpp>
+
 namespace configd {
 namespace {
 
-using nlohmann::json;
-
-constexpr const char *kHostName = "hostName";
-constexpr const char *kSsdpEnable = "ssdpEnable";
+using Kind = JsonValue::Kind;
 
 enum class Null { Refused, Removes };
 
-std::optional<Fault> Check(const JsonDocument &document, Null null)
+std::optional<Fault> TakeHostName(const JsonValue &value, std::optional<std::string> &hostName)
 {
-    if (auto fault = document.ExpectNoOther("", {kHostName, kSsdpEnable})) {
-        return fault;
+    if (value.kind != Kind::Text || !IsName(value.text)) {
+        return std::string("must be ") + kNameRule;
     }
-    for (const auto &member : document.Root().items()) {
-        if (member.value().is_null() && null == Null::Removes) {
-            continue;
-        }
-        std::string text;
-        bool flag = false;
-        auto fault = member.key() == kHostName ? document.ReadText("/" + member.key(), text)
-                                               : document.ReadBool("/" + member.key(), flag);
-        if (fault) {
-            return fault;
-        }
-    }
+    hostName = value.text;
     return std::nullopt;
+}
+
+std::optional<Fault> TakeFlag(const JsonValue &value, std::optional<bool> &flag)
+{
+    flag = value.flag;
+    return ExpectKind(value, Kind::Flag);
+}
+
+template <typename Member>
+std::optional<Fault> Remove(std::optional<Member> &member)
+{
+    member.reset();
+    return std::nullopt;
+}
+
+std::optional<Fault> Merge(std::string_view text, Null null, SystemConfig &config)
+{
+    SystemConfig merged = config;
+    auto fault = ReadJson(text, [&](const std::string &path, const JsonValue &value) {
+        const bool removes = value.kind == Kind::Null && null == Null::Removes;
+        if (value.kind == Kind::ObjectEnd) {
+            return std::optional<Fault>();
+        }
+        if (path.empty()) {
+            return ExpectKind(value, Kind::Object);
+        }
+        if (path == "/hostName") {
+            return removes ? Remove(merged.hostName) : TakeHostName(value, merged.hostName);
+        }
+        if (path == "/ssdpEnable") {
+            return removes ? Remove(merged.ssdpEnable) : TakeFlag(value, merged.ssdpEnable);
+        }
+        return std::optional<Fault>("unknown member");
+    });
+    if (!fault) {
+        config = std::move(merged);
+    }
+    return fault;
+}
+
+nlohmann::json Json(const SystemConfig &config)
+{
+    auto object = nlohmann::json::object();
+    if (config.hostName) {
+        object["hostName"] = *config.hostName;
+    }
+    if (config.ssdpEnable) {
+        object["ssdpEnable"] = *config.ssdpEnable;
+    }
+    return object;
 }
 
 } // namespace
 
-std::optional<Fault> ReadSystemConfig(std::string_view text, json &config)
+std::optional<Fault> ReadSystemConfig(std::string_view text, SystemConfig &config)
 {
-    const JsonDocument document(text);
-    if (document.Malformed()) {
-        return document.Malformed();
+    SystemConfig read;
+    auto fault = Merge(text, Null::Refused, read);
+    if (!fault) {
+        config = std::move(read);
     }
-    if (auto fault = Check(document, Null::Refused)) {
-        return fault;
-    }
-    config = document.Root();
-    return std::nullopt;
+    return fault;
 }
 
-std::optional<Fault> PatchSystemConfig(std::string_view patch, json &config)
+std::optional<Fault> PatchSystemConfig(std::string_view patch, SystemConfig &config)
 {
-    const JsonDocument document(patch);
-    if (document.Malformed()) {
-        return document.Malformed();
-    }
-    if (auto fault = Check(document, Null::Removes)) {
-        return fault;
-    }
-    config.merge_patch(document.Root());
-    return std::nullopt;
+    return Merge(patch, Null::Removes, config);
 }
 
-json FactorySystemConfig(const std::string &hostName)
+SystemConfig FactorySystemConfig(const std::string &hostName)
 {
-    const json factory{{kHostName, hostName}, {kSsdpEnable, true}};
-    // Through the text, so that the name meets the conditions of any other one.
-    json config{{kSsdpEnable, true}};
-    const auto fault =
-        ReadSystemConfig(factory.dump(-1, ' ', false, json::error_handler_t::replace), config);
+    SystemConfig config;
+    config.ssdpEnable = true;
+    // Through JSON, since the system's name need not be UTF-8.
+    const auto fault = PatchSystemConfig("{\"hostName\":" + JsonString(hostName) + '}', config);
     static_cast<void>(fault); // then the name stays away
     return config;
+}
+
+std::string SystemConfigText(const SystemConfig &config)
+{
+    return Json(config).dump();
+}
+
+std::string StoredSystemConfigText(const SystemConfig &config)
+{
+    constexpr int kIndent = 4; // the file is meant to be read and edited by hand
+    return Json(config).dump(kIndent) + '\n';
 }
 
 } // namespace configd

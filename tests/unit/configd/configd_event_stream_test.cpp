@@ -1,6 +1,5 @@
 #include "configd/event_stream.h"
 
-#include <array>
 #include <gmock/gmock.h>
 
 namespace configd {
@@ -10,18 +9,29 @@ using testing::ElementsAre;
 using testing::Eq;
 using testing::Optional;
 
-// All that a stream has to send, taken size bytes at a time.
+// All that a stream has to send, taken at most size bytes at a time.
 std::string Drain(EventStream &stream, const Values &values, std::size_t size = 4096)
 {
     std::string all;
-    std::string buffer(size, '\0');
-    while (const std::size_t got = stream.Read(values, buffer.data(), size)) {
-        all.append(buffer, 0, got);
+    for (std::string piece = stream.Read(values, size); !piece.empty();
+         piece = stream.Read(values, size)) {
+        EXPECT_LE(piece.size(), size);
+        all += piece;
     }
     return all;
 }
 
-const Values kValues{R"({"hostName":"alpha"})", "[]"};
+Value System(const std::string &json)
+{
+    return {Parameter::SystemConfig, json};
+}
+
+Value Devices(const std::string &json)
+{
+    return {Parameter::NetDeviceList, json};
+}
+
+const Values kValues{System(R"({"hostName":"alpha"})"), Devices("[]")};
 
 TEST(Parameters, AreReadInTheOrderNamed)
 {
@@ -59,10 +69,11 @@ TEST(Parameters, MustBeNamed)
     EXPECT_THAT(ReadParameters("", read), Optional(Eq("params names no parameter")));
 }
 
-TEST(EventText, IsTheNumberTheDataAndAnEmptyLine)
+TEST(Value, HasAnEventOfTheNumberTheDataAndAnEmptyLine)
 {
-    EXPECT_EQ(EventText(Parameter::SystemConfig, "{}"), "event: 24\ndata: {}\n\n");
-    EXPECT_EQ(EventText(Parameter::NetDeviceList, "[]"), "event: 19\ndata: []\n\n");
+    EXPECT_EQ(*System("{}").Event(), "event: 24\ndata: {}\n\n");
+    EXPECT_EQ(*Devices("[]").Event(), "event: 19\ndata: []\n\n");
+    EXPECT_EQ(System("{\"hostName\":\"alpha\"}").Json(), "{\"hostName\":\"alpha\"}");
 }
 
 TEST(EventStream, BeginsWithTheParametersInTheOrderNamed)
@@ -81,10 +92,10 @@ TEST(EventStream, SendsEachChangeOnce)
     Values values = kValues;
     EXPECT_NE(Drain(stream, values), "");
     EXPECT_EQ(Drain(stream, values), "");
-    values.netDeviceList = "[1]";
+    values.netDeviceList = Devices("[1]");
     EXPECT_EQ(Drain(stream, values), "event: 19\ndata: [1]\n\n");
     EXPECT_EQ(Drain(stream, values), "");
-    values.systemConfig = "{}";
+    values.systemConfig = System("{}");
     EXPECT_EQ(Drain(stream, values), "event: 24\ndata: {}\n\n");
 }
 
@@ -93,7 +104,7 @@ TEST(EventStream, SendsNothingOfAParameterNotNamed)
     EventStream stream({Parameter::SystemConfig});
     Values values = kValues;
     EXPECT_EQ(Drain(stream, values), "event: 24\ndata: {\"hostName\":\"alpha\"}\n\n");
-    values.netDeviceList = "[1]";
+    values.netDeviceList = Devices("[1]");
     EXPECT_EQ(Drain(stream, values), "");
 }
 
@@ -101,13 +112,11 @@ TEST(EventStream, GivesALateReaderTheLatestValueOnly)
 {
     EventStream stream({Parameter::SystemConfig});
     Values values = kValues;
-    std::array<char, 5> begun{};
-    EXPECT_EQ(stream.Read(values, begun.data(), begun.size()), 5U);
-    values.systemConfig = "1";
-    values.systemConfig = "2";
-    EXPECT_EQ(std::string(begun.data(), begun.size()) + Drain(stream, values),
-              "event: 24\ndata: {\"hostName\":\"alpha\"}\n\n"
-              "event: 24\ndata: 2\n\n");
+    const std::string begun = stream.Read(values, 5);
+    values.systemConfig = System("1");
+    values.systemConfig = System("2");
+    EXPECT_EQ(begun + Drain(stream, values), "event: 24\ndata: {\"hostName\":\"alpha\"}\n\n"
+                                             "event: 24\ndata: 2\n\n");
 }
 
 TEST(EventStream, SendsNothingOfAChangeThatWasTakenBack)
@@ -115,9 +124,21 @@ TEST(EventStream, SendsNothingOfAChangeThatWasTakenBack)
     EventStream stream({Parameter::SystemConfig});
     Values values = kValues;
     EXPECT_NE(Drain(stream, values), "");
-    values.systemConfig = "1";
+    values.systemConfig = System("1");
     values.systemConfig = kValues.systemConfig;
     EXPECT_EQ(Drain(stream, values), "");
+}
+
+// However many streams there are, a value costs its memory once.
+TEST(EventStream, SharesTheTextsThatItSends)
+{
+    const Values values{System("{}"), Devices(std::string(60000, ' '))};
+    const auto before = values.netDeviceList.Event().use_count();
+    std::vector<EventStream> streams(64, EventStream({Parameter::NetDeviceList}));
+    for (EventStream &stream : streams) {
+        EXPECT_EQ(stream.Read(values, 4096).size(), 4096U);
+    }
+    EXPECT_EQ(values.netDeviceList.Event().use_count(), before + 2 * 64); // being sent, and sent
 }
 
 TEST(EventStream, IsTheSameInPiecesOfAnySize)
@@ -139,7 +160,7 @@ TEST(EventStream, SendsACommentWhenToldAndNothingElseIsToBeSent)
     EXPECT_EQ(Drain(stream, values), ":\n");
     EXPECT_EQ(Drain(stream, values), "");
     stream.AddComment();
-    values.systemConfig = "{}";
+    values.systemConfig = System("{}");
     EXPECT_EQ(Drain(stream, values), "event: 24\ndata: {}\n\n");
 }
 

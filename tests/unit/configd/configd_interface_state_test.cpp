@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <array>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <libmnl/libmnl.h>
 #include <linux/if.h>

@@ -8,6 +8,9 @@ namespace {
 const std::string kOne = R"([{"name":"net0","activeParams":{"address":"192.0.2.10"},)"
                          R"("status":{"interfaceSetupState":"Complete","connected":true}}])";
 
+const std::string kNameFault = "/0/name: must be 1 to 63 bytes of UTF-8, without control "
+                               "characters (C0, C1, DEL) and without < > & \"";
+
 // The text above with another one in the place of a part of it.
 std::string With(const std::string &part, const std::string &other)
 {
@@ -45,7 +48,7 @@ TEST(NetDevices, ReadBackAsWritten)
     const std::string two =
         NetDevicesText({{"a", "", SetupState::Idle, false},
                         {"b", "192.0.2.255", SetupState::Failed, true},
-                        {"\xC3\xBC\"\\", "0.0.0.0", SetupState::Preparing, false}});
+                        {"\xC3\xBC\\", "0.0.0.0", SetupState::Preparing, false}});
     EXPECT_EQ(Again(two), two);
 }
 
@@ -71,49 +74,75 @@ TEST(NetDevices, AreWrittenAsUtf8WhateverTheInterfaceIsCalled)
               "\"status\":{\"interfaceSetupState\":\"Idle\",\"connected\":false}}]");
 }
 
+TEST(NetDevices, AreStoredWithALineForEachDevice)
+{
+    EXPECT_EQ(StoredNetDevicesText({}), "[]\n");
+    const std::string one = kOne.substr(1, kOne.size() - 2);
+    const NetDevice device{"net0", "192.0.2.10", SetupState::Complete, true};
+    EXPECT_EQ(StoredNetDevicesText({device}), "[\n    " + one + "\n]\n");
+    EXPECT_EQ(StoredNetDevicesText({device, device}), "[\n    " + one + ",\n    " + one + "\n]\n");
+    EXPECT_EQ(Again(StoredNetDevicesText({device, device})), '[' + one + ',' + one + ']');
+}
+
 TEST(NetDevices, MustBeAnArrayOfObjects)
 {
-    EXPECT_EQ(Refused("{}"), "line 1, column 1: must be an array");
-    EXPECT_EQ(Refused("null"), "line 1, column 1: must be an array");
-    EXPECT_EQ(Refused("[5]"), "line 1, column 2: must be an object");
+    EXPECT_EQ(Refused("{}"), "must be an array");
+    EXPECT_EQ(Refused("null"), "must be an array");
+    EXPECT_EQ(Refused("[5]"), "/0: must be an object");
+    EXPECT_EQ(Refused("[[]]"), "/0: must be an object");
     EXPECT_EQ(Refused(kOne.substr(0, kOne.size() - 1)), "line 1, column 118: malformed JSON");
 }
 
 TEST(NetDevices, MustHaveEveryMember)
 {
-    EXPECT_EQ(Refused("[{}]"), "line 1, column 2: name is missing");
+    EXPECT_EQ(Refused("[{}]"), "/0: name is missing");
     EXPECT_EQ(Refused(With(R"("address":"192.0.2.10")", "")),
-              "line 1, column 17: address is missing");
-    EXPECT_EQ(Refused(With(R"(,"connected":true)", "")), "line 1, column 57: connected is missing");
+              "/0: activeParams/address is missing");
+    EXPECT_EQ(Refused(With(R"(,"connected":true)", "")), "/0: status/connected is missing");
     EXPECT_EQ(Refused(With(R"("interfaceSetupState":"Complete",)", "")),
-              "line 1, column 57: interfaceSetupState is missing");
+              "/0: status/interfaceSetupState is missing");
 }
 
 TEST(NetDevices, MustHaveNoOtherMember)
 {
-    EXPECT_EQ(Refused(With(R"("name")", R"("x":1,"name")")), "line 1, column 3: unknown member");
+    EXPECT_EQ(Refused(With(R"("name")", R"("x":1,"name")")), "/0/x: unknown member");
     EXPECT_EQ(Refused(With(R"("address")", R"("gateway":"","address")")),
-              "line 1, column 33: unknown member");
+              "/0/activeParams/gateway: unknown member");
     EXPECT_EQ(Refused(With(R"("connected")", R"("speed":1,"connected")")),
-              "line 1, column 100: unknown member");
+              "/0/status/speed: unknown member");
+    // A name with a slash does not pass for a path.
+    EXPECT_EQ(Refused(With(R"("status":{)", R"("status/connected":true,"status":{)")),
+              "/0/status?connected: unknown member");
 }
 
 TEST(NetDevices, MustHaveTheRightTypes)
 {
-    const std::string text = " must be a text of at most 255 bytes without control characters";
-    EXPECT_EQ(Refused(With(R"("net0")", "0")), "line 1, column 3: name" + text);
-    EXPECT_EQ(Refused(With(R"("192.0.2.10")", "null")), "line 1, column 33: address" + text);
-    EXPECT_EQ(Refused(With(R"("Complete")", "2")), "line 1, column 67: interfaceSetupState" + text);
-    EXPECT_EQ(Refused(With("true", "1")), "line 1, column 100: connected must be true or false");
+    EXPECT_EQ(Refused(With(R"("net0")", "0")), kNameFault);
+    EXPECT_EQ(Refused(With(R"("net0")", "[]")), kNameFault);
+    EXPECT_EQ(Refused(With(R"("192.0.2.10")", "null")),
+              "/0/activeParams/address: must be an IPv4 address or empty");
+    EXPECT_EQ(Refused(With(R"("Complete")", "2")),
+              "/0/status/interfaceSetupState: must be Idle, Preparing, Complete or Failed");
+    EXPECT_EQ(Refused(With("true", "1")), "/0/status/connected: must be true or false");
     EXPECT_EQ(Refused(With(R"({"address":"192.0.2.10"})", "[]")),
-              "line 1, column 17: must be an object");
+              "/0/activeParams: must be an object");
+}
+
+TEST(NetDevices, MustHaveNamesThatAreNames)
+{
+    EXPECT_EQ(Refused(With("net0", "")), kNameFault);
+    EXPECT_EQ(Refused(With("net0", "net\\u0085")), kNameFault);
+    EXPECT_EQ(Refused(With("net0", std::string(64, 'a'))), kNameFault);
+    const std::string longest = With("net0", std::string(63, 'a'));
+    EXPECT_EQ(Again(longest), longest);
 }
 
 TEST(NetDevices, MustHaveAnAddressThatIsOneOrEmpty)
 {
-    for (const char *address : {"192.0.2", "192.0.2.256", "net0", "2001:db8::1", " 192.0.2.10"}) {
+    for (const char *address :
+         {"192.0.2", "192.0.2.256", "net0", "2001:db8::1", " 192.0.2.10", "192.0.2.10\\u0000"}) {
         EXPECT_EQ(Refused(With("192.0.2.10", address)),
-                  "line 1, column 33: address must be an IPv4 address or empty")
+                  "/0/activeParams/address: must be an IPv4 address or empty")
             << address;
     }
 }
@@ -122,15 +151,14 @@ TEST(NetDevices, MustHaveAKnownState)
 {
     for (const char *state : {"", "complete", "Completed"}) {
         EXPECT_EQ(Refused(With("Complete", state)),
-                  "line 1, column 67: interfaceSetupState must be Idle, Preparing, Complete or "
-                  "Failed")
+                  "/0/status/interfaceSetupState: must be Idle, Preparing, Complete or Failed")
             << state;
     }
 }
 
 TEST(NetDevices, AreReadAllOrNone)
 {
-    EXPECT_EQ(Refused(With("}}]", "}},{}]")), "line 1, column 119: name is missing");
+    EXPECT_EQ(Refused(With("}}]", "}},{}]")), "/1: name is missing");
 }
 
 } // namespace

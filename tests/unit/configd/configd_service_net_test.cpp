@@ -46,12 +46,12 @@ protected:
 
     static void WriteState(const std::string &text) { std::ofstream(kStateFile) << text; }
 
-    // What the program says when it cannot run.
+    // What the program says when it cannot run, and its status.
     static void ExpectRefusalToStart(const std::vector<std::string> &arguments,
-                                     const std::string &error)
+                                     const std::string &error, int status)
     {
         LiveChild child(Program(arguments));
-        EXPECT_EQ(child.WaitForEnd(), 1);
+        EXPECT_EQ(child.WaitForEnd(), status);
         EXPECT_EQ(child.Out(), "");
         EXPECT_EQ(child.Err(), error);
     }
@@ -99,7 +99,7 @@ TEST_F(ConfigService, RefusesToStartOnAPortInUse)
 {
     Service service;
     ExpectRefusalToStart(
-        {}, "beacon-configd: cannot listen on 127.0.0.1:8080: Address already in use\n");
+        {}, "beacon-configd: cannot listen on 127.0.0.1:8080: Address already in use\n", 1);
 }
 
 TEST_F(ConfigService, StartsAgainAtOnceThoughConnectionsLinger)
@@ -175,12 +175,106 @@ TEST_F(ConfigService, ChangesNothingForABadPatch)
                 "line 1, column 19: malformed JSON");
     ExpectError(Ask("PATCH", kSystem, ""), bad, "line 1, column 1: malformed JSON");
     ExpectError(Ask("PATCH", kSystem, R"({"hostName":"beta","ssdpEnable":1})"), bad,
-                "line 1, column 20: ssdpEnable must be true or false");
+                "/ssdpEnable: must be true or false");
     ExpectError(Ask("PATCH", kSystem, R"({"hostName":"beta","port":1})"), bad,
-                "line 1, column 20: unknown member");
-    ExpectError(Ask("PATCH", kSystem, "[]"), bad, "line 1, column 1: must be an object");
+                "/port: unknown member");
+    ExpectError(Ask("PATCH", kSystem, "[]"), bad, "must be an object");
     ExpectJson(Ask("GET", kSystem), "200 OK", state);
     EXPECT_EQ(FileText(kStateFile), state);
+}
+
+TEST_F(ConfigService, WritesNothingForARequestThatChangesNothing)
+{
+    const std::string byHand = "{ \"hostName\" : \"alpha\" }";
+    WriteState(byHand);
+    std::ofstream(kDevicesFile) << kOneDevice;
+    Service service({"--devices", kDevicesFile});
+    for (const char *patch : {"{}", R"({"hostName":"alpha"})", R"({"ssdpEnable":null})"}) {
+        ExpectJson(Ask("PATCH", kSystem, patch), "200 OK", R"({"hostName":"alpha"})");
+    }
+    ExpectJson(Ask("PUT", kDevices, ' ' + kOneDevice), "200 OK", kOneDevice);
+    EXPECT_EQ(FileText(kStateFile), byHand);
+    EXPECT_EQ(FileText(kDevicesFile), kOneDevice);
+}
+
+TEST_F(ConfigService, WritesNothingForAFreshDeviceThatIsNotChanged)
+{
+    Service service;
+    EXPECT_EQ(Ask("PATCH", kSystem, "{}").status, "200 OK");
+    EXPECT_FALSE(Exists(kStateFile));
+}
+
+TEST_F(ConfigService, DoesNotOverwriteAnEditByHand)
+{
+    WriteState(R"({"hostName":"alpha"})");
+    std::ofstream(kDevicesFile) << "[]";
+    const std::string end = " was edited by hand; restart beacon-configd to take the edit over";
+    const std::string edited = R"({"hostName":"hand"})";
+    {
+        Service service({"--devices", kDevicesFile});
+        WriteState(edited);
+        std::ofstream(kDevicesFile) << kOneDevice;
+        ExpectError(Ask("PATCH", kSystem, R"({"hostName":"beta"})"), "409 Conflict",
+                    kStateFile + end);
+        ExpectError(Ask("PUT", kDevices, kOtherDevice), "409 Conflict", kDevicesFile + end);
+        ExpectJson(Ask("GET", kSystem), "200 OK", R"({"hostName":"alpha"})");
+        ExpectJson(Ask("GET", kDevices), "200 OK", "[]");
+        EXPECT_EQ(FileText(kStateFile), edited);
+        EXPECT_EQ(FileText(kDevicesFile), kOneDevice);
+    }
+    Service service({"--devices", kDevicesFile});
+    ExpectJson(Ask("GET", kSystem), "200 OK", edited);
+    ExpectJson(Ask("GET", kDevices), "200 OK", kOneDevice);
+    ExpectJson(Ask("PATCH", kSystem, R"({"hostName":"beta"})"), "200 OK", R"({"hostName":"beta"})");
+}
+
+TEST_F(ConfigService, DoesNotMakeAFileAgainThatSomebodyRemoved)
+{
+    WriteState(R"({"hostName":"alpha"})");
+    Service service;
+    unlink(kStateFile.c_str());
+    EXPECT_EQ(Ask("PATCH", kSystem, R"({"hostName":"beta"})").status, "409 Conflict");
+    EXPECT_FALSE(Exists(kStateFile));
+}
+
+// What is stored is larger than what was sent: with a line for each device.
+TEST_F(ConfigService, StoresNothingThatItCouldNotReadAgain)
+{
+    const std::string device = kOneDevice.substr(1, kOneDevice.size() - 2);
+    std::string list = '[' + device;
+    while (list.size() + device.size() + 2 <= 65536) {
+        list += ',' + device;
+    }
+    list += ']';
+    const std::size_t devices = list.size() / (device.size() + 1);
+    const std::string half = list.substr(0, devices / 2 * (device.size() + 1)) + ']';
+    {
+        Service service({"--devices", kDevicesFile});
+        EXPECT_EQ(Ask("PUT", kDevices, half).status, "200 OK");
+        ExpectError(Ask("PUT", kDevices, list), "413 Content Too Large",
+                    "stored, it would have more than 65536 bytes");
+        ExpectJson(Ask("GET", kDevices), "200 OK", half);
+    }
+    Service service({"--devices", kDevicesFile});
+    ExpectJson(Ask("GET", kDevices), "200 OK", half);
+}
+
+// As large as it can be: the next device would be refused.
+TEST_F(ConfigService, ReadsTheLargestListThatItStored)
+{
+    const std::string device = kOneDevice.substr(1, kOneDevice.size() - 2);
+    std::string list = "[]";
+    {
+        Service service({"--devices", kDevicesFile});
+        for (std::string longer = '[' + device + ']';
+             longer.size() <= 65536 && Ask("PUT", kDevices, longer).status == "200 OK";
+             longer.insert(1, device + ',')) {
+            list = longer;
+        }
+    }
+    EXPECT_GT(FileText(kDevicesFile).size(), 65536 - device.size() - 6);
+    Service service({"--devices", kDevicesFile});
+    ExpectJson(Ask("GET", kDevices), "200 OK", list);
 }
 
 TEST_F(ConfigService, ChangesNothingThatItCannotStore)
@@ -199,8 +293,10 @@ TEST_F(ConfigService, RefusesToStartWithADamagedStateFileAndKeepsIt)
 {
     const std::string damaged = "{\n    \"hostName\": \"alpha\",\n    \"ssdpEn";
     WriteState(damaged);
-    ExpectRefusalToStart({}, "beacon-configd: /var/lib/beacon-configd/system.json: "
-                             "line 3, column 12: malformed JSON\n");
+    ExpectRefusalToStart({},
+                         "beacon-configd: /var/lib/beacon-configd/system.json: "
+                         "line 3, column 12: malformed JSON\n",
+                         3);
     EXPECT_EQ(FileText(kStateFile), damaged);
 }
 
@@ -208,15 +304,25 @@ TEST_F(ConfigService, RefusesToStartWithAStateFileOfWrongTypesAndKeepsIt)
 {
     const std::string wrong = "{\n    \"hostName\": \"alpha\",\n    \"ssdpEnable\": \"yes\"\n}\n";
     WriteState(wrong);
-    ExpectRefusalToStart({}, "beacon-configd: /var/lib/beacon-configd/system.json: "
-                             "line 3, column 5: ssdpEnable must be true or false\n");
+    ExpectRefusalToStart({},
+                         "beacon-configd: /var/lib/beacon-configd/system.json: "
+                         "/ssdpEnable: must be true or false\n",
+                         3);
     EXPECT_EQ(FileText(kStateFile), wrong);
 }
 
 TEST_F(ConfigService, RefusesToStartWithAStateFileThatItCannotRead)
 {
     ExpectRefusalToStart({"--state", "/var/lib/beacon-configd"},
-                         "beacon-configd: cannot read /var/lib/beacon-configd: Is a directory\n");
+                         "beacon-configd: cannot read /var/lib/beacon-configd: Is a directory\n",
+                         1);
+}
+
+TEST_F(ConfigService, RefusesToStartWithAStateFileThatIsTooLarge)
+{
+    WriteState(std::string(65537, ' '));
+    ExpectRefusalToStart(
+        {}, "beacon-configd: /var/lib/beacon-configd/system.json: more than 65536 bytes\n", 3);
 }
 
 TEST_F(ConfigService, KeepsAnotherStateFileWhenTold)
@@ -260,18 +366,8 @@ TEST_F(ConfigService, KeepsDevicesByHandOverARestart)
     } // killed
     Service service({"--devices", kDevicesFile});
     ExpectJson(Ask("GET", kDevices), "200 OK", kOtherDevice);
-    EXPECT_EQ(FileText(kDevicesFile), "[\n"
-                                      "    {\n"
-                                      "        \"name\": \"eth7\",\n"
-                                      "        \"activeParams\": {\n"
-                                      "            \"address\": \"\"\n"
-                                      "        },\n"
-                                      "        \"status\": {\n"
-                                      "            \"interfaceSetupState\": \"Failed\",\n"
-                                      "            \"connected\": false\n"
-                                      "        }\n"
-                                      "    }\n"
-                                      "]\n");
+    EXPECT_EQ(FileText(kDevicesFile),
+              "[\n    " + kOtherDevice.substr(1, kOtherDevice.size() - 2) + "\n]\n");
 }
 
 TEST_F(ConfigService, ChangesNothingForBadDevices)
@@ -281,8 +377,8 @@ TEST_F(ConfigService, ChangesNothingForBadDevices)
     const std::string stored = FileText(kDevicesFile);
     const std::string bad = "400 Bad Request";
     ExpectError(Ask("PUT", kDevices, "[}"), bad, "line 1, column 2: malformed JSON");
-    ExpectError(Ask("PUT", kDevices, "{}"), bad, "line 1, column 1: must be an array");
-    ExpectError(Ask("PUT", kDevices, "[{}]"), bad, "line 1, column 2: name is missing");
+    ExpectError(Ask("PUT", kDevices, "{}"), bad, "must be an array");
+    ExpectError(Ask("PUT", kDevices, "[{}]"), bad, "/0: name is missing");
     ExpectJson(Ask("GET", kDevices), "200 OK", kOneDevice);
     EXPECT_EQ(FileText(kDevicesFile), stored);
 }
@@ -292,7 +388,9 @@ TEST_F(ConfigService, RefusesToStartWithADamagedFileOfDevicesAndKeepsIt)
     std::ofstream(kDevicesFile) << "[\n{\"name\":0}]";
     ExpectRefusalToStart({"--devices", kDevicesFile},
                          "beacon-configd: /var/lib/beacon-configd/devices.json: "
-                         "line 2, column 1: activeParams is missing\n");
+                         "/0/name: must be 1 to 63 bytes of UTF-8, without control characters "
+                         "(C0, C1, DEL) and without < > & \"\n",
+                         3);
     EXPECT_EQ(FileText(kDevicesFile), "[\n{\"name\":0}]");
 }
 
@@ -329,25 +427,41 @@ TEST_F(ConfigService, NamesTheMethodsOfAPathForAnyOther)
 TEST_F(ConfigService, TakesABodyOfUpToSixtyFourKibibytes)
 {
     Service service;
-    const std::string patch = R"({"hostName":"beta"})";
+    std::string patch = "{\"ssdpEnable\":true";
+    while (patch.size() < 65536 - 100) {
+        patch += ",\"hostName\":\"beta\"";
+    }
+    patch += '}';
     EXPECT_EQ(Ask("PATCH", kSystem, patch + std::string(65536 - patch.size(), ' ')).status,
               "200 OK");
+    const std::string fault = "the body has more than 65536 bytes";
     ExpectError(Ask("PATCH", kSystem, patch + std::string(65537 - patch.size(), ' ')),
-                "413 Content Too Large", "the body is too large");
-    ExpectError(Ask("PATCH", kSystem, std::string(3000000, ' ')), "413 Content Too Large",
-                "the body is too large");
+                "413 Content Too Large", fault);
+    ExpectError(Ask("PATCH", kSystem, std::string(3000000, ' ')), "413 Content Too Large", fault);
 }
 
 TEST_F(ConfigService, TakesABodyInPieces)
 {
     Service service;
     Connection connection;
-    connection.Send("PATCH /api/v1/system HTTP/1.1\r\nHost: x\r\n"
+    connection.Send("PATCH /api/v1/system HTTP/1.1\r\nHost: localhost\r\n"
                     "Transfer-Encoding: chunked\r\n\r\n6\r\n{\"host\r\n");
     connection.Send("d\r\nName\":\"beta\"}\r\n0\r\n\r\n");
     EXPECT_EQ(ReadHeader(connection).status, "200 OK");
     EXPECT_EQ(FileText(kStateFile),
               "{\n    \"hostName\": \"beta\",\n    \"ssdpEnable\": true\n}\n");
+}
+
+TEST_F(ConfigService, AsksForABodyThatAClientHoldsBack)
+{
+    WriteState("{}");
+    Service service;
+    Connection connection;
+    connection.Send("PATCH /api/v1/system HTTP/1.1\r\nHost: localhost\r\n"
+                    "Expect: 100-continue\r\nContent-Length: 2\r\n\r\n");
+    EXPECT_EQ(connection.ReadUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
+    connection.Send("{}");
+    EXPECT_EQ(ReadHeader(connection).status, "200 OK");
 }
 
 TEST_F(ConfigService, AnswersSeveralRequestsOnOneConnection)
@@ -359,6 +473,81 @@ TEST_F(ConfigService, AnswersSeveralRequestsOnOneConnection)
         connection.Send(RequestText("GET", kSystem, ""));
         EXPECT_EQ(ReadHeader(connection).Field("Content-Length"), "2");
         EXPECT_EQ(connection.ReadBytes(2), "{}");
+    }
+}
+
+TEST_F(ConfigService, AnswersRequestsThatComeAtOnceOneAfterTheOther)
+{
+    WriteState("{}");
+    Service service;
+    Connection connection;
+    const std::string patch = RequestText("PATCH", kSystem, R"({"hostName":"beta"})");
+    connection.Send(RequestText("GET", kSystem, "") + patch + RequestText("GET", kSystem, ""));
+    for (const std::string body : {"{}", R"({"hostName":"beta"})", R"({"hostName":"beta"})"}) {
+        EXPECT_EQ(ReadHeader(connection).status, "200 OK");
+        EXPECT_EQ(connection.ReadBytes(body.size()), body);
+    }
+}
+
+TEST_F(ConfigService, EndsTheConnectionWhenTheClientAsksForIt)
+{
+    WriteState("{}");
+    Service service;
+    Connection connection;
+    connection.Send("GET /api/v1/system HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    const Answer answer = ReadHeader(connection);
+    EXPECT_EQ(answer.Field("Connection"), "close");
+    EXPECT_EQ(connection.ReadUntil(""), "{}");
+}
+
+// A web page in the device's own browser cannot reach the service: what its name
+// resolves to is of no use to it, nor is a request that the browser marks.
+TEST_F(ConfigService, AnswersOnlyWhoAsksForThisHostAndIsNoWebPage)
+{
+    WriteState(R"({"hostName":"alpha"})");
+    Service service;
+    const std::string fault = "Host must be 127.0.0.1 or localhost, and there must be no Origin";
+    for (const std::string fields :
+         {"", "Host: evil.example:8080\r\n", "Host: localhost\r\nHost: evil.example\r\n",
+          "Host: localhost:8080\r\nOrigin: http://evil.example\r\n",
+          "Host: localhost:8080\r\nOrigin: null\r\n"}) {
+        for (const std::string target : {"GET /api/v1/system", "PATCH /api/v1/system",
+                                         "GET /api/v1/watch?params=24", "GET /nothing"}) {
+            Connection connection;
+            connection.Send(target + " HTTP/1.1\r\n" + fields +
+                            "Content-Length: 19\r\n\r\n{\"hostName\":\"beta\"}");
+            Answer answer = ReadHeader(connection);
+            answer.body = connection.ReadBytes(std::stoul("0" + answer.Field("Content-Length")));
+            ExpectError(answer, "403 Forbidden", fault);
+        }
+    }
+    ExpectJson(Ask("GET", kSystem), "200 OK", R"({"hostName":"alpha"})");
+}
+
+TEST_F(ConfigService, AnswersFaultsOfHttpWithAnErrorObject)
+{
+    Service service;
+    const std::string host = "Host: localhost\r\n";
+    const std::vector<std::array<std::string, 3>> rows{
+        {"GARBAGE\r\n\r\n", "400 Bad Request", "malformed HTTP: bad method"},
+        {"GET / HTTP/1.1\r\nno colon\r\n\r\n", "400 Bad Request", "malformed HTTP: bad field"},
+        {"GET / HTTP/1.1\r\nContent-Length: x\r\n\r\n", "400 Bad Request",
+         "malformed HTTP: bad Content-Length"},
+        {"PUT / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n", "400 Bad Request",
+         "malformed HTTP: bad chunk"},
+        {"GET / HTTP/3.0\r\n\r\n", "505 HTTP Version Not Supported",
+         "the version of HTTP is neither 1.0 nor 1.1"},
+        {"GET /" + std::string(100000, 'a'), "431 Request Header Fields Too Large",
+         "the header has more than 8192 bytes"},
+        {"PUT / HTTP/1.1\r\n" + host + "Content-Length: 65537\r\n\r\n" + std::string(65537, ' '),
+         "413 Content Too Large", "the body has more than 65536 bytes"}};
+    for (const auto &[request, status, error] : rows) {
+        Connection connection;
+        connection.Send(request);
+        Answer answer = ReadHeader(connection);
+        EXPECT_EQ(answer.Field("Connection"), "close");
+        answer.body = connection.ReadUntil("");
+        ExpectError(answer, status, error);
     }
 }
 

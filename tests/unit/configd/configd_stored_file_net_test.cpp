@@ -1,104 +1,129 @@
 #include "configd/stored_file.h"
 
+#include "configd/exit_status.h"
+
 #include "support/private_namespace.h"
 
 #include <fcntl.h>
 #include <fstream>
-#include <gmock/gmock.h>
-#include <stdexcept>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 // On the test's own /var, so that file systems may be mounted and filled.
 namespace configd {
 namespace {
 
-using testing::Eq;
-using testing::Optional;
-
 const std::string kFile = "/var/settings/file.json";
 
-class StoredFile : public testing::Test
+class StoredFileTest : public testing::Test
 {
 protected:
-    StoredFile() { test::OnHost("mkdir /var/settings"); }
-    ~StoredFile() override
+    StoredFileTest() { test::OnHost("mkdir /var/settings"); }
+    ~StoredFileTest() override
     {
         test::OnHost("umount /var/settings 2>/dev/null; rm -r /var/settings");
     }
 
     static void Write(const std::string &text) { std::ofstream(kFile) << text; }
 
+    static std::optional<std::string> Text(const std::string &name = kFile)
+    {
+        return StoredFile(name).Text();
+    }
+
     static std::string ReadFault()
     {
         try {
-            static_cast<void>(ReadStoredFile(kFile));
-        } catch (const std::runtime_error &error) {
+            const StoredFile file(kFile);
+        } catch (const std::system_error &error) {
             return error.what();
         }
+        return "no fault";
+    }
+
+    // The fault of replacing the file's text.
+    static std::string ReplaceFault(const std::string &text, const std::string &name = kFile)
+    {
+        StoredFile file(name);
+        const auto before = file.Text();
+        try {
+            file.Replace(text);
+        } catch (const std::system_error &error) {
+            EXPECT_EQ(file.Text(), before);
+            return error.what();
+        }
+        EXPECT_EQ(file.Text(), text);
         return "no fault";
     }
 
     static bool Exists(const std::string &name) { return access(name.c_str(), F_OK) == 0; }
 };
 
-TEST_F(StoredFile, ThatDoesNotExistHasNoText)
+TEST_F(StoredFileTest, ThatDoesNotExistHasNoText)
 {
-    EXPECT_EQ(ReadStoredFile(kFile), std::nullopt);
-    EXPECT_EQ(ReadStoredFile("/var/nowhere/file.json"), std::nullopt);
+    EXPECT_EQ(Text(), std::nullopt);
+    EXPECT_EQ(Text("/var/nowhere/file.json"), std::nullopt);
 }
 
-TEST_F(StoredFile, IsReadWhole)
+TEST_F(StoredFileTest, IsReadWhole)
 {
     for (const std::size_t size : {0U, 1U, 4095U, 4096U, 4097U, 65536U}) {
         const std::string text(size, 'a');
         Write(text);
-        EXPECT_EQ(ReadStoredFile(kFile), text);
+        EXPECT_EQ(Text(), text);
     }
 }
 
-TEST_F(StoredFile, TooLargeToBeOneIsRefused)
+TEST_F(StoredFileTest, TooLargeToBeOneIsRefused)
 {
     Write(std::string(65537, 'a'));
-    EXPECT_EQ(ReadFault(), "cannot read /var/settings/file.json: File too large");
+    try {
+        const StoredFile file(kFile);
+        FAIL() << "no fault";
+    } catch (const Failure &failure) {
+        EXPECT_STREQ(failure.what(), "/var/settings/file.json: more than 65536 bytes");
+        EXPECT_EQ(failure.Status(), kDamagedFile);
+    }
 }
 
-TEST_F(StoredFile, ThatIsAFolderIsRefused)
+TEST_F(StoredFileTest, ThatIsAFolderIsRefused)
 {
     test::OnHost("mkdir " + kFile);
     EXPECT_EQ(ReadFault(), "cannot read /var/settings/file.json: Is a directory");
 }
 
-TEST_F(StoredFile, ThatCannotBeOpenedIsRefused)
+TEST_F(StoredFileTest, ThatCannotBeOpenedIsRefused)
 {
     test::OnHost("ln -s file.json " + kFile);
     EXPECT_EQ(ReadFault(),
               "cannot read /var/settings/file.json: Too many levels of symbolic links");
 }
 
-TEST_F(StoredFile, IsMadeAndReplaced)
+TEST_F(StoredFileTest, IsMadeAndReplaced)
 {
-    EXPECT_EQ(ReplaceStoredFile(kFile, "one"), std::nullopt);
-    EXPECT_EQ(ReadStoredFile(kFile), "one");
-    EXPECT_EQ(ReplaceStoredFile(kFile, std::string(65536, 'a')), std::nullopt);
-    EXPECT_EQ(ReadStoredFile(kFile), std::string(65536, 'a'));
-    EXPECT_EQ(ReplaceStoredFile(kFile, ""), std::nullopt);
-    EXPECT_EQ(ReadStoredFile(kFile), "");
+    EXPECT_EQ(ReplaceFault("one"), "no fault");
+    EXPECT_EQ(Text(), "one");
+    EXPECT_EQ(ReplaceFault(std::string(65536, 'a')), "no fault");
+    EXPECT_EQ(Text(), std::string(65536, 'a'));
+    EXPECT_EQ(ReplaceFault(""), "no fault");
+    EXPECT_EQ(Text(), "");
     EXPECT_FALSE(Exists(kFile + ".new"));
 }
 
-TEST_F(StoredFile, MayHaveANameWithoutAFolder)
+TEST_F(StoredFileTest, MayHaveANameWithoutAFolder)
 {
     ASSERT_EQ(chdir("/var/settings"), 0);
-    EXPECT_EQ(ReplaceStoredFile("file.json", "one"), std::nullopt);
+    EXPECT_EQ(ReplaceFault("one", "file.json"), "no fault");
     ASSERT_EQ(chdir("/"), 0);
-    EXPECT_EQ(ReadStoredFile(kFile), "one");
+    EXPECT_EQ(Text(), "one");
 }
 
-TEST_F(StoredFile, IsReadableForEverybodyAndWritableForItsOwner)
+TEST_F(StoredFileTest, IsReadableForEverybodyAndWritableForItsOwner)
 {
     umask(022);
-    EXPECT_EQ(ReplaceStoredFile(kFile, "one"), std::nullopt);
+    EXPECT_EQ(ReplaceFault("one"), "no fault");
     struct stat info
     {
     };
@@ -106,61 +131,93 @@ TEST_F(StoredFile, IsReadableForEverybodyAndWritableForItsOwner)
     EXPECT_EQ(info.st_mode & 07777U, 0644U);
 }
 
+TEST_F(StoredFileTest, IsEditedOnceItsTextIsAnother)
+{
+    Write("old text");
+    StoredFile file(kFile);
+    EXPECT_FALSE(file.IsEdited());
+    for (const char *edit : {"old texT", "old tex", "old text ", ""}) {
+        Write(edit);
+        EXPECT_TRUE(file.IsEdited()) << edit;
+    }
+    Write("old text");
+    EXPECT_FALSE(file.IsEdited()); // written again, as it was
+    unlink(kFile.c_str());
+    EXPECT_TRUE(file.IsEdited());
+}
+
+TEST_F(StoredFileTest, IsEditedOnceSomebodyMakesIt)
+{
+    const StoredFile file(kFile);
+    EXPECT_FALSE(file.IsEdited());
+    Write("");
+    EXPECT_TRUE(file.IsEdited());
+}
+
+TEST_F(StoredFileTest, IsNotEditedByItsOwnReplacement)
+{
+    StoredFile file(kFile);
+    for (const std::size_t size : {1U, 4096U, 65536U, 4097U}) {
+        file.Replace(std::string(size, 'a'));
+        EXPECT_FALSE(file.IsEdited());
+    }
+    Write(std::string(4096, 'a') + "b");
+    EXPECT_TRUE(file.IsEdited());
+}
+
 // Whoever has the file open, or is just reading it, keeps the old text whole.
-TEST_F(StoredFile, IsReplacedInOneStep)
+TEST_F(StoredFileTest, IsReplacedInOneStep)
 {
     Write("old text");
     const int before = open(kFile.c_str(), O_RDONLY | O_CLOEXEC);
-    EXPECT_EQ(ReplaceStoredFile(kFile, "new"), std::nullopt);
+    EXPECT_EQ(ReplaceFault("new"), "no fault");
     std::string text(16, '\0');
     const ssize_t length = read(before, text.data(), text.size());
     close(before);
     EXPECT_EQ(text.substr(0, static_cast<std::size_t>(length)), "old text");
-    EXPECT_EQ(ReadStoredFile(kFile), "new");
+    EXPECT_EQ(Text(), "new");
 }
 
-TEST_F(StoredFile, WritesOverWhatAPowerCutLeft)
+TEST_F(StoredFileTest, WritesOverWhatAPowerCutLeft)
 {
     std::ofstream(kFile + ".new") << "the first half of something longer";
-    EXPECT_EQ(ReplaceStoredFile(kFile, "one"), std::nullopt);
-    EXPECT_EQ(ReadStoredFile(kFile), "one");
+    EXPECT_EQ(ReplaceFault("one"), "no fault");
+    EXPECT_EQ(Text(), "one");
     EXPECT_FALSE(Exists(kFile + ".new"));
 }
 
-TEST_F(StoredFile, DoesNotWriteThroughALinkThatSomebodyPutThere)
+TEST_F(StoredFileTest, DoesNotWriteThroughALinkThatSomebodyPutThere)
 {
     std::ofstream("/var/settings/victim") << "untouched";
     test::OnHost("ln -s victim " + kFile + ".new");
-    EXPECT_THAT(ReplaceStoredFile(kFile, "one"),
-                Optional(Eq("cannot write /var/settings/file.json: "
-                            "Too many levels of symbolic links")));
-    EXPECT_EQ(ReadStoredFile("/var/settings/victim"), "untouched");
+    EXPECT_EQ(ReplaceFault("one"), "cannot write /var/settings/file.json: "
+                                   "Too many levels of symbolic links");
+    EXPECT_EQ(Text("/var/settings/victim"), "untouched");
 }
 
-TEST_F(StoredFile, StaysAsItWasWithoutAFolder)
+TEST_F(StoredFileTest, StaysAsItWasWithoutAFolder)
 {
-    EXPECT_THAT(ReplaceStoredFile("/var/nowhere/file.json", "one"),
-                Optional(Eq("cannot write /var/nowhere/file.json: No such file or directory")));
+    EXPECT_EQ(ReplaceFault("one", "/var/nowhere/file.json"),
+              "cannot write /var/nowhere/file.json: No such file or directory");
 }
 
-TEST_F(StoredFile, StaysAsItWasOnAFullMedium)
+TEST_F(StoredFileTest, StaysAsItWasOnAFullMedium)
 {
     test::OnHost("mount -t tmpfs -o size=8k tmpfs /var/settings");
     Write("one");
-    EXPECT_THAT(ReplaceStoredFile(kFile, std::string(8192, 'a')),
-                Optional(Eq("cannot write /var/settings/file.json: No space left on device")));
-    EXPECT_EQ(ReadStoredFile(kFile), "one");
+    EXPECT_EQ(ReplaceFault(std::string(8192, 'a')),
+              "cannot write /var/settings/file.json: No space left on device");
+    EXPECT_EQ(Text(), "one");
     EXPECT_FALSE(Exists(kFile + ".new"));
 }
 
-TEST_F(StoredFile, StaysAsItWasOnAMediumForReading)
+TEST_F(StoredFileTest, StaysAsItWasOnAMediumForReading)
 {
     test::OnHost("mount -t tmpfs tmpfs /var/settings");
     Write("one");
     test::OnHost("mount -o remount,bind,ro /var/settings");
-    EXPECT_THAT(ReplaceStoredFile(kFile, "two"),
-                Optional(Eq("cannot write /var/settings/file.json: Read-only file system")));
-    EXPECT_EQ(ReadStoredFile(kFile), "one");
+    EXPECT_EQ(ReplaceFault("two"), "cannot write /var/settings/file.json: Read-only file system");
+    EXPECT_EQ(Text(), "one");
 }
 
 } // namespace

@@ -5,29 +5,31 @@
 namespace configd {
 namespace {
 
-using nlohmann::json;
 using testing::Eq;
 using testing::Optional;
 
-json Config()
+const std::string kHostNameFault = "/hostName: must be 1 to 63 bytes of UTF-8, without control "
+                                   "characters (C0, C1, DEL) and without < > & \"";
+
+SystemConfig Config()
 {
-    return {{"hostName", "alpha"}, {"ssdpEnable", true}};
+    return {"alpha", true};
 }
 
 // What a patch makes of the configuration above.
 std::string Patched(const std::string &patch)
 {
-    json config = Config();
+    SystemConfig config = Config();
     EXPECT_EQ(PatchSystemConfig(patch, config), std::nullopt);
-    return config.dump();
+    return SystemConfigText(config);
 }
 
 // The fault of a patch, which leaves the configuration as it was.
 std::string Refused(const std::string &patch)
 {
-    json config = Config();
+    SystemConfig config = Config();
     const auto fault = PatchSystemConfig(patch, config);
-    EXPECT_EQ(config, Config());
+    EXPECT_TRUE(config == Config());
     return fault.value_or("no fault");
 }
 
@@ -35,26 +37,37 @@ TEST(SystemConfig, IsReadWithEitherMemberAbsent)
 {
     for (const char *text : {"{}", R"({"hostName":"alpha"})", R"({"ssdpEnable":false})",
                              R"({"hostName":"alpha","ssdpEnable":true})"}) {
-        json config;
+        SystemConfig config;
         EXPECT_EQ(ReadSystemConfig(text, config), std::nullopt) << text;
-        EXPECT_EQ(config.dump(), text);
+        EXPECT_EQ(SystemConfigText(config), text);
     }
 }
 
 TEST(SystemConfig, StoredTextsMustBeWhatTheServiceWrites)
 {
-    json config = Config();
-    EXPECT_THAT(ReadSystemConfig("{\"hostName\":\n null}", config),
-                Optional(Eq("line 1, column 2: hostName must be a text of at most 255 bytes "
-                            "without control characters")));
+    SystemConfig config = Config();
+    EXPECT_THAT(ReadSystemConfig("{\"hostName\":\n null}", config), Optional(Eq(kHostNameFault)));
     EXPECT_THAT(ReadSystemConfig("{\n\"ssdpEnable\": 1}", config),
-                Optional(Eq("line 2, column 1: ssdpEnable must be true or false")));
+                Optional(Eq("/ssdpEnable: must be true or false")));
     EXPECT_THAT(ReadSystemConfig("{\"ssdp\": true}", config),
-                Optional(Eq("line 1, column 2: unknown member")));
-    EXPECT_THAT(ReadSystemConfig("[]", config),
-                Optional(Eq("line 1, column 1: must be an object")));
+                Optional(Eq("/ssdp: unknown member")));
+    EXPECT_THAT(ReadSystemConfig("[]", config), Optional(Eq("must be an object")));
     EXPECT_THAT(ReadSystemConfig("", config), Optional(Eq("line 1, column 1: malformed JSON")));
-    EXPECT_EQ(config, Config());
+    EXPECT_TRUE(config == Config());
+}
+
+TEST(SystemConfig, IsReadWithoutWhatWasThereBefore)
+{
+    SystemConfig config = Config();
+    EXPECT_EQ(ReadSystemConfig("{}", config), std::nullopt);
+    EXPECT_EQ(SystemConfigText(config), "{}");
+}
+
+TEST(SystemConfig, IsStoredWithIndents)
+{
+    EXPECT_EQ(StoredSystemConfigText(Config()),
+              "{\n    \"hostName\": \"alpha\",\n    \"ssdpEnable\": true\n}\n");
+    EXPECT_EQ(StoredSystemConfigText({}), "{}\n");
 }
 
 TEST(SystemConfigPatch, ReplacesTheMembersGivenAndKeepsTheOthers)
@@ -62,8 +75,10 @@ TEST(SystemConfigPatch, ReplacesTheMembersGivenAndKeepsTheOthers)
     EXPECT_EQ(Patched("{}"), R"({"hostName":"alpha","ssdpEnable":true})");
     EXPECT_EQ(Patched(R"({"hostName":"beta"})"), R"({"hostName":"beta","ssdpEnable":true})");
     EXPECT_EQ(Patched(R"({"ssdpEnable":false})"), R"({"hostName":"alpha","ssdpEnable":false})");
-    EXPECT_EQ(Patched(R"({"ssdpEnable":false,"hostName":""})"),
-              R"({"hostName":"","ssdpEnable":false})");
+    EXPECT_EQ(Patched(R"({"ssdpEnable":false,"hostName":"b"})"),
+              R"({"hostName":"b","ssdpEnable":false})");
+    EXPECT_EQ(Patched(R"({"hostName":"b","hostName":"c"})"), // as most readers of JSON do
+              R"({"hostName":"c","ssdpEnable":true})");
 }
 
 TEST(SystemConfigPatch, RemovesAMemberGivenAsNull)
@@ -74,56 +89,64 @@ TEST(SystemConfigPatch, RemovesAMemberGivenAsNull)
 
 TEST(SystemConfigPatch, AddsAMemberThatWasAbsent)
 {
-    json config = json::object();
+    SystemConfig config;
     EXPECT_EQ(PatchSystemConfig(R"({"ssdpEnable":false})", config), std::nullopt);
-    EXPECT_EQ(config.dump(), R"({"ssdpEnable":false})");
+    EXPECT_EQ(SystemConfigText(config), R"({"ssdpEnable":false})");
     EXPECT_EQ(PatchSystemConfig(R"({"hostName":null})", config), std::nullopt);
-    EXPECT_EQ(config.dump(), R"({"ssdpEnable":false})");
+    EXPECT_EQ(SystemConfigText(config), R"({"ssdpEnable":false})");
 }
 
 TEST(SystemConfigPatch, IsRefusedAsAWholeForOneWrongType)
 {
-    const std::string name =
-        "hostName must be a text of at most 255 bytes without control characters";
-    EXPECT_EQ(Refused(R"({"ssdpEnable":false,"hostName":5})"), "line 1, column 21: " + name);
-    EXPECT_EQ(Refused(R"({"hostName":{"a":null}})"), "line 1, column 2: " + name);
-    EXPECT_EQ(Refused(R"({"hostName":"a\r\nb"})"), "line 1, column 2: " + name);
-    EXPECT_EQ(Refused(R"({"hostName":")" + std::string(256, 'a') + "\"}"),
-              "line 1, column 2: " + name);
+    EXPECT_EQ(Refused(R"({"ssdpEnable":false,"hostName":5})"), kHostNameFault);
+    EXPECT_EQ(Refused(R"({"hostName":{"a":null}})"), kHostNameFault);
+    EXPECT_EQ(Refused(R"({"hostName":[]})"), kHostNameFault);
     EXPECT_EQ(Refused(R"({"hostName":"beta","ssdpEnable":"false"})"),
-              "line 1, column 20: ssdpEnable must be true or false");
+              "/ssdpEnable: must be true or false");
+    EXPECT_EQ(Refused(R"({"ssdpEnable":[true]})"), "/ssdpEnable: must be true or false");
+}
+
+TEST(SystemConfigPatch, IsRefusedForAHostNameThatIsNoName)
+{
+    EXPECT_EQ(Refused(R"({"hostName":""})"), kHostNameFault);
+    EXPECT_EQ(Refused(R"({"hostName":"a\r\nb"})"), kHostNameFault);
+    EXPECT_EQ(Refused(R"({"hostName":"a\u0085b"})"), kHostNameFault);
+    EXPECT_EQ(Refused(R"({"hostName":"a&b"})"), kHostNameFault);
+    EXPECT_EQ(Refused(R"({"hostName":")" + std::string(64, 'a') + "\"}"), kHostNameFault);
 }
 
 TEST(SystemConfigPatch, IsRefusedForAnUnknownMemberEvenAsNull)
 {
-    EXPECT_EQ(Refused(R"({"hostName":"beta","hostname":"b"})"),
-              "line 1, column 20: unknown member");
-    EXPECT_EQ(Refused(R"({"other":null})"), "line 1, column 2: unknown member");
+    EXPECT_EQ(Refused(R"({"hostName":"beta","hostname":"b"})"), "/hostname: unknown member");
+    EXPECT_EQ(Refused(R"({"other":null})"), "/other: unknown member");
+    EXPECT_EQ(Refused(R"({"":1})"), "/: unknown member");
+    EXPECT_EQ(Refused(R"({"hostName/":"b"})"), "/hostName?: unknown member");
 }
 
 TEST(SystemConfigPatch, IsRefusedUnlessItIsAnObject)
 {
-    EXPECT_EQ(Refused("null"), "line 1, column 1: must be an object");
-    EXPECT_EQ(Refused("[]"), "line 1, column 1: must be an object");
-    EXPECT_EQ(Refused("\"alpha\""), "line 1, column 1: must be an object");
+    for (const char *patch : {"null", "[]", "\"alpha\"", "1", "true"}) {
+        EXPECT_EQ(Refused(patch), "must be an object") << patch;
+    }
     EXPECT_EQ(Refused("{\"hostName\":"), "line 1, column 13: malformed JSON");
 }
 
 TEST(FactorySystemConfig, MakesTheDeviceVisibleUnderTheSystemsHostName)
 {
-    EXPECT_EQ(FactorySystemConfig("studio-a").dump(),
+    EXPECT_EQ(SystemConfigText(FactorySystemConfig("studio-a")),
               R"({"hostName":"studio-a","ssdpEnable":true})");
 }
 
 TEST(FactorySystemConfig, LeavesOutAHostNameThatNobodyCouldSet)
 {
-    EXPECT_EQ(FactorySystemConfig("a\nb").dump(), R"({"ssdpEnable":true})");
-    EXPECT_EQ(FactorySystemConfig(std::string(256, 'a')).dump(), R"({"ssdpEnable":true})");
+    EXPECT_EQ(SystemConfigText(FactorySystemConfig("a\nb")), R"({"ssdpEnable":true})");
+    EXPECT_EQ(SystemConfigText(FactorySystemConfig(std::string(64, 'a'))),
+              R"({"ssdpEnable":true})");
 }
 
 TEST(FactorySystemConfig, BearsAHostNameThatIsNoUtf8)
 {
-    EXPECT_EQ(FactorySystemConfig("a\xFF").dump(),
+    EXPECT_EQ(SystemConfigText(FactorySystemConfig("a\xFF")),
               "{\"hostName\":\"a\xEF\xBF\xBD\",\"ssdpEnable\":true}");
 }
 

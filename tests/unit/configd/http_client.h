@@ -41,10 +41,23 @@ public:
 
     void Send(const std::string &text) const
     {
-        if (send(mSocket, text.data(), text.size(), MSG_NOSIGNAL) !=
-            static_cast<ssize_t>(text.size())) {
+        if (!TrySend(text)) {
             throw std::runtime_error("cannot send");
         }
+    }
+
+    // False once the other side takes nothing more.
+    [[nodiscard]] bool TrySend(const std::string &text) const
+    {
+        return send(mSocket, text.data(), text.size(), MSG_NOSIGNAL) ==
+               static_cast<ssize_t>(text.size());
+    }
+
+    // Whether something, or the end, can be read within a time.
+    [[nodiscard]] bool WaitForInput(int milliseconds) const
+    {
+        pollfd waiting{mSocket, POLLIN, 0};
+        return poll(&waiting, 1, milliseconds) == 1;
     }
 
     // Reads on until the received text holds another one (empty: until the other
@@ -78,8 +91,7 @@ private:
     // False when the other side has ended the connection.
     bool ReceiveMore()
     {
-        pollfd waiting{mSocket, POLLIN, 0};
-        if (poll(&waiting, 1, kPatienceMs) != 1) {
+        if (!WaitForInput(kPatienceMs)) {
             throw std::runtime_error("the service says nothing; received so far: " + mReceived);
         }
         std::array<char, 4096> buffer{};

@@ -1,9 +1,13 @@
 #pragma once
 
+#include "configd/http_server.h"
+#include "configd/listening_socket.h"
 #include "configd/program.h"
 #include "support/live_child.h"
 
 #include <csignal>
+#include <iostream>
+#include <poll.h>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -48,6 +52,35 @@ public:
     static constexpr const char *kStarted = "beacon-configd: listening on 127.0.0.1:8080\n";
 
 private:
+    LiveChild mChild;
+};
+
+// The HTTP server alone on port 8080, with periods of the test's own.
+class Server
+{
+public:
+    explicit Server(const configd::Periods &periods, const std::string &devicesFile = "")
+        : mChild([periods, devicesFile] { return Run(periods, devicesFile); })
+    {
+        if (const auto started = mChild.WaitForOut("listening\n"); !started) {
+            throw std::runtime_error(started.message());
+        }
+    }
+
+private:
+    static int Run(const configd::Periods &periods, const std::string &devicesFile)
+    {
+        configd::Settings settings("/var/lib/beacon-configd/system.json", devicesFile);
+        configd::HttpServer server(settings, configd::OpenListeningSocket(8080), periods);
+        std::cout << "listening" << std::endl;
+        while (true) {
+            pollfd waiting{server.Number(), POLLIN, 0};
+            poll(&waiting, 1, server.WaitMs());
+            server.Run();
+        }
+        return 0;
+    }
+
     LiveChild mChild;
 };
 

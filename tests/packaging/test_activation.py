@@ -1,0 +1,166 @@
+"""The configuration service and the port that systemd holds for it."""
+
+import os
+import socket
+import threading
+from contextlib import contextmanager
+from pathlib import Path
+
+import pytest
+
+from conftest import OLDER
+from lab import wait_until
+
+SERVICE = "beacon-configd.service"
+SOCKET = "beacon-configd.socket"
+STATE = "/var/lib/beacon-configd/system.json"
+DROP_IN = "/run/systemd/system/beacon-configd.service.d/test.conf"
+LIMIT = 60
+
+
+@pytest.fixture(scope="module")
+def booted(machine, installing):
+    machine.prepare("systemd-sysv")
+    machine.apt_get(*installing(OLDER))
+    machine.boot()
+    return machine
+
+
+def states(machine):
+    return [machine.property(unit, "ActiveState") for unit in (SOCKET, SERVICE)]
+
+
+def wait_for(machine, *wanted):
+    """Waits for the states of the socket and of the service."""
+    wait_until(lambda: states(machine) == list(wanted), LIMIT, f"the states {wanted}",
+               lambda: machine.run("systemctl", "status", SOCKET, SERVICE, check=False).stdout)
+
+
+def refuses(machine):
+    """Whether nobody listens on the port."""
+    with machine.network(), socket.socket() as client:
+        return client.connect_ex(("127.0.0.1", 8080)) != 0
+
+
+@contextmanager
+def clients_that_never_stop(machine):
+    """Connects again and again. Gives a list of two numbers: of connections, and of those
+    that were refused."""
+    counted = [0, 0]
+    end = threading.Event()
+
+    def connect():
+        while not end.is_set():
+            counted[1] += refuses(machine)
+            counted[0] += 1
+
+    thread = threading.Thread(target=connect)
+    thread.start()
+    try:
+        yield counted
+    finally:
+        end.set()
+        thread.join()
+
+
+def restarted(machine, old):
+    return machine.property(SERVICE, "MainPID") not in ("0", old)
+
+
+def test_systemd_finds_no_fault_in_the_socket_and_has_it_enabled(booted):
+    result = booted.run("systemd-analyze", "--man=no", "verify", SOCKET)
+    assert result.stdout + result.stderr == ""
+    assert booted.property(SOCKET, "UnitFileState") == "enabled"
+    assert states(booted) == ["active", "active"]
+
+
+def test_the_service_listens_on_the_socket_that_systemd_holds(booted):
+    service = booted.wait_for_process("beacon-configd")
+    held = {os.readlink(each) for each in Path(f"/proc/{booted.pid}/fd").iterdir()}
+    assert os.readlink(f"/proc/{service}/fd/3") in held
+
+
+def test_the_port_is_never_closed_between_two_starts(booted):
+    old = booted.property(SERVICE, "MainPID")
+    with clients_that_never_stop(booted) as counted:
+        booted.run("systemctl", "kill", "--signal=KILL", SERVICE)
+        wait_until(lambda: restarted(booted, old), LIMIT, "the service started again")
+        booted.run("systemctl", "restart", SERVICE)
+        wait_until(lambda c=counted, n=counted[0]: c[0] > n + 10, LIMIT, "more connections")
+    assert counted[1] == 0
+    assert booted.request("GET", "/api/v1/system")[0] == 200
+    assert states(booted) == ["active", "active"]
+
+
+def test_a_client_starts_the_service_that_was_stopped(booted):
+    booted.run("systemctl", "stop", "beacond.service", SERVICE)
+    assert booted.request("GET", "/api/v1/system")[0] == 200
+    assert states(booted) == ["active", "active"]
+    booted.run("systemctl", "start", "beacond.service")
+
+
+def damage_the_file(machine):
+    machine.path(STATE).write_text("{")
+
+
+def mend_the_file(machine):
+    machine.path(STATE).write_text("{}")
+
+
+def use_it_wrongly(machine):
+    machine.path(DROP_IN).parent.mkdir(parents=True)
+    machine.path(DROP_IN).write_text("[Service]\nExecStart=\nExecStart=beacon-configd --port 0\n")
+    machine.run("systemctl", "daemon-reload")
+
+
+def use_it_rightly(machine):
+    machine.run("rm", "-r", "/run/systemd/system/beacon-configd.service.d")
+    machine.run("systemctl", "daemon-reload")
+
+
+@pytest.mark.parametrize("spoil, mend, status", [(damage_the_file, mend_the_file, 3),
+                                                 (use_it_wrongly, use_it_rightly, 2)])
+def test_what_needs_a_hand_is_not_tried_again(booted, spoil, mend, status):
+    spoil(booted)
+    with clients_that_never_stop(booted) as counted:
+        booted.run("systemctl", "kill", "--signal=KILL", SERVICE)
+        wait_for(booted, "inactive", "failed")
+        wait_until(lambda c=counted, n=counted[1]: c[1] > n + 10, LIMIT, "refused connections")
+    assert booted.property(SERVICE, "ExecMainStatus") == str(status)
+    assert booted.property(SERVICE, "NRestarts") == "1"  # after the signal
+    assert states(booted) == ["inactive", "failed"]
+    mend(booted)
+    booted.run("systemctl", "start", SERVICE)
+    wait_for(booted, "active", "active")
+    assert booted.request("GET", "/api/v1/system")[0] == 200
+
+
+def test_what_may_pass_is_tried_again_until_it_has_passed(booted):
+    booted.run("sh", "-c", f"mv {STATE} {STATE}.away && mkdir {STATE}")
+    booted.run("systemctl", "kill", "--signal=KILL", SERVICE)
+    # Five starts are what systemd allows within 10 s unless it is told otherwise.
+    wait_until(lambda: int(booted.property(SERVICE, "NRestarts")) > 6, LIMIT, "seven restarts",
+               lambda: booted.property(SERVICE, "NRestarts"))
+    assert booted.property(SERVICE, "ExecMainStatus") in ("0", "1")
+    assert booted.property(SOCKET, "ActiveState") == "active"
+    booted.run("sh", "-c", f"rmdir {STATE} && mv {STATE}.away {STATE}")
+    assert booted.request("GET", "/api/v1/system")[0] == 200
+    assert states(booted) == ["active", "active"]
+
+
+def test_an_upgrade_keeps_the_port_open(booted, installing):
+    old = booted.property(SERVICE, "MainPID")
+    with clients_that_never_stop(booted) as counted:
+        booted.apt_get(*installing())
+        wait_until(lambda: restarted(booted, old), LIMIT, "the service started again")
+    assert counted[0] > 0
+    assert counted[1] == 0
+    assert states(booted) == ["active", "active"]
+
+
+def test_removing_closes_the_port_and_purging_leaves_nothing(booted):
+    booted.apt_get("remove", "beacon-configd")
+    assert states(booted) == ["inactive", "inactive"]
+    assert refuses(booted)
+    booted.apt_get("purge", "beacon-configd")
+    assert booted.run("find", "/etc", "/var/lib", "-name", "*beacon-configd*").stdout == ""
