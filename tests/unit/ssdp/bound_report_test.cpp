@@ -1,4 +1,4 @@
-#include "ssdp/bound_report.h"
+#include "ssdp/flood_limits.h"
 
 #include "support/fake_environment.h"
 

@@ -60,7 +60,7 @@ protected:
     std::size_t DocumentSize()
     {
         const std::size_t size = formats::ComposeBrowseDocument(registry.NodeList()).size();
-        EXPECT_LE(size, ssdp::kMaxHeardBytes);
+        EXPECT_LE(size, ssdp::kMaxKnownBytes);
         return size;
     }
 };
@@ -69,8 +69,8 @@ protected:
 
 TEST_F(RegistryBounds, AreTheseNumbers)
 {
-    EXPECT_EQ(ssdp::kMaxHeardNodes, 4096U);
-    EXPECT_EQ(ssdp::kMaxHeardBytes, 4194304U);
+    EXPECT_EQ(ssdp::kMaxDiscoveredNodes, 4096U);
+    EXPECT_EQ(ssdp::kMaxKnownBytes, 4194304U);
     FillConfirmed();
     EXPECT_EQ(registry.NodeList().size(), 4096U);
 }
@@ -230,7 +230,7 @@ TEST_F(RegistryBounds, TextsAreCountedAsTheBrowseDocumentWritesThem)
         Confirm(number);
     }
     EXPECT_THAT(environment.TakeFaults(), ElementsAre(kLine));
-    EXPECT_GT(DocumentSize(), ssdp::kMaxHeardBytes - 100000);
+    EXPECT_GT(DocumentSize(), ssdp::kMaxKnownBytes - 100000);
     // A model name is written twice.
     SSDPDeviceType device = Swollen(1, 0);
     device.modelName.assign(80000, 'x');
@@ -245,7 +245,7 @@ TEST_F(RegistryBounds, LargeEntriesThatNobodyConfirmedGiveWayToo)
     }
     EXPECT_NE(Node(USN(999)), nullptr);
     EXPECT_EQ(Node(USN(0)), nullptr);
-    EXPECT_GT(DocumentSize(), ssdp::kMaxHeardBytes - 100000);
+    EXPECT_GT(DocumentSize(), ssdp::kMaxKnownBytes - 100000);
 }
 
 TEST_F(RegistryBounds, AKnownDeviceMayGrowWithinTheBoundAndNotOverIt)
@@ -254,7 +254,7 @@ TEST_F(RegistryBounds, AKnownDeviceMayGrowWithinTheBoundAndNotOverIt)
     registry.EnterDescription(Swollen(1, 9000));
     Confirm(1);
     EXPECT_EQ(Node(USN(1))->modelDescription.size(), 9000U);
-    registry.EnterDescription(Swollen(2, ssdp::kMaxHeardBytes - 10000));
+    registry.EnterDescription(Swollen(2, ssdp::kMaxKnownBytes - 10000));
     Confirm(2);
     registry.EnterDescription(Swollen(1, 9700));
     registry.EnterDescription(Swollen(1, 20000));
@@ -267,16 +267,16 @@ TEST_F(RegistryBounds, AKnownDeviceMayGrowWithinTheBoundAndNotOverIt)
 TEST_F(RegistryBounds, ADescriptionThatIsLargerThanTheBoundRemovesNothing)
 {
     registry.EnterDescription(Swollen(1, 100));
-    registry.EnterDescription(Swollen(1, ssdp::kMaxHeardBytes));
+    registry.EnterDescription(Swollen(1, ssdp::kMaxKnownBytes));
     EXPECT_EQ(Node(USN(1))->modelDescription.size(), 100U);
 }
 
 TEST_F(RegistryBounds, ADeviceThatHasGoneMakesRoomAtOnce)
 {
-    registry.EnterDescription(Swollen(1, ssdp::kMaxHeardBytes - 1000));
+    registry.EnterDescription(Swollen(1, ssdp::kMaxKnownBytes - 1000));
     Confirm(1);
     Byebye(USN(1));
-    registry.EnterDescription(Swollen(2, ssdp::kMaxHeardBytes - 1000));
+    registry.EnterDescription(Swollen(2, ssdp::kMaxKnownBytes - 1000));
     EXPECT_EQ(environment.TakeFaults(), Calls{});
     EXPECT_NE(Node(USN(2)), nullptr);
 }

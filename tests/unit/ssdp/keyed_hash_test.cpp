@@ -1,4 +1,4 @@
-#include "ssdp/keyed_hash.h"
+#include "ssdp/device_map.h"
 
 #include <gtest/gtest.h>
 #include <set>

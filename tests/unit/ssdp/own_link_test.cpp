@@ -23,7 +23,7 @@ protected:
     // Whether any number of bytes may be sent to the address.
     [[nodiscard]] bool Unlimited(const char *address)
     {
-        return mLink.SpendFor(AddressOf(address), std::numeric_limits<std::uint32_t>::max(), 0);
+        return mLink.SpendFor(AddressOf(address), std::numeric_limits<std::uint32_t>::max());
     }
 
     OwnLink mLink;
@@ -115,11 +115,12 @@ TEST_F(OwnLinkTest, OffTheLinkAllSpendOneBudgetOf64KiBAnd16KiBASecond)
 {
     const in_addr one = AddressOf("198.51.100.1");
     const in_addr other = AddressOf("203.0.113.1");
-    EXPECT_FALSE(mLink.CanSpendFor(one, 65537, 0));
-    EXPECT_TRUE(mLink.CanSpendFor(one, 65536, 0));
-    EXPECT_TRUE(mLink.SpendFor(one, 65536, 0));
-    EXPECT_FALSE(mLink.CanSpendFor(other, 1, 0));
-    EXPECT_FALSE(mLink.SpendFor(other, 16385, 1000));
-    EXPECT_TRUE(mLink.SpendFor(other, 16384, 1000));
-    EXPECT_FALSE(mLink.SpendFor(one, 1, 1000));
+    EXPECT_FALSE(mLink.CanSpendFor(one, 65537));
+    EXPECT_TRUE(mLink.CanSpendFor(one, 65536));
+    EXPECT_TRUE(mLink.SpendFor(one, 65536));
+    EXPECT_FALSE(mLink.CanSpendFor(other, 1));
+    mLink.RefillBudget(1000);
+    EXPECT_FALSE(mLink.SpendFor(other, 16385));
+    EXPECT_TRUE(mLink.SpendFor(other, 16384));
+    EXPECT_FALSE(mLink.SpendFor(one, 1));
 }

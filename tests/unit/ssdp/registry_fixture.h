@@ -128,7 +128,7 @@ protected:
     // Everything done since the last call, waiting requests included.
     Calls TakeCalls()
     {
-        paper.documents.LetPass(std::numeric_limits<std::uint32_t>::max());
+        paper.documents.CollectDue(std::numeric_limits<std::uint32_t>::max());
         while (paper.documents.SendDue()) {
         }
         environment.TakeSent();

@@ -1,4 +1,4 @@
-#include "ssdp/send_budget.h"
+#include "ssdp/flood_limits.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -10,8 +10,9 @@ namespace {
 // How many bytes can be spent now, one by one.
 int SpendAll(SendBudget &budget, std::uint32_t nowMs)
 {
+    budget.Refill(nowMs);
     int spent = 0;
-    while (budget.Spend(1, nowMs)) {
+    while (budget.Spend(1)) {
         ++spent;
     }
     return spent;
@@ -22,29 +23,31 @@ int SpendAll(SendBudget &budget, std::uint32_t nowMs)
 TEST(SendBudget, AllowsItsBurstAtOnceAndNoMore)
 {
     SendBudget budget(1000, 100);
-    EXPECT_TRUE(budget.Spend(1000, 5));
-    EXPECT_FALSE(budget.Spend(1, 5));
-    EXPECT_TRUE(budget.Spend(0, 5));
+    EXPECT_TRUE(budget.Spend(1000));
+    EXPECT_FALSE(budget.Spend(1));
+    EXPECT_TRUE(budget.Spend(0));
 }
 
 TEST(SendBudget, SpendsNothingWhenItIsNotEnough)
 {
     SendBudget budget(1000, 100);
-    EXPECT_FALSE(budget.Spend(1001, 0));
-    EXPECT_TRUE(budget.Spend(400, 0));
-    EXPECT_FALSE(budget.Spend(601, 0));
-    EXPECT_TRUE(budget.Spend(600, 0));
+    EXPECT_FALSE(budget.Spend(1001));
+    EXPECT_TRUE(budget.Spend(400));
+    EXPECT_FALSE(budget.Spend(601));
+    EXPECT_TRUE(budget.Spend(600));
 }
 
 TEST(SendBudget, TellsWhetherItIsEnoughWithoutSpending)
 {
     SendBudget budget(1000, 100);
-    EXPECT_TRUE(budget.Has(1000, 0));
-    EXPECT_TRUE(budget.Has(1000, 0));
-    EXPECT_FALSE(budget.Has(1001, 0));
-    EXPECT_TRUE(budget.Spend(1000, 0));
-    EXPECT_FALSE(budget.Has(1, 0));
-    EXPECT_TRUE(budget.Has(100, 1000));
+    EXPECT_TRUE(budget.Has(1000));
+    EXPECT_TRUE(budget.Has(1000));
+    EXPECT_FALSE(budget.Has(1001));
+    EXPECT_TRUE(budget.Spend(1000));
+    EXPECT_FALSE(budget.Has(1));
+    budget.Refill(1000);
+    EXPECT_TRUE(budget.Has(100));
+    EXPECT_FALSE(budget.Has(101));
 }
 
 TEST(SendBudget, RefillsByItsRateASecond)
@@ -69,7 +72,7 @@ TEST(SendBudget, LosesNothingWhenItIsAskedEveryMillisecond)
 TEST(SendBudget, NeverHoldsMoreThanItsBurst)
 {
     SendBudget budget(1000, 100);
-    EXPECT_TRUE(budget.Spend(500, 0));
+    EXPECT_TRUE(budget.Spend(500));
     EXPECT_EQ(SpendAll(budget, 3600000), 1000);
 }
 

@@ -1,4 +1,4 @@
-#include "ssdp/tick_clock.h"
+#include "ssdp/timing.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@ constexpr std::uint32_t kIntervalMs = 5000;
 
 bool IsOver(TickClock &clock, std::uint32_t nowMs)
 {
-    clock.Note(nowMs, kIntervalMs);
+    clock.Update(nowMs, kIntervalMs);
     return clock.ElapsedMs() >= kIntervalMs;
 }
 

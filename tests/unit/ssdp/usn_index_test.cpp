@@ -1,4 +1,4 @@
-#include "ssdp/usn_index.h"
+#include "ssdp/device_map.h"
 
 #include <gtest/gtest.h>
 #include <random>

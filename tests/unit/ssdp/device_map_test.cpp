@@ -1,4 +1,4 @@
-#include "ssdp/indexed_device_map.h"
+#include "ssdp/device_map.h"
 
 #include <gtest/gtest.h>
 #include <string>
