@@ -27,7 +27,7 @@ protected:
 
 } // namespace
 
-TEST_F(AgentDiagnostics, ListTheAnnouncedServicesAndTheKnownOnes)
+TEST_F(AgentDiagnostics, CommandsListAnnouncedAndKnownServices)
 {
     OpenAnnounced();
     Receive(PeerDescription("Lumen", "beta"));
@@ -36,14 +36,14 @@ TEST_F(AgentDiagnostics, ListTheAnnouncedServicesAndTheKnownOnes)
     EXPECT_THAT(mEnvironment.faults, IsEmpty());
 }
 
-TEST_F(AgentDiagnostics, EmptyListIsItsNameAlone)
+TEST_F(AgentDiagnostics, ListingOfAnEmptyListIsItsName)
 {
     Open();
     EXPECT_EQ(Ask("gh"), "HostList");
     EXPECT_EQ(Ask("gn"), "NodeList");
 }
 
-TEST_F(AgentDiagnostics, ReportACommandThatIsNone)
+TEST_F(AgentDiagnostics, UnknownCommandIsReported)
 {
     Open();
     for (const std::string &command :

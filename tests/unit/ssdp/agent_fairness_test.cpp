@@ -82,7 +82,7 @@ protected:
 
 } // namespace
 
-TEST_F(AgentFairness, APeersRequestIsAnsweredWithinThreeTriesUnderAFloodOfRequests)
+TEST_F(AgentFairness, PeerIsAnsweredWithinThreeTriesDuringAFloodOfRequests)
 {
     Datagrams got;
     for (int tries = 0; tries < 3 && got.empty(); ++tries) {
@@ -93,7 +93,7 @@ TEST_F(AgentFairness, APeersRequestIsAnsweredWithinThreeTriesUnderAFloodOfReques
     EXPECT_EQ(got, Datagrams{test::ToPeer(test::GetAnswer("document"))});
 }
 
-TEST_F(AgentFairness, APeerIsListedWithin60SecondsUnderAFloodOfAlives)
+TEST_F(AgentFairness, PeerIsKnownWithin60SecondsDuringAFloodOfAlives)
 {
     FloodUntilFull();
     for (int second = 0; second < 60 && !Knows("Lumen"); ++second) {
@@ -109,7 +109,7 @@ TEST_F(AgentFairness, APeerIsListedWithin60SecondsUnderAFloodOfAlives)
     EXPECT_TRUE(Knows("Lumen"));
 }
 
-TEST_F(AgentFairness, AFloodThatGoesOnIsReportedOnce)
+TEST_F(AgentFairness, LastingFloodIsReportedOnce)
 {
     for (int second = 0; second < 300; ++second) {
         FloodForASecond();

@@ -30,7 +30,7 @@ protected:
 
 } // namespace
 
-TEST_F(AgentLeaving, SaysGoodbyeForEachServiceInTheOrderOfTheirNames)
+TEST_F(AgentLeaving, SendsGoodbyeForEachServiceInOrderOfUSN)
 {
     Add("ZR2");
     Add();
@@ -39,14 +39,14 @@ TEST_F(AgentLeaving, SaysGoodbyeForEachServiceInTheOrderOfTheirNames)
                                      ToGroup(Goodbye("ZR2", "zr2_upnp_ssdp_2.xml"))));
 }
 
-TEST_F(AgentLeaving, SaysNothingWhenItIsNotToAnnounceThat)
+TEST_F(AgentLeaving, SendsNothingWithoutAnnounce)
 {
     OpenAnnounced();
     EXPECT_THAT(Leave(false), IsEmpty());
     EXPECT_FALSE(mAgent.IsOpen());
 }
 
-TEST_F(AgentLeaving, SaysNothingTwice)
+TEST_F(AgentLeaving, SecondLeaveSendsNothing)
 {
     EXPECT_THAT(Leave(), IsEmpty());
     OpenAnnounced();
@@ -56,7 +56,7 @@ TEST_F(AgentLeaving, SaysNothingTwice)
     EXPECT_THAT(mEnvironment.faults, IsEmpty());
 }
 
-TEST_F(AgentLeaving, GivesTheFileNumbersBack)
+TEST_F(AgentLeaving, FreesTheFileNumbers)
 {
     for (const bool announce : {true, false}) {
         OpenAnnounced(); // which expects the document to have number 1
@@ -64,7 +64,7 @@ TEST_F(AgentLeaving, GivesTheFileNumbersBack)
     }
 }
 
-TEST_F(AgentLeaving, EmptiesTheListsWhichIsAChange)
+TEST_F(AgentLeaving, EmptiesTheListsAndFlagsAChange)
 {
     OpenAnnounced();
     Receive(PeerDescription("Lumen", "beta"));
@@ -80,7 +80,7 @@ TEST_F(AgentLeaving, EmptiesTheListsWhichIsAChange)
     EXPECT_FALSE(mAgent.TakeChange(known));
 }
 
-TEST_F(AgentLeaving, ForgetsWhatIsQueuedForAnnouncement)
+TEST_F(AgentLeaving, DropsQueuedAdditions)
 {
     Add();
     Leave();
@@ -91,7 +91,7 @@ TEST_F(AgentLeaving, ForgetsWhatIsQueuedForAnnouncement)
     EXPECT_THAT(Tick(), IsEmpty());
 }
 
-TEST_F(AgentLeaving, IsFollowedByTheAnnouncementOfWhatIsAddedAfterIt)
+TEST_F(AgentLeaving, ServiceAddedAfterLeavingIsAnnouncedAtTheNextStart)
 {
     OpenAnnounced();
     Leave();
@@ -100,7 +100,7 @@ TEST_F(AgentLeaving, IsFollowedByTheAnnouncementOfWhatIsAddedAfterIt)
                                     ToGroup(Search("upnp:rootdevice"))));
 }
 
-TEST_F(AgentLeaving, IgnoresEveryDatagramAfterIt)
+TEST_F(AgentLeaving, DatagramsAfterLeavingAreIgnored)
 {
     OpenAnnounced();
     Leave();
@@ -120,7 +120,7 @@ TEST_F(AgentLeaving, IgnoresEveryDatagramAfterIt)
 }
 
 // A document's file is read while the agent may leave.
-TEST_F(AgentLeaving, DropsTheAnswerWhoseDocumentIsReadMeanwhile)
+TEST_F(AgentLeaving, DropsAnAnswerWhoseDocumentIsBeingRead)
 {
     OpenAnnounced();
     const auto wanted = mAgent.ParseSSDPPacket(test::Get("/" + std::string(kCorviaFile)),
@@ -134,7 +134,7 @@ TEST_F(AgentLeaving, DropsTheAnswerWhoseDocumentIsReadMeanwhile)
     EXPECT_THAT(Tick(60000), IsEmpty());
 }
 
-TEST_F(AgentLeaving, ForgetsWhatWaitsToBeSent)
+TEST_F(AgentLeaving, DropsDatagramsThatWaitToBeSent)
 {
     OpenAnnounced();
     Receive(test::Get("/" + std::string(kCorviaFile)));
@@ -145,7 +145,7 @@ TEST_F(AgentLeaving, ForgetsWhatWaitsToBeSent)
 }
 
 // The engine lets others take its lock while it sends.
-TEST_F(AgentLeaving, EndsATickThatIsUnderWay)
+TEST_F(AgentLeaving, EndsARunningTick)
 {
     OpenAnnounced();
     for (int i = 0; i < 100; ++i) {

@@ -64,7 +64,7 @@ protected:
 
 } // namespace
 
-TEST_F(AgentLimits, SearchAnswersLeaveTheLinkUpTo64KiBAtOnceAnd16KiBASecond)
+TEST_F(AgentLimits, SearchAnswersOffTheLinkAreLimitedTo64KiBAtOnceAnd16KiBASecond)
 {
     std::size_t left = kBurst;
     EXPECT_EQ(AnswersTo(kOffLink), left / mAnswerSize);
@@ -125,7 +125,7 @@ TEST_F(AgentLimits, OnTheLinkEveryDescriptionIsSent)
     EXPECT_EQ(SentInATickTo("192.0.2.1"), 1000U);
 }
 
-TEST_F(AgentLimits, AFileIsReadOnlyWhenItsAnswerHasRoom)
+TEST_F(AgentLimits, FileIsReadOnlyWhenTheAnswerHasRoom)
 {
     GetOften("192.0.2.66", 1024); // as many answers as may wait
     EXPECT_EQ(mEnvironment.files.reads, 1024);

@@ -26,14 +26,14 @@ protected:
 
 } // namespace
 
-TEST_F(BoundReportTest, SaysOnceThatTheBoundIsMet)
+TEST_F(BoundReportTest, WritesOneLineWhenTheContainerIsFull)
 {
     EXPECT_THAT(Full(), ElementsAre(kLine));
     EXPECT_TRUE(Full().empty());
     EXPECT_TRUE(Full().empty());
 }
 
-TEST_F(BoundReportTest, SaysSoAgainAfterTheContainerWasMostlyEmpty)
+TEST_F(BoundReportTest, WritesALineAgainAfterTheContainerWasMostlyEmpty)
 {
     Full();
     report.NoteMostlyEmpty();
@@ -41,7 +41,7 @@ TEST_F(BoundReportTest, SaysSoAgainAfterTheContainerWasMostlyEmpty)
     EXPECT_TRUE(Full().empty());
 }
 
-TEST_F(BoundReportTest, OfEachContainerStandsByItself)
+TEST_F(BoundReportTest, ContainersAreReportedIndependently)
 {
     Full();
     ssdp::BoundReport other("SendGETRequest", "requests");

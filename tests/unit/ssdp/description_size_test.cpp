@@ -27,7 +27,7 @@ std::size_t ResponseSize(const std::string &model, const std::string &category)
 
 } // namespace
 
-TEST(DescriptionResponse, OfEveryModelFitsADatagramThatIsNotFragmented)
+TEST(DescriptionResponse, OfEveryModelFitsAnUnfragmentedDatagram)
 {
     for (const ProductRow &row : kProductTable) {
         EXPECT_LE(ResponseSize(row.modelName, row.category), kUnfragmented) << row.modelName;

@@ -27,7 +27,7 @@ TEST(IndexedDeviceMap, KeepsRecordsInByteWiseOrderOfTheirUSN)
     EXPECT_EQ(order, (std::vector<std::string>{"", "a", "ab", "b", "\xc3\xa9"}));
 }
 
-TEST(IndexedDeviceMap, FindsEveryRecordByItsWholeUSNAndNothingElse)
+TEST(IndexedDeviceMap, FindsRecordsByTheirWholeUSNOnly)
 {
     ssdp::IndexedDeviceMap map;
     std::string usn;
@@ -45,7 +45,7 @@ TEST(IndexedDeviceMap, FindsEveryRecordByItsWholeUSNAndNothingElse)
     EXPECT_FALSE(map.contains(std::string("x\0", 2)));
 }
 
-TEST(IndexedDeviceMap, OverwritesOrKeepsARecordThatIsThereAsAsked)
+TEST(IndexedDeviceMap, TryEmplaceKeepsARecordAndInsertOrAssignReplacesIt)
 {
     ssdp::IndexedDeviceMap map;
     EXPECT_TRUE(map.try_emplace(Record("a", "first")).second);
@@ -56,7 +56,7 @@ TEST(IndexedDeviceMap, OverwritesOrKeepsARecordThatIsThereAsAsked)
     EXPECT_EQ(map.Map().size(), 1U);
 }
 
-TEST(IndexedDeviceMap, ForgetsWhatIsErasedHoweverItIs)
+TEST(IndexedDeviceMap, FindsNoErasedRecord)
 {
     ssdp::IndexedDeviceMap map;
     for (const char *usn : {"a", "b", "c"}) {

@@ -67,7 +67,7 @@ protected:
 
 } // namespace
 
-TEST_F(RegistryBounds, AreTheseNumbers)
+TEST_F(RegistryBounds, Are4096DevicesAnd4MiB)
 {
     EXPECT_EQ(ssdp::kMaxDiscoveredNodes, 4096U);
     EXPECT_EQ(ssdp::kMaxKnownBytes, 4194304U);
@@ -75,7 +75,7 @@ TEST_F(RegistryBounds, AreTheseNumbers)
     EXPECT_EQ(registry.NodeList().size(), 4096U);
 }
 
-TEST_F(RegistryBounds, ADescriptionOverTheBoundIsDroppedAndReportedOnceWhenAllAreConfirmed)
+TEST_F(RegistryBounds, DescriptionIsDroppedAndReportedOnceWhenAllEntriesAreConfirmed)
 {
     FillConfirmed();
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
@@ -86,7 +86,7 @@ TEST_F(RegistryBounds, ADescriptionOverTheBoundIsDroppedAndReportedOnceWhenAllAr
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryBounds, ANewcomerReplacesTheOldestEntryThatNoAliveHasConfirmed)
+TEST_F(RegistryBounds, NewcomerReplacesTheOldestUnconfirmedEntry)
 {
     FillUnconfirmed();
     Confirm(0);
@@ -104,7 +104,7 @@ TEST_F(RegistryBounds, ANewcomerReplacesTheOldestEntryThatNoAliveHasConfirmed)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryBounds, AConfirmedEntryStaysConfirmedWhenItIsDescribedAgain)
+TEST_F(RegistryBounds, ConfirmedEntryStaysConfirmedAfterANewDescription)
 {
     FillUnconfirmed();
     Confirm(0);
@@ -116,7 +116,7 @@ TEST_F(RegistryBounds, AConfirmedEntryStaysConfirmedWhenItIsDescribedAgain)
     EXPECT_EQ(registry.NodeList().size(), 4096U);
 }
 
-TEST_F(RegistryBounds, ServicesThatWereAddedNeverGiveWay)
+TEST_F(RegistryBounds, AddedServicesNeverGiveWay)
 {
     AddNow(Own());
     AddNow(Silent());
@@ -131,7 +131,7 @@ TEST_F(RegistryBounds, ServicesThatWereAddedNeverGiveWay)
     EXPECT_NE(Node(added.usn), nullptr);
 }
 
-TEST_F(RegistryBounds, AForgedFloodOfTheLongestMaxAgeDoesNotLockARealDeviceOut)
+TEST_F(RegistryBounds, ForgedDescriptionsWithTheLongestMaxAgeDoNotLockARealDeviceOut)
 {
     for (int number = 0; number < kBound; ++number) {
         SSDPDeviceType forged = Swollen(number, 0);
@@ -151,7 +151,7 @@ TEST_F(RegistryBounds, AForgedFloodOfTheLongestMaxAgeDoesNotLockARealDeviceOut)
 }
 
 // Otherwise byebyes between descriptions would write a line for each pair of datagrams.
-TEST_F(RegistryBounds, IsNotReportedAgainForEveryDeviceThatMakesRoomForOne)
+TEST_F(RegistryBounds, FullRegistryIsNotReportedAgainForEachDeviceThatLeaves)
 {
     FillConfirmed();
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
@@ -165,7 +165,7 @@ TEST_F(RegistryBounds, IsNotReportedAgainForEveryDeviceThatMakesRoomForOne)
     }
 }
 
-TEST_F(RegistryBounds, IsReportedAgainAfterLessThanHalfWasLeft)
+TEST_F(RegistryBounds, FullRegistryIsReportedAgainAfterItWasLessThanHalfFull)
 {
     FillConfirmed();
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
@@ -177,7 +177,7 @@ TEST_F(RegistryBounds, IsReportedAgainAfterLessThanHalfWasLeft)
     EXPECT_EQ(Enter(kBound), Calls{});
 }
 
-TEST_F(RegistryBounds, AKnownDeviceIsRenewedInAFullRegistry)
+TEST_F(RegistryBounds, KnownDeviceIsUpdatedInAFullRegistry)
 {
     FillConfirmed();
     SSDPDeviceType renamed = Swollen(7, 0);
@@ -197,7 +197,7 @@ TEST_F(RegistryBounds, AnnouncedServicesDoNotCount)
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
 }
 
-TEST_F(RegistryBounds, AnAnnouncedServiceWhoseNodeIsGoneMakesNoRoom)
+TEST_F(RegistryBounds, AnnouncedServiceThatIsNotKnownMakesNoRoom)
 {
     AddNow(Own());
     Byebye(Own().usn);
@@ -206,7 +206,7 @@ TEST_F(RegistryBounds, AnAnnouncedServiceWhoseNodeIsGoneMakesNoRoom)
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
 }
 
-TEST_F(RegistryBounds, AFullRegistryDoesNotKeepAServiceFromBeingAnnounced)
+TEST_F(RegistryBounds, ServiceIsAnnouncedInAFullRegistry)
 {
     FillConfirmed();
     EXPECT_EQ(AddNow(Own()).size(), 2U);
@@ -214,7 +214,7 @@ TEST_F(RegistryBounds, AFullRegistryDoesNotKeepAServiceFromBeingAnnounced)
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
 }
 
-TEST_F(RegistryBounds, AFullRegistryEmptiesWithTime)
+TEST_F(RegistryBounds, FullRegistryEmptiesWhenDevicesAreSilent)
 {
     FillConfirmed();
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
@@ -238,7 +238,7 @@ TEST_F(RegistryBounds, TextsAreCountedAsTheBrowseDocumentWritesThem)
     EXPECT_EQ(Node(USN(1))->modelName, "Lumen");
 }
 
-TEST_F(RegistryBounds, LargeEntriesThatNobodyConfirmedGiveWayToo)
+TEST_F(RegistryBounds, LargeUnconfirmedEntriesGiveWayToo)
 {
     for (int number = 0; number < 1000; ++number) {
         registry.EnterDescription(Swollen(number, 1300, '\x01'));
@@ -248,7 +248,7 @@ TEST_F(RegistryBounds, LargeEntriesThatNobodyConfirmedGiveWayToo)
     EXPECT_GT(DocumentSize(), ssdp::kMaxKnownBytes - 100000);
 }
 
-TEST_F(RegistryBounds, AKnownDeviceMayGrowWithinTheBoundAndNotOverIt)
+TEST_F(RegistryBounds, KnownDeviceMayGrowWithinTheBoundOnly)
 {
     registry.EnterDescription(Swollen(1, 100));
     registry.EnterDescription(Swollen(1, 9000));
@@ -264,14 +264,14 @@ TEST_F(RegistryBounds, AKnownDeviceMayGrowWithinTheBoundAndNotOverIt)
     EXPECT_EQ(Node(USN(1))->modelDescription.size(), 50U);
 }
 
-TEST_F(RegistryBounds, ADescriptionThatIsLargerThanTheBoundRemovesNothing)
+TEST_F(RegistryBounds, DescriptionLargerThanTheBoundRemovesNothing)
 {
     registry.EnterDescription(Swollen(1, 100));
     registry.EnterDescription(Swollen(1, ssdp::kMaxKnownBytes));
     EXPECT_EQ(Node(USN(1))->modelDescription.size(), 100U);
 }
 
-TEST_F(RegistryBounds, ADeviceThatHasGoneMakesRoomAtOnce)
+TEST_F(RegistryBounds, ByebyeMakesRoomAtOnce)
 {
     registry.EnterDescription(Swollen(1, ssdp::kMaxKnownBytes - 1000));
     Confirm(1);

@@ -34,7 +34,7 @@ const std::vector<MaxAge> kMaxAges{{30, 120},
 
 } // namespace
 
-TEST_F(RegistryHandBack, AnUnknownDeviceIsNotRegisteredNorAskedForItsDescription)
+TEST_F(RegistryHandBack, UnknownDeviceIsNeitherAddedNorAskedForItsDescription)
 {
     EXPECT_EQ(Alive(kUSN), Calls{});
     EXPECT_EQ(Alive("uuid:foreign-ZR1"), Calls{});
@@ -42,7 +42,7 @@ TEST_F(RegistryHandBack, AnUnknownDeviceIsNotRegisteredNorAskedForItsDescription
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHandBack, AListedDeviceIsKeptByTheMaxAgeItTells)
+TEST_F(RegistryHandBack, KnownDeviceIsRefreshedWithTheReceivedMaxAge)
 {
     for (const MaxAge &maxAge : kMaxAges) {
         RegistryOnPaper freshPaper(environment);
@@ -66,7 +66,7 @@ TEST_F(RegistryHandBack, AListedDeviceIsKeptByTheMaxAgeItTells)
     EXPECT_EQ(TakeCalls(), Calls{});
 }
 
-TEST_F(RegistryHandBack, AListedDeviceThatSpokeIsForgottenWhenItsTimeRunsOut)
+TEST_F(RegistryHandBack, DeviceThatAnnouncedItselfIsForgottenWhenItsTimeRunsOut)
 {
     AddNow(Silent());
     Alive(kUSN, 30);
@@ -79,7 +79,7 @@ TEST_F(RegistryHandBack, AListedDeviceThatSpokeIsForgottenWhenItsTimeRunsOut)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryHandBack, AListedDeviceThatSpokeIsNotTakenOverWhileItHasTime)
+TEST_F(RegistryHandBack, DeviceThatAnnouncedItselfIsNotTakenOverBeforeItsTimeRunsOut)
 {
     AddNow(Silent());
     Alive(kUSN, 120);
@@ -89,7 +89,7 @@ TEST_F(RegistryHandBack, AListedDeviceThatSpokeIsNotTakenOverWhileItHasTime)
     EXPECT_EQ(Node(kUSN)->timerCountdown, 140000);
 }
 
-TEST_F(RegistryHandBack, AnAnnouncedDeviceIsHandedBackWithoutAGoodbyeOrAChange)
+TEST_F(RegistryHandBack, ProxiedDeviceIsHandedBackWithoutGoodbyeOrChange)
 {
     for (const MaxAge &maxAge : kMaxAges) {
         TakeOver(Silent());
@@ -108,7 +108,7 @@ TEST_F(RegistryHandBack, AnAnnouncedDeviceIsHandedBackWithoutAGoodbyeOrAChange)
     }
 }
 
-TEST_F(RegistryHandBack, TheWholeAnnouncedRecordReplacesTheNode)
+TEST_F(RegistryHandBack, AnnouncedRecordReplacesTheKnownRecord)
 {
     TakeOver(Silent());
     Pass(20000); // the node has spent a repeat and begun its time anew
@@ -119,7 +119,7 @@ TEST_F(RegistryHandBack, TheWholeAnnouncedRecordReplacesTheNode)
     EXPECT_EQ(Node(kUSN)->repeatCount, 0);
 }
 
-TEST_F(RegistryHandBack, ADeviceWhoseNodeIsGoneIsListedAgain)
+TEST_F(RegistryHandBack, HandedBackDeviceIsKnownAgainAfterAByebye)
 {
     TakeOver(Silent());
     Byebye(kUSN);
@@ -130,7 +130,7 @@ TEST_F(RegistryHandBack, ADeviceWhoseNodeIsGoneIsListedAgain)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHandBack, AfterwardsItIsNotAnnouncedAnyMoreAndForgottenWhenSilent)
+TEST_F(RegistryHandBack, HandedBackDeviceIsNoLongerAnnouncedAndForgottenWhenSilent)
 {
     TakeOver(Silent());
     Alive(kUSN, 120);
@@ -143,7 +143,7 @@ TEST_F(RegistryHandBack, AfterwardsItIsNotAnnouncedAnyMoreAndForgottenWhenSilent
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryHandBack, FurtherAlivesRefreshItLikeAnyListedDevice)
+TEST_F(RegistryHandBack, FurtherAlivesRefreshTheHandedBackDevice)
 {
     TakeOver(Silent());
     Alive(kUSN, 120);
@@ -151,7 +151,7 @@ TEST_F(RegistryHandBack, FurtherAlivesRefreshItLikeAnyListedDevice)
     EXPECT_EQ(Node(kUSN)->timerCountdown, 400000);
 }
 
-TEST_F(RegistryHandBack, ADeviceThatSpeaksBeforeItsWithdrawalIsStillForgottenButNotDismissed)
+TEST_F(RegistryHandBack, DeviceHandedBackBeforeItsRemovalIsForgottenWithoutGoodbye)
 {
     TakeOver(Silent());
     for (int i = 0; i < 4; ++i) {
@@ -162,7 +162,7 @@ TEST_F(RegistryHandBack, ADeviceThatSpeaksBeforeItsWithdrawalIsStillForgottenBut
     EXPECT_EQ(Node(kUSN), nullptr);
 }
 
-TEST_F(RegistryHandBack, TheDevicesOwnServiceIsHandedBackLikeAnyOther)
+TEST_F(RegistryHandBack, OwnServiceIsHandedBackLikeAnyOther)
 {
     const SSDPDeviceType own = Device("ZR1", "192.0.2.10", "studio-a");
     AddNow(own);
@@ -179,7 +179,7 @@ TEST_F(RegistryHandBack, TheDevicesOwnServiceIsHandedBackLikeAnyOther)
     EXPECT_EQ(Pass(20000), Calls{}); // no byebye and no announcement
 }
 
-TEST_F(RegistryHandBack, ADescriptionOfAHandedBackDeviceReplacesItsNode)
+TEST_F(RegistryHandBack, DescriptionReplacesAHandedBackDevice)
 {
     TakeOver(Silent());
     Alive(kUSN);
@@ -189,7 +189,7 @@ TEST_F(RegistryHandBack, ADescriptionOfAHandedBackDeviceReplacesItsNode)
     EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(described));
 }
 
-TEST_F(RegistryHandBack, ADescriptionEndsTheWaitForATakeOver)
+TEST_F(RegistryHandBack, DescriptionEndsTheWaitForTheTakeOver)
 {
     AddNow(Silent());
     registry.EnterDescription(Described(Silent()));

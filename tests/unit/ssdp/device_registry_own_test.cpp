@@ -31,7 +31,7 @@ in_addr Binary(const char *address)
 
 } // namespace
 
-TEST_F(RegistryOwn, IsAnnouncedAgainEachTimeItsCountdownRunsOutForEver)
+TEST_F(RegistryOwn, IsAnnouncedAgainEachTimeItsCountdownRunsOut)
 {
     for (int round = 0; round < 100; ++round) {
         EXPECT_EQ(Pass(5000), Calls{});               // 15000 left
@@ -42,13 +42,13 @@ TEST_F(RegistryOwn, IsAnnouncedAgainEachTimeItsCountdownRunsOutForEver)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, APassLongerThanTheCountdownAnnouncesOnce)
+TEST_F(RegistryOwn, PassLongerThanTheCountdownAnnouncesOnce)
 {
     EXPECT_THAT(Pass(2147483647), ElementsAre(kAlive));
     EXPECT_EQ(Node(kUSN)->timerCountdown, 20000);
 }
 
-TEST_F(RegistryOwn, IsAnnouncedAsItStandsInTheList)
+TEST_F(RegistryOwn, IsAnnouncedWithTheFieldsOfItsRecord)
 {
     Pass(20000);
     SSDPDeviceType expected = *Node(kUSN);
@@ -56,7 +56,7 @@ TEST_F(RegistryOwn, IsAnnouncedAsItStandsInTheList)
     EXPECT_EQ(expected.location, "http://192.0.2.10:80/corvia_12_upnp_ssdp_1.xml");
 }
 
-TEST_F(RegistryOwn, AByebyeTakesItsNodeButDoesNotSilenceIt)
+TEST_F(RegistryOwn, IsAnnouncedButUnknownAfterAByebye)
 {
     EXPECT_EQ(Byebye(kUSN), Calls{});
     EXPECT_EQ(Node(kUSN), nullptr);
@@ -72,7 +72,7 @@ TEST_F(RegistryOwn, AByebyeTakesItsNodeButDoesNotSilenceIt)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, ItsNodeComesBackWhenTheServiceIsAddedAgain)
+TEST_F(RegistryOwn, IsKnownAgainWhenAddedAfterAByebye)
 {
     Byebye(kUSN);
     ForgetChange();
@@ -83,7 +83,7 @@ TEST_F(RegistryOwn, ItsNodeComesBackWhenTheServiceIsAddedAgain)
     EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
 }
 
-TEST_F(RegistryOwn, WithdrawnAfterAByebyeItStillSaysGoodbye)
+TEST_F(RegistryOwn, RemovalAfterAByebyeStillSendsGoodbye)
 {
     Byebye(kUSN);
     ForgetChange();
@@ -93,7 +93,7 @@ TEST_F(RegistryOwn, WithdrawnAfterAByebyeItStillSaysGoodbye)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, ADescriptionInItsNameIsListedUntilTheNextAnnouncement)
+TEST_F(RegistryOwn, ForgedDescriptionStaysUntilTheNextAnnouncement)
 {
     SSDPDeviceType forged = Described(Own());
     forged.hostName = "forged";
@@ -107,7 +107,7 @@ TEST_F(RegistryOwn, ADescriptionInItsNameIsListedUntilTheNextAnnouncement)
     EXPECT_TRUE(ForgetChange());
 }
 
-TEST_F(RegistryOwn, ADescriptionThatIsListedAlikeIsNoChangeWhenTheRecordComesBack)
+TEST_F(RegistryOwn, RestoringARecordThatIsListedAlikeFlagsNoChange)
 {
     SSDPDeviceType alike = Own(); // its LOCATION and times differ
     registry.EnterDescription(alike);
@@ -117,7 +117,7 @@ TEST_F(RegistryOwn, ADescriptionThatIsListedAlikeIsNoChangeWhenTheRecordComesBac
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, AfterAByebyeOnlyItsNextPublicationListsItAgain)
+TEST_F(RegistryOwn, ForgedDescriptionAfterAByebyeMakesNoEntry)
 {
     Byebye(kUSN);
     ForgetChange();
@@ -129,7 +129,7 @@ TEST_F(RegistryOwn, AfterAByebyeOnlyItsNextPublicationListsItAgain)
     EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(Published(Own(), 1)));
 }
 
-TEST_F(RegistryOwn, NothingHeardInItsNameDelaysOrChangesItsAnnouncements)
+TEST_F(RegistryOwn, ForgedDatagramsDoNotDelayOrChangeItsAnnouncements)
 {
     const std::string announcement = formats::ComposeAlive(*Host(kUSN));
     for (int round = 0; round < 100; ++round) {
@@ -148,7 +148,7 @@ TEST_F(RegistryOwn, NothingHeardInItsNameDelaysOrChangesItsAnnouncements)
     }
 }
 
-TEST_F(RegistryOwn, ADescriptionOfADeviceAtAnOwnAddressMakesNoEntry)
+TEST_F(RegistryOwn, DescriptionOfADeviceAtThisDevicesAddressMakesNoEntry)
 {
     for (const char *usn : {"uuid:65746500-Lumen-192.0.2.10-0", "-192.0.2.10-", "x-192.0.2.10-y"}) {
         SSDPDeviceType forged = Described(Peer());
@@ -168,7 +168,7 @@ TEST_F(RegistryOwn, ADescriptionOfADeviceAtAnOwnAddressMakesNoEntry)
     }
 }
 
-TEST_F(RegistryOwn, ADescriptionInItsNameBeforeTheFirstPassDoesNotKeepItFromBeingPublished)
+TEST_F(RegistryOwn, ForgedDescriptionBeforeTheFirstPassDoesNotPreventPublication)
 {
     RegistryOnPaper fresh(environment);
     fresh.registry.EnterDescription(Described(Own()));
@@ -205,7 +205,7 @@ TEST_F(RegistryOwn, ATextThatIsNoAddressIsNoSender)
     EXPECT_FALSE(link.IsOwnAddress(in_addr{}));
 }
 
-TEST_F(RegistryOwn, AChangeStaysFlaggedThroughPassesUntilItIsTaken)
+TEST_F(RegistryOwn, ChangeStaysFlaggedUntilItIsTaken)
 {
     SSDPDeviceMap out{{"stale", {}}};
     EXPECT_FALSE(registry.TakeChange(out));
@@ -222,7 +222,7 @@ TEST_F(RegistryOwn, AChangeStaysFlaggedThroughPassesUntilItIsTaken)
     EXPECT_FALSE(registry.TakeChange(out));
 }
 
-TEST_F(RegistryOwn, LeavingSaysGoodbyeForEveryAnnouncedServiceAndReturnsTheNumbers)
+TEST_F(RegistryOwn, LeavingSendsGoodbyeForEveryAnnouncedServiceAndFreesTheNumbers)
 {
     TakeOver(Silent());
     registry.EnterDescription(Described(Peer()));
@@ -234,14 +234,14 @@ TEST_F(RegistryOwn, LeavingSaysGoodbyeForEveryAnnouncedServiceAndReturnsTheNumbe
                                          "return /var/www/html/zr1_upnp_ssdp_2.xml"));
 }
 
-TEST_F(RegistryOwn, LeavingWithoutGoodbyesStillReturnsTheNumbers)
+TEST_F(RegistryOwn, LeavingWithoutGoodbyesStillFreesTheNumbers)
 {
     TakeCalls();
     registry.Leave(false);
     EXPECT_THAT(TakeCalls(), ElementsAre("return /var/www/html/corvia_12_upnp_ssdp_1.xml"));
 }
 
-TEST_F(RegistryOwn, LeavingAListWithEntriesIsAChange)
+TEST_F(RegistryOwn, LeavingWithKnownServicesFlagsAChange)
 {
     registry.Leave(true);
     EXPECT_TRUE(registry.HostList().empty());
@@ -255,7 +255,7 @@ TEST_F(RegistryOwn, LeavingAListWithEntriesIsAChange)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, LeavingAnEmptyListKeepsAChangeThatNobodyHasTaken)
+TEST_F(RegistryOwn, LeavingWithoutKnownServicesKeepsAnEarlierChange)
 {
     Byebye(kUSN);
     ASSERT_TRUE(registry.NodeList().empty());
@@ -263,7 +263,7 @@ TEST_F(RegistryOwn, LeavingAnEmptyListKeepsAChangeThatNobodyHasTaken)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, LeavingForgetsQueuedAdditionsAndRemovals)
+TEST_F(RegistryOwn, LeavingDropsQueuedAdditionsAndRemovals)
 {
     SSDPDeviceType other = Own();
     other.instance = "1";

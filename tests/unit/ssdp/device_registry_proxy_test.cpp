@@ -18,7 +18,7 @@ const char *const kAlive = "alive uuid:65746500-ZR1-192.0.2.30-0";
 
 } // namespace
 
-TEST_F(RegistryProxy, ASilentDeviceIsListedAndGetsTwoToFiveTicksToAnnounceItself)
+TEST_F(RegistryProxy, AddedDeviceHasTwoToFiveTicksToAnnounceItself)
 {
     SSDPDeviceType silent = Silent();
     silent.maxAge = "200";
@@ -35,7 +35,7 @@ TEST_F(RegistryProxy, ASilentDeviceIsListedAndGetsTwoToFiveTicksToAnnounceItself
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, TheWaitIsDrawnFromTwoUpToFiveTicks)
+TEST_F(RegistryProxy, WaitIsDrawnFromTwoToFiveTicks)
 {
     for (const auto &[drawn, wait] : std::map<std::uint32_t, std::int32_t>{
              {0, 10000}, {1, 10001}, {14999, 24999}, {15000, 10000}, {2147483647, 18647}}) {
@@ -46,7 +46,7 @@ TEST_F(RegistryProxy, TheWaitIsDrawnFromTwoUpToFiveTicks)
     }
 }
 
-TEST_F(RegistryProxy, IsNotTakenOverAsLongAsItHasTime)
+TEST_F(RegistryProxy, IsNotTakenOverBeforeItsTimeRunsOut)
 {
     AddNow(Silent());
     ForgetChange();
@@ -59,7 +59,7 @@ TEST_F(RegistryProxy, IsNotTakenOverAsLongAsItHasTime)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, TakesItsNewNameWhileItWaits)
+TEST_F(RegistryProxy, IsRenamedWhileItWaits)
 {
     AddNow(Silent());
     ForgetChange();
@@ -70,7 +70,7 @@ TEST_F(RegistryProxy, TakesItsNewNameWhileItWaits)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, StaysListedForEverOnceItsTimeIsSpent)
+TEST_F(RegistryProxy, StaysKnownAfterItsTimeRanOut)
 {
     AddNow(Silent());
     ForgetChange();
@@ -84,7 +84,7 @@ TEST_F(RegistryProxy, StaysListedForEverOnceItsTimeIsSpent)
     EXPECT_EQ(AddNow(Silent()).size(), 2U); // and can still be taken over
 }
 
-TEST_F(RegistryProxy, AByebyeEndsTheWait)
+TEST_F(RegistryProxy, ByebyeEndsTheWait)
 {
     AddNow(Silent());
     Pass(30000);
@@ -92,7 +92,7 @@ TEST_F(RegistryProxy, AByebyeEndsTheWait)
     EXPECT_EQ(Node(kUSN), nullptr);
 }
 
-TEST_F(RegistryProxy, AddedAgainWithItsTimeSpentItIsTakenOver)
+TEST_F(RegistryProxy, IsTakenOverWhenAddedAfterItsTimeRanOut)
 {
     AddNow(Silent());
     Pass(Node(kUSN)->timerCountdown);
@@ -109,7 +109,7 @@ TEST_F(RegistryProxy, AddedAgainWithItsTimeSpentItIsTakenOver)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, WithoutADocumentItKeepsWaiting)
+TEST_F(RegistryProxy, KeepsWaitingWhenItsDocumentCannotBeWritten)
 {
     AddNow(Silent());
     Pass(30000);
@@ -125,7 +125,7 @@ TEST_F(RegistryProxy, WithoutADocumentItKeepsWaiting)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, WithoutAnAddressOfTheDevicesOwnItKeepsWaiting)
+TEST_F(RegistryProxy, KeepsWaitingWhenThisDeviceHasNoAddress)
 {
     AddNow(Silent());
     Pass(30000);
@@ -134,7 +134,7 @@ TEST_F(RegistryProxy, WithoutAnAddressOfTheDevicesOwnItKeepsWaiting)
     EXPECT_EQ(Host(kUSN), nullptr);
 }
 
-TEST_F(RegistryProxy, IsAnnouncedThreeTimesMoreAndThenWithdrawnInTheFollowingPass)
+TEST_F(RegistryProxy, IsAnnouncedThreeTimesMoreAndRemovedInTheNextPass)
 {
     TakeOver(Silent());
     for (const int owed : {2, 1, 0}) {
@@ -157,7 +157,7 @@ TEST_F(RegistryProxy, IsAnnouncedThreeTimesMoreAndThenWithdrawnInTheFollowingPas
     EXPECT_EQ(Pass(5000), Calls{});
 }
 
-TEST_F(RegistryProxy, AddedAgainWhileAnnouncedItsRepeatsAreGrantedAnew)
+TEST_F(RegistryProxy, GetsThreeRepeatsAgainWhenAddedWhileAnnounced)
 {
     TakeOver(Silent());
     Pass(20000);
@@ -170,7 +170,7 @@ TEST_F(RegistryProxy, AddedAgainWhileAnnouncedItsRepeatsAreGrantedAnew)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, ANewNameReachesBothListsWhileAnnounced)
+TEST_F(RegistryProxy, IsRenamedInBothListsWhileAnnounced)
 {
     TakeOver(Silent());
     SSDPDeviceType renamed = Silent();
@@ -181,7 +181,7 @@ TEST_F(RegistryProxy, ANewNameReachesBothListsWhileAnnounced)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, AddedOnceMoreAfterItsLastRepeatItIsWithdrawnAndWaitsAnew)
+TEST_F(RegistryProxy, IsRemovedAndWaitsAgainWhenAddedAfterItsLastRepeat)
 {
     TakeOver(Silent());
     for (int i = 0; i < 4; ++i) {
@@ -195,7 +195,7 @@ TEST_F(RegistryProxy, AddedOnceMoreAfterItsLastRepeatItIsWithdrawnAndWaitsAnew)
     EXPECT_GE(Node(kUSN)->timerCountdown, 10000);
 }
 
-TEST_F(RegistryProxy, AfterAByebyeItGoesOnByItsOwnCountdownUntilItsRepeatsAreSpent)
+TEST_F(RegistryProxy, IsAnnouncedAfterAByebyeUntilItsRepeatsAreUsedUp)
 {
     TakeOver(Silent());
     Byebye(kUSN);
@@ -212,7 +212,7 @@ TEST_F(RegistryProxy, AfterAByebyeItGoesOnByItsOwnCountdownUntilItsRepeatsAreSpe
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, AddedAgainAfterAByebyeItIsNotListedAndKeepsItsNameAndRepeats)
+TEST_F(RegistryProxy, StaysUnknownAndUnchangedWhenAddedAfterAByebye)
 {
     TakeOver(Silent());
     Byebye(kUSN);
@@ -228,7 +228,7 @@ TEST_F(RegistryProxy, AddedAgainAfterAByebyeItIsNotListedAndKeepsItsNameAndRepea
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, ADescriptionInItsNameReplacesItsNodeButChangesNoAnnouncement)
+TEST_F(RegistryProxy, ForgedDescriptionReplacesTheEntryButChangesNoAnnouncement)
 {
     TakeOver(Silent());
     const std::string announcement = formats::ComposeAlive(*Host(kUSN));
@@ -246,7 +246,7 @@ TEST_F(RegistryProxy, ADescriptionInItsNameReplacesItsNodeButChangesNoAnnounceme
     EXPECT_EQ(Pass(5000).size(), 2U); // the goodbye, and the returned number
 }
 
-TEST_F(RegistryProxy, TheDevicesOwnServiceIsAnnouncedForEverThoughItCouldBeProxied)
+TEST_F(RegistryProxy, OwnServiceThatCouldBeProxiedIsAnnouncedWithoutLimit)
 {
     const SSDPDeviceType own = Device("ZR1", "192.0.2.10", "studio-a");
     EXPECT_EQ(AddNow(own).size(), 2U);

@@ -33,7 +33,7 @@ TEST(KeyedHash, DependsOnTheWholeKey)
 
 // Names that are made of two blocks whose differences cancel out in a hash that
 // multiplies and shifts, whatever its seed. As many as a registry holds.
-TEST(KeyedHash, SetsApartNamesThatAreMadeToCollide)
+TEST(KeyedHash, DiffersForNamesMadeToCollideInUnkeyedHashes)
 {
     const std::string one(16, 'a');
     const std::string other = "aaaaaaa\xe1"

@@ -31,7 +31,7 @@ protected:
 
 } // namespace
 
-TEST_F(OwnLinkTest, KnowsItsAddressesAsTextAndAsSenders)
+TEST_F(OwnLinkTest, FindsItsAddressesAsTextAndAsBinary)
 {
     EXPECT_TRUE(mLink.IsOwnAddress("192.0.2.10"));
     EXPECT_FALSE(mLink.IsOwnAddress("192.0.2.1"));
@@ -41,14 +41,14 @@ TEST_F(OwnLinkTest, KnowsItsAddressesAsTextAndAsSenders)
     EXPECT_EQ(mLink.Interfaces(), (OwnLink::InterfaceMap{{"192.0.2.10", "net0"}}));
 }
 
-TEST_F(OwnLinkTest, ATextThatIsNoAddressIsNoSender)
+TEST_F(OwnLinkTest, TextThatIsNoAddressMatchesNoBinaryAddress)
 {
     mLink.AddInterface("no address", "net1", AddressOf("255.255.255.0"));
     EXPECT_TRUE(mLink.IsOwnAddress("no address"));
     EXPECT_FALSE(mLink.IsOwnAddress(AddressOf("0.0.0.0")));
 }
 
-TEST_F(OwnLinkTest, ForgetsItsAddressesWithTheirSubnets)
+TEST_F(OwnLinkTest, ClearInterfacesRemovesAddressesAndSubnets)
 {
     mLink.ClearInterfaces();
     EXPECT_TRUE(mLink.Interfaces().empty());
@@ -58,7 +58,7 @@ TEST_F(OwnLinkTest, ForgetsItsAddressesWithTheirSubnets)
     EXPECT_FALSE(Unlimited("192.0.2.20"));
 }
 
-TEST_F(OwnLinkTest, APeerHasAUnicastAddressOfANetwork)
+TEST_F(OwnLinkTest, PeerAddressIsUnicast)
 {
     for (const char *address :
          {"0.0.0.0", "0.255.255.255", "127.0.0.0", "127.0.0.1", "127.255.255.255", "224.0.0.0",
@@ -71,7 +71,7 @@ TEST_F(OwnLinkTest, APeerHasAUnicastAddressOfANetwork)
     }
 }
 
-TEST_F(OwnLinkTest, NoPeerHasTheBroadcastAddressOfASubnet)
+TEST_F(OwnLinkTest, SubnetBroadcastAddressIsNoPeer)
 {
     mLink.AddInterface("198.51.100.9", "net1", AddressOf("255.255.255.248"));
     EXPECT_FALSE(CanBePeer("192.0.2.255"));
@@ -82,7 +82,7 @@ TEST_F(OwnLinkTest, NoPeerHasTheBroadcastAddressOfASubnet)
     EXPECT_TRUE(CanBePeer("198.51.100.255"));
 }
 
-TEST_F(OwnLinkTest, ASubnetOfOneOrTwoAddressesHasNoBroadcastAddress)
+TEST_F(OwnLinkTest, SubnetOfOneOrTwoAddressesHasNoBroadcastAddress)
 {
     mLink.AddInterface("198.51.100.8", "net1", AddressOf("255.255.255.254"));
     mLink.AddInterface("203.0.113.1", "net2", AddressOf("255.255.255.255"));
@@ -90,7 +90,7 @@ TEST_F(OwnLinkTest, ASubnetOfOneOrTwoAddressesHasNoBroadcastAddress)
     EXPECT_TRUE(CanBePeer("203.0.113.1"));
 }
 
-TEST_F(OwnLinkTest, OnTheLinkNothingIsLimited)
+TEST_F(OwnLinkTest, BytesOnTheLinkAreNotLimited)
 {
     EXPECT_TRUE(Unlimited("192.0.2.0"));
     EXPECT_TRUE(Unlimited("192.0.2.20"));
@@ -102,7 +102,7 @@ TEST_F(OwnLinkTest, OnTheLinkNothingIsLimited)
     EXPECT_FALSE(Unlimited("198.51.100.16"));
 }
 
-TEST_F(OwnLinkTest, WithoutANetmaskNoPeerIsOnTheLink)
+TEST_F(OwnLinkTest, NoPeerIsOnTheLinkWithoutANetmask)
 {
     mLink.ClearInterfaces();
     mLink.AddInterface("192.0.2.10", "net0", in_addr{});
@@ -111,7 +111,7 @@ TEST_F(OwnLinkTest, WithoutANetmaskNoPeerIsOnTheLink)
     EXPECT_TRUE(CanBePeer("192.0.2.255"));
 }
 
-TEST_F(OwnLinkTest, OffTheLinkAllSpendOneBudgetOf64KiBAnd16KiBASecond)
+TEST_F(OwnLinkTest, PeersOffTheLinkShare64KiBAtOnceAnd16KiBASecond)
 {
     const in_addr one = AddressOf("198.51.100.1");
     const in_addr other = AddressOf("203.0.113.1");

@@ -20,7 +20,7 @@ int SpendAll(SendBudget &budget, std::uint32_t nowMs)
 
 } // namespace
 
-TEST(SendBudget, AllowsItsBurstAtOnceAndNoMore)
+TEST(SendBudget, AllowsOnlyItsBurstAtOnce)
 {
     SendBudget budget(1000, 100);
     EXPECT_TRUE(budget.Spend(1000));
@@ -28,7 +28,7 @@ TEST(SendBudget, AllowsItsBurstAtOnceAndNoMore)
     EXPECT_TRUE(budget.Spend(0));
 }
 
-TEST(SendBudget, SpendsNothingWhenItIsNotEnough)
+TEST(SendBudget, SpendsNothingWhenTooFewBytesAreLeft)
 {
     SendBudget budget(1000, 100);
     EXPECT_FALSE(budget.Spend(1001));
@@ -37,7 +37,7 @@ TEST(SendBudget, SpendsNothingWhenItIsNotEnough)
     EXPECT_TRUE(budget.Spend(600));
 }
 
-TEST(SendBudget, TellsWhetherItIsEnoughWithoutSpending)
+TEST(SendBudget, HasSpendsNothing)
 {
     SendBudget budget(1000, 100);
     EXPECT_TRUE(budget.Has(1000));
@@ -58,7 +58,7 @@ TEST(SendBudget, RefillsByItsRateASecond)
     EXPECT_EQ(SpendAll(budget, 3500), 250);
 }
 
-TEST(SendBudget, LosesNothingWhenItIsAskedEveryMillisecond)
+TEST(SendBudget, RefillsWithoutLossEveryMillisecond)
 {
     SendBudget budget(1000, 100);
     EXPECT_EQ(SpendAll(budget, 0), 1000);
@@ -76,7 +76,7 @@ TEST(SendBudget, NeverHoldsMoreThanItsBurst)
     EXPECT_EQ(SpendAll(budget, 3600000), 1000);
 }
 
-TEST(SendBudget, IsFullHoweverLateItIsAskedFirst)
+TEST(SendBudget, IsFullAtAnyFirstTime)
 {
     for (const std::uint32_t nowMs : {0U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
         SendBudget budget(1000, 100);
@@ -91,7 +91,7 @@ TEST(SendBudget, RefillsWhileTheClockWraps)
     EXPECT_EQ(SpendAll(budget, 500), 100);
 }
 
-TEST(SendBudget, RefillsNothingWhenTheClockGoesBackAndGoesOnFromThere)
+TEST(SendBudget, RefillsNothingWhenTheClockGoesBack)
 {
     SendBudget budget(1000, 100);
     EXPECT_EQ(SpendAll(budget, 60000), 1000);

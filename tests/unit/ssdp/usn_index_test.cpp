@@ -26,7 +26,7 @@ TEST(UsnIndex, FindsNothingInAnEmptyIndex)
     EXPECT_EQ(index.Find({}), nullptr);
 }
 
-TEST(UsnIndex, GivesTheRecordItself)
+TEST(UsnIndex, FindReturnsTheRecordOfTheMap)
 {
     SSDPDeviceMap map;
     ssdp::UsnIndex index;
@@ -35,7 +35,7 @@ TEST(UsnIndex, GivesTheRecordItself)
     EXPECT_EQ(*index.Find("uuid:a"), record);
 }
 
-TEST(UsnIndex, AfterClearFindsNothingAndTakesRecordsAnew)
+TEST(UsnIndex, ClearRemovesAllRecordsAndAllowsNewOnes)
 {
     SSDPDeviceMap map;
     ssdp::UsnIndex index;
@@ -52,7 +52,7 @@ TEST(UsnIndex, AfterClearFindsNothingAndTakesRecordsAnew)
 
 // Whatever comes and goes in whatever order, the index finds what the map holds
 // and nothing else: through growing, through full neighbourhoods, round its end.
-TEST(UsnIndex, HoldsWhatTheMapHoldsThroughThousandsOfChanges)
+TEST(UsnIndex, FindsExactlyTheRecordsOfTheMapAfterEachOf20000Changes)
 {
     std::mt19937 random(1900); // NOLINT(cert-msc51-cpp): the same changes each time
     SSDPDeviceMap map;

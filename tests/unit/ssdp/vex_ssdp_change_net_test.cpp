@@ -37,7 +37,7 @@ TEST_F(Waiting, TimesOutWithoutAChangeAndLeavesTheMapAlone)
     EXPECT_EQ(mOut.count("before"), 1U);
 }
 
-TEST_F(Waiting, IsEndedByAPassThatFoundAChange)
+TEST_F(Waiting, EndsWhenAPassFindsAChange)
 {
     Add();
     std::thread opener([this] { EXPECT_EQ(mEngine.Open(kNet0), 1U); });
@@ -48,7 +48,7 @@ TEST_F(Waiting, IsEndedByAPassThatFoundAChange)
     EXPECT_EQ(mOut.begin()->second.hostName, "alpha");
 }
 
-TEST_F(Waiting, GetsEachChangeOnce)
+TEST_F(Waiting, ReturnsEachChangeOnce)
 {
     OpenAnnounced();
     EXPECT_EQ(mEngine.WaitForChange(60000, mOut), kVEXSuccess);
@@ -56,7 +56,7 @@ TEST_F(Waiting, GetsEachChangeOnce)
     EXPECT_EQ(mOut.size(), 1U);
 }
 
-TEST_F(Waiting, TakesAChangeAlsoWhenTheTimeRunsOutBeforeThePass)
+TEST_F(Waiting, ReturnsAChangeThatNoPassHasSignalledYet)
 {
     OpenAnnounced();
     ASSERT_EQ(mEngine.WaitForChange(0, mOut), kVEXSuccess);
@@ -69,7 +69,7 @@ TEST_F(Waiting, TakesAChangeAlsoWhenTheTimeRunsOutBeforeThePass)
 // A pass signals after a wait has timed out, and before that wait, in search of
 // a change all the same, gets the lock and takes it. The signal then stands for
 // nothing any more: the next wait must not take the list for an empty one.
-TEST_F(Waiting, ThatIsSignalledForAChangeTakenEarlierTimesOut)
+TEST_F(Waiting, TimesOutWhenTheSignalledChangeWasTakenEarlier)
 {
     test::StuckFolder documents("/var/www/html/");
     Add(); // whose document the pass writes, holding the lock

@@ -43,7 +43,7 @@ TEST_F(Closing, OfAClosedEngineDoesNothing)
     EXPECT_THAT(HeardSoFar(), testing::IsEmpty());
 }
 
-TEST_F(Closing, TakesNoTimeWorthMentioning)
+TEST_F(Closing, WakesBlockedThreads)
 {
     OpenAnnounced();
     Settle();
@@ -65,7 +65,7 @@ TEST_F(Closing, FreesBothPorts)
     EXPECT_EQ(socket.Open("", 49821), kVEXSuccess);
 }
 
-TEST_F(Closing, EmptiesTheListsAndReportsThatAsAChange)
+TEST_F(Closing, EmptiesTheListsAndSignalsAChange)
 {
     OpenAnnounced();
     SSDPDeviceMap known;
@@ -81,14 +81,14 @@ TEST_F(Closing, EmptiesTheListsAndReportsThatAsAChange)
     EXPECT_EQ(Ask("gn"), "NodeList");
 }
 
-TEST_F(Closing, SaysGoodbyeAsItsLastWord)
+TEST_F(Closing, SendsGoodbyeLast)
 {
     OpenAnnounced();
     mEngine.Close();
     EXPECT_THAT(HeardSoFar(), testing::ElementsAre(Goodbye(kCorvia, kCorviaFile)));
 }
 
-TEST_F(Closing, ForgetsWhatIsQueuedButNotWhatIsQueuedAfterIt)
+TEST_F(Closing, DropsServicesAddedBeforeAndKeepsThoseAddedAfterIt)
 {
     for (const bool open : {false, true}) {
         if (open) {

@@ -44,7 +44,7 @@ protected:
 
 } // namespace
 
-TEST_F(Diagnostics, ReplyToTheAddressAndPortThatAsked)
+TEST_F(Diagnostics, ReplyGoesToTheAddressAndPortOfTheCommand)
 {
     OpenAnnounced();
     const std::string corvia = "\n  ProductName:\"Corvia 12\"\n"
@@ -55,7 +55,7 @@ TEST_F(Diagnostics, ReplyToTheAddressAndPortThatAsked)
     EXPECT_EQ(Ask("gn"), "NodeList" + corvia);
 }
 
-TEST_F(Diagnostics, WantACommandOfTwoBytes)
+TEST_F(Diagnostics, CommandMustHaveTwoBytes)
 {
     ASSERT_EQ(mEngine.Open(test::kNet0), 1U);
     const test::Output output = test::Capture([] {
@@ -66,7 +66,7 @@ TEST_F(Diagnostics, WantACommandOfTwoBytes)
     EXPECT_EQ(output.err + output.out, "");
 }
 
-TEST_F(Diagnostics, ReportACommandThatIsNoneOnStandardError)
+TEST_F(Diagnostics, UnknownCommandIsReportedOnStandardError)
 {
     ASSERT_EQ(mEngine.Open(test::kNet0), 1U);
     std::string reply;
@@ -76,7 +76,7 @@ TEST_F(Diagnostics, ReportACommandThatIsNoneOnStandardError)
     EXPECT_EQ(output.out, "");
 }
 
-TEST_F(Diagnostics, PassOverAnEmptyDatagram)
+TEST_F(Diagnostics, EmptyDatagramIsIgnored)
 {
     ASSERT_EQ(mEngine.Open(test::kNet0), 1U);
     PeerSocket asker;
@@ -87,7 +87,7 @@ TEST_F(Diagnostics, PassOverAnEmptyDatagram)
 
 // Such a datagram is another device's reply. Two devices would reply to each other
 // for ever.
-TEST_F(Diagnostics, DoNotReplyToTheDiagnosticPortOfAnotherDevice)
+TEST_F(Diagnostics, NoReplyToTheDiagnosticPortOfAnotherDevice)
 {
     ASSERT_EQ(mEngine.Open(test::kNet0), 1U);
     PeerSocket other(49821);
@@ -101,7 +101,7 @@ TEST_F(Diagnostics, DoNotReplyToTheDiagnosticPortOfAnotherDevice)
     EXPECT_EQ(output.err, "");
 }
 
-TEST_F(Diagnostics, ReplyWithUpTo1MiBAtOnceAnd256KiBASecond)
+TEST_F(Diagnostics, RepliesAreLimitedTo1MiBAtOnceAnd256KiBASecond)
 {
     constexpr std::size_t kMaxDatagram = 65507;
     OpenAnnounced();

@@ -50,7 +50,7 @@ protected:
 
 // A tick takes some five seconds, so both look at the same one. Answers leave in the
 // order in which they were asked for: one with the link's file would be the first.
-TEST_F(Documents, AreServedAndAskedForAtATickButNoSymbolicLinkIsServed)
+TEST_F(Documents, AreExchangedAtATickAndNoSymbolicLinkIsServed)
 {
     constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
     OpenAnnounced();

@@ -62,7 +62,7 @@ protected:
 
 } // namespace
 
-TEST_F(Failing, WithoutAnSSDPThreadTheEngineClosesAgain)
+TEST_F(Failing, EngineClosesWhenTheSSDPThreadCannotStart)
 {
     if (!CanBeNobodyElse()) {
         GTEST_SKIP() << "needs a second user, to whom the limit of threads applies";
@@ -72,7 +72,7 @@ TEST_F(Failing, WithoutAnSSDPThreadTheEngineClosesAgain)
     EXPECT_EQ(output.err, "");
 }
 
-TEST_F(Failing, WithoutADiagnosticThreadTheEngineOpensAllTheSame)
+TEST_F(Failing, EngineOpensWhenTheDiagnosticThreadCannotStart)
 {
     if (!CanBeNobodyElse()) {
         GTEST_SKIP() << "needs a second user, to whom the limit of threads applies";
@@ -82,7 +82,7 @@ TEST_F(Failing, WithoutADiagnosticThreadTheEngineOpensAllTheSame)
     EXPECT_EQ(output.out, "SSDPThread: Exiting...\n");
 }
 
-TEST_F(Failing, AReaderOfLinesThatStallsKeepsNobodyWaiting)
+TEST_F(Failing, StalledReaderOfStandardErrorDoesNotStopTheEngine)
 {
     OpenAnnounced();
     test::BlockedOutput blocked(STDERR_FILENO);

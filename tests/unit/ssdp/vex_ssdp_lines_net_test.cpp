@@ -68,7 +68,7 @@ extern "C" ssize_t write(int descriptor, const void *data, size_t size)
     return syscall(SYS_write, descriptor, data, size);
 }
 
-TEST_F(WritingLines, HappensWithoutTheEnginesLock)
+TEST_F(WritingLines, HappensWithoutTheEngineLock)
 {
     OpenAnnounced();
     const test::Output output = test::Capture([this] {
@@ -82,7 +82,7 @@ TEST_F(WritingLines, HappensWithoutTheEnginesLock)
     EXPECT_EQ(output.err, "SendGETRequest: Unable to find the http string\n");
 }
 
-TEST_F(WritingLines, ForAReaderThatStallsStopsNeitherDiagnosticsNorAnnouncements)
+TEST_F(WritingLines, ToAStalledReaderStopsNeitherDiagnosticsNorAnnouncements)
 {
     OpenAnnounced();
     test::BlockedOutput blocked(STDERR_FILENO);

@@ -15,7 +15,7 @@ using Multicast = test::EngineTest;
 
 } // namespace
 
-TEST_F(Multicast, TheOwnSearchComesBackAndIsAnswered)
+TEST_F(Multicast, SearchOfTheEngineItselfIsAnswered)
 {
     // Bound to the very address, this socket gets what is sent to the searcher.
     VEXUDPSocket own;
@@ -24,7 +24,7 @@ TEST_F(Multicast, TheOwnSearchComesBackAndIsAnswered)
     EXPECT_EQ(test::Receive(own), SearchAnswer(kCorvia, kCorviaFile));
 }
 
-TEST_F(Multicast, ASearchOfTheGroupIsAnsweredLikeOneOfTheAddress)
+TEST_F(Multicast, SearchesToTheGroupAndToTheAddressAreAnsweredAlike)
 {
     OpenAnnounced();
     PeerSocket asker;
@@ -35,7 +35,7 @@ TEST_F(Multicast, ASearchOfTheGroupIsAnsweredLikeOneOfTheAddress)
     EXPECT_EQ(asker.Receive(), SearchAnswer(kCorvia, kCorviaFile));
 }
 
-TEST_F(Multicast, LeavesByTheInterfaceAgainstTheDefaultRoute)
+TEST_F(Multicast, LeavesByTheChosenInterfaceInSpiteOfTheDefaultRoute)
 {
     test::OnHost("ip link add other0 type veth peer name other1 && "
                  "ip addr add 192.0.2.129/30 dev other0 && ip link set other0 up && "
@@ -46,7 +46,7 @@ TEST_F(Multicast, LeavesByTheInterfaceAgainstTheDefaultRoute)
     test::OnHost("ip link del other0");
 }
 
-TEST_F(Multicast, GoodbyeLeavesAfterTheAddressHasChanged)
+TEST_F(Multicast, GoodbyeIsSentAfterTheAddressHasChanged)
 {
     OpenAnnounced(); // without any route to the group
     test::OnHost("ip addr del 192.0.2.10/24 dev net0 && ip addr add 192.0.2.30/24 dev net0");

@@ -66,7 +66,7 @@ TEST_F(Open, RefusesTwoInterfacesAndStartsNothing)
     EXPECT_EQ(PrintClose().out, "");
 }
 
-TEST_F(Open, ReturnsOneAndSaysThatTheDiagnosticThreadRuns)
+TEST_F(Open, ReturnsOneAndPrintsThatTheDiagnosticThreadHasStarted)
 {
     const Output output = Print(kNet0);
     EXPECT_EQ(mResult, 1U);
@@ -79,7 +79,7 @@ TEST_F(Open, ReturnsOneAndSaysThatTheDiagnosticThreadRuns)
     EXPECT_FALSE(mEngine.IsOpen());
 }
 
-TEST_F(Open, OfAnOpenEngineKeepsWhatItHasAndPrintsNothing)
+TEST_F(Open, OfAnOpenEngineChangesAndPrintsNothing)
 {
     OpenAnnounced();
     const std::map<std::string, std::string> other{{"192.0.2.99", "lo"}};
@@ -103,7 +103,7 @@ TEST_F(Open, WorksAgainAfterClose)
     }
 }
 
-TEST_F(Open, FailsWithoutAWordWhenPort1900IsNotToBeHad)
+TEST_F(Open, FailsWithoutALineWhenPort1900IsInUse)
 {
     VEXUDPSocket holder;
     ASSERT_EQ(holder.Open("", 1900), kVEXSuccess);
@@ -148,7 +148,7 @@ TEST_F(Open, SucceedsWithoutTheDiagnosticPort)
     EXPECT_EQ(PrintClose().out, "SSDPThread: Exiting...\n");
 }
 
-TEST_F(Open, BringsTheDiagnosticChannelLaterWhenItsPortIsFreeAgain)
+TEST_F(Open, StartsTheDiagnosticChannelLaterWhenItsPortIsFree)
 {
     VEXUDPSocket holder;
     ASSERT_EQ(holder.Open("", 49821), kVEXSuccess);
@@ -158,7 +158,7 @@ TEST_F(Open, BringsTheDiagnosticChannelLaterWhenItsPortIsFreeAgain)
     EXPECT_EQ(Ask("gh"), "HostList");
 }
 
-TEST_F(Open, JoinsTheGroupOnceTheAddressIsThere)
+TEST_F(Open, JoinsTheGroupWhenTheAddressAppearsLater)
 {
     std::thread settling([] {
         AwaitPortTaken();
@@ -178,7 +178,7 @@ TEST_F(Open, JoinsTheGroupOnceTheAddressIsThere)
     test::OnHost("ip addr del 192.0.2.11/24 dev net0");
 }
 
-TEST_F(Open, HoldsTheInterfaceEvenWhenTheGroupCannotBeJoined)
+TEST_F(Open, SucceedsWhenTheGroupCannotBeJoined)
 {
     SSDPDeviceType service = test::OwnService();
     service.ipAddress = "192.0.2.12";

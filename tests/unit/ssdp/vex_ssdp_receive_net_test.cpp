@@ -33,7 +33,7 @@ std::string SearchOfSize(std::size_t size)
 
 } // namespace
 
-TEST_F(Receiving, ReadsADatagramOf1500BytesWholeAndNoByteMore)
+TEST_F(Receiving, ReadsAtMost1500BytesOfADatagram)
 {
     OpenAnnounced();
     PeerSocket asker;
@@ -47,7 +47,7 @@ TEST_F(Receiving, ReadsADatagramOf1500BytesWholeAndNoByteMore)
     EXPECT_EQ(FaultOf(large + "y"), kUnknown + large + "\n");
 }
 
-TEST_F(Receiving, WritesTheAgentsLinesToStandardError)
+TEST_F(Receiving, WritesTheLinesOfTheCoreToStandardError)
 {
     OpenAnnounced();
     EXPECT_EQ(FaultOf("%s%n"), kUnknown + "%s%n\n");
@@ -55,7 +55,7 @@ TEST_F(Receiving, WritesTheAgentsLinesToStandardError)
               "ParseHTTPResponse: Unable to find the \"uuid\"\n");
 }
 
-TEST_F(Receiving, PassesOverAnEmptyDatagram)
+TEST_F(Receiving, IgnoresAnEmptyDatagram)
 {
     OpenAnnounced();
     EXPECT_EQ(FaultOf(""), "");

@@ -60,7 +60,7 @@ protected:
 
 } // namespace
 
-TEST_F(Stress, EverythingAtOnceEndsInAnEngineThatWorks)
+TEST_F(Stress, EngineStillWorksAfterAllOperationsAtOnce)
 {
     mEngine.SetPath("/var/www/html");
     PeerSocket peer;

@@ -17,7 +17,7 @@ class Stuck : public test::EngineTest
 
 // Close gives the SSDP thread up after 4250 ms. Opened after that, the engine is
 // there as soon as the thread is.
-TEST_F(Stuck, AThreadThatOutlivesCloseLetsTheEngineOpenAgain)
+TEST_F(Stuck, EngineOpensAgainWhileAThreadOutlivesClose)
 {
     test::StuckFolder documents("/var/www/html/");
     documents.Run([this] { ASSERT_EQ(mEngine.Open(kNet0), 1U); });

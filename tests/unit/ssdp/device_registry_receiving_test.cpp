@@ -6,7 +6,7 @@ using testing::ElementsAre;
 
 namespace {
 
-class RegistryHearing : public RegistryFixture
+class RegistryReceiving : public RegistryFixture
 {
 protected:
     // A device added by name whose description nobody has read yet.
@@ -23,7 +23,7 @@ const char *const kPeerUSN = "uuid:65746500-Lumen-192.0.2.20-0";
 
 } // namespace
 
-TEST_F(RegistryHearing, AForeignDeviceIsNeverRegistered)
+TEST_F(RegistryReceiving, DeviceOfAnotherMakerIsNeverAdded)
 {
     for (const char *usn :
          {"uuid:2f402f80-da50-11e1-9b23-001788255acc::upnp:rootdevice", "65746500-Lumen-1.2.3.4-0",
@@ -34,7 +34,7 @@ TEST_F(RegistryHearing, AForeignDeviceIsNeverRegistered)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, EachAliveOfAnUnknownPeerAsksOnceForItsDescriptionAndRegistersNothing)
+TEST_F(RegistryReceiving, EachAliveOfAnUnknownPeerOnlyRequestsItsDescription)
 {
     for (int i = 0; i < 3; ++i) {
         EXPECT_THAT(Alive(kPeerUSN, 1800, "http://192.0.2.20:80/a.xml"),
@@ -45,12 +45,12 @@ TEST_F(RegistryHearing, EachAliveOfAnUnknownPeerAsksOnceForItsDescriptionAndRegi
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, ThePeersMarkIsSoughtAnywhereInTheUSN)
+TEST_F(RegistryReceiving, USNPrefixMayBeAnywhereInTheUSN)
 {
     EXPECT_EQ(Alive("x uuid:65746500-").size(), 1U);
 }
 
-TEST_F(RegistryHearing, ADescriptionEntersThePeerWholeAndIsAChange)
+TEST_F(RegistryReceiving, DescriptionAddsThePeerAndFlagsAChange)
 {
     const SSDPDeviceType peer = Described(Peer());
     registry.EnterDescription(peer);
@@ -61,7 +61,7 @@ TEST_F(RegistryHearing, ADescriptionEntersThePeerWholeAndIsAChange)
     EXPECT_EQ(TakeCalls(), Calls{});
 }
 
-TEST_F(RegistryHearing, ASecondDescriptionReplacesEveryField)
+TEST_F(RegistryReceiving, SecondDescriptionReplacesEveryField)
 {
     SSDPDeviceType first = FullRecord();
     first.usn = kPeerUSN;
@@ -75,7 +75,7 @@ TEST_F(RegistryHearing, ASecondDescriptionReplacesEveryField)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, AnAliveOfAKnownPeerRefreshesItAndAsksNothing)
+TEST_F(RegistryReceiving, AliveOfAKnownPeerRefreshesItWithoutARequest)
 {
     registry.EnterDescription(Described(Peer()));
     ForgetChange();
@@ -87,7 +87,7 @@ TEST_F(RegistryHearing, AnAliveOfAKnownPeerRefreshesItAndAsksNothing)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, AnAliveOfAPeerWithoutAModelNumberAsksAgainAndRefreshesIt)
+TEST_F(RegistryReceiving, AliveOfAPeerWithoutModelNumberRefreshesItAndRequestsItsDescription)
 {
     AddUndescribed();
     Pass(100000);
@@ -97,7 +97,7 @@ TEST_F(RegistryHearing, AnAliveOfAPeerWithoutAModelNumberAsksAgainAndRefreshesIt
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, TheLongestPeriodDoesNotOverflowTheCountdown)
+TEST_F(RegistryReceiving, LongestPeriodDoesNotOverflowTheCountdown)
 {
     SSDPDeviceType peer = Described(Peer());
     peer.timerPeriod = 1073741000;
@@ -106,7 +106,7 @@ TEST_F(RegistryHearing, TheLongestPeriodDoesNotOverflowTheCountdown)
     EXPECT_EQ(Node(kPeerUSN)->timerCountdown, 2147482000);
 }
 
-TEST_F(RegistryHearing, AByebyeErasesTheNodeAndIsAChange)
+TEST_F(RegistryReceiving, ByebyeRemovesThePeerAndFlagsAChange)
 {
     registry.EnterDescription(Described(Peer()));
     ForgetChange();
@@ -115,7 +115,7 @@ TEST_F(RegistryHearing, AByebyeErasesTheNodeAndIsAChange)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, AByebyeOfAnUnknownDeviceChangesNothing)
+TEST_F(RegistryReceiving, ByebyeOfAnUnknownDeviceChangesNothing)
 {
     registry.EnterDescription(Described(Peer()));
     ForgetChange();
@@ -125,7 +125,7 @@ TEST_F(RegistryHearing, AByebyeOfAnUnknownDeviceChangesNothing)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, AByebyeOfAServiceThatIsOnlyAnnouncedChangesNothing)
+TEST_F(RegistryReceiving, SecondByebyeOfAnAnnouncedServiceChangesNothing)
 {
     AddNow(Own());
     Byebye(Own().usn);
@@ -135,7 +135,7 @@ TEST_F(RegistryHearing, AByebyeOfAServiceThatIsOnlyAnnouncedChangesNothing)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, ASilentPeerIsForgottenWhenItsTimeRunsOut)
+TEST_F(RegistryReceiving, SilentPeerIsForgottenWhenItsTimeRunsOut)
 {
     registry.EnterDescription(Described(Peer()));
     ForgetChange();
@@ -145,7 +145,7 @@ TEST_F(RegistryHearing, ASilentPeerIsForgottenWhenItsTimeRunsOut)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, RunningOutIsDecidedOnePassEarly)
+TEST_F(RegistryReceiving, PeerIsForgottenOnePassBeforeItsTimeRunsOut)
 {
     SSDPDeviceType peer = Described(Peer());
     peer.timerCountdown = 10001;
@@ -166,7 +166,7 @@ TEST_F(RegistryHearing, RunningOutIsDecidedOnePassEarly)
     EXPECT_EQ(Node(kPeerUSN), nullptr);
 }
 
-TEST_F(RegistryHearing, APassWithoutTimeForgetsOnlyWhatHasNoTimeLeft)
+TEST_F(RegistryReceiving, PassOfZeroMillisecondsForgetsOnlyPeersWithoutTimeLeft)
 {
     SSDPDeviceType peer = Described(Peer());
     peer.timerCountdown = 1;
@@ -179,7 +179,7 @@ TEST_F(RegistryHearing, APassWithoutTimeForgetsOnlyWhatHasNoTimeLeft)
     EXPECT_EQ(Node(kPeerUSN), nullptr);
 }
 
-TEST_F(RegistryHearing, OnlyThosePeersGoWhoseTimeRanOut)
+TEST_F(RegistryReceiving, OnlyPeersWhoseTimeRanOutAreForgotten)
 {
     for (int i = 0; i < 10; ++i) {
         SSDPDeviceType peer = Described(Device("Lumen", "192.0.2." + std::to_string(100 + i), "x"));
@@ -193,7 +193,7 @@ TEST_F(RegistryHearing, OnlyThosePeersGoWhoseTimeRanOut)
     }
 }
 
-TEST_F(RegistryHearing, AnAddedPeerIsListedForTwiceItsMaxAgeAndNotAnnounced)
+TEST_F(RegistryReceiving, AddedPeerIsKnownForTwiceItsMaxAgeAndNotAnnounced)
 {
     SSDPDeviceType peer = Peer();
     peer.maxAge = "200";
@@ -208,7 +208,7 @@ TEST_F(RegistryHearing, AnAddedPeerIsListedForTwiceItsMaxAgeAndNotAnnounced)
     EXPECT_EQ(Node(kPeerUSN), nullptr);
 }
 
-TEST_F(RegistryHearing, AnAddedPeersRepeatCountIs0WhateverItsRecordSays)
+TEST_F(RegistryReceiving, AddedPeerHasRepeatCount0)
 {
     SSDPDeviceType peer = Peer();
     peer.repeatCount = 9;
@@ -220,7 +220,7 @@ TEST_F(RegistryHearing, AnAddedPeersRepeatCountIs0WhateverItsRecordSays)
     EXPECT_EQ(Node(kPeerUSN)->maxAge, std::to_string(Node(kPeerUSN)->timerPeriod / 1000));
 }
 
-TEST_F(RegistryHearing, APeerAddedAgainIsRefreshedAndTakesItsNewName)
+TEST_F(RegistryReceiving, PeerAddedAgainIsRefreshedAndRenamed)
 {
     AddUndescribed();
     Pass(100000);
