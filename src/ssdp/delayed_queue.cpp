@@ -41,7 +41,7 @@ void DelayedQueue::Add(GETMessageType datagram)
 // Drops the newest datagrams of the addresses that hold most places, while these hold
 // more than the newcomer's address would. One address that floods the queue therefore
 // replaces only its own datagrams. If a large newcomer still finds no room, the
-// dropped datagrams come back: a refused datagram costs nobody a place.
+// dropped datagrams come back: a refused datagram takes no place from others.
 bool DelayedQueue::MakeRoom(const GETMessageType &datagram)
 {
     const std::size_t needed = PlacesOf(datagram);

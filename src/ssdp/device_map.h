@@ -23,7 +23,7 @@ struct HashKey
 };
 
 // SipHash-1-3 of a text (Aumasson and Bernstein, "SipHash: a fast short-input
-// PRF"). Without the key, nobody can choose texts whose hashes collide or share
+// PRF"). Without the key, an attacker cannot choose texts whose hashes collide or share
 // many bits.
 [[nodiscard]] std::uint64_t KeyedHash(const HashKey &key, std::string_view text);
 
@@ -95,7 +95,7 @@ public:
     // Adds a record under its USN unless there is one already. Returns the entry,
     // and whether it is new.
     std::pair<iterator, bool> try_emplace(SSDPDeviceType device);
-    // Adds a record under its USN, or replaces the one that is there.
+    // Adds a record under its USN, or replaces the existing one.
     void insert_or_assign(SSDPDeviceType device);
     // Removes an entry and returns the following one.
     iterator erase(iterator device);

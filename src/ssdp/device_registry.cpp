@@ -159,7 +159,7 @@ DeviceRegistry::Iterator DeviceRegistry::EraseNode(Iterator node)
     return mNodeList.erase(node);
 }
 
-// Adds a trusted record: one that this device announces, or that was added to it. It
+// Adds a trusted record: one that this device announces, or that a caller added. It
 // replaces any entry of the same USN, is confirmed, and never gives way to a newcomer.
 void DeviceRegistry::PutNode(SSDPDeviceType device)
 {

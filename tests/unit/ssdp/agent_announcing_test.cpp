@@ -18,8 +18,8 @@ namespace {
 class AgentAnnouncing : public test::AgentTest
 {
 protected:
-    // The document of a service, with the maker's address, a setting of the build, as
-    // the document itself has it.
+    // The expected document of a service. The maker's address is a setting of the build:
+    // it is taken from the actual document.
     [[nodiscard]] static std::string DocumentOf(SSDPDeviceType service, const std::string &file,
                                                 const std::string &document)
     {
@@ -146,7 +146,7 @@ TEST_F(AgentAnnouncing, DoesNotAnnounceAServiceThatIsRemovedBeforeTheFirstPass)
     Add("Lumen");
     mAgent.RemoveService("uuid:65746500-Lumen");
     Add("TalonMx");
-    mAgent.RemoveService("Talon"); // matches only with a "-" after it
+    mAgent.RemoveService("Talon"); // a prefix matches only before a "-"
     EXPECT_THAT(Open(), ElementsAre(ToGroup(Alive("TalonMx", "talonmx_upnp_ssdp_1.xml")),
                                     ToGroup(Search("upnp:rootdevice"))));
 }
@@ -198,6 +198,7 @@ TEST_F(AgentAnnouncing, DoesNotAnnounceAServiceWhoseDocumentCannotBeWritten)
     EXPECT_EQ(Ask("gh"), "HostList");
     mEnvironment.files.writable = true;
     Add();
+    // Number 1 stays in use.
     EXPECT_THAT(Tick(), ElementsAre(ToGroup(Alive(kCorvia, "corvia_12_upnp_ssdp_2.xml"))));
 }
 

@@ -15,7 +15,7 @@ namespace {
 class AgentAnswering : public test::AgentTest
 {
 protected:
-    // With two services, of which "Lumen" has another notification type.
+    // Starts the agent with two services. "Lumen" has another notification type.
     void OpenTwo()
     {
         SSDPDeviceType lumen = test::OwnService("Lumen");

@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-// What becomes of a description document that arrives.
+// Received description documents.
 
 using test::kPeerAddress;
 using test::PeerDescription;
@@ -26,7 +26,7 @@ protected:
         return mAgent.NodeList().at(usn);
     }
 
-    // A record with the elements of a document, after whatever headers.
+    // The record that a document with these elements and headers makes.
     const SSDPDeviceType &Read(const std::string &elements, const std::string &headers = "")
     {
         Receive("HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n" + headers +
@@ -86,7 +86,7 @@ TEST_F(AgentDescriptions, DeviceIsForgottenAfterTwoSilentPeriods)
     Receive(PeerDescription("Lumen", "beta"));
     Tick(119999);
     EXPECT_TRUE(Knows("Lumen"));
-    Receive(PeerNotify("ssdp:alive", "Lumen", kLumen)); // for 240 s from now on
+    Receive(PeerNotify("ssdp:alive", "Lumen", kLumen)); // lives for 240 s from now
     Tick(119999);
     EXPECT_TRUE(Knows("Lumen"));
     Tick(120001);

@@ -11,7 +11,7 @@ namespace {
 class AgentDiagnostics : public test::AgentTest
 {
 protected:
-    // The listing of a device of the peer.
+    // The entry of a device at the peer's address.
     static std::string Listed(const std::string &product, const std::string &hostName)
     {
         return "\n  ProductName:\"" + product + "\"\n  HostName:   \"" + hostName +
@@ -68,6 +68,6 @@ TEST_F(AgentDiagnostics, ListingEndsAfterTheLastWholeEntryThatADatagramHolds)
             expected += entry;
         }
     }
-    ASSERT_LT(kMaxDatagram - expected.size(), 1200U) << "the list was to be longer than that";
+    ASSERT_LT(kMaxDatagram - expected.size(), 1200U) << "the list must be longer than a datagram";
     EXPECT_EQ(Ask("gn"), expected);
 }

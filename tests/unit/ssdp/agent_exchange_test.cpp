@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-// Requests for peers' description documents, and answers to their requests.
+// Requests for description documents of peers, and answers to their requests.
 
 using test::Get;
 using test::GetAnswer;
@@ -24,7 +24,7 @@ constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
 constexpr const char *kTalon = "http://192.0.2.20:80/talonmx_upnp_ssdp_2.xml";
 constexpr const char *kPathOfA = "/var/www/html/a.xml";
 
-// A document with the longest answer that a datagram holds.
+// A document whose answer has exactly the size of the largest datagram.
 std::string LargestDocument()
 {
     const std::size_t headers = GetAnswer("", 65000).size();
@@ -195,7 +195,7 @@ TEST_F(AgentExchange, DocumentTooLargeForADatagramIsNotServed)
     EXPECT_THAT(Tick(60000), IsEmpty());
 }
 
-// So that sending thousands does not keep others from the engine's lock.
+// Between two batches other threads can take the engine lock.
 TEST_F(AgentExchange, SendsDueDatagramsInBatchesWithinOneTick)
 {
     Open();

@@ -20,7 +20,7 @@ constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
 class AgentLeaving : public test::AgentTest
 {
 protected:
-    // What the agent sends when it leaves.
+    // Makes the agent leave. Returns the datagrams that it sends.
     Datagrams Leave(bool announce = true)
     {
         mAgent.Leave(announce);
@@ -59,7 +59,7 @@ TEST_F(AgentLeaving, SecondLeaveSendsNothing)
 TEST_F(AgentLeaving, FreesTheFileNumbers)
 {
     for (const bool announce : {true, false}) {
-        OpenAnnounced(); // which expects the document to have number 1
+        OpenAnnounced(); // expects number 1 in the name of the document
         Leave(announce);
     }
 }
@@ -119,7 +119,7 @@ TEST_F(AgentLeaving, DatagramsAfterLeavingAreIgnored)
     EXPECT_EQ(mEnvironment.files.reads, 0);
 }
 
-// A document's file is read while the agent may leave.
+// The file is read without the lock, so the agent may leave meanwhile.
 TEST_F(AgentLeaving, DropsAnAnswerWhoseDocumentIsBeingRead)
 {
     OpenAnnounced();
@@ -144,7 +144,7 @@ TEST_F(AgentLeaving, DropsDatagramsThatWaitToBeSent)
     EXPECT_THAT(Tick(60000), IsEmpty());
 }
 
-// The engine lets others take its lock while it sends.
+// The engine releases its lock between two batches, so the agent may leave there.
 TEST_F(AgentLeaving, EndsARunningTick)
 {
     OpenAnnounced();

@@ -39,7 +39,8 @@ TEST_F(AgentParsing, NotifyThatLacksAHeaderIsDroppedSilently)
     const std::string start = "NOTIFY * HTTP/1.1\r\nNTS: ssdp:alive\r\n";
     const std::string nt = "NT: upnp:rootdevice\r\n";
     const std::string usn = "USN: uuid:65746500-Lumen-192.0.2.20-0\r\n";
-    const std::string location = "LOCATION: https://no.such.port/\r\n"; // it would be reported
+    const std::string location =
+        "LOCATION: https://no.such.port/\r\n"; // invalid: would be reported
     for (const std::string &headers : {nt + usn, nt + location, usn + location}) {
         EXPECT_THAT(FaultsOf(start + headers + "\r\n"), IsEmpty());
     }
@@ -132,7 +133,7 @@ TEST_F(AgentParsing, SearchResponseOfAKnownDeviceCausesNoRequest)
 {
     Open();
     Receive(PeerDescription("Lumen", "beta"));
-    EXPECT_THAT(FaultsOf(PeerAnswer("Lumen", "nowhere")), IsEmpty()); // read, it would be reported
+    EXPECT_THAT(FaultsOf(PeerAnswer("Lumen", "nowhere")), IsEmpty()); // invalid: would be reported
     EXPECT_THAT(FaultsOf(PeerAnswer("Lumen", kLumen)), IsEmpty());
     EXPECT_THAT(Tick(), IsEmpty());
     EXPECT_THAT(FaultsOf(PeerAnswer("ZR2", "nowhere")), ElementsAre(kNoHttp));

@@ -39,17 +39,17 @@ protected:
         return texts;
     }
 
-    // What leaves while a time goes by.
+    // The datagrams that are due within a time.
     Texts Tick(std::uint32_t elapsedMs) { return TextsOf(queue.TakeDue(elapsedMs)); }
 
-    // The lines that adding a datagram writes.
-    Texts Complaint(const std::string &message, in_addr_t holder = kHolder)
+    // Adds a datagram. Returns the lines that this reports.
+    Texts LinesOfAdding(const std::string &message, in_addr_t holder = kHolder)
     {
         Add(message, 0, holder);
         return environment.TakeFaults();
     }
 
-    // A datagram that takes so many places.
+    // The text of a datagram that takes so many places.
     static std::string Large(std::size_t places)
     {
         return std::string(places * ssdp::kBytesOfPlace, 'x');
@@ -110,8 +110,8 @@ TEST_F(DelayedQueueTest, ClearDropsEverythingAndMakesRoom)
     queue.Clear();
     EXPECT_EQ(queue.Size(), 0U);
     EXPECT_EQ(Tick(1), Texts{});
-    EXPECT_EQ(Complaint("a"), Texts{});
-    EXPECT_EQ(Complaint("b"), Texts{});
+    EXPECT_EQ(LinesOfAdding("a"), Texts{});
+    EXPECT_EQ(LinesOfAdding("b"), Texts{});
     EXPECT_THAT(Tick(0), ElementsAre("a", "b"));
 }
 
@@ -119,22 +119,22 @@ TEST_F(DelayedQueueTest, DatagramOverTheBoundIsDroppedAndReportedOnce)
 {
     Add("a");
     Add("b");
-    EXPECT_EQ(Complaint("c"), Texts{});
-    EXPECT_THAT(Complaint("d"), ElementsAre(kFull));
-    EXPECT_EQ(Complaint("e"), Texts{});
+    EXPECT_EQ(LinesOfAdding("c"), Texts{});
+    EXPECT_THAT(LinesOfAdding("d"), ElementsAre(kFull));
+    EXPECT_EQ(LinesOfAdding("e"), Texts{});
     EXPECT_THAT(Tick(0), ElementsAre("a", "b", "c"));
 }
 
-// Otherwise a flood that goes on would write a line in each tick.
+// Otherwise a lasting flood would write a line in each tick.
 TEST_F(DelayedQueueTest, FullQueueIsNotReportedAgainAfterAFewDatagramsWereSent)
 {
     Add("a", 5);
     Add("b", 6);
     Add("c", 6);
-    EXPECT_THAT(Complaint("d"), ElementsAre(kFull));
+    EXPECT_THAT(LinesOfAdding("d"), ElementsAre(kFull));
     EXPECT_THAT(Tick(5), ElementsAre("a"));
-    EXPECT_EQ(Complaint("e"), Texts{});
-    EXPECT_EQ(Complaint("f"), Texts{});
+    EXPECT_EQ(LinesOfAdding("e"), Texts{});
+    EXPECT_EQ(LinesOfAdding("f"), Texts{});
     EXPECT_THAT(Tick(1), ElementsAre("b", "c", "e"));
 }
 
@@ -143,23 +143,23 @@ TEST_F(DelayedQueueTest, FullQueueIsReportedAgainAfterItWasMostlyEmpty)
     for (const char *message : {"a", "b", "c"}) {
         Add(message, 5);
     }
-    EXPECT_THAT(Complaint("d"), ElementsAre(kFull));
+    EXPECT_THAT(LinesOfAdding("d"), ElementsAre(kFull));
     Tick(4); // nothing leaves
-    EXPECT_EQ(Complaint("e"), Texts{});
+    EXPECT_EQ(LinesOfAdding("e"), Texts{});
     Tick(1);
     for (const char *message : {"a", "b", "c"}) {
-        EXPECT_EQ(Complaint(message), Texts{});
+        EXPECT_EQ(LinesOfAdding(message), Texts{});
     }
-    EXPECT_THAT(Complaint("d"), ElementsAre(kFull));
+    EXPECT_THAT(LinesOfAdding("d"), ElementsAre(kFull));
 }
 
 TEST_F(DelayedQueueTest, LargeDatagramTakesSeveralPlaces)
 {
-    EXPECT_EQ(Complaint(Large(2)), Texts{});
-    EXPECT_THAT(Complaint(Large(2)), ElementsAre(kFull));
-    EXPECT_EQ(Complaint(Large(1)), Texts{});
+    EXPECT_EQ(LinesOfAdding(Large(2)), Texts{});
+    EXPECT_THAT(LinesOfAdding(Large(2)), ElementsAre(kFull));
+    EXPECT_EQ(LinesOfAdding(Large(1)), Texts{});
     EXPECT_EQ(queue.Size(), 2U);
-    EXPECT_EQ(Complaint(Large(1) + "x", kOther), Texts{}); // two places for one byte more
+    EXPECT_EQ(LinesOfAdding(Large(1) + "x", kOther), Texts{}); // one byte more takes a second place
     EXPECT_EQ(queue.Size(), 2U);
 }
 
@@ -168,7 +168,7 @@ TEST_F(DelayedQueueTest, FullQueueDropsTheNewestDatagramOfTheAddressThatHoldsMos
     Add("a");
     Add("b");
     Add("c");
-    EXPECT_THAT(Complaint("other", kOther), ElementsAre(kFull));
+    EXPECT_THAT(LinesOfAdding("other", kOther), ElementsAre(kFull));
     EXPECT_THAT(Tick(0), ElementsAre("a", "b", "other"));
 }
 

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Numbers with 1 to count in use.
+// Takes the numbers 1 to count.
 void Take(ssdp::DescriptionFileNumbers &numbers, std::uint32_t count)
 {
     for (std::uint32_t number = 1; number <= count; ++number) {
@@ -102,6 +102,6 @@ TEST(DescriptionFileNumbers, ThreadsNeverGetTheSameNumber)
     for (std::thread &thread : threads) {
         thread.join();
     }
-    // Each round kept one number, and the smallest free one was always taken.
+    // Each of 400 rounds keeps one number, and the smallest free number is always taken.
     EXPECT_EQ(numbers.GetFileNumber(), 401U);
 }

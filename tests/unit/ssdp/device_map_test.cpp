@@ -31,7 +31,8 @@ TEST(IndexedDeviceMap, FindsRecordsByTheirWholeUSNOnly)
 {
     ssdp::IndexedDeviceMap map;
     std::string usn;
-    for (int length = 0; length < 100; ++length) { // every rest of the hash's words
+    // The lengths leave every rest that the hash, which reads 8 bytes at a time, can have.
+    for (int length = 0; length < 100; ++length) {
         map.insert_or_assign(Record(usn, std::to_string(length)));
         usn += 'x';
     }

@@ -1,6 +1,6 @@
 #include "registry_fixture.h"
 
-// A device that can be spoken for, heard speaking for itself.
+// A device that can be proxied announces itself.
 
 using testing::ElementsAre;
 
@@ -14,8 +14,8 @@ const char *const kUSN = "uuid:65746500-ZR1-192.0.2.30-0";
 
 struct MaxAge
 {
-    std::int32_t heard;
-    std::int32_t kept;
+    std::int32_t receivedSeconds;
+    std::int32_t keptSeconds;
 };
 
 constexpr std::int32_t kLeastInt = -2147483647 - 1;
@@ -45,22 +45,23 @@ TEST_F(RegistryHandBack, UnknownDeviceIsNeitherAddedNorAskedForItsDescription)
 TEST_F(RegistryHandBack, KnownDeviceIsRefreshedWithTheReceivedMaxAge)
 {
     for (const MaxAge &maxAge : kMaxAges) {
-        RegistryOnPaper freshPaper(environment);
-        ssdp::DeviceRegistry &fresh = freshPaper.registry;
+        RegistryWithParts freshParts(environment);
+        ssdp::DeviceRegistry &fresh = freshParts.registry;
         SSDPDeviceType silent = Silent();
         fresh.AddService(silent);
         fresh.UpdateContainers(0);
         SSDPDeviceMap before;
         ASSERT_TRUE(fresh.TakeChange(before));
 
-        fresh.UpdateDevice({"upnp:rootdevice", kUSN, "http://192.0.2.30:80/a.xml"}, maxAge.heard);
+        fresh.UpdateDevice({"upnp:rootdevice", kUSN, "http://192.0.2.30:80/a.xml"},
+                           maxAge.receivedSeconds);
         SSDPDeviceType expected = before.at(kUSN);
-        expected.maxAge = std::to_string(maxAge.kept);
-        expected.timerPeriod = static_cast<std::uint32_t>(maxAge.kept) * 1000;
-        expected.timerCountdown = maxAge.kept * 2000;
+        expected.maxAge = std::to_string(maxAge.keptSeconds);
+        expected.timerPeriod = static_cast<std::uint32_t>(maxAge.keptSeconds) * 1000;
+        expected.timerCountdown = maxAge.keptSeconds * 2000;
         expected.repeatCount = 0;
         EXPECT_EQ(FieldsButFlag(fresh.NodeList().at(kUSN)), FieldsButFlag(expected))
-            << maxAge.heard;
+            << maxAge.receivedSeconds;
         EXPECT_FALSE(fresh.Changed());
     }
     EXPECT_EQ(TakeCalls(), Calls{});
@@ -71,7 +72,7 @@ TEST_F(RegistryHandBack, DeviceThatAnnouncedItselfIsForgottenWhenItsTimeRunsOut)
     AddNow(Silent());
     Alive(kUSN, 30);
     EXPECT_EQ(Node(kUSN)->timerPeriod, 120000U);
-    ForgetChange();
+    TakeChange();
     Pass(119999);
     EXPECT_NE(Node(kUSN), nullptr);
     Pass(60001);
@@ -94,15 +95,15 @@ TEST_F(RegistryHandBack, ProxiedDeviceIsHandedBackWithoutGoodbyeOrChange)
     for (const MaxAge &maxAge : kMaxAges) {
         TakeOver(Silent());
         SSDPDeviceType expected = *Host(kUSN);
-        EXPECT_THAT(Alive(kUSN, maxAge.heard),
+        EXPECT_THAT(Alive(kUSN, maxAge.receivedSeconds),
                     ElementsAre("return " + expected.descriptionFileName));
-        expected.maxAge = std::to_string(maxAge.kept);
-        expected.timerPeriod = static_cast<std::uint32_t>(maxAge.kept) * 1000;
-        expected.timerCountdown = maxAge.kept * 500;
+        expected.maxAge = std::to_string(maxAge.keptSeconds);
+        expected.timerPeriod = static_cast<std::uint32_t>(maxAge.keptSeconds) * 1000;
+        expected.timerCountdown = maxAge.keptSeconds * 500;
         expected.repeatCount = 0;
         EXPECT_EQ(Host(kUSN), nullptr);
         ASSERT_NE(Node(kUSN), nullptr);
-        EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(expected)) << maxAge.heard;
+        EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(expected)) << maxAge.receivedSeconds;
         EXPECT_FALSE(registry.Changed());
         Byebye(kUSN);
     }
@@ -111,7 +112,7 @@ TEST_F(RegistryHandBack, ProxiedDeviceIsHandedBackWithoutGoodbyeOrChange)
 TEST_F(RegistryHandBack, AnnouncedRecordReplacesTheKnownRecord)
 {
     TakeOver(Silent());
-    Pass(20000); // the node has spent a repeat and begun its time anew
+    Pass(20000); // one repeat is used, and the countdown starts again
     const SSDPDeviceType host = *Host(kUSN);
     Alive(kUSN, 400);
     EXPECT_EQ(Node(kUSN)->location, host.location);
@@ -123,7 +124,7 @@ TEST_F(RegistryHandBack, HandedBackDeviceIsKnownAgainAfterAByebye)
 {
     TakeOver(Silent());
     Byebye(kUSN);
-    ForgetChange();
+    TakeChange();
     EXPECT_EQ(Alive(kUSN).size(), 1U);
     EXPECT_EQ(Host(kUSN), nullptr);
     EXPECT_NE(Node(kUSN), nullptr);
@@ -137,7 +138,7 @@ TEST_F(RegistryHandBack, HandedBackDeviceIsNoLongerAnnouncedAndForgottenWhenSile
     for (int i = 0; i < 10; ++i) {
         EXPECT_EQ(Pass(5000), Calls{});
     }
-    EXPECT_NE(Node(kUSN), nullptr); // 10000 left of 60000
+    EXPECT_NE(Node(kUSN), nullptr); // 10000 ms of 60000 are left
     EXPECT_EQ(Pass(5000), Calls{});
     EXPECT_EQ(Node(kUSN), nullptr);
     EXPECT_TRUE(registry.Changed());
@@ -166,7 +167,7 @@ TEST_F(RegistryHandBack, OwnServiceIsHandedBackLikeAnyOther)
 {
     const SSDPDeviceType own = Device("ZR1", "192.0.2.10", "studio-a");
     AddNow(own);
-    ForgetChange();
+    TakeChange();
     SSDPDeviceType expected = *Host(own.usn);
     EXPECT_THAT(Alive(own.usn, 1), ElementsAre("return " + expected.descriptionFileName));
     expected.maxAge = "120";
@@ -176,7 +177,7 @@ TEST_F(RegistryHandBack, OwnServiceIsHandedBackLikeAnyOther)
     EXPECT_EQ(Host(own.usn), nullptr);
     EXPECT_EQ(FieldsButFlag(*Node(own.usn)), FieldsButFlag(expected));
     EXPECT_FALSE(registry.Changed());
-    EXPECT_EQ(Pass(20000), Calls{}); // no byebye and no announcement
+    EXPECT_EQ(Pass(20000), Calls{}); // neither a goodbye nor an announcement
 }
 
 TEST_F(RegistryHandBack, DescriptionReplacesAHandedBackDevice)

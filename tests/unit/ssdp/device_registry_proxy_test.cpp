@@ -2,8 +2,7 @@
 
 #include <map>
 
-// A silent device on its way: waiting, taken over, announced on its behalf,
-// given up.
+// A silent device: it waits, is taken over, is announced by proxy, is removed.
 
 using testing::ElementsAre;
 
@@ -49,20 +48,20 @@ TEST_F(RegistryProxy, WaitIsDrawnFromTwoToFiveTicks)
 TEST_F(RegistryProxy, IsNotTakenOverBeforeItsTimeRunsOut)
 {
     AddNow(Silent());
-    ForgetChange();
+    TakeChange();
     EXPECT_EQ(AddNow(Silent()), Calls{});
     Pass(Node(kUSN)->timerCountdown - 1);
     ASSERT_EQ(Node(kUSN)->timerCountdown, 1);
     EXPECT_EQ(AddNow(Silent()), Calls{});
     EXPECT_EQ(Host(kUSN), nullptr);
-    EXPECT_EQ(Node(kUSN)->timerCountdown, 1); // not refreshed either
+    EXPECT_EQ(Node(kUSN)->timerCountdown, 1); // nor refreshed
     EXPECT_FALSE(registry.Changed());
 }
 
 TEST_F(RegistryProxy, IsRenamedWhileItWaits)
 {
     AddNow(Silent());
-    ForgetChange();
+    TakeChange();
     SSDPDeviceType renamed = Silent();
     renamed.hostName = "field-9";
     EXPECT_EQ(AddNow(renamed), Calls{});
@@ -73,15 +72,15 @@ TEST_F(RegistryProxy, IsRenamedWhileItWaits)
 TEST_F(RegistryProxy, StaysKnownAfterItsTimeRanOut)
 {
     AddNow(Silent());
-    ForgetChange();
+    TakeChange();
     for (int i = 0; i < 1000; ++i) {
         EXPECT_EQ(Pass(2147483647), Calls{});
     }
     ASSERT_NE(Node(kUSN), nullptr);
-    EXPECT_EQ(Node(kUSN)->timerCountdown, -2147483647 - 1); // it does not wrap
+    EXPECT_EQ(Node(kUSN)->timerCountdown, -2147483647 - 1); // the countdown does not wrap
     EXPECT_EQ(Node(kUSN)->repeatCount, 3);
     EXPECT_FALSE(registry.Changed());
-    EXPECT_EQ(AddNow(Silent()).size(), 2U); // and can still be taken over
+    EXPECT_EQ(AddNow(Silent()).size(), 2U); // it can still be taken over
 }
 
 TEST_F(RegistryProxy, ByebyeEndsTheWait)
@@ -97,11 +96,11 @@ TEST_F(RegistryProxy, IsTakenOverWhenAddedAfterItsTimeRanOut)
     AddNow(Silent());
     Pass(Node(kUSN)->timerCountdown);
     ASSERT_EQ(Node(kUSN)->timerCountdown, 0);
-    ForgetChange();
+    TakeChange();
 
     EXPECT_THAT(AddNow(Silent()),
                 ElementsAre("document /var/www/html/zr1_upnp_ssdp_1.xml", kAlive));
-    SSDPDeviceType expected = Published(Silent(), 1); // fetched from this device
+    SSDPDeviceType expected = Published(Silent(), 1); // its document is at this device
     expected.repeatCount = 3;
     EXPECT_EQ(FieldsButFlag(*Host(kUSN)), FieldsButFlag(expected));
     EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(expected));
@@ -113,7 +112,7 @@ TEST_F(RegistryProxy, KeepsWaitingWhenItsDocumentCannotBeWritten)
 {
     AddNow(Silent());
     Pass(30000);
-    ForgetChange();
+    TakeChange();
     environment.files.writable = false;
     const SSDPDeviceType before = *Node(kUSN);
     AddNow(Silent());
@@ -137,11 +136,11 @@ TEST_F(RegistryProxy, KeepsWaitingWhenThisDeviceHasNoAddress)
 TEST_F(RegistryProxy, IsAnnouncedThreeTimesMoreAndRemovedInTheNextPass)
 {
     TakeOver(Silent());
-    for (const int owed : {2, 1, 0}) {
+    for (const int repeatsLeft : {2, 1, 0}) {
         EXPECT_EQ(Pass(5000), Calls{});
         EXPECT_EQ(Pass(5000), Calls{});
         EXPECT_THAT(Pass(5000), ElementsAre(kAlive));
-        EXPECT_EQ(Node(kUSN)->repeatCount, owed);
+        EXPECT_EQ(Node(kUSN)->repeatCount, repeatsLeft);
         EXPECT_EQ(Node(kUSN)->timerCountdown, 20000);
     }
     EXPECT_EQ(Pass(20000), Calls{});
@@ -199,7 +198,7 @@ TEST_F(RegistryProxy, IsAnnouncedAfterAByebyeUntilItsRepeatsAreUsedUp)
 {
     TakeOver(Silent());
     Byebye(kUSN);
-    ForgetChange();
+    TakeChange();
     for (int repeat = 0; repeat < 3; ++repeat) {
         EXPECT_EQ(Pass(5000), Calls{});
         EXPECT_EQ(Pass(5000), Calls{});
@@ -218,7 +217,7 @@ TEST_F(RegistryProxy, StaysUnknownAndUnchangedWhenAddedAfterAByebye)
     Byebye(kUSN);
     Pass(20000);
     ASSERT_EQ(Host(kUSN)->repeatCount, 2);
-    ForgetChange();
+    TakeChange();
     SSDPDeviceType renamed = Silent();
     renamed.hostName = "field-9";
     EXPECT_EQ(AddNow(renamed), Calls{});
@@ -236,14 +235,14 @@ TEST_F(RegistryProxy, ForgedDescriptionReplacesTheEntryButChangesNoAnnouncement)
     forged.hostName = "forged";
     registry.EnterDescription(forged);
     EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(forged));
-    for (const int owed : {2, 1, 0}) {
+    for (const int repeatsLeft : {2, 1, 0}) {
         EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
         EXPECT_EQ(lastMulticast, announcement);
-        EXPECT_EQ(Node(kUSN)->repeatCount, owed);
+        EXPECT_EQ(Node(kUSN)->repeatCount, repeatsLeft);
         EXPECT_EQ(Node(kUSN)->hostName, "forged");
     }
     EXPECT_EQ(Pass(20000), Calls{});
-    EXPECT_EQ(Pass(5000).size(), 2U); // the goodbye, and the returned number
+    EXPECT_EQ(Pass(5000).size(), 2U); // the goodbye and the freed number
 }
 
 TEST_F(RegistryProxy, OwnServiceThatCouldBeProxiedIsAnnouncedWithoutLimit)

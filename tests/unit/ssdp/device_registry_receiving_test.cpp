@@ -1,6 +1,7 @@
 #include "registry_fixture.h"
 
-// Devices that speak for themselves: heard, described, refreshed, gone.
+// Devices that are never proxied: their announcements, descriptions, refreshes and
+// goodbyes.
 
 using testing::ElementsAre;
 
@@ -9,13 +10,13 @@ namespace {
 class RegistryReceiving : public RegistryFixture
 {
 protected:
-    // A device added by name whose description nobody has read yet.
+    // Adds a device whose description was not received yet.
     void AddUndescribed()
     {
         SSDPDeviceType peer = Peer();
         peer.maxAge = "200";
         AddNow(peer);
-        ForgetChange();
+        TakeChange();
     }
 };
 
@@ -66,7 +67,7 @@ TEST_F(RegistryReceiving, SecondDescriptionReplacesEveryField)
     SSDPDeviceType first = FullRecord();
     first.usn = kPeerUSN;
     registry.EnterDescription(first);
-    ForgetChange();
+    TakeChange();
     SSDPDeviceType second;
     second.usn = kPeerUSN;
     registry.EnterDescription(second);
@@ -78,12 +79,13 @@ TEST_F(RegistryReceiving, SecondDescriptionReplacesEveryField)
 TEST_F(RegistryReceiving, AliveOfAKnownPeerRefreshesItWithoutARequest)
 {
     registry.EnterDescription(Described(Peer()));
-    ForgetChange();
+    TakeChange();
     Pass(100000);
     EXPECT_EQ(Node(kPeerUSN)->timerCountdown, 140000);
     SSDPDeviceType expected = Described(Peer());
     EXPECT_EQ(Alive(kPeerUSN, 1), Calls{});
-    EXPECT_EQ(FieldsButFlag(*Node(kPeerUSN)), FieldsButFlag(expected)); // whatever max-age it tells
+    // The received max-age is ignored.
+    EXPECT_EQ(FieldsButFlag(*Node(kPeerUSN)), FieldsButFlag(expected));
     EXPECT_FALSE(registry.Changed());
 }
 
@@ -109,7 +111,7 @@ TEST_F(RegistryReceiving, LongestPeriodDoesNotOverflowTheCountdown)
 TEST_F(RegistryReceiving, ByebyeRemovesThePeerAndFlagsAChange)
 {
     registry.EnterDescription(Described(Peer()));
-    ForgetChange();
+    TakeChange();
     EXPECT_EQ(Byebye(kPeerUSN), Calls{});
     EXPECT_EQ(Node(kPeerUSN), nullptr);
     EXPECT_TRUE(registry.Changed());
@@ -118,7 +120,7 @@ TEST_F(RegistryReceiving, ByebyeRemovesThePeerAndFlagsAChange)
 TEST_F(RegistryReceiving, ByebyeOfAnUnknownDeviceChangesNothing)
 {
     registry.EnterDescription(Described(Peer()));
-    ForgetChange();
+    TakeChange();
     EXPECT_EQ(Byebye("uuid:65746500-Lumen-192.0.2.20-1"), Calls{});
     EXPECT_EQ(Byebye(""), Calls{});
     EXPECT_EQ(registry.NodeList().size(), 1U);
@@ -129,7 +131,7 @@ TEST_F(RegistryReceiving, SecondByebyeOfAnAnnouncedServiceChangesNothing)
 {
     AddNow(Own());
     Byebye(Own().usn);
-    ForgetChange();
+    TakeChange();
     EXPECT_EQ(Byebye(Own().usn), Calls{});
     EXPECT_NE(Host(Own().usn), nullptr);
     EXPECT_FALSE(registry.Changed());
@@ -138,9 +140,9 @@ TEST_F(RegistryReceiving, SecondByebyeOfAnAnnouncedServiceChangesNothing)
 TEST_F(RegistryReceiving, SilentPeerIsForgottenWhenItsTimeRunsOut)
 {
     registry.EnterDescription(Described(Peer()));
-    ForgetChange();
+    TakeChange();
     EXPECT_EQ(Pass(5000), Calls{});
-    EXPECT_EQ(Pass(229999), Calls{}); // 5001 left, less than the last pass: next to go
+    EXPECT_EQ(Pass(229999), Calls{}); // 5001 ms are left, less than this pass took
     EXPECT_EQ(Node(kPeerUSN), nullptr);
     EXPECT_TRUE(registry.Changed());
 }
@@ -150,15 +152,15 @@ TEST_F(RegistryReceiving, PeerIsForgottenOnePassBeforeItsTimeRunsOut)
     SSDPDeviceType peer = Described(Peer());
     peer.timerCountdown = 10001;
     registry.EnterDescription(peer);
-    ForgetChange();
+    TakeChange();
     Pass(5000);
-    EXPECT_NE(Node(kPeerUSN), nullptr); // 5001 is greater than 5000
+    EXPECT_NE(Node(kPeerUSN), nullptr); // 5001 ms are left, more than one pass
     EXPECT_FALSE(registry.Changed());
 
     peer.timerCountdown = 10000;
     registry.EnterDescription(peer);
     Pass(5000);
-    EXPECT_EQ(Node(kPeerUSN), nullptr); // 5000 is not
+    EXPECT_EQ(Node(kPeerUSN), nullptr); // 5000 ms are not more than one pass
 
     peer.timerCountdown = 9000;
     registry.EnterDescription(peer);
@@ -214,7 +216,7 @@ TEST_F(RegistryReceiving, AddedPeerHasRepeatCount0)
     peer.repeatCount = 9;
     AddNow(peer);
     EXPECT_EQ(Node(kPeerUSN)->repeatCount, 0);
-    // Without a max-age of its own it gets one.
+    // A max-age is drawn, since the record has none.
     EXPECT_GE(Node(kPeerUSN)->timerPeriod, 120000U);
     EXPECT_LE(Node(kPeerUSN)->timerPeriod, 129000U);
     EXPECT_EQ(Node(kPeerUSN)->maxAge, std::to_string(Node(kPeerUSN)->timerPeriod / 1000));

@@ -1,6 +1,6 @@
 #include "registry_fixture.h"
 
-// The device's own services: queued, published, renewed, withdrawn.
+// Own services: they are queued, published, added again, removed.
 
 using testing::ElementsAre;
 
@@ -91,7 +91,7 @@ TEST_F(RegistryServices, ServiceWithoutDocumentIsReportedAndNotAnnounced)
     EXPECT_TRUE(registry.NodeList().empty());
     EXPECT_FALSE(registry.Changed());
 
-    // The addition is used up; added again it is tried again.
+    // The addition was dropped. A new addition succeeds.
     environment.files.writable = true;
     EXPECT_EQ(Pass(0), Calls{});
     EXPECT_EQ(AddNow(Own()).size(), 2U);
@@ -107,7 +107,7 @@ TEST_F(RegistryServices, NothingIsAnnouncedWithoutAnAddress)
 TEST_F(RegistryServices, AddingAnAnnouncedServiceChangesNothing)
 {
     AddNow(Own());
-    ForgetChange();
+    TakeChange();
     SSDPDeviceType renamed = Own();
     renamed.hostName = "studio-z";
     EXPECT_EQ(AddNow(renamed), Calls{});
@@ -120,7 +120,7 @@ TEST_F(RegistryServices, AddingAnAnnouncedServiceChangesNothing)
 TEST_F(RegistryServices, RemovalSendsGoodbyeFreesTheNumberAndFlagsAChange)
 {
     AddNow(Own());
-    ForgetChange();
+    TakeChange();
     const SSDPDeviceType announced = *Host(kOwnUSN);
     registry.RemoveService(kOwnUSN);
     EXPECT_EQ(TakeCalls(), Calls{});
@@ -165,9 +165,9 @@ TEST_F(RegistryServices, RemovalOfAServiceThatIsNotAnnouncedDoesNothing)
     EXPECT_EQ(Pass(0), Calls{});
     EXPECT_FALSE(registry.Changed());
 
-    // Nor does it touch a device of that name that was only heard.
+    // The same holds for a device that is known from the network.
     registry.EnterDescription(Described(Peer()));
-    ForgetChange();
+    TakeChange();
     registry.RemoveService(Peer().usn);
     registry.RemoveServicesWithPrefix("uuid:65746500");
     EXPECT_EQ(Pass(0), Calls{});

@@ -31,8 +31,8 @@ TEST(KeyedHash, DependsOnTheWholeKey)
     EXPECT_EQ(hashes.size(), 5U);
 }
 
-// Names that are made of two blocks whose differences cancel out in a hash that
-// multiplies and shifts, whatever its seed. As many as a registry holds.
+// The names consist of two blocks whose difference cancels out in a hash that multiplies
+// and shifts (such as MurmurHash), with any seed. There are as many as a registry holds.
 TEST(KeyedHash, DiffersForNamesMadeToCollideInUnkeyedHashes)
 {
     const std::string one(16, 'a');

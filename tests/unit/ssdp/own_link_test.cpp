@@ -20,7 +20,7 @@ protected:
         return mLink.CanBePeer(AddressOf(address));
     }
 
-    // Whether any number of bytes may be sent to the address.
+    // Whether many more bytes than the budget may be sent to the address.
     [[nodiscard]] bool Unlimited(const char *address)
     {
         return mLink.SpendFor(AddressOf(address), std::numeric_limits<std::uint32_t>::max());
@@ -33,12 +33,18 @@ protected:
 
 TEST_F(OwnLinkTest, FindsItsAddressesAsTextAndAsBinary)
 {
-    EXPECT_TRUE(mLink.IsOwnAddress("192.0.2.10"));
-    EXPECT_FALSE(mLink.IsOwnAddress("192.0.2.1"));
+    mLink.AddInterface("192.0.2.11", "net0", {});
+    for (const char *address : {"192.0.2.10", "192.0.2.11"}) {
+        EXPECT_TRUE(mLink.IsOwnAddress(std::string_view(address))) << address;
+        EXPECT_TRUE(mLink.IsOwnAddress(AddressOf(address))) << address;
+    }
+    for (const char *address : {"192.0.2.1", "0.0.0.0", "127.0.0.1", "255.255.255.255"}) {
+        EXPECT_FALSE(mLink.IsOwnAddress(std::string_view(address))) << address;
+        EXPECT_FALSE(mLink.IsOwnAddress(AddressOf(address))) << address;
+    }
     EXPECT_FALSE(mLink.IsOwnAddress("192.0.2.010"));
-    EXPECT_TRUE(mLink.IsOwnAddress(AddressOf("192.0.2.10")));
-    EXPECT_FALSE(mLink.IsOwnAddress(AddressOf("192.0.2.11")));
-    EXPECT_EQ(mLink.Interfaces(), (OwnLink::InterfaceMap{{"192.0.2.10", "net0"}}));
+    EXPECT_EQ(mLink.Interfaces(),
+              (OwnLink::InterfaceMap{{"192.0.2.10", "net0"}, {"192.0.2.11", "net0"}}));
 }
 
 TEST_F(OwnLinkTest, TextThatIsNoAddressMatchesNoBinaryAddress)

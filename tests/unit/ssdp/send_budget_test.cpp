@@ -7,7 +7,7 @@ using ssdp::SendBudget;
 
 namespace {
 
-// How many bytes can be spent now, one by one.
+// Spends bytes one by one until none is left. Returns their number.
 int SpendAll(SendBudget &budget, std::uint32_t nowMs)
 {
     budget.Refill(nowMs);

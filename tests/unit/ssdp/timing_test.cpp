@@ -16,7 +16,7 @@ protected:
     ssdp::Timing timing{environment};
 };
 
-using Draws = std::map<std::uint32_t, std::uint32_t>; // what random() gives, and the result
+using Draws = std::map<std::uint32_t, std::uint32_t>; // random number to result
 
 } // namespace
 
@@ -74,7 +74,7 @@ TEST_F(TimingTest, MaxAgeFrom120IsKeptAndReturnedInMilliseconds)
 
 TEST_F(TimingTest, MaxAgeIsReadAsDecimal)
 {
-    // As hexadecimal or octal these would be above 120.
+    // Read as hexadecimal these would be above 120; read as octal "0170" would be 120.
     for (const char *decimal : {"0x1000", "0170"}) {
         std::string text = decimal;
         const std::uint32_t milliseconds = timing.GetMaximumAge(text);

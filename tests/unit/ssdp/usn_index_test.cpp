@@ -50,8 +50,8 @@ TEST(UsnIndex, ClearRemovesAllRecordsAndAllowsNewOnes)
     EXPECT_EQ(FoundName(index, "7"), "7");
 }
 
-// Whatever comes and goes in whatever order, the index finds what the map holds
-// and nothing else: through growing, through full neighbourhoods, round its end.
+// Random changes make the index grow, make runs of several entries, and make runs that
+// cross the end of the table.
 TEST(UsnIndex, FindsExactlyTheRecordsOfTheMapAfterEachOf20000Changes)
 {
     std::mt19937 random(1900); // NOLINT(cert-msc51-cpp): the same changes each time

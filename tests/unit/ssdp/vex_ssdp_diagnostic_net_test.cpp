@@ -14,22 +14,21 @@ class Diagnostics : public test::EngineTest
 protected:
     using Clock = std::chrono::steady_clock;
 
-    // Fills the list of known devices, so that its listing is about as long as a
-    // datagram can be.
+    // Adds so many known devices that their listing is about as long as the largest
+    // datagram.
     void FillTheList()
     {
         const std::string hostName(1000, 'h');
         for (int number = 100; number < 180; ++number) {
             ToEngine(PeerDescription("Lumen" + std::to_string(number), hostName));
             if (number % 20 == 0) {
-                Settle(); // so that the engine's receive queue never overflows
+                Settle(); // the engine's receive queue must not overflow
             }
         }
         Settle();
     }
 
-    // Asks until there is a reply, which shows that all earlier questions have been
-    // dealt with.
+    // Asks until a reply comes: then all earlier commands have been handled.
     static std::string AskUntilAnswered(const std::string &command)
     {
         PeerSocket asker;
@@ -85,8 +84,8 @@ TEST_F(Diagnostics, EmptyDatagramIsIgnored)
     EXPECT_EQ(asker.Receive(), "HostList");
 }
 
-// Such a datagram is another device's reply. Two devices would reply to each other
-// for ever.
+// Such a datagram is the reply of another device. If it were answered, two devices would
+// reply to each other for ever.
 TEST_F(Diagnostics, NoReplyToTheDiagnosticPortOfAnotherDevice)
 {
     ASSERT_EQ(mEngine.Open(test::kNet0), 1U);

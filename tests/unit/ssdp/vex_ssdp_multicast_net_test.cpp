@@ -1,6 +1,6 @@
 #include "engine_fixture.h"
 
-// The group, and the interface by which datagrams leave for it.
+// The multicast group, and the interface of multicast datagrams.
 
 using test::Goodbye;
 using test::kCorvia;
@@ -17,7 +17,8 @@ using Multicast = test::EngineTest;
 
 TEST_F(Multicast, SearchOfTheEngineItselfIsAnswered)
 {
-    // Bound to the very address, this socket gets what is sent to the searcher.
+    // The engine's socket is bound to any address. This one is bound to the exact address,
+    // so the kernel prefers it for the answer.
     VEXUDPSocket own;
     ASSERT_EQ(own.Open(test::kOwnAddress, 1900, VEXUDPSocket::Port::Shared), kVEXSuccess);
     OpenAnnounced();

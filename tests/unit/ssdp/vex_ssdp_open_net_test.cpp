@@ -16,7 +16,7 @@ namespace {
 class Open : public test::EngineTest
 {
 protected:
-    // What an Open prints; its result goes to mResult.
+    // Opens the engine. Returns the printed lines; the result is in mResult.
     Output Print(const std::map<std::string, std::string> &interfaces)
     {
         return Capture([&] { mResult = mEngine.Open(interfaces); });
@@ -33,7 +33,7 @@ protected:
 constexpr const char *kStarted = "Open: The diagnostic thread has started\n";
 constexpr const char *kExits = "SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\n";
 
-// Waits until somebody holds port 1900.
+// Waits until port 1900 is in use.
 void AwaitPortTaken()
 {
     VEXUDPSocket probe;
@@ -88,7 +88,7 @@ TEST_F(Open, OfAnOpenEngineChangesAndPrintsNothing)
         EXPECT_EQ(mResult, 1U);
         EXPECT_EQ(output.out + output.err, "");
     }
-    // Neither a second search nor a second announcement went out.
+    // No second search and no second announcement comes before this answer.
     ToEngine(Search("ssdp:all"));
     EXPECT_EQ(mPeer.Receive(), test::SearchAnswer(test::kCorvia, test::kCorviaFile));
     EXPECT_EQ(PrintClose().out, kExits);
@@ -128,12 +128,13 @@ TEST_F(Open, SharesPort1900WithOtherSSDPPrograms)
     mPeer.SendTo(Search("upnp:rootdevice"), "239.255.255.250", 1900);
     EXPECT_EQ(mPeer.ReceiveContaining("HTTP/1.1 200"),
               test::SearchAnswer(test::kCorvia, test::kCorviaFile));
-    std::string heard = test::Receive(other);
-    while (heard.find("NOTIFY") == 0 || heard.find("ST:upnp:rootdevice") == std::string::npos) {
-        ASSERT_NE(heard, "") << "the other program never heard the search";
-        heard = test::Receive(other);
+    std::string received = test::Receive(other);
+    while (received.find("NOTIFY") == 0 ||
+           received.find("ST:upnp:rootdevice") == std::string::npos) {
+        ASSERT_NE(received, "") << "the other program did not receive the search";
+        received = test::Receive(other);
     }
-    EXPECT_EQ(heard, Search("upnp:rootdevice"));
+    EXPECT_EQ(received, Search("upnp:rootdevice"));
 }
 
 TEST_F(Open, SucceedsWithoutTheDiagnosticPort)
@@ -170,7 +171,7 @@ TEST_F(Open, JoinsTheGroupWhenTheAddressAppearsLater)
     EXPECT_EQ(mEngine.Open({{"192.0.2.11", "net0"}}), 1U);
     settling.join();
     PeerSocket asker;
-    asker.SendTo(Search("upnp:rootdevice"), "192.0.2.11", 1900); // sees to the first pass
+    asker.SendTo(Search("upnp:rootdevice"), "192.0.2.11", 1900); // answered after the first pass
     EXPECT_NE(asker.Receive(), "");
     mPeer.SendTo(Search("upnp:rootdevice"), "239.255.255.250", 1900);
     EXPECT_NE(mPeer.ReceiveContaining("HTTP/1.1 200 OK"), "");
@@ -183,7 +184,7 @@ TEST_F(Open, SucceedsWhenTheGroupCannotBeJoined)
     SSDPDeviceType service = test::OwnService();
     service.ipAddress = "192.0.2.12";
     mEngine.AddService(service);
-    const Output output = Print({{"192.0.2.12", "net0"}}); // an address that nobody has
+    const Output output = Print({{"192.0.2.12", "net0"}}); // an address of no interface
     EXPECT_EQ(mResult, 1U);
     EXPECT_EQ(output.out, kStarted);
     EXPECT_EQ(output.err, "");

@@ -24,7 +24,7 @@ std::string ReadFile(const std::string &path)
 class WebRootFilesTest : public testing::Test
 {
 protected:
-    WebRootFilesTest() { WriteFile("/var/www/elsewhere.xml", "of somebody else"); }
+    WebRootFilesTest() { WriteFile("/var/www/elsewhere.xml", "of another owner"); }
     ~WebRootFilesTest() override
     {
         std::filesystem::remove_all("/var/www/html");
@@ -87,7 +87,7 @@ TEST_F(WebRootFilesTest, SymbolicLinkIsNotWrittenThrough)
 {
     std::filesystem::create_symlink("/var/www/elsewhere.xml", kPath);
     EXPECT_FALSE(mFiles.Write(kPath, "text"));
-    EXPECT_EQ(ReadFile("/var/www/elsewhere.xml"), "of somebody else");
+    EXPECT_EQ(ReadFile("/var/www/elsewhere.xml"), "of another owner");
     std::filesystem::create_symlink("/var/www/new.xml", "/var/www/html/b.xml");
     EXPECT_FALSE(mFiles.Write("/var/www/html/b.xml", "text"));
     EXPECT_FALSE(std::filesystem::exists("/var/www/new.xml"));
