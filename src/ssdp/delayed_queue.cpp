@@ -21,6 +21,7 @@ std::size_t DelayedQueue::PlacesHeldBy(in_addr_t holder) const
     return held == mHolders.end() ? 0 : held->second.places;
 }
 
+// The same comparison as in MakeRoom, for a datagram of one place.
 bool DelayedQueue::HasRoomFor(in_addr_t holder) const
 {
     return mPlaces < mMaxPlaces || PlacesHeldBy(holder) + 1 < mByPlaces.rbegin()->first;
@@ -28,18 +29,19 @@ bool DelayedQueue::HasRoomFor(in_addr_t holder) const
 
 void DelayedQueue::Add(GETMessageType datagram)
 {
-    if (mPlaces * kMostlyEmptyShare < mMaxPlaces) {
+    if (mPlaces * kMostlyEmptyQueueShare < mMaxPlaces) {
         mReport.NoteMostlyEmpty();
     }
     if (MakeRoom(datagram)) {
-        datagram.order = ++mEntered;
-        Enter(std::move(datagram));
+        datagram.order = ++mAdded;
+        Insert(std::move(datagram));
     }
 }
 
-// Drops the newest datagrams of the addresses that hold most, as long as the
-// newcomer's would hold less than they do. Where that is not enough for a large
-// newcomer, none is dropped.
+// Drops the newest datagrams of the addresses that hold most places, while these hold
+// more than the newcomer's address would. One address that floods the queue therefore
+// replaces only its own datagrams. If a large newcomer still finds no room, the
+// dropped datagrams come back: a refused datagram takes no place from others.
 bool DelayedQueue::MakeRoom(const GETMessageType &datagram)
 {
     const std::size_t needed = PlacesOf(datagram);
@@ -49,7 +51,7 @@ bool DelayedQueue::MakeRoom(const GETMessageType &datagram)
         if (mByPlaces.empty() ||
             mByPlaces.rbegin()->first <= PlacesHeldBy(datagram.holder) + needed) {
             for (GETMessageType &kept : dropped) {
-                Enter(std::move(kept));
+                Insert(std::move(kept));
             }
             return false;
         }
@@ -58,7 +60,7 @@ bool DelayedQueue::MakeRoom(const GETMessageType &datagram)
     return true;
 }
 
-void DelayedQueue::Enter(GETMessageType datagram)
+void DelayedQueue::Insert(GETMessageType datagram)
 {
     const Holder holder = mHolders.try_emplace(datagram.holder).first;
     const std::size_t places = PlacesOf(datagram);
@@ -66,7 +68,8 @@ void DelayedQueue::Enter(GETMessageType datagram)
     ChangePlaces(holder, places, 0);
 }
 
-// Moves a holder's newest datagram to the front of a list.
+// Moves a holder's newest datagram to the front of a list. The newest goes, because
+// older ones are closer to being sent.
 void DelayedQueue::TakeNewest(Holder holder, std::list<GETMessageType> &to)
 {
     std::list<GETMessageType> &datagrams = holder->second.datagrams;
@@ -74,7 +77,8 @@ void DelayedQueue::TakeNewest(Holder holder, std::list<GETMessageType> &to)
     ChangePlaces(holder, 0, PlacesOf(to.front()));
 }
 
-// Keeps the sums right; an address that holds nothing more is forgotten.
+// Updates the sums. An address without a datagram is forgotten: otherwise a flood
+// from forged addresses would fill the memory.
 void DelayedQueue::ChangePlaces(Holder holder, std::size_t gained, std::size_t lost)
 {
     const in_addr_t address = holder->first;
@@ -92,6 +96,7 @@ void DelayedQueue::ChangePlaces(Holder holder, std::size_t gained, std::size_t l
 std::list<GETMessageType> DelayedQueue::TakeDue(std::uint32_t elapsedMs)
 {
     std::list<GETMessageType> due;
+    // ChangePlaces may erase the holder, so the iterator moves on first.
     for (auto holder = mHolders.begin(); holder != mHolders.end();) {
         std::list<GETMessageType> &datagrams = holder->second.datagrams;
         std::size_t taken = 0;
@@ -107,6 +112,7 @@ std::list<GETMessageType> DelayedQueue::TakeDue(std::uint32_t elapsedMs)
         }
         ChangePlaces(holder++, 0, taken);
     }
+    // Holders are stored by address, but datagrams leave in the order of Add.
     due.sort([](const auto &a, const auto &b) { return a.order < b.order; });
     return due;
 }
@@ -116,7 +122,7 @@ void DelayedQueue::PutBack(std::list<GETMessageType> unsent)
     for (GETMessageType &datagram : unsent) {
         datagram.delay = 0;
         if (++datagram.ticksOverdue <= kTicksToWaitForRoom && MakeRoom(datagram)) {
-            Enter(std::move(datagram));
+            Insert(std::move(datagram));
         }
     }
 }

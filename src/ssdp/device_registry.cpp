@@ -14,18 +14,18 @@ namespace {
 using formats::CanBeProxied;
 using formats::NTSHeader;
 
-// What an entry costs us, as the browse document writes it. The texts that this
-// document leaves out count as they are held: the USN twice, as key and in the record.
+// The bytes of an entry as the browse document writes them. The texts that this document
+// leaves out count as the registry keeps them: the USN twice, as key and in the record.
 std::size_t WrittenSize(const SSDPDeviceType &device)
 {
     return formats::SizeOfBrowseObject(device) + 2 * device.usn.size() + device.modelNumber.size() +
            device.maxAge.size();
 }
 
-void SetMaxAge(SSDPDeviceType &device, std::int32_t maxAge)
+void SetMaxAge(SSDPDeviceType &device, std::int32_t maxAgeSeconds)
 {
-    device.maxAge = std::to_string(maxAge);
-    device.timerPeriod = static_cast<std::uint32_t>(maxAge) * 1000U;
+    device.maxAge = std::to_string(maxAgeSeconds);
+    device.timerPeriod = static_cast<std::uint32_t>(maxAgeSeconds) * kMsPerSecond;
     device.repeatCount = 0;
 }
 
@@ -61,18 +61,20 @@ void DeviceRegistry::RemoveServicesWithPrefix(std::string_view prefix)
     }
 }
 
-void DeviceRegistry::UpdateDevice(const NTSHeader &header, std::int32_t maxAge)
+void DeviceRegistry::UpdateDevice(const NTSHeader &header, std::int32_t maxAgeSeconds)
 {
     if (CanBeProxied(header.usn)) {
-        UpdateProxied(header, std::clamp(maxAge, formats::kLeastMaxAge, formats::kLargestMaxAge));
+        UpdateProxyable(header,
+                        std::clamp(maxAgeSeconds, formats::kLeastMaxAge, formats::kLargestMaxAge));
     } else {
-        UpdateSpeaker(header);
+        UpdateNeverProxied(header);
     }
 }
 
-// A device that always speaks for itself. It enters the registry when its
-// description arrives; until then each of its announcements asks for it.
-void DeviceRegistry::UpdateSpeaker(const NTSHeader &header)
+// Handles the announcement of a device that is never proxied. Such a device gets an
+// entry when its description arrives. Until then each announcement causes a request,
+// since any of these datagrams may be lost.
+void DeviceRegistry::UpdateNeverProxied(const NTSHeader &header)
 {
     if (header.usn.find(formats::kUsnPrefix) == std::string_view::npos) {
         return;
@@ -90,32 +92,33 @@ void DeviceRegistry::UpdateSpeaker(const NTSHeader &header)
     Confirm(node);
 }
 
-// A device that can be proxied announced itself.
-void DeviceRegistry::UpdateProxied(const NTSHeader &header, std::int32_t maxAge)
+// Handles the announcement of a device that can be proxied. It is known only if it was
+// added, and its description is not requested.
+void DeviceRegistry::UpdateProxyable(const NTSHeader &header, std::int32_t maxAgeSeconds)
 {
     const auto host = mHostList.find(header.usn);
     if (host != mHostList.end()) {
-        HandBack(host, maxAge);
+        HandBack(host, maxAgeSeconds);
         return;
     }
     const auto node = mNodeList.find(header.usn);
     if (node != mNodeList.end()) {
         Uncount(node->second);
-        SetMaxAge(node->second, maxAge);
+        SetMaxAge(node->second, maxAgeSeconds);
         Count(node->second);
         node->second.timerCountdown = RefreshedCountdownMs(node->second.timerPeriod);
         Confirm(node);
     }
 }
 
-// Stops announcing a device that now announces itself, this device's own service
-// included. It says no byebye, since the device is there, and flags no change,
-// since it was listed before.
-void DeviceRegistry::HandBack(Iterator host, std::int32_t maxAge)
+// Stops proxying a device that now announces itself. This device's own service is
+// deliberately treated alike. No goodbye is sent, since the device is there; no change
+// is flagged, since it was known before.
+void DeviceRegistry::HandBack(Iterator host, std::int32_t maxAgeSeconds)
 {
     SSDPDeviceType service = std::move(host->second);
     mHostList.erase(host);
-    SetMaxAge(service, maxAge);
+    SetMaxAge(service, maxAgeSeconds);
     service.timerCountdown = HandBackCountdownMs(service.timerPeriod);
     mDocuments.ReturnFileNumber(service.descriptionFileName);
     PutNode(std::move(service));
@@ -140,12 +143,12 @@ void DeviceRegistry::Confirm(Iterator node)
 
 void DeviceRegistry::Count(const SSDPDeviceType &device)
 {
-    mWrittenBytes += WrittenSize(device);
+    mKnownBytes += WrittenSize(device);
 }
 
 void DeviceRegistry::Uncount(const SSDPDeviceType &device)
 {
-    mWrittenBytes -= WrittenSize(device);
+    mKnownBytes -= WrittenSize(device);
 }
 
 DeviceRegistry::Iterator DeviceRegistry::EraseNode(Iterator node)
@@ -157,7 +160,8 @@ DeviceRegistry::Iterator DeviceRegistry::EraseNode(Iterator node)
     return mNodeList.erase(node);
 }
 
-// Enters a record that we vouch for, in place of any that is there.
+// Adds a trusted record: one that this device announces, or that a caller added. It
+// replaces any entry of the same USN, is confirmed, and never gives way to a newcomer.
 void DeviceRegistry::PutNode(SSDPDeviceType device)
 {
     const auto node = mNodeList.find(device.usn);
@@ -170,15 +174,16 @@ void DeviceRegistry::PutNode(SSDPDeviceType device)
     mNodeList.insert_or_assign(std::move(device));
 }
 
-// A service of ours that is not listed is listed by its next publication alone: a
-// forged description that is listed first would prevent that publication. An entry
-// that an announcement confirmed stays confirmed: a forged description must not
-// make it give way.
+// A forged description must neither take the place of a service that is not listed yet
+// (it would prevent that service's publication), nor make a confirmed entry give way.
+// So a description makes no new entry for a service of this device, and a confirmed
+// entry stays confirmed.
 void DeviceRegistry::EnterDescription(SSDPDeviceType device)
 {
     const auto node = mNodeList.find(device.usn);
     const bool known = node != mNodeList.end();
-    if ((!known && IsOurs(device.usn)) || !MakeRoom(known ? &node->second : nullptr, device)) {
+    if ((!known && IsOwnOrAnnounced(device.usn)) ||
+        !MakeRoom(known ? &node->second : nullptr, device)) {
         return;
     }
     Count(device);
@@ -192,9 +197,9 @@ void DeviceRegistry::EnterDescription(SSDPDeviceType device)
     mChanged = true;
 }
 
-// Whether a USN names a service that this device announces, or one at one of its
-// own addresses.
-bool DeviceRegistry::IsOurs(std::string_view usn) const
+// Whether a USN names a service that this device announces, or a service at one of this
+// device's addresses.
+bool DeviceRegistry::IsOwnOrAnnounced(std::string_view usn) const
 {
     const auto &own = mLink.Interfaces();
     return mHostList.find(usn) != mHostList.end() ||
@@ -204,19 +209,23 @@ bool DeviceRegistry::IsOurs(std::string_view usn) const
            });
 }
 
-// Whether there is room for a description, in place of the former one if there is
-// one. Entries that nobody has confirmed give way to it, the oldest first.
+// Makes room for a description, which replaces the former record if there is one.
+// Unconfirmed entries give way, the oldest first: a real device confirms its entry with
+// its next announcement, so only forged entries and very new ones are lost. Returns
+// false when there is still no room.
 bool DeviceRegistry::MakeRoom(const SSDPDeviceType *former, const SSDPDeviceType &device)
 {
     const std::size_t freed = former != nullptr ? WrittenSize(*former) : 0;
     const std::size_t size = WrittenSize(device);
-    std::size_t nodes = HeardNodes();
-    if (mWrittenBytes < kMaxHeardBytes / 2 && nodes < kMaxHeardNodes / 2) {
-        mHeardBound.NoteMostlyEmpty();
+    std::size_t nodes = DiscoveredNodes();
+    if (mKnownBytes < kMaxKnownBytes / kMostlyEmptyRegistryShare &&
+        nodes < kMaxDiscoveredNodes / kMostlyEmptyRegistryShare) {
+        mFullReport.NoteMostlyEmpty();
     }
     nodes += former != nullptr ? 0 : 1;
-    while (mWrittenBytes + size > kMaxHeardBytes + freed || nodes > kMaxHeardNodes) {
-        mHeardBound.NoteFull(mEnvironment);
+    while (mKnownBytes + size > kMaxKnownBytes + freed || nodes > kMaxDiscoveredNodes) {
+        mFullReport.NoteFull(mEnvironment);
+        // The record that is to be replaced must stay: the caller still uses it.
         if (mUnconfirmed.Empty() || &mUnconfirmed.Oldest()->second == former) {
             return false;
         }
@@ -226,9 +235,9 @@ bool DeviceRegistry::MakeRoom(const SSDPDeviceType *former, const SSDPDeviceType
     return true;
 }
 
-// How many devices have been entered from the network. Announced services do not
-// count.
-std::size_t DeviceRegistry::HeardNodes() const
+// How many known services this device does not announce. The bound is for these: no
+// flood keeps this device from announcing.
+std::size_t DeviceRegistry::DiscoveredNodes() const
 {
     const auto announced =
         std::count_if(mHostList.begin(), mHostList.end(),
@@ -248,12 +257,12 @@ void DeviceRegistry::Leave(bool announce)
     mHostList.clear();
     mUnconfirmed.Clear();
     mNodeList.clear();
-    mWrittenBytes = 0;
+    mKnownBytes = 0;
     mPendingAdditions.clear();
     mPendingRemovals.clear();
 }
 
-// Empties out first: at no time are there more than two copies of the list.
+// Empties out first: there are never more than two copies of the list in memory.
 bool DeviceRegistry::TakeChange(SSDPDeviceMap &out)
 {
     if (!mChanged) {

@@ -2,13 +2,12 @@
 
 #include "formats/ssdp_device_type.h"
 #include "formats/ssdp_headers.h"
-#include "ssdp/bound_report.h"
+#include "ssdp/device_map.h"
 #include "ssdp/document_exchange.h"
-#include "ssdp/indexed_device_map.h"
+#include "ssdp/flood_limits.h"
 #include "ssdp/own_link.h"
 #include "ssdp/ssdp_environment.h"
 #include "ssdp/timing.h"
-#include "ssdp/unconfirmed_nodes.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -17,10 +16,13 @@
 
 namespace ssdp {
 
-// DeviceRegistry remembers which services exist on the network, which of them
-// this device announces, and when each must be refreshed, announced again,
-// taken over or forgotten. Time comes in as an argument. Not thread-safe; it
-// belongs to the protocol core.
+// DeviceRegistry records which services exist on the network, which of them this
+// device announces, and when each must be refreshed, announced again, taken over or
+// forgotten. A service is known when it is in NodeList, and announced when it is in
+// HostList. Time is an argument. Not thread-safe; it belongs to the protocol core.
+//
+// A device that cannot announce itself well can be proxied (formats::CanBeProxied):
+// when it is silent, this device announces it.
 class DeviceRegistry
 {
 public:
@@ -31,67 +33,67 @@ public:
     {
     }
 
-    // Completes the record's USN, sets its period to 0 and queues it for the next
-    // pass; a record that is queued already is overwritten.
+    // Completes the record's USN, sets its period to 0 and queues it for the next pass.
+    // Replaces a queued record of the same USN.
     void AddService(SSDPDeviceType &service);
-    // Queues an announced service for withdrawal by its USN, and drops a queued
-    // addition of it, which is not announced after its withdrawal.
+    // Queues the removal of an announced service by its USN. Drops a queued addition of
+    // it: it must not be announced after its removal.
     void RemoveService(const std::string &usn);
     // The same for every service whose USN contains the prefix and "-".
     void RemoveServicesWithPrefix(std::string_view prefix);
 
-    // A device announced itself by ssdp:alive; maxAge in seconds, any value.
-    void UpdateDevice(const formats::NTSHeader &header, std::int32_t maxAge);
-    // A device said ssdp:byebye.
+    // Handles an ssdp:alive. Any max-age is allowed.
+    void UpdateDevice(const formats::NTSHeader &header, std::int32_t maxAgeSeconds);
+    // Handles an ssdp:byebye.
     void RemoveDevice(const formats::NTSHeader &header);
-    // The description document of a device arrived. It replaces the entry of its
-    // USN. A new entry is not made for a service of this device's own, nor when
-    // the registry is full of devices that have confirmed themselves.
+    // Handles a received description document: it replaces the entry of its USN, or
+    // makes a new one. No new entry is made for a service of this device, nor when the
+    // registry is full of confirmed entries.
     void EnterDescription(SSDPDeviceType device);
 
-    // One pass: applies what is queued, lowers every countdown by elapsed
-    // milliseconds (0 or more), and handles the entries that ran out.
+    // One pass: applies queued removals and additions, lowers every countdown by
+    // elapsed milliseconds (0 or more), and handles the entries that ran out.
     void UpdateContainers(std::int32_t elapsedMs);
 
-    // Says goodbye for every announced service if announce is set, gives back the
-    // file numbers, and empties all maps, queued changes included.
+    // Sends a goodbye for every announced service if announce is set, frees the file
+    // numbers, and empties all maps, including queued additions and removals.
     void Leave(bool announce);
 
-    // Services that this device announces: its own, and those it proxies.
+    // The services that this device announces: its own, and those it proxies.
     [[nodiscard]] const SSDPDeviceMap &HostList() const { return mHostList; }
-    // Every service known, the announced ones included.
+    // All known services, including announced ones.
     [[nodiscard]] const SSDPDeviceMap &NodeList() const { return mNodeList.Map(); }
     // Whether a service is known.
     [[nodiscard]] bool Knows(std::string_view usn) const { return mNodeList.contains(usn); }
 
     // Whether NodeList has changed since the last TakeChange.
     [[nodiscard]] bool Changed() const { return mChanged; }
-    // Replaces out by a copy of NodeList, and forgets the change. False, out
-    // untouched, when there was none.
+    // Replaces out by a copy of NodeList and clears the change flag. Returns false and
+    // leaves out alone when there was no change.
     bool TakeChange(SSDPDeviceMap &out);
 
 private:
     using Iterator = SSDPDeviceMap::iterator;
 
     // device_registry.cpp
-    void UpdateSpeaker(const formats::NTSHeader &header);
-    void UpdateProxied(const formats::NTSHeader &header, std::int32_t maxAge);
-    void HandBack(Iterator host, std::int32_t maxAge);
+    void UpdateNeverProxied(const formats::NTSHeader &header);
+    void UpdateProxyable(const formats::NTSHeader &header, std::int32_t maxAgeSeconds);
+    void HandBack(Iterator host, std::int32_t maxAgeSeconds);
     void Confirm(Iterator node);
     void Count(const SSDPDeviceType &device);
     void Uncount(const SSDPDeviceType &device);
     Iterator EraseNode(Iterator node);
     void PutNode(SSDPDeviceType device);
     [[nodiscard]] bool MakeRoom(const SSDPDeviceType *former, const SSDPDeviceType &device);
-    [[nodiscard]] std::size_t HeardNodes() const;
-    [[nodiscard]] bool IsOurs(std::string_view usn) const;
+    [[nodiscard]] std::size_t DiscoveredNodes() const;
+    [[nodiscard]] bool IsOwnOrAnnounced(std::string_view usn) const;
 
     // device_registry_pass.cpp
-    void ApplyWithdrawals();
+    void ApplyRemovals();
     void ApplyAddition(SSDPDeviceType &service);
-    void RenewHosted(const SSDPDeviceType &service, SSDPDeviceType &host);
-    void EnterAdded(SSDPDeviceType &service);
-    [[nodiscard]] bool RenewKnown(const SSDPDeviceType &service, SSDPDeviceType &node);
+    void UpdateAnnounced(const SSDPDeviceType &service, SSDPDeviceType &host);
+    void AddForeign(SSDPDeviceType &service);
+    void UpdateKnown(const SSDPDeviceType &service, SSDPDeviceType &node);
     void Rename(SSDPDeviceType &node, const std::string &hostName);
     void Publish(SSDPDeviceType &service);
     void AgeNodes(std::int32_t elapsedMs);
@@ -108,11 +110,11 @@ private:
     SSDPDeviceMap mHostList;
     IndexedDeviceMap mNodeList;
     UnconfirmedNodes mUnconfirmed; // of mNodeList
-    std::size_t mWrittenBytes = 0; // of all of mNodeList, as the browse document writes it
+    std::size_t mKnownBytes = 0;   // of mNodeList, as the browse document writes it
     SSDPDeviceMap mPendingAdditions;
     SSDPDeviceMap mPendingRemovals;
     bool mChanged = false;
-    BoundReport mHeardBound{"ProcessDescriptionResponse", "devices"};
+    BoundReport mFullReport{"ProcessDescriptionResponse", "devices"};
 };
 
 } // namespace ssdp

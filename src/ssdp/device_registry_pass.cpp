@@ -6,25 +6,33 @@
 
 #include <utility>
 
-// The registry pass: what the receive loop runs at every tick.
+// The registry pass, which the receive loop runs at every tick.
 
 namespace ssdp {
 namespace {
 
 using formats::CanBeProxied;
 
-// Whether a countdown has run out. That is decided one pass early, when what is
-// left would not outlast another pass of the same length.
+// Whether a record's countdown has run out. This is decided one pass early: the record
+// would run out before the next pass, if that takes as long as this one.
 bool HasRunOut(const SSDPDeviceType &device, std::int32_t elapsedMs)
 {
     return device.timerCountdown <= elapsedMs;
 }
 
+// Whether a known device has used up its time to announce itself.
+bool IsReadyForTakeOver(const SSDPDeviceType &node)
+{
+    return CanBeProxied(node.usn) && node.timerCountdown <= 0;
+}
+
 } // namespace
 
+// Removals come first: a service that is removed and added again within one pass says
+// goodbye and is then announced with its new fields.
 void DeviceRegistry::UpdateContainers(std::int32_t elapsedMs)
 {
-    ApplyWithdrawals();
+    ApplyRemovals();
     for (auto &added : mPendingAdditions) {
         ApplyAddition(added.second);
     }
@@ -34,7 +42,7 @@ void DeviceRegistry::UpdateContainers(std::int32_t elapsedMs)
     AgeHosts(elapsedMs);
 }
 
-void DeviceRegistry::ApplyWithdrawals()
+void DeviceRegistry::ApplyRemovals()
 {
     for (const auto &[usn, service] : mPendingRemovals) {
         if (mHostList.erase(usn) != 0) {
@@ -53,21 +61,26 @@ void DeviceRegistry::ApplyAddition(SSDPDeviceType &service)
 {
     const auto host = mHostList.find(service.usn);
     if (host != mHostList.end()) {
-        RenewHosted(service, host->second);
+        UpdateAnnounced(service, host->second);
         return;
     }
     const auto node = mNodeList.find(service.usn);
-    if (node == mNodeList.end() && !mLink.IsOwnAddress(service.ipAddress)) {
-        EnterAdded(service);
-    } else if (node == mNodeList.end() || RenewKnown(service, node->second)) {
+    if (node != mNodeList.end()) {
+        UpdateKnown(service, node->second);
+        if (IsReadyForTakeOver(node->second)) {
+            Publish(service);
+        }
+    } else if (mLink.IsOwnAddress(service.ipAddress)) {
         Publish(service);
+    } else {
+        AddForeign(service);
     }
 }
 
-// A service that is announced already is added again. The device's own is listed
-// again if a byebye took it off the list. A proxied one gets its repeats back, and
-// may have another name by now, but only while it is listed.
-void DeviceRegistry::RenewHosted(const SSDPDeviceType &service, SSDPDeviceType &host)
+// Adds a service that is announced already. This device's own service becomes known
+// again if a byebye has removed it from NodeList. For a proxied service that is still
+// known: resets repeatCount, and takes over the host name.
+void DeviceRegistry::UpdateAnnounced(const SSDPDeviceType &service, SSDPDeviceType &host)
 {
     const auto node = mNodeList.find(service.usn);
     if (mLink.IsOwnAddress(service.ipAddress)) {
@@ -88,9 +101,9 @@ void DeviceRegistry::RenewHosted(const SSDPDeviceType &service, SSDPDeviceType &
     host.repeatCount = kProxyRepeats;
 }
 
-// Another device's service is added for the first time. One that can be proxied
-// has two to five ticks to announce itself before it is taken over.
-void DeviceRegistry::EnterAdded(SSDPDeviceType &service)
+// Adds a service of another device that is not known yet. If it can be proxied, it gets
+// some ticks to announce itself before it is taken over.
+void DeviceRegistry::AddForeign(SSDPDeviceType &service)
 {
     service.timerPeriod = mTiming.GetMaximumAge(service.maxAge);
     if (CanBeProxied(service.usn)) {
@@ -104,18 +117,16 @@ void DeviceRegistry::EnterAdded(SSDPDeviceType &service)
     mChanged = true;
 }
 
-// A service that is known but not announced is added again. True when it has
-// been silent for so long that it is to be taken over.
-bool DeviceRegistry::RenewKnown(const SSDPDeviceType &service, SSDPDeviceType &node)
+// Adds a service that is known but not announced. A device that can be proxied is not
+// refreshed: only its own announcements show that it needs no proxy.
+void DeviceRegistry::UpdateKnown(const SSDPDeviceType &service, SSDPDeviceType &node)
 {
     if (node.hostName != service.hostName) {
         Rename(node, service.hostName);
     }
     if (!CanBeProxied(node.usn)) {
         node.timerCountdown = RefreshedCountdownMs(node.timerPeriod);
-        return false;
     }
-    return node.timerCountdown <= 0;
 }
 
 void DeviceRegistry::Rename(SSDPDeviceType &node, const std::string &hostName)
@@ -126,7 +137,8 @@ void DeviceRegistry::Rename(SSDPDeviceType &node, const std::string &hostName)
     mChanged = true;
 }
 
-// Announces a service of the device's own, or one that it proxies from now on.
+// Begins to announce this device's own service, or a service that it proxies from now
+// on. Without a description document nothing is announced: peers could not read it.
 void DeviceRegistry::Publish(SSDPDeviceType &service)
 {
     bool written = false;
@@ -134,9 +146,9 @@ void DeviceRegistry::Publish(SSDPDeviceType &service)
         if (mDocuments.GenerateDeviceDescriptionFile(own.first, service)) {
             written = true;
         } else {
-            mEnvironment.TellFault({"UpdateContainers",
-                                    ": Unable to generate a description file for ", service.usn,
-                                    ", ", service.productName});
+            mEnvironment.ReportFault({"UpdateContainers",
+                                      ": Unable to generate a description file for ", service.usn,
+                                      ", ", service.productName});
         }
     }
     if (!written) {
@@ -150,8 +162,8 @@ void DeviceRegistry::Publish(SSDPDeviceType &service)
     AnnounceService(service);
 }
 
-// Forgets a device that ran out, unless it waits to be taken over: its repeats say
-// that. An announced service does not run out here.
+// Forgets the devices that ran out. Two kinds stay: a device that waits to be taken over
+// (its repeatCount is not 0), and an announced service, which AgeHosts handles.
 void DeviceRegistry::AgeNodes(std::int32_t elapsedMs)
 {
     for (auto node = mNodeList.begin(); node != mNodeList.end();) {
@@ -167,8 +179,8 @@ void DeviceRegistry::AgeNodes(std::int32_t elapsedMs)
     }
 }
 
-// Announces what ran out, by HostList alone: nothing that arrives in the name of
-// an announced service delays, stops or changes its announcements.
+// Announces the services that ran out. It uses HostList alone: no datagram in the name
+// of an announced service can delay, stop or change its announcements.
 void DeviceRegistry::AgeHosts(std::int32_t elapsedMs)
 {
     for (auto &[usn, service] : mHostList) {
@@ -184,8 +196,8 @@ void DeviceRegistry::AgeHosts(std::int32_t elapsedMs)
     }
 }
 
-// The list gets the announced record back, if a description in our name has
-// replaced it.
+// Announces our own service again. NodeList gets the announced record back, in case a
+// forged description has replaced it.
 void DeviceRegistry::AnnounceOwn(SSDPDeviceType &service)
 {
     service.timerCountdown = static_cast<std::int32_t>(service.timerPeriod);
@@ -197,8 +209,8 @@ void DeviceRegistry::AnnounceOwn(SSDPDeviceType &service)
     }
 }
 
-// A proxied service is announced until its repeats are used up; after that it is
-// withdrawn in the next pass.
+// Announces a proxied service again until its repeats are used up, then queues its
+// removal for the next pass.
 void DeviceRegistry::AnnounceProxied(SSDPDeviceType &service)
 {
     if (service.repeatCount == 0) {

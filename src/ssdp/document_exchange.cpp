@@ -12,6 +12,7 @@
 namespace ssdp {
 namespace {
 
+// inet_pton would stop at a NUL and accept the text before it.
 bool ReadAddress(const std::string &text, in_addr &address)
 {
     return text.find('\0') == std::string::npos && inet_pton(AF_INET, text.c_str(), &address) == 1;
@@ -40,7 +41,7 @@ bool DocumentExchange::GenerateDeviceDescriptionFile(const std::string &interfac
     service.timerCountdown = static_cast<std::int32_t>(service.timerPeriod);
     const std::uint32_t number = mEnvironment.Files().GetFileNumber();
     if (number == 0) {
-        mEnvironment.TellFault({"GetFileNumber", ": Unable to generate a file number"});
+        mEnvironment.ReportFault({"GetFileNumber", ": Unable to generate a file number"});
         return false;
     }
     const std::string fileName = formats::DescriptionFileName(service.productName, number);
@@ -52,7 +53,7 @@ bool DocumentExchange::GenerateDeviceDescriptionFile(const std::string &interfac
         service.descriptionFileName,
         formats::ComposeDescription(service, fileName, BEACOND_MAKER_URL));
     if (!written) {
-        mEnvironment.TellFault(
+        mEnvironment.ReportFault(
             {"GenerateDeviceDescriptionFile", ": Failed to open the SSDP XML file"});
     }
     return written;
@@ -67,7 +68,7 @@ void DocumentExchange::SendGETRequest(std::string_view url, const in_addr &from)
 {
     std::string address;
     if (!formats::AddressOfLocation(url, address)) {
-        mEnvironment.TellFault({"SendGETRequest", ": Unable to find the http string"});
+        mEnvironment.ReportFault({"SendGETRequest", ": Unable to find the http string"});
         return;
     }
     GETMessageType request;
@@ -76,7 +77,7 @@ void DocumentExchange::SendGETRequest(std::string_view url, const in_addr &from)
     request.destination.sin_port = htons(formats::kPort);
     in_addr &peer = request.destination.sin_addr;
     if (!ReadAddress(address, peer) || !mLink.CanBePeer(peer)) {
-        mEnvironment.TellFault({"SendGETRequest", ": Invalid IP address: \"", address, "\""});
+        mEnvironment.ReportFault({"SendGETRequest", ": Invalid IP address: \"", address, "\""});
         return;
     }
     request.message = formats::ComposeGETRequest(url, address);
@@ -88,15 +89,17 @@ DocumentRequest DocumentExchange::ReadGETRequest(std::string_view request,
                                                  const sockaddr_in &sender, std::uint32_t nowMs)
 {
     DocumentRequest wanted{std::string(), sender};
+    mLink.RefillBudget(nowMs);
     if (!mResponses.queue.HasRoomFor(sender.sin_addr.s_addr)) {
         mResponses.queue.ReportFull();
-    } else if (mLink.CanSpendFor(sender.sin_addr, formats::kReceiveSize, nowMs)) {
+    } else if (mLink.CanSpendFor(sender.sin_addr, formats::kReceiveSize)) {
         wanted.name = formats::RequestedName(request.substr(0, request.find('\0')));
     }
     return wanted;
 }
 
-// A document that fits no datagram is not served.
+// The budget was asked for an answer of usual size before the file was read. Now the
+// size is known, and the bytes are spent.
 void DocumentExchange::SendGETResponse(const DocumentRequest &request,
                                        const ServedDocument &document, std::uint32_t nowMs)
 {
@@ -104,18 +107,19 @@ void DocumentExchange::SendGETResponse(const DocumentRequest &request,
     response.holder = request.sender.sin_addr.s_addr;
     response.destination = request.sender;
     response.message = formats::ComposeGETResponse(document.text, document.bytes);
+    mLink.RefillBudget(nowMs);
     if (response.message.size() > formats::kMaxDatagram ||
-        !mLink.SpendFor(request.sender.sin_addr, response.message.size(), nowMs)) {
+        !mLink.SpendFor(request.sender.sin_addr, response.message.size())) {
         return;
     }
     response.delay = mTiming.DrawExchangeDelayMs();
     mResponses.queue.Add(std::move(response));
 }
 
-void DocumentExchange::LetPass(std::uint32_t elapsedMs)
+void DocumentExchange::CollectDue(std::uint32_t elapsedMs)
 {
-    for (Road *road : {&mResponses, &mRequests}) {
-        road->due.splice(road->due.end(), road->queue.TakeDue(elapsedMs));
+    for (Outbox *outbox : {&mResponses, &mRequests}) {
+        outbox->due.splice(outbox->due.end(), outbox->queue.TakeDue(elapsedMs));
     }
 }
 
@@ -124,25 +128,26 @@ bool DocumentExchange::SendDue()
     return SendSome(mResponses) || SendSome(mRequests);
 }
 
-// Once one datagram finds no room the others find none either.
-bool DocumentExchange::SendSome(Road &road)
+// When one datagram finds no room, the others of its urgency find none either: the room
+// depends on the buffer alone. They go back to the queue in their order.
+bool DocumentExchange::SendSome(Outbox &outbox)
 {
-    for (int left = kSentAtOnce; left > 0 && !road.due.empty(); --left) {
-        const GETMessageType &datagram = road.due.front();
-        if (!mEnvironment.SendTo(datagram.destination, datagram.message, road.urgency)) {
-            road.queue.PutBack(std::exchange(road.due, {}));
+    for (int left = kSentAtOnce; left > 0 && !outbox.due.empty(); --left) {
+        const GETMessageType &datagram = outbox.due.front();
+        if (!mEnvironment.SendTo(datagram.destination, datagram.message, outbox.urgency)) {
+            outbox.queue.PutBack(std::exchange(outbox.due, {}));
             return false;
         }
-        road.due.pop_front();
+        outbox.due.pop_front();
     }
-    return !road.due.empty();
+    return !outbox.due.empty();
 }
 
 void DocumentExchange::Clear()
 {
-    for (Road *road : {&mResponses, &mRequests}) {
-        road->queue.Clear();
-        road->due.clear();
+    for (Outbox *outbox : {&mResponses, &mRequests}) {
+        outbox->queue.Clear();
+        outbox->due.clear();
     }
 }
 

@@ -14,71 +14,74 @@
 
 namespace ssdp {
 
-// A document that a peer asked for and may have.
+// A peer's request for a document that it may have.
 struct DocumentRequest
 {
-    std::string name; // of a file directly in the web root: begins with its only "/"
+    std::string name; // begins with its only "/": a file directly in the web root
     sockaddr_in sender{};
 };
 
-// DocumentExchange writes the description documents of announced services, asks
-// peers for theirs, and answers peers that ask (see formats/description_exchange.h).
-// Requests and answers wait a random time. Not thread-safe; it belongs to the
-// protocol core.
+// DocumentExchange writes the description documents of announced services, requests
+// the documents of peers, and answers their requests (formats/description_exchange.h).
+// Requests and answers wait a random time before they are sent. Not thread-safe; it
+// belongs to the protocol core.
 class DocumentExchange
 {
 public:
     // REQUIRES: all outlive this.
     DocumentExchange(SSDPEnvironment &environment, OwnLink &link, Timing &timing);
 
-    // Sets the directory of description documents, given without a slash at its
-    // end; it must lie under the web root, from which documents are served.
+    // Sets the directory of description documents, without a slash at its end. It must
+    // be in the web root, from which documents are served.
     void SetPath(const std::string &path) { mPath = path + "/"; }
 
-    // Writes the document of a service for one of the device's own addresses, and
-    // completes the record: both times, SERVER, USN, LOCATION, file name. False
-    // when it could not be written.
+    // Writes the document of a service for one address of this device, and completes
+    // the record: both times, SERVER, USN, LOCATION, file name. Returns false when
+    // there is no file number, or the document could not be written.
     [[nodiscard]] bool GenerateDeviceDescriptionFile(const std::string &interfaceAddress,
                                                      SSDPDeviceType &service);
-    // Gives back the number in the name of a description file.
+    // Frees the number in the name of a description file.
     void ReturnFileNumber(const std::string &descriptionFileName);
 
-    // Queues the request for the document of a LOCATION that an address sent.
+    // Queues a request for the document of a LOCATION. from is the address that sent
+    // the LOCATION.
     void SendGETRequest(std::string_view url, const in_addr &from);
 
-    // Reads a request for a document. The name is empty when it names none, or
-    // when there is no room for an answer now: the file need not be opened.
+    // Reads a request for a document. The result's name is empty when the request names
+    // no document, or when the answer has no room now: then the file is not opened.
     [[nodiscard]] DocumentRequest ReadGETRequest(std::string_view request,
                                                  const sockaddr_in &sender, std::uint32_t nowMs);
-    // Queues the answer with the document that was asked for.
+    // Queues the answer with the requested document.
     void SendGETResponse(const DocumentRequest &request, const ServedDocument &document,
                          std::uint32_t nowMs);
 
-    // Lets elapsed milliseconds pass: what has waited long enough is due.
-    void LetPass(std::uint32_t elapsedMs);
-    // Sends some of the due datagrams, answers first; true while more are left.
-    // Those that find no room in the send buffer wait for the next tick.
+    // Collects the datagrams whose delay ends within elapsed milliseconds. They are
+    // due, and SendDue sends them.
+    void CollectDue(std::uint32_t elapsedMs);
+    // Sends up to kSentAtOnce due answers, or as many due requests when no answer is
+    // left. Returns true while more are due. Datagrams without room in the send buffer
+    // wait for the next tick.
     [[nodiscard]] bool SendDue();
-    // Forgets what waits to be sent.
+    // Drops all datagrams that wait to be sent.
     void Clear();
 
 private:
-    // What is due of a queue, and how it is sent.
-    struct Road
+    // Waiting and due datagrams of one urgency.
+    struct Outbox
     {
         DelayedQueue queue;
         Urgency urgency;
         std::list<GETMessageType> due;
     };
 
-    [[nodiscard]] bool SendSome(Road &road);
+    [[nodiscard]] bool SendSome(Outbox &outbox);
 
     SSDPEnvironment &mEnvironment;
     OwnLink &mLink;
     Timing &mTiming;
     std::string mPath; // of description documents, ends in "/"
-    Road mResponses;
-    Road mRequests;
+    Outbox mResponses;
+    Outbox mRequests;
 };
 
 } // namespace ssdp

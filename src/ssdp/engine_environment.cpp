@@ -33,7 +33,7 @@ std::uint32_t EngineEnvironment::Random()
     return static_cast<std::uint32_t>(random());
 }
 
-void EngineEnvironment::TellFault(std::initializer_list<std::string_view> pieces)
+void EngineEnvironment::ReportFault(std::initializer_list<std::string_view> pieces)
 {
     mFaults.push_back(vexbase::Concat(pieces));
 }

@@ -10,9 +10,9 @@
 
 namespace ssdp {
 
-// EngineEnvironment gives the protocol core the engine's socket, random(), and the
-// web root. It keeps the core's lines until the engine has released its lock.
-// Guarded by that lock, but for Files().
+// EngineEnvironment implements the core's environment with the engine's socket,
+// random() and the web root. It keeps the core's lines until the engine has released
+// its lock. The engine lock guards it, except for Files().
 class EngineEnvironment final : public SSDPEnvironment
 {
 public:
@@ -23,17 +23,17 @@ public:
     [[nodiscard]] bool SendTo(const sockaddr_in &peer, std::string_view datagram,
                               Urgency urgency) override;
     [[nodiscard]] std::uint32_t Random() override;
-    void TellFault(std::initializer_list<std::string_view> pieces) override;
+    void ReportFault(std::initializer_list<std::string_view> pieces) override;
     [[nodiscard]] DescriptionFiles &Files() override { return mFiles; }
 
-    // Hands over the lines noted since the last call.
+    // Returns the lines that were kept since the last call, and forgets them.
     [[nodiscard]] std::vector<std::string> TakeFaults();
 
 private:
     VEXUDPSocket &mSocket;
     sockaddr_in mMulticastDestination{}; // constant after construction
     std::vector<std::string> mFaults;
-    WebRootFiles mFiles; // safe for any thread by itself
+    WebRootFiles mFiles; // thread-safe
 };
 
 } // namespace ssdp

@@ -36,8 +36,8 @@ bool OwnLink::IsOwnAddress(const in_addr &address) const
     });
 }
 
-// RFC 6890 lists the blocks; 255.255.255.255 lies in 240.0.0.0/4. A subnet of one
-// or two addresses has no broadcast address (RFC 3021).
+// The special-purpose blocks are those of RFC 6890; 255.255.255.255 is in
+// 240.0.0.0/4. A subnet of one or two addresses has no broadcast address (RFC 3021).
 bool OwnLink::CanBePeer(const in_addr &address) const
 {
     constexpr std::uint32_t kLoopback = 127;
@@ -60,14 +60,14 @@ bool OwnLink::IsOnLink(const in_addr &address) const
     });
 }
 
-bool OwnLink::CanSpendFor(const in_addr &address, std::size_t bytes, std::uint32_t nowMs)
+bool OwnLink::CanSpendFor(const in_addr &address, std::size_t bytes) const
 {
-    return IsOnLink(address) || mOffLink.Has(bytes, nowMs);
+    return IsOnLink(address) || mOffLink.Has(bytes);
 }
 
-bool OwnLink::SpendFor(const in_addr &address, std::size_t bytes, std::uint32_t nowMs)
+bool OwnLink::SpendFor(const in_addr &address, std::size_t bytes)
 {
-    return IsOnLink(address) || mOffLink.Spend(bytes, nowMs);
+    return IsOnLink(address) || mOffLink.Spend(bytes);
 }
 
 } // namespace ssdp

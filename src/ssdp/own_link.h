@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ssdp/send_budget.h"
+#include "ssdp/flood_limits.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,10 +13,10 @@
 
 namespace ssdp {
 
-// OwnLink knows the device's own addresses and their subnets, and so which peers
-// are on the same link, and which addresses no peer can have. What leaves the link
-// spends a budget, since the sender's address of a datagram can be forged. Not
-// thread-safe; it belongs to the protocol core.
+// OwnLink holds the addresses of this device and their subnets. It decides whether a
+// peer is on the same link, and whether a peer can have an address at all. Answers
+// that leave the link spend a budget, since the sender's address of a datagram can be
+// forged. Not thread-safe; it belongs to the protocol core.
 class OwnLink
 {
 public:
@@ -25,35 +25,37 @@ public:
     // Address to interface name.
     using InterfaceMap = std::map<std::string, std::string, std::less<>>;
 
-    // A record with one of these addresses is the device's own service. netmask
-    // in network byte order; without one (0.0.0.0) every peer counts as off the link.
+    // Adds an address of this device: a service at it is the device's own. netmask is
+    // in network byte order; with 0.0.0.0 every peer counts as off the link.
     void AddInterface(const std::string &address, const std::string &name, in_addr netmask);
     void ClearInterfaces();
     [[nodiscard]] const InterfaceMap &Interfaces() const { return mInterfaces; }
     [[nodiscard]] bool IsOwnAddress(std::string_view address) const;
     [[nodiscard]] bool IsOwnAddress(const in_addr &address) const;
 
-    // Whether a peer can have the address: not so for multicast, broadcast (a
-    // subnet's own, too), loopback, 0.0.0.0/8 and 240.0.0.0/4.
+    // Whether a peer can have the address. Multicast, broadcast (of a subnet, too),
+    // loopback, 0.0.0.0/8 and 240.0.0.0/4 are no peer's.
     [[nodiscard]] bool CanBePeer(const in_addr &address) const;
 
-    // Whether so many bytes may be sent to the address at the time nowMs of a
-    // millisecond clock that may wrap. To a peer on the link always; to any other
-    // while the budget lasts. SpendFor takes them off the budget.
-    [[nodiscard]] bool CanSpendFor(const in_addr &address, std::size_t bytes, std::uint32_t nowMs);
-    [[nodiscard]] bool SpendFor(const in_addr &address, std::size_t bytes, std::uint32_t nowMs);
+    // Refills the budget. nowMs is of a millisecond clock that may wrap.
+    void RefillBudget(std::uint32_t nowMs) { mOffLink.Refill(nowMs); }
+    // Whether so many bytes may be sent to the address: always on the link, off the
+    // link while the budget lasts.
+    [[nodiscard]] bool CanSpendFor(const in_addr &address, std::size_t bytes) const;
+    // The same, and takes the bytes off the budget.
+    [[nodiscard]] bool SpendFor(const in_addr &address, std::size_t bytes);
 
 private:
     struct Subnet
     {
         std::uint32_t address = 0; // host byte order
-        std::uint32_t mask = 0;
+        std::uint32_t mask = 0;    // host byte order
     };
 
     [[nodiscard]] bool IsOnLink(const in_addr &address) const;
 
     InterfaceMap mInterfaces;
-    std::vector<Subnet> mSubnets; // of mInterfaces, to compare senders with
+    std::vector<Subnet> mSubnets; // of mInterfaces, in binary: every datagram is compared
     SendBudget mOffLink;
 };
 

@@ -5,7 +5,8 @@ namespace {
 
 bool NamesUSN(std::string_view target)
 {
-    return target.size() > 5 && target.find("uuid:") != std::string_view::npos;
+    constexpr std::string_view kUuid = "uuid:";
+    return target.size() > kUuid.size() && target.find(kUuid) != std::string_view::npos;
 }
 
 std::string_view WithoutVersion(std::string_view target)

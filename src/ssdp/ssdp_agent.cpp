@@ -23,14 +23,16 @@ using formats::NTSKind;
 // "0x" and lower-case hexadecimal digits without leading zeros.
 std::string HexText(std::uint32_t value)
 {
-    std::array<char, 8> digits{};
+    constexpr int kHexadecimal = 16;
+    std::array<char, 2 * sizeof value> digits{};
     const std::to_chars_result end =
-        std::to_chars(digits.data(), digits.data() + digits.size(), value, 16);
+        std::to_chars(digits.data(), digits.data() + digits.size(), value, kHexadecimal);
     return "0x" + std::string(digits.data(), end.ptr);
 }
 
-// The model number of a description where it begins with "0x1"; else the board
-// that has the model's name. A ZR2 carries another numbering in its documents.
+// The model number of a description if it begins with "0x1", otherwise the board
+// identifier of the model's name. The documents of a ZR2 use another numbering, so for
+// a ZR2 the name always decides.
 std::string NormalisedModelNumber(const SSDPDeviceType &device)
 {
     if (device.modelName != "ZR2" && device.modelNumber.compare(0, 3, "0x1") == 0) {
@@ -61,7 +63,7 @@ void SSDPAgent::Start()
     SendMSEARCHRequest(formats::kRootDevice);
 }
 
-// The queues are emptied first: no datagram follows the goodbyes.
+// The queues are emptied first: no datagram may follow the goodbyes.
 void SSDPAgent::Leave(bool announce)
 {
     mDocuments.Clear();
@@ -69,8 +71,8 @@ void SSDPAgent::Leave(bool announce)
     mLink.ClearInterfaces();
 }
 
-// The device's own M-SEARCH is deliberately not filtered out: it is answered like
-// any other.
+// This device receives its own M-SEARCH, too. It is deliberately answered like any
+// other.
 std::optional<DocumentRequest> SSDPAgent::ParseSSDPPacket(std::string_view datagram,
                                                           const sockaddr_in &sender,
                                                           std::uint32_t nowMs)
@@ -95,13 +97,15 @@ std::optional<DocumentRequest> SSDPAgent::ParseSSDPPacket(std::string_view datag
         return request.name.empty() ? std::nullopt : std::make_optional(std::move(request));
     }
     case Method::Unknown:
-        mEnvironment.TellFault(
+        mEnvironment.ReportFault(
             {"ParseSSDPPacket", ": Don't know what to do with this method:\n", datagram});
         break;
     }
     return std::nullopt;
 }
 
+// A NOTIFY from one of this device's addresses is its own message, which multicast
+// brings back.
 void SSDPAgent::HandleNotify(formats::SSDPHeaders &headers, const sockaddr_in &sender)
 {
     formats::NTSHeader &header = headers.notify;
@@ -124,25 +128,26 @@ void SSDPAgent::SendMSEARCHRequest(std::string_view searchTarget)
     }
 }
 
-// Answers at once, whatever delay (MX) the request allowed; one datagram for
-// each service that matches.
+// Answers at once, without the random delay up to MX seconds of UPnP Device
+// Architecture 1.0, section 1.2.3. Each service that matches gets its own datagram.
 void SSDPAgent::ProcessMSEARCHRequest(std::string_view searchTarget, const sockaddr_in &requester,
                                       std::uint32_t nowMs)
 {
     if (searchTarget.empty()) {
         return;
     }
+    mLink.RefillBudget(nowMs);
     for (const SSDPDeviceType *service : MatchSearchTarget(HostList(), searchTarget)) {
-        SendMSEARCHResponse(*service, requester, nowMs);
+        SendMSEARCHResponse(*service, requester);
     }
 }
 
-// An answer that finds no room is lost: the search is repeated by those who need it.
-void SSDPAgent::SendMSEARCHResponse(const SSDPDeviceType &service, const sockaddr_in &requester,
-                                    std::uint32_t nowMs)
+// An answer that finds no room in the send buffer is lost. UDP may lose any answer, so
+// searchers repeat their search.
+void SSDPAgent::SendMSEARCHResponse(const SSDPDeviceType &service, const sockaddr_in &requester)
 {
     const std::string response = formats::ComposeSearchResponse(service);
-    if (mLink.SpendFor(requester.sin_addr, response.size(), nowMs)) {
+    if (mLink.SpendFor(requester.sin_addr, response.size())) {
         static_cast<void>(mEnvironment.SendTo(requester, response, Urgency::Answer));
     }
 }
@@ -155,6 +160,8 @@ void SSDPAgent::SendGETResponse(const DocumentRequest &request, const ServedDocu
     }
 }
 
+// Search answers and documents both begin with "HTTP". Only documents have
+// CONTENT-LANGUAGE.
 void SSDPAgent::ParseHTTPResponse(std::string_view data, const sockaddr_in &sender)
 {
     if (mLink.IsOwnAddress(sender.sin_addr)) {
@@ -167,10 +174,10 @@ void SSDPAgent::ParseHTTPResponse(std::string_view data, const sockaddr_in &send
     std::string_view usn;
     switch (formats::ReadSearchResponseUSN(data, usn)) {
     case formats::SearchResponse::NoUuid:
-        mEnvironment.TellFault({"ParseHTTPResponse", ": Unable to find the \"uuid\""});
+        mEnvironment.ReportFault({"ParseHTTPResponse", ": Unable to find the \"uuid\""});
         return;
     case formats::SearchResponse::NoLineEnd:
-        mEnvironment.TellFault({"ParseHTTPResponse", ": Unable to retrieve the USN"});
+        mEnvironment.ReportFault({"ParseHTTPResponse", ": Unable to retrieve the USN"});
         return;
     case formats::SearchResponse::Read:
         break;
@@ -196,7 +203,7 @@ void SSDPAgent::ProcessDescriptionResponse(std::string_view text)
 void SSDPAgent::BeginTick(std::uint32_t elapsedMs)
 {
     if (IsOpen()) {
-        mDocuments.LetPass(elapsedMs);
+        mDocuments.CollectDue(elapsedMs);
     }
 }
 
@@ -216,7 +223,7 @@ void SSDPAgent::UpdateContainers(std::uint32_t elapsedMs)
 void SSDPAgent::ParseSSDPDiagnosticMessages(std::string_view command, std::string &reply)
 {
     if (!formats::AnswerCommand(command, HostList(), NodeList(), reply)) {
-        mEnvironment.TellFault({"ParseSSDPDiagnosticMessages", ": No such command as ", command});
+        mEnvironment.ReportFault({"ParseSSDPDiagnosticMessages", ": No such command as ", command});
     }
 }
 

@@ -17,14 +17,14 @@
 
 namespace ssdp {
 
-// SSDPAgent is the protocol core: what a received datagram, a tick, a start and
-// a departure mean (UPnP Device Architecture 1.0, section 1, with the description
+// SSDPAgent is the protocol core: it handles received datagrams, ticks, the start and
+// the departure (UPnP Device Architecture 1.0, section 1, with the description
 // exchange of formats/description_exchange.h in place of HTTP). It knows no socket,
-// thread, lock, clock or file: it asks its environment to send and to write, and
-// time is an argument. Equal calls with equal random numbers give equal datagrams.
+// thread, lock, clock or file: its environment sends and writes, and time is an
+// argument. Equal calls with equal random numbers give equal datagrams.
 //
-// Not thread-safe: its owner guards it whole by one lock, which is held during each
-// call. No call waits, but for the files of published documents.
+// Not thread-safe: its owner holds one lock during each call. No call waits, except for
+// the files of published documents.
 //
 // A time nowMs is of a millisecond clock that may wrap.
 class SSDPAgent
@@ -33,31 +33,32 @@ public:
     // REQUIRES: the environment outlives the agent.
     explicit SSDPAgent(SSDPEnvironment &environment);
 
-    // Takes an interface: from now on datagrams matter. netmask as in OwnLink.
+    // Adds an interface: from now on datagrams are handled and sent. netmask as in
+    // OwnLink.
     void AddInterface(const std::string &address, const std::string &name, in_addr netmask);
-    // Whether the agent has an interface. Without one no datagram is read or sent.
+    // Whether the agent has an interface. Without an interface it ignores datagrams and
+    // sends none.
     [[nodiscard]] bool IsOpen() const { return !mLink.Interfaces().empty(); }
     [[nodiscard]] std::size_t InterfaceCount() const { return mLink.Interfaces().size(); }
 
-    // Begins a run of the receive loop: draws the poll interval, runs the first
-    // registry pass and searches the network once.
+    // Begins a run: draws the poll interval, runs the first registry pass and sends one
+    // search.
     void Start();
     [[nodiscard]] std::uint32_t PollIntervalMs() const { return mTiming.PollIntervalMs(); }
 
-    // Ends it: forgets what waits to be sent, says the goodbyes if announce is set,
-    // gives up the interface and empties the registry.
+    // Ends a run: drops the datagrams that wait to be sent, sends the goodbyes if
+    // announce is set, removes the interface and empties the registry.
     void Leave(bool announce);
 
-    // Handles one datagram. The result is the document that its sender asked for
-    // and may have, if any: the caller reads the file, outside its lock, and
-    // passes it to SendGETResponse.
+    // Handles one datagram. If it is a valid request for a document, it is returned: the
+    // caller reads the file without its lock, and passes it to SendGETResponse.
     [[nodiscard]] std::optional<DocumentRequest>
     ParseSSDPPacket(std::string_view datagram, const sockaddr_in &sender, std::uint32_t nowMs);
     void SendGETResponse(const DocumentRequest &request, const ServedDocument &document,
                          std::uint32_t nowMs);
 
-    // A tick, in three steps: after BeginTick, SendDue until it returns false (the
-    // owner may release its lock between two calls), then UpdateContainers.
+    // A tick has three steps: BeginTick; SendDue until it returns false (the owner may
+    // release its lock between two calls); UpdateContainers.
     void BeginTick(std::uint32_t elapsedMs);
     [[nodiscard]] bool SendDue();
     void UpdateContainers(std::uint32_t elapsedMs);
@@ -82,8 +83,7 @@ private:
     void SendMSEARCHRequest(std::string_view searchTarget);
     void ProcessMSEARCHRequest(std::string_view searchTarget, const sockaddr_in &requester,
                                std::uint32_t nowMs);
-    void SendMSEARCHResponse(const SSDPDeviceType &service, const sockaddr_in &requester,
-                             std::uint32_t nowMs);
+    void SendMSEARCHResponse(const SSDPDeviceType &service, const sockaddr_in &requester);
     void ParseHTTPResponse(std::string_view data, const sockaddr_in &sender);
     void ProcessDescriptionResponse(std::string_view text);
 

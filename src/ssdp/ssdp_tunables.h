@@ -8,13 +8,15 @@
 // The engine's tunables, each with its reason. Times have their unit in the name.
 namespace ssdp {
 
-// The receive loop's tick, drawn once for each run: 4250 to 5749 ms, so that
-// devices that were switched on together do not send together.
+constexpr std::uint32_t kMsPerSecond = 1000;
+
+// The interval of the receive loop, a tick, is drawn once for each run: 4250 to
+// 5749 ms. Devices that were switched on together do not send together.
 constexpr std::uint32_t kPollIntervalBaseMs = 4250;
 constexpr std::uint32_t kPollIntervalSpreadMs = 1500;
 
-// An own service is announced every 15 to 24 s. The period is drawn for every
-// document, so that many services do not announce in step.
+// This device's own service is announced every 15 to 24 s. The period is drawn for
+// every document: many services do not announce in step.
 constexpr std::uint32_t kAnnounceBaseSeconds = 15;
 constexpr std::uint32_t kAnnounceSpreadSeconds = 10;
 
@@ -30,59 +32,63 @@ constexpr std::uint32_t kExchangeSpreadTicks = 3;
 constexpr std::uint32_t kTakeOverBaseTicks = 2;
 constexpr std::uint32_t kTakeOverSpreadTicks = 3;
 
-// How often a silent device is announced on its behalf.
+// How often a proxied device is announced after its first announcement.
 constexpr std::uint16_t kProxyRepeats = 3;
 
-// A device may miss one of its announcements: its entry lives two periods.
+// An entry lives for two periods: its device may miss one announcement.
 constexpr std::uint32_t kPeriodsToLive = 2;
-// A device that announces itself again after it was proxied has to be heard
-// again within half a period: its max-age was granted by us until now.
+// A device that announces itself while it is proxied must do so again within half of
+// a period: its first announcement alone does not show that it will go on.
 constexpr std::uint32_t kHandBackShare = 2;
 
-// How long Close waits for a thread, in milliseconds. Closing wakes the thread,
-// so only a thread that is held up in the system takes so long.
+// How long Close waits for a thread. Closing the socket wakes the thread, so only a
+// thread that the system holds up takes so long.
 constexpr unsigned int kStopTimeoutMs = 4250;
-// Joining the group fails while the address is not settled yet.
+// Joining the group fails until the address is assigned to the interface.
 constexpr int kMembershipTries = 5;
 constexpr unsigned int kMembershipPauseMs = 500;
 
-// Room for a burst of 2000 datagrams of full size while the thread is held up;
-// the kernel counts 2304 bytes for each. The system's limit (net.core.rmem_max)
-// may grant less to a process without privileges.
+// Room for a burst of 2000 datagrams of full size while the thread is held up. The
+// kernel counts 2304 bytes for each. Without privileges, the system's limit
+// (net.core.rmem_max) may grant less.
 constexpr int kReceiveBufferBytes = 2000 * 2304;
 
-// How much of the send buffer, in percent, requests and answers leave free for
-// datagrams that are more urgent. A datagram for an unused address waits there
-// for seconds: without this, anybody could keep announcements from being sent.
+// How much of the send buffer, in percent, requests and answers leave free for more
+// urgent datagrams. A datagram to an unused address waits in the buffer for seconds,
+// until ARP gives up. Without this share, anybody could block the announcements.
 constexpr int kSparedByRequests = 50;
 constexpr int kSparedByAnswers = 25;
-// How many delayed datagrams are sent before others may take the lock.
+// How many delayed datagrams are sent before other threads may take the lock.
 constexpr int kSentAtOnce = 32;
 // How many ticks a due datagram waits for room in the send buffer.
 constexpr int kTicksToWaitForRoom = 3;
 
-// Bounds against a hostile network, far above any real one.
-constexpr std::size_t kMaxHeardNodes = 4096;
-// All known devices together, counted as the browse document writes them, and with
-// the texts that only the registry holds. It bounds that document, too.
-constexpr std::size_t kMaxHeardBytes = 4U << 20U;
-// A place in a delayed queue holds one datagram of usual size; a larger one
-// takes several.
+// Bounds against a hostile network, far above any real one: discovered devices, and
+// bytes of all known devices. The bytes are counted as the browse document writes
+// them, plus the texts that only the registry keeps, so they bound that document, too.
+constexpr std::size_t kMaxDiscoveredNodes = 4096;
+constexpr std::size_t kMaxKnownBytes = 4U << 20U;
+// Below half of both bounds, the registry counts as mostly empty after it was full.
+constexpr std::size_t kMostlyEmptyRegistryShare = 2;
+// A place in a delayed queue holds one datagram of usual size. A larger datagram takes
+// several places.
 constexpr std::size_t kMaxDelayedRequests = 4096;
 constexpr std::size_t kMaxDelayedResponses = 1024;
 constexpr std::size_t kBytesOfPlace = formats::kReceiveSize + 100;
-// Below this share, a quarter, a queue that was full counts as mostly empty. Not at
-// half: a flood that goes on leaves about half of it after each tick.
-constexpr std::size_t kMostlyEmptyShare = 4;
+// Below a quarter of its places, a queue counts as mostly empty after it was full. Not
+// below half: a flood that goes on leaves about half of the places in use after each
+// tick.
+constexpr std::size_t kMostlyEmptyQueueShare = 4;
 
-// What anybody can make the engine send: bytes at once, and bytes a second from
-// then on. A sender's address can be forged, so that answers may go to somebody
-// who never asked. On the own link the sender could flood by itself; answers to
-// other networks are few (a person's tool), and are kept small.
+// How much anybody can make the engine send: a burst, and a rate a second. The
+// sender's address can be forged, and then the answers go to a victim. On this
+// device's own link there is no limit: there, the sender could flood the victim
+// itself. Other networks ask rarely (a person with a tool) and get little.
 constexpr std::size_t kOffLinkBurstBytes = 64U << 10U;
 constexpr std::size_t kOffLinkBytesPerSecond = 16U << 10U;
-// A diagnostic listing is up to 65,507 bytes for a question of two.
+// A diagnostic listing has up to 65,507 bytes; its command has two.
 constexpr std::size_t kDiagnosticBurstBytes = 1U << 20U;
 constexpr std::size_t kDiagnosticBytesPerSecond = 256U << 10U;
+constexpr std::size_t kDiagnosticCommandBytes = 2;
 
 } // namespace ssdp

@@ -26,7 +26,7 @@ std::int32_t Timing::DrawTakeOverWaitMs()
 
 std::uint32_t Timing::DrawAnnouncePeriodMs()
 {
-    return (mEnvironment.Random() % kAnnounceSpreadSeconds + kAnnounceBaseSeconds) * 1000;
+    return (mEnvironment.Random() % kAnnounceSpreadSeconds + kAnnounceBaseSeconds) * kMsPerSecond;
 }
 
 std::uint32_t Timing::GetMaximumAge(std::string &text)
@@ -37,7 +37,7 @@ std::uint32_t Timing::GetMaximumAge(std::string &text)
         seconds = kLeast + mEnvironment.Random() % kLeastMaxAgeSpreadSeconds;
         text = std::to_string(seconds);
     }
-    return seconds * 1000U;
+    return seconds * kMsPerSecond;
 }
 
 std::int32_t RefreshedCountdownMs(std::uint32_t periodMs)

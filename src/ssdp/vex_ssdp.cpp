@@ -12,19 +12,20 @@
 #include <cstdlib>
 #include <ctime>
 #include <net/if.h>
+#include <sys/socket.h>
 #include <thread>
 
 using vexbase::WriteFault;
 using vexbase::WriteProgress;
 
-// The analysis does not follow a lock that is taken by one function of an object
-// and released by another.
-VEX_SSDP::Hold::Hold(VEX_SSDP &engine) VEX_NO_THREAD_SAFETY_ANALYSIS : mEngine(engine)
+// The thread-safety analysis cannot follow a lock that a constructor takes and a
+// destructor releases.
+VEX_SSDP::EngineLock::EngineLock(VEX_SSDP &engine) VEX_NO_THREAD_SAFETY_ANALYSIS : mEngine(engine)
 {
     static_cast<void>(mEngine.mLock.Lock());
 }
 
-VEX_SSDP::Hold::~Hold() VEX_NO_THREAD_SAFETY_ANALYSIS
+VEX_SSDP::EngineLock::~EngineLock() VEX_NO_THREAD_SAFETY_ANALYSIS
 {
     const std::vector<std::string> faults = mEngine.mEnvironment->TakeFaults();
     mEngine.mLock.Unlock();
@@ -42,7 +43,8 @@ VEX_SSDP::VEX_SSDP()
     mDiagnosticThread.Attach([this] { SSDPDiagnosticThread(); });
 }
 
-// Close may time out; the threads must not outlive what they use.
+// Close may time out; the destructor waits until both threads have ended, since they
+// use its members.
 VEX_SSDP::~VEX_SSDP()
 {
     Close();
@@ -61,7 +63,7 @@ unsigned int VEX_SSDP::Open(const std::map<std::string, std::string> &interfaces
         WriteFault({"since we do not support multihomed SSDP at this time."});
         return 0;
     }
-    const VEXLockGuard holdLifecycle(mLifecycleLock);
+    const VEXLockGuard lifecycleLock(mLifecycleLock);
     if (!mSocket.IsOpen()) {
         OpenSocket(interfaces.begin()->first, interfaces.begin()->second);
     }
@@ -69,15 +71,15 @@ unsigned int VEX_SSDP::Open(const std::map<std::string, std::string> &interfaces
         return 0;
     }
     if (mThread.Start() != kVEXSuccess) {
-        CloseHoldingLifecycle(Goodbye::Say);
+        CloseLocked(Goodbye::Say);
         return 0;
     }
     StartDiagnostics();
     return InterfaceCount();
 }
 
-// Takes the interface once the socket is open, whether the group could be
-// joined or not.
+// Uses the interface as soon as the socket is open, even if the group could not be
+// joined: announcements and unicast datagrams work without the membership.
 void VEX_SSDP::OpenSocket(const std::string &address, const std::string &interfaceName)
 {
     if (mSocket.Open("", formats::kPort, VEXUDPSocket::Port::Shared) != kVEXSuccess) {
@@ -87,13 +89,13 @@ void VEX_SSDP::OpenSocket(const std::string &address, const std::string &interfa
     ChooseInterface(interfaceName);
     JoinGroup(address);
     const in_addr netmask = mSocket.GetNetmask(address);
-    const Hold hold(*this);
+    const EngineLock lock(*this);
     mAgent->AddInterface(address, interfaceName, netmask);
 }
 
-// Sends multicast out of this interface whatever the routes say. Chosen by
-// index, since by address it would fail once the address has changed, and the
-// goodbyes of that change would be lost.
+// Multicast leaves by this interface, whatever the routes say. The interface is chosen by
+// index: by address, sending fails after the address has changed, and the goodbyes
+// that this change causes would be lost.
 void VEX_SSDP::ChooseInterface(const std::string &interfaceName)
 {
     ip_mreqn request{};
@@ -116,8 +118,8 @@ void VEX_SSDP::JoinGroup(const std::string &address)
     }
 }
 
-// The socket of a channel that runs already refuses to open, so that a second
-// Open starts and prints nothing.
+// If the diagnostic channel runs already, its socket refuses to open: then a second Open
+// starts nothing and prints nothing.
 void VEX_SSDP::StartDiagnostics()
 {
     if (mDiagnosticSocket.Open("", formats::kDiagnosticPort) != kVEXSuccess) {
@@ -133,64 +135,66 @@ void VEX_SSDP::StartDiagnostics()
 
 void VEX_SSDP::Close(Goodbye goodbye)
 {
-    const VEXLockGuard holdLifecycle(mLifecycleLock);
-    CloseHoldingLifecycle(goodbye);
+    const VEXLockGuard lifecycleLock(mLifecycleLock);
+    CloseLocked(goodbye);
 }
 
-// Once the core has left it ignores datagrams and ticks: nothing is sent after
-// the goodbyes.
-void VEX_SSDP::CloseHoldingLifecycle(Goodbye goodbye)
+// After Leave the core ignores datagrams and ticks: nothing is sent after the goodbyes.
+// Shutdown wakes the blocked reader (close alone does not, in Linux), and the thread
+// then sees that it must stop.
+void VEX_SSDP::CloseLocked(Goodbye goodbye)
 {
     {
-        const Hold hold(*this);
+        const EngineLock lock(*this);
         mAgent->Leave(goodbye == Goodbye::Say);
     }
-    mSocket.Shutdown(0);
+    mSocket.Shutdown(SHUT_RD);
     mSocket.Close();
     static_cast<void>(mThread.Stop(ssdp::kStopTimeoutMs));
-    mDiagnosticSocket.Shutdown(0);
+    mDiagnosticSocket.Shutdown(SHUT_RD);
     mDiagnosticSocket.Close();
     static_cast<void>(mDiagnosticThread.Stop(ssdp::kStopTimeoutMs));
 }
 
 unsigned int VEX_SSDP::InterfaceCount()
 {
-    const Hold hold(*this);
+    const EngineLock lock(*this);
     return static_cast<unsigned int>(mAgent->InterfaceCount());
 }
 
-// A signal whose change an earlier call has taken already, because time-out and
-// signal crossed, counts as no change: there is nothing to publish.
+// The time-out may run out just before the signal. Then this call takes the change
+// although it saw no signal, and the next call finds a signal without a change: that
+// call reports a time-out.
 int VEX_SSDP::WaitForChange(unsigned int timeoutMs, SSDPDeviceMap &out)
 {
     static_cast<void>(mChangeEvent.WaitForSignal(timeoutMs));
     mChangeEvent.Clear();
-    const Hold hold(*this);
+    const EngineLock lock(*this);
     return mAgent->TakeChange(out) ? kVEXSuccess : kVEXTimedOut;
 }
 
 void VEX_SSDP::SetPath(const std::string &path)
 {
-    const Hold hold(*this);
+    const EngineLock lock(*this);
     mAgent->SetPath(path);
 }
 
 void VEX_SSDP::AddService(SSDPDeviceType &service)
 {
-    const Hold hold(*this);
+    const EngineLock lock(*this);
     mAgent->AddService(service);
 }
 
 void VEX_SSDP::RemoveService(const std::string &productName, const std::string &ipAddress,
                              std::uint16_t instance)
 {
-    const Hold hold(*this);
+    const EngineLock lock(*this);
     mAgent->RemoveService(productName, ipAddress, instance);
 }
 
 void VEX_SSDP::RemoveService(const std::string &prefix)
 {
-    const Hold hold(*this);
+    const EngineLock lock(*this);
     mAgent->RemoveService(prefix);
 }
 
@@ -198,7 +202,7 @@ void VEX_SSDP::DisplayHostElements()
 {
     std::string text;
     {
-        const Hold hold(*this);
+        const EngineLock lock(*this);
         text = formats::DisplayText(mAgent->HostList(), "DisplayHostElements");
     }
     WriteProgress({text});
@@ -208,7 +212,7 @@ void VEX_SSDP::DisplayNodeElements()
 {
     std::string text;
     {
-        const Hold hold(*this);
+        const EngineLock lock(*this);
         text = formats::DisplayText(mAgent->NodeList(), "DisplayNodeElements");
     }
     WriteProgress({text});

@@ -22,67 +22,69 @@ class SSDPAgent;
 class TickClock;
 } // namespace ssdp
 
-// VEX_SSDP is the SSDP engine: it announces this device's services on one
-// network interface, discovers its peers, fetches their description documents, and
-// keeps the registry of both. What it says and does is the protocol core's
-// business (ssdp_agent.h); this class is the shell around it: sockets, threads,
-// the lock, the clock.
+// VEX_SSDP is the SSDP engine: it announces this device's services on one network
+// interface, discovers peers, requests their description documents, and keeps a
+// registry of both. The protocol core (ssdp_agent.h) implements the protocol. This
+// class is the shell around it: sockets, threads, the lock, the clock.
 //
-// It owns two threads: the SSDP thread, which receives, and runs the core at every
-// datagram and tick; and the diagnostic thread, which answers listing commands on
-// UDP port 49821. One lock guards the core. Every public operation may be called
-// from any thread; calls into the engine only queue work for the SSDP thread,
-// which sends, but for the goodbyes of Close.
+// It owns two threads. The SSDP thread receives, and runs the core at every datagram
+// and tick. The diagnostic thread answers listing commands on UDP port 49821. One lock
+// guards the core. Every public operation may be called from any thread. Calls only
+// queue work, which the SSDP thread sends; the exception is Close, which sends the
+// goodbyes itself.
 //
-// Failures are return values; those that a firmware engineer should know are
-// also one line on standard error, written without the lock.
+// Failures in this folder: an operation that can fail says so by its result (false, an
+// empty optional, 0 or a status of vexbase/vex_status.h). Nothing throws, except when
+// memory ends. A fault that somebody can mend is reported once, where it is found, as
+// one line for standard error: the core calls SSDPEnvironment::ReportFault, and the
+// shell writes the line after it has released the lock. Datagrams may be lost without
+// a line, as on any network.
 class VEX_SSDP
 {
 public:
     using NTSHeader = formats::NTSHeader;
 
-    // Whether Close takes leave of the network.
+    // Whether Close sends goodbyes.
     enum class Goodbye { Say, Skip };
 
-    // Builds a closed engine.
+    // The engine is closed at first.
     VEX_SSDP();
     VEX_SSDP(const VEX_SSDP &) = delete;
     VEX_SSDP &operator=(const VEX_SSDP &) = delete;
     // Closes the engine, and waits until both threads have ended.
     ~VEX_SSDP();
 
-    // Opens the engine on one interface: dotted-quad IPv4 address to interface
-    // name. Opens the sockets, joins the multicast group (which may take some
-    // seconds while an address settles) and starts the threads. Returns the
-    // number of interfaces held: 1, or 0 on failure. On an open engine it
-    // changes nothing. Failure of the diagnostic channel is no failure.
+    // Opens the engine on one interface, given as dotted-quad IPv4 address and
+    // interface name. Opens the sockets, joins the multicast group (up to 2.5 seconds if
+    // the address is not assigned yet) and starts the threads. Returns the number of
+    // open interfaces: 1, or 0 on failure. An open engine stays as it is. The
+    // diagnostic channel may fail: discovery works without it.
     unsigned int Open(const std::map<std::string, std::string> &interfaces) VEX_EXCLUDES(mLock);
 
-    // Says goodbye for every announced service, closes the sockets, stops the
-    // threads, and forgets everything: registry, queued additions and removals,
-    // datagrams that wait to be sent. Only queued changes are forgotten when the
-    // engine is closed already. Waits at most 4250 ms for each thread.
+    // Sends a goodbye for every announced service, closes the sockets, stops the
+    // threads, and empties the registry and all queues. On a closed engine it only
+    // drops queued additions and removals. Waits at most 4250 ms for each thread.
     void Close(Goodbye goodbye = Goodbye::Say) VEX_EXCLUDES(mLock);
 
     // Whether the SSDP socket is open.
     [[nodiscard]] bool IsOpen() const { return mSocket.IsOpen(); }
 
-    // Waits at most timeoutMs milliseconds for the list of known services to
-    // change. Returns 0, with out replaced by a copy of it, or -3 when there was
-    // no change that another caller has not taken. For one waiting thread.
+    // Waits at most timeoutMs milliseconds for a change of the known services. Returns
+    // 0 and replaces out by a copy of them, or returns -3 and leaves out alone. Each
+    // change is returned once. Only one thread may wait.
     [[nodiscard]] int WaitForChange(unsigned int timeoutMs, SSDPDeviceMap &out) VEX_EXCLUDES(mLock);
 
-    // Sets the directory of description documents, given without a slash at its
-    // end; it must lie under the web root, from which documents are served.
+    // Sets the directory of description documents, without a slash at its end. It must
+    // be in the web root, from which documents are served.
     void SetPath(const std::string &path) VEX_EXCLUDES(mLock);
 
-    // Queues a service for announcement at the next pass. Sets the record's USN
-    // from its product name, address and instance, and its timer's period to 0.
-    // A service queued already is overwritten.
+    // Queues a service for announcement at the next pass. Sets the record's USN from its
+    // product name, address and instance, and its period to 0. Replaces a queued
+    // service of the same USN.
     void AddService(SSDPDeviceType &service) VEX_EXCLUDES(mLock);
 
-    // Queues an announced service for its goodbye at the next pass, and drops a
-    // queued addition of it. Nothing is sent for a service never announced.
+    // Queues an announced service for its goodbye at the next pass, and drops a queued
+    // addition of it. A service that is not announced gets no goodbye.
     void RemoveService(const std::string &productName, const std::string &ipAddress,
                        std::uint16_t instance = 0) VEX_EXCLUDES(mLock);
 
@@ -94,15 +96,15 @@ public:
     void DisplayNodeElements() VEX_EXCLUDES(mLock);
 
 private:
-    // Holds the lock for the length of a scope, and writes the core's lines after
-    // it has released the lock.
-    class VEX_SCOPED_CAPABILITY Hold
+    // Holds the engine lock for a scope. At the scope's end it releases the lock, then
+    // writes the core's lines.
+    class VEX_SCOPED_CAPABILITY EngineLock
     {
     public:
-        explicit Hold(VEX_SSDP &engine) VEX_ACQUIRE(engine.mLock);
-        ~Hold() VEX_RELEASE();
-        Hold(const Hold &) = delete;
-        Hold &operator=(const Hold &) = delete;
+        explicit EngineLock(VEX_SSDP &engine) VEX_ACQUIRE(engine.mLock);
+        ~EngineLock() VEX_RELEASE();
+        EngineLock(const EngineLock &) = delete;
+        EngineLock &operator=(const EngineLock &) = delete;
 
     private:
         VEX_SSDP &mEngine;
@@ -114,7 +116,7 @@ private:
     void JoinGroup(const std::string &address);
     void ChooseInterface(const std::string &interfaceName);
     void StartDiagnostics();
-    void CloseHoldingLifecycle(Goodbye goodbye) VEX_REQUIRES(mLifecycleLock) VEX_EXCLUDES(mLock);
+    void CloseLocked(Goodbye goodbye) VEX_REQUIRES(mLifecycleLock) VEX_EXCLUDES(mLock);
     [[nodiscard]] unsigned int InterfaceCount() VEX_EXCLUDES(mLock);
 
     // vex_ssdp_threads.cpp: the SSDP thread
@@ -133,18 +135,19 @@ private:
     void SSDPDiagnosticThread() VEX_EXCLUDES(mLock);
     void AnswerDiagnostics() VEX_EXCLUDES(mLock);
 
-    // Safe for any thread by themselves:
+    // Thread-safe:
     VEXUDPSocket mSocket;
     VEXThread mThread;
     VEXEvent mChangeEvent{VEXEvent::Reset::Manual};
     VEXUDPSocket mDiagnosticSocket;
     VEXThread mDiagnosticThread;
 
-    // Held by Open and Close for their whole run, so that two of them do not
-    // mix; taken before mLock, never by the engine's own threads.
+    // Open and Close hold this lock from begin to end: they never run at the same time.
+    // It is taken before mLock. The engine's threads never take it, so Close may wait
+    // for them.
     VEXLock mLifecycleLock;
 
-    // The engine lock: guards the core and what the core asks for.
+    // The engine lock. It guards the core and its environment.
     VEXLock mLock;
     std::unique_ptr<ssdp::EngineEnvironment> mEnvironment VEX_PT_GUARDED_BY(mLock);
     std::unique_ptr<ssdp::SSDPAgent> mAgent VEX_PT_GUARDED_BY(mLock);

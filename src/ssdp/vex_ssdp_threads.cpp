@@ -1,9 +1,9 @@
 #include "formats/ssdp_protocol.h"
 #include "ssdp/engine_environment.h"
-#include "ssdp/send_budget.h"
+#include "ssdp/flood_limits.h"
 #include "ssdp/ssdp_agent.h"
 #include "ssdp/ssdp_tunables.h"
-#include "ssdp/tick_clock.h"
+#include "ssdp/timing.h"
 #include "ssdp/vex_ssdp.h"
 #include "vexbase/vex_datagram_batch.h"
 #include "vexbase/vex_output.h"
@@ -34,17 +34,17 @@ void VEX_SSDP::ProcessSSDP()
     }
 }
 
-// Begins the core's run; returns its poll interval.
+// Begins a run of the core. Returns its poll interval.
 std::uint32_t VEX_SSDP::StartAgent()
 {
-    const Hold hold(*this);
+    const EngineLock lock(*this);
     srandom(static_cast<unsigned int>(time(nullptr)));
     mAgent->Start();
     SignalChange();
     return mAgent->PollIntervalMs();
 }
 
-// Receives until the tick is over; false when the thread is asked to stop.
+// Receives until the tick is over. Returns false when the thread must stop.
 bool VEX_SSDP::ReceiveUntilTick(ssdp::TickClock &clock, std::uint32_t intervalMs,
                                 VEXDatagramBatch &batch)
 {
@@ -57,19 +57,20 @@ bool VEX_SSDP::ReceiveUntilTick(ssdp::TickClock &clock, std::uint32_t intervalMs
         for (std::size_t index = 0; index < count; ++index) {
             ParseSSDPPacket(batch.Datagram(index), batch.Sender(index), nowMs);
         }
-        clock.Note(VEXTime::GetSystemTime(), intervalMs);
+        clock.Update(VEXTime::GetSystemTime(), intervalMs);
     }
     return !mThread.Terminate();
 }
 
-// The file of a document is read without the lock: the medium may be slow.
+// A document's file is read without the lock: the medium may be slow, and the other
+// threads must not wait for it.
 void VEX_SSDP::ParseSSDPPacket(std::string_view datagram, const sockaddr_in &sender,
                                std::uint32_t nowMs)
 {
     std::optional<ssdp::DocumentRequest> wanted;
     ssdp::DescriptionFiles *files = nullptr;
     {
-        const Hold hold(*this);
+        const EngineLock lock(*this);
         wanted = mAgent->ParseSSDPPacket(datagram, sender, nowMs);
         files = &mEnvironment->Files();
     }
@@ -77,29 +78,29 @@ void VEX_SSDP::ParseSSDPPacket(std::string_view datagram, const sockaddr_in &sen
         return;
     }
     if (const auto document = files->Read(wanted->name)) {
-        const Hold hold(*this);
+        const EngineLock lock(*this);
         mAgent->SendGETResponse(*wanted, *document, nowMs);
     }
 }
 
-// Sends what has waited long enough and runs the registry pass. The lock is
-// released now and then, since sending thousands takes long.
+// Sends due datagrams in batches and releases the lock between them: sending thousands
+// takes long, and the other threads need the lock. Then runs the registry pass.
 void VEX_SSDP::Tick(std::uint32_t elapsedMs)
 {
     {
-        const Hold hold(*this);
+        const EngineLock lock(*this);
         mAgent->BeginTick(elapsedMs);
     }
     while (SendDue()) {
     }
-    const Hold hold(*this);
+    const EngineLock lock(*this);
     mAgent->UpdateContainers(elapsedMs);
     SignalChange();
 }
 
 bool VEX_SSDP::SendDue()
 {
-    const Hold hold(*this);
+    const EngineLock lock(*this);
     return mAgent->SendDue();
 }
 
@@ -111,8 +112,8 @@ void VEX_SSDP::SignalChange()
     }
 }
 
-// The diagnostic thread: a command of two bytes is answered with a listing of a
-// registry, in one datagram.
+// The diagnostic thread: it answers a command of two bytes with one datagram, which lists
+// the announced or the known services.
 
 void VEX_SSDP::SSDPDiagnosticThread()
 {
@@ -120,8 +121,9 @@ void VEX_SSDP::SSDPDiagnosticThread()
     vexbase::WriteProgress({"SSDPDiagnosticThread", ": Exiting..."});
 }
 
-// A datagram from this very port of another device would be a reply: answering it
-// would never end.
+// A datagram from the diagnostic port of another device is a reply. It gets no answer:
+// otherwise two devices would answer each other for ever. The budget is checked before
+// the listing is composed, which costs time under the lock.
 void VEX_SSDP::AnswerDiagnostics()
 {
     ssdp::SendBudget budget(ssdp::kDiagnosticBurstBytes, ssdp::kDiagnosticBytesPerSecond);
@@ -130,16 +132,17 @@ void VEX_SSDP::AnswerDiagnostics()
         sockaddr_in sender{};
         const std::size_t length = mDiagnosticSocket.Read(buffer.data(), buffer.size() - 1, sender);
         const std::uint32_t nowMs = VEXTime::GetSystemTime();
+        budget.Refill(nowMs);
         if (length == 0 || sender.sin_port == htons(formats::kDiagnosticPort) ||
-            !budget.Has(formats::kMaxDatagram, nowMs)) {
+            !budget.Has(formats::kMaxDatagram)) {
             continue;
         }
         std::string reply = "Invalid operation\n";
-        if (length == 2) {
-            const Hold hold(*this);
+        if (length == ssdp::kDiagnosticCommandBytes) {
+            const EngineLock lock(*this);
             mAgent->ParseSSDPDiagnosticMessages({buffer.data(), length}, reply);
         }
-        static_cast<void>(budget.Spend(reply.size(), nowMs));
+        static_cast<void>(budget.Spend(reply.size()));
         mDiagnosticSocket.Write(reply.data(), reply.size(), sender);
     }
 }

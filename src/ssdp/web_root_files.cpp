@@ -12,8 +12,8 @@ namespace ssdp {
 
 namespace {
 
-// Others may put symbolic links into the web root.
-constexpr int kOwnFile = VEXFileIO::kBuffered | VEXFileIO::kNoLink;
+// Other users may put symbolic links into the web root.
+constexpr int kRegularFile = VEXFileIO::kBuffered | VEXFileIO::kNoLink;
 
 } // namespace
 
@@ -21,8 +21,8 @@ DescriptionFileNumbers &WebRootFiles::mFileNumberContainer = *new DescriptionFil
 
 std::uint32_t DescriptionFileNumbers::GetFileNumber()
 {
-    const std::lock_guard<std::mutex> hold(mMutex);
-    std::uint32_t candidate = 1;
+    const VEXLockGuard lock(mLock);
+    std::uint32_t candidate = 1; // the numbers in use are sorted: the first gap is the smallest
     for (const std::uint32_t used : mInUse) {
         if (used != candidate) {
             break;
@@ -45,7 +45,7 @@ void DescriptionFileNumbers::ReturnFileNumber(std::string_view descriptionFileNa
     const std::string_view digits = descriptionFileName.substr(mark + 1);
     std::uint32_t number = 0;
     if (std::from_chars(digits.data(), digits.data() + digits.size(), number).ec == std::errc()) {
-        const std::lock_guard<std::mutex> hold(mMutex);
+        const VEXLockGuard lock(mLock);
         mInUse.erase(number);
     }
 }
@@ -63,7 +63,7 @@ void WebRootFiles::ReturnFileNumber(std::string_view descriptionFileName)
 bool WebRootFiles::Write(const std::string &path, std::string_view document)
 {
     VEXFileIO file;
-    if (file.Open(path, VEXFileIO::kWrite | VEXFileIO::kTruncate, kOwnFile) != kVEXSuccess) {
+    if (file.Open(path, VEXFileIO::kWrite | VEXFileIO::kTruncate, kRegularFile) != kVEXSuccess) {
         return false;
     }
     static_cast<void>(file.Write(document.data(), static_cast<std::uint32_t>(document.size())));
@@ -73,7 +73,7 @@ bool WebRootFiles::Write(const std::string &path, std::string_view document)
 std::optional<ServedDocument> WebRootFiles::Read(std::string_view name)
 {
     VEXFileIO file;
-    if (file.Open(vexbase::Concat({formats::kWebRoot, name}), VEXFileIO::kRead, kOwnFile) !=
+    if (file.Open(vexbase::Concat({formats::kWebRoot, name}), VEXFileIO::kRead, kRegularFile) !=
         kVEXSuccess) {
         return std::nullopt;
     }
@@ -81,6 +81,7 @@ std::optional<ServedDocument> WebRootFiles::Read(std::string_view name)
     if (size > formats::kMaxDatagram) {
         return std::nullopt;
     }
+    // One byte more than the file: the text ends at the first NUL, or after the file.
     std::vector<char> text(static_cast<std::size_t>(size) + 1, '\0');
     static_cast<void>(file.Read(text.data(), static_cast<std::uint32_t>(size)));
     return ServedDocument{text.data(), static_cast<std::size_t>(size)};

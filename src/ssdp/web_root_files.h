@@ -1,17 +1,17 @@
 #pragma once
 
 #include "ssdp/ssdp_environment.h"
+#include "vexbase/vex_lock.h"
 
 #include <cstdint>
-#include <mutex>
 #include <set>
 #include <string>
 #include <string_view>
 
 namespace ssdp {
 
-// DescriptionFileNumbers hands out the numbers in the names of description
-// files: no two documents of this process share a file. Any thread.
+// DescriptionFileNumbers assigns the numbers in the names of description files: no
+// two documents of this process share a file. Any thread.
 class DescriptionFileNumbers
 {
 public:
@@ -19,17 +19,17 @@ public:
     explicit DescriptionFileNumbers(std::uint32_t largest = 4294967294U) : mLargest(largest) {}
 
     // See DescriptionFiles.
-    [[nodiscard]] std::uint32_t GetFileNumber();
-    void ReturnFileNumber(std::string_view descriptionFileName);
+    [[nodiscard]] std::uint32_t GetFileNumber() VEX_EXCLUDES(mLock);
+    void ReturnFileNumber(std::string_view descriptionFileName) VEX_EXCLUDES(mLock);
 
 private:
     const std::uint32_t mLargest;
-    std::mutex mMutex;
-    std::set<std::uint32_t> mInUse; // guarded by mMutex
+    VEXLock mLock;
+    std::set<std::uint32_t> mInUse VEX_GUARDED_BY(mLock);
 };
 
-// WebRootFiles keeps description documents in files under the web server's tree.
-// It follows no symbolic link in a file's place: others may put links there. Any
+// WebRootFiles keeps description documents as files in the web server's tree. A
+// symbolic link in place of a file is refused: other users may put links there. Any
 // thread.
 class WebRootFiles final : public DescriptionFiles
 {
@@ -40,8 +40,8 @@ public:
     [[nodiscard]] std::optional<ServedDocument> Read(std::string_view name) override;
 
 private:
-    // Numbers in use, for the process. Never destroyed: the SSDP thread may still
-    // run while the process ends.
+    // The numbers of the whole process. Never destroyed: the SSDP thread may still run
+    // while the process ends.
     static DescriptionFileNumbers &mFileNumberContainer;
 };
 

@@ -288,8 +288,8 @@ void Play::CheckRegistry() const
         FUZZ_CHECK(device.timerCountdown <= ssdp::RefreshedCountdownMs(device.timerPeriod));
         written += formats::SizeOfBrowseObject(device);
     }
-    FUZZ_CHECK(written <= ssdp::kMaxHeardBytes);
-    FUZZ_CHECK(mDevice.agent.NodeList().size() <= ssdp::kMaxHeardNodes + 2);
+    FUZZ_CHECK(written <= ssdp::kMaxKnownBytes);
+    FUZZ_CHECK(mDevice.agent.NodeList().size() <= ssdp::kMaxDiscoveredNodes + 2);
 }
 
 void Play::CheckSent() const

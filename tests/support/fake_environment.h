@@ -52,7 +52,7 @@ public:
 };
 
 // The one environment of all tests, fuzz targets and benchmarks that run the
-// protocol core without a network: keeps all that the core sends and tells.
+// protocol core without a network: keeps everything that the core sends and reports.
 class FakeEnvironment final : public ssdp::SSDPEnvironment
 {
 public:
@@ -87,7 +87,7 @@ public:
         }
         return random;
     }
-    void TellFault(std::initializer_list<std::string_view> pieces) override
+    void ReportFault(std::initializer_list<std::string_view> pieces) override
     {
         faults.push_back(vexbase::Concat(pieces));
     }

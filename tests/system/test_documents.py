@@ -52,8 +52,8 @@ def bounds():
 
 FIGURES = {
     "a datagram read": ["kReceiveSize"],
-    "devices from the network (`NodeList`)": ["kMaxHeardNodes"],
-    "all known devices, as the browse list writes them": ["kMaxHeardBytes"],
+    "devices from the network (`NodeList`)": ["kMaxDiscoveredNodes"],
+    "all known devices, as the browse list writes them": ["kMaxKnownBytes"],
     "delayed requests": ["kMaxDelayedRequests", "kBytesOfPlace"],
     "delayed responses": ["kMaxDelayedResponses", "kBytesOfPlace"],
     "diagnostic answers": ["kDiagnosticBurstBytes", "kDiagnosticBytesPerSecond"],

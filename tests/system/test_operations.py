@@ -4,7 +4,7 @@ import re
 
 from conftest import TOP
 
-CALLS = ("WriteFault", "WriteProgress", "WriteError", "TellFault", "fprintf", "EndProcess",
+CALLS = ("WriteFault", "WriteProgress", "WriteError", "ReportFault", "fprintf", "EndProcess",
          "tell", "lose", "Require", "Throw", "Failure", "Because", "system_error", "WrongUsage")
 STATEMENT = re.compile(
     rf"\b(?P<call>{'|'.join(CALLS)})\s*\((?P<arguments>[^;]*);"
@@ -19,7 +19,7 @@ NOT_WRITTEN = {"DisplayHostElements", "DisplayNodeElements"}
 
 def joined_literals(call, text):
     """The string literals of a text; adjacent ones are joined."""
-    between = r"[\s,]*" if call in ("WriteFault", "WriteProgress", "TellFault") else r"\s*"
+    between = r"[\s,]*" if call in ("WriteFault", "WriteProgress", "ReportFault") else r"\s*"
     joined, end = [], -1
     for literal in LITERAL.finditer(text.replace("'\"'", "")):
         if joined and re.fullmatch(between, text[end:literal.start()]):

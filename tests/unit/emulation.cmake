@@ -7,14 +7,14 @@ set(not_emulated
     Detach.EndsWith1WhenNoSessionIsToBeHad
     UDPSocketPollBatch.CostsOneSystemCallForAllOfThem
     UDPSocketPoll.CostsOneSystemCallADatagram
-    Stuck.AThreadThatOutlivesCloseLetsTheEngineOpenAgain
-    Waiting.ThatIsSignalledForAChangeTakenEarlierTimesOut
+    Stuck.EngineOpensAgainWhileAThreadOutlivesClose
+    Waiting.TimesOutWhenTheSignalledChangeWasTakenEarlier
     # It refuses to adopt processes: the status of one that detached is not to be had.
     Detach.EndsTheCallerWith0AndGoesOnInASessionOfItsOwn
     Detach.ClosesEveryDescriptorAndPutsTheStandardOnesOnDevNull
     # It cannot choose the interface of multicast, and routes go with the address.
-    Multicast.GoodbyeLeavesAfterTheAddressHasChanged
+    Multicast.GoodbyeIsSentAfterTheAddressHasChanged
     # Its own threads count towards the limit.
-    Failing.WithoutAnSSDPThreadTheEngineClosesAgain
-    Failing.WithoutADiagnosticThreadTheEngineOpensAllTheSame)
+    Failing.EngineClosesWhenTheSSDPThreadCannotStart
+    Failing.EngineOpensWhenTheDiagnosticThreadCannotStart)
 list(JOIN not_emulated ":" not_emulated)

@@ -18,8 +18,8 @@ namespace {
 class AgentAnnouncing : public test::AgentTest
 {
 protected:
-    // The document of a service, with the maker's address, a setting of the build, as
-    // the document itself has it.
+    // The expected document of a service. The maker's address is a setting of the build:
+    // it is taken from the actual document.
     [[nodiscard]] static std::string DocumentOf(SSDPDeviceType service, const std::string &file,
                                                 const std::string &document)
     {
@@ -50,7 +50,7 @@ TEST_F(AgentAnnouncing, SearchesOnceAfterTheFirstPass)
     }
 }
 
-TEST_F(AgentAnnouncing, SearchesAlsoWithNothingToAnnounce)
+TEST_F(AgentAnnouncing, SearchesAlsoWithoutServices)
 {
     EXPECT_THAT(Open(), ElementsAre(ToGroup(Search("upnp:rootdevice"))));
     EXPECT_THAT(Tick(), IsEmpty());
@@ -67,7 +67,7 @@ TEST_F(AgentAnnouncing, SendsNothingWithoutAnInterface)
     EXPECT_FALSE(mAgent.IsOpen());
 }
 
-TEST_F(AgentAnnouncing, DrawsItsTickFrom4250To5749Milliseconds)
+TEST_F(AgentAnnouncing, DrawsPollIntervalFrom4250To5749Milliseconds)
 {
     for (const auto &[drawn, tickMs] :
          {std::pair(0U, 4250U), {1499U, 5749U}, {1500U, 4250U}, {0x7FFFFFFFU, 5397U}}) {
@@ -77,7 +77,7 @@ TEST_F(AgentAnnouncing, DrawsItsTickFrom4250To5749Milliseconds)
     }
 }
 
-TEST_F(AgentAnnouncing, SendsEachServiceOnceInTheOrderOfTheirNames)
+TEST_F(AgentAnnouncing, AnnouncesEachServiceOnceInOrderOfUSN)
 {
     Add("ZR2");
     Add("Corvia 12 Plus");
@@ -89,7 +89,7 @@ TEST_F(AgentAnnouncing, SendsEachServiceOnceInTheOrderOfTheirNames)
                             ToGroup(Search("upnp:rootdevice"))));
 }
 
-TEST_F(AgentAnnouncing, SendsAtTheNextTickWhatIsAddedWhileItRuns)
+TEST_F(AgentAnnouncing, AnnouncesAnAddedServiceAtTheNextTick)
 {
     Open();
     Add();
@@ -97,7 +97,7 @@ TEST_F(AgentAnnouncing, SendsAtTheNextTickWhatIsAddedWhileItRuns)
     EXPECT_THAT(Tick(), ElementsAre(ToGroup(Alive(kCorvia, kCorviaFile))));
 }
 
-TEST_F(AgentAnnouncing, RepeatsItWhenThePeriodWouldRunOutBeforeTheNextTick)
+TEST_F(AgentAnnouncing, RepeatsAnnouncementWhenThePeriodWouldEndBeforeTheNextTick)
 {
     OpenAnnounced(); // with a period of 20 s
     for (int round = 0; round < 3; ++round) {
@@ -120,7 +120,7 @@ TEST_F(AgentAnnouncing, DrawsThePeriodFrom15To24SecondsForEachDocument)
     }
 }
 
-TEST_F(AgentAnnouncing, TakesTheLatestFieldsOfAServiceThatIsAddedTwice)
+TEST_F(AgentAnnouncing, UsesTheLatestFieldsOfAServiceThatIsAddedTwice)
 {
     SSDPDeviceType service = test::OwnService();
     service.hostName = "former";
@@ -130,7 +130,7 @@ TEST_F(AgentAnnouncing, TakesTheLatestFieldsOfAServiceThatIsAddedTwice)
     EXPECT_EQ(document, DocumentOf(test::OwnService(), kCorviaFile, document));
 }
 
-TEST_F(AgentAnnouncing, AddServiceGivesTheCallersRecordItsUsnAndNoPeriod)
+TEST_F(AgentAnnouncing, AddServiceSetsUSNAndClearsPeriodInTheCallersRecord)
 {
     SSDPDeviceType service = test::OwnService();
     service.timerPeriod = 5;
@@ -139,19 +139,19 @@ TEST_F(AgentAnnouncing, AddServiceGivesTheCallersRecordItsUsnAndNoPeriod)
     EXPECT_EQ(service.timerPeriod, 0U);
 }
 
-TEST_F(AgentAnnouncing, SendsNothingForAServiceRemovedBeforeIt)
+TEST_F(AgentAnnouncing, DoesNotAnnounceAServiceThatIsRemovedBeforeTheFirstPass)
 {
     Add();
     mAgent.RemoveService(kCorvia, test::kOwnAddress, 0);
     Add("Lumen");
     mAgent.RemoveService("uuid:65746500-Lumen");
     Add("TalonMx");
-    mAgent.RemoveService("Talon"); // matches only with a "-" after it
+    mAgent.RemoveService("Talon"); // a prefix matches only before a "-"
     EXPECT_THAT(Open(), ElementsAre(ToGroup(Alive("TalonMx", "talonmx_upnp_ssdp_1.xml")),
                                     ToGroup(Search("upnp:rootdevice"))));
 }
 
-TEST_F(AgentAnnouncing, EndsWithOneGoodbyeWhenTheServiceIsRemoved)
+TEST_F(AgentAnnouncing, SendsOneGoodbyeForARemovedService)
 {
     OpenAnnounced();
     mAgent.RemoveService(kCorvia, test::kOwnAddress, 1); // another instance
@@ -164,7 +164,7 @@ TEST_F(AgentAnnouncing, EndsWithOneGoodbyeWhenTheServiceIsRemoved)
     EXPECT_THAT(Tick(), ElementsAre(ToGroup(Alive("ZR2", "zr2_upnp_ssdp_1.xml"))));
 }
 
-TEST_F(AgentAnnouncing, DrawsAMaxAgeForAServiceWithoutOne)
+TEST_F(AgentAnnouncing, DrawsMaxAgeForAServiceWithoutMaxAge)
 {
     SSDPDeviceType service = test::OwnService();
     service.maxAge.clear();
@@ -184,7 +184,7 @@ TEST_F(AgentAnnouncing, WritesTheDocumentThatTheLocationNames)
     EXPECT_EQ(document, DocumentOf(test::OwnService(), kCorviaFile, document));
 }
 
-TEST_F(AgentAnnouncing, DoesNotHappenWithoutTheDocumentWhoseNumberStaysTaken)
+TEST_F(AgentAnnouncing, DoesNotAnnounceAServiceWhoseDocumentCannotBeWritten)
 {
     mEnvironment.files.writable = false;
     Add();
@@ -198,10 +198,11 @@ TEST_F(AgentAnnouncing, DoesNotHappenWithoutTheDocumentWhoseNumberStaysTaken)
     EXPECT_EQ(Ask("gh"), "HostList");
     mEnvironment.files.writable = true;
     Add();
+    // Number 1 stays in use.
     EXPECT_THAT(Tick(), ElementsAre(ToGroup(Alive(kCorvia, "corvia_12_upnp_ssdp_2.xml"))));
 }
 
-TEST_F(AgentAnnouncing, DoesNotHappenWhenNoFileNumberIsLeft)
+TEST_F(AgentAnnouncing, DoesNotAnnounceAServiceWhenNoFileNumberIsFree)
 {
     mEnvironment.files.numbersLeft = false;
     Add();

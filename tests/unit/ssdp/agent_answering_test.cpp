@@ -15,7 +15,7 @@ namespace {
 class AgentAnswering : public test::AgentTest
 {
 protected:
-    // With two services, of which "Lumen" has another notification type.
+    // Starts the agent with two services. "Lumen" has another notification type.
     void OpenTwo()
     {
         SSDPDeviceType lumen = test::OwnService("Lumen");
@@ -35,34 +35,34 @@ protected:
 
 } // namespace
 
-TEST_F(AgentAnswering, SearchForAllGetsEveryServiceInTheOrderOfTheirNames)
+TEST_F(AgentAnswering, SearchForAllIsAnsweredForEveryServiceInOrderOfUSN)
 {
     OpenTwo();
     EXPECT_THAT(Receive(Search("ssdp:all")), ElementsAre(kCorviaAnswer, kLumenAnswer));
 }
 
-TEST_F(AgentAnswering, GoesAtOnceToTheAddressAndPortThatTheSearchCameFrom)
+TEST_F(AgentAnswering, AnswerGoesAtOnceToTheAddressAndPortOfTheSearch)
 {
     OpenAnnounced();
     EXPECT_THAT(Receive(Search("ssdp:all"), "192.0.2.21", 50000),
                 ElementsAre(ToPeer(SearchAnswer(kCorvia, kCorviaFile), "192.0.2.21:50000")));
 }
 
-TEST_F(AgentAnswering, TheOwnSearchIsAnswered)
+TEST_F(AgentAnswering, SearchOfTheDeviceItselfIsAnswered)
 {
     OpenAnnounced();
     EXPECT_THAT(Receive(Search("upnp:rootdevice"), test::kOwnAddress),
                 ElementsAre(ToPeer(SearchAnswer(kCorvia, kCorviaFile), "192.0.2.10:1900")));
 }
 
-TEST_F(AgentAnswering, SearchByUsnGetsTheOneService)
+TEST_F(AgentAnswering, SearchByUSNIsAnsweredForThatServiceOnly)
 {
     OpenTwo();
     EXPECT_THAT(Receive(Search(test::UsnOf(kCorvia))), ElementsAre(kCorviaAnswer));
     EXPECT_THAT(Receive(Search(test::UsnOf("Lumen"))), ElementsAre(kLumenAnswer));
 }
 
-TEST_F(AgentAnswering, SearchByUsnComparesItWhole)
+TEST_F(AgentAnswering, SearchByUSNComparesTheWholeUSN)
 {
     OpenTwo();
     for (const char *usn :
@@ -72,7 +72,7 @@ TEST_F(AgentAnswering, SearchByUsnComparesItWhole)
     }
 }
 
-TEST_F(AgentAnswering, SearchByTypeGetsTheServicesOfTheType)
+TEST_F(AgentAnswering, SearchByTypeIsAnsweredForServicesOfThatType)
 {
     OpenTwo();
     EXPECT_THAT(Receive(Search("upnp:rootdevice")), ElementsAre(kCorviaAnswer));
@@ -90,7 +90,7 @@ TEST_F(AgentAnswering, SearchByTypeMayEndInAVersionOfOneDigit)
     EXPECT_THAT(Receive(Search("upnp:rootdevice:x")), IsEmpty());
 }
 
-TEST_F(AgentAnswering, SearchWithoutATargetGetsNothing)
+TEST_F(AgentAnswering, SearchWithoutTargetIsNotAnswered)
 {
     OpenTwo();
     EXPECT_THAT(Receive("M-SEARCH * HTTP/1.1\r\nHOST:239.255.255.250:1900\r\n\r\n"), IsEmpty());
@@ -98,7 +98,7 @@ TEST_F(AgentAnswering, SearchWithoutATargetGetsNothing)
     EXPECT_THAT(Receive("m-search * HTTP/1.1\r\nST:ssdp:all\r\n\r\n"), IsEmpty());
 }
 
-TEST_F(AgentAnswering, HasNothingToSayWithoutServices)
+TEST_F(AgentAnswering, SearchIsNotAnsweredWithoutAnnouncedServices)
 {
     Open();
     Receive(test::PeerDescription("Lumen", "beta")); // known, but not announced
@@ -106,7 +106,7 @@ TEST_F(AgentAnswering, HasNothingToSayWithoutServices)
     EXPECT_THAT(Receive(Search("upnp:rootdevice")), IsEmpty());
 }
 
-TEST_F(AgentAnswering, DoesNotTryAgainWhatFindsNoRoomInTheSendBuffer)
+TEST_F(AgentAnswering, AnswerWithoutRoomInTheSendBufferIsNotRepeated)
 {
     OpenAnnounced();
     mEnvironment.room = false;

@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-// What becomes of a description document that arrives.
+// Received description documents.
 
 using test::kPeerAddress;
 using test::PeerDescription;
@@ -26,7 +26,7 @@ protected:
         return mAgent.NodeList().at(usn);
     }
 
-    // A record with the elements of a document, after whatever headers.
+    // The record that a document with these elements and headers makes.
     const SSDPDeviceType &Read(const std::string &elements, const std::string &headers = "")
     {
         Receive("HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n" + headers +
@@ -45,7 +45,7 @@ protected:
 
 } // namespace
 
-TEST_F(AgentDescriptions, ListTheDeviceWithTheseFields)
+TEST_F(AgentDescriptions, DescriptionAddsTheDeviceWithTheseFields)
 {
     Receive(PeerDescription("Lumen", "beta"));
     SSDPDeviceType expected;
@@ -66,7 +66,7 @@ TEST_F(AgentDescriptions, ListTheDeviceWithTheseFields)
     EXPECT_TRUE(mAgent.Changed());
 }
 
-TEST_F(AgentDescriptions, AreReplacedByLaterOnes)
+TEST_F(AgentDescriptions, LaterDescriptionReplacesAnEarlierOne)
 {
     Receive(PeerDescription("Lumen", "beta"));
     Receive(PeerDescription("Lumen", "delta"));
@@ -74,33 +74,33 @@ TEST_F(AgentDescriptions, AreReplacedByLaterOnes)
     EXPECT_EQ(Node(UsnOf("Lumen", kPeerAddress)).hostName, "delta");
 }
 
-TEST_F(AgentDescriptions, AreForgottenWhenTheDeviceSaysGoodbye)
+TEST_F(AgentDescriptions, DeviceIsForgottenAfterItsGoodbye)
 {
     Receive(PeerDescription("Lumen", "beta"));
     Receive(PeerNotify("ssdp:byebye", "Lumen", kLumen));
     EXPECT_FALSE(Knows("Lumen"));
 }
 
-TEST_F(AgentDescriptions, AreForgottenWhenTheDeviceIsSilentForTwoPeriods)
+TEST_F(AgentDescriptions, DeviceIsForgottenAfterTwoSilentPeriods)
 {
     Receive(PeerDescription("Lumen", "beta"));
     Tick(119999);
     EXPECT_TRUE(Knows("Lumen"));
-    Receive(PeerNotify("ssdp:alive", "Lumen", kLumen)); // for 240 s from now on
+    Receive(PeerNotify("ssdp:alive", "Lumen", kLumen)); // lives for 240 s from now
     Tick(119999);
     EXPECT_TRUE(Knows("Lumen"));
     Tick(120001);
     EXPECT_FALSE(Knows("Lumen"));
 }
 
-TEST_F(AgentDescriptions, KeepAModelNumberThatBeginsWith0x1)
+TEST_F(AgentDescriptions, ModelNumberThatBeginsWith0x1IsKept)
 {
     EXPECT_EQ(ModelNumber("Lumen", "0x10650001"), "0x10650001");
     EXPECT_EQ(ModelNumber("No Such Model", "0x1"), "0x1");
     EXPECT_EQ(ModelNumber("ZR2 ", "0x1anything"), "0x1anything");
 }
 
-TEST_F(AgentDescriptions, GetAnyOtherModelNumberAndThatOfAZR2FromTheModelsName)
+TEST_F(AgentDescriptions, OtherModelNumbersAndThoseOfAZR2ComeFromTheModelName)
 {
     EXPECT_EQ(ModelNumber("ZR2", "0x10650001"), "0x10680002");
     EXPECT_EQ(ModelNumber("Lumen", "0x2"), "0x10660001");
@@ -111,7 +111,7 @@ TEST_F(AgentDescriptions, GetAnyOtherModelNumberAndThatOfAZR2FromTheModelsName)
     EXPECT_EQ(ModelNumber("No Such Model", "7"), "0xffffffff");
 }
 
-TEST_F(AgentDescriptions, LiveForTwiceTheMaxAgeOfTheResponse)
+TEST_F(AgentDescriptions, DeviceLivesForTwiceTheMaxAgeOfTheResponse)
 {
     const SSDPDeviceType &device = Read("", "CACHE-CONTROL: max-age=300\r\n");
     EXPECT_EQ(device.maxAge, "300");
@@ -119,7 +119,7 @@ TEST_F(AgentDescriptions, LiveForTwiceTheMaxAgeOfTheResponse)
     EXPECT_EQ(device.timerCountdown, 600000);
 }
 
-TEST_F(AgentDescriptions, LiveAtLeastFor120SecondsAndSomeDrawnOnes)
+TEST_F(AgentDescriptions, MaxAgeBelow120SecondsIsReplacedBy120To129Seconds)
 {
     const SSDPDeviceType &device = Read("", "CACHE-CONTROL: max-age=119\r\n");
     EXPECT_EQ(device.maxAge, "125");
@@ -127,7 +127,7 @@ TEST_F(AgentDescriptions, LiveAtLeastFor120SecondsAndSomeDrawnOnes)
     EXPECT_EQ(device.timerCountdown, 250000);
 }
 
-TEST_F(AgentDescriptions, HaveNoMaxAgeThatOverflowsTheCountdown)
+TEST_F(AgentDescriptions, LargeMaxAgeDoesNotOverflowTheCountdown)
 {
     const SSDPDeviceType &device = Read("", "CACHE-CONTROL: max-age=99999999999999999999\r\n");
     EXPECT_EQ(device.timerPeriod, 1073741000U);

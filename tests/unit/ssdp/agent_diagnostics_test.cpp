@@ -11,7 +11,7 @@ namespace {
 class AgentDiagnostics : public test::AgentTest
 {
 protected:
-    // The listing of a device of the peer.
+    // The entry of a device at the peer's address.
     static std::string Listed(const std::string &product, const std::string &hostName)
     {
         return "\n  ProductName:\"" + product + "\"\n  HostName:   \"" + hostName +
@@ -27,7 +27,7 @@ protected:
 
 } // namespace
 
-TEST_F(AgentDiagnostics, ListTheAnnouncedServicesAndTheKnownOnes)
+TEST_F(AgentDiagnostics, CommandsListAnnouncedAndKnownServices)
 {
     OpenAnnounced();
     Receive(PeerDescription("Lumen", "beta"));
@@ -36,14 +36,14 @@ TEST_F(AgentDiagnostics, ListTheAnnouncedServicesAndTheKnownOnes)
     EXPECT_THAT(mEnvironment.faults, IsEmpty());
 }
 
-TEST_F(AgentDiagnostics, EmptyListIsItsNameAlone)
+TEST_F(AgentDiagnostics, ListingOfAnEmptyListIsItsName)
 {
     Open();
     EXPECT_EQ(Ask("gh"), "HostList");
     EXPECT_EQ(Ask("gn"), "NodeList");
 }
 
-TEST_F(AgentDiagnostics, ReportACommandThatIsNone)
+TEST_F(AgentDiagnostics, UnknownCommandIsReported)
 {
     Open();
     for (const std::string &command :
@@ -68,6 +68,6 @@ TEST_F(AgentDiagnostics, ListingEndsAfterTheLastWholeEntryThatADatagramHolds)
             expected += entry;
         }
     }
-    ASSERT_LT(kMaxDatagram - expected.size(), 1200U) << "the list was to be longer than that";
+    ASSERT_LT(kMaxDatagram - expected.size(), 1200U) << "the list must be longer than a datagram";
     EXPECT_EQ(Ask("gn"), expected);
 }

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-// Requests for peers' description documents, and answers to their requests.
+// Requests for description documents of peers, and answers to their requests.
 
 using test::Get;
 using test::GetAnswer;
@@ -24,7 +24,7 @@ constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
 constexpr const char *kTalon = "http://192.0.2.20:80/talonmx_upnp_ssdp_2.xml";
 constexpr const char *kPathOfA = "/var/www/html/a.xml";
 
-// A document with the longest answer that a datagram holds.
+// A document whose answer has exactly the size of the largest datagram.
 std::string LargestDocument()
 {
     const std::size_t headers = GetAnswer("", 65000).size();
@@ -53,7 +53,7 @@ protected:
 
 } // namespace
 
-TEST_F(AgentExchange, AsksForTheDocumentOfADeviceThatSaysAlive)
+TEST_F(AgentExchange, RequestsTheDocumentOfADeviceThatAnnouncesItself)
 {
     Open();
     EXPECT_THAT(Receive(PeerNotify("ssdp:alive", "Lumen", kLumen)), IsEmpty());
@@ -61,14 +61,14 @@ TEST_F(AgentExchange, AsksForTheDocumentOfADeviceThatSaysAlive)
     EXPECT_THAT(Tick(), IsEmpty());
 }
 
-TEST_F(AgentExchange, AsksForTheDocumentOfADeviceThatAnsweredTheSearch)
+TEST_F(AgentExchange, RequestsTheDocumentOfADeviceThatAnswersTheSearch)
 {
     Open();
     EXPECT_THAT(Receive(PeerAnswer("TalonMx", kTalon)), IsEmpty());
     EXPECT_THAT(Tick(), ElementsAre(ToPeer(PeerRequest(kTalon))));
 }
 
-TEST_F(AgentExchange, AsksOnceForEachAliveUntilTheDescriptionIsThere)
+TEST_F(AgentExchange, RequestsTheDocumentForEachAliveUntilItArrives)
 {
     Open();
     for (int i = 0; i < 2; ++i) {
@@ -81,14 +81,14 @@ TEST_F(AgentExchange, AsksOnceForEachAliveUntilTheDescriptionIsThere)
     EXPECT_THAT(Tick(), IsEmpty());
 }
 
-TEST_F(AgentExchange, AsksTheAddressOfTheLocationWhoeverSentIt)
+TEST_F(AgentExchange, RequestGoesToTheAddressInTheLocation)
 {
     Open();
     Receive(PeerNotify("ssdp:alive", "Lumen", kLumen), "192.0.2.99", 50000);
     EXPECT_THAT(Tick(), ElementsAre(ToPeer(PeerRequest(kLumen), "192.0.2.20:1900")));
 }
 
-TEST_F(AgentExchange, AsksNothingOfADeviceOfAnotherMaker)
+TEST_F(AgentExchange, RequestsNothingFromADeviceOfAnotherMaker)
 {
     Open();
     Receive("NOTIFY * HTTP/1.1\r\nNT: upnp:rootdevice\r\nNTS: ssdp:alive\r\nLOCATION: " +
@@ -97,7 +97,7 @@ TEST_F(AgentExchange, AsksNothingOfADeviceOfAnotherMaker)
     EXPECT_THAT(mEnvironment.faults, IsEmpty());
 }
 
-TEST_F(AgentExchange, ARequestWaitsForUpToThreePollIntervals)
+TEST_F(AgentExchange, RequestWaitsUpToThreePollIntervals)
 {
     Open();
     for (const auto &[drawn, delayMs] :
@@ -114,7 +114,7 @@ TEST_F(AgentExchange, ARequestWaitsForUpToThreePollIntervals)
     }
 }
 
-TEST_F(AgentExchange, AnAnswerWaitsForUpToThreePollIntervals)
+TEST_F(AgentExchange, AnswerWaitsUpToThreePollIntervals)
 {
     Open();
     WriteFiles({"a.xml"});
@@ -126,7 +126,7 @@ TEST_F(AgentExchange, AnAnswerWaitsForUpToThreePollIntervals)
     EXPECT_THAT(Tick(1), ElementsAre(ToPeer(GetAnswer("a.xml"))));
 }
 
-TEST_F(AgentExchange, AnswersLeaveBeforeRequestsEachInTheOrderTheyCame)
+TEST_F(AgentExchange, AnswersAreSentBeforeRequestsAndBothInOrderOfArrival)
 {
     Open();
     WriteFiles({"a.xml", "b.xml"});
@@ -139,7 +139,7 @@ TEST_F(AgentExchange, AnswersLeaveBeforeRequestsEachInTheOrderTheyCame)
                                     ToPeer(PeerRequest(kTalon))));
 }
 
-TEST_F(AgentExchange, AnAnswerGoesToThePortThatAsked)
+TEST_F(AgentExchange, AnswerGoesToTheAddressAndPortOfTheRequest)
 {
     Open();
     WriteFiles({"a.xml"});
@@ -155,7 +155,7 @@ TEST_F(AgentExchange, ServesTheDocumentThatItAnnounces)
     EXPECT_THAT(Tick(), ElementsAre(ToPeer(GetAnswer(document))));
 }
 
-TEST_F(AgentExchange, TellsTheSizeOfTheFileWhateverTextItHasOfIt)
+TEST_F(AgentExchange, ContentLengthIsTheSizeOfTheFileEvenIfTheTextEndsAtANul)
 {
     Open();
     mEnvironment.files.documents[kPathOfA] = std::string("be\0yond", 7);
@@ -163,7 +163,7 @@ TEST_F(AgentExchange, TellsTheSizeOfTheFileWhateverTextItHasOfIt)
     EXPECT_THAT(Tick(), ElementsAre(ToPeer(GetAnswer("be", 7))));
 }
 
-TEST_F(AgentExchange, WantsOnlyFilesThatLieDirectlyInTheWebRoot)
+TEST_F(AgentExchange, ServesOnlyFilesDirectlyInTheWebRoot)
 {
     Open();
     EXPECT_EQ(Wanted("/a.xml"), "/a.xml");
@@ -175,7 +175,7 @@ TEST_F(AgentExchange, WantsOnlyFilesThatLieDirectlyInTheWebRoot)
     EXPECT_EQ(Wanted("a.xml"), "");
 }
 
-TEST_F(AgentExchange, AnswersNothingWithoutTheFile)
+TEST_F(AgentExchange, RequestForAMissingFileIsNotAnswered)
 {
     Open();
     EXPECT_THAT(Receive(Get("/a.xml")), IsEmpty());
@@ -184,7 +184,7 @@ TEST_F(AgentExchange, AnswersNothingWithoutTheFile)
     EXPECT_THAT(mEnvironment.faults, IsEmpty());
 }
 
-TEST_F(AgentExchange, ServesNoDocumentWhoseAnswerFitsNoDatagram)
+TEST_F(AgentExchange, DocumentTooLargeForADatagramIsNotServed)
 {
     Open();
     std::string &document = mEnvironment.files.documents[kPathOfA] = LargestDocument();
@@ -195,8 +195,8 @@ TEST_F(AgentExchange, ServesNoDocumentWhoseAnswerFitsNoDatagram)
     EXPECT_THAT(Tick(60000), IsEmpty());
 }
 
-// So that sending thousands does not keep others from the engine's lock.
-TEST_F(AgentExchange, SendsSomeDatagramsAtATimeAndAllWithinATick)
+// Between two batches other threads can take the engine lock.
+TEST_F(AgentExchange, SendsDueDatagramsInBatchesWithinOneTick)
 {
     Open();
     WriteFiles({"a.xml"});
@@ -214,7 +214,7 @@ TEST_F(AgentExchange, SendsSomeDatagramsAtATimeAndAllWithinATick)
     EXPECT_EQ(sent, (std::vector<std::size_t>{32, 32, 6 + 32, 32, 6}));
 }
 
-TEST_F(AgentExchange, WhatFindsNoRoomInTheSendBufferLeavesAtTheNextTickInItsOrder)
+TEST_F(AgentExchange, DatagramsWithoutRoomAreSentAtTheNextTickInTheirOrder)
 {
     Open();
     WriteFiles({"a.xml", "b.xml"});
@@ -231,7 +231,7 @@ TEST_F(AgentExchange, WhatFindsNoRoomInTheSendBufferLeavesAtTheNextTickInItsOrde
     EXPECT_THAT(Tick(60000), IsEmpty());
 }
 
-TEST_F(AgentExchange, WhatIsLeftWhenTheRoomEndsWithinATickLeavesAtTheNext)
+TEST_F(AgentExchange, RestOfATickIsSentAtTheNextTickWhenTheRoomEnds)
 {
     Open();
     for (int i = 0; i < 40; ++i) {
@@ -246,7 +246,7 @@ TEST_F(AgentExchange, WhatIsLeftWhenTheRoomEndsWithinATickLeavesAtTheNext)
     EXPECT_EQ(Tick().size(), 8U);
 }
 
-TEST_F(AgentExchange, WhatFindsNoRoomWaitsForThreeTicksAndIsDroppedThen)
+TEST_F(AgentExchange, DatagramWithoutRoomIsDroppedAfterThreeTicks)
 {
     Open();
     WriteFiles({"a.xml"});

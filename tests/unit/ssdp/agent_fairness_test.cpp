@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <gmock/gmock.h>
 
-// One host floods the agent. Other peers are served all the same.
+// One host floods the agent. Other peers must be served in spite of that.
 
 using test::Get;
 using test::kPeerAddress;
@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char *kFlooder = "192.0.2.66";
 constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
-constexpr int kASecond = 1000; // datagrams of each kind
+constexpr int kFloodPerSecond = 1000; // datagrams of each kind
 
 class AgentFairness : public test::AgentTest
 {
@@ -28,11 +28,11 @@ protected:
         mTickMs = mAgent.PollIntervalMs();
     }
 
-    // One second of the flood, with the ticks that it holds. Returns what goes to the
-    // peer in these.
+    // One second of the flood, with a tick if one is due. Returns the datagrams to the
+    // peer.
     Datagrams FloodForASecond()
     {
-        for (int i = 0; i < kASecond; ++i) {
+        for (int i = 0; i < kFloodPerSecond; ++i) {
             const std::string product = "F" + std::to_string(mFlooded++);
             Receive(Get("/a.xml"), kFlooder);
             Receive(PeerNotify("ssdp:alive", product, "http://192.0.2.66:80/a.xml"), kFlooder);
@@ -42,15 +42,15 @@ protected:
         return mSinceTickMs < mTickMs ? Datagrams() : ToPeerOf(TickOfAll());
     }
 
-    // Floods until both queues have been full for a while.
+    // Floods for 20 seconds at least, until shortly before a tick: both queues are full.
     void FloodUntilFull()
     {
         do {
             FloodForASecond();
-        } while (mFlooded < 20 * kASecond || mSinceTickMs < 3000);
+        } while (mFlooded < 20 * kFloodPerSecond || mSinceTickMs < 3000);
     }
 
-    // Floods until the peer gets something, or for so many seconds.
+    // Floods until the peer gets a datagram, at most for so many seconds.
     Datagrams FloodUntilThePeerGets(int seconds)
     {
         Datagrams got;
@@ -63,7 +63,7 @@ protected:
     Datagrams TickOfAll()
     {
         const std::uint32_t elapsedMs = std::exchange(mSinceTickMs, 0);
-        mNowMs -= elapsedMs; // which Tick adds
+        mNowMs -= elapsedMs; // Tick adds it again
         return Tick(elapsedMs);
     }
 
@@ -82,7 +82,7 @@ protected:
 
 } // namespace
 
-TEST_F(AgentFairness, APeersRequestIsAnsweredWithinThreeTriesUnderAFloodOfRequests)
+TEST_F(AgentFairness, PeerIsAnsweredWithinThreeTriesDuringAFloodOfRequests)
 {
     Datagrams got;
     for (int tries = 0; tries < 3 && got.empty(); ++tries) {
@@ -93,7 +93,7 @@ TEST_F(AgentFairness, APeersRequestIsAnsweredWithinThreeTriesUnderAFloodOfReques
     EXPECT_EQ(got, Datagrams{test::ToPeer(test::GetAnswer("document"))});
 }
 
-TEST_F(AgentFairness, APeerIsListedWithin60SecondsUnderAFloodOfAlives)
+TEST_F(AgentFairness, PeerIsKnownWithin60SecondsDuringAFloodOfAlives)
 {
     FloodUntilFull();
     for (int second = 0; second < 60 && !Knows("Lumen"); ++second) {
@@ -109,7 +109,7 @@ TEST_F(AgentFairness, APeerIsListedWithin60SecondsUnderAFloodOfAlives)
     EXPECT_TRUE(Knows("Lumen"));
 }
 
-TEST_F(AgentFairness, AFloodThatGoesOnIsReportedOnce)
+TEST_F(AgentFairness, LastingFloodIsReportedOnce)
 {
     for (int second = 0; second < 300; ++second) {
         FloodForASecond();

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-// What the tests of the protocol core have in common: the agent of the device at
-// 192.0.2.10/24 in a fake environment, without a network or a clock.
+// The fixture of the protocol core's tests: the agent of a device at 192.0.2.10/24 in
+// a fake environment, without a network or a clock.
 namespace test {
 
 using Sent = FakeEnvironment::Sent;
@@ -32,9 +32,9 @@ inline Sent ToPeer(const std::string &text, const std::string &to = "192.0.2.20:
     return {to, text};
 }
 
-// The poll interval that the agent draws when the random number is 5.
+// The poll interval that the agent draws with the random number 5.
 constexpr std::uint32_t kTickMs = 4255;
-// The longest delay of a description request or answer, with that interval.
+// The longest delay of a description request or answer with this interval.
 constexpr std::uint32_t kLongestDelayMs = 3 * kTickMs - 1;
 
 class AgentTest : public testing::Test
@@ -51,7 +51,7 @@ protected:
         mAgent.AddService(service);
     }
 
-    // Starts the agent on its interface; what it sends.
+    // Starts the agent on its interface. Returns the datagrams that it sends.
     Datagrams Open()
     {
         mAgent.AddInterface(kOwnAddress, "net0", AddressOf("255.255.255.0"));
@@ -59,7 +59,7 @@ protected:
         return mEnvironment.TakeSent();
     }
 
-    // The same with one announced service.
+    // Adds one service and starts the agent.
     void OpenAnnounced()
     {
         Add();
@@ -67,8 +67,8 @@ protected:
                                      ToGroup(Search("upnp:rootdevice"))}));
     }
 
-    // Hands a datagram to the agent, and a document's file if it asks for one. What
-    // the agent sends at once.
+    // Passes a datagram to the agent, and then the document's file if the datagram
+    // requests one. Returns the datagrams that the agent sends at once.
     Datagrams Receive(const std::string &datagram, const std::string &from = kPeerAddress,
                       std::uint16_t port = 1900)
     {
@@ -81,7 +81,7 @@ protected:
         return mEnvironment.TakeSent();
     }
 
-    // The lines that the agent writes over one datagram.
+    // Passes a datagram to the agent. Returns the lines that the agent reports.
     Lines FaultsOf(const std::string &datagram, const std::string &from = kPeerAddress)
     {
         mEnvironment.TakeFaults();
@@ -89,7 +89,7 @@ protected:
         return mEnvironment.TakeFaults();
     }
 
-    // Lets time pass and runs a tick; what the agent sends.
+    // Lets time pass and runs a tick. Returns the datagrams that the agent sends.
     Datagrams Tick(std::uint32_t elapsedMs = kTickMs)
     {
         mNowMs += elapsedMs;

@@ -20,7 +20,7 @@ constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
 class AgentLeaving : public test::AgentTest
 {
 protected:
-    // What the agent sends when it leaves.
+    // Makes the agent leave. Returns the datagrams that it sends.
     Datagrams Leave(bool announce = true)
     {
         mAgent.Leave(announce);
@@ -30,7 +30,7 @@ protected:
 
 } // namespace
 
-TEST_F(AgentLeaving, SaysGoodbyeForEachServiceInTheOrderOfTheirNames)
+TEST_F(AgentLeaving, SendsGoodbyeForEachServiceInOrderOfUSN)
 {
     Add("ZR2");
     Add();
@@ -39,14 +39,14 @@ TEST_F(AgentLeaving, SaysGoodbyeForEachServiceInTheOrderOfTheirNames)
                                      ToGroup(Goodbye("ZR2", "zr2_upnp_ssdp_2.xml"))));
 }
 
-TEST_F(AgentLeaving, SaysNothingWhenItIsNotToAnnounceThat)
+TEST_F(AgentLeaving, SendsNothingWithoutAnnounce)
 {
     OpenAnnounced();
     EXPECT_THAT(Leave(false), IsEmpty());
     EXPECT_FALSE(mAgent.IsOpen());
 }
 
-TEST_F(AgentLeaving, SaysNothingTwice)
+TEST_F(AgentLeaving, SecondLeaveSendsNothing)
 {
     EXPECT_THAT(Leave(), IsEmpty());
     OpenAnnounced();
@@ -56,15 +56,15 @@ TEST_F(AgentLeaving, SaysNothingTwice)
     EXPECT_THAT(mEnvironment.faults, IsEmpty());
 }
 
-TEST_F(AgentLeaving, GivesTheFileNumbersBack)
+TEST_F(AgentLeaving, FreesTheFileNumbers)
 {
     for (const bool announce : {true, false}) {
-        OpenAnnounced(); // which expects the document to have number 1
+        OpenAnnounced(); // expects number 1 in the name of the document
         Leave(announce);
     }
 }
 
-TEST_F(AgentLeaving, EmptiesTheListsWhichIsAChange)
+TEST_F(AgentLeaving, EmptiesTheListsAndFlagsAChange)
 {
     OpenAnnounced();
     Receive(PeerDescription("Lumen", "beta"));
@@ -80,7 +80,7 @@ TEST_F(AgentLeaving, EmptiesTheListsWhichIsAChange)
     EXPECT_FALSE(mAgent.TakeChange(known));
 }
 
-TEST_F(AgentLeaving, ForgetsWhatIsQueuedForAnnouncement)
+TEST_F(AgentLeaving, DropsQueuedAdditions)
 {
     Add();
     Leave();
@@ -91,7 +91,7 @@ TEST_F(AgentLeaving, ForgetsWhatIsQueuedForAnnouncement)
     EXPECT_THAT(Tick(), IsEmpty());
 }
 
-TEST_F(AgentLeaving, IsFollowedByTheAnnouncementOfWhatIsAddedAfterIt)
+TEST_F(AgentLeaving, ServiceAddedAfterLeavingIsAnnouncedAtTheNextStart)
 {
     OpenAnnounced();
     Leave();
@@ -100,7 +100,7 @@ TEST_F(AgentLeaving, IsFollowedByTheAnnouncementOfWhatIsAddedAfterIt)
                                     ToGroup(Search("upnp:rootdevice"))));
 }
 
-TEST_F(AgentLeaving, IgnoresEveryDatagramAfterIt)
+TEST_F(AgentLeaving, DatagramsAfterLeavingAreIgnored)
 {
     OpenAnnounced();
     Leave();
@@ -119,8 +119,8 @@ TEST_F(AgentLeaving, IgnoresEveryDatagramAfterIt)
     EXPECT_EQ(mEnvironment.files.reads, 0);
 }
 
-// A document's file is read while the agent may leave.
-TEST_F(AgentLeaving, DropsTheAnswerWhoseDocumentIsReadMeanwhile)
+// The file is read without the lock, so the agent may leave meanwhile.
+TEST_F(AgentLeaving, DropsAnAnswerWhoseDocumentIsBeingRead)
 {
     OpenAnnounced();
     const auto wanted = mAgent.ParseSSDPPacket(test::Get("/" + std::string(kCorviaFile)),
@@ -134,7 +134,7 @@ TEST_F(AgentLeaving, DropsTheAnswerWhoseDocumentIsReadMeanwhile)
     EXPECT_THAT(Tick(60000), IsEmpty());
 }
 
-TEST_F(AgentLeaving, ForgetsWhatWaitsToBeSent)
+TEST_F(AgentLeaving, DropsDatagramsThatWaitToBeSent)
 {
     OpenAnnounced();
     Receive(test::Get("/" + std::string(kCorviaFile)));
@@ -144,8 +144,8 @@ TEST_F(AgentLeaving, ForgetsWhatWaitsToBeSent)
     EXPECT_THAT(Tick(60000), IsEmpty());
 }
 
-// The engine lets others take its lock while it sends.
-TEST_F(AgentLeaving, EndsATickThatIsUnderWay)
+// The engine releases its lock between two batches, so the agent may leave there.
+TEST_F(AgentLeaving, EndsARunningTick)
 {
     OpenAnnounced();
     for (int i = 0; i < 100; ++i) {

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <gmock/gmock.h>
 
-// What others can make the agent send, and read from its medium.
+// Limits to the bytes that others can make the agent send, and to the files that they
+// can make it read.
 
 using test::Get;
 using test::GetAnswer;
@@ -31,7 +32,8 @@ protected:
         mEnvironment.files.documents["/var/www/html/a.xml"] = std::string(1200, 'x');
     }
 
-    // How many answers searches from an address get, at the most.
+    // Searches from an address until no answer comes, at most so often. Returns the number
+    // of answers.
     std::size_t AnswersTo(const std::string &address, std::size_t most = 1000)
     {
         std::size_t answers = 0;
@@ -41,7 +43,7 @@ protected:
         return answers;
     }
 
-    // How many answers of the next tick go to an address.
+    // The number of datagrams to an address in the next tick.
     std::size_t SentInATickTo(const std::string &address)
     {
         const Datagrams sent = Tick(0);
@@ -64,7 +66,7 @@ protected:
 
 } // namespace
 
-TEST_F(AgentLimits, SearchAnswersLeaveTheLinkUpTo64KiBAtOnceAnd16KiBASecond)
+TEST_F(AgentLimits, SearchAnswersOffTheLinkAreLimitedTo64KiBAtOnceAnd16KiBASecond)
 {
     std::size_t left = kBurst;
     EXPECT_EQ(AnswersTo(kOffLink), left / mAnswerSize);
@@ -107,7 +109,7 @@ TEST_F(AgentLimits, DescriptionsSpendTheSameBudget)
 {
     mEnvironment.random = 0;
     GetOften(kOffLink, 1000);
-    // A file is read as long as a datagram of 1500 bytes is left of the budget.
+    // A file is read while the budget has 1500 bytes left.
     const std::size_t answers = (kBurst - 1500) / mDocumentSize + 1;
     EXPECT_EQ(SentInATickTo(kOffLink), answers);
     EXPECT_EQ(mEnvironment.files.reads, static_cast<int>(answers));
@@ -125,9 +127,9 @@ TEST_F(AgentLimits, OnTheLinkEveryDescriptionIsSent)
     EXPECT_EQ(SentInATickTo("192.0.2.1"), 1000U);
 }
 
-TEST_F(AgentLimits, AFileIsReadOnlyWhenItsAnswerHasRoom)
+TEST_F(AgentLimits, FileIsReadOnlyWhenTheAnswerHasRoom)
 {
-    GetOften("192.0.2.66", 1024); // as many answers as may wait
+    GetOften("192.0.2.66", 1024); // fills the queue of answers
     EXPECT_EQ(mEnvironment.files.reads, 1024);
     EXPECT_THAT(mEnvironment.faults, IsEmpty());
     GetOften("192.0.2.66", 100);

@@ -39,7 +39,8 @@ TEST_F(AgentParsing, NotifyThatLacksAHeaderIsDroppedSilently)
     const std::string start = "NOTIFY * HTTP/1.1\r\nNTS: ssdp:alive\r\n";
     const std::string nt = "NT: upnp:rootdevice\r\n";
     const std::string usn = "USN: uuid:65746500-Lumen-192.0.2.20-0\r\n";
-    const std::string location = "LOCATION: https://no.such.port/\r\n"; // it would be reported
+    const std::string location =
+        "LOCATION: https://no.such.port/\r\n"; // invalid: would be reported
     for (const std::string &headers : {nt + usn, nt + location, usn + location}) {
         EXPECT_THAT(FaultsOf(start + headers + "\r\n"), IsEmpty());
     }
@@ -53,7 +54,7 @@ TEST_F(AgentParsing, NotifyOfAnotherKindIsDroppedSilently)
     EXPECT_THAT(FaultsOf(PeerNotify("SSDP:ALIVE", "Lumen", "nowhere")), ElementsAre(kNoHttp));
 }
 
-TEST_F(AgentParsing, LocationWithoutItsMarksIsReported)
+TEST_F(AgentParsing, LocationWithoutSchemeOrPortIsReported)
 {
     Open();
     for (const char *location : {"192.0.2.20:80/x.xml", "http://192.0.2.20/x.xml",
@@ -63,7 +64,7 @@ TEST_F(AgentParsing, LocationWithoutItsMarksIsReported)
     EXPECT_THAT(Tick(60000), IsEmpty());
 }
 
-TEST_F(AgentParsing, LocationOfNoPeerIsReported)
+TEST_F(AgentParsing, LocationWithAnInvalidPeerAddressIsReported)
 {
     Open();
     const std::vector<std::string> addresses{
@@ -82,7 +83,7 @@ TEST_F(AgentParsing, LocationOfNoPeerIsReported)
     EXPECT_THAT(Tick(60000), IsEmpty());
 }
 
-TEST_F(AgentParsing, LocationOfAnyPeerIsAsked)
+TEST_F(AgentParsing, DocumentIsRequestedFromAnyValidPeerAddress)
 {
     Open();
     for (const char *address : {"1.0.0.0", "126.255.255.255", "128.0.0.0", "223.255.255.255",
@@ -95,7 +96,7 @@ TEST_F(AgentParsing, LocationOfAnyPeerIsAsked)
     }
 }
 
-TEST_F(AgentParsing, SearchResponseWithoutUsnIsReported)
+TEST_F(AgentParsing, SearchResponseWithoutUSNIsReported)
 {
     Open();
     EXPECT_THAT(FaultsOf("HTTP/1.1 200 OK\r\nST: upnp:rootdevice\r\n\r\n"),
@@ -104,7 +105,7 @@ TEST_F(AgentParsing, SearchResponseWithoutUsnIsReported)
                 ElementsAre("ParseHTTPResponse: Unable to retrieve the USN"));
 }
 
-TEST_F(AgentParsing, SearchResponseWithoutALocationToReadIsReported)
+TEST_F(AgentParsing, SearchResponseWithoutAValidLocationIsReported)
 {
     Open();
     const std::string start = "HTTP/1.1 200 OK\r\nUSN: uuid:65746500-Lumen-192.0.2.20-0\r\n";
@@ -132,13 +133,13 @@ TEST_F(AgentParsing, SearchResponseOfAKnownDeviceCausesNoRequest)
 {
     Open();
     Receive(PeerDescription("Lumen", "beta"));
-    EXPECT_THAT(FaultsOf(PeerAnswer("Lumen", "nowhere")), IsEmpty()); // read, it would be reported
+    EXPECT_THAT(FaultsOf(PeerAnswer("Lumen", "nowhere")), IsEmpty()); // invalid: would be reported
     EXPECT_THAT(FaultsOf(PeerAnswer("Lumen", kLumen)), IsEmpty());
     EXPECT_THAT(Tick(), IsEmpty());
     EXPECT_THAT(FaultsOf(PeerAnswer("ZR2", "nowhere")), ElementsAre(kNoHttp));
 }
 
-TEST_F(AgentParsing, ResponseFromTheOwnAddressIsIgnored)
+TEST_F(AgentParsing, ResponseFromThisDevicesAddressIsIgnored)
 {
     Open();
     EXPECT_THAT(FaultsOf("HTTP/1.1 200 OK\r\n\r\n", kOwnAddress), IsEmpty());
@@ -150,7 +151,7 @@ TEST_F(AgentParsing, ResponseFromTheOwnAddressIsIgnored)
     EXPECT_TRUE(Knows("Lumen"));
 }
 
-TEST_F(AgentParsing, NotifyFromTheOwnAddressIsIgnored)
+TEST_F(AgentParsing, NotifyFromThisDevicesAddressIsIgnored)
 {
     Open();
     Receive(PeerDescription("Lumen", "beta"));
@@ -162,7 +163,7 @@ TEST_F(AgentParsing, NotifyFromTheOwnAddressIsIgnored)
     EXPECT_THAT(Tick(), IsEmpty());
 }
 
-TEST_F(AgentParsing, DescriptionWithoutANameOrAUsnIsDroppedSilently)
+TEST_F(AgentParsing, DescriptionWithoutNameOrUSNIsDroppedSilently)
 {
     Open();
     const std::string start = "HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n";
@@ -173,7 +174,7 @@ TEST_F(AgentParsing, DescriptionWithoutANameOrAUsnIsDroppedSilently)
     EXPECT_EQ(Ask("gn"), "NodeList");
 }
 
-TEST_F(AgentParsing, HostileDatagramsLeaveTheAgentAtWork)
+TEST_F(AgentParsing, AgentStillWorksAfterHostileDatagrams)
 {
     OpenAnnounced();
     const std::string nul(1, '\0');

@@ -1,4 +1,4 @@
-#include "ssdp/bound_report.h"
+#include "ssdp/flood_limits.h"
 
 #include "support/fake_environment.h"
 
@@ -14,6 +14,7 @@ const std::string kLine = "SendGETResponse: Too many responses, dropping what co
 class BoundReportTest : public testing::Test
 {
 protected:
+    // The lines of a full container.
     std::vector<std::string> Full()
     {
         report.NoteFull(environment);
@@ -26,14 +27,14 @@ protected:
 
 } // namespace
 
-TEST_F(BoundReportTest, SaysOnceThatTheBoundIsMet)
+TEST_F(BoundReportTest, WritesOneLineWhenTheContainerIsFull)
 {
     EXPECT_THAT(Full(), ElementsAre(kLine));
     EXPECT_TRUE(Full().empty());
     EXPECT_TRUE(Full().empty());
 }
 
-TEST_F(BoundReportTest, SaysSoAgainAfterTheContainerWasMostlyEmpty)
+TEST_F(BoundReportTest, WritesALineAgainAfterTheContainerWasMostlyEmpty)
 {
     Full();
     report.NoteMostlyEmpty();
@@ -41,7 +42,7 @@ TEST_F(BoundReportTest, SaysSoAgainAfterTheContainerWasMostlyEmpty)
     EXPECT_TRUE(Full().empty());
 }
 
-TEST_F(BoundReportTest, OfEachContainerStandsByItself)
+TEST_F(BoundReportTest, ContainersAreReportedIndependently)
 {
     Full();
     ssdp::BoundReport other("SendGETRequest", "requests");

@@ -39,17 +39,17 @@ protected:
         return texts;
     }
 
-    // What leaves while a time goes by.
+    // The datagrams that are due within a time.
     Texts Tick(std::uint32_t elapsedMs) { return TextsOf(queue.TakeDue(elapsedMs)); }
 
-    // The lines that adding a datagram writes.
-    Texts Complaint(const std::string &message, in_addr_t holder = kHolder)
+    // Adds a datagram. Returns the lines that this reports.
+    Texts LinesOfAdding(const std::string &message, in_addr_t holder = kHolder)
     {
         Add(message, 0, holder);
         return environment.TakeFaults();
     }
 
-    // A datagram that takes so many places.
+    // The text of a datagram that takes so many places.
     static std::string Large(std::size_t places)
     {
         return std::string(places * ssdp::kBytesOfPlace, 'x');
@@ -63,7 +63,7 @@ const std::string kFull = "SendGETRequest: Too many delayed requests, dropping w
 
 } // namespace
 
-TEST_F(DelayedQueueTest, ADatagramWhoseDelayIsNotAboveTheElapsedTimeIsSentAndRemoved)
+TEST_F(DelayedQueueTest, DatagramIsDueWhenItsDelayIsNotAboveTheElapsedTime)
 {
     Add("a", 4999);
     Add("b", 5000);
@@ -72,7 +72,7 @@ TEST_F(DelayedQueueTest, ADatagramWhoseDelayIsNotAboveTheElapsedTimeIsSentAndRem
     EXPECT_EQ(queue.Size(), 1U);
 }
 
-TEST_F(DelayedQueueTest, AnyOthersDelayIsLoweredByTheElapsedTime)
+TEST_F(DelayedQueueTest, DelayOfOtherDatagramsIsLoweredByTheElapsedTime)
 {
     Add("a", 14999);
     EXPECT_EQ(Tick(5000), Texts{});
@@ -82,13 +82,13 @@ TEST_F(DelayedQueueTest, AnyOthersDelayIsLoweredByTheElapsedTime)
     EXPECT_EQ(Tick(5000), Texts{});
 }
 
-TEST_F(DelayedQueueTest, ADelayBelowOnePollIntervalIsOverAtTheFirstTick)
+TEST_F(DelayedQueueTest, DelayBelowOnePollIntervalEndsAtTheFirstTick)
 {
     Add("a", 4249);
     EXPECT_THAT(Tick(4250), ElementsAre("a"));
 }
 
-TEST_F(DelayedQueueTest, DueDatagramsLeaveInTheOrderTheyCameWhoeverCausedThem)
+TEST_F(DelayedQueueTest, DueDatagramsComeInOrderOfAddingForAllHolders)
 {
     Add("late", 10, kOther);
     Add("early", 5, kHolder);
@@ -97,7 +97,7 @@ TEST_F(DelayedQueueTest, DueDatagramsLeaveInTheOrderTheyCameWhoeverCausedThem)
     EXPECT_THAT(Tick(10), ElementsAre("late", "early"));
 }
 
-TEST_F(DelayedQueueTest, TheLongestTimesDoNotWrap)
+TEST_F(DelayedQueueTest, LongestTimesDoNotWrap)
 {
     Add("a", 4294967295U);
     EXPECT_EQ(Tick(4294967294U), Texts{});
@@ -110,69 +110,69 @@ TEST_F(DelayedQueueTest, ClearDropsEverythingAndMakesRoom)
     queue.Clear();
     EXPECT_EQ(queue.Size(), 0U);
     EXPECT_EQ(Tick(1), Texts{});
-    EXPECT_EQ(Complaint("a"), Texts{});
-    EXPECT_EQ(Complaint("b"), Texts{});
+    EXPECT_EQ(LinesOfAdding("a"), Texts{});
+    EXPECT_EQ(LinesOfAdding("b"), Texts{});
     EXPECT_THAT(Tick(0), ElementsAre("a", "b"));
 }
 
-TEST_F(DelayedQueueTest, DropsADatagramOverTheBoundAndSaysSoOnce)
+TEST_F(DelayedQueueTest, DatagramOverTheBoundIsDroppedAndReportedOnce)
 {
     Add("a");
     Add("b");
-    EXPECT_EQ(Complaint("c"), Texts{});
-    EXPECT_THAT(Complaint("d"), ElementsAre(kFull));
-    EXPECT_EQ(Complaint("e"), Texts{});
+    EXPECT_EQ(LinesOfAdding("c"), Texts{});
+    EXPECT_THAT(LinesOfAdding("d"), ElementsAre(kFull));
+    EXPECT_EQ(LinesOfAdding("e"), Texts{});
     EXPECT_THAT(Tick(0), ElementsAre("a", "b", "c"));
 }
 
-// Otherwise a flood that goes on would write a line in each tick.
-TEST_F(DelayedQueueTest, DoesNotSaySoAgainWhenSomeOfItHasLeft)
+// Otherwise a lasting flood would write a line in each tick.
+TEST_F(DelayedQueueTest, FullQueueIsNotReportedAgainAfterAFewDatagramsWereSent)
 {
     Add("a", 5);
     Add("b", 6);
     Add("c", 6);
-    EXPECT_THAT(Complaint("d"), ElementsAre(kFull));
+    EXPECT_THAT(LinesOfAdding("d"), ElementsAre(kFull));
     EXPECT_THAT(Tick(5), ElementsAre("a"));
-    EXPECT_EQ(Complaint("e"), Texts{});
-    EXPECT_EQ(Complaint("f"), Texts{});
+    EXPECT_EQ(LinesOfAdding("e"), Texts{});
+    EXPECT_EQ(LinesOfAdding("f"), Texts{});
     EXPECT_THAT(Tick(1), ElementsAre("b", "c", "e"));
 }
 
-TEST_F(DelayedQueueTest, SaysSoAgainAfterItWasMostlyEmpty)
+TEST_F(DelayedQueueTest, FullQueueIsReportedAgainAfterItWasMostlyEmpty)
 {
     for (const char *message : {"a", "b", "c"}) {
         Add(message, 5);
     }
-    EXPECT_THAT(Complaint("d"), ElementsAre(kFull));
+    EXPECT_THAT(LinesOfAdding("d"), ElementsAre(kFull));
     Tick(4); // nothing leaves
-    EXPECT_EQ(Complaint("e"), Texts{});
+    EXPECT_EQ(LinesOfAdding("e"), Texts{});
     Tick(1);
     for (const char *message : {"a", "b", "c"}) {
-        EXPECT_EQ(Complaint(message), Texts{});
+        EXPECT_EQ(LinesOfAdding(message), Texts{});
     }
-    EXPECT_THAT(Complaint("d"), ElementsAre(kFull));
+    EXPECT_THAT(LinesOfAdding("d"), ElementsAre(kFull));
 }
 
-TEST_F(DelayedQueueTest, ALargeDatagramTakesSeveralPlaces)
+TEST_F(DelayedQueueTest, LargeDatagramTakesSeveralPlaces)
 {
-    EXPECT_EQ(Complaint(Large(2)), Texts{});
-    EXPECT_THAT(Complaint(Large(2)), ElementsAre(kFull));
-    EXPECT_EQ(Complaint(Large(1)), Texts{});
+    EXPECT_EQ(LinesOfAdding(Large(2)), Texts{});
+    EXPECT_THAT(LinesOfAdding(Large(2)), ElementsAre(kFull));
+    EXPECT_EQ(LinesOfAdding(Large(1)), Texts{});
     EXPECT_EQ(queue.Size(), 2U);
-    EXPECT_EQ(Complaint(Large(1) + "x", kOther), Texts{}); // two places for one byte more
+    EXPECT_EQ(LinesOfAdding(Large(1) + "x", kOther), Texts{}); // one byte more takes a second place
     EXPECT_EQ(queue.Size(), 2U);
 }
 
-TEST_F(DelayedQueueTest, AFullQueueTakesTheNewestDatagramFromTheAddressThatHoldsMost)
+TEST_F(DelayedQueueTest, FullQueueDropsTheNewestDatagramOfTheAddressThatHoldsMost)
 {
     Add("a");
     Add("b");
     Add("c");
-    EXPECT_THAT(Complaint("other", kOther), ElementsAre(kFull));
+    EXPECT_THAT(LinesOfAdding("other", kOther), ElementsAre(kFull));
     EXPECT_THAT(Tick(0), ElementsAre("a", "b", "other"));
 }
 
-TEST_F(DelayedQueueTest, AFullQueueDropsTheNewcomerOfAnAddressThatWouldHoldAsMuch)
+TEST_F(DelayedQueueTest, FullQueueDropsTheNewcomerOfAnAddressThatWouldHoldAsMuch)
 {
     Add("a");
     Add("b");
@@ -190,7 +190,7 @@ TEST_F(DelayedQueueTest, AddressesThatHoldOneDatagramEachLoseNone)
     EXPECT_THAT(Tick(0), ElementsAre("a", "b", "c"));
 }
 
-TEST_F(DelayedQueueTest, SaysBeforehandWhetherItHasRoomForAnAddress)
+TEST_F(DelayedQueueTest, HasRoomForAnAddressThatWouldHoldLessThanAnother)
 {
     EXPECT_TRUE(queue.HasRoomFor(kHolder));
     Add("a");
@@ -204,7 +204,7 @@ TEST_F(DelayedQueueTest, SaysBeforehandWhetherItHasRoomForAnAddress)
     EXPECT_TRUE(queue.HasRoomFor(kHolder));
 }
 
-TEST_F(DelayedQueueTest, AFloodOfOneAddressLeavesTheOthersTheirPlaces)
+TEST_F(DelayedQueueTest, FloodOfOneAddressTakesNoPlacesFromOthers)
 {
     ssdp::DelayedQueue crowded(environment, 1024, "SendGETResponse", "delayed responses");
     for (int round = 0; round < 2000; ++round) {
@@ -221,7 +221,7 @@ TEST_F(DelayedQueueTest, AFloodOfOneAddressLeavesTheOthersTheirPlaces)
     EXPECT_EQ(std::count(sent.begin(), sent.end(), "other"), 24);
 }
 
-TEST_F(DelayedQueueTest, ADatagramThatFoundNoRoomToLeaveIsDueAtTheNextThreeTicks)
+TEST_F(DelayedQueueTest, DatagramPutBackIsDueAtTheNextThreeTicks)
 {
     Add("a", 5);
     for (int tick = 0; tick < 4; ++tick) {
@@ -233,7 +233,7 @@ TEST_F(DelayedQueueTest, ADatagramThatFoundNoRoomToLeaveIsDueAtTheNextThreeTicks
     EXPECT_EQ(queue.Size(), 0U);
 }
 
-TEST_F(DelayedQueueTest, ADatagramThatWaitsForRoomLeavesBeforeLaterOnes)
+TEST_F(DelayedQueueTest, DatagramPutBackIsSentBeforeLaterOnes)
 {
     Add("a");
     std::list<GETMessageType> due = queue.TakeDue(0);
@@ -242,7 +242,7 @@ TEST_F(DelayedQueueTest, ADatagramThatWaitsForRoomLeavesBeforeLaterOnes)
     EXPECT_THAT(Tick(0), ElementsAre("a", "b"));
 }
 
-TEST_F(DelayedQueueTest, DatagramsThatWaitForRoomCountInTheBound)
+TEST_F(DelayedQueueTest, DatagramsPutBackCountInTheBound)
 {
     Add("a");
     Add("b");
@@ -254,7 +254,7 @@ TEST_F(DelayedQueueTest, DatagramsThatWaitForRoomCountInTheBound)
     EXPECT_THAT(Tick(0), ElementsAre("a", "c", "d"));
 }
 
-TEST(DelayedQueueBounds, AreFarAboveAnyRealNetwork)
+TEST(DelayedQueueBounds, HaveTheDocumentedValues)
 {
     EXPECT_EQ(ssdp::kMaxDelayedRequests, 4096U);
     EXPECT_EQ(ssdp::kMaxDelayedResponses, 1024U);

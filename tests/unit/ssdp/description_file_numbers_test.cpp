@@ -8,7 +8,7 @@
 
 namespace {
 
-// Numbers with 1 to count in use.
+// Takes the numbers 1 to count.
 void Take(ssdp::DescriptionFileNumbers &numbers, std::uint32_t count)
 {
     for (std::uint32_t number = 1; number <= count; ++number) {
@@ -25,7 +25,7 @@ TEST(DescriptionFileNumbers, BeginWith1)
     EXPECT_EQ(numbers.GetFileNumber(), 2U);
 }
 
-TEST(DescriptionFileNumbers, TheSmallestFreeNumberIsTaken)
+TEST(DescriptionFileNumbers, SmallestFreeNumberIsTaken)
 {
     ssdp::DescriptionFileNumbers numbers;
     Take(numbers, 4);
@@ -34,7 +34,7 @@ TEST(DescriptionFileNumbers, TheSmallestFreeNumberIsTaken)
     EXPECT_EQ(numbers.GetFileNumber(), 5U);
 }
 
-TEST(DescriptionFileNumbers, AReturnedNumberIsTakenAgainTheFirstToo)
+TEST(DescriptionFileNumbers, ReturnedNumberIsTakenAgain)
 {
     ssdp::DescriptionFileNumbers numbers;
     Take(numbers, 7);
@@ -45,7 +45,7 @@ TEST(DescriptionFileNumbers, AReturnedNumberIsTakenAgainTheFirstToo)
     EXPECT_EQ(numbers.GetFileNumber(), 8U);
 }
 
-TEST(DescriptionFileNumbers, ANameWithoutANumberChangesNothing)
+TEST(DescriptionFileNumbers, NameWithoutNumberIsIgnored)
 {
     ssdp::DescriptionFileNumbers numbers;
     Take(numbers, 3);
@@ -59,7 +59,7 @@ TEST(DescriptionFileNumbers, ANameWithoutANumberChangesNothing)
     }
 }
 
-TEST(DescriptionFileNumbers, ANumberThatIsNotInUseIsIgnored)
+TEST(DescriptionFileNumbers, NumberThatIsNotInUseIsIgnored)
 {
     ssdp::DescriptionFileNumbers numbers;
     Take(numbers, 1);
@@ -68,7 +68,7 @@ TEST(DescriptionFileNumbers, ANumberThatIsNotInUseIsIgnored)
     EXPECT_EQ(numbers.GetFileNumber(), 2U);
 }
 
-TEST(DescriptionFileNumbers, ReadsTheNumberOfTheNamesThatThisSystemMakes)
+TEST(DescriptionFileNumbers, ReadsTheNumberInDescriptionFileNames)
 {
     ssdp::DescriptionFileNumbers numbers;
     Take(numbers, 12);
@@ -76,7 +76,7 @@ TEST(DescriptionFileNumbers, ReadsTheNumberOfTheNamesThatThisSystemMakes)
     EXPECT_EQ(numbers.GetFileNumber(), 11U);
 }
 
-TEST(DescriptionFileNumbers, WhenAllAreInUseThereIsNone)
+TEST(DescriptionFileNumbers, ReturnsZeroWhenAllNumbersAreInUse)
 {
     ssdp::DescriptionFileNumbers numbers(3);
     Take(numbers, 3);
@@ -85,7 +85,7 @@ TEST(DescriptionFileNumbers, WhenAllAreInUseThereIsNone)
     EXPECT_EQ(numbers.GetFileNumber(), 2U);
 }
 
-TEST(DescriptionFileNumbers, NoNumberIsGivenTwiceToSeveralThreads)
+TEST(DescriptionFileNumbers, ThreadsNeverGetTheSameNumber)
 {
     ssdp::DescriptionFileNumbers numbers;
     std::vector<std::thread> threads;
@@ -102,6 +102,6 @@ TEST(DescriptionFileNumbers, NoNumberIsGivenTwiceToSeveralThreads)
     for (std::thread &thread : threads) {
         thread.join();
     }
-    // Each round kept one number, and the smallest free one was always taken.
+    // Each of 400 rounds keeps one number, and the smallest free number is always taken.
     EXPECT_EQ(numbers.GetFileNumber(), 401U);
 }

@@ -9,11 +9,11 @@
 namespace {
 
 constexpr const char *kMakerURL = "http://www.vexwell.example/";
-// The largest payload of a UDP datagram that Ethernet carries in one piece.
+// The largest payload of a UDP datagram that fits one Ethernet frame.
 constexpr std::size_t kUnfragmented = 1472;
 
-// The size of the response that carries a model's document, everything else
-// being as long as it gets on a real network.
+// The size of the response with a model's document. All other fields have the largest
+// size of a real network.
 std::size_t ResponseSize(const std::string &model, const std::string &category)
 {
     SSDPDeviceType service = Device(model, "192.168.100.200", std::string(63, 'h'));
@@ -27,7 +27,7 @@ std::size_t ResponseSize(const std::string &model, const std::string &category)
 
 } // namespace
 
-TEST(DescriptionResponse, OfEveryModelFitsADatagramThatIsNotFragmented)
+TEST(DescriptionResponse, OfEveryModelFitsAnUnfragmentedDatagram)
 {
     for (const ProductRow &row : kProductTable) {
         EXPECT_LE(ResponseSize(row.modelName, row.category), kUnfragmented) << row.modelName;

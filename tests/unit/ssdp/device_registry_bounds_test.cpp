@@ -3,8 +3,8 @@
 #include "formats/browse_document.h"
 #include "ssdp/ssdp_tunables.h"
 
-// The bounds against a hostile network: how many devices are kept, and how much
-// of their texts.
+// The bounds against a hostile network: the number of devices, and the bytes of their
+// texts.
 
 using testing::ElementsAre;
 
@@ -18,8 +18,8 @@ class RegistryBounds : public RegistryFixture
 protected:
     static std::string USN(int number) { return "uuid:65746500-Lumen-" + std::to_string(number); }
 
-    // A description with a text of many bytes.
-    static SSDPDeviceType Swollen(int number, std::size_t bytes, char byte = 'x')
+    // The record of a description whose text has so many bytes.
+    static SSDPDeviceType LargeDevice(int number, std::size_t bytes, char byte = 'x')
     {
         SSDPDeviceType device =
             Described(Device("Lumen", "198.51.100.1", "peer" + std::to_string(number)));
@@ -28,10 +28,10 @@ protected:
         return device;
     }
 
-    // A device's description arrives; the lines that this writes.
+    // The registry receives a device's description. Returns the lines that it reports.
     Calls Enter(int number)
     {
-        registry.EnterDescription(Swollen(number, 0));
+        registry.EnterDescription(LargeDevice(number, 0));
         return environment.TakeFaults();
     }
 
@@ -44,38 +44,38 @@ protected:
             ASSERT_EQ(Enter(number), Calls{});
             Confirm(number);
         }
-        ForgetChange();
+        TakeChange();
     }
 
-    // ... with devices that have not.
+    // Fills the registry with devices that have not announced themselves.
     void FillUnconfirmed()
     {
         for (int number = 0; number < kBound; ++number) {
             ASSERT_EQ(Enter(number), Calls{});
         }
-        ForgetChange();
+        TakeChange();
     }
 
-    // The size of the document, and that it is within its bound.
+    // The size of the browse document. Checks that it is within its bound.
     std::size_t DocumentSize()
     {
         const std::size_t size = formats::ComposeBrowseDocument(registry.NodeList()).size();
-        EXPECT_LE(size, ssdp::kMaxHeardBytes);
+        EXPECT_LE(size, ssdp::kMaxKnownBytes);
         return size;
     }
 };
 
 } // namespace
 
-TEST_F(RegistryBounds, AreTheseNumbers)
+TEST_F(RegistryBounds, Are4096DevicesAnd4MiB)
 {
-    EXPECT_EQ(ssdp::kMaxHeardNodes, 4096U);
-    EXPECT_EQ(ssdp::kMaxHeardBytes, 4194304U);
+    EXPECT_EQ(ssdp::kMaxDiscoveredNodes, 4096U);
+    EXPECT_EQ(ssdp::kMaxKnownBytes, 4194304U);
     FillConfirmed();
     EXPECT_EQ(registry.NodeList().size(), 4096U);
 }
 
-TEST_F(RegistryBounds, ADescriptionOverTheBoundIsDroppedAndReportedOnceWhenAllAreConfirmed)
+TEST_F(RegistryBounds, DescriptionIsDroppedAndReportedOnceWhenAllEntriesAreConfirmed)
 {
     FillConfirmed();
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
@@ -86,7 +86,7 @@ TEST_F(RegistryBounds, ADescriptionOverTheBoundIsDroppedAndReportedOnceWhenAllAr
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryBounds, ANewcomerReplacesTheOldestEntryThatNoAliveHasConfirmed)
+TEST_F(RegistryBounds, NewcomerReplacesTheOldestUnconfirmedEntry)
 {
     FillUnconfirmed();
     Confirm(0);
@@ -104,7 +104,7 @@ TEST_F(RegistryBounds, ANewcomerReplacesTheOldestEntryThatNoAliveHasConfirmed)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryBounds, AConfirmedEntryStaysConfirmedWhenItIsDescribedAgain)
+TEST_F(RegistryBounds, ConfirmedEntryStaysConfirmedAfterANewDescription)
 {
     FillUnconfirmed();
     Confirm(0);
@@ -116,7 +116,7 @@ TEST_F(RegistryBounds, AConfirmedEntryStaysConfirmedWhenItIsDescribedAgain)
     EXPECT_EQ(registry.NodeList().size(), 4096U);
 }
 
-TEST_F(RegistryBounds, ServicesThatWereAddedNeverGiveWay)
+TEST_F(RegistryBounds, AddedServicesNeverGiveWay)
 {
     AddNow(Own());
     AddNow(Silent());
@@ -131,10 +131,10 @@ TEST_F(RegistryBounds, ServicesThatWereAddedNeverGiveWay)
     EXPECT_NE(Node(added.usn), nullptr);
 }
 
-TEST_F(RegistryBounds, AForgedFloodOfTheLongestMaxAgeDoesNotLockARealDeviceOut)
+TEST_F(RegistryBounds, ForgedDescriptionsWithTheLongestMaxAgeDoNotLockARealDeviceOut)
 {
     for (int number = 0; number < kBound; ++number) {
-        SSDPDeviceType forged = Swollen(number, 0);
+        SSDPDeviceType forged = LargeDevice(number, 0);
         forged.timerPeriod = 1073741000;
         forged.timerCountdown = 2147482000;
         registry.EnterDescription(forged);
@@ -147,11 +147,11 @@ TEST_F(RegistryBounds, AForgedFloodOfTheLongestMaxAgeDoesNotLockARealDeviceOut)
     for (int number = 0; number < 2 * kBound; ++number) {
         Enter(10000 + number);
     }
-    EXPECT_NE(Node(real.usn), nullptr); // confirmed by now
+    EXPECT_NE(Node(real.usn), nullptr); // its announcement has confirmed it
 }
 
-// Otherwise byebyes between descriptions would write a line for each pair of datagrams.
-TEST_F(RegistryBounds, IsNotReportedAgainForEveryDeviceThatMakesRoomForOne)
+// Otherwise byebyes between descriptions would cause a line for each pair of datagrams.
+TEST_F(RegistryBounds, FullRegistryIsNotReportedAgainForEachDeviceThatLeaves)
 {
     FillConfirmed();
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
@@ -165,7 +165,7 @@ TEST_F(RegistryBounds, IsNotReportedAgainForEveryDeviceThatMakesRoomForOne)
     }
 }
 
-TEST_F(RegistryBounds, IsReportedAgainAfterLessThanHalfWasLeft)
+TEST_F(RegistryBounds, FullRegistryIsReportedAgainAfterItWasLessThanHalfFull)
 {
     FillConfirmed();
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
@@ -177,10 +177,10 @@ TEST_F(RegistryBounds, IsReportedAgainAfterLessThanHalfWasLeft)
     EXPECT_EQ(Enter(kBound), Calls{});
 }
 
-TEST_F(RegistryBounds, AKnownDeviceIsRenewedInAFullRegistry)
+TEST_F(RegistryBounds, KnownDeviceIsUpdatedInAFullRegistry)
 {
     FillConfirmed();
-    SSDPDeviceType renamed = Swollen(7, 0);
+    SSDPDeviceType renamed = LargeDevice(7, 0);
     renamed.hostName = "renamed";
     registry.EnterDescription(renamed);
     EXPECT_EQ(environment.TakeFaults(), Calls{});
@@ -197,7 +197,7 @@ TEST_F(RegistryBounds, AnnouncedServicesDoNotCount)
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
 }
 
-TEST_F(RegistryBounds, AnAnnouncedServiceWhoseNodeIsGoneMakesNoRoom)
+TEST_F(RegistryBounds, AnnouncedServiceThatIsNotKnownMakesNoRoom)
 {
     AddNow(Own());
     Byebye(Own().usn);
@@ -206,7 +206,7 @@ TEST_F(RegistryBounds, AnAnnouncedServiceWhoseNodeIsGoneMakesNoRoom)
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
 }
 
-TEST_F(RegistryBounds, AFullRegistryDoesNotKeepAServiceFromBeingAnnounced)
+TEST_F(RegistryBounds, ServiceIsAnnouncedInAFullRegistry)
 {
     FillConfirmed();
     EXPECT_EQ(AddNow(Own()).size(), 2U);
@@ -214,7 +214,7 @@ TEST_F(RegistryBounds, AFullRegistryDoesNotKeepAServiceFromBeingAnnounced)
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
 }
 
-TEST_F(RegistryBounds, AFullRegistryEmptiesWithTime)
+TEST_F(RegistryBounds, FullRegistryEmptiesWhenDevicesAreSilent)
 {
     FillConfirmed();
     EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
@@ -226,57 +226,57 @@ TEST_F(RegistryBounds, AFullRegistryEmptiesWithTime)
 TEST_F(RegistryBounds, TextsAreCountedAsTheBrowseDocumentWritesThem)
 {
     for (int number = 0; number < 1000; ++number) {
-        registry.EnterDescription(Swollen(number, 1300, '\x01')); // six bytes each
+        registry.EnterDescription(LargeDevice(number, 1300, '\x01')); // written as six bytes each
         Confirm(number);
     }
     EXPECT_THAT(environment.TakeFaults(), ElementsAre(kLine));
-    EXPECT_GT(DocumentSize(), ssdp::kMaxHeardBytes - 100000);
+    EXPECT_GT(DocumentSize(), ssdp::kMaxKnownBytes - 100000);
     // A model name is written twice.
-    SSDPDeviceType device = Swollen(1, 0);
+    SSDPDeviceType device = LargeDevice(1, 0);
     device.modelName.assign(80000, 'x');
     registry.EnterDescription(device);
     EXPECT_EQ(Node(USN(1))->modelName, "Lumen");
 }
 
-TEST_F(RegistryBounds, LargeEntriesThatNobodyConfirmedGiveWayToo)
+TEST_F(RegistryBounds, LargeUnconfirmedEntriesGiveWayToo)
 {
     for (int number = 0; number < 1000; ++number) {
-        registry.EnterDescription(Swollen(number, 1300, '\x01'));
+        registry.EnterDescription(LargeDevice(number, 1300, '\x01'));
     }
     EXPECT_NE(Node(USN(999)), nullptr);
     EXPECT_EQ(Node(USN(0)), nullptr);
-    EXPECT_GT(DocumentSize(), ssdp::kMaxHeardBytes - 100000);
+    EXPECT_GT(DocumentSize(), ssdp::kMaxKnownBytes - 100000);
 }
 
-TEST_F(RegistryBounds, AKnownDeviceMayGrowWithinTheBoundAndNotOverIt)
+TEST_F(RegistryBounds, KnownDeviceMayGrowWithinTheBoundOnly)
 {
-    registry.EnterDescription(Swollen(1, 100));
-    registry.EnterDescription(Swollen(1, 9000));
+    registry.EnterDescription(LargeDevice(1, 100));
+    registry.EnterDescription(LargeDevice(1, 9000));
     Confirm(1);
     EXPECT_EQ(Node(USN(1))->modelDescription.size(), 9000U);
-    registry.EnterDescription(Swollen(2, ssdp::kMaxHeardBytes - 10000));
+    registry.EnterDescription(LargeDevice(2, ssdp::kMaxKnownBytes - 10000));
     Confirm(2);
-    registry.EnterDescription(Swollen(1, 9700));
-    registry.EnterDescription(Swollen(1, 20000));
+    registry.EnterDescription(LargeDevice(1, 9700));
+    registry.EnterDescription(LargeDevice(1, 20000));
     EXPECT_THAT(environment.TakeFaults(), ElementsAre(kLine));
     EXPECT_EQ(Node(USN(1))->modelDescription.size(), 9000U);
-    registry.EnterDescription(Swollen(1, 50));
+    registry.EnterDescription(LargeDevice(1, 50));
     EXPECT_EQ(Node(USN(1))->modelDescription.size(), 50U);
 }
 
-TEST_F(RegistryBounds, ADescriptionThatIsLargerThanTheBoundRemovesNothing)
+TEST_F(RegistryBounds, DescriptionLargerThanTheBoundRemovesNothing)
 {
-    registry.EnterDescription(Swollen(1, 100));
-    registry.EnterDescription(Swollen(1, ssdp::kMaxHeardBytes));
+    registry.EnterDescription(LargeDevice(1, 100));
+    registry.EnterDescription(LargeDevice(1, ssdp::kMaxKnownBytes));
     EXPECT_EQ(Node(USN(1))->modelDescription.size(), 100U);
 }
 
-TEST_F(RegistryBounds, ADeviceThatHasGoneMakesRoomAtOnce)
+TEST_F(RegistryBounds, ByebyeMakesRoomAtOnce)
 {
-    registry.EnterDescription(Swollen(1, ssdp::kMaxHeardBytes - 1000));
+    registry.EnterDescription(LargeDevice(1, ssdp::kMaxKnownBytes - 1000));
     Confirm(1);
     Byebye(USN(1));
-    registry.EnterDescription(Swollen(2, ssdp::kMaxHeardBytes - 1000));
+    registry.EnterDescription(LargeDevice(2, ssdp::kMaxKnownBytes - 1000));
     EXPECT_EQ(environment.TakeFaults(), Calls{});
     EXPECT_NE(Node(USN(2)), nullptr);
 }

@@ -1,6 +1,6 @@
 #include "registry_fixture.h"
 
-// A device that can be spoken for, heard speaking for itself.
+// A device that can be proxied announces itself.
 
 using testing::ElementsAre;
 
@@ -14,8 +14,8 @@ const char *const kUSN = "uuid:65746500-ZR1-192.0.2.30-0";
 
 struct MaxAge
 {
-    std::int32_t heard;
-    std::int32_t kept;
+    std::int32_t receivedSeconds;
+    std::int32_t keptSeconds;
 };
 
 constexpr std::int32_t kLeastInt = -2147483647 - 1;
@@ -34,7 +34,7 @@ const std::vector<MaxAge> kMaxAges{{30, 120},
 
 } // namespace
 
-TEST_F(RegistryHandBack, AnUnknownDeviceIsNotRegisteredNorAskedForItsDescription)
+TEST_F(RegistryHandBack, UnknownDeviceIsNeitherAddedNorAskedForItsDescription)
 {
     EXPECT_EQ(Alive(kUSN), Calls{});
     EXPECT_EQ(Alive("uuid:foreign-ZR1"), Calls{});
@@ -42,36 +42,37 @@ TEST_F(RegistryHandBack, AnUnknownDeviceIsNotRegisteredNorAskedForItsDescription
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHandBack, AListedDeviceIsKeptByTheMaxAgeItTells)
+TEST_F(RegistryHandBack, KnownDeviceIsRefreshedWithTheReceivedMaxAge)
 {
     for (const MaxAge &maxAge : kMaxAges) {
-        RegistryOnPaper freshPaper(environment);
-        ssdp::DeviceRegistry &fresh = freshPaper.registry;
+        RegistryWithParts freshParts(environment);
+        ssdp::DeviceRegistry &fresh = freshParts.registry;
         SSDPDeviceType silent = Silent();
         fresh.AddService(silent);
         fresh.UpdateContainers(0);
         SSDPDeviceMap before;
         ASSERT_TRUE(fresh.TakeChange(before));
 
-        fresh.UpdateDevice({"upnp:rootdevice", kUSN, "http://192.0.2.30:80/a.xml"}, maxAge.heard);
+        fresh.UpdateDevice({"upnp:rootdevice", kUSN, "http://192.0.2.30:80/a.xml"},
+                           maxAge.receivedSeconds);
         SSDPDeviceType expected = before.at(kUSN);
-        expected.maxAge = std::to_string(maxAge.kept);
-        expected.timerPeriod = static_cast<std::uint32_t>(maxAge.kept) * 1000;
-        expected.timerCountdown = maxAge.kept * 2000;
+        expected.maxAge = std::to_string(maxAge.keptSeconds);
+        expected.timerPeriod = static_cast<std::uint32_t>(maxAge.keptSeconds) * 1000;
+        expected.timerCountdown = maxAge.keptSeconds * 2000;
         expected.repeatCount = 0;
         EXPECT_EQ(FieldsButFlag(fresh.NodeList().at(kUSN)), FieldsButFlag(expected))
-            << maxAge.heard;
+            << maxAge.receivedSeconds;
         EXPECT_FALSE(fresh.Changed());
     }
     EXPECT_EQ(TakeCalls(), Calls{});
 }
 
-TEST_F(RegistryHandBack, AListedDeviceThatSpokeIsForgottenWhenItsTimeRunsOut)
+TEST_F(RegistryHandBack, DeviceThatAnnouncedItselfIsForgottenWhenItsTimeRunsOut)
 {
     AddNow(Silent());
     Alive(kUSN, 30);
     EXPECT_EQ(Node(kUSN)->timerPeriod, 120000U);
-    ForgetChange();
+    TakeChange();
     Pass(119999);
     EXPECT_NE(Node(kUSN), nullptr);
     Pass(60001);
@@ -79,7 +80,7 @@ TEST_F(RegistryHandBack, AListedDeviceThatSpokeIsForgottenWhenItsTimeRunsOut)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryHandBack, AListedDeviceThatSpokeIsNotTakenOverWhileItHasTime)
+TEST_F(RegistryHandBack, DeviceThatAnnouncedItselfIsNotTakenOverBeforeItsTimeRunsOut)
 {
     AddNow(Silent());
     Alive(kUSN, 120);
@@ -89,29 +90,29 @@ TEST_F(RegistryHandBack, AListedDeviceThatSpokeIsNotTakenOverWhileItHasTime)
     EXPECT_EQ(Node(kUSN)->timerCountdown, 140000);
 }
 
-TEST_F(RegistryHandBack, AnAnnouncedDeviceIsHandedBackWithoutAGoodbyeOrAChange)
+TEST_F(RegistryHandBack, ProxiedDeviceIsHandedBackWithoutGoodbyeOrChange)
 {
     for (const MaxAge &maxAge : kMaxAges) {
         TakeOver(Silent());
         SSDPDeviceType expected = *Host(kUSN);
-        EXPECT_THAT(Alive(kUSN, maxAge.heard),
+        EXPECT_THAT(Alive(kUSN, maxAge.receivedSeconds),
                     ElementsAre("return " + expected.descriptionFileName));
-        expected.maxAge = std::to_string(maxAge.kept);
-        expected.timerPeriod = static_cast<std::uint32_t>(maxAge.kept) * 1000;
-        expected.timerCountdown = maxAge.kept * 500;
+        expected.maxAge = std::to_string(maxAge.keptSeconds);
+        expected.timerPeriod = static_cast<std::uint32_t>(maxAge.keptSeconds) * 1000;
+        expected.timerCountdown = maxAge.keptSeconds * 500;
         expected.repeatCount = 0;
         EXPECT_EQ(Host(kUSN), nullptr);
         ASSERT_NE(Node(kUSN), nullptr);
-        EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(expected)) << maxAge.heard;
+        EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(expected)) << maxAge.receivedSeconds;
         EXPECT_FALSE(registry.Changed());
         Byebye(kUSN);
     }
 }
 
-TEST_F(RegistryHandBack, TheWholeAnnouncedRecordReplacesTheNode)
+TEST_F(RegistryHandBack, AnnouncedRecordReplacesTheKnownRecord)
 {
     TakeOver(Silent());
-    Pass(20000); // the node has spent a repeat and begun its time anew
+    Pass(20000); // one repeat is used, and the countdown starts again
     const SSDPDeviceType host = *Host(kUSN);
     Alive(kUSN, 400);
     EXPECT_EQ(Node(kUSN)->location, host.location);
@@ -119,31 +120,31 @@ TEST_F(RegistryHandBack, TheWholeAnnouncedRecordReplacesTheNode)
     EXPECT_EQ(Node(kUSN)->repeatCount, 0);
 }
 
-TEST_F(RegistryHandBack, ADeviceWhoseNodeIsGoneIsListedAgain)
+TEST_F(RegistryHandBack, HandedBackDeviceIsKnownAgainAfterAByebye)
 {
     TakeOver(Silent());
     Byebye(kUSN);
-    ForgetChange();
+    TakeChange();
     EXPECT_EQ(Alive(kUSN).size(), 1U);
     EXPECT_EQ(Host(kUSN), nullptr);
     EXPECT_NE(Node(kUSN), nullptr);
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHandBack, AfterwardsItIsNotAnnouncedAnyMoreAndForgottenWhenSilent)
+TEST_F(RegistryHandBack, HandedBackDeviceIsNoLongerAnnouncedAndForgottenWhenSilent)
 {
     TakeOver(Silent());
     Alive(kUSN, 120);
     for (int i = 0; i < 10; ++i) {
         EXPECT_EQ(Pass(5000), Calls{});
     }
-    EXPECT_NE(Node(kUSN), nullptr); // 10000 left of 60000
+    EXPECT_NE(Node(kUSN), nullptr); // 10000 ms of 60000 are left
     EXPECT_EQ(Pass(5000), Calls{});
     EXPECT_EQ(Node(kUSN), nullptr);
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryHandBack, FurtherAlivesRefreshItLikeAnyListedDevice)
+TEST_F(RegistryHandBack, FurtherAlivesRefreshTheHandedBackDevice)
 {
     TakeOver(Silent());
     Alive(kUSN, 120);
@@ -151,7 +152,7 @@ TEST_F(RegistryHandBack, FurtherAlivesRefreshItLikeAnyListedDevice)
     EXPECT_EQ(Node(kUSN)->timerCountdown, 400000);
 }
 
-TEST_F(RegistryHandBack, ADeviceThatSpeaksBeforeItsWithdrawalIsStillForgottenButNotDismissed)
+TEST_F(RegistryHandBack, DeviceHandedBackBeforeItsRemovalIsForgottenWithoutGoodbye)
 {
     TakeOver(Silent());
     for (int i = 0; i < 4; ++i) {
@@ -162,11 +163,11 @@ TEST_F(RegistryHandBack, ADeviceThatSpeaksBeforeItsWithdrawalIsStillForgottenBut
     EXPECT_EQ(Node(kUSN), nullptr);
 }
 
-TEST_F(RegistryHandBack, TheDevicesOwnServiceIsHandedBackLikeAnyOther)
+TEST_F(RegistryHandBack, OwnServiceIsHandedBackLikeAnyOther)
 {
     const SSDPDeviceType own = Device("ZR1", "192.0.2.10", "studio-a");
     AddNow(own);
-    ForgetChange();
+    TakeChange();
     SSDPDeviceType expected = *Host(own.usn);
     EXPECT_THAT(Alive(own.usn, 1), ElementsAre("return " + expected.descriptionFileName));
     expected.maxAge = "120";
@@ -176,10 +177,10 @@ TEST_F(RegistryHandBack, TheDevicesOwnServiceIsHandedBackLikeAnyOther)
     EXPECT_EQ(Host(own.usn), nullptr);
     EXPECT_EQ(FieldsButFlag(*Node(own.usn)), FieldsButFlag(expected));
     EXPECT_FALSE(registry.Changed());
-    EXPECT_EQ(Pass(20000), Calls{}); // no byebye and no announcement
+    EXPECT_EQ(Pass(20000), Calls{}); // neither a goodbye nor an announcement
 }
 
-TEST_F(RegistryHandBack, ADescriptionOfAHandedBackDeviceReplacesItsNode)
+TEST_F(RegistryHandBack, DescriptionReplacesAHandedBackDevice)
 {
     TakeOver(Silent());
     Alive(kUSN);
@@ -189,7 +190,7 @@ TEST_F(RegistryHandBack, ADescriptionOfAHandedBackDeviceReplacesItsNode)
     EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(described));
 }
 
-TEST_F(RegistryHandBack, ADescriptionEndsTheWaitForATakeOver)
+TEST_F(RegistryHandBack, DescriptionEndsTheWaitForTheTakeOver)
 {
     AddNow(Silent());
     registry.EnterDescription(Described(Silent()));

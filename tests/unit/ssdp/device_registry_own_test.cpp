@@ -1,9 +1,7 @@
 #include "registry_fixture.h"
 
-#include <arpa/inet.h>
-
-// The device's own services while they are announced; addresses; changes;
-// closing.
+// Own services while they are announced, forged datagrams in their name, changes,
+// leaving.
 
 using testing::ElementsAre;
 
@@ -15,40 +13,33 @@ protected:
     RegistryOwn()
     {
         AddNow(Own());
-        ForgetChange();
+        TakeChange();
     }
 };
 
 const char *const kUSN = "uuid:65746500-Corvia 12-192.0.2.10-0";
 const char *const kAlive = "alive uuid:65746500-Corvia 12-192.0.2.10-0";
 
-in_addr Binary(const char *address)
-{
-    in_addr binary{};
-    EXPECT_EQ(inet_pton(AF_INET, address, &binary), 1);
-    return binary;
-}
-
 } // namespace
 
-TEST_F(RegistryOwn, IsAnnouncedAgainEachTimeItsCountdownRunsOutForEver)
+TEST_F(RegistryOwn, IsAnnouncedAgainEachTimeItsCountdownRunsOut)
 {
     for (int round = 0; round < 100; ++round) {
-        EXPECT_EQ(Pass(5000), Calls{});               // 15000 left
-        EXPECT_EQ(Pass(5000), Calls{});               // 10000
-        EXPECT_THAT(Pass(5000), ElementsAre(kAlive)); // 5000 is not above 5000
+        EXPECT_EQ(Pass(5000), Calls{});               // 15000 ms are left
+        EXPECT_EQ(Pass(5000), Calls{});               // 10000 ms are left
+        EXPECT_THAT(Pass(5000), ElementsAre(kAlive)); // 5000 ms: not more than a pass
         EXPECT_EQ(Node(kUSN)->timerCountdown, 20000);
     }
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, APassLongerThanTheCountdownAnnouncesOnce)
+TEST_F(RegistryOwn, PassLongerThanTheCountdownAnnouncesOnce)
 {
     EXPECT_THAT(Pass(2147483647), ElementsAre(kAlive));
     EXPECT_EQ(Node(kUSN)->timerCountdown, 20000);
 }
 
-TEST_F(RegistryOwn, IsAnnouncedAsItStandsInTheList)
+TEST_F(RegistryOwn, IsAnnouncedWithTheFieldsOfItsRecord)
 {
     Pass(20000);
     SSDPDeviceType expected = *Node(kUSN);
@@ -56,13 +47,13 @@ TEST_F(RegistryOwn, IsAnnouncedAsItStandsInTheList)
     EXPECT_EQ(expected.location, "http://192.0.2.10:80/corvia_12_upnp_ssdp_1.xml");
 }
 
-TEST_F(RegistryOwn, AByebyeTakesItsNodeButDoesNotSilenceIt)
+TEST_F(RegistryOwn, IsAnnouncedButUnknownAfterAByebye)
 {
     EXPECT_EQ(Byebye(kUSN), Calls{});
     EXPECT_EQ(Node(kUSN), nullptr);
     EXPECT_NE(Host(kUSN), nullptr);
-    EXPECT_TRUE(ForgetChange());
-    // It is aged by its own countdown and the same rules.
+    EXPECT_TRUE(TakeChange());
+    // HostList has its own countdown, with the same rules.
     for (int round = 0; round < 10; ++round) {
         EXPECT_EQ(Pass(5000), Calls{});
         EXPECT_EQ(Pass(5000), Calls{});
@@ -72,10 +63,10 @@ TEST_F(RegistryOwn, AByebyeTakesItsNodeButDoesNotSilenceIt)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, ItsNodeComesBackWhenTheServiceIsAddedAgain)
+TEST_F(RegistryOwn, IsKnownAgainWhenAddedAfterAByebye)
 {
     Byebye(kUSN);
-    ForgetChange();
+    TakeChange();
     EXPECT_EQ(AddNow(Own()), Calls{});
     ASSERT_NE(Node(kUSN), nullptr);
     EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(*Host(kUSN)));
@@ -83,44 +74,44 @@ TEST_F(RegistryOwn, ItsNodeComesBackWhenTheServiceIsAddedAgain)
     EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
 }
 
-TEST_F(RegistryOwn, WithdrawnAfterAByebyeItStillSaysGoodbye)
+TEST_F(RegistryOwn, RemovalAfterAByebyeStillSendsGoodbye)
 {
     Byebye(kUSN);
-    ForgetChange();
+    TakeChange();
     registry.RemoveService(kUSN);
     EXPECT_THAT(Pass(0), ElementsAre("byebye uuid:65746500-Corvia 12-192.0.2.10-0",
                                      "return /var/www/html/corvia_12_upnp_ssdp_1.xml"));
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, ADescriptionInItsNameIsListedUntilTheNextAnnouncement)
+TEST_F(RegistryOwn, ForgedDescriptionStaysUntilTheNextAnnouncement)
 {
     SSDPDeviceType forged = Described(Own());
     forged.hostName = "forged";
     registry.EnterDescription(forged);
     EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(forged));
-    EXPECT_TRUE(ForgetChange());
+    EXPECT_TRUE(TakeChange());
     EXPECT_EQ(Pass(5000), Calls{});
     EXPECT_EQ(Pass(5000), Calls{});
     EXPECT_THAT(Pass(5000), ElementsAre(kAlive));
     EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(Published(Own(), 1)));
-    EXPECT_TRUE(ForgetChange());
+    EXPECT_TRUE(TakeChange());
 }
 
-TEST_F(RegistryOwn, ADescriptionThatIsListedAlikeIsNoChangeWhenTheRecordComesBack)
+TEST_F(RegistryOwn, RestoringARecordThatIsListedAlikeFlagsNoChange)
 {
-    SSDPDeviceType alike = Own(); // its LOCATION and times differ
+    SSDPDeviceType alike = Own(); // only its LOCATION and times differ
     registry.EnterDescription(alike);
-    ForgetChange();
+    TakeChange();
     EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
     EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(Published(Own(), 1)));
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, AfterAByebyeOnlyItsNextPublicationListsItAgain)
+TEST_F(RegistryOwn, ForgedDescriptionAfterAByebyeMakesNoEntry)
 {
     Byebye(kUSN);
-    ForgetChange();
+    TakeChange();
     registry.EnterDescription(Described(Own()));
     EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
     EXPECT_EQ(Node(kUSN), nullptr);
@@ -129,7 +120,7 @@ TEST_F(RegistryOwn, AfterAByebyeOnlyItsNextPublicationListsItAgain)
     EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(Published(Own(), 1)));
 }
 
-TEST_F(RegistryOwn, NothingHeardInItsNameDelaysOrChangesItsAnnouncements)
+TEST_F(RegistryOwn, ForgedDatagramsDoNotDelayOrChangeItsAnnouncements)
 {
     const std::string announcement = formats::ComposeAlive(*Host(kUSN));
     for (int round = 0; round < 100; ++round) {
@@ -144,11 +135,11 @@ TEST_F(RegistryOwn, NothingHeardInItsNameDelaysOrChangesItsAnnouncements)
             lastMulticast.clear();
             Pass(elapsedMs);
         }
-        EXPECT_EQ(lastMulticast, announcement); // in the third pass of each round
+        EXPECT_EQ(lastMulticast, announcement); // sent in the third pass of each round
     }
 }
 
-TEST_F(RegistryOwn, ADescriptionOfADeviceAtAnOwnAddressMakesNoEntry)
+TEST_F(RegistryOwn, DescriptionOfADeviceAtThisDevicesAddressMakesNoEntry)
 {
     for (const char *usn : {"uuid:65746500-Lumen-192.0.2.10-0", "-192.0.2.10-", "x-192.0.2.10-y"}) {
         SSDPDeviceType forged = Described(Peer());
@@ -157,55 +148,29 @@ TEST_F(RegistryOwn, ADescriptionOfADeviceAtAnOwnAddressMakesNoEntry)
         EXPECT_EQ(Node(usn), nullptr) << usn;
     }
     EXPECT_FALSE(registry.Changed());
-    // An address that only begins or ends alike is another's.
+    // An address that only begins or ends like this device's address is another one.
     for (const char *usn :
          {"uuid:65746500-Lumen-192.0.2.1-0", "uuid:65746500-Lumen-192.0.2.101-0",
           "uuid:65746500-Lumen-1192.0.2.10-0", "uuid:65746500-Lumen-192.0.2.10"}) {
-        SSDPDeviceType heard = Described(Peer());
-        heard.usn = usn;
-        registry.EnterDescription(heard);
+        SSDPDeviceType other = Described(Peer());
+        other.usn = usn;
+        registry.EnterDescription(other);
         EXPECT_NE(Node(usn), nullptr) << usn;
     }
 }
 
-TEST_F(RegistryOwn, ADescriptionInItsNameBeforeTheFirstPassDoesNotKeepItFromBeingPublished)
+TEST_F(RegistryOwn, ForgedDescriptionBeforeTheFirstPassDoesNotPreventPublication)
 {
-    RegistryOnPaper fresh(environment);
+    RegistryWithParts fresh(environment);
     fresh.registry.EnterDescription(Described(Own()));
     SSDPDeviceType own = Own();
     fresh.registry.AddService(own);
     TakeCalls();
     fresh.registry.UpdateContainers(0);
-    EXPECT_EQ(TakeCalls().size(), 2U); // its document, its announcement
+    EXPECT_EQ(TakeCalls().size(), 2U); // its document and its announcement
 }
 
-TEST_F(RegistryOwn, KnowsItsAddressesAsTextAndAsSenders)
-{
-    link.AddInterface("192.0.2.11", "net0", {});
-    for (const char *address : {"192.0.2.10", "192.0.2.11"}) {
-        EXPECT_TRUE(link.IsOwnAddress(std::string_view(address)));
-        EXPECT_TRUE(link.IsOwnAddress(Binary(address)));
-    }
-    for (const char *address : {"192.0.2.1", "0.0.0.0", "127.0.0.1", "255.255.255.255"}) {
-        EXPECT_FALSE(link.IsOwnAddress(std::string_view(address)));
-        EXPECT_FALSE(link.IsOwnAddress(Binary(address)));
-    }
-    EXPECT_EQ(link.Interfaces(),
-              (ssdp::OwnLink::InterfaceMap{{"192.0.2.10", "net0"}, {"192.0.2.11", "net0"}}));
-    link.ClearInterfaces();
-    EXPECT_TRUE(link.Interfaces().empty());
-    EXPECT_FALSE(link.IsOwnAddress(std::string_view("192.0.2.10")));
-    EXPECT_FALSE(link.IsOwnAddress(Binary("192.0.2.10")));
-}
-
-TEST_F(RegistryOwn, ATextThatIsNoAddressIsNoSender)
-{
-    link.AddInterface("net0", "net0", {});
-    EXPECT_TRUE(link.IsOwnAddress(std::string_view("net0")));
-    EXPECT_FALSE(link.IsOwnAddress(in_addr{}));
-}
-
-TEST_F(RegistryOwn, AChangeStaysFlaggedThroughPassesUntilItIsTaken)
+TEST_F(RegistryOwn, ChangeStaysFlaggedUntilItIsTaken)
 {
     SSDPDeviceMap out{{"stale", {}}};
     EXPECT_FALSE(registry.TakeChange(out));
@@ -222,7 +187,7 @@ TEST_F(RegistryOwn, AChangeStaysFlaggedThroughPassesUntilItIsTaken)
     EXPECT_FALSE(registry.TakeChange(out));
 }
 
-TEST_F(RegistryOwn, LeavingSaysGoodbyeForEveryAnnouncedServiceAndReturnsTheNumbers)
+TEST_F(RegistryOwn, LeavingSendsGoodbyeForEveryAnnouncedServiceAndFreesTheNumbers)
 {
     TakeOver(Silent());
     registry.EnterDescription(Described(Peer()));
@@ -234,14 +199,14 @@ TEST_F(RegistryOwn, LeavingSaysGoodbyeForEveryAnnouncedServiceAndReturnsTheNumbe
                                          "return /var/www/html/zr1_upnp_ssdp_2.xml"));
 }
 
-TEST_F(RegistryOwn, LeavingWithoutGoodbyesStillReturnsTheNumbers)
+TEST_F(RegistryOwn, LeavingWithoutGoodbyesStillFreesTheNumbers)
 {
     TakeCalls();
     registry.Leave(false);
     EXPECT_THAT(TakeCalls(), ElementsAre("return /var/www/html/corvia_12_upnp_ssdp_1.xml"));
 }
 
-TEST_F(RegistryOwn, LeavingAListWithEntriesIsAChange)
+TEST_F(RegistryOwn, LeavingWithKnownServicesFlagsAChange)
 {
     registry.Leave(true);
     EXPECT_TRUE(registry.HostList().empty());
@@ -255,7 +220,7 @@ TEST_F(RegistryOwn, LeavingAListWithEntriesIsAChange)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, LeavingAnEmptyListKeepsAChangeThatNobodyHasTaken)
+TEST_F(RegistryOwn, LeavingWithoutKnownServicesKeepsAnEarlierChange)
 {
     Byebye(kUSN);
     ASSERT_TRUE(registry.NodeList().empty());
@@ -263,17 +228,17 @@ TEST_F(RegistryOwn, LeavingAnEmptyListKeepsAChangeThatNobodyHasTaken)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryOwn, LeavingForgetsQueuedAdditionsAndRemovals)
+TEST_F(RegistryOwn, LeavingDropsQueuedAdditionsAndRemovals)
 {
     SSDPDeviceType other = Own();
     other.instance = "1";
     Add(other);
     registry.RemoveService(kUSN);
     registry.Leave(true);
-    EXPECT_EQ(TakeCalls().size(), 2U); // the goodbye and the returned number of kUSN
+    EXPECT_EQ(TakeCalls().size(), 2U); // the goodbye and the freed number of kUSN
     EXPECT_EQ(Pass(0), Calls{});
     EXPECT_TRUE(registry.HostList().empty());
-    // Neither does a queued removal meet a service that is added afterwards.
+    // The dropped removal does not remove a service that is added later.
     EXPECT_THAT(AddNow(Own()), ElementsAre("document /var/www/html/corvia_12_upnp_ssdp_1.xml",
                                            "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
     EXPECT_NE(Host(kUSN), nullptr);

@@ -2,8 +2,7 @@
 
 #include <map>
 
-// A silent device on its way: waiting, taken over, announced on its behalf,
-// given up.
+// A silent device: it waits, is taken over, is announced by proxy, is removed.
 
 using testing::ElementsAre;
 
@@ -18,7 +17,7 @@ const char *const kAlive = "alive uuid:65746500-ZR1-192.0.2.30-0";
 
 } // namespace
 
-TEST_F(RegistryProxy, ASilentDeviceIsListedAndGetsTwoToFiveTicksToAnnounceItself)
+TEST_F(RegistryProxy, AddedDeviceHasTwoToFiveTicksToAnnounceItself)
 {
     SSDPDeviceType silent = Silent();
     silent.maxAge = "200";
@@ -35,7 +34,7 @@ TEST_F(RegistryProxy, ASilentDeviceIsListedAndGetsTwoToFiveTicksToAnnounceItself
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, TheWaitIsDrawnFromTwoUpToFiveTicks)
+TEST_F(RegistryProxy, WaitIsDrawnFromTwoToFiveTicks)
 {
     for (const auto &[drawn, wait] : std::map<std::uint32_t, std::int32_t>{
              {0, 10000}, {1, 10001}, {14999, 24999}, {15000, 10000}, {2147483647, 18647}}) {
@@ -46,23 +45,23 @@ TEST_F(RegistryProxy, TheWaitIsDrawnFromTwoUpToFiveTicks)
     }
 }
 
-TEST_F(RegistryProxy, IsNotTakenOverAsLongAsItHasTime)
+TEST_F(RegistryProxy, IsNotTakenOverBeforeItsTimeRunsOut)
 {
     AddNow(Silent());
-    ForgetChange();
+    TakeChange();
     EXPECT_EQ(AddNow(Silent()), Calls{});
     Pass(Node(kUSN)->timerCountdown - 1);
     ASSERT_EQ(Node(kUSN)->timerCountdown, 1);
     EXPECT_EQ(AddNow(Silent()), Calls{});
     EXPECT_EQ(Host(kUSN), nullptr);
-    EXPECT_EQ(Node(kUSN)->timerCountdown, 1); // not refreshed either
+    EXPECT_EQ(Node(kUSN)->timerCountdown, 1); // nor refreshed
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, TakesItsNewNameWhileItWaits)
+TEST_F(RegistryProxy, IsRenamedWhileItWaits)
 {
     AddNow(Silent());
-    ForgetChange();
+    TakeChange();
     SSDPDeviceType renamed = Silent();
     renamed.hostName = "field-9";
     EXPECT_EQ(AddNow(renamed), Calls{});
@@ -70,21 +69,21 @@ TEST_F(RegistryProxy, TakesItsNewNameWhileItWaits)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, StaysListedForEverOnceItsTimeIsSpent)
+TEST_F(RegistryProxy, StaysKnownAfterItsTimeRanOut)
 {
     AddNow(Silent());
-    ForgetChange();
+    TakeChange();
     for (int i = 0; i < 1000; ++i) {
         EXPECT_EQ(Pass(2147483647), Calls{});
     }
     ASSERT_NE(Node(kUSN), nullptr);
-    EXPECT_EQ(Node(kUSN)->timerCountdown, -2147483647 - 1); // it does not wrap
+    EXPECT_EQ(Node(kUSN)->timerCountdown, -2147483647 - 1); // the countdown does not wrap
     EXPECT_EQ(Node(kUSN)->repeatCount, 3);
     EXPECT_FALSE(registry.Changed());
-    EXPECT_EQ(AddNow(Silent()).size(), 2U); // and can still be taken over
+    EXPECT_EQ(AddNow(Silent()).size(), 2U); // it can still be taken over
 }
 
-TEST_F(RegistryProxy, AByebyeEndsTheWait)
+TEST_F(RegistryProxy, ByebyeEndsTheWait)
 {
     AddNow(Silent());
     Pass(30000);
@@ -92,16 +91,16 @@ TEST_F(RegistryProxy, AByebyeEndsTheWait)
     EXPECT_EQ(Node(kUSN), nullptr);
 }
 
-TEST_F(RegistryProxy, AddedAgainWithItsTimeSpentItIsTakenOver)
+TEST_F(RegistryProxy, IsTakenOverWhenAddedAfterItsTimeRanOut)
 {
     AddNow(Silent());
     Pass(Node(kUSN)->timerCountdown);
     ASSERT_EQ(Node(kUSN)->timerCountdown, 0);
-    ForgetChange();
+    TakeChange();
 
     EXPECT_THAT(AddNow(Silent()),
                 ElementsAre("document /var/www/html/zr1_upnp_ssdp_1.xml", kAlive));
-    SSDPDeviceType expected = Published(Silent(), 1); // fetched from this device
+    SSDPDeviceType expected = Published(Silent(), 1); // its document is at this device
     expected.repeatCount = 3;
     EXPECT_EQ(FieldsButFlag(*Host(kUSN)), FieldsButFlag(expected));
     EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(expected));
@@ -109,11 +108,11 @@ TEST_F(RegistryProxy, AddedAgainWithItsTimeSpentItIsTakenOver)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, WithoutADocumentItKeepsWaiting)
+TEST_F(RegistryProxy, KeepsWaitingWhenItsDocumentCannotBeWritten)
 {
     AddNow(Silent());
     Pass(30000);
-    ForgetChange();
+    TakeChange();
     environment.files.writable = false;
     const SSDPDeviceType before = *Node(kUSN);
     AddNow(Silent());
@@ -125,7 +124,7 @@ TEST_F(RegistryProxy, WithoutADocumentItKeepsWaiting)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, WithoutAnAddressOfTheDevicesOwnItKeepsWaiting)
+TEST_F(RegistryProxy, KeepsWaitingWhenThisDeviceHasNoAddress)
 {
     AddNow(Silent());
     Pass(30000);
@@ -134,14 +133,14 @@ TEST_F(RegistryProxy, WithoutAnAddressOfTheDevicesOwnItKeepsWaiting)
     EXPECT_EQ(Host(kUSN), nullptr);
 }
 
-TEST_F(RegistryProxy, IsAnnouncedThreeTimesMoreAndThenWithdrawnInTheFollowingPass)
+TEST_F(RegistryProxy, IsAnnouncedThreeTimesMoreAndRemovedInTheNextPass)
 {
     TakeOver(Silent());
-    for (const int owed : {2, 1, 0}) {
+    for (const int repeatsLeft : {2, 1, 0}) {
         EXPECT_EQ(Pass(5000), Calls{});
         EXPECT_EQ(Pass(5000), Calls{});
         EXPECT_THAT(Pass(5000), ElementsAre(kAlive));
-        EXPECT_EQ(Node(kUSN)->repeatCount, owed);
+        EXPECT_EQ(Node(kUSN)->repeatCount, repeatsLeft);
         EXPECT_EQ(Node(kUSN)->timerCountdown, 20000);
     }
     EXPECT_EQ(Pass(20000), Calls{});
@@ -157,7 +156,7 @@ TEST_F(RegistryProxy, IsAnnouncedThreeTimesMoreAndThenWithdrawnInTheFollowingPas
     EXPECT_EQ(Pass(5000), Calls{});
 }
 
-TEST_F(RegistryProxy, AddedAgainWhileAnnouncedItsRepeatsAreGrantedAnew)
+TEST_F(RegistryProxy, GetsThreeRepeatsAgainWhenAddedWhileAnnounced)
 {
     TakeOver(Silent());
     Pass(20000);
@@ -170,7 +169,7 @@ TEST_F(RegistryProxy, AddedAgainWhileAnnouncedItsRepeatsAreGrantedAnew)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, ANewNameReachesBothListsWhileAnnounced)
+TEST_F(RegistryProxy, IsRenamedInBothListsWhileAnnounced)
 {
     TakeOver(Silent());
     SSDPDeviceType renamed = Silent();
@@ -181,7 +180,7 @@ TEST_F(RegistryProxy, ANewNameReachesBothListsWhileAnnounced)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, AddedOnceMoreAfterItsLastRepeatItIsWithdrawnAndWaitsAnew)
+TEST_F(RegistryProxy, IsRemovedAndWaitsAgainWhenAddedAfterItsLastRepeat)
 {
     TakeOver(Silent());
     for (int i = 0; i < 4; ++i) {
@@ -195,11 +194,11 @@ TEST_F(RegistryProxy, AddedOnceMoreAfterItsLastRepeatItIsWithdrawnAndWaitsAnew)
     EXPECT_GE(Node(kUSN)->timerCountdown, 10000);
 }
 
-TEST_F(RegistryProxy, AfterAByebyeItGoesOnByItsOwnCountdownUntilItsRepeatsAreSpent)
+TEST_F(RegistryProxy, IsAnnouncedAfterAByebyeUntilItsRepeatsAreUsedUp)
 {
     TakeOver(Silent());
     Byebye(kUSN);
-    ForgetChange();
+    TakeChange();
     for (int repeat = 0; repeat < 3; ++repeat) {
         EXPECT_EQ(Pass(5000), Calls{});
         EXPECT_EQ(Pass(5000), Calls{});
@@ -212,13 +211,13 @@ TEST_F(RegistryProxy, AfterAByebyeItGoesOnByItsOwnCountdownUntilItsRepeatsAreSpe
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, AddedAgainAfterAByebyeItIsNotListedAndKeepsItsNameAndRepeats)
+TEST_F(RegistryProxy, StaysUnknownAndUnchangedWhenAddedAfterAByebye)
 {
     TakeOver(Silent());
     Byebye(kUSN);
     Pass(20000);
     ASSERT_EQ(Host(kUSN)->repeatCount, 2);
-    ForgetChange();
+    TakeChange();
     SSDPDeviceType renamed = Silent();
     renamed.hostName = "field-9";
     EXPECT_EQ(AddNow(renamed), Calls{});
@@ -228,7 +227,7 @@ TEST_F(RegistryProxy, AddedAgainAfterAByebyeItIsNotListedAndKeepsItsNameAndRepea
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryProxy, ADescriptionInItsNameReplacesItsNodeButChangesNoAnnouncement)
+TEST_F(RegistryProxy, ForgedDescriptionReplacesTheEntryButChangesNoAnnouncement)
 {
     TakeOver(Silent());
     const std::string announcement = formats::ComposeAlive(*Host(kUSN));
@@ -236,17 +235,17 @@ TEST_F(RegistryProxy, ADescriptionInItsNameReplacesItsNodeButChangesNoAnnounceme
     forged.hostName = "forged";
     registry.EnterDescription(forged);
     EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(forged));
-    for (const int owed : {2, 1, 0}) {
+    for (const int repeatsLeft : {2, 1, 0}) {
         EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
         EXPECT_EQ(lastMulticast, announcement);
-        EXPECT_EQ(Node(kUSN)->repeatCount, owed);
+        EXPECT_EQ(Node(kUSN)->repeatCount, repeatsLeft);
         EXPECT_EQ(Node(kUSN)->hostName, "forged");
     }
     EXPECT_EQ(Pass(20000), Calls{});
-    EXPECT_EQ(Pass(5000).size(), 2U); // the goodbye, and the returned number
+    EXPECT_EQ(Pass(5000).size(), 2U); // the goodbye and the freed number
 }
 
-TEST_F(RegistryProxy, TheDevicesOwnServiceIsAnnouncedForEverThoughItCouldBeProxied)
+TEST_F(RegistryProxy, OwnServiceThatCouldBeProxiedIsAnnouncedWithoutLimit)
 {
     const SSDPDeviceType own = Device("ZR1", "192.0.2.10", "studio-a");
     EXPECT_EQ(AddNow(own).size(), 2U);

@@ -1,6 +1,6 @@
 #include "registry_fixture.h"
 
-// The device's own services: queued, published, renewed, withdrawn.
+// Own services: they are queued, published, added again, removed.
 
 using testing::ElementsAre;
 
@@ -30,7 +30,7 @@ TEST_F(RegistryServices, AddServiceCompletesTheUSNClearsThePeriodAndSendsNothing
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryServices, TheNextPassWritesTheDocumentAndAnnouncesTheServiceOnce)
+TEST_F(RegistryServices, NextPassWritesTheDocumentAndAnnouncesTheServiceOnce)
 {
     EXPECT_THAT(AddNow(Own()), ElementsAre("document /var/www/html/corvia_12_upnp_ssdp_1.xml",
                                            "alive uuid:65746500-Corvia 12-192.0.2.10-0"));
@@ -44,7 +44,7 @@ TEST_F(RegistryServices, TheNextPassWritesTheDocumentAndAnnouncesTheServiceOnce)
     EXPECT_EQ(Pass(0), Calls{});
 }
 
-TEST_F(RegistryServices, AddedTwiceBeforeAPassIsOneAdditionWithTheLatestFields)
+TEST_F(RegistryServices, ServiceAddedTwiceBeforeAPassIsAnnouncedOnceWithTheLatestFields)
 {
     SSDPDeviceType older = Own();
     older.serialNumber = "1";
@@ -59,7 +59,7 @@ TEST_F(RegistryServices, AddedTwiceBeforeAPassIsOneAdditionWithTheLatestFields)
     EXPECT_EQ(registry.HostList().size(), 1U);
 }
 
-TEST_F(RegistryServices, SeveralAreAppliedInTheOrderOfTheirUSNs)
+TEST_F(RegistryServices, AdditionsAreAppliedInOrderOfUSN)
 {
     SSDPDeviceType second = Own();
     second.instance = "1";
@@ -70,7 +70,7 @@ TEST_F(RegistryServices, SeveralAreAppliedInTheOrderOfTheirUSNs)
                                            "alive uuid:65746500-Corvia 12-192.0.2.10-1"));
 }
 
-TEST_F(RegistryServices, ADocumentIsWrittenForEachOwnAddressInKeyOrder)
+TEST_F(RegistryServices, DocumentIsWrittenForEachAddressOfThisDevice)
 {
     link.AddInterface("192.0.2.1", "net1", {});
     EXPECT_THAT(AddNow(Own()), ElementsAre("document /var/www/html/corvia_12_upnp_ssdp_1.xml",
@@ -79,7 +79,7 @@ TEST_F(RegistryServices, ADocumentIsWrittenForEachOwnAddressInKeyOrder)
     EXPECT_EQ(Host(kOwnUSN)->location, "http://192.0.2.10:80/corvia_12_upnp_ssdp_2.xml");
 }
 
-TEST_F(RegistryServices, WithoutADocumentTheServiceIsNotAnnouncedAndALineSaysSo)
+TEST_F(RegistryServices, ServiceWithoutDocumentIsReportedAndNotAnnounced)
 {
     environment.files.writable = false;
     EXPECT_THAT(AddNow(Own()), ElementsAre("document /var/www/html/corvia_12_upnp_ssdp_1.xml"));
@@ -91,23 +91,23 @@ TEST_F(RegistryServices, WithoutADocumentTheServiceIsNotAnnouncedAndALineSaysSo)
     EXPECT_TRUE(registry.NodeList().empty());
     EXPECT_FALSE(registry.Changed());
 
-    // The addition is used up; added again it is tried again.
+    // The addition was dropped. A new addition succeeds.
     environment.files.writable = true;
     EXPECT_EQ(Pass(0), Calls{});
     EXPECT_EQ(AddNow(Own()).size(), 2U);
 }
 
-TEST_F(RegistryServices, WithoutAnAddressNothingIsPublished)
+TEST_F(RegistryServices, NothingIsAnnouncedWithoutAnAddress)
 {
     link.ClearInterfaces();
     EXPECT_EQ(AddNow(Own()), Calls{});
     EXPECT_TRUE(registry.HostList().empty());
 }
 
-TEST_F(RegistryServices, AddedAgainWhileAnnouncedNothingHappens)
+TEST_F(RegistryServices, AddingAnAnnouncedServiceChangesNothing)
 {
     AddNow(Own());
-    ForgetChange();
+    TakeChange();
     SSDPDeviceType renamed = Own();
     renamed.hostName = "studio-z";
     EXPECT_EQ(AddNow(renamed), Calls{});
@@ -117,10 +117,10 @@ TEST_F(RegistryServices, AddedAgainWhileAnnouncedNothingHappens)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryServices, WithdrawalIsAGoodbyeAReturnedNumberAndAChange)
+TEST_F(RegistryServices, RemovalSendsGoodbyeFreesTheNumberAndFlagsAChange)
 {
     AddNow(Own());
-    ForgetChange();
+    TakeChange();
     const SSDPDeviceType announced = *Host(kOwnUSN);
     registry.RemoveService(kOwnUSN);
     EXPECT_EQ(TakeCalls(), Calls{});
@@ -135,7 +135,7 @@ TEST_F(RegistryServices, WithdrawalIsAGoodbyeAReturnedNumberAndAChange)
     EXPECT_EQ(Pass(5000), Calls{});
 }
 
-TEST_F(RegistryServices, AWithdrawalIsUsedUpByOnePass)
+TEST_F(RegistryServices, RemovalIsAppliedOnce)
 {
     AddNow(Own());
     registry.RemoveService(kOwnUSN);
@@ -146,7 +146,7 @@ TEST_F(RegistryServices, AWithdrawalIsUsedUpByOnePass)
     EXPECT_NE(Node(kOwnUSN), nullptr);
 }
 
-TEST_F(RegistryServices, AServiceListedBeforeItsAddressWasAnOwnOneIsRefreshedLikeAPeer)
+TEST_F(RegistryServices, ServiceListedAsForeignIsRefreshedWhenItsAddressBecomesOurs)
 {
     link.ClearInterfaces();
     SSDPDeviceType service = Own();
@@ -159,15 +159,15 @@ TEST_F(RegistryServices, AServiceListedBeforeItsAddressWasAnOwnOneIsRefreshedLik
     EXPECT_EQ(Host(kOwnUSN), nullptr);
 }
 
-TEST_F(RegistryServices, WithdrawalOfAServiceNeverAnnouncedQueuesAndSendsNothing)
+TEST_F(RegistryServices, RemovalOfAServiceThatIsNotAnnouncedDoesNothing)
 {
     registry.RemoveService(kOwnUSN);
     EXPECT_EQ(Pass(0), Calls{});
     EXPECT_FALSE(registry.Changed());
 
-    // Nor does it touch a device of that name that was only heard.
+    // The same holds for a device that is known from the network.
     registry.EnterDescription(Described(Peer()));
-    ForgetChange();
+    TakeChange();
     registry.RemoveService(Peer().usn);
     registry.RemoveServicesWithPrefix("uuid:65746500");
     EXPECT_EQ(Pass(0), Calls{});
@@ -175,7 +175,7 @@ TEST_F(RegistryServices, WithdrawalOfAServiceNeverAnnouncedQueuesAndSendsNothing
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryServices, WithdrawnTwiceSaysOneGoodbye)
+TEST_F(RegistryServices, ServiceRemovedTwiceSendsOneGoodbye)
 {
     AddNow(Own());
     registry.RemoveService(kOwnUSN);
@@ -183,7 +183,7 @@ TEST_F(RegistryServices, WithdrawnTwiceSaysOneGoodbye)
     EXPECT_EQ(Pass(0).size(), 2U);
 }
 
-TEST_F(RegistryServices, WithdrawnBeforeThePassIsNeitherAnnouncedNorDismissed)
+TEST_F(RegistryServices, ServiceRemovedBeforeThePassIsNotAnnounced)
 {
     Add(Own());
     registry.RemoveService(kOwnUSN);
@@ -192,7 +192,7 @@ TEST_F(RegistryServices, WithdrawnBeforeThePassIsNeitherAnnouncedNorDismissed)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryServices, WithdrawnAndAddedWithinAPassSaysGoodbyeFirstAndAnnouncesAnew)
+TEST_F(RegistryServices, ServiceRemovedAndAddedWithinAPassSendsGoodbyeThenAlive)
 {
     AddNow(Own());
     SSDPDeviceType renamed = Own();
@@ -205,7 +205,7 @@ TEST_F(RegistryServices, WithdrawnAndAddedWithinAPassSaysGoodbyeFirstAndAnnounce
     EXPECT_EQ(Node(kOwnUSN)->hostName, "studio-z");
 }
 
-TEST_F(RegistryServices, TwoChangesOfTheNameWithinAPassLeaveTheLastOneAnnounced)
+TEST_F(RegistryServices, LastOfTwoNamesWithinAPassIsAnnounced)
 {
     AddNow(Own());
     for (const char *name : {"studio-y", "studio-z"}) {
@@ -220,7 +220,7 @@ TEST_F(RegistryServices, TwoChangesOfTheNameWithinAPassLeaveTheLastOneAnnounced)
     EXPECT_EQ(Host(Own().usn)->hostName, "studio-z");
 }
 
-TEST_F(RegistryServices, AddedAndWithdrawnWithinAPassWhileAnnouncedIsGone)
+TEST_F(RegistryServices, AnnouncedServiceAddedAndRemovedWithinAPassIsRemoved)
 {
     AddNow(Own());
     Add(Own());
@@ -230,7 +230,7 @@ TEST_F(RegistryServices, AddedAndWithdrawnWithinAPassWhileAnnouncedIsGone)
     EXPECT_EQ(Pass(0), Calls{});
 }
 
-TEST_F(RegistryServices, APrefixWithdrawsEveryInstanceAndAddressOfAProduct)
+TEST_F(RegistryServices, PrefixRemovesEveryInstanceAndAddressOfAProduct)
 {
     link.AddInterface("192.0.2.11", "net1", {});
     SSDPDeviceType other = Own();
@@ -250,7 +250,7 @@ TEST_F(RegistryServices, APrefixWithdrawsEveryInstanceAndAddressOfAProduct)
     EXPECT_NE(Host(plus.usn), nullptr);
 }
 
-TEST_F(RegistryServices, APrefixIsSoughtAnywhereInTheUSN)
+TEST_F(RegistryServices, PrefixMayBeAnywhereInTheUSN)
 {
     AddNow(Own());
     registry.RemoveServicesWithPrefix("192.0.2.1");
@@ -259,7 +259,7 @@ TEST_F(RegistryServices, APrefixIsSoughtAnywhereInTheUSN)
     EXPECT_EQ(Pass(0).size(), 2U);
 }
 
-TEST_F(RegistryServices, APrefixDropsQueuedAdditionsToo)
+TEST_F(RegistryServices, PrefixDropsQueuedAdditionsToo)
 {
     Add(Own());
     Add(Device("Corvia 12 Plus", "192.0.2.10", "studio-a"));

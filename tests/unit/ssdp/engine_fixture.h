@@ -13,9 +13,9 @@
 #include <map>
 #include <string>
 
-// What the tests of the whole engine have in common: the engine on net0, and a peer
-// that receives what is sent to the group and to its port 1900. What the protocol
-// asks for is tested without a network (agent_fixture.h).
+// The fixture of the whole engine's tests: the engine on net0, and a peer that receives
+// datagrams to the group and to its port 1900. The protocol itself is tested without a
+// network (agent_fixture.h).
 namespace test {
 
 inline const std::map<std::string, std::string> kNet0{{kOwnAddress, "net0"}};
@@ -26,7 +26,7 @@ inline std::string ReadFile(const std::string &path)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// The next datagram of a socket of this host, "" after a generous time without.
+// The next datagram of a socket of this host; "" if none arrives within 10 seconds.
 inline std::string Receive(VEXUDPSocket &socket)
 {
     std::array<char, 2000> buffer{};
@@ -52,8 +52,8 @@ protected:
         mEngine.AddService(service);
     }
 
-    // Opens the engine with one announced service, and takes what the peer hears
-    // of that.
+    // Opens the engine with one announced service, and reads the announcement and the
+    // search at the peer.
     void OpenAnnounced()
     {
         Add();
@@ -62,7 +62,7 @@ protected:
         EXPECT_EQ(mPeer.Receive(), Search("upnp:rootdevice"));
     }
 
-    // Returns when the engine has dealt with all datagrams sent to it so far.
+    // Returns when the engine has handled all datagrams that were sent to it so far.
     // REQUIRES: OpenAnnounced.
     void Settle()
     {
@@ -79,7 +79,7 @@ protected:
         return asker.Receive();
     }
 
-    // Sends from the engine's own address, as its own messages come in.
+    // Sends from the engine's address, as its own messages arrive.
     static void FromOwnAddress(const std::string &datagram)
     {
         VEXUDPSocket own;

@@ -1,4 +1,4 @@
-#include "ssdp/keyed_hash.h"
+#include "ssdp/device_map.h"
 
 #include <gtest/gtest.h>
 #include <set>
@@ -31,9 +31,9 @@ TEST(KeyedHash, DependsOnTheWholeKey)
     EXPECT_EQ(hashes.size(), 5U);
 }
 
-// Names that are made of two blocks whose differences cancel out in a hash that
-// multiplies and shifts, whatever its seed. As many as a registry holds.
-TEST(KeyedHash, SetsApartNamesThatAreMadeToCollide)
+// The names consist of two blocks whose difference cancels out in a hash that multiplies
+// and shifts (such as MurmurHash), with any seed. There are as many as a registry holds.
+TEST(KeyedHash, DiffersForNamesMadeToCollideInUnkeyedHashes)
 {
     const std::string one(16, 'a');
     const std::string other = "aaaaaaa\xe1"

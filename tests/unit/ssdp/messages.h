@@ -5,16 +5,15 @@
 
 #include <string>
 
-// The messages of the device under test and of a peer, as whole texts, and the
-// device's own service.
+// Whole messages of the device under test and of a peer, and a service of the device.
 namespace test {
 
 constexpr const char *kCorvia = "Corvia 12";
 constexpr const char *kCorviaFile = "corvia_12_upnp_ssdp_1.xml";
 constexpr const char *kCorviaPath = "/var/www/html/corvia_12_upnp_ssdp_1.xml";
 
-// A service of the device under test. With a max-age, so that no message of it has a
-// number that was drawn.
+// A service of the device under test. It has a max-age: no number in its messages is
+// drawn.
 inline SSDPDeviceType OwnService(const std::string &product = kCorvia)
 {
     SSDPDeviceType service;
@@ -38,8 +37,7 @@ inline std::string UsnOf(const std::string &product, const std::string &address 
     return "uuid:65746500-" + product + "-" + address + "-0";
 }
 
-// The messages that name the service OwnService(product), whose document has the
-// given file name.
+// Messages about OwnService(product). file is the name of its document's file.
 inline std::string Alive(const std::string &product, const std::string &file)
 {
     return "NOTIFY * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nNT: upnp:rootdevice\r\n"
@@ -75,7 +73,7 @@ inline std::string Get(const std::string &target)
     return "GET " + target + " HTTP/1.1\r\nHOST:192.0.2.10:1900\r\n\r\n";
 }
 
-// Its answer: the text of a file, and the file's size.
+// The answer, with the text and the size of a file.
 inline std::string GetAnswer(const std::string &text, std::size_t size)
 {
     return "HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\nCONTENT-LENGTH: " + std::to_string(size) +
@@ -87,7 +85,7 @@ inline std::string GetAnswer(const std::string &text)
     return GetAnswer(text, text.size());
 }
 
-// The messages of a device at the peer's address.
+// Messages of a device at the peer's address.
 inline std::string PeerNotify(const std::string &kind, const std::string &product,
                               const std::string &location)
 {

@@ -20,10 +20,10 @@ protected:
         return mLink.CanBePeer(AddressOf(address));
     }
 
-    // Whether any number of bytes may be sent to the address.
+    // Whether many more bytes than the budget may be sent to the address.
     [[nodiscard]] bool Unlimited(const char *address)
     {
-        return mLink.SpendFor(AddressOf(address), std::numeric_limits<std::uint32_t>::max(), 0);
+        return mLink.SpendFor(AddressOf(address), std::numeric_limits<std::uint32_t>::max());
     }
 
     OwnLink mLink;
@@ -31,24 +31,30 @@ protected:
 
 } // namespace
 
-TEST_F(OwnLinkTest, KnowsItsAddressesAsTextAndAsSenders)
+TEST_F(OwnLinkTest, FindsItsAddressesAsTextAndAsBinary)
 {
-    EXPECT_TRUE(mLink.IsOwnAddress("192.0.2.10"));
-    EXPECT_FALSE(mLink.IsOwnAddress("192.0.2.1"));
+    mLink.AddInterface("192.0.2.11", "net0", {});
+    for (const char *address : {"192.0.2.10", "192.0.2.11"}) {
+        EXPECT_TRUE(mLink.IsOwnAddress(std::string_view(address))) << address;
+        EXPECT_TRUE(mLink.IsOwnAddress(AddressOf(address))) << address;
+    }
+    for (const char *address : {"192.0.2.1", "0.0.0.0", "127.0.0.1", "255.255.255.255"}) {
+        EXPECT_FALSE(mLink.IsOwnAddress(std::string_view(address))) << address;
+        EXPECT_FALSE(mLink.IsOwnAddress(AddressOf(address))) << address;
+    }
     EXPECT_FALSE(mLink.IsOwnAddress("192.0.2.010"));
-    EXPECT_TRUE(mLink.IsOwnAddress(AddressOf("192.0.2.10")));
-    EXPECT_FALSE(mLink.IsOwnAddress(AddressOf("192.0.2.11")));
-    EXPECT_EQ(mLink.Interfaces(), (OwnLink::InterfaceMap{{"192.0.2.10", "net0"}}));
+    EXPECT_EQ(mLink.Interfaces(),
+              (OwnLink::InterfaceMap{{"192.0.2.10", "net0"}, {"192.0.2.11", "net0"}}));
 }
 
-TEST_F(OwnLinkTest, ATextThatIsNoAddressIsNoSender)
+TEST_F(OwnLinkTest, TextThatIsNoAddressMatchesNoBinaryAddress)
 {
     mLink.AddInterface("no address", "net1", AddressOf("255.255.255.0"));
     EXPECT_TRUE(mLink.IsOwnAddress("no address"));
     EXPECT_FALSE(mLink.IsOwnAddress(AddressOf("0.0.0.0")));
 }
 
-TEST_F(OwnLinkTest, ForgetsItsAddressesWithTheirSubnets)
+TEST_F(OwnLinkTest, ClearInterfacesRemovesAddressesAndSubnets)
 {
     mLink.ClearInterfaces();
     EXPECT_TRUE(mLink.Interfaces().empty());
@@ -58,7 +64,7 @@ TEST_F(OwnLinkTest, ForgetsItsAddressesWithTheirSubnets)
     EXPECT_FALSE(Unlimited("192.0.2.20"));
 }
 
-TEST_F(OwnLinkTest, APeerHasAUnicastAddressOfANetwork)
+TEST_F(OwnLinkTest, PeerAddressIsUnicast)
 {
     for (const char *address :
          {"0.0.0.0", "0.255.255.255", "127.0.0.0", "127.0.0.1", "127.255.255.255", "224.0.0.0",
@@ -71,7 +77,7 @@ TEST_F(OwnLinkTest, APeerHasAUnicastAddressOfANetwork)
     }
 }
 
-TEST_F(OwnLinkTest, NoPeerHasTheBroadcastAddressOfASubnet)
+TEST_F(OwnLinkTest, SubnetBroadcastAddressIsNoPeer)
 {
     mLink.AddInterface("198.51.100.9", "net1", AddressOf("255.255.255.248"));
     EXPECT_FALSE(CanBePeer("192.0.2.255"));
@@ -82,7 +88,7 @@ TEST_F(OwnLinkTest, NoPeerHasTheBroadcastAddressOfASubnet)
     EXPECT_TRUE(CanBePeer("198.51.100.255"));
 }
 
-TEST_F(OwnLinkTest, ASubnetOfOneOrTwoAddressesHasNoBroadcastAddress)
+TEST_F(OwnLinkTest, SubnetOfOneOrTwoAddressesHasNoBroadcastAddress)
 {
     mLink.AddInterface("198.51.100.8", "net1", AddressOf("255.255.255.254"));
     mLink.AddInterface("203.0.113.1", "net2", AddressOf("255.255.255.255"));
@@ -90,7 +96,7 @@ TEST_F(OwnLinkTest, ASubnetOfOneOrTwoAddressesHasNoBroadcastAddress)
     EXPECT_TRUE(CanBePeer("203.0.113.1"));
 }
 
-TEST_F(OwnLinkTest, OnTheLinkNothingIsLimited)
+TEST_F(OwnLinkTest, BytesOnTheLinkAreNotLimited)
 {
     EXPECT_TRUE(Unlimited("192.0.2.0"));
     EXPECT_TRUE(Unlimited("192.0.2.20"));
@@ -102,7 +108,7 @@ TEST_F(OwnLinkTest, OnTheLinkNothingIsLimited)
     EXPECT_FALSE(Unlimited("198.51.100.16"));
 }
 
-TEST_F(OwnLinkTest, WithoutANetmaskNoPeerIsOnTheLink)
+TEST_F(OwnLinkTest, NoPeerIsOnTheLinkWithoutANetmask)
 {
     mLink.ClearInterfaces();
     mLink.AddInterface("192.0.2.10", "net0", in_addr{});
@@ -111,15 +117,16 @@ TEST_F(OwnLinkTest, WithoutANetmaskNoPeerIsOnTheLink)
     EXPECT_TRUE(CanBePeer("192.0.2.255"));
 }
 
-TEST_F(OwnLinkTest, OffTheLinkAllSpendOneBudgetOf64KiBAnd16KiBASecond)
+TEST_F(OwnLinkTest, PeersOffTheLinkShare64KiBAtOnceAnd16KiBASecond)
 {
     const in_addr one = AddressOf("198.51.100.1");
     const in_addr other = AddressOf("203.0.113.1");
-    EXPECT_FALSE(mLink.CanSpendFor(one, 65537, 0));
-    EXPECT_TRUE(mLink.CanSpendFor(one, 65536, 0));
-    EXPECT_TRUE(mLink.SpendFor(one, 65536, 0));
-    EXPECT_FALSE(mLink.CanSpendFor(other, 1, 0));
-    EXPECT_FALSE(mLink.SpendFor(other, 16385, 1000));
-    EXPECT_TRUE(mLink.SpendFor(other, 16384, 1000));
-    EXPECT_FALSE(mLink.SpendFor(one, 1, 1000));
+    EXPECT_FALSE(mLink.CanSpendFor(one, 65537));
+    EXPECT_TRUE(mLink.CanSpendFor(one, 65536));
+    EXPECT_TRUE(mLink.SpendFor(one, 65536));
+    EXPECT_FALSE(mLink.CanSpendFor(other, 1));
+    mLink.RefillBudget(1000);
+    EXPECT_FALSE(mLink.SpendFor(other, 16385));
+    EXPECT_TRUE(mLink.SpendFor(other, 16384));
+    EXPECT_FALSE(mLink.SpendFor(one, 1));
 }

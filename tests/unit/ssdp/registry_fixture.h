@@ -15,11 +15,11 @@
 #include <utility>
 #include <vector>
 
-// A registry with all it stands on, on the address 192.0.2.10, with a poll interval
-// of 5000 ms and an announcement period of 20 s, as the fake environment draws them.
-struct RegistryOnPaper
+// A registry with the parts that it needs, of a device at 192.0.2.10/24. The fake
+// environment draws a poll interval of 5000 ms and an announcement period of 20 s.
+struct RegistryWithParts
 {
-    explicit RegistryOnPaper(test::FakeEnvironment &environment)
+    explicit RegistryWithParts(test::FakeEnvironment &environment)
         : link(MakeLink()),
           timing(environment),
           documents(environment, link, timing),
@@ -44,20 +44,20 @@ struct RegistryOnPaper
     ssdp::DeviceRegistry registry;
 };
 
-// A registry, and devices to put into it. What it does is noted as one line each:
-// "alive USN", "byebye USN", "document PATH", "return PATH", "get URL".
+// A registry, and devices for it. Each effect of the registry is recorded as a call:
+// "alive USN", "byebye USN", "document PATH", "return PATH" or "get URL".
 class RegistryFixture : public testing::Test
 {
 protected:
     using Calls = std::vector<std::string>;
 
     static SSDPDeviceType Own() { return Device("Corvia 12", "192.0.2.10", "studio-a"); }
-    // A device that speaks for itself.
+    // A device that is never proxied.
     static SSDPDeviceType Peer() { return Device("Lumen", "192.0.2.20", "studio-b"); }
     // A device that can be proxied.
     static SSDPDeviceType Silent() { return Device("ZR1", "192.0.2.30", "field-1"); }
 
-    // What the description document of a device makes of it.
+    // The record that the description document of a device makes.
     static SSDPDeviceType Described(SSDPDeviceType device)
     {
         device.modelNumber = "0x10660001";
@@ -67,8 +67,8 @@ protected:
         return device;
     }
 
-    // What publishing makes of a record without a max-age, with the number of its
-    // document.
+    // The record of a service after its publication, with the number of its document. A
+    // missing max-age becomes 125 s.
     static SSDPDeviceType Published(SSDPDeviceType service, std::uint32_t number)
     {
         const std::string file = formats::DescriptionFileName(service.productName, number);
@@ -83,7 +83,7 @@ protected:
 
     void Add(SSDPDeviceType service) { registry.AddService(service); }
 
-    // One pass; what it did.
+    // Runs one pass. Returns its calls.
     Calls Pass(std::int32_t elapsedMs)
     {
         TakeCalls();
@@ -91,22 +91,22 @@ protected:
         return TakeCalls();
     }
 
-    // Adds a service and runs a pass in which no time goes by.
+    // Adds a service and runs a pass of 0 ms.
     Calls AddNow(const SSDPDeviceType &service)
     {
         Add(service);
         return Pass(0);
     }
 
-    // Makes the device announce the silent one: it is added, its time runs out,
-    // it is added again.
+    // Makes this device proxy a silent one: it is added, its time runs out, it is added
+    // again.
     void TakeOver(const SSDPDeviceType &silent)
     {
         AddNow(silent);
         Pass(30000);
         AddNow(silent);
         ASSERT_NE(Host(silent.usn), nullptr);
-        ForgetChange();
+        TakeChange();
     }
 
     Calls Alive(const std::string &usn, std::int32_t maxAge = 1800,
@@ -125,22 +125,22 @@ protected:
         return TakeCalls();
     }
 
-    // Everything done since the last call, waiting requests included.
+    // Returns and clears the recorded calls. Delayed requests are sent first.
     Calls TakeCalls()
     {
-        paper.documents.LetPass(std::numeric_limits<std::uint32_t>::max());
-        while (paper.documents.SendDue()) {
+        parts.documents.CollectDue(std::numeric_limits<std::uint32_t>::max());
+        while (parts.documents.SendDue()) {
         }
         environment.TakeSent();
         Calls calls;
         for (const std::string &entry : std::exchange(environment.log, {})) {
-            calls.push_back(Described(entry));
+            calls.push_back(CallOf(entry));
         }
         return calls;
     }
 
-    // Whether the list has changed since this was last asked.
-    bool ForgetChange()
+    // Clears the change flag. Returns whether it was set.
+    bool TakeChange()
     {
         SSDPDeviceMap copy;
         return registry.TakeChange(copy);
@@ -156,9 +156,9 @@ protected:
     }
 
     test::FakeEnvironment environment;
-    RegistryOnPaper paper{environment};
-    ssdp::DeviceRegistry &registry = paper.registry;
-    ssdp::OwnLink &link = paper.link;
+    RegistryWithParts parts{environment};
+    ssdp::DeviceRegistry &registry = parts.registry;
+    ssdp::OwnLink &link = parts.link;
     std::string lastMulticast; // the last datagram to the group
 
 private:
@@ -175,11 +175,12 @@ private:
         return text.substr(start, text.find(to, start) - start);
     }
 
-    std::string Described(const std::string &entry)
+    // The call of an entry in the log of the fake environment.
+    std::string CallOf(const std::string &entry)
     {
-        constexpr std::size_t kToGroup = 15; // letters of "send multicast "
-        if (entry.rfind("send multicast ", 0) == 0) {
-            lastMulticast = entry.substr(kToGroup);
+        const std::string toGroup = "send multicast ";
+        if (entry.rfind(toGroup, 0) == 0) {
+            lastMulticast = entry.substr(toGroup.size());
             return Between(entry, "NTS: ssdp:", "\r\n") + " " + Between(entry, "USN: ", "\r\n");
         }
         return entry.rfind("send ", 0) == 0 ? "get " + Between(entry, "GET ", " HTTP") : entry;

@@ -47,20 +47,20 @@ USNs Answers(const std::string &target)
 
 } // namespace
 
-TEST(SearchTarget, AllIsAnsweredByEveryServiceInKeyOrder)
+TEST(SearchTarget, AllMatchesEveryServiceInOrderOfUSN)
 {
     EXPECT_THAT(Answers("ssdp:all"), ElementsAre(kA, kB, kC));
     EXPECT_EQ(Answers({}, "ssdp:all"), USNs{});
 }
 
-TEST(SearchTarget, AllIsMatchedExactly)
+TEST(SearchTarget, AllMustMatchExactly)
 {
     for (const char *target : {"SSDP:ALL", "ssdp:all ", "ssdp:al", "ssdp:all:1", " ssdp:all"}) {
         EXPECT_EQ(Answers(target), USNs{}) << target;
     }
 }
 
-TEST(SearchTarget, AUSNIsAnsweredByTheServiceThatHasItExactly)
+TEST(SearchTarget, USNMatchesTheServiceWithExactlyThisUSN)
 {
     EXPECT_THAT(Answers(kB), ElementsAre(kB));
     EXPECT_EQ(Answers("uuid:65746500-b-192.0.2.10-0"), USNs{});
@@ -68,7 +68,7 @@ TEST(SearchTarget, AUSNIsAnsweredByTheServiceThatHasItExactly)
     EXPECT_EQ(Answers(std::string(kB) + "::upnp:rootdevice"), USNs{});
 }
 
-TEST(SearchTarget, OneWithUuidInItIsNotTriedAsAType)
+TEST(SearchTarget, TargetWithUuidIsNotComparedWithTypes)
 {
     SSDPDeviceMap services = Services();
     services.begin()->second.notificationType = "x-uuid:y";
@@ -78,7 +78,7 @@ TEST(SearchTarget, OneWithUuidInItIsNotTriedAsAType)
     EXPECT_EQ(Answers(services, "uuid:y"), USNs{});
 }
 
-TEST(SearchTarget, AUSNIsComparedWithoutDroppingAVersion)
+TEST(SearchTarget, VersionIsNotCutOffAUSN)
 {
     SSDPDeviceMap services = Services();
     services.begin()->second.usn = "uuid:y:1";
@@ -87,14 +87,14 @@ TEST(SearchTarget, AUSNIsComparedWithoutDroppingAVersion)
     EXPECT_EQ(Answers(services, "uuid:y:1"), USNs{});
 }
 
-TEST(SearchTarget, UuidAloneIsTooShortForAUSNAndTriedAsAType)
+TEST(SearchTarget, UuidAloneIsComparedAsAType)
 {
     SSDPDeviceMap services = Services();
     services.begin()->second.notificationType = "uuid:";
     EXPECT_THAT(Answers(services, "uuid:"), ElementsAre(kA));
 }
 
-TEST(SearchTarget, ATypeIsAnsweredByEveryServiceOfExactlyThisType)
+TEST(SearchTarget, TypeMatchesEveryServiceOfExactlyThisType)
 {
     EXPECT_THAT(Answers("upnp:rootdevice"), ElementsAre(kA, kC));
     EXPECT_EQ(Answers("upnp:RootDevice"), USNs{});
@@ -102,14 +102,14 @@ TEST(SearchTarget, ATypeIsAnsweredByEveryServiceOfExactlyThisType)
     EXPECT_EQ(Answers("x"), USNs{});
 }
 
-TEST(SearchTarget, AVersionOfOneDigitIsDropped)
+TEST(SearchTarget, VersionOfOneDigitIsCutOff)
 {
     EXPECT_THAT(Answers("upnp:rootdevice:1"), ElementsAre(kA, kC));
     EXPECT_THAT(Answers("urn:vex-com:service:BasicService:0"), ElementsAre(kB));
     EXPECT_THAT(Answers("urn:vex-com:service:BasicService:9"), ElementsAre(kB));
 }
 
-TEST(SearchTarget, AnythingElseAtItsEndIsComparedWhole)
+TEST(SearchTarget, OtherEndingsAreNotCutOff)
 {
     for (const char *target : {"upnp:rootdevice:10", "upnp:rootdevice:x", "upnp:rootdevice:",
                                "upnp:rootdevice1", "upnp:rootdevice:1:1", "upnp:rootdevice:/"}) {
@@ -117,7 +117,7 @@ TEST(SearchTarget, AnythingElseAtItsEndIsComparedWhole)
     }
 }
 
-TEST(SearchTarget, AVersionThatIsStoredWithTheTypeIsNotFound)
+TEST(SearchTarget, TypeStoredWithAVersionOfOneDigitIsNotFound)
 {
     SSDPDeviceMap services = Services();
     services.begin()->second.notificationType = "upnp:rootdevice:1";
@@ -126,7 +126,7 @@ TEST(SearchTarget, AVersionThatIsStoredWithTheTypeIsNotFound)
     EXPECT_THAT(Answers(services, "upnp:rootdevice:10"), ElementsAre(kA));
 }
 
-TEST(SearchTarget, TheShortestTargetsAreComparedLikeAnyOther)
+TEST(SearchTarget, ShortestTargetsAreComparedLikeAnyOther)
 {
     SSDPDeviceMap services = Services();
     services.begin()->second.notificationType = "";

@@ -1,4 +1,4 @@
-#include "ssdp/send_budget.h"
+#include "ssdp/flood_limits.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -7,11 +7,12 @@ using ssdp::SendBudget;
 
 namespace {
 
-// How many bytes can be spent now, one by one.
+// Spends bytes one by one until none is left. Returns their number.
 int SpendAll(SendBudget &budget, std::uint32_t nowMs)
 {
+    budget.Refill(nowMs);
     int spent = 0;
-    while (budget.Spend(1, nowMs)) {
+    while (budget.Spend(1)) {
         ++spent;
     }
     return spent;
@@ -19,32 +20,34 @@ int SpendAll(SendBudget &budget, std::uint32_t nowMs)
 
 } // namespace
 
-TEST(SendBudget, AllowsItsBurstAtOnceAndNoMore)
+TEST(SendBudget, AllowsOnlyItsBurstAtOnce)
 {
     SendBudget budget(1000, 100);
-    EXPECT_TRUE(budget.Spend(1000, 5));
-    EXPECT_FALSE(budget.Spend(1, 5));
-    EXPECT_TRUE(budget.Spend(0, 5));
+    EXPECT_TRUE(budget.Spend(1000));
+    EXPECT_FALSE(budget.Spend(1));
+    EXPECT_TRUE(budget.Spend(0));
 }
 
-TEST(SendBudget, SpendsNothingWhenItIsNotEnough)
+TEST(SendBudget, SpendsNothingWhenTooFewBytesAreLeft)
 {
     SendBudget budget(1000, 100);
-    EXPECT_FALSE(budget.Spend(1001, 0));
-    EXPECT_TRUE(budget.Spend(400, 0));
-    EXPECT_FALSE(budget.Spend(601, 0));
-    EXPECT_TRUE(budget.Spend(600, 0));
+    EXPECT_FALSE(budget.Spend(1001));
+    EXPECT_TRUE(budget.Spend(400));
+    EXPECT_FALSE(budget.Spend(601));
+    EXPECT_TRUE(budget.Spend(600));
 }
 
-TEST(SendBudget, TellsWhetherItIsEnoughWithoutSpending)
+TEST(SendBudget, HasSpendsNothing)
 {
     SendBudget budget(1000, 100);
-    EXPECT_TRUE(budget.Has(1000, 0));
-    EXPECT_TRUE(budget.Has(1000, 0));
-    EXPECT_FALSE(budget.Has(1001, 0));
-    EXPECT_TRUE(budget.Spend(1000, 0));
-    EXPECT_FALSE(budget.Has(1, 0));
-    EXPECT_TRUE(budget.Has(100, 1000));
+    EXPECT_TRUE(budget.Has(1000));
+    EXPECT_TRUE(budget.Has(1000));
+    EXPECT_FALSE(budget.Has(1001));
+    EXPECT_TRUE(budget.Spend(1000));
+    EXPECT_FALSE(budget.Has(1));
+    budget.Refill(1000);
+    EXPECT_TRUE(budget.Has(100));
+    EXPECT_FALSE(budget.Has(101));
 }
 
 TEST(SendBudget, RefillsByItsRateASecond)
@@ -55,7 +58,7 @@ TEST(SendBudget, RefillsByItsRateASecond)
     EXPECT_EQ(SpendAll(budget, 3500), 250);
 }
 
-TEST(SendBudget, LosesNothingWhenItIsAskedEveryMillisecond)
+TEST(SendBudget, RefillsWithoutLossEveryMillisecond)
 {
     SendBudget budget(1000, 100);
     EXPECT_EQ(SpendAll(budget, 0), 1000);
@@ -69,11 +72,11 @@ TEST(SendBudget, LosesNothingWhenItIsAskedEveryMillisecond)
 TEST(SendBudget, NeverHoldsMoreThanItsBurst)
 {
     SendBudget budget(1000, 100);
-    EXPECT_TRUE(budget.Spend(500, 0));
+    EXPECT_TRUE(budget.Spend(500));
     EXPECT_EQ(SpendAll(budget, 3600000), 1000);
 }
 
-TEST(SendBudget, IsFullHoweverLateItIsAskedFirst)
+TEST(SendBudget, IsFullAtAnyFirstTime)
 {
     for (const std::uint32_t nowMs : {0U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
         SendBudget budget(1000, 100);
@@ -88,7 +91,7 @@ TEST(SendBudget, RefillsWhileTheClockWraps)
     EXPECT_EQ(SpendAll(budget, 500), 100);
 }
 
-TEST(SendBudget, RefillsNothingWhenTheClockGoesBackAndGoesOnFromThere)
+TEST(SendBudget, RefillsNothingWhenTheClockGoesBack)
 {
     SendBudget budget(1000, 100);
     EXPECT_EQ(SpendAll(budget, 60000), 1000);

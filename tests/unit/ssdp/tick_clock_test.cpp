@@ -1,4 +1,4 @@
-#include "ssdp/tick_clock.h"
+#include "ssdp/timing.h"
 
 #include <gtest/gtest.h>
 
@@ -10,13 +10,13 @@ constexpr std::uint32_t kIntervalMs = 5000;
 
 bool IsOver(TickClock &clock, std::uint32_t nowMs)
 {
-    clock.Note(nowMs, kIntervalMs);
+    clock.Update(nowMs, kIntervalMs);
     return clock.ElapsedMs() >= kIntervalMs;
 }
 
 } // namespace
 
-TEST(TickClock, ATickIsOverWhenTheIntervalHasPassed)
+TEST(TickClock, TickIsOverWhenTheIntervalHasPassed)
 {
     TickClock clock;
     clock.Start(1000);
@@ -27,7 +27,7 @@ TEST(TickClock, ATickIsOverWhenTheIntervalHasPassed)
     EXPECT_EQ(clock.ElapsedMs(), 5000U);
 }
 
-TEST(TickClock, ALateTickTellsTheWholeTime)
+TEST(TickClock, LateTickHasTheWholeElapsedTime)
 {
     TickClock clock;
     clock.Start(1000);
@@ -44,7 +44,7 @@ TEST(TickClock, NoTimeHasPassedAtTheStart)
     EXPECT_EQ(clock.ElapsedMs(), 0U);
 }
 
-TEST(TickClock, BackAtTheStartTheTimeSeenBeforeStillCounts)
+TEST(TickClock, ReadingEqualToTheStartKeepsTheElapsedTime)
 {
     TickClock clock;
     clock.Start(1000);
@@ -53,7 +53,7 @@ TEST(TickClock, BackAtTheStartTheTimeSeenBeforeStillCounts)
     EXPECT_EQ(clock.ElapsedMs(), 3000U);
 }
 
-TEST(TickClock, AClockThatWentBackEndsTheTickWithTheIntervalNotAHugeTime)
+TEST(TickClock, ClockThatGoesBackEndsTheTickWithOneInterval)
 {
     TickClock clock;
     clock.Start(1000);
@@ -64,7 +64,7 @@ TEST(TickClock, AClockThatWentBackEndsTheTickWithTheIntervalNotAHugeTime)
     EXPECT_EQ(clock.ElapsedMs(), 5000U);
 }
 
-TEST(TickClock, AClockThatWrapsWentBack)
+TEST(TickClock, ClockThatWrapsEndsTheTickWithOneInterval)
 {
     TickClock clock;
     clock.Start(4294967000U);
@@ -73,7 +73,7 @@ TEST(TickClock, AClockThatWrapsWentBack)
     EXPECT_EQ(clock.ElapsedMs(), 5000U);
 }
 
-TEST(TickClock, EachTickBeginsAnew)
+TEST(TickClock, StartResetsTheElapsedTime)
 {
     TickClock clock;
     clock.Start(1000);

@@ -16,11 +16,11 @@ protected:
     ssdp::Timing timing{environment};
 };
 
-using Draws = std::map<std::uint32_t, std::uint32_t>; // what random() gives, and the result
+using Draws = std::map<std::uint32_t, std::uint32_t>; // random number to result
 
 } // namespace
 
-TEST_F(TimingTest, ThePollIntervalIs4250To5749Milliseconds)
+TEST_F(TimingTest, PollIntervalIs4250To5749Milliseconds)
 {
     for (const auto &[drawn, interval] :
          Draws{{0, 4250}, {1, 4251}, {1499, 5749}, {1500, 4250}, {2147483647, 5397}}) {
@@ -30,7 +30,7 @@ TEST_F(TimingTest, ThePollIntervalIs4250To5749Milliseconds)
     }
 }
 
-TEST_F(TimingTest, AnExchangeWaitsForUpToThreePollIntervals)
+TEST_F(TimingTest, ExchangeDelayIsUpToThreePollIntervals)
 {
     environment.random = 750;
     timing.DrawPollInterval();
@@ -41,7 +41,7 @@ TEST_F(TimingTest, AnExchangeWaitsForUpToThreePollIntervals)
     }
 }
 
-TEST_F(TimingTest, AnOwnServiceIsAnnouncedEvery15To24Seconds)
+TEST_F(TimingTest, AnnouncePeriodIs15To24Seconds)
 {
     for (const auto &[drawn, period] :
          Draws{{0, 15000}, {9, 24000}, {10, 15000}, {2147483647, 22000}}) {
@@ -50,7 +50,7 @@ TEST_F(TimingTest, AnOwnServiceIsAnnouncedEvery15To24Seconds)
     }
 }
 
-TEST_F(TimingTest, AMaxAgeBelow120IsReplacedByADrawnOne)
+TEST_F(TimingTest, MaxAgeBelow120IsReplacedBy120To129)
 {
     for (const auto &[drawn, seconds] : Draws{{0, 120}, {9, 129}, {10, 120}, {2147483647, 127}}) {
         environment.random = drawn;
@@ -60,7 +60,7 @@ TEST_F(TimingTest, AMaxAgeBelow120IsReplacedByADrawnOne)
     }
 }
 
-TEST_F(TimingTest, AMaxAgeTextGivesItsSecondsInMillisecondsAndStays)
+TEST_F(TimingTest, MaxAgeFrom120IsKeptAndReturnedInMilliseconds)
 {
     for (const char *kept : {"1800", " \t\r\n1800", "+1800", "1800 s", "1800,5", "001800"}) {
         std::string text = kept;
@@ -72,9 +72,9 @@ TEST_F(TimingTest, AMaxAgeTextGivesItsSecondsInMillisecondsAndStays)
     EXPECT_EQ(least, "120");
 }
 
-TEST_F(TimingTest, AMaxAgeTextIsReadAsDecimalDigits)
+TEST_F(TimingTest, MaxAgeIsReadAsDecimal)
 {
-    // As hexadecimal or octal these would be above 120.
+    // Read as hexadecimal these would be above 120; read as octal "0170" would be 120.
     for (const char *decimal : {"0x1000", "0170"}) {
         std::string text = decimal;
         const std::uint32_t milliseconds = timing.GetMaximumAge(text);
@@ -84,7 +84,7 @@ TEST_F(TimingTest, AMaxAgeTextIsReadAsDecimalDigits)
     EXPECT_EQ(timing.GetMaximumAge(text), 170000U);
 }
 
-TEST_F(TimingTest, AMaxAgeBelow120OrWithoutANumberBecomes120To129Seconds)
+TEST_F(TimingTest, MaxAgeWithoutANumberBecomes120To129)
 {
     for (const char *low : {"30", "119", "0", "-1", "-1800", "-99999999999999999999", "", " ", "x",
                             "+", "-", "max-age=1800", "--1800"}) {
@@ -97,7 +97,7 @@ TEST_F(TimingTest, AMaxAgeBelow120OrWithoutANumberBecomes120To129Seconds)
     }
 }
 
-TEST_F(TimingTest, ALargeMaxAgeCountsAsTheLargestWhoseDoubleFits31Bits)
+TEST_F(TimingTest, LargeMaxAgeIsLimitedTo1073741Seconds)
 {
     for (const char *large :
          {"1073741", "1073742", "2147483648", "4294967296", "4294967415", "99999999999999999999"}) {

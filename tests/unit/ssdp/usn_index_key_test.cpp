@@ -1,9 +1,9 @@
-#include "ssdp/usn_index.h"
+#include "ssdp/device_map.h"
 
 #include <gtest/gtest.h>
 
-// The key of an index has no other effect that a test could see. An explicit
-// instantiation may name a private member.
+// No public operation shows the key. An explicit instantiation may name a private
+// member, so this template reads it.
 template <ssdp::HashKey ssdp::UsnIndex::*Member>
 struct KeyAccess
 {
@@ -12,13 +12,14 @@ struct KeyAccess
 template struct KeyAccess<&ssdp::UsnIndex::mKey>;
 ssdp::HashKey KeyOf(const ssdp::UsnIndex &index);
 
-// With a key that is the same on every device, or partly so, names that make one device
-// slow make all of them slow.
+// If bits of the key were constant, names that make one device slow could be computed
+// for all devices.
 TEST(UsnIndex, DrawsEveryBitOfItsKey)
 {
     ssdp::HashKey ones;
     ssdp::HashKey zeros;
-    for (int draw = 0; draw < 128; ++draw) { // a bit that is drawn is the same by 1 to 2^127
+    // A drawn bit has the same value in all draws with a probability of 2^-127.
+    for (int draw = 0; draw < 128; ++draw) {
         const ssdp::HashKey key = KeyOf(ssdp::UsnIndex());
         ones.low |= key.low;
         ones.high |= key.high;

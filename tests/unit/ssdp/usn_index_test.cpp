@@ -1,4 +1,4 @@
-#include "ssdp/usn_index.h"
+#include "ssdp/device_map.h"
 
 #include <gtest/gtest.h>
 #include <random>
@@ -26,7 +26,7 @@ TEST(UsnIndex, FindsNothingInAnEmptyIndex)
     EXPECT_EQ(index.Find({}), nullptr);
 }
 
-TEST(UsnIndex, GivesTheRecordItself)
+TEST(UsnIndex, FindReturnsTheRecordOfTheMap)
 {
     SSDPDeviceMap map;
     ssdp::UsnIndex index;
@@ -35,7 +35,7 @@ TEST(UsnIndex, GivesTheRecordItself)
     EXPECT_EQ(*index.Find("uuid:a"), record);
 }
 
-TEST(UsnIndex, AfterClearFindsNothingAndTakesRecordsAnew)
+TEST(UsnIndex, ClearRemovesAllRecordsAndAllowsNewOnes)
 {
     SSDPDeviceMap map;
     ssdp::UsnIndex index;
@@ -50,9 +50,9 @@ TEST(UsnIndex, AfterClearFindsNothingAndTakesRecordsAnew)
     EXPECT_EQ(FoundName(index, "7"), "7");
 }
 
-// Whatever comes and goes in whatever order, the index finds what the map holds
-// and nothing else: through growing, through full neighbourhoods, round its end.
-TEST(UsnIndex, HoldsWhatTheMapHoldsThroughThousandsOfChanges)
+// Random changes make the index grow, make runs of several entries, and make runs that
+// cross the end of the table.
+TEST(UsnIndex, FindsExactlyTheRecordsOfTheMapAfterEachOf20000Changes)
 {
     std::mt19937 random(1900); // NOLINT(cert-msc51-cpp): the same changes each time
     SSDPDeviceMap map;

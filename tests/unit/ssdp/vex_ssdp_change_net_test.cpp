@@ -13,11 +13,11 @@ namespace {
 class Waiting : public test::EngineTest
 {
 protected:
-    // A map as it stands before a wait that is to leave it alone.
+    // A wait without a change must leave this entry alone.
     SSDPDeviceMap mOut{{"before", {}}};
 };
 
-// Waits until a count has stood still for a while.
+// Waits until a count has not changed for 100 ms.
 void AwaitStandstill(const std::atomic<int> &count)
 {
     for (int seen = -1; seen != count;) {
@@ -37,7 +37,7 @@ TEST_F(Waiting, TimesOutWithoutAChangeAndLeavesTheMapAlone)
     EXPECT_EQ(mOut.count("before"), 1U);
 }
 
-TEST_F(Waiting, IsEndedByAPassThatFoundAChange)
+TEST_F(Waiting, EndsWhenAPassFindsAChange)
 {
     Add();
     std::thread opener([this] { EXPECT_EQ(mEngine.Open(kNet0), 1U); });
@@ -48,7 +48,7 @@ TEST_F(Waiting, IsEndedByAPassThatFoundAChange)
     EXPECT_EQ(mOut.begin()->second.hostName, "alpha");
 }
 
-TEST_F(Waiting, GetsEachChangeOnce)
+TEST_F(Waiting, ReturnsEachChangeOnce)
 {
     OpenAnnounced();
     EXPECT_EQ(mEngine.WaitForChange(60000, mOut), kVEXSuccess);
@@ -56,23 +56,24 @@ TEST_F(Waiting, GetsEachChangeOnce)
     EXPECT_EQ(mOut.size(), 1U);
 }
 
-TEST_F(Waiting, TakesAChangeAlsoWhenTheTimeRunsOutBeforeThePass)
+TEST_F(Waiting, ReturnsAChangeThatNoPassHasSignalledYet)
 {
     OpenAnnounced();
     ASSERT_EQ(mEngine.WaitForChange(0, mOut), kVEXSuccess);
-    ToEngine(test::PeerDescription("Lumen", "beta")); // the pass that signals is seconds away
+    // The next pass, which signals the change, is seconds away.
+    ToEngine(test::PeerDescription("Lumen", "beta"));
     Settle();
     EXPECT_EQ(mEngine.WaitForChange(0, mOut), kVEXSuccess);
     EXPECT_EQ(mOut.size(), 2U);
 }
 
-// A pass signals after a wait has timed out, and before that wait, in search of
-// a change all the same, gets the lock and takes it. The signal then stands for
-// nothing any more: the next wait must not take the list for an empty one.
-TEST_F(Waiting, ThatIsSignalledForAChangeTakenEarlierTimesOut)
+// A wait times out and blocks at the engine lock. Meanwhile a pass makes a change and
+// signals it. The wait then takes that change, but the signal stays. The next wait finds
+// the signal without a change, and must not report an empty list.
+TEST_F(Waiting, TimesOutWhenTheSignalledChangeWasTakenEarlier)
 {
     test::StuckFolder documents("/var/www/html/");
-    Add(); // whose document the pass writes, holding the lock
+    Add(); // the pass writes its document while it holds the lock
     std::thread opener([&] { documents.Run([this] { EXPECT_EQ(mEngine.Open(kNet0), 1U); }); });
     std::atomic<int> waits{0};
     std::thread earlier([&] {

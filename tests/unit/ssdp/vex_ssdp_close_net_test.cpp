@@ -20,7 +20,7 @@ namespace {
 class Closing : public test::EngineTest
 {
 protected:
-    std::vector<std::string> HeardSoFar() { return test::HeardSoFar(mPeer); }
+    std::vector<std::string> ReceivedSoFar() { return test::HeardSoFar(mPeer); }
 };
 
 } // namespace
@@ -29,7 +29,7 @@ TEST_F(Closing, WithoutGoodbyesSendsNothing)
 {
     OpenAnnounced();
     mEngine.Close(VEX_SSDP::Goodbye::Skip);
-    EXPECT_THAT(HeardSoFar(), testing::IsEmpty());
+    EXPECT_THAT(ReceivedSoFar(), testing::IsEmpty());
     EXPECT_FALSE(mEngine.IsOpen());
 }
 
@@ -40,18 +40,18 @@ TEST_F(Closing, OfAClosedEngineDoesNothing)
         mEngine.Close(VEX_SSDP::Goodbye::Skip);
     });
     EXPECT_EQ(output.out + output.err, "");
-    EXPECT_THAT(HeardSoFar(), testing::IsEmpty());
+    EXPECT_THAT(ReceivedSoFar(), testing::IsEmpty());
 }
 
-TEST_F(Closing, TakesNoTimeWorthMentioning)
+TEST_F(Closing, WakesBlockedThreads)
 {
     OpenAnnounced();
     Settle();
-    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // both threads wait by then
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // both threads are blocked now
     const auto start = std::chrono::steady_clock::now();
-    mEngine.Close(VEX_SSDP::Goodbye::Skip); // its own goodbye would wake the engine
-    // Both threads are blocked in their sockets; woken by nothing but the poll's
-    // end, the first would keep Close waiting for more than four seconds.
+    // A goodbye would come back by multicast and wake the engine.
+    mEngine.Close(VEX_SSDP::Goodbye::Skip);
+    // Without waking, Close would wait for the end of the poll, more than 4 seconds.
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
@@ -65,7 +65,7 @@ TEST_F(Closing, FreesBothPorts)
     EXPECT_EQ(socket.Open("", 49821), kVEXSuccess);
 }
 
-TEST_F(Closing, EmptiesTheListsAndReportsThatAsAChange)
+TEST_F(Closing, EmptiesTheListsAndReportsAChange)
 {
     OpenAnnounced();
     SSDPDeviceMap known;
@@ -81,14 +81,14 @@ TEST_F(Closing, EmptiesTheListsAndReportsThatAsAChange)
     EXPECT_EQ(Ask("gn"), "NodeList");
 }
 
-TEST_F(Closing, SaysGoodbyeAsItsLastWord)
+TEST_F(Closing, SendsGoodbyeLast)
 {
     OpenAnnounced();
     mEngine.Close();
-    EXPECT_THAT(HeardSoFar(), testing::ElementsAre(Goodbye(kCorvia, kCorviaFile)));
+    EXPECT_THAT(ReceivedSoFar(), testing::ElementsAre(Goodbye(kCorvia, kCorviaFile)));
 }
 
-TEST_F(Closing, ForgetsWhatIsQueuedButNotWhatIsQueuedAfterIt)
+TEST_F(Closing, DropsServicesAddedBeforeAndKeepsThoseAddedAfterIt)
 {
     for (const bool open : {false, true}) {
         if (open) {
@@ -97,22 +97,22 @@ TEST_F(Closing, ForgetsWhatIsQueuedButNotWhatIsQueuedAfterIt)
         }
         Add();
         mEngine.Close();
-        HeardSoFar();
+        ReceivedSoFar();
         Add("ZR2");
         ASSERT_EQ(mEngine.Open(kNet0), 1U);
         EXPECT_EQ(mPeer.Receive(), Alive("ZR2", "zr2_upnp_ssdp_1.xml"));
         EXPECT_EQ(mPeer.Receive(), Search("upnp:rootdevice"));
         mEngine.Close();
-        EXPECT_THAT(HeardSoFar(), testing::ElementsAre(Goodbye("ZR2", "zr2_upnp_ssdp_1.xml")));
+        EXPECT_THAT(ReceivedSoFar(), testing::ElementsAre(Goodbye("ZR2", "zr2_upnp_ssdp_1.xml")));
     }
 }
 
-// Closed at any moment of its start, the engine has either done the whole first
-// pass or none of it, and the goodbye is its last word.
+// The engine is closed at different moments of its start. It has run either the whole
+// first pass or nothing of it, and sends nothing after the goodbye.
 TEST_F(Closing, SendsNothingAfterTheGoodbye)
 {
     std::atomic<bool> enough{false};
-    std::atomic<int> left{0}; // so few that the answers fit the peer's receive queue
+    std::atomic<int> left{0}; // few: the answers must fit the peer's receive queue
     std::thread searcher([this, &enough, &left] {
         while (!enough) {
             if (left > 0) {
@@ -130,11 +130,11 @@ TEST_F(Closing, SendsNothingAfterTheGoodbye)
         EXPECT_EQ(mEngine.Open(kNet0), 1U);
         std::this_thread::sleep_for(std::chrono::microseconds(50 * (round % 30)));
         mEngine.Close();
-        const std::vector<std::string> heard = HeardSoFar();
-        if (!heard.empty()) {
+        const std::vector<std::string> received = ReceivedSoFar();
+        if (!received.empty()) {
             ++announced;
-            EXPECT_EQ(heard.front(), Alive(kCorvia, kCorviaFile));
-            EXPECT_EQ(heard.back(), Goodbye(kCorvia, kCorviaFile));
+            EXPECT_EQ(received.front(), Alive(kCorvia, kCorviaFile));
+            EXPECT_EQ(received.back(), Goodbye(kCorvia, kCorviaFile));
         }
     }
     enough = true;

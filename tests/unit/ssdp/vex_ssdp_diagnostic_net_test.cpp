@@ -14,22 +14,21 @@ class Diagnostics : public test::EngineTest
 protected:
     using Clock = std::chrono::steady_clock;
 
-    // Fills the list of known devices, so that its listing is about as long as a
-    // datagram can be.
+    // Adds so many known devices that their listing is about as long as the largest
+    // datagram.
     void FillTheList()
     {
         const std::string hostName(1000, 'h');
         for (int number = 100; number < 180; ++number) {
             ToEngine(PeerDescription("Lumen" + std::to_string(number), hostName));
             if (number % 20 == 0) {
-                Settle(); // so that the engine's receive queue never overflows
+                Settle(); // the engine's receive queue must not overflow
             }
         }
         Settle();
     }
 
-    // Asks until there is a reply, which shows that all earlier questions have been
-    // dealt with.
+    // Asks until a reply comes: then all earlier commands have been handled.
     static std::string AskUntilAnswered(const std::string &command)
     {
         PeerSocket asker;
@@ -44,7 +43,7 @@ protected:
 
 } // namespace
 
-TEST_F(Diagnostics, ReplyToTheAddressAndPortThatAsked)
+TEST_F(Diagnostics, ReplyGoesToTheAddressAndPortOfTheCommand)
 {
     OpenAnnounced();
     const std::string corvia = "\n  ProductName:\"Corvia 12\"\n"
@@ -55,7 +54,7 @@ TEST_F(Diagnostics, ReplyToTheAddressAndPortThatAsked)
     EXPECT_EQ(Ask("gn"), "NodeList" + corvia);
 }
 
-TEST_F(Diagnostics, WantACommandOfTwoBytes)
+TEST_F(Diagnostics, CommandMustHaveTwoBytes)
 {
     ASSERT_EQ(mEngine.Open(test::kNet0), 1U);
     const test::Output output = test::Capture([] {
@@ -66,7 +65,7 @@ TEST_F(Diagnostics, WantACommandOfTwoBytes)
     EXPECT_EQ(output.err + output.out, "");
 }
 
-TEST_F(Diagnostics, ReportACommandThatIsNoneOnStandardError)
+TEST_F(Diagnostics, UnknownCommandIsReportedOnStandardError)
 {
     ASSERT_EQ(mEngine.Open(test::kNet0), 1U);
     std::string reply;
@@ -76,7 +75,7 @@ TEST_F(Diagnostics, ReportACommandThatIsNoneOnStandardError)
     EXPECT_EQ(output.out, "");
 }
 
-TEST_F(Diagnostics, PassOverAnEmptyDatagram)
+TEST_F(Diagnostics, EmptyDatagramIsIgnored)
 {
     ASSERT_EQ(mEngine.Open(test::kNet0), 1U);
     PeerSocket asker;
@@ -85,9 +84,9 @@ TEST_F(Diagnostics, PassOverAnEmptyDatagram)
     EXPECT_EQ(asker.Receive(), "HostList");
 }
 
-// Such a datagram is another device's reply. Two devices would reply to each other
-// for ever.
-TEST_F(Diagnostics, DoNotReplyToTheDiagnosticPortOfAnotherDevice)
+// Such a datagram is the reply of another device. If it were answered, two devices would
+// reply to each other for ever.
+TEST_F(Diagnostics, NoReplyToTheDiagnosticPortOfAnotherDevice)
 {
     ASSERT_EQ(mEngine.Open(test::kNet0), 1U);
     PeerSocket other(49821);
@@ -101,7 +100,7 @@ TEST_F(Diagnostics, DoNotReplyToTheDiagnosticPortOfAnotherDevice)
     EXPECT_EQ(output.err, "");
 }
 
-TEST_F(Diagnostics, ReplyWithUpTo1MiBAtOnceAnd256KiBASecond)
+TEST_F(Diagnostics, RepliesAreLimitedTo1MiBAtOnceAnd256KiBASecond)
 {
     constexpr std::size_t kMaxDatagram = 65507;
     OpenAnnounced();

@@ -17,8 +17,8 @@ using test::ReadFile;
 
 namespace {
 
-// What is exchanged waits for up to three ticks. Asked for so often, the soonest
-// leaves with the first tick (but for one time in a thousand million).
+// Requests and answers wait up to three ticks. Of so many, the first is sent at the first
+// tick, with a probability of 1 - 10^-9.
 constexpr int kOften = 51;
 
 class Documents : public test::EngineTest
@@ -42,15 +42,16 @@ protected:
         for (int i = 0; i < kOften; ++i) {
             send();
         }
-        Settle(); // so that the engine's receive queue never overflows
+        Settle(); // the engine's receive queue must not overflow
     }
 };
 
 } // namespace
 
-// A tick takes some five seconds, so both look at the same one. Answers leave in the
-// order in which they were asked for: one with the link's file would be the first.
-TEST_F(Documents, AreServedAndAskedForAtATickButNoSymbolicLinkIsServed)
+// A tick takes about five seconds, so one test checks answers and requests at the same
+// tick. Answers are sent in the order of their requests: an answer with the link's file
+// would come first.
+TEST_F(Documents, AreExchangedAtATickAndNoSymbolicLinkIsServed)
 {
     constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
     OpenAnnounced();
@@ -64,7 +65,7 @@ TEST_F(Documents, AreServedAndAskedForAtATickButNoSymbolicLinkIsServed)
     EXPECT_EQ(mPeer.Receive(), test::PeerRequest(kLumen));
 }
 
-// In a child, since the document's number stays taken.
+// Runs in a child process, since the document's number stays in use.
 TEST_F(Documents, AreNotWrittenThroughASymbolicLink)
 {
     std::filesystem::create_symlink("/var/www/secret.xml", kCorviaPath);

@@ -17,18 +17,18 @@ namespace {
 class Failing : public test::EngineTest
 {
 protected:
-    // To whom the system's limit of threads applies, as it does not to root.
-    static constexpr uid_t kNobodyElse = 54321;
+    // A user without privileges: the limit of threads does not apply to root.
+    static constexpr uid_t kOtherUser = 54321;
 
-    // Whether this process may become that user. Started by an ordinary user it
-    // has a user namespace with nobody else in it.
-    static bool CanBeNobodyElse()
+    // Whether this process may become that user. If an ordinary user started it, its
+    // user namespace has no other user.
+    static bool CanBecomeOtherUser()
     {
         uid_t inside = 0;
         uid_t outside = 0;
         uid_t count = 0;
         std::ifstream("/proc/self/uid_map") >> inside >> outside >> count;
-        return kNobodyElse - inside < count;
+        return kOtherUser - inside < count;
     }
 
     static rlim_t OwnThreads()
@@ -43,50 +43,50 @@ protected:
         return count;
     }
 
-    // Opens the engine as a user who may have so many more threads, and closes
-    // it. For a child process.
+    // Opens and closes the engine as the other user, with a limit of so many additional
+    // threads. Runs in a child process.
     void OpenWithThreads(rlim_t more, unsigned int expected)
     {
-        ASSERT_EQ(setuid(kNobodyElse), 0);
-        std::thread([] {}).join(); // with the first one come the sanitizers' own
+        ASSERT_EQ(setuid(kOtherUser), 0);
+        std::thread([] {}).join(); // sanitizers start a thread of theirs with the first one
         rlimit limit{};
         ASSERT_EQ(getrlimit(RLIMIT_NPROC, &limit), 0);
         const rlimit narrow{OwnThreads() + more, limit.rlim_max};
         ASSERT_EQ(setrlimit(RLIMIT_NPROC, &narrow), 0);
         EXPECT_EQ(mEngine.Open(kNet0), expected);
         EXPECT_EQ(mEngine.IsOpen(), expected == 1U);
-        ASSERT_EQ(setrlimit(RLIMIT_NPROC, &limit), 0); // sanitizers want a thread at the end
+        ASSERT_EQ(setrlimit(RLIMIT_NPROC, &limit), 0); // sanitizers start a thread at the end
         mEngine.Close();
     }
 };
 
 } // namespace
 
-TEST_F(Failing, WithoutAnSSDPThreadTheEngineClosesAgain)
+TEST_F(Failing, EngineClosesWhenTheSSDPThreadCannotStart)
 {
-    if (!CanBeNobodyElse()) {
-        GTEST_SKIP() << "needs a second user, to whom the limit of threads applies";
+    if (!CanBecomeOtherUser()) {
+        GTEST_SKIP() << "needs a second user";
     }
     const Output output = test::InChild([this] { OpenWithThreads(0, 0); });
     EXPECT_EQ(output.out, "");
     EXPECT_EQ(output.err, "");
 }
 
-TEST_F(Failing, WithoutADiagnosticThreadTheEngineOpensAllTheSame)
+TEST_F(Failing, EngineOpensWhenTheDiagnosticThreadCannotStart)
 {
-    if (!CanBeNobodyElse()) {
-        GTEST_SKIP() << "needs a second user, to whom the limit of threads applies";
+    if (!CanBecomeOtherUser()) {
+        GTEST_SKIP() << "needs a second user";
     }
     const Output output = test::InChild([this] { OpenWithThreads(1, 1); });
     EXPECT_EQ(output.err, "Open: The diagnostic thread failed to start\n");
     EXPECT_EQ(output.out, "SSDPThread: Exiting...\n");
 }
 
-TEST_F(Failing, AReaderOfLinesThatStallsKeepsNobodyWaiting)
+TEST_F(Failing, StalledReaderOfStandardErrorDoesNotStopTheEngine)
 {
     OpenAnnounced();
     test::BlockedOutput blocked(STDERR_FILENO);
-    ToEngine(PeerNotify("ssdp:alive", "Lumen", "nowhere")); // its line is written under the lock
+    ToEngine(PeerNotify("ssdp:alive", "Lumen", "nowhere")); // reports a line
     ToEngine("first");
     Settle();
     EXPECT_EQ(Ask("gh").substr(0, 8), "HostList");

@@ -8,13 +8,13 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-// Neither a reader of the engine's lines that stalls nor a slow medium stops the engine.
+// The engine goes on when the reader of its lines stalls, or when their medium is slow.
 
 using test::PeerNotify;
 
 namespace {
 
-// Holds a thread that writes to standard error, as a slow medium would.
+// Blocks threads that write to standard error, like a slow medium.
 class SlowMedium
 {
 public:
@@ -38,7 +38,7 @@ public:
         mChanged.wait(held, [this] { return !mSlow; });
         mWaiting = false;
     }
-    // Waits until somebody writes; false if nobody does for a generous time.
+    // Waits until a thread writes. Returns false after one minute.
     [[nodiscard]] bool AwaitWriter()
     {
         std::unique_lock<std::mutex> held(mMutex);
@@ -59,7 +59,7 @@ using WritingLines = test::EngineTest;
 
 } // namespace
 
-// Stands in for the C library's function in this program.
+// Replaces the C library's function in this program.
 extern "C" ssize_t write(int descriptor, const void *data, size_t size)
 {
     if (descriptor == STDERR_FILENO) {
@@ -68,27 +68,27 @@ extern "C" ssize_t write(int descriptor, const void *data, size_t size)
     return syscall(SYS_write, descriptor, data, size);
 }
 
-TEST_F(WritingLines, HappensWithoutTheEnginesLock)
+TEST_F(WritingLines, HappensWithoutTheEngineLock)
 {
     OpenAnnounced();
     const test::Output output = test::Capture([this] {
         gMedium.Begin();
         ToEngine(PeerNotify("ssdp:alive", "Lumen", "nowhere"));
         EXPECT_TRUE(gMedium.AwaitWriter());
-        EXPECT_EQ(Ask("gh").substr(0, 8), "HostList"); // which takes the lock
+        EXPECT_EQ(Ask("gh").substr(0, 8), "HostList"); // takes the lock
         gMedium.End();
         Settle();
     });
     EXPECT_EQ(output.err, "SendGETRequest: Unable to find the http string\n");
 }
 
-TEST_F(WritingLines, ForAReaderThatStallsStopsNeitherDiagnosticsNorAnnouncements)
+TEST_F(WritingLines, ToAStalledReaderStopsNeitherDiagnosticsNorAnnouncements)
 {
     OpenAnnounced();
     test::BlockedOutput blocked(STDERR_FILENO);
     ToEngine(PeerNotify("ssdp:alive", "Lumen", "nowhere"));
     ToEngine("no method");
-    EXPECT_EQ(Ask("GH"), "No such command as \"GH\""); // which writes a line, too
+    EXPECT_EQ(Ask("GH"), "No such command as \"GH\""); // reports a line, too
     EXPECT_EQ(Ask("gh").substr(0, 8), "HostList");
     Settle();
     Add("ZR2");

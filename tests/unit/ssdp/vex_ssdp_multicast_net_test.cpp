@@ -1,6 +1,6 @@
 #include "engine_fixture.h"
 
-// The group, and the interface by which datagrams leave for it.
+// The multicast group, and the interface of multicast datagrams.
 
 using test::Goodbye;
 using test::kCorvia;
@@ -15,16 +15,17 @@ using Multicast = test::EngineTest;
 
 } // namespace
 
-TEST_F(Multicast, TheOwnSearchComesBackAndIsAnswered)
+TEST_F(Multicast, SearchOfTheEngineItselfIsAnswered)
 {
-    // Bound to the very address, this socket gets what is sent to the searcher.
+    // The engine's socket is bound to any address. This one is bound to the exact address,
+    // so the kernel prefers it for the answer.
     VEXUDPSocket own;
     ASSERT_EQ(own.Open(test::kOwnAddress, 1900, VEXUDPSocket::Port::Shared), kVEXSuccess);
     OpenAnnounced();
     EXPECT_EQ(test::Receive(own), SearchAnswer(kCorvia, kCorviaFile));
 }
 
-TEST_F(Multicast, ASearchOfTheGroupIsAnsweredLikeOneOfTheAddress)
+TEST_F(Multicast, SearchesToTheGroupAndToTheAddressAreAnsweredAlike)
 {
     OpenAnnounced();
     PeerSocket asker;
@@ -35,7 +36,7 @@ TEST_F(Multicast, ASearchOfTheGroupIsAnsweredLikeOneOfTheAddress)
     EXPECT_EQ(asker.Receive(), SearchAnswer(kCorvia, kCorviaFile));
 }
 
-TEST_F(Multicast, LeavesByTheInterfaceAgainstTheDefaultRoute)
+TEST_F(Multicast, LeavesByTheChosenInterfaceInSpiteOfTheDefaultRoute)
 {
     test::OnHost("ip link add other0 type veth peer name other1 && "
                  "ip addr add 192.0.2.129/30 dev other0 && ip link set other0 up && "
@@ -46,7 +47,7 @@ TEST_F(Multicast, LeavesByTheInterfaceAgainstTheDefaultRoute)
     test::OnHost("ip link del other0");
 }
 
-TEST_F(Multicast, GoodbyeLeavesAfterTheAddressHasChanged)
+TEST_F(Multicast, GoodbyeIsSentAfterTheAddressHasChanged)
 {
     OpenAnnounced(); // without any route to the group
     test::OnHost("ip addr del 192.0.2.10/24 dev net0 && ip addr add 192.0.2.30/24 dev net0");

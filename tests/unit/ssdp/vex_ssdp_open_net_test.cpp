@@ -16,7 +16,7 @@ namespace {
 class Open : public test::EngineTest
 {
 protected:
-    // What an Open prints; its result goes to mResult.
+    // Opens the engine. Returns the printed lines; the result is in mResult.
     Output Print(const std::map<std::string, std::string> &interfaces)
     {
         return Capture([&] { mResult = mEngine.Open(interfaces); });
@@ -33,7 +33,7 @@ protected:
 constexpr const char *kStarted = "Open: The diagnostic thread has started\n";
 constexpr const char *kExits = "SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\n";
 
-// Waits until somebody holds port 1900.
+// Waits until port 1900 is in use.
 void AwaitPortTaken()
 {
     VEXUDPSocket probe;
@@ -66,7 +66,7 @@ TEST_F(Open, RefusesTwoInterfacesAndStartsNothing)
     EXPECT_EQ(PrintClose().out, "");
 }
 
-TEST_F(Open, ReturnsOneAndSaysThatTheDiagnosticThreadRuns)
+TEST_F(Open, ReturnsOneAndPrintsThatTheDiagnosticThreadHasStarted)
 {
     const Output output = Print(kNet0);
     EXPECT_EQ(mResult, 1U);
@@ -79,7 +79,7 @@ TEST_F(Open, ReturnsOneAndSaysThatTheDiagnosticThreadRuns)
     EXPECT_FALSE(mEngine.IsOpen());
 }
 
-TEST_F(Open, OfAnOpenEngineKeepsWhatItHasAndPrintsNothing)
+TEST_F(Open, OfAnOpenEngineChangesAndPrintsNothing)
 {
     OpenAnnounced();
     const std::map<std::string, std::string> other{{"192.0.2.99", "lo"}};
@@ -88,7 +88,7 @@ TEST_F(Open, OfAnOpenEngineKeepsWhatItHasAndPrintsNothing)
         EXPECT_EQ(mResult, 1U);
         EXPECT_EQ(output.out + output.err, "");
     }
-    // Neither a second search nor a second announcement went out.
+    // No second search and no second announcement comes before this answer.
     ToEngine(Search("ssdp:all"));
     EXPECT_EQ(mPeer.Receive(), test::SearchAnswer(test::kCorvia, test::kCorviaFile));
     EXPECT_EQ(PrintClose().out, kExits);
@@ -103,7 +103,7 @@ TEST_F(Open, WorksAgainAfterClose)
     }
 }
 
-TEST_F(Open, FailsWithoutAWordWhenPort1900IsNotToBeHad)
+TEST_F(Open, FailsWithoutALineWhenPort1900IsInUse)
 {
     VEXUDPSocket holder;
     ASSERT_EQ(holder.Open("", 1900), kVEXSuccess);
@@ -128,12 +128,13 @@ TEST_F(Open, SharesPort1900WithOtherSSDPPrograms)
     mPeer.SendTo(Search("upnp:rootdevice"), "239.255.255.250", 1900);
     EXPECT_EQ(mPeer.ReceiveContaining("HTTP/1.1 200"),
               test::SearchAnswer(test::kCorvia, test::kCorviaFile));
-    std::string heard = test::Receive(other);
-    while (heard.find("NOTIFY") == 0 || heard.find("ST:upnp:rootdevice") == std::string::npos) {
-        ASSERT_NE(heard, "") << "the other program never heard the search";
-        heard = test::Receive(other);
+    std::string received = test::Receive(other);
+    while (received.find("NOTIFY") == 0 ||
+           received.find("ST:upnp:rootdevice") == std::string::npos) {
+        ASSERT_NE(received, "") << "the other program did not receive the search";
+        received = test::Receive(other);
     }
-    EXPECT_EQ(heard, Search("upnp:rootdevice"));
+    EXPECT_EQ(received, Search("upnp:rootdevice"));
 }
 
 TEST_F(Open, SucceedsWithoutTheDiagnosticPort)
@@ -148,7 +149,7 @@ TEST_F(Open, SucceedsWithoutTheDiagnosticPort)
     EXPECT_EQ(PrintClose().out, "SSDPThread: Exiting...\n");
 }
 
-TEST_F(Open, BringsTheDiagnosticChannelLaterWhenItsPortIsFreeAgain)
+TEST_F(Open, StartsTheDiagnosticChannelLaterWhenItsPortIsFree)
 {
     VEXUDPSocket holder;
     ASSERT_EQ(holder.Open("", 49821), kVEXSuccess);
@@ -158,7 +159,7 @@ TEST_F(Open, BringsTheDiagnosticChannelLaterWhenItsPortIsFreeAgain)
     EXPECT_EQ(Ask("gh"), "HostList");
 }
 
-TEST_F(Open, JoinsTheGroupOnceTheAddressIsThere)
+TEST_F(Open, JoinsTheGroupWhenTheAddressAppearsLater)
 {
     std::thread settling([] {
         AwaitPortTaken();
@@ -170,7 +171,7 @@ TEST_F(Open, JoinsTheGroupOnceTheAddressIsThere)
     EXPECT_EQ(mEngine.Open({{"192.0.2.11", "net0"}}), 1U);
     settling.join();
     PeerSocket asker;
-    asker.SendTo(Search("upnp:rootdevice"), "192.0.2.11", 1900); // sees to the first pass
+    asker.SendTo(Search("upnp:rootdevice"), "192.0.2.11", 1900); // answered after the first pass
     EXPECT_NE(asker.Receive(), "");
     mPeer.SendTo(Search("upnp:rootdevice"), "239.255.255.250", 1900);
     EXPECT_NE(mPeer.ReceiveContaining("HTTP/1.1 200 OK"), "");
@@ -178,12 +179,12 @@ TEST_F(Open, JoinsTheGroupOnceTheAddressIsThere)
     test::OnHost("ip addr del 192.0.2.11/24 dev net0");
 }
 
-TEST_F(Open, HoldsTheInterfaceEvenWhenTheGroupCannotBeJoined)
+TEST_F(Open, SucceedsWhenTheGroupCannotBeJoined)
 {
     SSDPDeviceType service = test::OwnService();
     service.ipAddress = "192.0.2.12";
     mEngine.AddService(service);
-    const Output output = Print({{"192.0.2.12", "net0"}}); // an address that nobody has
+    const Output output = Print({{"192.0.2.12", "net0"}}); // an address of no interface
     EXPECT_EQ(mResult, 1U);
     EXPECT_EQ(output.out, kStarted);
     EXPECT_EQ(output.err, "");

@@ -1,7 +1,7 @@
 #include "engine_fixture.h"
 #include "support/capture.h"
 
-// What the engine takes from its socket.
+// Datagrams that the engine reads from its socket.
 
 using test::PeerSocket;
 
@@ -10,7 +10,7 @@ namespace {
 class Receiving : public test::EngineTest
 {
 protected:
-    // What the engine prints to standard error over one datagram of the peer.
+    // The lines on standard error after one datagram of the peer.
     std::string FaultOf(const std::string &datagram)
     {
         return test::Capture([&] {
@@ -23,7 +23,7 @@ protected:
 
 const std::string kUnknown = "ParseSSDPPacket: Don't know what to do with this method:\n";
 
-// A search of the given size, whose target is the very end of the datagram.
+// A search of the given size. Its target is at the end of the datagram.
 std::string SearchOfSize(std::size_t size)
 {
     const std::string start = "M-SEARCH * HTTP/1.1\r\nX: ";
@@ -33,11 +33,11 @@ std::string SearchOfSize(std::size_t size)
 
 } // namespace
 
-TEST_F(Receiving, ReadsADatagramOf1500BytesWholeAndNoByteMore)
+TEST_F(Receiving, ReadsAtMost1500BytesOfADatagram)
 {
     OpenAnnounced();
     PeerSocket asker;
-    asker.SendTo(SearchOfSize(1501), test::kOwnAddress, 1900); // its last byte is lost
+    asker.SendTo(SearchOfSize(1501), test::kOwnAddress, 1900); // the last byte is cut off
     asker.SendTo(SearchOfSize(1500), test::kOwnAddress, 1900);
     EXPECT_EQ(asker.Receive(), test::SearchAnswer(test::kCorvia, test::kCorviaFile));
     Settle();
@@ -47,7 +47,7 @@ TEST_F(Receiving, ReadsADatagramOf1500BytesWholeAndNoByteMore)
     EXPECT_EQ(FaultOf(large + "y"), kUnknown + large + "\n");
 }
 
-TEST_F(Receiving, WritesTheAgentsLinesToStandardError)
+TEST_F(Receiving, WritesTheLinesOfTheCoreToStandardError)
 {
     OpenAnnounced();
     EXPECT_EQ(FaultOf("%s%n"), kUnknown + "%s%n\n");
@@ -55,7 +55,7 @@ TEST_F(Receiving, WritesTheAgentsLinesToStandardError)
               "ParseHTTPResponse: Unable to find the \"uuid\"\n");
 }
 
-TEST_F(Receiving, PassesOverAnEmptyDatagram)
+TEST_F(Receiving, IgnoresAnEmptyDatagram)
 {
     OpenAnnounced();
     EXPECT_EQ(FaultOf(""), "");

@@ -11,15 +11,14 @@ using test::PeerSocket;
 
 namespace {
 
-// Not on one processor, as the other tests of the engine are: here the threads
-// shall get into each other's way.
+// Uses all processors, unlike the other tests of the engine: the threads must run at the
+// same time.
 class Stress : public testing::Test
 {
 protected:
-    // Runs a piece of work over and over on a thread of its own, until the
-    // rounds of the test are over.
+    // Repeats a piece of work on a thread of its own until End.
     template <typename Work>
-    void Keep(Work work)
+    void Repeat(Work work)
     {
         mThreads.emplace_back([this, work]() mutable {
             while (!mOver) {
@@ -60,21 +59,21 @@ protected:
 
 } // namespace
 
-TEST_F(Stress, EverythingAtOnceEndsInAnEngineThatWorks)
+TEST_F(Stress, EngineStillWorksAfterAllOperationsAtOnce)
 {
     mEngine.SetPath("/var/www/html");
     PeerSocket peer;
     PeerSocket diagnostics;
-    Keep([&] { SendEverything(peer); });
-    Keep([&] {
+    Repeat([&] { SendEverything(peer); });
+    Repeat([&] {
         diagnostics.SendTo("gn", test::kOwnAddress, 49821);
         diagnostics.Receive(1);
     });
-    Keep([&] {
+    Repeat([&] {
         SSDPDeviceMap known;
         static_cast<void>(mEngine.WaitForChange(1, known));
     });
-    Keep([&] {
+    Repeat([&] {
         SSDPDeviceType service = test::OwnService();
         mEngine.AddService(service);
         mEngine.SetPath("/var/www/html");
@@ -83,7 +82,7 @@ TEST_F(Stress, EverythingAtOnceEndsInAnEngineThatWorks)
         mEngine.RemoveService("uuid:65746500-Lumen");
         static_cast<void>(mEngine.IsOpen());
     });
-    Keep([&] { mEngine.Open({{"192.0.2.10", "net0"}}); });
+    Repeat([&] { mEngine.Open({{"192.0.2.10", "net0"}}); });
     for (int round = 0; round < 100; ++round) {
         mEngine.Open(test::kNet0);
         const int turns = mTurns;

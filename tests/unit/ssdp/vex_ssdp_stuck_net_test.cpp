@@ -15,9 +15,9 @@ class Stuck : public test::EngineTest
 
 } // namespace
 
-// Close gives the SSDP thread up after 4250 ms. Opened after that, the engine is
-// there as soon as the thread is.
-TEST_F(Stuck, AThreadThatOutlivesCloseLetsTheEngineOpenAgain)
+// Close stops waiting for the SSDP thread after 4250 ms. An engine that is opened after
+// that starts to work as soon as the blocked thread goes on.
+TEST_F(Stuck, EngineOpensAgainWhileAThreadOutlivesClose)
 {
     test::StuckFolder documents("/var/www/html/");
     documents.Run([this] { ASSERT_EQ(mEngine.Open(kNet0), 1U); });

@@ -24,7 +24,7 @@ std::string ReadFile(const std::string &path)
 class WebRootFilesTest : public testing::Test
 {
 protected:
-    WebRootFilesTest() { WriteFile("/var/www/elsewhere.xml", "of somebody else"); }
+    WebRootFilesTest() { WriteFile("/var/www/elsewhere.xml", "of another owner"); }
     ~WebRootFilesTest() override
     {
         std::filesystem::remove_all("/var/www/html");
@@ -38,7 +38,7 @@ protected:
 
 } // namespace
 
-TEST_F(WebRootFilesTest, ADocumentIsReadBackAsItWasWritten)
+TEST_F(WebRootFilesTest, DocumentIsReadAsItWasWritten)
 {
     EXPECT_TRUE(mFiles.Write(kPath, "longer text"));
     EXPECT_TRUE(mFiles.Write(kPath, "text"));
@@ -49,7 +49,7 @@ TEST_F(WebRootFilesTest, ADocumentIsReadBackAsItWasWritten)
     EXPECT_EQ(document->bytes, 4U);
 }
 
-TEST_F(WebRootFilesTest, ADocumentsTextEndsBeforeItsFirstNul)
+TEST_F(WebRootFilesTest, TextEndsBeforeTheFirstNul)
 {
     WriteFile(kPath, std::string("be\0yond", 7));
     const auto document = mFiles.Read("/a.xml");
@@ -58,7 +58,7 @@ TEST_F(WebRootFilesTest, ADocumentsTextEndsBeforeItsFirstNul)
     EXPECT_EQ(document->bytes, 7U);
 }
 
-TEST_F(WebRootFilesTest, ADocumentLargerThanADatagramIsNotRead)
+TEST_F(WebRootFilesTest, DocumentLargerThanADatagramIsNotRead)
 {
     WriteFile(kPath, std::string(65507, 'x'));
     EXPECT_TRUE(mFiles.Read("/a.xml"));
@@ -74,7 +74,7 @@ TEST_F(WebRootFilesTest, OnlyRegularFilesAreRead)
     EXPECT_FALSE(mFiles.Read("/a.xml"));
 }
 
-TEST_F(WebRootFilesTest, ASymbolicLinkIsNotReadWhateverItPointsTo)
+TEST_F(WebRootFilesTest, SymbolicLinkIsNotRead)
 {
     std::filesystem::create_symlink("/var/www/elsewhere.xml", kPath);
     EXPECT_FALSE(mFiles.Read("/a.xml"));
@@ -83,22 +83,22 @@ TEST_F(WebRootFilesTest, ASymbolicLinkIsNotReadWhateverItPointsTo)
     EXPECT_FALSE(mFiles.Read("/c.xml"));
 }
 
-TEST_F(WebRootFilesTest, ASymbolicLinkIsNotWrittenThrough)
+TEST_F(WebRootFilesTest, SymbolicLinkIsNotWrittenThrough)
 {
     std::filesystem::create_symlink("/var/www/elsewhere.xml", kPath);
     EXPECT_FALSE(mFiles.Write(kPath, "text"));
-    EXPECT_EQ(ReadFile("/var/www/elsewhere.xml"), "of somebody else");
+    EXPECT_EQ(ReadFile("/var/www/elsewhere.xml"), "of another owner");
     std::filesystem::create_symlink("/var/www/new.xml", "/var/www/html/b.xml");
     EXPECT_FALSE(mFiles.Write("/var/www/html/b.xml", "text"));
     EXPECT_FALSE(std::filesystem::exists("/var/www/new.xml"));
 }
 
-TEST_F(WebRootFilesTest, AMissingFolderIsNotWrittenTo)
+TEST_F(WebRootFilesTest, WriteFailsInAMissingFolder)
 {
     EXPECT_FALSE(mFiles.Write("/var/www/missing/a.xml", "text"));
 }
 
-TEST_F(WebRootFilesTest, FileNumbersAreThoseOfTheProcess)
+TEST_F(WebRootFilesTest, AllObjectsShareTheFileNumbers)
 {
     ssdp::WebRootFiles others;
     EXPECT_EQ(mFiles.GetFileNumber(), 1U);

@@ -1,21 +1,22 @@
 #include "registry_fixture.h"
 
-// Devices that speak for themselves: heard, described, refreshed, gone.
+// Devices that are never proxied: their announcements, descriptions, refreshes and
+// goodbyes.
 
 using testing::ElementsAre;
 
 namespace {
 
-class RegistryHearing : public RegistryFixture
+class RegistryReceiving : public RegistryFixture
 {
 protected:
-    // A device added by name whose description nobody has read yet.
+    // Adds a device whose description was not received yet.
     void AddUndescribed()
     {
         SSDPDeviceType peer = Peer();
         peer.maxAge = "200";
         AddNow(peer);
-        ForgetChange();
+        TakeChange();
     }
 };
 
@@ -23,7 +24,7 @@ const char *const kPeerUSN = "uuid:65746500-Lumen-192.0.2.20-0";
 
 } // namespace
 
-TEST_F(RegistryHearing, AForeignDeviceIsNeverRegistered)
+TEST_F(RegistryReceiving, DeviceOfAnotherMakerIsNeverAdded)
 {
     for (const char *usn :
          {"uuid:2f402f80-da50-11e1-9b23-001788255acc::upnp:rootdevice", "65746500-Lumen-1.2.3.4-0",
@@ -34,7 +35,7 @@ TEST_F(RegistryHearing, AForeignDeviceIsNeverRegistered)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, EachAliveOfAnUnknownPeerAsksOnceForItsDescriptionAndRegistersNothing)
+TEST_F(RegistryReceiving, EachAliveOfAnUnknownPeerOnlyRequestsItsDescription)
 {
     for (int i = 0; i < 3; ++i) {
         EXPECT_THAT(Alive(kPeerUSN, 1800, "http://192.0.2.20:80/a.xml"),
@@ -45,12 +46,12 @@ TEST_F(RegistryHearing, EachAliveOfAnUnknownPeerAsksOnceForItsDescriptionAndRegi
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, ThePeersMarkIsSoughtAnywhereInTheUSN)
+TEST_F(RegistryReceiving, USNPrefixMayBeAnywhereInTheUSN)
 {
     EXPECT_EQ(Alive("x uuid:65746500-").size(), 1U);
 }
 
-TEST_F(RegistryHearing, ADescriptionEntersThePeerWholeAndIsAChange)
+TEST_F(RegistryReceiving, DescriptionAddsThePeerAndFlagsAChange)
 {
     const SSDPDeviceType peer = Described(Peer());
     registry.EnterDescription(peer);
@@ -61,12 +62,12 @@ TEST_F(RegistryHearing, ADescriptionEntersThePeerWholeAndIsAChange)
     EXPECT_EQ(TakeCalls(), Calls{});
 }
 
-TEST_F(RegistryHearing, ASecondDescriptionReplacesEveryField)
+TEST_F(RegistryReceiving, SecondDescriptionReplacesEveryField)
 {
     SSDPDeviceType first = FullRecord();
     first.usn = kPeerUSN;
     registry.EnterDescription(first);
-    ForgetChange();
+    TakeChange();
     SSDPDeviceType second;
     second.usn = kPeerUSN;
     registry.EnterDescription(second);
@@ -75,19 +76,20 @@ TEST_F(RegistryHearing, ASecondDescriptionReplacesEveryField)
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, AnAliveOfAKnownPeerRefreshesItAndAsksNothing)
+TEST_F(RegistryReceiving, AliveOfAKnownPeerRefreshesItWithoutARequest)
 {
     registry.EnterDescription(Described(Peer()));
-    ForgetChange();
+    TakeChange();
     Pass(100000);
     EXPECT_EQ(Node(kPeerUSN)->timerCountdown, 140000);
     SSDPDeviceType expected = Described(Peer());
     EXPECT_EQ(Alive(kPeerUSN, 1), Calls{});
-    EXPECT_EQ(FieldsButFlag(*Node(kPeerUSN)), FieldsButFlag(expected)); // whatever max-age it tells
+    // The received max-age is ignored.
+    EXPECT_EQ(FieldsButFlag(*Node(kPeerUSN)), FieldsButFlag(expected));
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, AnAliveOfAPeerWithoutAModelNumberAsksAgainAndRefreshesIt)
+TEST_F(RegistryReceiving, AliveOfAPeerWithoutModelNumberRefreshesItAndRequestsItsDescription)
 {
     AddUndescribed();
     Pass(100000);
@@ -97,7 +99,7 @@ TEST_F(RegistryHearing, AnAliveOfAPeerWithoutAModelNumberAsksAgainAndRefreshesIt
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, TheLongestPeriodDoesNotOverflowTheCountdown)
+TEST_F(RegistryReceiving, LongestPeriodDoesNotOverflowTheCountdown)
 {
     SSDPDeviceType peer = Described(Peer());
     peer.timerPeriod = 1073741000;
@@ -106,59 +108,59 @@ TEST_F(RegistryHearing, TheLongestPeriodDoesNotOverflowTheCountdown)
     EXPECT_EQ(Node(kPeerUSN)->timerCountdown, 2147482000);
 }
 
-TEST_F(RegistryHearing, AByebyeErasesTheNodeAndIsAChange)
+TEST_F(RegistryReceiving, ByebyeRemovesThePeerAndFlagsAChange)
 {
     registry.EnterDescription(Described(Peer()));
-    ForgetChange();
+    TakeChange();
     EXPECT_EQ(Byebye(kPeerUSN), Calls{});
     EXPECT_EQ(Node(kPeerUSN), nullptr);
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, AByebyeOfAnUnknownDeviceChangesNothing)
+TEST_F(RegistryReceiving, ByebyeOfAnUnknownDeviceChangesNothing)
 {
     registry.EnterDescription(Described(Peer()));
-    ForgetChange();
+    TakeChange();
     EXPECT_EQ(Byebye("uuid:65746500-Lumen-192.0.2.20-1"), Calls{});
     EXPECT_EQ(Byebye(""), Calls{});
     EXPECT_EQ(registry.NodeList().size(), 1U);
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, AByebyeOfAServiceThatIsOnlyAnnouncedChangesNothing)
+TEST_F(RegistryReceiving, SecondByebyeOfAnAnnouncedServiceChangesNothing)
 {
     AddNow(Own());
     Byebye(Own().usn);
-    ForgetChange();
+    TakeChange();
     EXPECT_EQ(Byebye(Own().usn), Calls{});
     EXPECT_NE(Host(Own().usn), nullptr);
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, ASilentPeerIsForgottenWhenItsTimeRunsOut)
+TEST_F(RegistryReceiving, SilentPeerIsForgottenWhenItsTimeRunsOut)
 {
     registry.EnterDescription(Described(Peer()));
-    ForgetChange();
+    TakeChange();
     EXPECT_EQ(Pass(5000), Calls{});
-    EXPECT_EQ(Pass(229999), Calls{}); // 5001 left, less than the last pass: next to go
+    EXPECT_EQ(Pass(229999), Calls{}); // 5001 ms are left, less than this pass took
     EXPECT_EQ(Node(kPeerUSN), nullptr);
     EXPECT_TRUE(registry.Changed());
 }
 
-TEST_F(RegistryHearing, RunningOutIsDecidedOnePassEarly)
+TEST_F(RegistryReceiving, PeerIsForgottenOnePassBeforeItsTimeRunsOut)
 {
     SSDPDeviceType peer = Described(Peer());
     peer.timerCountdown = 10001;
     registry.EnterDescription(peer);
-    ForgetChange();
+    TakeChange();
     Pass(5000);
-    EXPECT_NE(Node(kPeerUSN), nullptr); // 5001 is greater than 5000
+    EXPECT_NE(Node(kPeerUSN), nullptr); // 5001 ms are left, more than one pass
     EXPECT_FALSE(registry.Changed());
 
     peer.timerCountdown = 10000;
     registry.EnterDescription(peer);
     Pass(5000);
-    EXPECT_EQ(Node(kPeerUSN), nullptr); // 5000 is not
+    EXPECT_EQ(Node(kPeerUSN), nullptr); // 5000 ms are not more than one pass
 
     peer.timerCountdown = 9000;
     registry.EnterDescription(peer);
@@ -166,7 +168,7 @@ TEST_F(RegistryHearing, RunningOutIsDecidedOnePassEarly)
     EXPECT_EQ(Node(kPeerUSN), nullptr);
 }
 
-TEST_F(RegistryHearing, APassWithoutTimeForgetsOnlyWhatHasNoTimeLeft)
+TEST_F(RegistryReceiving, PassOfZeroMillisecondsForgetsOnlyPeersWithoutTimeLeft)
 {
     SSDPDeviceType peer = Described(Peer());
     peer.timerCountdown = 1;
@@ -179,7 +181,7 @@ TEST_F(RegistryHearing, APassWithoutTimeForgetsOnlyWhatHasNoTimeLeft)
     EXPECT_EQ(Node(kPeerUSN), nullptr);
 }
 
-TEST_F(RegistryHearing, OnlyThosePeersGoWhoseTimeRanOut)
+TEST_F(RegistryReceiving, OnlyPeersWhoseTimeRanOutAreForgotten)
 {
     for (int i = 0; i < 10; ++i) {
         SSDPDeviceType peer = Described(Device("Lumen", "192.0.2." + std::to_string(100 + i), "x"));
@@ -193,7 +195,7 @@ TEST_F(RegistryHearing, OnlyThosePeersGoWhoseTimeRanOut)
     }
 }
 
-TEST_F(RegistryHearing, AnAddedPeerIsListedForTwiceItsMaxAgeAndNotAnnounced)
+TEST_F(RegistryReceiving, AddedPeerIsKnownForTwiceItsMaxAgeAndNotAnnounced)
 {
     SSDPDeviceType peer = Peer();
     peer.maxAge = "200";
@@ -208,19 +210,19 @@ TEST_F(RegistryHearing, AnAddedPeerIsListedForTwiceItsMaxAgeAndNotAnnounced)
     EXPECT_EQ(Node(kPeerUSN), nullptr);
 }
 
-TEST_F(RegistryHearing, AnAddedPeersRepeatCountIs0WhateverItsRecordSays)
+TEST_F(RegistryReceiving, AddedPeerHasRepeatCount0)
 {
     SSDPDeviceType peer = Peer();
     peer.repeatCount = 9;
     AddNow(peer);
     EXPECT_EQ(Node(kPeerUSN)->repeatCount, 0);
-    // Without a max-age of its own it gets one.
+    // A max-age is drawn, since the record has none.
     EXPECT_GE(Node(kPeerUSN)->timerPeriod, 120000U);
     EXPECT_LE(Node(kPeerUSN)->timerPeriod, 129000U);
     EXPECT_EQ(Node(kPeerUSN)->maxAge, std::to_string(Node(kPeerUSN)->timerPeriod / 1000));
 }
 
-TEST_F(RegistryHearing, APeerAddedAgainIsRefreshedAndTakesItsNewName)
+TEST_F(RegistryReceiving, PeerAddedAgainIsRefreshedAndRenamed)
 {
     AddUndescribed();
     Pass(100000);

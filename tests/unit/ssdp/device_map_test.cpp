@@ -1,4 +1,4 @@
-#include "ssdp/indexed_device_map.h"
+#include "ssdp/device_map.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -27,11 +27,12 @@ TEST(IndexedDeviceMap, KeepsRecordsInByteWiseOrderOfTheirUSN)
     EXPECT_EQ(order, (std::vector<std::string>{"", "a", "ab", "b", "\xc3\xa9"}));
 }
 
-TEST(IndexedDeviceMap, FindsEveryRecordByItsWholeUSNAndNothingElse)
+TEST(IndexedDeviceMap, FindsRecordsByTheirWholeUSNOnly)
 {
     ssdp::IndexedDeviceMap map;
     std::string usn;
-    for (int length = 0; length < 100; ++length) { // every rest of the hash's words
+    // The lengths leave every rest that the hash, which reads 8 bytes at a time, can have.
+    for (int length = 0; length < 100; ++length) {
         map.insert_or_assign(Record(usn, std::to_string(length)));
         usn += 'x';
     }
@@ -45,7 +46,7 @@ TEST(IndexedDeviceMap, FindsEveryRecordByItsWholeUSNAndNothingElse)
     EXPECT_FALSE(map.contains(std::string("x\0", 2)));
 }
 
-TEST(IndexedDeviceMap, OverwritesOrKeepsARecordThatIsThereAsAsked)
+TEST(IndexedDeviceMap, TryEmplaceKeepsARecordAndInsertOrAssignReplacesIt)
 {
     ssdp::IndexedDeviceMap map;
     EXPECT_TRUE(map.try_emplace(Record("a", "first")).second);
@@ -56,7 +57,7 @@ TEST(IndexedDeviceMap, OverwritesOrKeepsARecordThatIsThereAsAsked)
     EXPECT_EQ(map.Map().size(), 1U);
 }
 
-TEST(IndexedDeviceMap, ForgetsWhatIsErasedHoweverItIs)
+TEST(IndexedDeviceMap, FindsNoErasedRecord)
 {
     ssdp::IndexedDeviceMap map;
     for (const char *usn : {"a", "b", "c"}) {

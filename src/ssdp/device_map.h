@@ -1,0 +1,147 @@
+#pragma once
+
+#include "formats/ssdp_device_type.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+// The map of known devices, with an index by USN and the order in which
+// unconfirmed entries give way. Nothing here is thread-safe: all of it belongs to
+// the registry.
+namespace ssdp {
+
+// The key of a hash.
+struct HashKey
+{
+    std::uint64_t low = 0;
+    std::uint64_t high = 0;
+};
+
+// SipHash-1-3 of a text (Aumasson and Bernstein, "SipHash: a fast short-input
+// PRF"). Without the key, an attacker cannot choose texts whose hashes collide or share
+// many bits.
+[[nodiscard]] std::uint64_t KeyedHash(const HashKey &key, std::string_view text);
+
+// UsnIndex finds records of an SSDPDeviceMap by their USN. It is a hash table with
+// open addressing and linear probing: a table of linked nodes costs two more cache
+// misses for each received announcement. The key is secret, so no choice of names
+// makes the look-up slow.
+class UsnIndex
+{
+public:
+    using Record = SSDPDeviceMap::iterator;
+
+    UsnIndex();
+
+    // The record of a USN; null when there is none. The pointer is valid until
+    // the index changes.
+    [[nodiscard]] const Record *Find(std::string_view usn) const;
+    // Adds a record. REQUIRES: the index has no record of that USN.
+    void Insert(Record record);
+    // Removes a record. REQUIRES: it is in the index.
+    void Erase(Record record);
+    void Clear();
+
+private:
+    struct Slot
+    {
+        std::uint64_t hash = kEmpty;
+        Record record;
+    };
+
+    static constexpr std::uint64_t kEmpty = 0; // Hash() never returns it
+
+    [[nodiscard]] std::uint64_t Hash(std::string_view usn) const;
+    // The slot at which the search for a hash begins.
+    [[nodiscard]] std::size_t Home(std::uint64_t hash) const { return hash & (mSlots.size() - 1); }
+    [[nodiscard]] std::size_t Next(std::size_t slot) const { return Home(slot + 1); }
+    // How many slots lie from one to the other, round the end of the table.
+    [[nodiscard]] std::size_t Distance(std::size_t from, std::size_t to) const
+    {
+        return Home(to - from);
+    }
+    [[nodiscard]] std::size_t FreeSlot(std::uint64_t hash) const;
+    void Grow();
+
+    HashKey mKey;
+    std::size_t mCount = 0;
+    std::vector<Slot> mSlots; // their number is a power of two; never full
+};
+
+// IndexedDeviceMap keeps records in the order of their USN, and has an index for
+// look-ups: the cost of finding the sender of an announcement does not grow with
+// the number of devices. Its functions are named as those of std::map.
+class IndexedDeviceMap
+{
+public:
+    using iterator = SSDPDeviceMap::iterator;
+
+    IndexedDeviceMap() = default;
+    IndexedDeviceMap(const IndexedDeviceMap &) = delete;
+    IndexedDeviceMap &operator=(const IndexedDeviceMap &) = delete;
+
+    [[nodiscard]] const SSDPDeviceMap &Map() const { return mMap; }
+
+    [[nodiscard]] iterator begin() { return mMap.begin(); }
+    [[nodiscard]] iterator end() { return mMap.end(); }
+    [[nodiscard]] iterator find(std::string_view usn);
+    [[nodiscard]] bool contains(std::string_view usn) const { return mIndex.Find(usn) != nullptr; }
+
+    // Adds a record under its USN unless there is one already. Returns the entry,
+    // and whether it is new.
+    std::pair<iterator, bool> try_emplace(SSDPDeviceType device);
+    // Adds a record under its USN, or replaces the existing one.
+    void insert_or_assign(SSDPDeviceType device);
+    // Removes an entry and returns the following one.
+    iterator erase(iterator device);
+    // Removes the entry of a USN. Returns whether there was one.
+    bool erase(std::string_view usn);
+    void clear();
+
+private:
+    SSDPDeviceMap mMap;
+    UsnIndex mIndex;
+};
+
+// UnconfirmedNodes lists the entries that a description has made and that no
+// announcement has confirmed, oldest first. When the registry is full, they give
+// way to newcomers: forged descriptions cannot lock real devices out.
+class UnconfirmedNodes
+{
+public:
+    using Node = SSDPDeviceMap::iterator;
+
+    [[nodiscard]] static bool IsConfirmed(const SSDPDeviceType &device)
+    {
+        return device.flag == kConfirmed;
+    }
+
+    // Marks a record as confirmed. REQUIRES: it is not in this list.
+    static void MarkConfirmed(SSDPDeviceType &device) { device.flag = kConfirmed; }
+
+    // Adds a node as the newest. REQUIRES: it is not confirmed.
+    void Add(Node node) { mPlaces[&node->second] = mNodes.insert(mNodes.end(), node); }
+
+    // Removes a node. Does nothing when it is not in this list.
+    void Remove(Node node);
+
+    [[nodiscard]] bool Empty() const { return mNodes.empty(); }
+    // REQUIRES: not Empty().
+    [[nodiscard]] Node Oldest() const { return mNodes.front(); }
+
+    void Clear();
+
+private:
+    static constexpr std::uint8_t kConfirmed = 1;
+
+    std::list<Node> mNodes;
+    // By the record's address, which does not change while the record is in its map.
+    std::unordered_map<const SSDPDeviceType *, std::list<Node>::iterator> mPlaces;
+};
+
+} // namespace ssdp

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "ssdp/ssdp_environment.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+// Limits to what a flood of datagrams can cause: bytes sent, and lines written. Not
+// thread-safe.
+namespace ssdp {
+
+// SendBudget limits how much others can make this host send: a burst of bytes, which
+// refills at a rate a second. The caller reads the clock; a time nowMs is of a
+// millisecond clock that may wrap.
+class SendBudget
+{
+public:
+    SendBudget(std::size_t burstBytes, std::size_t bytesPerSecond)
+        : mBurst(burstBytes * kParts), mPartsPerMs(bytesPerSecond), mLeft(mBurst)
+    {
+    }
+
+    // Adds the bytes of the time since the last call, up to the burst. A clock that
+    // went back adds nothing.
+    void Refill(std::uint32_t nowMs)
+    {
+        const std::uint32_t passedMs = nowMs - mLastMs;
+        mLastMs = nowMs;
+        if (static_cast<std::int32_t>(passedMs) > 0) {
+            const std::uint64_t more = mPartsPerMs * passedMs;
+            mLeft = mBurst - mLeft > more ? mLeft + more : mBurst;
+        }
+    }
+
+    // Whether so many bytes are left.
+    [[nodiscard]] bool Has(std::size_t bytes) const { return bytes * kParts <= mLeft; }
+
+    // Spends so many bytes if they are left. Otherwise returns false and spends
+    // nothing.
+    [[nodiscard]] bool Spend(std::size_t bytes)
+    {
+        if (!Has(bytes)) {
+            return false;
+        }
+        mLeft -= bytes * kParts;
+        return true;
+    }
+
+private:
+    // The budget counts thousandths of a byte: bytes a second are as many
+    // thousandths a millisecond, and nothing is rounded away.
+    static constexpr std::uint64_t kParts = 1000;
+
+    const std::uint64_t mBurst; // in parts, as mLeft
+    const std::uint64_t mPartsPerMs;
+    std::uint64_t mLeft;
+    std::uint32_t mLastMs = 0;
+};
+
+// BoundReport writes one line when a container is full, and the next one only after
+// the container was mostly empty. Neither a flood that goes on fills a log, nor one
+// that frees a place and takes it again.
+class BoundReport
+{
+public:
+    // operation and what name the container in the line, such as "SendGETRequest"
+    // and "delayed requests". REQUIRES: both texts outlive this.
+    constexpr BoundReport(std::string_view operation, std::string_view what)
+        : mOperation(operation), mWhat(what)
+    {
+    }
+
+    // The container is mostly empty: NoteFull writes a line again.
+    void NoteMostlyEmpty() { mReported = false; }
+
+    // The container is full.
+    void NoteFull(SSDPEnvironment &environment)
+    {
+        if (!mReported) {
+            environment.ReportFault(
+                {mOperation, ": Too many ", mWhat, ", dropping what comes more"});
+            mReported = true;
+        }
+    }
+
+private:
+    std::string_view mOperation;
+    std::string_view mWhat;
+    bool mReported = false;
+};
+
+} // namespace ssdp
