@@ -22,7 +22,7 @@ struct DocumentRequest
 };
 
 // DocumentExchange writes the description documents of announced services, asks
-// peers for theirs, and answers peers that ask (see formats/description_exchange.h).
+// peers for theirs, and answers peers that ask (see formats/description_document.h).
 // Requests and answers wait a random time. Not thread-safe; it belongs to the
 // protocol core.
 class DocumentExchange

@@ -4,8 +4,7 @@
 #include "check.h"
 #include "formats/browse_document.h"
 #include "formats/description_document.h"
-#include "formats/description_exchange.h"
-#include "formats/usn.h"
+#include "formats/ssdp_device_type.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,6 +1,5 @@
-#include "formats/description_exchange.h"
+#include "formats/description_document.h"
 
-#include "formats/ssdp_messages.h"
 #include "support/records.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +7,6 @@
 
 using formats::AddressOfLocation;
 using formats::RequestedName;
-using formats::SearchResponse;
 
 namespace {
 
@@ -18,11 +16,6 @@ std::string Address(std::string_view url)
     const bool found = AddressOfLocation(url, address);
     EXPECT_EQ(found, address != "untouched");
     return address;
-}
-
-SearchResponse ReadUSN(std::string_view response, std::string_view &usn)
-{
-    return formats::ReadSearchResponseUSN(response, usn);
 }
 
 } // namespace
@@ -110,46 +103,4 @@ TEST(GETResponse, TellsTheSizeOfTheFileWhateverTextItHasOfIt)
     EXPECT_EQ(formats::ComposeGETResponse("", 4294967296U),
               "HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\nCONTENT-LENGTH: 4294967296\r\n"
               "CONTENT-TYPE: text/xml; charset=\"utf-8\"\r\n\r\n\r\n");
-}
-
-TEST(SearchResponseReading, ReadsTheResponseThatThisSystemSends)
-{
-    const std::string response = formats::ComposeSearchResponse(FullRecord());
-    std::string_view usn;
-    EXPECT_EQ(ReadUSN(response, usn), SearchResponse::Read);
-    EXPECT_EQ(usn, FullRecord().usn);
-    EXPECT_EQ(formats::ReadSearchResponseLocation(response), FullRecord().location);
-}
-
-TEST(SearchResponseReading, TheUSNRunsFromTheFirstUuidToTheLinesEnd)
-{
-    std::string_view usn = "untouched";
-    EXPECT_EQ(ReadUSN("USN: x uuid:1::upnp:rootdevice\n\r\r\nuuid:2\r\n", usn),
-              SearchResponse::Read);
-    EXPECT_EQ(usn, "uuid:1::upnp:rootdevice\n\r");
-    EXPECT_EQ(ReadUSN("\r\nuuid\r\n", usn), SearchResponse::Read);
-    EXPECT_EQ(usn, "uuid");
-}
-
-TEST(SearchResponseReading, ToldApartAreAMissingUuidAndAMissingLineEnd)
-{
-    std::string_view usn = "untouched";
-    EXPECT_EQ(ReadUSN("HTTP/1.1 200 OK\r\nUSN: UUID:1\r\n", usn), SearchResponse::NoUuid);
-    EXPECT_EQ(ReadUSN("", usn), SearchResponse::NoUuid);
-    EXPECT_EQ(ReadUSN("HTTP/1.1 200 OK\r\nUSN: uuid:1", usn), SearchResponse::NoLineEnd);
-    EXPECT_EQ(ReadUSN("HTTP/1.1 200 OK\r\nUSN: uuid:1\r", usn), SearchResponse::NoLineEnd);
-    EXPECT_EQ(usn, "untouched");
-}
-
-TEST(SearchResponseReading, TheLocationRunsFromHttpToTheLinesEnd)
-{
-    using formats::ReadSearchResponseLocation;
-    EXPECT_EQ(ReadSearchResponseLocation("LOCATION: http://192.0.2.20:80/a.xml\r\nST: x\r\n"),
-              "http://192.0.2.20:80/a.xml");
-    EXPECT_EQ(ReadSearchResponseLocation("LOCATION: https\r\n"), "https");
-    EXPECT_EQ(ReadSearchResponseLocation("LOCATION: http://a"), "");
-    EXPECT_EQ(ReadSearchResponseLocation("LOCATION:http://a\r\n"), "");
-    EXPECT_EQ(ReadSearchResponseLocation("Location: http://a\r\n"), "");
-    EXPECT_EQ(ReadSearchResponseLocation("LOCATION: ftp://a\r\n"), "");
-    EXPECT_EQ(ReadSearchResponseLocation(""), "");
 }

@@ -1,6 +1,5 @@
 #include "formats/description_document.h"
 
-#include "formats/description_exchange.h"
 #include "support/records.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "formats/max_age.h"
+#include "formats/ssdp_headers.h"
 
 #include <gtest/gtest.h>
 #include <string>

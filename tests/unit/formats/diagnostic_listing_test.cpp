@@ -109,3 +109,17 @@ TEST(DisplayText, IsHeadedByTheOperationAndTheNumberOfEntries)
     EXPECT_EQ(formats::DisplayText({}, "DisplayHostElements"),
               "DisplayHostElements:  We have 0 SSDP Devices");
 }
+
+TEST(ReadListing, ReadsBackBothListings)
+{
+    for (const formats::ListingKind &kind : {formats::kHostListing, formats::kNodeListing}) {
+        std::string reply;
+        ASSERT_TRUE(formats::AnswerCommand(kind.command, Two(), Two(), reply));
+        const auto listing = formats::ReadListing(reply, kind.heading);
+        ASSERT_TRUE(listing);
+        EXPECT_EQ(Assembled({{"1", listing->services.at(0)}, {"2", listing->services.at(1)}}, 65507,
+                            std::string(kind.heading)),
+                  reply);
+        EXPECT_EQ(listing->services.size(), 2U);
+    }
+}
