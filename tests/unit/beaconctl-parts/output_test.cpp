@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace beaconctl;
+
 namespace {
 
 const Entry kA{"studio-a", "Corvia 12", "192.0.2.10", "uuid:1", "HD recorder", "0x10650001"};
@@ -138,31 +140,14 @@ TEST(ChangesLines, CutsLongTexts)
         "- " + std::string(33, 'h') + "...  p  1\n");
 }
 
-TEST(ReadSearchAnswer, ReadsHeadersWhateverTheirCase)
-{
-    const auto answer =
-        ReadSearchAnswer("HTTP/1.1 200 OK\r\nEXT:\r\nst: upnp:rootdevice\r\n"
-                         "Usn:uuid:1\r\nLOCATION: http://x:80/y\r\nSERVER: s\r\n\r\n");
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->searchTarget, "upnp:rootdevice");
-    EXPECT_EQ(answer->usn, "uuid:1");
-    EXPECT_EQ(answer->location, "http://x:80/y");
-    EXPECT_EQ(answer->server, "s");
-}
-
-TEST(ReadSearchAnswer, RefusesWhatIsNoAnswer)
-{
-    EXPECT_FALSE(ReadSearchAnswer("NOTIFY * HTTP/1.1\r\n\r\n"));
-    EXPECT_FALSE(ReadSearchAnswer(""));
-}
-
 TEST(AnswerText, ShowsAnAnswerSafely)
 {
-    const SearchAnswer answer{"192.0.2.10", "st", "uuid:\x1b", "http://x", "s"};
-    EXPECT_EQ(AnswerText(answer, false), "192.0.2.10  uuid:\\x1b\n    ST        st\n"
-                                         "    LOCATION  http://x\n    SERVER    s\n");
+    const formats::SearchResponseHeaders headers{"st", "uuid:\x1b", "http://x", "s"};
+    EXPECT_EQ(AnswerText("192.0.2.10", headers, false),
+              "192.0.2.10  uuid:\\x1b\n    ST        st\n"
+              "    LOCATION  http://x\n    SERVER    s\n");
     EXPECT_EQ(
-        AnswerText(answer, true),
+        AnswerText("192.0.2.10", headers, true),
         "{\"address\":\"192.0.2.10\",\"location\":\"http://x\",\"server\":\"s\",\"st\":\"st\","
         "\"usn\":\"uuid:\\u001b\"}\n");
 }
@@ -170,7 +155,7 @@ TEST(AnswerText, ShowsAnAnswerSafely)
 TEST(AnswerText, EscapesInJsonWhatActsOnATerminal)
 {
     for (const Active &active : kActive) {
-        EXPECT_EQ(AnswerText({"1", "", active.character, "", ""}, true),
+        EXPECT_EQ(AnswerText("1", {"", active.character, "", ""}, true),
                   std::string("{\"address\":\"1\",\"location\":\"\",\"server\":\"\",\"st\":\"\","
                               "\"usn\":\"") +
                       active.escape + "\"}\n");

@@ -1,4 +1,4 @@
-#include "beaconctl/standard_streams.h"
+#include "beaconctl/output.h"
 #include "support/live_child.h"
 
 #include <array>
@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+using namespace beaconctl;
 
 namespace {
 

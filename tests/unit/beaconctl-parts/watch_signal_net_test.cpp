@@ -1,4 +1,4 @@
-#include "beaconctl/watch.h"
+#include "beaconctl/commands.h"
 #include "support/live_child.h"
 #include "support/private_namespace.h"
 
@@ -7,6 +7,8 @@
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+
+using namespace beaconctl;
 
 namespace {
 
