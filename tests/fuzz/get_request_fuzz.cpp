@@ -3,6 +3,7 @@
 
 #include "check.h"
 #include "formats/description_document.h"
+#include "formats/ssdp_messages.h"
 
 #include <algorithm>
 
