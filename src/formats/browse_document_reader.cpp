@@ -8,8 +8,8 @@ namespace {
 
 using nlohmann::json;
 
-// Drops what is nested in a device's object, unread: a hostile file could otherwise
-// take a hundred times its size of memory.
+// Drops arrays and objects within the object of a device: a hostile file with many of them
+// would take up to eighty times its size in memory.
 bool IsInBrowseDocument(int depth, json::parse_event_t event, const json & /*value*/)
 {
     constexpr int kInObject = 2;
@@ -48,7 +48,7 @@ bool ReadBrowseDocument(std::string_view text, std::vector<SSDPDeviceType> &devi
     } catch (const json::parse_error &fault) {
         error = "invalid JSON at byte " + std::to_string(fault.byte);
         return false;
-    } catch (const json::out_of_range &) { // of a number
+    } catch (const json::out_of_range &) { // a number
         error = "invalid JSON: a number is too large";
         return false;
     }

@@ -24,7 +24,7 @@ char Lower(char c)
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-// Whether the texts are equal but for case. REQUIRES: lower holds no capitals.
+// Compares without regard to case. REQUIRES: lower has no capitals.
 bool EqualsLower(std::string_view text, std::string_view lower)
 {
     return text.size() == lower.size() && std::equal(text.begin(), text.end(), lower.begin(),
@@ -36,8 +36,8 @@ bool StartsWithLower(std::string_view text, std::string_view lower)
     return EqualsLower(text.substr(0, lower.size()), lower);
 }
 
-// The value behind a header's colon: without white space around it and without
-// one double quote at each end.
+// The value of a header: the text after the colon without white space at its ends and
+// without one double quote at each end.
 std::string_view TrimValue(std::string_view value)
 {
     while (!value.empty() && IsBlank(value.front())) {
@@ -55,8 +55,8 @@ std::string_view TrimValue(std::string_view value)
     return value;
 }
 
-// Takes the max-age out of a CACHE-CONTROL value, a comma-separated list of
-// directives; the last one given counts.
+// Reads the max-age in a CACHE-CONTROL value, a comma-separated list of directives. The
+// last one counts.
 void ReadCacheControl(std::string_view value, std::int32_t &maxAge)
 {
     while (!value.empty()) {
@@ -100,11 +100,11 @@ void ReadHeader(std::string_view name, std::string_view value, SSDPHeaders &head
     }
 }
 
-// Enters the header of a line. Most headers are none of ours and leave by the
-// length of their name, before it or the value is looked at.
+// Reads the header in a line. Only names of 2, 3, 8 or 13 letters can match, so most
+// lines are rejected by the position of the colon.
 void ReadLine(std::string_view line, SSDPHeaders &headers)
 {
-    for (const std::size_t length : {2U, 3U, 8U, 13U}) { // of the names above
+    for (const std::size_t length : {2U, 3U, 8U, 13U}) { // the lengths of the names in ReadHeader
         if (line.size() > length && line[length] == ':') {
             const std::string_view value = TrimValue(line.substr(length + 1));
             if (!value.empty()) {
@@ -115,7 +115,7 @@ void ReadLine(std::string_view line, SSDPHeaders &headers)
     }
 }
 
-// Takes what is before the next such character off the text, and the character.
+// Takes the text before the next such character, and the character, off the text.
 std::string_view TakeUpTo(char end, std::string_view &text)
 {
     const std::string_view piece = text.substr(0, text.find(end));
@@ -145,8 +145,7 @@ bool TakeSign(std::string_view &text)
     return negative;
 }
 
-// The base that a number's prefix tells; takes "0x" off the text when a digit
-// follows it.
+// The base of a number, by its prefix; takes "0x" off the text if a digit follows it.
 int TakeBase(std::string_view &text)
 {
     if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') &&
@@ -157,8 +156,8 @@ int TakeBase(std::string_view &text)
     return !text.empty() && text.front() == '0' ? 8 : 10;
 }
 
-// Reads unsigned digits. False when there are none; a number too large for the
-// type counts as the type's largest.
+// Reads unsigned digits. False if there are none. A number of more than 32 bits is read
+// as the largest of 32 bits.
 bool ReadDigits(std::string_view text, int base, std::int64_t &value)
 {
     std::uint32_t digits = 0;
@@ -189,8 +188,8 @@ Method ClassifyMethod(std::string_view datagram)
     return method == "GET" ? Method::Get : Method::Unknown;
 }
 
-// A line ends at CR or LF. Searching for one and within that for the other is
-// quicker than asking every byte for both.
+// A line ends at CR or LF. Two searches, for LF and then for CR, use memchr and are
+// faster than one loop that compares each byte with both.
 SSDPHeaders ScanHeaders(std::string_view datagram)
 {
     SSDPHeaders headers;

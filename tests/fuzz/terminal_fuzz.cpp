@@ -41,7 +41,7 @@ bool IsSafeLine(const std::string &text)
 
 void CheckText(const std::string &input)
 {
-    // The character in front keeps Qt from dropping a byte order mark.
+    // "x", since Qt drops a byte order mark at the start.
     FUZZ_CHECK(formats::ReplaceInvalidUtf8("x" + input) ==
                QString::fromStdString("x" + input).toStdString());
     const std::string safe = SafeText(input);

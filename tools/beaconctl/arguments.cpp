@@ -182,7 +182,7 @@ std::string HelpText()
 {
     return "usage: beaconctl [OPTION...] COMMAND\n"
            "\n"
-           "Shows what a beacond sees and announces.\n"
+           "Shows the services that a beacond knows and announces.\n"
            "\n"
            "  nodes             every service that the device knows\n"
            "  hosts             the services that the device announces\n"

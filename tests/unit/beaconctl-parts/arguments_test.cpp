@@ -60,7 +60,7 @@ TEST(ReadArguments, TakesOptionsBeforeAndAfterTheCommand)
     EXPECT_EQ(Read({"--version", "--help"}).command, Command::Help);
 }
 
-TEST(ReadArguments, TakesWordsAfterTwoDashesAndASingleDashForOperands)
+TEST(ReadArguments, ReadsWordsAfterTwoDashesAndASingleDashAsOperands)
 {
     EXPECT_EQ(Read({"browse", "--", "--json"}).operand, "--json");
     EXPECT_EQ(Read({"browse", "--", "--"}).operand, "--");
@@ -76,7 +76,7 @@ TEST(ReadArguments, KeepsOperandsByteForByte)
     EXPECT_EQ(Read({"search", "urn:\xc3\xa9\xff"}).operand, "urn:\xc3\xa9\xff");
 }
 
-TEST(ReadArguments, SaysInOneLineWhatIsWrong)
+TEST(ReadArguments, NamesTheFaultInOneLine)
 {
     EXPECT_EQ(ErrorOf({}), "a command is missing");
     EXPECT_EQ(ErrorOf({"browse", "--host", "192.0.2.10"}),

@@ -46,7 +46,7 @@ std::string Rows(const std::vector<ChangedEntry> &changes)
 
 } // namespace
 
-TEST(Compare, FindsWhatCameChangedWentAndStayed)
+TEST(Compare, FindsEntriesThatCameChangedWentAndStayed)
 {
     const Entry fresh{"x", "y", "z", "uuid:0", "", ""};
     const Entry same{"studio-c", "Lumen", "192.0.2.12", "uuid:3", "", ""};
@@ -69,7 +69,7 @@ TEST(Compare, OrdersByHostNameThenByAddressAsANumber)
                                                                      {kB, Change::Came}}));
 }
 
-TEST(Compare, LetsNoForgedEntryOfTheSameUSNHideADevice)
+TEST(Compare, AForgedEntryWithTheUSNOfADeviceDoesNotHideTheDevice)
 {
     const Entry forged{"a", "Lumen", "192.0.2.66", kB.usn, "", ""};
     const Changes came{{forged, Change::Came}, {kB, Change::None}};
@@ -79,7 +79,7 @@ TEST(Compare, LetsNoForgedEntryOfTheSameUSNHideADevice)
     EXPECT_EQ(Between({kB, kB}, {kB}), (Changes{{kB, Change::Went}, {kB, Change::None}}));
 }
 
-TEST(History, ReportsTheFirstListingAsTheStateAndThenChangesOnly)
+TEST(History, ReportsAllOfTheFirstListingAsUnchangedAndThenOnlyChanges)
 {
     History history;
     EXPECT_EQ(Rows(history.Update(Whole({kB, kA}))), " studio-a  studio-b");
@@ -87,20 +87,20 @@ TEST(History, ReportsTheFirstListingAsTheStateAndThenChangesOnly)
     EXPECT_EQ(Rows(history.Update(Whole({kB, kC}))), "-studio-a +studio-c");
 }
 
-TEST(History, ReportsWhatComesAfterAnEmptyFirstListing)
+TEST(History, ReportsADeviceThatComesAfterAnEmptyFirstListing)
 {
     History history;
     EXPECT_EQ(Rows(history.Update(Whole({}))), "");
     EXPECT_EQ(Rows(history.Update(Whole({kA}))), "+studio-a");
 }
 
-TEST(History, ReportsNothingAsGoneThatACutListingLacks)
+TEST(History, DoesNotReportADeviceAsGoneThatACutListingLacks)
 {
     History history;
     static_cast<void>(history.Update(Whole({kA, kB})));
     EXPECT_EQ(Rows(history.Update(Cut({kA, kC}))), "+studio-c");
     EXPECT_EQ(Rows(history.Marked()), " studio-a  studio-b +studio-c");
-    EXPECT_EQ(Rows(history.Update(Cut({kA, kB}))), ""); // and nothing that returns as new
+    EXPECT_EQ(Rows(history.Update(Cut({kA, kB}))), ""); // a device that returns is not new
     EXPECT_EQ(Rows(history.Update(Whole({kA, kB}))), "-studio-c");
 }
 
@@ -114,7 +114,7 @@ TEST(History, ReportsAChangeInACutListing)
     EXPECT_EQ(Rows(history.Marked()), "~gallery  studio-a");
 }
 
-TEST(History, KeepsNoMoreEntriesOfCutListingsThanADaemonKnows)
+TEST(History, KeepsAtMost4096EntriesOfCutListings)
 {
     History history;
     for (int listing = 0; listing < 5; ++listing) {
@@ -141,7 +141,7 @@ TEST(History, MarksAChangeForTenListings)
     EXPECT_EQ(Rows(history.Marked()), " studio-b  studio-c");
 }
 
-TEST(History, MarksAsGoneOneOfTwoEqualEntriesOnly)
+TEST(History, MarksOnlyOneOfTwoEqualEntriesAsGone)
 {
     History history;
     static_cast<void>(history.Update(Whole({kA, kA})));

@@ -19,7 +19,7 @@ struct Active
 constexpr Active kActive[] = {
     {"\x7f", "\\u007f"},                    // DEL
     {"\xc2\x80", "\\u0080"},                // the first of C1
-    {"\xc2\x9b", "\\u009b"},                // a control sequence in one character
+    {"\xc2\x9b", "\\u009b"},                // CSI, the start of control sequences
     {"\xc2\x9f", "\\u009f"},                // the last of C1
     {"\xd8\x9c", "\\u061c"},                // ARABIC LETTER MARK
     {"\xe2\x80\x8e", "\\u200e"},            // LEFT-TO-RIGHT MARK
@@ -43,20 +43,20 @@ TEST(EntriesTable, AlignsItsColumns)
               "  b          Lumen Plus  192.0.2.9   4K encoder   0x10660002\n");
 }
 
-TEST(EntriesTable, OfNothingHasItsHeadsOnly)
+TEST(EntriesTable, WithoutEntriesHasOnlyItsHeads)
 {
     EXPECT_EQ(EntriesTable({}, Source::BrowseList),
               "  HOST NAME  PRODUCT  ADDRESS  DESCRIPTION  BOARD ID\n");
 }
 
-TEST(EntriesTable, LetsNoByteOfTheNetworkActOnTheTerminal)
+TEST(EntriesTable, EscapesControlCharacters)
 {
     EXPECT_EQ(EntriesTable({{"a\x1b[2J", "p\n", "1", "", "", ""}}, Source::Listing),
               "  HOST NAME  PRODUCT  ADDRESS  USN\n"
               "  a\\x1b[2J   p\\x0a    1\n");
 }
 
-TEST(EntriesTable, KeepsEveryAddressWithin80ColumnsHoweverLongTheTextsAre)
+TEST(EntriesTable, KeepsEveryAddressWithin80ColumnsWithTextsOfAnyLength)
 {
     const Entry longest{std::string(1400, 'h'),
                         std::string(1400, 'p'),
@@ -72,7 +72,7 @@ TEST(EntriesTable, KeepsEveryAddressWithin80ColumnsHoweverLongTheTextsAre)
                   std::string(61, 'u') + "...\n");
 }
 
-TEST(EntriesJson, HoldsTheTextsWhole)
+TEST(EntriesJson, HasTheWholeTexts)
 {
     const std::string name(1400, 'h');
     EXPECT_EQ(EntriesJson({{"a\"\n" + name, "p", "1", "u", "", ""}}, Source::Listing, false),
@@ -98,7 +98,7 @@ TEST(EntriesJson, MarksEveryObjectOfACutListing)
               "\"product\":\"Lumen Plus\",\"usn\":\"uuid:2\"}]\n");
 }
 
-TEST(EntriesJson, EscapesWhatActsOnATerminal)
+TEST(EntriesJson, EscapesCharactersThatActOnATerminal)
 {
     for (const Active &active : kActive) {
         EXPECT_EQ(
@@ -133,14 +133,14 @@ TEST(ChangesLines, HasALineForEachEntry)
               "\"product\":\"Lumen Plus\",\"usn\":\"uuid:2\"}\n");
 }
 
-TEST(ChangesLines, CutsLongTexts)
+TEST(ChangesLines, ShortensLongTexts)
 {
     EXPECT_EQ(
         ChangesLines({{{std::string(1400, 'h'), "p", "1", "u", "", ""}, Change::Went}}, false),
         "- " + std::string(33, 'h') + "...  p  1\n");
 }
 
-TEST(AnswerText, ShowsAnAnswerSafely)
+TEST(AnswerText, EscapesControlCharacters)
 {
     const formats::SearchResponseHeaders headers{"st", "uuid:\x1b", "http://x", "s"};
     EXPECT_EQ(AnswerText("192.0.2.10", headers, false),
@@ -152,7 +152,7 @@ TEST(AnswerText, ShowsAnAnswerSafely)
         "\"usn\":\"uuid:\\u001b\"}\n");
 }
 
-TEST(AnswerText, EscapesInJsonWhatActsOnATerminal)
+TEST(AnswerText, EscapesCharactersThatActOnATerminalInJson)
 {
     for (const Active &active : kActive) {
         EXPECT_EQ(AnswerText("1", {"", active.character, "", ""}, true),

@@ -13,7 +13,7 @@ bool gHasSockets = false;
 
 } // namespace
 
-// In place of the system's: a machine without sockets, or on which binding one fails.
+// Replace the system's functions: a machine without sockets, or one that cannot bind them.
 extern "C" int socket(int /*domain*/, int /*type*/, int /*protocol*/) noexcept
 {
     errno = EMFILE;

@@ -29,7 +29,7 @@ TEST(ReadBrowseFile, ReadsTheListOfTheDaemon)
     std::remove(path.c_str());
 }
 
-TEST(ReadBrowseFile, NamesTheFileThatIsNoBrowseList)
+TEST(ReadBrowseFile, NamesTheFileThatIsNotABrowseList)
 {
     Entries entries{Entry()};
     std::string error;

@@ -40,7 +40,7 @@ SSDPDeviceMap Two()
 
 } // namespace
 
-TEST(ReadBrowseDocument, ReadsBackWhatTheDaemonWrites)
+TEST(ReadBrowseDocument, ReadsBackTheDocumentOfTheDaemon)
 {
     const SSDPDeviceMap written = Two();
     std::vector<SSDPDeviceType> devices;
@@ -66,7 +66,7 @@ TEST(ReadBrowseDocument, ReadsAValueThatIsNoStringAsAnEmptyField)
     EXPECT_EQ(HostNameIn(R"([{}])"), "");
 }
 
-TEST(ReadBrowseDocument, SaysInOneLineWhyATextIsRefused)
+TEST(ReadBrowseDocument, NamesTheFaultInOneLine)
 {
     EXPECT_EQ(ErrorOf(""), "invalid JSON at byte 1");
     EXPECT_EQ(ErrorOf("[{\"hostName\":\"studio"), "invalid JSON at byte 21");

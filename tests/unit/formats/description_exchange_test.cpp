@@ -20,7 +20,7 @@ std::string Address(std::string_view url)
 
 } // namespace
 
-TEST(AddressOfLocation, StandsBetweenTheSchemeAndPort80)
+TEST(AddressOfLocation, IsTheTextBetweenTheSchemeAndPort80)
 {
     EXPECT_EQ(Address("http://192.0.2.20:80/lumen_upnp_ssdp_1.xml"), "192.0.2.20");
     EXPECT_EQ(Address("http://0.0.0.0:80/"), "0.0.0.0");
@@ -30,7 +30,7 @@ TEST(AddressOfLocation, StandsBetweenTheSchemeAndPort80)
     EXPECT_EQ(Address("http://192.0.2.20/a:80"), "192.0.2.20/a");
 }
 
-TEST(AddressOfLocation, IsMissingWithoutTheSchemeOrPort80BehindIt)
+TEST(AddressOfLocation, IsMissingWithoutTheSchemeOrAFollowingPort80)
 {
     EXPECT_EQ(Address("http://192.0.2.20/a.xml"), "untouched");
     EXPECT_EQ(Address("https://192.0.2.20:80/a.xml"), "untouched");
@@ -40,7 +40,7 @@ TEST(AddressOfLocation, IsMissingWithoutTheSchemeOrPort80BehindIt)
     EXPECT_EQ(Address(""), "untouched");
 }
 
-TEST(GETRequest, HasTheWholeURLAsTargetAndNoBlankBehindHost)
+TEST(GETRequest, HasTheWholeURLAsTargetAndNoBlankAfterHost)
 {
     EXPECT_EQ(
         formats::ComposeGETRequest("http://192.0.2.20:80/lumen_upnp_ssdp_1.xml", "192.0.2.20"),
@@ -48,14 +48,14 @@ TEST(GETRequest, HasTheWholeURLAsTargetAndNoBlankBehindHost)
         "HOST:192.0.2.20:1900\r\n\r\n");
 }
 
-TEST(GETRequest, IsReadBackAsTheDocumentsName)
+TEST(GETRequest, IsReadBackAsTheNameOfTheDocument)
 {
     const std::string location = FullRecord().location;
     EXPECT_EQ(RequestedName(formats::ComposeGETRequest(location, Address(location))),
               "/corvia_12_upnp_ssdp_1.xml");
 }
 
-TEST(RequestedName, RunsFromTheLastSlashBeforeTheFirstXmlToItsEnd)
+TEST(RequestedName, IsTheTextFromTheLastSlashBeforeTheFirstXmlToItsEnd)
 {
     EXPECT_EQ(RequestedName("GET /a/b/c.xml HTTP/1.1\r\n"), "/c.xml");
     EXPECT_EQ(RequestedName("GET /a.xml?b.xml HTTP/1.1"), "/a.xml");
@@ -64,7 +64,7 @@ TEST(RequestedName, RunsFromTheLastSlashBeforeTheFirstXmlToItsEnd)
     EXPECT_EQ(RequestedName("/xml"), "/xml");
 }
 
-TEST(RequestedName, IsEmptyWithoutAnXmlBehindASlash)
+TEST(RequestedName, IsEmptyWithoutASlashBeforeTheFirstXml)
 {
     EXPECT_EQ(RequestedName("GET a.xml HTTP/1.1"), "");
     EXPECT_EQ(RequestedName("GET a.xml /b.xml"), "");
@@ -74,7 +74,7 @@ TEST(RequestedName, IsEmptyWithoutAnXmlBehindASlash)
     EXPECT_EQ(RequestedName(""), "");
 }
 
-TEST(RequestedName, NeverLeavesTheFolderItIsLookedForIn)
+TEST(RequestedName, NeverNamesAFileOutsideTheFolder)
 {
     EXPECT_EQ(RequestedName("GET http://192.0.2.10:80/../../etc/passwd.xml HTTP/1.1"),
               "/passwd.xml");
@@ -98,7 +98,7 @@ TEST(GETResponse, HasNoEmptyLineBetweenHeadersAndDocument)
               "\r\n\r\n");
 }
 
-TEST(GETResponse, TellsTheSizeOfTheFileWhateverTextItHasOfIt)
+TEST(GETResponse, HasTheGivenSizeEvenIfTheDocumentIsShorter)
 {
     EXPECT_EQ(formats::ComposeGETResponse("", 4294967296U),
               "HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\nCONTENT-LENGTH: 4294967296\r\n"

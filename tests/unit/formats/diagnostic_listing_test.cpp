@@ -34,7 +34,7 @@ std::string Assembled(const SSDPDeviceMap &list, std::size_t maxSize, std::strin
 
 } // namespace
 
-TEST(AnswerCommand, ListsWhatIsAskedForAndNamesWhatItDoesNotKnow)
+TEST(AnswerCommand, ReturnsTheListingOrNamesTheUnknownCommand)
 {
     SSDPDeviceMap one = Two();
     one.erase(one.begin());
@@ -60,13 +60,13 @@ TEST(AssembleList, AppendsNothingForAnEmptyList)
     EXPECT_EQ(Assembled({}, 0), "NodeList");
 }
 
-TEST(AssembleList, ListsEmptyFieldsAsNothing)
+TEST(AssembleList, WritesEmptyFieldsAsLabelsOnly)
 {
     EXPECT_EQ(Assembled({{"key", {}}}, 65507, ""),
               "\n  ProductName:\"\"\n  HostName:   \"\"\n  IP:         \n  USN:        \n");
 }
 
-TEST(AssembleList, EndsAfterTheLastWholeEntryThatFits)
+TEST(AssembleList, StopsBeforeTheFirstEntryThatDoesNotFit)
 {
     const std::size_t one = 8 + kFirst.size();
     const std::size_t both = one + kSecond.size();
@@ -77,7 +77,7 @@ TEST(AssembleList, EndsAfterTheLastWholeEntryThatFits)
     EXPECT_EQ(Assembled(Two(), 0), "NodeList");
 }
 
-TEST(AssembleList, PassesOverNoEntryForASmallerOneBehindIt)
+TEST(AssembleList, SkipsNoEntryInFavourOfALaterSmallerOne)
 {
     SSDPDeviceMap list = Two();
     list.begin()->second.hostName = std::string(60000, 'h');
@@ -96,7 +96,7 @@ TEST(AssembleList, OfAThousandDevicesFillsADatagramWithWholeEntries)
     EXPECT_EQ(text.substr(text.size() - kSecond.size()), kSecond);
 }
 
-TEST(DisplayText, IsHeadedByTheOperationAndTheNumberOfEntries)
+TEST(DisplayText, StartsWithTheOperationAndTheNumberOfEntries)
 {
     EXPECT_EQ(formats::DisplayText(Two(), "DisplayNodeElements"),
               "DisplayNodeElements:  We have 2 SSDP Devices\n"

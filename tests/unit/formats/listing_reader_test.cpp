@@ -42,7 +42,7 @@ Nodes Read(const std::string &entries)
     return nodes;
 }
 
-// How an entry of these texts is read between two others, which must be read exactly.
+// The entries that are read for a node between two others, which must be read exactly.
 Nodes ReadBetweenOthers(const Node &node)
 {
     const Node first{"Lumen", "studio-a", "192.0.2.10", "uuid:1"};
@@ -55,7 +55,7 @@ Nodes ReadBetweenOthers(const Node &node)
     return {nodes.begin() + 1, nodes.end() - 1};
 }
 
-// A listing of an entry so long that the listing has this size.
+// A listing of this size, with one entry.
 std::string ListingOfSize(std::size_t size)
 {
     const std::string empty = "NodeList" + Listed({});
@@ -79,7 +79,7 @@ TEST(ReadListing, AcceptsAnEmptyRegistry)
     EXPECT_FALSE(listing->cut);
 }
 
-TEST(ReadListing, RefusesWhatIsNoListing)
+TEST(ReadListing, RefusesOtherTexts)
 {
     EXPECT_FALSE(ReadListing("", "NodeList"));
     EXPECT_FALSE(ReadListing("HostList", "NodeList"));
@@ -88,7 +88,7 @@ TEST(ReadListing, RefusesWhatIsNoListing)
     EXPECT_FALSE(ReadListing("NodeList\n", "NodeList"));
 }
 
-TEST(ReadListing, RefusesAListingThatDoesNotEndAsAnEntryEnds)
+TEST(ReadListing, RefusesAListingThatDoesNotEndLikeAnEntry)
 {
     const std::string whole =
         "NodeList" + Listed(Node{"Lumen", "studio-a", "192.0.2.10", "uuid:1"});
@@ -99,7 +99,7 @@ TEST(ReadListing, RefusesAListingThatDoesNotEndAsAnEntryEnds)
     }
 }
 
-TEST(ReadListing, ReadsLineFeedsInEveryTextAndGoesOnWithTheNextEntry)
+TEST(ReadListing, ReadsLineFeedsInEveryTextAndContinuesWithTheNextEntry)
 {
     for (const Node &entry :
          {Node{"Lu\nmen", "studio-x", "192.0.2.9", "uuid:x"},
@@ -122,14 +122,14 @@ TEST(ReadListing, ReadsAnyOtherByte)
     EXPECT_EQ(ReadBetweenOthers(entry), Nodes{entry});
 }
 
-TEST(ReadListing, TakesALabelWithinTheUSNForText)
+TEST(ReadListing, ReadsALabelInTheUSNAsText)
 {
     const Node entry{"Lumen", "studio-x", "192.0.2.9",
                      "uuid:x\n  USN:        uuid:1\n  IP:         1\n"};
     EXPECT_EQ(ReadBetweenOthers(entry), Nodes{entry});
 }
 
-TEST(ReadListing, TakesALabelAtItsFirstPlace)
+TEST(ReadListing, UsesTheFirstOccurrenceOfALabel)
 {
     const Node imitating{"Lumen", "x\"\n  IP:         192.0.2.1\n  USN:        uuid:1", "192.0.2.9",
                          "uuid:x"};
@@ -138,7 +138,7 @@ TEST(ReadListing, TakesALabelAtItsFirstPlace)
     EXPECT_EQ(ReadBetweenOthers(imitating), Nodes{read});
 }
 
-TEST(ReadListing, NeverMakesAForgedBeginningTakeInTheNextEntry)
+TEST(ReadListing, AForgedStartOfAnEntryDoesNotSwallowTheNextEntry)
 {
     EXPECT_EQ(
         ReadBetweenOthers(
@@ -150,7 +150,7 @@ TEST(ReadListing, NeverMakesAForgedBeginningTakeInTheNextEntry)
         (Nodes{Node{"Lumen", "studio-x", "192.0.2.9", "uuid:x"}, Node{"forged", "y", "", ""}}));
 }
 
-TEST(ReadListing, ReadsATextThatImitatesAnEntryAsOneMoreEntry)
+TEST(ReadListing, ReadsATextThatImitatesAnEntryAsAnotherEntry)
 {
     EXPECT_EQ(
         ReadBetweenOthers(
@@ -159,15 +159,15 @@ TEST(ReadListing, ReadsATextThatImitatesAnEntryAsOneMoreEntry)
         (Nodes{Node{"Lumen", "x", "1", "uuid:f"}, Node{"Corvia", "", "192.0.2.9", "uuid:x"}}));
 }
 
-TEST(ReadListing, ReadsTheFirstEntryWhateverItsNamesImitate)
+TEST(ReadListing, ReadsTheFirstEntryEvenIfItsNamesImitateAnEntry)
 {
     EXPECT_EQ(Read(Listed(Node{"\n\n  ProductName:\"", "x", "192.0.2.9", "uuid:x"})),
               (Nodes{Node{"", "", "", ""}, Node{"", "x", "192.0.2.9", "uuid:x"}}));
 }
 
-TEST(ReadListing, CountsAsCutWhenTheLargestEntryWouldNotHaveFitted)
+TEST(ReadListing, IsCutIfTheLargestEntryWouldNotHaveFitted)
 {
-    // Labels of 65 bytes, and four texts out of one description of 1500 bytes.
+    // Labels of 65 bytes, and four texts from one description of 1500 bytes.
     constexpr std::size_t kLargestEntry = 65 + 4 * 1500;
     const auto whole = ReadListing(ListingOfSize(kDatagram - kLargestEntry), "NodeList");
     ASSERT_TRUE(whole);

@@ -29,7 +29,7 @@ TEST(SsdpMessages, AliveIsThisText)
               "\r\n");
 }
 
-TEST(SsdpMessages, GoodbyeHasTheSameNtLocationAndUsnAndNeitherCacheControlNorServer)
+TEST(SsdpMessages, GoodbyeHasTheSameNtLocationAndUsnButNoCacheControlAndServer)
 {
     EXPECT_EQ(formats::ComposeGoodbye(FullRecord()),
               "NOTIFY * HTTP/1.1\r\n"
@@ -41,7 +41,7 @@ TEST(SsdpMessages, GoodbyeHasTheSameNtLocationAndUsnAndNeitherCacheControlNorSer
               "\r\n");
 }
 
-TEST(SsdpMessages, SearchRequestPutsNoBlankBehindItsColons)
+TEST(SsdpMessages, SearchRequestHasNoBlanksAfterItsColons)
 {
     EXPECT_EQ(formats::ComposeSearchRequest("upnp:rootdevice"), "M-SEARCH * HTTP/1.1\r\n"
                                                                 "HOST:239.255.255.250:1900\r\n"
@@ -61,7 +61,7 @@ TEST(SsdpMessages, SearchRequestOfToolsIsTheTextOfTheStandard)
                                                                  "\r\n");
 }
 
-TEST(SsdpMessages, SearchResponseHasAnEmptyExtAndTheServicesOwnType)
+TEST(SsdpMessages, SearchResponseHasAnEmptyExtAndTheTypeOfTheService)
 {
     EXPECT_EQ(formats::ComposeSearchResponse(FullRecord()),
               "HTTP/1.1 200 OK\r\n"
@@ -74,7 +74,7 @@ TEST(SsdpMessages, SearchResponseHasAnEmptyExtAndTheServicesOwnType)
               "\r\n");
 }
 
-TEST(SsdpMessages, AnEmptyFieldLeavesNothingBehindTheHeadersBlankAndSuppressesNoMessage)
+TEST(SsdpMessages, AnEmptyFieldLeavesAHeaderWithoutValue)
 {
     const SSDPDeviceType empty;
     EXPECT_EQ(formats::ComposeAlive(empty),
@@ -91,7 +91,7 @@ TEST(SsdpMessages, AnEmptyFieldLeavesNothingBehindTheHeadersBlankAndSuppressesNo
               "MAN:\"ssdp:discover\"\r\nMX:3\r\n\r\n");
 }
 
-TEST(SsdpMessages, FieldsAreInsertedAsTheyAreStoredWhateverTheirBytes)
+TEST(SsdpMessages, FieldsAreInsertedUnchanged)
 {
     SSDPDeviceType service;
     service.notificationType = std::string("a\0b", 3);
@@ -112,7 +112,7 @@ TEST(SearchResponseReading, ReadsTheResponseThatThisSystemSends)
     EXPECT_EQ(formats::ReadSearchResponseLocation(response), FullRecord().location);
 }
 
-TEST(SearchResponseReading, TheUSNRunsFromTheFirstUuidToTheLinesEnd)
+TEST(SearchResponseReading, TheUSNIsTheTextFromTheFirstUuidToTheEndOfTheLine)
 {
     std::string_view usn = "untouched";
     EXPECT_EQ(ReadUSN("USN: x uuid:1::upnp:rootdevice\n\r\r\nuuid:2\r\n", usn),
@@ -122,7 +122,7 @@ TEST(SearchResponseReading, TheUSNRunsFromTheFirstUuidToTheLinesEnd)
     EXPECT_EQ(usn, "uuid");
 }
 
-TEST(SearchResponseReading, ToldApartAreAMissingUuidAndAMissingLineEnd)
+TEST(SearchResponseReading, AMissingUuidAndAMissingLineEndAreDistinguished)
 {
     std::string_view usn = "untouched";
     EXPECT_EQ(ReadUSN("HTTP/1.1 200 OK\r\nUSN: UUID:1\r\n", usn), SearchResponse::NoUuid);
@@ -132,7 +132,7 @@ TEST(SearchResponseReading, ToldApartAreAMissingUuidAndAMissingLineEnd)
     EXPECT_EQ(usn, "untouched");
 }
 
-TEST(SearchResponseReading, TheLocationRunsFromHttpToTheLinesEnd)
+TEST(SearchResponseReading, TheLocationIsTheTextFromHttpToTheEndOfTheLine)
 {
     using formats::ReadSearchResponseLocation;
     EXPECT_EQ(ReadSearchResponseLocation("LOCATION: http://192.0.2.20:80/a.xml\r\nST: x\r\n"),
