@@ -81,6 +81,15 @@ TEST(EntriesJson, HasTheWholeTexts)
     EXPECT_EQ(EntriesJson({}, Source::Listing, false), "[]\n");
 }
 
+TEST(EntriesJson, KeepsAByteOrderMarkAtTheStartOfAText)
+{
+    EXPECT_EQ(EntriesJson({{"\xef\xbb\xbf"
+                            "a",
+                            "", "", "", "", ""}},
+                          Source::Listing, false),
+              "[{\"address\":\"\",\"hostName\":\"\\ufeffa\",\"product\":\"\",\"usn\":\"\"}]\n");
+}
+
 TEST(EntriesJson, OfABrowseListHasDescriptionAndBoardAsTwoMembers)
 {
     EXPECT_EQ(EntriesJson({kA}, Source::BrowseList, false),
