@@ -9,13 +9,18 @@
 
 // The browse list: the JSON document (RFC 8259) that the device's web interface
 // reads. Pure functions.
+//
+// The keys, with the fields of the record: "serviceDescription" productName, "hostName"
+// hostName, "ipAddress" ipAddress, "deviceName" and "boardType" modelName, "description"
+// modelDescription, "boardNumber" instance, "boardID" boardID. "serviceType",
+// "serviceDomain" and "port" are constant.
 namespace formats {
 
 // Composes the document: an array with one object for each device, in key order, on
 // one line without blanks or a final newline. All keys are present, always in the same
-// order. "port" is 80, whatever port a device announced; "boardType" repeats
-// "deviceName"; all other values are strings. Bytes from 0x20 are copied, so UTF-8
-// stays UTF-8, and invalid UTF-8 stays invalid.
+// order. "port" is the number 80, whatever port a device announced; all other values are
+// strings. Bytes from 0x20 are copied, so UTF-8 stays UTF-8, and invalid UTF-8 stays
+// invalid.
 [[nodiscard]] std::string ComposeBrowseDocument(const SSDPDeviceMap &devices);
 
 // The size in bytes of a device's object and the comma after it.

@@ -71,15 +71,14 @@ void AssembleList(const SSDPDeviceMap &list, std::string &out, std::size_t maxSi
 bool AnswerCommand(std::string_view command, const SSDPDeviceMap &hosts, const SSDPDeviceMap &nodes,
                    std::string &reply)
 {
-    for (const ListingKind &kind : {kHostListing, kNodeListing}) {
-        if (command == kind.command) {
-            reply = kind.heading;
-            AssembleList(command == kHostListing.command ? hosts : nodes, reply, kMaxDatagram);
-            return true;
-        }
+    const bool wantsHosts = command == kHostListing.command;
+    if (!wantsHosts && command != kNodeListing.command) {
+        reply = vexbase::Concat({"No such command as \"", command, "\""});
+        return false;
     }
-    reply = vexbase::Concat({"No such command as \"", command, "\""});
-    return false;
+    reply = (wantsHosts ? kHostListing : kNodeListing).heading;
+    AssembleList(wantsHosts ? hosts : nodes, reply, kMaxDatagram);
+    return true;
 }
 
 std::optional<DiagnosticListing> ReadListing(std::string_view reply, std::string_view heading)

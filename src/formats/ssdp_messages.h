@@ -42,7 +42,7 @@ struct SearchResponseHeaders
 };
 
 // Reads a search response line by line, with header names in any case. Nothing if the
-// datagram does not start with "HTTP/". For tools; the daemon uses the two below.
+// datagram does not start with "HTTP/". For tools; the daemon's readers follow.
 [[nodiscard]] std::optional<SearchResponseHeaders> ReadSearchResponse(std::string_view datagram);
 
 // The daemon's readers deliberately search for texts, case-sensitively and anywhere in
