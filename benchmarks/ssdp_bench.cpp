@@ -1,8 +1,8 @@
 #include "allocation_counter.h"
 #include "formats/browse_document.h"
+#include "formats/ssdp_device_type.h"
 #include "formats/ssdp_headers.h"
 #include "formats/ssdp_messages.h"
-#include "formats/usn.h"
 #include "ssdp/device_registry.h"
 #include "support/fake_environment.h"
 

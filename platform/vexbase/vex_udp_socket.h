@@ -18,15 +18,16 @@ public:
 
     // Makes a socket bound to a dotted-quad local address (empty: every
     // address) and a port in host byte order. Returns 0, or a negative status:
-    // the address does not parse, the port is taken, or this socket is open
-    // already, in which case nothing changes.
+    // the address does not parse, the system refuses (errno has its reason), or
+    // this socket is open already, in which case nothing changes.
     [[nodiscard]] int Open(const std::string &localAddress, std::uint16_t port,
                            Port sharing = Port::Exclusive);
 
     // Waits at most timeoutMs milliseconds (kVEXInfinite: for ever) for one
     // datagram. Returns its length, cut to size, and its sender; 0 when none
     // came, or the socket is closed, was shut down, or is closed meanwhile. An
-    // empty datagram ends the wait and counts as none, for both kinds of Poll.
+    // empty datagram ends the wait and counts as none, for both kinds of Poll; here
+    // it sets the sender, which is unchanged if no datagram came.
     // REQUIRES: one thread at a time receives.
     [[nodiscard]] std::size_t Poll(void *buffer, std::size_t size, sockaddr_in &sender,
                                    unsigned int timeoutMs);
@@ -47,7 +48,7 @@ public:
 
     // Sends one datagram without ever waiting. Returns the bytes sent, -4
     // (kVEXNoRoom) when the send buffer is full, or another negative status:
-    // closed, shut down, no route.
+    // closed, shut down, no route. errno has the system's reason.
     int Write(const void *data, std::size_t length, const sockaddr_in &destination);
 
     // Write that leaves so many percent of the send buffer to others: it returns

@@ -1,19 +1,16 @@
 #include "wsconfig/oai_net_device.h"
 
+#include "wsconfig/configuration.h"
+
 #include <QLatin1String>
 #include <algorithm>
-#include <array>
 
 namespace OpenAPI {
-namespace {
-
-constexpr std::array<const char *, 4> kStates = {"Idle", "Preparing", "Complete", "Failed"};
-
-} // namespace
 
 OAIInterfaceSetupState::OAIInterfaceSetupState(const QString &name)
 {
-    if (std::any_of(kStates.begin(), kStates.end(),
+    const auto &names = configuration::kSetupStateNames;
+    if (std::any_of(names.begin(), names.end(),
                     [&name](const char *state) { return name == QLatin1String(state); })) {
         m_name = name;
     }

@@ -20,8 +20,8 @@ public:
     // Reads a state by its name, letter for letter; any other text is no state.
     explicit OAIInterfaceSetupState(const QString &name);
 
-    // The state's name, without quotes: "Idle", "Preparing", "Complete" or
-    // "Failed"; empty when not set.
+    // The state's name, without quotes: one of configuration::kSetupStateNames;
+    // empty when not set.
     [[nodiscard]] QString asJson() const { return m_name; }
 
 private:

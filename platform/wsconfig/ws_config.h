@@ -1,5 +1,6 @@
 #pragma once
 
+#include "wsconfig/configuration.h"
 #include "wsconfig/oai_net_device.h"
 
 #include <QList>
@@ -25,8 +26,8 @@ class WSConfig : public QObject
 public:
     // The service's parameters, by the numbers that it has for them.
     enum ParamId {
-        NetDeviceList = 19, // an array of network devices; see makeDeviceList
-        SystemConfig = 24,  // an object; see OpenAPI::OAISystemConfig
+        NetDeviceList = configuration::kNetDeviceList, // see makeDeviceList
+        SystemConfig = configuration::kSystemConfig,   // see OpenAPI::OAISystemConfig
     };
     Q_ENUM(ParamId)
 

@@ -9,8 +9,8 @@
 namespace vex::webapp::utils {
 namespace {
 
-// How many bytes each byte becomes in a JSON string: 1 for one that passes as it is, 2
-// for one with a short escape, 6 for any other control byte.
+// The size of each byte in a JSON string: 1 if it is copied, 2 for a short escape such as
+// \n, 6 for any other control byte.
 constexpr std::array<std::uint8_t, 256> EncodedSizes()
 {
     std::array<std::uint8_t, 256> sizes{};
@@ -30,7 +30,7 @@ std::size_t EncodedSize(char c)
     return kEncodedSizes[static_cast<unsigned char>(c)];
 }
 
-// The letter that follows the backslash in a short escape.
+// The letter after the backslash in a short escape.
 char EscapeLetter(char c)
 {
     switch (c) {
@@ -64,8 +64,8 @@ char *WriteEscaped(char c, char *out)
     return out;
 }
 
-// Writes a value, with the bytes escaped that a JSON string cannot hold; returns the
-// end. REQUIRES: out has room for EncodedSize(value) bytes.
+// Writes a value, with escapes for the bytes that a JSON string cannot hold, and returns
+// the end. REQUIRES: out has room for EncodedSize(value) bytes.
 char *JSONEncode(std::string_view value, char *out)
 {
     for (const char c : value) {
@@ -94,14 +94,14 @@ namespace {
 using vex::webapp::utils::EncodedSize;
 using vex::webapp::utils::JSONEncode;
 
-// One value of an object, and the text that comes before it.
+// A value of an object, and the text before it.
 struct Piece
 {
     std::string_view before;
     std::string SSDPDeviceType::*value;
 };
 
-// An object is these pieces and its end.
+// An object consists of these pieces and its end.
 constexpr std::array<Piece, 8> kPieces{{
     {"{\"serviceDescription\":\"", &SSDPDeviceType::productName},
     {"\",\"serviceType\":\"_http._tcp\",\"serviceDomain\":\"local\",\"hostName\":\"",
@@ -117,15 +117,15 @@ constexpr std::string_view kEnd = "\"}";
 
 } // namespace
 
-// The size is known before the first byte is written: a document that grows is copied
-// again and again, and its former copy takes memory beside it.
+// The size is calculated first: a document that grew would be copied several times, and
+// two copies would be in memory at once.
 std::string ComposeBrowseDocument(const SSDPDeviceMap &devices)
 {
-    std::size_t size = devices.empty() ? 2 : 1; // brackets; the last object has no comma
+    std::size_t size = devices.empty() ? 2 : 1; // the brackets; no comma follows the last object
     for (const auto &[usn, device] : devices) {
         size += SizeOfBrowseObject(device);
     }
-    std::string document(size, ']'); // the last byte stays
+    std::string document(size, ']'); // the last one is the closing bracket
     char *out = document.data();
     *out++ = '[';
     for (const auto &[usn, device] : devices) {

@@ -4,22 +4,39 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
+#include <vector>
 
 // The browse list: the JSON document (RFC 8259) that the device's web interface
 // reads. Pure functions.
+//
+// The keys, with the fields of the record: "serviceDescription" productName, "hostName"
+// hostName, "ipAddress" ipAddress, "deviceName" and "boardType" modelName, "description"
+// modelDescription, "boardNumber" instance, "boardID" boardID. "serviceType",
+// "serviceDomain" and "port" are constant.
 namespace formats {
 
-// Composes the document: an array with one object for each device, in key order,
-// on one line without blanks or a final newline. Keys always come in the same
-// order and every key is present. "port" is the number 80 whatever a device
-// announced, "boardType" repeats "deviceName"; all other values are strings.
-// Bytes from 0x20 up pass as they are: UTF-8 stays UTF-8.
+// Composes the document: an array with one object for each device, in key order, on
+// one line without blanks or a final newline. All keys are present, always in the same
+// order. "port" is the number 80, whatever port a device announced; all other values are
+// strings. Bytes from 0x20 are copied, so UTF-8 stays UTF-8, and invalid UTF-8 stays
+// invalid.
 [[nodiscard]] std::string ComposeBrowseDocument(const SSDPDeviceMap &devices);
 
-// The bytes that a device adds to the document, with the comma after it.
+// The size in bytes of a device's object and the comma after it.
 [[nodiscard]] std::size_t SizeOfBrowseObject(const SSDPDeviceType &device);
 
-// Whether two records give the same object.
+// Whether two records have the same object.
 [[nodiscard]] bool AreListedAlike(const SSDPDeviceType &a, const SSDPDeviceType &b);
+
+// Reads a document: the fields that it has of each device, in the document's order.
+// Bytes that are not UTF-8 are replaced by U+FFFD. A key that is missing or has no
+// string is an empty field. False, with error set to one line and devices unchanged,
+// if the text is not JSON or not an array of objects.
+//
+// In a library of its own, formats-json: tools read the list, the daemon only writes it
+// and links no JSON library for it.
+[[nodiscard]] bool ReadBrowseDocument(std::string_view text, std::vector<SSDPDeviceType> &devices,
+                                      std::string &error);
 
 } // namespace formats

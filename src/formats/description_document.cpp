@@ -1,13 +1,13 @@
 #include "formats/description_document.h"
 
-#include "formats/max_age.h"
+#include "formats/ssdp_headers.h"
 #include "vexbase/vex_text.h"
 
 namespace formats {
 namespace {
 
-// The value of an element: from one byte behind the first occurrence of its
-// name, which skips the closing bracket, to its next closing tag.
+// The value of an element: from the second byte after the first occurrence of its
+// name, since the first one is the bracket, to its next closing tag.
 std::optional<std::string_view> Element(std::string_view text, std::string_view name)
 {
     const std::size_t mark = text.find(name);
@@ -40,7 +40,7 @@ std::string AddressOfPresentationURL(std::string_view url)
     return port == std::string_view::npos ? std::string() : std::string(url.substr(0, port));
 }
 
-// What stands behind the last "-" of a UDN; nothing when it has none.
+// The text after the last "-" of a UDN; empty if it has none.
 std::string InstanceOfUDN(std::string_view udn)
 {
     const std::size_t dash = udn.rfind('-');
@@ -65,7 +65,7 @@ std::string DescriptionFileName(std::string_view productName, std::uint32_t numb
 std::string ComposeDescription(const SSDPDeviceType &service, std::string_view fileName,
                                std::string_view makerURL)
 {
-    // NOLINTBEGIN(bugprone-suspicious-missing-comma): lines that belong together are one text
+    // NOLINTBEGIN(bugprone-suspicious-missing-comma): adjacent lines are one text
     return vexbase::Concat(
         {"<?xml version=\"1.0\"?>\n"
          "<root xmlns=\"urn:schemas-upnp-org:device-1-0\">\n"
@@ -142,6 +142,46 @@ std::optional<SSDPDeviceType> ReadDescription(std::string_view response)
     device.ipAddress = AddressOfPresentationURL(ElementText(response, "presentationURL"));
     GetMaximumAgeString(response, device.maxAge);
     return device;
+}
+
+bool AddressOfLocation(std::string_view url, std::string &address)
+{
+    constexpr std::string_view kScheme = "http://";
+    const std::size_t scheme = url.find(kScheme);
+    if (scheme == std::string_view::npos) {
+        return false;
+    }
+    url.remove_prefix(scheme + kScheme.size());
+    const std::size_t port = url.find(":80");
+    if (port == std::string_view::npos) {
+        return false;
+    }
+    address = url.substr(0, port);
+    return true;
+}
+
+std::string ComposeGETRequest(std::string_view url, std::string_view address)
+{
+    return vexbase::Concat({"GET ", url, " HTTP/1.1\r\nHOST:", address, ":1900\r\n\r\n"});
+}
+
+std::string_view RequestedName(std::string_view request)
+{
+    constexpr std::string_view kEnding = "xml";
+    const std::size_t ending = request.find(kEnding);
+    if (ending == std::string_view::npos) {
+        return {};
+    }
+    request = request.substr(0, ending + kEnding.size());
+    const std::size_t slash = request.rfind('/');
+    return slash == std::string_view::npos ? std::string_view() : request.substr(slash);
+}
+
+std::string ComposeGETResponse(std::string_view document, std::size_t size)
+{
+    return vexbase::Concat(
+        {"HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\nCONTENT-LENGTH: ", std::to_string(size),
+         "\r\nCONTENT-TYPE: text/xml; charset=\"utf-8\"\r\n", document, "\r\n\r\n"});
 }
 
 } // namespace formats

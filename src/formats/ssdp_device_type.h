@@ -4,10 +4,11 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 
-// SSDPDeviceType is the record of one SSDP service: the device's own, one that
-// is announced for somebody else, or one heard on the network. A plain value,
-// copied whole; text fields are byte strings as they came, of any length.
+// SSDPDeviceType is the record of one SSDP service: the device's own, one that is
+// announced on behalf of another device, or one that was found on the network. A
+// plain value; text fields are bytes as received, of any length.
 struct SSDPDeviceType
 {
     std::string productName;         //  1: first component of the USN's suffix
@@ -21,7 +22,7 @@ struct SSDPDeviceType
     std::string boardID;             //  9: "0x" and the board identifier
     std::string notificationType;    // 10: the NT or ST value
     std::string urlScheme;           // 11: "http://" or "https://"
-    std::string reserved;            // 12: carried with the record, read by nobody
+    std::string reserved;            // 12: copied with the record, never read
     std::string usn;                 // 13: unique service name; the key of every map
     std::string maxAge;              // 14: decimal seconds
     std::string location;            // 15: URL of the description document
@@ -29,10 +30,29 @@ struct SSDPDeviceType
     std::string server;              // 17: the SERVER header's value
 
     std::uint32_t timerPeriod = 0;   // 18: reload value of the countdown, milliseconds
-    std::int32_t timerCountdown = 0; //     milliseconds left; below 0 once run out
-    std::uint16_t repeatCount = 0;   // 19: announcements still owed
-    std::uint8_t flag = 0;           // 20: a marker that travels with the record
+    std::int32_t timerCountdown = 0; //     milliseconds left; below 0 when it has run out
+    std::uint16_t repeatCount = 0;   // 19: announcements still to be sent
+    std::uint8_t flag = 0;           // 20: a mark that is copied with the record
 };
 
 // Records by USN, in byte-wise order of the USN.
 using SSDPDeviceMap = std::map<std::string, SSDPDeviceType, std::less<>>;
+
+// Unique service names. Pure functions.
+namespace formats {
+
+// "uuid:65746500-" product "-" address "-" instance, without any escaping. The
+// result is deliberately not a canonical 8-4-4-4-12 UUID.
+[[nodiscard]] std::string MakeUSN(std::string_view productName, std::string_view ipAddress,
+                                  std::string_view instance);
+
+// The predicates search anywhere in the text, case-sensitive.
+
+// A device that another device may announce: "ZR1".
+[[nodiscard]] bool CanBeProxied(std::string_view text);
+// A device that always announces itself: any peer of this system, or a newer product.
+[[nodiscard]] bool IsNonProxiedDevice(std::string_view text);
+// A device of the maker.
+[[nodiscard]] bool IsVEXDevice(std::string_view text);
+
+} // namespace formats

@@ -1,8 +1,9 @@
 #include "formats/ssdp_headers.h"
 
-#include "formats/max_age.h"
-
 #include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <limits>
 
 namespace formats {
 namespace {
@@ -23,7 +24,7 @@ char Lower(char c)
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-// Whether the texts are equal but for case. REQUIRES: lower holds no capitals.
+// Compares without regard to case. REQUIRES: lower has no capitals.
 bool EqualsLower(std::string_view text, std::string_view lower)
 {
     return text.size() == lower.size() && std::equal(text.begin(), text.end(), lower.begin(),
@@ -35,8 +36,8 @@ bool StartsWithLower(std::string_view text, std::string_view lower)
     return EqualsLower(text.substr(0, lower.size()), lower);
 }
 
-// The value behind a header's colon: without white space around it and without
-// one double quote at each end.
+// The value of a header: the text after the colon without white space at its ends and
+// without one double quote at each end.
 std::string_view TrimValue(std::string_view value)
 {
     while (!value.empty() && IsBlank(value.front())) {
@@ -54,8 +55,8 @@ std::string_view TrimValue(std::string_view value)
     return value;
 }
 
-// Takes the max-age out of a CACHE-CONTROL value, a comma-separated list of
-// directives; the last one given counts.
+// Reads the max-age in a CACHE-CONTROL value, a comma-separated list of directives. The
+// last one counts.
 void ReadCacheControl(std::string_view value, std::int32_t &maxAge)
 {
     while (!value.empty()) {
@@ -99,11 +100,11 @@ void ReadHeader(std::string_view name, std::string_view value, SSDPHeaders &head
     }
 }
 
-// Enters the header of a line. Most headers are none of ours and leave by the
-// length of their name, before it or the value is looked at.
+// Reads the header in a line. Only names of 2, 3, 8 or 13 letters can match, so most
+// lines are rejected by the position of the colon.
 void ReadLine(std::string_view line, SSDPHeaders &headers)
 {
-    for (const std::size_t length : {2U, 3U, 8U, 13U}) { // of the names above
+    for (const std::size_t length : {2U, 3U, 8U, 13U}) { // the lengths of the names in ReadHeader
         if (line.size() > length && line[length] == ':') {
             const std::string_view value = TrimValue(line.substr(length + 1));
             if (!value.empty()) {
@@ -114,12 +115,57 @@ void ReadLine(std::string_view line, SSDPHeaders &headers)
     }
 }
 
-// Takes what is before the next such character off the text, and the character.
+// Takes the text before the next such character, and the character, off the text.
 std::string_view TakeUpTo(char end, std::string_view &text)
 {
     const std::string_view piece = text.substr(0, text.find(end));
     text.remove_prefix(std::min(piece.size() + 1, text.size()));
     return piece;
+}
+
+bool IsSpace(char c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+std::string_view SkipSpace(std::string_view text)
+{
+    const auto start = std::find_if_not(text.begin(), text.end(), IsSpace);
+    text.remove_prefix(static_cast<std::size_t>(start - text.begin()));
+    return text;
+}
+
+// Takes a leading sign off the text; true for "-".
+bool TakeSign(std::string_view &text)
+{
+    const bool negative = !text.empty() && text.front() == '-';
+    if (negative || (!text.empty() && text.front() == '+')) {
+        text.remove_prefix(1);
+    }
+    return negative;
+}
+
+// The base of a number, by its prefix; takes "0x" off the text if a digit follows it.
+int TakeBase(std::string_view &text)
+{
+    if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') &&
+        std::isxdigit(static_cast<unsigned char>(text[2])) != 0) {
+        text.remove_prefix(2);
+        return 16;
+    }
+    return !text.empty() && text.front() == '0' ? 8 : 10;
+}
+
+// Reads unsigned digits. False if there are none. A number of more than 32 bits is read
+// as the largest of 32 bits.
+bool ReadDigits(std::string_view text, int base, std::int64_t &value)
+{
+    std::uint32_t digits = 0;
+    const std::from_chars_result result =
+        std::from_chars(text.data(), text.data() + text.size(), digits, base);
+    value = result.ec == std::errc::result_out_of_range ? std::numeric_limits<std::uint32_t>::max()
+                                                        : digits;
+    return result.ec != std::errc::invalid_argument;
 }
 
 } // namespace
@@ -142,8 +188,8 @@ Method ClassifyMethod(std::string_view datagram)
     return method == "GET" ? Method::Get : Method::Unknown;
 }
 
-// A line ends at CR or LF. Searching for one and within that for the other is
-// quicker than asking every byte for both.
+// A line ends at CR or LF. Two searches, for LF and then for CR, use memchr and are
+// faster than one loop that compares each byte with both.
 SSDPHeaders ScanHeaders(std::string_view datagram)
 {
     SSDPHeaders headers;
@@ -154,6 +200,45 @@ SSDPHeaders ScanHeaders(std::string_view datagram)
         }
     }
     return headers;
+}
+
+std::int32_t ReadMaxAgeDirective(std::string_view text)
+{
+    text = SkipSpace(text);
+    const bool negative = TakeSign(text);
+    const int base = TakeBase(text);
+    std::int64_t value = 0;
+    if (!ReadDigits(text, base, value)) {
+        return 0;
+    }
+    constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
+    return static_cast<std::int32_t>(
+        std::clamp<std::int64_t>(negative ? -value : value, kLeast, kLargestMaxAge));
+}
+
+std::uint32_t ReadMaximumAge(std::string_view text)
+{
+    std::string_view digits = SkipSpace(text);
+    const bool negative = TakeSign(digits);
+    std::int64_t seconds = 0;
+    if (!ReadDigits(digits, 10, seconds) || negative) {
+        return 0;
+    }
+    return static_cast<std::uint32_t>(std::min<std::int64_t>(seconds, kLargestMaxAge));
+}
+
+void GetMaximumAgeString(std::string_view message, std::string &out)
+{
+    constexpr std::string_view kMark = "max-age=";
+    const std::size_t mark = message.find(kMark);
+    const std::size_t end = mark == std::string_view::npos ? mark : message.find("\r\n", mark);
+    if (end != std::string_view::npos) {
+        const std::size_t start = mark + kMark.size();
+        out = message.substr(start, end - start);
+    }
+    if (out.empty()) {
+        out = kMissingMaxAge;
+    }
 }
 
 } // namespace formats

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// Fixed texts and numbers of the protocol, shared by writers and readers.
+// Fixed texts and numbers of the protocol.
 namespace formats {
 
 // UPnP Device Architecture 1.0, section 1: group and port of SSDP.
@@ -12,16 +12,16 @@ constexpr std::uint16_t kPort = 1900;
 // The port that answers the two-byte diagnostic commands.
 constexpr std::uint16_t kDiagnosticPort = 49821;
 
-// The mark of every USN and UDN of this system. Deliberately no canonical UUID:
-// product, address and instance follow as they stand.
+// The start of every USN and UDN of this system, and the mark by which one is known.
+// Deliberately not a canonical UUID: product, address and instance follow unchanged.
 constexpr const char *kUsnPrefix = "uuid:65746500-";
 constexpr const char *kVexMark = "65746500-";
 
 constexpr const char *kRootDevice = "upnp:rootdevice";
 constexpr const char *kServer = "Linux/2.6, UPnP/1.0, SSDP/1.0";
 
-// The web server's tree. Description documents lie in it; the path of a request for
-// one is taken relative to it.
+// The root folder of the web server, with the description documents. A request for one
+// has its path relative to this folder.
 constexpr const char *kWebRoot = "/var/www/html";
 
 // The largest datagram, in bytes, that a peer of this system reads.
@@ -29,9 +29,9 @@ constexpr std::size_t kReceiveSize = 1500;
 // The largest payload, in bytes, of an IPv4 UDP datagram.
 constexpr std::size_t kMaxDatagram = 65507;
 
-// max-age, in seconds: the default of a NOTIFY without one; the least that is
-// honoured; the default of a text without one; the largest whose doubled
-// milliseconds fit 31 bits.
+// max-age in seconds: the value of a NOTIFY without one; the smallest that is used; the
+// text of a description without one; the largest, of which twice the milliseconds fit
+// 31 bits.
 constexpr std::int32_t kDefaultMaxAge = 1800;
 constexpr std::int32_t kLeastMaxAge = 120;
 constexpr const char *kMissingMaxAge = "120";

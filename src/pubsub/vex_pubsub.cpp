@@ -7,6 +7,7 @@
 #include "product/serial_number.h"
 #include "vexbase/vex_ip_socket.h"
 #include "vexbase/vex_output.h"
+#include "wsconfig/configuration.h"
 
 #include <QStringList>
 #include <chrono>
@@ -228,12 +229,14 @@ void VEXPubSub::hostNameChanged(const QString &name)
 // says: with SSDP off the device still sees its neighbours.
 void VEXPubSub::setupStateChanged(const QString &state)
 {
-    if (state == QLatin1String("Preparing")) {
+    using configuration::NameOf;
+    using configuration::SetupState;
+    if (state == QLatin1String(NameOf(SetupState::Preparing))) {
         if (m_ssdpEnabled) {
             RevokeSSDP();
             m_ssdp.Close();
         }
-    } else if (state == QLatin1String("Complete")) {
+    } else if (state == QLatin1String(NameOf(SetupState::Complete))) {
         const Addresses addrs = collected();
         Q_EMIT ipChanged();
         openSSDP(addrs);

@@ -1,7 +1,7 @@
 #include "ssdp/device_registry.h"
 
 #include "formats/browse_document.h"
-#include "formats/usn.h"
+#include "formats/ssdp_device_type.h"
 #include "ssdp/ssdp_tunables.h"
 #include "vexbase/vex_text.h"
 

@@ -1,6 +1,6 @@
 #include "formats/browse_document.h"
+#include "formats/ssdp_device_type.h"
 #include "formats/ssdp_messages.h"
-#include "formats/usn.h"
 #include "ssdp/device_registry.h"
 #include "ssdp/ssdp_tunables.h"
 

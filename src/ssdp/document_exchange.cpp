@@ -1,8 +1,7 @@
 #include "ssdp/document_exchange.h"
 
 #include "formats/description_document.h"
-#include "formats/description_exchange.h"
-#include "formats/usn.h"
+#include "formats/ssdp_device_type.h"
 #include "ssdp/ssdp_tunables.h"
 #include "vexbase/vex_text.h"
 

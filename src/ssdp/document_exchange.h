@@ -22,7 +22,7 @@ struct DocumentRequest
 };
 
 // DocumentExchange writes the description documents of announced services, requests
-// the documents of peers, and answers their requests (formats/description_exchange.h).
+// the documents of peers, and answers their requests (formats/description_document.h).
 // Requests and answers wait a random time before they are sent. Not thread-safe; it
 // belongs to the protocol core.
 class DocumentExchange

@@ -1,10 +1,9 @@
 #include "ssdp/ssdp_agent.h"
 
 #include "formats/description_document.h"
-#include "formats/description_exchange.h"
 #include "formats/diagnostic_listing.h"
+#include "formats/ssdp_device_type.h"
 #include "formats/ssdp_messages.h"
-#include "formats/usn.h"
 #include "product/product_id.h"
 #include "ssdp/search_target.h"
 

@@ -19,7 +19,7 @@ namespace ssdp {
 
 // SSDPAgent is the protocol core: it handles received datagrams, ticks, the start and
 // the departure (UPnP Device Architecture 1.0, section 1, with the description
-// exchange of formats/description_exchange.h in place of HTTP). It knows no socket,
+// exchange of formats/description_document.h in place of HTTP). It knows no socket,
 // thread, lock, clock or file: its environment sends and writes, and time is an
 // argument. Equal calls with equal random numbers give equal datagrams.
 //

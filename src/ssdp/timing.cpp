@@ -1,6 +1,6 @@
 #include "ssdp/timing.h"
 
-#include "formats/max_age.h"
+#include "formats/ssdp_headers.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,11 +1,10 @@
-// Description documents: what is read of any response makes a browse list that
-// is JSON with the very texts; what is written is read back.
+// Description documents: the browse list of any response that is read is JSON with the
+// same texts; a document that is written is read back.
 
 #include "check.h"
 #include "formats/browse_document.h"
 #include "formats/description_document.h"
-#include "formats/description_exchange.h"
-#include "formats/usn.h"
+#include "formats/ssdp_device_type.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -2,7 +2,8 @@
 // and nothing is read outside the datagram.
 
 #include "check.h"
-#include "formats/description_exchange.h"
+#include "formats/description_document.h"
+#include "formats/ssdp_messages.h"
 
 #include <algorithm>
 

@@ -1,16 +1,18 @@
 // Diagnostic commands and listings: a cut listing is a whole beginning of the uncut one,
-// and beaconctl reads every entry as if it were alone, whatever bytes the texts hold.
+// and every entry is read as if it were alone, whatever bytes the texts hold.
 //
 // Input: texts that end with 0x1E, four for each device. The bytes 0x01 to 0x04 stand for the
 // labels of the format, so that the fuzzer finds them. After a leading '*' the devices are
 // multiplied until no listing can hold them.
 
-#include "beaconctl/diagnostic_listing.h"
 #include "check.h"
 #include "formats/diagnostic_listing.h"
 #include "formats/ssdp_protocol.h"
 
 #include <algorithm>
+#include <array>
+
+using formats::ReadListing;
 
 namespace {
 
@@ -73,18 +75,27 @@ std::string Assembled(const SSDPDeviceMap &devices, std::size_t limit)
     return listing;
 }
 
-Entries ReadAlone(const SSDPDeviceType &device)
+using Texts = std::array<std::string, 4>;
+
+std::vector<Texts> TextsOf(const std::vector<SSDPDeviceType> &services)
+{
+    std::vector<Texts> texts;
+    for (const SSDPDeviceType &each : services) {
+        texts.push_back({each.productName, each.hostName, each.ipAddress, each.usn});
+    }
+    return texts;
+}
+
+std::vector<Texts> ReadAlone(const SSDPDeviceType &device)
 {
     const auto listing =
         ReadListing(Assembled({{device.usn, device}}, std::string::npos), "NodeList");
-    FUZZ_CHECK(listing && !listing->entries.empty() && !listing->cut);
+    FUZZ_CHECK(listing && !listing->services.empty() && !listing->cut);
     if (!HasLineFeed(device.productName) && !HasLineFeed(device.hostName) &&
         !HasLineFeed(device.ipAddress) && device.usn.find(kBoundary) == std::string::npos) {
-        const Entry exact{
-            device.hostName, device.productName, device.ipAddress, device.usn, "", ""};
-        FUZZ_CHECK(listing->entries == Entries{exact});
+        FUZZ_CHECK(TextsOf(listing->services) == TextsOf({device}));
     }
-    return listing->entries;
+    return TextsOf(listing->services);
 }
 
 // Checks what beaconctl reads of a listing that the daemon made of the devices.
@@ -95,18 +106,18 @@ void CheckReading(const std::string &reply, const SSDPDeviceMap &devices)
     const std::string whole = Assembled(devices, std::string::npos);
     FUZZ_CHECK(whole.compare(0, reply.size(), reply) == 0);
     FUZZ_CHECK(listing->cut || reply.size() == whole.size());
-    Entries expected;
+    std::vector<Texts> expected;
     std::size_t size = Assembled({}, 0).size();
     for (const auto &[usn, device] : devices) {
         if (size == reply.size()) {
             break;
         }
-        const Entries alone = ReadAlone(device);
+        const std::vector<Texts> alone = ReadAlone(device);
         expected.insert(expected.end(), alone.begin(), alone.end());
         size += 65 + device.productName.size() + device.hostName.size() + device.ipAddress.size() +
                 device.usn.size();
     }
-    FUZZ_CHECK(size == reply.size() && listing->entries == expected);
+    FUZZ_CHECK(size == reply.size() && TextsOf(listing->services) == expected);
 }
 
 void CheckCommand(std::string_view command, const SSDPDeviceMap &devices)

@@ -1,7 +1,7 @@
 // max-age texts, held against the standard library's readers.
 
 #include "check.h"
-#include "formats/max_age.h"
+#include "formats/ssdp_headers.h"
 #include "formats/ssdp_protocol.h"
 #include "ssdp/timing.h"
 #include "support/fake_environment.h"

@@ -13,8 +13,8 @@
 
 #include "check.h"
 #include "formats/browse_document.h"
-#include "formats/description_exchange.h"
-#include "formats/max_age.h"
+#include "formats/description_document.h"
+#include "formats/ssdp_headers.h"
 #include "formats/ssdp_messages.h"
 #include "ssdp/ssdp_agent.h"
 #include "ssdp/ssdp_tunables.h"

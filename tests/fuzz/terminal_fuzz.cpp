@@ -1,10 +1,10 @@
 // What beaconctl shows: no byte of the network acts on the terminal, JSON keeps the texts.
 
-#include "beaconctl/browse_list.h"
 #include "beaconctl/output.h"
-#include "beaconctl/safe_text.h"
-#include "beaconctl/search_answer.h"
+#include "beaconctl/terminal_text.h"
 #include "check.h"
+#include "formats/browse_document.h"
+#include "formats/utf8.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -12,6 +12,8 @@
 #include <QString>
 #include <QVector>
 #include <algorithm>
+
+using namespace beaconctl;
 
 namespace {
 
@@ -39,6 +41,9 @@ bool IsSafeLine(const std::string &text)
 
 void CheckText(const std::string &input)
 {
+    // "x", since Qt drops a byte order mark at the start.
+    FUZZ_CHECK(formats::ReplaceInvalidUtf8("x" + input) ==
+               QString::fromStdString("x" + input).toStdString());
     const std::string safe = SafeText(input);
     FUZZ_CHECK(IsSafe(safe) && safe.find('\n') == std::string::npos);
     FUZZ_CHECK(DisplayWidth(safe) <= 2 * safe.size());
@@ -71,16 +76,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     const std::string input(Text(data, size));
     CheckText(input);
-    Entries entries;
+    std::vector<SSDPDeviceType> devices;
     std::string error;
-    if (ReadBrowseText(input, entries, error)) {
+    if (formats::ReadBrowseDocument(input, devices, error)) {
+        Entries entries;
+        for (const SSDPDeviceType &each : devices) {
+            entries.push_back({each.hostName, each.modelName, each.ipAddress, "",
+                               each.modelDescription, each.boardID});
+        }
         CheckEntries(entries);
     } else {
         FUZZ_CHECK(!error.empty() && error.find('\n') == std::string::npos);
     }
-    if (const auto answer = ReadSearchAnswer(input)) {
-        FUZZ_CHECK(IsSafe(AnswerText(*answer, false)));
-        FUZZ_CHECK(IsSafeLine(AnswerText(*answer, true)));
+    if (const auto headers = formats::ReadSearchResponse(input)) {
+        FUZZ_CHECK(IsSafe(AnswerText("192.0.2.10", *headers, false)));
+        FUZZ_CHECK(IsSafeLine(AnswerText("192.0.2.10", *headers, true)));
     }
     const Entry listed{input, input, input, input, "", ""};
     FUZZ_CHECK(IsSafeLine(ChangesLines({{listed, Change::Came}}, false)));

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "formats/ssdp_device_type.h"
-#include "formats/usn.h"
 
 #include <string>
 #include <tuple>

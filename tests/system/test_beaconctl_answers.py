@@ -11,7 +11,7 @@ import pytest
 from diagnostic_port import LARGEST, LARGEST_ENTRY, answering, filled, listed
 
 COLOURS = {b"\x1b[32m", b"\x1b[33m", b"\x1b[31m", b"\x1b[0m"}  # green, yellow, red, none
-NO_LISTING = "beaconctl: 192.0.2.201 answered with something that is no listing\n"
+NO_LISTING = "beaconctl: invalid answer from 192.0.2.201\n"
 CUT = ("beaconctl: the listing of 192.0.2.201 is cut at the size of a datagram: "
        "devices may be missing\n")
 HEADS = "  HOST NAME  PRODUCT  ADDRESS     USN\n"
@@ -214,9 +214,9 @@ def test_a_search_from_a_port_of_its_own_prints_each_answer_as_it_comes(
 
 LISTS = {
     "absent": (None, "No such file or directory"),
-    "empty": (b"", "illegal value at byte 0"),
-    "partial": (b'[{"hostName":"studio', "unterminated string at byte 21"),
-    "malformed": (b"<html>Log in</html>", "illegal value at byte 1"),
+    "empty": (b"", "invalid JSON at byte 1"),
+    "partial": (b'[{"hostName":"studio', "invalid JSON at byte 21"),
+    "malformed": (b"<html>Log in</html>", "invalid JSON at byte 1"),
     "no list": (b'{"hostName":"studio-a"}', "not a browse list: no JSON array"),
     "enormous": (b"[" + b" " * (16 << 20), "larger than any browse list"),
 }

@@ -1,22 +1,23 @@
 #include "beaconctl/arguments.h"
 
-#include "beaconctl/safe_text.h"
-#include "beaconctl/udp_client.h"
+#include "beaconctl/sources.h"
+#include "beaconctl/terminal_text.h"
 
 #include <charconv>
 #include <map>
 
+namespace beaconctl {
 namespace {
 
 constexpr double kShortestTimeout = 0.01; // seconds
 constexpr double kLongestTimeout = 3600;
-// Longer than the three seconds that a searched device may take.
+// Longer than the 3 s (MX) within which devices answer a search.
 constexpr std::chrono::milliseconds kSearchTimeout{4000};
 
-// The words of a command line by their kind.
+// The words of a command line, sorted.
 struct SortedWords
 {
-    std::vector<std::string> operands; // the command is the first
+    std::vector<std::string> operands; // the first is the command
     std::map<std::string, std::string> options;
 
     [[nodiscard]] bool Has(const char *option) const { return options.count(option) != 0; }
@@ -48,8 +49,8 @@ bool TakesValue(const std::string &option)
     return option == "host" || option == "timeout";
 }
 
-// Reads the option in a word, and the word after it where the option takes a value
-// that is not in its own word.
+// Reads the option in a word. If the option takes a value and the word has none, the next
+// word is the value.
 bool SortOption(std::vector<std::string>::const_iterator &word,
                 std::vector<std::string>::const_iterator end, SortedWords &sorted,
                 std::string &error)
@@ -117,7 +118,7 @@ bool ReadOptions(const SortedWords &sorted, Arguments &arguments, std::string &e
     arguments.json = sorted.Has("json");
     if (arguments.command == Arguments::Command::Browse &&
         (sorted.Has("host") || sorted.Has("timeout"))) {
-        error = "browse reads a file, without --host and --timeout";
+        error = "browse reads a file and does not take --host or --timeout";
         return false;
     }
     if (arguments.command == Arguments::Command::Search) {
@@ -152,7 +153,7 @@ bool ReadCommand(const std::vector<std::string> &operands, Arguments &arguments,
     arguments.operand = operands.size() > 1 ? operands[1] : std::string();
     if (arguments.command == Arguments::Command::Search &&
         arguments.operand.find_first_of("\r\n") != std::string::npos) {
-        error = "a search target is one line";
+        error = "a search target must be one line";
         return false;
     }
     return true;
@@ -181,7 +182,7 @@ std::string HelpText()
 {
     return "usage: beaconctl [OPTION...] COMMAND\n"
            "\n"
-           "Shows what a beacond sees and announces.\n"
+           "Shows the services that a beacond knows and announces.\n"
            "\n"
            "  nodes             every service that the device knows\n"
            "  hosts             the services that the device announces\n"
@@ -202,3 +203,5 @@ std::string HelpText()
            "Exit status: 0 found, 1 nothing found, 2 invalid command line, 3 no valid answer\n"
            "or file, or the output cannot be written.\n";
 }
+
+} // namespace beaconctl

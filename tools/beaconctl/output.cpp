@@ -1,19 +1,29 @@
 #include "beaconctl/output.h"
 
-#include "beaconctl/safe_text.h"
-#include "beaconctl/text_table.h"
+#include "beaconctl/terminal_text.h"
+#include "formats/utf8.h"
+#include "vexbase/vex_output.h"
+#include "vexbase/vex_text.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <nlohmann/json.hpp>
+#include <poll.h>
+#include <unistd.h>
 
+namespace beaconctl {
 namespace {
 
+using nlohmann::json;
+
+constexpr int kForever = -1; // of poll()
 constexpr const char *kGreen = "\x1b[32m";
 constexpr const char *kYellow = "\x1b[33m";
 constexpr const char *kRed = "\x1b[31m";
 
-// A member of an entry and how it is shown.
+// How a member of an entry is shown.
 struct Member
 {
     const char *key; // in JSON
@@ -22,8 +32,8 @@ struct Member
     std::size_t bound; // columns
 };
 
-// With the first three the address lies within the 80 columns of a terminal, whatever
-// the names are. A USN of 64 columns has room for any product, address and instance.
+// The first three columns keep the address within the 80 columns of a terminal, however
+// long the names are. A USN of 64 columns has room for any product, address and instance.
 const Member kHostName{"hostName", "HOST NAME", &Entry::hostName, 36};
 const Member kProduct{"product", "PRODUCT", &Entry::product, 20};
 const Member kAddress{"address", "ADDRESS", &Entry::address, 15};
@@ -69,23 +79,23 @@ const char *Word(Change change)
     return "present";
 }
 
-void Set(QJsonObject &object, const char *key, const std::string &value)
+void Set(json &object, const char *key, const std::string &value)
 {
-    object.insert(QLatin1String(key), QString::fromStdString(value));
+    object[key] = formats::ReplaceInvalidUtf8(value);
 }
 
-QJsonObject Object(const Entry &entry, Source source)
+json Object(const Entry &entry, Source source)
 {
-    QJsonObject object;
+    json object;
     for (const Member &member : Members(source)) {
         Set(object, member.key, entry.*member.text);
     }
     return object;
 }
 
-std::string Line(const QJsonDocument &document)
+std::string Line(const json &value)
 {
-    return SafeJson(document.toJson(QJsonDocument::Compact).toStdString()) + '\n';
+    return SafeJson(value.dump()) + '\n';
 }
 
 std::vector<std::string> Cells(const Entry &entry, Source source)
@@ -111,6 +121,14 @@ std::string Short(const Entry &entry, const Member &member)
     return Shorten(SafeText(entry.*member.text), member.bound);
 }
 
+// False, after a line on standard error.
+bool ReportWriteError(int number)
+{
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): a program of one thread
+    WriteError(vexbase::Concat({"cannot write: ", strerror(number)}));
+    return false;
+}
+
 } // namespace
 
 std::string EntriesTable(const Entries &entries, Source source)
@@ -124,15 +142,15 @@ std::string EntriesTable(const Entries &entries, Source source)
 
 std::string EntriesJson(const Entries &entries, Source source, bool cut)
 {
-    QJsonArray array;
+    json array = json::array();
     for (const Entry &entry : entries) {
-        QJsonObject object = Object(entry, source);
+        json object = Object(entry, source);
         if (cut) {
-            object.insert(QStringLiteral("listingCut"), true);
+            object["listingCut"] = true;
         }
-        array.append(object);
+        array.push_back(std::move(object));
     }
-    return Line(QJsonDocument(array));
+    return Line(array);
 }
 
 std::string ChangesTable(const std::vector<ChangedEntry> &changes, bool colours)
@@ -145,14 +163,14 @@ std::string ChangesTable(const std::vector<ChangedEntry> &changes, bool colours)
     return table.Text(colours);
 }
 
-std::string ChangesLines(const std::vector<ChangedEntry> &changes, bool json)
+std::string ChangesLines(const std::vector<ChangedEntry> &changes, bool inJson)
 {
     std::string lines;
     for (const ChangedEntry &change : changes) {
-        if (json) {
-            QJsonObject object = Object(change.entry, Source::Listing);
+        if (inJson) {
+            json object = Object(change.entry, Source::Listing);
             Set(object, "change", Word(change.change));
-            lines += Line(QJsonDocument(object));
+            lines += Line(object);
         } else {
             lines += std::string(1, Mark(change.change)) + ' ' + Short(change.entry, kHostName) +
                      "  " + Short(change.entry, kProduct) + "  " + Short(change.entry, kAddress) +
@@ -167,18 +185,64 @@ std::string CutJson(bool cut)
     return cut ? "{\"change\":\"cut\"}\n" : "{\"change\":\"whole\"}\n";
 }
 
-std::string AnswerText(const SearchAnswer &answer, bool json)
+std::string AnswerText(const std::string &address, const formats::SearchResponseHeaders &headers,
+                       bool json)
 {
     if (json) {
-        QJsonObject object;
-        Set(object, "address", answer.address);
-        Set(object, "st", answer.searchTarget);
-        Set(object, "usn", answer.usn);
-        Set(object, "location", answer.location);
-        Set(object, "server", answer.server);
-        return Line(QJsonDocument(object));
+        nlohmann::json object;
+        Set(object, "address", address);
+        Set(object, "st", headers.searchTarget);
+        Set(object, "usn", headers.usn);
+        Set(object, "location", headers.location);
+        Set(object, "server", headers.server);
+        return Line(object);
     }
-    return answer.address + "  " + SafeText(answer.usn) + "\n    ST        " +
-           SafeText(answer.searchTarget) + "\n    LOCATION  " + SafeText(answer.location) +
-           "\n    SERVER    " + SafeText(answer.server) + '\n';
+    return vexbase::Concat({address, "  ", SafeText(headers.usn), "\n    ST        ",
+                            SafeText(headers.searchTarget), "\n    LOCATION  ",
+                            SafeText(headers.location), "\n    SERVER    ",
+                            SafeText(headers.server), "\n"});
 }
+
+void OccupyClosedStreams()
+{
+    int descriptor = 0;
+    do {
+        descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor >= 0) {
+        close(descriptor);
+    }
+}
+
+bool WriteOutput(std::string_view text)
+{
+    while (!text.empty()) {
+        const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
+        if (written >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EAGAIN) { // another program with the same stream set O_NONBLOCK
+            pollfd output{STDOUT_FILENO, POLLOUT, 0};
+            poll(&output, 1, kForever);
+        } else if (errno != EINTR) {
+            return ReportWriteError(errno);
+        }
+    }
+    return true;
+}
+
+bool WaitWhileOutputIsRead(int milliseconds)
+{
+    pollfd output{STDOUT_FILENO, 0, 0}; // no events: errors are always reported
+    if (poll(&output, 1, milliseconds) <= 0) {
+        return true;
+    }
+    raise(SIGPIPE); // like a write
+    return ReportWriteError(EPIPE);
+}
+
+void WriteError(const std::string &text)
+{
+    vexbase::WriteFault({"beaconctl: ", text});
+}
+
+} // namespace beaconctl

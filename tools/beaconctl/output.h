@@ -1,32 +1,50 @@
 #pragma once
 
-#include "beaconctl/changes.h"
-#include "beaconctl/entry.h"
-#include "beaconctl/search_answer.h"
+#include "beaconctl/entries.h"
+#include "formats/ssdp_messages.h"
 
 #include <string>
+#include <string_view>
 
-// What beaconctl prints. Pure functions; tables and lines are safe for a terminal,
-// with long texts cut. JSON (RFC 8259) holds the texts whole, with bytes that are
-// not UTF-8 replaced, and is as safe.
+// The output of beaconctl: composed by pure functions, and written to the standard
+// streams. Tables and lines are safe for a terminal, with long texts shortened. JSON
+// (RFC 8259) is as safe and has the whole texts, with bytes that are not UTF-8 replaced.
+namespace beaconctl {
 
-// Exit statuses.
-enum ExitStatus { kFound = 0, kNothingFound = 1, kUsage = 2, kFailed = 3 };
-
-// Where entries come from: which of their members there are.
+// Where entries come from: it decides which of their members are shown.
 enum class Source { Listing, BrowseList };
 
 [[nodiscard]] std::string EntriesTable(const Entries &entries, Source source);
-// An array on one line. Objects of a listing that was cut have "listingCut": true.
+// An array on one line. Objects of a cut listing have "listingCut": true.
 [[nodiscard]] std::string EntriesJson(const Entries &entries, Source source, bool cut);
 
-// A listing with the marks and colours of what changed.
+// The table of a listing, with the marks of changes and, if wanted, their colours.
 [[nodiscard]] std::string ChangesTable(const std::vector<ChangedEntry> &changes, bool colours);
-// A line for each entry: its mark and texts, or a JSON object with the member
-// "change": "came", "changed", "went" or "present".
+// A line for each entry: its mark and texts, or a JSON object with the member "change":
+// "came", "changed", "went" or "present".
 [[nodiscard]] std::string ChangesLines(const std::vector<ChangedEntry> &changes, bool json);
-// The JSON line of a watch whose listings are cut from here on, or whole again.
+// The JSON line that reports that listings are cut from now on, or whole again.
 [[nodiscard]] std::string CutJson(bool cut);
 
-// One answer, as lines or as a JSON object on one line.
-[[nodiscard]] std::string AnswerText(const SearchAnswer &answer, bool json);
+// A search answer and the address of its sender, as lines or as a JSON object on one line.
+[[nodiscard]] std::string AnswerText(const std::string &address,
+                                     const formats::SearchResponseHeaders &headers, bool json);
+
+// Opens /dev/null for reading in place of each standard stream that is closed. Otherwise
+// a socket would get its number, and the output would be sent to the network. Call it
+// before anything else is opened.
+void OccupyClosedStreams();
+
+// Writes a text to standard output, and waits for its reader. False, after a line on
+// standard error, if it cannot be written. If SIGPIPE is not ignored, a pipe without a
+// reader ends the program by this signal.
+[[nodiscard]] bool WriteOutput(std::string_view text);
+
+// Waits so many milliseconds, but only as long as standard output has a reader. False, or
+// the end of the program, as for WriteOutput if it has none.
+[[nodiscard]] bool WaitWhileOutputIsRead(int milliseconds);
+
+// Writes "beaconctl: ", the text and a line end to standard error.
+void WriteError(const std::string &text);
+
+} // namespace beaconctl

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace beaconctl;
+
 namespace {
 
 using Command = Arguments::Command;
@@ -58,7 +60,7 @@ TEST(ReadArguments, TakesOptionsBeforeAndAfterTheCommand)
     EXPECT_EQ(Read({"--version", "--help"}).command, Command::Help);
 }
 
-TEST(ReadArguments, TakesWordsAfterTwoDashesAndASingleDashForOperands)
+TEST(ReadArguments, ReadsWordsAfterTwoDashesAndASingleDashAsOperands)
 {
     EXPECT_EQ(Read({"browse", "--", "--json"}).operand, "--json");
     EXPECT_EQ(Read({"browse", "--", "--"}).operand, "--");
@@ -74,13 +76,13 @@ TEST(ReadArguments, KeepsOperandsByteForByte)
     EXPECT_EQ(Read({"search", "urn:\xc3\xa9\xff"}).operand, "urn:\xc3\xa9\xff");
 }
 
-TEST(ReadArguments, SaysInOneLineWhatIsWrong)
+TEST(ReadArguments, NamesTheFaultInOneLine)
 {
     EXPECT_EQ(ErrorOf({}), "a command is missing");
     EXPECT_EQ(ErrorOf({"browse", "--host", "192.0.2.10"}),
-              "browse reads a file, without --host and --timeout");
+              "browse reads a file and does not take --host or --timeout");
     EXPECT_EQ(ErrorOf({"--timeout", "1", "browse", "x.json"}),
-              "browse reads a file, without --host and --timeout");
+              "browse reads a file and does not take --host or --timeout");
     EXPECT_EQ(ErrorOf({"frob"}), "no such command: \"frob\"");
     EXPECT_EQ(ErrorOf({"nodes", "x"}), "too many words: \"x\"");
     EXPECT_EQ(ErrorOf({"browse", "a", "b"}), "too many words: \"b\"");
@@ -96,7 +98,7 @@ TEST(ReadArguments, SaysInOneLineWhatIsWrong)
     EXPECT_EQ(ErrorOf({"nodes", "-x"}), "no such option: \"-x\"");
     EXPECT_EQ(ErrorOf({"nodes", "--json=1"}), "--json takes no value");
     EXPECT_EQ(ErrorOf({"nodes", "--host"}), "a value is missing after --host");
-    EXPECT_EQ(ErrorOf({"search", "a\r\nb"}), "a search target is one line");
+    EXPECT_EQ(ErrorOf({"search", "a\r\nb"}), "a search target must be one line");
 }
 
 TEST(ReadArguments, EscapesWordsInItsErrors)

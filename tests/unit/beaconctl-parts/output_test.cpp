@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace beaconctl;
+
 namespace {
 
 const Entry kA{"studio-a", "Corvia 12", "192.0.2.10", "uuid:1", "HD recorder", "0x10650001"};
@@ -17,7 +19,7 @@ struct Active
 constexpr Active kActive[] = {
     {"\x7f", "\\u007f"},                    // DEL
     {"\xc2\x80", "\\u0080"},                // the first of C1
-    {"\xc2\x9b", "\\u009b"},                // a control sequence in one character
+    {"\xc2\x9b", "\\u009b"},                // CSI, the start of control sequences
     {"\xc2\x9f", "\\u009f"},                // the last of C1
     {"\xd8\x9c", "\\u061c"},                // ARABIC LETTER MARK
     {"\xe2\x80\x8e", "\\u200e"},            // LEFT-TO-RIGHT MARK
@@ -41,20 +43,20 @@ TEST(EntriesTable, AlignsItsColumns)
               "  b          Lumen Plus  192.0.2.9   4K encoder   0x10660002\n");
 }
 
-TEST(EntriesTable, OfNothingHasItsHeadsOnly)
+TEST(EntriesTable, WithoutEntriesHasOnlyItsHeads)
 {
     EXPECT_EQ(EntriesTable({}, Source::BrowseList),
               "  HOST NAME  PRODUCT  ADDRESS  DESCRIPTION  BOARD ID\n");
 }
 
-TEST(EntriesTable, LetsNoByteOfTheNetworkActOnTheTerminal)
+TEST(EntriesTable, EscapesControlCharacters)
 {
     EXPECT_EQ(EntriesTable({{"a\x1b[2J", "p\n", "1", "", "", ""}}, Source::Listing),
               "  HOST NAME  PRODUCT  ADDRESS  USN\n"
               "  a\\x1b[2J   p\\x0a    1\n");
 }
 
-TEST(EntriesTable, KeepsEveryAddressWithin80ColumnsHoweverLongTheTextsAre)
+TEST(EntriesTable, KeepsEveryAddressWithin80ColumnsWithTextsOfAnyLength)
 {
     const Entry longest{std::string(1400, 'h'),
                         std::string(1400, 'p'),
@@ -70,13 +72,22 @@ TEST(EntriesTable, KeepsEveryAddressWithin80ColumnsHoweverLongTheTextsAre)
                   std::string(61, 'u') + "...\n");
 }
 
-TEST(EntriesJson, HoldsTheTextsWhole)
+TEST(EntriesJson, HasTheWholeTexts)
 {
     const std::string name(1400, 'h');
     EXPECT_EQ(EntriesJson({{"a\"\n" + name, "p", "1", "u", "", ""}}, Source::Listing, false),
               "[{\"address\":\"1\",\"hostName\":\"a\\\"\\n" + name +
                   "\",\"product\":\"p\",\"usn\":\"u\"}]\n");
     EXPECT_EQ(EntriesJson({}, Source::Listing, false), "[]\n");
+}
+
+TEST(EntriesJson, KeepsAByteOrderMarkAtTheStartOfAText)
+{
+    EXPECT_EQ(EntriesJson({{"\xef\xbb\xbf"
+                            "a",
+                            "", "", "", "", ""}},
+                          Source::Listing, false),
+              "[{\"address\":\"\",\"hostName\":\"\\ufeffa\",\"product\":\"\",\"usn\":\"\"}]\n");
 }
 
 TEST(EntriesJson, OfABrowseListHasDescriptionAndBoardAsTwoMembers)
@@ -96,7 +107,7 @@ TEST(EntriesJson, MarksEveryObjectOfACutListing)
               "\"product\":\"Lumen Plus\",\"usn\":\"uuid:2\"}]\n");
 }
 
-TEST(EntriesJson, EscapesWhatActsOnATerminal)
+TEST(EntriesJson, EscapesCharactersThatActOnATerminal)
 {
     for (const Active &active : kActive) {
         EXPECT_EQ(
@@ -131,46 +142,29 @@ TEST(ChangesLines, HasALineForEachEntry)
               "\"product\":\"Lumen Plus\",\"usn\":\"uuid:2\"}\n");
 }
 
-TEST(ChangesLines, CutsLongTexts)
+TEST(ChangesLines, ShortensLongTexts)
 {
     EXPECT_EQ(
         ChangesLines({{{std::string(1400, 'h'), "p", "1", "u", "", ""}, Change::Went}}, false),
         "- " + std::string(33, 'h') + "...  p  1\n");
 }
 
-TEST(ReadSearchAnswer, ReadsHeadersWhateverTheirCase)
+TEST(AnswerText, EscapesControlCharacters)
 {
-    const auto answer =
-        ReadSearchAnswer("HTTP/1.1 200 OK\r\nEXT:\r\nst: upnp:rootdevice\r\n"
-                         "Usn:uuid:1\r\nLOCATION: http://x:80/y\r\nSERVER: s\r\n\r\n");
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->searchTarget, "upnp:rootdevice");
-    EXPECT_EQ(answer->usn, "uuid:1");
-    EXPECT_EQ(answer->location, "http://x:80/y");
-    EXPECT_EQ(answer->server, "s");
-}
-
-TEST(ReadSearchAnswer, RefusesWhatIsNoAnswer)
-{
-    EXPECT_FALSE(ReadSearchAnswer("NOTIFY * HTTP/1.1\r\n\r\n"));
-    EXPECT_FALSE(ReadSearchAnswer(""));
-}
-
-TEST(AnswerText, ShowsAnAnswerSafely)
-{
-    const SearchAnswer answer{"192.0.2.10", "st", "uuid:\x1b", "http://x", "s"};
-    EXPECT_EQ(AnswerText(answer, false), "192.0.2.10  uuid:\\x1b\n    ST        st\n"
-                                         "    LOCATION  http://x\n    SERVER    s\n");
+    const formats::SearchResponseHeaders headers{"st", "uuid:\x1b", "http://x", "s"};
+    EXPECT_EQ(AnswerText("192.0.2.10", headers, false),
+              "192.0.2.10  uuid:\\x1b\n    ST        st\n"
+              "    LOCATION  http://x\n    SERVER    s\n");
     EXPECT_EQ(
-        AnswerText(answer, true),
+        AnswerText("192.0.2.10", headers, true),
         "{\"address\":\"192.0.2.10\",\"location\":\"http://x\",\"server\":\"s\",\"st\":\"st\","
         "\"usn\":\"uuid:\\u001b\"}\n");
 }
 
-TEST(AnswerText, EscapesInJsonWhatActsOnATerminal)
+TEST(AnswerText, EscapesCharactersThatActOnATerminalInJson)
 {
     for (const Active &active : kActive) {
-        EXPECT_EQ(AnswerText({"1", "", active.character, "", ""}, true),
+        EXPECT_EQ(AnswerText("1", {"", active.character, "", ""}, true),
                   std::string("{\"address\":\"1\",\"location\":\"\",\"server\":\"\",\"st\":\"\","
                               "\"usn\":\"") +
                       active.escape + "\"}\n");

@@ -1,4 +1,4 @@
-#include "beaconctl/standard_streams.h"
+#include "beaconctl/output.h"
 #include "support/live_child.h"
 
 #include <array>
@@ -8,9 +8,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+using namespace beaconctl;
+
 namespace {
 
-// What a call returned, as an exit status that no signal or failure has.
+// The result of a call as an exit status that no signal or failure has.
 constexpr int kTrue = 40;
 constexpr int kFalse = 41;
 
@@ -19,7 +21,7 @@ int Result(bool value)
     return value ? kTrue : kFalse;
 }
 
-// Makes standard output a pipe that nobody reads.
+// Makes standard output a pipe without a reader.
 void LoseReader()
 {
     std::array<int, 2> ends{};
@@ -31,7 +33,7 @@ void LoseReader()
 
 } // namespace
 
-TEST(WriteOutput, WritesAllToAPipeThatIsFullAndDoesNotBlock)
+TEST(WriteOutput, WritesTheWholeTextToAFullNonBlockingPipe)
 {
     const std::string text(1 << 22, 'x');
     test::LiveChild child([&text] {
@@ -52,14 +54,14 @@ TEST(WriteOutput, ReportsThatItCannotWrite)
     EXPECT_EQ(child.Err(), "beaconctl: cannot write: No space left on device\n");
 }
 
-TEST(WaitWhileOutputIsRead, WaitsToTheEndWhileSomebodyReads)
+TEST(WaitWhileOutputIsRead, WaitsToTheEndIfTheOutputHasAReader)
 {
     test::LiveChild child([] { return Result(WaitWhileOutputIsRead(1)); });
     EXPECT_EQ(child.WaitForEnd(), kTrue);
     EXPECT_EQ(child.Err(), "");
 }
 
-TEST(WaitWhileOutputIsRead, EndsTheProgramLikeAWriteWhenNobodyReads)
+TEST(WaitWhileOutputIsRead, WithoutAReaderEndsTheProgramBySigpipe)
 {
     test::LiveChild child([] {
         std::signal(SIGPIPE, SIG_DFL);
@@ -69,7 +71,7 @@ TEST(WaitWhileOutputIsRead, EndsTheProgramLikeAWriteWhenNobodyReads)
     EXPECT_EQ(child.WaitForEnd(), 128 + SIGPIPE);
 }
 
-TEST(WaitWhileOutputIsRead, ReportsThatNobodyReadsIfTheSignalIsIgnored)
+TEST(WaitWhileOutputIsRead, WithoutAReaderReportsABrokenPipeIfSigpipeIsIgnored)
 {
     test::LiveChild child([] {
         std::signal(SIGPIPE, SIG_IGN);
@@ -80,7 +82,7 @@ TEST(WaitWhileOutputIsRead, ReportsThatNobodyReadsIfTheSignalIsIgnored)
     EXPECT_EQ(child.Err(), "beaconctl: cannot write: Broken pipe\n");
 }
 
-TEST(OccupyClosedStreams, LetsNoSocketTakeTheNumberOfAClosedStream)
+TEST(OccupyClosedStreams, KeepsTheNumberOfAClosedStreamFromASocket)
 {
     test::LiveChild child([] {
         close(STDIN_FILENO);

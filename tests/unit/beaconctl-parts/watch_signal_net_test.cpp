@@ -1,4 +1,4 @@
-#include "beaconctl/watch.h"
+#include "beaconctl/commands.h"
 #include "support/live_child.h"
 #include "support/private_namespace.h"
 
@@ -8,14 +8,16 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+using namespace beaconctl;
+
 namespace {
 
 int gSignal = 0;
 
 } // namespace
 
-// In place of the system's: the signal arrives after the program last looked whether it is
-// to end, and before it waits for the answer.
+// Replaces the system's function: a signal arrives just before the program waits for the
+// answer.
 extern "C" ssize_t sendto(int descriptor, const void *data, size_t size, int flags,
                           const sockaddr *destination, socklen_t length)
 {

@@ -46,7 +46,7 @@ std::string Bracketed(const std::string &objects)
     return "[" + objects + "]";
 }
 
-// What a host name comes out as between the quotes.
+// The text of a host name between the quotes.
 std::string Encoded(const std::string &hostName)
 {
     SSDPDeviceType device;
@@ -99,7 +99,7 @@ TEST(BrowseDocument, HasEveryKeyForADeviceWithoutFields)
     EXPECT_EQ(ComposeBrowseDocument({{"usn", {}}}), Bracketed(kEmpty));
 }
 
-TEST(BrowseDocument, SeparatesDevicesByABareComma)
+TEST(BrowseDocument, SeparatesDevicesByACommaWithoutBlanks)
 {
     EXPECT_EQ(ComposeBrowseDocument({{"a", Encoder()}, {"b", {}}}),
               Bracketed(std::string(kEncoder) + "," + kEmpty));
@@ -144,19 +144,19 @@ TEST(BrowseDocument, EscapesInEveryField)
               R"("description":"\"","boardType":"\"","boardNumber":"\"","boardID":"\""}])");
 }
 
-TEST(BrowseDocument, EscapesWhatHasAShortForm)
+TEST(BrowseDocument, UsesTheShortEscapes)
 {
     EXPECT_EQ(Encoded("a\"b\\c"), R"(a\"b\\c)");
     EXPECT_EQ(Encoded("\b\f\n\r\t"), R"(\b\f\n\r\t)");
 }
 
-TEST(BrowseDocument, EscapesOtherControlBytesByTheirNumber)
+TEST(BrowseDocument, EscapesOtherControlBytesAsFourDigits)
 {
     EXPECT_EQ(Encoded("\x01\x0B\x1B\x1F"), R"(\u0001\u000b\u001b\u001f)");
     EXPECT_EQ(Encoded(std::string("a\0b", 3)), R"(a\u0000b)");
 }
 
-TEST(BrowseDocument, PassesEveryByteFrom0x20Upwards)
+TEST(BrowseDocument, CopiesEveryByteFrom0x20)
 {
     std::string bytes;
     for (int byte = 0x20; byte <= 0xFF; ++byte) {
@@ -168,8 +168,8 @@ TEST(BrowseDocument, PassesEveryByteFrom0x20Upwards)
     EXPECT_EQ(Encoded("a/b \xC3\xA9"), "a/b \xC3\xA9");
 }
 
-// A document that grew while it was composed would be there twice for a moment.
-TEST(BrowseDocument, TakesTheMemoryOfItsBytesAndNoMore)
+// A document that grew while it was composed would be in memory twice.
+TEST(BrowseDocument, TakesNoMoreMemoryThanItsSize)
 {
     SSDPDeviceMap devices;
     for (int number = 0; number < 100; ++number) {
@@ -180,7 +180,7 @@ TEST(BrowseDocument, TakesTheMemoryOfItsBytesAndNoMore)
 }
 
 // The document of one device is its object in brackets; the size counts a comma.
-TEST(SizeOfBrowseObject, IsThatOfTheObjectAndAComma)
+TEST(SizeOfBrowseObject, IsTheSizeOfTheObjectAndAComma)
 {
     EXPECT_EQ(SizeOfBrowseObject({}), std::string(kEmpty).size() + 1);
     EXPECT_EQ(SizeOfBrowseObject(Encoder()), std::string(kEncoder).size() + 1);
@@ -188,7 +188,7 @@ TEST(SizeOfBrowseObject, IsThatOfTheObjectAndAComma)
               ComposeBrowseDocument({{"usn", FullRecord()}}).size() - 1);
 }
 
-TEST(SizeOfBrowseObject, CountsEveryByteOfEveryFieldAsItIsWritten)
+TEST(SizeOfBrowseObject, CountsEveryByteOfEveryFieldInItsEscapedSize)
 {
     for (const Field field : kListed) {
         for (const char byte : AllBytes()) {
@@ -208,7 +208,7 @@ TEST(SizeOfBrowseObject, CountsTheModelNameTwiceAndAControlByteSixfold)
     EXPECT_EQ(SizeOfBrowseObject(device), SizeOfBrowseObject({}) + 1300U * 6 * 2);
 }
 
-TEST(SizeOfBrowseObject, CountsNothingThatIsNotListed)
+TEST(SizeOfBrowseObject, DoesNotCountFieldsThatAreNotListed)
 {
     SSDPDeviceType device;
     for (const Field field : kUnlisted) {
@@ -217,7 +217,7 @@ TEST(SizeOfBrowseObject, CountsNothingThatIsNotListed)
     EXPECT_EQ(SizeOfBrowseObject(device), std::string(kEmpty).size() + 1);
 }
 
-TEST(SizeOfBrowseObject, OfAllDevicesIsThatOfTheDocumentButForOneBracket)
+TEST(SizeOfBrowseObject, OfAllDevicesAndABracketIsTheSizeOfTheDocument)
 {
     SSDPDeviceMap devices{{"a", Encoder()}, {"b", {}}, {"c", FullRecord()}};
     devices["d"].hostName = AllBytes();
@@ -228,7 +228,7 @@ TEST(SizeOfBrowseObject, OfAllDevicesIsThatOfTheDocumentButForOneBracket)
     EXPECT_EQ(size, ComposeBrowseDocument(devices).size());
 }
 
-TEST(AreListedAlike, HoldsForRecordsThatDifferInWhatIsNotListed)
+TEST(AreListedAlike, IsTrueIfOnlyFieldsThatAreNotListedDiffer)
 {
     const SSDPDeviceType device = FullRecord();
     SSDPDeviceType other = device;
@@ -244,7 +244,7 @@ TEST(AreListedAlike, HoldsForRecordsThatDifferInWhatIsNotListed)
     EXPECT_EQ(ComposeBrowseDocument({{"usn", device}}), ComposeBrowseDocument({{"usn", other}}));
 }
 
-TEST(AreListedAlike, FailsForAnyListedTextThatDiffers)
+TEST(AreListedAlike, IsFalseIfAnyListedTextDiffers)
 {
     for (const Field field : kListed) {
         const SSDPDeviceType device = FullRecord();
@@ -255,8 +255,7 @@ TEST(AreListedAlike, FailsForAnyListedTextThatDiffers)
     }
 }
 
-// Texts are compared, not their JSON: no two texts have the same one.
-TEST(AreListedAlike, TellsATextFromItsEscapedForm)
+TEST(AreListedAlike, DistinguishesATextFromItsEscapedForm)
 {
     SSDPDeviceType device;
     device.hostName = "\n";

@@ -1,6 +1,5 @@
 #include "formats/description_document.h"
 
-#include "formats/description_exchange.h"
 #include "support/records.h"
 
 #include <gtest/gtest.h>
@@ -12,14 +11,14 @@ constexpr const char *kMakerURL = "http://www.vexwell.example/";
 
 } // namespace
 
-TEST(DescriptionFileName, IsTheProductsSlugTheNumberAndXml)
+TEST(DescriptionFileName, IsTheLoweredProductNameTheNumberAndXml)
 {
     EXPECT_EQ(formats::DescriptionFileName("Model One X", 3), "model_one_x_upnp_ssdp_3.xml");
     EXPECT_EQ(formats::DescriptionFileName("ZR1", 4294967294U), "zr1_upnp_ssdp_4294967294.xml");
     EXPECT_EQ(formats::DescriptionFileName("", 1), "_upnp_ssdp_1.xml");
 }
 
-TEST(DescriptionFileName, ChangesBlanksAndAsciiCapitalsAlone)
+TEST(DescriptionFileName, ChangesOnlyBlanksAndAsciiCapitals)
 {
     EXPECT_EQ(formats::DescriptionFileName("  AZ@[`az{9-_.\t\xc3\x96", 1),
               "__az@[`az{9-_.\t\xc3\x96_upnp_ssdp_1.xml");
@@ -62,7 +61,7 @@ TEST(ComposeDescription, IsThisDocument)
 )");
 }
 
-TEST(ComposeDescription, OfAnEmptyRecordIsWholeWithEmptyElements)
+TEST(ComposeDescription, OfAnEmptyRecordHasAllElements)
 {
     EXPECT_EQ(formats::ComposeDescription({}, "", ""),
               R"(<?xml version="1.0"?>
@@ -98,7 +97,7 @@ TEST(ComposeDescription, OfAnEmptyRecordIsWholeWithEmptyElements)
 )");
 }
 
-TEST(ComposeDescription, InsertsValuesAsTheyStandWithoutEscaping)
+TEST(ComposeDescription, InsertsValuesWithoutEscaping)
 {
     SSDPDeviceType service = FullRecord();
     service.hostName = "a<b>&\"c\" %s";

@@ -1,6 +1,5 @@
-#include "formats/description_exchange.h"
+#include "formats/description_document.h"
 
-#include "formats/ssdp_messages.h"
 #include "support/records.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +7,6 @@
 
 using formats::AddressOfLocation;
 using formats::RequestedName;
-using formats::SearchResponse;
 
 namespace {
 
@@ -20,14 +18,9 @@ std::string Address(std::string_view url)
     return address;
 }
 
-SearchResponse ReadUSN(std::string_view response, std::string_view &usn)
-{
-    return formats::ReadSearchResponseUSN(response, usn);
-}
-
 } // namespace
 
-TEST(AddressOfLocation, StandsBetweenTheSchemeAndPort80)
+TEST(AddressOfLocation, IsTheTextBetweenTheSchemeAndPort80)
 {
     EXPECT_EQ(Address("http://192.0.2.20:80/lumen_upnp_ssdp_1.xml"), "192.0.2.20");
     EXPECT_EQ(Address("http://0.0.0.0:80/"), "0.0.0.0");
@@ -37,7 +30,7 @@ TEST(AddressOfLocation, StandsBetweenTheSchemeAndPort80)
     EXPECT_EQ(Address("http://192.0.2.20/a:80"), "192.0.2.20/a");
 }
 
-TEST(AddressOfLocation, IsMissingWithoutTheSchemeOrPort80BehindIt)
+TEST(AddressOfLocation, IsMissingWithoutTheSchemeOrAFollowingPort80)
 {
     EXPECT_EQ(Address("http://192.0.2.20/a.xml"), "untouched");
     EXPECT_EQ(Address("https://192.0.2.20:80/a.xml"), "untouched");
@@ -47,7 +40,7 @@ TEST(AddressOfLocation, IsMissingWithoutTheSchemeOrPort80BehindIt)
     EXPECT_EQ(Address(""), "untouched");
 }
 
-TEST(GETRequest, HasTheWholeURLAsTargetAndNoBlankBehindHost)
+TEST(GETRequest, HasTheWholeURLAsTargetAndNoBlankAfterHost)
 {
     EXPECT_EQ(
         formats::ComposeGETRequest("http://192.0.2.20:80/lumen_upnp_ssdp_1.xml", "192.0.2.20"),
@@ -55,14 +48,14 @@ TEST(GETRequest, HasTheWholeURLAsTargetAndNoBlankBehindHost)
         "HOST:192.0.2.20:1900\r\n\r\n");
 }
 
-TEST(GETRequest, IsReadBackAsTheDocumentsName)
+TEST(GETRequest, IsReadBackAsTheNameOfTheDocument)
 {
     const std::string location = FullRecord().location;
     EXPECT_EQ(RequestedName(formats::ComposeGETRequest(location, Address(location))),
               "/corvia_12_upnp_ssdp_1.xml");
 }
 
-TEST(RequestedName, RunsFromTheLastSlashBeforeTheFirstXmlToItsEnd)
+TEST(RequestedName, IsTheTextFromTheLastSlashBeforeTheFirstXmlToItsEnd)
 {
     EXPECT_EQ(RequestedName("GET /a/b/c.xml HTTP/1.1\r\n"), "/c.xml");
     EXPECT_EQ(RequestedName("GET /a.xml?b.xml HTTP/1.1"), "/a.xml");
@@ -71,7 +64,7 @@ TEST(RequestedName, RunsFromTheLastSlashBeforeTheFirstXmlToItsEnd)
     EXPECT_EQ(RequestedName("/xml"), "/xml");
 }
 
-TEST(RequestedName, IsEmptyWithoutAnXmlBehindASlash)
+TEST(RequestedName, IsEmptyWithoutASlashBeforeTheFirstXml)
 {
     EXPECT_EQ(RequestedName("GET a.xml HTTP/1.1"), "");
     EXPECT_EQ(RequestedName("GET a.xml /b.xml"), "");
@@ -81,7 +74,7 @@ TEST(RequestedName, IsEmptyWithoutAnXmlBehindASlash)
     EXPECT_EQ(RequestedName(""), "");
 }
 
-TEST(RequestedName, NeverLeavesTheFolderItIsLookedForIn)
+TEST(RequestedName, NeverNamesAFileOutsideTheFolder)
 {
     EXPECT_EQ(RequestedName("GET http://192.0.2.10:80/../../etc/passwd.xml HTTP/1.1"),
               "/passwd.xml");
@@ -105,51 +98,9 @@ TEST(GETResponse, HasNoEmptyLineBetweenHeadersAndDocument)
               "\r\n\r\n");
 }
 
-TEST(GETResponse, TellsTheSizeOfTheFileWhateverTextItHasOfIt)
+TEST(GETResponse, HasTheGivenSizeEvenIfTheDocumentIsShorter)
 {
     EXPECT_EQ(formats::ComposeGETResponse("", 4294967296U),
               "HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\nCONTENT-LENGTH: 4294967296\r\n"
               "CONTENT-TYPE: text/xml; charset=\"utf-8\"\r\n\r\n\r\n");
-}
-
-TEST(SearchResponseReading, ReadsTheResponseThatThisSystemSends)
-{
-    const std::string response = formats::ComposeSearchResponse(FullRecord());
-    std::string_view usn;
-    EXPECT_EQ(ReadUSN(response, usn), SearchResponse::Read);
-    EXPECT_EQ(usn, FullRecord().usn);
-    EXPECT_EQ(formats::ReadSearchResponseLocation(response), FullRecord().location);
-}
-
-TEST(SearchResponseReading, TheUSNRunsFromTheFirstUuidToTheLinesEnd)
-{
-    std::string_view usn = "untouched";
-    EXPECT_EQ(ReadUSN("USN: x uuid:1::upnp:rootdevice\n\r\r\nuuid:2\r\n", usn),
-              SearchResponse::Read);
-    EXPECT_EQ(usn, "uuid:1::upnp:rootdevice\n\r");
-    EXPECT_EQ(ReadUSN("\r\nuuid\r\n", usn), SearchResponse::Read);
-    EXPECT_EQ(usn, "uuid");
-}
-
-TEST(SearchResponseReading, ToldApartAreAMissingUuidAndAMissingLineEnd)
-{
-    std::string_view usn = "untouched";
-    EXPECT_EQ(ReadUSN("HTTP/1.1 200 OK\r\nUSN: UUID:1\r\n", usn), SearchResponse::NoUuid);
-    EXPECT_EQ(ReadUSN("", usn), SearchResponse::NoUuid);
-    EXPECT_EQ(ReadUSN("HTTP/1.1 200 OK\r\nUSN: uuid:1", usn), SearchResponse::NoLineEnd);
-    EXPECT_EQ(ReadUSN("HTTP/1.1 200 OK\r\nUSN: uuid:1\r", usn), SearchResponse::NoLineEnd);
-    EXPECT_EQ(usn, "untouched");
-}
-
-TEST(SearchResponseReading, TheLocationRunsFromHttpToTheLinesEnd)
-{
-    using formats::ReadSearchResponseLocation;
-    EXPECT_EQ(ReadSearchResponseLocation("LOCATION: http://192.0.2.20:80/a.xml\r\nST: x\r\n"),
-              "http://192.0.2.20:80/a.xml");
-    EXPECT_EQ(ReadSearchResponseLocation("LOCATION: https\r\n"), "https");
-    EXPECT_EQ(ReadSearchResponseLocation("LOCATION: http://a"), "");
-    EXPECT_EQ(ReadSearchResponseLocation("LOCATION:http://a\r\n"), "");
-    EXPECT_EQ(ReadSearchResponseLocation("Location: http://a\r\n"), "");
-    EXPECT_EQ(ReadSearchResponseLocation("LOCATION: ftp://a\r\n"), "");
-    EXPECT_EQ(ReadSearchResponseLocation(""), "");
 }

@@ -1,6 +1,5 @@
 #include "formats/description_document.h"
 
-#include "formats/description_exchange.h"
 #include "support/records.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +17,7 @@ std::string Response(const SSDPDeviceType &service, const std::string &fileName)
     return formats::ComposeGETResponse(document, document.size());
 }
 
-// A response with elements of a test's own.
+// A response with the elements of a test.
 std::string ResponseWith(const std::string &elements)
 {
     return "HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\nCONTENT-LENGTH: 0\r\n" + elements +
@@ -62,7 +61,7 @@ TEST(ReadDescription, NeedsAFriendlyName)
     EXPECT_TRUE(ReadDescription(ResponseWith("<friendlyName></friendlyName><UDN>uuid:1</UDN>")));
 }
 
-TEST(ReadDescription, NeedsAUdnWithATextInIt)
+TEST(ReadDescription, NeedsAUdnThatIsNotEmpty)
 {
     const std::string name = "<friendlyName>a</friendlyName>";
     EXPECT_FALSE(ReadDescription(ResponseWith(name)));
@@ -83,9 +82,9 @@ TEST(ReadDescription, AnyOtherMissingElementIsAnEmptyField)
     EXPECT_EQ(AllFields(*device), AllFields(expected));
 }
 
-TEST(ReadDescription, AValueRunsFromTheFirstOccurrenceOfTheNameToItsNextClosingTag)
+TEST(ReadDescription, AValueExtendsFromTheFirstOccurrenceOfTheNameToTheNextClosingTag)
 {
-    // Plain search: no tag needs to be opened, and one byte is always skipped.
+    // A plain search: it needs no opening tag and always skips one byte.
     const auto device = ReadDescription("friendlyName:a</b></friendlyName UDN uuid:x-y-z</UDN");
     ASSERT_TRUE(device);
     EXPECT_EQ(device->hostName, "a</b>");
@@ -100,7 +99,7 @@ TEST(ReadDescription, AValueRunsFromTheFirstOccurrenceOfTheNameToItsNextClosingT
     EXPECT_EQ(twice->usn, "uuid:1-2");
 }
 
-TEST(ReadDescription, TheInstanceIsWhatFollowsTheLastHyphenOfTheUdn)
+TEST(ReadDescription, TheInstanceIsTheTextAfterTheLastHyphenOfTheUdn)
 {
     const auto instance = [](const std::string &udn) {
         const auto device =
@@ -112,7 +111,7 @@ TEST(ReadDescription, TheInstanceIsWhatFollowsTheLastHyphenOfTheUdn)
     EXPECT_EQ(instance("uuid"), "");
 }
 
-TEST(ReadDescription, TheAddressStandsInThePresentationURL)
+TEST(ReadDescription, TheAddressIsThatOfThePresentationURL)
 {
     const auto address = [](const std::string &url) {
         const auto device = ReadDescription(
@@ -129,7 +128,7 @@ TEST(ReadDescription, TheAddressStandsInThePresentationURL)
     EXPECT_EQ(address(""), "");
 }
 
-TEST(ReadDescription, TheModelNumberIsKeptAsItCame)
+TEST(ReadDescription, TheModelNumberIsKeptUnchanged)
 {
     const auto device =
         ReadDescription(ResponseWith(kNamed + "<modelNumber>0x2 any</modelNumber>"));
@@ -138,7 +137,7 @@ TEST(ReadDescription, TheModelNumberIsKeptAsItCame)
     EXPECT_EQ(device->boardID, "");
 }
 
-TEST(ReadDescription, TheMaxAgeIs120UnlessTheResponseCarriesOne)
+TEST(ReadDescription, TheMaxAgeIs120IfTheResponseHasNone)
 {
     const auto device =
         ReadDescription("HTTP/1.1 200 OK\r\nCACHE-CONTROL: max-age=300\r\n" + kNamed + "\r\n\r\n");
@@ -146,7 +145,7 @@ TEST(ReadDescription, TheMaxAgeIs120UnlessTheResponseCarriesOne)
     EXPECT_EQ(device->maxAge, "300");
 }
 
-TEST(ReadDescription, KeepsWhateverBytesAValueHolds)
+TEST(ReadDescription, KeepsAllBytesOfAValue)
 {
     const std::string hostName("a\0b\r\n\xff\x01", 7);
     const auto device = ReadDescription(
@@ -155,7 +154,7 @@ TEST(ReadDescription, KeepsWhateverBytesAValueHolds)
     EXPECT_EQ(device->hostName, hostName);
 }
 
-TEST(ReadDescription, ReadsEveryBeginningOfAResponseWithinItsBytes)
+TEST(ReadDescription, ReadsNothingBeyondAResponseCutAtAnyByte)
 {
     const std::string response = Response(FullRecord(), "corvia_12_upnp_ssdp_1.xml");
     const std::size_t complete = response.find("</UDN") + 5;

@@ -1,4 +1,4 @@
-#include "formats/max_age.h"
+#include "formats/ssdp_headers.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -17,7 +17,7 @@ std::string MaximumAgeString(std::string_view message, std::string out = "")
 
 } // namespace
 
-TEST(ReadMaximumAge, IsTheTextsDecimalSeconds)
+TEST(ReadMaximumAge, ReadsDecimalSeconds)
 {
     for (const char *text : {"1800", " \t\r\n1800", "+1800", "1800 s", "1800,5", "001800"}) {
         EXPECT_EQ(formats::ReadMaximumAge(text), 1800U) << text;
@@ -26,7 +26,7 @@ TEST(ReadMaximumAge, IsTheTextsDecimalSeconds)
     EXPECT_EQ(formats::ReadMaximumAge("0170"), 170U);
 }
 
-TEST(ReadMaximumAge, IsZeroForATextWithoutANumberOrWithANegativeOne)
+TEST(ReadMaximumAge, Is0WithoutANumberOrWithANegativeOne)
 {
     for (const char *text :
          {"0", "-1", "-99999999999999999999", "", " ", "x", "+", "-", "max-age=1800", "--1800"}) {
@@ -34,7 +34,7 @@ TEST(ReadMaximumAge, IsZeroForATextWithoutANumberOrWithANegativeOne)
     }
 }
 
-TEST(ReadMaximumAge, CountsALargeNumberAsTheLargestWhoseDoubledMillisecondsFit31Bits)
+TEST(ReadMaximumAge, LimitsTheSecondsSoThatTwiceTheirMillisecondsFit31Bits)
 {
     for (const char *text :
          {"1073741", "1073742", "2147483648", "4294967296", "4294967415", "99999999999999999999"}) {
@@ -43,7 +43,7 @@ TEST(ReadMaximumAge, CountsALargeNumberAsTheLargestWhoseDoubledMillisecondsFit31
     EXPECT_EQ(formats::ReadMaximumAge("1073740"), 1073740U);
 }
 
-TEST(GetMaximumAgeString, IsWhatStandsBetweenMaxAgeAndTheLinesEnd)
+TEST(GetMaximumAgeString, IsTheTextBetweenMaxAgeAndTheEndOfTheLine)
 {
     EXPECT_EQ(MaximumAgeString("CACHE-CONTROL: max-age=1800\r\nEXT:\r\n"), "1800");
     EXPECT_EQ(MaximumAgeString("max-age=1800, x \r\n"), "1800, x ");
@@ -52,7 +52,7 @@ TEST(GetMaximumAgeString, IsWhatStandsBetweenMaxAgeAndTheLinesEnd)
     EXPECT_EQ(MaximumAgeString("max-age=60\r\n", "before"), "60");
 }
 
-TEST(GetMaximumAgeString, MissingMarksMake120OfAnEmptyTextAndLeaveAnother)
+TEST(GetMaximumAgeString, WithoutMaxAgeOrLineEndAnEmptyTextBecomes120AndAnotherIsKept)
 {
     for (const char *message : {"", "max-age 5\r\n", "MAX-AGE=5\r\n", "max-age=5",
                                 "max-age=", "\r\nmax-age=5\n", "\r\n"}) {
@@ -61,7 +61,7 @@ TEST(GetMaximumAgeString, MissingMarksMake120OfAnEmptyTextAndLeaveAnother)
     }
 }
 
-TEST(GetMaximumAgeString, NothingBetweenTheMarksMakes120OfAnyText)
+TEST(GetMaximumAgeString, AnEmptyMaxAgeReplacesAnyTextBy120)
 {
     EXPECT_EQ(MaximumAgeString("max-age=\r\n"), "120");
     EXPECT_EQ(MaximumAgeString("max-age=\r\n", "1800"), "120");

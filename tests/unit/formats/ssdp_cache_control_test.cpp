@@ -15,7 +15,7 @@ constexpr std::int32_t kLargest = 1073741;
 
 } // namespace
 
-TEST(CacheControl, GivesTheMaxAgeInSeconds)
+TEST(CacheControl, HasTheMaxAgeInSeconds)
 {
     EXPECT_EQ(MaxAge("max-age=60"), 60);
     EXPECT_EQ(MaxAge(" max-age=1800"), 1800);
@@ -31,7 +31,7 @@ TEST(CacheControl, IsAListOfDirectives)
     EXPECT_EQ(MaxAge(" a=b,c,d=e,max-age=60"), 60);
 }
 
-TEST(CacheControl, ReadsTheNumberWithItsBase)
+TEST(CacheControl, ReadsDecimalHexadecimalAndOctalNumbers)
 {
     EXPECT_EQ(MaxAge(" max-age=0x3c"), 60);
     EXPECT_EQ(MaxAge(" max-age=0X3C"), 60);
@@ -45,7 +45,7 @@ TEST(CacheControl, ReadsTheNumberWithItsBase)
     EXPECT_EQ(MaxAge(" max-age=0xg"), 0);
 }
 
-TEST(CacheControl, ADirectiveWhoseNumberIsMissingCountsAs0)
+TEST(CacheControl, ADirectiveWithoutANumberIs0)
 {
     EXPECT_EQ(MaxAge(" max-age="), 0);
     EXPECT_EQ(MaxAge(" max-age= "), 0);
@@ -54,13 +54,13 @@ TEST(CacheControl, ADirectiveWhoseNumberIsMissingCountsAs0)
     EXPECT_EQ(MaxAge(" max-age=,60"), 0);
     EXPECT_EQ(MaxAge(" max-age=-"), 0);
     EXPECT_EQ(MaxAge(" max-age=+-5"), 0);
-    // At the datagram's very end nothing may be read behind it.
+    // At the end of the datagram, nothing beyond it may be read.
     EXPECT_EQ(formats::ScanHeaders("CACHE-CONTROL: max-age=").maxAge, 0);
-    // The next line's digits are not this line's.
+    // Digits of the next line do not belong to this line.
     EXPECT_EQ(MaxAge(" max-age=\r\n77: x"), 0);
 }
 
-TEST(CacheControl, OnlyAnEqualsSignBeforeTheCommaMakesADirectiveWithAValue)
+TEST(CacheControl, ADirectiveHasAValueOnlyWithAnEqualsSignBeforeTheComma)
 {
     EXPECT_EQ(MaxAge(" max-age"), kDefault);
     EXPECT_EQ(MaxAge(" max-age,=60"), kDefault);
@@ -68,7 +68,7 @@ TEST(CacheControl, OnlyAnEqualsSignBeforeTheCommaMakesADirectiveWithAValue)
     EXPECT_EQ(MaxAge(" =60"), kDefault);
 }
 
-TEST(CacheControl, TheDirectivesNameBeginsWithMaxAge)
+TEST(CacheControl, AnyDirectiveThatStartsWithMaxAgeIsRead)
 {
     EXPECT_EQ(MaxAge(" max-ages=60"), 60);
     EXPECT_EQ(MaxAge(" max-age \t=60"), 60);
@@ -78,7 +78,7 @@ TEST(CacheControl, TheDirectivesNameBeginsWithMaxAge)
     EXPECT_EQ(MaxAge(" private=max-age=60"), kDefault);
 }
 
-TEST(CacheControl, ALaterDirectiveOverridesAnEarlierOne)
+TEST(CacheControl, ALaterDirectiveReplacesAnEarlierOne)
 {
     EXPECT_EQ(MaxAge(" max-age=1,max-age=2, max-age=3"), 3);
     EXPECT_EQ(MaxAge(" max-age=1,max-age="), 0);

@@ -23,9 +23,8 @@ std::string_view NT(std::string_view line)
     return ScanHeaders(line).notify.nt;
 }
 
-// Reads a datagram from memory that ends where the datagram ends, so that
-// AddressSanitizer sees a byte read too many, and checks that every view lies
-// within it.
+// Reads a datagram from memory of exactly its size, since AddressSanitizer then finds any
+// read beyond it, and checks that every view is within it.
 void ScanStrictly(std::string_view datagram)
 {
     const std::vector<char> exact(datagram.begin(), datagram.end());
@@ -59,7 +58,7 @@ TEST(ClassifyMethod, IsCaseSensitive)
     EXPECT_EQ(ClassifyMethod("get /a.xml\r\n"), Method::Unknown);
 }
 
-TEST(ClassifyMethod, TakesTheWholeRunOfLettersAndHyphensAsTheMethod)
+TEST(ClassifyMethod, TheMethodIsAllLettersAndHyphensAtTheStart)
 {
     EXPECT_EQ(ClassifyMethod("NOTIFY-ALL * HTTP/1.1"), Method::Unknown);
     EXPECT_EQ(ClassifyMethod("-NOTIFY *"), Method::Unknown);
@@ -70,7 +69,7 @@ TEST(ClassifyMethod, TakesTheWholeRunOfLettersAndHyphensAsTheMethod)
     EXPECT_EQ(ClassifyMethod("M_SEARCH *"), Method::Unknown);
 }
 
-TEST(ClassifyMethod, GoesOnWithExactlyTheLettersAndTheHyphen)
+TEST(ClassifyMethod, OnlyLettersAndTheHyphenContinueTheMethod)
 {
     std::string going;
     for (int byte = 0; byte < 256; ++byte) {
@@ -82,7 +81,7 @@ TEST(ClassifyMethod, GoesOnWithExactlyTheLettersAndTheHyphen)
     EXPECT_EQ(going, "-ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz");
 }
 
-TEST(ClassifyMethod, AnyOtherByteEndsTheMethodTheDatagramsEndToo)
+TEST(ClassifyMethod, AnyOtherByteOrTheEndOfTheDatagramEndsTheMethod)
 {
     EXPECT_EQ(ClassifyMethod("NOTIFY"), Method::Notify);
     EXPECT_EQ(ClassifyMethod("NOTIFY1"), Method::Notify);
@@ -124,7 +123,7 @@ TEST(ScanHeaders, ReadsTheSearchThatThisSystemSends)
     EXPECT_EQ(headers.notify.nt, "");
 }
 
-TEST(ScanHeaders, WithoutHeadersEverythingIsAbsentAndTheMaxAgeIs1800)
+TEST(ScanHeaders, WithoutHeadersAllAreEmptyAndTheMaxAgeIs1800)
 {
     for (const std::string_view datagram : {""sv, "NOTIFY * HTTP/1.1\r\n\r\n"sv, "\r\r\r\r"sv}) {
         const SSDPHeaders headers = ScanHeaders(datagram);
@@ -163,17 +162,17 @@ TEST(ScanHeaders, HeaderNamesAreMatchedWhole)
     EXPECT_EQ(headers.maxAge, 1800);
 }
 
-TEST(ScanHeaders, LinesEndAtCrOrLfAndRunsOfThemAreSkipped)
+TEST(ScanHeaders, LinesEndAtCrOrLfAndEmptyLinesAreSkipped)
 {
     EXPECT_EQ(NT("x\rNT: a\rUSN: b"), "a");
     EXPECT_EQ(NT("x\nNT: a\nUSN: b"), "a");
     EXPECT_EQ(NT("x\n\r\r\n\n\nNT: a\n\r"), "a");
     EXPECT_EQ(NT("\r\n\r\nNT: a"), "a");
-    // Headers behind an empty line count like those before it.
+    // Headers after an empty line count, too.
     EXPECT_EQ(NT("NOTIFY * HTTP/1.1\r\n\r\nNT: a\r\n\r\n"), "a");
 }
 
-TEST(ScanHeaders, TheRequestLineIsALineLikeAnyOther)
+TEST(ScanHeaders, TheRequestLineIsReadLikeAnyOtherLine)
 {
     EXPECT_EQ(NT("NT: a"), "a");
     EXPECT_EQ(NT("NOTIFY http://192.0.2.10:80 HTTP/1.1\r\nNT: a\r\n"), "a");
@@ -188,7 +187,7 @@ TEST(ScanHeaders, ALineWithoutAColonOrWithAColonFirstIsSkipped)
     EXPECT_EQ(NT("NT"), "");
 }
 
-TEST(ScanHeaders, AValueLosesWhiteSpaceAndOneQuoteAtEachEnd)
+TEST(ScanHeaders, WhiteSpaceAndOneQuoteAreRemovedAtEachEndOfAValue)
 {
     EXPECT_EQ(NT("NT: \t \v\f a b \t\v\f "), "a b");
     EXPECT_EQ(NT("NT: \"a\" "), "a");
@@ -199,7 +198,7 @@ TEST(ScanHeaders, AValueLosesWhiteSpaceAndOneQuoteAtEachEnd)
     EXPECT_EQ(NT("NT:a:b:c"), "a:b:c");
 }
 
-TEST(ScanHeaders, AnEmptyValueSkipsTheLineAndKeepsAnEarlierOne)
+TEST(ScanHeaders, ALineWithAnEmptyValueIsSkipped)
 {
     for (const std::string_view line : {"NT:"sv, "NT: "sv, "NT: \t"sv, "NT:\""sv, "NT: \"\" "sv}) {
         EXPECT_EQ(NT(line), "") << line;
@@ -207,7 +206,7 @@ TEST(ScanHeaders, AnEmptyValueSkipsTheLineAndKeepsAnEarlierOne)
     }
 }
 
-TEST(ScanHeaders, ALaterOccurrenceOverridesAnEarlierOne)
+TEST(ScanHeaders, ALaterOccurrenceReplacesAnEarlierOne)
 {
     const SSDPHeaders headers =
         ScanHeaders("NT: a\r\nUSN: a\r\nLOCATION: a\r\nST: a\r\nNTS: ssdp:alive\r\n"
@@ -239,7 +238,7 @@ TEST(ScanHeaders, AnyOtherNtsValueIsUnknownAndChangesNothing)
     }
 }
 
-TEST(ScanHeaders, NulsAreBytesLikeAnyOther)
+TEST(ScanHeaders, NulBytesAreKept)
 {
     const SSDPHeaders headers = ScanHeaders("\0\0\r\nNT: a\0b\r\n\0USN: c\r\nUSN: d\0\0\r\n"sv);
     EXPECT_EQ(headers.notify.nt, "a\0b"sv);
@@ -258,7 +257,7 @@ TEST(ScanHeaders, ReadsALineOf1500Bytes)
     EXPECT_EQ(NT("NT:" + std::string(1497, ' ')), "");
 }
 
-TEST(ScanHeaders, StaysWithinAnyDatagramOfUpToFiveBytes)
+TEST(ScanHeaders, ReadsNothingBeyondAnyDatagramOfUpToFiveBytes)
 {
     constexpr std::array<char, 9> kBytes{':', '\r', '\n', 'N', 't', '"', ' ', '\0', '='};
     std::vector<std::string> datagrams{""};
@@ -272,7 +271,7 @@ TEST(ScanHeaders, StaysWithinAnyDatagramOfUpToFiveBytes)
     }
 }
 
-TEST(ScanHeaders, StaysWithinEveryBeginningOfADatagram)
+TEST(ScanHeaders, ReadsNothingBeyondADatagramCutAtAnyByte)
 {
     std::string datagram = "NOTIFY * HTTP/1.1\r\nNT: \"a\"\r\nNTS: ssdp:alive\r\nST: b\r\n"
                            "LOCATION: http://192.0.2.20:80/a.xml\r\nUSN: uuid:65746500-a\r\n"

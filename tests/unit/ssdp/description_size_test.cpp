@@ -1,5 +1,4 @@
 #include "formats/description_document.h"
-#include "formats/description_exchange.h"
 #include "product/product_table.h"
 #include "support/records.h"
 

@@ -1,6 +1,7 @@
 #include "unit/vexbase/forbidden_calls.h"
 #include "unit/vexbase/sockets.h"
 
+#include <cerrno>
 #include <chrono>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -86,6 +87,7 @@ TEST(UDPSocketOpen, FailsWhenThePortIsTaken)
     VEXUDPSocket second;
     ASSERT_EQ(first.Open("", kPort), 0);
     EXPECT_LT(second.Open("", kPort), 0);
+    EXPECT_EQ(errno, EADDRINUSE);
     EXPECT_LT(second.Open("", kPort, VEXUDPSocket::Port::Shared), 0);
     EXPECT_FALSE(second.IsOpen());
     first.Close();
@@ -296,7 +298,9 @@ TEST(UDPSocketPoll, TakesAnEmptyDatagramForNone)
     PeerSocket peer;
     peer.SendTo("", kOwnAddress, kPort);
     peer.SendTo("full", kOwnAddress, kPort);
-    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "");
+    const test::Polled empty = PollOnce(socket, kGenerousMs);
+    EXPECT_EQ(empty.datagram, "");
+    EXPECT_NE(empty.sender, ""); // by which it is distinguished from a time-out
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "full");
 }
 
@@ -340,6 +344,7 @@ TEST(UDPSocketWrite, FailsWhenThereIsNoRouteOrTheDatagramIsTooLong)
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
     EXPECT_LT(WriteText(socket, "text", Address("198.51.100.1", kPort)), 0);
+    EXPECT_EQ(errno, ENETUNREACH);
     EXPECT_LT(WriteText(socket, std::string(65508, 'x'), Address("127.0.0.1", kPort)), 0);
 }
 

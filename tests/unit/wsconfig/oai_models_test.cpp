@@ -1,3 +1,4 @@
+#include "wsconfig/configuration.h"
 #include "wsconfig/oai_net_device.h"
 #include "wsconfig/oai_system_config.h"
 
@@ -125,4 +126,15 @@ TEST(OAIInterfaceSetupState, AnyOtherTextIsNoState)
         EXPECT_EQ(OAIInterfaceSetupState(QLatin1String(name)).asJson(), QString()) << name;
     }
     EXPECT_EQ(OAIInterfaceSetupState().asJson(), QString());
+}
+
+TEST(ConfigurationNames, AreThoseOfTheModelAndTheClient)
+{
+    using configuration::SetupState;
+    EXPECT_STREQ(NameOf(SetupState::Idle), "Idle");
+    EXPECT_STREQ(NameOf(SetupState::Preparing), "Preparing");
+    EXPECT_STREQ(NameOf(SetupState::Complete), "Complete");
+    EXPECT_STREQ(NameOf(SetupState::Failed), "Failed");
+    EXPECT_EQ(configuration::kNetDeviceList, 19);
+    EXPECT_EQ(configuration::kSystemConfig, 24);
 }

@@ -1,53 +1,41 @@
-#include "beaconctl/browse_list.h"
+#include "beaconctl/sources.h"
 
 #include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+using namespace beaconctl;
+
 namespace {
 
 constexpr const char *kOne =
-    R"([{"serviceDescription":"Corvia 12","serviceType":"_http._tcp","serviceDomain":"local",)"
+    R"([{"serviceDescription":"Corvia","serviceType":"_http._tcp","serviceDomain":"local",)"
     R"("hostName":"studio-a","ipAddress":"192.0.2.10","port":80,"deviceName":"Corvia 12",)"
     R"("description":"HD recorder","boardType":"Corvia 12","boardNumber":"0",)"
     R"("boardID":"0x10650001"}])";
 
-std::string ErrorOf(const std::string &text)
+} // namespace
+
+TEST(ReadBrowseFile, ReadsTheListOfTheDaemon)
+{
+    const std::string path = testing::TempDir() + "browse.json";
+    std::ofstream(path) << kOne;
+    Entries entries;
+    std::string error;
+    ASSERT_TRUE(ReadBrowseFile(path, entries, error)) << error;
+    EXPECT_EQ(entries,
+              (Entries{{"studio-a", "Corvia 12", "192.0.2.10", "", "HD recorder", "0x10650001"}}));
+    std::remove(path.c_str());
+}
+
+TEST(ReadBrowseFile, NamesTheFileThatIsNotABrowseList)
 {
     Entries entries{Entry()};
     std::string error;
-    EXPECT_FALSE(ReadBrowseText(text, entries, error));
-    EXPECT_EQ(entries.size(), 1U); // untouched
-    return error;
-}
-
-} // namespace
-
-TEST(ReadBrowseText, ReadsTheDaemonsList)
-{
-    Entries entries;
-    std::string error;
-    ASSERT_TRUE(ReadBrowseText(kOne, entries, error));
-    ASSERT_EQ(entries.size(), 1U);
-    EXPECT_EQ(entries[0],
-              (Entry{"studio-a", "Corvia 12", "192.0.2.10", "", "HD recorder", "0x10650001"}));
-}
-
-TEST(ReadBrowseText, ReadsNamesThatAreNoUtf8WithTheBytesReplaced)
-{
-    Entries entries;
-    std::string error;
-    ASSERT_TRUE(ReadBrowseText("[{\"hostName\":\"a\xff\"}]", entries, error));
-    EXPECT_EQ(entries[0].hostName, "a\xef\xbf\xbd");
-}
-
-TEST(ReadBrowseText, SaysWhatIsWrongInOneLine)
-{
-    EXPECT_EQ(ErrorOf(""), "illegal value at byte 0");
-    EXPECT_EQ(ErrorOf("{}"), "not a browse list: no JSON array");
-    EXPECT_EQ(ErrorOf("[1]"), "not a browse list: an element is no object");
-    EXPECT_EQ(ErrorOf(std::string(kOne).substr(0, 40)).find('\n'), std::string::npos);
+    EXPECT_FALSE(ReadBrowseFile("/dev/null", entries, error));
+    EXPECT_EQ(error, "/dev/null: invalid JSON at byte 1");
+    EXPECT_EQ(entries, Entries{Entry()}); // unchanged
 }
 
 TEST(ReadBrowseFile, NamesTheFileThatCannotBeRead)

@@ -1,12 +1,27 @@
-#include "beaconctl/history.h"
+#include "beaconctl/entries.h"
 
 #include <gtest/gtest.h>
 #include <string>
 
+using namespace beaconctl;
+
 namespace {
 
 const Entry kA{"studio-a", "Corvia 12", "192.0.2.10", "uuid:1", "", ""};
-const Entry kB{"studio-b", "Lumen Plus", "192.0.2.11", "uuid:2", "", ""};
+const Entry kB{"studio-b", "Lumen Plus", "192.0.2.9", "uuid:2", "", ""};
+const Entry kRenamedB{"gallery", "Lumen Plus", "192.0.2.9", "uuid:2", "", ""};
+
+using Changes = std::vector<std::pair<Entry, Change>>;
+
+Changes Between(const Entries &before, const Entries &after)
+{
+    Changes changes;
+    for (const ChangedEntry &change : Compare(before, after)) {
+        changes.emplace_back(change.entry, change.change);
+    }
+    return changes;
+}
+
 const Entry kC{"studio-c", "TalonMx", "192.0.2.12", "uuid:3", "", ""};
 
 Listing Whole(Entries entries)
@@ -31,7 +46,40 @@ std::string Rows(const std::vector<ChangedEntry> &changes)
 
 } // namespace
 
-TEST(History, ReportsTheFirstListingAsTheStateAndThenChangesOnly)
+TEST(Compare, FindsEntriesThatCameChangedWentAndStayed)
+{
+    const Entry fresh{"x", "y", "z", "uuid:0", "", ""};
+    const Entry same{"studio-c", "Lumen", "192.0.2.12", "uuid:3", "", ""};
+    EXPECT_EQ(Between({kA, kB, same}, {kRenamedB, fresh, same}),
+              (Changes{{kRenamedB, Change::Changed},
+                       {kA, Change::Went},
+                       {same, Change::None},
+                       {fresh, Change::Came}}));
+}
+
+TEST(Compare, OrdersByHostNameThenByAddressAsANumber)
+{
+    const Entry ninth{"studio", "", "192.0.2.9", "uuid:z", "", ""};
+    const Entry tenth{"studio", "", "192.0.2.10", "uuid:a", "", ""};
+    const Entry nowhere{"studio", "", "1", "uuid:b", "", ""};
+    EXPECT_EQ(Between({}, {nowhere, kB, tenth, kA, ninth}), (Changes{{ninth, Change::Came},
+                                                                     {tenth, Change::Came},
+                                                                     {nowhere, Change::Came},
+                                                                     {kA, Change::Came},
+                                                                     {kB, Change::Came}}));
+}
+
+TEST(Compare, AForgedEntryWithTheUSNOfADeviceDoesNotHideTheDevice)
+{
+    const Entry forged{"a", "Lumen", "192.0.2.66", kB.usn, "", ""};
+    const Changes came{{forged, Change::Came}, {kB, Change::None}};
+    EXPECT_EQ(Between({kB}, {forged, kB}), came);
+    EXPECT_EQ(Between({kB}, {kB, forged}), came);
+    EXPECT_EQ(Between({kB, forged}, {kB}), (Changes{{forged, Change::Went}, {kB, Change::None}}));
+    EXPECT_EQ(Between({kB, kB}, {kB}), (Changes{{kB, Change::Went}, {kB, Change::None}}));
+}
+
+TEST(History, ReportsAllOfTheFirstListingAsUnchangedAndThenOnlyChanges)
 {
     History history;
     EXPECT_EQ(Rows(history.Update(Whole({kB, kA}))), " studio-a  studio-b");
@@ -39,20 +87,20 @@ TEST(History, ReportsTheFirstListingAsTheStateAndThenChangesOnly)
     EXPECT_EQ(Rows(history.Update(Whole({kB, kC}))), "-studio-a +studio-c");
 }
 
-TEST(History, ReportsWhatComesAfterAnEmptyFirstListing)
+TEST(History, ReportsADeviceThatComesAfterAnEmptyFirstListing)
 {
     History history;
     EXPECT_EQ(Rows(history.Update(Whole({}))), "");
     EXPECT_EQ(Rows(history.Update(Whole({kA}))), "+studio-a");
 }
 
-TEST(History, ReportsNothingAsGoneThatACutListingLacks)
+TEST(History, DoesNotReportADeviceAsGoneThatACutListingLacks)
 {
     History history;
     static_cast<void>(history.Update(Whole({kA, kB})));
     EXPECT_EQ(Rows(history.Update(Cut({kA, kC}))), "+studio-c");
     EXPECT_EQ(Rows(history.Marked()), " studio-a  studio-b +studio-c");
-    EXPECT_EQ(Rows(history.Update(Cut({kA, kB}))), ""); // and nothing that returns as new
+    EXPECT_EQ(Rows(history.Update(Cut({kA, kB}))), ""); // a device that returns is not new
     EXPECT_EQ(Rows(history.Update(Whole({kA, kB}))), "-studio-c");
 }
 
@@ -66,7 +114,7 @@ TEST(History, ReportsAChangeInACutListing)
     EXPECT_EQ(Rows(history.Marked()), "~gallery  studio-a");
 }
 
-TEST(History, KeepsNoMoreEntriesOfCutListingsThanADaemonKnows)
+TEST(History, KeepsAtMost4096EntriesOfCutListings)
 {
     History history;
     for (int listing = 0; listing < 5; ++listing) {
@@ -93,7 +141,7 @@ TEST(History, MarksAChangeForTenListings)
     EXPECT_EQ(Rows(history.Marked()), " studio-b  studio-c");
 }
 
-TEST(History, MarksAsGoneOneOfTwoEqualEntriesOnly)
+TEST(History, MarksOnlyOneOfTwoEqualEntriesAsGone)
 {
     History history;
     static_cast<void>(history.Update(Whole({kA, kA})));

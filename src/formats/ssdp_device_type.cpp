@@ -1,4 +1,4 @@
-#include "formats/usn.h"
+#include "formats/ssdp_device_type.h"
 
 #include "formats/ssdp_protocol.h"
 #include "vexbase/vex_text.h"

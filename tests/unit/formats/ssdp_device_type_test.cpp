@@ -1,4 +1,4 @@
-#include "formats/usn.h"
+#include "formats/ssdp_device_type.h"
 
 #include <gtest/gtest.h>
 #include <vector>
@@ -24,13 +24,13 @@ using Texts = std::vector<std::string>;
 
 } // namespace
 
-TEST(MakeUSN, JoinsProductAddressAndInstanceBehindTheSystemsPrefix)
+TEST(MakeUSN, JoinsThePrefixProductAddressAndInstance)
 {
     EXPECT_EQ(formats::MakeUSN("Corvia 12", "192.168.1.20", "0"),
               "uuid:65746500-Corvia 12-192.168.1.20-0");
 }
 
-TEST(MakeUSN, JoinsThePartsAsTheyStand)
+TEST(MakeUSN, JoinsThePartsUnchanged)
 {
     EXPECT_EQ(formats::MakeUSN(" A-b  C ", "", "x"), "uuid:65746500- A-b  C --x");
     EXPECT_EQ(formats::MakeUSN("", "", ""), "uuid:65746500---");

@@ -34,7 +34,7 @@ std::string Assembled(const SSDPDeviceMap &list, std::size_t maxSize, std::strin
 
 } // namespace
 
-TEST(AnswerCommand, ListsWhatIsAskedForAndNamesWhatItDoesNotKnow)
+TEST(AnswerCommand, ReturnsTheListingOrNamesTheUnknownCommand)
 {
     SSDPDeviceMap one = Two();
     one.erase(one.begin());
@@ -60,13 +60,13 @@ TEST(AssembleList, AppendsNothingForAnEmptyList)
     EXPECT_EQ(Assembled({}, 0), "NodeList");
 }
 
-TEST(AssembleList, ListsEmptyFieldsAsNothing)
+TEST(AssembleList, WritesEmptyFieldsAsLabelsOnly)
 {
     EXPECT_EQ(Assembled({{"key", {}}}, 65507, ""),
               "\n  ProductName:\"\"\n  HostName:   \"\"\n  IP:         \n  USN:        \n");
 }
 
-TEST(AssembleList, EndsAfterTheLastWholeEntryThatFits)
+TEST(AssembleList, StopsBeforeTheFirstEntryThatDoesNotFit)
 {
     const std::size_t one = 8 + kFirst.size();
     const std::size_t both = one + kSecond.size();
@@ -77,7 +77,7 @@ TEST(AssembleList, EndsAfterTheLastWholeEntryThatFits)
     EXPECT_EQ(Assembled(Two(), 0), "NodeList");
 }
 
-TEST(AssembleList, PassesOverNoEntryForASmallerOneBehindIt)
+TEST(AssembleList, SkipsNoEntryInFavourOfALaterSmallerOne)
 {
     SSDPDeviceMap list = Two();
     list.begin()->second.hostName = std::string(60000, 'h');
@@ -96,7 +96,7 @@ TEST(AssembleList, OfAThousandDevicesFillsADatagramWithWholeEntries)
     EXPECT_EQ(text.substr(text.size() - kSecond.size()), kSecond);
 }
 
-TEST(DisplayText, IsHeadedByTheOperationAndTheNumberOfEntries)
+TEST(DisplayText, StartsWithTheOperationAndTheNumberOfEntries)
 {
     EXPECT_EQ(formats::DisplayText(Two(), "DisplayNodeElements"),
               "DisplayNodeElements:  We have 2 SSDP Devices\n"
@@ -108,4 +108,18 @@ TEST(DisplayText, IsHeadedByTheOperationAndTheNumberOfEntries)
               "\n  USN:        uuid:65746500-Lumen-192.0.2.20-0");
     EXPECT_EQ(formats::DisplayText({}, "DisplayHostElements"),
               "DisplayHostElements:  We have 0 SSDP Devices");
+}
+
+TEST(ReadListing, ReadsBackBothListings)
+{
+    for (const formats::ListingKind &kind : {formats::kHostListing, formats::kNodeListing}) {
+        std::string reply;
+        ASSERT_TRUE(formats::AnswerCommand(kind.command, Two(), Two(), reply));
+        const auto listing = formats::ReadListing(reply, kind.heading);
+        ASSERT_TRUE(listing);
+        EXPECT_EQ(Assembled({{"1", listing->services.at(0)}, {"2", listing->services.at(1)}}, 65507,
+                            std::string(kind.heading)),
+                  reply);
+        EXPECT_EQ(listing->services.size(), 2U);
+    }
 }

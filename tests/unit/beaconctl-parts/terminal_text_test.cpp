@@ -1,15 +1,23 @@
-#include "beaconctl/safe_text.h"
+#include "beaconctl/terminal_text.h"
 
 #include <gtest/gtest.h>
 
-TEST(SafeText, LeavesPrintableUtf8AsItIs)
+using namespace beaconctl;
+
+namespace {
+
+constexpr const char *kTable = "  NAME\n  a\n  b\n  c\n";
+
+} // namespace
+
+TEST(SafeText, KeepsPrintableUtf8)
 {
     EXPECT_EQ(SafeText("studio-a \"1\" \xc3\xa9 \xe6\x97\xa5 \xf0\x9f\x8e\xa5"),
               "studio-a \"1\" \xc3\xa9 \xe6\x97\xa5 \xf0\x9f\x8e\xa5");
-    EXPECT_EQ(SafeText("\xef\xbf\xbd"), "\xef\xbf\xbd"); // meant by its sender
+    EXPECT_EQ(SafeText("\xef\xbf\xbd"), "\xef\xbf\xbd"); // sent as U+FFFD
 }
 
-TEST(SafeText, EscapesWhatActsOnATerminal)
+TEST(SafeText, EscapesCharactersThatActOnATerminal)
 {
     EXPECT_EQ(SafeText("\x1b[31mred"), "\\x1b[31mred");
     EXPECT_EQ(SafeText(std::string_view("\0\a\b\t\n\r\x7f", 7)),
@@ -19,7 +27,7 @@ TEST(SafeText, EscapesWhatActsOnATerminal)
               "\\u{009b}31m"); // the one-character CSI
 }
 
-TEST(SafeText, EscapesWhatReversesOrHides)
+TEST(SafeText, EscapesCharactersThatReverseOrHideText)
 {
     EXPECT_EQ(SafeText("a\xe2\x80\xae"
                        "b"),
@@ -32,11 +40,11 @@ TEST(SafeText, EscapesWhatReversesOrHides)
               "a\\u{feff}b");
 }
 
-TEST(SafeText, EscapesBytesThatAreNoUtf8)
+TEST(SafeText, EscapesBytesThatAreNotUtf8)
 {
     EXPECT_EQ(SafeText("\xff"), "\\xff");
-    EXPECT_EQ(SafeText("\xc3"), "\\xc3");                   // cut off
-    EXPECT_EQ(SafeText("\xc0\xaf"), "\\xc0\\xaf");          // longer than need be
+    EXPECT_EQ(SafeText("\xc3"), "\\xc3");                   // incomplete
+    EXPECT_EQ(SafeText("\xc0\xaf"), "\\xc0\\xaf");          // too long
     EXPECT_EQ(SafeText("\xed\xa0\x80"), "\\xed\\xa0\\x80"); // half a surrogate pair
 }
 
@@ -54,13 +62,13 @@ TEST(DisplayWidth, CountsColumnsNotBytes)
     EXPECT_EQ(DisplayWidth("\xf0\x9f\x8e\xa5"), 2U);
 }
 
-TEST(SafeJson, LeavesEverythingElseAsItIs)
+TEST(SafeJson, KeepsHarmlessText)
 {
     const std::string json = "[\"a \\\"\\n \xc3\xa9 \xf0\x9f\x8e\xa5\"]";
     EXPECT_EQ(SafeJson(json), json);
 }
 
-TEST(Shorten, LeavesATextThatFits)
+TEST(Shorten, KeepsATextThatFits)
 {
     EXPECT_EQ(Shorten("", 8), "");
     EXPECT_EQ(Shorten("studio-a", 8), "studio-a");
@@ -75,11 +83,46 @@ TEST(Shorten, CutsAtColumnsNotBytes)
     EXPECT_EQ(Shorten("e\xcc\x81tudes", 5), "e\xcc\x81t...");
 }
 
-TEST(Shorten, BoundsCharactersThatTakeNoColumn)
+TEST(Shorten, LimitsTheNumberOfCharactersThatTakeNoColumn)
 {
     std::string accents = "a";
     for (int count = 0; count < 1000; ++count) {
         accents += "\xcc\x81";
     }
     EXPECT_LT(Shorten(accents, 8).size(), 40U);
+}
+
+TEST(ScreenText, DrawsOverTheFormerScreenWithoutWrappingLines)
+{
+    EXPECT_EQ(ScreenText("head", "  NAME\n  a\n", 24), "\x1b[?7l\x1b[Hhead\x1b[K\n"
+                                                       "\x1b[K\n"
+                                                       "  NAME\x1b[K\n"
+                                                       "  a\x1b[K\n"
+                                                       "\x1b[J\x1b[?7h");
+}
+
+TEST(ScreenText, ShowsAllRowsThatFit)
+{
+    const std::string all = "\x1b[?7l\x1b[Hhead\x1b[K\n\x1b[K\n  NAME\x1b[K\n  a\x1b[K\n"
+                            "  b\x1b[K\n  c\x1b[K\n\x1b[J\x1b[?7h";
+    EXPECT_EQ(ScreenText("head", kTable, 7), all);
+    EXPECT_EQ(ScreenText("head", kTable, 0), all); // the height is not known
+}
+
+TEST(ScreenText, CountsTheRowsThatDoNotFit)
+{
+    EXPECT_EQ(ScreenText("head", kTable, 6),
+              "\x1b[?7l\x1b[Hhead\x1b[K\n\x1b[K\n  NAME\x1b[K\n  a\x1b[K\n  and 2 more\x1b[K\n"
+              "\x1b[J\x1b[?7h");
+}
+
+TEST(ScreenText, KeepsTheHeadingsInTheSmallestWindow)
+{
+    EXPECT_EQ(ScreenText("head", kTable, 1),
+              "\x1b[?7l\x1b[Hhead\x1b[K\n\x1b[K\n  NAME\x1b[K\n  and 3 more\x1b[K\n\x1b[J\x1b[?7h");
+}
+
+TEST(ScreenText, OfAnEmptyTableIsTheHead)
+{
+    EXPECT_EQ(ScreenText("head", "", 24), "\x1b[?7l\x1b[Hhead\x1b[K\n\x1b[K\n\x1b[J\x1b[?7h");
 }

@@ -1,0 +1,81 @@
+#include "formats/browse_document.h"
+
+#include <gtest/gtest.h>
+
+using formats::AreListedAlike;
+using formats::ComposeBrowseDocument;
+using formats::ReadBrowseDocument;
+
+namespace {
+
+std::string ErrorOf(const std::string &text)
+{
+    std::vector<SSDPDeviceType> devices(1);
+    std::string error;
+    EXPECT_FALSE(ReadBrowseDocument(text, devices, error));
+    EXPECT_EQ(devices.size(), 1U); // unchanged
+    return error;
+}
+
+std::string HostNameIn(const std::string &text)
+{
+    std::vector<SSDPDeviceType> devices;
+    std::string error;
+    EXPECT_TRUE(ReadBrowseDocument(text, devices, error)) << error;
+    return devices.size() == 1 ? devices[0].hostName : "";
+}
+
+SSDPDeviceMap Two()
+{
+    SSDPDeviceMap devices;
+    devices["a"].hostName = "studio-a";
+    devices["a"].ipAddress = "192.0.2.10";
+    devices["a"].modelName = "Corvia 12";
+    devices["a"].modelDescription = "HD recorder";
+    devices["a"].boardID = "0x10650001";
+    devices["b"].productName = "\"\\\n\x01\xc3\xa9";
+    devices["b"].instance = "7";
+    return devices;
+}
+
+} // namespace
+
+TEST(ReadBrowseDocument, ReadsBackTheDocumentOfTheDaemon)
+{
+    const SSDPDeviceMap written = Two();
+    std::vector<SSDPDeviceType> devices;
+    std::string error;
+    ASSERT_TRUE(ReadBrowseDocument(ComposeBrowseDocument(written), devices, error)) << error;
+    ASSERT_EQ(devices.size(), 2U);
+    EXPECT_TRUE(AreListedAlike(devices[0], written.at("a")));
+    EXPECT_TRUE(AreListedAlike(devices[1], written.at("b")));
+    ASSERT_TRUE(ReadBrowseDocument(ComposeBrowseDocument({}), devices, error));
+    EXPECT_TRUE(devices.empty());
+}
+
+TEST(ReadBrowseDocument, ReplacesEachByteThatIsNotUtf8)
+{
+    EXPECT_EQ(HostNameIn("[{\"hostName\":\"a\xff\"}]"), "a\xef\xbf\xbd");
+    EXPECT_EQ(HostNameIn("[{\"hostName\":\"\xe6\x97z\"}]"), "\xef\xbf\xbd\xef\xbf\xbdz");
+}
+
+TEST(ReadBrowseDocument, ReadsAValueThatIsNoStringAsAnEmptyField)
+{
+    EXPECT_EQ(HostNameIn(R"([{"hostName":80}])"), "");
+    EXPECT_EQ(HostNameIn(R"([{"hostName":["x"],"other":{"hostName":"x"}}])"), "");
+    EXPECT_EQ(HostNameIn(R"([{}])"), "");
+}
+
+TEST(ReadBrowseDocument, NamesTheFaultInOneLine)
+{
+    EXPECT_EQ(ErrorOf(""), "invalid JSON at byte 1");
+    EXPECT_EQ(ErrorOf("[{\"hostName\":\"studio"), "invalid JSON at byte 21");
+    EXPECT_EQ(ErrorOf("<html>"), "invalid JSON at byte 1");
+    EXPECT_EQ(ErrorOf("[{}]x"), "invalid JSON at byte 5");
+    EXPECT_EQ(ErrorOf("[1e999]"), "invalid JSON: a number is too large");
+    EXPECT_EQ(ErrorOf("{}"), "not a browse list: no JSON array");
+    EXPECT_EQ(ErrorOf("[1]"), "not a browse list: an element is no object");
+    EXPECT_EQ(ErrorOf("[[]]"), "not a browse list: an element is no object");
+    EXPECT_EQ(ErrorOf(std::string(100000, '[') + std::string(100000, ']')),
+              "not a browse list: an element is no object");
+}

@@ -1,0 +1,235 @@
+#include "beaconctl/commands.h"
+
+#include "beaconctl/entries.h"
+#include "beaconctl/output.h"
+#include "beaconctl/sources.h"
+#include "beaconctl/terminal_text.h"
+#include "formats/ssdp_protocol.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace beaconctl {
+namespace {
+
+constexpr const char *kBrowseFile = "/var/www/discovery/browse.json";
+constexpr const char *kEverything = "ssdp:all";
+constexpr int kPauseMs = 1000; // of watch, between two questions
+constexpr const char *kClearScreen = "\x1b[2J";
+
+volatile std::sig_atomic_t gStatus = kFailed; // of the program if a signal ends it
+volatile std::sig_atomic_t gDrawing = 0;
+
+// Ends the program within the handler. If the handler only set a flag, a signal between
+// the test of the flag and a wait would be noticed after the wait only.
+void End(int /*signal*/)
+{
+    pollfd terminal{STDOUT_FILENO, POLLOUT, 0};
+    if (gDrawing != 0 && poll(&terminal, 1, 0) == 1) {
+        static_cast<void>(!write(STDOUT_FILENO, kWrapLines.data(), kWrapLines.size()));
+    }
+    _exit(gStatus);
+}
+
+void EndOnSignals()
+{
+    struct sigaction action
+    {
+    };
+    action.sa_handler = End;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+// The height of the terminal; 0 if it is not known.
+std::size_t TerminalHeight()
+{
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_row : 0;
+}
+
+// The result of the last question.
+struct State
+{
+    std::string error; // empty if it answered
+    bool cut = false;  // of the last listing
+};
+
+std::string Head(const std::string &host, const State &state)
+{
+    const std::string nodes = "Nodes of " + (host.empty() ? "this device" : host);
+    if (!state.error.empty()) {
+        return nodes + ": " + state.error + "; trying again. Ctrl-C ends.";
+    }
+    return nodes +
+           (state.cut ? ". Cut: some may be missing, none counts as gone. New +, changed ~."
+                      : ". New +, changed ~, gone -.") +
+           " Ctrl-C ends.";
+}
+
+bool Draw(const Arguments &arguments, const State &state, const History &history, bool colours)
+{
+    gDrawing = 1;
+    const bool drawn = WriteOutput(ScreenText(
+        Head(arguments.host, state), ChangesTable(history.Marked(), colours), TerminalHeight()));
+    gDrawing = 0;
+    return drawn;
+}
+
+// The line that reports a cut listing.
+std::string CutNotice(const Arguments &arguments)
+{
+    return "the listing of " + AskedHost(arguments) +
+           " is cut at the size of a datagram: devices may be missing";
+}
+
+// Writes the changes, and each fault once.
+bool WriteLines(const Arguments &arguments, const State &before, const State &state,
+                const std::vector<ChangedEntry> &changes)
+{
+    if (!state.error.empty() && state.error != before.error) {
+        WriteError(state.error);
+    }
+    if (state.cut && !before.cut) {
+        WriteError(CutNotice(arguments));
+    }
+    return WriteOutput((arguments.json && state.cut != before.cut ? CutJson(state.cut) : "") +
+                       ChangesLines(changes, arguments.json));
+}
+
+bool WantsColours()
+{
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): a program of one thread
+    const char *const refused = std::getenv("NO_COLOR");
+    return isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == '\0');
+}
+
+ExitStatus Print(const std::string &text, ExitStatus status)
+{
+    return WriteOutput(text) ? status : kFailed;
+}
+
+ExitStatus Show(Entries &entries, Source source, bool json, bool cut)
+{
+    std::sort(entries.begin(), entries.end());
+    return Print(json ? EntriesJson(entries, source, cut) : EntriesTable(entries, source),
+                 entries.empty() ? kNothingFound : kFound);
+}
+
+ExitStatus ShowListing(const Arguments &arguments, const formats::ListingKind &kind)
+{
+    Listing listing;
+    std::string error;
+    if (!AskListing(arguments, kind, listing, error)) {
+        WriteError(error);
+        return kFailed;
+    }
+    if (listing.cut) {
+        WriteError(CutNotice(arguments));
+    }
+    return Show(listing.entries, Source::Listing, arguments.json, listing.cut);
+}
+
+ExitStatus ShowBrowseList(const Arguments &arguments)
+{
+    Entries entries;
+    std::string error;
+    const std::string file = arguments.operand.empty() ? kBrowseFile : arguments.operand;
+    if (!ReadBrowseFile(file, entries, error)) {
+        WriteError(error);
+        return kFailed;
+    }
+    return Show(entries, Source::BrowseList, arguments.json, false);
+}
+
+// The dotted quad of a socket address.
+std::string AddressText(const sockaddr_in &address)
+{
+    std::array<char, INET_ADDRSTRLEN> text{};
+    inet_ntop(AF_INET, &address.sin_addr, text.data(), text.size());
+    return text.data();
+}
+
+ExitStatus RunSearch(const Arguments &arguments)
+{
+    Question question;
+    const auto end = Question::Clock::now() + arguments.timeout;
+    const std::string host = arguments.host.empty() ? formats::kMulticastAddress : arguments.host;
+    const std::string target = arguments.operand.empty() ? kEverything : arguments.operand;
+    const sockaddr_in destination = ParseAddress(host, formats::kPort).value_or(sockaddr_in());
+    if (const int fault =
+            question.Send(formats::ComposeStandardSearchRequest(target), destination)) {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): a program of one thread
+        WriteError(std::string("cannot search: ") + strerror(fault));
+        return kFailed;
+    }
+    ExitStatus status = kNothingFound;
+    sockaddr_in sender{};
+    while (const auto datagram = question.Receive(end, sender)) {
+        if (const auto headers = formats::ReadSearchResponse(*datagram)) {
+            if (!WriteOutput(AnswerText(AddressText(sender), *headers, arguments.json))) {
+                return kFailed;
+            }
+            status = kFound;
+        }
+    }
+    if (status == kNothingFound) {
+        WriteError("nobody answered");
+    }
+    return status;
+}
+
+} // namespace
+
+ExitStatus RunWatch(const Arguments &arguments, bool terminal, bool colours)
+{
+    EndOnSignals();
+    History history;
+    State state;
+    bool written = !terminal || WriteOutput(kClearScreen);
+    while (written) {
+        const State before = state;
+        Listing listing;
+        std::vector<ChangedEntry> changes;
+        state.error.clear();
+        if (AskListing(arguments, formats::kNodeListing, listing, state.error)) {
+            gStatus = gStatus == kFound || !listing.entries.empty() ? kFound : kNothingFound;
+            changes = history.Update(listing);
+            state.cut = listing.cut;
+        }
+        written = (terminal ? Draw(arguments, state, history, colours)
+                            : WriteLines(arguments, before, state, changes)) &&
+                  WaitWhileOutputIsRead(kPauseMs);
+    }
+    return kFailed;
+}
+
+ExitStatus RunCommand(const Arguments &arguments)
+{
+    switch (arguments.command) {
+    case Arguments::Command::Nodes:
+        return ShowListing(arguments, formats::kNodeListing);
+    case Arguments::Command::Hosts:
+        return ShowListing(arguments, formats::kHostListing);
+    case Arguments::Command::Watch:
+        return RunWatch(arguments, isatty(STDOUT_FILENO) != 0 && !arguments.json, WantsColours());
+    case Arguments::Command::Browse:
+        return ShowBrowseList(arguments);
+    case Arguments::Command::Search:
+        return RunSearch(arguments);
+    case Arguments::Command::Version:
+        return Print(std::string("beaconctl ") + BEACOND_VERSION + '\n', kFound);
+    case Arguments::Command::Help:
+        break;
+    }
+    return Print(HelpText(), kFound);
+}
+
+} // namespace beaconctl

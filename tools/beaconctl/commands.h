@@ -1,0 +1,20 @@
+#pragma once
+
+#include "beaconctl/arguments.h"
+
+// beaconctl's commands. Operations of this folder that can fail return false, with error
+// set to one line for the user; only the commands write to the standard streams.
+namespace beaconctl {
+
+enum ExitStatus { kFound = 0, kNothingFound = 1, kInvalidUsage = 2, kFailed = 3 };
+
+// Runs the command that the arguments name.
+[[nodiscard]] ExitStatus RunCommand(const Arguments &arguments);
+
+// Shows a device's nodes and their changes: a table that is redrawn on a terminal;
+// otherwise a line for each node at the beginning, then one for each change. SIGINT and
+// SIGTERM end the program, with the exit status of the last listing. Returns only if the
+// output cannot be written.
+[[nodiscard]] ExitStatus RunWatch(const Arguments &arguments, bool terminal, bool colours);
+
+} // namespace beaconctl
