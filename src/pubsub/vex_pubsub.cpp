@@ -2,7 +2,6 @@
 
 #include "formats/ssdp_protocol.h"
 #include "mdns/mdns.h"
-#include "product/product_features.h"
 #include "product/product_id.h"
 #include "product/serial_number.h"
 #include "vexbase/vex_ip_socket.h"
@@ -25,7 +24,7 @@ constexpr int kWebPort = 80;
 
 VEXPubSub *VEXPubSub::getInstance()
 {
-    static auto *const instance = new VEXPubSub(nullptr); // for the life of the process
+    static auto *const instance = new VEXPubSub(nullptr); // never destroyed
     return instance;
 }
 
@@ -45,13 +44,13 @@ VEXPubSub::~VEXPubSub()
 
 void VEXPubSub::init(Mdns *mdns)
 {
-    if (leavingWithin(kSettlingTimeMs)) {
+    if (waitForLeaving(kSettlingTimeMs)) {
         return;
     }
     static_cast<void>(m_browser.Start());
     publishMdns(mdns);
     connectMdns(mdns);
-    openSSDP(collected());
+    openSSDP(collectAddresses());
     m_hostName = m_config.getString(0, ConfigMap::HostName);
     Q_EMIT nameChanged(QString::fromUtf8(m_hostName.toUtf8()));
     const bool enabled = m_config.getBool(0, ConfigMap::SsdpEnable);
@@ -107,8 +106,7 @@ void VEXPubSub::RevokeSSDP()
     m_ssdp.RemoveService(m_service.modelName, m_ipAddress.toStdString());
 }
 
-// The goodbyes first: they are what matters most to others, should the rest take
-// its time.
+// The goodbyes go first, because other devices need them and the rest may take longer.
 void VEXPubSub::leave()
 {
     m_leaving.Signal();
@@ -117,10 +115,10 @@ void VEXPubSub::leave()
     VEXBrowser::RemoveList();
 }
 
-// Waits for leave() to be called, and returns whether it has been.
-bool VEXPubSub::leavingWithin(unsigned int waitMs)
+// Returns whether leave() has been called, after waiting for it.
+bool VEXPubSub::waitForLeaving(unsigned int timeoutMs)
 {
-    return m_leaving.WaitForSignal(waitMs) == kVEXSuccess;
+    return m_leaving.WaitForSignal(timeoutMs) == kVEXSuccess;
 }
 
 void VEXPubSub::collectIPAddresses(Addresses &addrs)
@@ -129,7 +127,7 @@ void VEXPubSub::collectIPAddresses(Addresses &addrs)
     Addresses ipv6;
     addrs.clear();
     while (!socket.GetHostIPAddresses(addrs, ipv6)) {
-        if (leavingWithin(kAddressPauseMs)) {
+        if (waitForLeaving(kAddressPauseMs)) {
             return;
         }
     }
@@ -137,22 +135,22 @@ void VEXPubSub::collectIPAddresses(Addresses &addrs)
         entry = entry->second == kInterface ? std::next(entry) : addrs.erase(entry);
     }
     if (addrs.empty()) {
-        static_cast<void>(leavingWithin(kAddressPauseMs));
+        static_cast<void>(waitForLeaving(kAddressPauseMs));
     }
 }
 
-VEXPubSub::Addresses VEXPubSub::collected()
+VEXPubSub::Addresses VEXPubSub::collectAddresses()
 {
     Addresses addrs;
     collectIPAddresses(addrs);
     return addrs;
 }
 
-// Given the addresses, since collecting them may take seconds: an open engine
-// works on until they are there.
+// Takes the addresses as an argument, because collecting them may take seconds: the open
+// engine works until they are there.
 void VEXPubSub::openSSDP(const Addresses &addrs)
 {
-    if (leavingWithin(0)) {
+    if (waitForLeaving(0)) {
         return;
     }
     if (m_ssdp.IsOpen()) {
@@ -163,9 +161,9 @@ void VEXPubSub::openSSDP(const Addresses &addrs)
     }
 }
 
-// An address that changes while SSDP is off leaves the engine open on the former
-// one, where it would not announce a service of the new one.
-bool VEXPubSub::isOpenElsewhere() const
+// When the address changes while SSDP is off, the engine stays open on the former address.
+// There it would not announce a service of the new one.
+bool VEXPubSub::isOpenOnFormerAddress() const
 {
     const QString address = m_config.getString(0, ConfigMap::Address);
     return m_ssdp.IsOpen() && !address.isEmpty() && address != m_openAddress;
@@ -174,7 +172,7 @@ bool VEXPubSub::isOpenElsewhere() const
 void VEXPubSub::republishSSDP()
 {
     RevokeSSDP();
-    openSSDP(collected());
+    openSSDP(collectAddresses());
     PublishSSDP();
 }
 
@@ -211,8 +209,8 @@ void VEXPubSub::hostNameChanged(const QString &name)
     }
 }
 
-// The engine is opened again for a completed interface whatever the SSDP switch
-// says: with SSDP off the device still sees its neighbours.
+// When the interface is complete the engine is opened even if SSDP is off, because the
+// device then still sees its neighbours.
 void VEXPubSub::setupStateChanged(const QString &state)
 {
     if (state == QLatin1String("Preparing")) {
@@ -221,7 +219,7 @@ void VEXPubSub::setupStateChanged(const QString &state)
             m_ssdp.Close();
         }
     } else if (state == QLatin1String("Complete")) {
-        const Addresses addrs = collected();
+        const Addresses addrs = collectAddresses();
         Q_EMIT ipChanged();
         openSSDP(addrs);
         if (m_ssdpEnabled) {
@@ -236,8 +234,8 @@ void VEXPubSub::ssdpEnableChanged(bool enable)
         m_hostName = m_config.getString(0, ConfigMap::HostName);
         m_ssdpEnabled = true;
         Q_EMIT enableHost(true);
-        if (isOpenElsewhere()) {
-            openSSDP(collected());
+        if (isOpenOnFormerAddress()) {
+            openSSDP(collectAddresses());
         }
         PublishSSDP();
     } else {
@@ -247,8 +245,8 @@ void VEXPubSub::ssdpEnableChanged(bool enable)
     }
 }
 
-// A lost link needs no goodbye, which nobody would hear, and one that is back no
-// announcement: the interface's set-up follows and brings it.
+// Without a link a goodbye would reach no device. When the link returns, interface setup
+// follows and triggers the announcement.
 void VEXPubSub::connectedChanged(bool connected)
 {
     if (!m_ssdpEnabled) {
@@ -259,6 +257,6 @@ void VEXPubSub::connectedChanged(bool connected)
             m_ssdp.Close(VEX_SSDP::Goodbye::Skip);
         }
     } else if (!m_ssdp.IsOpen()) {
-        openSSDP(collected());
+        openSSDP(collectAddresses());
     }
 }

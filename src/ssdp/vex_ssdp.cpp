@@ -61,7 +61,7 @@ unsigned int VEX_SSDP::Open(const std::map<std::string, std::string> &interfaces
         WriteFault({"since we do not support multihomed SSDP at this time."});
         return 0;
     }
-    const VEXLockGuard holdLifecycle(mLifecycleLock);
+    const vexbase::LockGuard holdLifecycle(mLifecycleLock);
     if (!mSocket.IsOpen()) {
         OpenSocket(interfaces.begin()->first, interfaces.begin()->second);
     }
@@ -133,7 +133,7 @@ void VEX_SSDP::StartDiagnostics()
 
 void VEX_SSDP::Close(Goodbye goodbye)
 {
-    const VEXLockGuard holdLifecycle(mLifecycleLock);
+    const vexbase::LockGuard holdLifecycle(mLifecycleLock);
     CloseHoldingLifecycle(goodbye);
 }
 

@@ -148,7 +148,7 @@ struct Started
         return kept;
     }
 
-    OwnDescriptors descriptors;
+    beacond::OwnDescriptors descriptors;
     int argc = 1;
     std::array<char, 5> name{"test"};
     char *argument = name.data();
@@ -167,7 +167,7 @@ void OpenMany()
 void DetachFromMany()
 {
     OpenMany();
-    Detach({gReport});
+    beacond::Detach({gReport});
     ReportAndEnd(DescriptorText(gReport) + std::to_string(gTableSizeAsked));
 }
 
@@ -177,7 +177,7 @@ TEST(Detach, EndsTheCallerWith0AndGoesOnInASessionOfItsOwn)
 {
     const Outcome outcome = OutcomeOf([] {
         const pid_t caller = getpid();
-        Detach({gReport});
+        beacond::Detach({gReport});
         ReportAndEnd(getpid() != caller && getsid(0) == getpid() && getpgrp() == getpid()
                          ? "own session"
                          : "not alone");
@@ -190,7 +190,7 @@ TEST(Detach, EndsTheCallerWith0AndGoesOnInASessionOfItsOwn)
 TEST(Detach, WritesNothingThatAnybodySees)
 {
     const Outcome outcome = OutcomeOf([] {
-        Detach({gReport});
+        beacond::Detach({gReport});
         ReportAndEnd("");
     });
     EXPECT_EQ(outcome.output.out + outcome.output.err, "");
@@ -200,7 +200,7 @@ TEST(Detach, NarrowsTheModeOfNewFiles)
 {
     const Outcome outcome = OutcomeOf([] {
         umask(0);
-        Detach({gReport});
+        beacond::Detach({gReport});
         ReportAndEnd(std::to_string(umask(0)));
     });
     EXPECT_EQ(outcome.report, std::to_string(027));
@@ -217,7 +217,7 @@ TEST(Detach, KeepsWhatItIsToldTo)
 {
     const Outcome outcome = OutcomeOf([] {
         OpenMany();
-        Detach({gReport, 5, 100, 101, 1000});
+        beacond::Detach({gReport, 5, 100, 101, 1000});
         ReportAndEnd(DescriptorText(gReport));
     });
     EXPECT_THAT(outcome.report, testing::StartsWith(std::string(kStandardOnly) + "5 "));
@@ -249,7 +249,7 @@ TEST(Detach, EndsWith1WhenNoProcessIsToBeHad)
 {
     const Outcome outcome = OutcomeOf([] {
         test::DenyCall(SYS_clone, EAGAIN, CLONE_VM); // threads and sanitizers may go on
-        Detach({gReport});
+        beacond::Detach({gReport});
         ReportAndEnd("went on");
     });
     EXPECT_EQ(outcome.caller, 1);
@@ -262,7 +262,7 @@ TEST(Detach, EndsWith1WhenNoSessionIsToBeHad)
 {
     const Outcome outcome = OutcomeOf([] {
         test::DenyCall(SYS_setsid, EPERM);
-        Detach({gReport});
+        beacond::Detach({gReport});
         ReportAndEnd("went on");
     });
     EXPECT_EQ(outcome.caller, 0);
@@ -324,7 +324,7 @@ TEST(OwnDescriptors, LeaveStandardDescriptorsAsTheyAre)
 {
     const Outcome outcome = OutcomeOf([] {
         const std::map<int, std::string> before = Descriptors();
-        const OwnDescriptors descriptors;
+        const beacond::OwnDescriptors descriptors;
         ReportAndEnd(Descriptors() == before ? "unchanged" : DescriptorText(-1));
     });
     EXPECT_EQ(outcome.report, "unchanged");
@@ -347,7 +347,7 @@ TEST_P(DetachedEventLoop, KeepsItsDescriptorAndNothingElse)
     const Outcome outcome = OutcomeOf([] {
         CloseSome(GetParam());
         const Started started;
-        Detach(started.Kept());
+        beacond::Detach(started.Kept());
         ReportAndEnd(DescriptorText(gReport));
     });
     EXPECT_THAT(outcome.report, testing::StartsWith(kStandardOnly));
@@ -360,7 +360,7 @@ TEST_P(DetachedEventLoop, IsWokenByOtherThreads)
     const Outcome outcome = OutcomeOf([] {
         CloseSome(GetParam());
         Started started;
-        Detach(started.Kept());
+        beacond::Detach(started.Kept());
         std::thread waker([&started] {
             QMetaObject::invokeMethod(&started.application, &QCoreApplication::quit,
                                       Qt::QueuedConnection);
@@ -377,7 +377,7 @@ TEST_P(DetachedEventLoop, IdlesWithoutUsingTheProcessor)
     const Outcome outcome = OutcomeOf([] {
         CloseSome(GetParam());
         Started started;
-        Detach(started.Kept());
+        beacond::Detach(started.Kept());
         const std::clock_t before = std::clock();
         QTimer::singleShot(200, &started.application, &QCoreApplication::quit);
         QCoreApplication::exec();

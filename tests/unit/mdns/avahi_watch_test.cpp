@@ -1,4 +1,4 @@
-#include "mdns/avahi_watch.h"
+#include "mdns/avahi_qt_poll.h"
 
 #include "event_loop.h"
 #include "mdns/avahi_qt_poll.h"

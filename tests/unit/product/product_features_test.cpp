@@ -1,4 +1,4 @@
-#include "product/product_features.h"
+#include "product/product_id.h"
 
 #include "product/product_id.h"
 #include "support/child.h"

@@ -1,6 +1,5 @@
 #include "product/product_id.h"
 
-#include "product/product_table.h"
 #include "support/child.h"
 
 #include <array>
@@ -86,19 +85,19 @@ std::set<std::uint32_t> Holding(Predicate predicate)
 
 TEST(ProductTable, IsTheMakersList)
 {
-    ASSERT_EQ(kProductTable.size(), kProducts.size());
+    ASSERT_EQ(product::kProductTable.size(), kProducts.size());
     for (std::size_t i = 0; i < kProducts.size(); ++i) {
-        EXPECT_EQ(kProductTable[i].board, Board(kProducts[i]));
-        EXPECT_STREQ(kProductTable[i].modelName, kProducts[i].model);
-        EXPECT_STREQ(kProductTable[i].productID, kProducts[i].productID);
-        EXPECT_STREQ(kProductTable[i].category, kProducts[i].category);
+        EXPECT_EQ(product::kProductTable[i].board, Board(kProducts[i]));
+        EXPECT_STREQ(product::kProductTable[i].modelName, kProducts[i].model);
+        EXPECT_STREQ(product::kProductTable[i].productID, kProducts[i].productID);
+        EXPECT_STREQ(product::kProductTable[i].category, kProducts[i].category);
     }
 }
 
 TEST(ProductTable, NoTwoModelsLookAlike)
 {
     std::set<std::string> names;
-    for (const ProductRow &row : kProductTable) {
+    for (const product::ProductRow &row : product::kProductTable) {
         EXPECT_TRUE(names.insert(CProductID::GetFuzzyName(row.modelName)).second) << row.modelName;
     }
 }

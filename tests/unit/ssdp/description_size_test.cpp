@@ -1,6 +1,6 @@
 #include "formats/description_document.h"
 #include "formats/description_exchange.h"
-#include "product/product_table.h"
+#include "product/product_id.h"
 #include "support/records.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ std::size_t ResponseSize(const std::string &model, const std::string &category)
 
 TEST(DescriptionResponse, OfEveryModelFitsADatagramThatIsNotFragmented)
 {
-    for (const ProductRow &row : kProductTable) {
+    for (const product::ProductRow &row : product::kProductTable) {
         EXPECT_LE(ResponseSize(row.modelName, row.category), kUnfragmented) << row.modelName;
     }
     EXPECT_LE(ResponseSize("Unknown Model", "Unknown Product"), kUnfragmented);

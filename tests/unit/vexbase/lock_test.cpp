@@ -33,12 +33,12 @@ struct Counter
 
     void Add()
     {
-        const VEXLockGuard guard(lock);
+        const vexbase::LockGuard guard(lock);
         ++value;
     }
     long Value()
     {
-        const VEXLockGuard guard(lock);
+        const vexbase::LockGuard guard(lock);
         return value;
     }
 };
@@ -56,7 +56,7 @@ TEST(VEXLock, IsTakenAtOnceWhenItIsFree)
 TEST(VEXLock, GivesMinusThreeWhenTheTimeRunsOut)
 {
     VEXLock lock;
-    const VEXLockGuard guard(lock);
+    const vexbase::LockGuard guard(lock);
     EXPECT_EQ(TryLockElsewhere(lock, 0), -3);
     const auto start = Clock::now();
     EXPECT_EQ(TryLockElsewhere(lock, 20), -3);
@@ -70,7 +70,7 @@ TEST(VEXLock, IsHandedToAWaiterWhenTheOwnerLetsGo)
         std::promise<void> running;
         std::future<int> taken;
         {
-            const VEXLockGuard guard(lock);
+            const vexbase::LockGuard guard(lock);
             taken = std::async(std::launch::async, [&] {
                 running.set_value();
                 return TryLock(lock, timeoutMs);
@@ -81,11 +81,11 @@ TEST(VEXLock, IsHandedToAWaiterWhenTheOwnerLetsGo)
     }
 }
 
-TEST(VEXLockGuard, HoldsTheLockForItsScope)
+TEST(LockGuard, HoldsTheLockForItsScope)
 {
     VEXLock lock;
     {
-        const VEXLockGuard guard(lock);
+        const vexbase::LockGuard guard(lock);
         EXPECT_EQ(TryLockElsewhere(lock, 0), -3);
     }
     EXPECT_EQ(TryLockElsewhere(lock, 0), 0);

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+using namespace wsconfig;
+
 namespace {
 
 using Events = std::vector<ServerEvent>;

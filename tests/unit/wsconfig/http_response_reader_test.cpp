@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <string>
 
+using namespace wsconfig;
+
 namespace {
 
 struct Result

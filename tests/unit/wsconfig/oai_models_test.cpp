@@ -1,5 +1,4 @@
-#include "wsconfig/oai_net_device.h"
-#include "wsconfig/oai_system_config.h"
+#include "wsconfig/oai_models.h"
 
 #include <QJsonDocument>
 #include <gtest/gtest.h>

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+using namespace wsconfig;
+
 namespace {
 
 constexpr std::size_t kTenMegabytes = 10'000'000;

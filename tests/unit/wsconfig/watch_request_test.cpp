@@ -1,6 +1,8 @@
-#include "wsconfig/watch_request.h"
+#include "wsconfig/watch_stream.h"
 
 #include <gtest/gtest.h>
+
+using namespace wsconfig;
 
 namespace {
 

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <thread>
 
+using namespace wsconfig;
 using test::Answer;
 using test::AnswerAndClose;
 using test::Event;

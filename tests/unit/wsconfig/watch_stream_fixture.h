@@ -18,9 +18,9 @@ namespace test {
 constexpr int kGenerousMs = 20000;
 
 // Short pauses, and patience that ends no test by itself.
-inline WatchPolicy Quick()
+inline wsconfig::WatchPolicy Quick()
 {
-    WatchPolicy policy;
+    wsconfig::WatchPolicy policy;
     policy.firstDeliveryMs = kGenerousMs;
     policy.silenceMs = 10 * kGenerousMs;
     policy.shortestPauseMs = 1;
@@ -29,9 +29,9 @@ inline WatchPolicy Quick()
 }
 
 // A policy that does not wait for first values at all.
-inline WatchPolicy FromTheLoopAlone()
+inline wsconfig::WatchPolicy FromTheLoopAlone()
 {
-    WatchPolicy policy = Quick();
+    wsconfig::WatchPolicy policy = Quick();
     policy.firstDeliveryMs = 0;
     return policy;
 }
@@ -67,13 +67,13 @@ protected:
     }
 
     // A stream to the server, whose values are noted in mSpy.
-    WatchStream &Make(const WatchPolicy &policy)
+    wsconfig::WatchStream &Make(const wsconfig::WatchPolicy &policy)
     {
-        mStream = std::make_unique<WatchStream>(
-            WatchTarget{
+        mStream = std::make_unique<wsconfig::WatchStream>(
+            wsconfig::WatchTarget{
                 QStringLiteral("127.0.0.1"), mServer.Port(), QStringLiteral("beacond"), {24, 19}},
             policy);
-        mSpy = std::make_unique<QSignalSpy>(mStream.get(), &WatchStream::valueReceived);
+        mSpy = std::make_unique<QSignalSpy>(mStream.get(), &wsconfig::WatchStream::valueReceived);
         return *mStream;
     }
 
@@ -131,7 +131,7 @@ protected:
     char *mArgv = mName.data();
     QCoreApplication mApplication{mArgc, &mArgv};
     ScriptedServer mServer;
-    std::unique_ptr<WatchStream> mStream;
+    std::unique_ptr<wsconfig::WatchStream> mStream;
     std::unique_ptr<QSignalSpy> mSpy;
 };
 

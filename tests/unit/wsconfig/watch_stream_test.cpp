@@ -4,6 +4,7 @@
 #include <future>
 #include <thread>
 
+using namespace wsconfig;
 using test::Answer;
 using test::AnswerAndClose;
 using test::Connection;

@@ -2,7 +2,6 @@
 
 #include "support/capture.h"
 #include "support/scripted_server.h"
-#include "wsconfig/oai_system_config.h"
 
 #include <QCoreApplication>
 #include <QPointer>

@@ -1,5 +1,6 @@
-#include "wsconfig/oai_net_device.h"
+#include "wsconfig/oai_models.h"
 
+#include <QJsonDocument>
 #include <QLatin1String>
 #include <algorithm>
 #include <array>
@@ -10,6 +11,19 @@ namespace {
 constexpr std::array<const char *, 4> kStates = {"Idle", "Preparing", "Complete", "Failed"};
 
 } // namespace
+
+OAISystemConfig::OAISystemConfig(const QString &json)
+{
+    const QJsonObject object = QJsonDocument::fromJson(json.toUtf8()).object();
+    const QJsonValue hostName = object.value(QLatin1String("hostName"));
+    if (hostName.isString()) {
+        m_hostName = hostName.toString();
+    }
+    const QJsonValue ssdpEnable = object.value(QLatin1String("ssdpEnable"));
+    if (ssdpEnable.isBool()) {
+        m_ssdpEnable = ssdpEnable.toBool();
+    }
+}
 
 OAIInterfaceSetupState::OAIInterfaceSetupState(const QString &name)
 {
