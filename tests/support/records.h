@@ -6,8 +6,8 @@
 #include <string>
 #include <tuple>
 
-// Every field of a record but its marker, in the record's order, to compare two of
-// them and to see what differs.
+// All fields of a record except its marker, in the record's order. Comparing two of them
+// shows the fields that differ.
 inline auto FieldsButFlag(const SSDPDeviceType &r)
 {
     const auto texts =
@@ -22,7 +22,7 @@ inline auto AllFields(const SSDPDeviceType &r)
     return std::make_tuple(FieldsButFlag(r), static_cast<int>(r.flag));
 }
 
-// A record with a value of its own in every field.
+// A record in which every field has a different value.
 inline SSDPDeviceType FullRecord()
 {
     SSDPDeviceType record;
@@ -50,7 +50,7 @@ inline SSDPDeviceType FullRecord()
     return record;
 }
 
-// A device as it is handed to AddService.
+// A device as AddService gets it.
 inline SSDPDeviceType Device(const std::string &product, const std::string &address,
                              const std::string &hostName)
 {

@@ -87,7 +87,7 @@ protected:
 
 } // namespace
 
-TEST_F(Browser, PublishesAnEmptyListAtOnceStraightToItsPath)
+TEST_F(Browser, WritesAnEmptyListAtOnceDirectlyToItsPath)
 {
     Start();
     EXPECT_EQ(Published(), "[]");
@@ -109,7 +109,7 @@ TEST_F(Browser, WaitsForChangesInStepsOf500Ms)
 }
 
 // A second map beside a list that waits to be written would be a third copy of it.
-TEST_F(Browser, HasAPendingListReplacedInItsPlace)
+TEST_F(Browser, PassesItsPendingListToBeReplaced)
 {
     Start();
     EXPECT_EQ(ComposeBrowseDocument(mEngine.Passed()), "[]");
@@ -120,7 +120,7 @@ TEST_F(Browser, HasAPendingListReplacedInItsPlace)
     EXPECT_EQ(ComposeBrowseDocument(mEngine.Passed()), Document("b"));
 }
 
-TEST_F(Browser, FreesAListOnceItIsWritten)
+TEST_F(Browser, FreesAListWhenItIsWritten)
 {
     StartWithAWrite();
     EXPECT_EQ(ComposeBrowseDocument(mEngine.Passed()), "[]");
@@ -158,7 +158,7 @@ TEST_F(Browser, WritesAChangeAfterALongQuietSpellAtOnce)
     EXPECT_EQ(Published(), Document("b"));
 }
 
-TEST_F(Browser, HoldsAChangeInTheTenthCycleBackUntilTheEleventh)
+TEST_F(Browser, WritesAChangeOfTheTenthCycleInTheEleventh)
 {
     StartWithAWrite();
     mEngine.TimeOut(9);
@@ -197,7 +197,7 @@ TEST_F(Browser, WritesNothingWhileNothingChanges)
     EXPECT_EQ(mFolder.Events(), Events());
 }
 
-TEST_F(Browser, WritesAnEmptyListWhenTheLastDeviceHasGone)
+TEST_F(Browser, WritesAnEmptyListWhenTheLastDeviceIsGone)
 {
     StartWithAWrite();
     mEngine.Change({});
@@ -206,7 +206,7 @@ TEST_F(Browser, WritesAnEmptyListWhenTheLastDeviceHasGone)
     EXPECT_EQ(mFolder.Events(), kPublished);
 }
 
-TEST_F(Browser, ReportsEveryFailedWaitAndCountsNone)
+TEST_F(Browser, ReportsEveryFailedWaitWithoutCountingIt)
 {
     StartWithAWrite();
     mEngine.Change(List("b"));
@@ -227,7 +227,7 @@ TEST_F(Browser, ReportsEveryFailedWaitAndCountsNone)
     EXPECT_EQ(Published(), Document("b"));
 }
 
-TEST_F(Browser, SaysThatItEndsAndLeavesTheListInPlace)
+TEST_F(Browser, WritesALineAtItsEndAndKeepsTheList)
 {
     StartWithAWrite();
     const test::Output output = test::Capture([&] { Stop(); });

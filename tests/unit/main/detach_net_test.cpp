@@ -173,7 +173,7 @@ void DetachFromMany()
 
 } // namespace
 
-TEST(Detach, EndsTheCallerWith0AndGoesOnInASessionOfItsOwn)
+TEST(Detach, EndsTheCallerWith0AndContinuesInANewSession)
 {
     const Outcome outcome = OutcomeOf([] {
         const pid_t caller = getpid();
@@ -187,7 +187,7 @@ TEST(Detach, EndsTheCallerWith0AndGoesOnInASessionOfItsOwn)
     EXPECT_EQ(outcome.report, "own session");
 }
 
-TEST(Detach, WritesNothingThatAnybodySees)
+TEST(Detach, WritesNothingVisible)
 {
     const Outcome outcome = OutcomeOf([] {
         beacond::Detach({gReport});
@@ -206,14 +206,14 @@ TEST(Detach, NarrowsTheModeOfNewFiles)
     EXPECT_EQ(outcome.report, std::to_string(027));
 }
 
-TEST(Detach, ClosesEveryDescriptorAndPutsTheStandardOnesOnDevNull)
+TEST(Detach, ClosesAllDescriptorsAndOpensTheStandardOnesOnDevNull)
 {
     const Outcome outcome = OutcomeOf(DetachFromMany);
     EXPECT_EQ(outcome.report, std::string(kStandardOnly) + "0");
     EXPECT_EQ(outcome.daemon, 0);
 }
 
-TEST(Detach, KeepsWhatItIsToldTo)
+TEST(Detach, KeepsTheGivenDescriptors)
 {
     const Outcome outcome = OutcomeOf([] {
         OpenMany();
@@ -224,7 +224,7 @@ TEST(Detach, KeepsWhatItIsToldTo)
     EXPECT_THAT(outcome.report, HasSubstr("\n100 /dev/zero\n101 /dev/zero\n1000 "));
 }
 
-TEST(Detach, ClosesOneByOneWhereTheKernelKnowsNoRanges)
+TEST(Detach, ClosesOneByOneWithoutCloseRange)
 {
     const Outcome outcome = OutcomeOf([] {
         test::DenyCall(SYS_close_range, ENOSYS);
@@ -245,7 +245,7 @@ TEST(Detach, DoesNotCountToALimitOfABillion)
     EXPECT_EQ(outcome.report, std::string(kStandardOnly) + "0");
 }
 
-TEST(Detach, EndsWith1WhenNoProcessIsToBeHad)
+TEST(Detach, EndsWith1WhenItCannotMakeAProcess)
 {
     const Outcome outcome = OutcomeOf([] {
         test::DenyCall(SYS_clone, EAGAIN, CLONE_VM); // threads and sanitizers may go on
@@ -258,7 +258,7 @@ TEST(Detach, EndsWith1WhenNoProcessIsToBeHad)
     EXPECT_EQ(outcome.output.out + outcome.output.err, "");
 }
 
-TEST(Detach, EndsWith1WhenNoSessionIsToBeHad)
+TEST(Detach, EndsWith1WhenItCannotMakeASession)
 {
     const Outcome outcome = OutcomeOf([] {
         test::DenyCall(SYS_setsid, EPERM);
@@ -271,7 +271,7 @@ TEST(Detach, EndsWith1WhenNoSessionIsToBeHad)
     EXPECT_EQ(outcome.output.out + outcome.output.err, "");
 }
 
-TEST(OwnDescriptors, AreTheEventLoopsAlone)
+TEST(OwnDescriptors, AreTheEventLoopsOnly)
 {
     const Outcome outcome = OutcomeOf([] {
         OpenMany();
@@ -302,7 +302,7 @@ TEST(OwnDescriptors, AreFoundWithoutProc)
     EXPECT_EQ(outcome.report, "anon_inode:[eventfd]");
 }
 
-TEST(OwnDescriptors, NeverStandAmongTheStandardOnes)
+TEST(OwnDescriptors, AreNeverStandardDescriptors)
 {
     const Outcome outcome = OutcomeOf([] {
         close(0);
@@ -320,7 +320,7 @@ TEST(OwnDescriptors, NeverStandAmongTheStandardOnes)
     EXPECT_THAT(outcome.report, testing::Not(testing::ContainsRegex("\nown [012]\n")));
 }
 
-TEST(OwnDescriptors, LeaveStandardDescriptorsAsTheyAre)
+TEST(OwnDescriptors, KeepOpenStandardDescriptors)
 {
     const Outcome outcome = OutcomeOf([] {
         const std::map<int, std::string> before = Descriptors();
@@ -342,7 +342,7 @@ protected:
     }
 };
 
-TEST_P(DetachedEventLoop, KeepsItsDescriptorAndNothingElse)
+TEST_P(DetachedEventLoop, KeepsOnlyItsDescriptor)
 {
     const Outcome outcome = OutcomeOf([] {
         CloseSome(GetParam());

@@ -94,7 +94,7 @@ TEST_P(AvahiTimeoutOnQt, CallsBackOnceWhenItsDeadlineIsReached)
     kPoll->timeout_free(timeout);
 }
 
-TEST_P(AvahiTimeoutOnQt, WithoutDeadlineNeverFiresUntilUpdated)
+TEST_P(AvahiTimeoutOnQt, WithoutDeadlineFiresOnlyAfterAnUpdate)
 {
     AvahiTimeout *timeout = newTimeout(nullptr);
     EXPECT_FALSE(timer(timeout)->isActive());
@@ -118,7 +118,7 @@ TEST_P(AvahiTimeoutOnQt, UpdatedToNoDeadlineStops)
     kPoll->timeout_free(timeout);
 }
 
-TEST_P(AvahiTimeoutOnQt, UpdatedForgetsTheEarlierDeadline)
+TEST_P(AvahiTimeoutOnQt, UpdatedReplacesTheDeadline)
 {
     const timeval soon = fromNow(1000);
     AvahiTimeout *timeout = newTimeout(&soon);
@@ -143,7 +143,7 @@ TEST_P(AvahiTimeoutOnQt, FiresWithoutDelayForADeadlineOfNowOrPast)
     }
 }
 
-TEST_P(AvahiTimeoutOnQt, CutsTheDelayToWholeMilliseconds)
+TEST_P(AvahiTimeoutOnQt, RoundsTheDelayDownToMilliseconds)
 {
     AvahiTimeout *timeout = newTimeout(nullptr);
     EXPECT_EQ(delayFor(timeout, 999, 999), 0);
@@ -153,7 +153,7 @@ TEST_P(AvahiTimeoutOnQt, CutsTheDelayToWholeMilliseconds)
     kPoll->timeout_free(timeout);
 }
 
-TEST_P(AvahiTimeoutOnQt, WaitsAsLongAsATimerCanForAFarDeadline)
+TEST_P(AvahiTimeoutOnQt, WaitsTheLongestTimeOfATimerForAFarDeadline)
 {
     const timeval deadline = fromNow(50LL * 24 * 3600 * 1000 * 1000);
     AvahiTimeout *timeout = newTimeout(&deadline);
@@ -195,7 +195,7 @@ TEST_P(AvahiTimeoutOnQt, MayBeFreedInsideItsCallback)
     EXPECT_EQ(m_observer.calls.size(), 1U);
 }
 
-TEST_P(AvahiTimeoutOnQt, NullIsFreedWithoutEffect)
+TEST_P(AvahiTimeoutOnQt, FreeingNullDoesNothing)
 {
     kPoll->timeout_free(nullptr);
     letTimePass();

@@ -162,7 +162,7 @@ TEST_P(AvahiWatchOnQt, ReportsAWritableDescriptorAsReadable)
     kPoll->watch_free(watch);
 }
 
-TEST_P(AvahiWatchOnQt, KnowsOfNoEventInsideTheCallbackOfAnotherWatch)
+TEST_P(AvahiWatchOnQt, ReportsNoEventInsideTheCallbackOfAnotherWatch)
 {
     AvahiWatch *other = newWatch(kNothing);
     AvahiWatch *watch = newWatch(AVAHI_WATCH_IN);
@@ -192,7 +192,7 @@ TEST_P(AvahiWatchOnQt, WithoutEventsHasNoNotifierUntilUpdatedToIn)
     kPoll->watch_free(watch);
 }
 
-TEST_P(AvahiWatchOnQt, UpdatedFromInToOutSwapsTheNotifiers)
+TEST_P(AvahiWatchOnQt, UpdatedFromInToOutReplacesTheNotifier)
 {
     AvahiWatch *watch = newWatch(AVAHI_WATCH_IN);
     const QPointer<QSocketNotifier> first = watch->findChild<QSocketNotifier *>();
@@ -212,7 +212,7 @@ TEST_P(AvahiWatchOnQt, WatchesBothDirectionsAndLeavesEitherAlone)
     kPoll->watch_free(watch);
 }
 
-TEST_P(AvahiWatchOnQt, PassesOverErrorAndHangUpBits)
+TEST_P(AvahiWatchOnQt, IgnoresErrorAndHangUpBits)
 {
     AvahiWatch *watch = newWatch(static_cast<AvahiWatchEvent>(AVAHI_WATCH_ERR | AVAHI_WATCH_HUP));
     EXPECT_THAT(notifiers(watch), IsEmpty());
@@ -270,7 +270,7 @@ TEST_P(AvahiWatchOnQt, UpdatedInsideItsCallbackWatchesTheNewEvents)
     kPoll->watch_free(watch);
 }
 
-TEST_P(AvahiWatchOnQt, FreedTakesItsNotifiersAlong)
+TEST_P(AvahiWatchOnQt, FreedDeletesItsNotifiers)
 {
     AvahiWatch *watch = newWatch(kBoth);
     const QPointer<AvahiWatch> object(watch);
@@ -308,7 +308,7 @@ TEST_P(AvahiWatchOnQt, FreedInsideItsCallbackDoesNotRunForTheSecondNotifier)
     EXPECT_EQ(m_observer.calls.size(), 1U);
 }
 
-TEST_P(AvahiWatchOnQt, NullIsFreedWithoutEffect)
+TEST_P(AvahiWatchOnQt, FreeingNullDoesNothing)
 {
     kPoll->watch_free(nullptr);
     runIdle();

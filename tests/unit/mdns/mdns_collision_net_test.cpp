@@ -11,7 +11,7 @@ class MdnsCollision : public TwoDevices
 };
 
 // The instance is renamed, the log lines go on with the first name.
-TEST_F(MdnsCollision, ANameHeldByAnotherProgramOfTheDeviceIsRenamed)
+TEST_F(MdnsCollision, ANameOfAnotherProgramOnTheDeviceIsChanged)
 {
     LiveChild peer = browser();
     LiveChild holder =
@@ -26,7 +26,7 @@ TEST_F(MdnsCollision, ANameHeldByAnotherProgramOfTheDeviceIsRenamed)
 
 // The log lines go on with other names, the instance is tried again with the
 // first name until it is free.
-TEST_F(MdnsCollision, ANameHeldByAnotherDeviceIsTriedUntilItIsFree)
+TEST_F(MdnsCollision, ANameOfAnotherDeviceIsTriedUntilItIsFree)
 {
     LiveChild peer = browser();
     LiveChild holder =

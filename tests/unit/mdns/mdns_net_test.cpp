@@ -19,7 +19,7 @@ TEST_F(MdnsOnTheNetwork, APeerSeesNameTypePortAndTxt)
     EXPECT_TRUE(peer.WaitForOut(gone("studio-a")));
 }
 
-TEST_F(MdnsOnTheNetwork, APeerSeesNamesMadeFromUnfitHostNames)
+TEST_F(MdnsOnTheNetwork, APeerSeesNamesMadeFromInvalidHostNames)
 {
     LiveChild peer = browser();
     LiveChild digits = device({publishAs("2nd Studio_A")});
@@ -40,7 +40,7 @@ TEST_F(MdnsOnTheNetwork, APeerSeesNamesMadeFromUnfitHostNames)
 
 // DNS takes 63 bytes; what this system takes for a name is longer, and Avahi
 // refuses it.
-TEST_F(MdnsOnTheNetwork, ANameLongerThanDnsTakesEndsTheProcess)
+TEST_F(MdnsOnTheNetwork, ANameThatIsTooLongForDnsEndsTheProcess)
 {
     LiveChild studio = device({publishAs(std::string(300, 'a'))});
     EXPECT_EQ(studio.WaitForEnd(), 1);
@@ -64,7 +64,7 @@ TEST_F(MdnsOnTheNetwork, PublishingTheSameEntryAgainReplacesItsTxtStrings)
     EXPECT_EQ(studio.Err(), named("studio-e") + established("studio-e") + established("studio-e"));
 }
 
-TEST_F(MdnsOnTheNetwork, AnUnpublishedServiceGoesAndTheOthersStay)
+TEST_F(MdnsOnTheNetwork, AnUnpublishedServiceDisappearsAndTheOthersStay)
 {
     LiveChild http = browser();
     LiveChild ftp = browser("_ftp._tcp");
@@ -105,7 +105,7 @@ TEST_F(MdnsOnTheNetwork, UnpublishingTheLastServiceEndsTheProcess)
 }
 
 // The leak check runs when the device ends.
-TEST_F(MdnsOnTheNetwork, PublishingRenamingAndUnpublishingAgainAndAgainKeepsNothing)
+TEST_F(MdnsOnTheNetwork, PublishingRenamingAndUnpublishingRepeatedlyLeaksNothing)
 {
     LiveChild studio = device({publishAs("studio-l"), [](Mdns &mdns) {
                                    for (int round = 0; round < 20; ++round) {

@@ -9,7 +9,7 @@ const AvahiPoll *avahi_qt_poll_get()
     return nullptr;
 }
 
-TEST(MdnsDeathTest, WithoutAPollTableEndsTheProcessFirstOfAll)
+TEST(MdnsDeathTest, WithoutAPollTableEndsTheProcess)
 {
     EXPECT_EXIT(Mdns::getInstance()->init("0042", "Corvia 12", "studio-a"),
                 testing::ExitedWithCode(1), testing::Eq("failed to get poll\n"));

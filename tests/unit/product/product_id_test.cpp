@@ -94,7 +94,7 @@ TEST(ProductTable, IsTheMakersList)
     }
 }
 
-TEST(ProductTable, NoTwoModelsLookAlike)
+TEST(ProductTable, HasModelNamesOfDifferentFuzzyForms)
 {
     std::set<std::string> names;
     for (const product::ProductRow &row : product::kProductTable) {
@@ -126,12 +126,12 @@ TEST(BoardID, OtherBoardsAreUnknown)
     }
 }
 
-TEST(BoardID, ModelNameTakesTheReservedValueAsAnyOtherBoard)
+TEST(BoardID, ModelNameOfTheReservedValueIsUnknown)
 {
     EXPECT_EQ(CProductID::GetModelNameFromBoardID(kVEXBoardCurrent), "Unknown Model");
 }
 
-TEST(ProductIDText, EachSelectsItsBoardAndSaysSo)
+TEST(ProductIDText, EachSelectsItsBoardAndWritesALine)
 {
     const test::Output output = test::Capture([] {
         for (const Product &product : kProducts) {
@@ -150,7 +150,7 @@ TEST(ProductIDText, EachSelectsItsBoardAndSaysSo)
               "GetBoardIDFromProductID: found board ID 0x10680002 for productID zr2\n");
 }
 
-TEST(ProductIDText, OthersSelectNoBoardAndAreShownAsTheyStand)
+TEST(ProductIDText, OthersSelectNoBoardAndAreWrittenUnchanged)
 {
     const test::Output output = test::Capture([] {
         for (const char *text : {"", "Lumen", "lumen ", "corvia", "%s%n%08x"}) {
@@ -182,7 +182,7 @@ TEST(CurrentProduct, ComesFromTheEnvironment)
     }
 }
 
-TEST(CurrentProduct, BoardIsLookedForOnFirstUseAndOnlyThen)
+TEST(CurrentProduct, BoardIsLookedUpOnce)
 {
     const test::Output output = test::InChild([] {
         SetProduct("zr2");
@@ -192,7 +192,7 @@ TEST(CurrentProduct, BoardIsLookedForOnFirstUseAndOnlyThen)
     EXPECT_EQ(output.err, Found("zr2", "10680002"));
 }
 
-TEST(CurrentProduct, KnownProductIDIsToldAndKept)
+TEST(CurrentProduct, KnownProductIDIsWrittenAndKept)
 {
     const test::Output output = test::InChild([] {
         SetProduct("talonvt");
@@ -219,7 +219,7 @@ TEST(CurrentProduct, ProductIDOfNoBoardIsKeptAndGivesUnknownNames)
               NotFound("%s%n toaster\n") + "getProductID productID is %s%n toaster\n\n");
 }
 
-TEST(CurrentProduct, EmptyVariableIsSetButNamesNoProduct)
+TEST(CurrentProduct, EmptyVariableGivesAnUnknownProduct)
 {
     const test::Output output = test::InChild([] {
         SetProduct("");
@@ -232,7 +232,7 @@ TEST(CurrentProduct, EmptyVariableIsSetButNamesNoProduct)
     EXPECT_EQ(output.err, NotFound("") + Found("zr1", "10680001"));
 }
 
-TEST(CurrentProduct, BoardTextIsEightHexDigitsBuiltOnce)
+TEST(CurrentProduct, BoardTextIsEightHexDigitsAndKept)
 {
     const test::Output output = test::InChild([] {
         SetProduct("");
@@ -249,7 +249,7 @@ TEST(CurrentProduct, BoardTextIsEightHexDigitsBuiltOnce)
     });
 }
 
-TEST(CurrentProduct, IsFoundOnceForManyThreads)
+TEST(CurrentProduct, IsLookedUpOnceByManyThreads)
 {
     const test::Output output = test::InChild([] {
         SetProduct("lumenplus");
@@ -269,7 +269,7 @@ TEST(CurrentProduct, IsFoundOnceForManyThreads)
     EXPECT_EQ(output.err, Found("lumenplus", "10660002"));
 }
 
-TEST(FuzzyName, DropsBlanksAndHyphensAndLowersCapitals)
+TEST(FuzzyName, HasNoSpacesHyphensOrCapitals)
 {
     EXPECT_EQ(CProductID::GetFuzzyName("Corvia 12-Plus"), "corvia12plus");
     EXPECT_EQ(CProductID::GetFuzzyName(" - AZaz-09 "), "azaz09");
@@ -290,7 +290,7 @@ TEST(ModelName, GivesItsBoard)
     }
 }
 
-TEST(ModelName, MatchesWhateverTheCaseBlanksAndHyphens)
+TEST(ModelName, MatchesIgnoringCaseSpacesAndHyphens)
 {
     for (const char *name :
          {"corvia12plus", "CORVIA 12 PLUS", "Corvia-12-Plus", " c o-RVIA12Plus "}) {
@@ -308,7 +308,7 @@ TEST(ModelName, OfNoProductGivesAllBitsSet)
     }
 }
 
-TEST(Predicate, OfAModelHoldsForItsBoardAlone)
+TEST(Predicate, OfAModelIsTrueForItsBoardOnly)
 {
     using Boards = std::set<std::uint32_t>;
     EXPECT_EQ(Holding(CProductID::isCorvia12), Boards{0x10650001});
@@ -321,7 +321,7 @@ TEST(Predicate, OfAModelHoldsForItsBoardAlone)
     EXPECT_EQ(Holding(CProductID::isZR2), Boards{0x10680002});
 }
 
-TEST(Predicate, OfAFamilyHoldsForItsModels)
+TEST(Predicate, OfAFamilyIsTrueForItsModels)
 {
     using Boards = std::set<std::uint32_t>;
     EXPECT_EQ(Holding(CProductID::isCorviaFamily), (Boards{0x10650001, 0x10650002}));
@@ -352,7 +352,7 @@ TEST(Predicate, WithoutABoardAnswersForTheCurrentOne)
     }
 }
 
-TEST(Predicate, OfAFamilyKeepsItsFirstAnswerForTheCurrentBoardAndNoOther)
+TEST(Predicate, OfAFamilyKeepsTheAnswerForTheCurrentBoardOnly)
 {
     test::InChild([] {
         SetProduct("");

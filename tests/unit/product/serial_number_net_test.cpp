@@ -82,7 +82,7 @@ TEST(SerialNumber, HasADefaultForAnEmptyFile)
     ExpectDefault(Stored(""));
 }
 
-TEST(SerialNumber, HasADefaultForWhatCannotBeRead)
+TEST(SerialNumber, HasADefaultForAnUnreadableFile)
 {
     ExpectDefault(ReadOnDevice([] {
         EXPECT_EQ(mkdir("/proc/device-tree", 0755), 0);
@@ -98,7 +98,7 @@ TEST(SerialNumber, OfANulAloneIsEmpty)
     EXPECT_EQ(serial.number, 0U);
 }
 
-TEST(SerialNumber, KeepsTheBlankAtItsEndThatTheCleanFormDrops)
+TEST(SerialNumber, KeepsASpaceAtItsEndThatTheCleanFormDrops)
 {
     const Serial serial = Stored(WithNul("1XY004200 "));
     EXPECT_EQ(serial.formatted, "1XY004200 ");
@@ -106,7 +106,7 @@ TEST(SerialNumber, KeepsTheBlankAtItsEndThatTheCleanFormDrops)
     EXPECT_EQ(serial.number, 0U);
 }
 
-TEST(SerialNumber, CleanFormDropsBlanksAtTheEndOnly)
+TEST(SerialNumber, CleanFormDropsSpacesAtTheEndOnly)
 {
     EXPECT_EQ(Stored("  1XY 42   ").clean, "  1XY 42");
     EXPECT_EQ(Stored("1XY42\n").clean, "1XY42\n");
@@ -124,7 +124,7 @@ TEST(SerialNumber, NumberIsTheRunOfDigitsAtTheEnd)
     EXPECT_EQ(Stored("1HE000123\n").number, 0U);
 }
 
-TEST(SerialNumber, NumberStopsAtTheLargestOf32Bits)
+TEST(SerialNumber, NumberIsAtMostTheLargestOf32Bits)
 {
     EXPECT_EQ(Stored("X4294967295").number, 4294967295U);
     EXPECT_EQ(Stored("X4294967296").number, 4294967295U);

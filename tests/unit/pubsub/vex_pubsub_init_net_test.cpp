@@ -55,7 +55,7 @@ protected:
 
 } // namespace
 
-TEST_F(Init, PublishesByBothWaysAndSignalsNameAndSwitch)
+TEST_F(Init, PublishesBySsdpAndDnsSdAndSignalsNameAndSwitch)
 {
     test::LiveChild looker = browser();
     test::LiveChild daemon = Start(R"({"hostName":"alpha","ssdpEnable":true})");

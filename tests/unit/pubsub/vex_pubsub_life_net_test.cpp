@@ -19,7 +19,7 @@ std::string BrowseList()
 } // namespace
 
 // The switch's goodbye needs a tick, of some five seconds.
-TEST(PubSubLife, SwitchingOffSaysGoodbyeWithTheNextTick)
+TEST(PubSubLife, SwitchingOffSendsTheGoodbyeAtTheNextTick)
 {
     test::Coordinator device;
     device.Set(ConfigMap::SsdpEnable, "", true);
@@ -30,7 +30,7 @@ TEST(PubSubLife, SwitchingOffSaysGoodbyeWithTheNextTick)
     EXPECT_TRUE(device.IsOpen());
 }
 
-TEST(PubSubLife, ChangeOfTheServiceGoesByTheWatcherToTheNetwork)
+TEST(PubSubLife, AChangeInTheServiceReachesTheNetwork)
 {
     test::Coordinator device;
     EXPECT_EQ(device.Signals(), Texts()); // the first values are no changes
@@ -64,7 +64,7 @@ TEST(PubSubLife, BeginsAndEndsWithItsLinesAndWithoutGoodbye)
     EXPECT_EQ(test::HeardSoFar(peer), Texts());
 }
 
-TEST(PubSubLeaving, SaysGoodbyeEndsTheThreadsAndRemovesTheList)
+TEST(PubSubLeaving, SendsTheGoodbyeEndsTheThreadsAndRemovesTheList)
 {
     test::Coordinator device;
     device.Set(ConfigMap::SsdpEnable, "", true);
@@ -81,7 +81,7 @@ TEST(PubSubLeaving, SaysGoodbyeEndsTheThreadsAndRemovesTheList)
     EXPECT_EQ(access("/var/www/discovery/browse.json", F_OK), -1);
 }
 
-TEST(PubSubLeaving, IsForGood)
+TEST(PubSubLeaving, IsFinal)
 {
     test::Coordinator device;
     device.PubSub().leave();
@@ -95,7 +95,7 @@ TEST(PubSubLeaving, IsForGood)
     EXPECT_EQ(test::Capture([&device] { device.PubSub().leave(); }).err, "");
 }
 
-TEST(PubSubLeaving, BeforeTheFirstPublicationLeavesItOut)
+TEST(PubSubLeaving, BeforeTheFirstPublicationPreventsIt)
 {
     test::Coordinator device;
     device.PubSub().leave();

@@ -54,7 +54,7 @@ protected:
 
 } // namespace
 
-TEST_F(PubSub, AddressGetsTheServiceAnnouncedAnew)
+TEST_F(PubSub, AddressAnnouncesTheServiceAgain)
 {
     Announce();
     device->Set(ConfigMap::Address, "", true);
@@ -71,7 +71,7 @@ TEST_F(PubSub, AddressOpensAClosedEngine)
     EXPECT_EQ(device->NextAnnouncement(), "alive");
 }
 
-TEST_F(PubSub, AddressMeansNothingWhileSsdpIsOff)
+TEST_F(PubSub, AddressIsIgnoredWhileSsdpIsOff)
 {
     Disable();
     device->Set(ConfigMap::Address, "", true);
@@ -80,7 +80,7 @@ TEST_F(PubSub, AddressMeansNothingWhileSsdpIsOff)
     EXPECT_EQ(device->Signals(), Texts());
 }
 
-TEST_F(PubSub, HostNameGetsTheServiceAnnouncedUnderIt)
+TEST_F(PubSub, HostNameAnnouncesTheServiceUnderIt)
 {
     Announce();
     device->Set(ConfigMap::HostName, "beta", false);
@@ -91,7 +91,7 @@ TEST_F(PubSub, HostNameGetsTheServiceAnnouncedUnderIt)
     EXPECT_TRUE(DocumentNames("beta"));
 }
 
-TEST_F(PubSub, TwoHostNamesInATickLeaveTheLastAnnounced)
+TEST_F(PubSub, TwoHostNamesInATickAnnounceTheLast)
 {
     Announce();
     device->Set(ConfigMap::HostName, "beta", false);
@@ -119,7 +119,7 @@ TEST_F(PubSub, HostNameIsOnlyStoredWhileSsdpIsOff)
     EXPECT_TRUE(DocumentNames("alpha"));
 }
 
-TEST_F(PubSub, PreparingTakesTheServiceOffTheNetworkAndClosesTheEngine)
+TEST_F(PubSub, PreparingWithdrawsTheServiceAndClosesTheEngine)
 {
     Announce();
     device->Set(ConfigMap::InterfaceSetupState, "Preparing", false);
@@ -128,7 +128,7 @@ TEST_F(PubSub, PreparingTakesTheServiceOffTheNetworkAndClosesTheEngine)
     EXPECT_EQ(device->Signals(), Texts());
 }
 
-TEST_F(PubSub, PreparingMeansNothingWhileSsdpIsOff)
+TEST_F(PubSub, PreparingIsIgnoredWhileSsdpIsOff)
 {
     Announce();
     Disable();
@@ -145,7 +145,7 @@ TEST_F(PubSub, CompleteOpensTheEngineAndAnnounces)
     EXPECT_EQ(device->NextAnnouncement(), "alive");
 }
 
-TEST_F(PubSub, PreparingAndCompleteAreOneGoodbyeAndOneAnnouncement)
+TEST_F(PubSub, PreparingAndCompleteSendOneGoodbyeAndOneAnnouncement)
 {
     Announce();
     device->Set(ConfigMap::InterfaceSetupState, "Preparing", false);
@@ -169,7 +169,7 @@ TEST_F(PubSub, CompleteOpensTheEngineWithoutAnnouncementWhileSsdpIsOff)
     device->Set(ConfigMap::SsdpEnable, "", true); // so that it may be closed again
 }
 
-TEST_F(PubSub, OtherStatesMeanNothing)
+TEST_F(PubSub, OtherStatesAreIgnored)
 {
     for (const char *state : {"Idle", "Failed", "", "preparing", "COMPLETE", "Complete "}) {
         device->Set(ConfigMap::InterfaceSetupState, state, false);
@@ -194,7 +194,7 @@ TEST_F(PubSub, SwitchingOnAnnounces)
     EXPECT_EQ(device->NextAnnouncement(), "alive");
 }
 
-TEST_F(PubSub, SwitchingOnOpensAnEngineAfreshThatIsOpenOnAFormerAddress)
+TEST_F(PubSub, SwitchingOnOpensAnEngineAgainThatIsOpenOnAFormerAddress)
 {
     test::OnHost("sysctl -qw net.ipv4.conf.net0.promote_secondaries=1");
     Announce();
@@ -240,7 +240,7 @@ TEST_F(PubSub, ConnectedOpensTheEngineWithoutAnnouncement)
     EXPECT_EQ(device->Signals(), Texts());
 }
 
-TEST_F(PubSub, ConnectedMeansNothingToAnOpenEngine)
+TEST_F(PubSub, ConnectedIsIgnoredByAnOpenEngine)
 {
     Announce();
     const test::Output output = test::Capture([] { device->Set(ConfigMap::Connected, "", true); });
@@ -259,7 +259,7 @@ TEST_F(PubSub, DisconnectedClosesTheEngineWithoutGoodbye)
     EXPECT_EQ(device->Signals(), Texts());
 }
 
-TEST_F(PubSub, ConnectionMeansNothingWhileSsdpIsOff)
+TEST_F(PubSub, ConnectionIsIgnoredWhileSsdpIsOff)
 {
     Disable();
     device->Set(ConfigMap::Connected, "", true);
@@ -270,7 +270,7 @@ TEST_F(PubSub, ConnectionMeansNothingWhileSsdpIsOff)
     EXPECT_TRUE(device->IsOpen());
 }
 
-TEST_F(PubSub, OtherParametersMeanNothing)
+TEST_F(PubSub, OtherParametersAreIgnored)
 {
     device->Set(static_cast<ConfigMap::ParamId>(5), "Complete", true);
     device->Set(static_cast<ConfigMap::ParamId>(7), "Complete", true);
@@ -299,7 +299,7 @@ TEST_F(PubSub, OwnServiceIsFilledFromIdentityAndConfiguration)
               "");
 }
 
-TEST_F(PubSub, CollectsTheAddressOfNet0Alone)
+TEST_F(PubSub, CollectsTheAddressOfNet0Only)
 {
     test::OnHost("ip link add other0 type veth peer name other1 && "
                  "ip addr add 192.0.2.129/30 dev other0 && ip link set other0 up");
@@ -307,14 +307,14 @@ TEST_F(PubSub, CollectsTheAddressOfNet0Alone)
     test::OnHost("ip link del other0");
 }
 
-TEST_F(PubSub, CollectsAgainWhenTheSystemCouldNotTellItsAddresses)
+TEST_F(PubSub, CollectsAgainWhenTheSystemDidNotReportItsAddresses)
 {
     test::gRefusals = 1;
     EXPECT_EQ(Collect(), (Addresses{{"192.0.2.10", "net0"}}));
     EXPECT_EQ(test::gRefusals, 0);
 }
 
-TEST_F(PubSub, CollectsEveryAddressOfNet0WhichTheEngineRefuses)
+TEST_F(PubSub, CollectsSeveralAddressesOfNet0WhichTheEngineRefuses)
 {
     test::OnHost("ip addr add 192.0.2.11/24 dev net0");
     EXPECT_EQ(Collect(), (Addresses{{"192.0.2.10", "net0"}, {"192.0.2.11", "net0"}}));
@@ -325,7 +325,7 @@ TEST_F(PubSub, CollectsEveryAddressOfNet0WhichTheEngineRefuses)
     test::OnHost("ip addr del 192.0.2.11/24 dev net0");
 }
 
-TEST_F(PubSub, CollectsNothingWithoutNet0WhichTheEngineRefuses)
+TEST_F(PubSub, CollectsNoAddressWithoutNet0WhichTheEngineRefuses)
 {
     test::OnHost("ip link set net0 down && ip link set net0 name lan0 && ip link set lan0 up");
     const test::Output output =

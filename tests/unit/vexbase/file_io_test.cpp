@@ -87,7 +87,7 @@ protected:
 
 } // namespace
 
-TEST_F(VEXFileIOTest, WritingMakesAMissingFile)
+TEST_F(VEXFileIOTest, WritingCreatesAMissingFile)
 {
     for (const int flags : {16, 0x14}) {
         const std::string name = "new" + std::to_string(flags);
@@ -112,7 +112,7 @@ TEST_F(VEXFileIOTest, WritingReplacesTheContentsOfAnExistingFile)
     }
 }
 
-TEST_F(VEXFileIOTest, WritesGoOneAfterTheOther)
+TEST_F(VEXFileIOTest, WritesFollowEachOther)
 {
     VEXFileIO file;
     ASSERT_EQ(file.Open(Path("two"), 16, 1), 0);
@@ -121,7 +121,7 @@ TEST_F(VEXFileIOTest, WritesGoOneAfterTheOther)
     EXPECT_EQ(Text("two"), std::string("one t\0o", 7));
 }
 
-TEST_F(VEXFileIOTest, NewFilesHaveTheModeThatTheCreationMaskLeaves)
+TEST_F(VEXFileIOTest, NewFilesHaveMode0666NarrowedByTheCreationMask)
 {
     const mode_t former = umask(027);
     VEXFileIO file;
@@ -174,7 +174,7 @@ TEST_F(VEXFileIOTest, SizeBySeekingReturnsToTheStart)
     EXPECT_EQ(ReadText(file, 100), "twelve bytes");
 }
 
-TEST_F(VEXFileIOTest, SizeOfALargeFileIsNotCut)
+TEST_F(VEXFileIOTest, SizeOfALargeFileIsRight)
 {
     const std::uint64_t size = (std::uint64_t(1) << 32U) + 5;
     const std::string path = Make("large", "");
@@ -184,7 +184,7 @@ TEST_F(VEXFileIOTest, SizeOfALargeFileIsNotCut)
     EXPECT_EQ(file.SizeBySeeking(), size);
 }
 
-TEST_F(VEXFileIOTest, AMissingFileIsNotReadAndNotMade)
+TEST_F(VEXFileIOTest, OpeningAMissingFileForReadingDoesNotCreateIt)
 {
     EXPECT_EQ(OpenError(Path("missing"), 8), ENOENT);
     EXPECT_FALSE(fs::exists(Path("missing")));
@@ -226,7 +226,7 @@ TEST_F(VEXFileIOTest, ARefusedFileLeavesNoDescriptorOpen)
     EXPECT_TRUE(DescriptorsOf(mFolder).empty());
 }
 
-TEST_F(VEXFileIOTest, FlagsAndPropertiesWithoutAMeaningAreRefused)
+TEST_F(VEXFileIOTest, OtherFlagsAndPropertiesAreRefused)
 {
     const std::string path = Make("kept", "kept");
     for (const int flags : {0, 1, 4, 8 | 4, 32, 16 | 32, -1}) {
@@ -238,7 +238,7 @@ TEST_F(VEXFileIOTest, FlagsAndPropertiesWithoutAMeaningAreRefused)
     EXPECT_EQ(Text("kept"), "kept");
 }
 
-TEST_F(VEXFileIOTest, ANameWithANulInItIsRefused)
+TEST_F(VEXFileIOTest, ANameThatContainsANulIsRefused)
 {
     const std::string path = Make("kept", "kept");
     EXPECT_EQ(OpenError(path + '\0' + ".xml", 16), EINVAL);
@@ -269,7 +269,7 @@ TEST_F(VEXFileIOTest, CanBeOpenedAgainAfterClose)
     EXPECT_EQ(Text("second"), "2");
 }
 
-TEST_F(VEXFileIOTest, WithoutAnOpenFileNothingHappens)
+TEST_F(VEXFileIOTest, OperationsWithoutAnOpenFileDoNothing)
 {
     VEXFileIO file;
     EXPECT_EQ(WriteText(file, "text"), 0U);
@@ -298,7 +298,7 @@ TEST_F(VEXFileIOTest, TheDestructorClosesTheFile)
 }
 
 // The system writes what fits first, and says why only when asked for the rest.
-TEST_F(VEXFileIOTest, WriteGoesOnAfterAShortWriteAndTellsHowFarItCame)
+TEST_F(VEXFileIOTest, WriteContinuesAfterAShortWriteAndReturnsTheBytesWritten)
 {
     rlimit former{};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &former), 0);

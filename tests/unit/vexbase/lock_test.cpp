@@ -53,7 +53,7 @@ TEST(VEXLock, IsTakenAtOnceWhenItIsFree)
     EXPECT_EQ(TryLock(lock, 0), 0);
 }
 
-TEST(VEXLock, GivesMinusThreeWhenTheTimeRunsOut)
+TEST(VEXLock, ReturnsMinus3WhenTheTimeIsOver)
 {
     VEXLock lock;
     const vexbase::LockGuard guard(lock);
@@ -63,7 +63,7 @@ TEST(VEXLock, GivesMinusThreeWhenTheTimeRunsOut)
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(20));
 }
 
-TEST(VEXLock, IsHandedToAWaiterWhenTheOwnerLetsGo)
+TEST(VEXLock, IsTakenByAWaitingThreadWhenItIsReleased)
 {
     for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
         VEXLock lock;
@@ -91,7 +91,7 @@ TEST(LockGuard, HoldsTheLockForItsScope)
     EXPECT_EQ(TryLockElsewhere(lock, 0), 0);
 }
 
-TEST(VEXLock, LetsOneThreadInAtATime)
+TEST(VEXLock, IsHeldByOneThreadAtATime)
 {
     constexpr int kRounds = 20000;
     Counter counter;

@@ -23,7 +23,7 @@ TEST(OutputLine, AFaultGoesToStandardErrorProgressToStandardOutput)
     EXPECT_EQ(output.out, "Open: progress\n");
 }
 
-TEST(OutputLine, AllBytesPassUnchangedAndNoneIsTakenAsAFormat)
+TEST(OutputLine, BytesAreWrittenUnchanged)
 {
     std::string bytes = "%s%n%d {} \\n";
     for (int byte = 0; byte < 256; ++byte) {
@@ -120,7 +120,7 @@ TEST(OutputLine, ACountThatWasCutIsWrittenAgain)
     EXPECT_EQ(output.err, "lo\nLines los\nLines lost: 2 (no room, or no reader)\nthere again\n");
 }
 
-TEST(OutputLine, ADescriptorThatWasClosedAndReplacedIsWrittenToAfresh)
+TEST(OutputLine, ADescriptorThatWasReplacedIsUsed)
 {
     const test::Output output = test::InChild([] {
         const test::Channel pipe(test::Channel::Kind::Pipe);

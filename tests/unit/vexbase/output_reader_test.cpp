@@ -134,7 +134,7 @@ TEST(OutputReader, AFullSocketLosesLinesAndGetsTheirCountLater)
     EXPECT_EQ(LinesOfAFull(socket), std::string(kLostThree) + "there again\n");
 }
 
-TEST(OutputReader, AFullPipeThatCannotBeOpenedAgainDoesTheSame)
+TEST(OutputReader, AFullPipeThatCannotBeOpenedAgainLosesLinesAndGetsTheirCountLater)
 {
     Channel pipe(Channel::Kind::Pipe);
     pipe.Fill();

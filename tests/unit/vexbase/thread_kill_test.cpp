@@ -64,7 +64,7 @@ public:
 
 } // namespace
 
-TEST(VEXThreadKill, EndsABlockedBodyAndReleasesWhatItHeld)
+TEST(VEXThreadKill, EndsABlockedBodyAndDestroysItsObjects)
 {
     VEXThread thread;
     VEXEvent running(VEXEvent::Reset::Manual);
@@ -105,7 +105,7 @@ TEST(VEXThreadKill, EndsABodyThatWaitsForAnEvent)
     }
 }
 
-TEST(VEXThreadKill, LeavesOutTheFlush)
+TEST(VEXThreadKill, SkipsThreadFlush)
 {
     BusyThread thread;
     StartAndAwait(thread, thread.mRunning);
@@ -114,7 +114,7 @@ TEST(VEXThreadKill, LeavesOutTheFlush)
     EXPECT_FALSE(thread.mFlushed);
 }
 
-TEST(VEXThreadKill, LetsTheThreadBeStartedAgain)
+TEST(VEXThreadKill, AllowsTheThreadToStartAgain)
 {
     VEXThread thread;
     VEXEvent running(VEXEvent::Reset::Automatic);
@@ -131,7 +131,7 @@ TEST(VEXThreadKill, LetsTheThreadBeStartedAgain)
     EXPECT_EQ(thread.Stop(0), 0);
 }
 
-TEST(VEXThreadKill, CancelsTheRunThatWasToFollowAndAllowsNoOther)
+TEST(VEXThreadKill, CancelsALaterRunAndRefusesAnother)
 {
     VEXThread thread;
     VEXEvent running(VEXEvent::Reset::Manual);
@@ -158,7 +158,7 @@ TEST(VEXThreadKill, CancelsTheRunThatWasToFollowAndAllowsNoOther)
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);
 }
 
-TEST(VEXThreadKill, OfAThreadThatDoesNotRunDoesNothing)
+TEST(VEXThreadKill, DoesNothingWhenTheThreadIsNotRunning)
 {
     VEXThread thread;
     thread.Kill();
@@ -187,7 +187,7 @@ TEST(VEXThreadKill, OnItselfEndsItAtTheNextCancellationPoint)
 
 // close() is a point where a killed thread ends, and nothing may leave a
 // destructor that way: it would end the process.
-TEST(VEXThreadKill, SparesTheDestructorsOfThisLibrary)
+TEST(VEXThreadKill, DoesNotInterruptDestructorsOfThisLibrary)
 {
     std::atomic<bool> left{false};
     VEXThread thread;
@@ -218,7 +218,7 @@ TEST(VEXThreadKill, SparesTheDestructorsOfThisLibrary)
     EXPECT_TRUE(left);
 }
 
-TEST(VEXThreadKill, LeavesASocketThatTheThreadReadUsable)
+TEST(VEXThreadKill, LeavesASocketUsableFromWhichTheThreadRead)
 {
 #ifdef UNDER_THREAD_SANITIZER
     GTEST_SKIP();

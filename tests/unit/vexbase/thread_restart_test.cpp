@@ -12,7 +12,7 @@ using test::kGenerousMs;
 using test::StartHeld;
 
 // As after a Close of the engine that gave up waiting.
-TEST(VEXThreadRestart, StartedWhileAStoppedRunGoesOnItRunsAgainWhenThatRunEnds)
+TEST(VEXThreadRestart, StartDuringAStoppedRunRunsAgainWhenThatRunEnds)
 {
     HeldBody body;
     VEXThread thread;
@@ -30,7 +30,7 @@ TEST(VEXThreadRestart, StartedWhileAStoppedRunGoesOnItRunsAgainWhenThatRunEnds)
     EXPECT_FALSE(thread.Active());
 }
 
-TEST(VEXThreadRestart, AStopCancelsTheRunThatWasToFollow)
+TEST(VEXThreadRestart, StopCancelsTheLaterRun)
 {
     HeldBody body;
     VEXThread thread;
@@ -46,7 +46,7 @@ TEST(VEXThreadRestart, AStopCancelsTheRunThatWasToFollow)
     EXPECT_EQ(body.runs, 2);
 }
 
-TEST(VEXThreadRestart, AStopWaitsForTheRunThatItStoppedOnly)
+TEST(VEXThreadRestart, StopWaitsOnlyForTheRunThatItStopped)
 {
     HeldBody first;
     HeldBody second;
@@ -86,7 +86,7 @@ TEST(VEXThreadRestart, AThreadCanStartItselfAgainAfterAStop)
 }
 
 // Starts and stops of several threads at any moment of a run.
-TEST(VEXThreadRestart, TheLastStartOrStopHolds)
+TEST(VEXThreadRestart, TheLastStartOrStopCounts)
 {
     VEXThread thread;
     std::atomic<int> running{0};

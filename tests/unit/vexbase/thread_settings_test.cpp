@@ -78,7 +78,7 @@ void AsOrdinaryUser(const std::function<void()> &code)
 
 } // namespace
 
-TEST(VEXThreadPriority, SetBeforeStartHoldsFromTheStartOn)
+TEST(VEXThreadPriority, SetBeforeStartAppliesFromTheStart)
 {
     LookingThread thread;
     EXPECT_EQ(thread.SetPriority(7), 0);
@@ -99,7 +99,7 @@ TEST(VEXThreadPriority, OfARunningThreadIsChangedAtOnce)
     EXPECT_EQ(thread.GetPriority(), 19);
 }
 
-TEST(VEXThreadPriority, NeverSetIsThatOfTheStarter)
+TEST(VEXThreadPriority, NotSetIsInherited)
 {
     std::thread([] { // nobody else's priority is to change
         ASSERT_EQ(setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 11), 0);
@@ -132,7 +132,7 @@ TEST(VEXThreadPriority, ThatTheSystemRefusesFailsAndChangesNothing)
     EXPECT_EQ(thread.Look().nice, 10);
 }
 
-TEST(VEXThreadRealTime, IsTakenOverOrRefusedAsTheSystemDecides)
+TEST(VEXThreadRealTime, IsSetUnlessTheSystemRefuses)
 {
     LookingThread thread;
     ASSERT_EQ(thread.Start(), 0);
@@ -174,7 +174,7 @@ TEST(VEXThreadRealTime, ThatTheSystemRefusesFailsAndChangesNothing)
     EXPECT_EQ(thread.Look().policy, SCHED_OTHER);
 }
 
-TEST(VEXThreadName, SetBeforeStartHoldsFromTheStartOn)
+TEST(VEXThreadName, SetBeforeStartAppliesFromTheStart)
 {
     LookingThread thread;
     thread.SetThreadName("beacon-ssdp");

@@ -110,7 +110,7 @@ TEST(VEXThread, CanBeStartedAgainAfterItsBodyEndedByItself)
     }
 }
 
-TEST(VEXThread, StartFailsWhenTheSystemHasNoThreadToGive)
+TEST(VEXThread, StartFailsWhenTheSystemCannotCreateAThread)
 {
     test::InChild([] {
         const bool root = geteuid() == 0;
@@ -199,7 +199,7 @@ TEST(VEXThread, StopEndsTheLoopAndFlushes)
     EXPECT_TRUE(thread.mFlushed);
 }
 
-TEST(VEXThread, TerminateTellsOfAStopRequestUntilTheNextStart)
+TEST(VEXThread, TerminateIsTrueFromAStopUntilTheNextStart)
 {
     HeldBody body;
     VEXThread thread;
@@ -215,7 +215,7 @@ TEST(VEXThread, TerminateTellsOfAStopRequestUntilTheNextStart)
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);
 }
 
-TEST(VEXThread, StopWaitsAsLongAsItWasTold)
+TEST(VEXThread, StopWaitsForItsTimeout)
 {
     HeldBody body;
     VEXThread thread;
@@ -228,7 +228,7 @@ TEST(VEXThread, StopWaitsAsLongAsItWasTold)
     EXPECT_EQ(thread.Stop(kVEXInfinite), 0);
 }
 
-TEST(VEXThread, StopOfAThreadThatDoesNotRunReturnsZero)
+TEST(VEXThread, StopReturns0WhenTheThreadIsNotRunning)
 {
     VEXThread thread;
     EXPECT_EQ(thread.Stop(0), 0);
@@ -237,7 +237,7 @@ TEST(VEXThread, StopOfAThreadThatDoesNotRunReturnsZero)
     EXPECT_EQ(thread.Stop(0), 0);
 }
 
-TEST(VEXThread, StopOnItselfAsksAndFails)
+TEST(VEXThread, StopOnItselfRequestsTheStopAndFails)
 {
     VEXThread thread;
     std::atomic<int> status{0};
@@ -255,7 +255,7 @@ TEST(VEXThread, StopOnItselfAsksAndFails)
     EXPECT_TRUE(asked);
 }
 
-TEST(VEXThread, SeveralThreadsMayStopOneTogether)
+TEST(VEXThread, SeveralThreadsMayStopItAtOnce)
 {
     for (int round = 0; round < 50; ++round) {
         EndlessThread thread;
@@ -320,7 +320,7 @@ TEST(VEXThread, AnExceptionEndsTheProcessWithStatus1AfterOneLine)
     EXPECT_EQ(child.Out(), "");
 }
 
-TEST(VEXThread, AnExceptionOfUnknownTypeDoesTheSame)
+TEST(VEXThread, AnExceptionOfUnknownTypeEndsTheProcess)
 {
     test::LiveChild child([] {
         VEXThread thread;

@@ -48,7 +48,7 @@ TEST(VEXTime, CountsTheMillisecondsOfTheMonotonicClock)
     EXPECT_LE(now - before, after - before);
 }
 
-TEST(VEXTime, NeverGoesBackWithinItsRange)
+TEST(VEXTime, DoesNotGoBack)
 {
     std::uint32_t last = VEXTime::GetSystemTime();
     for (int i = 0; i < 10000; ++i) {
@@ -58,7 +58,7 @@ TEST(VEXTime, NeverGoesBackWithinItsRange)
     }
 }
 
-TEST(VEXTime, StartsAgainFromZeroAfterTwoToThe32Milliseconds)
+TEST(VEXTime, WrapsTo0After2ToThe32Milliseconds)
 {
     const test::Output output = test::InChild([] {
         if (!SetChildrensClock(kWrapSeconds)) {

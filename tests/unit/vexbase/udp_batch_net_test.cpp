@@ -25,7 +25,7 @@ std::vector<std::string> Texts(const vexbase::DatagramBatch &batch)
 
 } // namespace
 
-TEST(UDPSocketPollBatch, GivesAllThatWaitsInOrderWithItsSenders)
+TEST(UDPSocketPollBatch, ReturnsAllQueuedDatagramsInOrderWithTheirSenders)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -43,7 +43,7 @@ TEST(UDPSocketPollBatch, GivesAllThatWaitsInOrderWithItsSenders)
     EXPECT_EQ(test::Text(batch.Sender(2)), "192.0.2.20:1901");
 }
 
-TEST(UDPSocketPollBatch, LeavesForTheNextTimeWhatItHasNoRoomFor)
+TEST(UDPSocketPollBatch, LeavesTheRestForTheNextCall)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
@@ -65,7 +65,7 @@ TEST(UDPSocketPollBatch, LeavesForTheNextTimeWhatItHasNoRoomFor)
     EXPECT_EQ(received, sent);
 }
 
-TEST(UDPSocketPollBatch, CutsLongDatagramsAndPutsANulBehindEach)
+TEST(UDPSocketPollBatch, CutsLongDatagramsAndEndsEachWithANul)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -86,7 +86,7 @@ TEST(UDPSocketPollBatch, CutsLongDatagramsAndPutsANulBehindEach)
     }
 }
 
-TEST(UDPSocketPollBatch, TakesAnEmptyDatagramForNone)
+TEST(UDPSocketPollBatch, DoesNotCountEmptyDatagrams)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -130,7 +130,7 @@ TEST(UDPSocketPollBatch, OfASilentOrClosedSocketIsEmpty)
 
 // What makes a crowded network cheap: no call but the receiving one, and one for
 // as many datagrams as there is room for.
-TEST(UDPSocketPollBatch, CostsOneSystemCallForAllOfThem)
+TEST(UDPSocketPollBatch, CostsOneSystemCallForAll)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);

@@ -148,7 +148,7 @@ TEST(UDPSocketShutdown, OfReceivingWakesABlockedPoll)
     }
 }
 
-TEST(UDPSocketShutdown, OfReceivingEndsItWhateverIsStillQueued)
+TEST(UDPSocketShutdown, OfReceivingEndsItEvenWithQueuedDatagrams)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
@@ -159,7 +159,7 @@ TEST(UDPSocketShutdown, OfReceivingEndsItWhateverIsStillQueued)
     EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
 }
 
-TEST(UDPSocketShutdown, OfSendingLeavesReceivingAlone)
+TEST(UDPSocketShutdown, OfSendingDoesNotEndReceiving)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -182,7 +182,7 @@ TEST(UDPSocketShutdown, OfBothEndsBoth)
     EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
 }
 
-TEST(UDPSocketShutdown, HoldsUntilTheSocketIsOpenedAnew)
+TEST(UDPSocketShutdown, LastsUntilTheSocketIsOpenedAgain)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -193,7 +193,7 @@ TEST(UDPSocketShutdown, HoldsUntilTheSocketIsOpenedAnew)
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "anew");
 }
 
-TEST(UDPSocketShutdown, IsNoticedUnderANeverEndingBacklog)
+TEST(UDPSocketShutdown, TakesEffectDuringAFlood)
 {
     ExpectEndOfAnEndlessRead([](VEXUDPSocket &socket) { socket.Shutdown(0); });
 }
@@ -214,7 +214,7 @@ TEST(UDPSocketClose, WakesABlockedPoll)
     }
 }
 
-TEST(UDPSocketClose, IsNoticedUnderANeverEndingBacklog)
+TEST(UDPSocketClose, TakesEffectDuringAFlood)
 {
     ExpectEndOfAnEndlessRead([](VEXUDPSocket &socket) { socket.Close(); });
 }
@@ -231,7 +231,7 @@ TEST(UDPSocketClose, FreesThePortBeforeItReturns)
     }
 }
 
-TEST(UDPSocketClose, OfTwoThreadsIsDoneWhenEitherReturns)
+TEST(UDPSocketClose, ByTwoThreadsIsCompleteWhenEitherReturns)
 {
     for (int round = 0; round < 200; ++round) {
         VEXUDPSocket socket;
@@ -298,7 +298,7 @@ TEST(UDPSocketPoll, IsNotProlongedBySignals)
 // Opens and closes a socket over and over, while one thread receives, one
 // sends, and one makes other sockets, which get the descriptor numbers that
 // were just given back. Nobody may ever see the others' datagrams.
-TEST(UDPSocketClose, NeverLetsAThreadTouchAReusedDescriptorNumber)
+TEST(UDPSocketClose, NeverLetsAThreadUseAReusedDescriptor)
 {
     constexpr int kRounds = 1000;
     VEXUDPSocket socket;

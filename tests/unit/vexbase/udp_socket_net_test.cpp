@@ -66,7 +66,7 @@ TEST(UDPSocketOpen, OnOneAddressReceivesThereOnly)
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "here");
 }
 
-TEST(UDPSocketOpen, FailsForWhatIsNoAddressOfThisHost)
+TEST(UDPSocketOpen, FailsForAnInvalidOrForeignAddress)
 {
     VEXUDPSocket socket;
     const std::set<int> before = OpenDescriptors();
@@ -92,7 +92,7 @@ TEST(UDPSocketOpen, FailsWhenThePortIsTaken)
     EXPECT_EQ(second.Open("", kPort), 0);
 }
 
-TEST(UDPSocketOpen, SharesAPortWithWhoeverSharesItToo)
+TEST(UDPSocketOpen, SharesAPortWithSocketsThatShareIt)
 {
     VEXUDPSocket first;
     VEXUDPSocket second;
@@ -117,7 +117,7 @@ TEST(UDPSocketOpen, OfAnOpenSocketFailsAndChangesNothing)
     EXPECT_EQ(other.Open("", kPort + 1), 0); // the port was not taken meanwhile
 }
 
-TEST(UDPSocketOpen, LeavesNothingForOtherProgramsToInherit)
+TEST(UDPSocketOpen, IsNotInheritedByOtherPrograms)
 {
     VEXUDPSocket socket;
     const std::set<int> before = OpenDescriptors();
@@ -134,7 +134,7 @@ TEST(UDPSocketOpen, LeavesNothingForOtherProgramsToInherit)
     EXPECT_EQ(OpenDescriptors(), before);
 }
 
-TEST(UDPSocketOpen, FailsWithoutATraceWhenDescriptorsRunOut)
+TEST(UDPSocketOpen, FailsWithoutSideEffectsWhenDescriptorsRunOut)
 {
     rlimit former{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &former), 0);
@@ -154,7 +154,7 @@ TEST(UDPSocketOpen, FailsWithoutATraceWhenDescriptorsRunOut)
     EXPECT_EQ(OpenDescriptors(), before);
 }
 
-TEST(UDPSocketReceiveBuffer, HoldsABurstForWhichItWasAsked)
+TEST(UDPSocketReceiveBuffer, HoldsABurstOfTheRequestedSize)
 {
     constexpr int kBurst = 500;
     VEXUDPSocket socket;
@@ -177,7 +177,7 @@ TEST(UDPSocketReceiveBuffer, OfAClosedSocketIsRefused)
     EXPECT_LT(socket.SetReceiveBuffer(65536), 0);
 }
 
-TEST(UDPSocketPoll, GivesADatagramAndItsSender)
+TEST(UDPSocketPoll, ReturnsADatagramAndItsSender)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -202,7 +202,7 @@ TEST(UDPSocketPoll, CutsALongDatagramToTheSize)
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "next");
 }
 
-TEST(UDPSocketPoll, GivesNothingWhenTheTimeHasRunOut)
+TEST(UDPSocketPoll, ReturnsNothingWhenTheTimeIsOver)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -214,7 +214,7 @@ TEST(UDPSocketPoll, GivesNothingWhenTheTimeHasRunOut)
     EXPECT_EQ(polled.sender, "");
 }
 
-TEST(UDPSocketPoll, OfAClosedSocketGivesNothingAtOnce)
+TEST(UDPSocketPoll, OfAClosedSocketReturnsAtOnce)
 {
     VEXUDPSocket socket;
     EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
@@ -223,7 +223,7 @@ TEST(UDPSocketPoll, OfAClosedSocketGivesNothingAtOnce)
     EXPECT_EQ(socket.Read(buffer.data(), buffer.size(), sender), 0U);
 }
 
-TEST(UDPSocketPoll, GivesABacklogInOrder)
+TEST(UDPSocketPoll, ReturnsQueuedDatagramsInOrder)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
@@ -238,7 +238,7 @@ TEST(UDPSocketPoll, GivesABacklogInOrder)
 
 // A burst must be taken in before the system's queue overflows: once the time-out
 // is set, no call is spent on anything but receiving.
-TEST(UDPSocketPoll, CostsOneSystemCallADatagram)
+TEST(UDPSocketPoll, CostsOneSystemCallForEachDatagram)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
@@ -268,7 +268,7 @@ TEST(UDPSocketPoll, CostsOneSystemCallADatagram)
     }
 }
 
-TEST(UDPSocketPoll, KeepsEachCallsOwnTimeout)
+TEST(UDPSocketPoll, UsesTheTimeoutOfEachCall)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -289,7 +289,7 @@ TEST(UDPSocketPoll, KeepsEachCallsOwnTimeout)
     EXPECT_EQ(PollOnce(socket, 150).datagram, "");
 }
 
-TEST(UDPSocketPoll, TakesAnEmptyDatagramForNone)
+TEST(UDPSocketPoll, DoesNotReturnAnEmptyDatagram)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -300,7 +300,7 @@ TEST(UDPSocketPoll, TakesAnEmptyDatagramForNone)
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "full");
 }
 
-TEST(UDPSocketRead, GivesTheNextDatagram)
+TEST(UDPSocketRead, ReturnsTheNextDatagram)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -344,7 +344,7 @@ TEST(UDPSocketWrite, FailsWhenThereIsNoRouteOrTheDatagramIsTooLong)
 }
 
 // A peer's refusal must not spoil the next datagram.
-TEST(UDPSocketWrite, AfterARefusalByTheDestinationGoesOn)
+TEST(UDPSocketWrite, ContinuesAfterARefusalByTheDestination)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -356,7 +356,7 @@ TEST(UDPSocketWrite, AfterARefusalByTheDestinationGoesOn)
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "still here");
 }
 
-TEST(UDPSocketWrite, NeverWaitsForRoomInTheSystemsQueue)
+TEST(UDPSocketWrite, DoesNotWaitForRoomInTheSendBuffer)
 {
     test::OnHost("tc qdisc add dev net0 root tbf rate 8bit burst 1600 limit 100000000");
     VEXUDPSocket socket;

@@ -20,7 +20,7 @@ int WriteSparing(VEXUDPSocket &socket, const std::string &text, const sockaddr_i
 
 } // namespace
 
-TEST(UDPSocketWriteSparing, SendsWhileNothingWaits)
+TEST(UDPSocketWriteSparing, SendsWhenTheBufferIsEmpty)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -29,7 +29,7 @@ TEST(UDPSocketWriteSparing, SendsWhileNothingWaits)
     EXPECT_EQ(peer.Receive(), "text");
 }
 
-TEST(UDPSocketWriteSparing, LeavesRoomWhenDatagramsWaitForAHostThatIsNotThere)
+TEST(UDPSocketWriteSparing, LeavesRoomWhenDatagramsForAMissingHostAreQueued)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);

@@ -16,7 +16,7 @@ using test::ScriptedServer;
 
 using WatchStreamFaults = test::WatchStreamFixture;
 
-TEST_F(WatchStreamFaults, TriesAgainWhileTheServiceIsRefusedAndTellsOnceEachWay)
+TEST_F(WatchStreamFaults, TriesAgainWhileConnectionsAreRefusedAndReportsLossAndReturnOnce)
 {
     std::thread later;
     const std::string lines = Lines([this, &later] {
@@ -33,7 +33,7 @@ TEST_F(WatchStreamFaults, TriesAgainWhileTheServiceIsRefusedAndTellsOnceEachWay)
     EXPECT_EQ(lines, "stream lost: Connection refused\nstream is back\n");
 }
 
-TEST_F(WatchStreamFaults, GoesOnFromTheEventLoopWhenTheServiceComesTooLate)
+TEST_F(WatchStreamFaults, ContinuesOnTheEventLoopWhenTheServiceIsLate)
 {
     WatchPolicy policy = Quick();
     policy.firstDeliveryMs = 100;
@@ -48,7 +48,7 @@ TEST_F(WatchStreamFaults, GoesOnFromTheEventLoopWhenTheServiceComesTooLate)
     EXPECT_EQ(Values(), "24={}|19=[]|");
 }
 
-TEST_F(WatchStreamFaults, GivesUpTheFirstDeliveryInTimeWhenTheServiceNeverAnswers)
+TEST_F(WatchStreamFaults, WaitsForTheFirstValuesNoLongerThanItsLimit)
 {
     mServer.Start({Answer("")});
     WatchPolicy policy = Quick();
@@ -62,7 +62,7 @@ TEST_F(WatchStreamFaults, GivesUpTheFirstDeliveryInTimeWhenTheServiceNeverAnswer
     EXPECT_EQ(Values(), "");
 }
 
-TEST_F(WatchStreamFaults, OpensTheStreamAgainWhenTheServiceWasKilledAndIsBack)
+TEST_F(WatchStreamFaults, ConnectsAgainWhenAKilledServiceIsBack)
 {
     mServer.Start({Answer(kBoth)});
     Make(Quick()).start();
@@ -81,7 +81,7 @@ TEST_F(WatchStreamFaults, OpensTheStreamAgainWhenTheServiceWasKilledAndIsBack)
     EXPECT_EQ(Values(), "24={\"hostName\":\"b\"}|");
 }
 
-TEST_F(WatchStreamFaults, TellsAWrongStatusOnceAndTriesOn)
+TEST_F(WatchStreamFaults, ReportsAWrongStatusOnceAndTriesAgain)
 {
     mServer.Start({AnswerAndClose("HTTP/1.1 503 Service Unavailable\r\n\r\n"),
                    AnswerAndClose("HTTP/1.1 503 Service Unavailable\r\n\r\n"),
@@ -91,7 +91,7 @@ TEST_F(WatchStreamFaults, TellsAWrongStatusOnceAndTriesOn)
     EXPECT_EQ(Values(), "24={}|19=[]|");
 }
 
-TEST_F(WatchStreamFaults, TellsAWrongContentTypeEvenInAnOutageThatWasTold)
+TEST_F(WatchStreamFaults, ReportsAWrongContentTypeDuringAReportedOutage)
 {
     mServer.Start({AnswerAndClose(""), AnswerAndClose("HTTP/1.1 200 OK\r\n\r\n"), Answer(kBoth)});
     EXPECT_EQ(Lines([this] { Make(Quick()).start(); }),
@@ -121,7 +121,7 @@ TEST_F(WatchStreamFaults, AnEndlessHeaderIsCutOff)
     EXPECT_EQ(Values(), "24={}|19=[]|");
 }
 
-TEST_F(WatchStreamFaults, DropsWhatDoesNotParseWithALineEachAndStaysConnected)
+TEST_F(WatchStreamFaults, DropsMalformedEventsWithALineEachAndStaysConnected)
 {
     const std::string big = QString(10'000'000, QLatin1Char('x')).toStdString();
     mServer.Start({Answer(kEventStream + Event("24", "{") + Event("25", "{}") + Event("24", big) +
@@ -134,7 +134,7 @@ TEST_F(WatchStreamFaults, DropsWhatDoesNotParseWithALineEachAndStaysConnected)
     EXPECT_EQ(mServer.Connections(), 1);
 }
 
-TEST_F(WatchStreamFaults, AnAnswerThatComesToItsEndIsALostStream)
+TEST_F(WatchStreamFaults, AnAnswerThatEndsIsALostStream)
 {
     mServer.Start({Answer("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n"
                           "Content-Length: 21\r\n\r\nevent: 24\ndata: {}\n\n\n"),
@@ -157,7 +157,7 @@ TEST_F(WatchStreamFaults, ASilentStreamIsOpenedAgain)
     EXPECT_EQ(Values(), "24={}|19=[]|24={}|19=[]|");
 }
 
-TEST_F(WatchStreamFaults, AServiceThatNeverAnswersIsAskedAgainAfterTheSameSilence)
+TEST_F(WatchStreamFaults, AServiceThatNeverAnswersIsAskedAgain)
 {
     mServer.Start({Answer(""), Answer(kBoth)});
     WatchPolicy policy = Quick();
@@ -167,7 +167,7 @@ TEST_F(WatchStreamFaults, AServiceThatNeverAnswersIsAskedAgainAfterTheSameSilenc
     EXPECT_EQ(Values(), "24={}|19=[]|");
 }
 
-TEST_F(WatchStreamFaults, TheFirstEventAfterALossStartsThePausesOver)
+TEST_F(WatchStreamFaults, ThePauseIsTheShortestAgainAfterAnEvent)
 {
     // Without that, the pauses would come to more than half a minute.
     mServer.Start({AnswerAndClose(kBoth)});
@@ -179,7 +179,7 @@ TEST_F(WatchStreamFaults, TheFirstEventAfterALossStartsThePausesOver)
     });
 }
 
-TEST_F(WatchStreamFaults, ASystemWithoutDescriptorsIsAnOutageLikeAnyOther)
+TEST_F(WatchStreamFaults, LackOfDescriptorsIsAnOutage)
 {
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
@@ -196,7 +196,7 @@ TEST_F(WatchStreamFaults, ASystemWithoutDescriptorsIsAnOutageLikeAnyOther)
     EXPECT_EQ(Values(), "24={}|19=[]|");
 }
 
-TEST_F(WatchStreamFaults, WhatIsNoAddressOrPortIsToldOnceAndHarmsNothing)
+TEST_F(WatchStreamFaults, AnInvalidAddressOrPortIsReportedOnce)
 {
     for (const auto &[host, port] :
          {std::pair("localhost", 8080), std::pair("", 8080), std::pair("127.0.0.1", 0),
@@ -213,7 +213,7 @@ TEST_F(WatchStreamFaults, WhatIsNoAddressOrPortIsToldOnceAndHarmsNothing)
     }
 }
 
-TEST_F(WatchStreamFaults, ARequestThatTheSystemDoesNotTakeWholeIsALostStream)
+TEST_F(WatchStreamFaults, ARequestThatIsSentInPartIsALostStream)
 {
     mServer.Start({Answer(kBoth)});
     WatchPolicy policy = Quick();
@@ -227,7 +227,7 @@ TEST_F(WatchStreamFaults, ARequestThatTheSystemDoesNotTakeWholeIsALostStream)
               "stream lost: Message too long\nnot every value came within 100 ms\n");
 }
 
-TEST(WatchPolicy, IsWhatTheServicesContractSays)
+TEST(WatchPolicy, HasTheTimesOfTheServicesContract)
 {
     const WatchPolicy policy;
     EXPECT_EQ(policy.firstDeliveryMs, 5000);

@@ -73,7 +73,7 @@ TEST_F(WatchStreamTest, RunsNoEventLoopWhileItWaitsForTheFirstValues)
     EXPECT_TRUE(ran);
 }
 
-TEST_F(WatchStreamTest, WaitsForEachParameterThoughTheValuesComeApart)
+TEST_F(WatchStreamTest, WaitsForTheValuesOfAllParameters)
 {
     std::promise<void> first;
     mServer.Start({[&first](Connection &connection) {
@@ -112,7 +112,7 @@ TEST_F(WatchStreamTest, AMissingFirstValueIsDeliveredWhenItComes)
     EXPECT_EQ(Values(), "19=[]|");
 }
 
-TEST_F(WatchStreamTest, WithoutTimeForTheFirstValuesAllComeFromTheEventLoop)
+TEST_F(WatchStreamTest, WithoutAWaitTheEventLoopDeliversAllValues)
 {
     mServer.Start({Answer(kBoth)});
     EXPECT_EQ(Lines([this] {
@@ -145,7 +145,7 @@ TEST_F(WatchStreamTest, CommentsKeepAQuietStreamOpen)
     EXPECT_EQ(Values(), "24={}|19=[]|24={\"hostName\":\"still\"}|");
 }
 
-TEST_F(WatchStreamTest, WhatWaitsUnreadAfterTheEventLoopWasHeldUpIsNoSilence)
+TEST_F(WatchStreamTest, UnreadDataAfterADelayOfTheEventLoopIsNotSilence)
 {
     std::promise<void> started;
     std::promise<void> sent;
@@ -171,7 +171,7 @@ TEST_F(WatchStreamTest, WhatWaitsUnreadAfterTheEventLoopWasHeldUpIsNoSilence)
     EXPECT_EQ(Values(), "24={\"hostName\":\"c\"}|");
 }
 
-TEST_F(WatchStreamTest, ReadsAStreamThatComesInOneByteChunks)
+TEST_F(WatchStreamTest, ReadsAStreamInOneByteChunks)
 {
     std::string chunks;
     for (const char byte : std::string("event: 24\ndata: {}\n\n:\n\nevent: 19\ndata: []\n\n")) {
@@ -217,7 +217,7 @@ TEST_F(WatchStreamTest, NoChildInheritsTheSocket)
     EXPECT_EQ(found, 1);
 }
 
-TEST_F(WatchStreamTest, DescriptorZeroServesAsWellAsAnyOther)
+TEST_F(WatchStreamTest, Descriptor0CanBeUsed)
 {
     // The server is kept busy until the stream has its descriptor: to accept
     // takes the lowest free number too, and at once.
