@@ -38,7 +38,7 @@ public:
     ConfigService(const ConfigService &) = delete;
     ConfigService &operator=(const ConfigService &) = delete;
 
-    // Sends a parameter's value; waits for the client first.
+    // Sends a parameter's value now, or when the client has connected.
     void Send(int param, const std::string &json)
     {
         const std::lock_guard<std::mutex> held(mMutex);

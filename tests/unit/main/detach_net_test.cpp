@@ -1,4 +1,4 @@
-// In a mount namespace of its own, for what covers /proc.
+// In a private mount namespace, because tests hide /proc.
 #include "denied_call.h"
 #include "main/detach.h"
 #include "support/capture.h"
@@ -23,14 +23,13 @@
 
 namespace {
 
-// What the C library would say, and how often it was asked.
+// The limit that getdtablesize() returns, and the number of its calls.
 std::optional<int> gTableSize;
 int gTableSizeAsked = 0;
 
 } // namespace
 
-// In place of the C library's, so that tests may have a limit that this machine
-// does not permit.
+// Replaces the C library's function: tests need limits that this machine does not allow.
 int getdtablesize() noexcept
 {
     ++gTableSizeAsked;
@@ -41,7 +40,7 @@ namespace {
 
 using testing::HasSubstr;
 
-// The descriptors of this process and what they lead to.
+// The descriptors of this process and the files that they refer to.
 std::map<int, std::string> Descriptors()
 {
     std::map<int, std::string> result;
@@ -59,7 +58,7 @@ std::map<int, std::string> Descriptors()
     return result;
 }
 
-// The same as text, but for one descriptor.
+// The same as text, without one descriptor.
 std::string DescriptorText(int except)
 {
     std::ostringstream text;
@@ -75,13 +74,13 @@ constexpr const char *kStandardOnly = "0 /dev/null\n1 /dev/null\n2 /dev/null\n";
 
 struct Outcome
 {
-    int caller = -1; // the exit statuses: of the process that detached itself
-    int daemon = -1; // and of the one that went on, -1 when there was none
+    int caller = -1; // exit status of the process that called Detach
+    int daemon = -1; // exit status of the detached process; -1 if there was none
     std::string report;
     test::Output output;
 };
 
-// Where the process that goes on writes to; kept open by it.
+// The detached process writes its report here, and keeps it open.
 int gReport = -1;
 
 int StatusOf(pid_t process)
@@ -110,9 +109,9 @@ std::string ReadAll(int descriptor)
     return text;
 }
 
-// Runs code that detaches itself and reports, in a child process. The one that
-// goes on is adopted by this process, so that its status can be had (not under
-// emulation, where an adoption is refused).
+// Runs code that detaches and reports, in a child process. This process becomes the parent
+// of the detached process and gets its status (not under emulation, which does not support
+// that).
 Outcome OutcomeOf(const std::function<void()> &code)
 {
     Outcome outcome;
@@ -124,7 +123,7 @@ Outcome OutcomeOf(const std::function<void()> &code)
         const pid_t caller = fork();
         if (caller == 0) {
             code();
-            _exit(98); // the code is to end by itself
+            _exit(98); // the code must end by itself
         }
         close(report[1]);
         outcome.caller = StatusOf(caller);
@@ -135,12 +134,12 @@ Outcome OutcomeOf(const std::function<void()> &code)
     return outcome;
 }
 
-// The start of the daemon up to its detaching.
+// The start of the daemon until it detaches.
 struct Started
 {
     Started() : application(argc, &argument) { descriptors.NoteOpened(); }
 
-    // What to keep: the application's own, and this test's.
+    // The descriptors to keep: the application's and this test's.
     [[nodiscard]] std::set<int> Kept() const
     {
         std::set<int> kept = descriptors.Get();
@@ -163,7 +162,7 @@ void OpenMany()
     dup2(STDIN_FILENO, 1000);
 }
 
-// Detaches with many descriptors open, and reports those that are left.
+// Detaches with many open descriptors, and reports the remaining ones.
 void DetachFromMany()
 {
     OpenMany();
@@ -231,7 +230,7 @@ TEST(Detach, ClosesOneByOneWithoutCloseRange)
         gTableSize = 2000;
         DetachFromMany();
     });
-    // The limit is asked anew for each descriptor, and once more at the end.
+    // The limit is read for each descriptor, and once more at the end.
     EXPECT_EQ(outcome.report, std::string(kStandardOnly) + "2001");
     EXPECT_EQ(outcome.daemon, 0);
 }
@@ -248,7 +247,7 @@ TEST(Detach, DoesNotCountToALimitOfABillion)
 TEST(Detach, EndsWith1WhenItCannotMakeAProcess)
 {
     const Outcome outcome = OutcomeOf([] {
-        test::DenyCall(SYS_clone, EAGAIN, CLONE_VM); // threads and sanitizers may go on
+        test::DenyCall(SYS_clone, EAGAIN, CLONE_VM); // threads and sanitizers may still use it
         beacond::Detach({gReport});
         ReportAndEnd("went on");
     });

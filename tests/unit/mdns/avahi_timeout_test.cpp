@@ -13,7 +13,7 @@ namespace {
 
 const AvahiPoll *const kPoll = avahi_qt_poll_get();
 
-// Wall-clock time, some microseconds from now.
+// The wall-clock time so many microseconds from now.
 timeval fromNow(AvahiUsec microseconds)
 {
     timeval deadline{};
@@ -22,7 +22,7 @@ timeval fromNow(AvahiUsec microseconds)
     return deadline;
 }
 
-// What a time-out calls back: notes which it was, then does what the test wants.
+// The callback of a time-out: records which one it was, then runs the test's action.
 struct Observer
 {
     std::vector<AvahiTimeout *> calls;
@@ -48,7 +48,7 @@ protected:
         return waitFor([this, count] { return m_observer.calls.size() >= count; });
     }
     static QTimer *timer(AvahiTimeout *timeout) { return timeout->findChild<QTimer *>(); }
-    // Lets another time-out, armed now for some milliseconds, expire.
+    // Waits until another time-out, of 20 ms, has expired.
     void letTimePass()
     {
         const timeval soon = fromNow(20000);
@@ -57,8 +57,8 @@ protected:
         EXPECT_TRUE(waitFor([&other] { return !other.calls.empty(); }));
         kPoll->timeout_free(timeout);
     }
-    // The delay for a deadline so many microseconds ahead, when the machine was
-    // quick enough for less than slack of them to pass meanwhile.
+    // The timer's delay, in milliseconds, for a deadline so many microseconds ahead. Tries
+    // again if slack microseconds or more have passed before the check.
     static int delayFor(AvahiTimeout *timeout, AvahiUsec ahead, AvahiUsec slack)
     {
         timeval deadline{};

@@ -70,7 +70,7 @@ TEST_F(MdnsUnderChange, ANewHostNameOfAvahiDaemonPublishesTheServicesOnIt)
                                 established("studio-k"));
 }
 
-// As when another machine of the network has that name: avahi-daemon takes another one.
+// If another machine on the network has the name, avahi-daemon chooses another one.
 TEST_F(MdnsUnderChange, ATakenHostNameOfAvahiDaemonPublishesTheServicesOnTheNext)
 {
     LiveChild studio = device({publishAs("studio-l")});

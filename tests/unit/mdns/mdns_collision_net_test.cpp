@@ -10,7 +10,7 @@ class MdnsCollision : public TwoDevices
 {
 };
 
-// The instance is renamed, the log lines go on with the first name.
+// The instance is renamed; the log lines keep the first name.
 TEST_F(MdnsCollision, ANameOfAnotherProgramOnTheDeviceIsChanged)
 {
     LiveChild peer = browser();
@@ -24,8 +24,8 @@ TEST_F(MdnsCollision, ANameOfAnotherProgramOnTheDeviceIsChanged)
     EXPECT_EQ(studio.Err(), named("studio-h") + renamed("studio-h #2") + established("studio-h"));
 }
 
-// The log lines go on with other names, the instance is tried again with the
-// first name until it is free.
+// The name in the log lines changes; the instance is tried again with the first name until
+// that is free.
 TEST_F(MdnsCollision, ANameOfAnotherDeviceIsTriedUntilItIsFree)
 {
     LiveChild peer = browser();

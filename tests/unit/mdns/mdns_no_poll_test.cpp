@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-// Linked in place of the library's own, which always gives a table.
+// Replaces the library's function, which never returns null.
 const AvahiPoll *avahi_qt_poll_get()
 {
     return nullptr;

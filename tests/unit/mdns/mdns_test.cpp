@@ -53,7 +53,7 @@ TEST(Mdns, PublishingBeforeInitWaitsForTheClient)
                           "avahi host/service updating to: studio-a\n");
 }
 
-// There is no client yet that a group could be made with.
+// There is no client yet to make a group with.
 TEST(Mdns, IgnoresRunningWhileTheClientIsBeingMade)
 {
     const test::Output output = inFreshProcess([] {
@@ -274,7 +274,7 @@ TEST(Mdns, CollisionOfTheGroupChangesTheLogLinesButNotTheRegisteredName)
         fake::groupState(AVAHI_ENTRY_GROUP_COLLISION);
         fake::groupState(AVAHI_ENTRY_GROUP_ESTABLISHED);
     });
-    EXPECT_EQ(output.out, std::string(kAddHttp) + kAddHttp) << "and no reset";
+    EXPECT_EQ(output.out, std::string(kAddHttp) + kAddHttp) << "without a reset";
     EXPECT_EQ(output.err, "Service name collision, renaming service to 'studio-a #2'\n"
                           "Service name collision, renaming service to 'studio-a #3'\n"
                           "Service 'studio-a #3' successfully established.\n");
@@ -300,7 +300,7 @@ TEST(Mdns, EmitsNoneOfItsSignals)
                           "Service 'studio-b #2' successfully established.\n");
 }
 
-// What is replaced or removed is freed: the leak check runs when the child ends.
+// The leak sanitizer runs when the child ends.
 TEST(Mdns, FreesReplacedServices)
 {
     const test::Output output = inFreshProcess([] {

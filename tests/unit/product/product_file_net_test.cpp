@@ -20,7 +20,7 @@ const std::string kNothing =
     kLooking + "*** getProductID: Nothing in /etc/product_id either.  I need one or the other.\n"
                "GetBoardIDFromProductID: Failed to find a board ID for productID \"\"\n";
 
-// An /etc of the test's own, empty, and an environment without PRODUCT_ID.
+// A private, empty /etc, and an environment without PRODUCT_ID.
 class ProductFile : public testing::Test
 {
 protected:
@@ -33,7 +33,7 @@ protected:
 
     static void Write(const std::string &text) { std::ofstream("/etc/product_id") << text; }
 
-    // What finding the identity in the file says; it must give this ID and board.
+    // The output of finding the identity in the file. The result must be this ID and board.
     static std::string Find(const std::string &productID, VEXBoardID_t board)
     {
         const test::Output output = test::InChild([&] {

@@ -41,7 +41,7 @@ void SetProduct(const char *productID)
     setenv("PRODUCT_ID", productID, 1); // NOLINT(concurrency-mt-unsafe): in a child, one thread
 }
 
-// What finding the identity says when PRODUCT_ID selects a board.
+// The output of finding the identity when PRODUCT_ID selects a board.
 std::string Found(const std::string &productID, const std::string &board)
 {
     return "getProductID productID is not initialized\n"
@@ -64,7 +64,7 @@ std::string NotFound(const std::string &productID)
 
 using Predicate = bool (*)(VEXBoardID_t);
 
-// The boards of the table, and a few that are in none, that a predicate holds for.
+// The boards for which a predicate is true, of those in the table and some others.
 std::set<std::uint32_t> Holding(Predicate predicate)
 {
     std::set<std::uint32_t> boards;

@@ -16,8 +16,8 @@ struct Serial
     std::uint32_t number;
 };
 
-// Every reading, on a device whose tree stands under /proc/device-tree. The
-// real /proc is covered for no longer than this: the sanitizers need it.
+// The results of all operations with a given /proc/device-tree. The real /proc is hidden
+// only during the calls, because the sanitizers need it.
 Serial ReadOnDevice(const std::function<void()> &makeTree)
 {
     EXPECT_EQ(mount("tmpfs", "/proc", "tmpfs", 0, "mode=755"), 0);

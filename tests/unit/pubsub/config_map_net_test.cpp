@@ -23,7 +23,7 @@ class Config : public testing::Test
 protected:
     Config() { qRegisterMetaType<ConfigMap::ParamId>("ConfigMap::ParamId"); }
 
-    // A watch whose first values these are.
+    // A watch with these first values.
     void Watch(const std::string &system, const std::string &devices)
     {
         mService = std::make_unique<test::ConfigService>(system, devices);
@@ -40,8 +40,8 @@ protected:
                   Device("Failed", true, "192.0.2.91") + "]");
     }
 
-    // The signals of one value of the service, as "slot parameter text boolean".
-    // Another value, whose signal is known, marks where they end.
+    // The signals after one value of the service, as "slot parameter text boolean". A second
+    // value with a known signal marks their end.
     Texts SignalsOf(int param, const std::string &json)
     {
         const std::string mark = "mark" + std::to_string(++mMarks);
@@ -51,7 +51,7 @@ protected:
         Texts texts;
         while (texts.empty() || texts.back() != last) {
             if (mSpy->isEmpty() && !mSpy->wait(20000)) {
-                ADD_FAILURE() << "nothing came of the mark";
+                ADD_FAILURE() << "no signal after the mark";
                 return texts;
             }
             texts.push_back(Text(mSpy->takeFirst()));

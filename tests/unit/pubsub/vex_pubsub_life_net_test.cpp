@@ -18,7 +18,7 @@ std::string BrowseList()
 
 } // namespace
 
-// The switch's goodbye needs a tick, of some five seconds.
+// The goodbye is sent at the next tick, within about five seconds.
 TEST(PubSubLife, SwitchingOffSendsTheGoodbyeAtTheNextTick)
 {
     test::Coordinator device;
@@ -33,7 +33,7 @@ TEST(PubSubLife, SwitchingOffSendsTheGoodbyeAtTheNextTick)
 TEST(PubSubLife, AChangeInTheServiceReachesTheNetwork)
 {
     test::Coordinator device;
-    EXPECT_EQ(device.Signals(), Texts()); // the first values are no changes
+    EXPECT_EQ(device.Signals(), Texts()); // the first values are not changes
     device.Service().Send(24, R"({"hostName":"beta"})");
     QSignalSpy changed(&device.PubSub(), SIGNAL(nameChanged(QString)));
     EXPECT_TRUE(changed.wait(20000));
@@ -49,7 +49,7 @@ TEST(PubSubLife, BeginsAndEndsWithItsLinesAndWithoutGoodbye)
         test::Capture([&device] { device = std::make_unique<test::Coordinator>(); });
     EXPECT_EQ(begin.out, "initializing pubsub object\n");
     EXPECT_EQ(begin.err, "");
-    EXPECT_EQ(BrowseList(), "[]"); // the browser has begun already
+    EXPECT_EQ(BrowseList(), "[]"); // the browser has started
     device->Set(ConfigMap::SsdpEnable, "", true);
     device->Set(ConfigMap::Connected, "", true);
     EXPECT_EQ(device->NextAnnouncement(), "alive");
@@ -107,7 +107,7 @@ TEST(PubSubLeaving, BeforeTheFirstPublicationPreventsIt)
     EXPECT_EQ(access("/var/www/discovery/browse.json", F_OK), -1);
 }
 
-// It waits for an address as long as the system can tell of none.
+// It waits for an address while the system reports none.
 TEST(PubSubLeaving, EndsTheWaitForAnAddress)
 {
     test::Coordinator device;

@@ -12,7 +12,7 @@ namespace {
 class PubSub : public test::CoordinatorTest
 {
 protected:
-    // The state of a device that is up and announced.
+    // Switches SSDP on and waits until the device is announced.
     static void Announce()
     {
         device->Set(ConfigMap::SsdpEnable, "", true);
@@ -29,7 +29,7 @@ protected:
         static_cast<void>(device->Heard());
     }
 
-    // Gives net0 another address, which the configuration service reports.
+    // Gives net0 another address; the configuration service reports it.
     static void Move(const std::string &from, const std::string &to)
     {
         test::OnHost("ip addr add " + to + "/24 dev net0 && ip addr del " + from + "/24 dev net0");
@@ -166,7 +166,7 @@ TEST_F(PubSub, CompleteOpensTheEngineWithoutAnnouncementWhileSsdpIsOff)
     test::PeerSocket asker;
     asker.SendTo("gh", test::kOwnAddress, 49821);
     EXPECT_EQ(asker.Receive(), "HostList");
-    device->Set(ConfigMap::SsdpEnable, "", true); // so that it may be closed again
+    device->Set(ConfigMap::SsdpEnable, "", true); // so that Reset can close the engine
 }
 
 TEST_F(PubSub, OtherStatesAreIgnored)
@@ -206,7 +206,7 @@ TEST_F(PubSub, SwitchingOnOpensAnEngineAgainThatIsOpenOnAFormerAddress)
         "NTS: ssdp:alive\r\nLOCATION: http://192.0.2.11:80/corvia_12_upnp_ssdp_1.xml\r\n"
         "USN: uuid:65746500-Corvia 12-192.0.2.11-0\r\n";
     EXPECT_NE(device->Peer().ReceiveContaining(alive), "");
-    // Once more, with nothing between: the engine is open on the right address.
+    // Again, without a change: the engine is open on the right address.
     const test::Output output = test::Capture([] { device->Set(ConfigMap::SsdpEnable, "", true); });
     EXPECT_EQ(output.out + output.err, "");
     Disable();
@@ -287,7 +287,7 @@ TEST_F(PubSub, OwnServiceIsFilledFromIdentityAndConfiguration)
     EXPECT_EQ(service.modelName, "Corvia 12");
     EXPECT_EQ(service.modelNumber, "0x10650001");
     EXPECT_EQ(service.modelDescription, "HD recorder");
-    EXPECT_EQ(service.serialNumber, "1HE000000"); // of a device without a device tree
+    EXPECT_EQ(service.serialNumber, "1HE000000"); // the default without a device tree
     EXPECT_EQ(service.ipAddress, "192.0.2.10");
     EXPECT_EQ(service.hostName, "beta");
     EXPECT_EQ(service.instance, "0");

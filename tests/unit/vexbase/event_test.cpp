@@ -68,7 +68,7 @@ TEST(VEXEvent, AutomaticIsClearedByTheThreadThatWaited)
 {
     VEXEvent event(VEXEvent::Reset::Automatic);
     event.Signal();
-    event.Signal(); // while one is pending a second says nothing new
+    event.Signal(); // the event is signalled already
     EXPECT_EQ(event.WaitForSignal(kVEXInfinite), 0);
     EXPECT_EQ(event.WaitForSignal(0), -3);
 }

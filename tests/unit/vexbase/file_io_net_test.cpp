@@ -1,4 +1,4 @@
-// With the private file tree of the network tests, for what needs a mount.
+// A private mount namespace, like that of the network tests.
 #include "vexbase/vex_file_io.h"
 
 #include <cerrno>

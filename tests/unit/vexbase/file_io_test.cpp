@@ -34,7 +34,7 @@ std::string ReadText(VEXFileIO &file, std::uint32_t length)
     return text;
 }
 
-// Descriptors of this process that are open on a file.
+// This process's descriptors that are open on a file.
 std::vector<int> DescriptorsOf(const std::string &path)
 {
     std::vector<int> found;
@@ -73,7 +73,7 @@ protected:
         return text.str();
     }
 
-    // The errno of an Open that must fail.
+    // Opens a file, which must fail, and returns errno.
     [[nodiscard]] static int OpenError(const std::string &name, int flags, int properties = 1)
     {
         VEXFileIO file;
@@ -198,7 +198,7 @@ TEST_F(VEXFileIOTest, ADirectoryIsRefused)
     EXPECT_EQ(OpenError(mFolder, 16), EISDIR);
 }
 
-// Neither may the daemon wait for somebody to open the other end.
+// The daemon must not wait until a process opens the other end.
 TEST_F(VEXFileIOTest, AFifoIsRefusedWithoutWaitingForAPeer)
 {
     ASSERT_EQ(mkfifo(Path("fifo").c_str(), 0600), 0);
@@ -297,7 +297,7 @@ TEST_F(VEXFileIOTest, TheDestructorClosesTheFile)
     EXPECT_TRUE(DescriptorsOf(Path("own")).empty());
 }
 
-// The system writes what fits first, and says why only when asked for the rest.
+// The system first writes the part that fits, and returns an error for the next write.
 TEST_F(VEXFileIOTest, WriteContinuesAfterAShortWriteAndReturnsTheBytesWritten)
 {
     rlimit former{};

@@ -152,7 +152,7 @@ TEST(SocketOption, Number35JoinsAMulticastGroup)
 TEST(SocketOption, ThatTheSystemRefusesFails)
 {
     ip_mreq membership{};
-    membership.imr_multiaddr = test::Address("192.0.2.1", 0).sin_addr; // no group
+    membership.imr_multiaddr = test::Address("192.0.2.1", 0).sin_addr; // not a multicast group
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", test::kPort), 0);
     EXPECT_LT(socket.SetSocketOption(35, membership), 0);

@@ -11,7 +11,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr unsigned int kGenerousMs = 60000;
 
-// What Lock gives here; what it took is let go again.
+// Takes the lock and releases it. Returns the result of Lock.
 int TryLock(VEXLock &lock, unsigned int timeoutMs)
 {
     const int status = lock.Lock(timeoutMs);

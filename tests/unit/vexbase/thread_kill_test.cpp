@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-// The thread sanitizer loses sight of a thread that ends inside a system call.
+// The thread sanitizer does not support threads that end inside a system call.
 #if defined(__SANITIZE_THREAD__)
 #define UNDER_THREAD_SANITIZER 1
 #elif defined(__has_feature)
@@ -21,7 +21,7 @@ namespace {
 
 constexpr unsigned int kGenerousMs = 60000;
 
-// Notes that it went out of scope.
+// Records its destruction.
 class Scope
 {
 public:
@@ -40,7 +40,7 @@ void BlockForEver()
     static_cast<void>(never.WaitForSignal(kVEXInfinite));
 }
 
-// Starts a body and waits until it says that it runs.
+// Starts a body and waits until it reports that it runs.
 void StartAndAwait(VEXThread &thread, VEXEvent &running)
 {
     ASSERT_EQ(thread.Start(), 0);
@@ -83,7 +83,7 @@ TEST(VEXThreadKill, EndsABlockedBodyAndDestroysItsObjects)
     EXPECT_TRUE(released);
     EXPECT_FALSE(wentOn);
     EXPECT_FALSE(thread.Active());
-    EXPECT_EQ(output.err, ""); // it is no exception to be reported
+    EXPECT_EQ(output.err, ""); // Kill is not reported as an exception
 }
 
 TEST(VEXThreadKill, EndsABodyThatWaitsForAnEvent)
@@ -99,7 +99,7 @@ TEST(VEXThreadKill, EndsABodyThatWaitsForAnEvent)
         StartAndAwait(thread, running);
         thread.Kill();
         EXPECT_FALSE(thread.Active());
-        never.Signal(); // its mutex is free again
+        never.Signal(); // the event's mutex has been released
         never.Clear();
         running.Clear();
     }
@@ -185,8 +185,8 @@ TEST(VEXThreadKill, OnItselfEndsItAtTheNextCancellationPoint)
     EXPECT_FALSE(wentOn);
 }
 
-// close() is a point where a killed thread ends, and nothing may leave a
-// destructor that way: it would end the process.
+// close() is a cancellation point. A thread that ended there, inside a destructor, would
+// end the process.
 TEST(VEXThreadKill, DoesNotInterruptDestructorsOfThisLibrary)
 {
     std::atomic<bool> left{false};
@@ -235,6 +235,6 @@ TEST(VEXThreadKill, LeavesASocketUsableFromWhichTheThreadRead)
     });
     StartAndAwait(thread, running);
     thread.Kill();
-    socket.Close(); // would wait for ever for a reader that left no trace of its going
+    socket.Close(); // would block if the killed reader still counted as a user
     EXPECT_EQ(socket.Open("127.0.0.1", 0), 0);
 }

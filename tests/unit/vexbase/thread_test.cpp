@@ -21,7 +21,7 @@ using test::StartHeld;
 
 namespace {
 
-// Writes down the order in which its hooks are called.
+// Records the order in which its hooks are called.
 class HookThread : public VEXThread
 {
 public:
@@ -118,7 +118,7 @@ TEST(VEXThread, StartFailsWhenTheSystemCannotCreateAThread)
         EXPECT_EQ(getrlimit(RLIMIT_NPROC, &former), 0);
         const rlimit none{0, former.rlim_max};
         EXPECT_EQ(setrlimit(RLIMIT_NPROC, &none), 0);
-        if (root) { // for whom the limit does not hold
+        if (root) { // the limit does not apply to root
             EXPECT_EQ(setresuid(65534, 65534, 0), 0);
         }
         VEXThread thread;
@@ -144,8 +144,7 @@ TEST(VEXThread, RunsInitOnceThenTheLoopUntilItReturnsFalseThenFlush)
     EXPECT_EQ(thread.mCalls, "init loop loop loop flush ");
 }
 
-// Initialisation that failed does not keep a thread from its work: the browse
-// list writer, for one, returns false whatever happened.
+// The browse list writer, for instance, always returns false.
 TEST(VEXThread, RunsTheLoopWhateverInitReturns)
 {
     HookThread thread(false, 1);
@@ -301,8 +300,7 @@ TEST(VEXThread, TheDestructorStopsABodyThatIsStillRunning)
     EXPECT_TRUE(ended);
 }
 
-// Its supervisor starts the process again; with one thread missing it would look
-// alive.
+// Its supervisor starts the process again. Without one thread it would seem to work.
 TEST(VEXThread, AnExceptionEndsTheProcessWithStatus1AfterOneLine)
 {
     test::LiveChild child([] {

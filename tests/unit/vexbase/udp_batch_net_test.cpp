@@ -71,7 +71,7 @@ TEST(UDPSocketPollBatch, CutsLongDatagramsAndEndsEachWithANul)
     ASSERT_EQ(socket.Open("", kPort), 0);
     PeerSocket peer;
     vexbase::DatagramBatch batch(1500);
-    for (int round = 0; round < 2; ++round) { // the second over the remains of the first
+    for (int round = 0; round < 2; ++round) { // the second round overwrites the first
         peer.SendTo(std::string(1500, 'a'), kOwnAddress, kPort);
         peer.SendTo(std::string(1501, 'b'), kOwnAddress, kPort);
         peer.SendTo("next", kOwnAddress, kPort);
@@ -128,8 +128,7 @@ TEST(UDPSocketPollBatch, OfASilentOrClosedSocketIsEmpty)
     EXPECT_EQ(batch.Count(), 0U);
 }
 
-// What makes a crowded network cheap: no call but the receiving one, and one for
-// as many datagrams as there is room for.
+// On a busy network this saves system calls: only one for each full batch.
 TEST(UDPSocketPollBatch, CostsOneSystemCallForAll)
 {
     VEXUDPSocket socket;

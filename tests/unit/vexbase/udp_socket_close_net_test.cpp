@@ -1,4 +1,4 @@
-// Shutdown and Close while other threads are in the socket.
+// Shutdown and Close while other threads use the socket.
 #include "unit/vexbase/sockets.h"
 
 #include <chrono>
@@ -21,11 +21,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Far below the time-outs, far above what a busy machine takes to wake a thread.
+// Much shorter than the time-outs, much longer than a busy machine needs to wake a thread.
 constexpr auto kAtOnce = std::chrono::seconds(10);
 
-// The two ways in which a socket is waited for: after a wait that brought
-// nothing, and while datagrams flow.
+// The two ways of waiting for a datagram: on a quiet socket, and while datagrams flow.
 constexpr std::array<bool, 2> kQuietAndFlowing{false, true};
 
 void OpenForWaiting(VEXUDPSocket &socket, bool flowing)
@@ -37,7 +36,7 @@ void OpenForWaiting(VEXUDPSocket &socket, bool flowing)
     }
 }
 
-// A thread that waits in Poll, and what it got there.
+// A thread that waits in Poll, and the result of Poll.
 class Poller
 {
 public:
@@ -65,7 +64,7 @@ private:
     std::future<std::string> mResult;
 };
 
-// Sends without a pause for as long as it lives.
+// Sends without a pause until it is destroyed.
 class Flood
 {
 public:
@@ -94,7 +93,7 @@ private:
 
 std::atomic<int> gSignals{0};
 
-// Counts signals of one kind, which interrupt system calls, while it lives.
+// Handles one signal, which interrupts system calls, until it is destroyed. Counts it.
 class SignalCounter
 {
 public:
@@ -112,7 +111,7 @@ private:
     struct sigaction mFormer = {};
 };
 
-// Reads from a socket under a flood until an operation ends that.
+// Reads from a socket during a flood until an operation ends the reading.
 void ExpectEndOfAnEndlessRead(const std::function<void(VEXUDPSocket &)> &end)
 {
     VEXUDPSocket socket;
@@ -295,9 +294,9 @@ TEST(UDPSocketPoll, IsNotProlongedBySignals)
     }
 }
 
-// Opens and closes a socket over and over, while one thread receives, one
-// sends, and one makes other sockets, which get the descriptor numbers that
-// were just given back. Nobody may ever see the others' datagrams.
+// Opens and closes a socket repeatedly. One thread receives, one sends, and one makes other
+// sockets, which get the descriptor numbers that were just released. No socket may get
+// another one's datagrams.
 TEST(UDPSocketClose, NeverLetsAThreadUseAReusedDescriptor)
 {
     constexpr int kRounds = 1000;

@@ -30,7 +30,7 @@ std::set<int> OpenDescriptors()
     return open;
 }
 
-// Whether a socket is ready must not be asked, nor an option set.
+// Forbids the calls that wait for a socket or read or set its options.
 bool AllowReceivingOnlyHere()
 {
     return test::ForbidCalls({
@@ -114,7 +114,7 @@ TEST(UDPSocketOpen, OfAnOpenSocketFailsAndChangesNothing)
     peer.SendTo("still here", kOwnAddress, kPort);
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "still here");
     VEXUDPSocket other;
-    EXPECT_EQ(other.Open("", kPort + 1), 0); // the port was not taken meanwhile
+    EXPECT_EQ(other.Open("", kPort + 1), 0); // the failed Open did not take the port
 }
 
 TEST(UDPSocketOpen, IsNotInheritedByOtherPrograms)
@@ -159,7 +159,7 @@ TEST(UDPSocketReceiveBuffer, HoldsABurstOfTheRequestedSize)
     constexpr int kBurst = 500;
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
-    EXPECT_GE(socket.SetReceiveBuffer(kBurst * 2304), kBurst * 2304); // root may ask for any size
+    EXPECT_GE(socket.SetReceiveBuffer(kBurst * 2304), kBurst * 2304); // root may set any size
     PeerSocket peer;
     for (int sent = 0; sent < kBurst; ++sent) {
         peer.SendTo(std::string(1400, 'x'), kOwnAddress, kPort);
@@ -236,8 +236,8 @@ TEST(UDPSocketPoll, ReturnsQueuedDatagramsInOrder)
     EXPECT_EQ(PollOnce(socket, 0).datagram, "");
 }
 
-// A burst must be taken in before the system's queue overflows: once the time-out
-// is set, no call is spent on anything but receiving.
+// A burst must be received before the system's queue overflows: after the time-out is set,
+// all calls receive.
 TEST(UDPSocketPoll, CostsOneSystemCallForEachDatagram)
 {
     VEXUDPSocket socket;
@@ -281,7 +281,7 @@ TEST(UDPSocketPoll, UsesTheTimeoutOfEachCall)
         EXPECT_EQ(PollOnce(socket, 150).datagram, "");
         EXPECT_EQ(PollOnce(socket, 0).datagram, "");
     }
-    // Opened anew, the socket knows nothing of the time-out it had.
+    // Opened again, the socket has no time-out from before.
     socket.Close();
     ASSERT_EQ(socket.Open("", kPort), 0);
     peer.SendTo("anew", kOwnAddress, kPort);
@@ -343,7 +343,7 @@ TEST(UDPSocketWrite, FailsWhenThereIsNoRouteOrTheDatagramIsTooLong)
     EXPECT_LT(WriteText(socket, std::string(65508, 'x'), Address("127.0.0.1", kPort)), 0);
 }
 
-// A peer's refusal must not spoil the next datagram.
+// A peer's refusal must not affect the next datagram.
 TEST(UDPSocketWrite, ContinuesAfterARefusalByTheDestination)
 {
     VEXUDPSocket socket;
@@ -366,6 +366,6 @@ TEST(UDPSocketWrite, DoesNotWaitForRoomInTheSendBuffer)
     while (sent < 100000 && WriteText(socket, datagram, Address(kPeerAddress, 1901)) == 1400) {
         ++sent;
     }
-    EXPECT_LT(sent, 100000); // an end came, and by a failure, not by waiting
+    EXPECT_LT(sent, 100000); // the loop ended because Write failed
     test::OnHost("tc qdisc del dev net0 root");
 }

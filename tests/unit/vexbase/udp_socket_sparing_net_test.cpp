@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-// What a socket leaves to others of its send buffer.
+// The part of the send buffer that WriteSparing reserves.
 
 using test::Address;
 using test::kPeerAddress;

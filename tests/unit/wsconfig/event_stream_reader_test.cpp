@@ -11,7 +11,7 @@ namespace {
 
 using Events = std::vector<ServerEvent>;
 
-// As text, so that a failure shows what differs.
+// The events as text, so that a failure shows the difference.
 std::string Text(const Events &events)
 {
     std::string text;
@@ -36,8 +36,8 @@ std::string Read(std::string_view stream, std::size_t bound = kMaxEventBytes)
     return Text(events);
 }
 
-// The events of a stream, checked to be the same in one piece, in every pair of
-// pieces, and byte by byte.
+// Reads a stream in one piece, in every pair of pieces, and byte by byte. The events must
+// be the same each time.
 std::string ReadInEverySplit(std::string_view stream, std::size_t bound = kMaxEventBytes)
 {
     std::string whole = Read(stream, bound);

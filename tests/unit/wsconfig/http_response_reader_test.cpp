@@ -46,8 +46,8 @@ Result Read(const std::vector<std::string_view> &pieces)
     return result;
 }
 
-// What a response reads as, checked to be the same in one piece, in every pair
-// of pieces, and byte by byte.
+// Reads a response in one piece, in every pair of pieces, and byte by byte. The result must
+// be the same each time.
 Result ReadInEverySplit(std::string_view response)
 {
     Result whole = Read({response});

@@ -13,8 +13,7 @@ constexpr std::size_t kTenMegabytes = 10'000'000;
 
 const std::string kHeader = "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n\r\n";
 
-// What an answer brings, as text: values, then what was dropped, then how it
-// ended.
+// The contents of an answer as text: the values, the dropped events, the end.
 class Log
 {
 public:

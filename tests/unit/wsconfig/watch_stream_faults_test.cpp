@@ -23,7 +23,8 @@ TEST_F(WatchStreamFaults, TriesAgainWhileConnectionsAreRefusedAndReportsLossAndR
         WatchPolicy policy = Quick();
         policy.longestPauseMs = 1;
         later = std::thread([this] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50)); // some 50 refusals
+            std::this_thread::sleep_for(
+                std::chrono::milliseconds(50)); // about 50 refused connections
             mServer.Start({Answer(kBoth)});
         });
         Make(policy).start();
@@ -70,7 +71,8 @@ TEST_F(WatchStreamFaults, ConnectsAgainWhenAKilledServiceIsBack)
     const int port = mServer.Port();
     const std::string lines = Lines([this, port] {
         mServer.Stop();
-        QTimer::singleShot(50, &mApplication, &QCoreApplication::quit); // some refusals
+        QTimer::singleShot(50, &mApplication,
+                           &QCoreApplication::quit); // several refused connections
         QCoreApplication::exec();
         ScriptedServer again(port);
         again.Start({Answer(kEventStream + Event("24", R"({"hostName":"b"})"))});
@@ -169,7 +171,7 @@ TEST_F(WatchStreamFaults, AServiceThatNeverAnswersIsAskedAgain)
 
 TEST_F(WatchStreamFaults, ThePauseIsTheShortestAgainAfterAnEvent)
 {
-    // Without that, the pauses would come to more than half a minute.
+    // Otherwise the pauses would add up to more than half a minute.
     mServer.Start({AnswerAndClose(kBoth)});
     WatchPolicy policy = Quick();
     policy.longestPauseMs = 10 * kGenerousMs;
@@ -188,7 +190,7 @@ TEST_F(WatchStreamFaults, LackOfDescriptorsIsAnOutage)
                   EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
                   Make(FromTheLoopAlone()).start();
                   EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-                  mServer.Start({Answer(kBoth)}); // accepting needs a descriptor too
+                  mServer.Start({Answer(kBoth)}); // accept() needs a descriptor, too
                   RunUntilValues(2);
               }),
               "stream lost: Too many open files\nnot every value came within 0 ms\n"

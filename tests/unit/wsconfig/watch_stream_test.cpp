@@ -18,7 +18,7 @@ using WatchStreamTest = test::WatchStreamFixture;
 
 namespace {
 
-// The port that a socket is connected to, 0 for what is no such socket.
+// The remote port of a connected socket; 0 for other descriptors.
 int PeerPort(int descriptor)
 {
     sockaddr_in peer{};
@@ -164,7 +164,8 @@ TEST_F(WatchStreamTest, UnreadDataAfterADelayOfTheEventLoopIsNotSilence)
                   EXPECT_EQ(Values(), "24={}|19=[]|");
                   started.set_value();
                   sent.get_future().wait();
-                  std::this_thread::sleep_for(std::chrono::milliseconds(450)); // the timer is due
+                  std::this_thread::sleep_for(
+                      std::chrono::milliseconds(450)); // the timer has expired
                   RunUntilValues(1);
               }),
               "");
@@ -219,8 +220,8 @@ TEST_F(WatchStreamTest, NoChildInheritsTheSocket)
 
 TEST_F(WatchStreamTest, Descriptor0CanBeUsed)
 {
-    // The server is kept busy until the stream has its descriptor: to accept
-    // takes the lowest free number too, and at once.
+    // The server does not accept before the stream has its descriptor, because accept()
+    // takes the lowest free number, too.
     std::promise<void> busy;
     std::promise<void> connected;
     mServer.Start({[&busy, &connected](Connection &) {

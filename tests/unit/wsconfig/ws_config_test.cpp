@@ -33,7 +33,7 @@ ScriptedServer::Script Answer(const std::string &text)
     };
 }
 
-// A client's user as the daemon's watcher is one: string-based connects.
+// A user of the client that uses string-based connections, like the daemon's watcher.
 class Watcher : public QObject
 {
     Q_OBJECT
