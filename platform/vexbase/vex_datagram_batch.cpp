@@ -1,6 +1,8 @@
 #include "vexbase/vex_datagram_batch.h"
 
-VEXDatagramBatch::VEXDatagramBatch(std::size_t largest)
+namespace vexbase {
+
+DatagramBatch::DatagramBatch(std::size_t largest)
     : mLargest(largest), mBytes(kCapacity * (largest + 1))
 {
     for (std::size_t place = 0; place < kCapacity; ++place) {
@@ -9,19 +11,19 @@ VEXDatagramBatch::VEXDatagramBatch(std::size_t largest)
     }
 }
 
-std::string_view VEXDatagramBatch::Datagram(std::size_t index) const
+std::string_view DatagramBatch::Datagram(std::size_t index) const
 {
     const std::size_t place = mFilled[index];
     return {&mBytes[place * (mLargest + 1)], mHeaders[place].msg_len};
 }
 
-const sockaddr_in &VEXDatagramBatch::Sender(std::size_t index) const
+const sockaddr_in &DatagramBatch::Sender(std::size_t index) const
 {
     return mSenders[mFilled[index]];
 }
 
-// Receiving overwrites a header.
-void VEXDatagramBatch::Prepare(std::size_t place)
+// recvmmsg() changes a header, so each is set again before the next call.
+void DatagramBatch::Prepare(std::size_t place)
 {
     msghdr &header = mHeaders[place].msg_hdr;
     header.msg_name = &mSenders[place];
@@ -30,7 +32,7 @@ void VEXDatagramBatch::Prepare(std::size_t place)
     header.msg_iovlen = 1;
 }
 
-void VEXDatagramBatch::Clear()
+void DatagramBatch::Clear()
 {
     for (std::size_t place = 0; place < mReceived; ++place) {
         Prepare(place);
@@ -39,7 +41,7 @@ void VEXDatagramBatch::Clear()
     mCount = 0;
 }
 
-int VEXDatagramBatch::Receive(int descriptor, int flags)
+int DatagramBatch::Receive(int descriptor, int flags)
 {
     Clear();
     const int received =
@@ -53,3 +55,5 @@ int VEXDatagramBatch::Receive(int descriptor, int flags)
     }
     return received;
 }
+
+} // namespace vexbase

@@ -7,40 +7,46 @@
 #include <sys/socket.h>
 #include <vector>
 
-// VEXDatagramBatch is room for some datagrams that VEXUDPSocket receives with
-// one system call, so that a crowded network costs fewer of them. It belongs to
-// the thread that receives.
-class VEXDatagramBatch
+class VEXUDPSocket;
+
+namespace vexbase {
+
+// DatagramBatch holds the datagrams that VEXUDPSocket received with one system call. On
+// a busy network this saves system calls. It belongs to the thread that receives.
+class DatagramBatch
 {
 public:
-    static constexpr std::size_t kCapacity = 16; // datagrams; more gain next to nothing
+    static constexpr std::size_t kCapacity = 16; // datagrams; more save next to nothing
 
-    // Takes datagrams of at most so many bytes; longer ones are cut to them.
-    explicit VEXDatagramBatch(std::size_t largest);
-    VEXDatagramBatch(const VEXDatagramBatch &) = delete;
-    VEXDatagramBatch &operator=(const VEXDatagramBatch &) = delete;
+    // Makes room for datagrams of at most largest bytes. Longer ones are cut.
+    explicit DatagramBatch(std::size_t largest);
+    DatagramBatch(const DatagramBatch &) = delete;
+    DatagramBatch &operator=(const DatagramBatch &) = delete;
 
-    // The datagrams that the last call received, in the order of arrival, without
-    // empty ones.
+    // The number of datagrams that the last call received. Empty datagrams are left out.
     [[nodiscard]] std::size_t Count() const { return mCount; }
-    // The bytes of a datagram, followed by a NUL. REQUIRES: index < Count().
+    // The bytes of a datagram, in the order of arrival; a NUL follows them. Valid until
+    // the next call. REQUIRES: index < Count().
     [[nodiscard]] std::string_view Datagram(std::size_t index) const;
+    // The sender of the same datagram. REQUIRES: index < Count().
     [[nodiscard]] const sockaddr_in &Sender(std::size_t index) const;
 
 private:
-    friend class VEXUDPSocket;
+    friend class ::VEXUDPSocket;
 
-    // Receives into the batch as recvmmsg() does; negative when nothing came.
+    // Receives by recvmmsg(2) and returns its result; negative when nothing came.
     [[nodiscard]] int Receive(int descriptor, int flags);
     void Clear();
     void Prepare(std::size_t place);
 
     std::size_t mLargest;
-    std::size_t mReceived = 0;                    // places in use, from the first
-    std::size_t mCount = 0;                       // of those, with bytes in them
-    std::array<std::size_t, kCapacity> mFilled{}; // places of the datagrams counted
+    std::size_t mReceived = 0;                    // datagrams received, empty ones too
+    std::size_t mCount = 0;                       // those that are not empty
+    std::array<std::size_t, kCapacity> mFilled{}; // the places of these
     std::vector<char> mBytes;
     std::array<sockaddr_in, kCapacity> mSenders{};
     std::array<iovec, kCapacity> mPlaces{};
     std::array<mmsghdr, kCapacity> mHeaders{};
 };
+
+} // namespace vexbase

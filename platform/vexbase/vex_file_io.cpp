@@ -1,7 +1,7 @@
 #include "vexbase/vex_file_io.h"
 
-#include "vexbase/vex_no_cancellation.h"
 #include "vexbase/vex_status.h"
+#include "vexbase/vex_thread.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -11,10 +11,10 @@
 
 namespace {
 
-// A file of the system's defaults for new files; the creation mask narrows it.
+// The system's default for new files, before the file-creation mask.
 constexpr mode_t kNewFileMode = 0666;
 
-// The system's open flags for ours, none for a combination that has no meaning.
+// The flags of open(2) for those of Open; none for a combination that has no meaning.
 std::optional<int> SystemFlags(int flags)
 {
     switch (flags) {
@@ -42,7 +42,7 @@ int Fail(int error)
     return kVEXFailure;
 }
 
-// 0 for a regular file, otherwise what errno is to say.
+// 0 for a regular file, otherwise the value for errno.
 int RegularFileError(int descriptor)
 {
     struct stat status = {};
@@ -55,8 +55,8 @@ int RegularFileError(int descriptor)
     return S_ISREG(status.st_mode) ? 0 : ENXIO;
 }
 
-// Calls the transfer with offset and remaining length until all is done, it
-// fails, or it does nothing, going on after short transfers and interrupts.
+// Calls transfer(offset, rest) until all bytes are transferred, it fails, or it
+// transfers nothing. A call that a signal interrupted is repeated.
 template <typename Transfer>
 std::uint32_t TransferAll(std::uint32_t length, Transfer transfer)
 {
@@ -89,7 +89,7 @@ int VEXFileIO::Open(const std::string &name, int flags, int properties)
         name.find('\0') != std::string::npos) {
         return Fail(EINVAL);
     }
-    // Without O_NONBLOCK the open of a FIFO would wait for the other end.
+    // Without O_NONBLOCK, opening a FIFO would wait for its other end.
     mDescriptor =
         open(name.c_str(), *systemFlags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | LinkFlag(properties),
              kNewFileMode);
@@ -131,7 +131,7 @@ std::uint64_t VEXFileIO::SizeBySeeking()
 void VEXFileIO::Close()
 {
     if (mDescriptor >= 0) {
-        const VEXNoCancellation whole;
+        const vexbase::NoCancellation whole;
         close(mDescriptor);
         mDescriptor = -1;
     }

@@ -1,6 +1,6 @@
 #include "vexbase/vex_ip_socket.h"
 
-#include "vexbase/vex_no_cancellation.h"
+#include "vexbase/vex_thread.h"
 
 #include <arpa/inet.h>
 #include <array>
@@ -27,7 +27,7 @@ void Enter(NameOfAddress &names, const ifaddrs &entry, const void *address)
 
 VEXIPSocket::Use::Use(VEXIPSocket &socket) : mSocket(socket)
 {
-    const VEXLockGuard hold(mSocket.mLock);
+    const vexbase::LockGuard hold(mSocket.mLock);
     if (mSocket.mDescriptor >= 0 && !mSocket.mClosing) {
         mDescriptor = mSocket.mDescriptor;
         mReceivingEnded = mSocket.mReceivingEnded;
@@ -41,7 +41,7 @@ VEXIPSocket::Use::~Use()
     if (mDescriptor < 0) {
         return;
     }
-    const VEXLockGuard hold(mSocket.mLock);
+    const vexbase::LockGuard hold(mSocket.mLock);
     if (--mSocket.mUsers == 0 && mSocket.mClosing) {
         mSocket.mChanged.NotifyAll();
     }
@@ -52,7 +52,7 @@ bool VEXIPSocket::Use::SetReceiveTimeout(unsigned int timeoutMs)
     if (timeoutMs == mReceiveTimeoutMs) {
         return true;
     }
-    timeval timeout{}; // nothing: for ever
+    timeval timeout{}; // 0 is no limit
     if (timeoutMs != kVEXInfinite) {
         timeout.tv_sec = timeoutMs / 1000;
         timeout.tv_usec = suseconds_t(timeoutMs % 1000) * 1000;
@@ -61,7 +61,7 @@ bool VEXIPSocket::Use::SetReceiveTimeout(unsigned int timeoutMs)
         return false;
     }
     mReceiveTimeoutMs = timeoutMs;
-    const VEXLockGuard hold(mSocket.mLock);
+    const vexbase::LockGuard hold(mSocket.mLock);
     mSocket.mReceiveTimeoutMs = timeoutMs;
     return true;
 }
@@ -73,7 +73,7 @@ VEXIPSocket::~VEXIPSocket()
 
 bool VEXIPSocket::IsOpen() const
 {
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     return mDescriptor >= 0;
 }
 
@@ -88,23 +88,22 @@ int VEXIPSocket::SetOption(int option, const void *value, socklen_t length)
 
 void VEXIPSocket::Shutdown(int how)
 {
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     if (mDescriptor < 0 || mClosing) {
         return;
     }
     if (how == SHUT_RD || how == SHUT_RDWR) {
         mReceivingEnded = true;
     }
-    // Reports ENOTCONN for a socket without a peer, and wakes its reader all the
-    // same.
+    // Fails with ENOTCONN for a socket without a peer, but wakes its reader.
     shutdown(mDescriptor, how);
 }
 
 void VEXIPSocket::Close()
 {
-    const VEXNoCancellation whole;
-    const VEXLockGuard hold(mLock);
-    if (mClosing) { // by another thread: the port is not free before that is done
+    const vexbase::NoCancellation whole;
+    const vexbase::LockGuard hold(mLock);
+    if (mClosing) { // by another thread: the port is free when that is done
         while (mClosing) {
             mChanged.Wait(mLock);
         }
@@ -126,7 +125,7 @@ void VEXIPSocket::Close()
 
 int VEXIPSocket::Adopt(int descriptor)
 {
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     if (mDescriptor >= 0) {
         return kVEXFailure;
     }

@@ -7,13 +7,12 @@
 
 namespace {
 
-// How often a lock with a time-out is tried. Only who waits for a limited time
-// pays for the trying.
+// The pause between two tries to take a lock with a time-out.
 constexpr auto kTryPause = std::chrono::milliseconds(1);
 
 } // namespace
 
-// The analysis cannot see that a loop of tries ends with the lock held.
+// The analysis cannot see that the loop ends with the lock held.
 int VEXLock::Lock(unsigned int timeoutMs) VEX_NO_THREAD_SAFETY_ANALYSIS
 {
     if (timeoutMs == kVEXInfinite) {
@@ -35,12 +34,16 @@ void VEXLock::Unlock()
     mMutex.unlock();
 }
 
-VEXLockGuard::VEXLockGuard(VEXLock &lock) : mLock(lock)
+namespace vexbase {
+
+LockGuard::LockGuard(VEXLock &lock) : mLock(lock)
 {
-    static_cast<void>(mLock.Lock()); // without a time-out it cannot fail
+    static_cast<void>(mLock.Lock()); // cannot fail without a time-out
 }
 
-VEXLockGuard::~VEXLockGuard()
+LockGuard::~LockGuard()
 {
     mLock.Unlock();
 }
+
+} // namespace vexbase

@@ -1,8 +1,8 @@
 #include "vexbase/vex_output.h"
 
 #include "vexbase/vex_lock.h"
-#include "vexbase/vex_no_cancellation.h"
 #include "vexbase/vex_text.h"
+#include "vexbase/vex_thread.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -20,9 +20,9 @@
 namespace vexbase {
 namespace {
 
-// Blocks, for the length of a scope, the signals that a write can raise: SIGPIPE
-// (no reader), SIGXFSZ (file too large) and SIGTTOU (terminal of another process
-// group). What was raised meanwhile is taken away at the end.
+// Blocks, for the length of a scope, the signals that a write can raise: SIGPIPE (no
+// reader), SIGXFSZ (file too large) and SIGTTOU (terminal of another process group).
+// At the end it discards those that were raised meanwhile.
 class NoWriteSignals
 {
 public:
@@ -59,16 +59,15 @@ private:
 struct Stream
 {
     int descriptor;
-    const char *path; // of the descriptor's file
+    const char *path; // opens the descriptor's file again
     unsigned long lost = 0;
-    bool inLine = false; // the last byte written was no newline
+    bool inLine = false; // the last byte written was not a newline
 };
 
-// Writes to a pipe or a device through a file description of our own: O_NONBLOCK
-// on the inherited one would hold for all processes that share it. Without /proc,
-// or without the right to open the file, the inherited one has to do. If poll()
-// reports room there, a write of PIPE_BUF bytes does not wait, unless another
-// process fills the pipe in between.
+// Writes to a pipe or a device through a file description of its own: O_NONBLOCK on the
+// inherited one would affect all processes that share it. Without /proc, or without the
+// right to open the file, the inherited one is used. If poll() reports room there, a write
+// of PIPE_BUF bytes does not wait, unless another process fills the pipe in between.
 ssize_t WriteToReader(const Stream &stream, std::string_view text)
 {
     const int own = open(stream.path, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
@@ -84,7 +83,7 @@ ssize_t WriteToReader(const Stream &stream, std::string_view text)
     return write(stream.descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
 }
 
-// As write(), without waiting. The kind of file is asked for each time, since
+// Like write(2), but without waiting. Asks for the kind of file each time, because
 // detaching replaces the descriptors.
 ssize_t WriteNow(const Stream &stream, std::string_view text)
 {
@@ -102,8 +101,8 @@ ssize_t WriteNow(const Stream &stream, std::string_view text)
     return write(stream.descriptor, text.data(), text.size());
 }
 
-// The text to write before the next line: the end of a line that was cut, and the
-// count of lost lines.
+// The text to write before the next line: a newline if the last line was cut, and the
+// number of lost lines.
 std::string Preface(const Stream &stream)
 {
     std::string text = stream.inLine ? "\n" : "";
@@ -136,7 +135,7 @@ void WriteLine(Stream &stream, std::initializer_list<std::string_view> pieces)
 
 void WriteLineOrCount(Stream &stream, std::initializer_list<std::string_view> pieces)
 {
-    const VEXNoCancellation whole;
+    const NoCancellation whole;
     try {
         WriteLine(stream, pieces);
     } catch (const std::bad_alloc &) {
@@ -144,7 +143,7 @@ void WriteLineOrCount(Stream &stream, std::initializer_list<std::string_view> pi
     }
 }
 
-// Neither is destroyed, so that threads may write while the process ends.
+// Trivially destructible, because threads may still write while the process exits.
 VEXLock gLock;
 Stream gProgress VEX_GUARDED_BY(gLock){STDOUT_FILENO, "/proc/self/fd/1"};
 Stream gFaults VEX_GUARDED_BY(gLock){STDERR_FILENO, "/proc/self/fd/2"};
@@ -153,13 +152,13 @@ Stream gFaults VEX_GUARDED_BY(gLock){STDERR_FILENO, "/proc/self/fd/2"};
 
 void WriteFault(std::initializer_list<std::string_view> pieces)
 {
-    const VEXLockGuard hold(gLock);
+    const LockGuard hold(gLock);
     WriteLineOrCount(gFaults, pieces);
 }
 
 void WriteProgress(std::initializer_list<std::string_view> pieces)
 {
-    const VEXLockGuard hold(gLock);
+    const LockGuard hold(gLock);
     WriteLineOrCount(gProgress, pieces);
 }
 

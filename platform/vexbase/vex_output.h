@@ -3,19 +3,17 @@
 #include <initializer_list>
 #include <string_view>
 
-// The writer of all lines on the standard streams. A line is the pieces, joined,
-// and a newline; it goes out in one write. No piece is taken as a format, and all
-// bytes pass unchanged.
+// Writes lines to the standard streams; nothing else writes to them. A line consists of
+// the pieces and a newline, and is written by one system call. The bytes of the pieces
+// are not changed.
 //
-// Writing never waits for a reader, never throws, and raises no signal. A line for
-// which a pipe, socket or terminal has no room, which a disk does not take, or for
-// which there is no memory, is lost. Before the next line that finds room, the
-// stream gets the line "Lines lost: N (no room, or no reader)". The rest of a line
-// that was written in part is lost, too; the next line starts on a new line.
+// Writing does not wait for a reader, does not throw, and raises no signal. A line is lost
+// if a pipe, socket or terminal has no room, if a disk is full, or if memory is short. The
+// next line that can be written follows the line "Lines lost: N (no room, or no reader)".
+// If a line was written in part, its rest is lost, and the next line begins on a new line.
 //
-// Any thread may call both at any time, with any lock held: they take one lock of
-// their own and no other. The descriptors 1 and 2 may be closed or replaced
-// between two calls.
+// Any thread may call both functions at any time, and may hold any lock: they take only a
+// lock of their own. Descriptors 1 and 2 may be closed or replaced between two calls.
 namespace vexbase {
 
 // Writes a fault to standard error.

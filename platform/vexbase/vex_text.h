@@ -6,7 +6,7 @@
 
 namespace vexbase {
 
-// Appends the pieces to a text, growing it once.
+// Appends the pieces to a text, with at most one allocation.
 inline void Append(std::string &text, std::initializer_list<std::string_view> pieces)
 {
     std::size_t size = text.size();
@@ -19,7 +19,7 @@ inline void Append(std::string &text, std::initializer_list<std::string_view> pi
     }
 }
 
-// The pieces joined in one text.
+// Joins the pieces into one text.
 [[nodiscard]] inline std::string Concat(std::initializer_list<std::string_view> pieces)
 {
     std::string text;

@@ -1,6 +1,5 @@
 #include "vexbase/vex_thread.h"
 
-#include "vexbase/vex_no_cancellation.h"
 #include "vexbase/vex_output.h"
 #include "vexbase/vex_time.h"
 
@@ -18,7 +17,7 @@ namespace {
 
 constexpr std::size_t kMaxNameLength = 15; // the kernel's limit
 
-// Ends the process for an exception, whose text may have several lines.
+// Ends the process after an exception. Only the first line of its text is written.
 [[noreturn]] void EndProcess(const char *exception)
 {
     std::array<char, kMaxNameLength + 1> name{};
@@ -33,18 +32,18 @@ constexpr std::size_t kMaxNameLength = 15; // the kernel's limit
 
 VEXThread::~VEXThread()
 {
-    const VEXNoCancellation whole;
+    const vexbase::NoCancellation whole;
     VEXThread::Stop(kVEXInfinite);
 }
 
 int VEXThread::Start()
 {
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     if (mState == State::Running) {
-        return mTerminate ? StartAgain() : kVEXSuccess;
+        return mTerminate ? StartAfterThisRun() : kVEXSuccess;
     }
     JoinEnded();
-    if (pthread_create(&mThread, nullptr, &Foot, this) != 0) {
+    if (pthread_create(&mThread, nullptr, &Main, this) != 0) {
         return kVEXFailure;
     }
     mState = State::Running;
@@ -54,15 +53,15 @@ int VEXThread::Start()
     return kVEXSuccess;
 }
 
-int VEXThread::StartAgain()
+int VEXThread::StartAfterThisRun()
 {
-    mBeginAgain = !mKilled;
+    mRunAgain = !mKilled;
     return mKilled ? kVEXFailure : kVEXSuccess;
 }
 
 int VEXThread::Stop(unsigned int timeoutMs)
 {
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     RequestStop();
     if (IsCurrent()) {
         return kVEXFailure;
@@ -72,7 +71,7 @@ int VEXThread::Stop(unsigned int timeoutMs)
 
 void VEXThread::Kill()
 {
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     RequestStop();
     if (mState == State::Running) {
         mKilled = true;
@@ -86,18 +85,18 @@ void VEXThread::Kill()
 void VEXThread::RequestStop()
 {
     mTerminate = true;
-    mBeginAgain = false;
+    mRunAgain = false;
 }
 
 bool VEXThread::Active() const
 {
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     return mState == State::Running;
 }
 
 bool VEXThread::IsCurrentThread() const
 {
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     return IsCurrent();
 }
 
@@ -106,7 +105,7 @@ int VEXThread::SetPriority(int nice)
     if (nice < -20 || nice > 19) {
         return kVEXFailure;
     }
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     if (mThreadId != 0 && setpriority(PRIO_PROCESS, static_cast<id_t>(mThreadId), nice) != 0) {
         return kVEXFailure;
     }
@@ -116,11 +115,11 @@ int VEXThread::SetPriority(int nice)
 
 int VEXThread::GetPriority() const
 {
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     if (mThreadId == 0 && mNice) {
         return *mNice;
     }
-    // The number 0 names the caller, from whom a new thread has its value.
+    // 0 is the calling thread; a new thread inherits the value of the thread that starts it.
     return getpriority(PRIO_PROCESS, static_cast<id_t>(mThreadId));
 }
 
@@ -128,7 +127,7 @@ int VEXThread::SetRealTime(int priority)
 {
     sched_param parameter{};
     parameter.sched_priority = priority;
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     if (mState != State::Running || pthread_setschedparam(mThread, SCHED_RR, &parameter) != 0) {
         return kVEXFailure;
     }
@@ -144,7 +143,7 @@ void VEXThread::ThreadRun()
     ThreadInit();
     while (ThreadLoop() && !Terminate()) {
     }
-    pthread_testcancel(); // a killed thread goes without ThreadFlush
+    pthread_testcancel(); // a killed thread ends here, without ThreadFlush
     ThreadFlush();
 }
 
@@ -162,38 +161,38 @@ void VEXThread::ThreadFlush() {}
 
 bool VEXThread::Terminate() const
 {
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     return mTerminate;
 }
 
 void VEXThread::Attach(Body body)
 {
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     mBody = std::move(body);
 }
 
 void VEXThread::SetThreadName(const std::string &name)
 {
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     mName = name.substr(0, kMaxNameLength);
     if (mState == State::Running) {
         pthread_setname_np(mThread, mName.c_str());
     }
 }
 
-void *VEXThread::Foot(void *self)
+void *VEXThread::Main(void *self)
 {
     auto &thread = *static_cast<VEXThread *>(self);
     thread.ApplySettings();
     do {
         thread.RunGuarded();
-    } while (!thread.EndOrBeginAgain());
+    } while (!thread.EndOrRunAgain());
     return nullptr;
 }
 
 void VEXThread::ApplySettings()
 {
-    const VEXLockGuard hold(mLock);
+    const vexbase::LockGuard hold(mLock);
     mThreadId = gettid();
     if (mNice) {
         setpriority(PRIO_PROCESS, static_cast<id_t>(mThreadId), *mNice);
@@ -208,9 +207,9 @@ void VEXThread::RunGuarded()
     try {
         ThreadRun();
     } catch (const abi::__forced_unwind &) {
-        const VEXLockGuard hold(mLock);
+        const vexbase::LockGuard hold(mLock);
         MarkEnded();
-        throw; // Kill: the system insists on unwinding to the thread's very start
+        throw; // Kill: the C library ends the process if this exception is not rethrown
     } catch (const std::exception &exception) {
         EndProcess(exception.what());
     } catch (...) {
@@ -218,22 +217,22 @@ void VEXThread::RunGuarded()
     }
 }
 
-// One step under the lock, so that no Start falls in between.
-bool VEXThread::EndOrBeginAgain()
+// Checks and marks under one lock: a call of Start in between would be lost.
+bool VEXThread::EndOrRunAgain()
 {
-    const VEXLockGuard hold(mLock);
-    if (!mBeginAgain) {
+    const vexbase::LockGuard hold(mLock);
+    if (!mRunAgain) {
         MarkEnded();
         return true;
     }
-    mBeginAgain = false;
+    mRunAgain = false;
     mTerminate = false;
     ++mRun;
     mRunOver.NotifyAll();
     return false;
 }
 
-// Whoever holds the lock next may join the thread: it takes the lock no more.
+// From now on the thread may be joined: it does not take the lock again.
 void VEXThread::MarkEnded()
 {
     mThreadId = 0;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "vexbase/vex_condition.h"
+#include "vexbase/vex_event.h"
 #include "vexbase/vex_lock.h"
 #include "vexbase/vex_status.h"
 
@@ -9,19 +9,19 @@
 #include <pthread.h>
 #include <string>
 
-// VEXThread is a thread that can be started, asked to stop, and started again.
-// Its body is either a function bound by Attach or the overridden hooks
-// ThreadInit, ThreadLoop and ThreadFlush of a derived class.
+// VEXThread is a thread that can be started, asked to stop, and started again. Its body
+// is a function bound by Attach, or the hooks ThreadInit, ThreadLoop and ThreadFlush of a
+// derived class.
 //
-// Any thread may call any operation but Attach, which belongs before Start.
-// The owner stops the thread before it destroys the object, and never destroys
-// it on the thread itself; the destructor of this class stops a body that is
-// still running and waits for it, but a derived class's members are gone by then.
+// Any thread may call any operation, except Attach, which is called before Start. The
+// owner stops the thread before it destroys the object, and does not destroy it on the
+// thread itself. The destructor stops the thread and waits for its end, but at that time
+// the members of a derived class no longer exist.
 //
-// An exception that the body does not catch ends the process with status 1, after
-// one line on standard error, so that its supervisor starts it again: a program
-// that goes on without one of its threads would look alive. Other threads still
-// run then, so the destructors of static objects do not.
+// An exception that the body does not catch ends the process with status 1, after one
+// line on standard error. The supervisor then starts the process again: without one of
+// its threads it would seem to work. Destructors of static objects do not run, because
+// other threads may still use these objects.
 class VEXThread
 {
 public:
@@ -32,27 +32,25 @@ public:
     VEXThread &operator=(const VEXThread &) = delete;
     virtual ~VEXThread();
 
-    // Runs ThreadRun on a new thread. Returns 0, also when the thread is
-    // running already, which changes nothing. If the former run was asked to stop
-    // and has not ended yet, ThreadRun runs again as soon as it ends, on the same
-    // system thread; Terminate stays true for the former run until then. Returns a
-    // negative status when the system has no thread to give, or the former run was
-    // killed and has not ended yet.
+    // Runs ThreadRun on a new thread and returns 0. Does nothing, and returns 0, when the
+    // thread is running already. If the previous run was asked to stop and has not ended,
+    // ThreadRun runs again on the same system thread when it ends; until then Terminate
+    // stays true. Returns a negative status when the system cannot create a thread, and
+    // when the previous run was killed and has not ended.
     [[nodiscard]] virtual int Start();
 
-    // Asks the thread to stop (Terminate becomes true) and waits at most
-    // timeoutMs milliseconds for the end of the run. A run that Start has promised
-    // for the end of the former one does not begin. Returns 0 when the run has
-    // ended or was never started, -3 when the time ran out, another negative status
-    // when the thread calls it on itself (which is then asked to stop all the same).
+    // Asks the thread to stop (Terminate becomes true) and waits at most timeoutMs
+    // milliseconds (kVEXInfinite: without limit) for the end of the run. Cancels a run that
+    // a call of Start has put off. Returns 0 when the run has ended or was never started,
+    // -3 when the time is over, and another negative status, without waiting, when the
+    // thread calls it on itself.
     virtual int Stop(unsigned int timeoutMs);
 
-    // Asks the thread to stop as Stop does, ends it at its next cancellation point,
-    // without ThreadFlush, and waits for that (but not when it calls this on itself).
-    // For a body that no longer answers; what the body held is released as an
-    // exception would release it. REQUIRES: the body has no cancellation point
-    // (pthreads(7)) in a destructor or another function that may not throw, and
-    // passes on what it catches by catch (...).
+    // Ends the thread at its next cancellation point (pthreads(7)), for a body that does
+    // not react to Stop. The body's objects are destroyed as by an exception; ThreadFlush
+    // is not called. Waits for the end without limit, unless the thread calls it on
+    // itself. REQUIRES: the body has no cancellation point in a destructor or in another
+    // function that must not throw, and rethrows what it catches by catch (...).
     virtual void Kill();
 
     // Whether the body is running.
@@ -61,47 +59,50 @@ public:
     // Whether the caller is this thread.
     [[nodiscard]] virtual bool IsCurrentThread() const;
 
-    // The nice value of the thread, -20 (first) to 19 (last). Set before Start
-    // it holds from the next start on, as far as the system permits; never set,
-    // it is that of the thread that calls Start. Returns 0, or a negative status
-    // when the value is out of range or the system refuses.
+    // Sets the thread's nice value, -20 (highest priority) to 19 (lowest), now and for
+    // later starts. At a start, a value that the system refuses is not applied. Returns
+    // 0, or a negative status when the value is out of range, or when the thread is running
+    // and the system refuses.
     [[nodiscard]] virtual int SetPriority(int nice);
+
+    // The nice value of the running thread; before Start the value that was set, or that of
+    // the calling thread when none was set.
     [[nodiscard]] virtual int GetPriority() const;
 
-    // Puts the running thread under the real-time round-robin scheduler with a
-    // priority of 1 (low) to 99, for as long as it runs. Returns 0, or a negative status when the
-    // thread does not run, the value is out of range, or the system refuses.
+    // Schedules the running thread in real time (SCHED_RR) with a priority of 1 (lowest)
+    // to 99, until it ends. Returns 0, or a negative status when the thread is not running,
+    // the value is out of range, or the system refuses.
     [[nodiscard]] virtual int SetRealTime(int priority);
 
-    // The life of a run: ThreadInit once, whatever it returns; ThreadLoop once, and
-    // again until it returns false or a stop was asked for; then ThreadFlush. A
-    // stop that was asked for before ThreadLoop does not skip it, so that a loop
-    // can say that it ends. With a body attached, the body alone.
+    // One run: ThreadInit once, whatever it returns; ThreadLoop once, and again until it
+    // returns false or a stop is requested; then ThreadFlush. ThreadLoop is called at
+    // least once, even if a stop was requested before, because a loop may have a last line
+    // to write. If a body is attached, only the body is called.
     virtual void ThreadRun();
     virtual bool ThreadInit();
     virtual bool ThreadLoop();
     virtual void ThreadFlush();
 
-    // Whether a stop has been asked for.
+    // Whether a stop has been requested.
     [[nodiscard]] virtual bool Terminate() const;
 
-    // Binds the thread's body. REQUIRES: the thread is not running.
+    // Sets the thread's body. REQUIRES: the thread is not running.
     virtual void Attach(Body body);
 
-    // Names the thread for ps and debuggers (15 bytes; what is more is cut).
-    // Set before Start it holds from the next start on.
+    // Sets the thread's name for ps and debuggers, now and for later starts. Only the
+    // first 15 bytes are used.
     virtual void SetThreadName(const std::string &name);
 
 private:
-    enum class State { Idle, Running, Ended }; // Ended: body over, not joined yet
+    enum class State { Idle, Running, Ended }; // Ended: the body is over, not joined yet
 
-    static void *Foot(void *self);
-    // On the thread:
+    static void *Main(void *self);
+    // Called on the thread itself:
     void ApplySettings();
     void RunGuarded();
-    [[nodiscard]] bool EndOrBeginAgain();
+    [[nodiscard]] bool EndOrRunAgain();
 
-    [[nodiscard]] int StartAgain() VEX_REQUIRES(mLock);
+    [[nodiscard]] int StartAfterThisRun() VEX_REQUIRES(mLock);
     void RequestStop() VEX_REQUIRES(mLock);
     void MarkEnded() VEX_REQUIRES(mLock);
     [[nodiscard]] bool IsCurrent() const VEX_REQUIRES(mLock);
@@ -109,17 +110,37 @@ private:
     void JoinEnded() VEX_REQUIRES(mLock);
 
     mutable VEXLock mLock;
-    VEXCondition mRunOver;
+    vexbase::Condition mRunOver;
     State mState VEX_GUARDED_BY(mLock) = State::Idle;
-    unsigned int mRun VEX_GUARDED_BY(mLock) = 0; // counts the runs
+    unsigned int mRun VEX_GUARDED_BY(mLock) = 0; // the number of runs so far
     bool mTerminate VEX_GUARDED_BY(mLock) = false;
-    bool mBeginAgain VEX_GUARDED_BY(mLock) = false; // when the run that was stopped ends
+    bool mRunAgain VEX_GUARDED_BY(mLock) = false; // when the run that was stopped ends
     bool mKilled VEX_GUARDED_BY(mLock) = false;
     pthread_t mThread VEX_GUARDED_BY(mLock){};
-    int mThreadId VEX_GUARDED_BY(mLock) = 0; // the kernel's, 0 while there is none
+    int mThreadId VEX_GUARDED_BY(mLock) = 0; // the kernel's number, 0 while there is no thread
     std::optional<int> mNice VEX_GUARDED_BY(mLock);
     std::string mName VEX_GUARDED_BY(mLock);
 
-    // Constant while the thread runs:
+    // Not guarded: does not change while the thread runs.
     Body mBody;
 };
+
+namespace vexbase {
+
+// NoCancellation keeps VEXThread::Kill from ending the calling thread before the end of
+// the scope. Destructors and changes that must be complete need it: close() and every
+// wait are cancellation points, and a thread that ends inside a destructor ends the
+// process.
+class NoCancellation
+{
+public:
+    NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mFormer); }
+    ~NoCancellation() { pthread_setcancelstate(mFormer, nullptr); }
+    NoCancellation(const NoCancellation &) = delete;
+    NoCancellation &operator=(const NoCancellation &) = delete;
+
+private:
+    int mFormer = PTHREAD_CANCEL_ENABLE;
+};
+
+} // namespace vexbase

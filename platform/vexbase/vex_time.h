@@ -1,18 +1,30 @@
 #pragma once
 
+#include "vexbase/vex_status.h"
+
 #include <chrono>
 #include <cstdint>
 
-// VEXTime reads the system's clock for intervals.
+// VEXTime reads the monotonic clock. Setting the wall clock does not change it. Any
+// thread may call it; it cannot fail.
 class VEXTime
 {
 public:
-    // Milliseconds of the monotonic clock, which no setting of the wall clock
-    // moves. The value wraps to 0 after 49.7 days: a caller that sees it go back
-    // must treat that as "unknown time passed". Any thread.
-    [[nodiscard]] static std::uint32_t GetSystemTime();
+    // The time since an unspecified start, in milliseconds. The value wraps to 0 after
+    // 49.7 days. If it goes back, an unknown time has passed.
+    [[nodiscard]] static std::uint32_t GetSystemTime()
+    {
+        const auto now = std::chrono::steady_clock::now().time_since_epoch();
+        return static_cast<std::uint32_t>(
+            std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+    }
 
-    // When a time-out of so many milliseconds that begins now ends; time_point::max()
-    // for kVEXInfinite. Any thread.
-    [[nodiscard]] static std::chrono::steady_clock::time_point EndOf(unsigned int timeoutMs);
+    // The end of a wait that starts now and lasts at most timeoutMs milliseconds;
+    // time_point::max() for kVEXInfinite.
+    [[nodiscard]] static std::chrono::steady_clock::time_point EndOf(unsigned int timeoutMs)
+    {
+        using Clock = std::chrono::steady_clock;
+        return timeoutMs == kVEXInfinite ? Clock::time_point::max()
+                                         : Clock::now() + std::chrono::milliseconds(timeoutMs);
+    }
 };

@@ -17,8 +17,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// The least wait that is worth a receive time-out. The kernel ends those late,
-// by an eighth and up to two of its ticks, which may last 10 ms.
+// Shorter waits use poll() alone. The kernel ends a receive time-out late, by an eighth
+// and up to two of its ticks, which may last 10 ms.
 constexpr unsigned int kLeastReceiveTimeoutMs = 100;
 
 bool ParseLocal(const std::string &address, std::uint16_t port, sockaddr_in &local)
@@ -40,8 +40,8 @@ bool Bind(int descriptor, const sockaddr_in &local, VEXUDPSocket::Port sharing)
     return bind(descriptor, reinterpret_cast<const sockaddr *>(&local), sizeof local) == 0;
 }
 
-// How long to wait in the receiving call itself, 0 for not at all: three quarters
-// of the time-out, since SO_RCVTIMEO ends late; poll() waits for the rest.
+// The time to wait in the receiving call itself, 0 for none: three quarters of the
+// time-out, since SO_RCVTIMEO ends late. poll() waits for the rest.
 unsigned int ReceiveTimeoutMs(unsigned int timeoutMs)
 {
     if (timeoutMs == kVEXInfinite) {
@@ -51,7 +51,7 @@ unsigned int ReceiveTimeoutMs(unsigned int timeoutMs)
     return most < kLeastReceiveTimeoutMs ? 0 : most;
 }
 
-// The time left as poll() takes it: whole milliseconds, rounded up, -1 for ever.
+// The time until end as poll() takes it: whole milliseconds, rounded up; -1 without limit.
 int LeftMs(Clock::time_point end)
 {
     if (end == Clock::time_point::max()) {
@@ -61,7 +61,7 @@ int LeftMs(Clock::time_point end)
     return static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
 }
 
-// Whether something can be received, or the receiving ended, before the time.
+// Waits until something can be received or receiving is shut down; false if end is first.
 bool WaitReadable(int descriptor, Clock::time_point end)
 {
     pollfd waiting{descriptor, POLLIN, 0};
@@ -71,7 +71,7 @@ bool WaitReadable(int descriptor, Clock::time_point end)
         if (poll(&waiting, 1, left) > 0) {
             return true;
         }
-    } while (left != 0); // interrupted, or waiting longer than one poll can
+    } while (left != 0); // interrupted by a signal, or longer than one poll() can wait
     return false;
 }
 
@@ -80,8 +80,8 @@ bool WaitReadable(int descriptor, Clock::time_point end)
 int VEXUDPSocket::Open(const std::string &localAddress, std::uint16_t port, Port sharing)
 {
     sockaddr_in local{};
-    // Asked first, since a second socket bound to a shared port would take the
-    // datagrams away from the one that is open.
+    // IsOpen() first: a second socket on a shared port would take datagrams from the one
+    // that is open.
     if (IsOpen() || !ParseLocal(localAddress, port, local)) {
         return kVEXFailure;
     }
@@ -96,13 +96,12 @@ int VEXUDPSocket::Open(const std::string &localAddress, std::uint16_t port, Port
     return kVEXSuccess;
 }
 
-// Receives by a call that takes a descriptor and flags and is negative when
-// nothing came; whether something did within the time.
+// Calls receive(descriptor, flags), whose result is negative when nothing came, until
+// something came or the time is over.
 //
-// While datagrams flow, receiving costs one system call, whether they wait already
-// or are waited for, unless they come in the last quarter of the wait: poll() keeps
-// the time better. A quiet socket is waited for by poll() alone, so that an idle
-// program wakes up once.
+// While datagrams flow, a receive costs one system call, except in the last quarter of
+// the wait, for which poll() is used because it is more punctual. On a quiet socket
+// poll() waits alone: an idle program then wakes up once in each time-out.
 template <typename ReceiveCall>
 bool VEXUDPSocket::Await(unsigned int timeoutMs, ReceiveCall receive)
 {
@@ -132,7 +131,7 @@ std::size_t VEXUDPSocket::Poll(void *buffer, std::size_t size, sockaddr_in &send
     return received ? static_cast<std::size_t>(length) : 0;
 }
 
-std::size_t VEXUDPSocket::Poll(VEXDatagramBatch &batch, unsigned int timeoutMs)
+std::size_t VEXUDPSocket::Poll(vexbase::DatagramBatch &batch, unsigned int timeoutMs)
 {
     const bool received = Await(timeoutMs, [&batch](int descriptor, int flags) {
         return batch.Receive(descriptor, flags);
@@ -151,8 +150,8 @@ std::size_t VEXUDPSocket::Read(void *buffer, std::size_t size, sockaddr_in &send
 int VEXUDPSocket::SetReceiveBuffer(int bytes)
 {
     const Use use(*this);
-    // Beyond the system's limit, for a process that may; else up to it. The
-    // kernel doubles what it is asked for, for its own overhead.
+    // SO_RCVBUFFORCE passes the system's limit, but needs CAP_NET_ADMIN. The kernel
+    // doubles the value for its overhead, socket(7).
     const int half = bytes / 2;
     if (use && setsockopt(use.Descriptor(), SOL_SOCKET, SO_RCVBUFFORCE, &half, sizeof half) != 0) {
         setsockopt(use.Descriptor(), SOL_SOCKET, SO_RCVBUF, &half, sizeof half);

@@ -9,51 +9,51 @@
 #include <netinet/in.h>
 #include <string>
 
-// VEXUDPSocket is an IPv4 datagram socket. Threads: as for VEXIPSocket.
+// VEXUDPSocket is an IPv4 datagram socket. Any thread may call any operation, but only
+// one thread at a time may receive.
 class VEXUDPSocket : public VEXIPSocket
 {
 public:
-    // Whether other programs of this host may be bound to the same port.
+    // Whether other programs of this host may bind the same port.
     enum class Port { Exclusive, Shared };
 
-    // Makes a socket bound to a dotted-quad local address (empty: every
-    // address) and a port in host byte order. Returns 0, or a negative status:
-    // the address does not parse, the system refuses (errno has its reason), or
-    // this socket is open already, in which case nothing changes.
+    // Opens a socket on a local address, a dotted quad (empty: all addresses), and a port
+    // in host byte order (0: any free one). Returns 0, or a negative status: the address
+    // is malformed, the system refuses (errno has its reason), or this socket is open already, in
+    // which case it stays as it is.
     [[nodiscard]] int Open(const std::string &localAddress, std::uint16_t port,
                            Port sharing = Port::Exclusive);
 
-    // Waits at most timeoutMs milliseconds (kVEXInfinite: for ever) for one
-    // datagram. Returns its length, cut to size, and its sender; 0 when none
-    // came, or the socket is closed, was shut down, or is closed meanwhile. An
-    // empty datagram ends the wait and counts as none, for both kinds of Poll; here
-    // it sets the sender, which is unchanged if no datagram came.
-    // REQUIRES: one thread at a time receives.
+    // Waits at most timeoutMs milliseconds (kVEXInfinite: without limit; 0: not at all)
+    // for one datagram. Returns its length in bytes, at most size, and its sender; a longer
+    // datagram is cut. Returns 0 when none came, and when the socket is closed or shut
+    // down, before the call or during it. An empty datagram ends the wait with 0, too; then the
+    // sender is set, which is unchanged if no datagram came.
     [[nodiscard]] std::size_t Poll(void *buffer, std::size_t size, sockaddr_in &sender,
                                    unsigned int timeoutMs);
 
-    // Waits at most timeoutMs milliseconds for one datagram and receives it with
-    // all those that are queued after it, as far as the batch has room. Returns the
-    // number of those that are not empty, 0 in the same cases as above. REQUIRES:
-    // one thread at a time receives.
-    std::size_t Poll(VEXDatagramBatch &batch, unsigned int timeoutMs);
+    // Waits for one datagram in the same way, and receives it with those that are queued
+    // after it, as far as the batch has room. Returns the number of datagrams that are not
+    // empty, and 0 in the same cases.
+    std::size_t Poll(vexbase::DatagramBatch &batch, unsigned int timeoutMs);
 
-    // Poll that waits for ever.
+    // Poll without a time-out.
     [[nodiscard]] std::size_t Read(void *buffer, std::size_t size, sockaddr_in &sender);
 
-    // Asks for room for so many bytes of datagrams that wait to be received, as
-    // the kernel counts them, with their overhead. Returns what it granted,
-    // which may be less, or a negative status when the socket is closed.
+    // Asks the kernel for a receive buffer of so many bytes; its overhead for each
+    // datagram counts, too. Returns the size that it granted, in bytes, which may be less,
+    // or a negative status when the socket is closed.
     int SetReceiveBuffer(int bytes);
 
-    // Sends one datagram without ever waiting. Returns the bytes sent, -4
-    // (kVEXNoRoom) when the send buffer is full, or another negative status:
-    // closed, shut down, no route. errno has the system's reason.
+    // Sends one datagram without waiting. Returns the number of bytes sent, -4
+    // (kVEXNoRoom) when the send buffer is full, or another negative status, for instance
+    // when the socket is closed or shut down, or has no route to the destination. errno has the
+    // reason of the system.
     int Write(const void *data, std::size_t length, const sockaddr_in &destination);
 
-    // Write that leaves so many percent of the send buffer to others: it returns
-    // kVEXNoRoom while more than the rest waits to leave. What is sent to hosts that do not
-    // exist waits for seconds, and would keep everything else from being sent.
+    // Write that reserves sparedPercent (0 to 100) of the send buffer for calls of Write:
+    // it returns kVEXNoRoom while more than the rest is in use. Datagrams to hosts that do
+    // not exist stay in the buffer for seconds, and could fill it.
     int WriteSparing(const void *data, std::size_t length, const sockaddr_in &destination,
                      int sparedPercent);
 
@@ -61,5 +61,5 @@ private:
     template <typename ReceiveCall>
     [[nodiscard]] bool Await(unsigned int timeoutMs, ReceiveCall receive);
 
-    std::atomic<bool> mFlowing{false}; // the last receive brought a datagram
+    std::atomic<bool> mFlowing{false}; // the last wait ended with a datagram
 };

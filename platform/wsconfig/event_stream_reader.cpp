@@ -2,9 +2,11 @@
 
 #include <utility>
 
+namespace wsconfig {
+
 namespace {
 
-// The stream may begin with one, which is no part of its first line.
+// The stream may begin with one. It is not part of the first line.
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 } // namespace
@@ -79,7 +81,7 @@ void EventStreamReader::takeField(std::string_view line)
 
 void EventStreamReader::endEvent(std::vector<ServerEvent> &events)
 {
-    // An event without a "data" field is none.
+    // By the standard, nothing is dispatched without a "data" field.
     if (!m_tooLarge && !m_data.empty()) {
         m_data.pop_back();
         events.push_back({std::move(m_type), std::move(m_data), false});
@@ -88,3 +90,5 @@ void EventStreamReader::endEvent(std::vector<ServerEvent> &events)
     m_data.clear();
     m_tooLarge = false;
 }
+
+} // namespace wsconfig

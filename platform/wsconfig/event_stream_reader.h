@@ -6,31 +6,32 @@
 #include <string_view>
 #include <vector>
 
-// One event of a stream of server-sent events, or the note that one was
-// dropped for its size.
+namespace wsconfig {
+
+// One event of a stream of server-sent events, or the report that one was too large.
 struct ServerEvent
 {
-    std::string type;      // the last "event" field; empty when there was none
+    std::string type;      // the last "event" field; empty if there was none
     std::string data;      // the "data" fields, joined by line feeds
-    bool tooLarge = false; // over the bound: type and data are empty
+    bool tooLarge = false; // the event was dropped; type and data are empty
 };
 
-// EventStreamReader takes a stream of server-sent events (WHATWG HTML, "Server-
-// sent events") apart as it comes in. It knows no socket and no clock; the same
-// bytes give the same events however they are cut into pieces.
+// EventStreamReader parses a stream of server-sent events (WHATWG HTML, "Server-sent
+// events") while it arrives. The same bytes give the same events, whatever the pieces in
+// which they arrive. It uses no socket and no clock. One thread at a time.
 //
-// Lines end in CR, LF or CRLF. Comments and the fields "id" and "retry" are
-// passed over. An event over the bound is noted once and passed over to its
-// end; memory stays below twice the bound for anything that may come.
+// Lines end in CR, LF or CRLF. Comments and the fields "id" and "retry" are ignored. An
+// event that exceeds the bound is reported once and skipped to its end. Memory stays below
+// twice the bound for any input. There are no other errors.
 class EventStreamReader
 {
 public:
-    // The bound is on an event's lines as they are kept: line ends, comments
-    // and the field names of finished lines do not count.
+    // The bound, in bytes, is on the parts of an event that are kept: line ends, comments
+    // and the field names of complete lines do not count.
     explicit EventStreamReader(std::size_t maxEventBytes = kMaxEventBytes);
 
-    // Takes the next bytes of the stream, any number. Returns the events that
-    // they complete, in order.
+    // Parses the next bytes of the stream. Returns the events that they complete, in the
+    // order of the stream.
     [[nodiscard]] std::vector<ServerEvent> feed(std::string_view bytes);
 
 private:
@@ -40,11 +41,13 @@ private:
     void endEvent(std::vector<ServerEvent> &events);
 
     const std::size_t m_maxEventBytes;
-    std::string m_line; // as far as it has come
+    std::string m_line; // the part that has arrived
     std::string m_type;
     std::string m_data; // each "data" field so far, with a line feed after it
     bool m_lineIsEmpty = true;
     bool m_firstLine = true;
-    bool m_afterCarriageReturn = false; // a line feed next belongs to it
-    bool m_tooLarge = false;            // passing over the rest of this event
+    bool m_afterCarriageReturn = false; // a line feed that follows belongs to it
+    bool m_tooLarge = false;            // skipping the rest of this event
 };
+
+} // namespace wsconfig

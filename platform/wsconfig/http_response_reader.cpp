@@ -2,9 +2,9 @@
 
 #include "wsconfig/watch_policy.h"
 
-// The parser states as an assertion that the last chunk's line and what follows
-// it never come as four bytes. They may, and it copes; the assertion would end
-// the daemon in builds that have them on.
+// The parser asserts that the line of the last chunk and the empty line after it never
+// arrive as four bytes alone. They may, and the parser handles it; with assertions on,
+// the daemon would end.
 #define BOOST_DISABLE_ASSERTS
 
 #include <boost/beast/http/basic_parser.hpp>
@@ -14,7 +14,9 @@
 namespace http = boost::beast::http;
 using boost::beast::error_code;
 
-// Collects the little that a watch needs of a response.
+namespace wsconfig {
+
+// Keeps those parts of a response that a watch needs.
 class HttpResponseReader::Parser : public http::basic_parser<false>
 {
 public:
@@ -22,14 +24,14 @@ public:
     {
         eager(true);
         header_limit(kMaxHeaderBytes);
-        // As large as can be: an event stream has no end. No limit at all would
-        // refuse every body that tells its length.
+        // An event stream has no end. boost::none instead of the largest value would
+        // refuse every body that has a Content-Length.
         body_limit(std::numeric_limits<std::uint64_t>::max());
     }
 
     int statusCode = 0;
     std::string type;
-    std::string *body = nullptr; // where the body goes while bytes are put in
+    std::string *body = nullptr; // receives the body during feed()
 
 private:
     using View = boost::beast::string_view;
@@ -38,7 +40,7 @@ private:
     void on_response_impl(int code, View, int, error_code &) override { statusCode = code; }
     void on_field_impl(http::field name, View, View value, error_code &) override
     {
-        // Fields after the last chunk say nothing of the body that went before.
+        // Fields after the last chunk (trailers) do not describe the body.
         if (!is_header_done() && name == http::field::content_type && type.empty()) {
             type.assign(value.data(), value.size());
         }
@@ -108,3 +110,5 @@ const std::string &HttpResponseReader::error() const
 {
     return m_error;
 }
+
+} // namespace wsconfig

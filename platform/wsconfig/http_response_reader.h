@@ -4,12 +4,14 @@
 #include <string>
 #include <string_view>
 
-// HttpResponseReader takes one HTTP/1.x response apart as it comes in, with a
-// body of a given length, in chunks, or up to the end of the connection. It
-// knows no socket and no clock, and never throws for what it is fed.
+namespace wsconfig {
+
+// HttpResponseReader parses one HTTP/1.x response while it arrives. The body may have a
+// given length, be chunked, or last until the connection is closed; it is passed on and
+// not kept. The header, and what stands between two pieces of a chunked body, may have
+// kMaxHeaderBytes. It uses no socket and no clock. One thread at a time.
 //
-// The header is bounded by kMaxHeaderBytes, as is what stands between two
-// pieces of a chunked body. The body itself is handed through, not kept.
+// No input makes it throw; only lack of memory does.
 class HttpResponseReader
 {
 public:
@@ -18,29 +20,32 @@ public:
     HttpResponseReader(const HttpResponseReader &) = delete;
     HttpResponseReader &operator=(const HttpResponseReader &) = delete;
 
-    // Takes the next bytes of the connection and appends to body what they hold
-    // of it, free of chunk marks. Returns false when this is no response or is
-    // over a bound; error() then tells why, and nothing more can be read.
-    // Bytes after the response's end are passed over.
+    // Parses the next bytes of the connection and appends the part of the body that they
+    // contain, without chunk headers. Returns false when this is not a response or when a
+    // bound is exceeded: error() has the reason, and all later calls return false, too.
+    // Bytes after the response's end are ignored.
     [[nodiscard]] bool feed(std::string_view bytes, std::string &body);
 
-    // Whether the header is complete; what follows here holds from then on.
+    // Whether the header is complete; the operations below are valid from then on.
     [[nodiscard]] bool headerDone() const;
+    // The status code.
     [[nodiscard]] int status() const;
-    // The value of "Content-Type", the first one; empty without one.
+    // The value of the first "Content-Type" field; empty if there is none.
     [[nodiscard]] const std::string &contentType() const;
 
-    // Whether the body has come to its end. One without a length and not in
-    // chunks ends with the connection alone.
+    // Whether the body is complete. A body that has no length and is not chunked ends with
+    // the connection, and done() stays false.
     [[nodiscard]] bool done() const;
 
-    // Why feed returned false, as text of this program's own; empty before.
+    // The reason why feed returned false, a fixed text; empty before.
     [[nodiscard]] const std::string &error() const;
 
 private:
-    class Parser; // keeps the parser library's headers out of everybody else's
+    class Parser; // here only declared, so that users need not include Boost's headers
 
     std::unique_ptr<Parser> m_parser;
-    std::string m_pending; // bytes that the parser could not use by themselves
+    std::string m_pending; // bytes that the parser can use only with the next ones
     std::string m_error;
 };
+
+} // namespace wsconfig

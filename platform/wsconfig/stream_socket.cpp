@@ -7,6 +7,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+namespace wsconfig {
+
 int StreamSocket::startConnecting(const QString &address, int port)
 {
     sockaddr_in server{};
@@ -56,3 +58,5 @@ void StreamSocket::close()
         m_descriptor = -1;
     }
 }
+
+} // namespace wsconfig

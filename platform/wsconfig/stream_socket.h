@@ -5,9 +5,11 @@
 #include <cstddef>
 #include <sys/types.h>
 
-// StreamSocket is a TCP connection to a server, opened and used without ever
-// waiting. No child process inherits its descriptor. One thread; the destructor
-// closes the connection. Errors are errno values, 0 for none.
+namespace wsconfig {
+
+// StreamSocket is a TCP connection to a server. No operation waits. Child processes do not
+// inherit its descriptor. One thread at a time; the destructor closes the connection.
+// Operations that return an int return 0 or an errno value.
 class StreamSocket
 {
 public:
@@ -16,26 +18,29 @@ public:
     StreamSocket(const StreamSocket &) = delete;
     StreamSocket &operator=(const StreamSocket &) = delete;
 
-    // Begins to connect to a dotted-quad address (anything else is EINVAL: to
-    // look up a name would mean to wait) and a port, 1 to 65535. Once the
-    // descriptor is writable, connectError tells how it went.
-    // REQUIRES: closed.
+    // Begins to connect to an address, a dotted quad, and a port, 1 to 65535; EINVAL for
+    // other values. (Names are not looked up, because that would wait.) When the descriptor
+    // is writable, connectError has the result. REQUIRES: the socket is closed.
     [[nodiscard]] int startConnecting(const QString &address, int port);
+    // The result of connecting, once the descriptor is writable.
     [[nodiscard]] int connectError() const;
 
-    // Sends a short text. EMSGSIZE when the system took only a part of it,
-    // which it does not on a new connection unless the text has many kilobytes.
+    // Sends a short text. EMSGSIZE when the system took only a part of it; on a new
+    // connection that happens only to texts of many kilobytes.
     [[nodiscard]] int send(const QByteArray &text);
 
-    // As recv(2): bytes read, 0 at the end, -1 with errno, which is EAGAIN when
-    // there is nothing to read now.
+    // Receives at most size bytes. Like recv(2), returns the number of bytes, 0 at the end
+    // of the stream, or -1 with errno, which is EAGAIN when there is nothing to read now.
     [[nodiscard]] ssize_t receive(void *buffer, std::size_t size);
 
+    // Closes the connection; does nothing when it is closed.
     void close();
 
-    // For polling; -1 when closed.
+    // The descriptor, for poll(2) and QSocketNotifier; -1 when closed.
     [[nodiscard]] int descriptor() const { return m_descriptor; }
 
 private:
     int m_descriptor = -1;
 };
+
+} // namespace wsconfig

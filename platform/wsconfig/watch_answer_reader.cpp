@@ -5,13 +5,15 @@
 #include <algorithm>
 #include <utility>
 
+namespace wsconfig {
+
 namespace {
 
 constexpr int kStatusOk = 200;
 
 bool isEventStream(const std::string &contentType)
 {
-    // Parameters, such as a character set, may follow.
+    // Parameters may follow, for instance a character set.
     const QByteArray type = QByteArray::fromStdString(contentType.substr(0, contentType.find(';')));
     return type.trimmed().toLower() == "text/event-stream";
 }
@@ -27,7 +29,7 @@ WatchNews WatchAnswerReader::feed(std::string_view bytes)
     if (m_fault.empty() && !m_response.feed(bytes, body)) {
         m_fault = "bad HTTP answer: " + m_response.error();
     }
-    // What is wrong with the header is told before what is wrong further on.
+    // A fault in the header goes before a fault in the body.
     if (m_response.headerDone() && !headerFault().empty()) {
         m_fault = headerFault();
         body.clear();
@@ -70,3 +72,5 @@ void WatchAnswerReader::takeEvent(const ServerEvent &event, WatchNews &news) con
     }
     news.values.push_back({*param, QString::fromUtf8(json.constData(), json.size())});
 }
+
+} // namespace wsconfig

@@ -9,36 +9,36 @@
 #include <string_view>
 #include <vector>
 
-// One value of a watched parameter, as the service sent it.
+namespace wsconfig {
+
+// One value of a watched parameter.
 struct WatchedValue
 {
-    int param;
-    QString json; // an object or an array, checked to be well-formed
+    int param;    // its number
+    QString json; // as the service sent it; well-formed, an object or an array
 };
 
-// What one piece of the answer to a watch brought.
+// The contents of one piece of a watch's answer.
 struct WatchNews
 {
     std::vector<WatchedValue> values;
-    std::vector<std::string> dropped; // for each event that was no value, why
-    std::string fault;                // why the answer cannot be read on; empty while it can
-    bool ended = false;               // the service brought the answer to its end
+    std::vector<std::string> dropped; // a reason for each event that was dropped
+    std::string fault;                // the reason why the rest cannot be read; empty if it can
+    bool ended = false;               // the service has completed the answer
 };
 
-// WatchAnswerReader reads the service's answer to one watch request: a response
-// with status 200 and an event stream, in which each event carries a value of a
-// parameter that is watched. Texts in its results are this program's own; none
-// repeats what the service sent. It knows no socket and no clock, and never
-// throws for what it is fed.
+// WatchAnswerReader parses the service's answer to one watch request: a response with
+// status 200 whose body is an event stream. Each event has a value of a watched parameter.
+// The reasons in its results do not quote the service. It uses no socket and no clock. One
+// thread at a time. No input makes it throw; only lack of memory does.
 class WatchAnswerReader
 {
 public:
-    // The numbers of the parameters that were asked for; events of others are
-    // dropped.
+    // The numbers of the watched parameters. Events of others are dropped.
     explicit WatchAnswerReader(QVector<int> params);
 
-    // Takes the next bytes of the connection. After a fault or the end nothing
-    // more comes.
+    // Parses the next bytes of the connection. After a fault or the end, there are no more
+    // values.
     [[nodiscard]] WatchNews feed(std::string_view bytes);
 
 private:
@@ -50,3 +50,5 @@ private:
     EventStreamReader m_events;
     std::string m_fault;
 };
+
+} // namespace wsconfig

@@ -2,25 +2,90 @@
 
 #include <cstddef>
 
-// The bounds on what the configuration service may send. It is a program of
-// this device, but a fault in it must cost the daemon neither memory nor time.
+// How much the client takes from the configuration service, how long it waits for it,
+// and which faults it reports. The service is a program of this device, but a fault in
+// it must cost the daemon neither memory nor time.
+namespace wsconfig {
 
-// The header of an answer, and likewise what stands between two pieces of a
-// chunked body. The service's own header has some 150 bytes.
+// The header of a response, and also what stands between two pieces of a chunked body.
+// The service's own header has some 150 bytes.
 constexpr std::size_t kMaxHeaderBytes = 8192;
 
-// One event with all its lines. A device list has some 150 bytes a device.
+// One event with all its lines. A device list has some 150 bytes for each device.
 constexpr std::size_t kMaxEventBytes = 262144;
 
-// What is read of the body in one turn of the event loop. The body as a whole
-// has no end, so that this alone keeps a flood from holding up everybody else.
+// What is read of the body in one turn of the event loop. The body has no end: without
+// this bound a flood of events would keep the loop from serving others.
 constexpr std::size_t kMaxBodyPieceBytes = 16384;
 
-// How patient a watch is; all in milliseconds.
 struct WatchPolicy
 {
-    int firstDeliveryMs = 5000; // wait for the first values, all retries included
-    int silenceMs = 45000;      // three of the service's comment lines missed
-    int shortestPauseMs = 250;  // before a lost stream is opened again, doubled
-    int longestPauseMs = 5000;  // each time up to this
+    int firstDeliveryMs = 5000; // the wait for the first values, with all retries
+    int silenceMs = 45000;      // three of the service's comment lines are missing
+    int shortestPauseMs = 250;  // before a lost stream is opened again; doubled each
+    int longestPauseMs = 5000;  // time up to this
 };
+
+// ReconnectPause says how long to wait before the next try to open a stream: the shortest
+// pause first, then twice as long each time, up to the longest.
+class ReconnectPause
+{
+public:
+    // Both in milliseconds, above 0.
+    ReconnectPause(int shortestMs, int longestMs)
+        : m_shortestMs(shortestMs), m_longestMs(longestMs), m_nextMs(shortestMs)
+    {
+    }
+
+    // Returns the pause to make now, in milliseconds, and doubles the next one.
+    [[nodiscard]] int takeMs()
+    {
+        const int pauseMs = m_nextMs;
+        m_nextMs = pauseMs > m_longestMs / 2 ? m_longestMs : pauseMs * 2;
+        return pauseMs;
+    }
+
+    // The next pause is the shortest again.
+    void reset() { m_nextMs = m_shortestMs; }
+
+private:
+    const int m_shortestMs;
+    const int m_longestMs;
+    int m_nextMs;
+};
+
+// Outage decides which losses of a stream are reported, so that a service that is down
+// for years does not fill a log. Reported are: the loss of the stream, once; the first
+// wrong answer during the same outage, since that is another fault; and the return.
+class Outage
+{
+public:
+    enum class Cause {
+        NoService,   // the connection was refused or closed, or was silent
+        WrongAnswer, // the answer was not an event stream
+    };
+
+    // The stream was lost, or could not be opened. Returns whether to report it.
+    [[nodiscard]] bool begin(Cause cause)
+    {
+        const bool report = !m_on || (cause == Cause::WrongAnswer && !m_wrongAnswerReported);
+        m_on = true;
+        m_wrongAnswerReported = m_wrongAnswerReported || cause == Cause::WrongAnswer;
+        return report;
+    }
+
+    // The stream delivers values. Returns whether to report that it is back.
+    [[nodiscard]] bool end()
+    {
+        const bool report = m_on;
+        m_on = false;
+        m_wrongAnswerReported = false;
+        return report;
+    }
+
+private:
+    bool m_on = false;
+    bool m_wrongAnswerReported = false;
+};
+
+} // namespace wsconfig

@@ -4,6 +4,7 @@
 
 #include <QDeadlineTimer>
 #include <QPointer>
+#include <QUrl>
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -11,14 +12,27 @@
 #include <poll.h>
 #include <system_error>
 
+namespace wsconfig {
+
 namespace {
 
-std::string describe(int error)
+std::string errorText(int error)
 {
     return std::generic_category().message(error);
 }
 
 } // namespace
+
+QByteArray watchRequest(const WatchTarget &target)
+{
+    QByteArray params;
+    for (const int param : target.params) {
+        params += (params.isEmpty() ? "" : ",") + QByteArray::number(param);
+    }
+    return "GET /api/v1/watch?system=" + QUrl::toPercentEncoding(target.systemName) +
+           "&params=" + params + " HTTP/1.1\r\nHost: " + target.host.toUtf8() + ':' +
+           QByteArray::number(target.port) + "\r\nAccept: text/event-stream\r\n\r\n";
+}
 
 WatchStream::WatchStream(const WatchTarget &target, const WatchPolicy &policy)
     : m_target(target),
@@ -42,13 +56,13 @@ void WatchStream::start()
         waitOnce(static_cast<int>(deadline.remainingTime()));
     }
     if (alive && !m_awaited.isEmpty()) {
-        tell("not every value came within " + std::to_string(m_policy.firstDeliveryMs) + " ms");
+        report("not every value came within " + std::to_string(m_policy.firstDeliveryMs) + " ms");
     }
 }
 
 void WatchStream::waitOnce(int limitMs)
 {
-    // Without a descriptor this is a pause.
+    // Without a descriptor, poll() only waits.
     const short events = m_phase == Phase::Connecting ? POLLOUT : POLLIN;
     pollfd polled{m_socket.descriptor(), events, 0};
     if (poll(&polled, 1, std::min(limitMs, m_timer.remainingTime())) > 0) {
@@ -79,11 +93,11 @@ void WatchStream::onReady()
 void WatchStream::connectToService()
 {
     if (const int error = m_socket.startConnecting(m_target.host, m_target.port)) {
-        lose(Outage::Cause::NoService, describe(error));
+        lose(Outage::Cause::NoService, errorText(error));
         return;
     }
     m_phase = Phase::Connecting;
-    notifyOf(QSocketNotifier::Write);
+    watchDescriptor(QSocketNotifier::Write);
     m_timer.start(m_policy.silenceMs);
 }
 
@@ -94,12 +108,12 @@ void WatchStream::sendRequest()
         error = m_socket.send(watchRequest(m_target));
     }
     if (error != 0) {
-        lose(Outage::Cause::NoService, describe(error));
+        lose(Outage::Cause::NoService, errorText(error));
         return;
     }
     m_phase = Phase::Reading;
     m_answer.emplace(m_target.params);
-    notifyOf(QSocketNotifier::Read);
+    watchDescriptor(QSocketNotifier::Read);
 }
 
 void WatchStream::receive()
@@ -110,14 +124,14 @@ void WatchStream::receive()
         return;
     }
     if (got <= 0) {
-        lose(Outage::Cause::NoService, got == 0 ? "closed by the service" : describe(errno));
+        lose(Outage::Cause::NoService, got == 0 ? "closed by the service" : errorText(errno));
         return;
     }
     m_timer.start(m_policy.silenceMs);
     WatchNews news;
     try {
         news = m_answer->feed({buffer.data(), static_cast<std::size_t>(got)});
-    } catch (const std::exception &error) { // no memory, in effect
+    } catch (const std::exception &error) { // lack of memory
         lose(Outage::Cause::NoService, error.what());
         return;
     }
@@ -127,7 +141,7 @@ void WatchStream::receive()
 void WatchStream::take(const WatchNews &news)
 {
     for (const std::string &reason : news.dropped) {
-        tell("event dropped: " + reason);
+        report("event dropped: " + reason);
     }
     for (const WatchedValue &value : news.values) {
         m_awaited.removeAll(value.param);
@@ -135,7 +149,7 @@ void WatchStream::take(const WatchNews &news)
     if (!news.values.empty()) {
         m_pause.reset();
         if (m_outage.end()) {
-            tell("stream is back");
+            report("stream is back");
         }
     }
     if (!news.fault.empty()) {
@@ -143,7 +157,7 @@ void WatchStream::take(const WatchNews &news)
     } else if (news.ended) {
         lose(Outage::Cause::NoService, "ended by the service");
     }
-    // Last, since a slot may destroy this stream.
+    // At the end, because a slot may destroy this stream.
     const QPointer<WatchStream> alive(this);
     for (const WatchedValue &value : news.values) {
         if (alive) {
@@ -158,25 +172,27 @@ void WatchStream::lose(Outage::Cause cause, const std::string &reason)
     m_socket.close();
     m_phase = Phase::Pausing;
     if (m_outage.begin(cause)) {
-        tell("stream lost: " + reason);
+        report("stream lost: " + reason);
     }
-    m_timer.start(m_pause.next());
+    m_timer.start(m_pause.takeMs());
 }
 
-void WatchStream::notifyOf(QSocketNotifier::Type type)
+void WatchStream::watchDescriptor(QSocketNotifier::Type type)
 {
     m_notifier.reset(new QSocketNotifier(m_socket.descriptor(), type));
     connect(m_notifier.get(), &QSocketNotifier::activated, this, &WatchStream::onReady);
 }
 
-void WatchStream::tell(const std::string &text) const
+void WatchStream::report(const std::string &text) const
 {
     vexbase::WriteFault({"WSConfig: ", m_target.host.toStdString(), ":",
                          std::to_string(m_target.port), ": ", text});
 }
 
-void WatchStream::DropNotifier::operator()(QSocketNotifier *notifier) const
+void WatchStream::DeleteLater::operator()(QSocketNotifier *notifier) const
 {
     notifier->setEnabled(false);
     notifier->deleteLater();
 }
+
+} // namespace wsconfig

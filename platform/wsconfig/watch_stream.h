@@ -1,12 +1,10 @@
 #pragma once
 
-#include "wsconfig/outage.h"
-#include "wsconfig/reconnect_pause.h"
 #include "wsconfig/stream_socket.h"
 #include "wsconfig/watch_answer_reader.h"
 #include "wsconfig/watch_policy.h"
-#include "wsconfig/watch_request.h"
 
+#include <QByteArray>
 #include <QObject>
 #include <QSocketNotifier>
 #include <QString>
@@ -16,11 +14,24 @@
 #include <optional>
 #include <string>
 
-// WatchStream keeps one watch on the configuration service open for as long as
-// it lives: it connects, reads, and begins anew whenever the stream is lost or
-// silent for too long. It belongs to the thread that made it and works on that
-// thread's event loop. Faults are told on standard error, a line each, and none
-// ends the watch.
+namespace wsconfig {
+
+// The service to ask, and the parameters to watch.
+struct WatchTarget
+{
+    QString host;        // a dotted quad
+    int port = 0;        // 1 to 65535
+    QString systemName;  // the client's name, for the service's information
+    QVector<int> params; // the parameters' numbers, in the order to ask for
+};
+
+// The HTTP request that opens a watch.
+[[nodiscard]] QByteArray watchRequest(const WatchTarget &target);
+
+// WatchStream keeps one watch on the configuration service open while it exists: it
+// connects, reads, and connects again when the stream is lost or silent for too long. It
+// belongs to the thread that made it and uses that thread's event loop. Faults are written
+// to standard error, one line each (see Outage); none ends the watch.
 //
 // A slot on valueReceived may destroy the stream.
 class WatchStream : public QObject
@@ -28,26 +39,26 @@ class WatchStream : public QObject
     Q_OBJECT
 
 public:
+    // Does nothing before start.
     explicit WatchStream(const WatchTarget &target, const WatchPolicy &policy = {});
     ~WatchStream() override;
 
-    // Opens the stream and waits until each parameter has been delivered once,
-    // at most policy.firstDeliveryMs. No event loop runs meanwhile: nothing but
-    // valueReceived is called. Whatever came or not, the watch goes on from the
-    // event loop. To be called once.
-    // REQUIRES: a QCoreApplication, this thread being the stream's.
+    // Opens the stream and waits until each parameter has been delivered once, at most
+    // policy.firstDeliveryMs. Meanwhile the event loop does not run, and only valueReceived
+    // is emitted. After that the watch continues on the event loop, even if nothing was
+    // delivered. Called once. REQUIRES: a QCoreApplication.
     void start();
 
 Q_SIGNALS:
-    // A value arrived, the first time or again, changed or not.
+    // A value arrived; it may be the same as before.
     void valueReceived(int param, const QString &json);
 
 private:
     enum class Phase { Pausing, Connecting, Reading };
 
-    // Notifiers live on until the event loop runs, since their slot may be the
-    // one that drops them; they no longer watch the descriptor.
-    struct DropNotifier
+    // Disables a notifier at once, but destroys it when the event loop runs: the stream may
+    // be lost inside the notifier's own slot.
+    struct DeleteLater
     {
         void operator()(QSocketNotifier *notifier) const;
     };
@@ -60,19 +71,21 @@ private:
     void receive();
     void take(const WatchNews &news);
     void lose(Outage::Cause cause, const std::string &reason);
-    void notifyOf(QSocketNotifier::Type type);
-    void tell(const std::string &text) const;
+    void watchDescriptor(QSocketNotifier::Type type);
+    void report(const std::string &text) const;
 
     const WatchTarget m_target;
     const WatchPolicy m_policy;
     Phase m_phase = Phase::Pausing;
-    QVector<int> m_awaited; // not delivered yet
+    QVector<int> m_awaited; // parameters that have not been delivered yet
     StreamSocket m_socket;
-    std::unique_ptr<QSocketNotifier, DropNotifier> m_notifier; // goes before the socket
+    std::unique_ptr<QSocketNotifier, DeleteLater> m_notifier; // destroyed before the socket
     std::optional<WatchAnswerReader> m_answer;
     ReconnectPause m_pause;
     Outage m_outage;
-    // The end of the pause, or of the service's right to be silent. When the event
-    // loop was held up, it hands over what waits in the socket before time-outs.
+    // Ends the pause, or the silence that the service may keep. After a delay of the event
+    // loop, Qt handles data in the socket before this time-out.
     QTimer m_timer;
 };
+
+} // namespace wsconfig

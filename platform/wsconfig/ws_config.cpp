@@ -9,7 +9,7 @@
 WSConfig::WSConfig(QObject *parent, const QString &host, int port)
     : QObject(parent), m_host(host), m_port(port)
 {
-    // Queued connections and signal spies look the type up by this name.
+    // Queued connections and signal spies need the type's name.
     qRegisterMetaType<WSConfig::ParamId>("WSConfig::ParamId");
 }
 
@@ -26,12 +26,12 @@ void WSConfig::watch(WSConfig::ParamId *ids, int count)
     if (ids == nullptr || count <= 0) {
         return;
     }
-    WatchTarget target{m_host, m_port, m_systemName, {}};
+    wsconfig::WatchTarget target{m_host, m_port, m_systemName, {}};
     for (int i = 0; i < count; ++i) {
         target.params.append(ids[i]);
     }
-    m_stream = std::make_unique<WatchStream>(target);
-    connect(m_stream.get(), &WatchStream::valueReceived, this,
+    m_stream = std::make_unique<wsconfig::WatchStream>(target);
+    connect(m_stream.get(), &wsconfig::WatchStream::valueReceived, this,
             [this](int param, const QString &json) {
                 Q_EMIT valueChanged(static_cast<ParamId>(param), json);
             });

@@ -17,7 +17,7 @@ constexpr const char *kBrowseFile = "/var/www/discovery/browse.json";
 constexpr const char *kScratchFile = "/var/www/discovery/__browse.json";
 
 constexpr unsigned int kWaitMs = 500;
-// A list is written when more wait cycles than this have passed since the last.
+// A list is written when more wait cycles than this have passed since the last write.
 constexpr int kQuietCycles = 10;
 
 } // namespace
@@ -34,11 +34,11 @@ bool VEXBrowser::ThreadInit()
     return false;
 }
 
-// The engine replaces mBrowseList in place: a map of each wait's own would be a third
-// copy of the list, beside the registry and a list that waits to be written.
+// The engine replaces the contents of mBrowseList. A new map for each wait would be a third
+// copy of the list, besides the registry and the list that waits to be written.
 bool VEXBrowser::ThreadLoop()
 {
-    bool pending = false; // mBrowseList is newer than the published list
+    bool pending = false; // mBrowseList has not been written yet
     while (!Terminate()) {
         switch (mSSDP->WaitForChange(kWaitMs, mBrowseList)) {
         case kVEXTimedOut:
@@ -73,7 +73,7 @@ void VEXBrowser::EndCycle(bool &pending)
     }
 }
 
-// Keeps neither list nor text, which may be megabytes, until the next change.
+// Frees the list and the text at the end, because they may have megabytes.
 void VEXBrowser::WriteBrowserInfo()
 {
     mJSONText = formats::ComposeBrowseDocument(mBrowseList);
@@ -84,9 +84,9 @@ void VEXBrowser::WriteBrowserInfo()
     mJSONText = std::string();
 }
 
-// True whenever the file could be opened: what could not be written, on a full
-// medium, shows in the published list and on standard error.
-// NOLINTNEXTLINE(performance-unnecessary-value-param): a text is made of a literal either way
+// Returns true if the file could be opened. A write that fails, for instance on a full
+// medium, is only reported; the list is renamed into place all the same.
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the callers pass literals
 bool VEXBrowser::WriteJSONFile(std::string path)
 {
     VEXFileIO file;

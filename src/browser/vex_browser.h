@@ -7,36 +7,34 @@
 
 class VEX_SSDP;
 
-// VEXBrowser is the thread that turns the engine's list of known services into
-// the browse list "/var/www/discovery/browse.json", which the web interface
-// reads whenever it likes. Readers never see half a document: it is written to
-// a scratch file beside it and renamed into place. Writes are spared, since the
-// medium may be flash: while changes keep coming, the list is written once in
-// eleven wait cycles of at most 500 ms; after a quiet spell of as many, a change
-// is written at once.
+// VEXBrowser is a thread that writes the engine's list of known services to the browse
+// list, /var/www/discovery/browse.json, for the web page. It writes a scratch file and
+// renames it, so a reader always sees a complete list. The medium may be flash memory, so
+// it writes seldom: while the list keeps changing, once in eleven wait cycles of at most
+// 500 ms. A change after eleven cycles without a write is written at once.
 //
-// Only the thread itself touches the members. The owner stops the thread
-// before it destroys the object or the engine.
+// Failures are written to the standard streams, and the thread goes on; the results of
+// the operations have no meaning. Only the thread itself uses the members. The owner stops
+// the thread before it destroys the object or the engine.
 class VEXBrowser final : public VEXThread
 {
 public:
-    // Starts the thread. REQUIRES: the engine outlives the browser.
+    // Starts the thread. REQUIRES: the engine exists as long as the browser.
     explicit VEXBrowser(VEX_SSDP *ssdp);
     ~VEXBrowser() override = default;
     VEXBrowser(const VEXBrowser &) = delete;
     VEXBrowser &operator=(const VEXBrowser &) = delete;
 
-    // Publishes an empty list, straight to its path: there is no earlier list
-    // worth keeping. Returns false, which means nothing.
+    // Writes an empty list directly to its path: an earlier list is of no use. Returns
+    // false.
     bool ThreadInit() override;
 
-    // Waits for changes and publishes them until a stop is asked for. Returns
-    // false.
+    // Waits for changes and writes the list until a stop is requested. Returns false.
     bool ThreadLoop() override;
 
-    // Removes the published list and the scratch file when the daemon ends: a list
-    // that nobody updates would look current. Uses only what a signal handler may.
-    // REQUIRES: the thread has ended, or the process ends right after.
+    // Removes the list and the scratch file when the daemon ends: a list that is no longer
+    // updated would be wrong. Any thread and signal handlers may call it. REQUIRES: the
+    // thread has ended, or the process ends at once.
     static void RemoveList();
 
 private:
@@ -45,7 +43,7 @@ private:
     bool WriteJSONFile(std::string path);
 
     VEX_SSDP *mSSDP;
-    SSDPDeviceMap mBrowseList; // as last received, until it is written
-    std::string mJSONText;     // the document that is being written
+    SSDPDeviceMap mBrowseList; // the latest list, until it is written
+    std::string mJSONText;     // the document while it is being written
     int mCycleCount = 0;       // wait cycles since the last write
 };

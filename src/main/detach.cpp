@@ -14,6 +14,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+namespace beacond {
 namespace {
 
 void FillStandardDescriptors()
@@ -27,12 +28,12 @@ void FillStandardDescriptors()
     }
 }
 
-// Without /proc: asks for each number that a process just started may have.
+// Without /proc: tests each number that a process may have at its start.
 std::set<int> ProbeDescriptors()
 {
-    constexpr int kLikely = 1024;
+    constexpr int kProbed = 1024;
     std::set<int> open;
-    for (int descriptor = 0; descriptor < kLikely; ++descriptor) {
+    for (int descriptor = 0; descriptor < kProbed; ++descriptor) {
         if (fcntl(descriptor, F_GETFD) != -1) {
             open.insert(descriptor);
         }
@@ -47,7 +48,7 @@ std::set<int> OpenDescriptors()
         return ProbeDescriptors();
     }
     std::set<int> open;
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has one thread yet
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has only one thread
     while (const dirent *entry = readdir(folder.get())) {
         if (entry->d_name[0] != '.') {
             open.insert(static_cast<int>(std::strtol(entry->d_name, nullptr, 10)));
@@ -57,8 +58,7 @@ std::set<int> OpenDescriptors()
     return open;
 }
 
-// Closes descriptors one by one up to the limit, for kernels without
-// close_range.
+// Closes descriptors one by one up to the limit, for kernels without close_range(2).
 void CloseByLoop(const std::set<int> &keep)
 {
     for (int descriptor = 0; descriptor < getdtablesize(); ++descriptor) {
@@ -68,14 +68,15 @@ void CloseByLoop(const std::set<int> &keep)
     }
 }
 
-// Closes from first up to last, both included; false when the kernel cannot.
+// Closes all descriptors from first to last, inclusive. Returns false without
+// close_range(2).
 bool CloseRange(unsigned int first, unsigned int last)
 {
     return first > last || syscall(SYS_close_range, first, last, 0U) == 0;
 }
 
-// The limit may be a billion, as in some containers, where a loop would take
-// minutes: the gaps between what is kept are closed whole.
+// In some containers the limit is a billion, and a loop would take minutes. So each gap
+// between two descriptors to keep is closed by one call.
 void CloseAllBut(const std::set<int> &keep)
 {
     unsigned int first = 0;
@@ -92,14 +93,14 @@ void CloseAllBut(const std::set<int> &keep)
     }
 }
 
-// Puts 0, 1 and 2 on /dev/null. The first dup gives 1 on every normal start, and
-// the second is not tested at all, so both lines are written always. They reach
-// nobody: standard error is closed or /dev/null by then.
+// Opens 0, 1 and 2 on /dev/null. The first dup() returns 1 on a normal start, and the
+// second is not tested, so both lines are always written. Nobody sees them: standard error
+// is closed or /dev/null then.
 void OpenStandardDescriptors()
 {
     const int null = open("/dev/null", O_RDWR);
     if (dup(null) != 0) {
-        // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has one thread yet
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has only one thread
         std::fprintf(stderr, "%s: cannot dup stdout to /dev/null: %s", "main", strerror(errno));
     }
     [[maybe_unused]] const int second = dup(null);
@@ -126,7 +127,7 @@ void Detach(const std::set<int> &keep)
 {
     const pid_t child = fork();
     if (child != 0) {
-        exit(child < 0 ? 1 : 0); // NOLINT(concurrency-mt-unsafe): the process has one thread yet
+        exit(child < 0 ? 1 : 0); // NOLINT(concurrency-mt-unsafe): the process has only one thread
     }
     if (setsid() < 0) {
         exit(1); // NOLINT(concurrency-mt-unsafe)
@@ -135,3 +136,5 @@ void Detach(const std::set<int> &keep)
     OpenStandardDescriptors();
     umask(027);
 }
+
+} // namespace beacond

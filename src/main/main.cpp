@@ -10,11 +10,11 @@
 
 namespace {
 
-// Reads the options; false, with the usage written, for an unknown one.
+// Reads the options. For an unknown one, writes the usage and returns false.
 bool ReadOptions(int argc, char **argv, bool &daemonize)
 {
     int option = 0;
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has one thread yet
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has only one thread
     while ((option = getopt(argc, argv, "d")) != -1) {
         if (option != 'd') {
             const char letter = static_cast<char>(option);
@@ -27,7 +27,7 @@ bool ReadOptions(int argc, char **argv, bool &daemonize)
     return true;
 }
 
-// Qt would write with stdio, which waits for whoever reads.
+// Qt itself would write by stdio, which waits for slow readers.
 void WriteQtMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
     vexbase::WriteFault({qFormatLogMessage(type, context, message).toStdString()});
@@ -38,7 +38,7 @@ void WriteQtMessage(QtMsgType type, const QMessageLogContext &context, const QSt
 int main(int argc, char **argv)
 {
     qInstallMessageHandler(WriteQtMessage);
-    OwnDescriptors descriptors;
+    beacond::OwnDescriptors descriptors;
     const QCoreApplication application(argc, argv);
     descriptors.NoteOpened();
     bool daemonize = true;
@@ -48,9 +48,9 @@ int main(int argc, char **argv)
     if (daemonize) {
         vexbase::WriteProgress({"Daemonize beacond"});
         if (getppid() == 1) {
-            return 0; // detached already: whoever starts us so wants no second daemon
+            return 0; // process 1 started us, so there is no terminal to detach from
         }
-        Detach(descriptors.Get());
+        beacond::Detach(descriptors.Get());
     } else {
         vexbase::WriteProgress({"Run beacond as Non-Daemonized"});
     }

@@ -17,13 +17,13 @@ namespace {
 
 Q_LOGGING_CATEGORY(lcMdns, "beacond.mdns", QtInfoMsg)
 
-// The end after an unrecoverable failure, once its line is written.
+// Ends the process after a failure whose line has been written.
 [[noreturn]] void exitFailed()
 {
-    std::exit(1); // NOLINT(concurrency-mt-unsafe): no other thread of the process exits
+    std::exit(1); // NOLINT(concurrency-mt-unsafe): no other thread calls exit
 }
 
-// Copies as much of a text as the member holds, terminated.
+// Copies a text, cut to the size of the member, with a NUL at its end.
 template <std::size_t Size>
 void copyText(char (&to)[Size], const char *from)
 {
@@ -45,9 +45,9 @@ void reportRenaming(const char *name)
 Mdns *Mdns::m_instance = nullptr;
 char Mdns::m_vexSerial[32] = "";
 char Mdns::m_productName[32] = "";
-char Mdns::m_vexHostName[kInstanceNameMax + 1] = "";
+char Mdns::m_vexHostName[mdns::kInstanceNameMax + 1] = "";
 char *Mdns::m_serviceName = nullptr;
-std::unique_ptr<PublishedService> Mdns::m_pubServices;
+mdns::Services Mdns::m_pubServices;
 const AvahiPoll *Mdns::m_poll = nullptr;
 AvahiClient *Mdns::m_client = nullptr;
 AvahiEntryGroup *Mdns::m_group = nullptr;
@@ -67,8 +67,8 @@ void Mdns::init(const char *serial, const char *productName, const char *hostNam
         WriteFault({"failed to get poll"});
         exitFailed();
     }
-    // Ahead of the next two copies on purpose: the first name made knows neither
-    // product nor serial number, whatever the host name.
+    // Before the next two copies on purpose: the first name never contains the product name
+    // or the serial number.
     sanitizeAndSetHostService(hostName);
     copyText(m_vexSerial, serial);
     copyText(m_productName, productName);
@@ -84,7 +84,7 @@ void Mdns::init(const char *serial, const char *productName, const char *hostNam
 
 void Mdns::sanitizeAndSetHostService(const char *name)
 {
-    copyText(m_vexHostName, instanceName(name, m_productName, m_vexSerial).c_str());
+    copyText(m_vexHostName, mdns::instanceName(name, m_productName, m_vexSerial).c_str());
     avahi_free(m_serviceName);
     m_serviceName = avahi_strdup(m_vexHostName);
     WriteFault({"avahi host/service updating to: ", m_vexHostName});
@@ -93,7 +93,7 @@ void Mdns::sanitizeAndSetHostService(const char *name)
 void Mdns::publishMdnsEntry(const char *type, int port, const QStringList &txt)
 {
     qCDebug(lcMdns, "publishing %s %d", type, port);
-    findOrAddService(m_pubServices, type, port).txt.reset(makeTxtList(txt));
+    mdns::findOrAddService(m_pubServices, type, port).txt = mdns::makeTxtStrings(txt);
     resetGroupIfAny();
     createServices();
 }
@@ -101,14 +101,14 @@ void Mdns::publishMdnsEntry(const char *type, int port, const QStringList &txt)
 void Mdns::unpublishMdnsEntry(const char *type, int port)
 {
     qCDebug(lcMdns, "unpublishing %s %d", type, port);
-    if (removeService(m_pubServices, type, port)) {
+    if (mdns::removeService(m_pubServices, type, port)) {
         resetGroupIfAny();
         createServices();
     }
 }
 
-// A group with something in it is left alone: whoever changes the services
-// resets the group first.
+// A group that is not empty stays as it is, so all changes of the services reset the
+// group first.
 void Mdns::createServices()
 {
     if (m_client == nullptr) {
@@ -137,17 +137,16 @@ void Mdns::createGroup()
     }
 }
 
-// False when another program of this host holds the name; some services may be
-// in the group by then.
+// Returns false if another program of this host has the name. Some services may be in the
+// group then.
 bool Mdns::addServices()
 {
-    for (const PublishedService *service = m_pubServices.get(); service != nullptr;
-         service = service->next.get()) {
-        qCDebug(lcMdns, "Adding service %s %s", m_serviceName, service->type);
+    for (const mdns::Service &service : m_pubServices) {
+        qCDebug(lcMdns, "Adding service %s %s", m_serviceName, service.type);
         const int result = avahi_entry_group_add_service_strlst(
             m_group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags{}, m_vexHostName,
-            service->type, nullptr, nullptr, static_cast<std::uint16_t>(service->port),
-            service->txt.get());
+            service.type, nullptr, nullptr, static_cast<std::uint16_t>(service.port),
+            service.txt.get());
         if (result == AVAHI_ERR_COLLISION) {
             return false;
         }
@@ -168,9 +167,9 @@ void Mdns::commitGroup()
     }
 }
 
-// A collision while adding renames what is registered; one that the group
-// reports later (renameLoggedService) only what the log lines say. They differ
-// on purpose.
+// A collision that is found while adding changes the registered name. A collision that the
+// group reports later (renameLoggedService) changes only the name in log lines. The
+// difference is deliberate.
 void Mdns::renameInstance()
 {
     char *alternative = avahi_alternative_service_name(m_vexHostName);
@@ -189,8 +188,7 @@ void Mdns::renameLoggedService()
 
 void Mdns::resetGroup()
 {
-    // A group that cannot be reset belongs to a client that has failed, and that
-    // is reported to clientCallback.
+    // Fails only if the client has failed, which clientCallback handles.
     avahi_entry_group_reset(m_group);
 }
 
@@ -221,10 +219,10 @@ void Mdns::nameChanged(const QString &name)
     createServices();
 }
 
-// RUNNING arrives from inside avahi_client_new when avahi-daemon is up already.
-// There is no client to work with yet, so it is passed over; the services go out
-// with the first publishMdnsEntry(). Later it ends a change of avahi-daemon's own
-// host name, for which the group was reset: the services go in again.
+// If avahi-daemon is running, avahi_client_new() itself calls back with RUNNING. m_client
+// is not set yet, so this state is ignored; the first publishMdnsEntry() adds the services.
+// A later RUNNING ends a change of avahi-daemon's own host name, for which the group was
+// reset: the services are added again.
 void Mdns::clientCallback(AvahiClient *client, AvahiClientState state, void * /*userdata*/)
 {
     switch (state) {
@@ -249,7 +247,7 @@ void Mdns::clientCallback(AvahiClient *client, AvahiClientState state, void * /*
 void Mdns::entryGroupCallback(AvahiEntryGroup *group, AvahiEntryGroupState state,
                               void * /*userdata*/)
 {
-    m_group = group; // the first state comes from inside avahi_entry_group_new
+    m_group = group; // avahi_entry_group_new() calls back before it returns
     switch (state) {
     case AVAHI_ENTRY_GROUP_ESTABLISHED:
         WriteFault({"Service '", m_serviceName, "' successfully established."});

@@ -1,78 +1,75 @@
 #pragma once
 
-#include "mdns/instance_name.h"
-#include "mdns/published_service.h"
+#include "mdns/dns_sd.h"
 
 #include <QObject>
 #include <QString>
 #include <QStringList>
 #include <avahi-client/client.h>
 #include <avahi-client/publish.h>
-#include <memory>
 
-// Mdns publishes the device's DNS-SD services over mDNS through the Avahi client
-// library, driven by the Qt event loop. One for the process, never destroyed; all
-// of it, Avahi's callbacks included, belongs to the thread that runs the loop.
+// Mdns publishes the device's DNS-SD services over mDNS. It uses the Avahi client library
+// on the Qt event loop. There is one for the process; it is never destroyed. Only the
+// thread that runs the event loop may use it, and Avahi's callbacks run there, too.
 //
-// A name that another program of this host holds is changed by Avahi's rule
-// (" #2" and so on) and tried again. When another device holds it, the same name
-// is tried again and again until it is free; only the log lines change theirs.
-// While avahi-daemon changes its own host name the services are withdrawn; they are
-// published again under the new one.
-// Any other failure of Avahi ends the process with status 1 after one line on
-// standard error, so that whoever supervises the daemon starts it afresh:
-// avahi-daemon missing at the start or gone later is such a failure. Progress is
-// written to standard error; the logging category "beacond.mdns" has more at its
-// debug level, which is off.
+// If another program of this host has the name, Avahi's alternative name is used (" #2"
+// and so on). If another device has it, the same name is tried again until it is free;
+// only the name in the log lines changes. While avahi-daemon changes its own host name,
+// the services are withdrawn; then they are published again.
+//
+// Failures: all others end the process with status 1 after one line on standard error, and
+// its supervisor starts it again. A missing avahi-daemon is such a failure, at the start
+// and later. Progress is written to standard error, too. The debug level of the logging
+// category "beacond.mdns" has more lines; it is off by default.
 class Mdns : public QObject
 {
     Q_OBJECT
 
 public:
-    // The one publisher; the first call makes it.
+    // The publisher; the first call makes it.
     [[nodiscard]] static Mdns *getInstance();
 
-    // Connects to avahi-daemon under an instance name made from hostName (see
-    // instance_name.h), and keeps serial and productName, of at most 31 bytes
-    // each, for names made later. Called once, before anything is published.
-    // REQUIRES: a QCoreApplication. The texts are copied.
+    // Connects to avahi-daemon. The instance name is made from hostName (see
+    // mdns::instanceName); the first 31 bytes of serial and productName are kept for names
+    // that are made later. The texts are copied. Called once, before the first
+    // publication. REQUIRES: a QCoreApplication.
     void init(const char *serial, const char *productName, const char *hostName);
 
-    // Publishes a service: type such as "_http._tcp", which must stay valid as
-    // long as the service is published, port in host byte order, 0 to 65535,
-    // TXT strings. A service of that type and port gets the new TXT strings
-    // instead. REQUIRES: no service of this type on another port, for both would
-    // claim the same name.
+    // Publishes a service with a type, for instance "_http._tcp", a port in host byte
+    // order, 0 to 65535, and TXT strings. If a service of that type and port is published,
+    // its TXT strings are replaced. REQUIRES: the text of type exists as long as the
+    // service is published; no service of this type has another port, because both would
+    // have the same name.
     void publishMdnsEntry(const char *type, int port, const QStringList &txt);
 
-    // Withdraws a service; one that was never published changes nothing.
-    // REQUIRES: another one stays published, for Avahi commits no empty group and
-    // its refusal ends the process.
+    // Withdraws a service; does nothing if it was not published. REQUIRES: another service
+    // is published, because Avahi refuses an empty group, and that ends the process.
     void unpublishMdnsEntry(const char *type, int port);
 
-    // Sets the instance name (see instance_name.h) for the next time that
-    // services are put into the group.
+    // Sets the instance name (see mdns::instanceName) with which services are next added
+    // to the entry group.
     void sanitizeAndSetHostService(const char *name);
 
-    // Puts all services into the entry group and commits it, if it is empty.
+    // Adds all services to the entry group and commits it. Does nothing if the group is not
+    // empty. Before init, only writes a line.
     static void createServices();
 
-    // Withdraws all services. REQUIRES: services were created before.
+    // Withdraws all services. REQUIRES: createServices was called after init.
     static void resetGroup();
 
 Q_SIGNALS:
-    // Never emitted: declared so that connections to them by name succeed.
+    // Never emitted. They exist so that connections by name succeed.
     void error(const char *errStr);
     void foundRegistry(char *address, int port, int pri, int version);
     void registryRemoved(char *addr, int port);
 
 public Q_SLOTS:
-    // Does nothing: the SSDP switch is no switch for DNS-SD, by which the
-    // device's web page stays reachable.
+    // Does nothing: the SSDP switch does not affect DNS-SD. The device's web page must stay
+    // reachable.
     void enableHost(bool enable);
-    // Publishes everything afresh, with the new addresses.
+    // Publishes all services again, with the new addresses.
     void ipChanged();
-    // Publishes everything under a new name, unless the name is the current one.
+    // Publishes all services with a new name. Does nothing if it is the current name.
     void nameChanged(const QString &name);
 
 private:
@@ -91,10 +88,10 @@ private:
     static Mdns *m_instance;
     static char m_vexSerial[32];
     static char m_productName[32];
-    static char m_vexHostName[kInstanceNameMax + 1]; // the instance name registered
-    static char *m_serviceName;                      // its copy for log lines, from avahi_strdup
-    static std::unique_ptr<PublishedService> m_pubServices;
+    static char m_vexHostName[mdns::kInstanceNameMax + 1]; // the registered instance name
+    static char *m_serviceName; // the name in log lines, from avahi_strdup()
+    static mdns::Services m_pubServices;
     static const AvahiPoll *m_poll;
-    static AvahiClient *m_client;    // null until init() has made it
-    static AvahiEntryGroup *m_group; // null until services are created
+    static AvahiClient *m_client;    // null before init
+    static AvahiEntryGroup *m_group; // null before createServices
 };

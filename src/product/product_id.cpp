@@ -1,6 +1,5 @@
 #include "product/product_id.h"
 
-#include "product/product_table.h"
 #include "vexbase/vex_file_io.h"
 #include "vexbase/vex_lock.h"
 #include "vexbase/vex_output.h"
@@ -13,17 +12,18 @@
 #include <cstdlib>
 #include <optional>
 
+using product::kProductTable;
+using product::ProductRow;
 using vexbase::WriteFault;
 
 namespace {
 
 constexpr const char *kProductFile = "/etc/product_id";
-// Far more than any product ID; a wrong file must not fill the memory.
-constexpr std::uint32_t kMaxProductFile = 4096;
+// A wrong file must not fill the memory.
+constexpr std::uint32_t kMaxProductFileBytes = 4096;
 
-// The text of the product file up to a NUL, so that what is looked up is what
-// messages show; nothing when there is no such file. One that cannot be read
-// is told of and counts as empty.
+// The text of the product file, or nothing if the file does not exist. A file that cannot be
+// opened is reported and counts as empty. The text ends at a NUL, as it does in messages.
 std::optional<std::string> ReadProductFile()
 {
     VEXFileIO file;
@@ -35,15 +35,15 @@ std::optional<std::string> ReadProductFile()
         WriteFault({"*** getProductID: Could not open \"", kProductFile, "\" (errno:", error, ")"});
         return std::string();
     }
-    std::array<char, kMaxProductFile + 1> text{};  // always ends in a NUL
-    (void)file.Read(text.data(), kMaxProductFile); // what is not read stays NUL
+    std::array<char, kMaxProductFileBytes + 1> text{};  // a NUL at its end
+    (void)file.Read(text.data(), kMaxProductFileBytes); // the rest stays NUL
     return std::string(text.data());
 }
 
-// The product ID from the environment or the product file, empty when neither has one.
+// The product ID from the environment or the product file; empty if neither has one.
 std::string FindProductID()
 {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): this process does not change the environment
     if (const char *variable = std::getenv("PRODUCT_ID")) {
         WriteFault({"*** getProductID: Found PRODUCT_ID env var, set to ", variable, "."});
         return variable;
@@ -61,28 +61,28 @@ std::string FindProductID()
     return *text;
 }
 
-// Identity is what this device was found to be. Any thread may ask.
+// This device's product ID and board. Any thread may call it.
 class Identity
 {
 public:
     std::string ProductID()
     {
-        const VEXLockGuard guard(mLock);
-        Determine();
+        const vexbase::LockGuard guard(mLock);
+        LookUp();
         return mProductID;
     }
 
     VEXBoardID_t Board()
     {
-        const VEXLockGuard guard(mLock);
+        const vexbase::LockGuard guard(mLock);
         if (mBoard == kVEXBoardUndetermined) {
-            Determine();
+            LookUp();
         }
         return mBoard;
     }
 
 private:
-    void Determine() VEX_REQUIRES(mLock)
+    void LookUp() VEX_REQUIRES(mLock)
     {
         if (!mProductID.empty()) {
             WriteFault({"getProductID productID is ", mProductID});
@@ -94,7 +94,7 @@ private:
     }
 
     VEXLock mLock;
-    std::string mProductID VEX_GUARDED_BY(mLock); // empty: not known
+    std::string mProductID VEX_GUARDED_BY(mLock); // empty: unknown
     VEXBoardID_t mBoard VEX_GUARDED_BY(mLock) = kVEXBoardUndetermined;
 };
 
@@ -126,8 +126,8 @@ std::string BoardDigits(VEXBoardID_t board)
 
 using Predicate = bool (*)(VEXBoardID_t);
 
-// Whether any of the members says yes. Each family has a function of its own,
-// and with it its own kept answer for the current board.
+// Whether a board is one of the members. Each family is an instance of its own, with its
+// own kept answer for the current board.
 template <Predicate... Members>
 bool InFamily(VEXBoardID_t board)
 {
@@ -194,7 +194,7 @@ std::string CProductID::GetFuzzyName(std::string_view name)
         if (c == ' ' || c == '-') {
             continue;
         }
-        // Not tolower(), whose answer hangs on the process's locale.
+        // Not tolower(), which depends on the locale.
         fuzzy += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     }
     return fuzzy;
@@ -203,7 +203,7 @@ std::string CProductID::GetFuzzyName(std::string_view name)
 VEXBoardID_t CProductID::GetBoardIDFromModelName(std::string_view name)
 {
     const std::string wanted = GetFuzzyName(name);
-    // From the end: of two models that look alike, the later one counts.
+    // From the end: if two models have the same fuzzy form, the later one is found.
     const auto row =
         std::find_if(kProductTable.rbegin(), kProductTable.rend(), [&wanted](const ProductRow &r) {
             return GetFuzzyName(r.modelName) == wanted;
@@ -269,4 +269,10 @@ bool CProductID::isTalonFamily(VEXBoardID_t board)
 bool CProductID::isZRFamily(VEXBoardID_t board)
 {
     return InFamily<isZR1, isZR2>(board);
+}
+
+bool CProductFeatures::canDoHTTPS()
+{
+    static const bool can = CProductID::isLumenFamily();
+    return can;
 }

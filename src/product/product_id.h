@@ -1,11 +1,12 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-// A board identifier: the number that a product's main board carries, and
-// three values that no board has.
+// A board identifier: the number of a product's main board, or one of three values that no
+// board has.
 enum VEXBoardID_t : std::uint32_t {
     kVEXBoardCorvia12 = 0x10650001,
     kVEXBoardCorvia12Plus = 0x10650002,
@@ -16,66 +17,86 @@ enum VEXBoardID_t : std::uint32_t {
     kVEXBoardZR1 = 0x10680001,
     kVEXBoardZR2 = 0x10680002,
 
-    kVEXBoardCurrent = 124835783,       // as an argument: the board that this process runs on
-    kVEXBoardUndetermined = 0xDEADBEEF, // nobody has asked yet
-    kVEXBoardUnknown = 0xFFFFFFFF,      // no product of the table; -1 to those who count signed
+    kVEXBoardCurrent = 124835783,       // as an argument: this device's board
+    kVEXBoardUndetermined = 0xDEADBEEF, // this device's board has not been looked up yet
+    kVEXBoardUnknown = 0xFFFFFFFF,      // no product of the table; -1 as a signed number
 };
 
-// CProductID tells which product this process runs on, and what is known of
-// every product of the maker (see product_table.h). It has static members only.
+namespace product {
+
+struct ProductRow
+{
+    VEXBoardID_t board;
+    const char *modelName; // as announced; no two rows have the same fuzzy form
+    const char *productID; // as in the environment or the product file
+    const char *category;  // for users
+};
+
+// The maker's products in the order of their boards. A new product needs a row here, a
+// number above, and a predicate below. Constant, so any thread may read it at any time.
+inline constexpr std::array<ProductRow, 8> kProductTable{{
+    {kVEXBoardCorvia12, "Corvia 12", "corvia12", "HD recorder"},
+    {kVEXBoardCorvia12Plus, "Corvia 12 Plus", "corvia12plus", "HD recorder"},
+    {kVEXBoardLumen, "Lumen", "lumen", "4K encoder"},
+    {kVEXBoardLumenPlus, "Lumen Plus", "lumenplus", "4K encoder"},
+    {kVEXBoardTalonMx, "TalonMx", "talonmx", "Multichannel streamer"},
+    {kVEXBoardTalonVt, "TalonVt", "talonvt", "Multichannel streamer"},
+    {kVEXBoardZR1, "ZR1", "zr1", "Field recorder"},
+    {kVEXBoardZR2, "ZR2", "zr2", "Field recorder"},
+}};
+
+} // namespace product
+
+// CProductID says which product this device is, and has the data of all products. It has
+// static members only.
 //
-// Threads: any thread may call any operation. Questions about a given board,
-// name or product ID read the constant table alone: no lock, nothing that is
-// built on first use, nothing that goes away while the process ends. The device's
-// own identity is found by whoever asks first, under a lock, while other askers
-// wait; answers said to be kept are made once under the compiler's guard for
-// function-local statics and read without a lock from then on.
+// Threads: any thread may call any operation. Operations on a given board, name or product
+// ID read only the constant table and take no lock. This device's identity is looked up
+// under a lock; a second caller waits. Answers that are "kept" are computed by the first
+// call and never change.
 //
-// Errors: none is reported by value. What cannot be found has an "unknown"
-// answer, and finding the identity tells what it finds on standard error.
+// Failures have a value "unknown"; no operation returns a status or throws. The look-up of
+// this device's identity writes its steps to standard error.
 class CProductID
 {
 public:
-    // The product ID text: the environment variable PRODUCT_ID or, without it,
-    // the first 4096 bytes of /etc/product_id up to a NUL, less the white space
-    // at their end. Looked for until found; an empty text means unknown. Sets
-    // the current board.
+    // This device's product ID: the environment variable PRODUCT_ID or, without it, the
+    // first 4096 bytes of /etc/product_id up to a NUL, without white space at their end.
+    // Empty if unknown; then the next call looks again. Also finds the current board.
     [[nodiscard]] static std::string getProductID();
 
-    // The board that a product ID selects (as written: case counts), or
-    // kVEXBoardUnknown. Says on standard error which.
+    // The board of a product ID (case matters), or kVEXBoardUnknown. Writes the result to
+    // standard error.
     [[nodiscard]] static VEXBoardID_t GetBoardIDFromProductID(const std::string &productID);
 
-    // The board that this process runs on; looks for the product ID when nobody
-    // has. kVEXBoardUnknown when there is none, or it is in no table.
+    // This device's board; looks the product ID up if necessary. kVEXBoardUnknown if there
+    // is no product ID or if the table does not have it.
     [[nodiscard]] static VEXBoardID_t GetCurrentBoardID();
 
-    // The same as eight lower-case hexadecimal digits, without "0x". The first
-    // answer is kept.
+    // This device's board as eight lower-case hexadecimal digits, without "0x". Kept.
     [[nodiscard]] static std::string GetCurrentBoardIDString();
 
-    // The model name of a board; "Unknown Model" for a board that no row has,
-    // kVEXBoardCurrent included.
+    // The model name of a board; "Unknown Model" for a board that is not in the table, and
+    // for kVEXBoardCurrent.
     [[nodiscard]] static std::string GetModelNameFromBoardID(VEXBoardID_t board);
 
-    // The model name of the board that this process runs on.
+    // This device's model name.
     [[nodiscard]] static std::string GetCurrentModelName();
 
-    // What kind of device a board makes, in words for users; "Unknown Product"
-    // for a board that no row has.
+    // The category of a board, for users; "Unknown Product" for a board that is not in the
+    // table.
     [[nodiscard]] static std::string
     GetCurrentProductCategoryName(VEXBoardID_t board = kVEXBoardCurrent);
 
-    // A name without blanks and hyphens, its ASCII capitals lowered; every
-    // other byte as it is. Names of one model agree in this form however people
-    // and devices write them.
+    // The fuzzy form of a name: without spaces and hyphens, with ASCII letters in lower
+    // case; other bytes are kept. Spellings of one model name have the same fuzzy form.
     [[nodiscard]] static std::string GetFuzzyName(std::string_view name);
 
-    // The board whose model name has the same fuzzy form, or kVEXBoardUnknown.
-    // The name may be anything that came from the network.
+    // The board whose model name has the same fuzzy form, or kVEXBoardUnknown. The name may
+    // contain any bytes.
     [[nodiscard]] static VEXBoardID_t GetBoardIDFromModelName(std::string_view name);
 
-    // Whether a board is the model.
+    // Whether a board is the board of this model.
     [[nodiscard]] static bool isCorvia12(VEXBoardID_t board = kVEXBoardCurrent);
     [[nodiscard]] static bool isCorvia12Plus(VEXBoardID_t board = kVEXBoardCurrent);
     [[nodiscard]] static bool isLumen(VEXBoardID_t board = kVEXBoardCurrent);
@@ -85,10 +106,19 @@ public:
     [[nodiscard]] static bool isZR1(VEXBoardID_t board = kVEXBoardCurrent);
     [[nodiscard]] static bool isZR2(VEXBoardID_t board = kVEXBoardCurrent);
 
-    // Whether a board is any model of the family. The first answer for the
-    // current board is kept.
+    // Whether a board belongs to a model of the family. The answer for the current board is
+    // kept.
     [[nodiscard]] static bool isCorviaFamily(VEXBoardID_t board = kVEXBoardCurrent);
     [[nodiscard]] static bool isLumenFamily(VEXBoardID_t board = kVEXBoardCurrent);
     [[nodiscard]] static bool isTalonFamily(VEXBoardID_t board = kVEXBoardCurrent);
     [[nodiscard]] static bool isZRFamily(VEXBoardID_t board = kVEXBoardCurrent);
+};
+
+// CProductFeatures says what this device can do. It has static members only, which any
+// thread may call; no operation fails.
+class CProductFeatures
+{
+public:
+    // Whether the device's web server offers HTTPS: true for the Lumen family. Kept.
+    [[nodiscard]] static bool canDoHTTPS();
 };

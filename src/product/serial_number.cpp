@@ -10,8 +10,8 @@
 namespace {
 
 constexpr const char *kSerialNumberFile = "/proc/device-tree/serial-number";
-constexpr const char *kDefaultSerialNumber = "1HE000000"; // a device never given its own
-constexpr std::size_t kMaxSerialNumber = 63;
+constexpr const char *kDefaultSerialNumber = "1HE000000"; // for devices without one
+constexpr std::size_t kMaxSerialNumberBytes = 63;
 
 } // namespace
 
@@ -21,8 +21,8 @@ std::string SerialNumber::GetFormattedSerialNumber()
     if (file < 0) {
         return kDefaultSerialNumber;
     }
-    std::array<char, kMaxSerialNumber + 1> text{}; // always ends in a NUL
-    const ssize_t length = read(file, text.data(), kMaxSerialNumber);
+    std::array<char, kMaxSerialNumberBytes + 1> text{}; // a NUL at its end
+    const ssize_t length = read(file, text.data(), kMaxSerialNumberBytes);
     close(file);
     return length > 0 ? text.data() : kDefaultSerialNumber;
 }
@@ -32,7 +32,7 @@ std::uint32_t SerialNumber::GetSerialNumber()
     const std::string text = GetFormattedSerialNumber();
     const std::size_t digits = text.find_last_not_of("0123456789") + 1;
     const unsigned long number = std::strtoul(text.c_str() + digits, nullptr, 10);
-    // As where a long has 32 bits, so that every board gives the same answer.
+    // A long has 32 or 64 bits; the result must be the same on all boards.
     constexpr unsigned long kLargest = std::numeric_limits<std::uint32_t>::max();
     return static_cast<std::uint32_t>(std::min(number, kLargest));
 }

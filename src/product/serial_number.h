@@ -3,26 +3,25 @@
 #include <cstdint>
 #include <string>
 
-// SerialNumber reads the serial number that the boot loader left in the device
-// tree, /proc/device-tree/serial-number: a text that ends in a NUL. It has
-// static members only. Any thread may call any operation; each reads the file
-// anew and keeps nothing.
+// SerialNumber reads the device's serial number from the device tree,
+// /proc/device-tree/serial-number: a text that ends in a NUL, from the boot loader. It has
+// static members only. Any thread may call any operation. Each call reads the file. If it
+// cannot be read, there is a default; no operation fails.
 class SerialNumber
 {
 public:
-    // The text as stored, up to its NUL, cut to 63 bytes; "1HE000000" when
-    // there is none to read.
+    // The stored text up to its NUL, at most 63 bytes; "1HE000000" if the file is missing,
+    // empty or unreadable.
     [[nodiscard]] static std::string GetFormattedSerialNumber();
 
-    // The decimal digits at the very end of that text as a number, 0 when it
-    // ends in anything else. What 32 bits do not hold gives 4294967295.
+    // The decimal digits at the end of that text as a number; 0 if the last character is not
+    // a digit. 4294967295 for larger numbers.
     [[nodiscard]] static std::uint32_t GetSerialNumber();
 
-    // "11001300", whatever the device. The board that the device really has is
-    // CProductID's (product_id.h).
+    // Always "11001300". CProductID (product_id.h) has the device's real board.
     [[nodiscard]] static std::string GetBoardID();
 };
 
-// The stored serial number without blanks at its end, the form shown to other
-// devices. Only the space character counts as a blank.
+// The same text without spaces at its end, for other devices. Other white space is kept.
+// Any thread.
 [[nodiscard]] std::string getCleanSerialNumber();

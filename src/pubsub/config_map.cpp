@@ -1,7 +1,5 @@
 #include "pubsub/config_map.h"
 
-#include "wsconfig/oai_system_config.h"
-
 #include <QList>
 #include <algorithm>
 
@@ -11,7 +9,7 @@ constexpr const char *kServiceHost = "127.0.0.1";
 constexpr int kServicePort = 8080;
 constexpr const char *kSystemName = "beacond";
 
-// Stores a value; true when it differs from the former one.
+// Stores a value. Returns whether it differs from the previous one.
 template <typename Value>
 bool Store(Value &cached, const Value &value)
 {
@@ -76,7 +74,7 @@ void ConfigMap::handleValueChanged(WSConfig::ParamId id, const QString &value)
     }
 }
 
-// A member that is absent or malformed leaves its setting as it was.
+// If a member is absent or malformed, its setting keeps its value.
 void ConfigMap::updateSystem(const QString &json)
 {
     const OpenAPI::OAISystemConfig system(json);

@@ -1,21 +1,20 @@
 #pragma once
 
-#include "wsconfig/oai_net_device.h"
+#include "wsconfig/oai_models.h"
 #include "wsconfig/ws_config.h"
 
 #include <QObject>
 #include <QString>
 #include <array>
 
-// ConfigMap follows the settings that the daemon cares about: it watches the
-// configuration service on this host, keeps each setting's last value, and
-// reports every change of one that matters by one signal.
+// ConfigMap watches the configuration service on this host. It keeps the last value of
+// each setting that the daemon uses, and emits one signal for each change.
 //
-// Network devices have slots, their places in the service's list. Three are
-// kept; a fourth and later device is ignored. Only slot 0 is reported.
+// A network device has a slot, its position in the service's list. Slots 0 to 2 are kept;
+// later devices are ignored. Only changes of slot 0 are reported.
 //
-// It belongs to the thread it was made on, the main thread, and so do its
-// signals.
+// It belongs to the main thread, which also receives its signals. Failures of the service
+// are written to standard error by WSConfig; the settings then keep their values.
 class ConfigMap : public QObject
 {
     Q_OBJECT
@@ -31,26 +30,25 @@ public:
 
     static constexpr int kSlots = 3;
 
-    // Makes the client; nothing is watched yet.
+    // Does not watch anything before startWatch.
     explicit ConfigMap(QObject *parent = nullptr);
 
-    // Subscribes to the service. What it delivers before this returns is kept
-    // without a signal: the caller reads it. Waits some seconds for a service
-    // that is not up; values that come later are reported as changes.
+    // Starts to watch the service, and waits at most 5 s for the first values. These are
+    // kept without a signal; the caller reads them. Later values are reported as changes.
     void startWatch();
 
-    // A text's last value, empty before the first and for parameters that are
-    // not texts. REQUIRES: slot is from 0 to kSlots - 1.
+    // The last value of a text; empty before the first value, and for parameters that are
+    // not texts. REQUIRES: slot is 0 to kSlots - 1.
     [[nodiscard]] QString getString(int slot, ParamId id) const;
 
-    // A boolean's last value, false before the first and for parameters that are
-    // not booleans. REQUIRES: slot is from 0 to kSlots - 1.
+    // The last value of a boolean; false before the first value, and for parameters that
+    // are not booleans. REQUIRES: slot is 0 to kSlots - 1.
     [[nodiscard]] bool getBool(int slot, ParamId id) const;
 
 Q_SIGNALS:
-    // A setting of network device dev changed. strVal is the new value of a
-    // text, but for Address, which is to be read with getString; boolVal that of
-    // a boolean.
+    // A setting of the network device in slot dev has changed. strVal is the new value of a
+    // text, but empty for Address: read it with getString. boolVal is the new value of a
+    // boolean.
     void paramChanged(int dev, ConfigMap::ParamId id, const QString &strVal, bool boolVal);
 
 private Q_SLOTS:
@@ -62,7 +60,7 @@ private: // NOLINT(readability-redundant-access-specifiers): the slots end here
     void report(int slot, ParamId id, const QString &strVal, bool boolVal);
 
     WSConfig m_wsConfig;
-    bool m_notify = false; // changes are reported; not while first values come in
+    bool m_notify = false; // whether changes are reported; false until the first values are there
     QString m_hostName;
     bool m_ssdpEnable = false;
     std::array<bool, kSlots> m_connected{};

@@ -2,7 +2,6 @@
 
 #include "formats/ssdp_protocol.h"
 #include "mdns/mdns.h"
-#include "product/product_features.h"
 #include "product/product_id.h"
 #include "product/serial_number.h"
 #include "vexbase/vex_ip_socket.h"
@@ -18,7 +17,7 @@ namespace {
 constexpr const char *kInterface = "net0";
 constexpr unsigned int kSettlingTimeMs = 500;
 constexpr unsigned int kAddressPauseMs = 1000;
-constexpr unsigned int kLookPauseMs = 50;
+constexpr unsigned int kStepMs = 50;
 
 constexpr const char *kWebService = "_http._tcp";
 constexpr int kWebPort = 80;
@@ -27,7 +26,7 @@ constexpr int kWebPort = 80;
 
 VEXPubSub *VEXPubSub::getInstance()
 {
-    static auto *const instance = new VEXPubSub(nullptr); // for the life of the process
+    static auto *const instance = new VEXPubSub(nullptr); // never destroyed
     return instance;
 }
 
@@ -47,13 +46,13 @@ VEXPubSub::~VEXPubSub()
 
 void VEXPubSub::init(Mdns *mdns)
 {
-    if (leavingWithin(kSettlingTimeMs)) {
+    if (waitForLeaving(kSettlingTimeMs)) {
         return;
     }
     static_cast<void>(m_browser.Start());
     publishMdns(mdns);
     connectMdns(mdns);
-    openSSDP(collected());
+    openSSDP(collectAddresses());
     m_hostName = m_config.getString(0, ConfigMap::HostName);
     Q_EMIT nameChanged(QString::fromUtf8(m_hostName.toUtf8()));
     const bool enabled = m_config.getBool(0, ConfigMap::SsdpEnable);
@@ -109,8 +108,7 @@ void VEXPubSub::RevokeSSDP()
     m_ssdp.RemoveService(m_service.modelName, m_ipAddress.toStdString());
 }
 
-// The goodbyes come first: they matter most to others, and stopping the browser may
-// take half a second.
+// The goodbyes go first, because other devices need them and the rest may take longer.
 void VEXPubSub::leave()
 {
     m_leaving = true;
@@ -119,12 +117,12 @@ void VEXPubSub::leave()
     VEXBrowser::RemoveList();
 }
 
-// Waits for leave() to be called, and returns whether it has been. Looks for it every
-// so often: a sleep lasts as long whatever becomes of the clocks.
-bool VEXPubSub::leavingWithin(unsigned int waitMs)
+// Returns whether leave() has been called, after waiting for it. Sleeps in short steps:
+// a sleep takes the same time when somebody sets a clock.
+bool VEXPubSub::waitForLeaving(unsigned int timeoutMs)
 {
-    for (unsigned int waitedMs = 0; waitedMs < waitMs && !m_leaving; waitedMs += kLookPauseMs) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(kLookPauseMs));
+    for (unsigned int waitedMs = 0; waitedMs < timeoutMs && !m_leaving; waitedMs += kStepMs) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(kStepMs));
     }
     return m_leaving;
 }
@@ -135,7 +133,7 @@ void VEXPubSub::collectIPAddresses(Addresses &addrs)
     Addresses ipv6;
     addrs.clear();
     while (!socket.GetHostIPAddresses(addrs, ipv6)) {
-        if (leavingWithin(kAddressPauseMs)) {
+        if (waitForLeaving(kAddressPauseMs)) {
             return;
         }
     }
@@ -143,22 +141,22 @@ void VEXPubSub::collectIPAddresses(Addresses &addrs)
         entry = entry->second == kInterface ? std::next(entry) : addrs.erase(entry);
     }
     if (addrs.empty()) {
-        static_cast<void>(leavingWithin(kAddressPauseMs));
+        static_cast<void>(waitForLeaving(kAddressPauseMs));
     }
 }
 
-VEXPubSub::Addresses VEXPubSub::collected()
+VEXPubSub::Addresses VEXPubSub::collectAddresses()
 {
     Addresses addrs;
     collectIPAddresses(addrs);
     return addrs;
 }
 
-// Given the addresses, since collecting them may take seconds: an open engine
-// works on until they are there.
+// Takes the addresses as an argument, because collecting them may take seconds: the open
+// engine works until they are there.
 void VEXPubSub::openSSDP(const Addresses &addrs)
 {
-    if (leavingWithin(0)) {
+    if (waitForLeaving(0)) {
         return;
     }
     if (m_ssdp.IsOpen()) {
@@ -169,17 +167,16 @@ void VEXPubSub::openSSDP(const Addresses &addrs)
     }
 }
 
-// An address that changes while SSDP is off leaves the engine open on the former
-// one, where it would not announce a service of the new one. An interface that still
-// has the former address keeps the engine: opening it again would only lose what it
-// knows.
+// When the address changes while SSDP is off, the engine stays open on the former address.
+// There it would not announce a service of the new one. If the interface still has the
+// former address, the engine stays open: to open it again would only empty its registry.
 void VEXPubSub::followAddress()
 {
     const QString address = m_config.getString(0, ConfigMap::Address);
     if (!m_ssdp.IsOpen() || address.isEmpty() || address == m_openAddress) {
         return;
     }
-    const Addresses addrs = collected();
+    const Addresses addrs = collectAddresses();
     if (addrs.count(m_openAddress.toStdString()) == 0) {
         openSSDP(addrs);
     }
@@ -188,7 +185,7 @@ void VEXPubSub::followAddress()
 void VEXPubSub::republishSSDP()
 {
     RevokeSSDP();
-    openSSDP(collected());
+    openSSDP(collectAddresses());
     PublishSSDP();
 }
 
@@ -225,8 +222,8 @@ void VEXPubSub::hostNameChanged(const QString &name)
     }
 }
 
-// The engine is opened again for a completed interface whatever the SSDP switch
-// says: with SSDP off the device still sees its neighbours.
+// When the interface is complete the engine is opened even if SSDP is off, because the
+// device then still sees its neighbours.
 void VEXPubSub::setupStateChanged(const QString &state)
 {
     using configuration::NameOf;
@@ -237,7 +234,7 @@ void VEXPubSub::setupStateChanged(const QString &state)
             m_ssdp.Close();
         }
     } else if (state == QLatin1String(NameOf(SetupState::Complete))) {
-        const Addresses addrs = collected();
+        const Addresses addrs = collectAddresses();
         Q_EMIT ipChanged();
         openSSDP(addrs);
         if (m_ssdpEnabled) {
@@ -261,8 +258,8 @@ void VEXPubSub::ssdpEnableChanged(bool enable)
     }
 }
 
-// A lost link needs no goodbye, which nobody would hear, and one that is back no
-// announcement: the interface's set-up follows and brings it.
+// Without a link a goodbye would reach no device. When the link returns, interface setup
+// follows and triggers the announcement.
 void VEXPubSub::connectedChanged(bool connected)
 {
     if (!m_ssdpEnabled) {
@@ -273,6 +270,6 @@ void VEXPubSub::connectedChanged(bool connected)
             m_ssdp.Close(VEX_SSDP::Goodbye::Skip);
         }
     } else if (!m_ssdp.IsOpen()) {
-        openSSDP(collected());
+        openSSDP(collectAddresses());
     }
 }

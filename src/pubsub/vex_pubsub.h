@@ -13,64 +13,62 @@
 
 class Mdns;
 
-// VEXPubSub decides when the device is announced and withdrawn: it follows the
-// configuration, opens and closes the SSDP engine on the device's network
-// address, publishes and revokes the own SSDP service, and tells the mDNS
-// publisher by signals what concerns it.
+// VEXPubSub decides when the device is announced and withdrawn. It follows the
+// configuration, opens and closes the SSDP engine on the device's address, publishes and
+// revokes the device's own SSDP service, and sends signals to the mDNS publisher.
 //
-// One for the process. It belongs to the main thread, which runs the event loop,
-// and blocks it where it has nothing to do before the host has an address. Only
-// leave may be called from other threads.
-// Failures of the engine are reported by the engine; nothing here stops for them.
+// There is one for the process. It belongs to the main thread, which runs the event loop;
+// only leave may be called from other threads. It blocks the event loop until the host has
+// an address. Failures of the engine are reported by the engine and ignored here.
 class VEXPubSub : public QObject
 {
     Q_OBJECT
 
 public:
-    // The one coordinator; the first call makes it, and with it the threads of
-    // the browse list writer, and waits for the configuration service. Main
-    // thread only. REQUIRES: a QCoreApplication.
+    // The coordinator. The first call makes it, starts the thread that writes the browse
+    // list, and waits at most 5 s for the configuration service. REQUIRES: a
+    // QCoreApplication.
     [[nodiscard]] static VEXPubSub *getInstance();
 
     explicit VEXPubSub(QObject *parent = nullptr);
-    // Stops the threads and leaves without a goodbye.
+    // Stops the threads and closes the engine without a goodbye.
     ~VEXPubSub() override;
 
-    // Publishes the device for the first time. Called once, after half a second
-    // in which the system may settle. REQUIRES: mdns lives as long as this.
+    // Waits half a second until the system has settled, then publishes the device for the
+    // first time. Called once. REQUIRES: mdns exists as long as this object.
     void init(Mdns *mdns);
 
-    // Fills the record of the device's own service from its identity and
-    // configuration; the engine completes the fields that are left.
+    // Fills the record of the device's own service from its identity and configuration. The
+    // engine sets the other fields.
     void initService(SSDPDeviceType &rec);
 
-    // Queues the own service for announcement, whatever the SSDP switch says.
+    // Queues the device's own service for announcement, even if SSDP is switched off.
     void PublishSSDP();
 
-    // Queues the own service's goodbye.
+    // Queues the goodbye of the device's own service.
     void RevokeSSDP();
 
-    // Ends discovery for good: says goodbye for every announced service, closes the
-    // engine, ends its threads and the browser's, and removes the browse list. Ends
-    // the waits of init and collectIPAddresses, too; no later change opens the engine
-    // again. May be called from any thread, and more than once.
+    // Removes the device from the network before the process ends: sends the goodbyes,
+    // closes the engine, ends all threads, and removes the browse list. Waits in init and
+    // collectIPAddresses end at once, and the engine is not opened again. Any thread may
+    // call it, more than once.
     void leave();
 
-    // The addresses of the interface "net0", address to interface name. Waits
-    // for the host to report its addresses, a second between tries, and a
-    // second more when "net0" has none; no longer than until leave is called.
+    // Sets addrs to the addresses of the interface "net0", with the interface's name as the
+    // value. If the system does not report its addresses, tries again every second. If
+    // "net0" has none, waits one second more. leave ends both waits.
     void collectIPAddresses(std::map<std::string, std::string> &addrs);
 
 Q_SIGNALS:
     // The SSDP switch.
     void enableHost(bool enable);
-    // The interface is set up anew.
+    // The interface has been set up again.
     void ipChanged();
-    // The host's name.
+    // The host name.
     void nameChanged(QString name);
 
 public Q_SLOTS:
-    // Reacts to a change of a setting (see ConfigMap::paramChanged).
+    // Handles a change of a setting; see ConfigMap::paramChanged.
     void paramChanged(int dev, ConfigMap::ParamId id, const QString &strVal, bool boolVal);
 
 private:
@@ -78,10 +76,10 @@ private:
 
     void publishMdns(Mdns *mdns);
     void connectMdns(Mdns *mdns);
-    [[nodiscard]] Addresses collected();
+    [[nodiscard]] Addresses collectAddresses();
     void openSSDP(const Addresses &addrs);
     void followAddress();
-    [[nodiscard]] bool leavingWithin(unsigned int waitMs);
+    [[nodiscard]] bool waitForLeaving(unsigned int timeoutMs);
     void republishSSDP();
     void hostNameChanged(const QString &name);
     void setupStateChanged(const QString &state);
@@ -92,12 +90,11 @@ private:
     VEX_SSDP m_ssdp;
     VEXBrowser m_browser;
     std::atomic<bool> m_leaving{false};
-    QString m_ipAddress; // as last read from the configuration
+    QString m_ipAddress; // as initService last read it
     QString m_hostName;
-    QString m_openAddress;     // on which the engine was last opened
-    bool m_ssdpEnabled = true; // stays so when SSDP is off at the start, until it is switched
-    SSDPDeviceType m_service;  // the own service as last published
-    // Whether to prefer "https://" where the product can serve it: kept for
-    // products to come, set by nothing yet.
+    QString m_openAddress;     // the address on which the engine was last opened
+    bool m_ssdpEnabled = true; // even if SSDP is off at the start, until it is switched
+    SSDPDeviceType m_service;  // the device's own service as last published
+    // Whether to announce "https://" if the product can serve it. Nothing sets it yet.
     bool m_preferHttps = false;
 };

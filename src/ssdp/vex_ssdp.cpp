@@ -63,7 +63,7 @@ unsigned int VEX_SSDP::Open(const std::map<std::string, std::string> &interfaces
         WriteFault({"since we do not support multihomed SSDP at this time."});
         return 0;
     }
-    const VEXLockGuard lifecycleLock(mLifecycleLock);
+    const vexbase::LockGuard lifecycleLock(mLifecycleLock);
     if (!mSocket.IsOpen()) {
         OpenSocket(interfaces.begin()->first, interfaces.begin()->second);
     }
@@ -135,7 +135,7 @@ void VEX_SSDP::StartDiagnostics()
 
 void VEX_SSDP::Close(Goodbye goodbye)
 {
-    const VEXLockGuard lifecycleLock(mLifecycleLock);
+    const vexbase::LockGuard lifecycleLock(mLifecycleLock);
     CloseLocked(goodbye);
 }
 

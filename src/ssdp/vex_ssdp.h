@@ -124,7 +124,7 @@ private:
     void ProcessSSDP() VEX_EXCLUDES(mLock);
     [[nodiscard]] std::uint32_t StartAgent() VEX_EXCLUDES(mLock);
     [[nodiscard]] bool ReceiveUntilTick(ssdp::TickClock &clock, std::uint32_t intervalMs,
-                                        VEXDatagramBatch &batch) VEX_EXCLUDES(mLock);
+                                        vexbase::DatagramBatch &batch) VEX_EXCLUDES(mLock);
     void ParseSSDPPacket(std::string_view datagram, const sockaddr_in &sender, std::uint32_t nowMs)
         VEX_EXCLUDES(mLock);
     void Tick(std::uint32_t elapsedMs) VEX_EXCLUDES(mLock);

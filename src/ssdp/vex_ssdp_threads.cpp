@@ -27,7 +27,7 @@ void VEX_SSDP::ProcessSSDP()
     ssdp::TickClock clock;
     clock.Start(VEXTime::GetSystemTime());
     const std::uint32_t intervalMs = StartAgent();
-    VEXDatagramBatch batch(formats::kReceiveSize);
+    vexbase::DatagramBatch batch(formats::kReceiveSize);
     while (!mThread.Terminate() && ReceiveUntilTick(clock, intervalMs, batch)) {
         Tick(clock.ElapsedMs());
         clock.Start(VEXTime::GetSystemTime());
@@ -46,7 +46,7 @@ std::uint32_t VEX_SSDP::StartAgent()
 
 // Receives until the tick is over. Returns false when the thread must stop.
 bool VEX_SSDP::ReceiveUntilTick(ssdp::TickClock &clock, std::uint32_t intervalMs,
-                                VEXDatagramBatch &batch)
+                                vexbase::DatagramBatch &batch)
 {
     while (clock.ElapsedMs() < intervalMs) {
         if (mThread.Terminate()) {

@@ -21,7 +21,7 @@ DescriptionFileNumbers &WebRootFiles::mFileNumberContainer = *new DescriptionFil
 
 std::uint32_t DescriptionFileNumbers::GetFileNumber()
 {
-    const VEXLockGuard lock(mLock);
+    const vexbase::LockGuard lock(mLock);
     std::uint32_t candidate = 1; // the numbers in use are sorted: the first gap is the smallest
     for (const std::uint32_t used : mInUse) {
         if (used != candidate) {
@@ -45,7 +45,7 @@ void DescriptionFileNumbers::ReturnFileNumber(std::string_view descriptionFileNa
     const std::string_view digits = descriptionFileName.substr(mark + 1);
     std::uint32_t number = 0;
     if (std::from_chars(digits.data(), digits.data() + digits.size(), number).ec == std::errc()) {
-        const VEXLockGuard lock(mLock);
+        const vexbase::LockGuard lock(mLock);
         mInUse.erase(number);
     }
 }

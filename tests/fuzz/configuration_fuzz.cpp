@@ -1,7 +1,7 @@
 // Configuration values: any text gives values or none.
 
 #include "check.h"
-#include "wsconfig/oai_system_config.h"
+#include "wsconfig/oai_models.h"
 #include "wsconfig/ws_config.h"
 
 #include <QJsonDocument>

@@ -5,6 +5,8 @@
 #include "wsconfig/event_stream_reader.h"
 #include "wsconfig/watch_answer_reader.h"
 
+using namespace wsconfig;
+
 namespace {
 
 constexpr std::size_t kBound = 64;

@@ -2,19 +2,19 @@
 // and hyphens and begins with a letter.
 
 #include "check.h"
-#include "mdns/instance_name.h"
+#include "mdns/dns_sd.h"
 
 #include <algorithm>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const std::string_view input = Text(data, size);
-    const std::string name = instanceName(input, "Corvia12", "1HE000000");
-    FUZZ_CHECK(!name.empty() && name.size() <= kInstanceNameMax);
+    const std::string name = mdns::instanceName(input, "Corvia12", "1HE000000");
+    FUZZ_CHECK(!name.empty() && name.size() <= mdns::kInstanceNameMax);
     FUZZ_CHECK((name[0] >= 'a' && name[0] <= 'z') || (name[0] >= 'A' && name[0] <= 'Z'));
     FUZZ_CHECK(std::all_of(name.begin(), name.end(), [](char c) {
         return (IsPlain(c) && c != ' ' && c != '.') || c == '-';
     }));
-    FUZZ_CHECK(instanceName(name, "", "") == name); // nothing more to drop
+    FUZZ_CHECK(mdns::instanceName(name, "", "") == name); // nothing more to drop
     return 0;
 }

@@ -35,6 +35,7 @@ def found_in(top, file, include):
     ("src/ssdp/usn.cpp", '"vexbase/vex_lock.h"'),
     ("src/browser/vex_browser.cpp", '"ssdp/vex_ssdp.h"'),
     ("src/mdns/mdns.h", "<QObject>"),
+    ("src/mdns/avahi_qt_poll.cpp", '"moc_avahi_qt_poll.cpp"'),
     ("src/mdns/mdns.h", "<sys/socket.h>"),
     ("tools/configd/api.cpp", '"vexbase/vex_lock.h"')])
 def test_includes_of_the_table_and_of_the_system_pass(tmp_path, file, include):

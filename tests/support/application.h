@@ -5,8 +5,8 @@
 
 namespace test {
 
-// The application object of a Qt test. Objects that others left for the event
-// loop to delete go with it. Declare it ahead of whatever needs it.
+// The application object of a Qt test. Its destructor also deletes objects for which
+// deleteLater() was called. Declare it before the objects that need it.
 class Application
 {
 public:

@@ -37,8 +37,8 @@ std::string AvahiConfiguration(const std::string &name)
            "[publish]\npublish-hinfo=no\npublish-workstation=no\npublish-aaaa-on-ipv4=no\n";
 }
 
-// Never leaves a daemon in the machine's own network: outside of the private one
-// both of these fail.
+// A daemon must not run in the machine's own network: outside of the private one both of
+// these fail.
 void MoveTo(AvahiHost::Side side)
 {
     if (side == AvahiHost::Side::Peer) {
@@ -61,9 +61,9 @@ void HideUnder(const std::string &text, const std::string &path)
     }
 }
 
-// avahi-daemon keeps its process number and a socket in /run, whichever network
-// it runs in, and gives the folder to the user avahi: each gets a /run of its own,
-// and a user list by which it can do so where the test's user is the only one.
+// avahi-daemon has its process number and a socket in /run, in every network namespace, and
+// makes the user avahi the owner of the folder. So each daemon gets a /run of its own, and
+// a user list with an avahi that the test's user namespace knows.
 void MakeAvahiFileTree()
 {
     if (unshare(CLONE_NEWNS) != 0 || mount("tmpfs", "/run", "tmpfs", 0, "mode=755") != 0) {

@@ -8,13 +8,13 @@
 
 namespace test {
 
-// A system bus, whether or not anything is on it. Its address works from both
-// hosts of the private network (see private_namespace.h).
+// A D-Bus system bus. Both hosts of the private network can use its address (see
+// private_namespace.h).
 class SystemBus
 {
 public:
-    // name tells it from other buses of the same test program. Returns when the
-    // bus takes connections, throws std::runtime_error when it does not.
+    // name is unique among the buses of the test program. Returns when the bus
+    // accepts connections; throws std::runtime_error if it does not.
     // REQUIRES: EnterPrivateNamespaces has been called; no other thread runs.
     explicit SystemBus(const std::string &name);
 
@@ -28,25 +28,25 @@ private:
     std::unique_ptr<LiveChild> mDaemon;
 };
 
-// An avahi-daemon on one of the two hosts of the private network, on a system
-// bus of its own.
+// An avahi-daemon on one of the two hosts of the private network, with a system bus of
+// its own.
 class AvahiHost
 {
 public:
     enum class Side { Own, Peer };
 
     // name is the daemon's host name without ".local". Returns when the daemon
-    // has claimed it, throws std::runtime_error when it does not.
+    // uses it; throws std::runtime_error if it does not.
     AvahiHost(Side side, const std::string &name);
 
     [[nodiscard]] const std::string &BusAddress() const { return mBus.Address(); }
 
-    // Runs code in a child on that side, with that system bus.
+    // Runs code in a child process on that host, with that system bus.
     [[nodiscard]] LiveChild Start(const std::function<int()> &code) const;
     // The same for a program.
     [[nodiscard]] LiveChild Start(const std::vector<std::string> &command) const;
 
-    // Gives avahi-daemon another host name; returns when it has claimed it.
+    // Gives avahi-daemon another host name; returns when the daemon uses it.
     void Rename(const std::string &name);
     // Ends avahi-daemon by a signal; the bus stays.
     void EndAvahi(int signal);

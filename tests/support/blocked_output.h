@@ -10,8 +10,8 @@
 
 namespace test {
 
-// Makes whoever writes to a standard stream wait, and with it whoever waits for
-// a lock that the writer holds: so threads can be held at a known place.
+// Blocks threads that write to a standard stream, and with them threads that wait for a
+// lock that the writer holds. A test can so hold threads at a known place.
 class BlockedOutput
 {
 public:
@@ -27,7 +27,8 @@ public:
         dup2(mPipe[1], mStream);
         close(mPipe[1]);
     }
-    // REQUIRES: they are done with what they wrote, as after End and a join.
+    // REQUIRES: the threads have written all their output, for instance after End and a
+    // join.
     ~BlockedOutput()
     {
         End();
@@ -36,7 +37,7 @@ public:
     BlockedOutput(const BlockedOutput &) = delete;
     BlockedOutput &operator=(const BlockedOutput &) = delete;
 
-    // Lets them go on.
+    // Unblocks the threads.
     void End()
     {
         if (mSaved < 0) {
@@ -50,8 +51,8 @@ public:
         }
     }
 
-    // Gives other threads the time to come to where they are to wait. One that
-    // is later than that makes a test less severe, never wrong.
+    // Gives other threads time to reach the place where they block. A thread that is later
+    // than that makes a test less strict, but not wrong.
     static void LetOthersWait() { std::this_thread::sleep_for(std::chrono::milliseconds(20)); }
 
 private:

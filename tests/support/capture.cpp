@@ -10,7 +10,7 @@
 namespace test {
 namespace {
 
-// One standard descriptor, pointed at a memory file for a while.
+// Redirects one standard descriptor to a memory file for the length of a scope.
 class Redirection
 {
 public:

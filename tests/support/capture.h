@@ -5,16 +5,16 @@
 
 namespace test {
 
-// What a piece of code wrote to the two standard streams, byte for byte,
-// through whichever of iostreams, stdio or the descriptors it did so.
+// All bytes that a piece of code wrote to the two standard streams, by iostreams, stdio or
+// the descriptors.
 struct Output
 {
     std::string out;
     std::string err;
 };
 
-// Runs the code with descriptors 1 and 2 redirected. One at a time; what other
-// threads write meanwhile is caught too.
+// Runs the code with descriptors 1 and 2 redirected. Only one call at a time. Output of
+// other threads during the call is included.
 Output Capture(const std::function<void()> &code);
 
 } // namespace test

@@ -8,7 +8,7 @@
 namespace test {
 namespace {
 
-// An exception must not carry the copy back into the test runner.
+// An exception must not return from the copy to the test runner.
 [[noreturn]] void RunAndExit(const std::function<void()> &code) noexcept
 {
     code();

@@ -6,11 +6,10 @@
 
 namespace test {
 
-// Runs code in a child process, a copy of this one, and gives back what it
-// wrote to the standard streams. Whatever the code under test keeps for the
-// life of a process is fresh there and gone afterwards. Expectations inside the
-// code count: the test fails unless they all hold and the child ends in order,
-// sanitizers content.
+// Runs code in a child process, a copy of this one, and returns its output on the standard
+// streams. State that the code under test keeps until the process ends is new there, and
+// does not affect other tests. The test fails if an expectation in the code fails, if the
+// child does not end normally, or if a sanitizer reports an error.
 // REQUIRES: no other thread runs.
 Output InChild(const std::function<void()> &code);
 

@@ -9,9 +9,9 @@
 
 namespace test {
 
-// A configuration service on its real address, for one client: it answers the
-// first watch with given values, and sends what else a test wants it to. The
-// parameters are 24, the system's settings, and 19, the network devices.
+// A configuration service on its real address, for one client. It answers the first watch
+// with the given values, and sends others when the test asks for it. The parameters are
+// 24, the system's settings, and 19, the network devices.
 class ConfigService
 {
 public:
@@ -38,7 +38,7 @@ public:
     ConfigService(const ConfigService &) = delete;
     ConfigService &operator=(const ConfigService &) = delete;
 
-    // Sends a parameter's value, once the client is there.
+    // Sends a parameter's value now, or when the client has connected.
     void Send(int param, const std::string &json)
     {
         const std::lock_guard<std::mutex> held(mMutex);
@@ -46,7 +46,7 @@ public:
         mChanged.notify_all();
     }
 
-    // The client's request; "" before it.
+    // The client's request; empty before it arrives.
     std::string Request()
     {
         const std::lock_guard<std::mutex> held(mMutex);

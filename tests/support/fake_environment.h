@@ -51,8 +51,9 @@ public:
     std::vector<std::string> &log; // see FakeEnvironment
 };
 
-// The one environment of all tests, fuzz targets and benchmarks that run the
-// protocol core without a network: keeps everything that the core sends and reports.
+// The environment of all tests, fuzz targets and benchmarks that run the protocol core
+// without a network. It records the datagrams that the core sends and the lines that it
+// writes.
 class FakeEnvironment final : public ssdp::SSDPEnvironment
 {
 public:
@@ -77,11 +78,11 @@ public:
         NoteSent(std::string(address) + ":" + std::to_string(ntohs(peer.sin_port)), datagram);
         return true;
     }
-    // The same number each time, or a sequence that a seed determines.
+    // Returns the same number each time, or, after a seed, a sequence.
     std::uint32_t Random() override
     {
         if (seeded) {
-            // The numbers of the C standard's example, good enough to differ.
+            // The example of the C standard (7.22.2): good enough to give different numbers.
             random = random * 1103515245U + 12345U;
             return (random >> 1U) & 0x7FFFFFFFU;
         }
@@ -98,12 +99,12 @@ public:
 
     std::vector<Sent> sent;
     std::vector<std::string> faults;
-    // All in order: "send TO TEXT", "document PATH", "return PATH".
+    // All operations in order: "send TO TEXT", "document PATH", "return PATH".
     std::vector<std::string> log;
     FakeFiles files{log};
-    bool room = true;         // in the send buffer
-    bool seeded = false;      // random is a seed
-    std::uint32_t random = 5; // what is drawn each time
+    bool room = true;         // whether the send buffer has room
+    bool seeded = false;      // whether random is a seed
+    std::uint32_t random = 5; // the number that is drawn
 
 private:
     void NoteSent(const std::string &to, std::string_view text)

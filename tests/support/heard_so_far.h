@@ -10,7 +10,7 @@
 
 namespace test {
 
-// A socket address of IPv4.
+// An IPv4 socket address.
 inline sockaddr_in SocketAddress(const char *address, std::uint16_t port)
 {
     sockaddr_in result{};
@@ -20,8 +20,8 @@ inline sockaddr_in SocketAddress(const char *address, std::uint16_t port)
     return result;
 }
 
-// All that a peer has got and not read up to now, without any waiting: up to a
-// datagram that this host sends it now. REQUIRES: a OneProcessor.
+// Returns all datagrams that a peer has received and not read. Does not wait: sends the
+// peer a datagram as a mark, and reads up to it. REQUIRES: a OneProcessor.
 inline std::vector<std::string> HeardSoFar(PeerSocket &peer)
 {
     const std::string mark = "end of what was sent so far";

@@ -20,7 +20,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kPatience(30);
 
-// A connected pair: the test's end and the child's.
+// Two connected sockets: one for the test and one for the child.
 using Pair = std::array<int, 2>;
 
 Pair MakePair()
@@ -37,7 +37,7 @@ Pair MakePair()
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) {
-        _exit(1); // the test ended before the line above
+        _exit(1); // the test ended before prctl()
     }
     for (int standard = 0; standard < 3; ++standard) {
         dup2(streams[static_cast<std::size_t>(standard)][1], standard);
@@ -68,7 +68,7 @@ LiveChild::LiveChild(const std::function<int()> &code) : mParent(getpid())
 
 LiveChild::~LiveChild()
 {
-    // A copy of the test that ends in order destroys this object too.
+    // A copy of the test that ends normally destroys this object, too.
     if (mChild > 0 && getpid() == mParent) {
         kill(mChild, SIGKILL);
         waitpid(mChild, nullptr, 0);
@@ -87,7 +87,7 @@ void LiveChild::Send(const std::string &text)
     }
 }
 
-// By shutdown, since later children have inherited copies of the descriptor.
+// Uses shutdown(), because later children have inherited copies of the descriptor.
 void LiveChild::CloseInput()
 {
     shutdown(mInput, SHUT_WR);
@@ -121,8 +121,8 @@ void LiveChild::Signal(int number)
     }
 }
 
-// Reads what the child writes until the condition holds, it has closed both
-// streams, or the time is up.
+// Reads the child's output until the condition is true, the child has closed both streams,
+// or the time is over.
 bool LiveChild::WaitFor(const std::function<bool()> &condition)
 {
     const auto end = Clock::now() + kPatience;

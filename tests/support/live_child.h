@@ -8,10 +8,9 @@
 
 namespace test {
 
-// LiveChild is a process that runs beside the test: a copy of it that runs some
-// code, its standard streams connected to the test. It ends with its object, and
-// with the test, whichever way that ends. All waiting gives up after a generous
-// time.
+// LiveChild is a process that runs beside the test. It is a copy of the test that runs some
+// code, with its standard streams connected to the test. It is ended with this object, and
+// when the test ends for any reason. All waits end after a generous time.
 class LiveChild
 {
 public:
@@ -22,22 +21,22 @@ public:
     LiveChild(const LiveChild &) = delete;
     LiveChild &operator=(const LiveChild &) = delete;
 
-    // Gives the child something to read.
+    // Writes a text to the child's standard input.
     void Send(const std::string &text);
-    // Lets the child read the end of its input.
+    // Closes the child's standard input.
     void CloseInput();
 
-    // Wait for a text in the child's output (or error output) that no earlier
-    // wait has found. A failure, which tells what did come, when it does not.
+    // Wait for a text in the child's output or error output, after the text of the previous
+    // wait. If it does not come, the result is a failure that shows the output.
     [[nodiscard]] testing::AssertionResult WaitForOut(const std::string &text);
     [[nodiscard]] testing::AssertionResult WaitForErr(const std::string &text);
 
-    // Waits, once, for the child's end. Its exit status, 128 and the signal's
-    // number if a signal ended it, -1 if it does not end.
+    // Waits for the child's end; called once. Returns its exit status, 128 plus the number of
+    // the signal that ended it, or -1 if it does not end.
     [[nodiscard]] int WaitForEnd();
     void Signal(int number);
 
-    // All that the child has written and a wait has seen.
+    // All output of the child that the waits have read.
     [[nodiscard]] const std::string &Out() const { return mOut.all; }
     [[nodiscard]] const std::string &Err() const { return mErr.all; }
 
@@ -46,7 +45,7 @@ private:
     {
         int fd = -1;
         std::string all;
-        std::string unfound; // all less the texts that waits have found
+        std::string unfound; // the part after the text of the last wait
     };
 
     bool WaitFor(const std::function<bool()> &condition);
@@ -60,7 +59,7 @@ private:
     Stream mErr;
 };
 
-// Turns this process into a program found on the path. Returns 127 if that fails.
+// Replaces this process by a program on the path. Returns 127 if that fails.
 [[nodiscard]] int Execute(const std::vector<std::string> &command);
 
 } // namespace test

@@ -4,10 +4,9 @@
 
 namespace test {
 
-// Keeps this thread, and those it starts, on one processor for the length of a
-// scope. Datagrams then arrive in the order in which they were sent, whichever
-// thread or host of this program sent them: each processor has its own queue of
-// arriving packets.
+// Keeps this thread, and threads that it starts, on one processor for the length of a
+// scope. Each processor has a queue of arriving packets, so with only one the datagrams of
+// all threads and hosts of this program arrive in the order in which they were sent.
 class OneProcessor
 {
 public:

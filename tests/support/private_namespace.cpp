@@ -22,8 +22,8 @@
 namespace test {
 namespace {
 
-int gHost = -1; // the network namespace of this program's host
-int gPeer = -1; // and of the peer
+int gHost = -1; // the network namespace of the program's host
+int gPeer = -1; // the network namespace of the peer
 bool gMulticastByRoute = false;
 
 [[noreturn]] void Fail(const std::string &what)
@@ -38,7 +38,7 @@ void WriteFile(const char *path, const std::string &text)
 
 void Run(const std::string &command)
 {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-env33-c): tests set up with the ip tool
+    // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-env33-c): only tests call it, to run the ip tool
     if (std::system(command.c_str()) != 0) {
         throw std::runtime_error("failed: " + command);
     }
@@ -73,7 +73,7 @@ void MakeFileTree()
     }
 }
 
-// Emulators of processors may lack IP_MULTICAST_IF.
+// Emulators of other processors may not support IP_MULTICAST_IF.
 bool CanChooseMulticastInterface()
 {
     const int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -167,7 +167,7 @@ PeerSocket::PeerSocket(std::uint16_t port, const std::string &address)
     Enter(gPeer);
     mDescriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     Enter(gHost);
-    // Not for port 0: the free port could otherwise be another socket's.
+    // Not for port 0: the system could then choose a port that another socket shares.
     const int share = port == 0 ? 0 : 1;
     if (mDescriptor < 0 ||
         setsockopt(mDescriptor, SOL_SOCKET, SO_REUSEADDR, &share, sizeof share) != 0 ||

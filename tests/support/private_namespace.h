@@ -5,32 +5,32 @@
 #include <cstdint>
 #include <string>
 
-// A network and a file tree that belong to one test program alone, so that
-// tests use the real ports, addresses and paths and still run side by side.
+// A network and a file tree that belong to one test program. Tests can so use the real
+// ports, addresses and paths, and several programs can run at the same time.
 //
-// The program stands on a host with the loopback and the interface net0,
-// 192.0.2.10/24. A second host, the peer, hangs on the other end of net0's
-// cable: interface peer0, 192.0.2.20/24. /var is an empty memory file system
-// with the folders www/html and www/discovery. All of it goes with the process.
+// The program runs on a host with the loopback and the interface net0, 192.0.2.10/24. A
+// second host, the peer, is at the other end of net0's cable: interface peer0,
+// 192.0.2.20/24. /var is an empty memory file system with the folders www/html and
+// www/discovery. All of it disappears with the process.
 namespace test {
 
-// Makes all that; ends the program with status 1 when the system refuses.
+// Makes the namespaces; ends the program with status 1 if the system refuses.
 // REQUIRES: no thread has been started.
 void EnterPrivateNamespaces();
 
-// Runs a shell command on this host (or on the peer) and throws
-// std::runtime_error when it fails.
+// Runs a shell command on this host (or on the peer). Throws std::runtime_error if it
+// fails.
 void OnHost(const std::string &command);
 void OnPeer(const std::string &command);
 
-// Moves this process to this host (or to the peer) for good: for a child that is
-// to run there. Throws when EnterPrivateNamespaces has not been called.
+// Moves this process, a child that is to run there, to this host (or to the peer). Throws
+// if EnterPrivateNamespaces has not been called.
 void MoveToHost();
 void MoveToPeer();
 
 // A UDP socket of the peer host, bound to its address (empty: any) and port
-// (0: any free one). Closed by the destructor. Receiving gives up after a
-// generous time with an empty text.
+// (0: any free one). The destructor closes it. A receive that gets nothing for
+// a generous time returns an empty text.
 class PeerSocket
 {
 public:
@@ -41,9 +41,9 @@ public:
 
     void JoinMulticast(const std::string &group = "239.255.255.250");
     void SendTo(const std::string &datagram, const std::string &address, std::uint16_t port);
-    // The next datagram, "" after timeoutMs without one.
+    // The next datagram; empty if none comes within timeoutMs milliseconds.
     std::string Receive(int timeoutMs = 10000);
-    // The next datagram that holds a text; others are passed over.
+    // The next datagram that contains a text; others are skipped.
     std::string ReceiveContaining(const std::string &text, int timeoutMs = 20000);
     [[nodiscard]] std::uint16_t Port() const;
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <tuple>
 
-// Every field of a record but its marker, in the record's order, to compare two of
-// them and to see what differs.
+// All fields of a record except its marker, in the record's order. Comparing two of them
+// shows the fields that differ.
 inline auto FieldsButFlag(const SSDPDeviceType &r)
 {
     const auto texts =
@@ -21,7 +21,7 @@ inline auto AllFields(const SSDPDeviceType &r)
     return std::make_tuple(FieldsButFlag(r), static_cast<int>(r.flag));
 }
 
-// A record with a value of its own in every field.
+// A record in which every field has a different value.
 inline SSDPDeviceType FullRecord()
 {
     SSDPDeviceType record;
@@ -49,7 +49,7 @@ inline SSDPDeviceType FullRecord()
     return record;
 }
 
-// A device as it is handed to AddService.
+// A device as AddService gets it.
 inline SSDPDeviceType Device(const std::string &product, const std::string &address,
                              const std::string &hostName)
 {

@@ -33,13 +33,13 @@ inline std::string Event(const std::string &type, const std::string &data)
     return Chunk("event: " + type + "\ndata: " + data + "\n\n");
 }
 
-// The server's end of one connection, for use by a script.
+// The server's end of one connection, for scripts.
 class Connection
 {
 public:
     explicit Connection(int descriptor) : mDescriptor(descriptor) {}
 
-    // The request's header, with the empty line; less when the peer is gone.
+    // The request's header with the empty line; a part of it if the peer closes first.
     std::string ReadRequest()
     {
         std::string request;
@@ -51,7 +51,7 @@ public:
         return request;
     }
 
-    // Sends all of it, unless the peer goes away.
+    // Sends the whole text, unless the peer closes the connection.
     void Send(std::string_view bytes)
     {
         while (!bytes.empty()) {
@@ -63,7 +63,7 @@ public:
         }
     }
 
-    // Returns when the peer has closed the connection, or the server is stopped.
+    // Waits until the peer closes the connection or the server is stopped.
     void WaitForEnd()
     {
         char byte = 0;
@@ -75,16 +75,15 @@ private:
     int mDescriptor;
 };
 
-// A TCP server on the loopback whose every answer is scripted, on a thread of
-// its own: the first connection is handled by the first script, and so on; the
-// last one handles all that come after it. The connection is closed when its
-// script returns.
+// A TCP server on the loopback with a thread of its own. Scripts give its answers: the
+// first script handles the first connection, and so on; the last script also handles all
+// later ones. A connection is closed when its script returns.
 class ScriptedServer
 {
 public:
     using Script = std::function<void(Connection &)>;
 
-    // Takes a port (0: any free one), where connecting is refused until Start.
+    // Reserves a port (0: any free one). Connections are refused until Start.
     explicit ScriptedServer(int port = 0)
         : mListener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
@@ -110,7 +109,7 @@ public:
         mThread = std::thread([this, scripts = std::move(scripts)] { Serve(scripts); });
     }
 
-    // Ends the open connection and refuses others, as if the service were killed.
+    // Closes the open connection and refuses others, as if the service were killed.
     void Stop()
     {
         shutdown(mListener, SHUT_RDWR);
@@ -129,7 +128,7 @@ public:
     }
 
     [[nodiscard]] int Port() const { return mPort; }
-    // How many connections were taken so far.
+    // The number of connections so far.
     [[nodiscard]] int Connections() const { return mConnections; }
 
 private:

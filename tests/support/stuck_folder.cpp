@@ -21,8 +21,8 @@
 namespace test {
 namespace {
 
-// From now on the kernel asks before each opening of a file by this thread and
-// those it will start. Returns where it asks.
+// From now on the kernel asks before this thread, or a thread that it starts, opens a file.
+// Returns the descriptor for the questions.
 int AskBeforeOpening()
 {
     std::array<sock_filter, 4> program{{
@@ -129,7 +129,7 @@ void StuckFolder::Continue(std::uint64_t call) const
     static_cast<void>(ioctl(mListener, SECCOMP_IOCTL_NOTIF_SEND, &answer));
 }
 
-// Read through the kernel, since sanitizers would take it for a race.
+// Reads the name by a system call: sanitizers would report a plain read as a race.
 bool StuckFolder::Concerns(unsigned int thread, std::uint64_t path) const
 {
     std::string text(mFolder.size(), '\0');

@@ -11,26 +11,26 @@
 
 namespace test {
 
-// StuckFolder is a folder on a file system that does not answer: whoever opens a
-// file in it waits until Answer. Only code that Run runs sees it so, with all
-// threads started there; they must have ended before this object is destroyed.
-// Done with a filter of system calls, which the kernel asks the test about.
+// StuckFolder is a folder on a file system that does not answer: a thread that opens a file
+// in it waits until Answer is called. This affects only the code that Run runs, and threads
+// that it starts; these must end before this object is destroyed. It uses a filter of
+// system calls, for which the kernel asks the test.
 class StuckFolder
 {
 public:
-    // A folder such as "/var/www/html/", as its files are opened by.
+    // The folder's path as it is used to open files, for instance "/var/www/html/".
     explicit StuckFolder(std::string folder);
     ~StuckFolder();
     StuckFolder(const StuckFolder &) = delete;
     StuckFolder &operator=(const StuckFolder &) = delete;
 
-    // Runs code on a thread of its own and waits for its end. Once only.
+    // Runs code on a new thread and waits for its end. Called once.
     void Run(const std::function<void()> &code);
 
-    // Waits until somebody waits for the folder.
+    // Waits until a thread waits for the folder.
     void AwaitSomebody();
 
-    // Lets those who wait go on, and lets nobody wait any more.
+    // Lets the waiting threads continue. From now on no thread waits.
     void Answer();
 
 private:
@@ -41,7 +41,7 @@ private:
     void Wake() const;
 
     const std::string mFolder;
-    int mListener = -1; // known to the supervisor from its start
+    int mListener = -1; // set before the supervisor starts
     int mWakeup = -1;
     std::thread mSupervisor;
     std::atomic<bool> mEnd{false};
@@ -49,7 +49,7 @@ private:
     std::condition_variable mWaits;
     // Guarded by mMutex:
     bool mAnswered = false;
-    std::vector<std::uint64_t> mWaiting; // calls
+    std::vector<std::uint64_t> mWaiting; // the calls that wait
 };
 
 } // namespace test

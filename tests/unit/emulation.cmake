@@ -2,16 +2,16 @@
 # one runs them all.
 set(not_emulated
     # The emulator refuses filters of system calls.
-    Detach.ClosesOneByOneWhereTheKernelKnowsNoRanges
-    Detach.EndsWith1WhenNoProcessIsToBeHad
-    Detach.EndsWith1WhenNoSessionIsToBeHad
-    UDPSocketPollBatch.CostsOneSystemCallForAllOfThem
-    UDPSocketPoll.CostsOneSystemCallADatagram
+    Detach.ClosesOneByOneWithoutCloseRange
+    Detach.EndsWith1WhenItCannotMakeAProcess
+    Detach.EndsWith1WhenItCannotMakeASession
+    UDPSocketPollBatch.CostsOneSystemCallForAll
+    UDPSocketPoll.CostsOneSystemCallForEachDatagram
     Stuck.EngineOpensAgainWhileAThreadOutlivesClose
     Waiting.TimesOutWhenTheSignalledChangeWasTakenEarlier
     # It refuses to adopt processes: the status of one that detached is not to be had.
-    Detach.EndsTheCallerWith0AndGoesOnInASessionOfItsOwn
-    Detach.ClosesEveryDescriptorAndPutsTheStandardOnesOnDevNull
+    Detach.EndsTheCallerWith0AndContinuesInANewSession
+    Detach.ClosesAllDescriptorsAndOpensTheStandardOnesOnDevNull
     # It cannot choose the interface of multicast, and routes go with the address.
     Multicast.GoodbyeIsSentAfterTheAddressHasChanged
     # Its own threads count towards the limit.

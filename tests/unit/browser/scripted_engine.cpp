@@ -3,8 +3,8 @@
 #include "ssdp/engine_environment.h"
 #include "ssdp/ssdp_agent.h"
 
-// The operations of VEX_SSDP that the browser uses, without sockets, threads and
-// core. The linker takes them from here and leaves the engine's own object out.
+// The operations of VEX_SSDP that the browser uses, without sockets, threads and core. The
+// linker uses these instead of the engine's own object.
 
 VEX_SSDP::VEX_SSDP() = default;
 

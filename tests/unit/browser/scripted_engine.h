@@ -9,12 +9,12 @@
 
 namespace test {
 
-// An engine whose waits for a change end as a test says, without any waiting.
-// Each call of the test returns when the browser is back for its next wait, and so
-// has done all that the earlier waits ask for.
+// An engine whose waits for a change return at once, with the results that a test gives.
+// Each call by the test returns when the browser starts its next wait, that is, when it has
+// handled the results so far.
 //
-// The browser's test programs link scripted_engine.cpp in place of the engine's shell:
-// every VEX_SSDP of theirs is a ScriptedEngine.
+// The browser's test programs link scripted_engine.cpp instead of the engine's shell: each
+// VEX_SSDP is then a ScriptedEngine.
 class ScriptedEngine : public VEX_SSDP
 {
 public:
@@ -22,18 +22,18 @@ public:
     void TimeOut(int times) { Play({kVEXTimedOut, {}}, times); }
     void Fail(int status, int times) { Play({status, {}}, times); }
 
-    // Returns when the browser waits for the first time.
+    // Waits until the browser waits for the first time.
     void AwaitIdle() { Play({}, 0); }
 
-    // Lets every wait of now and later time out.
+    // Lets all waits time out from now on.
     void End();
 
-    // The time-outs that the browser has asked for.
+    // The time-outs that the browser has passed, in milliseconds.
     [[nodiscard]] std::set<unsigned int> TimeOuts();
-    // The map that the browser passed to its latest wait, as it was then.
+    // A copy of the map that the browser passed to its latest wait.
     [[nodiscard]] SSDPDeviceMap Passed();
 
-    // What VEX_SSDP::WaitForChange does here. Called on the browser's thread.
+    // Replaces VEX_SSDP::WaitForChange. Called on the browser's thread.
     [[nodiscard]] int Wait(unsigned int timeoutMs, SSDPDeviceMap &out);
 
 private:
@@ -49,7 +49,7 @@ private:
     std::condition_variable mChanged;
     // Guarded by mMutex:
     std::deque<Step> mScript;
-    bool mIdle = false; // the browser waits, and there is no step for it
+    bool mIdle = false; // the browser waits for the test's next call
     bool mOver = false;
     std::set<unsigned int> mTimeOuts;
     SSDPDeviceMap mPassed;

@@ -21,7 +21,7 @@ namespace {
 constexpr const char *kFolder = "/var/www/discovery";
 constexpr const char *kFile = "/var/www/discovery/browse.json";
 
-// What happens in the folder when a list is published.
+// The events in the folder when a list is published.
 const Events kPublished{"create __browse.json", "close __browse.json", "rename browse.json"};
 
 std::string Published()
@@ -46,7 +46,7 @@ std::string Document(const std::string &hostName)
 class Browser : public testing::Test
 {
 protected:
-    // Every test ends with the folder as it found it: empty.
+    // The folder is empty before and after every test.
     ~Browser() override
     {
         Stop();
@@ -54,14 +54,14 @@ protected:
         unlink("/var/www/discovery/__browse.json");
     }
 
-    // A browser that has initialised itself and waits for its first change.
+    // A browser that waits for its first change.
     void Start()
     {
         mBrowser = std::make_unique<VEXBrowser>(&mEngine);
         mEngine.AwaitIdle();
     }
 
-    // One whose first list has been published, so that it begins to count anew.
+    // A browser that has written its first list; its count starts again.
     void StartWithAWrite()
     {
         Start();
@@ -87,7 +87,7 @@ protected:
 
 } // namespace
 
-TEST_F(Browser, PublishesAnEmptyListAtOnceStraightToItsPath)
+TEST_F(Browser, WritesAnEmptyListAtOnceDirectlyToItsPath)
 {
     Start();
     EXPECT_EQ(Published(), "[]");
@@ -108,8 +108,8 @@ TEST_F(Browser, WaitsForChangesInStepsOf500Ms)
     EXPECT_EQ(mEngine.TimeOuts(), (std::set<unsigned int>{500}));
 }
 
-// A second map beside a list that waits to be written would be a third copy of it.
-TEST_F(Browser, HasAPendingListReplacedInItsPlace)
+// A second map besides the pending list would be a third copy of the list.
+TEST_F(Browser, PassesItsPendingListToBeReplaced)
 {
     Start();
     EXPECT_EQ(ComposeBrowseDocument(mEngine.Passed()), "[]");
@@ -120,7 +120,7 @@ TEST_F(Browser, HasAPendingListReplacedInItsPlace)
     EXPECT_EQ(ComposeBrowseDocument(mEngine.Passed()), Document("b"));
 }
 
-TEST_F(Browser, FreesAListOnceItIsWritten)
+TEST_F(Browser, FreesAListWhenItIsWritten)
 {
     StartWithAWrite();
     EXPECT_EQ(ComposeBrowseDocument(mEngine.Passed()), "[]");
@@ -154,11 +154,11 @@ TEST_F(Browser, WritesAChangeAfterALongQuietSpellAtOnce)
     mEngine.TimeOut(1000);
     mEngine.Change(List("b"));
     EXPECT_EQ(Published(), Document("b"));
-    mEngine.Change(List("c")); // the count began anew
+    mEngine.Change(List("c")); // the count has started again
     EXPECT_EQ(Published(), Document("b"));
 }
 
-TEST_F(Browser, HoldsAChangeInTheTenthCycleBackUntilTheEleventh)
+TEST_F(Browser, WritesAChangeOfTheTenthCycleInTheEleventh)
 {
     StartWithAWrite();
     mEngine.TimeOut(9);
@@ -197,7 +197,7 @@ TEST_F(Browser, WritesNothingWhileNothingChanges)
     EXPECT_EQ(mFolder.Events(), Events());
 }
 
-TEST_F(Browser, WritesAnEmptyListWhenTheLastDeviceHasGone)
+TEST_F(Browser, WritesAnEmptyListWhenTheLastDeviceIsGone)
 {
     StartWithAWrite();
     mEngine.Change({});
@@ -206,7 +206,7 @@ TEST_F(Browser, WritesAnEmptyListWhenTheLastDeviceHasGone)
     EXPECT_EQ(mFolder.Events(), kPublished);
 }
 
-TEST_F(Browser, ReportsEveryFailedWaitAndCountsNone)
+TEST_F(Browser, ReportsEveryFailedWaitWithoutCountingIt)
 {
     StartWithAWrite();
     mEngine.Change(List("b"));
@@ -223,11 +223,11 @@ TEST_F(Browser, ReportsEveryFailedWaitAndCountsNone)
     EXPECT_EQ(output.out, expected);
     EXPECT_EQ(output.err, "");
     EXPECT_EQ(Published(), Document("first"));
-    mEngine.TimeOut(1); // what was pending still is
+    mEngine.TimeOut(1); // the pending list is still pending
     EXPECT_EQ(Published(), Document("b"));
 }
 
-TEST_F(Browser, SaysThatItEndsAndLeavesTheListInPlace)
+TEST_F(Browser, WritesALineAtItsEndAndKeepsTheList)
 {
     StartWithAWrite();
     const test::Output output = test::Capture([&] { Stop(); });
@@ -244,10 +244,10 @@ TEST_F(Browser, RemovesTheListAndTheScratchFileAndNothingElse)
     EXPECT_EQ(access(kFile, F_OK), -1);
     EXPECT_EQ(access("/var/www/discovery/__browse.json", F_OK), -1);
     EXPECT_EQ(unlink("/var/www/discovery/index.html"), 0);
-    VEXBrowser::RemoveList(); // there is none
+    VEXBrowser::RemoveList(); // there is no list
 }
 
-// Deliberately without a colon and a blank behind the operation's name.
+// Deliberately without a colon and a space after the operation's name.
 TEST_F(Browser, ReportsAFolderThatIsMissing)
 {
     ASSERT_EQ(rename(kFolder, "/var/www/away"), 0);
@@ -262,7 +262,7 @@ TEST_F(Browser, ReportsAFolderThatIsMissing)
     EXPECT_EQ(output.out, "");
     ASSERT_EQ(rename("/var/www/away", kFolder), 0);
     EXPECT_EQ(mFolder.Events(), Events());
-    mEngine.TimeOut(11); // nothing is retried before the next change
+    mEngine.TimeOut(11); // no retry before the next change
     EXPECT_EQ(mFolder.Events(), Events());
     mEngine.Change(List("b"));
     EXPECT_EQ(Published(), Document("b"));
@@ -284,7 +284,7 @@ TEST_F(Browser, ReportsAFolderThatIsReadOnlyAndKeepsThePublishedList)
     ASSERT_EQ(umount(kFolder), 0);
 }
 
-// Deliberately renamed all the same: the published list is empty then.
+// It is deliberately renamed in this case, too: the published list is then empty.
 TEST_F(Browser, ReportsAFullMediumAndPublishesWhatCouldBeWritten)
 {
     ASSERT_EQ(mount("tmpfs", kFolder, "tmpfs", 0, "size=8k"), 0);

@@ -13,7 +13,7 @@
 
 using formats::ComposeBrowseDocument;
 
-// Somebody who reads the browse list while it is written again and again.
+// A reader of the browse list while the list is written repeatedly.
 
 namespace {
 
@@ -22,7 +22,7 @@ constexpr int kWrites = 1000;
 // A change is written when it is the eleventh after the last write.
 constexpr int kChangesAWrite = 11;
 
-// Lists of very different lengths, in turn; each tells which one it is.
+// Lists of very different lengths, in turn; each contains its number.
 SSDPDeviceMap List(int number)
 {
     SSDPDeviceMap list;
@@ -33,7 +33,7 @@ SSDPDeviceMap List(int number)
     return list;
 }
 
-// The file's text as one opening of it shows it; nothing if it cannot be opened.
+// The file's text, read after one open; nothing if it cannot be opened.
 std::string ReadOnce()
 {
     const int descriptor = open(kFile, O_RDONLY | O_CLOEXEC);
@@ -56,7 +56,7 @@ TEST(BrowserReader, SeesOnlyWholeListsThroughAThousandWrites)
 {
     test::ScriptedEngine engine;
     VEXBrowser browser(&engine);
-    engine.AwaitIdle(); // the one write straight to the path is behind us
+    engine.AwaitIdle(); // the one direct write is done
     std::set<std::string> readings;
     std::atomic<int> count{0};
     std::atomic<bool> over{false};
@@ -75,7 +75,7 @@ TEST(BrowserReader, SeesOnlyWholeListsThroughAThousandWrites)
         }
         EXPECT_EQ(ReadOnce(), ComposeBrowseDocument(list)) << number;
         for (const int before = count; count == before;) {
-            std::this_thread::yield(); // however slow the reader, it reads between any two writes
+            std::this_thread::yield(); // the reader reads between two writes, even if it is slow
         }
     }
     over = true;

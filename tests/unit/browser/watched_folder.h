@@ -10,7 +10,7 @@
 
 namespace test {
 
-// Notes what happens to the files of a folder, by whichever thread.
+// Records changes to the files of a folder by all threads.
 class WatchedFolder
 {
 public:
@@ -24,8 +24,8 @@ public:
     WatchedFolder(const WatchedFolder &) = delete;
     WatchedFolder &operator=(const WatchedFolder &) = delete;
 
-    // What has happened since the last call, in order: "create NAME", "close
-    // NAME" after writing, "rename NAME" to that name.
+    // The changes since the last call, in order: "create NAME", "close NAME" after writing,
+    // "rename NAME" with the new name.
     std::vector<std::string> Events()
     {
         std::vector<std::string> events;

@@ -10,8 +10,8 @@
 
 namespace test {
 
-// Lets a system call fail with an error from now on, in this process and those
-// it will make; only calls whose first argument has none of the given bits.
+// From now on a system call fails with an error, in this process and its later children.
+// Only calls whose first argument has none of the given bits fail.
 inline void DenyCall(long number, int error, unsigned int exceptBits = 0)
 {
     const std::array<sock_filter, 6> program{{

@@ -1,4 +1,4 @@
-// In a mount namespace of its own, for what covers /proc.
+// In a private mount namespace, because tests hide /proc.
 #include "denied_call.h"
 #include "main/detach.h"
 #include "support/capture.h"
@@ -23,14 +23,13 @@
 
 namespace {
 
-// What the C library would say, and how often it was asked.
+// The limit that getdtablesize() returns, and the number of its calls.
 std::optional<int> gTableSize;
 int gTableSizeAsked = 0;
 
 } // namespace
 
-// In place of the C library's, so that tests may have a limit that this machine
-// does not permit.
+// Replaces the C library's function: tests need limits that this machine does not allow.
 int getdtablesize() noexcept
 {
     ++gTableSizeAsked;
@@ -41,7 +40,7 @@ namespace {
 
 using testing::HasSubstr;
 
-// The descriptors of this process and what they lead to.
+// The descriptors of this process and the files that they refer to.
 std::map<int, std::string> Descriptors()
 {
     std::map<int, std::string> result;
@@ -59,7 +58,7 @@ std::map<int, std::string> Descriptors()
     return result;
 }
 
-// The same as text, but for one descriptor.
+// The same as text, without one descriptor.
 std::string DescriptorText(int except)
 {
     std::ostringstream text;
@@ -75,13 +74,13 @@ constexpr const char *kStandardOnly = "0 /dev/null\n1 /dev/null\n2 /dev/null\n";
 
 struct Outcome
 {
-    int caller = -1; // the exit statuses: of the process that detached itself
-    int daemon = -1; // and of the one that went on, -1 when there was none
+    int caller = -1; // exit status of the process that called Detach
+    int daemon = -1; // exit status of the detached process; -1 if there was none
     std::string report;
     test::Output output;
 };
 
-// Where the process that goes on writes to; kept open by it.
+// The detached process writes its report here, and keeps it open.
 int gReport = -1;
 
 int StatusOf(pid_t process)
@@ -110,9 +109,9 @@ std::string ReadAll(int descriptor)
     return text;
 }
 
-// Runs code that detaches itself and reports, in a child process. The one that
-// goes on is adopted by this process, so that its status can be had (not under
-// emulation, where an adoption is refused).
+// Runs code that detaches and reports, in a child process. This process becomes the parent
+// of the detached process and gets its status (not under emulation, which does not support
+// that).
 Outcome OutcomeOf(const std::function<void()> &code)
 {
     Outcome outcome;
@@ -124,7 +123,7 @@ Outcome OutcomeOf(const std::function<void()> &code)
         const pid_t caller = fork();
         if (caller == 0) {
             code();
-            _exit(98); // the code is to end by itself
+            _exit(98); // the code must end by itself
         }
         close(report[1]);
         outcome.caller = StatusOf(caller);
@@ -135,12 +134,12 @@ Outcome OutcomeOf(const std::function<void()> &code)
     return outcome;
 }
 
-// The start of the daemon up to its detaching.
+// The start of the daemon until it detaches.
 struct Started
 {
     Started() : application(argc, &argument) { descriptors.NoteOpened(); }
 
-    // What to keep: the application's own, and this test's.
+    // The descriptors to keep: the application's and this test's.
     [[nodiscard]] std::set<int> Kept() const
     {
         std::set<int> kept = descriptors.Get();
@@ -148,7 +147,7 @@ struct Started
         return kept;
     }
 
-    OwnDescriptors descriptors;
+    beacond::OwnDescriptors descriptors;
     int argc = 1;
     std::array<char, 5> name{"test"};
     char *argument = name.data();
@@ -163,21 +162,21 @@ void OpenMany()
     dup2(STDIN_FILENO, 1000);
 }
 
-// Detaches with many descriptors open, and reports those that are left.
+// Detaches with many open descriptors, and reports the remaining ones.
 void DetachFromMany()
 {
     OpenMany();
-    Detach({gReport});
+    beacond::Detach({gReport});
     ReportAndEnd(DescriptorText(gReport) + std::to_string(gTableSizeAsked));
 }
 
 } // namespace
 
-TEST(Detach, EndsTheCallerWith0AndGoesOnInASessionOfItsOwn)
+TEST(Detach, EndsTheCallerWith0AndContinuesInANewSession)
 {
     const Outcome outcome = OutcomeOf([] {
         const pid_t caller = getpid();
-        Detach({gReport});
+        beacond::Detach({gReport});
         ReportAndEnd(getpid() != caller && getsid(0) == getpid() && getpgrp() == getpid()
                          ? "own session"
                          : "not alone");
@@ -187,10 +186,10 @@ TEST(Detach, EndsTheCallerWith0AndGoesOnInASessionOfItsOwn)
     EXPECT_EQ(outcome.report, "own session");
 }
 
-TEST(Detach, WritesNothingThatAnybodySees)
+TEST(Detach, WritesNothingVisible)
 {
     const Outcome outcome = OutcomeOf([] {
-        Detach({gReport});
+        beacond::Detach({gReport});
         ReportAndEnd("");
     });
     EXPECT_EQ(outcome.output.out + outcome.output.err, "");
@@ -200,38 +199,38 @@ TEST(Detach, NarrowsTheModeOfNewFiles)
 {
     const Outcome outcome = OutcomeOf([] {
         umask(0);
-        Detach({gReport});
+        beacond::Detach({gReport});
         ReportAndEnd(std::to_string(umask(0)));
     });
     EXPECT_EQ(outcome.report, std::to_string(027));
 }
 
-TEST(Detach, ClosesEveryDescriptorAndPutsTheStandardOnesOnDevNull)
+TEST(Detach, ClosesAllDescriptorsAndOpensTheStandardOnesOnDevNull)
 {
     const Outcome outcome = OutcomeOf(DetachFromMany);
     EXPECT_EQ(outcome.report, std::string(kStandardOnly) + "0");
     EXPECT_EQ(outcome.daemon, 0);
 }
 
-TEST(Detach, KeepsWhatItIsToldTo)
+TEST(Detach, KeepsTheGivenDescriptors)
 {
     const Outcome outcome = OutcomeOf([] {
         OpenMany();
-        Detach({gReport, 5, 100, 101, 1000});
+        beacond::Detach({gReport, 5, 100, 101, 1000});
         ReportAndEnd(DescriptorText(gReport));
     });
     EXPECT_THAT(outcome.report, testing::StartsWith(std::string(kStandardOnly) + "5 "));
     EXPECT_THAT(outcome.report, HasSubstr("\n100 /dev/zero\n101 /dev/zero\n1000 "));
 }
 
-TEST(Detach, ClosesOneByOneWhereTheKernelKnowsNoRanges)
+TEST(Detach, ClosesOneByOneWithoutCloseRange)
 {
     const Outcome outcome = OutcomeOf([] {
         test::DenyCall(SYS_close_range, ENOSYS);
         gTableSize = 2000;
         DetachFromMany();
     });
-    // The limit is asked anew for each descriptor, and once more at the end.
+    // The limit is read for each descriptor, and once more at the end.
     EXPECT_EQ(outcome.report, std::string(kStandardOnly) + "2001");
     EXPECT_EQ(outcome.daemon, 0);
 }
@@ -245,11 +244,11 @@ TEST(Detach, DoesNotCountToALimitOfABillion)
     EXPECT_EQ(outcome.report, std::string(kStandardOnly) + "0");
 }
 
-TEST(Detach, EndsWith1WhenNoProcessIsToBeHad)
+TEST(Detach, EndsWith1WhenItCannotMakeAProcess)
 {
     const Outcome outcome = OutcomeOf([] {
-        test::DenyCall(SYS_clone, EAGAIN, CLONE_VM); // threads and sanitizers may go on
-        Detach({gReport});
+        test::DenyCall(SYS_clone, EAGAIN, CLONE_VM); // threads and sanitizers may still use it
+        beacond::Detach({gReport});
         ReportAndEnd("went on");
     });
     EXPECT_EQ(outcome.caller, 1);
@@ -258,11 +257,11 @@ TEST(Detach, EndsWith1WhenNoProcessIsToBeHad)
     EXPECT_EQ(outcome.output.out + outcome.output.err, "");
 }
 
-TEST(Detach, EndsWith1WhenNoSessionIsToBeHad)
+TEST(Detach, EndsWith1WhenItCannotMakeASession)
 {
     const Outcome outcome = OutcomeOf([] {
         test::DenyCall(SYS_setsid, EPERM);
-        Detach({gReport});
+        beacond::Detach({gReport});
         ReportAndEnd("went on");
     });
     EXPECT_EQ(outcome.caller, 0);
@@ -271,7 +270,7 @@ TEST(Detach, EndsWith1WhenNoSessionIsToBeHad)
     EXPECT_EQ(outcome.output.out + outcome.output.err, "");
 }
 
-TEST(OwnDescriptors, AreTheEventLoopsAlone)
+TEST(OwnDescriptors, AreTheEventLoopsOnly)
 {
     const Outcome outcome = OutcomeOf([] {
         OpenMany();
@@ -302,7 +301,7 @@ TEST(OwnDescriptors, AreFoundWithoutProc)
     EXPECT_EQ(outcome.report, "anon_inode:[eventfd]");
 }
 
-TEST(OwnDescriptors, NeverStandAmongTheStandardOnes)
+TEST(OwnDescriptors, AreNeverStandardDescriptors)
 {
     const Outcome outcome = OutcomeOf([] {
         close(0);
@@ -320,11 +319,11 @@ TEST(OwnDescriptors, NeverStandAmongTheStandardOnes)
     EXPECT_THAT(outcome.report, testing::Not(testing::ContainsRegex("\nown [012]\n")));
 }
 
-TEST(OwnDescriptors, LeaveStandardDescriptorsAsTheyAre)
+TEST(OwnDescriptors, KeepOpenStandardDescriptors)
 {
     const Outcome outcome = OutcomeOf([] {
         const std::map<int, std::string> before = Descriptors();
-        const OwnDescriptors descriptors;
+        const beacond::OwnDescriptors descriptors;
         ReportAndEnd(Descriptors() == before ? "unchanged" : DescriptorText(-1));
     });
     EXPECT_EQ(outcome.report, "unchanged");
@@ -342,12 +341,12 @@ protected:
     }
 };
 
-TEST_P(DetachedEventLoop, KeepsItsDescriptorAndNothingElse)
+TEST_P(DetachedEventLoop, KeepsOnlyItsDescriptor)
 {
     const Outcome outcome = OutcomeOf([] {
         CloseSome(GetParam());
         const Started started;
-        Detach(started.Kept());
+        beacond::Detach(started.Kept());
         ReportAndEnd(DescriptorText(gReport));
     });
     EXPECT_THAT(outcome.report, testing::StartsWith(kStandardOnly));
@@ -360,7 +359,7 @@ TEST_P(DetachedEventLoop, IsWokenByOtherThreads)
     const Outcome outcome = OutcomeOf([] {
         CloseSome(GetParam());
         Started started;
-        Detach(started.Kept());
+        beacond::Detach(started.Kept());
         std::thread waker([&started] {
             QMetaObject::invokeMethod(&started.application, &QCoreApplication::quit,
                                       Qt::QueuedConnection);
@@ -377,7 +376,7 @@ TEST_P(DetachedEventLoop, IdlesWithoutUsingTheProcessor)
     const Outcome outcome = OutcomeOf([] {
         CloseSome(GetParam());
         Started started;
-        Detach(started.Kept());
+        beacond::Detach(started.Kept());
         const std::clock_t before = std::clock();
         QTimer::singleShot(200, &started.application, &QCoreApplication::quit);
         QCoreApplication::exec();

@@ -1,4 +1,4 @@
-#include "mdns/avahi_timeout.h"
+#include "mdns/avahi_qt_poll.h"
 
 #include "event_loop.h"
 #include "mdns/avahi_qt_poll.h"
@@ -13,7 +13,7 @@ namespace {
 
 const AvahiPoll *const kPoll = avahi_qt_poll_get();
 
-// Wall-clock time, some microseconds from now.
+// The wall-clock time so many microseconds from now.
 timeval fromNow(AvahiUsec microseconds)
 {
     timeval deadline{};
@@ -22,7 +22,7 @@ timeval fromNow(AvahiUsec microseconds)
     return deadline;
 }
 
-// What a time-out calls back: notes which it was, then does what the test wants.
+// The callback of a time-out: records which one it was, then runs the test's action.
 struct Observer
 {
     std::vector<AvahiTimeout *> calls;
@@ -48,7 +48,7 @@ protected:
         return waitFor([this, count] { return m_observer.calls.size() >= count; });
     }
     static QTimer *timer(AvahiTimeout *timeout) { return timeout->findChild<QTimer *>(); }
-    // Lets another time-out, armed now for some milliseconds, expire.
+    // Waits until another time-out, of 20 ms, has expired.
     void letTimePass()
     {
         const timeval soon = fromNow(20000);
@@ -57,8 +57,8 @@ protected:
         EXPECT_TRUE(waitFor([&other] { return !other.calls.empty(); }));
         kPoll->timeout_free(timeout);
     }
-    // The delay for a deadline so many microseconds ahead, when the machine was
-    // quick enough for less than slack of them to pass meanwhile.
+    // The timer's delay, in milliseconds, for a deadline so many microseconds ahead. Tries
+    // again if slack microseconds or more have passed before the check.
     static int delayFor(AvahiTimeout *timeout, AvahiUsec ahead, AvahiUsec slack)
     {
         timeval deadline{};
@@ -94,7 +94,7 @@ TEST_P(AvahiTimeoutOnQt, CallsBackOnceWhenItsDeadlineIsReached)
     kPoll->timeout_free(timeout);
 }
 
-TEST_P(AvahiTimeoutOnQt, WithoutDeadlineNeverFiresUntilUpdated)
+TEST_P(AvahiTimeoutOnQt, WithoutDeadlineFiresOnlyAfterAnUpdate)
 {
     AvahiTimeout *timeout = newTimeout(nullptr);
     EXPECT_FALSE(timer(timeout)->isActive());
@@ -118,7 +118,7 @@ TEST_P(AvahiTimeoutOnQt, UpdatedToNoDeadlineStops)
     kPoll->timeout_free(timeout);
 }
 
-TEST_P(AvahiTimeoutOnQt, UpdatedForgetsTheEarlierDeadline)
+TEST_P(AvahiTimeoutOnQt, UpdatedReplacesTheDeadline)
 {
     const timeval soon = fromNow(1000);
     AvahiTimeout *timeout = newTimeout(&soon);
@@ -143,7 +143,7 @@ TEST_P(AvahiTimeoutOnQt, FiresWithoutDelayForADeadlineOfNowOrPast)
     }
 }
 
-TEST_P(AvahiTimeoutOnQt, CutsTheDelayToWholeMilliseconds)
+TEST_P(AvahiTimeoutOnQt, RoundsTheDelayDownToMilliseconds)
 {
     AvahiTimeout *timeout = newTimeout(nullptr);
     EXPECT_EQ(delayFor(timeout, 999, 999), 0);
@@ -153,7 +153,7 @@ TEST_P(AvahiTimeoutOnQt, CutsTheDelayToWholeMilliseconds)
     kPoll->timeout_free(timeout);
 }
 
-TEST_P(AvahiTimeoutOnQt, WaitsAsLongAsATimerCanForAFarDeadline)
+TEST_P(AvahiTimeoutOnQt, WaitsTheLongestTimeOfATimerForAFarDeadline)
 {
     const timeval deadline = fromNow(50LL * 24 * 3600 * 1000 * 1000);
     AvahiTimeout *timeout = newTimeout(&deadline);
@@ -195,7 +195,7 @@ TEST_P(AvahiTimeoutOnQt, MayBeFreedInsideItsCallback)
     EXPECT_EQ(m_observer.calls.size(), 1U);
 }
 
-TEST_P(AvahiTimeoutOnQt, NullIsFreedWithoutEffect)
+TEST_P(AvahiTimeoutOnQt, FreeingNullDoesNothing)
 {
     kPoll->timeout_free(nullptr);
     letTimePass();

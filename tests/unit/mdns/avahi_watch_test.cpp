@@ -1,4 +1,4 @@
-#include "mdns/avahi_watch.h"
+#include "mdns/avahi_qt_poll.h"
 
 #include "event_loop.h"
 #include "mdns/avahi_qt_poll.h"
@@ -21,7 +21,7 @@ constexpr auto kBoth = static_cast<AvahiWatchEvent>(AVAHI_WATCH_IN | AVAHI_WATCH
 
 const AvahiPoll *const kPoll = avahi_qt_poll_get();
 
-// One end of a pair of connected sockets, ready for reading once told so.
+// One end of two connected sockets; becomes readable on request.
 class Ends
 {
 public:
@@ -60,7 +60,7 @@ struct Call
     }
 };
 
-// What a watch calls back: notes the call, then does what the test wants.
+// The callback of a watch: records the call, then runs the test's action.
 struct Observer
 {
     std::vector<Call> calls;
@@ -85,7 +85,7 @@ protected:
     {
         return waitFor([this, count] { return m_observer.calls.size() >= count; });
     }
-    // Passes of the loop in which whatever is ready is delivered.
+    // Runs the loop often enough to deliver all events that are ready.
     static void runIdle()
     {
         for (int pass = 0; pass < 10; ++pass) {
@@ -106,8 +106,8 @@ protected:
     Observer m_observer;
 };
 
-// What the poll dispatcher, which serves but the newest notifier of a descriptor
-// and direction, cannot do.
+// Tests that need several notifiers for one descriptor and direction. The poll dispatcher
+// serves only the newest of them.
 class AvahiWatchOnGlib : public AvahiWatchOnQt
 {
 };
@@ -162,7 +162,7 @@ TEST_P(AvahiWatchOnQt, ReportsAWritableDescriptorAsReadable)
     kPoll->watch_free(watch);
 }
 
-TEST_P(AvahiWatchOnQt, KnowsOfNoEventInsideTheCallbackOfAnotherWatch)
+TEST_P(AvahiWatchOnQt, ReportsNoEventInsideTheCallbackOfAnotherWatch)
 {
     AvahiWatch *other = newWatch(kNothing);
     AvahiWatch *watch = newWatch(AVAHI_WATCH_IN);
@@ -192,7 +192,7 @@ TEST_P(AvahiWatchOnQt, WithoutEventsHasNoNotifierUntilUpdatedToIn)
     kPoll->watch_free(watch);
 }
 
-TEST_P(AvahiWatchOnQt, UpdatedFromInToOutSwapsTheNotifiers)
+TEST_P(AvahiWatchOnQt, UpdatedFromInToOutReplacesTheNotifier)
 {
     AvahiWatch *watch = newWatch(AVAHI_WATCH_IN);
     const QPointer<QSocketNotifier> first = watch->findChild<QSocketNotifier *>();
@@ -203,7 +203,7 @@ TEST_P(AvahiWatchOnQt, UpdatedFromInToOutSwapsTheNotifiers)
     kPoll->watch_free(watch);
 }
 
-TEST_P(AvahiWatchOnQt, WatchesBothDirectionsAndLeavesEitherAlone)
+TEST_P(AvahiWatchOnQt, WatchesBothDirectionsUntilUpdatedToNothing)
 {
     AvahiWatch *watch = newWatch(kBoth);
     EXPECT_THAT(notifiers(watch), ElementsAre(QSocketNotifier::Read, QSocketNotifier::Write));
@@ -212,7 +212,7 @@ TEST_P(AvahiWatchOnQt, WatchesBothDirectionsAndLeavesEitherAlone)
     kPoll->watch_free(watch);
 }
 
-TEST_P(AvahiWatchOnQt, PassesOverErrorAndHangUpBits)
+TEST_P(AvahiWatchOnQt, IgnoresErrorAndHangUpBits)
 {
     AvahiWatch *watch = newWatch(static_cast<AvahiWatchEvent>(AVAHI_WATCH_ERR | AVAHI_WATCH_HUP));
     EXPECT_THAT(notifiers(watch), IsEmpty());
@@ -270,7 +270,7 @@ TEST_P(AvahiWatchOnQt, UpdatedInsideItsCallbackWatchesTheNewEvents)
     kPoll->watch_free(watch);
 }
 
-TEST_P(AvahiWatchOnQt, FreedTakesItsNotifiersAlong)
+TEST_P(AvahiWatchOnQt, FreedDeletesItsNotifiers)
 {
     AvahiWatch *watch = newWatch(kBoth);
     const QPointer<AvahiWatch> object(watch);
@@ -308,7 +308,7 @@ TEST_P(AvahiWatchOnQt, FreedInsideItsCallbackDoesNotRunForTheSecondNotifier)
     EXPECT_EQ(m_observer.calls.size(), 1U);
 }
 
-TEST_P(AvahiWatchOnQt, NullIsFreedWithoutEffect)
+TEST_P(AvahiWatchOnQt, FreeingNullDoesNothing)
 {
     kPoll->watch_free(nullptr);
     runIdle();

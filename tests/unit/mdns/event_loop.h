@@ -6,11 +6,11 @@
 #include <gtest/gtest.h>
 #include <optional>
 
-// Which of Qt's event dispatchers runs the loop: the one on glib's main context,
-// Debian's default, or the one on poll(2), which QT_NO_GLIB=1 asks for.
+// The event dispatcher of Qt: the one on glib's main context, Debian's default, or the one
+// on poll(2), which QT_NO_GLIB=1 selects.
 enum class Dispatcher { Glib, Poll };
 
-// The real Qt event loop, made for each test, on each dispatcher in turn.
+// The real Qt event loop, a new one for each test, on each dispatcher.
 class EventLoop : public testing::TestWithParam<Dispatcher>
 {
 protected:
@@ -23,7 +23,7 @@ protected:
                                                     : "QEventDispatcherGlib");
     }
 
-    // Runs the loop until the condition holds; false when it never does.
+    // Runs the loop until the condition is true; returns false if it stays false.
     template <typename Condition>
     static bool waitFor(Condition condition)
     {

@@ -8,11 +8,10 @@
 #include <deque>
 #include <string>
 
-// Stands in for the part of the Avahi client library that talks to avahi-daemon:
-// the functions below are linked in place of the library's. It does what the real
-// one does, and notes every call, so that a test sees exactly what was asked of
-// Avahi and can answer with failures that a healthy avahi-daemon never gives.
-// Included by one source file of a test program.
+// Replaces the functions of the Avahi client library that talk to avahi-daemon. They work
+// like the real ones and record every call. A test can so check the exact calls, and can
+// cause failures that a working avahi-daemon never has. Only one source file of a test
+// program includes it.
 
 struct AvahiClient
 {
@@ -33,11 +32,11 @@ struct State
     std::string calls; // one line for each call
     AvahiClient client{};
     AvahiEntryGroup group{};
-    // What is to happen:
+    // Set by the test:
     AvahiClientState firstState = AVAHI_CLIENT_S_RUNNING;
     int clientError = 0;        // of avahi_client_new and avahi_client_errno
     bool refuseGroup = false;   // avahi_entry_group_new gives null
-    std::deque<int> addResults; // of the next adds; 0 after them
+    std::deque<int> addResults; // results of the next adds; then 0
     int commitResult = 0;
 };
 
@@ -50,13 +49,13 @@ inline void clientState(AvahiClientState newState)
 
 inline void groupState(AvahiEntryGroupState newState)
 {
-    // As in avahi-core: a collision takes the entries out of the group.
+    // As in avahi-core: a collision removes the entries from the group.
     state.group.empty = state.group.empty || newState == AVAHI_ENTRY_GROUP_COLLISION;
     state.group.callback(&state.group, newState, nullptr);
 }
 
-// The strings' own bytes, each in quotes, the list's last one first as everywhere
-// in Avahi. The library's text of them depends on whether characters have a sign.
+// The strings, each in quotes, the last one of the list first, as Avahi does. Not
+// avahi_string_list_to_string(): its result depends on the signedness of char.
 inline std::string text(AvahiStringList *strings)
 {
     std::string result;

@@ -15,8 +15,8 @@ inline const char *const kAddHttp = "is_empty\n"
                                     "add 'studio-a' _http._tcp 80 \"txtvers=1\" \"path=/\"\n"
                                     "commit\n";
 
-// Runs a scenario in a process of its own: all that the publisher keeps, it
-// keeps for the life of the process. `out` is what was asked of Avahi.
+// Runs a scenario in a new process, because the publisher's state lasts as long as the
+// process. `out` has the calls of Avahi.
 inline test::Output inFreshProcess(const std::function<void()> &scenario)
 {
     return test::InChild([&scenario] {
@@ -38,8 +38,8 @@ inline Mdns &published()
     return mdns;
 }
 
-// As inFreshProcess, for a service that is published; what that takes is left
-// out of both texts.
+// Like inFreshProcess, after a service has been published. The output of that publication
+// is not in the result.
 inline test::Output afterPublishing(const std::function<void(Mdns &)> &scenario)
 {
     const std::string before = "avahi host/service updating to: studio-a\n";

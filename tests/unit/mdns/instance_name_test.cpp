@@ -1,6 +1,8 @@
-#include "mdns/instance_name.h"
+#include "mdns/dns_sd.h"
 
 #include <gtest/gtest.h>
+
+using mdns::instanceName;
 
 namespace {
 
@@ -9,13 +11,13 @@ std::string fromHost(std::string_view hostName)
     return instanceName(hostName, "Corvia 12", "0042");
 }
 
-TEST(InstanceName, IsThePlainHostName)
+TEST(InstanceName, IsTheHostName)
 {
     EXPECT_EQ(fromHost("studio-a"), "studio-a");
     EXPECT_EQ(fromHost("Z9-"), "Z9-");
 }
 
-TEST(InstanceName, BeginsWithTheFirstLetterAndDropsWhatIsNoLetterDigitOrHyphen)
+TEST(InstanceName, BeginsWithTheFirstLetterAndKeepsLettersDigitsAndHyphens)
 {
     EXPECT_EQ(fromHost("2nd Studio_A"), "ndStudioA");
     EXPECT_EQ(fromHost("-9-a-9-"), "a-9-");
@@ -23,7 +25,7 @@ TEST(InstanceName, BeginsWithTheFirstLetterAndDropsWhatIsNoLetterDigitOrHyphen)
     EXPECT_EQ(fromHost(std::string_view("a\0b", 3)), "ab");
 }
 
-TEST(InstanceName, KeepsExactlyTheAsciiCharactersItShould)
+TEST(InstanceName, DropsEveryOtherByte)
 {
     std::string all("a");
     for (int byte = 0; byte < 256; ++byte) {

@@ -11,8 +11,8 @@
 
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
-// libdbus takes two locks of its own in either order when a connection is lost.
-// Nothing can come of it: one thread alone uses Avahi's connection.
+// libdbus takes two of its locks in either order when a connection is lost. This cannot
+// cause a deadlock here, because only one thread uses Avahi's connection.
 extern "C" const char *__tsan_default_suppressions()
 {
     return "deadlock:libdbus-1.so\n";
@@ -20,10 +20,9 @@ extern "C" const char *__tsan_default_suppressions()
 #endif
 #endif
 
-// The publisher as the daemon runs it, on the Qt event loop, for a child process
-// (see support/live_child.h): does the first step at once, then one more for each
-// byte that it reads, and ends with the event loop when its input ends. What it
-// gives back is the process's exit status.
+// Runs the publisher on the Qt event loop, as the daemon does, in a child process (see
+// support/live_child.h). Runs the first step at once, and one more for each byte of its
+// input; ends the event loop at the end of the input. Returns the process's exit status.
 using Steps = std::vector<std::function<void(Mdns &)>>;
 
 inline int runMdns(const Steps &steps)

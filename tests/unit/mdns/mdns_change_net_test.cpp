@@ -8,7 +8,7 @@ class MdnsUnderChange : public TwoDevices
 {
 };
 
-TEST_F(MdnsUnderChange, APeerFollowsARenaming)
+TEST_F(MdnsUnderChange, APeerSeesTheNewName)
 {
     LiveChild peer = browser();
     LiveChild studio = device({publishAs("studio-b"), rename(QStringLiteral("studio-c")),
@@ -26,7 +26,7 @@ TEST_F(MdnsUnderChange, APeerFollowsARenaming)
                                 named("studio-c") + established("studio-c") + "name changed\n");
 }
 
-TEST_F(MdnsUnderChange, IpChangedPublishesAfresh)
+TEST_F(MdnsUnderChange, IpChangedPublishesAgain)
 {
     LiveChild studio = device({publishAs("studio-d"), [](Mdns &mdns) { mdns.ipChanged(); }});
     EXPECT_TRUE(studio.WaitForErr(established("studio-d")));
@@ -70,8 +70,8 @@ TEST_F(MdnsUnderChange, ANewHostNameOfAvahiDaemonPublishesTheServicesOnIt)
                                 established("studio-k"));
 }
 
-// As when another machine of the network has that name: avahi-daemon takes another one.
-TEST_F(MdnsUnderChange, AHostNameThatIsTakenLeavesTheServicesPublishedOnTheNext)
+// If another machine on the network has the name, avahi-daemon chooses another one.
+TEST_F(MdnsUnderChange, ATakenHostNameOfAvahiDaemonPublishesTheServicesOnTheNext)
 {
     LiveChild studio = device({publishAs("studio-l")});
     EXPECT_TRUE(studio.WaitForErr(established("studio-l")));

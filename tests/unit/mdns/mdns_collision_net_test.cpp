@@ -10,8 +10,8 @@ class MdnsCollision : public TwoDevices
 {
 };
 
-// The instance is renamed, the log lines go on with the first name.
-TEST_F(MdnsCollision, ANameHeldByAnotherProgramOfTheDeviceIsRenamed)
+// The instance is renamed; the log lines keep the first name.
+TEST_F(MdnsCollision, ANameOfAnotherProgramOnTheDeviceIsChanged)
 {
     LiveChild peer = browser();
     LiveChild holder =
@@ -24,9 +24,9 @@ TEST_F(MdnsCollision, ANameHeldByAnotherProgramOfTheDeviceIsRenamed)
     EXPECT_EQ(studio.Err(), named("studio-h") + renamed("studio-h #2") + established("studio-h"));
 }
 
-// The log lines go on with other names, the instance is tried again with the
-// first name until it is free.
-TEST_F(MdnsCollision, ANameHeldByAnotherDeviceIsTriedUntilItIsFree)
+// The name in the log lines changes; the instance is tried again with the first name until
+// that is free.
+TEST_F(MdnsCollision, ANameOfAnotherDeviceIsTriedUntilItIsFree)
 {
     LiveChild peer = browser();
     LiveChild holder =

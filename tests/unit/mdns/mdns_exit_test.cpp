@@ -78,7 +78,7 @@ TEST(MdnsDeathTest, AGroupThatCannotBeCommittedEndsTheProcess)
                 Eq(kNamed + "error committing group - Bad state\n"));
 }
 
-// Avahi commits no empty group, and that is a failure like any other.
+// Avahi refuses to commit an empty group, which is a failure like the others.
 TEST(MdnsDeathTest, UnpublishingTheLastServiceEndsTheProcess)
 {
     EXPECT_EXIT(unpublishTheLast(), ExitedWithCode(1),

@@ -10,7 +10,7 @@ void writeMessage(QtMsgType type, const QMessageLogContext &context, const QStri
     std::fprintf(stderr, "%s: %s\n", context.category, message.toUtf8().constData());
 }
 
-TEST(Mdns, LogsItsStepsOnceDebuggingIsSwitchedOn)
+TEST(Mdns, LogsItsStepsWhenDebuggingIsOn)
 {
     const test::Output output = inFreshProcess([] {
         qInstallMessageHandler(writeMessage);
@@ -27,7 +27,7 @@ TEST(Mdns, LogsItsStepsOnceDebuggingIsSwitchedOn)
                           "beacond.mdns: Adding service studio-a _http._tcp\n");
 }
 
-TEST(Mdns, LogsThatTheClientRunsOnceDebuggingIsSwitchedOn)
+TEST(Mdns, LogsThatTheClientRunsWhenDebuggingIsOn)
 {
     const test::Output output = inFreshProcess([] {
         Mdns::getInstance()->publishMdnsEntry(kHttp, 80, kTxt);

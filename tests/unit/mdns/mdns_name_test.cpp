@@ -9,7 +9,7 @@ TEST(Mdns, InitConnectsUnderANameMadeFromTheHostName)
     EXPECT_EQ(output.err, "avahi host/service updating to: ndStudioA\n");
 }
 
-TEST(Mdns, InitTakesNoMoreOfTheHostNameThanItCanHold)
+TEST(Mdns, InitCutsALongHostName)
 {
     const test::Output output = inFreshProcess([] { initialised(std::string(300, 'a').c_str()); });
     EXPECT_EQ(output.err, "avahi host/service updating to: " + std::string(255, 'a') + "\n");
@@ -23,7 +23,7 @@ TEST(Mdns, FallbackNameOfTheFirstInitHasNoProductAndNoSerialNumber)
     }
 }
 
-TEST(Mdns, FallbackNameOfALaterInitHasThoseOfTheEarlierOne)
+TEST(Mdns, FallbackNameOfALaterInitHasTheEarlierProductAndSerialNumber)
 {
     const test::Output output = inFreshProcess([] {
         fake::state.firstState = AVAHI_CLIENT_S_REGISTERING;
@@ -73,7 +73,7 @@ TEST(Mdns, NameChangedToNothingUsesProductAndSerialNumber)
                           "avahi host/service updating to: vex-Corvia 12-0042\n");
 }
 
-TEST(Mdns, NameChangedToTheCurrentNameOnlySaysSo)
+TEST(Mdns, NameChangedToTheCurrentNameOnlyWritesALine)
 {
     const test::Output output =
         afterPublishing([](Mdns &mdns) { mdns.nameChanged(QStringLiteral("studio-a")); });

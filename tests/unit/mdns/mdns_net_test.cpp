@@ -19,7 +19,7 @@ TEST_F(MdnsOnTheNetwork, APeerSeesNameTypePortAndTxt)
     EXPECT_TRUE(peer.WaitForOut(gone("studio-a")));
 }
 
-TEST_F(MdnsOnTheNetwork, APeerSeesNamesMadeFromUnfitHostNames)
+TEST_F(MdnsOnTheNetwork, APeerSeesNamesMadeFromInvalidHostNames)
 {
     LiveChild peer = browser();
     LiveChild digits = device({publishAs("2nd Studio_A")});
@@ -38,9 +38,9 @@ TEST_F(MdnsOnTheNetwork, APeerSeesNamesMadeFromUnfitHostNames)
     }
 }
 
-// DNS takes 63 bytes; what this system takes for a name is longer, and Avahi
-// refuses it.
-TEST_F(MdnsOnTheNetwork, ANameLongerThanDnsTakesEndsTheProcess)
+// A DNS label has at most 63 bytes. The publisher allows longer names, and Avahi refuses
+// them.
+TEST_F(MdnsOnTheNetwork, ANameThatIsTooLongForDnsEndsTheProcess)
 {
     LiveChild studio = device({publishAs(std::string(300, 'a'))});
     EXPECT_EQ(studio.WaitForEnd(), 1);
@@ -64,7 +64,7 @@ TEST_F(MdnsOnTheNetwork, PublishingTheSameEntryAgainReplacesItsTxtStrings)
     EXPECT_EQ(studio.Err(), named("studio-e") + established("studio-e") + established("studio-e"));
 }
 
-TEST_F(MdnsOnTheNetwork, AnUnpublishedServiceGoesAndTheOthersStay)
+TEST_F(MdnsOnTheNetwork, AnUnpublishedServiceDisappearsAndTheOthersStay)
 {
     LiveChild http = browser();
     LiveChild ftp = browser("_ftp._tcp");
@@ -73,7 +73,7 @@ TEST_F(MdnsOnTheNetwork, AnUnpublishedServiceGoesAndTheOthersStay)
                                    mdns.publishMdnsEntry("_ftp._tcp", 21, {});
                                },
                                [](Mdns &mdns) {
-                                   mdns.unpublishMdnsEntry("_http._tcp", 21); // is not there
+                                   mdns.unpublishMdnsEntry("_http._tcp", 21); // not published
                                    mdns.unpublishMdnsEntry("_ftp._tcp", 21);
                                }});
     EXPECT_TRUE(
@@ -89,7 +89,7 @@ TEST_F(MdnsOnTheNetwork, AnUnpublishedServiceGoesAndTheOthersStay)
     EXPECT_EQ(studio.Err(), named("studio-f") + established("studio-f") + established("studio-f"));
 }
 
-// Avahi commits no empty group, and that is a failure like any other.
+// Avahi refuses to commit an empty group, which is a failure like the others.
 TEST_F(MdnsOnTheNetwork, UnpublishingTheLastServiceEndsTheProcess)
 {
     LiveChild peer = browser();
@@ -104,8 +104,8 @@ TEST_F(MdnsOnTheNetwork, UnpublishingTheLastServiceEndsTheProcess)
     EXPECT_TRUE(peer.WaitForOut(gone("studio-j")));
 }
 
-// The leak check runs when the device ends.
-TEST_F(MdnsOnTheNetwork, PublishingRenamingAndUnpublishingAgainAndAgainKeepsNothing)
+// The leak sanitizer runs when the device ends.
+TEST_F(MdnsOnTheNetwork, PublishingRenamingAndUnpublishingRepeatedlyLeaksNothing)
 {
     LiveChild studio = device({publishAs("studio-l"), [](Mdns &mdns) {
                                    for (int round = 0; round < 20; ++round) {

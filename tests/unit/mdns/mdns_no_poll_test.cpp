@@ -3,13 +3,13 @@
 
 #include <gmock/gmock.h>
 
-// Linked in place of the library's own, which always gives a table.
+// Replaces the library's function, which never returns null.
 const AvahiPoll *avahi_qt_poll_get()
 {
     return nullptr;
 }
 
-TEST(MdnsDeathTest, WithoutAPollTableEndsTheProcessFirstOfAll)
+TEST(MdnsDeathTest, WithoutAPollTableEndsTheProcess)
 {
     EXPECT_EXIT(Mdns::getInstance()->init("0042", "Corvia 12", "studio-a"),
                 testing::ExitedWithCode(1), testing::Eq("failed to get poll\n"));

@@ -53,8 +53,8 @@ TEST(Mdns, PublishingBeforeInitWaitsForTheClient)
                           "avahi host/service updating to: studio-a\n");
 }
 
-// There is no client yet that a group could be made with.
-TEST(Mdns, PassesOverRunningFromInsideTheMakingOfTheClient)
+// There is no client yet to make a group with.
+TEST(Mdns, IgnoresRunningWhileTheClientIsBeingMade)
 {
     const test::Output output = inFreshProcess([] {
         Mdns::getInstance()->publishMdnsEntry(kHttp, 80, kTxt);
@@ -65,7 +65,7 @@ TEST(Mdns, PassesOverRunningFromInsideTheMakingOfTheClient)
     EXPECT_EQ(output.out, std::string("client_new\ngroup_new\n") + kAddHttp);
 }
 
-TEST(Mdns, LeavesAGroupWithServicesAloneWhenTheClientRuns)
+TEST(Mdns, DoesNotChangeAGroupWithServicesWhenTheClientRuns)
 {
     const test::Output output =
         afterPublishing([](Mdns &) { fake::clientState(AVAHI_CLIENT_S_RUNNING); });
@@ -73,7 +73,7 @@ TEST(Mdns, LeavesAGroupWithServicesAloneWhenTheClientRuns)
     EXPECT_EQ(output.err, "");
 }
 
-TEST(Mdns, ResetsTheGroupWhileAvahiSettlesItsHostName)
+TEST(Mdns, ResetsTheGroupWhileAvahiChangesItsHostName)
 {
     for (const auto state : {AVAHI_CLIENT_S_REGISTERING, AVAHI_CLIENT_S_COLLISION}) {
         const test::Output output = afterPublishing([state](Mdns &) { fake::clientState(state); });
@@ -82,7 +82,7 @@ TEST(Mdns, ResetsTheGroupWhileAvahiSettlesItsHostName)
     }
 }
 
-TEST(Mdns, PublishesAgainWhenAvahiHasSettledItsHostName)
+TEST(Mdns, PublishesAgainWhenAvahiHasChangedItsHostName)
 {
     for (const auto state : {AVAHI_CLIENT_S_REGISTERING, AVAHI_CLIENT_S_COLLISION}) {
         const test::Output output = afterPublishing([state](Mdns &) {
@@ -95,7 +95,7 @@ TEST(Mdns, PublishesAgainWhenAvahiHasSettledItsHostName)
     }
 }
 
-TEST(Mdns, PublishesAgainUnderTheNameGivenWhileAvahiSettlesItsHostName)
+TEST(Mdns, PublishesUnderTheNameThatWasSetWhileAvahiChangedItsHostName)
 {
     const test::Output output = afterPublishing([](Mdns &mdns) {
         fake::clientState(AVAHI_CLIENT_S_COLLISION);
@@ -128,7 +128,7 @@ TEST(Mdns, DoesNothingWhileTheClientConnects)
     EXPECT_EQ(output.err, "");
 }
 
-TEST(Mdns, LeavesAGroupWithServicesAlone)
+TEST(Mdns, DoesNotChangeAGroupWithServices)
 {
     const test::Output output = afterPublishing([](Mdns &) { Mdns::createServices(); });
     EXPECT_EQ(output.out, "is_empty\n");
@@ -167,7 +167,7 @@ TEST(Mdns, UnpublishingWithdrawsTheService)
     EXPECT_EQ(output.out, std::string("reset\n") + kAddHttp);
 }
 
-TEST(Mdns, UnpublishingWhatIsNotThereDoesNotTouchTheGroup)
+TEST(Mdns, UnpublishingAMissingServiceDoesNotTouchTheGroup)
 {
     const test::Output output = afterPublishing([](Mdns &mdns) {
         mdns.unpublishMdnsEntry(kHttp, 81);
@@ -190,7 +190,7 @@ TEST(Mdns, SlotsTakeStringBasedConnections)
     EXPECT_EQ(output.out, std::string("reset\n") + kAddHttp);
 }
 
-TEST(Mdns, IpChangedPublishesAfresh)
+TEST(Mdns, IpChangedPublishesAgain)
 {
     const test::Output output = afterPublishing([](Mdns &mdns) { mdns.ipChanged(); });
     EXPECT_EQ(output.out, std::string("reset\n") + kAddHttp);
@@ -207,7 +207,7 @@ TEST(Mdns, EnableHostDoesNothing)
     EXPECT_EQ(output.err, "");
 }
 
-TEST(Mdns, SaysWhenTheServicesAreEstablished)
+TEST(Mdns, WritesALineWhenTheServicesAreEstablished)
 {
     const test::Output output = afterPublishing([](Mdns &) {
         fake::groupState(AVAHI_ENTRY_GROUP_REGISTERING);
@@ -218,7 +218,7 @@ TEST(Mdns, SaysWhenTheServicesAreEstablished)
     EXPECT_EQ(output.err, "Service 'studio-a' successfully established.\n");
 }
 
-TEST(Mdns, WorksOnTheGroupThatAvahiCalledBackAbout)
+TEST(Mdns, UsesTheGroupOfTheLastCallback)
 {
     const test::Output output = afterPublishing([](Mdns &) {
         AvahiEntryGroup other{&fake::state.client, fake::state.group.callback, true};
@@ -228,7 +228,7 @@ TEST(Mdns, WorksOnTheGroupThatAvahiCalledBackAbout)
     EXPECT_EQ(output.out, kAddHttp);
 }
 
-TEST(Mdns, CollisionWhileAddingRenamesWhatIsRegisteredButNotTheLogLines)
+TEST(Mdns, CollisionWhileAddingChangesTheRegisteredNameButNotTheLogLines)
 {
     const test::Output output = afterPublishing([](Mdns &mdns) {
         fake::state.addResults = {AVAHI_ERR_COLLISION, AVAHI_ERR_COLLISION};
@@ -267,14 +267,14 @@ TEST(Mdns, CollisionOfALaterServiceRenamesAllOfThem)
                           "commit\n");
 }
 
-TEST(Mdns, CollisionOfTheGroupRenamesTheLogLinesButNotWhatIsRegistered)
+TEST(Mdns, CollisionOfTheGroupChangesTheLogLinesButNotTheRegisteredName)
 {
     const test::Output output = afterPublishing([](Mdns &) {
         fake::groupState(AVAHI_ENTRY_GROUP_COLLISION);
         fake::groupState(AVAHI_ENTRY_GROUP_COLLISION);
         fake::groupState(AVAHI_ENTRY_GROUP_ESTABLISHED);
     });
-    EXPECT_EQ(output.out, std::string(kAddHttp) + kAddHttp) << "and no reset";
+    EXPECT_EQ(output.out, std::string(kAddHttp) + kAddHttp) << "without a reset";
     EXPECT_EQ(output.err, "Service name collision, renaming service to 'studio-a #2'\n"
                           "Service name collision, renaming service to 'studio-a #3'\n"
                           "Service 'studio-a #3' successfully established.\n");
@@ -300,8 +300,8 @@ TEST(Mdns, EmitsNoneOfItsSignals)
                           "Service 'studio-b #2' successfully established.\n");
 }
 
-// What is replaced or removed is freed: the leak check runs when the child ends.
-TEST(Mdns, KeepsNothingOfWhatWasReplaced)
+// The leak sanitizer runs when the child ends.
+TEST(Mdns, FreesReplacedServices)
 {
     const test::Output output = inFreshProcess([] {
         Mdns &mdns = published();

@@ -7,9 +7,8 @@
 #include <memory>
 #include <string>
 
-// A device that publishes, and another one that looks on, each with an
-// avahi-daemon of its own; the daemons serve all tests of a program, and each
-// test uses instance names of its own.
+// A device that publishes, and a peer that browses, each with an avahi-daemon of its own.
+// All tests of a program share the daemons, so each test uses different instance names.
 class TwoDevices : public testing::Test
 {
 protected:
@@ -28,13 +27,13 @@ protected:
     {
         return s_device->Start([&steps] { return runMdns(steps); });
     }
-    // What the peer sees, as lines of the next three kinds.
+    // The services that the peer sees, as lines of the following three kinds.
     static test::LiveChild browser(const std::string &type = "_http._tcp")
     {
         return s_peer->Start({"avahi-browse", "--resolve", "--parsable", "--no-db-lookup", type});
     }
-    // Whether the peer, asked again and again, sees a service at last: for changes
-    // of which avahi-browse tells only those who ask afterwards.
+    // Browses repeatedly until the peer sees a service; false if it never does. For changes
+    // that a running avahi-browse does not report.
     static bool comesToSee(const std::string &line)
     {
         for (int attempt = 0; attempt < 20; ++attempt) {
@@ -62,14 +61,14 @@ protected:
     inline static std::unique_ptr<test::AvahiHost> s_peer;
 };
 
-// Ends a device in order; its exit status.
+// Ends a device normally and returns its exit status.
 inline int end(test::LiveChild &device)
 {
     device.CloseInput();
     return device.WaitForEnd();
 }
 
-// What the publisher writes to standard error.
+// The publisher's lines on standard error.
 inline std::string named(const std::string &name)
 {
     return "avahi host/service updating to: " + name + "\n";

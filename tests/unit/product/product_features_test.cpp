@@ -1,4 +1,4 @@
-#include "product/product_features.h"
+#include "product/product_id.h"
 
 #include "product/product_id.h"
 #include "support/child.h"
@@ -23,7 +23,7 @@ void ExpectHTTPS(const char *productID, bool expected)
 
 } // namespace
 
-TEST(HTTPS, IsSpokenByTheLumenFamilyAlone)
+TEST(HTTPS, IsOfferedByTheLumenFamilyOnly)
 {
     ExpectHTTPS("lumen", true);
     ExpectHTTPS("lumenplus", true);
@@ -33,7 +33,7 @@ TEST(HTTPS, IsSpokenByTheLumenFamilyAlone)
     ExpectHTTPS("no such product", false);
 }
 
-TEST(HTTPS, AnswerStaysTheFirstOneThoughTheBoardIsFoundLater)
+TEST(HTTPS, AnswerIsKeptEvenIfTheBoardIsFoundLater)
 {
     test::InChild([] {
         SetProduct("");
@@ -45,7 +45,7 @@ TEST(HTTPS, AnswerStaysTheFirstOneThoughTheBoardIsFoundLater)
     });
 }
 
-TEST(HTTPS, AnswerLooksForTheBoardOnce)
+TEST(HTTPS, AnswerLooksTheBoardUpOnce)
 {
     const test::Output output = test::InChild([] {
         SetProduct("lumen");

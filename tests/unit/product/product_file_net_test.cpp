@@ -20,7 +20,7 @@ const std::string kNothing =
     kLooking + "*** getProductID: Nothing in /etc/product_id either.  I need one or the other.\n"
                "GetBoardIDFromProductID: Failed to find a board ID for productID \"\"\n";
 
-// An /etc of the test's own, empty, and an environment without PRODUCT_ID.
+// A private, empty /etc, and an environment without PRODUCT_ID.
 class ProductFile : public testing::Test
 {
 protected:
@@ -33,7 +33,7 @@ protected:
 
     static void Write(const std::string &text) { std::ofstream("/etc/product_id") << text; }
 
-    // What finding the identity in the file says; it must give this ID and board.
+    // The output of finding the identity in the file. The result must be this ID and board.
     static std::string Find(const std::string &productID, VEXBoardID_t board)
     {
         const test::Output output = test::InChild([&] {
@@ -64,13 +64,13 @@ TEST_F(ProductFile, IsReadWithoutTheVariable)
     EXPECT_EQ(Find("lumen", kVEXBoardLumen), kLumen);
 }
 
-TEST_F(ProductFile, NewlineAtTheEndIsNoPartOfTheID)
+TEST_F(ProductFile, NewlineAtTheEndIsRemoved)
 {
     Write("lumen\n");
     EXPECT_EQ(Find("lumen", kVEXBoardLumen), kLumen);
 }
 
-TEST_F(ProductFile, BlanksNewlinesReturnsAndTabsAtTheEndAreCutOff)
+TEST_F(ProductFile, WhiteSpaceAtTheEndIsRemoved)
 {
     Write("lumen \t\r\n\n \r\t ");
     EXPECT_EQ(Find("lumen", kVEXBoardLumen), kLumen);
@@ -109,7 +109,7 @@ TEST_F(ProductFile, WithNeitherFileNorVariableTheProductIsUnknown)
     EXPECT_EQ(output.err, kNothing);
 }
 
-TEST_F(ProductFile, UnknownProductIsLookedForAgainWhenAskedForAgain)
+TEST_F(ProductFile, UnknownProductIsLookedUpAgain)
 {
     const test::Output output = test::InChild([] {
         EXPECT_EQ(CProductID::getProductID(), "");
@@ -121,7 +121,7 @@ TEST_F(ProductFile, UnknownProductIsLookedForAgainWhenAskedForAgain)
     EXPECT_EQ(output.err, kNothing + kLumen);
 }
 
-TEST_F(ProductFile, EmptyFileIsFoundButNamesNoProduct)
+TEST_F(ProductFile, EmptyFileGivesAnUnknownProduct)
 {
     Write("");
     EXPECT_EQ(Find("", kVEXBoardUnknown), kLooking + NoBoard(""));
@@ -137,7 +137,7 @@ TEST_F(ProductFile, IDEndsAtANul)
     EXPECT_EQ(Find("lumen", kVEXBoardLumen), kLumen);
 }
 
-TEST_F(ProductFile, IDIsNeverAFormat)
+TEST_F(ProductFile, IDIsNotUsedAsAFormat)
 {
     Write("%s%n%08x%\x1B[2J\n");
     const std::string id = "%s%n%08x%\x1B[2J";
@@ -153,7 +153,7 @@ TEST_F(ProductFile, NoMoreThanFourKilobytesAreRead)
     EXPECT_EQ(Find(cut, kVEXBoardUnknown), kLooking + NoBoard(cut));
 }
 
-TEST_F(ProductFile, ThatIsAFolderIsToldOfAndCountsAsEmpty)
+TEST_F(ProductFile, ThatIsAFolderIsReportedAndCountsAsEmpty)
 {
     ASSERT_EQ(mkdir("/etc/product_id", 0755), 0);
     EXPECT_EQ(Find("", kVEXBoardUnknown),
@@ -161,7 +161,7 @@ TEST_F(ProductFile, ThatIsAFolderIsToldOfAndCountsAsEmpty)
                   std::to_string(EISDIR) + ")\n" + NoBoard(""));
 }
 
-TEST_F(ProductFile, ThatIsAPipeIsToldOfAndNotWaitedFor)
+TEST_F(ProductFile, ThatIsAPipeIsReportedWithoutWaiting)
 {
     ASSERT_EQ(mkfifo("/etc/product_id", 0644), 0);
     EXPECT_EQ(Find("", kVEXBoardUnknown),
@@ -169,7 +169,7 @@ TEST_F(ProductFile, ThatIsAPipeIsToldOfAndNotWaitedFor)
                   std::to_string(ENXIO) + ")\n" + NoBoard(""));
 }
 
-TEST_F(ProductFile, ThatLeadsNowhereDoesNotExist)
+TEST_F(ProductFile, ThatIsADanglingLinkCountsAsMissing)
 {
     ASSERT_EQ(symlink("/etc/missing", "/etc/product_id"), 0);
     EXPECT_EQ(Find("", kVEXBoardUnknown), kNothing);

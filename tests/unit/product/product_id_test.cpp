@@ -1,6 +1,5 @@
 #include "product/product_id.h"
 
-#include "product/product_table.h"
 #include "support/child.h"
 
 #include <array>
@@ -42,7 +41,7 @@ void SetProduct(const char *productID)
     setenv("PRODUCT_ID", productID, 1); // NOLINT(concurrency-mt-unsafe): in a child, one thread
 }
 
-// What finding the identity says when PRODUCT_ID selects a board.
+// The output of finding the identity when PRODUCT_ID selects a board.
 std::string Found(const std::string &productID, const std::string &board)
 {
     return "getProductID productID is not initialized\n"
@@ -65,7 +64,7 @@ std::string NotFound(const std::string &productID)
 
 using Predicate = bool (*)(VEXBoardID_t);
 
-// The boards of the table, and a few that are in none, that a predicate holds for.
+// The boards for which a predicate is true, of those in the table and some others.
 std::set<std::uint32_t> Holding(Predicate predicate)
 {
     std::set<std::uint32_t> boards;
@@ -86,19 +85,19 @@ std::set<std::uint32_t> Holding(Predicate predicate)
 
 TEST(ProductTable, IsTheMakersList)
 {
-    ASSERT_EQ(kProductTable.size(), kProducts.size());
+    ASSERT_EQ(product::kProductTable.size(), kProducts.size());
     for (std::size_t i = 0; i < kProducts.size(); ++i) {
-        EXPECT_EQ(kProductTable[i].board, Board(kProducts[i]));
-        EXPECT_STREQ(kProductTable[i].modelName, kProducts[i].model);
-        EXPECT_STREQ(kProductTable[i].productID, kProducts[i].productID);
-        EXPECT_STREQ(kProductTable[i].category, kProducts[i].category);
+        EXPECT_EQ(product::kProductTable[i].board, Board(kProducts[i]));
+        EXPECT_STREQ(product::kProductTable[i].modelName, kProducts[i].model);
+        EXPECT_STREQ(product::kProductTable[i].productID, kProducts[i].productID);
+        EXPECT_STREQ(product::kProductTable[i].category, kProducts[i].category);
     }
 }
 
-TEST(ProductTable, NoTwoModelsLookAlike)
+TEST(ProductTable, HasModelNamesOfDifferentFuzzyForms)
 {
     std::set<std::string> names;
-    for (const ProductRow &row : kProductTable) {
+    for (const product::ProductRow &row : product::kProductTable) {
         EXPECT_TRUE(names.insert(CProductID::GetFuzzyName(row.modelName)).second) << row.modelName;
     }
 }
@@ -127,12 +126,12 @@ TEST(BoardID, OtherBoardsAreUnknown)
     }
 }
 
-TEST(BoardID, ModelNameTakesTheReservedValueAsAnyOtherBoard)
+TEST(BoardID, ModelNameOfTheReservedValueIsUnknown)
 {
     EXPECT_EQ(CProductID::GetModelNameFromBoardID(kVEXBoardCurrent), "Unknown Model");
 }
 
-TEST(ProductIDText, EachSelectsItsBoardAndSaysSo)
+TEST(ProductIDText, EachSelectsItsBoardAndWritesALine)
 {
     const test::Output output = test::Capture([] {
         for (const Product &product : kProducts) {
@@ -151,7 +150,7 @@ TEST(ProductIDText, EachSelectsItsBoardAndSaysSo)
               "GetBoardIDFromProductID: found board ID 0x10680002 for productID zr2\n");
 }
 
-TEST(ProductIDText, OthersSelectNoBoardAndAreShownAsTheyStand)
+TEST(ProductIDText, OthersSelectNoBoardAndAreWrittenUnchanged)
 {
     const test::Output output = test::Capture([] {
         for (const char *text : {"", "Lumen", "lumen ", "corvia", "%s%n%08x"}) {
@@ -183,7 +182,7 @@ TEST(CurrentProduct, ComesFromTheEnvironment)
     }
 }
 
-TEST(CurrentProduct, BoardIsLookedForOnFirstUseAndOnlyThen)
+TEST(CurrentProduct, BoardIsLookedUpOnce)
 {
     const test::Output output = test::InChild([] {
         SetProduct("zr2");
@@ -193,7 +192,7 @@ TEST(CurrentProduct, BoardIsLookedForOnFirstUseAndOnlyThen)
     EXPECT_EQ(output.err, Found("zr2", "10680002"));
 }
 
-TEST(CurrentProduct, KnownProductIDIsToldAndKept)
+TEST(CurrentProduct, KnownProductIDIsWrittenAndKept)
 {
     const test::Output output = test::InChild([] {
         SetProduct("talonvt");
@@ -220,7 +219,7 @@ TEST(CurrentProduct, ProductIDOfNoBoardIsKeptAndGivesUnknownNames)
               NotFound("%s%n toaster\n") + "getProductID productID is %s%n toaster\n\n");
 }
 
-TEST(CurrentProduct, EmptyVariableIsSetButNamesNoProduct)
+TEST(CurrentProduct, EmptyVariableGivesAnUnknownProduct)
 {
     const test::Output output = test::InChild([] {
         SetProduct("");
@@ -233,7 +232,7 @@ TEST(CurrentProduct, EmptyVariableIsSetButNamesNoProduct)
     EXPECT_EQ(output.err, NotFound("") + Found("zr1", "10680001"));
 }
 
-TEST(CurrentProduct, BoardTextIsEightHexDigitsBuiltOnce)
+TEST(CurrentProduct, BoardTextIsEightHexDigitsAndKept)
 {
     const test::Output output = test::InChild([] {
         SetProduct("");
@@ -250,7 +249,7 @@ TEST(CurrentProduct, BoardTextIsEightHexDigitsBuiltOnce)
     });
 }
 
-TEST(CurrentProduct, IsFoundOnceForManyThreads)
+TEST(CurrentProduct, IsLookedUpOnceByManyThreads)
 {
     const test::Output output = test::InChild([] {
         SetProduct("lumenplus");
@@ -270,7 +269,7 @@ TEST(CurrentProduct, IsFoundOnceForManyThreads)
     EXPECT_EQ(output.err, Found("lumenplus", "10660002"));
 }
 
-TEST(FuzzyName, DropsBlanksAndHyphensAndLowersCapitals)
+TEST(FuzzyName, HasNoSpacesHyphensOrCapitals)
 {
     EXPECT_EQ(CProductID::GetFuzzyName("Corvia 12-Plus"), "corvia12plus");
     EXPECT_EQ(CProductID::GetFuzzyName(" - AZaz-09 "), "azaz09");
@@ -291,7 +290,7 @@ TEST(ModelName, GivesItsBoard)
     }
 }
 
-TEST(ModelName, MatchesWhateverTheCaseBlanksAndHyphens)
+TEST(ModelName, MatchesIgnoringCaseSpacesAndHyphens)
 {
     for (const char *name :
          {"corvia12plus", "CORVIA 12 PLUS", "Corvia-12-Plus", " c o-RVIA12Plus "}) {
@@ -309,7 +308,7 @@ TEST(ModelName, OfNoProductGivesAllBitsSet)
     }
 }
 
-TEST(Predicate, OfAModelHoldsForItsBoardAlone)
+TEST(Predicate, OfAModelIsTrueForItsBoardOnly)
 {
     using Boards = std::set<std::uint32_t>;
     EXPECT_EQ(Holding(CProductID::isCorvia12), Boards{0x10650001});
@@ -322,7 +321,7 @@ TEST(Predicate, OfAModelHoldsForItsBoardAlone)
     EXPECT_EQ(Holding(CProductID::isZR2), Boards{0x10680002});
 }
 
-TEST(Predicate, OfAFamilyHoldsForItsModels)
+TEST(Predicate, OfAFamilyIsTrueForItsModels)
 {
     using Boards = std::set<std::uint32_t>;
     EXPECT_EQ(Holding(CProductID::isCorviaFamily), (Boards{0x10650001, 0x10650002}));
@@ -353,7 +352,7 @@ TEST(Predicate, WithoutABoardAnswersForTheCurrentOne)
     }
 }
 
-TEST(Predicate, OfAFamilyKeepsItsFirstAnswerForTheCurrentBoardAndNoOther)
+TEST(Predicate, OfAFamilyKeepsTheAnswerForTheCurrentBoardOnly)
 {
     test::InChild([] {
         SetProduct("");

@@ -16,8 +16,8 @@ struct Serial
     std::uint32_t number;
 };
 
-// Every reading, on a device whose tree stands under /proc/device-tree. The
-// real /proc is covered for no longer than this: the sanitizers need it.
+// The results of all operations with a given /proc/device-tree. The real /proc is hidden
+// only during the calls, because the sanitizers need it.
 Serial ReadOnDevice(const std::function<void()> &makeTree)
 {
     EXPECT_EQ(mount("tmpfs", "/proc", "tmpfs", 0, "mode=755"), 0);
@@ -82,7 +82,7 @@ TEST(SerialNumber, HasADefaultForAnEmptyFile)
     ExpectDefault(Stored(""));
 }
 
-TEST(SerialNumber, HasADefaultForWhatCannotBeRead)
+TEST(SerialNumber, HasADefaultForAnUnreadableFile)
 {
     ExpectDefault(ReadOnDevice([] {
         EXPECT_EQ(mkdir("/proc/device-tree", 0755), 0);
@@ -98,7 +98,7 @@ TEST(SerialNumber, OfANulAloneIsEmpty)
     EXPECT_EQ(serial.number, 0U);
 }
 
-TEST(SerialNumber, KeepsTheBlankAtItsEndThatTheCleanFormDrops)
+TEST(SerialNumber, KeepsASpaceAtItsEndThatTheCleanFormDrops)
 {
     const Serial serial = Stored(WithNul("1XY004200 "));
     EXPECT_EQ(serial.formatted, "1XY004200 ");
@@ -106,7 +106,7 @@ TEST(SerialNumber, KeepsTheBlankAtItsEndThatTheCleanFormDrops)
     EXPECT_EQ(serial.number, 0U);
 }
 
-TEST(SerialNumber, CleanFormDropsBlanksAtTheEndOnly)
+TEST(SerialNumber, CleanFormDropsSpacesAtTheEndOnly)
 {
     EXPECT_EQ(Stored("  1XY 42   ").clean, "  1XY 42");
     EXPECT_EQ(Stored("1XY42\n").clean, "1XY42\n");
@@ -124,7 +124,7 @@ TEST(SerialNumber, NumberIsTheRunOfDigitsAtTheEnd)
     EXPECT_EQ(Stored("1HE000123\n").number, 0U);
 }
 
-TEST(SerialNumber, NumberStopsAtTheLargestOf32Bits)
+TEST(SerialNumber, NumberIsAtMostTheLargestOf32Bits)
 {
     EXPECT_EQ(Stored("X4294967295").number, 4294967295U);
     EXPECT_EQ(Stored("X4294967296").number, 4294967295U);

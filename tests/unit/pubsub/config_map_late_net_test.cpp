@@ -1,4 +1,4 @@
-// By itself, since it takes the five seconds that a watch waits at most.
+// A program of its own, because it takes five seconds, the longest wait of a watch.
 #include "pubsub/config_map.h"
 
 #include "support/application.h"

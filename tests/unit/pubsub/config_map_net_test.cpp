@@ -23,7 +23,7 @@ class Config : public testing::Test
 protected:
     Config() { qRegisterMetaType<ConfigMap::ParamId>("ConfigMap::ParamId"); }
 
-    // A watch whose first values these are.
+    // A watch with these first values.
     void Watch(const std::string &system, const std::string &devices)
     {
         mService = std::make_unique<test::ConfigService>(system, devices);
@@ -40,8 +40,8 @@ protected:
                   Device("Failed", true, "192.0.2.91") + "]");
     }
 
-    // The signals of one value of the service, as "slot parameter text boolean".
-    // Another value, whose signal is known, marks where they end.
+    // The signals after one value of the service, as "slot parameter text boolean". A second
+    // value with a known signal marks their end.
     Texts SignalsOf(int param, const std::string &json)
     {
         const std::string mark = "mark" + std::to_string(++mMarks);
@@ -51,7 +51,7 @@ protected:
         Texts texts;
         while (texts.empty() || texts.back() != last) {
             if (mSpy->isEmpty() && !mSpy->wait(20000)) {
-                ADD_FAILURE() << "nothing came of the mark";
+                ADD_FAILURE() << "no signal after the mark";
                 return texts;
             }
             texts.push_back(Text(mSpy->takeFirst()));
@@ -82,7 +82,7 @@ protected:
 
 } // namespace
 
-TEST_F(Config, AMalformedDeviceLeavesItsSettingsAloneAndIsReportedByNothing)
+TEST_F(Config, AMalformedDeviceKeepsItsSettingsWithoutASignal)
 {
     WatchUsual();
     for (const char *list :
@@ -96,7 +96,7 @@ TEST_F(Config, AMalformedDeviceLeavesItsSettingsAloneAndIsReportedByNothing)
     EXPECT_EQ(String(0, ConfigMap::Address), "192.0.2.10");
 }
 
-TEST_F(Config, AnAddressThatIsTakenAwayIsReported)
+TEST_F(Config, ARemovedAddressIsReported)
 {
     WatchUsual();
     EXPECT_EQ(SignalsOf(kDevices, "[" + Device("Idle", true, "") + "]"), Texts{"0 0  true"});
@@ -139,14 +139,14 @@ TEST_F(Config, KeepsTheFirstValuesWithoutASignal)
     EXPECT_TRUE(mMap.getBool(2, ConfigMap::Connected));
 }
 
-TEST_F(Config, ReadsHostNameAndSwitchWhateverTheSlot)
+TEST_F(Config, ReadsHostNameAndSwitchInEverySlot)
 {
     WatchUsual();
     EXPECT_EQ(String(7, ConfigMap::HostName), "alpha");
     EXPECT_TRUE(mMap.getBool(-1, ConfigMap::SsdpEnable));
 }
 
-TEST_F(Config, HasNothingForParametersOfTheOtherKind)
+TEST_F(Config, IsEmptyForParametersOfTheOtherType)
 {
     WatchUsual();
     EXPECT_EQ(String(0, ConfigMap::SsdpEnable), "");
@@ -187,7 +187,7 @@ TEST_F(Config, ReportsHostNameBeforeTheSwitch)
               (Texts{"0 1 beta false", "0 3  false"}));
 }
 
-TEST_F(Config, LeavesWhatIsAbsentOrOfAnotherTypeAsItWas)
+TEST_F(Config, KeepsSettingsThatAreAbsentOrOfAnotherType)
 {
     WatchUsual();
     for (const char *json : {"{}", R"({"hostName":7,"ssdpEnable":"no"})",
@@ -197,7 +197,7 @@ TEST_F(Config, LeavesWhatIsAbsentOrOfAnotherTypeAsItWas)
     }
 }
 
-TEST_F(Config, DropsTextThatIsNoJson)
+TEST_F(Config, DropsMalformedJson)
 {
     WatchUsual();
     const test::Output output = test::Capture([this] {
@@ -218,7 +218,7 @@ TEST_F(Config, ReportsStateConnectionAndAddressOfTheFirstDeviceInThatOrder)
     EXPECT_EQ(String(0, ConfigMap::Address), "192.0.2.11");
 }
 
-TEST_F(Config, ReportsEachOfThemByItself)
+TEST_F(Config, ReportsEachOfThemAlone)
 {
     WatchUsual();
     EXPECT_EQ(SignalsOf(kDevices, "[" + Device("Complete", true, "192.0.2.11") + "]"),
@@ -245,7 +245,7 @@ TEST_F(Config, KeepsTheOtherDevicesWithoutASignal)
     EXPECT_EQ(String(2, ConfigMap::Address), "192.0.2.71");
 }
 
-TEST_F(Config, LeavesTheSlotsThatAShorterListLacks)
+TEST_F(Config, KeepsTheSlotsThatAShorterListDoesNotHave)
 {
     WatchUsual();
     EXPECT_EQ(SignalsOf(kDevices, "[]"), Texts());

@@ -19,13 +19,13 @@ namespace test {
 constexpr const char *kUsn = "uuid:65746500-Corvia 12-192.0.2.10-0";
 constexpr const char *kDocument = "/var/www/html/corvia_12_upnp_ssdp_1.xml";
 
-// A coordinator on a device of the network, and a peer that hears it. All the
-// tests of a program share one, since its threads take their time to end.
-// Settings change by its slot, as the configuration watcher calls it.
+// A coordinator on a device, and a peer that receives its datagrams. All tests of a program
+// share one, because its threads need time to end. Tests change settings by its slot, as
+// the configuration watcher does.
 class Coordinator
 {
 public:
-    // system is the service's first value of the system's settings.
+    // system is the first value of the system's settings.
     explicit Coordinator(const std::string &system = R"({"hostName":"alpha","ssdpEnable":true})")
         : mService(system, "[" + Device("Complete", true, kOwnAddress) + "]")
     {
@@ -38,8 +38,8 @@ public:
         }
     }
 
-    // As it is after construction: closed, nothing published or queued, SSDP
-    // wanted, the host name "alpha". Nothing lies in the peer's socket.
+    // Restores the state after construction: engine closed, nothing published or queued,
+    // SSDP on, host name "alpha". The peer's socket is empty.
     void Reset()
     {
         Set(ConfigMap::SsdpEnable, "", true);
@@ -53,7 +53,7 @@ public:
         mPubSub->paramChanged(0, id, QString::fromStdString(text), value);
     }
 
-    // The signals since the last call, of each kind in turn.
+    // The signals since the last call, sorted by kind.
     std::vector<std::string> Signals()
     {
         std::vector<std::string> texts;
@@ -70,7 +70,7 @@ public:
         return texts;
     }
 
-    // What the peer has got since the last call: "alive", "byebye" or "search".
+    // The datagrams to the peer since the last call: "alive", "byebye" or "search".
     std::vector<std::string> Heard()
     {
         std::vector<std::string> kinds;
@@ -80,7 +80,7 @@ public:
         return kinds;
     }
 
-    // The kind of the next datagram that is no search.
+    // The kind of the next datagram that is not a search.
     std::string NextAnnouncement()
     {
         std::string kind = Kind(mPeer.Receive());
@@ -90,12 +90,12 @@ public:
         return kind;
     }
 
-    // Returns when the open engine has run a whole registry pass since the call. A
-    // request for a document leaves at a tick, before that tick's pass; one that is
-    // caused after that leaves at a later tick.
+    // Waits until the open engine has run a whole registry pass. A request for a document
+    // is sent at a tick, before that tick's pass; a second request, caused after the first
+    // was sent, is sent at a later tick.
     void AwaitPass()
     {
-        constexpr int kOften = 51; // the soonest of so many leaves with the next tick
+        constexpr int kOften = 51; // of so many requests, one is sent at the next tick
         for (const std::string file : {"first.xml", "second.xml"}) {
             for (int i = 0; i < kOften; ++i) {
                 mPeer.SendTo("NOTIFY * HTTP/1.1\r\nNT: x\r\nNTS: ssdp:alive\r\n"
@@ -107,7 +107,7 @@ public:
         }
     }
 
-    // Whether the engine holds its port.
+    // Whether the engine has bound its port.
     static bool IsOpen()
     {
         VEXUDPSocket probe;
@@ -136,7 +136,7 @@ private:
     ConfigService mService;
     PeerSocket mPeer{1900};
     std::unique_ptr<VEXPubSub> mPubSub;
-    std::vector<std::unique_ptr<QSignalSpy>> mSpies; // go before what they watch
+    std::vector<std::unique_ptr<QSignalSpy>> mSpies; // destroyed before the objects that they watch
 };
 
 class CoordinatorTest : public testing::Test

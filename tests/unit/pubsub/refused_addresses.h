@@ -7,13 +7,13 @@
 
 namespace test {
 
-// How often from now on the system cannot tell its addresses.
+// The number of calls of getifaddrs() that fail from now on.
 inline std::atomic<int> gRefusals{0};
 
 } // namespace test
 
-// In place of the C library's, which fails when memory or descriptors run out.
-// Included by one source file of a test program.
+// Replaces the C library's function, which fails only without memory or descriptors. Only
+// one source file of a test program includes it.
 int getifaddrs(ifaddrs **list) noexcept
 {
     if (test::gRefusals > 0) {

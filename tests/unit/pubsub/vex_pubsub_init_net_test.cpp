@@ -10,8 +10,8 @@ class Init : public TwoDevices
 protected:
     Init() { mPeer.JoinMulticast(); }
 
-    // The daemon from its coordinator on, in a child. It writes the signals of
-    // the start to standard output, and takes host names from standard input.
+    // The daemon without its entry, in a child. It writes the signals of the start to
+    // standard output, and reads host names from standard input.
     static int Run(const std::string &system)
     {
         test::Coordinator device(system);
@@ -55,7 +55,7 @@ protected:
 
 } // namespace
 
-TEST_F(Init, PublishesByBothWaysAndSignalsNameAndSwitch)
+TEST_F(Init, PublishesBySsdpAndDnsSdAndSignalsNameAndSwitch)
 {
     test::LiveChild looker = browser();
     test::LiveChild daemon = Start(R"({"hostName":"alpha","ssdpEnable":true})");
@@ -63,7 +63,7 @@ TEST_F(Init, PublishesByBothWaysAndSignalsNameAndSwitch)
     EXPECT_NE(mPeer.ReceiveContaining("NTS: ssdp:alive"), "");
     EXPECT_NE(Document().find("<friendlyName>alpha</friendlyName>"), std::string::npos);
     EXPECT_TRUE(looker.WaitForOut(seen("alpha")));
-    // The name that was published already is signalled all the same.
+    // The name is signalled, although it was published before.
     EXPECT_TRUE(daemon.WaitForErr(named("alpha")));
     EXPECT_TRUE(daemon.WaitForErr("name changed\n"));
 
@@ -73,8 +73,8 @@ TEST_F(Init, PublishesByBothWaysAndSignalsNameAndSwitch)
     EXPECT_EQ(end(daemon), 0);
 }
 
-// The switch that is off at the start still leaves changes of name and address
-// announced, on purpose: only a later switching off ends that.
+// Deliberate: if SSDP is off at the start, changes of name and address are still announced,
+// until SSDP is switched off later.
 TEST_F(Init, WithSsdpOffOpensTheEngineAndPublishesNothingBeforeAChange)
 {
     test::LiveChild daemon = Start(R"({"hostName":"gamma","ssdpEnable":false})");

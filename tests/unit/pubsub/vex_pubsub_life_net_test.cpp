@@ -18,8 +18,8 @@ std::string BrowseList()
 
 } // namespace
 
-// The switch's goodbye needs a tick, of some five seconds.
-TEST(PubSubLife, SwitchingOffSaysGoodbyeWithTheNextTick)
+// The goodbye is sent at the next tick, within about five seconds.
+TEST(PubSubLife, SwitchingOffSendsTheGoodbyeAtTheNextTick)
 {
     test::Coordinator device;
     device.Set(ConfigMap::SsdpEnable, "", true);
@@ -30,10 +30,10 @@ TEST(PubSubLife, SwitchingOffSaysGoodbyeWithTheNextTick)
     EXPECT_TRUE(device.IsOpen());
 }
 
-TEST(PubSubLife, ChangeOfTheServiceGoesByTheWatcherToTheNetwork)
+TEST(PubSubLife, AChangeInTheServiceReachesTheNetwork)
 {
     test::Coordinator device;
-    EXPECT_EQ(device.Signals(), Texts()); // the first values are no changes
+    EXPECT_EQ(device.Signals(), Texts()); // the first values are not changes
     device.Service().Send(24, R"({"hostName":"beta"})");
     QSignalSpy changed(&device.PubSub(), SIGNAL(nameChanged(QString)));
     EXPECT_TRUE(changed.wait(20000));
@@ -49,7 +49,7 @@ TEST(PubSubLife, BeginsAndEndsWithItsLinesAndWithoutGoodbye)
         test::Capture([&device] { device = std::make_unique<test::Coordinator>(); });
     EXPECT_EQ(begin.out, "initializing pubsub object\n");
     EXPECT_EQ(begin.err, "");
-    EXPECT_EQ(BrowseList(), "[]"); // the browser has begun already
+    EXPECT_EQ(BrowseList(), "[]"); // the browser has started
     device->Set(ConfigMap::SsdpEnable, "", true);
     device->Set(ConfigMap::Connected, "", true);
     EXPECT_EQ(device->NextAnnouncement(), "alive");
@@ -64,7 +64,7 @@ TEST(PubSubLife, BeginsAndEndsWithItsLinesAndWithoutGoodbye)
     EXPECT_EQ(test::HeardSoFar(peer), Texts());
 }
 
-TEST(PubSubLeaving, SaysGoodbyeEndsTheThreadsAndRemovesTheList)
+TEST(PubSubLeaving, SendsTheGoodbyeEndsTheThreadsAndRemovesTheList)
 {
     test::Coordinator device;
     device.Set(ConfigMap::SsdpEnable, "", true);
@@ -81,7 +81,7 @@ TEST(PubSubLeaving, SaysGoodbyeEndsTheThreadsAndRemovesTheList)
     EXPECT_EQ(access("/var/www/discovery/browse.json", F_OK), -1);
 }
 
-TEST(PubSubLeaving, IsForGood)
+TEST(PubSubLeaving, IsFinal)
 {
     test::Coordinator device;
     device.PubSub().leave();
@@ -95,7 +95,7 @@ TEST(PubSubLeaving, IsForGood)
     EXPECT_EQ(test::Capture([&device] { device.PubSub().leave(); }).err, "");
 }
 
-TEST(PubSubLeaving, BeforeTheFirstPublicationLeavesItOut)
+TEST(PubSubLeaving, BeforeTheFirstPublicationPreventsIt)
 {
     test::Coordinator device;
     device.PubSub().leave();
@@ -107,7 +107,7 @@ TEST(PubSubLeaving, BeforeTheFirstPublicationLeavesItOut)
     EXPECT_EQ(access("/var/www/discovery/browse.json", F_OK), -1);
 }
 
-// It waits for an address as long as the system can tell of none.
+// It waits for an address while the system reports none.
 TEST(PubSubLeaving, EndsTheWaitForAnAddress)
 {
     test::Coordinator device;

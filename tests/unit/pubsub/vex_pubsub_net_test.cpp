@@ -12,7 +12,7 @@ namespace {
 class PubSub : public test::CoordinatorTest
 {
 protected:
-    // The state of a device that is up and announced.
+    // Switches SSDP on and waits until the device is announced.
     static void Announce()
     {
         device->Set(ConfigMap::SsdpEnable, "", true);
@@ -29,7 +29,7 @@ protected:
         static_cast<void>(device->Heard());
     }
 
-    // Gives net0 another address, which the configuration service reports.
+    // Gives net0 another address; the configuration service reports it.
     static void Move(const std::string &from, const std::string &to)
     {
         test::OnHost("ip addr add " + to + "/24 dev net0 && ip addr del " + from + "/24 dev net0");
@@ -54,7 +54,7 @@ protected:
 
 } // namespace
 
-TEST_F(PubSub, AddressGetsTheServiceAnnouncedAnew)
+TEST_F(PubSub, AddressAnnouncesTheServiceAgain)
 {
     Announce();
     device->Set(ConfigMap::Address, "", true);
@@ -71,7 +71,7 @@ TEST_F(PubSub, AddressOpensAClosedEngine)
     EXPECT_EQ(device->NextAnnouncement(), "alive");
 }
 
-TEST_F(PubSub, AddressMeansNothingWhileSsdpIsOff)
+TEST_F(PubSub, AddressIsIgnoredWhileSsdpIsOff)
 {
     Disable();
     device->Set(ConfigMap::Address, "", true);
@@ -80,7 +80,7 @@ TEST_F(PubSub, AddressMeansNothingWhileSsdpIsOff)
     EXPECT_EQ(device->Signals(), Texts());
 }
 
-TEST_F(PubSub, HostNameGetsTheServiceAnnouncedUnderIt)
+TEST_F(PubSub, HostNameAnnouncesTheServiceUnderIt)
 {
     Announce();
     device->Set(ConfigMap::HostName, "beta", false);
@@ -91,7 +91,7 @@ TEST_F(PubSub, HostNameGetsTheServiceAnnouncedUnderIt)
     EXPECT_TRUE(DocumentNames("beta"));
 }
 
-TEST_F(PubSub, TwoHostNamesInATickLeaveTheLastAnnounced)
+TEST_F(PubSub, TwoHostNamesInATickAnnounceTheLast)
 {
     Announce();
     device->Set(ConfigMap::HostName, "beta", false);
@@ -119,7 +119,7 @@ TEST_F(PubSub, HostNameIsOnlyStoredWhileSsdpIsOff)
     EXPECT_TRUE(DocumentNames("alpha"));
 }
 
-TEST_F(PubSub, PreparingTakesTheServiceOffTheNetworkAndClosesTheEngine)
+TEST_F(PubSub, PreparingWithdrawsTheServiceAndClosesTheEngine)
 {
     Announce();
     device->Set(ConfigMap::InterfaceSetupState, "Preparing", false);
@@ -128,7 +128,7 @@ TEST_F(PubSub, PreparingTakesTheServiceOffTheNetworkAndClosesTheEngine)
     EXPECT_EQ(device->Signals(), Texts());
 }
 
-TEST_F(PubSub, PreparingMeansNothingWhileSsdpIsOff)
+TEST_F(PubSub, PreparingIsIgnoredWhileSsdpIsOff)
 {
     Announce();
     Disable();
@@ -145,7 +145,7 @@ TEST_F(PubSub, CompleteOpensTheEngineAndAnnounces)
     EXPECT_EQ(device->NextAnnouncement(), "alive");
 }
 
-TEST_F(PubSub, PreparingAndCompleteAreOneGoodbyeAndOneAnnouncement)
+TEST_F(PubSub, PreparingAndCompleteSendOneGoodbyeAndOneAnnouncement)
 {
     Announce();
     device->Set(ConfigMap::InterfaceSetupState, "Preparing", false);
@@ -166,10 +166,10 @@ TEST_F(PubSub, CompleteOpensTheEngineWithoutAnnouncementWhileSsdpIsOff)
     test::PeerSocket asker;
     asker.SendTo("gh", test::kOwnAddress, 49821);
     EXPECT_EQ(asker.Receive(), "HostList");
-    device->Set(ConfigMap::SsdpEnable, "", true); // so that it may be closed again
+    device->Set(ConfigMap::SsdpEnable, "", true); // so that Reset can close the engine
 }
 
-TEST_F(PubSub, OtherStatesMeanNothing)
+TEST_F(PubSub, OtherStatesAreIgnored)
 {
     for (const char *state : {"Idle", "Failed", "", "preparing", "COMPLETE", "Complete "}) {
         device->Set(ConfigMap::InterfaceSetupState, state, false);
@@ -194,7 +194,7 @@ TEST_F(PubSub, SwitchingOnAnnounces)
     EXPECT_EQ(device->NextAnnouncement(), "alive");
 }
 
-TEST_F(PubSub, SwitchingOnOpensAnEngineAfreshThatIsOpenOnAFormerAddress)
+TEST_F(PubSub, SwitchingOnOpensAnEngineAgainThatIsOpenOnAFormerAddress)
 {
     test::OnHost("sysctl -qw net.ipv4.conf.net0.promote_secondaries=1");
     Announce();
@@ -206,7 +206,7 @@ TEST_F(PubSub, SwitchingOnOpensAnEngineAfreshThatIsOpenOnAFormerAddress)
         "NTS: ssdp:alive\r\nLOCATION: http://192.0.2.11:80/corvia_12_upnp_ssdp_1.xml\r\n"
         "USN: uuid:65746500-Corvia 12-192.0.2.11-0\r\n";
     EXPECT_NE(device->Peer().ReceiveContaining(alive), "");
-    // Once more, with nothing between: the engine is open on the right address.
+    // Again, without a change: the engine is open on the right address.
     const test::Output output = test::Capture([] { device->Set(ConfigMap::SsdpEnable, "", true); });
     EXPECT_EQ(output.out + output.err, "");
     Disable();
@@ -240,7 +240,7 @@ TEST_F(PubSub, ConnectedOpensTheEngineWithoutAnnouncement)
     EXPECT_EQ(device->Signals(), Texts());
 }
 
-TEST_F(PubSub, ConnectedMeansNothingToAnOpenEngine)
+TEST_F(PubSub, ConnectedIsIgnoredByAnOpenEngine)
 {
     Announce();
     const test::Output output = test::Capture([] { device->Set(ConfigMap::Connected, "", true); });
@@ -259,7 +259,7 @@ TEST_F(PubSub, DisconnectedClosesTheEngineWithoutGoodbye)
     EXPECT_EQ(device->Signals(), Texts());
 }
 
-TEST_F(PubSub, ConnectionMeansNothingWhileSsdpIsOff)
+TEST_F(PubSub, ConnectionIsIgnoredWhileSsdpIsOff)
 {
     Disable();
     device->Set(ConfigMap::Connected, "", true);
@@ -270,7 +270,7 @@ TEST_F(PubSub, ConnectionMeansNothingWhileSsdpIsOff)
     EXPECT_TRUE(device->IsOpen());
 }
 
-TEST_F(PubSub, OtherParametersMeanNothing)
+TEST_F(PubSub, OtherParametersAreIgnored)
 {
     device->Set(static_cast<ConfigMap::ParamId>(5), "Complete", true);
     device->Set(static_cast<ConfigMap::ParamId>(7), "Complete", true);
@@ -287,7 +287,7 @@ TEST_F(PubSub, OwnServiceIsFilledFromIdentityAndConfiguration)
     EXPECT_EQ(service.modelName, "Corvia 12");
     EXPECT_EQ(service.modelNumber, "0x10650001");
     EXPECT_EQ(service.modelDescription, "HD recorder");
-    EXPECT_EQ(service.serialNumber, "1HE000000"); // of a device without a device tree
+    EXPECT_EQ(service.serialNumber, "1HE000000"); // the default without a device tree
     EXPECT_EQ(service.ipAddress, "192.0.2.10");
     EXPECT_EQ(service.hostName, "beta");
     EXPECT_EQ(service.instance, "0");
@@ -299,7 +299,7 @@ TEST_F(PubSub, OwnServiceIsFilledFromIdentityAndConfiguration)
               "");
 }
 
-TEST_F(PubSub, CollectsTheAddressOfNet0Alone)
+TEST_F(PubSub, CollectsTheAddressOfNet0Only)
 {
     test::OnHost("ip link add other0 type veth peer name other1 && "
                  "ip addr add 192.0.2.129/30 dev other0 && ip link set other0 up");
@@ -307,14 +307,14 @@ TEST_F(PubSub, CollectsTheAddressOfNet0Alone)
     test::OnHost("ip link del other0");
 }
 
-TEST_F(PubSub, CollectsAgainWhenTheSystemCouldNotTellItsAddresses)
+TEST_F(PubSub, CollectsAgainWhenTheSystemDidNotReportItsAddresses)
 {
     test::gRefusals = 1;
     EXPECT_EQ(Collect(), (Addresses{{"192.0.2.10", "net0"}}));
     EXPECT_EQ(test::gRefusals, 0);
 }
 
-TEST_F(PubSub, CollectsEveryAddressOfNet0WhichTheEngineRefuses)
+TEST_F(PubSub, CollectsSeveralAddressesOfNet0WhichTheEngineRefuses)
 {
     test::OnHost("ip addr add 192.0.2.11/24 dev net0");
     EXPECT_EQ(Collect(), (Addresses{{"192.0.2.10", "net0"}, {"192.0.2.11", "net0"}}));
@@ -325,7 +325,7 @@ TEST_F(PubSub, CollectsEveryAddressOfNet0WhichTheEngineRefuses)
     test::OnHost("ip addr del 192.0.2.11/24 dev net0");
 }
 
-TEST_F(PubSub, CollectsNothingWithoutNet0WhichTheEngineRefuses)
+TEST_F(PubSub, CollectsNoAddressWithoutNet0WhichTheEngineRefuses)
 {
     test::OnHost("ip link set net0 down && ip link set net0 name lan0 && ip link set lan0 up");
     const test::Output output =

@@ -1,5 +1,5 @@
 #include "formats/description_document.h"
-#include "product/product_table.h"
+#include "product/product_id.h"
 #include "support/records.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +28,7 @@ std::size_t ResponseSize(const std::string &model, const std::string &category)
 
 TEST(DescriptionResponse, OfEveryModelFitsAnUnfragmentedDatagram)
 {
-    for (const ProductRow &row : kProductTable) {
+    for (const product::ProductRow &row : product::kProductTable) {
         EXPECT_LE(ResponseSize(row.modelName, row.category), kUnfragmented) << row.modelName;
     }
     EXPECT_LE(ResponseSize("Unknown Model", "Unknown Product"), kUnfragmented);

@@ -33,7 +33,7 @@ TEST(VEXEvent, IsNotSignalledAtFirst)
     EXPECT_EQ(automatic.WaitForSignal(0), -3);
 }
 
-TEST(VEXEvent, GivesMinusThreeOnlyWhenTheTimeHasRunOut)
+TEST(VEXEvent, ReturnsMinus3WhenTheTimeIsOver)
 {
     VEXEvent event(VEXEvent::Reset::Manual);
     const auto start = Clock::now();
@@ -41,7 +41,7 @@ TEST(VEXEvent, GivesMinusThreeOnlyWhenTheTimeHasRunOut)
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(20));
 }
 
-TEST(VEXEvent, ManualOneStaysSignalledUntilItIsCleared)
+TEST(VEXEvent, ManualStaysSignalledUntilCleared)
 {
     VEXEvent event(VEXEvent::Reset::Manual);
     event.Signal();
@@ -51,7 +51,7 @@ TEST(VEXEvent, ManualOneStaysSignalledUntilItIsCleared)
     EXPECT_EQ(event.WaitForSignal(0), -3);
 }
 
-TEST(VEXEvent, ManualOneLetsEveryWaiterThrough)
+TEST(VEXEvent, ManualWakesAllWaitingThreads)
 {
     VEXEvent event(VEXEvent::Reset::Manual);
     std::vector<std::future<int>> waiters;
@@ -64,16 +64,16 @@ TEST(VEXEvent, ManualOneLetsEveryWaiterThrough)
     }
 }
 
-TEST(VEXEvent, AutomaticOneClearsItselfWhenAWaiterGoesThrough)
+TEST(VEXEvent, AutomaticIsClearedByTheThreadThatWaited)
 {
     VEXEvent event(VEXEvent::Reset::Automatic);
     event.Signal();
-    event.Signal(); // while one is pending a second says nothing new
+    event.Signal(); // the event is signalled already
     EXPECT_EQ(event.WaitForSignal(kVEXInfinite), 0);
     EXPECT_EQ(event.WaitForSignal(0), -3);
 }
 
-TEST(VEXEvent, AutomaticOneLetsOneWaiterThroughForEachSignal)
+TEST(VEXEvent, AutomaticWakesOneThreadForEachSignal)
 {
     VEXEvent event(VEXEvent::Reset::Automatic);
     VEXEvent through(VEXEvent::Reset::Automatic);
@@ -96,7 +96,7 @@ TEST(VEXEvent, AutomaticOneLetsOneWaiterThroughForEachSignal)
     EXPECT_EQ(count, 2);
 }
 
-TEST(VEXEvent, CanBeClearedBeforeAnybodyWaited)
+TEST(VEXEvent, CanBeClearedWithoutAWait)
 {
     VEXEvent event(VEXEvent::Reset::Automatic);
     event.Signal();

@@ -1,4 +1,4 @@
-// With the private file tree of the network tests, for what needs a mount.
+// A private mount namespace, like that of the network tests.
 #include "vexbase/vex_file_io.h"
 
 #include <cerrno>
@@ -30,7 +30,7 @@ protected:
 
 } // namespace
 
-TEST_F(VEXFileIOFullTest, AWriteToAFullMediumReportsNothingWritten)
+TEST_F(VEXFileIOFullTest, AWriteToAFullMediumReturns0)
 {
     Fill();
     VEXFileIO file;
@@ -40,7 +40,7 @@ TEST_F(VEXFileIOFullTest, AWriteToAFullMediumReportsNothingWritten)
     EXPECT_EQ(errno, ENOSPC);
 }
 
-TEST_F(VEXFileIOFullTest, AWriteThatFillsTheMediumReportsWhatWentIn)
+TEST_F(VEXFileIOFullTest, AWriteThatFillsTheMediumReturnsTheBytesWritten)
 {
     const std::string text(131072, 'x'); // twice the medium's size
     VEXFileIO file;

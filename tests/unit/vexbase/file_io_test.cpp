@@ -34,7 +34,7 @@ std::string ReadText(VEXFileIO &file, std::uint32_t length)
     return text;
 }
 
-// Descriptors of this process that are open on a file.
+// This process's descriptors that are open on a file.
 std::vector<int> DescriptorsOf(const std::string &path)
 {
     std::vector<int> found;
@@ -73,7 +73,7 @@ protected:
         return text.str();
     }
 
-    // The errno of an Open that must fail.
+    // Opens a file, which must fail, and returns errno.
     [[nodiscard]] static int OpenError(const std::string &name, int flags, int properties = 1)
     {
         VEXFileIO file;
@@ -87,7 +87,7 @@ protected:
 
 } // namespace
 
-TEST_F(VEXFileIOTest, WritingMakesAMissingFile)
+TEST_F(VEXFileIOTest, WritingCreatesAMissingFile)
 {
     for (const int flags : {16, 0x14}) {
         const std::string name = "new" + std::to_string(flags);
@@ -112,7 +112,7 @@ TEST_F(VEXFileIOTest, WritingReplacesTheContentsOfAnExistingFile)
     }
 }
 
-TEST_F(VEXFileIOTest, WritesGoOneAfterTheOther)
+TEST_F(VEXFileIOTest, WritesFollowEachOther)
 {
     VEXFileIO file;
     ASSERT_EQ(file.Open(Path("two"), 16, 1), 0);
@@ -121,7 +121,7 @@ TEST_F(VEXFileIOTest, WritesGoOneAfterTheOther)
     EXPECT_EQ(Text("two"), std::string("one t\0o", 7));
 }
 
-TEST_F(VEXFileIOTest, NewFilesHaveTheModeThatTheCreationMaskLeaves)
+TEST_F(VEXFileIOTest, NewFilesHaveMode0666NarrowedByTheCreationMask)
 {
     const mode_t former = umask(027);
     VEXFileIO file;
@@ -174,7 +174,7 @@ TEST_F(VEXFileIOTest, SizeBySeekingReturnsToTheStart)
     EXPECT_EQ(ReadText(file, 100), "twelve bytes");
 }
 
-TEST_F(VEXFileIOTest, SizeOfALargeFileIsNotCut)
+TEST_F(VEXFileIOTest, SizeOfALargeFileIsRight)
 {
     const std::uint64_t size = (std::uint64_t(1) << 32U) + 5;
     const std::string path = Make("large", "");
@@ -184,7 +184,7 @@ TEST_F(VEXFileIOTest, SizeOfALargeFileIsNotCut)
     EXPECT_EQ(file.SizeBySeeking(), size);
 }
 
-TEST_F(VEXFileIOTest, AMissingFileIsNotReadAndNotMade)
+TEST_F(VEXFileIOTest, OpeningAMissingFileForReadingDoesNotCreateIt)
 {
     EXPECT_EQ(OpenError(Path("missing"), 8), ENOENT);
     EXPECT_FALSE(fs::exists(Path("missing")));
@@ -198,7 +198,7 @@ TEST_F(VEXFileIOTest, ADirectoryIsRefused)
     EXPECT_EQ(OpenError(mFolder, 16), EISDIR);
 }
 
-// Neither may the daemon wait for somebody to open the other end.
+// The daemon must not wait until a process opens the other end.
 TEST_F(VEXFileIOTest, AFifoIsRefusedWithoutWaitingForAPeer)
 {
     ASSERT_EQ(mkfifo(Path("fifo").c_str(), 0600), 0);
@@ -226,7 +226,7 @@ TEST_F(VEXFileIOTest, ARefusedFileLeavesNoDescriptorOpen)
     EXPECT_TRUE(DescriptorsOf(mFolder).empty());
 }
 
-TEST_F(VEXFileIOTest, FlagsAndPropertiesWithoutAMeaningAreRefused)
+TEST_F(VEXFileIOTest, OtherFlagsAndPropertiesAreRefused)
 {
     const std::string path = Make("kept", "kept");
     for (const int flags : {0, 1, 4, 8 | 4, 32, 16 | 32, -1}) {
@@ -238,7 +238,7 @@ TEST_F(VEXFileIOTest, FlagsAndPropertiesWithoutAMeaningAreRefused)
     EXPECT_EQ(Text("kept"), "kept");
 }
 
-TEST_F(VEXFileIOTest, ANameWithANulInItIsRefused)
+TEST_F(VEXFileIOTest, ANameThatContainsANulIsRefused)
 {
     const std::string path = Make("kept", "kept");
     EXPECT_EQ(OpenError(path + '\0' + ".xml", 16), EINVAL);
@@ -269,7 +269,7 @@ TEST_F(VEXFileIOTest, CanBeOpenedAgainAfterClose)
     EXPECT_EQ(Text("second"), "2");
 }
 
-TEST_F(VEXFileIOTest, WithoutAnOpenFileNothingHappens)
+TEST_F(VEXFileIOTest, OperationsWithoutAnOpenFileDoNothing)
 {
     VEXFileIO file;
     EXPECT_EQ(WriteText(file, "text"), 0U);
@@ -297,8 +297,8 @@ TEST_F(VEXFileIOTest, TheDestructorClosesTheFile)
     EXPECT_TRUE(DescriptorsOf(Path("own")).empty());
 }
 
-// The system writes what fits first, and says why only when asked for the rest.
-TEST_F(VEXFileIOTest, WriteGoesOnAfterAShortWriteAndTellsHowFarItCame)
+// The system first writes the part that fits, and returns an error for the next write.
+TEST_F(VEXFileIOTest, WriteContinuesAfterAShortWriteAndReturnsTheBytesWritten)
 {
     rlimit former{};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &former), 0);

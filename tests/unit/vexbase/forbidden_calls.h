@@ -9,8 +9,8 @@
 
 namespace test {
 
-// From now on the process ends if this thread makes one of the system calls;
-// false when the system has no filter for them.
+// From now on the process is killed if this thread makes one of the system calls. Returns
+// false if the system cannot filter them.
 inline bool ForbidCalls(std::initializer_list<long> calls)
 {
     std::vector<sock_filter> program{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, 0)}; // the call's number

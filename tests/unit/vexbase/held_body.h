@@ -10,7 +10,7 @@ namespace test {
 
 constexpr unsigned int kGenerousMs = 60000;
 
-// A body that says when it runs and goes on until it is let go.
+// A thread's body that reports when it runs, and then runs until it is released.
 struct HeldBody
 {
     VEXEvent running{VEXEvent::Reset::Automatic};

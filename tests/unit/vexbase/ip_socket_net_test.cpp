@@ -28,13 +28,13 @@ HostAddresses Ask()
 
 } // namespace
 
-TEST(HostIPAddresses, GiveEachAddressWithItsInterface)
+TEST(HostIPAddresses, HaveTheNamesOfTheirInterfaces)
 {
     const Names expected{{"127.0.0.1", "lo"}, {"192.0.2.10", "net0"}};
     EXPECT_EQ(Ask().ipv4, expected);
 }
 
-TEST(HostIPAddresses, OfTheSixthVersionAreInTheSecondMapWithoutZoneAndPrefix)
+TEST(HostIPAddresses, OfIPv6AreInTheSecondMapWithoutZoneAndPrefix)
 {
     test::OnHost("ip -6 addr add 2001:db8::10/64 dev net0 nodad");
     const Names ipv6 = Ask().ipv6;
@@ -48,7 +48,7 @@ TEST(HostIPAddresses, OfTheSixthVersionAreInTheSecondMapWithoutZoneAndPrefix)
     test::OnHost("ip -6 addr del 2001:db8::10/64 dev net0");
 }
 
-TEST(HostIPAddresses, LeaveOutInterfacesThatAreDown)
+TEST(HostIPAddresses, OfInterfacesThatAreDownAreLeftOut)
 {
     test::OnHost("ip link set net0 down");
     const Names expected{{"127.0.0.1", "lo"}};
@@ -57,7 +57,7 @@ TEST(HostIPAddresses, LeaveOutInterfacesThatAreDown)
     EXPECT_EQ(Ask().ipv4.count("192.0.2.10"), 1U);
 }
 
-TEST(HostIPAddresses, GiveSeveralAddressesOfOneInterface)
+TEST(HostIPAddresses, OfOneInterfaceMayBeSeveral)
 {
     test::OnHost("ip addr add 192.0.2.11/24 dev net0");
     const Names expected{{"127.0.0.1", "lo"}, {"192.0.2.10", "net0"}, {"192.0.2.11", "net0"}};
@@ -65,7 +65,7 @@ TEST(HostIPAddresses, GiveSeveralAddressesOfOneInterface)
     test::OnHost("ip addr del 192.0.2.11/24 dev net0");
 }
 
-TEST(HostIPAddresses, GiveALabelledAddressByItsLabel)
+TEST(HostIPAddresses, WithALabelHaveItAsTheirName)
 {
     test::OnHost("ip addr add 192.0.2.12/24 dev net0 label net0:1");
     EXPECT_EQ(Ask().ipv4.at("192.0.2.12"), "net0:1");
@@ -73,7 +73,7 @@ TEST(HostIPAddresses, GiveALabelledAddressByItsLabel)
     test::OnHost("ip addr del 192.0.2.12/24 dev net0");
 }
 
-TEST(HostIPAddresses, GiveASharedAddressWithTheFirstInterface)
+TEST(HostIPAddresses, OfTwoInterfacesHaveTheFirstOnesName)
 {
     test::OnHost("ip -6 addr add fe80::5/64 dev net0 nodad && ip -6 addr add fe80::5/64 dev lo");
     EXPECT_EQ(Ask().ipv6.at("fe80::5"),
@@ -81,7 +81,7 @@ TEST(HostIPAddresses, GiveASharedAddressWithTheFirstInterface)
     test::OnHost("ip -6 addr del fe80::5/64 dev net0 && ip -6 addr del fe80::5/64 dev lo");
 }
 
-TEST(HostIPAddresses, ReplaceWhatTheMapsHeld)
+TEST(HostIPAddresses, ReplaceTheContentsOfTheMaps)
 {
     Names ipv4{{"192.0.2.99", "old"}};
     Names ipv6{{"2001:db8::99", "old"}};
@@ -90,7 +90,7 @@ TEST(HostIPAddresses, ReplaceWhatTheMapsHeld)
     EXPECT_EQ(ipv6.count("2001:db8::99"), 0U);
 }
 
-TEST(HostIPAddresses, OfAHostWithoutAnyAreEmptyAndNoFailure)
+TEST(HostIPAddresses, OfAHostWithoutAddressesAreEmptyMaps)
 {
     test::OnHost("ip link set net0 down && ip link set lo down");
     const HostAddresses addresses = Ask();
@@ -99,7 +99,7 @@ TEST(HostIPAddresses, OfAHostWithoutAnyAreEmptyAndNoFailure)
     test::OnHost("ip link set lo up && ip link set net0 up");
 }
 
-TEST(HostIPAddresses, FailOnlyWhenTheKernelCannotBeAsked)
+TEST(HostIPAddresses, FailWhenTheKernelDoesNotAnswer)
 {
     Names ipv4{{"192.0.2.99", "old"}};
     Names ipv6{{"2001:db8::99", "old"}};
@@ -124,7 +124,7 @@ TEST(SocketOption, OfAClosedSocketCannotBeSet)
     EXPECT_LT(socket.SetSocketOption(IP_MULTICAST_TTL, 4), 0);
 }
 
-TEST(SocketOption, OnAClosedSocketNothingElseHappensEither)
+TEST(SocketOption, AndOtherOperationsOnAClosedSocketDoNothing)
 {
     VEXIPSocket socket;
     socket.Shutdown(0);
@@ -132,7 +132,7 @@ TEST(SocketOption, OnAClosedSocketNothingElseHappensEither)
     EXPECT_FALSE(socket.IsOpen());
 }
 
-TEST(SocketOption, ThirtyFiveJoinsAMulticastGroup)
+TEST(SocketOption, Number35JoinsAMulticastGroup)
 {
     ip_mreq membership{};
     membership.imr_multiaddr = test::Address("239.255.255.250", 0).sin_addr;
@@ -152,7 +152,7 @@ TEST(SocketOption, ThirtyFiveJoinsAMulticastGroup)
 TEST(SocketOption, ThatTheSystemRefusesFails)
 {
     ip_mreq membership{};
-    membership.imr_multiaddr = test::Address("192.0.2.1", 0).sin_addr; // no group
+    membership.imr_multiaddr = test::Address("192.0.2.1", 0).sin_addr; // not a multicast group
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", test::kPort), 0);
     EXPECT_LT(socket.SetSocketOption(35, membership), 0);

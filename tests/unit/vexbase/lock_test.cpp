@@ -11,7 +11,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr unsigned int kGenerousMs = 60000;
 
-// What Lock gives here; what it took is let go again.
+// Takes the lock and releases it. Returns the result of Lock.
 int TryLock(VEXLock &lock, unsigned int timeoutMs)
 {
     const int status = lock.Lock(timeoutMs);
@@ -33,12 +33,12 @@ struct Counter
 
     void Add()
     {
-        const VEXLockGuard guard(lock);
+        const vexbase::LockGuard guard(lock);
         ++value;
     }
     long Value()
     {
-        const VEXLockGuard guard(lock);
+        const vexbase::LockGuard guard(lock);
         return value;
     }
 };
@@ -53,24 +53,24 @@ TEST(VEXLock, IsTakenAtOnceWhenItIsFree)
     EXPECT_EQ(TryLock(lock, 0), 0);
 }
 
-TEST(VEXLock, GivesMinusThreeWhenTheTimeRunsOut)
+TEST(VEXLock, ReturnsMinus3WhenTheTimeIsOver)
 {
     VEXLock lock;
-    const VEXLockGuard guard(lock);
+    const vexbase::LockGuard guard(lock);
     EXPECT_EQ(TryLockElsewhere(lock, 0), -3);
     const auto start = Clock::now();
     EXPECT_EQ(TryLockElsewhere(lock, 20), -3);
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(20));
 }
 
-TEST(VEXLock, IsHandedToAWaiterWhenTheOwnerLetsGo)
+TEST(VEXLock, IsTakenByAWaitingThreadWhenItIsReleased)
 {
     for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
         VEXLock lock;
         std::promise<void> running;
         std::future<int> taken;
         {
-            const VEXLockGuard guard(lock);
+            const vexbase::LockGuard guard(lock);
             taken = std::async(std::launch::async, [&] {
                 running.set_value();
                 return TryLock(lock, timeoutMs);
@@ -81,17 +81,17 @@ TEST(VEXLock, IsHandedToAWaiterWhenTheOwnerLetsGo)
     }
 }
 
-TEST(VEXLockGuard, HoldsTheLockForItsScope)
+TEST(LockGuard, HoldsTheLockForItsScope)
 {
     VEXLock lock;
     {
-        const VEXLockGuard guard(lock);
+        const vexbase::LockGuard guard(lock);
         EXPECT_EQ(TryLockElsewhere(lock, 0), -3);
     }
     EXPECT_EQ(TryLockElsewhere(lock, 0), 0);
 }
 
-TEST(VEXLock, LetsOneThreadInAtATime)
+TEST(VEXLock, IsHeldByOneThreadAtATime)
 {
     constexpr int kRounds = 20000;
     Counter counter;

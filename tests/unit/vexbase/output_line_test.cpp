@@ -23,7 +23,7 @@ TEST(OutputLine, AFaultGoesToStandardErrorProgressToStandardOutput)
     EXPECT_EQ(output.out, "Open: progress\n");
 }
 
-TEST(OutputLine, AllBytesPassUnchangedAndNoneIsTakenAsAFormat)
+TEST(OutputLine, BytesAreWrittenUnchanged)
 {
     std::string bytes = "%s%n%d {} \\n";
     for (int byte = 0; byte < 256; ++byte) {
@@ -85,8 +85,8 @@ TEST(OutputLine, LinesAppearAgainAfterAFullDisk)
     EXPECT_EQ(output.err, "Lines lost: 2 (no room, or no reader)\nthere again\nand there\n");
 }
 
-// What a disk takes of a line before it is full, or the largest size of a file is
-// reached; the latter raises SIGXFSZ with every further write.
+// A line is cut when the disk is full or the largest size of a file is reached. In the
+// second case every further write raises SIGXFSZ.
 TEST(OutputLine, AfterALineThatWasCutTheNextStartsOnANewLine)
 {
     const test::Output output = test::InChild([] {
@@ -120,13 +120,13 @@ TEST(OutputLine, ACountThatWasCutIsWrittenAgain)
     EXPECT_EQ(output.err, "lo\nLines los\nLines lost: 2 (no room, or no reader)\nthere again\n");
 }
 
-TEST(OutputLine, ADescriptorThatWasClosedAndReplacedIsWrittenToAfresh)
+TEST(OutputLine, ADescriptorThatWasReplacedIsUsed)
 {
     const test::Output output = test::InChild([] {
         const test::Channel pipe(test::Channel::Kind::Pipe);
         const int saved = dup(STDERR_FILENO);
         WriteFault({"before"});
-        // As in a daemon that detaches: closed, then another kind of file.
+        // As in a daemon that detaches: closed, then opened on another kind of file.
         close(STDERR_FILENO);
         WriteFault({"lost"});
         dup2(pipe.Writer(), STDERR_FILENO);

@@ -15,8 +15,8 @@
 #include <sys/wait.h>
 #include <termios.h>
 
-// Lines for readers that stall or have gone. A writer that waits for them keeps
-// its test from ending.
+// Lines for readers that stall or have closed their end. If a writer waited for them, its
+// test would not end.
 
 using test::Channel;
 using test::ReadAll;
@@ -34,7 +34,7 @@ bool EndsIn(const std::string &text, const std::string &end)
            text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-// A terminal that shows what is written, byte for byte.
+// A terminal that outputs the written bytes without changes.
 class Terminal
 {
 public:
@@ -59,14 +59,14 @@ public:
 
     [[nodiscard]] int Slave() const { return mSlave; }
 
-    // What is on the screen next, "" after a generous time without.
+    // The next output; empty if there is none for a generous time.
     [[nodiscard]] std::string Read() const
     {
         pollfd readable{mMaster, POLLIN, 0};
         return poll(&readable, 1, 60000) == 1 ? ReadAll(mMaster) : "";
     }
 
-    // The same up to a text that ends it.
+    // The output up to a text and with it.
     [[nodiscard]] std::string ReadTo(const std::string &end) const
     {
         std::string text = Read();
@@ -81,7 +81,8 @@ private:
     int mSlave = -1;
 };
 
-// Leaves the process no descriptor to open, as without /proc.
+// Allows no descriptors but the standard ones, so that opening a file fails, as it does
+// without /proc.
 class NoDescriptors
 {
 public:
@@ -114,7 +115,8 @@ std::string LinesOfAFull(Channel &channel)
     WriteFault({"lost"});
     WriteFault({"lost"});
     WriteFault({"lost"});
-    EXPECT_EQ(fcntl(channel.Writer(), F_GETFL) & O_NONBLOCK, 0); // others share it
+    EXPECT_EQ(fcntl(channel.Writer(), F_GETFL) & O_NONBLOCK,
+              0); // other processes share the file description
     static_cast<void>(ReadAll(channel.Reader()));
     WriteFault({"there again"});
     return ReadAll(channel.Reader());
@@ -134,7 +136,7 @@ TEST(OutputReader, AFullSocketLosesLinesAndGetsTheirCountLater)
     EXPECT_EQ(LinesOfAFull(socket), std::string(kLostThree) + "there again\n");
 }
 
-TEST(OutputReader, AFullPipeThatCannotBeOpenedAgainDoesTheSame)
+TEST(OutputReader, AFullPipeThatCannotBeOpenedAgainLosesLinesAndGetsTheirCountLater)
 {
     Channel pipe(Channel::Kind::Pipe);
     pipe.Fill();
@@ -146,7 +148,7 @@ TEST(OutputReader, AFullPipeThatCannotBeOpenedAgainDoesTheSame)
     static_cast<void>(ReadAll(pipe.Reader()));
     WriteProgress({"there again"});
     EXPECT_EQ(ReadAll(pipe.Reader()), std::string(kLostThree) + "there again\n");
-    // What poll() promises is room for so much.
+    // If poll() reports room, a pipe has room for PIPE_BUF bytes.
     WriteProgress({std::string(PIPE_BUF + 1, 'x')});
     WriteProgress({"and there"});
     EXPECT_EQ(ReadAll(pipe.Reader()),
@@ -166,7 +168,7 @@ TEST(OutputReader, AStoppedTerminalLosesLinesAndGetsTheirCountLater)
     EXPECT_EQ(terminal.ReadTo("again\n"), std::string(kLostThree) + "there again\n");
 }
 
-// Of a line that a terminal takes in part, the rest is lost.
+// When a terminal takes a part of a line, the rest is lost.
 TEST(OutputReader, ATerminalThatNobodyReadsKeepsWholeLinesAndCountsTheOthers)
 {
     const Terminal terminal;
@@ -191,7 +193,7 @@ TEST(OutputReader, ATerminalThatNobodyReadsKeepsWholeLinesAndCountsTheOthers)
         } else if (read == line || read == "there again") {
             ++accountedFor;
         } else {
-            EXPECT_EQ(read, std::string(read.size(), 'x')); // cut, and among the lost ones
+            EXPECT_EQ(read, std::string(read.size(), 'x')); // cut, so it counts as lost
         }
     }
     EXPECT_GT(lost, 0U);
@@ -207,7 +209,7 @@ TEST(OutputReader, ATerminalDoesNotStopAProcessInItsBackground)
         settings.c_lflag |= TOSTOP;
         tcsetattr(terminal.Slave(), TCSANOW, &settings);
         ASSERT_GE(setsid(), 0);
-        ASSERT_NE(std::signal(SIGHUP, SIG_IGN), SIG_ERR); // comes when the terminal closes
+        ASSERT_NE(std::signal(SIGHUP, SIG_IGN), SIG_ERR); // raised when the terminal is closed
         ASSERT_EQ(ioctl(terminal.Slave(), TIOCSCTTY, 0), 0);
         const pid_t background = fork();
         if (background == 0) {
@@ -220,7 +222,7 @@ TEST(OutputReader, ATerminalDoesNotStopAProcessInItsBackground)
         EXPECT_EQ(waitpid(background, &status, WUNTRACED), background);
         EXPECT_EQ(status, 0);
         EXPECT_EQ(terminal.ReadTo("\n"), "from the background\n");
-        kill(background, SIGKILL); // where it was stopped
+        kill(background, SIGKILL); // it would stay stopped
     });
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the socket tests share.
+// Helpers of the socket tests.
 #include "support/private_namespace.h"
 #include "vexbase/vex_udp_socket.h"
 
@@ -34,7 +34,7 @@ inline std::string Text(const sockaddr_in &address)
     return text.data() + (":" + std::to_string(ntohs(address.sin_port)));
 }
 
-// One Poll: the datagram and its sender, both "" when none came.
+// The datagram of one Poll and its sender; both are empty if none came.
 struct Polled
 {
     std::string datagram;
@@ -62,7 +62,7 @@ inline void AwaitBlocked(const std::atomic<pid_t> &threadId)
         std::this_thread::yield();
         std::ifstream status("/proc/self/task/" + std::to_string(threadId) + "/stat");
         std::string number;
-        std::string name; // a test program's, without blanks
+        std::string name; // of a test program, so without spaces
         status >> number >> name >> state;
     }
 }

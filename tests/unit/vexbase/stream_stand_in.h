@@ -10,7 +10,7 @@
 
 namespace test {
 
-// Puts a descriptor into the place of a standard one for the length of a scope.
+// Replaces a standard descriptor by another one for the length of a scope.
 class StandIn
 {
 public:
@@ -33,8 +33,8 @@ private:
     int mSaved;
 };
 
-// Two connected descriptors, closed at the end of the scope: a pipe or a pair of
-// sockets. The reading end never waits, the writing end does.
+// Two connected descriptors, a pipe or a pair of sockets. The destructor closes them.
+// Reading does not block; writing does.
 class Channel
 {
 public:
@@ -82,7 +82,7 @@ private:
     std::array<int, 2> mEnds{-1, -1};
 };
 
-// All that waits to be read. REQUIRES: the descriptor does not wait for more.
+// Reads all bytes that have arrived. REQUIRES: the descriptor does not block.
 inline std::string ReadAll(int descriptor)
 {
     std::string text;

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-// The thread sanitizer loses sight of a thread that ends inside a system call.
+// The thread sanitizer does not support threads that end inside a system call.
 #if defined(__SANITIZE_THREAD__)
 #define UNDER_THREAD_SANITIZER 1
 #elif defined(__has_feature)
@@ -21,7 +21,7 @@ namespace {
 
 constexpr unsigned int kGenerousMs = 60000;
 
-// Notes that it went out of scope.
+// Records its destruction.
 class Scope
 {
 public:
@@ -40,7 +40,7 @@ void BlockForEver()
     static_cast<void>(never.WaitForSignal(kVEXInfinite));
 }
 
-// Starts a body and waits until it says that it runs.
+// Starts a body and waits until it reports that it runs.
 void StartAndAwait(VEXThread &thread, VEXEvent &running)
 {
     ASSERT_EQ(thread.Start(), 0);
@@ -64,7 +64,7 @@ public:
 
 } // namespace
 
-TEST(VEXThreadKill, EndsABlockedBodyAndReleasesWhatItHeld)
+TEST(VEXThreadKill, EndsABlockedBodyAndDestroysItsObjects)
 {
     VEXThread thread;
     VEXEvent running(VEXEvent::Reset::Manual);
@@ -83,7 +83,7 @@ TEST(VEXThreadKill, EndsABlockedBodyAndReleasesWhatItHeld)
     EXPECT_TRUE(released);
     EXPECT_FALSE(wentOn);
     EXPECT_FALSE(thread.Active());
-    EXPECT_EQ(output.err, ""); // it is no exception to be reported
+    EXPECT_EQ(output.err, ""); // Kill is not reported as an exception
 }
 
 TEST(VEXThreadKill, EndsABodyThatWaitsForAnEvent)
@@ -99,13 +99,13 @@ TEST(VEXThreadKill, EndsABodyThatWaitsForAnEvent)
         StartAndAwait(thread, running);
         thread.Kill();
         EXPECT_FALSE(thread.Active());
-        never.Signal(); // its mutex is free again
+        never.Signal(); // the event's mutex has been released
         never.Clear();
         running.Clear();
     }
 }
 
-TEST(VEXThreadKill, LeavesOutTheFlush)
+TEST(VEXThreadKill, SkipsThreadFlush)
 {
     BusyThread thread;
     StartAndAwait(thread, thread.mRunning);
@@ -114,7 +114,7 @@ TEST(VEXThreadKill, LeavesOutTheFlush)
     EXPECT_FALSE(thread.mFlushed);
 }
 
-TEST(VEXThreadKill, LetsTheThreadBeStartedAgain)
+TEST(VEXThreadKill, AllowsTheThreadToStartAgain)
 {
     VEXThread thread;
     VEXEvent running(VEXEvent::Reset::Automatic);
@@ -131,7 +131,7 @@ TEST(VEXThreadKill, LetsTheThreadBeStartedAgain)
     EXPECT_EQ(thread.Stop(0), 0);
 }
 
-TEST(VEXThreadKill, CancelsTheRunThatWasToFollowAndAllowsNoOther)
+TEST(VEXThreadKill, CancelsALaterRunAndRefusesAnother)
 {
     VEXThread thread;
     VEXEvent running(VEXEvent::Reset::Manual);
@@ -158,7 +158,7 @@ TEST(VEXThreadKill, CancelsTheRunThatWasToFollowAndAllowsNoOther)
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);
 }
 
-TEST(VEXThreadKill, OfAThreadThatDoesNotRunDoesNothing)
+TEST(VEXThreadKill, DoesNothingWhenTheThreadIsNotRunning)
 {
     VEXThread thread;
     thread.Kill();
@@ -185,9 +185,9 @@ TEST(VEXThreadKill, OnItselfEndsItAtTheNextCancellationPoint)
     EXPECT_FALSE(wentOn);
 }
 
-// close() is a point where a killed thread ends, and nothing may leave a
-// destructor that way: it would end the process.
-TEST(VEXThreadKill, SparesTheDestructorsOfThisLibrary)
+// close() is a cancellation point. A thread that ended there, inside a destructor, would
+// end the process.
+TEST(VEXThreadKill, DoesNotInterruptDestructorsOfThisLibrary)
 {
     std::atomic<bool> left{false};
     VEXThread thread;
@@ -218,7 +218,7 @@ TEST(VEXThreadKill, SparesTheDestructorsOfThisLibrary)
     EXPECT_TRUE(left);
 }
 
-TEST(VEXThreadKill, LeavesASocketThatTheThreadReadUsable)
+TEST(VEXThreadKill, LeavesASocketUsableFromWhichTheThreadRead)
 {
 #ifdef UNDER_THREAD_SANITIZER
     GTEST_SKIP();
@@ -235,6 +235,6 @@ TEST(VEXThreadKill, LeavesASocketThatTheThreadReadUsable)
     });
     StartAndAwait(thread, running);
     thread.Kill();
-    socket.Close(); // would wait for ever for a reader that left no trace of its going
+    socket.Close(); // would block if the killed reader still counted as a user
     EXPECT_EQ(socket.Open("127.0.0.1", 0), 0);
 }

@@ -5,14 +5,14 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-// Starting a thread whose former run was asked to stop and has not ended.
+// Starting a thread whose previous run was asked to stop and has not ended.
 
 using test::HeldBody;
 using test::kGenerousMs;
 using test::StartHeld;
 
-// As after a Close of the engine that gave up waiting.
-TEST(VEXThreadRestart, StartedWhileAStoppedRunGoesOnItRunsAgainWhenThatRunEnds)
+// For instance after a Close of the engine that has timed out.
+TEST(VEXThreadRestart, StartDuringAStoppedRunRunsAgainWhenThatRunEnds)
 {
     HeldBody body;
     VEXThread thread;
@@ -20,7 +20,7 @@ TEST(VEXThreadRestart, StartedWhileAStoppedRunGoesOnItRunsAgainWhenThatRunEnds)
     EXPECT_EQ(thread.Stop(0), -3);
     EXPECT_EQ(thread.Start(), 0);
     EXPECT_EQ(thread.Start(), 0);    // changes nothing
-    EXPECT_TRUE(thread.Terminate()); // the former run is still to end
+    EXPECT_TRUE(thread.Terminate()); // the previous run has not ended
     EXPECT_EQ(body.runs, 1);
     body.letGo.Signal();
     ASSERT_EQ(body.running.WaitForSignal(kGenerousMs), 0);
@@ -30,7 +30,7 @@ TEST(VEXThreadRestart, StartedWhileAStoppedRunGoesOnItRunsAgainWhenThatRunEnds)
     EXPECT_FALSE(thread.Active());
 }
 
-TEST(VEXThreadRestart, AStopCancelsTheRunThatWasToFollow)
+TEST(VEXThreadRestart, StopCancelsTheLaterRun)
 {
     HeldBody body;
     VEXThread thread;
@@ -46,7 +46,7 @@ TEST(VEXThreadRestart, AStopCancelsTheRunThatWasToFollow)
     EXPECT_EQ(body.runs, 2);
 }
 
-TEST(VEXThreadRestart, AStopWaitsForTheRunThatItStoppedOnly)
+TEST(VEXThreadRestart, StopWaitsOnlyForTheRunThatItStopped)
 {
     HeldBody first;
     HeldBody second;
@@ -62,7 +62,7 @@ TEST(VEXThreadRestart, AStopWaitsForTheRunThatItStoppedOnly)
     EXPECT_EQ(thread.Start(), 0);
     first.letGo.Signal();
     ASSERT_EQ(second.running.WaitForSignal(kGenerousMs), 0);
-    EXPECT_EQ(stopped.get(), 0); // while the second run goes on
+    EXPECT_EQ(stopped.get(), 0); // while the second run continues
     EXPECT_TRUE(thread.Active());
     second.letGo.Signal();
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);
@@ -85,13 +85,13 @@ TEST(VEXThreadRestart, AThreadCanStartItselfAgainAfterAStop)
     EXPECT_EQ(runs, 2);
 }
 
-// Starts and stops of several threads at any moment of a run.
-TEST(VEXThreadRestart, TheLastStartOrStopHolds)
+// Several threads start and stop it at any moment of a run.
+TEST(VEXThreadRestart, TheLastStartOrStopCounts)
 {
     VEXThread thread;
     std::atomic<int> running{0};
     thread.Attach([&] {
-        EXPECT_EQ(++running, 1); // never two runs together
+        EXPECT_EQ(++running, 1); // never two runs at the same time
         while (!thread.Terminate()) {
             std::this_thread::yield();
         }

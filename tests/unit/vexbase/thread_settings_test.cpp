@@ -35,7 +35,7 @@ Settings OfThisThread()
     return settings;
 }
 
-// A thread that looks at its own settings whenever it is asked to.
+// A thread that reads its own settings on request.
 class LookingThread : public VEXThread
 {
 public:
@@ -65,11 +65,11 @@ private:
     Settings mSettings;
 };
 
-// Runs code on a thread that may do no more than an ordinary user.
+// Runs code on a thread that has the rights of an ordinary user.
 void AsOrdinaryUser(const std::function<void()> &code)
 {
     std::thread([&code] {
-        if (geteuid() == 0) { // the bare call leaves the other threads as they are
+        if (geteuid() == 0) { // the system call changes only this thread
             ASSERT_EQ(syscall(SYS_setresuid, -1, 65534, -1), 0);
         }
         code();
@@ -78,7 +78,7 @@ void AsOrdinaryUser(const std::function<void()> &code)
 
 } // namespace
 
-TEST(VEXThreadPriority, SetBeforeStartHoldsFromTheStartOn)
+TEST(VEXThreadPriority, SetBeforeStartAppliesFromTheStart)
 {
     LookingThread thread;
     EXPECT_EQ(thread.SetPriority(7), 0);
@@ -86,7 +86,7 @@ TEST(VEXThreadPriority, SetBeforeStartHoldsFromTheStartOn)
     ASSERT_EQ(thread.Start(), 0);
     EXPECT_EQ(thread.Look().nice, 7);
     EXPECT_EQ(thread.GetPriority(), 7);
-    EXPECT_NE(getpriority(PRIO_PROCESS, 0), 7); // the thread's alone
+    EXPECT_NE(getpriority(PRIO_PROCESS, 0), 7); // only that thread's
 }
 
 TEST(VEXThreadPriority, OfARunningThreadIsChangedAtOnce)
@@ -99,9 +99,9 @@ TEST(VEXThreadPriority, OfARunningThreadIsChangedAtOnce)
     EXPECT_EQ(thread.GetPriority(), 19);
 }
 
-TEST(VEXThreadPriority, NeverSetIsThatOfTheStarter)
+TEST(VEXThreadPriority, NotSetIsInherited)
 {
-    std::thread([] { // nobody else's priority is to change
+    std::thread([] { // must not change the priority of other threads
         ASSERT_EQ(setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 11), 0);
         LookingThread thread;
         EXPECT_EQ(thread.GetPriority(), 11);
@@ -132,7 +132,7 @@ TEST(VEXThreadPriority, ThatTheSystemRefusesFailsAndChangesNothing)
     EXPECT_EQ(thread.Look().nice, 10);
 }
 
-TEST(VEXThreadRealTime, IsTakenOverOrRefusedAsTheSystemDecides)
+TEST(VEXThreadRealTime, IsSetUnlessTheSystemRefuses)
 {
     LookingThread thread;
     ASSERT_EQ(thread.Start(), 0);
@@ -174,7 +174,7 @@ TEST(VEXThreadRealTime, ThatTheSystemRefusesFailsAndChangesNothing)
     EXPECT_EQ(thread.Look().policy, SCHED_OTHER);
 }
 
-TEST(VEXThreadName, SetBeforeStartHoldsFromTheStartOn)
+TEST(VEXThreadName, SetBeforeStartAppliesFromTheStart)
 {
     LookingThread thread;
     thread.SetThreadName("beacon-ssdp");

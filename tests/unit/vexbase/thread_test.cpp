@@ -21,7 +21,7 @@ using test::StartHeld;
 
 namespace {
 
-// Writes down the order in which its hooks are called.
+// Records the order in which its hooks are called.
 class HookThread : public VEXThread
 {
 public:
@@ -110,7 +110,7 @@ TEST(VEXThread, CanBeStartedAgainAfterItsBodyEndedByItself)
     }
 }
 
-TEST(VEXThread, StartFailsWhenTheSystemHasNoThreadToGive)
+TEST(VEXThread, StartFailsWhenTheSystemCannotCreateAThread)
 {
     test::InChild([] {
         const bool root = geteuid() == 0;
@@ -118,7 +118,7 @@ TEST(VEXThread, StartFailsWhenTheSystemHasNoThreadToGive)
         EXPECT_EQ(getrlimit(RLIMIT_NPROC, &former), 0);
         const rlimit none{0, former.rlim_max};
         EXPECT_EQ(setrlimit(RLIMIT_NPROC, &none), 0);
-        if (root) { // for whom the limit does not hold
+        if (root) { // the limit does not apply to root
             EXPECT_EQ(setresuid(65534, 65534, 0), 0);
         }
         VEXThread thread;
@@ -144,8 +144,7 @@ TEST(VEXThread, RunsInitOnceThenTheLoopUntilItReturnsFalseThenFlush)
     EXPECT_EQ(thread.mCalls, "init loop loop loop flush ");
 }
 
-// Initialisation that failed does not keep a thread from its work: the browse
-// list writer, for one, returns false whatever happened.
+// The browse list writer, for instance, always returns false.
 TEST(VEXThread, RunsTheLoopWhateverInitReturns)
 {
     HookThread thread(false, 1);
@@ -199,7 +198,7 @@ TEST(VEXThread, StopEndsTheLoopAndFlushes)
     EXPECT_TRUE(thread.mFlushed);
 }
 
-TEST(VEXThread, TerminateTellsOfAStopRequestUntilTheNextStart)
+TEST(VEXThread, TerminateIsTrueFromAStopUntilTheNextStart)
 {
     HeldBody body;
     VEXThread thread;
@@ -215,7 +214,7 @@ TEST(VEXThread, TerminateTellsOfAStopRequestUntilTheNextStart)
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);
 }
 
-TEST(VEXThread, StopWaitsAsLongAsItWasTold)
+TEST(VEXThread, StopWaitsForItsTimeout)
 {
     HeldBody body;
     VEXThread thread;
@@ -228,7 +227,7 @@ TEST(VEXThread, StopWaitsAsLongAsItWasTold)
     EXPECT_EQ(thread.Stop(kVEXInfinite), 0);
 }
 
-TEST(VEXThread, StopOfAThreadThatDoesNotRunReturnsZero)
+TEST(VEXThread, StopReturns0WhenTheThreadIsNotRunning)
 {
     VEXThread thread;
     EXPECT_EQ(thread.Stop(0), 0);
@@ -237,7 +236,7 @@ TEST(VEXThread, StopOfAThreadThatDoesNotRunReturnsZero)
     EXPECT_EQ(thread.Stop(0), 0);
 }
 
-TEST(VEXThread, StopOnItselfAsksAndFails)
+TEST(VEXThread, StopOnItselfRequestsTheStopAndFails)
 {
     VEXThread thread;
     std::atomic<int> status{0};
@@ -255,7 +254,7 @@ TEST(VEXThread, StopOnItselfAsksAndFails)
     EXPECT_TRUE(asked);
 }
 
-TEST(VEXThread, SeveralThreadsMayStopOneTogether)
+TEST(VEXThread, SeveralThreadsMayStopItAtOnce)
 {
     for (int round = 0; round < 50; ++round) {
         EndlessThread thread;
@@ -301,8 +300,7 @@ TEST(VEXThread, TheDestructorStopsABodyThatIsStillRunning)
     EXPECT_TRUE(ended);
 }
 
-// Its supervisor starts the process again; with one thread missing it would look
-// alive.
+// Its supervisor starts the process again. Without one thread it would seem to work.
 TEST(VEXThread, AnExceptionEndsTheProcessWithStatus1AfterOneLine)
 {
     test::LiveChild child([] {
@@ -320,7 +318,7 @@ TEST(VEXThread, AnExceptionEndsTheProcessWithStatus1AfterOneLine)
     EXPECT_EQ(child.Out(), "");
 }
 
-TEST(VEXThread, AnExceptionOfUnknownTypeDoesTheSame)
+TEST(VEXThread, AnExceptionOfUnknownTypeEndsTheProcess)
 {
     test::LiveChild child([] {
         VEXThread thread;

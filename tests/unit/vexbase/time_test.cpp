@@ -21,8 +21,8 @@ std::uint64_t MonotonicMs()
     return std::uint64_t(now.tv_sec) * 1000U + std::uint64_t(now.tv_nsec) / 1'000'000U;
 }
 
-// Whether this process may give its children a monotonic clock of their own,
-// which shows `seconds` now.
+// Gives the children of this process a monotonic clock that starts at `seconds`. Returns
+// false if the system does not allow it.
 bool SetChildrensClock(long seconds)
 {
     const uid_t user = geteuid();
@@ -48,17 +48,17 @@ TEST(VEXTime, CountsTheMillisecondsOfTheMonotonicClock)
     EXPECT_LE(now - before, after - before);
 }
 
-TEST(VEXTime, NeverGoesBackWithinItsRange)
+TEST(VEXTime, DoesNotGoBack)
 {
     std::uint32_t last = VEXTime::GetSystemTime();
     for (int i = 0; i < 10000; ++i) {
         const std::uint32_t now = VEXTime::GetSystemTime();
-        ASSERT_LT(now - last, 60000U); // a step back would be a huge step forward
+        ASSERT_LT(now - last, 60000U); // a step back would give a large number
         last = now;
     }
 }
 
-TEST(VEXTime, StartsAgainFromZeroAfterTwoToThe32Milliseconds)
+TEST(VEXTime, WrapsTo0After2ToThe32Milliseconds)
 {
     const test::Output output = test::InChild([] {
         if (!SetChildrensClock(kWrapSeconds)) {
@@ -76,6 +76,6 @@ TEST(VEXTime, StartsAgainFromZeroAfterTwoToThe32Milliseconds)
         EXPECT_EQ(status, 0);
     });
     if (output.out == "refused") {
-        GTEST_SKIP() << "the system has no clocks to give away";
+        GTEST_SKIP() << "the system does not allow time namespaces";
     }
 }

@@ -14,7 +14,7 @@ using test::WriteText;
 
 namespace {
 
-std::vector<std::string> Texts(const VEXDatagramBatch &batch)
+std::vector<std::string> Texts(const vexbase::DatagramBatch &batch)
 {
     std::vector<std::string> texts;
     for (std::size_t index = 0; index < batch.Count(); ++index) {
@@ -25,7 +25,7 @@ std::vector<std::string> Texts(const VEXDatagramBatch &batch)
 
 } // namespace
 
-TEST(UDPSocketPollBatch, GivesAllThatWaitsInOrderWithItsSenders)
+TEST(UDPSocketPollBatch, ReturnsAllQueuedDatagramsInOrderWithTheirSenders)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -35,7 +35,7 @@ TEST(UDPSocketPollBatch, GivesAllThatWaitsInOrderWithItsSenders)
     one.SendTo("first", kOwnAddress, kPort);
     two.SendTo(second, kOwnAddress, kPort);
     one.SendTo("third", kOwnAddress, kPort);
-    VEXDatagramBatch batch(1500);
+    vexbase::DatagramBatch batch(1500);
     ASSERT_EQ(socket.Poll(batch, kGenerousMs), 3U);
     EXPECT_EQ(Texts(batch), (std::vector<std::string>{"first", second, "third"}));
     EXPECT_EQ(test::Text(batch.Sender(0)), "192.0.2.20:1901");
@@ -43,19 +43,20 @@ TEST(UDPSocketPollBatch, GivesAllThatWaitsInOrderWithItsSenders)
     EXPECT_EQ(test::Text(batch.Sender(2)), "192.0.2.20:1901");
 }
 
-TEST(UDPSocketPollBatch, LeavesForTheNextTimeWhatItHasNoRoomFor)
+TEST(UDPSocketPollBatch, LeavesTheRestForTheNextCall)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
     std::vector<std::string> sent;
-    for (std::size_t number = 0; number < 2 * VEXDatagramBatch::kCapacity + 3; ++number) {
+    for (std::size_t number = 0; number < 2 * vexbase::DatagramBatch::kCapacity + 3; ++number) {
         sent.push_back(std::to_string(number));
         ASSERT_GT(WriteText(socket, sent.back(), Address("127.0.0.1", kPort)), 0);
     }
-    VEXDatagramBatch batch(1500);
+    vexbase::DatagramBatch batch(1500);
     std::vector<std::string> received;
-    for (const std::size_t expected : {VEXDatagramBatch::kCapacity, VEXDatagramBatch::kCapacity,
-                                       std::size_t{3}, std::size_t{0}}) {
+    for (const std::size_t expected :
+         {vexbase::DatagramBatch::kCapacity, vexbase::DatagramBatch::kCapacity, std::size_t{3},
+          std::size_t{0}}) {
         EXPECT_EQ(socket.Poll(batch, expected == 0 ? 0 : kGenerousMs), expected);
         for (const std::string &text : Texts(batch)) {
             received.push_back(text);
@@ -64,13 +65,13 @@ TEST(UDPSocketPollBatch, LeavesForTheNextTimeWhatItHasNoRoomFor)
     EXPECT_EQ(received, sent);
 }
 
-TEST(UDPSocketPollBatch, CutsLongDatagramsAndPutsANulBehindEach)
+TEST(UDPSocketPollBatch, CutsLongDatagramsAndEndsEachWithANul)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
     PeerSocket peer;
-    VEXDatagramBatch batch(1500);
-    for (int round = 0; round < 2; ++round) { // the second over the remains of the first
+    vexbase::DatagramBatch batch(1500);
+    for (int round = 0; round < 2; ++round) { // the second round overwrites the first
         peer.SendTo(std::string(1500, 'a'), kOwnAddress, kPort);
         peer.SendTo(std::string(1501, 'b'), kOwnAddress, kPort);
         peer.SendTo("next", kOwnAddress, kPort);
@@ -85,13 +86,13 @@ TEST(UDPSocketPollBatch, CutsLongDatagramsAndPutsANulBehindEach)
     }
 }
 
-TEST(UDPSocketPollBatch, TakesAnEmptyDatagramForNone)
+TEST(UDPSocketPollBatch, DoesNotCountEmptyDatagrams)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
     PeerSocket one(1901, kPeerAddress);
     PeerSocket two(1902, kPeerAddress);
-    VEXDatagramBatch batch(1500);
+    vexbase::DatagramBatch batch(1500);
     one.SendTo("", kOwnAddress, kPort);
     EXPECT_EQ(socket.Poll(batch, kVEXInfinite), 0U);
     one.SendTo("", kOwnAddress, kPort);
@@ -111,7 +112,7 @@ TEST(UDPSocketPollBatch, TakesAnEmptyDatagramForNone)
 TEST(UDPSocketPollBatch, OfASilentOrClosedSocketIsEmpty)
 {
     VEXUDPSocket socket;
-    VEXDatagramBatch batch(1500);
+    vexbase::DatagramBatch batch(1500);
     EXPECT_EQ(socket.Poll(batch, kVEXInfinite), 0U);
     ASSERT_EQ(socket.Open("", kPort), 0);
     PeerSocket peer;
@@ -127,24 +128,23 @@ TEST(UDPSocketPollBatch, OfASilentOrClosedSocketIsEmpty)
     EXPECT_EQ(batch.Count(), 0U);
 }
 
-// What makes a crowded network cheap: no call but the receiving one, and one for
-// as many datagrams as there is room for.
-TEST(UDPSocketPollBatch, CostsOneSystemCallForAllOfThem)
+// On a busy network this saves system calls: only one for each full batch.
+TEST(UDPSocketPollBatch, CostsOneSystemCallForAll)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
-    for (std::size_t number = 0; number < 4 * VEXDatagramBatch::kCapacity; ++number) {
+    for (std::size_t number = 0; number < 4 * vexbase::DatagramBatch::kCapacity; ++number) {
         ASSERT_EQ(WriteText(socket, "queued", Address("127.0.0.1", kPort)), 6);
     }
     std::atomic<bool> refused{false};
     std::thread reader([&] {
-        VEXDatagramBatch batch(1500);
-        EXPECT_EQ(socket.Poll(batch, kGenerousMs), VEXDatagramBatch::kCapacity);
+        vexbase::DatagramBatch batch(1500);
+        EXPECT_EQ(socket.Poll(batch, kGenerousMs), vexbase::DatagramBatch::kCapacity);
         EXPECT_EQ(socket.Poll(batch, kGenerousMs),
-                  VEXDatagramBatch::kCapacity); // sets the time-out
+                  vexbase::DatagramBatch::kCapacity); // sets the time-out
         refused = !test::ForbidCalls({SYS_recvfrom, SYS_recvmsg, SYS_ppoll, SYS_setsockopt});
-        EXPECT_EQ(socket.Poll(batch, kGenerousMs), VEXDatagramBatch::kCapacity);
-        EXPECT_EQ(socket.Poll(batch, kGenerousMs), VEXDatagramBatch::kCapacity);
+        EXPECT_EQ(socket.Poll(batch, kGenerousMs), vexbase::DatagramBatch::kCapacity);
+        EXPECT_EQ(socket.Poll(batch, kGenerousMs), vexbase::DatagramBatch::kCapacity);
     });
     reader.join();
     if (refused) {

@@ -1,4 +1,4 @@
-// Shutdown and Close while other threads are in the socket.
+// Shutdown and Close while other threads use the socket.
 #include "unit/vexbase/sockets.h"
 
 #include <chrono>
@@ -21,11 +21,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Far below the time-outs, far above what a busy machine takes to wake a thread.
+// Much shorter than the time-outs, much longer than a busy machine needs to wake a thread.
 constexpr auto kAtOnce = std::chrono::seconds(10);
 
-// The two ways in which a socket is waited for: after a wait that brought
-// nothing, and while datagrams flow.
+// The two ways of waiting for a datagram: on a quiet socket, and while datagrams flow.
 constexpr std::array<bool, 2> kQuietAndFlowing{false, true};
 
 void OpenForWaiting(VEXUDPSocket &socket, bool flowing)
@@ -37,7 +36,7 @@ void OpenForWaiting(VEXUDPSocket &socket, bool flowing)
     }
 }
 
-// A thread that waits in Poll, and what it got there.
+// A thread that waits in Poll, and the result of Poll.
 class Poller
 {
 public:
@@ -65,7 +64,7 @@ private:
     std::future<std::string> mResult;
 };
 
-// Sends without a pause for as long as it lives.
+// Sends without a pause until it is destroyed.
 class Flood
 {
 public:
@@ -94,7 +93,7 @@ private:
 
 std::atomic<int> gSignals{0};
 
-// Counts signals of one kind, which interrupt system calls, while it lives.
+// Handles one signal, which interrupts system calls, until it is destroyed. Counts it.
 class SignalCounter
 {
 public:
@@ -112,7 +111,7 @@ private:
     struct sigaction mFormer = {};
 };
 
-// Reads from a socket under a flood until an operation ends that.
+// Reads from a socket during a flood until an operation ends the reading.
 void ExpectEndOfAnEndlessRead(const std::function<void(VEXUDPSocket &)> &end)
 {
     VEXUDPSocket socket;
@@ -148,7 +147,7 @@ TEST(UDPSocketShutdown, OfReceivingWakesABlockedPoll)
     }
 }
 
-TEST(UDPSocketShutdown, OfReceivingEndsItWhateverIsStillQueued)
+TEST(UDPSocketShutdown, OfReceivingEndsItEvenWithQueuedDatagrams)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
@@ -159,7 +158,7 @@ TEST(UDPSocketShutdown, OfReceivingEndsItWhateverIsStillQueued)
     EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
 }
 
-TEST(UDPSocketShutdown, OfSendingLeavesReceivingAlone)
+TEST(UDPSocketShutdown, OfSendingDoesNotEndReceiving)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -182,7 +181,7 @@ TEST(UDPSocketShutdown, OfBothEndsBoth)
     EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
 }
 
-TEST(UDPSocketShutdown, HoldsUntilTheSocketIsOpenedAnew)
+TEST(UDPSocketShutdown, LastsUntilTheSocketIsOpenedAgain)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -193,7 +192,7 @@ TEST(UDPSocketShutdown, HoldsUntilTheSocketIsOpenedAnew)
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "anew");
 }
 
-TEST(UDPSocketShutdown, IsNoticedUnderANeverEndingBacklog)
+TEST(UDPSocketShutdown, TakesEffectDuringAFlood)
 {
     ExpectEndOfAnEndlessRead([](VEXUDPSocket &socket) { socket.Shutdown(0); });
 }
@@ -214,7 +213,7 @@ TEST(UDPSocketClose, WakesABlockedPoll)
     }
 }
 
-TEST(UDPSocketClose, IsNoticedUnderANeverEndingBacklog)
+TEST(UDPSocketClose, TakesEffectDuringAFlood)
 {
     ExpectEndOfAnEndlessRead([](VEXUDPSocket &socket) { socket.Close(); });
 }
@@ -231,7 +230,7 @@ TEST(UDPSocketClose, FreesThePortBeforeItReturns)
     }
 }
 
-TEST(UDPSocketClose, OfTwoThreadsIsDoneWhenEitherReturns)
+TEST(UDPSocketClose, ByTwoThreadsIsCompleteWhenEitherReturns)
 {
     for (int round = 0; round < 200; ++round) {
         VEXUDPSocket socket;
@@ -295,10 +294,10 @@ TEST(UDPSocketPoll, IsNotProlongedBySignals)
     }
 }
 
-// Opens and closes a socket over and over, while one thread receives, one
-// sends, and one makes other sockets, which get the descriptor numbers that
-// were just given back. Nobody may ever see the others' datagrams.
-TEST(UDPSocketClose, NeverLetsAThreadTouchAReusedDescriptorNumber)
+// Opens and closes a socket repeatedly. One thread receives, one sends, and one makes other
+// sockets, which get the descriptor numbers that were just released. No socket may get
+// another one's datagrams.
+TEST(UDPSocketClose, NeverLetsAThreadUseAReusedDescriptor)
 {
     constexpr int kRounds = 1000;
     VEXUDPSocket socket;

@@ -31,7 +31,7 @@ std::set<int> OpenDescriptors()
     return open;
 }
 
-// Whether a socket is ready must not be asked, nor an option set.
+// Forbids the calls that wait for a socket or read or set its options.
 bool AllowReceivingOnlyHere()
 {
     return test::ForbidCalls({
@@ -67,7 +67,7 @@ TEST(UDPSocketOpen, OnOneAddressReceivesThereOnly)
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "here");
 }
 
-TEST(UDPSocketOpen, FailsForWhatIsNoAddressOfThisHost)
+TEST(UDPSocketOpen, FailsForAnInvalidOrForeignAddress)
 {
     VEXUDPSocket socket;
     const std::set<int> before = OpenDescriptors();
@@ -94,7 +94,7 @@ TEST(UDPSocketOpen, FailsWhenThePortIsTaken)
     EXPECT_EQ(second.Open("", kPort), 0);
 }
 
-TEST(UDPSocketOpen, SharesAPortWithWhoeverSharesItToo)
+TEST(UDPSocketOpen, SharesAPortWithSocketsThatShareIt)
 {
     VEXUDPSocket first;
     VEXUDPSocket second;
@@ -116,10 +116,10 @@ TEST(UDPSocketOpen, OfAnOpenSocketFailsAndChangesNothing)
     peer.SendTo("still here", kOwnAddress, kPort);
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "still here");
     VEXUDPSocket other;
-    EXPECT_EQ(other.Open("", kPort + 1), 0); // the port was not taken meanwhile
+    EXPECT_EQ(other.Open("", kPort + 1), 0); // the failed Open did not take the port
 }
 
-TEST(UDPSocketOpen, LeavesNothingForOtherProgramsToInherit)
+TEST(UDPSocketOpen, IsNotInheritedByOtherPrograms)
 {
     VEXUDPSocket socket;
     const std::set<int> before = OpenDescriptors();
@@ -136,7 +136,7 @@ TEST(UDPSocketOpen, LeavesNothingForOtherProgramsToInherit)
     EXPECT_EQ(OpenDescriptors(), before);
 }
 
-TEST(UDPSocketOpen, FailsWithoutATraceWhenDescriptorsRunOut)
+TEST(UDPSocketOpen, FailsWithoutSideEffectsWhenDescriptorsRunOut)
 {
     rlimit former{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &former), 0);
@@ -156,12 +156,12 @@ TEST(UDPSocketOpen, FailsWithoutATraceWhenDescriptorsRunOut)
     EXPECT_EQ(OpenDescriptors(), before);
 }
 
-TEST(UDPSocketReceiveBuffer, HoldsABurstForWhichItWasAsked)
+TEST(UDPSocketReceiveBuffer, HoldsABurstOfTheRequestedSize)
 {
     constexpr int kBurst = 500;
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
-    EXPECT_GE(socket.SetReceiveBuffer(kBurst * 2304), kBurst * 2304); // root may ask for any size
+    EXPECT_GE(socket.SetReceiveBuffer(kBurst * 2304), kBurst * 2304); // root may set any size
     PeerSocket peer;
     for (int sent = 0; sent < kBurst; ++sent) {
         peer.SendTo(std::string(1400, 'x'), kOwnAddress, kPort);
@@ -179,7 +179,7 @@ TEST(UDPSocketReceiveBuffer, OfAClosedSocketIsRefused)
     EXPECT_LT(socket.SetReceiveBuffer(65536), 0);
 }
 
-TEST(UDPSocketPoll, GivesADatagramAndItsSender)
+TEST(UDPSocketPoll, ReturnsADatagramAndItsSender)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -204,7 +204,7 @@ TEST(UDPSocketPoll, CutsALongDatagramToTheSize)
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "next");
 }
 
-TEST(UDPSocketPoll, GivesNothingWhenTheTimeHasRunOut)
+TEST(UDPSocketPoll, ReturnsNothingWhenTheTimeIsOver)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -216,7 +216,7 @@ TEST(UDPSocketPoll, GivesNothingWhenTheTimeHasRunOut)
     EXPECT_EQ(polled.sender, "");
 }
 
-TEST(UDPSocketPoll, OfAClosedSocketGivesNothingAtOnce)
+TEST(UDPSocketPoll, OfAClosedSocketReturnsAtOnce)
 {
     VEXUDPSocket socket;
     EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
@@ -225,7 +225,7 @@ TEST(UDPSocketPoll, OfAClosedSocketGivesNothingAtOnce)
     EXPECT_EQ(socket.Read(buffer.data(), buffer.size(), sender), 0U);
 }
 
-TEST(UDPSocketPoll, GivesABacklogInOrder)
+TEST(UDPSocketPoll, ReturnsQueuedDatagramsInOrder)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
@@ -238,9 +238,9 @@ TEST(UDPSocketPoll, GivesABacklogInOrder)
     EXPECT_EQ(PollOnce(socket, 0).datagram, "");
 }
 
-// A burst must be taken in before the system's queue overflows: once the time-out
-// is set, no call is spent on anything but receiving.
-TEST(UDPSocketPoll, CostsOneSystemCallADatagram)
+// A burst must be received before the system's queue overflows: after the time-out is set,
+// all calls receive.
+TEST(UDPSocketPoll, CostsOneSystemCallForEachDatagram)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
@@ -270,7 +270,7 @@ TEST(UDPSocketPoll, CostsOneSystemCallADatagram)
     }
 }
 
-TEST(UDPSocketPoll, KeepsEachCallsOwnTimeout)
+TEST(UDPSocketPoll, UsesTheTimeoutOfEachCall)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -283,7 +283,7 @@ TEST(UDPSocketPoll, KeepsEachCallsOwnTimeout)
         EXPECT_EQ(PollOnce(socket, 150).datagram, "");
         EXPECT_EQ(PollOnce(socket, 0).datagram, "");
     }
-    // Opened anew, the socket knows nothing of the time-out it had.
+    // Opened again, the socket has no time-out from before.
     socket.Close();
     ASSERT_EQ(socket.Open("", kPort), 0);
     peer.SendTo("anew", kOwnAddress, kPort);
@@ -291,7 +291,7 @@ TEST(UDPSocketPoll, KeepsEachCallsOwnTimeout)
     EXPECT_EQ(PollOnce(socket, 150).datagram, "");
 }
 
-TEST(UDPSocketPoll, TakesAnEmptyDatagramForNone)
+TEST(UDPSocketPoll, DoesNotReturnAnEmptyDatagram)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -304,7 +304,7 @@ TEST(UDPSocketPoll, TakesAnEmptyDatagramForNone)
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "full");
 }
 
-TEST(UDPSocketRead, GivesTheNextDatagram)
+TEST(UDPSocketRead, ReturnsTheNextDatagram)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -348,8 +348,8 @@ TEST(UDPSocketWrite, FailsWhenThereIsNoRouteOrTheDatagramIsTooLong)
     EXPECT_LT(WriteText(socket, std::string(65508, 'x'), Address("127.0.0.1", kPort)), 0);
 }
 
-// A peer's refusal must not spoil the next datagram.
-TEST(UDPSocketWrite, AfterARefusalByTheDestinationGoesOn)
+// A peer's refusal must not affect the next datagram.
+TEST(UDPSocketWrite, ContinuesAfterARefusalByTheDestination)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -361,7 +361,7 @@ TEST(UDPSocketWrite, AfterARefusalByTheDestinationGoesOn)
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "still here");
 }
 
-TEST(UDPSocketWrite, NeverWaitsForRoomInTheSystemsQueue)
+TEST(UDPSocketWrite, DoesNotWaitForRoomInTheSendBuffer)
 {
     test::OnHost("tc qdisc add dev net0 root tbf rate 8bit burst 1600 limit 100000000");
     VEXUDPSocket socket;
@@ -371,6 +371,6 @@ TEST(UDPSocketWrite, NeverWaitsForRoomInTheSystemsQueue)
     while (sent < 100000 && WriteText(socket, datagram, Address(kPeerAddress, 1901)) == 1400) {
         ++sent;
     }
-    EXPECT_LT(sent, 100000); // an end came, and by a failure, not by waiting
+    EXPECT_LT(sent, 100000); // the loop ended because Write failed
     test::OnHost("tc qdisc del dev net0 root");
 }

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-// What a socket leaves to others of its send buffer.
+// The part of the send buffer that WriteSparing reserves.
 
 using test::Address;
 using test::kPeerAddress;
@@ -20,7 +20,7 @@ int WriteSparing(VEXUDPSocket &socket, const std::string &text, const sockaddr_i
 
 } // namespace
 
-TEST(UDPSocketWriteSparing, SendsWhileNothingWaits)
+TEST(UDPSocketWriteSparing, SendsWhenTheBufferIsEmpty)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
@@ -29,7 +29,7 @@ TEST(UDPSocketWriteSparing, SendsWhileNothingWaits)
     EXPECT_EQ(peer.Receive(), "text");
 }
 
-TEST(UDPSocketWriteSparing, LeavesRoomWhenDatagramsWaitForAHostThatIsNotThere)
+TEST(UDPSocketWriteSparing, LeavesRoomWhenDatagramsForAMissingHostAreQueued)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);

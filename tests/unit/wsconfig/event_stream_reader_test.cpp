@@ -5,11 +5,13 @@
 #include <string>
 #include <vector>
 
+using namespace wsconfig;
+
 namespace {
 
 using Events = std::vector<ServerEvent>;
 
-// As text, so that a failure shows what differs.
+// The events as text, so that a failure shows the difference.
 std::string Text(const Events &events)
 {
     std::string text;
@@ -34,8 +36,8 @@ std::string Read(std::string_view stream, std::size_t bound = kMaxEventBytes)
     return Text(events);
 }
 
-// The events of a stream, checked to be the same in one piece, in every pair of
-// pieces, and byte by byte.
+// Reads a stream in one piece, in every pair of pieces, and byte by byte. The events must
+// be the same each time.
 std::string ReadInEverySplit(std::string_view stream, std::size_t bound = kMaxEventBytes)
 {
     std::string whole = Read(stream, bound);
@@ -63,7 +65,7 @@ TEST(EventStreamReader, ReadsAnEventOfTheService)
               "[24]({\"hostName\":\"studio-a\"})|");
 }
 
-TEST(EventStreamReader, LinesEndInAnyOfTheThreeWays)
+TEST(EventStreamReader, LinesEndInCrLfOrBoth)
 {
     EXPECT_EQ(ReadInEverySplit("event: 1\ndata: a\n\nevent: 2\ndata: b\n\n"), "[1](a)|[2](b)|");
     EXPECT_EQ(ReadInEverySplit("event: 1\rdata: a\r\revent: 2\rdata: b\r\r"), "[1](a)|[2](b)|");
@@ -72,7 +74,7 @@ TEST(EventStreamReader, LinesEndInAnyOfTheThreeWays)
     EXPECT_EQ(ReadInEverySplit("event: 1\rdata: a\n\r\nevent: 2\r\ndata: b\r\r"), "[1](a)|[2](b)|");
 }
 
-TEST(EventStreamReader, ACarriageReturnEndsItsLineWithoutWaitingForMore)
+TEST(EventStreamReader, ACarriageReturnEndsItsLineAtOnce)
 {
     EXPECT_EQ(Read("data: a\r\n\r"), "[](a)|");
 }
@@ -83,7 +85,7 @@ TEST(EventStreamReader, SeveralDataLinesAreJoinedByLineFeeds)
     EXPECT_EQ(ReadInEverySplit("data\ndata\n\n"), "[](\n)|");
 }
 
-TEST(EventStreamReader, CommentsAndOtherFieldsArePassedOver)
+TEST(EventStreamReader, CommentsAndOtherFieldsAreIgnored)
 {
     EXPECT_EQ(ReadInEverySplit(":\n: note\nid: 7\nretry: 9\nEvent: 1\ndatas: x\nevent: 24\n"
                                ": between\ndata: a\n\n:\n\n"),
@@ -97,18 +99,18 @@ TEST(EventStreamReader, OneBlankAfterTheColonIsNotPartOfTheValue)
     EXPECT_EQ(ReadInEverySplit(" data: a\ndata : b\n\n"), "");
 }
 
-TEST(EventStreamReader, AnEventWithoutDataIsNone)
+TEST(EventStreamReader, AnEventWithoutDataIsNotDelivered)
 {
     EXPECT_EQ(ReadInEverySplit("event: 24\n\ndata: a\n\n"), "[](a)|");
     EXPECT_EQ(ReadInEverySplit("\n\n\n"), "");
 }
 
-TEST(EventStreamReader, AnEventWithEmptyDataIsOne)
+TEST(EventStreamReader, AnEventWithEmptyDataIsDelivered)
 {
     EXPECT_EQ(ReadInEverySplit("event: 24\ndata:\n\n"), "[24]()|");
 }
 
-TEST(EventStreamReader, TheLastTypeHoldsAndNoneIsKeptForTheNextEvent)
+TEST(EventStreamReader, TheLastTypeCountsForItsEventOnly)
 {
     EXPECT_EQ(ReadInEverySplit("event: 1\nevent: 2\ndata: a\n\ndata: b\n\n"), "[2](a)|[](b)|");
 }
@@ -119,7 +121,7 @@ TEST(EventStreamReader, AnUnfinishedEventIsNotDelivered)
     EXPECT_EQ(ReadInEverySplit("data: a"), "");
 }
 
-TEST(EventStreamReader, AByteOrderMarkMayOpenTheStreamOnly)
+TEST(EventStreamReader, AByteOrderMarkIsIgnoredAtTheStartOnly)
 {
     EXPECT_EQ(ReadInEverySplit("\xEF\xBB\xBF"
                                "data: a\n\n"
@@ -128,13 +130,13 @@ TEST(EventStreamReader, AByteOrderMarkMayOpenTheStreamOnly)
               "[](a)|");
 }
 
-TEST(EventStreamReader, AnyByteMayStandInAValue)
+TEST(EventStreamReader, AValueMayContainAnyByte)
 {
     EXPECT_EQ(ReadInEverySplit(std::string_view("data: \0\xFF\x80\n\n", 11)),
               std::string("[](\0\xFF\x80)|", 8));
 }
 
-TEST(EventStreamReader, AnEventOverTheBoundIsNotedOnceAndPassedOver)
+TEST(EventStreamReader, AnEventOverTheBoundIsReportedOnceAndSkipped)
 {
     EXPECT_EQ(ReadInEverySplit("data: 1\n\nevent: 2\ndata: 0123456789\ndata: 3\n\ndata: 4\n\n", 14),
               "[](1)|too large|[](4)|");
@@ -158,7 +160,7 @@ TEST(EventStreamReader, EveryKindOfGrowthIsBounded)
     EXPECT_EQ(ReadInEverySplit(lines + "\ndata: a\n\n", 50), "too large|[](a)|");
 }
 
-TEST(EventStreamReader, TenMegabytesInOneEventAreNotKept)
+TEST(EventStreamReader, AnEventOfTenMegabytesIsNotKept)
 {
     EventStreamReader reader;
     Events events;
@@ -177,7 +179,7 @@ TEST(EventStreamReader, TheLargestEventIsDelivered)
     EXPECT_EQ(Read("data: " + value + "\n\n"), "[](" + value + ")|");
 }
 
-TEST(EventStreamReader, ReadsWhatRandomPiecesOfMarkupGiveTheSameInEverySplit)
+TEST(EventStreamReader, RandomStreamsReadTheSameInEverySplit)
 {
     const std::vector<std::string> parts = {"data", "event", ":",    " ",    "\r",
                                             "\n",   "x",     "\r\n", "\n\n", "\xEF\xBB\xBF"};

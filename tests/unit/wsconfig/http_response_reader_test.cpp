@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <string>
 
+using namespace wsconfig;
+
 namespace {
 
 struct Result
@@ -44,8 +46,8 @@ Result Read(const std::vector<std::string_view> &pieces)
     return result;
 }
 
-// What a response reads as, checked to be the same in one piece, in every pair
-// of pieces, and byte by byte.
+// Reads a response in one piece, in every pair of pieces, and byte by byte. The result must
+// be the same each time.
 Result ReadInEverySplit(std::string_view response)
 {
     Result whole = Read({response});
@@ -82,7 +84,7 @@ TEST(HttpResponseReader, ReadsABodyThatEndsWithTheConnection)
               Expected(200, "text/event-stream", "some body", false));
 }
 
-TEST(HttpResponseReader, ReadsABodyOfAGivenLengthAndNoFurther)
+TEST(HttpResponseReader, ReadsABodyOfAGivenLength)
 {
     EXPECT_EQ(ReadInEverySplit(kHeader + "Content-Length: 4\r\n\r\nsome body"),
               Expected(200, "text/event-stream", "some", true));
@@ -90,7 +92,7 @@ TEST(HttpResponseReader, ReadsABodyOfAGivenLengthAndNoFurther)
               Expected(503, "", "", true));
 }
 
-TEST(HttpResponseReader, ReadsChunksAndTakesTheirMarksOff)
+TEST(HttpResponseReader, ReadsChunksWithoutTheirHeaders)
 {
     EXPECT_EQ(ReadInEverySplit(kChunked + "4\r\nsome\r\n5;name=value\r\n body\r\n"),
               Expected(200, "text/event-stream", "some body", false));
@@ -98,20 +100,20 @@ TEST(HttpResponseReader, ReadsChunksAndTakesTheirMarksOff)
               Expected(200, "text/event-stream", "ab", true));
 }
 
-TEST(HttpResponseReader, AnEmptyChunkedBodyMayComeByteByByte)
+TEST(HttpResponseReader, AnEmptyChunkedBodyMayArriveByteByByte)
 {
     EXPECT_EQ(ReadInEverySplit(kChunked + "0\r\n\r\n"),
               Expected(200, "text/event-stream", "", true));
 }
 
-TEST(HttpResponseReader, FieldsAfterTheLastChunkAreNotTheHeaders)
+TEST(HttpResponseReader, TrailersAreNotPartOfTheHeader)
 {
     EXPECT_EQ(ReadInEverySplit("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
                                "1\r\na\r\n0\r\nContent-Type: text/plain\r\n\r\n"),
               Expected(200, "", "a", true));
 }
 
-TEST(HttpResponseReader, TheFirstContentTypeHolds)
+TEST(HttpResponseReader, TheFirstContentTypeCounts)
 {
     EXPECT_EQ(Read({"HTTP/1.0 200 OK\r\ncontent-type: a/b\r\nContent-Type: c/d\r\n\r\n"}),
               Expected(200, "a/b", "", false));
@@ -125,7 +127,7 @@ TEST(HttpResponseReader, AnUnfinishedHeaderIsNotDone)
     EXPECT_FALSE(result.done);
 }
 
-TEST(HttpResponseReader, RefusesWhatIsNoResponse)
+TEST(HttpResponseReader, RefusesOtherTextThanAResponse)
 {
     EXPECT_EQ(ErrorOf("garbage, and more of it\r\n\r\n"), "bad version");
     EXPECT_EQ(ErrorOf("HTTP/2.0 200 OK\r\n\r\n"), "bad version");
@@ -163,7 +165,7 @@ TEST(HttpResponseReader, AHeaderOverTheBoundIsRefused)
     EXPECT_EQ(ErrorOf(fields), "header limit exceeded");
 }
 
-TEST(HttpResponseReader, AnEndlessMarkBetweenChunksIsRefused)
+TEST(HttpResponseReader, AnEndlessChunkHeaderIsRefused)
 {
     const std::string much(kMaxHeaderBytes + 1, '0');
     EXPECT_EQ(ErrorOf(kChunked + "4\r\nsome\r\n" + much), "header limit exceeded");

@@ -1,6 +1,5 @@
 #include "wsconfig/configuration.h"
-#include "wsconfig/oai_net_device.h"
-#include "wsconfig/oai_system_config.h"
+#include "wsconfig/oai_models.h"
 
 #include <QJsonDocument>
 #include <gtest/gtest.h>
@@ -78,7 +77,7 @@ TEST(OAISystemConfig, MembersOfAWrongTypeAreNotSet)
     ExpectNothingSet(OAISystemConfig(QStringLiteral(R"({"hostName":true,"ssdpEnable":"true"})")));
 }
 
-TEST(OAISystemConfig, TextThatIsNoObjectSetsNothing)
+TEST(OAISystemConfig, OtherTextThanAnObjectSetsNothing)
 {
     for (const char *text : {"", "{", R"({"hostName":"a")", R"(["hostName"])", "null", "garbage"}) {
         SCOPED_TRACE(text);
@@ -113,14 +112,14 @@ TEST(OAINetDevice, MembersOfAWrongTypeReadAsEmptyOrFalse)
                             R"("status":{"interfaceSetupState":null,"connected":"true"}})"));
 }
 
-TEST(OAIInterfaceSetupState, GivesEachStatesNameWithoutQuotes)
+TEST(OAIInterfaceSetupState, HasItsNameWithoutQuotes)
 {
     for (const char *name : {"Idle", "Preparing", "Complete", "Failed"}) {
         EXPECT_EQ(OAIInterfaceSetupState(QLatin1String(name)).asJson(), QLatin1String(name));
     }
 }
 
-TEST(OAIInterfaceSetupState, AnyOtherTextIsNoState)
+TEST(OAIInterfaceSetupState, AnyOtherTextIsNotSet)
 {
     for (const char *name : {"", "complete", "COMPLETE", "Complete ", "\"Complete\"", "Broken"}) {
         EXPECT_EQ(OAIInterfaceSetupState(QLatin1String(name)).asJson(), QString()) << name;

@@ -5,14 +5,15 @@
 #include <string>
 #include <vector>
 
+using namespace wsconfig;
+
 namespace {
 
 constexpr std::size_t kTenMegabytes = 10'000'000;
 
 const std::string kHeader = "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n\r\n";
 
-// What an answer brings, as text: values, then what was dropped, then how it
-// ended.
+// The contents of an answer as text: the values, the dropped events, the end.
 class Log
 {
 public:
@@ -86,7 +87,7 @@ TEST(WatchAnswerReader, DropsEventsOfParametersThatAreNotWatched)
     EXPECT_EQ(Read(kHeader + "data: {}\n\n"), "dropped not of a watched parameter|");
 }
 
-TEST(WatchAnswerReader, DropsWhatIsNoJsonAndGoesOn)
+TEST(WatchAnswerReader, DropsMalformedJsonAndContinues)
 {
     EXPECT_EQ(ReadInEverySplit(kHeader + "event: 24\ndata: {\"hostName\":\n\n"
                                          "event: 19\ndata: [\n\n"
@@ -118,7 +119,7 @@ TEST(WatchAnswerReader, DropsJsonThatIsNestedTooDeeply)
               "dropped parameter 24: too deeply nested document|");
 }
 
-TEST(WatchAnswerReader, DropsAnEventOverTheBoundAndGoesOn)
+TEST(WatchAnswerReader, DropsAnEventOverTheBoundAndContinues)
 {
     EXPECT_EQ(Read(kHeader + "event: 24\ndata: [\"" + std::string(kTenMegabytes, 'x') +
                    "\"]\n\nevent: 24\ndata: {}\n\n"),
@@ -167,7 +168,7 @@ TEST(WatchAnswerReader, ValuesBeforeAFaultAreDelivered)
               "24={}|bad HTTP answer: bad chunk");
 }
 
-TEST(WatchAnswerReader, NothingComesAfterAFault)
+TEST(WatchAnswerReader, NoValuesFollowAFault)
 {
     WatchAnswerReader reader({24});
     EXPECT_EQ(reader.feed("HTTP/1.1 503 Busy\r\n\r\n").fault, "status 503");
@@ -176,7 +177,7 @@ TEST(WatchAnswerReader, NothingComesAfterAFault)
     EXPECT_TRUE(news.values.empty());
 }
 
-TEST(WatchAnswerReader, DamagedAnswersNeverGiveValuesThatAreNoJson)
+TEST(WatchAnswerReader, DamagedAnswersGiveOnlyWellFormedJson)
 {
     const std::string good = kHeader + "event: 24\ndata: {\"hostName\":\"a\"}\n\n"
                                        "event: 19\ndata: []\n\n";

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <thread>
 
+using namespace wsconfig;
 using test::Answer;
 using test::AnswerAndClose;
 using test::Event;
@@ -15,14 +16,15 @@ using test::ScriptedServer;
 
 using WatchStreamFaults = test::WatchStreamFixture;
 
-TEST_F(WatchStreamFaults, TriesAgainWhileTheServiceIsRefusedAndTellsOnceEachWay)
+TEST_F(WatchStreamFaults, TriesAgainWhileConnectionsAreRefusedAndReportsLossAndReturnOnce)
 {
     std::thread later;
     const std::string lines = Lines([this, &later] {
         WatchPolicy policy = Quick();
         policy.longestPauseMs = 1;
         later = std::thread([this] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50)); // some 50 refusals
+            std::this_thread::sleep_for(
+                std::chrono::milliseconds(50)); // about 50 refused connections
             mServer.Start({Answer(kBoth)});
         });
         Make(policy).start();
@@ -32,7 +34,7 @@ TEST_F(WatchStreamFaults, TriesAgainWhileTheServiceIsRefusedAndTellsOnceEachWay)
     EXPECT_EQ(lines, "stream lost: Connection refused\nstream is back\n");
 }
 
-TEST_F(WatchStreamFaults, GoesOnFromTheEventLoopWhenTheServiceComesTooLate)
+TEST_F(WatchStreamFaults, ContinuesOnTheEventLoopWhenTheServiceIsLate)
 {
     WatchPolicy policy = Quick();
     policy.firstDeliveryMs = 100;
@@ -47,7 +49,7 @@ TEST_F(WatchStreamFaults, GoesOnFromTheEventLoopWhenTheServiceComesTooLate)
     EXPECT_EQ(Values(), "24={}|19=[]|");
 }
 
-TEST_F(WatchStreamFaults, GivesUpTheFirstDeliveryInTimeWhenTheServiceNeverAnswers)
+TEST_F(WatchStreamFaults, WaitsForTheFirstValuesNoLongerThanItsLimit)
 {
     mServer.Start({Answer("")});
     WatchPolicy policy = Quick();
@@ -61,7 +63,7 @@ TEST_F(WatchStreamFaults, GivesUpTheFirstDeliveryInTimeWhenTheServiceNeverAnswer
     EXPECT_EQ(Values(), "");
 }
 
-TEST_F(WatchStreamFaults, OpensTheStreamAgainWhenTheServiceWasKilledAndIsBack)
+TEST_F(WatchStreamFaults, ConnectsAgainWhenAKilledServiceIsBack)
 {
     mServer.Start({Answer(kBoth)});
     Make(Quick()).start();
@@ -69,7 +71,8 @@ TEST_F(WatchStreamFaults, OpensTheStreamAgainWhenTheServiceWasKilledAndIsBack)
     const int port = mServer.Port();
     const std::string lines = Lines([this, port] {
         mServer.Stop();
-        QTimer::singleShot(50, &mApplication, &QCoreApplication::quit); // some refusals
+        QTimer::singleShot(50, &mApplication,
+                           &QCoreApplication::quit); // several refused connections
         QCoreApplication::exec();
         ScriptedServer again(port);
         again.Start({Answer(kEventStream + Event("24", R"({"hostName":"b"})"))});
@@ -80,7 +83,7 @@ TEST_F(WatchStreamFaults, OpensTheStreamAgainWhenTheServiceWasKilledAndIsBack)
     EXPECT_EQ(Values(), "24={\"hostName\":\"b\"}|");
 }
 
-TEST_F(WatchStreamFaults, TellsAWrongStatusOnceAndTriesOn)
+TEST_F(WatchStreamFaults, ReportsAWrongStatusOnceAndTriesAgain)
 {
     mServer.Start({AnswerAndClose("HTTP/1.1 503 Service Unavailable\r\n\r\n"),
                    AnswerAndClose("HTTP/1.1 503 Service Unavailable\r\n\r\n"),
@@ -90,7 +93,7 @@ TEST_F(WatchStreamFaults, TellsAWrongStatusOnceAndTriesOn)
     EXPECT_EQ(Values(), "24={}|19=[]|");
 }
 
-TEST_F(WatchStreamFaults, TellsAWrongContentTypeEvenInAnOutageThatWasTold)
+TEST_F(WatchStreamFaults, ReportsAWrongContentTypeDuringAReportedOutage)
 {
     mServer.Start({AnswerAndClose(""), AnswerAndClose("HTTP/1.1 200 OK\r\n\r\n"), Answer(kBoth)});
     EXPECT_EQ(Lines([this] { Make(Quick()).start(); }),
@@ -120,7 +123,7 @@ TEST_F(WatchStreamFaults, AnEndlessHeaderIsCutOff)
     EXPECT_EQ(Values(), "24={}|19=[]|");
 }
 
-TEST_F(WatchStreamFaults, DropsWhatDoesNotParseWithALineEachAndStaysConnected)
+TEST_F(WatchStreamFaults, DropsMalformedEventsWithALineEachAndStaysConnected)
 {
     const std::string big = QString(10'000'000, QLatin1Char('x')).toStdString();
     mServer.Start({Answer(kEventStream + Event("24", "{") + Event("25", "{}") + Event("24", big) +
@@ -133,7 +136,7 @@ TEST_F(WatchStreamFaults, DropsWhatDoesNotParseWithALineEachAndStaysConnected)
     EXPECT_EQ(mServer.Connections(), 1);
 }
 
-TEST_F(WatchStreamFaults, AnAnswerThatComesToItsEndIsALostStream)
+TEST_F(WatchStreamFaults, AnAnswerThatEndsIsALostStream)
 {
     mServer.Start({Answer("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n"
                           "Content-Length: 21\r\n\r\nevent: 24\ndata: {}\n\n\n"),
@@ -156,7 +159,7 @@ TEST_F(WatchStreamFaults, ASilentStreamIsOpenedAgain)
     EXPECT_EQ(Values(), "24={}|19=[]|24={}|19=[]|");
 }
 
-TEST_F(WatchStreamFaults, AServiceThatNeverAnswersIsAskedAgainAfterTheSameSilence)
+TEST_F(WatchStreamFaults, AServiceThatNeverAnswersIsAskedAgain)
 {
     mServer.Start({Answer(""), Answer(kBoth)});
     WatchPolicy policy = Quick();
@@ -166,9 +169,9 @@ TEST_F(WatchStreamFaults, AServiceThatNeverAnswersIsAskedAgainAfterTheSameSilenc
     EXPECT_EQ(Values(), "24={}|19=[]|");
 }
 
-TEST_F(WatchStreamFaults, TheFirstEventAfterALossStartsThePausesOver)
+TEST_F(WatchStreamFaults, ThePauseIsTheShortestAgainAfterAnEvent)
 {
-    // Without that, the pauses would come to more than half a minute.
+    // Otherwise the pauses would add up to more than half a minute.
     mServer.Start({AnswerAndClose(kBoth)});
     WatchPolicy policy = Quick();
     policy.longestPauseMs = 10 * kGenerousMs;
@@ -178,7 +181,7 @@ TEST_F(WatchStreamFaults, TheFirstEventAfterALossStartsThePausesOver)
     });
 }
 
-TEST_F(WatchStreamFaults, ASystemWithoutDescriptorsIsAnOutageLikeAnyOther)
+TEST_F(WatchStreamFaults, LackOfDescriptorsIsAnOutage)
 {
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
@@ -187,7 +190,7 @@ TEST_F(WatchStreamFaults, ASystemWithoutDescriptorsIsAnOutageLikeAnyOther)
                   EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
                   Make(FromTheLoopAlone()).start();
                   EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-                  mServer.Start({Answer(kBoth)}); // accepting needs a descriptor too
+                  mServer.Start({Answer(kBoth)}); // accept() needs a descriptor, too
                   RunUntilValues(2);
               }),
               "stream lost: Too many open files\nnot every value came within 0 ms\n"
@@ -195,7 +198,7 @@ TEST_F(WatchStreamFaults, ASystemWithoutDescriptorsIsAnOutageLikeAnyOther)
     EXPECT_EQ(Values(), "24={}|19=[]|");
 }
 
-TEST_F(WatchStreamFaults, WhatIsNoAddressOrPortIsToldOnceAndHarmsNothing)
+TEST_F(WatchStreamFaults, AnInvalidAddressOrPortIsReportedOnce)
 {
     for (const auto &[host, port] :
          {std::pair("localhost", 8080), std::pair("", 8080), std::pair("127.0.0.1", 0),
@@ -212,7 +215,7 @@ TEST_F(WatchStreamFaults, WhatIsNoAddressOrPortIsToldOnceAndHarmsNothing)
     }
 }
 
-TEST_F(WatchStreamFaults, ARequestThatTheSystemDoesNotTakeWholeIsALostStream)
+TEST_F(WatchStreamFaults, ARequestThatIsSentInPartIsALostStream)
 {
     mServer.Start({Answer(kBoth)});
     WatchPolicy policy = Quick();
@@ -226,7 +229,7 @@ TEST_F(WatchStreamFaults, ARequestThatTheSystemDoesNotTakeWholeIsALostStream)
               "stream lost: Message too long\nnot every value came within 100 ms\n");
 }
 
-TEST(WatchPolicy, IsWhatTheServicesContractSays)
+TEST(WatchPolicy, HasTheTimesOfTheServicesContract)
 {
     const WatchPolicy policy;
     EXPECT_EQ(policy.firstDeliveryMs, 5000);

@@ -11,16 +11,16 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
-// What the tests of WatchStream have in common: the server's usual answers, and
-// a stream to that server with a note of its values and of its lines.
+// For the tests of WatchStream: the server's usual answers, and a stream to that server
+// whose values and lines are recorded.
 namespace test {
 
 constexpr int kGenerousMs = 20000;
 
-// Short pauses, and patience that ends no test by itself.
-inline WatchPolicy Quick()
+// Short pauses, and time-outs that are longer than any test.
+inline wsconfig::WatchPolicy Quick()
 {
-    WatchPolicy policy;
+    wsconfig::WatchPolicy policy;
     policy.firstDeliveryMs = kGenerousMs;
     policy.silenceMs = 10 * kGenerousMs;
     policy.shortestPauseMs = 1;
@@ -28,10 +28,10 @@ inline WatchPolicy Quick()
     return policy;
 }
 
-// A policy that does not wait for first values at all.
-inline WatchPolicy FromTheLoopAlone()
+// A policy that does not wait for the first values.
+inline wsconfig::WatchPolicy FromTheLoopAlone()
 {
-    WatchPolicy policy = Quick();
+    wsconfig::WatchPolicy policy = Quick();
     policy.firstDeliveryMs = 0;
     return policy;
 }
@@ -46,7 +46,7 @@ inline ScriptedServer::Script Answer(const std::string &text)
     };
 }
 
-// The same, but for the connection, which is closed at once.
+// The same, but closes the connection at once.
 inline ScriptedServer::Script AnswerAndClose(const std::string &text)
 {
     return [text](Connection &connection) {
@@ -66,18 +66,18 @@ protected:
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
-    // A stream to the server, whose values are noted in mSpy.
-    WatchStream &Make(const WatchPolicy &policy)
+    // A stream to the server. mSpy records its values.
+    wsconfig::WatchStream &Make(const wsconfig::WatchPolicy &policy)
     {
-        mStream = std::make_unique<WatchStream>(
-            WatchTarget{
+        mStream = std::make_unique<wsconfig::WatchStream>(
+            wsconfig::WatchTarget{
                 QStringLiteral("127.0.0.1"), mServer.Port(), QStringLiteral("beacond"), {24, 19}},
             policy);
-        mSpy = std::make_unique<QSignalSpy>(mStream.get(), &WatchStream::valueReceived);
+        mSpy = std::make_unique<QSignalSpy>(mStream.get(), &wsconfig::WatchStream::valueReceived);
         return *mStream;
     }
 
-    // What came since the last time, as text.
+    // The values since the last call, as text.
     std::string Values()
     {
         std::string text;
@@ -89,7 +89,7 @@ protected:
         return text;
     }
 
-    // Runs the event loop until so many values lie in mSpy.
+    // Runs the event loop until mSpy has so many values.
     void RunUntilValues(int count)
     {
         while (mSpy->count() < count && mSpy->wait(kGenerousMs)) {
@@ -97,7 +97,7 @@ protected:
         EXPECT_GE(mSpy->count(), count);
     }
 
-    // Runs the event loop until the server has taken so many connections.
+    // Runs the event loop until the server has accepted so many connections.
     void RunUntilConnections(int count)
     {
         QTimer wake;
@@ -110,8 +110,8 @@ protected:
         EXPECT_GE(mServer.Connections(), count);
     }
 
-    // What a piece of code writes to standard error, less the server's address.
-    // Nothing may go to standard output.
+    // The output of a piece of code on standard error, without the server's address.
+    // Standard output must stay empty.
     std::string Lines(const std::function<void()> &code)
     {
         const Output output = Capture(code);
@@ -131,7 +131,7 @@ protected:
     char *mArgv = mName.data();
     QCoreApplication mApplication{mArgc, &mArgv};
     ScriptedServer mServer;
-    std::unique_ptr<WatchStream> mStream;
+    std::unique_ptr<wsconfig::WatchStream> mStream;
     std::unique_ptr<QSignalSpy> mSpy;
 };
 

@@ -4,6 +4,7 @@
 #include <future>
 #include <thread>
 
+using namespace wsconfig;
 using test::Answer;
 using test::AnswerAndClose;
 using test::Connection;
@@ -17,7 +18,7 @@ using WatchStreamTest = test::WatchStreamFixture;
 
 namespace {
 
-// The port that a socket is connected to, 0 for what is no such socket.
+// The remote port of a connected socket; 0 for other descriptors.
 int PeerPort(int descriptor)
 {
     sockaddr_in peer{};
@@ -72,7 +73,7 @@ TEST_F(WatchStreamTest, RunsNoEventLoopWhileItWaitsForTheFirstValues)
     EXPECT_TRUE(ran);
 }
 
-TEST_F(WatchStreamTest, WaitsForEachParameterThoughTheValuesComeApart)
+TEST_F(WatchStreamTest, WaitsForTheValuesOfAllParameters)
 {
     std::promise<void> first;
     mServer.Start({[&first](Connection &connection) {
@@ -111,7 +112,7 @@ TEST_F(WatchStreamTest, AMissingFirstValueIsDeliveredWhenItComes)
     EXPECT_EQ(Values(), "19=[]|");
 }
 
-TEST_F(WatchStreamTest, WithoutTimeForTheFirstValuesAllComeFromTheEventLoop)
+TEST_F(WatchStreamTest, WithoutAWaitTheEventLoopDeliversAllValues)
 {
     mServer.Start({Answer(kBoth)});
     EXPECT_EQ(Lines([this] {
@@ -144,7 +145,7 @@ TEST_F(WatchStreamTest, CommentsKeepAQuietStreamOpen)
     EXPECT_EQ(Values(), "24={}|19=[]|24={\"hostName\":\"still\"}|");
 }
 
-TEST_F(WatchStreamTest, WhatWaitsUnreadAfterTheEventLoopWasHeldUpIsNoSilence)
+TEST_F(WatchStreamTest, UnreadDataAfterADelayOfTheEventLoopIsNotSilence)
 {
     std::promise<void> started;
     std::promise<void> sent;
@@ -163,14 +164,15 @@ TEST_F(WatchStreamTest, WhatWaitsUnreadAfterTheEventLoopWasHeldUpIsNoSilence)
                   EXPECT_EQ(Values(), "24={}|19=[]|");
                   started.set_value();
                   sent.get_future().wait();
-                  std::this_thread::sleep_for(std::chrono::milliseconds(450)); // the timer is due
+                  std::this_thread::sleep_for(
+                      std::chrono::milliseconds(450)); // the timer has expired
                   RunUntilValues(1);
               }),
               "");
     EXPECT_EQ(Values(), "24={\"hostName\":\"c\"}|");
 }
 
-TEST_F(WatchStreamTest, ReadsAStreamThatComesInOneByteChunks)
+TEST_F(WatchStreamTest, ReadsAStreamInOneByteChunks)
 {
     std::string chunks;
     for (const char byte : std::string("event: 24\ndata: {}\n\n:\n\nevent: 19\ndata: []\n\n")) {
@@ -216,10 +218,10 @@ TEST_F(WatchStreamTest, NoChildInheritsTheSocket)
     EXPECT_EQ(found, 1);
 }
 
-TEST_F(WatchStreamTest, DescriptorZeroServesAsWellAsAnyOther)
+TEST_F(WatchStreamTest, Descriptor0CanBeUsed)
 {
-    // The server is kept busy until the stream has its descriptor: to accept
-    // takes the lowest free number too, and at once.
+    // The server does not accept before the stream has its descriptor, because accept()
+    // takes the lowest free number, too.
     std::promise<void> busy;
     std::promise<void> connected;
     mServer.Start({[&busy, &connected](Connection &) {

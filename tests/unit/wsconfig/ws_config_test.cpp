@@ -2,7 +2,6 @@
 
 #include "support/capture.h"
 #include "support/scripted_server.h"
-#include "wsconfig/oai_system_config.h"
 
 #include <QCoreApplication>
 #include <QPointer>
@@ -34,7 +33,7 @@ ScriptedServer::Script Answer(const std::string &text)
     };
 }
 
-// A client's user as the daemon's watcher is one: string-based connects.
+// A user of the client that uses string-based connections, like the daemon's watcher.
 class Watcher : public QObject
 {
     Q_OBJECT
@@ -167,7 +166,7 @@ TEST_F(WSConfigTest, QueuedConnectionsWork)
     EXPECT_EQ(mWatcher.values, "24={}|19=[]|");
 }
 
-TEST_F(WSConfigTest, ASecondWatchTakesThePlaceOfTheFirst)
+TEST_F(WSConfigTest, ASecondWatchReplacesTheFirst)
 {
     std::promise<std::string> request;
     mServer.Start({Answer(kBoth), [&request](Connection &connection) {
@@ -237,7 +236,7 @@ TEST_F(WSConfigTest, OpensNoDescriptorBeforeItWatches)
     EXPECT_EQ(same, next);
 }
 
-TEST_F(WSConfigTest, GoesWithItsParent)
+TEST_F(WSConfigTest, IsDestroyedWithItsParent)
 {
     auto parent = std::make_unique<QObject>();
     const QPointer<WSConfig> config =
@@ -246,7 +245,7 @@ TEST_F(WSConfigTest, GoesWithItsParent)
     EXPECT_TRUE(config.isNull());
 }
 
-TEST(MakeDeviceList, GivesTheDevicesInTheirOrder)
+TEST(MakeDeviceList, KeepsTheOrder)
 {
     EXPECT_EQ(Devices(QStringLiteral(
                   R"([{"name":"net0","activeParams":{"address":"192.0.2.10"},)"
@@ -255,13 +254,13 @@ TEST(MakeDeviceList, GivesTheDevicesInTheirOrder)
               "Complete,connected,192.0.2.10|Preparing,,|");
 }
 
-TEST(MakeDeviceList, AnElementThatIsNoDeviceKeepsItsPlace)
+TEST(MakeDeviceList, AnElementThatIsNotAnObjectKeepsItsPosition)
 {
     EXPECT_EQ(Devices(QStringLiteral(R"([null,7,"net0",[],{"status":{"connected":true}}])")),
               ",,|,,|,,|,,|,connected,|");
 }
 
-TEST(MakeDeviceList, IsEmptyForWhatIsNoArray)
+TEST(MakeDeviceList, IsEmptyForOtherTextThanAnArray)
 {
     for (const char *text : {"", "{}", "[", "[{}", "null", "garbage", R"({"0":{}})"}) {
         EXPECT_EQ(WSConfig::makeDeviceList(QLatin1String(text)).size(), 0) << text;

@@ -1,11 +1,25 @@
-#include "wsconfig/oai_net_device.h"
+#include "wsconfig/oai_models.h"
 
 #include "wsconfig/configuration.h"
 
+#include <QJsonDocument>
 #include <QLatin1String>
 #include <algorithm>
 
 namespace OpenAPI {
+
+OAISystemConfig::OAISystemConfig(const QString &json)
+{
+    const QJsonObject object = QJsonDocument::fromJson(json.toUtf8()).object();
+    const QJsonValue hostName = object.value(QLatin1String("hostName"));
+    if (hostName.isString()) {
+        m_hostName = hostName.toString();
+    }
+    const QJsonValue ssdpEnable = object.value(QLatin1String("ssdpEnable"));
+    if (ssdpEnable.isBool()) {
+        m_ssdpEnable = ssdpEnable.toBool();
+    }
+}
 
 OAIInterfaceSetupState::OAIInterfaceSetupState(const QString &name)
 {

@@ -1,9 +1,0 @@
-#include "product/product_features.h"
-
-#include "product/product_id.h"
-
-bool CProductFeatures::canDoHTTPS()
-{
-    static const bool can = CProductID::isLumenFamily();
-    return can;
-}
