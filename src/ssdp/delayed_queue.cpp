@@ -64,7 +64,12 @@ void DelayedQueue::Insert(GETMessageType datagram)
 {
     const Holder holder = mHolders.try_emplace(datagram.holder).first;
     const std::size_t places = PlacesOf(datagram);
-    holder->second.datagrams.push_back(std::move(datagram));
+    std::list<GETMessageType> &datagrams = holder->second.datagrams;
+    auto place = datagrams.end();
+    while (place != datagrams.begin() && std::prev(place)->order > datagram.order) {
+        --place;
+    }
+    datagrams.insert(place, std::move(datagram));
     ChangePlaces(holder, places, 0);
 }
 
@@ -117,10 +122,19 @@ std::list<GETMessageType> DelayedQueue::TakeDue(std::uint32_t elapsedMs)
     return due;
 }
 
+// The first datagrams of all addresses go first next time, then the second ones, and so
+// on. Otherwise one address could fill the send buffer at each tick.
 void DelayedQueue::PutBack(std::list<GETMessageType> unsent)
 {
+    std::map<in_addr_t, std::uint64_t> seen;
+    for (GETMessageType &datagram : unsent) {
+        datagram.order = seen[datagram.holder]++;
+    }
+    unsent.sort([](const auto &a, const auto &b) { return a.order < b.order; });
+    std::uint64_t order = mFirstOrder -= unsent.size();
     for (GETMessageType &datagram : unsent) {
         datagram.delay = 0;
+        datagram.order = order++;
         if (++datagram.ticksOverdue <= kTicksToWaitForRoom && MakeRoom(datagram)) {
             Insert(std::move(datagram));
         }

@@ -19,7 +19,7 @@ struct GETMessageType
     std::uint32_t delay = 0;   // milliseconds left to wait
     sockaddr_in destination{}; // IPv4
     in_addr_t holder = 0;      // the peer's address whose datagram caused this one
-    std::uint64_t order = 0;   // counts the added datagrams
+    std::uint64_t order = 0;   // place in the order of sending
     int ticksOverdue = 0;      // how many ticks it has waited for room in the send buffer
 };
 
@@ -83,7 +83,10 @@ private:
     std::map<in_addr_t, Held> mHolders;
     std::set<std::pair<std::size_t, in_addr_t>> mByPlaces; // places and their holder
     std::size_t mPlaces = 0;                               // of all holders
-    std::uint64_t mAdded = 0;                              // datagrams, ever
+    // Datagrams that are put back get numbers below all others.
+    static constexpr std::uint64_t kMiddle = std::uint64_t{1} << 63U;
+    std::uint64_t mAdded = kMiddle;
+    std::uint64_t mFirstOrder = kMiddle;
 };
 
 } // namespace ssdp

@@ -130,9 +130,8 @@ public:
     // Removes a node. Does nothing when it is not in this list.
     void Remove(Node node);
 
-    [[nodiscard]] bool Empty() const { return mNodes.empty(); }
-    // REQUIRES: not Empty().
-    [[nodiscard]] Node Oldest() const { return mNodes.front(); }
+    // The oldest first.
+    [[nodiscard]] const std::list<Node> &Nodes() const { return mNodes; }
 
     void Clear();
 

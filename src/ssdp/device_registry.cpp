@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace ssdp {
 namespace {
@@ -212,25 +213,34 @@ bool DeviceRegistry::IsOwnOrAnnounced(std::string_view usn) const
 // Makes room for a description, which replaces the former record if there is one.
 // Unconfirmed entries give way, the oldest first: a real device confirms its entry with
 // its next announcement, so only forged entries and very new ones are lost. Returns
-// false when there is still no room.
+// false, and removes none, when all of them together would not be enough.
 bool DeviceRegistry::MakeRoom(const SSDPDeviceType *former, const SSDPDeviceType &device)
 {
-    const std::size_t freed = former != nullptr ? WrittenSize(*former) : 0;
-    const std::size_t size = WrittenSize(device);
     std::size_t nodes = DiscoveredNodes();
     if (mKnownBytes < kMaxKnownBytes / kMostlyEmptyRegistryShare &&
         nodes < kMaxDiscoveredNodes / kMostlyEmptyRegistryShare) {
         mFullReport.NoteMostlyEmpty();
     }
     nodes += former != nullptr ? 0 : 1;
-    while (mKnownBytes + size > kMaxKnownBytes + freed || nodes > kMaxDiscoveredNodes) {
+    const std::size_t needed = mKnownBytes + WrittenSize(device);
+    std::size_t freed = former != nullptr ? WrittenSize(*former) : 0;
+    std::vector<Iterator> givingWay;
+    auto oldest = mUnconfirmed.Nodes().begin();
+    while (needed > kMaxKnownBytes + freed || nodes - givingWay.size() > kMaxDiscoveredNodes) {
         mFullReport.NoteFull(mEnvironment);
-        // The record that is to be replaced must stay: the caller still uses it.
-        if (mUnconfirmed.Empty() || &mUnconfirmed.Oldest()->second == former) {
+        if (oldest == mUnconfirmed.Nodes().end()) {
             return false;
         }
-        EraseNode(mUnconfirmed.Oldest());
-        --nodes;
+        // The record that is to be replaced must stay: the caller still uses it.
+        if (&(*oldest)->second != former) {
+            freed += WrittenSize((*oldest)->second);
+            givingWay.push_back(*oldest);
+        }
+        ++oldest;
+    }
+    for (const Iterator node : givingWay) {
+        EraseNode(node);
+        mChanged = true;
     }
     return true;
 }

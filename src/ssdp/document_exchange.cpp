@@ -71,7 +71,7 @@ void DocumentExchange::SendGETRequest(std::string_view url, const in_addr &from)
         return;
     }
     GETMessageType request;
-    request.holder = from.s_addr;
+    request.holder = mLink.HolderOf(from);
     request.destination.sin_family = AF_INET;
     request.destination.sin_port = htons(formats::kPort);
     in_addr &peer = request.destination.sin_addr;
@@ -89,7 +89,7 @@ DocumentRequest DocumentExchange::ReadGETRequest(std::string_view request,
 {
     DocumentRequest wanted{std::string(), sender};
     mLink.RefillBudget(nowMs);
-    if (!mResponses.queue.HasRoomFor(sender.sin_addr.s_addr)) {
+    if (!mResponses.queue.HasRoomFor(mLink.HolderOf(sender.sin_addr))) {
         mResponses.queue.ReportFull();
     } else if (mLink.CanSpendFor(sender.sin_addr, formats::kReceiveSize)) {
         wanted.name = formats::RequestedName(request.substr(0, request.find('\0')));
@@ -103,7 +103,7 @@ void DocumentExchange::SendGETResponse(const DocumentRequest &request,
                                        const ServedDocument &document, std::uint32_t nowMs)
 {
     GETMessageType response;
-    response.holder = request.sender.sin_addr.s_addr;
+    response.holder = mLink.HolderOf(request.sender.sin_addr);
     response.destination = request.sender;
     response.message = formats::ComposeGETResponse(document.text, document.bytes);
     mLink.RefillBudget(nowMs);

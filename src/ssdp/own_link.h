@@ -45,14 +45,21 @@ public:
     // The same, and takes the bytes off the budget.
     [[nodiscard]] bool SpendFor(const in_addr &address, std::size_t bytes);
 
+    // The address that counts for fairness between senders: its own for a sender on the
+    // link. All others count as one (0.0.0.0), since anybody can forge any number of them.
+    [[nodiscard]] in_addr_t HolderOf(const in_addr &sender) const
+    {
+        return IsOnLink(sender) ? sender.s_addr : 0;
+    }
+
 private:
+    [[nodiscard]] bool IsOnLink(const in_addr &address) const;
+
     struct Subnet
     {
         std::uint32_t address = 0; // host byte order
         std::uint32_t mask = 0;    // host byte order
     };
-
-    [[nodiscard]] bool IsOnLink(const in_addr &address) const;
 
     InterfaceMap mInterfaces;
     std::vector<Subnet> mSubnets; // of mInterfaces, in binary: every datagram is compared

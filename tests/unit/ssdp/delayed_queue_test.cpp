@@ -254,6 +254,18 @@ TEST_F(DelayedQueueTest, DatagramsPutBackCountInTheBound)
     EXPECT_THAT(Tick(0), ElementsAre("a", "c", "d"));
 }
 
+TEST_F(DelayedQueueTest, DatagramsPutBackAreDueByTurnsOfTheirHolders)
+{
+    ssdp::DelayedQueue wide(environment, 100, "SendGETRequest", "delayed requests");
+    for (const char *message : {"a1", "a2", "a3"}) {
+        wide.Add({message, 0, {}, kHolder});
+    }
+    wide.Add({"b1", 0, {}, kOther});
+    wide.PutBack(wide.TakeDue(0));
+    wide.Add({"a4", 0, {}, kHolder});
+    EXPECT_THAT(TextsOf(wide.TakeDue(0)), ElementsAre("a1", "b1", "a2", "a3", "a4"));
+}
+
 TEST(DelayedQueueBounds, HaveTheDocumentedValues)
 {
     EXPECT_EQ(ssdp::kMaxDelayedRequests, 4096U);

@@ -271,6 +271,21 @@ TEST_F(RegistryBounds, DescriptionLargerThanTheBoundRemovesNothing)
     EXPECT_EQ(Node(USN(1))->modelDescription.size(), 100U);
 }
 
+TEST_F(RegistryBounds, RefusedDescriptionRemovesNoUnconfirmedEntry)
+{
+    registry.EnterDescription(LargeDevice(1, ssdp::kMaxKnownBytes - 10000));
+    Alive(USN(1));
+    registry.EnterDescription(LargeDevice(2, 100));
+    registry.EnterDescription(LargeDevice(3, 100));
+    TakeChange();
+    registry.EnterDescription(LargeDevice(4, 20000));
+    registry.EnterDescription(LargeDevice(3, 20000));
+    EXPECT_NE(Node(USN(2)), nullptr);
+    EXPECT_EQ(Node(USN(3))->modelDescription.size(), 100U);
+    EXPECT_EQ(Node(USN(4)), nullptr);
+    EXPECT_FALSE(registry.Changed());
+}
+
 TEST_F(RegistryBounds, ByebyeMakesRoomAtOnce)
 {
     registry.EnterDescription(LargeDevice(1, ssdp::kMaxKnownBytes - 1000));

@@ -130,3 +130,10 @@ TEST_F(OwnLinkTest, PeersOffTheLinkShare64KiBAtOnceAnd16KiBASecond)
     EXPECT_TRUE(mLink.SpendFor(other, 16384));
     EXPECT_FALSE(mLink.SpendFor(one, 1));
 }
+
+TEST_F(OwnLinkTest, SendersOfOtherSubnetsCountAsOneHolder)
+{
+    EXPECT_EQ(mLink.HolderOf(AddressOf("192.0.2.20")), AddressOf("192.0.2.20").s_addr);
+    EXPECT_EQ(mLink.HolderOf(AddressOf("198.51.100.1")), 0U);
+    EXPECT_EQ(mLink.HolderOf(AddressOf("203.0.113.1")), 0U);
+}
