@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
-#include <array>
 #include <cstring>
 #include <utility>
 
@@ -12,18 +11,6 @@ namespace configd {
 namespace {
 
 using Kind = JsonValue::Kind;
-
-constexpr std::array<std::pair<SetupState, const char *>, 4> kStateNames{{
-    {SetupState::Idle, "Idle"},
-    {SetupState::Preparing, "Preparing"},
-    {SetupState::Complete, "Complete"},
-    {SetupState::Failed, "Failed"},
-}};
-
-std::string StateName(SetupState state)
-{
-    return kStateNames.at(static_cast<std::size_t>(state)).second;
-}
 
 std::optional<Fault> TakeName(const JsonValue &value, NetDevice &device)
 {
@@ -53,12 +40,13 @@ std::optional<Fault> TakeAddress(const JsonValue &value, NetDevice &device)
 
 std::optional<Fault> TakeState(const JsonValue &value, NetDevice &device)
 {
-    const auto *found = std::find_if(kStateNames.begin(), kStateNames.end(),
-                                     [&](const auto &row) { return row.second == value.text; });
-    if (found == kStateNames.end()) {
+    const auto &names = configuration::kSetupStateNames;
+    const auto *found = std::find_if(names.begin(), names.end(),
+                                     [&](const char *name) { return value.text == name; });
+    if (found == names.end()) {
         return "must be Idle, Preparing, Complete or Failed";
     }
-    device.state = found->first;
+    device.state = static_cast<SetupState>(found - names.begin());
     return std::nullopt;
 }
 
@@ -135,7 +123,8 @@ std::string Text(const NetDevice &device)
 {
     return "{\"name\":" + JsonString(device.name) +
            ",\"activeParams\":{\"address\":" + JsonString(device.address) +
-           "},\"status\":{\"interfaceSetupState\":" + JsonString(StateName(device.state)) +
+           "},\"status\":{\"interfaceSetupState\":" +
+           JsonString(configuration::NameOf(device.state)) +
            ",\"connected\":" + (device.connected ? "true" : "false") + "}}";
 }
 

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "configd/json_reader.h"
+#include "wsconfig/configuration.h"
 
 #include <vector>
 
 // The list of network devices as clients see it. Pure functions.
 namespace configd {
 
-enum class SetupState { Idle, Preparing, Complete, Failed };
+using configuration::SetupState;
 
 struct NetDevice
 {

@@ -1,13 +1,17 @@
 #pragma once
 
 #include "configd/json_reader.h"
+#include "wsconfig/configuration.h"
 
 #include <vector>
 
 namespace configd {
 
-// What a client can watch, by the number that its events carry.
-enum class Parameter { NetDeviceList = 19, SystemConfig = 24 };
+// The parameters that a client can watch, by the number in their events.
+enum class Parameter {
+    NetDeviceList = configuration::kNetDeviceList,
+    SystemConfig = configuration::kSystemConfig
+};
 
 // Reads a list of numbers such as "24,19". Named twice counts once. On a fault
 // (none named, or one that is no parameter's) parameters is as it was. Pure.
