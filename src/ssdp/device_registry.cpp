@@ -225,6 +225,14 @@ bool DeviceRegistry::MakeRoom(const SSDPDeviceType *former, const SSDPDeviceType
     return true;
 }
 
+bool DeviceRegistry::AwaitsPublication() const
+{
+    return std::any_of(
+        mPendingAdditions.begin(), mPendingAdditions.end(), [this](const auto &added) {
+            return mLink.IsOwnAddress(added.second.ipAddress) && mHostList.count(added.first) == 0;
+        });
+}
+
 // How many devices have been entered from the network. Announced services do not
 // count.
 std::size_t DeviceRegistry::HeardNodes() const

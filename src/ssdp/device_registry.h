@@ -64,6 +64,9 @@ public:
     // Whether a service is known.
     [[nodiscard]] bool Knows(std::string_view usn) const { return mNodeList.contains(usn); }
 
+    // Whether a service of this device's own waits for its publication.
+    [[nodiscard]] bool AwaitsPublication() const;
+
     // Whether NodeList has changed since the last TakeChange.
     [[nodiscard]] bool Changed() const { return mChanged; }
     // Replaces out by a copy of NodeList, and forgets the change. False, out

@@ -91,6 +91,9 @@ std::optional<DocumentRequest> SSDPAgent::ParseSSDPPacket(std::string_view datag
         ProcessMSEARCHRequest(formats::ScanHeaders(datagram).searchTarget, sender, nowMs);
         break;
     case Method::Get: {
+        if (mRegistry.AwaitsPublication()) {
+            break; // see the header
+        }
         DocumentRequest request = mDocuments.ReadGETRequest(datagram, sender, nowMs);
         return request.name.empty() ? std::nullopt : std::make_optional(std::move(request));
     }

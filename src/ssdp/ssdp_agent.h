@@ -50,7 +50,10 @@ public:
 
     // Handles one datagram. The result is the document that its sender asked for
     // and may have, if any: the caller reads the file, outside its lock, and
-    // passes it to SendGETResponse.
+    // passes it to SendGETResponse. While a service of this device's own waits for
+    // its publication no document is served: the file may still hold the former one,
+    // with the former name, which its readers would keep. The publication's announcement
+    // makes them ask again.
     [[nodiscard]] std::optional<DocumentRequest>
     ParseSSDPPacket(std::string_view datagram, const sockaddr_in &sender, std::uint32_t nowMs);
     void SendGETResponse(const DocumentRequest &request, const ServedDocument &document,

@@ -81,6 +81,16 @@ std::optional<Micros> Link::Send(std::uint32_t machine, bool multicast, std::siz
            (multicast ? mChance.Below(mSettings.multicastWait) : 0);
 }
 
+Micros Link::Descend(std::uint32_t machine, std::size_t bytes, Micros at)
+{
+    if (mSettings.shared) {
+        return at;
+    }
+    Port &port = PortOf(machine);
+    port.receivingUntil = std::max(port.receivingUntil, at) + TransmissionTime(false, bytes);
+    return port.receivingUntil;
+}
+
 // Two states, after Gilbert: all is lost in the one, nothing in the other.
 bool Link::Loses(std::uint32_t machine, bool multicast)
 {

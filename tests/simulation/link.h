@@ -50,6 +50,9 @@ public:
     [[nodiscard]] std::optional<Micros> Send(std::uint32_t machine, bool multicast,
                                              std::size_t bytes, Micros at, int sparedPercent);
 
+    // A datagram that has arrived waits for the wire to a machine. When it is there.
+    [[nodiscard]] Micros Descend(std::uint32_t machine, std::size_t bytes, Micros at);
+
     // Whether a datagram is lost on its way to a machine.
     [[nodiscard]] bool Loses(std::uint32_t machine, bool multicast);
     [[nodiscard]] bool Duplicates() { return mChance.Happens(mSettings.duplicatePerMillion); }
@@ -63,6 +66,7 @@ private:
     struct Port
     {
         Micros freeAt = 0;
+        Micros receivingUntil = 0;
         std::deque<Micros> departures; // of what the socket's buffer holds
         bool losing = false;           // within a burst of losses
     };

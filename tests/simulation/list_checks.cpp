@@ -13,6 +13,8 @@ namespace {
 constexpr Micros kSettlingTime = 40 * kSecond;
 // What a document under way at the goodbye may list lives 240 s.
 constexpr Micros kDocumentLives = 250 * kSecond;
+// A device that can be proxied announces a max-age of up to 129 s, not 120 s.
+constexpr Micros kGrantedMore = 18 * kSecond;
 
 } // namespace
 
@@ -54,9 +56,10 @@ void ListChecks::NoteGoodbye(const Machine &machine, const std::string &usn, Mic
     std::string &published = mPublishedUsn[machine.Number()];
     if (usn == published) {
         published.clear();
-        mDeparted[usn] = {now, true, machine.Number()};
+        const bool reached = IsSettled(machine.Number(), now);
+        mDeparted[usn] = {now, reached, machine.Number()};
         for (std::uint32_t watcher = 0; watcher < mMachines.size(); ++watcher) {
-            KeepName(watcher, machine.Number(), !IsSettled(watcher, now));
+            KeepName(watcher, machine.Number(), !reached || !IsSettled(watcher, now));
         }
         mPublishedChanged = true;
     }
@@ -87,6 +90,7 @@ void ListChecks::NoteDocument(const Machine &receiver, std::uint32_t from, Micro
     for (const auto &[usn, departure] : mDeparted) {
         if (departure.machine == from) {
             mLate[{receiver.Number(), usn}] = now;
+            KeepName(receiver.Number(), from, true);
         }
     }
 }
@@ -240,8 +244,9 @@ void ListChecks::CheckGhosts(std::uint32_t watcher, Micros now)
         }
         const Departure &departure = found->second;
         const bool goodbye = departure.goodbye && mSettled[watcher] < departure.at;
-        Micros limit =
-            departure.at + (goodbye ? mScenario.expects.goodbye : mScenario.expects.silent);
+        Micros limit = departure.at +
+                       (goodbye ? mScenario.expects.goodbye : mScenario.expects.silent) +
+                       (formats::CanBeProxied(usn) ? kGrantedMore : 0);
         if (const auto late = mLate.find({watcher, usn}); late != mLate.end()) {
             limit = std::max(limit, late->second + kDocumentLives);
         }

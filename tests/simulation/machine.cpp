@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <limits>
 #include <utility>
 
 namespace simulation {
@@ -15,6 +16,15 @@ namespace {
 constexpr const char *kWebRoot = "/var/www/html";
 // What time() says at the beginning.
 constexpr std::uint32_t kEpoch = 1'700'000'000;
+
+constexpr Micros kForEver = std::numeric_limits<Micros>::max();
+
+// What the kernel counts for a datagram in a socket's buffer.
+std::size_t CountedBytes(const Datagram &datagram)
+{
+    constexpr std::size_t kSmall = 450;
+    return datagram.text.size() <= kSmall ? 768 : 2304;
+}
 
 } // namespace
 
@@ -65,6 +75,8 @@ void Machine::Kill()
 {
     mAgent.reset();
     mBacklog.clear();
+    mHeld.clear();
+    mHeldBytes = 0;
     mStalled = false;
     ++mRun;
     mTouched = true;
@@ -174,6 +186,8 @@ void Machine::Close(bool goodbye, Micros now)
     mSendingAt = now;
     mAgent->Leave(goodbye);
     mBacklog.clear();
+    mHeld.clear();
+    mHeldBytes = 0;
     ++mRun;
     mTouched = true;
 }
@@ -182,19 +196,33 @@ void Machine::Close(bool goodbye, Micros now)
 // would do then is done at once, at its later time: nothing else sees the difference.
 bool Machine::Receive(const DatagramPointer &datagram, Micros now)
 {
+    if (!MakeRoom(CountedBytes(*datagram), now)) {
+        return false;
+    }
     if (mStalled) {
-        if (static_cast<Micros>(mBacklog.size()) >= kReceiveRoom) {
-            return false;
-        }
         mBacklog.push_back(datagram);
+        mHeld.push_back({kForEver, CountedBytes(*datagram)});
         return true;
     }
     const Micros start = std::max(now, mBusyUntil);
-    if (start - now >= kReceiveRoom * mSettings.handlingTime) {
+    Handle(*datagram, start);
+    mHeld.push_back({start, CountedBytes(*datagram)});
+    CheckTick(start);
+    return true;
+}
+
+// Whether the receive buffer has room; if so, the room is taken. A datagram is taken in
+// as long as the buffer is not full, whatever its size.
+bool Machine::MakeRoom(std::size_t bytes, Micros now)
+{
+    while (!mHeld.empty() && mHeld.front().until <= now) {
+        mHeldBytes -= mHeld.front().bytes;
+        mHeld.pop_front();
+    }
+    if (mHeldBytes >= mSettings.receiveBuffer) {
         return false;
     }
-    Handle(*datagram, start);
-    CheckTick(start);
+    mHeldBytes += bytes;
     return true;
 }
 
@@ -267,6 +295,8 @@ void Machine::Resume(Micros now)
         return;
     }
     mBusyUntil = now;
+    mHeld.clear();
+    mHeldBytes = 0;
     while (!mBacklog.empty()) {
         const DatagramPointer datagram = std::move(mBacklog.front());
         mBacklog.pop_front();

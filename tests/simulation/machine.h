@@ -62,10 +62,11 @@ struct MachineSettings
     std::string category;
     std::string board; // "0x" and hexadecimal digits
     in_addr netmask{};
-    std::uint32_t clockMs = 0;    // its millisecond clock at the beginning; it wraps
-    std::uint32_t seedOffset = 0; // what its clock in seconds differs by
-    bool discardsDraws = false;   // see ssdp/timing.h
-    Micros handlingTime = 30;     // of one datagram, sent or received
+    std::uint32_t clockMs = 0;     // its millisecond clock at the beginning; it wraps
+    std::uint32_t seedOffset = 0;  // what its clock in seconds differs by
+    bool discardsDraws = false;    // see ssdp/timing.h
+    Micros handlingTime = 10;      // of one datagram, sent or received
+    std::size_t receiveBuffer = 0; // bytes, as the kernel counts
 };
 
 // Machine is a device: a real protocol core, the shell's receive loop (see
@@ -74,10 +75,6 @@ struct MachineSettings
 class Machine final : private ssdp::SSDPEnvironment
 {
 public:
-    // The kernel grants a process without privileges twice net.core.rmem_max, and counts
-    // 2304 bytes for a datagram.
-    static constexpr Micros kReceiveRoom = 2 * 212'992 / 2304;
-
     Machine(MachineSettings settings, Surroundings &surroundings, in_addr_t address,
             std::string hostName);
 
@@ -128,6 +125,7 @@ private:
     void Close(bool goodbye, Micros now);
     void Reopen(Micros now);
     void Publish();
+    [[nodiscard]] bool MakeRoom(std::size_t bytes, Micros now);
     void Handle(const Datagram &datagram, Micros now);
     void CheckTick(Micros now);
     void Tick(Micros now);
@@ -151,6 +149,15 @@ private:
     Micros mSendingAt = 0;  // when the next datagram leaves
     bool mStalled = false;
     std::deque<DatagramPointer> mBacklog; // of a stalled thread
+
+    // What the socket's receive buffer holds.
+    struct Held
+    {
+        Micros until = 0;
+        std::size_t bytes = 0;
+    };
+    std::deque<Held> mHeld;
+    std::size_t mHeldBytes = 0;
 
     const Datagram *mHandled = nullptr;
     bool mTouched = false;

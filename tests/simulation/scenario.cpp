@@ -245,9 +245,11 @@ bool ReadSetting(const Words &words, Scenario &scenario)
     }
     const bool ownSeeds = Match(words, "each device seeds random() by itself").has_value();
     const bool speakers = Match(words, "there is no zr1").has_value();
+    const bool large = Match(words, "the package sets the size of buffers").has_value();
+    scenario.largeBuffers = scenario.largeBuffers || large;
     scenario.ownSeeds = scenario.ownSeeds || ownSeeds;
     scenario.speakersOnly = scenario.speakersOnly || speakers;
-    return ownSeeds || speakers;
+    return ownSeeds || speakers || large;
 }
 
 } // namespace

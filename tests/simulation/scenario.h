@@ -64,6 +64,7 @@ struct Scenario
     LinkSettings link;
     bool ownSeeds = false;      // of random(): else the time in seconds, the same for all
     std::uint32_t wrapping = 0; // how many machines' clocks wrap within the scenario
+    bool largeBuffers = false;  // for receiving, as the package sets them
     bool speakersOnly = false;  // no ZR1, which announces itself and is listed by later searches
     Micros end = 0;
     std::vector<Act> acts;

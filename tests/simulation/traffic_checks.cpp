@@ -36,7 +36,8 @@ void TrafficChecks::NoteReceived(const Machine &machine, const Datagram &datagra
     ++mMachines[machine.Number()].received[static_cast<std::size_t>(datagram.kind)];
 }
 
-void TrafficChecks::NoteSent(const Machine &machine, const Datagram &datagram, Micros at)
+void TrafficChecks::NoteSent(const Machine &machine, const Datagram &datagram, std::uint32_t peer,
+                             Micros at)
 {
     Account &account = mMachines[machine.Number()];
     ++account.sent[static_cast<std::size_t>(datagram.kind)];
@@ -45,8 +46,8 @@ void TrafficChecks::NoteSent(const Machine &machine, const Datagram &datagram, M
         mLastExchange = at;
         ++account.sentThisSecond;
     }
-    if (datagram.kind == DatagramKind::Request &&
-        !account.asked.insert(datagram.destination.sin_addr.s_addr).second) {
+    if (datagram.kind == DatagramKind::Request && peer != kNoMachine &&
+        !account.asked.insert(peer).second) {
         ++mAskedAgain;
     }
     if (!datagram.multicast && IsAnswer(datagram.kind) &&

@@ -27,7 +27,8 @@ public:
     // A core begins, with its budgets full.
     void NoteStart(const Machine &machine, Micros now);
     void NoteReceived(const Machine &machine, const Datagram &datagram);
-    void NoteSent(const Machine &machine, const Datagram &datagram, Micros at);
+    // peer: the number of the machine that it is for; kNoMachine for several or none.
+    void NoteSent(const Machine &machine, const Datagram &datagram, std::uint32_t peer, Micros at);
     // The own service is announced from now on, or no more.
     void NoteAnnounced(const Machine &machine, Micros now);
     void NoteWithdrawn(const Machine &machine) { mMachines[machine.Number()].announcedAt = kNone; }
@@ -55,7 +56,7 @@ private:
         std::uint64_t sentThisSecond = 0;
         Micros announcedAt = kNone;
         bool stalled = false;
-        std::set<in_addr_t> asked;
+        std::set<std::uint32_t> asked; // machines, for documents
     };
 
     void CheckCause(const Machine &machine, const Datagram &datagram, Micros at);

@@ -11,6 +11,11 @@
 namespace simulation {
 namespace {
 
+// The kernel grants a process without privileges twice net.core.rmem_max: as it is, and
+// as the package's sysctl file sets it.
+constexpr std::size_t kUsualBuffer = 2 * 212'992;
+constexpr std::size_t kLargeBuffer = 2 * 4'608'000;
+
 std::string BoardText(std::uint32_t board)
 {
     std::array<char, 16> text{};
@@ -48,6 +53,7 @@ void World::MakeMachines(Draws draws)
     if (mScenario.speakersOnly) {
         products.erase(products.begin() + 6);
     }
+    const auto started = static_cast<std::uint32_t>(mChance.Below(100'000'000));
     for (std::uint32_t number = 0; number < mScenario.devices; ++number) {
         const ProductRow &product = products[number % products.size()];
         MachineSettings settings;
@@ -59,7 +65,8 @@ void World::MakeMachines(Draws draws)
         settings.clockMs = number < mScenario.wrapping
                                ? 0U - 60'000U * (number + 1)
                                : static_cast<std::uint32_t>(mChance.Below(1'000'000'000));
-        settings.seedOffset = mScenario.ownSeeds ? number * 1009 : 0;
+        settings.seedOffset = started + (mScenario.ownSeeds ? number * 1009 : 0);
+        settings.receiveBuffer = mScenario.largeBuffers ? kLargeBuffer : kUsualBuffer;
         settings.discardsDraws = draws == Draws::Shifted;
         const in_addr_t address = AddressOfMachine(number);
         mByAddress[address] = number;
@@ -144,10 +151,10 @@ void World::NoteSent(const Machine &machine, const Datagram &datagram, Micros at
 {
     ++mSecond.datagrams[static_cast<std::size_t>(datagram.kind)];
     mSecond.bytes += datagram.text.size();
-    const auto peer = mByAddress.find(datagram.destination.sin_addr.s_addr);
-    mTrace.Note(at, "sends", machine.Number(), datagram,
-                peer == mByAddress.end() ? kNoMachine : peer->second);
-    mTraffic.NoteSent(machine, datagram, at);
+    const auto found = mByAddress.find(datagram.destination.sin_addr.s_addr);
+    const std::uint32_t peer = found == mByAddress.end() ? kNoMachine : found->second;
+    mTrace.Note(at, "sends", machine.Number(), datagram, peer);
+    mTraffic.NoteSent(machine, datagram, peer, at);
     const std::string usn = machine.Usn();
     const bool own = datagram.text.find("\r\nUSN: " + usn + "\r\n") != std::string::npos;
     if (datagram.kind == DatagramKind::Alive && own) {
@@ -198,7 +205,7 @@ void World::Deliver(Machine &machine, const DatagramPointer &datagram)
     mSecond.lost += lost ? 1 : 0;
     for (int copy = 0; copy < copies; ++copy) {
         mTraffic.NoteReceived(machine, *datagram);
-        if (!machine.Receive(datagram, mNow)) {
+        if (!machine.Receive(datagram, mLink.Descend(number, datagram->text.size(), mNow))) {
             ++mSecond.noRoom;
             continue;
         }

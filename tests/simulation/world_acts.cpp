@@ -168,9 +168,12 @@ void World::BeginChange(std::uint32_t machine, Micros at)
     }
 }
 
+// What changes on the other side of a split is known to nobody here until it heals.
 void World::Settle(std::uint32_t number)
 {
-    mLists->Settle(number, mNow);
+    if (!mSplit[number]) {
+        mLists->Settle(number, mNow);
+    }
 }
 
 void World::Take(Step step, std::uint32_t number)
