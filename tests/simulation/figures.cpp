@@ -26,6 +26,8 @@ std::string ComposeFigures(const Figures &figures)
     }
     text += Row("bytes", figures, [](const SecondFigures &second) { return second.bytes; });
     text += Row("busy us", figures, [](const SecondFigures &second) { return second.busy; });
+    text +=
+        Row("processor us", figures, [](const SecondFigures &second) { return second.processor; });
     text += Row("lost", figures, [](const SecondFigures &second) { return second.lost; });
     text += Row("no room", figures, [](const SecondFigures &second) { return second.noRoom; });
     text += Row("wanted", figures, [](const SecondFigures &second) { return second.wanted; });

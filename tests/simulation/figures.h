@@ -19,6 +19,7 @@ struct SecondFigures
     std::uint64_t lost = 0;                                // on the way to a machine
     std::uint64_t noRoom = 0;                              // in a socket's buffer
     std::uint64_t wanted = 0;                              // pairs of a list and a device
+    Micros processor = 0;                                  // of this program
     std::uint64_t right = 0;                               // that hold
 };
 

@@ -170,15 +170,23 @@ void Machine::Open(Micros now)
     mBusyUntil = now;
     mSendingAt = now;
     mPolledAt = now;
+    mTickAt = now;
     mClock.Start(ClockMs(now));
     mRandom.Seed(kEpoch + mSettings.seedOffset + static_cast<std::uint32_t>(now / kSecond));
-    if (mSettings.discardsDraws) {
+    if (mSettings.variation.shiftedDraws) {
         for (std::uint32_t left = ntohl(mAddress) & 0xFFFFU; left > 0; --left) {
             static_cast<void>(mRandom.Draw());
         }
     }
     mAgent->Start();
-    mSurroundings.WakeAt(*this, now + mAgent->PollIntervalMs() * kMillisecond, mRun);
+    mSurroundings.WakeAt(*this, TimeOut(), mRun);
+}
+
+// When the receive call that waits now times out.
+Micros Machine::TimeOut() const
+{
+    const Micros interval = mAgent->PollIntervalMs() * kMillisecond;
+    return (mSettings.variation.evenTicks ? mTickAt : mPolledAt) + interval;
 }
 
 void Machine::Close(bool goodbye, Micros now)
@@ -271,6 +279,7 @@ void Machine::Tick(Micros now)
     mAgent->UpdateContainers(elapsedMs);
     mBusyUntil = mSendingAt;
     mPolledAt = mBusyUntil;
+    mTickAt = mBusyUntil;
     mClock.Start(ClockMs(mBusyUntil));
     NoteSize();
 }
@@ -280,12 +289,11 @@ void Machine::Wake(Micros now, std::uint32_t run)
     if (run != mRun || !IsOpen() || mStalled) {
         return;
     }
-    const Micros interval = mAgent->PollIntervalMs() * kMillisecond;
-    if (now >= mPolledAt + interval) {
+    if (now >= TimeOut()) {
         mPolledAt = now;
         CheckTick(now);
     }
-    mSurroundings.WakeAt(*this, mPolledAt + interval, mRun);
+    mSurroundings.WakeAt(*this, std::max(TimeOut(), now + kMillisecond), mRun);
 }
 
 void Machine::Resume(Micros now)
@@ -304,7 +312,7 @@ void Machine::Resume(Micros now)
     }
     mPolledAt = mBusyUntil;
     CheckTick(mBusyUntil);
-    mSurroundings.WakeAt(*this, mPolledAt + mAgent->PollIntervalMs() * kMillisecond, mRun);
+    mSurroundings.WakeAt(*this, TimeOut(), mRun);
 }
 
 void Machine::Multicast(std::string_view datagram)

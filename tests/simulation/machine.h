@@ -54,6 +54,16 @@ public:
     virtual void WakeAt(const Machine &machine, Micros at, std::uint32_t run) = 0;
 };
 
+// How devices could be built otherwise, to see what that would change.
+struct Variation
+{
+    // Each device passes over so many random numbers as its address says, so that those that
+    // start in the same second do not draw the same.
+    bool shiftedDraws = false;
+    // A receive call waits for the rest of a tick, not for a whole one.
+    bool evenTicks = false;
+};
+
 // What is fixed for a machine, whatever it does.
 struct MachineSettings
 {
@@ -64,7 +74,7 @@ struct MachineSettings
     in_addr netmask{};
     std::uint32_t clockMs = 0;     // its millisecond clock at the beginning; it wraps
     std::uint32_t seedOffset = 0;  // what its clock in seconds differs by
-    bool discardsDraws = false;    // see ssdp/timing.h
+    Variation variation;           // see ssdp/timing.h
     Micros handlingTime = 10;      // of one datagram, sent or received
     std::size_t receiveBuffer = 0; // bytes, as the kernel counts
 };
@@ -128,6 +138,7 @@ private:
     [[nodiscard]] bool MakeRoom(std::size_t bytes, Micros now);
     void Handle(const Datagram &datagram, Micros now);
     void CheckTick(Micros now);
+    [[nodiscard]] Micros TimeOut() const;
     void Tick(Micros now);
     void NoteSize();
     [[nodiscard]] std::uint32_t ClockMs(Micros now) const;
@@ -144,6 +155,7 @@ private:
     // The receive loop.
     ssdp::TickClock mClock;
     std::uint32_t mRun = 0; // of the engine
+    Micros mTickAt = 0;     // when the tick began
     Micros mPolledAt = 0;   // when the last receive call began
     Micros mBusyUntil = 0;  // until when the thread handles what has arrived
     Micros mSendingAt = 0;  // when the next datagram leaves

@@ -27,7 +27,7 @@ struct Options
     std::uint64_t firstSeed = 1;
     std::uint64_t lastSeed = 1;
     unsigned jobs = 1;
-    simulation::Draws draws = simulation::Draws::AsBuilt;
+    simulation::Variation variation;
     std::string figures; // file
     std::vector<std::string> files;
 };
@@ -59,8 +59,9 @@ std::optional<Options> ReadOptions(const std::vector<std::string> &arguments)
             options.files.push_back(argument);
             continue;
         }
-        if (argument == "--shifted") {
-            options.draws = simulation::Draws::Shifted;
+        if (argument == "--shifted-draws" || argument == "--even-ticks") {
+            options.variation.shiftedDraws |= argument == "--shifted-draws";
+            options.variation.evenTicks |= argument == "--even-ticks";
             continue;
         }
         if (++place == arguments.size()) {
@@ -129,7 +130,7 @@ private:
             const Scenario &scenario = mScenarios[place / seeds];
             const std::uint64_t seed = mOptions.firstSeed + place % seeds;
             const auto start = std::chrono::steady_clock::now();
-            const Outcome outcome = PlayScenario(scenario, seed, mOptions.draws);
+            const Outcome outcome = PlayScenario(scenario, seed, mOptions.variation);
             const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
             const std::lock_guard<std::mutex> hold(mMutex);
             Tell(scenario, seed, outcome, took.count());
@@ -165,7 +166,7 @@ int main(int count, char **values)
     const auto options = ReadOptions({values + 1, values + count});
     if (!options) {
         std::cerr << "usage: beacon-simulate [--seeds FIRST-LAST] [--jobs N] [--figures FILE] "
-                     "[--shifted] SCENARIO...\n";
+                     "[--shifted-draws] [--even-ticks] SCENARIO...\n";
         return 2;
     }
     std::vector<Scenario> scenarios;

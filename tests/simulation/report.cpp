@@ -3,11 +3,11 @@
 namespace simulation {
 namespace {
 
-std::string ReportOf(const Scenario &scenario, std::uint64_t seed, Draws draws,
+std::string ReportOf(const Scenario &scenario, std::uint64_t seed, const Variation &variation,
                      const Violations &found)
 {
     const Violation &first = found.First().front();
-    World again(scenario, seed, draws);
+    World again(scenario, seed, variation);
     again.Watch(first.machines, first.at);
     again.Run();
     std::string text = scenario.name + ", seed " + std::to_string(seed) + ": " +
@@ -24,16 +24,16 @@ std::string ReportOf(const Scenario &scenario, std::uint64_t seed, Draws draws,
 
 } // namespace
 
-Outcome PlayScenario(const Scenario &scenario, std::uint64_t seed, Draws draws)
+Outcome PlayScenario(const Scenario &scenario, std::uint64_t seed, const Variation &variation)
 {
     Outcome outcome;
-    World world(scenario, seed, draws);
+    World world(scenario, seed, variation);
     world.Run();
     outcome.trace = world.Events().Hash();
     outcome.violations = world.Found().Count();
     outcome.figures = world.Result();
     if (outcome.violations != 0) {
-        outcome.report = ReportOf(scenario, seed, draws, world.Found());
+        outcome.report = ReportOf(scenario, seed, variation, world.Found());
     }
     return outcome;
 }

@@ -19,6 +19,7 @@ struct Outcome
 
 // Plays a scenario with a seed. After a violation it plays it once more, to report the
 // last hundred events of the machines that the first violation is about.
-[[nodiscard]] Outcome PlayScenario(const Scenario &scenario, std::uint64_t seed, Draws draws);
+[[nodiscard]] Outcome PlayScenario(const Scenario &scenario, std::uint64_t seed,
+                                   const Variation &variation);
 
 } // namespace simulation

@@ -1,5 +1,7 @@
 #include "simulation/scenario.h"
 
+#include "simulation/stranger.h"
+
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -179,6 +181,9 @@ bool ReadAct(const Words &words, Scenario &scenario)
         if (!found) {
             continue;
         }
+        if (verb == Verb::Play && FindBehaviour(found->word) == nullptr) {
+            return false;
+        }
         Act act;
         act.at = MicrosOf(found->numbers.front());
         act.verb = verb;
@@ -272,8 +277,8 @@ Scenario ReadScenario(std::string_view name, std::string_view text, std::string 
             return scenario;
         }
     }
-    if (scenario.devices == 0 || scenario.end == 0) {
-        error = "It says neither how many devices there are nor when it ends.";
+    if (error.empty() && (scenario.devices == 0 || scenario.end == 0)) {
+        error = "It must say how many devices there are, and when it ends.";
     }
     return scenario;
 }

@@ -7,6 +7,7 @@
 #include <arpa/inet.h>
 #include <array>
 #include <cstdio>
+#include <ctime>
 
 namespace simulation {
 namespace {
@@ -15,6 +16,14 @@ namespace {
 // as the package's sysctl file sets it.
 constexpr std::size_t kUsualBuffer = 2 * 212'992;
 constexpr std::size_t kLargeBuffer = 2 * 4'608'000;
+
+// What this thread has taken so far: a figure alone, nothing depends on it.
+Micros ProcessorTime()
+{
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return time.tv_sec * kSecond + time.tv_nsec / 1000;
+}
 
 std::string BoardText(std::uint32_t board)
 {
@@ -30,7 +39,7 @@ in_addr_t AddressOfMachine(std::uint32_t number)
 
 } // namespace
 
-World::World(const Scenario &scenario, std::uint64_t seed, Draws draws)
+World::World(const Scenario &scenario, std::uint64_t seed, const Variation &variation)
     : mScenario(scenario),
       mChance(seed),
       mLink(scenario.link, mChance),
@@ -38,7 +47,7 @@ World::World(const Scenario &scenario, std::uint64_t seed, Draws draws)
       mHeldUpUntil(scenario.devices, 0),
       mTraffic(scenario, mViolations)
 {
-    MakeMachines(draws);
+    MakeMachines(variation);
     mLists = std::make_unique<ListChecks>(scenario, mMachines, mViolations);
     for (std::uint32_t number = 0; number < scenario.acts.size(); ++number) {
         mQueue.Add(scenario.acts[number].at, EventKind::Act, kNoMachine, number);
@@ -47,7 +56,7 @@ World::World(const Scenario &scenario, std::uint64_t seed, Draws draws)
 }
 
 // The first clocks that wrap do so after a minute, the next a minute later.
-void World::MakeMachines(Draws draws)
+void World::MakeMachines(const Variation &variation)
 {
     std::vector<ProductRow> products(kProductTable.begin(), kProductTable.end());
     if (mScenario.speakersOnly) {
@@ -67,7 +76,7 @@ void World::MakeMachines(Draws draws)
                                : static_cast<std::uint32_t>(mChance.Below(1'000'000'000));
         settings.seedOffset = started + (mScenario.ownSeeds ? number * 1009 : 0);
         settings.receiveBuffer = mScenario.largeBuffers ? kLargeBuffer : kUsualBuffer;
-        settings.discardsDraws = draws == Draws::Shifted;
+        settings.variation = variation;
         const in_addr_t address = AddressOfMachine(number);
         mByAddress[address] = number;
         mMachines.push_back(std::make_unique<Machine>(settings, static_cast<Surroundings &>(*this),
@@ -229,6 +238,9 @@ void World::EndSecond()
     mSecond.right = mLists->Right();
     mSecond.busy = mLink.BusyTime() - mBusyBefore;
     mBusyBefore = mLink.BusyTime();
+    const Micros processor = ProcessorTime();
+    mSecond.processor = processor - mProcessorBefore;
+    mProcessorBefore = processor;
     mFigures.seconds.push_back(mSecond);
     mSecond = SecondFigures();
     if (mNow == mScenario.expects.memory) {

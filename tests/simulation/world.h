@@ -22,16 +22,13 @@
 
 namespace simulation {
 
-// How a device draws its first random numbers.
-enum class Draws { AsBuilt, Shifted };
-
 // World plays one scenario with one seed, in virtual time, on one thread. Equal
 // scenarios and seeds give equal runs on every machine.
 class World final : private Surroundings
 {
 public:
     // REQUIRES: the scenario outlives the world.
-    World(const Scenario &scenario, std::uint64_t seed, Draws draws);
+    World(const Scenario &scenario, std::uint64_t seed, const Variation &variation);
 
     // The events of these machines are kept for a report, up to a time. Before Run.
     void Watch(const std::set<std::uint32_t> &machines, Micros until)
@@ -71,7 +68,7 @@ private:
     };
 
     // world.cpp
-    void MakeMachines(Draws draws);
+    void MakeMachines(const Variation &variation);
     void Dispatch(const Event &event);
     bool Send(Machine &machine, bool multicast, const sockaddr_in &destination,
               std::string_view text, Micros at, int sparedPercent) override;
@@ -118,6 +115,7 @@ private:
     Figures mFigures;
     SecondFigures mSecond;
     Micros mBusyBefore = 0;
+    Micros mProcessorBefore = 0;
     std::int64_t mMemory = 0; // at the time that the scenario names
 };
 
