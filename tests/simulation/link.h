@@ -59,7 +59,7 @@ public:
     // How much later than others a datagram arrives: 0 for most.
     [[nodiscard]] Micros Straggling();
 
-    // How long the medium has been in use: the air, or the busiest... of all wires in sum.
+    // How long the air has been in use, or all wires together.
     [[nodiscard]] Micros BusyTime() const { return mBusy; }
 
 private:

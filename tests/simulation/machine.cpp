@@ -14,9 +14,6 @@ namespace simulation {
 namespace {
 
 constexpr const char *kWebRoot = "/var/www/html";
-// What time() says at the beginning.
-constexpr std::uint32_t kEpoch = 1'700'000'000;
-
 constexpr Micros kForEver = std::numeric_limits<Micros>::max();
 
 // What the kernel counts for a datagram in a socket's buffer.
@@ -62,13 +59,19 @@ std::uint32_t Machine::ClockMs(Micros now) const
     return mSettings.clockMs + static_cast<std::uint32_t>(now / kMillisecond);
 }
 
-void Machine::PowerOn(Micros now)
+void Machine::PowerOn(Micros now, Publication publication)
 {
     mFiles.ForgetNumbers();
     mAgent = std::make_unique<ssdp::SSDPAgent>(static_cast<ssdp::SSDPEnvironment &>(*this));
     mEnabled = true;
-    Open(now);
-    Publish();
+    mAgent->AddInterface(TextOf(mAddress), "net0", mSettings.netmask);
+    if (publication == Publication::AtOnce) {
+        Publish();
+        Start(now);
+    } else {
+        Start(now);
+        Publish();
+    }
 }
 
 void Machine::Kill()
@@ -162,17 +165,23 @@ void Machine::Publish()
     mAgent->AddService(service);
 }
 
-// As VEX_SSDP::Open and the beginning of its thread.
+// As VEX_SSDP::Open.
 void Machine::Open(Micros now)
 {
     mAgent->AddInterface(TextOf(mAddress), "net0", mSettings.netmask);
+    Start(now);
+}
+
+// As the beginning of VEX_SSDP's thread.
+void Machine::Start(Micros now)
+{
     ++mRun;
     mBusyUntil = now;
     mSendingAt = now;
     mPolledAt = now;
     mTickAt = now;
     mClock.Start(ClockMs(now));
-    mRandom.Seed(kEpoch + mSettings.seedOffset + static_cast<std::uint32_t>(now / kSecond));
+    mRandom.Seed(mSettings.time + static_cast<std::uint32_t>(now / kSecond));
     if (mSettings.variation.shiftedDraws) {
         for (std::uint32_t left = ntohl(mAddress) & 0xFFFFU; left > 0; --left) {
             static_cast<void>(mRandom.Draw());

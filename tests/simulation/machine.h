@@ -73,7 +73,7 @@ struct MachineSettings
     std::string board; // "0x" and hexadecimal digits
     in_addr netmask{};
     std::uint32_t clockMs = 0;     // its millisecond clock at the beginning; it wraps
-    std::uint32_t seedOffset = 0;  // what its clock in seconds differs by
+    std::uint32_t time = 0;        // what time() gives at the beginning
     Variation variation;           // see ssdp/timing.h
     Micros handlingTime = 10;      // of one datagram, sent or received
     std::size_t receiveBuffer = 0; // bytes, as the kernel counts
@@ -89,7 +89,10 @@ public:
             std::string hostName);
 
     // What the coordinator and the system do to it.
-    void PowerOn(Micros now);
+    // The coordinator's publication follows the opening. It usually waits for the next tick;
+    // when the engine's thread is late it is there at once.
+    enum class Publication { WithNextTick, AtOnce };
+    void PowerOn(Micros now, Publication publication);
     void Kill();
     void Rename(const std::string &hostName, Micros now);
     void Move(in_addr_t address, Micros now);
@@ -132,6 +135,7 @@ private:
     ssdp::DescriptionFiles &Files() override { return mFiles; }
 
     void Open(Micros now);
+    void Start(Micros now);
     void Close(bool goodbye, Micros now);
     void Reopen(Micros now);
     void Publish();

@@ -26,7 +26,7 @@ RUNS = {
     **{f"{count} {link}": (count, link, 200, 320) for count in (10, 100) for link in LINKS},
     "1000 wired": (1000, "wired", 200, 320),
     "2000 wired": (2000, "wired", 200, 300),
-    "1000 wifi": (1000, "wifi", 1500, 1700),
+    "300 wifi": (300, "wifi", 400, 520),
 }
 EXCHANGE = ("request", "document")
 ANNOUNCING = ("alive", "goodbye", "search", "search answer")
@@ -75,7 +75,6 @@ def row(name, figures):
     count, link, newcomer, end = RUNS[name]
     all_entries = count * count
     starts = [until(figures, share, 0, 0, all_entries) for share in (0.5, 0.99, 1)]
-    after = newcomer + 90
     before = figures["right"][newcomer - 1]
     comes = [until(figures, share, newcomer, before, (count + 1) ** 2) for share in (0.5, 0.99, 1)]
     rest = range(newcomer - 30, newcomer)
@@ -103,10 +102,12 @@ STYLE = """<style>
 text { font: 12px sans-serif; fill: #333 }
 .axis { stroke: #888; fill: none } .grid { stroke: #888; stroke-opacity: .25 }
 .c0 { stroke: #0b62c4 } .c1 { stroke: #c2410c } .c2 { stroke: #15803d } .c3 { stroke: #7e22ce }
+.c4 { stroke: #64748b }
 .line { fill: none; stroke-width: 2 }
 @media (prefers-color-scheme: dark) {
   text { fill: #ddd } .axis { stroke: #999 }
   .c0 { stroke: #6cb2ff } .c1 { stroke: #ff9d5c } .c2 { stroke: #6fdc8c } .c3 { stroke: #d0a2ff }
+  .c4 { stroke: #cbd5e1 }
 }
 </style>"""
 
@@ -127,7 +128,7 @@ def plot(path, title, unit, curves, seconds):
                      f"{seconds * step / 4:g}</text>")
     parts.append(f"<path class='axis' d='M{left} {top}V{top + height}H{left + width}'/>"
                  f"<text x='{left + width / 2}' y='{top + height + 38}' text-anchor='middle'>"
-                 f"seconds after the start; upright: {unit}</text>")
+                 f"seconds after the start (horizontal); {unit} (vertical)</text>")
     for number, (label, values) in enumerate(curves.items()):
         points = " ".join(f"{left + width * (s + 1) / seconds:.1f},"
                           f"{top + height * (1 - value / largest):.1f}"
@@ -150,9 +151,9 @@ def main(names):
     if names:
         return
     shares = {name: [100 * right / RUNS[name][0] ** 2 for right in found[name]["right"]]
-              for name in ("100 wired", "1000 wired", "100 wifi", "2000 wired")}
+              for name in ("100 wired", "1000 wired", "2000 wired", "100 wifi", "300 wifi")}
     plot(IMAGES / "scale-entries.svg", "Entries that are there after a common start",
-         "per cent of all", shares, 120)
+         "per cent of all", shares, 200)
     starts = {label: play(f"100 wifi {label}", start_scenario(*RUNS["100 wifi"]), *options)
               for label, options in VARIATIONS.items()}
     plot(IMAGES / "scale-load.svg", "Load after a common start of 100 devices on a wireless link",

@@ -30,9 +30,10 @@ struct ActForm
 };
 
 // "At TIME MACHINES ..."; a further number is the length in seconds.
-constexpr std::array<ActForm, 13> kActForms{{
+constexpr std::array<ActForm, 14> kActForms{{
     {"at # s @ start within # s", Verb::Start},
     {"at # s @ start", Verb::Start},
+    {"at # s @ start and are published at once", Verb::StartPublished},
     {"at # s @ are killed", Verb::Kill},
     {"at # s @ are renamed", Verb::Rename},
     {"at # s @ get another address", Verb::Move},
@@ -242,6 +243,10 @@ bool ReadSetting(const Words &words, Scenario &scenario)
     }
     if (const auto found = Match(words, "the clocks of # devices wrap")) {
         scenario.wrapping = static_cast<std::uint32_t>(found->numbers.front());
+        return true;
+    }
+    if (const auto found = Match(words, "the time is # s at the beginning")) {
+        scenario.time = static_cast<std::uint32_t>(found->numbers.front());
         return true;
     }
     if (const auto found = Match(words, "it ends at # s")) {

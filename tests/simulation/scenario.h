@@ -21,6 +21,7 @@ struct Choice
 
 enum class Verb : std::uint8_t {
     Start,
+    StartPublished, // with a publication that is there before the engine's thread
     Kill,
     Rename,
     Move,
@@ -63,6 +64,7 @@ struct Scenario
     std::uint32_t devices = 0;
     LinkSettings link;
     bool ownSeeds = false;      // of random(): else the time in seconds, the same for all
+    std::uint32_t time = 0;     // that time() gives at the beginning; 0 for one that is drawn
     std::uint32_t wrapping = 0; // how many machines' clocks wrap within the scenario
     bool largeBuffers = false;  // for receiving, as the package sets them
     bool speakersOnly = false;  // no ZR1, which announces itself and is listed by later searches

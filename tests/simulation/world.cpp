@@ -25,6 +25,9 @@ Micros ProcessorTime()
     return time.tv_sec * kSecond + time.tv_nsec / 1000;
 }
 
+// The earliest time that time() gives at the beginning.
+constexpr std::uint32_t kEpoch = 1'700'000'000;
+
 std::string BoardText(std::uint32_t board)
 {
     std::array<char, 16> text{};
@@ -62,7 +65,8 @@ void World::MakeMachines(const Variation &variation)
     if (mScenario.speakersOnly) {
         products.erase(products.begin() + 6);
     }
-    const auto started = static_cast<std::uint32_t>(mChance.Below(100'000'000));
+    const std::uint32_t drawn = kEpoch + static_cast<std::uint32_t>(mChance.Below(100'000'000));
+    const std::uint32_t time = mScenario.time != 0 ? mScenario.time : drawn;
     for (std::uint32_t number = 0; number < mScenario.devices; ++number) {
         const ProductRow &product = products[number % products.size()];
         MachineSettings settings;
@@ -74,7 +78,7 @@ void World::MakeMachines(const Variation &variation)
         settings.clockMs = number < mScenario.wrapping
                                ? 0U - 60'000U * (number + 1)
                                : static_cast<std::uint32_t>(mChance.Below(1'000'000'000));
-        settings.seedOffset = started + (mScenario.ownSeeds ? number * 1009 : 0);
+        settings.time = time + (mScenario.ownSeeds ? number * 1009 : 0);
         settings.receiveBuffer = mScenario.largeBuffers ? kLargeBuffer : kUsualBuffer;
         settings.variation = variation;
         const in_addr_t address = AddressOfMachine(number);

@@ -58,6 +58,7 @@ private:
         Stall,
         Resume,
         AddOther,
+        PowerOnPublished,
     };
     // A stranger at work.
     struct Playing
@@ -88,7 +89,9 @@ private:
     void BeginChanges(const Act &act);
     void BeginChange(std::uint32_t machine, Micros at);
     void Take(Step step, std::uint32_t number);
+    void PowerOn(Machine &machine, Machine::Publication publication);
     void TakeOnOpen(Step step, Machine &machine);
+    void AddSilent(Machine &machine);
     void Settle(std::uint32_t number);
     void PlayTurn(std::uint32_t number);
     [[nodiscard]] std::vector<std::uint32_t> Chosen(const Choice &choice, Verb verb);

@@ -37,7 +37,8 @@ std::vector<std::uint32_t> World::Chosen(const Choice &choice, Verb verb)
                            (choice.kind == Choice::Kind::Range && number + 1 >= choice.first &&
                             number < choice.last) ||
                            choice.kind == Choice::Kind::Some;
-        if (named && mMachines[number]->IsOn() != (verb == Verb::Start)) {
+        if (named &&
+            mMachines[number]->IsOn() != (verb == Verb::Start || verb == Verb::StartPublished)) {
             chosen.push_back(number);
         }
     }
@@ -51,8 +52,9 @@ std::vector<std::uint32_t> World::Chosen(const Choice &choice, Verb verb)
 
 void World::BeginForMachines(const Act &act)
 {
-    static constexpr std::array<std::pair<Verb, Step>, 10> kSteps{
+    static constexpr std::array<std::pair<Verb, Step>, 11> kSteps{
         {{Verb::Start, Step::PowerOn},
+         {Verb::StartPublished, Step::PowerOnPublished},
          {Verb::Kill, Step::Kill},
          {Verb::Rename, Step::Rename},
          {Verb::Move, Step::Move},
@@ -178,7 +180,7 @@ void World::Settle(std::uint32_t number)
 
 void World::Take(Step step, std::uint32_t number)
 {
-    static constexpr std::array<const char *, 14> kNames{"is started",
+    static constexpr std::array<const char *, 15> kNames{"is started",
                                                          "is killed",
                                                          "is renamed",
                                                          "gets another address",
@@ -191,18 +193,17 @@ void World::Take(Step step, std::uint32_t number)
                                                          "is back",
                                                          "stalls",
                                                          "goes on",
-                                                         "adds a silent ZR1"};
+                                                         "adds a silent ZR1",
+                                                         "is started and published"};
     Machine &machine = *mMachines[number];
-    if (machine.IsOn() == (step == Step::PowerOn)) {
+    const bool starts = step == Step::PowerOn || step == Step::PowerOnPublished;
+    if (machine.IsOn() == starts) {
         return;
     }
     mTrace.Note(mNow, kNames[static_cast<std::size_t>(step)], number);
-    if (step == Step::PowerOn) {
-        mKilled.erase(number);
-        mTraffic.NoteStart(machine, mNow);
-        mLists->NoteEmptied(machine);
-        machine.PowerOn(mNow);
-        Settle(number);
+    if (starts) {
+        PowerOn(machine, step == Step::PowerOn ? Machine::Publication::WithNextTick
+                                               : Machine::Publication::AtOnce);
     } else if (step == Step::Kill) {
         mKilled.insert(number);
         machine.Kill();
@@ -211,6 +212,15 @@ void World::Take(Step step, std::uint32_t number)
     } else {
         TakeOnOpen(step, machine);
     }
+}
+
+void World::PowerOn(Machine &machine, Machine::Publication publication)
+{
+    mKilled.erase(machine.Number());
+    mTraffic.NoteStart(machine, mNow);
+    mLists->NoteEmptied(machine);
+    machine.PowerOn(mNow, publication);
+    Settle(machine.Number());
 }
 
 void World::TakeOnOpen(Step step, Machine &machine)
@@ -262,10 +272,18 @@ void World::TakeOnOpen(Step step, Machine &machine)
         machine.Resume(mNow);
         return Settle(number);
     case Step::AddOther:
+        return AddSilent(machine);
     case Step::PowerOn:
+    case Step::PowerOnPublished:
     case Step::Kill:
         break;
     }
+}
+
+// The coordinator adds such a device again and again.
+void World::AddSilent(Machine &machine)
+{
+    const std::uint32_t number = machine.Number();
     SSDPDeviceType silent;
     silent.productName = "ZR1";
     silent.modelName = "ZR1";
