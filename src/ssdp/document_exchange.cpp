@@ -137,10 +137,14 @@ bool DocumentExchange::SendSome(Road &road)
 
 void DocumentExchange::Clear()
 {
-    for (Road *road : {&mResponses, &mRequests}) {
-        road->queue.Clear();
-        road->due.clear();
-    }
+    Clear(mResponses);
+    Clear(mRequests);
+}
+
+void DocumentExchange::Clear(Road &road)
+{
+    road.queue.Clear();
+    road.due.clear();
 }
 
 } // namespace ssdp

@@ -59,7 +59,8 @@ public:
     // Sends some of the due datagrams, answers first; true while more are left.
     // Those that find no room in the send buffer wait for the next tick.
     [[nodiscard]] bool SendDue();
-    // Forgets what waits to be sent.
+    // Forgets the answers that wait to be sent, or everything that does.
+    void ClearResponses() { Clear(mResponses); }
     void Clear();
 
 private:
@@ -72,6 +73,7 @@ private:
     };
 
     [[nodiscard]] bool SendSome(Road &road);
+    static void Clear(Road &road);
 
     SSDPEnvironment &mEnvironment;
     OwnLink &mLink;

@@ -223,6 +223,15 @@ void SSDPAgent::ParseSSDPDiagnosticMessages(std::string_view command, std::strin
     }
 }
 
+// Answers that wait already may hold the former document, too.
+void SSDPAgent::AddService(SSDPDeviceType &service)
+{
+    mRegistry.AddService(service);
+    if (mRegistry.AwaitsPublication()) {
+        mDocuments.ClearResponses();
+    }
+}
+
 void SSDPAgent::RemoveService(const std::string &productName, const std::string &ipAddress,
                               std::uint16_t instance)
 {

@@ -70,7 +70,7 @@ public:
 
     // See VEX_SSDP.
     void SetPath(const std::string &path) { mDocuments.SetPath(path); }
-    void AddService(SSDPDeviceType &service) { mRegistry.AddService(service); }
+    void AddService(SSDPDeviceType &service);
     void RemoveService(const std::string &productName, const std::string &ipAddress,
                        std::uint16_t instance);
     void RemoveService(const std::string &prefix) { mRegistry.RemoveServicesWithPrefix(prefix); }

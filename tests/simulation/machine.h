@@ -113,7 +113,7 @@ public:
     [[nodiscard]] std::uint32_t Number() const { return mSettings.number; }
     [[nodiscard]] bool IsOn() const { return mAgent != nullptr; }
     [[nodiscard]] bool IsOpen() const { return IsOn() && mAgent->IsOpen(); }
-    [[nodiscard]] bool IsEnabled() const { return mEnabled; }
+    [[nodiscard]] bool IsStalled() const { return mStalled; }
     [[nodiscard]] in_addr_t Address() const { return mAddress; }
     [[nodiscard]] const std::string &HostName() const { return mHostName; }
     [[nodiscard]] const std::string &Product() const { return mSettings.product; }

@@ -1,5 +1,7 @@
 #include "simulation/trace.h"
 
+#include "formats/ssdp_protocol.h"
+
 #include <array>
 #include <cinttypes>
 #include <cstdio>
@@ -8,6 +10,13 @@ namespace simulation {
 namespace {
 
 constexpr std::size_t kKept = 100;
+
+// Other makers' traffic, and answers to it, would leave no room for the rest.
+bool IsOfInterest(const Datagram &datagram)
+{
+    return datagram.from != kNoMachine ? datagram.multicast
+                                       : datagram.text.find(formats::kVexMark) != std::string::npos;
+}
 
 std::string LineOf(std::string_view text, std::string_view beginning)
 {
@@ -52,8 +61,8 @@ void Trace::Note(Micros at, const char *what, std::uint32_t machine, const Datag
 {
     Fold(static_cast<std::uint64_t>(at));
     Fold(machine ^ datagram.hash ^ (static_cast<std::uint64_t>(what[0]) << 32U));
-    if (at <= mUntil && mWatched.count(machine) != 0 &&
-        (peer == kNoMachine || mWatched.count(peer) != 0)) {
+    const bool between = peer != kNoMachine ? mWatched.count(peer) != 0 : IsOfInterest(datagram);
+    if (at <= mUntil && mWatched.count(machine) != 0 && between) {
         Keep(at, what, machine, &datagram);
     }
 }

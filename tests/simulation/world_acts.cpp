@@ -170,10 +170,11 @@ void World::BeginChange(std::uint32_t machine, Micros at)
     }
 }
 
-// What changes on the other side of a split is known to nobody here until it heals.
+// What changes on the other side of a split is known to nobody here until it heals, and to
+// a stalled machine not before it goes on.
 void World::Settle(std::uint32_t number)
 {
-    if (!mSplit[number]) {
+    if (!mSplit[number] && !mMachines[number]->IsStalled()) {
         mLists->Settle(number, mNow);
     }
 }

@@ -56,6 +56,22 @@ TEST_F(FormerDocument, IsNotServedBetweenARenameAndItsAnnouncement)
     EXPECT_TRUE(IsServed());
 }
 
+TEST_F(FormerDocument, IsNotSentOnceTheNextOneWaitsForItsAnnouncement)
+{
+    agent.RemoveService("Corvia 12", "192.0.2.10", 0);
+    agent.UpdateContainers(5000);
+    const auto wanted =
+        agent.ParseSSDPPacket(kRequest, test::SocketAddressOf("192.0.2.11", 1900), 0);
+    ASSERT_TRUE(wanted.has_value());
+    agent.SendGETResponse(*wanted, {"before", 6}, 0);
+    SSDPDeviceType service = Device("Corvia 12", "192.0.2.10", "after");
+    agent.AddService(service);
+    environment.TakeSent();
+    agent.BeginTick(20'000);
+    EXPECT_FALSE(agent.SendDue());
+    EXPECT_EQ(environment.TakeSent().size(), 0U);
+}
+
 TEST_F(FormerDocument, IsServedWhileAnotherDevicesServiceWaits)
 {
     SSDPDeviceType other = Device("ZR1", "192.0.2.99", "other");
