@@ -1,0 +1,145 @@
+#!/usr/bin/env python3
+"""Starts 20 real devices in the lab and 20 simulated ones at the same times with the same
+random numbers, and compares how fast they find each other and what they send.
+
+    tests/simulation/compare_with_lab.py [PROGRAMS]    needs root, build/dev/bin (or the folder
+                                                       named) and build/simulate
+
+Status 0 when the lists are complete within a tick of each other, and the numbers of
+datagrams of each kind differ by at most 5 %, or by one for each device.
+"""
+
+import json
+import pathlib
+import socket
+import struct
+import subprocess
+import sys
+import threading
+import time
+
+TOP = pathlib.Path(__file__).resolve().parent.parent.parent
+sys.path.insert(0, str(TOP / "tools"))
+
+from lab import DeviceSpec, Lab, wait_until  # noqa: E402
+
+COUNT = 20
+WATCHED = 120  # seconds from the first start
+TICK = 5.75
+# In the order of the simulator, without ZR1.
+PRODUCTS = ["corvia12", "corvia12plus", "lumen", "lumenplus", "talonmx", "talonvt", "zr2"]
+KINDS = {"alive": b"ssdp:alive", "search": b"M-SEARCH", "search answer": b"\r\nEXT:\r\n",
+         "request": b"GET ", "document": b"CONTENT-LANGUAGE"}
+ETH_P_ALL = 3  # a bridge takes what comes in before sockets for IPv4 alone see it
+ETH_P_IP = 0x0800
+PACKET_OUTGOING = 4
+
+
+class Counter:
+    """Counts the SSDP datagrams that reach the switch, by kind, and notes the time of each
+    device's search, which is its start."""
+
+    def __init__(self, switch):
+        self.counts = dict.fromkeys(KINDS, 0)
+        self.starts = {}
+        self.announced = {}  # the first time
+        self.stopped = False
+        with switch.network():
+            self._socket = socket.socket(socket.AF_PACKET, socket.SOCK_DGRAM,
+                                         socket.htons(ETH_P_ALL))
+        self._socket.setsockopt(socket.SOL_SOCKET, 33, 64 << 20)  # SO_RCVBUFFORCE
+        self._socket.settimeout(0.5)
+        self._thread = threading.Thread(target=self._run)
+        self._thread.start()
+
+    def stop(self):
+        self.stopped = True
+        self._thread.join()
+        self._socket.close()
+
+    def _run(self):
+        while not self.stopped:
+            try:
+                packet, (port, protocol, way, *_) = self._socket.recvfrom(65536)
+            except TimeoutError:
+                continue
+            if (protocol != ETH_P_IP or way == PACKET_OUTGOING or not port.startswith("port")
+                    or packet[9] != socket.IPPROTO_UDP):
+                continue
+            header = (packet[0] & 15) * 4
+            source, destination = struct.unpack("!HH", packet[header:header + 4])
+            if 1900 in (source, destination):
+                self._note(socket.inet_ntoa(packet[12:16]), packet[header + 8:])
+
+    def _note(self, sender, text):
+        for kind, mark in KINDS.items():
+            if mark in text:
+                self.counts[kind] += 1
+                if kind in ("search", "alive"):
+                    noted = self.starts if kind == "search" else self.announced
+                    noted.setdefault(sender, time.time())
+                return
+
+
+def play_reality(programs):
+    """For each device its start, and whether its publication came before the engine's
+    thread; the time of completeness; the counts."""
+    with Lab(programs) as lab:
+        devices = lab.add_devices([DeviceSpec(product=PRODUCTS[n % len(PRODUCTS)])
+                                   for n in range(COUNT)])
+        peer = lab.add_peer()
+        counter = Counter(lab._switch)
+        for device in devices:
+            device.start_beacond()
+        wait_until(lambda: len(counter.starts) == COUNT, 60, "all devices to search")
+        first = min(counter.starts.values())
+        complete = None
+        while time.time() < first + WATCHED:
+            if complete is None and all(peer.ask(b"gn", each.address, 49821).count(b"USN:") >= COUNT
+                                        for each in devices):
+                complete = time.time() - first
+            time.sleep(0.5)
+        counter.stop()
+        starts = [(counter.starts[each.address],
+                   counter.announced[each.address] < counter.starts[each.address] + 1)
+                  for each in devices]
+        return starts, complete, counter.counts
+
+
+def play_simulation(starts):
+    first = min(starts)[0]
+    lines = [f"There are {COUNT} devices.", "There is no ZR1.", "The link is wired.",
+             f"The time is {int(first)} s at the beginning."]
+    part = first - int(first)
+    lines += [f"At {start - int(first):.6f} s device {number + 1} starts"
+              + (" and is published at once." if at_once else ".")
+              for number, (start, at_once) in enumerate(starts)]
+    lines.append(f"It ends at {int(WATCHED + part) + 1} s.")
+    scenario, figures = (TOP / "build" / name for name in ("lab.txt", "lab.json"))
+    scenario.write_text("\n".join(lines) + "\n")
+    subprocess.run([TOP / "build/simulate/bin/beacon-simulate", "--figures", figures, scenario],
+                   check=True, stdout=subprocess.DEVNULL)
+    found = json.loads(figures.read_text())
+    complete = next(second + 1 for second, right in enumerate(found["right"])
+                    if right == COUNT * COUNT)
+    return complete - part, {kind: sum(found[kind][:WATCHED + 1]) for kind in KINDS}
+
+
+def main(arguments):
+    programs = arguments[0] if arguments else TOP / "build/dev/bin"
+    starts, complete, counts = play_reality(programs)
+    simulated, simulated_counts = play_simulation(starts)
+    print(f"starts within {max(starts)[0] - min(starts)[0]:.1f} s")
+    print(f"{'':15} {'lab':>8} {'simulated':>10}")
+    print(f"{'complete, s':15} {complete or 0:8.1f} {simulated:10.1f}")
+    alike = complete is not None and abs(complete - simulated) <= TICK
+    for kind, count in counts.items():
+        other = simulated_counts[kind]
+        print(f"{kind:15} {count:8} {other:10}")
+        alike = alike and abs(count - other) <= max(0.05 * count, COUNT)
+    print("alike" if alike else "NOT ALIKE")
+    return 0 if alike else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

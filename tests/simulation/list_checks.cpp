@@ -1,0 +1,262 @@
+#include "simulation/list_checks.h"
+
+#include "formats/ssdp_device_type.h"
+#include "simulation/trace.h"
+
+#include <algorithm>
+
+namespace simulation {
+namespace {
+
+// An entry that a device had before it was cut off or held up may run out after that:
+// until its next announcement it counts as not listed yet.
+constexpr Micros kSettlingTime = 40 * kSecond;
+// What a document under way at the goodbye may list lives 240 s.
+constexpr Micros kDocumentLives = 250 * kSecond;
+// A device that can be proxied announces a max-age of up to 129 s, not 120 s.
+constexpr Micros kGrantedMore = 18 * kSecond;
+
+} // namespace
+
+ListChecks::ListChecks(const Scenario &scenario, const Machines &machines, Violations &violations)
+    : mScenario(scenario),
+      mMachines(machines),
+      mViolations(violations),
+      mSettled(machines.size(), kNever),
+      mPublishedUsn(machines.size()),
+      mWrongSince(machines.size() * machines.size(), 1),
+      mKeepsName(machines.size() * machines.size(), false),
+      mWrong(machines.size(), 0),
+      mGhosts(machines.size())
+{
+}
+
+void ListChecks::Settle(std::uint32_t machine, Micros now)
+{
+    mSettled[machine] = now;
+    for (std::uint32_t other = 0; other < mMachines.size(); ++other) {
+        for (Micros *since : {&WrongSince(machine, other), &WrongSince(other, machine)}) {
+            *since = *since == 0 ? 0 : now;
+        }
+    }
+}
+
+void ListChecks::NotePublished(const Machine &machine)
+{
+    std::string &usn = mPublishedUsn[machine.Number()];
+    if (usn.empty()) {
+        usn = machine.Usn();
+        mDeparted.erase(usn);
+        mPublishedChanged = true;
+    }
+}
+
+void ListChecks::NoteGoodbye(const Machine &machine, const std::string &usn, Micros now)
+{
+    std::string &published = mPublishedUsn[machine.Number()];
+    if (usn == published) {
+        published.clear();
+        const bool reached = IsSettled(machine.Number(), now);
+        mDeparted[usn] = {now, reached, machine.Number()};
+        for (std::uint32_t watcher = 0; watcher < mMachines.size(); ++watcher) {
+            KeepName(watcher, machine.Number(), !reached || !IsSettled(watcher, now));
+        }
+        mPublishedChanged = true;
+    }
+}
+
+void ListChecks::NoteGone(const Machine &machine, Micros now)
+{
+    std::string &published = mPublishedUsn[machine.Number()];
+    if (!published.empty()) {
+        mDeparted[published] = {now, false, machine.Number()};
+        for (std::uint32_t watcher = 0; watcher < mMachines.size(); ++watcher) {
+            KeepName(watcher, machine.Number(), true);
+        }
+        published.clear();
+        mPublishedChanged = true;
+    }
+}
+
+void ListChecks::NoteEmptied(const Machine &machine)
+{
+    for (std::uint32_t subject = 0; subject < mMachines.size(); ++subject) {
+        KeepName(machine.Number(), subject, false);
+    }
+}
+
+void ListChecks::NoteDocument(const Machine &receiver, std::uint32_t from, Micros now)
+{
+    for (const auto &[usn, departure] : mDeparted) {
+        if (departure.machine == from) {
+            mLate[{receiver.Number(), usn}] = now;
+            KeepName(receiver.Number(), from, true);
+        }
+    }
+}
+
+// Devices that can be proxied are listed by those alone that search after their
+// publication: no list must hold them.
+void ListChecks::CollectPublished()
+{
+    mPublished.clear();
+    for (std::uint32_t number = 0; number < mMachines.size(); ++number) {
+        const std::string &usn = mPublishedUsn[number];
+        if (!usn.empty() && !formats::CanBeProxied(usn)) {
+            mPublished.push_back({usn, number});
+        }
+    }
+    std::sort(mPublished.begin(), mPublished.end(),
+              [](const Published &a, const Published &b) { return a.usn < b.usn; });
+}
+
+void ListChecks::EverySecond(Micros now)
+{
+    const bool all = std::exchange(mPublishedChanged, false);
+    if (all) {
+        CollectPublished();
+    }
+    mWanted = 0;
+    mRight = 0;
+    for (std::uint32_t watcher = 0; watcher < mMachines.size(); ++watcher) {
+        Machine &machine = *mMachines[watcher];
+        if (!machine.IsOpen()) {
+            continue;
+        }
+        if (machine.TakeTouched() || all) {
+            Walk(watcher, now);
+        }
+        mWanted += mPublished.size();
+        mRight += mPublished.size() - mWrong[watcher];
+        if (mWrong[watcher] != 0) {
+            CheckWrong(watcher, now);
+        }
+        if (!mGhosts[watcher].empty()) {
+            CheckGhosts(watcher, now);
+        }
+    }
+}
+
+void ListChecks::Walk(std::uint32_t watcher, Micros now)
+{
+    mWrong[watcher] = 0;
+    mGhosts[watcher].clear();
+    auto wanted = mPublished.begin();
+    for (const auto &[usn, entry] : mMachines[watcher]->Agent().NodeList()) {
+        for (; wanted != mPublished.end() && wanted->usn < usn; ++wanted) {
+            MarkWrong(watcher, wanted->machine, now);
+        }
+        if (wanted == mPublished.end() || wanted->usn != usn) {
+            mGhosts[watcher].push_back(usn);
+            continue;
+        }
+        if (IsRight(entry, watcher, *mMachines[wanted->machine])) {
+            MarkRight(watcher, wanted->machine, now);
+        } else {
+            MarkWrong(watcher, wanted->machine, now);
+        }
+        ++wanted;
+    }
+    for (; wanted != mPublished.end(); ++wanted) {
+        MarkWrong(watcher, wanted->machine, now);
+    }
+}
+
+bool ListChecks::IsRight(const SSDPDeviceType &entry, std::uint32_t watcher,
+                         const Machine &subject) const
+{
+    const bool named = entry.hostName == subject.HostName() ||
+                       mKeepsName[watcher * mMachines.size() + subject.Number()];
+    return named && entry.modelName == subject.Product() &&
+           entry.ipAddress == TextOf(subject.Address()) && entry.instance == "0" &&
+           !entry.modelNumber.empty() && !entry.modelDescription.empty();
+}
+
+void ListChecks::MarkRight(std::uint32_t watcher, std::uint32_t subject, Micros now)
+{
+    Micros &since = WrongSince(watcher, subject);
+    if (since < 0) {
+        mLongestLapse = std::max(mLongestLapse, now + since);
+    }
+    since = 0;
+}
+
+void ListChecks::MarkWrong(std::uint32_t watcher, std::uint32_t subject, Micros now)
+{
+    ++mWrong[watcher];
+    Micros &since = WrongSince(watcher, subject);
+    if (since != 0) {
+        return;
+    }
+    const bool settled = IsSettled(watcher, now) && IsSettled(subject, now) &&
+                         now - SettledSince(watcher, subject) > kSettlingTime;
+    mLapses += settled ? 1 : 0;
+    since = settled ? -now : now;
+}
+
+bool ListChecks::IsSettled(std::uint32_t machine, Micros now) const
+{
+    return mSettled[machine] <= now;
+}
+
+Micros ListChecks::SettledSince(std::uint32_t watcher, std::uint32_t subject) const
+{
+    return std::max({mSettled[watcher], mSettled[subject], mSettledAll});
+}
+
+void ListChecks::CheckWrong(std::uint32_t watcher, Micros now)
+{
+    for (const Published &each : mPublished) {
+        const std::uint32_t subject = each.machine;
+        const Micros since = WrongSince(watcher, subject);
+        if (since == 0 || !IsSettled(watcher, now) || !IsSettled(subject, now) ||
+            (mOwnMayBeMissing && watcher == subject)) {
+            continue;
+        }
+        const Expectations &expects = mScenario.expects;
+        const Micros waited = now - SettledSince(watcher, subject);
+        if (expects.complete != 0 && waited > expects.complete) {
+            mViolations.Add(now, {watcher, subject},
+                            MachineText(watcher) + " does not list " + MachineText(subject) +
+                                " as it is, " + TimeText(waited) + " after the last change");
+        } else if (expects.missing != 0 && since < 0 && now + since > expects.missing &&
+                   -since > mSettledAll) {
+            mViolations.Add(now, {watcher, subject},
+                            MachineText(watcher) + " has missed " + MachineText(subject) + " for " +
+                                TimeText(now + since));
+        }
+        if (since < 0) {
+            mLongestLapse = std::max(mLongestLapse, now + since);
+        }
+    }
+}
+
+// A goodbye counts for those that could receive it.
+void ListChecks::CheckGhosts(std::uint32_t watcher, Micros now)
+{
+    if (!IsSettled(watcher, now)) {
+        return;
+    }
+    for (const std::string &usn : mGhosts[watcher]) {
+        const auto found = mDeparted.find(usn);
+        if (found == mDeparted.end()) {
+            continue;
+        }
+        const Departure &departure = found->second;
+        const bool goodbye = departure.goodbye && mSettled[watcher] < departure.at;
+        Micros limit = departure.at +
+                       (goodbye ? mScenario.expects.goodbye : mScenario.expects.silent) +
+                       (formats::CanBeProxied(usn) ? kGrantedMore : 0);
+        if (const auto late = mLate.find({watcher, usn}); late != mLate.end()) {
+            limit = std::max(limit, late->second + kDocumentLives);
+        }
+        if (mScenario.expects.silent != 0 && now > limit) {
+            mViolations.Add(now, {watcher, departure.machine},
+                            MachineText(watcher) + " still lists " + usn + ", which went " +
+                                (goodbye ? "with a goodbye " : "") + TimeText(now - departure.at) +
+                                " ago");
+        }
+    }
+}
+
+} // namespace simulation

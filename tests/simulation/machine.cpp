@@ -1,0 +1,345 @@
+#include "simulation/machine.h"
+
+#include "formats/ssdp_device_type.h"
+#include "formats/ssdp_protocol.h"
+#include "ssdp/ssdp_tunables.h"
+#include "ssdp/timing.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <limits>
+#include <utility>
+
+namespace simulation {
+namespace {
+
+constexpr const char *kWebRoot = "/var/www/html";
+constexpr Micros kForEver = std::numeric_limits<Micros>::max();
+
+// What the kernel counts for a datagram in a socket's buffer.
+std::size_t CountedBytes(const Datagram &datagram)
+{
+    constexpr std::size_t kSmall = 450;
+    return datagram.text.size() <= kSmall ? 768 : 2304;
+}
+
+} // namespace
+
+bool MemoryFiles::Write(const std::string &path, std::string_view document)
+{
+    mDocuments[path] = document;
+    return true;
+}
+
+std::optional<ssdp::ServedDocument> MemoryFiles::Read(std::string_view name)
+{
+    const auto found = mDocuments.find(kWebRoot + std::string(name));
+    if (found == mDocuments.end()) {
+        return std::nullopt;
+    }
+    return ssdp::ServedDocument{found->second, found->second.size()};
+}
+
+Machine::Machine(MachineSettings settings, Surroundings &surroundings, in_addr_t address,
+                 std::string hostName)
+    : mSettings(std::move(settings)),
+      mSurroundings(surroundings),
+      mAddress(address),
+      mHostName(std::move(hostName))
+{
+}
+
+std::string Machine::Usn() const
+{
+    return formats::MakeUSN(mSettings.product, TextOf(mAddress), "0");
+}
+
+std::uint32_t Machine::ClockMs(Micros now) const
+{
+    return mSettings.clockMs + static_cast<std::uint32_t>(now / kMillisecond);
+}
+
+void Machine::PowerOn(Micros now, Publication publication)
+{
+    mFiles.ForgetNumbers();
+    mAgent = std::make_unique<ssdp::SSDPAgent>(static_cast<ssdp::SSDPEnvironment &>(*this));
+    mEnabled = true;
+    mAgent->AddInterface(TextOf(mAddress), "net0", mSettings.netmask);
+    if (publication == Publication::AtOnce) {
+        Publish();
+        Start(now);
+    } else {
+        Start(now);
+        Publish();
+    }
+}
+
+void Machine::Kill()
+{
+    mAgent.reset();
+    mBacklog.clear();
+    mHeld.clear();
+    mHeldBytes = 0;
+    mStalled = false;
+    ++mRun;
+    mTouched = true;
+}
+
+void Machine::Rename(const std::string &hostName, Micros now)
+{
+    mHostName = hostName;
+    if (mEnabled) {
+        Reopen(now);
+    }
+}
+
+void Machine::Move(in_addr_t address, Micros now)
+{
+    mAgent->RemoveService(mSettings.product, TextOf(mAddress), 0);
+    Close(true, now);
+    mAddress = address;
+    Open(now);
+    if (mEnabled) {
+        Publish();
+    }
+}
+
+void Machine::Reopen(Micros now)
+{
+    mAgent->RemoveService(mSettings.product, TextOf(mAddress), 0);
+    Close(true, now);
+    Open(now);
+    Publish();
+}
+
+void Machine::SwitchOn()
+{
+    mEnabled = true;
+    Publish();
+}
+
+void Machine::SwitchOff()
+{
+    mEnabled = false;
+    mAgent->RemoveService(mSettings.product, TextOf(mAddress), 0);
+}
+
+void Machine::LoseLink(Micros now)
+{
+    if (mEnabled && IsOpen()) {
+        Close(false, now);
+    }
+}
+
+void Machine::RegainLink(Micros now)
+{
+    if (mEnabled && !IsOpen()) {
+        Open(now);
+    }
+}
+
+void Machine::CompleteSetup(Micros now)
+{
+    Close(true, now);
+    Open(now);
+    if (mEnabled) {
+        Publish();
+    }
+}
+
+void Machine::Publish()
+{
+    SSDPDeviceType service;
+    service.notificationType = formats::kRootDevice;
+    service.hostName = mHostName;
+    service.serialNumber = "1HE000000";
+    service.ipAddress = TextOf(mAddress);
+    service.boardID = mSettings.board;
+    service.modelNumber = service.boardID;
+    service.instance = "0";
+    service.productName = mSettings.product;
+    service.modelName = mSettings.product;
+    service.modelDescription = mSettings.category;
+    service.urlScheme = "http://";
+    mAgent->SetPath(kWebRoot);
+    mAgent->AddService(service);
+}
+
+// As VEX_SSDP::Open.
+void Machine::Open(Micros now)
+{
+    mAgent->AddInterface(TextOf(mAddress), "net0", mSettings.netmask);
+    Start(now);
+}
+
+// As the beginning of VEX_SSDP's thread.
+void Machine::Start(Micros now)
+{
+    ++mRun;
+    mBusyUntil = now;
+    mSendingAt = now;
+    mPolledAt = now;
+    mTickAt = now;
+    mClock.Start(ClockMs(now));
+    mRandom.Seed(mSettings.time + static_cast<std::uint32_t>(now / kSecond));
+    if (mSettings.variation.shiftedDraws) {
+        for (std::uint32_t left = ntohl(mAddress) & 0xFFFFU; left > 0; --left) {
+            static_cast<void>(mRandom.Draw());
+        }
+    }
+    mAgent->Start();
+    mSurroundings.WakeAt(*this, TimeOut(), mRun);
+}
+
+// When the receive call that waits now times out.
+Micros Machine::TimeOut() const
+{
+    const Micros interval = mAgent->PollIntervalMs() * kMillisecond;
+    return (mSettings.variation.evenTicks ? mTickAt : mPolledAt) + interval;
+}
+
+void Machine::Close(bool goodbye, Micros now)
+{
+    mSendingAt = now;
+    mAgent->Leave(goodbye);
+    mBacklog.clear();
+    mHeld.clear();
+    mHeldBytes = 0;
+    ++mRun;
+    mTouched = true;
+}
+
+// What arrives while others are handled waits in the socket's buffer. What the thread
+// would do then is done at once, at its later time: nothing else sees the difference.
+bool Machine::Receive(const DatagramPointer &datagram, Micros now)
+{
+    if (!MakeRoom(CountedBytes(*datagram), now)) {
+        return false;
+    }
+    if (mStalled) {
+        mBacklog.push_back(datagram);
+        mHeld.push_back({kForEver, CountedBytes(*datagram)});
+        return true;
+    }
+    const Micros start = std::max(now, mBusyUntil);
+    Handle(*datagram, start);
+    mHeld.push_back({start, CountedBytes(*datagram)});
+    CheckTick(start);
+    return true;
+}
+
+// Whether the receive buffer has room; if so, the room is taken. A datagram is taken in
+// as long as the buffer is not full, whatever its size.
+bool Machine::MakeRoom(std::size_t bytes, Micros now)
+{
+    while (!mHeld.empty() && mHeld.front().until <= now) {
+        mHeldBytes -= mHeld.front().bytes;
+        mHeld.pop_front();
+    }
+    if (mHeldBytes >= mSettings.receiveBuffer) {
+        return false;
+    }
+    mHeldBytes += bytes;
+    return true;
+}
+
+void Machine::Handle(const Datagram &datagram, Micros now)
+{
+    mBusyUntil = now + mSettings.handlingTime;
+    mSendingAt = mBusyUntil;
+    mPolledAt = now;
+    mHandled = &datagram;
+    const std::uint32_t nowMs = ClockMs(now);
+    const auto wanted = mAgent->ParseSSDPPacket(
+        std::string_view(datagram.text).substr(0, formats::kReceiveSize), datagram.sender, nowMs);
+    if (wanted) {
+        if (const auto document = mFiles.Read(wanted->name)) {
+            mAgent->SendGETResponse(*wanted, *document, nowMs);
+        }
+    }
+    mHandled = nullptr;
+    mTouched = mTouched || datagram.kind == DatagramKind::Document;
+    NoteSize();
+}
+
+void Machine::NoteSize()
+{
+    const std::size_t size = mAgent->NodeList().size();
+    mTouched = mTouched || size != mSize;
+    mSize = size;
+}
+
+// The end of the receive loop's round.
+void Machine::CheckTick(Micros now)
+{
+    mClock.Update(ClockMs(now), mAgent->PollIntervalMs());
+    if (mClock.ElapsedMs() >= mAgent->PollIntervalMs()) {
+        Tick(now);
+    }
+}
+
+void Machine::Tick(Micros now)
+{
+    const std::uint32_t elapsedMs = mClock.ElapsedMs();
+    mSendingAt = std::max(now, mBusyUntil);
+    mAgent->BeginTick(elapsedMs);
+    while (mAgent->SendDue()) {
+    }
+    mAgent->UpdateContainers(elapsedMs);
+    mBusyUntil = mSendingAt;
+    mPolledAt = mBusyUntil;
+    mTickAt = mBusyUntil;
+    mClock.Start(ClockMs(mBusyUntil));
+    NoteSize();
+}
+
+void Machine::Wake(Micros now, std::uint32_t run)
+{
+    if (run != mRun || !IsOpen() || mStalled) {
+        return;
+    }
+    if (now >= TimeOut()) {
+        mPolledAt = now;
+        CheckTick(now);
+    }
+    mSurroundings.WakeAt(*this, std::max(TimeOut(), now + kMillisecond), mRun);
+}
+
+void Machine::Resume(Micros now)
+{
+    mStalled = false;
+    if (!IsOpen()) {
+        return;
+    }
+    mBusyUntil = now;
+    mHeld.clear();
+    mHeldBytes = 0;
+    while (!mBacklog.empty()) {
+        const DatagramPointer datagram = std::move(mBacklog.front());
+        mBacklog.pop_front();
+        Handle(*datagram, mBusyUntil);
+    }
+    mPolledAt = mBusyUntil;
+    CheckTick(mBusyUntil);
+    mSurroundings.WakeAt(*this, TimeOut(), mRun);
+}
+
+void Machine::Multicast(std::string_view datagram)
+{
+    const sockaddr_in group = SocketAddress(inet_addr(formats::kMulticastAddress), formats::kPort);
+    static_cast<void>(mSurroundings.Send(*this, true, group, datagram, mSendingAt, 0));
+    mSendingAt += mSettings.handlingTime;
+}
+
+bool Machine::SendTo(const sockaddr_in &peer, std::string_view datagram, ssdp::Urgency urgency)
+{
+    const int spared =
+        urgency == ssdp::Urgency::Answer ? ssdp::kSparedByAnswers : ssdp::kSparedByRequests;
+    if (!mSurroundings.Send(*this, false, peer, datagram, mSendingAt, spared)) {
+        return false;
+    }
+    mSendingAt += mSettings.handlingTime;
+    return true;
+}
+
+} // namespace simulation

@@ -1,0 +1,183 @@
+#pragma once
+
+#include "formats/ssdp_device_type.h"
+#include "simulation/datagram.h"
+#include "simulation/device_random.h"
+#include "simulation/virtual_time.h"
+#include "ssdp/ssdp_agent.h"
+#include "ssdp/web_root_files.h"
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace simulation {
+
+// Description documents in memory. They outlive the process, as files do.
+class MemoryFiles final : public ssdp::DescriptionFiles
+{
+public:
+    std::uint32_t GetFileNumber() override { return mNumbers->GetFileNumber(); }
+    void ReturnFileNumber(std::string_view name) override { mNumbers->ReturnFileNumber(name); }
+    bool Write(const std::string &path, std::string_view document) override;
+    std::optional<ssdp::ServedDocument> Read(std::string_view name) override;
+    // The process ended: its numbers are free.
+    void ForgetNumbers() { mNumbers = std::make_unique<ssdp::DescriptionFileNumbers>(); }
+
+private:
+    std::map<std::string, std::string> mDocuments; // by path
+    std::unique_ptr<ssdp::DescriptionFileNumbers> mNumbers =
+        std::make_unique<ssdp::DescriptionFileNumbers>();
+};
+
+class Machine;
+
+// What a machine asks of the simulated world.
+class Surroundings
+{
+public:
+    Surroundings() = default;
+    virtual ~Surroundings() = default;
+    Surroundings(const Surroundings &) = delete;
+    Surroundings &operator=(const Surroundings &) = delete;
+
+    // Sends a datagram; false when the send buffer has no room for it.
+    [[nodiscard]] virtual bool Send(Machine &machine, bool multicast,
+                                    const sockaddr_in &destination, std::string_view text,
+                                    Micros at, int sparedPercent) = 0;
+    virtual void WakeAt(const Machine &machine, Micros at, std::uint32_t run) = 0;
+};
+
+// How devices could be built otherwise, to see what that would change.
+struct Variation
+{
+    // Each device passes over so many random numbers as its address says, so that those that
+    // start in the same second do not draw the same.
+    bool shiftedDraws = false;
+    // A receive call waits for the rest of a tick, not for a whole one.
+    bool evenTicks = false;
+};
+
+// What is fixed for a machine, whatever it does.
+struct MachineSettings
+{
+    std::uint32_t number = 0;
+    std::string product;
+    std::string category;
+    std::string board; // "0x" and hexadecimal digits
+    in_addr netmask{};
+    std::uint32_t clockMs = 0;     // its millisecond clock at the beginning; it wraps
+    std::uint32_t time = 0;        // what time() gives at the beginning
+    Variation variation;           // see ssdp/timing.h
+    Micros handlingTime = 10;      // of one datagram, sent or received
+    std::size_t receiveBuffer = 0; // bytes, as the kernel counts
+};
+
+// Machine is a device: a real protocol core, the shell's receive loop (see
+// src/ssdp/vex_ssdp_threads.cpp) in virtual time, and what the coordinator does to
+// both (see src/pubsub/vex_pubsub.cpp).
+class Machine final : private ssdp::SSDPEnvironment
+{
+public:
+    Machine(MachineSettings settings, Surroundings &surroundings, in_addr_t address,
+            std::string hostName);
+
+    // What the coordinator and the system do to it.
+    // The coordinator's publication follows the opening. It usually waits for the next tick;
+    // when the engine's thread is late it is there at once.
+    enum class Publication { WithNextTick, AtOnce };
+    void PowerOn(Micros now, Publication publication);
+    void Kill();
+    void Rename(const std::string &hostName, Micros now);
+    void Move(in_addr_t address, Micros now);
+    void SwitchOn();
+    void SwitchOff();
+    void LoseLink(Micros now);
+    void RegainLink(Micros now);
+    void CompleteSetup(Micros now);
+    void Add(SSDPDeviceType service) { mAgent->AddService(service); }
+    void Stall() { mStalled = true; }
+    void Resume(Micros now);
+
+    // A datagram arrives. False when the receive buffer is full.
+    [[nodiscard]] bool Receive(const DatagramPointer &datagram, Micros now);
+    // The receive call times out, or would have if nothing had arrived since.
+    void Wake(Micros now, std::uint32_t run);
+
+    [[nodiscard]] std::uint32_t Number() const { return mSettings.number; }
+    [[nodiscard]] bool IsOn() const { return mAgent != nullptr; }
+    [[nodiscard]] bool IsOpen() const { return IsOn() && mAgent->IsOpen(); }
+    [[nodiscard]] bool IsStalled() const { return mStalled; }
+    [[nodiscard]] in_addr_t Address() const { return mAddress; }
+    [[nodiscard]] const std::string &HostName() const { return mHostName; }
+    [[nodiscard]] const std::string &Product() const { return mSettings.product; }
+    [[nodiscard]] std::string Usn() const;
+    // REQUIRES: IsOn().
+    [[nodiscard]] const ssdp::SSDPAgent &Agent() const { return *mAgent; }
+    // The datagram that is being handled; null outside.
+    [[nodiscard]] const Datagram *Handled() const { return mHandled; }
+    // Whether the list may have changed since the last call.
+    [[nodiscard]] bool TakeTouched() { return std::exchange(mTouched, false); }
+    [[nodiscard]] std::uint64_t Faults() const { return mFaults; }
+
+private:
+    // ssdp::SSDPEnvironment
+    void Multicast(std::string_view datagram) override;
+    bool SendTo(const sockaddr_in &peer, std::string_view datagram, ssdp::Urgency urgency) override;
+    std::uint32_t Random() override { return mRandom.Draw(); }
+    void ReportFault(std::initializer_list<std::string_view> /*pieces*/) override { ++mFaults; }
+    ssdp::DescriptionFiles &Files() override { return mFiles; }
+
+    void Open(Micros now);
+    void Start(Micros now);
+    void Close(bool goodbye, Micros now);
+    void Reopen(Micros now);
+    void Publish();
+    [[nodiscard]] bool MakeRoom(std::size_t bytes, Micros now);
+    void Handle(const Datagram &datagram, Micros now);
+    void CheckTick(Micros now);
+    [[nodiscard]] Micros TimeOut() const;
+    void Tick(Micros now);
+    void NoteSize();
+    [[nodiscard]] std::uint32_t ClockMs(Micros now) const;
+
+    const MachineSettings mSettings;
+    Surroundings &mSurroundings;
+    in_addr_t mAddress;
+    std::string mHostName;
+    bool mEnabled = true;
+    MemoryFiles mFiles;
+    DeviceRandom mRandom{1};
+    std::unique_ptr<ssdp::SSDPAgent> mAgent;
+
+    // The receive loop.
+    ssdp::TickClock mClock;
+    std::uint32_t mRun = 0; // of the engine
+    Micros mTickAt = 0;     // when the tick began
+    Micros mPolledAt = 0;   // when the last receive call began
+    Micros mBusyUntil = 0;  // until when the thread handles what has arrived
+    Micros mSendingAt = 0;  // when the next datagram leaves
+    bool mStalled = false;
+    std::deque<DatagramPointer> mBacklog; // of a stalled thread
+
+    // What the socket's receive buffer holds.
+    struct Held
+    {
+        Micros until = 0;
+        std::size_t bytes = 0;
+    };
+    std::deque<Held> mHeld;
+    std::size_t mHeldBytes = 0;
+
+    const Datagram *mHandled = nullptr;
+    bool mTouched = false;
+    std::size_t mSize = 0; // of the list, as noted last
+    std::uint64_t mFaults = 0;
+};
+
+} // namespace simulation

@@ -1,0 +1,173 @@
+#!/usr/bin/env python3
+"""Plays common starts of 10 to 2,000 devices, and prints the table and makes the plots of
+docs/scale.md.
+
+    tests/simulation/scale.py [NAME...]    all runs, or those named; wants ./simulate to have
+                                           built the program. Some take many minutes: what
+                                           lies in build/scale is not played again.
+"""
+
+import json
+import pathlib
+import subprocess
+import sys
+
+TOP = pathlib.Path(__file__).resolve().parent.parent.parent
+PROGRAM = TOP / "build/simulate/bin/beacon-simulate"
+RESULTS = TOP / "build/scale"
+IMAGES = TOP / "docs/images"
+LINKS = {
+    "wired": "The link is wired.\n",
+    "wifi": "The link is wifi.\n",
+    "wifi, 10 % loss": "The link is wifi.\nThe link loses 10 % of multicast.\n",
+}
+# Devices, link, when a newcomer starts, end; in seconds.
+RUNS = {
+    **{f"{count} {link}": (count, link, 200, 320) for count in (10, 100) for link in LINKS},
+    "1000 wired": (1000, "wired", 200, 320),
+    "2000 wired": (2000, "wired", 200, 300),
+    "300 wifi": (300, "wifi", 400, 520),
+}
+EXCHANGE = ("request", "document")
+ANNOUNCING = ("alive", "goodbye", "search", "search answer")
+VARIATIONS = {"as built": (), "shifted draws": ("--shifted-draws",), "even ticks": ("--even-ticks",),
+              "both": ("--shifted-draws", "--even-ticks")}
+
+
+def play(name, text, *options):
+    """The figures of one run."""
+    scenario = RESULTS / f"{name}.txt"
+    figures = RESULTS / f"{name}.json"
+    if not figures.exists():
+        scenario.write_text(text)
+        subprocess.run([PROGRAM, *options, "--figures", figures, scenario], check=True,
+                       stdout=subprocess.DEVNULL)
+    return json.loads(figures.read_text())
+
+
+def start_scenario(count, link, newcomer, end):
+    """All start in one second, on devices with the package's settings; one comes later. A
+    ZR1 is listed by those alone that search after its start, and is left out."""
+    return (f"There are {count + 1} devices.\nThere is no ZR1.\n{LINKS[link]}"
+            "The package sets the size of buffers.\n"
+            f"At 0 s devices 1 to {count} start within 1 s.\n"
+            f"At {newcomer} s device {count + 1} starts.\nIt ends at {end} s.\n")
+
+
+def until(figures, share, since, before, wanted):
+    """After how many seconds so large a share of the new entries was there."""
+    for second, right in enumerate(figures["right"]):
+        if second >= since and right - before >= share * (wanted - before):
+            return second + 1 - since
+    return None
+
+
+def text_of(value):
+    return "not yet" if value is None else f"{value:,.0f}" if value >= 10 else f"{value:.2g}"
+
+
+def share_of(part):
+    """A part of the whole, in per cent."""
+    percent = 100 * part
+    if percent < 0.01:
+        return "under 0.01 %"
+    return f"{percent:,.2f} %" if percent < 1 else f"{percent:,.0f} %"
+
+
+def datagrams(figures, second):
+    return sum(figures[kind][second] for kind in EXCHANGE + ANNOUNCING)
+
+
+def row(name, figures):
+    """One line of the table."""
+    count, link, newcomer, end = RUNS[name]
+    all_entries = count * count
+    starts = [until(figures, share, 0, 0, all_entries) for share in (0.5, 0.99, 1)]
+    before = figures["right"][newcomer - 1]
+    comes = [until(figures, share, newcomer, before, (count + 1) ** 2) for share in (0.5, 0.99, 1)]
+    rest = range(newcomer - 30, newcomer)
+    worst = max(range(end), key=lambda second: figures["bytes"][second])
+    wires = 1 if link != "wired" else count
+    asked = figures["asked again"] / max(1, sum(figures["request"]))
+    return [f"{count:,}", link,
+            " / ".join(map(text_of, starts)),
+            " / ".join(map(text_of, comes)),
+            f"{datagrams(figures, worst):,}", f"{figures['bytes'][worst] * 8 / 1e6:,.1f}",
+            share_of(figures["busy us"][worst] / 1e6 / wires),
+            f"{sum(datagrams(figures, s) for s in rest) / 30:,.1f}",
+            f"{sum(figures['bytes'][s] for s in rest) * 8 / 30 / 1000:,.1f}",
+            share_of(sum(figures["busy us"][s] for s in rest) / 30e6 / wires),
+            share_of(asked),
+            f"{sum(figures['processor us'][s] for s in rest) / 30 / count:,.0f}"]
+
+
+HEAD = ["devices", "link", "start: 50 / 99 / 100 % of entries, s",
+        "newcomer: 50 / 99 / 100 %, s", "worst second: datagrams", "Mbit/s", "link in use",
+        "at rest: datagrams/s", "kbit/s", "link in use", "documents asked for again",
+        "processor, µs/s per device"]
+
+STYLE = """<style>
+text { font: 12px sans-serif; fill: #333 }
+.axis { stroke: #888; fill: none } .grid { stroke: #888; stroke-opacity: .25 }
+.c0 { stroke: #0b62c4 } .c1 { stroke: #c2410c } .c2 { stroke: #15803d } .c3 { stroke: #7e22ce }
+.c4 { stroke: #64748b }
+.line { fill: none; stroke-width: 2 }
+@media (prefers-color-scheme: dark) {
+  text { fill: #ddd } .axis { stroke: #999 }
+  .c0 { stroke: #6cb2ff } .c1 { stroke: #ff9d5c } .c2 { stroke: #6fdc8c } .c3 { stroke: #d0a2ff }
+  .c4 { stroke: #cbd5e1 }
+}
+</style>"""
+
+
+def plot(path, title, unit, curves, seconds):
+    """Writes curves over time, {label: values}, as an SVG that follows the reader's colours."""
+    left, top, width, height = 60, 40, 560, 240
+    largest = max(max(values[:seconds]) for values in curves.values()) or 1
+    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 760 330" role="img">'
+             f"<title>{title}</title>{STYLE}<text x='{left}' y='20'>{title}</text>"]
+    for step in range(5):
+        y = top + height * (1 - step / 4)
+        x = left + width * step / 4
+        parts.append(f"<path class='grid' d='M{left} {y:.1f}H{left + width}'/>"
+                     f"<text x='{left - 8}' y='{y + 4:.1f}' text-anchor='end'>"
+                     f"{largest * step / 4:,.4g}</text>"
+                     f"<text x='{x:.1f}' y='{top + height + 18}' text-anchor='middle'>"
+                     f"{seconds * step / 4:g}</text>")
+    parts.append(f"<path class='axis' d='M{left} {top}V{top + height}H{left + width}'/>"
+                 f"<text x='{left + width / 2}' y='{top + height + 38}' text-anchor='middle'>"
+                 f"seconds after the start (horizontal); {unit} (vertical)</text>")
+    for number, (label, values) in enumerate(curves.items()):
+        points = " ".join(f"{left + width * (s + 1) / seconds:.1f},"
+                          f"{top + height * (1 - value / largest):.1f}"
+                          for s, value in enumerate(values[:seconds]))
+        y = top + 16 * number + 8
+        parts.append(f"<polyline class='line c{number}' points='{points}'/>"
+                     f"<path class='line c{number}' d='M{left + width + 12} {y}h20'/>"
+                     f"<text x='{left + width + 38}' y='{y + 4}'>{label}</text>")
+    path.write_text("\n".join(parts) + "\n</svg>\n")
+
+
+def main(names):
+    RESULTS.mkdir(parents=True, exist_ok=True)
+    IMAGES.mkdir(exist_ok=True)
+    found = {}
+    print("| " + " | ".join(HEAD) + " |\n|" + "---|" * len(HEAD))
+    for name in names or RUNS:
+        found[name] = play(name, start_scenario(*RUNS[name]))
+        print("| " + " | ".join(row(name, found[name])) + " |", flush=True)
+    if names:
+        return
+    shares = {name: [100 * right / RUNS[name][0] ** 2 for right in found[name]["right"]]
+              for name in ("100 wired", "1000 wired", "2000 wired", "100 wifi", "300 wifi")}
+    plot(IMAGES / "scale-entries.svg", "Entries that are there after a common start",
+         "per cent of all", shares, 200)
+    starts = {label: play(f"100 wifi {label}", start_scenario(*RUNS["100 wifi"]), *options)
+              for label, options in VARIATIONS.items()}
+    plot(IMAGES / "scale-load.svg", "Load after a common start of 100 devices on a wireless link",
+         "Mbit/s", {label: [b * 8 / 1e6 for b in each["bytes"]] for label, each in starts.items()},
+         80)
+
+
+if __name__ == "__main__":
+    main(sys.argv[1:])

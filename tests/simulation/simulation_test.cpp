@@ -1,0 +1,174 @@
+#include "simulation/device_random.h"
+#include "simulation/report.h"
+#include "simulation/scenario.h"
+
+#include <array>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <string>
+
+using simulation::DatagramKind;
+using simulation::Outcome;
+using simulation::PlayScenario;
+using simulation::Scenario;
+
+namespace {
+
+// Ten devices, some changes, and what must hold of them.
+const std::string kSmall = "There are 10 devices.\n"
+                           "The link is wifi.\n"
+                           "The clocks of 3 devices wrap.\n"
+                           "At 0 s all devices start within 5 s.\n"
+                           "At 60 s 10 changes happen within 60 s.\n"
+                           "At 70 s a stranger plays garbage for 30 s.\n"
+                           "It ends at 300 s.\n";
+
+Scenario Read(const std::string &text)
+{
+    std::string error;
+    Scenario scenario = simulation::ReadScenario("small", text, error);
+    EXPECT_EQ(error, "");
+    return scenario;
+}
+
+Outcome Play(const std::string &text, std::uint64_t seed = 1)
+{
+    return PlayScenario(Read(text), seed, {});
+}
+
+std::uint32_t Sent(const Outcome &outcome, DatagramKind kind)
+{
+    std::uint32_t sum = 0;
+    for (const auto &second : outcome.figures.seconds) {
+        sum += second.datagrams[static_cast<std::size_t>(kind)];
+    }
+    return sum;
+}
+
+std::string ErrorOf(const std::string &text)
+{
+    std::string error;
+    static_cast<void>(simulation::ReadScenario("small", text, error));
+    return error;
+}
+
+} // namespace
+
+TEST(DeviceRandom, DrawsWhatTheCLibraryDrawsForTheSameSeed)
+{
+    simulation::DeviceRandom device(1);
+    for (const std::uint32_t seed : {1U, 1'700'000'000U}) {
+        device.Seed(seed);
+        srandom(seed);
+        for (int draw = 0; draw < 1000; ++draw) {
+            ASSERT_EQ(device.Draw(), static_cast<std::uint32_t>(random()));
+        }
+    }
+}
+
+TEST(Simulation, EqualSeedsGiveEqualTraces)
+{
+    EXPECT_EQ(Play(kSmall, 7).trace, Play(kSmall, 7).trace);
+}
+
+TEST(Simulation, AnotherSeedGivesAnotherTrace)
+{
+    EXPECT_NE(Play(kSmall, 7).trace, Play(kSmall, 8).trace);
+}
+
+// The same on every machine. It changes with every change of what devices send, and is then
+// to be replaced by the new value.
+TEST(Simulation, TheTraceIsTheSameOnEveryMachine)
+{
+    EXPECT_EQ(Play(kSmall, 1).trace, 797822304382873509U);
+}
+
+TEST(Simulation, TenDevicesThatStartTogetherAllListAllTen)
+{
+    const Outcome outcome = Play("There are 10 devices.\nThe link is wired.\nThere is no ZR1.\n"
+                                 "At 0 s all devices start within 1 s.\nIt ends at 100 s.\n");
+    EXPECT_EQ(outcome.figures.seconds.back().right, 100U);
+    EXPECT_EQ(Sent(outcome, DatagramKind::Search), 10U);
+}
+
+TEST(Simulation, AViolationIsReportedWithSeedTimeDevicesAndEvents)
+{
+    const Outcome outcome =
+        Play("There are 2 devices.\nThe link is wired.\nAt 0 s all devices start within 1 s.\n"
+             "It ends at 20 s.\nEvery list is complete and right 10 s after the last change.\n",
+             3);
+    EXPECT_NE(outcome.violations, 0U);
+    EXPECT_NE(outcome.report.find("small, seed 3: "), std::string::npos);
+    EXPECT_NE(outcome.report.find("device 1 does not list device 2 as it is"), std::string::npos);
+    EXPECT_NE(outcome.report.find("device 2 sends alive of device 2"), std::string::npos);
+}
+
+TEST(Simulation, LostMulticastMakesDevicesMissTheirPeers)
+{
+    const std::string text = "There are 10 devices.\nThe link is wired.\nThere is no ZR1.\n"
+                             "The link loses 100 % of multicast.\n"
+                             "At 0 s all devices start within 1 s.\nIt ends at 100 s.\n";
+    EXPECT_EQ(Play(text).figures.seconds.back().right, 10U);
+}
+
+TEST(Simulation, AKilledDeviceIsListedUntilItsEntriesRunOutAndThatIsCheckedFor)
+{
+    const std::string text = "There are 5 devices.\nThe link is wired.\n"
+                             "At 0 s all devices start within 1 s.\nAt 100 s device 2 is killed.\n"
+                             "It ends at 400 s.\nA silent device is gone within ";
+    EXPECT_EQ(Play(text + "250 s.\n").violations, 0U);
+    EXPECT_NE(Play(text + "200 s.\n").violations, 0U);
+}
+
+TEST(Simulation, AnnouncementsThatAreRarerThanAskedForAreAViolation)
+{
+    const std::string text = "There are 3 devices.\nThe link is wired.\n"
+                             "At 0 s all devices start within 1 s.\nIt ends at 200 s.\n"
+                             "Own services are announced at least every ";
+    EXPECT_EQ(Play(text + "36 s.\n").violations, 0U);
+    EXPECT_NE(Play(text + "3 s.\n").violations, 0U);
+}
+
+TEST(Simulation, DocumentsThatStillTravelAtTheEndAreAViolation)
+{
+    const std::string text = "There are 5 devices.\nThe link is wired.\n"
+                             "At 0 s all devices start within 1 s.\nIt ends at 40 s.\n"
+                             "No document travels in the last 30 s.\n";
+    EXPECT_NE(Play(text).violations, 0U);
+}
+
+TEST(Simulation, MemoryThatForgedDevicesFillIsAViolation)
+{
+    const std::string text = "There are 3 devices.\nThe link is wired.\n"
+                             "At 0 s all devices start within 1 s.\n"
+                             "At 100 s a stranger plays forged-devices for 20 s.\n"
+                             "It ends at 200 s.\nThe memory at the end is what it was at 90 s.\n";
+    EXPECT_NE(Play(text).violations, 0U);
+}
+
+TEST(ReadScenario, NamesASentenceThatHasNoMeaning)
+{
+    EXPECT_EQ(ErrorOf("There are 3 devices.\nIt ends at 5 s.\nDevices dance.\n"), "Devices dance.");
+}
+
+TEST(ReadScenario, RefusesUnknownStrangersLinksAndScenariosWithoutDevices)
+{
+    EXPECT_EQ(ErrorOf("At 1 s a stranger plays chess for 5 s.\n"),
+              "At 1 s a stranger plays chess for 5 s.");
+    EXPECT_EQ(ErrorOf("The link is string.\n"), "The link is string.");
+    EXPECT_EQ(ErrorOf("It ends at 5 s.\n"),
+              "It must say how many devices there are, and when it ends.");
+}
+
+TEST(ReadScenario, ReadsTimesMachinesAndLengths)
+{
+    const Scenario scenario = Read("There are 20 devices.\nIt ends at 9.5 s.\n"
+                                   "At 2 s devices 3 to 5 are split off for 1.5 s.\n");
+    EXPECT_EQ(scenario.end, 9'500'000);
+    ASSERT_EQ(scenario.acts.size(), 1U);
+    EXPECT_EQ(scenario.acts[0].verb, simulation::Verb::Split);
+    EXPECT_EQ(scenario.acts[0].at, 2'000'000);
+    EXPECT_EQ(scenario.acts[0].length, 1'500'000);
+    EXPECT_EQ(scenario.acts[0].machines.first, 3U);
+    EXPECT_EQ(scenario.acts[0].machines.last, 5U);
+}

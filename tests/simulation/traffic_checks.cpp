@@ -1,0 +1,131 @@
+#include "simulation/traffic_checks.h"
+
+#include "simulation/trace.h"
+#include "ssdp/ssdp_tunables.h"
+
+namespace simulation {
+namespace {
+
+// The own service and what is announced for others.
+constexpr std::uint64_t kHosted = 4;
+
+std::uint64_t Of(const std::array<std::uint64_t, kDatagramKinds> &counts, DatagramKind kind)
+{
+    return counts[static_cast<std::size_t>(kind)];
+}
+
+bool IsAnswer(DatagramKind kind)
+{
+    return kind == DatagramKind::SearchAnswer || kind == DatagramKind::Document;
+}
+
+} // namespace
+
+void TrafficChecks::NoteStart(const Machine &machine, Micros now)
+{
+    Account &account = mMachines[machine.Number()];
+    if (account.starts++ == 0) {
+        account.startedAt = now;
+    }
+    account.announcedAt = kNone;
+    account.asked.clear();
+}
+
+void TrafficChecks::NoteReceived(const Machine &machine, const Datagram &datagram)
+{
+    ++mMachines[machine.Number()].received[static_cast<std::size_t>(datagram.kind)];
+}
+
+void TrafficChecks::NoteSent(const Machine &machine, const Datagram &datagram, std::uint32_t peer,
+                             Micros at)
+{
+    Account &account = mMachines[machine.Number()];
+    ++account.sent[static_cast<std::size_t>(datagram.kind)];
+    CheckCause(machine, datagram, at);
+    if (datagram.kind == DatagramKind::Request || datagram.kind == DatagramKind::Document) {
+        mLastExchange = at;
+        ++account.sentThisSecond;
+    }
+    if (datagram.kind == DatagramKind::Request && peer != kNoMachine &&
+        !account.asked.insert(peer).second) {
+        ++mAskedAgain;
+    }
+    if (!datagram.multicast && IsAnswer(datagram.kind) &&
+        !IsOnLink(datagram.destination.sin_addr.s_addr)) {
+        CheckOffLink(machine, datagram, at);
+    }
+}
+
+// While a datagram is handled, a search alone is answered. All else is sent by ticks,
+// and never more than was asked for: descriptions cause nothing.
+void TrafficChecks::CheckCause(const Machine &machine, const Datagram &datagram, Micros at)
+{
+    const Account &account = mMachines[machine.Number()];
+    const Datagram *handled = machine.Handled();
+    const bool atOnce = handled != nullptr && (handled->kind != DatagramKind::Search ||
+                                               datagram.kind != DatagramKind::SearchAnswer);
+    const std::uint64_t asks = Of(account.received, DatagramKind::Request);
+    const std::uint64_t reasonsToAsk = Of(account.received, DatagramKind::Alive) +
+                                       Of(account.received, DatagramKind::SearchAnswer);
+    const std::uint64_t searches = kHosted * Of(account.received, DatagramKind::Search);
+    if (atOnce || Of(account.sent, DatagramKind::Document) > asks ||
+        Of(account.sent, DatagramKind::Request) > reasonsToAsk ||
+        Of(account.sent, DatagramKind::SearchAnswer) > searches) {
+        mViolations.Add(at, {machine.Number()},
+                        MachineText(machine.Number()) + " sends a " + NameOf(datagram.kind) +
+                            " that nothing asked for");
+    }
+}
+
+void TrafficChecks::CheckOffLink(const Machine &machine, const Datagram &datagram, Micros at)
+{
+    Account &account = mMachines[machine.Number()];
+    account.offLinkBytes += datagram.text.size();
+    const double seconds = SecondsOf(at - account.startedAt) + 1;
+    const double budget = static_cast<double>(account.starts * ssdp::kOffLinkBurstBytes) +
+                          seconds * static_cast<double>(ssdp::kOffLinkBytesPerSecond);
+    if (static_cast<double>(account.offLinkBytes) > budget) {
+        mViolations.Add(at, {machine.Number()},
+                        MachineText(machine.Number()) + " has sent " +
+                            std::to_string(account.offLinkBytes) + " bytes off the link");
+    }
+}
+
+void TrafficChecks::NoteAnnounced(const Machine &machine, Micros now)
+{
+    mMachines[machine.Number()].announcedAt = now;
+}
+
+void TrafficChecks::NoteResumed(const Machine &machine, Micros now)
+{
+    Account &account = mMachines[machine.Number()];
+    account.stalled = false;
+    account.announcedAt = account.announcedAt == kNone ? kNone : now;
+}
+
+void TrafficChecks::EverySecond(const std::vector<std::unique_ptr<Machine>> &machines, Micros now)
+{
+    for (const auto &machine : machines) {
+        Account &account = mMachines[machine->Number()];
+        if (std::exchange(account.sentThisSecond, 0) >
+            ssdp::kMaxDelayedRequests + ssdp::kMaxDelayedResponses) {
+            mViolations.Add(now, {machine->Number()}, "a delayed queue was over its bound");
+        }
+        const bool late = mScenario.expects.announce != 0 && account.announcedAt != kNone &&
+                          !account.stalled && machine->IsOpen() &&
+                          now - account.announcedAt > mScenario.expects.announce;
+        if (late) {
+            mViolations.Add(now, {machine->Number()},
+                            MachineText(machine->Number()) + " has not announced itself for " +
+                                TimeText(now - account.announcedAt));
+            account.announcedAt = now;
+        }
+        if (machine->IsOpen() &&
+            machine->Agent().NodeList().size() >
+                ssdp::kMaxDiscoveredNodes + machine->Agent().HostList().size()) {
+            mViolations.Add(now, {machine->Number()}, "a list is over its bound");
+        }
+    }
+}
+
+} // namespace simulation

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "simulation/machine.h"
+#include "simulation/scenario.h"
+#include "simulation/violation.h"
+#include "simulation/virtual_time.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <vector>
+
+namespace simulation {
+
+// TrafficChecks looks at every datagram that a machine sends: whether anything that was
+// received allows it, and whether own services are announced in time.
+class TrafficChecks
+{
+public:
+    // REQUIRES: both outlive this.
+    TrafficChecks(const Scenario &scenario, Violations &violations)
+        : mScenario(scenario), mViolations(violations), mMachines(scenario.devices)
+    {
+    }
+
+    // A core begins, with its budgets full.
+    void NoteStart(const Machine &machine, Micros now);
+    void NoteReceived(const Machine &machine, const Datagram &datagram);
+    // peer: the number of the machine that it is for; kNoMachine for several or none.
+    void NoteSent(const Machine &machine, const Datagram &datagram, std::uint32_t peer, Micros at);
+    // The own service is announced from now on, or no more.
+    void NoteAnnounced(const Machine &machine, Micros now);
+    void NoteWithdrawn(const Machine &machine) { mMachines[machine.Number()].announcedAt = kNone; }
+    // A machine's thread stalls, or goes on.
+    void NoteStalled(const Machine &machine) { mMachines[machine.Number()].stalled = true; }
+    void NoteResumed(const Machine &machine, Micros now);
+
+    void EverySecond(const std::vector<std::unique_ptr<Machine>> &machines, Micros now);
+
+    // Of requests and documents, the last that was sent.
+    [[nodiscard]] Micros LastExchange() const { return mLastExchange; }
+    // Requests for a document that the machine had asked the same device for before.
+    [[nodiscard]] std::uint64_t AskedAgain() const { return mAskedAgain; }
+
+private:
+    static constexpr Micros kNone = -1;
+
+    struct Account
+    {
+        std::array<std::uint64_t, kDatagramKinds> received{};
+        std::array<std::uint64_t, kDatagramKinds> sent{};
+        std::uint64_t offLinkBytes = 0;
+        std::uint64_t starts = 0;
+        Micros startedAt = 0;
+        std::uint64_t sentThisSecond = 0;
+        Micros announcedAt = kNone;
+        bool stalled = false;
+        std::set<std::uint32_t> asked; // machines, for documents
+    };
+
+    void CheckCause(const Machine &machine, const Datagram &datagram, Micros at);
+    void CheckOffLink(const Machine &machine, const Datagram &datagram, Micros at);
+
+    const Scenario &mScenario;
+    Violations &mViolations;
+    std::vector<Account> mMachines;
+    Micros mLastExchange = 0;
+    std::uint64_t mAskedAgain = 0;
+};
+
+} // namespace simulation

@@ -1,0 +1,278 @@
+#include "simulation/world.h"
+
+#include "formats/ssdp_protocol.h"
+#include "product/product_id.h"
+#include "simulation/live_memory.h"
+
+#include <arpa/inet.h>
+#include <array>
+#include <cstdio>
+#include <ctime>
+
+namespace simulation {
+namespace {
+
+// The kernel grants a process without privileges twice net.core.rmem_max: as it is, and
+// as the package's sysctl file sets it.
+constexpr std::size_t kUsualBuffer = 2 * 212'992;
+constexpr std::size_t kLargeBuffer = 2 * 4'608'000;
+
+// What this thread has taken so far: a figure alone, nothing depends on it.
+Micros ProcessorTime()
+{
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return time.tv_sec * kSecond + time.tv_nsec / 1000;
+}
+
+// The earliest time that time() gives at the beginning.
+constexpr std::uint32_t kEpoch = 1'700'000'000;
+
+std::string BoardText(std::uint32_t board)
+{
+    std::array<char, 16> text{};
+    static_cast<void>(std::snprintf(text.data(), text.size(), "0x%08x", board));
+    return text.data();
+}
+
+in_addr_t AddressOfMachine(std::uint32_t number)
+{
+    return htonl(kLinkNetwork + number / 250 * 256 + number % 250 + 1);
+}
+
+} // namespace
+
+World::World(const Scenario &scenario, std::uint64_t seed, const Variation &variation)
+    : mScenario(scenario),
+      mChance(seed),
+      mLink(scenario.link, mChance),
+      mSplit(scenario.devices, false),
+      mHeldUpUntil(scenario.devices, 0),
+      mTraffic(scenario, mViolations)
+{
+    MakeMachines(variation);
+    mLists = std::make_unique<ListChecks>(scenario, mMachines, mViolations);
+    for (std::uint32_t number = 0; number < scenario.acts.size(); ++number) {
+        mQueue.Add(scenario.acts[number].at, EventKind::Act, kNoMachine, number);
+    }
+    mQueue.Add(kSecond, EventKind::Second);
+}
+
+// The first clocks that wrap do so after a minute, the next a minute later.
+void World::MakeMachines(const Variation &variation)
+{
+    std::vector<product::ProductRow> products(product::kProductTable.begin(),
+                                              product::kProductTable.end());
+    if (mScenario.speakersOnly) {
+        products.erase(products.begin() + 6);
+    }
+    const std::uint32_t drawn = kEpoch + static_cast<std::uint32_t>(mChance.Below(100'000'000));
+    const std::uint32_t time = mScenario.time != 0 ? mScenario.time : drawn;
+    for (std::uint32_t number = 0; number < mScenario.devices; ++number) {
+        const product::ProductRow &product = products[number % products.size()];
+        MachineSettings settings;
+        settings.number = number;
+        settings.product = product.modelName;
+        settings.category = product.category;
+        settings.board = BoardText(product.board);
+        settings.netmask.s_addr = htonl(kLinkMask);
+        settings.clockMs = number < mScenario.wrapping
+                               ? 0U - 60'000U * (number + 1)
+                               : static_cast<std::uint32_t>(mChance.Below(1'000'000'000));
+        settings.time = time + (mScenario.ownSeeds ? number * 1009 : 0);
+        settings.receiveBuffer = mScenario.largeBuffers ? kLargeBuffer : kUsualBuffer;
+        settings.variation = variation;
+        const in_addr_t address = AddressOfMachine(number);
+        mByAddress[address] = number;
+        mMachines.push_back(std::make_unique<Machine>(settings, static_cast<Surroundings &>(*this),
+                                                      address,
+                                                      "device-" + std::to_string(number + 1)));
+    }
+}
+
+void World::Run()
+{
+    while (mNow < mScenario.end) {
+        const Event event = mQueue.Take(); // the next second is always there
+        mNow = event.at;
+        Dispatch(event);
+    }
+    EndScenario();
+}
+
+void World::Dispatch(const Event &event)
+{
+    switch (event.kind) {
+    case EventKind::Second:
+        EndSecond();
+        break;
+    case EventKind::Act:
+        Begin(mScenario.acts[event.number]);
+        break;
+    case EventKind::Step:
+        Take(static_cast<Step>(event.number), event.machine);
+        break;
+    case EventKind::Wake:
+        mMachines[event.machine]->Wake(mNow, event.number);
+        break;
+    case EventKind::Multicast:
+        DeliverToAll(event.number);
+        break;
+    case EventKind::Arrival: {
+        const DatagramPointer datagram = std::move(mAir[event.number]);
+        mFreePlaces.push_back(event.number);
+        Deliver(*mMachines[event.machine], datagram);
+        break;
+    }
+    case EventKind::Attack:
+        PlayTurn(event.number);
+        break;
+    }
+}
+
+void World::WakeAt(const Machine &machine, Micros at, std::uint32_t run)
+{
+    mQueue.Add(at, EventKind::Wake, machine.Number(), run);
+}
+
+// A datagram for an address that nobody has is sent and lost: an address resolution that
+// fails is no part of this link.
+bool World::Send(Machine &machine, bool multicast, const sockaddr_in &destination,
+                 std::string_view text, Micros at, int sparedPercent)
+{
+    const auto arrival = mLink.Send(machine.Number(), multicast, text.size(), at, sparedPercent);
+    if (!arrival) {
+        ++mSecond.noRoom;
+        return false;
+    }
+    const DatagramPointer datagram =
+        MakeDatagram(text, SocketAddress(machine.Address(), formats::kPort), destination, multicast,
+                     machine.Number());
+    NoteSent(machine, *datagram, at);
+    if (multicast) {
+        mQueue.Add(*arrival, EventKind::Multicast, kNoMachine, Fly(datagram));
+        return true;
+    }
+    const auto receiver = mByAddress.find(destination.sin_addr.s_addr);
+    if (receiver != mByAddress.end()) {
+        mQueue.Add(*arrival + mLink.Straggling(), EventKind::Arrival, receiver->second,
+                   Fly(datagram));
+    }
+    return true;
+}
+
+void World::NoteSent(const Machine &machine, const Datagram &datagram, Micros at)
+{
+    ++mSecond.datagrams[static_cast<std::size_t>(datagram.kind)];
+    mSecond.bytes += datagram.text.size();
+    const auto found = mByAddress.find(datagram.destination.sin_addr.s_addr);
+    const std::uint32_t peer = found == mByAddress.end() ? kNoMachine : found->second;
+    mTrace.Note(at, "sends", machine.Number(), datagram, peer);
+    mTraffic.NoteSent(machine, datagram, peer, at);
+    const std::string usn = machine.Usn();
+    const bool own = datagram.text.find("\r\nUSN: " + usn + "\r\n") != std::string::npos;
+    if (datagram.kind == DatagramKind::Alive && own) {
+        mTraffic.NoteAnnounced(machine, at);
+        mLists->NotePublished(machine);
+    } else if (datagram.kind == DatagramKind::Goodbye && own) {
+        mTraffic.NoteWithdrawn(machine);
+        mLists->NoteGoodbye(machine, usn, at);
+    }
+}
+
+// Takes a datagram into the air; its place there.
+std::uint32_t World::Fly(const DatagramPointer &datagram)
+{
+    if (mFreePlaces.empty()) {
+        mAir.push_back(datagram);
+        return static_cast<std::uint32_t>(mAir.size() - 1);
+    }
+    const std::uint32_t place = mFreePlaces.back();
+    mFreePlaces.pop_back();
+    mAir[place] = datagram;
+    return place;
+}
+
+void World::DeliverToAll(std::uint32_t place)
+{
+    const DatagramPointer datagram = std::move(mAir[place]);
+    mFreePlaces.push_back(place);
+    for (const auto &machine : mMachines) {
+        const Micros late = mLink.Straggling();
+        if (late != 0) {
+            mQueue.Add(mNow + late, EventKind::Arrival, machine->Number(), Fly(datagram));
+        } else {
+            Deliver(*machine, datagram);
+        }
+    }
+}
+
+// A machine receives its own multicast, too, and loses none of it.
+void World::Deliver(Machine &machine, const DatagramPointer &datagram)
+{
+    if (!machine.IsOpen() || AreApart(*datagram, machine)) {
+        return;
+    }
+    const std::uint32_t number = machine.Number();
+    const bool lost = datagram->from != number && mLink.Loses(number, datagram->multicast);
+    const int copies = lost ? 0 : 1 + (mLink.Duplicates() ? 1 : 0);
+    mSecond.lost += lost ? 1 : 0;
+    for (int copy = 0; copy < copies; ++copy) {
+        mTraffic.NoteReceived(machine, *datagram);
+        if (!machine.Receive(datagram, mLink.Descend(number, datagram->text.size(), mNow))) {
+            ++mSecond.noRoom;
+            continue;
+        }
+        mTrace.Note(mNow, "receives", number, *datagram, datagram->from);
+        if (datagram->kind == DatagramKind::Document && datagram->from != kNoMachine) {
+            mLists->NoteDocument(machine, datagram->from, mNow);
+        }
+    }
+}
+
+bool World::AreApart(const Datagram &datagram, const Machine &receiver) const
+{
+    return datagram.from != kNoMachine && mSplit[datagram.from] != mSplit[receiver.Number()];
+}
+
+void World::EndSecond()
+{
+    mTraffic.EverySecond(mMachines, mNow);
+    mLists->EverySecond(mNow);
+    mSecond.wanted = mLists->Wanted();
+    mSecond.right = mLists->Right();
+    mSecond.busy = mLink.BusyTime() - mBusyBefore;
+    mBusyBefore = mLink.BusyTime();
+    const Micros processor = ProcessorTime();
+    mSecond.processor = processor - mProcessorBefore;
+    mProcessorBefore = processor;
+    mFigures.seconds.push_back(mSecond);
+    mSecond = SecondFigures();
+    if (mNow == mScenario.expects.memory) {
+        mMemory = LiveMemory();
+    }
+    mQueue.Add(mNow + kSecond, EventKind::Second);
+}
+
+// The figures of a run and what is under way take memory, too: some of the growth is theirs.
+void World::EndScenario()
+{
+    constexpr std::int64_t kOwnGrowth = 200'000;
+    const Expectations &expects = mScenario.expects;
+    if (expects.quiet != 0 && mTraffic.LastExchange() > mNow - expects.quiet) {
+        mViolations.Add(mNow, {},
+                        "documents still travelled at " + TimeText(mTraffic.LastExchange()));
+    }
+    const std::int64_t grown = LiveMemory() - mMemory;
+    if (expects.memory != 0 && grown > mMemory / 50 + kOwnGrowth) {
+        mViolations.Add(mNow, {},
+                        "the memory has grown by " + std::to_string(grown) + " bytes, from " +
+                            std::to_string(mMemory));
+    }
+    mFigures.askedAgain = mTraffic.AskedAgain();
+    mFigures.relisted = mLists->Relisted();
+    mFigures.lapses = mLists->Lapses();
+    mFigures.longestLapse = mLists->LongestLapse();
+}
+
+} // namespace simulation
