@@ -2,6 +2,7 @@
 # one runs them all.
 set(not_emulated
     # The emulator refuses filters of system calls.
+    Leaving.WithoutAThreadLeavesSignalsAsTheyAre
     Detach.ClosesOneByOneWithoutCloseRange
     Detach.EndsWith1WhenItCannotMakeAProcess
     Detach.EndsWith1WhenItCannotMakeASession
