@@ -73,6 +73,9 @@ class Program:
 
     def kill(self, number):
         os.kill(self.pid, number)
+        if number == signal.SIGCONT:
+            # nsenter stops itself along with its child, and would outlive the node.
+            os.kill(self._enter.pid, number)
 
     def stop(self, number=signal.SIGTERM):
         """Ends the program by a signal, if it still runs, and returns its status."""
