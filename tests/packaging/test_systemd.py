@@ -165,19 +165,23 @@ def test_comes_back_when_avahi_daemon_has_gone(booted, wire):
     assert booted.property("beacond.service", "ActiveState") == "active"
 
 
+def wait_for_list(booted):
+    wait_until(lambda: booted.read(BROWSE_LIST) is not None, LIMIT, "the browse list")
+
+
 def test_neither_an_end_nor_a_crash_leaves_a_browse_list(booted):
     override = booted.path("/run/systemd/system/beacond.service.d/once.conf")
     override.parent.mkdir(parents=True)
     override.write_text("[Service]\nRestart=no\n")
     booted.run("systemctl", "daemon-reload")
-    assert booted.read(BROWSE_LIST) is not None
+    wait_for_list(booted)
     booted.run("systemctl", "kill", "--signal=KILL", "beacond.service")
     wait_until(lambda: booted.property("beacond.service", "ActiveState") == "failed", LIMIT,
                "the crash")
     assert booted.read(BROWSE_LIST) is None
     booted.run("systemctl", "reset-failed", "beacond.service")
     booted.run("systemctl", "start", "beacond.service")
-    wait_until(lambda: booted.read(BROWSE_LIST) is not None, LIMIT, "the list")
+    wait_for_list(booted)
     booted.run("systemctl", "stop", "beacond.service")
     assert booted.read(BROWSE_LIST) is None
     assert booted.property("beacond.service", "Result") == "success"
@@ -185,6 +189,7 @@ def test_neither_an_end_nor_a_crash_leaves_a_browse_list(booted):
     override.unlink()
     booted.run("systemctl", "daemon-reload")
     booted.run("systemctl", "start", "beacond.service")
+    wait_for_list(booted)
 
 
 def test_an_upgrade_keeps_settings_and_state_and_restarts(booted, installing, version, wire):
