@@ -150,6 +150,15 @@ std::size_t SizeOfBrowseObject(const SSDPDeviceType &device)
     return size;
 }
 
+std::size_t SizeOfPlainBrowseObject(const SSDPDeviceType &device)
+{
+    std::size_t size = kEnd.size() + 1;
+    for (const Piece &piece : kPieces) {
+        size += piece.before.size() + (device.*piece.value).size();
+    }
+    return size;
+}
+
 bool AreListedAlike(const SSDPDeviceType &a, const SSDPDeviceType &b)
 {
     for (const Piece &piece : kPieces) {

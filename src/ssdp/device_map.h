@@ -108,6 +108,12 @@ private:
     UsnIndex mIndex;
 };
 
+// The bits of SSDPDeviceType::flag. The registry keeps what it knows of a record there.
+namespace record_flag {
+inline constexpr std::uint8_t kConfirmed = 1; // see UnconfirmedNodes
+inline constexpr std::uint8_t kEscaped = 2;   // the browse document needs escapes for it
+} // namespace record_flag
+
 // UnconfirmedNodes lists the entries that a description has made and that no
 // announcement has confirmed, oldest first. When the registry is full, they give
 // way to newcomers: forged descriptions cannot lock real devices out.
@@ -118,11 +124,11 @@ public:
 
     [[nodiscard]] static bool IsConfirmed(const SSDPDeviceType &device)
     {
-        return device.flag == kConfirmed;
+        return (device.flag & record_flag::kConfirmed) != 0;
     }
 
     // Marks a record as confirmed. REQUIRES: it is not in this list.
-    static void MarkConfirmed(SSDPDeviceType &device) { device.flag = kConfirmed; }
+    static void MarkConfirmed(SSDPDeviceType &device) { device.flag |= record_flag::kConfirmed; }
 
     // Adds a node as the newest. REQUIRES: it is not confirmed.
     void Add(Node node) { mPlaces[&node->second] = mNodes.insert(mNodes.end(), node); }
@@ -136,8 +142,6 @@ public:
     void Clear();
 
 private:
-    static constexpr std::uint8_t kConfirmed = 1;
-
     std::list<Node> mNodes;
     // By the record's address, which does not change while the record is in its map.
     std::unordered_map<const SSDPDeviceType *, std::list<Node>::iterator> mPlaces;

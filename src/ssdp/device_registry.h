@@ -82,6 +82,7 @@ private:
     void Confirm(Iterator node);
     void Count(const SSDPDeviceType &device);
     void Uncount(const SSDPDeviceType &device);
+    void Rename(SSDPDeviceType &node, const std::string &hostName);
     Iterator EraseNode(Iterator node);
     void PutNode(SSDPDeviceType device);
     [[nodiscard]] bool MakeRoom(const SSDPDeviceType *former, const SSDPDeviceType &device);
@@ -94,7 +95,6 @@ private:
     void UpdateAnnounced(const SSDPDeviceType &service, SSDPDeviceType &host);
     void AddForeign(SSDPDeviceType &service);
     void UpdateKnown(const SSDPDeviceType &service, SSDPDeviceType &node);
-    void Rename(SSDPDeviceType &node, const std::string &hostName);
     void Publish(SSDPDeviceType &service);
     void AgeNodes(std::int32_t elapsedMs);
     void AgeHosts(std::int32_t elapsedMs);

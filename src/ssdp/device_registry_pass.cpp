@@ -129,14 +129,6 @@ void DeviceRegistry::UpdateKnown(const SSDPDeviceType &service, SSDPDeviceType &
     }
 }
 
-void DeviceRegistry::Rename(SSDPDeviceType &node, const std::string &hostName)
-{
-    Uncount(node);
-    node.hostName = hostName;
-    Count(node);
-    mChanged = true;
-}
-
 // Begins to announce this device's own service, or a service that it proxies from now
 // on. Without a description document nothing is announced: peers could not read it.
 void DeviceRegistry::Publish(SSDPDeviceType &service)

@@ -9,6 +9,7 @@
 using formats::AreListedAlike;
 using formats::ComposeBrowseDocument;
 using formats::SizeOfBrowseObject;
+using formats::SizeOfPlainBrowseObject;
 
 namespace {
 
@@ -215,6 +216,16 @@ TEST(SizeOfBrowseObject, DoesNotCountFieldsThatAreNotListed)
         device.*field = AllBytes();
     }
     EXPECT_EQ(SizeOfBrowseObject(device), std::string(kEmpty).size() + 1);
+}
+
+TEST(SizeOfPlainBrowseObject, IsTheSizeOfAnObjectWithoutEscapes)
+{
+    EXPECT_EQ(SizeOfPlainBrowseObject({}), SizeOfBrowseObject({}));
+    EXPECT_EQ(SizeOfPlainBrowseObject(Encoder()), std::string(kEncoder).size() + 1);
+    SSDPDeviceType device = Encoder();
+    device.hostName += "\x01\"\\";
+    EXPECT_EQ(SizeOfPlainBrowseObject(device), std::string(kEncoder).size() + 1 + 3);
+    EXPECT_EQ(SizeOfBrowseObject(device), std::string(kEncoder).size() + 1 + 6 + 2 + 2);
 }
 
 TEST(SizeOfBrowseObject, OfAllDevicesAndABracketIsTheSizeOfTheDocument)
