@@ -11,8 +11,9 @@ SECONDS = 20
 # Wake-ups a second that the intervals make inevitable: a step of the browser's
 # thread, the shortest interval of the SSDP thread's poll, the heartbeat of the
 # configuration service's event stream for the main thread, and none of the
-# diagnostic channel's. By these sizes the threads are told apart.
-FLOORS = {"browser": 1 / 0.5, "SSDP": 1 / 4.250, "main": 1 / 10, "diagnostic": 0}
+# diagnostic channel and of the thread that waits for a signal to leave. The threads are
+# told apart by these sizes.
+FLOORS = {"browser": 1 / 0.5, "SSDP": 1 / 4.250, "main": 1 / 10, "diagnostic": 0, "leaving": 0}
 WRITING_PAUSE = 12      # in which a change has been heard of, listed and written
 
 
