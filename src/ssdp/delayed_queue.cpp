@@ -34,7 +34,7 @@ void DelayedQueue::Add(GETMessageType datagram)
     }
     if (MakeRoom(datagram)) {
         datagram.order = ++mAdded;
-        Insert(std::move(datagram));
+        AddNewest(std::move(datagram));
     }
 }
 
@@ -51,7 +51,7 @@ bool DelayedQueue::MakeRoom(const GETMessageType &datagram)
         if (mByPlaces.empty() ||
             mByPlaces.rbegin()->first <= PlacesHeldBy(datagram.holder) + needed) {
             for (GETMessageType &kept : dropped) {
-                Insert(std::move(kept));
+                AddNewest(std::move(kept));
             }
             return false;
         }
@@ -60,16 +60,19 @@ bool DelayedQueue::MakeRoom(const GETMessageType &datagram)
     return true;
 }
 
-void DelayedQueue::Insert(GETMessageType datagram)
+void DelayedQueue::AddNewest(GETMessageType datagram)
 {
     const Holder holder = mHolders.try_emplace(datagram.holder).first;
     const std::size_t places = PlacesOf(datagram);
-    std::list<GETMessageType> &datagrams = holder->second.datagrams;
-    auto place = datagrams.end();
-    while (place != datagrams.begin() && std::prev(place)->order > datagram.order) {
-        --place;
-    }
-    datagrams.insert(place, std::move(datagram));
+    holder->second.datagrams.push_back(std::move(datagram));
+    ChangePlaces(holder, places, 0);
+}
+
+void DelayedQueue::AddOldest(GETMessageType datagram)
+{
+    const Holder holder = mHolders.try_emplace(datagram.holder).first;
+    const std::size_t places = PlacesOf(datagram);
+    holder->second.datagrams.push_front(std::move(datagram));
     ChangePlaces(holder, places, 0);
 }
 
@@ -131,12 +134,11 @@ void DelayedQueue::PutBack(std::list<GETMessageType> unsent)
         datagram.order = seen[datagram.holder]++;
     }
     unsent.sort([](const auto &a, const auto &b) { return a.order < b.order; });
-    std::uint64_t order = mFirstOrder -= unsent.size();
-    for (GETMessageType &datagram : unsent) {
-        datagram.delay = 0;
-        datagram.order = order++;
-        if (++datagram.ticksOverdue <= kTicksToWaitForRoom && MakeRoom(datagram)) {
-            Insert(std::move(datagram));
+    for (auto datagram = unsent.rbegin(); datagram != unsent.rend(); ++datagram) {
+        datagram->delay = 0;
+        datagram->order = --mFirstOrder;
+        if (++datagram->ticksOverdue <= kTicksToWaitForRoom) {
+            AddOldest(std::move(*datagram));
         }
     }
 }

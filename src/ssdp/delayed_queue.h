@@ -56,7 +56,8 @@ public:
     [[nodiscard]] std::list<GETMessageType> TakeDue(std::uint32_t elapsedMs);
 
     // Takes back due datagrams that found no room in the send buffer. They are due
-    // again at the next tick; after three ticks they are dropped.
+    // again at the next tick; after three ticks they are dropped. REQUIRES: they are
+    // from the last TakeDue, and nothing was added since, so their places are free.
     void PutBack(std::list<GETMessageType> unsent);
 
     void Clear();
@@ -73,7 +74,8 @@ private:
 
     [[nodiscard]] std::size_t PlacesHeldBy(in_addr_t holder) const;
     [[nodiscard]] bool MakeRoom(const GETMessageType &datagram);
-    void Insert(GETMessageType datagram);
+    void AddNewest(GETMessageType datagram);
+    void AddOldest(GETMessageType datagram);
     void TakeNewest(Holder holder, std::list<GETMessageType> &to);
     void ChangePlaces(Holder holder, std::size_t gained, std::size_t lost);
 

@@ -236,22 +236,21 @@ TEST_F(DelayedQueueTest, DatagramPutBackIsDueAtTheNextThreeTicks)
 TEST_F(DelayedQueueTest, DatagramPutBackIsSentBeforeLaterOnes)
 {
     Add("a");
-    std::list<GETMessageType> due = queue.TakeDue(0);
-    Add("b");
-    queue.PutBack(std::move(due));
-    EXPECT_THAT(Tick(0), ElementsAre("a", "b"));
+    Add("b", 1);
+    queue.PutBack(queue.TakeDue(0));
+    Add("c");
+    EXPECT_THAT(Tick(1), ElementsAre("a", "b", "c"));
 }
 
 TEST_F(DelayedQueueTest, DatagramsPutBackCountInTheBound)
 {
     Add("a");
     Add("b");
-    std::list<GETMessageType> due = queue.TakeDue(0);
+    queue.PutBack(queue.TakeDue(0));
     Add("c", 0, kOther);
     Add("d", 0, kOther);
-    queue.PutBack(std::move(due));
     EXPECT_EQ(queue.Size(), 3U);
-    EXPECT_THAT(Tick(0), ElementsAre("a", "c", "d"));
+    EXPECT_THAT(Tick(0), ElementsAre("a", "b", "c"));
 }
 
 TEST_F(DelayedQueueTest, DatagramsPutBackAreDueByTurnsOfTheirHolders)
