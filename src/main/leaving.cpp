@@ -3,11 +3,11 @@
 #include <QCoreApplication>
 #include <csignal>
 #include <semaphore.h>
-#include <sys/eventfd.h>
 #include <sys/time.h>
 #include <unistd.h>
 #include <utility>
 
+namespace beacond {
 namespace {
 
 // Leaving must take two seconds at most, the end of the process included.
@@ -53,9 +53,7 @@ void EndAfterLongest()
 } // namespace
 
 Leaving::Leaving(LastAct lastAct)
-    : mDone(eventfd(0, EFD_CLOEXEC)), mQuit(mDone, QSocketNotifier::Read)
 {
-    QObject::connect(&mQuit, &QSocketNotifier::activated, QCoreApplication::quit);
     gLastAct = lastAct;
     sem_init(&gAsked, 0, 0);
     mThread.Attach([this] { Run(); });
@@ -68,28 +66,30 @@ Leaving::~Leaving()
 {
     sem_post(&gAsked);
     static_cast<void>(mThread.Stop(kVEXInfinite));
-    mQuit.setEnabled(false);
-    close(mDone);
 }
 
 void Leaving::SetDuty(Duty duty)
 {
-    std::unique_lock<std::mutex> held(mMutex);
-    if (!mAsked) {
-        mDuty = std::move(duty);
-        return;
+    {
+        const vexbase::LockGuard held(mLock);
+        if (!mAsked) {
+            mDuty = std::move(duty);
+            return;
+        }
     }
-    held.unlock();
     duty();
 }
 
 Leaving::Duty Leaving::TakeDuty()
 {
-    const std::lock_guard<std::mutex> held(mMutex);
+    const vexbase::LockGuard held(mLock);
     mAsked = true;
     return std::exchange(mDuty, nullptr);
 }
 
+// From the signal on, the event loop dispatches nothing but the wait for this thread.
+// When a whole system shuts down, avahi-daemon often goes at the same moment, and its
+// loss would end the process before the goodbyes are sent.
 void Leaving::Run()
 {
     while (sem_wait(&gAsked) != 0) {
@@ -97,8 +97,14 @@ void Leaving::Run()
     }
     HandleEnding(SIG_DFL);
     EndAfterLongest();
+    const auto wait = [this] {
+        static_cast<void>(mThread.Stop(kVEXInfinite));
+        QCoreApplication::quit();
+    };
+    QMetaObject::invokeMethod(QCoreApplication::instance(), wait, Qt::QueuedConnection);
     if (const Duty duty = TakeDuty()) {
         duty();
     }
-    static_cast<void>(eventfd_write(mDone, 1));
 }
+
+} // namespace beacond

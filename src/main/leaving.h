@@ -1,19 +1,21 @@
 #pragma once
 
+#include "vexbase/vex_lock.h"
 #include "vexbase/vex_thread.h"
 
-#include <QSocketNotifier>
 #include <functional>
-#include <mutex>
+
+namespace beacond {
 
 // Leaving ends the process in good order when SIGTERM or SIGINT asks for it. The
-// signals' handler does nothing but wake a thread, which does the duty and then
-// ends the event loop. The event loop does not do the duty itself, because the main
-// thread may be blocked for many seconds: by a configuration service or an
-// avahi-daemon that does not answer, or by an interface without an address.
+// signals' handler does nothing but wake a thread, which does the duty. The event loop
+// does not do it, because the main thread may be blocked for many seconds: by a
+// configuration service or an avahi-daemon that does not answer, or by a system that
+// does not report its addresses. The event loop waits for the duty and then ends.
 //
-// The process ends 1.5 s after the signal in any case, with status 0. A second
-// signal has its default action and ends the process at once.
+// The process ends 1.5 s after the signal in any case, with status 0. A second signal
+// has its default action and ends the process at once; one that arrives before the
+// thread is awake counts as the first.
 //
 // One for the process, made and destroyed on the main thread.
 class Leaving
@@ -43,11 +45,10 @@ private:
     void Run();
     [[nodiscard]] Duty TakeDuty();
 
-    const int mDone; // an event descriptor, written to when the event loop is to end
-    QSocketNotifier mQuit;
     VEXThread mThread;
-    std::mutex mMutex;
-    // Guarded by mMutex:
-    bool mAsked = false; // a signal has come
-    Duty mDuty;
+    VEXLock mLock;
+    bool mAsked VEX_GUARDED_BY(mLock) = false; // a signal has come
+    Duty mDuty VEX_GUARDED_BY(mLock);
 };
+
+} // namespace beacond

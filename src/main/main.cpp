@@ -54,7 +54,7 @@ int main(int argc, char **argv)
     } else {
         vexbase::WriteProgress({"Run beacond as Non-Daemonized"});
     }
-    Leaving leaving(VEXBrowser::RemoveList);
+    beacond::Leaving leaving(VEXBrowser::RemoveList);
     VEXPubSub *const coordinator = VEXPubSub::getInstance();
     leaving.SetDuty([coordinator] { coordinator->leave(); });
     coordinator->init(Mdns::getInstance());

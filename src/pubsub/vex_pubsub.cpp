@@ -9,15 +9,12 @@
 #include "wsconfig/configuration.h"
 
 #include <QStringList>
-#include <chrono>
-#include <thread>
 
 namespace {
 
 constexpr const char *kInterface = "net0";
 constexpr unsigned int kSettlingTimeMs = 500;
 constexpr unsigned int kAddressPauseMs = 1000;
-constexpr unsigned int kStepMs = 50;
 
 constexpr const char *kWebService = "_http._tcp";
 constexpr int kWebPort = 80;
@@ -111,20 +108,16 @@ void VEXPubSub::RevokeSSDP()
 // The goodbyes go first, because other devices need them and the rest may take longer.
 void VEXPubSub::leave()
 {
-    m_leaving = true;
+    m_leaving.Signal();
     m_ssdp.Close();
     m_browser.Stop(kVEXInfinite);
     VEXBrowser::RemoveList();
 }
 
-// Returns whether leave() has been called, after waiting for it. Sleeps in short steps:
-// a sleep takes the same time when somebody sets a clock.
+// Returns whether leave() has been called, at the latest after timeoutMs.
 bool VEXPubSub::waitForLeaving(unsigned int timeoutMs)
 {
-    for (unsigned int waitedMs = 0; waitedMs < timeoutMs && !m_leaving; waitedMs += kStepMs) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(kStepMs));
-    }
-    return m_leaving;
+    return m_leaving.WaitForSignal(timeoutMs) == kVEXSuccess;
 }
 
 void VEXPubSub::collectIPAddresses(Addresses &addrs)

@@ -21,9 +21,12 @@ def service_names(looker):
     return sorted(each["name"] for each in looker.mdns_services())
 
 
-def assert_leaves(device, number=signal.SIGTERM):
-    """Ends the device's beacond; checks that it leaves in good order and in time."""
+def assert_leaves(device, number=signal.SIGTERM, also=()):
+    """Ends the device's beacond, and at the same time the other programs; checks that
+    beacond leaves in good order and in time."""
     device.beacond.kill(number)
+    for program in also:
+        program.kill(number)
     assert device.beacond.wait(LIMIT) == 0
     assert device.read(BROWSE_LIST) is None
     assert device.read(SCRATCH) is None
@@ -167,6 +170,16 @@ def test_it_says_goodbye_also_while_avahi_daemon_keeps_it_waiting(device, beacon
     wait_until(lambda: service_names(looker) == ["looker"], PASS, "the DNS-SD service gone",
                lambda: str(service_names(looker)))
     device.configure(hostName=name)
+
+
+def test_it_leaves_in_order_when_avahi_daemon_is_ended_at_the_same_time(lab, wire, peer):
+    device = lab.add_device(product="corvia12")
+    sent = Wire(wire, peer, device)
+    device.start_beacond().wait_output("successfully established.\n")
+    sent.wait_for_alive()
+    assert_leaves(device, also=[device.avahi])
+    assert device.beacond.stdout.endswith(ENDED)
+    sent.assert_ends_with_a_goodbye()
 
 
 def test_it_leaves_with_a_full_disk(device, sent):

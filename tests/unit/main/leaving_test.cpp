@@ -25,6 +25,7 @@ extern "C" const char *__tsan_default_options()
 
 namespace {
 
+using beacond::Leaving;
 using test::LiveChild;
 
 constexpr int kEndedBySigterm = 128 + SIGTERM;
