@@ -98,10 +98,11 @@ void Client::Put(std::string text, bool last)
     mDeadline = Clock::now() + mPatience;
 }
 
-void Client::Reply(const Request &request, const configd::Reply &reply)
+void Client::Reply(const Request &request, const configd::Reply &reply, bool mayStay)
 {
     const bool isHead = request.method == "HEAD";
-    Put(ReplyText(reply, isHead, !request.keepAlive, std::time(nullptr)), !request.keepAlive);
+    const bool isLast = !request.keepAlive || !mayStay;
+    Put(ReplyText(reply, isHead, isLast, std::time(nullptr)), isLast);
 }
 
 void Client::OpenStream(const Request &request, const std::vector<Parameter> &parameters)

@@ -38,7 +38,9 @@ public:
     // connection's end.
     [[nodiscard]] bool Advance(const Values &values, const Answerer &answer);
 
-    void Reply(const Request &request, const configd::Reply &reply);
+    // Answers a request. Without mayStay the answer ends the connection, whatever the
+    // client wishes.
+    void Reply(const Request &request, const configd::Reply &reply, bool mayStay);
     void OpenStream(const Request &request, const std::vector<Parameter> &parameters);
     void AddComment() { mStream->AddComment(); } // REQUIRES: IsStream()
 

@@ -128,7 +128,9 @@ void HttpServer::Answer(Client &client, const Request &request)
         reply = ErrorReply(503, "too many watchers");
     }
     if (reply) {
-        client.Reply(request, *reply);
+        // While all places are taken others may be waiting: requests now and then must
+        // not hold a place for ever.
+        client.Reply(request, *reply, HasPlace());
         return;
     }
     if (Streams() == 0) {

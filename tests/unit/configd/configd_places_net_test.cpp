@@ -153,6 +153,25 @@ TEST_F(ConfigPlaces, ARequestIsAnsweredOnceOthersAreGivenUp)
     EXPECT_EQ(Ask("PATCH", kSystem, R"({"hostName":"beta"})").status, "200 OK");
 }
 
+// All places are taken by clients that ask again and again within their time.
+TEST_F(ConfigPlaces, AnAnswerEndsItsConnectionWhenAllPlacesAreTaken)
+{
+    const std::string request = RequestText("GET", kSystem, "");
+    Server server({1000ms, 10000ms});
+    std::list<Connection> busy(128);
+    Connection late;
+    late.Send(request);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
+    while (!late.WaitForInput(50) && std::chrono::steady_clock::now() < end) {
+        for (const Connection &connection : busy) {
+            static_cast<void>(connection.TrySend(request)); // it may have ended
+        }
+    }
+    EXPECT_EQ(ReadHeader(busy.back()).Field("Connection"), "close");
+    ASSERT_TRUE(late.WaitForInput(0));
+    EXPECT_EQ(ReadHeader(late).status, "200 OK");
+}
+
 TEST_F(ConfigPlaces, ThereAreHundredAndTwentyEightForRequestsBesideSixtyFourForStreams)
 {
     Service service;
