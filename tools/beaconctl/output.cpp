@@ -23,6 +23,9 @@ constexpr const char *kGreen = "\x1b[32m";
 constexpr const char *kYellow = "\x1b[33m";
 constexpr const char *kRed = "\x1b[31m";
 
+// Two lines of a terminal at most: one answer must not push others off the screen.
+constexpr std::size_t kAnswerColumns = 128;
+
 // How a member of an entry is shown.
 struct Member
 {
@@ -197,10 +200,13 @@ std::string AnswerText(const std::string &address, const formats::SearchResponse
         Set(object, "server", headers.server);
         return Line(object);
     }
-    return vexbase::Concat({address, "  ", SafeText(headers.usn), "\n    ST        ",
-                            SafeText(headers.searchTarget), "\n    LOCATION  ",
-                            SafeText(headers.location), "\n    SERVER    ",
-                            SafeText(headers.server), "\n"});
+    const auto shown = [](std::string_view text) {
+        return Shorten(SafeText(text), kAnswerColumns);
+    };
+    return vexbase::Concat({address, "  ", shown(headers.usn), "\n    ST        ",
+                            shown(headers.searchTarget), "\n    LOCATION  ",
+                            shown(headers.location), "\n    SERVER    ", shown(headers.server),
+                            "\n"});
 }
 
 void OccupyClosedStreams()

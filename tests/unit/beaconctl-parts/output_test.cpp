@@ -72,6 +72,19 @@ TEST(EntriesTable, KeepsEveryAddressWithin80ColumnsWithTextsOfAnyLength)
                   std::string(61, 'u') + "...\n");
 }
 
+TEST(EntriesTable, KeepsEveryAddressWithin80ColumnsWithWideCharacters)
+{
+    std::string wide;
+    for (int i = 0; i < 40; ++i) {
+        wide += "\xe2\x9a\xa1"; // two columns
+    }
+    const std::string shown(wide, 0, 3 * 16);
+    EXPECT_EQ(EntriesTable({{wide, wide, "192.0.2.123", "u", "", ""}}, Source::Listing),
+              "  HOST NAME                            PRODUCT              ADDRESS      USN\n"
+              "  " +
+                  shown + "...  " + std::string(wide, 0, 3 * 8) + "...  192.0.2.123  u\n");
+}
+
 TEST(EntriesJson, HasTheWholeTexts)
 {
     const std::string name(1400, 'h');
@@ -159,6 +172,17 @@ TEST(AnswerText, EscapesControlCharacters)
         AnswerText("192.0.2.10", headers, true),
         "{\"address\":\"192.0.2.10\",\"location\":\"http://x\",\"server\":\"s\",\"st\":\"st\","
         "\"usn\":\"uuid:\\u001b\"}\n");
+}
+
+TEST(AnswerText, ShortensLongTextsButNotInJson)
+{
+    const std::string text(1400, 'x');
+    const std::string shown = std::string(125, 'x') + "...";
+    EXPECT_EQ(AnswerText("1", {text, text, text, text}, false),
+              "1  " + shown + "\n    ST        " + shown + "\n    LOCATION  " + shown +
+                  "\n    SERVER    " + shown + "\n");
+    EXPECT_EQ(AnswerText("1", {text, "", "", ""}, true),
+              R"({"address":"1","location":"","server":"","st":")" + text + "\",\"usn\":\"\"}\n");
 }
 
 TEST(AnswerText, EscapesCharactersThatActOnATerminalInJson)

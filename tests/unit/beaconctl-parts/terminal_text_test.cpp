@@ -62,6 +62,18 @@ TEST(DisplayWidth, CountsColumnsNotBytes)
     EXPECT_EQ(DisplayWidth("\xf0\x9f\x8e\xa5"), 2U);
 }
 
+TEST(DisplayWidth, CountsTwoColumnsForEveryWideCharacter)
+{
+    for (const char *wide : {"\xe2\x8c\x9a", "\xe2\x98\x94", "\xe2\x9a\xa1", "\xe2\x9c\x85",
+                             "\xe2\xad\x95", "\xea\xa5\xa0", "\xf0\x97\x80\x80", "\xf0\x9b\x80\x80",
+                             "\xf0\x9f\x80\x84", "\xf0\x9f\x88\x81"}) {
+        EXPECT_EQ(DisplayWidth(wide), 2U) << wide;
+    }
+    for (const char *narrow : {"\xe2\x86\x92", "\xe2\x9c\x93", "\xe2\x94\x80", "\xe2\x80\xa2"}) {
+        EXPECT_EQ(DisplayWidth(narrow), 1U) << narrow;
+    }
+}
+
 TEST(SafeJson, KeepsHarmlessText)
 {
     const std::string json = "[\"a \\\"\\n \xc3\xa9 \xf0\x9f\x8e\xa5\"]";
