@@ -1,9 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <initializer_list>
 #include <string>
 #include <string_view>
 
+// Text helpers. Pure functions.
 namespace vexbase {
 
 // Appends the pieces to a text, with at most one allocation.
@@ -25,6 +27,21 @@ inline void Append(std::string &text, std::initializer_list<std::string_view> pi
     std::string text;
     Append(text, pieces);
     return text;
+}
+
+// A capital of ASCII becomes a small letter, other bytes stay. Unlike tolower() it does
+// not depend on the locale.
+[[nodiscard]] constexpr char LowerASCII(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// Compares without regard to the case of ASCII letters. REQUIRES: lower has no capitals.
+[[nodiscard]] inline bool EqualsLower(std::string_view text, std::string_view lower)
+{
+    return text.size() == lower.size() &&
+           std::equal(text.begin(), text.end(), lower.begin(),
+                      [](char a, char b) { return LowerASCII(a) == b; });
 }
 
 } // namespace vexbase

@@ -53,11 +53,7 @@ std::string DescriptionFileName(std::string_view productName, std::uint32_t numb
 {
     std::string slug(productName);
     for (char &c : slug) {
-        if (c == ' ') {
-            c = '_';
-        } else if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
+        c = c == ' ' ? '_' : vexbase::LowerASCII(c);
     }
     return vexbase::Concat({slug, "_upnp_ssdp_", std::to_string(number), ".xml"});
 }

@@ -1,5 +1,7 @@
 #include "formats/ssdp_headers.h"
 
+#include "vexbase/vex_text.h"
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -7,6 +9,8 @@
 
 namespace formats {
 namespace {
+
+using vexbase::EqualsLower;
 
 bool IsLetter(char c)
 {
@@ -17,18 +21,6 @@ bool IsLetter(char c)
 bool IsBlank(char c)
 {
     return c == ' ' || c == '\t' || c == '\v' || c == '\f';
-}
-
-char Lower(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-// Compares without regard to case. REQUIRES: lower has no capitals.
-bool EqualsLower(std::string_view text, std::string_view lower)
-{
-    return text.size() == lower.size() && std::equal(text.begin(), text.end(), lower.begin(),
-                                                     [](char a, char b) { return Lower(a) == b; });
 }
 
 bool StartsWithLower(std::string_view text, std::string_view lower)

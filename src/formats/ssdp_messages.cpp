@@ -7,16 +7,7 @@
 namespace formats {
 namespace {
 
-char Lower(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool EqualsIgnoringCase(std::string_view left, std::string_view right)
-{
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](char a, char b) { return Lower(a) == Lower(b); });
-}
+using vexbase::EqualsLower;
 
 std::string_view Trim(std::string_view text)
 {
@@ -35,13 +26,13 @@ void ReadHeader(std::string_view line, SearchResponseHeaders &headers)
     }
     const std::string_view name = line.substr(0, colon);
     const std::string_view value = Trim(line.substr(colon + 1));
-    if (EqualsIgnoringCase(name, "ST")) {
+    if (EqualsLower(name, "st")) {
         headers.searchTarget = value;
-    } else if (EqualsIgnoringCase(name, "USN")) {
+    } else if (EqualsLower(name, "usn")) {
         headers.usn = value;
-    } else if (EqualsIgnoringCase(name, "LOCATION")) {
+    } else if (EqualsLower(name, "location")) {
         headers.location = value;
-    } else if (EqualsIgnoringCase(name, "SERVER")) {
+    } else if (EqualsLower(name, "server")) {
         headers.server = value;
     }
 }

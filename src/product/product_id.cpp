@@ -3,6 +3,7 @@
 #include "vexbase/vex_file_io.h"
 #include "vexbase/vex_lock.h"
 #include "vexbase/vex_output.h"
+#include "vexbase/vex_text.h"
 
 #include <algorithm>
 #include <array>
@@ -191,11 +192,9 @@ std::string CProductID::GetFuzzyName(std::string_view name)
 {
     std::string fuzzy;
     for (const char c : name) {
-        if (c == ' ' || c == '-') {
-            continue;
+        if (c != ' ' && c != '-') {
+            fuzzy += vexbase::LowerASCII(c);
         }
-        // Not tolower(), which depends on the locale.
-        fuzzy += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     }
     return fuzzy;
 }
