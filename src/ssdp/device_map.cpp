@@ -101,27 +101,33 @@ std::uint64_t KeyedHash(const HashKey &key, std::string_view text)
 
 UsnIndex::UsnIndex() : mKey(DrawKey()), mSlots(kFirstSlots) {}
 
-std::uint64_t UsnIndex::Hash(std::string_view usn) const
+// Half of the hash distinguishes records well enough, and a slot stays small.
+std::uint32_t UsnIndex::Hash(std::string_view usn) const
 {
-    const std::uint64_t hash = KeyedHash(mKey, usn);
+    const auto hash = static_cast<std::uint32_t>(KeyedHash(mKey, usn));
     return hash == kEmpty ? 1 : hash;
 }
 
 // The whole hash is compared first: it spares a look at the record of nearly every
 // slot that belongs to another USN.
-const UsnIndex::Record *UsnIndex::Find(std::string_view usn) const
+const UsnIndex::Slot *UsnIndex::Find(std::string_view usn) const
 {
-    const std::uint64_t hash = Hash(usn);
+    const std::uint32_t hash = Hash(usn);
     for (std::size_t slot = Home(hash); mSlots[slot].hash != kEmpty; slot = Next(slot)) {
         if (mSlots[slot].hash == hash && mSlots[slot].record->first == usn) {
-            return &mSlots[slot].record;
+            return &mSlots[slot];
         }
     }
     return nullptr;
 }
 
+UsnIndex::Slot *UsnIndex::Find(std::string_view usn)
+{
+    return const_cast<Slot *>(std::as_const(*this).Find(usn)); // this object is not const
+}
+
 // Ends, since a quarter of the slots or more is free.
-std::size_t UsnIndex::FreeSlot(std::uint64_t hash) const
+std::size_t UsnIndex::FreeSlot(std::uint32_t hash) const
 {
     std::size_t slot = Home(hash);
     while (mSlots[slot].hash != kEmpty) {
@@ -135,8 +141,8 @@ void UsnIndex::Insert(Record record)
     if (kLoadDenominator * (mCount + 1) > kLoadNumerator * mSlots.size()) {
         Grow();
     }
-    const std::uint64_t hash = Hash(record->first);
-    mSlots[FreeSlot(hash)] = {hash, record};
+    const std::uint32_t hash = Hash(record->first);
+    mSlots[FreeSlot(hash)] = {hash, 0, record};
     ++mCount;
 }
 
@@ -181,8 +187,8 @@ void UsnIndex::Clear()
 
 IndexedDeviceMap::iterator IndexedDeviceMap::find(std::string_view usn)
 {
-    const iterator *entry = mIndex.Find(usn);
-    return entry == nullptr ? mMap.end() : *entry;
+    const UsnIndex::Slot *entry = mIndex.Find(usn);
+    return entry == nullptr ? mMap.end() : entry->record;
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): it is moved into the map

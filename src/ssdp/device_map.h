@@ -36,11 +36,24 @@ class UsnIndex
 public:
     using Record = SSDPDeviceMap::iterator;
 
+    static constexpr std::uint32_t kEmpty = 0; // Hash() never returns it
+
+    // A record, and what the registry notes beside it.
+    struct Slot
+    {
+        std::uint32_t hash = kEmpty; // half of the hash of the USN
+        // When the description came or was requested last, in seconds of the registry's
+        // clock; 0 if never.
+        std::uint32_t describedSeconds = 0;
+        Record record;
+    };
+
     UsnIndex();
 
-    // The record of a USN; null when there is none. The pointer is valid until
-    // the index changes.
-    [[nodiscard]] const Record *Find(std::string_view usn) const;
+    // The slot of a USN; null when there is none. The pointer is valid until the index
+    // changes.
+    [[nodiscard]] Slot *Find(std::string_view usn);
+    [[nodiscard]] const Slot *Find(std::string_view usn) const;
     // Adds a record. REQUIRES: the index has no record of that USN.
     void Insert(Record record);
     // Removes a record. REQUIRES: it is in the index.
@@ -48,24 +61,16 @@ public:
     void Clear();
 
 private:
-    struct Slot
-    {
-        std::uint64_t hash = kEmpty;
-        Record record;
-    };
-
-    static constexpr std::uint64_t kEmpty = 0; // Hash() never returns it
-
-    [[nodiscard]] std::uint64_t Hash(std::string_view usn) const;
+    [[nodiscard]] std::uint32_t Hash(std::string_view usn) const;
     // The slot at which the search for a hash begins.
-    [[nodiscard]] std::size_t Home(std::uint64_t hash) const { return hash & (mSlots.size() - 1); }
+    [[nodiscard]] std::size_t Home(std::size_t hash) const { return hash & (mSlots.size() - 1); }
     [[nodiscard]] std::size_t Next(std::size_t slot) const { return Home(slot + 1); }
     // How many slots lie from one to the other, round the end of the table.
     [[nodiscard]] std::size_t Distance(std::size_t from, std::size_t to) const
     {
         return Home(to - from);
     }
-    [[nodiscard]] std::size_t FreeSlot(std::uint64_t hash) const;
+    [[nodiscard]] std::size_t FreeSlot(std::uint32_t hash) const;
     void Grow();
 
     HashKey mKey;
@@ -102,6 +107,10 @@ public:
     // Removes the entry of a USN. Returns whether there was one.
     bool erase(std::string_view usn);
     void clear();
+
+    // The entry of a USN in the index; null when there is none. The pointer is valid until
+    // the map changes.
+    [[nodiscard]] UsnIndex::Slot *Find(std::string_view usn) { return mIndex.Find(usn); }
 
 private:
     SSDPDeviceMap mMap;

@@ -94,17 +94,45 @@ void DeviceRegistry::UpdateNeverProxied(const NTSHeader &header)
     if (header.usn.find(formats::kUsnPrefix) == std::string_view::npos) {
         return;
     }
-    const auto node = mNodeList.find(header.usn);
-    if (node == mNodeList.end()) {
+    UsnIndex::Slot *known = mNodeList.Find(header.usn);
+    if (known == nullptr) {
         mDocuments.SendGETRequest(header.location, header.sender);
         return;
     }
-    SSDPDeviceType &device = node->second;
+    SSDPDeviceType &device = known->record->second;
     if (device.modelNumber.empty()) {
         mDocuments.SendGETRequest(header.location, header.sender);
+    } else {
+        NoteForRefresh(header, known->describedSeconds);
     }
     device.timerCountdown = RefreshedCountdownMs(device.timerPeriod);
-    Confirm(node);
+    Confirm(known->record);
+}
+
+// A service that this device announces is never asked for: its record is here.
+void DeviceRegistry::NoteForRefresh(const NTSHeader &header, std::uint32_t describedSeconds)
+{
+    if (mRefresh.IsNext(describedSeconds) && mHostList.find(header.usn) == mHostList.end()) {
+        mRefresh.SetNext(header, describedSeconds);
+        AskAgain();
+    }
+}
+
+// Asks a known peer for its description again, if one is due and the pause is over.
+void DeviceRegistry::AskAgain()
+{
+    if (const auto peer = mRefresh.TakeNext()) {
+        if (UsnIndex::Slot *known = mNodeList.Find(peer->usn)) {
+            known->describedSeconds = mRefresh.NowSeconds();
+            mDocuments.SendGETRequest(peer->location, peer->sender);
+        }
+    }
+}
+
+void DeviceRegistry::SetTime(std::uint32_t nowMs)
+{
+    mRefresh.SetTime(nowMs);
+    AskAgain();
 }
 
 // Handles the announcement of a device that can be proxied. It is known only if it was
@@ -127,8 +155,8 @@ void DeviceRegistry::UpdateProxyable(const NTSHeader &header, std::int32_t maxAg
 }
 
 // Stops proxying a device that now announces itself. This device's own service is
-// deliberately treated alike. No goodbye is sent, since the device is there; no change
-// is flagged, since it was known before.
+// deliberately treated alike. No goodbye is sent, since the device is there. The change
+// flag is deliberately not set, even if a byebye had removed the entry.
 void DeviceRegistry::HandBack(Iterator host, std::int32_t maxAgeSeconds)
 {
     SSDPDeviceType service = std::move(host->second);
@@ -206,7 +234,7 @@ void DeviceRegistry::PutNode(SSDPDeviceType device)
 void DeviceRegistry::EnterDescription(SSDPDeviceType device)
 {
     NoteEscapes(device);
-    const auto node = mNodeList.find(device.usn);
+    auto node = mNodeList.find(device.usn);
     const bool known = node != mNodeList.end();
     if ((!known && IsOwnOrAnnounced(device.usn)) ||
         !MakeRoom(known ? &node->second : nullptr, device)) {
@@ -220,8 +248,10 @@ void DeviceRegistry::EnterDescription(SSDPDeviceType device)
         }
         node->second = std::move(device);
     } else {
-        mUnconfirmed.Add(mNodeList.try_emplace(std::move(device)).first);
+        node = mNodeList.try_emplace(std::move(device)).first;
+        mUnconfirmed.Add(node);
     }
+    mNodeList.Find(node->first)->describedSeconds = mRefresh.NowSeconds();
     mChanged = true;
 }
 
@@ -293,6 +323,7 @@ void DeviceRegistry::Leave(bool announce)
     mChanged = mChanged || !NodeList().empty();
     mHostList.clear();
     mUnconfirmed.Clear();
+    mRefresh.Clear();
     mNodeList.clear();
     mKnownBytes = 0;
     mPendingAdditions.clear();

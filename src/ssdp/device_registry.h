@@ -2,6 +2,7 @@
 
 #include "formats/ssdp_device_type.h"
 #include "formats/ssdp_headers.h"
+#include "ssdp/description_refresh.h"
 #include "ssdp/device_map.h"
 #include "ssdp/document_exchange.h"
 #include "ssdp/flood_limits.h"
@@ -42,6 +43,9 @@ public:
     // The same for every service whose USN contains the prefix and "-".
     void RemoveServicesWithPrefix(std::string_view prefix);
 
+    // Takes a reading of a millisecond clock that may wrap, before the datagram that came
+    // then is handled. Asks a known peer for its description again, if its turn has come.
+    void SetTime(std::uint32_t nowMs);
     // Handles an ssdp:alive. Any max-age is allowed.
     void UpdateDevice(const formats::NTSHeader &header, std::int32_t maxAgeSeconds);
     // Handles an ssdp:byebye.
@@ -78,6 +82,8 @@ private:
     // device_registry.cpp
     void UpdateNeverProxied(const formats::NTSHeader &header);
     void UpdateProxyable(const formats::NTSHeader &header, std::int32_t maxAgeSeconds);
+    void NoteForRefresh(const formats::NTSHeader &header, std::uint32_t describedSeconds);
+    void AskAgain();
     void HandBack(Iterator host, std::int32_t maxAgeSeconds);
     void Confirm(Iterator node);
     void Count(const SSDPDeviceType &device);
@@ -111,6 +117,7 @@ private:
     IndexedDeviceMap mNodeList;
     UnconfirmedNodes mUnconfirmed; // of mNodeList
     std::size_t mKnownBytes = 0;   // of mNodeList, as the browse document writes it
+    DescriptionRefresh mRefresh;
     SSDPDeviceMap mPendingAdditions;
     SSDPDeviceMap mPendingRemovals;
     bool mChanged = false;

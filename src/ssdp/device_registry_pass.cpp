@@ -147,7 +147,6 @@ void DeviceRegistry::Publish(SSDPDeviceType &service)
         return;
     }
     service.repeatCount = CanBeProxied(service.usn) ? kProxyRepeats : std::uint16_t{0};
-    UnconfirmedNodes::MarkConfirmed(service);
     mHostList.insert_or_assign(service.usn, service);
     PutNode(service);
     mChanged = true;
@@ -171,8 +170,8 @@ void DeviceRegistry::AgeNodes(std::int32_t elapsedMs)
     }
 }
 
-// Announces the services that ran out. It uses HostList alone: no datagram in the name
-// of an announced service can delay, stop or change its announcements.
+// Announces the services that ran out. It uses HostList alone: only a hand-back can
+// delay, stop or change the announcements of this device's own service.
 void DeviceRegistry::AgeHosts(std::int32_t elapsedMs)
 {
     for (auto &[usn, service] : mHostList) {

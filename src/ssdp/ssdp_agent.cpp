@@ -79,6 +79,7 @@ std::optional<DocumentRequest> SSDPAgent::ParseSSDPPacket(std::string_view datag
     if (!IsOpen()) {
         return std::nullopt;
     }
+    mRegistry.SetTime(nowMs);
     switch (formats::ClassifyMethod(datagram)) {
     case Method::Http:
         ParseHTTPResponse(datagram, sender);

@@ -133,3 +133,18 @@ TEST_F(AgentDescriptions, LargeMaxAgeDoesNotOverflowTheCountdown)
     EXPECT_EQ(device.timerPeriod, 1073741000U);
     EXPECT_EQ(device.timerCountdown, 2147482000);
 }
+
+TEST_F(AgentDescriptions, ANewNameIsKnownAfterTwentyMinutesThoughTheGoodbyeWasLost)
+{
+    Receive(PeerDescription("Lumen", "beta"));
+    Datagrams requests;
+    while (mNowMs < 20 * 60 * 1000) {
+        EXPECT_EQ(Receive(PeerNotify("ssdp:alive", "Lumen", kLumen)), Datagrams{});
+        for (const test::Sent &sent : Tick()) {
+            requests.push_back(sent);
+            Receive(PeerDescription("Lumen", "gamma"));
+        }
+    }
+    EXPECT_EQ(requests, (Datagrams{test::ToPeer(test::PeerRequest(kLumen))}));
+    EXPECT_EQ(Node(UsnOf("Lumen", kPeerAddress)).hostName, "gamma");
+}

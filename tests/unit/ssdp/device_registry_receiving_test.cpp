@@ -239,3 +239,76 @@ TEST_F(RegistryReceiving, PeerAddedAgainIsRefreshedAndRenamed)
     EXPECT_TRUE(registry.Changed());
     EXPECT_TRUE(registry.HostList().empty());
 }
+
+// Such a peer may have a new name, and its goodbye was lost.
+TEST_F(RegistryReceiving, PeerIsAskedAgainAfterFifteenMinutes)
+{
+    registry.SetTime(1000);
+    registry.EnterDescription(Described(Peer()));
+    registry.SetTime(1000 + 900000);
+    EXPECT_EQ(Alive(kPeerUSN), Calls{});
+    registry.SetTime(2000 + 900000);
+    EXPECT_THAT(Alive(kPeerUSN), ElementsAre("get http://192.0.2.20:80/peer.xml"));
+    registry.SetTime(2000 + 2 * 900000);
+    EXPECT_EQ(Alive(kPeerUSN), Calls{}) << "the request counts, even without an answer";
+    registry.SetTime(3000 + 2 * 900000);
+    EXPECT_THAT(Alive(kPeerUSN), ElementsAre("get http://192.0.2.20:80/peer.xml"));
+}
+
+TEST_F(RegistryReceiving, AnswerToAPeerAskedAgainCountsFromItsArrival)
+{
+    registry.EnterDescription(Described(Peer()));
+    registry.SetTime(901000);
+    EXPECT_EQ(Alive(kPeerUSN).size(), 1U);
+    registry.SetTime(911000);
+    registry.EnterDescription(Described(Peer()));
+    registry.SetTime(901000 + 910000);
+    EXPECT_EQ(Alive(kPeerUSN), Calls{});
+    registry.SetTime(912000 + 900000);
+    EXPECT_EQ(Alive(kPeerUSN).size(), 1U);
+}
+
+TEST_F(RegistryReceiving, PeersAreAskedAgainFourSecondsApart)
+{
+    SSDPDeviceType other = Peer();
+    other.usn = "uuid:65746500-Lumen-192.0.2.21-0";
+    registry.EnterDescription(Described(Peer()));
+    registry.EnterDescription(Described(other));
+    registry.SetTime(901000);
+    EXPECT_EQ(Alive(kPeerUSN).size(), 1U);
+    EXPECT_EQ(Alive(other.usn), Calls{});
+    registry.SetTime(904999);
+    EXPECT_EQ(TakeCalls(), Calls{});
+    registry.SetTime(905000);
+    EXPECT_THAT(TakeCalls(), ElementsAre("get http://192.0.2.20:80/peer.xml"));
+}
+
+TEST_F(RegistryReceiving, PeerThatLeftIsNotAskedAgain)
+{
+    SSDPDeviceType other = Peer();
+    other.usn = "uuid:65746500-Lumen-192.0.2.21-0";
+    registry.EnterDescription(Described(Peer()));
+    registry.EnterDescription(Described(other));
+    registry.SetTime(901000);
+    EXPECT_EQ(Alive(kPeerUSN).size(), 1U);
+    EXPECT_EQ(Alive(other.usn), Calls{});
+    Byebye(other.usn);
+    registry.SetTime(905000);
+    EXPECT_EQ(TakeCalls(), Calls{});
+}
+
+// A forged alive must not replace the record by what a stranger describes.
+TEST_F(RegistryReceiving, OwnServiceIsNotAskedFor)
+{
+    AddNow(Described(Own()));
+    registry.SetTime(1000000);
+    ASSERT_NE(Host("uuid:65746500-Corvia 12-192.0.2.10-0"), nullptr);
+    EXPECT_EQ(Alive("uuid:65746500-Corvia 12-192.0.2.10-0"), Calls{});
+}
+
+TEST_F(RegistryReceiving, DeviceThatCanBeProxiedIsNotAskedAgain)
+{
+    AddNow(Silent());
+    registry.SetTime(1000000);
+    EXPECT_EQ(Alive(Silent().usn), Calls{});
+}

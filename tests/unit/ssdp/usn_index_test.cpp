@@ -15,8 +15,8 @@ SSDPDeviceMap::iterator Enter(SSDPDeviceMap &map, ssdp::UsnIndex &index, const s
 
 std::string FoundName(const ssdp::UsnIndex &index, const std::string &usn)
 {
-    const ssdp::UsnIndex::Record *record = index.Find(usn);
-    return record == nullptr ? "none" : (*record)->first;
+    const ssdp::UsnIndex::Slot *slot = index.Find(usn);
+    return slot == nullptr ? "none" : slot->record->first;
 }
 
 TEST(UsnIndex, FindsNothingInAnEmptyIndex)
@@ -32,7 +32,7 @@ TEST(UsnIndex, FindReturnsTheRecordOfTheMap)
     ssdp::UsnIndex index;
     const auto record = Enter(map, index, "uuid:a");
     ASSERT_NE(index.Find("uuid:a"), nullptr);
-    EXPECT_EQ(*index.Find("uuid:a"), record);
+    EXPECT_EQ(index.Find("uuid:a")->record, record);
 }
 
 TEST(UsnIndex, ClearRemovesAllRecordsAndAllowsNewOnes)
@@ -48,6 +48,25 @@ TEST(UsnIndex, ClearRemovesAllRecordsAndAllowsNewOnes)
     }
     index.Insert(map.find("7"));
     EXPECT_EQ(FoundName(index, "7"), "7");
+}
+
+TEST(UsnIndex, KeepsTheTimeOfEachDescriptionWhileItGrowsAndShrinks)
+{
+    SSDPDeviceMap map;
+    ssdp::UsnIndex index;
+    for (std::uint32_t number = 0; number < 1000; ++number) {
+        Enter(map, index, std::to_string(number));
+        ASSERT_EQ(index.Find(std::to_string(number))->describedSeconds, 0U);
+        index.Find(std::to_string(number))->describedSeconds = number + 1;
+    }
+    for (std::uint32_t number = 0; number < 1000; number += 3) {
+        index.Erase(map.find(std::to_string(number)));
+    }
+    for (std::uint32_t number = 0; number < 1000; ++number) {
+        if (number % 3 != 0) {
+            ASSERT_EQ(index.Find(std::to_string(number))->describedSeconds, number + 1);
+        }
+    }
 }
 
 // Random changes make the index grow, make runs of several entries, and make runs that
