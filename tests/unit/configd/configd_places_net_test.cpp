@@ -153,6 +153,26 @@ TEST_F(ConfigPlaces, ARequestIsAnsweredOnceOthersAreGivenUp)
     EXPECT_EQ(Ask("PATCH", kSystem, R"({"hostName":"beta"})").status, "200 OK");
 }
 
+// Interim answers show that the server has seen everything that was sent before them, and
+// leave the places taken. It sees the late connection in one turn of its loop, and the
+// request on it in the next one.
+TEST_F(ConfigPlaces, AConnectionBeyondHundredAndTwentyEightWaitsForAPlace)
+{
+    Server server({60000ms, 60000ms});
+    std::list<Connection> silent(128);
+    Connection late;
+    late.Send(RequestText("GET", kSystem, ""));
+    auto last = silent.rbegin();
+    for (int turn = 0; turn < 3; ++turn, ++last) {
+        last->Send("PATCH /api/v1/system HTTP/1.1\r\nHost: localhost\r\n"
+                   "Content-Length: 2\r\nExpect: 100-continue\r\n\r\n");
+        EXPECT_EQ(last->ReadUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
+    }
+    EXPECT_FALSE(late.WaitForInput(0));
+    silent.pop_front();
+    EXPECT_EQ(ReadHeader(late).status, "200 OK");
+}
+
 TEST_F(ConfigPlaces, ThereAreHundredAndTwentyEightForRequestsBesideSixtyFourForStreams)
 {
     Service service;
