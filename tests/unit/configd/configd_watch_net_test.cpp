@@ -264,13 +264,13 @@ TEST_F(ConfigWatch, SaysThatItLivesWhenThereIsNothingElseToSay)
 {
     const auto period = 20ms; // makes the test short
     Server server({10000ms, period});
+    const auto start = std::chrono::steady_clock::now();
     Stream stream("?system=beacond&params=24");
     EXPECT_EQ(stream.Next(), kFirstSystem);
-    const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(stream.Next(), ":\n");
     }
-    EXPECT_GE(std::chrono::steady_clock::now() - start, 4 * period);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 5 * period);
 }
 
 TEST_F(ConfigWatch, SaysSoOftenEnoughForClientsToRelyOn)
