@@ -16,15 +16,10 @@ using namespace std::chrono_literals;
 const std::string kSystem = "/api/v1/system";
 const std::string kAlpha = R"({"hostName":"alpha"})";
 
-class ConfigPlaces : public testing::Test
+class ConfigPlaces : public ConfigFolder
 {
 protected:
-    ConfigPlaces()
-    {
-        OnHost("mkdir -p /var/lib/beacon-configd");
-        std::ofstream("/var/lib/beacon-configd/system.json") << kAlpha;
-    }
-    ~ConfigPlaces() override { OnHost("rm -r /var/lib/beacon-configd"); }
+    ConfigPlaces() : ConfigFolder(kAlpha) {}
 };
 
 // The error's end of an answer.

@@ -3,7 +3,6 @@
 
 #include "support/private_namespace.h"
 
-#include <fstream>
 #include <gmock/gmock.h>
 #include <list>
 
@@ -19,16 +18,10 @@ const std::string kDevices = "/api/v1/network/devices";
 const std::string kFirstSystem = SystemEvent(R"({"hostName":"alpha","ssdpEnable":true})");
 const std::string kFirstDevice = DeviceEvent("192.0.2.10", "Complete", true);
 
-class ConfigWatch : public testing::Test
+class ConfigWatch : public ConfigFolder
 {
 protected:
-    ConfigWatch()
-    {
-        OnHost("mkdir -p /var/lib/beacon-configd");
-        std::ofstream("/var/lib/beacon-configd/system.json")
-            << R"({"hostName":"alpha","ssdpEnable":true})";
-    }
-    ~ConfigWatch() override { OnHost("rm -r /var/lib/beacon-configd"); }
+    ConfigWatch() : ConfigFolder(R"({"hostName":"alpha","ssdpEnable":true})") {}
 
     static void Rename(const std::string &name)
     {
