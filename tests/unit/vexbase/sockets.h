@@ -1,6 +1,7 @@
 #pragma once
 
 // Helpers of the socket tests.
+#include "support/addresses.h"
 #include "support/private_namespace.h"
 #include "vexbase/vex_udp_socket.h"
 
@@ -17,15 +18,6 @@ namespace test {
 
 constexpr std::uint16_t kPort = 1900;
 constexpr unsigned int kGenerousMs = 60000;
-
-inline sockaddr_in Address(const std::string &address, std::uint16_t port)
-{
-    sockaddr_in result{};
-    result.sin_family = AF_INET;
-    result.sin_port = htons(port);
-    inet_pton(AF_INET, address.c_str(), &result.sin_addr);
-    return result;
-}
 
 inline std::string Text(const sockaddr_in &address)
 {
