@@ -7,12 +7,8 @@
 
 #include <arpa/inet.h>
 #include <array>
-#include <atomic>
 #include <cstdint>
-#include <fstream>
 #include <string>
-#include <thread>
-#include <unistd.h>
 
 namespace test {
 
@@ -44,19 +40,6 @@ inline Polled PollOnce(VEXUDPSocket &socket, unsigned int timeoutMs, std::size_t
 inline int WriteText(VEXUDPSocket &socket, const std::string &text, const sockaddr_in &destination)
 {
     return socket.Write(text.data(), text.size(), destination);
-}
-
-// Waits until a thread of this process sleeps in the kernel.
-inline void AwaitBlocked(const std::atomic<pid_t> &threadId)
-{
-    std::string state;
-    while (state != "S") {
-        std::this_thread::yield();
-        std::ifstream status("/proc/self/task/" + std::to_string(threadId) + "/stat");
-        std::string number;
-        std::string name; // of a test program, so without spaces
-        status >> number >> name >> state;
-    }
 }
 
 } // namespace test

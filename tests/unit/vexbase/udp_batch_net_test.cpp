@@ -1,7 +1,9 @@
 #include "unit/vexbase/forbidden_calls.h"
 #include "unit/vexbase/sockets.h"
 
+#include <atomic>
 #include <gtest/gtest.h>
+#include <thread>
 #include <vector>
 
 using test::kGenerousMs;

@@ -1,11 +1,15 @@
 // Shutdown and Close while other threads use the socket.
+#include "support/blocked_thread.h"
 #include "unit/vexbase/sockets.h"
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <functional>
 #include <future>
 #include <gtest/gtest.h>
+#include <thread>
+#include <unistd.h>
 #include <vector>
 
 using test::AwaitBlocked;
@@ -262,7 +266,7 @@ TEST(UDPSocketPoll, IsNotEndedByASignal)
         VEXUDPSocket socket;
         OpenForWaiting(socket, flowing);
         Poller poller(socket, flowing ? kGenerousMs : kVEXInfinite);
-        const std::atomic<pid_t> threadId{poller.ThreadId()};
+        const pid_t threadId = poller.ThreadId();
         for (int i = 0; i < 3; ++i) {
             const int before = gSignals;
             ASSERT_EQ(tgkill(getpid(), threadId, SIGUSR1), 0);

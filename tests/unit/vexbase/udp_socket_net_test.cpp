@@ -1,12 +1,16 @@
+#include "support/blocked_thread.h"
 #include "unit/vexbase/forbidden_calls.h"
 #include "unit/vexbase/sockets.h"
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <set>
 #include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
 #include <vector>
 
 using test::kGenerousMs;
