@@ -244,13 +244,15 @@ void ListChecks::CheckGhosts(std::uint32_t watcher, Micros now)
         }
         const Departure &departure = found->second;
         const bool goodbye = departure.goodbye && mSettled[watcher] < departure.at;
-        Micros limit = departure.at +
-                       (goodbye ? mScenario.expects.goodbye : mScenario.expects.silent) +
-                       (formats::CanBeProxied(usn) ? kGrantedMore : 0);
+        const Micros allowed = goodbye ? mScenario.expects.goodbye : mScenario.expects.silent;
+        if (allowed == 0) {
+            continue;
+        }
+        Micros limit = departure.at + allowed + (formats::CanBeProxied(usn) ? kGrantedMore : 0);
         if (const auto late = mLate.find({watcher, usn}); late != mLate.end()) {
             limit = std::max(limit, late->second + kDocumentLives);
         }
-        if (mScenario.expects.silent != 0 && now > limit) {
+        if (now > limit) {
             mViolations.Add(now, {watcher, departure.machine},
                             MachineText(watcher) + " still lists " + usn + ", which went " +
                                 (goodbye ? "with a goodbye " : "") + TimeText(now - departure.at) +

@@ -120,6 +120,16 @@ TEST(Simulation, AKilledDeviceIsListedUntilItsEntriesRunOutAndThatIsCheckedFor)
     EXPECT_NE(Play(text + "200 s.\n").violations, 0U);
 }
 
+TEST(Simulation, AGoodbyeThatDoesNotEmptyEveryListIsAViolation)
+{
+    const std::string text = "There are 10 devices.\nThe link is wired.\nThere is no ZR1.\n"
+                             "At 0 s all devices start within 1 s.\n"
+                             "At 200 s device 2 is switched off.\nIt ends at 250 s.\n"
+                             "A goodbye empties every list within 20 s.\n";
+    EXPECT_EQ(Play(text).violations, 0U);
+    EXPECT_NE(Play(text + "The link loses 50 % of multicast.\n").violations, 0U);
+}
+
 TEST(Simulation, AnnouncementsThatAreRarerThanAskedForAreAViolation)
 {
     const std::string text = "There are 3 devices.\nThe link is wired.\n"

@@ -2,10 +2,8 @@
 
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <fcntl.h>
 #include <system_error>
-#include <thread>
 #include <unistd.h>
 
 namespace test {
@@ -50,10 +48,6 @@ public:
         while (read(mPipe[0], buffer.data(), buffer.size()) > 0) {
         }
     }
-
-    // Gives other threads time to reach the place where they block. A thread that is later
-    // than that makes a test less strict, but not wrong.
-    static void LetOthersWait() { std::this_thread::sleep_for(std::chrono::milliseconds(20)); }
 
 private:
     int mStream;

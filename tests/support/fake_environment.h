@@ -2,6 +2,7 @@
 
 #include "ssdp/ssdp_environment.h"
 #include "ssdp/web_root_files.h"
+#include "support/addresses.h"
 #include "vexbase/vex_text.h"
 
 #include <arpa/inet.h>
@@ -113,19 +114,5 @@ private:
         log.push_back(vexbase::Concat({"send ", to, " ", text}));
     }
 };
-
-inline sockaddr_in SocketAddressOf(const std::string &address, std::uint16_t port)
-{
-    sockaddr_in result{};
-    result.sin_family = AF_INET;
-    result.sin_port = htons(port);
-    inet_pton(AF_INET, address.c_str(), &result.sin_addr);
-    return result;
-}
-
-inline in_addr AddressOf(const std::string &address)
-{
-    return SocketAddressOf(address, 0).sin_addr;
-}
 
 } // namespace test

@@ -1,24 +1,14 @@
 #pragma once
 
+#include "support/addresses.h"
 #include "support/private_namespace.h"
 #include "vexbase/vex_udp_socket.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
 namespace test {
-
-// An IPv4 socket address.
-inline sockaddr_in SocketAddress(const char *address, std::uint16_t port)
-{
-    sockaddr_in result{};
-    result.sin_family = AF_INET;
-    result.sin_port = htons(port);
-    inet_pton(AF_INET, address, &result.sin_addr);
-    return result;
-}
 
 // Returns all datagrams that a peer has received and not read. Does not wait: sends the
 // peer a datagram as a mark, and reads up to it. REQUIRES: a OneProcessor.
@@ -27,7 +17,8 @@ inline std::vector<std::string> HeardSoFar(PeerSocket &peer)
     const std::string mark = "end of what was sent so far";
     VEXUDPSocket socket;
     EXPECT_EQ(socket.Open("", 0), kVEXSuccess);
-    EXPECT_GT(socket.Write(mark.data(), mark.size(), SocketAddress(kPeerAddress, peer.Port())), 0);
+    EXPECT_GT(socket.Write(mark.data(), mark.size(), SocketAddressOf(kPeerAddress, peer.Port())),
+              0);
     std::vector<std::string> heard;
     std::string datagram = peer.Receive();
     while (datagram != mark && !datagram.empty()) {

@@ -102,17 +102,6 @@ void MakeHosts()
     }
 }
 
-sockaddr_in Address(const std::string &address, std::uint16_t port)
-{
-    sockaddr_in result{};
-    result.sin_family = AF_INET;
-    result.sin_port = htons(port);
-    if (!address.empty() && inet_pton(AF_INET, address.c_str(), &result.sin_addr) != 1) {
-        throw std::runtime_error("no address: " + address);
-    }
-    return result;
-}
-
 } // namespace
 
 void EnterPrivateNamespaces()
@@ -163,7 +152,7 @@ void MoveToPeer()
 
 PeerSocket::PeerSocket(std::uint16_t port, const std::string &address)
 {
-    const sockaddr_in local = Address(address, port);
+    const sockaddr_in local = SocketAddressOf(address, port);
     Enter(gPeer);
     mDescriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     Enter(gHost);
@@ -184,8 +173,8 @@ PeerSocket::~PeerSocket()
 void PeerSocket::JoinMulticast(const std::string &group)
 {
     ip_mreq request{};
-    request.imr_multiaddr = Address(group, 0).sin_addr;
-    request.imr_interface = Address(kPeerAddress, 0).sin_addr;
+    request.imr_multiaddr = AddressOf(group);
+    request.imr_interface = AddressOf(kPeerAddress);
     if (setsockopt(mDescriptor, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request, sizeof request) != 0 ||
         (!gMulticastByRoute &&
          setsockopt(mDescriptor, IPPROTO_IP, IP_MULTICAST_IF, &request.imr_interface,
@@ -196,7 +185,7 @@ void PeerSocket::JoinMulticast(const std::string &group)
 
 void PeerSocket::SendTo(const std::string &datagram, const std::string &address, std::uint16_t port)
 {
-    const sockaddr_in destination = Address(address, port);
+    const sockaddr_in destination = SocketAddressOf(address, port);
     if (sendto(mDescriptor, datagram.data(), datagram.size(), 0,
                reinterpret_cast<const sockaddr *>(&destination), sizeof destination) < 0) {
         Fail("sendto " + address);

@@ -70,6 +70,19 @@ def peer(lab):
 
 
 @pytest.fixture(scope="module")
+def answerer(lab, peer):
+    """Another machine, 192.0.2.201; `peer` asks it."""
+    assert peer.address == "192.0.2.200"
+    return lab.add_peer()
+
+
+@pytest.fixture(scope="module")
+def beaconctl(programs):
+    """The path of the program."""
+    return f"{os.path.abspath(programs)}/beaconctl"
+
+
+@pytest.fixture(scope="module")
 def wire(peer):
     """A capture of all datagrams to the SSDP group on the network."""
     return peer.capture()

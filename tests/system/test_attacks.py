@@ -144,11 +144,12 @@ def test_announcements_in_its_name_do_not_silence_a_device(running_device, attac
     since = wire.mark()
     forged = expected.alive(running_device, 1_000_000)
     with attacker.udp_socket() as sock:
-        def announced():
+        def announced(times):
             sock.sendto(forged, (running_device.address, 1900))
             time.sleep(1)
-            return len(wire.datagrams(running_device.address, since, b"NOTIFY")) >= 3
-        wait_until(announced, 3 * REPEATED, "three announcements")
+            return len(wire.datagrams(running_device.address, since, b"NOTIFY")) >= times
+        for times in (1, 2, 3):
+            wait_until(lambda: announced(times), REPEATED, f"announcement {times}")
     for each in wire.datagrams(running_device.address, since, b"NOTIFY"):
         expected.assert_alive(each.data, running_device)
 
@@ -241,14 +242,25 @@ def missing_from_list(neighbours, device):
 
 # A document waits in the queue for up to three ticks of 5.75 s, and is sent at a tick.
 TRY = 25
+LISTED = 60  # seconds until a neighbour is in the list, during a flood, too
+
+
+def wait_until_queues_are_full(device, start):
+    """Waits for the lines about both queues on standard error, from a position on."""
+    lines = [f"SendGET{kind}: Too many delayed {kind.lower()}s, dropping what comes more\n"
+             for kind in ("Request", "Response")]
+    wait_until(lambda: all(line in device.beacond.stderr[start:] for line in lines), 3 * TRY,
+               "full queues", device.beacond.explain)
 
 
 def test_a_flood_from_one_address_starves_no_other(running_device, attacker, neighbours):
-    address = running_device.address
+    address, start = running_device.address, len(running_device.beacond.stderr)
     get = flood.get(0).replace(b"192.0.2.10:80", address.encode() + b":80")
     with Flood(attacker, address, [get, flood.alive(0), get, flood.alive(1)], 2000):
-        time.sleep(TRY)  # until the queues are full
-        tries = [time.monotonic() + number * TRY for number in range(3)]
+        wait_until_queues_are_full(running_device, start)
+        begin = time.monotonic()
+        tries = [begin + number * TRY for number in range(3)]
+        listed = []  # when all were
 
         def served_and_listed():
             asks = tries and time.monotonic() >= tries[0]
@@ -257,11 +269,13 @@ def test_a_flood_from_one_address_starves_no_other(running_device, attacker, nei
             for each in neighbours:
                 each.take_turn(running_device, get if asks else None)
             time.sleep(2)
-            return (all(each.served for each in neighbours)
-                    and not missing_from_list(neighbours, running_device))
+            if not missing_from_list(neighbours, running_device):
+                listed.append(time.monotonic())
+            return listed and all(each.served for each in neighbours)
         wait_until(served_and_listed, 3 * TRY, "all neighbours served and listed",
                    lambda: ([each.served for each in neighbours],
                             missing_from_list(neighbours, running_device)))
+    assert listed[0] - begin < LISTED
 
 
 def test_forged_descriptions_lock_no_device_out(running_device, attacker, neighbours):
@@ -279,6 +293,6 @@ def test_forged_descriptions_lock_no_device_out(running_device, attacker, neighb
             each.take_turn(running_device, None)
         time.sleep(2)
         return not missing_from_list(neighbours, running_device)
-    wait_until(listed, 60, "all neighbours in the list",
+    wait_until(listed, LISTED, "all neighbours in the list",
                lambda: missing_from_list(neighbours, running_device))
     assert len(running_device.browse_list()) <= flood.NODES + 1

@@ -20,18 +20,6 @@ ONE, TWO = listed(10, "studio-a"), listed(11, "studio-b")
 THREE, RENAMED = listed(12, "studio-c"), listed(12, "gallery")
 
 
-@pytest.fixture(scope="module")
-def answerer(lab, peer):
-    """Another machine, 192.0.2.201; the first machine asks it."""
-    assert peer.address == "192.0.2.200"
-    return lab.add_peer()
-
-
-@pytest.fixture(scope="module")
-def beaconctl(programs):
-    return f"{os.path.abspath(programs)}/beaconctl"
-
-
 def outcome(result):
     return result.returncode, result.stdout, result.stderr
 

@@ -18,18 +18,6 @@ PIPE_SIZE = 65536
 
 
 @pytest.fixture(scope="module")
-def answerer(lab, peer):
-    """Another machine, 192.0.2.201; the first machine asks it."""
-    assert peer.address == "192.0.2.200"
-    return lab.add_peer()
-
-
-@pytest.fixture(scope="module")
-def beaconctl(programs):
-    return f"{os.path.abspath(programs)}/beaconctl"
-
-
-@pytest.fixture(scope="module")
 def commands(peer, answerer):
     """Every command, each with an answer to print."""
     browse_list = "/run/browse.json"

@@ -9,21 +9,14 @@ import signal
 import pytest
 
 import expected
+from health import PASS, answer_to
+from lab import wait_until
 from lab.device import BROWSE_LIST
 
 START = ("Run beacond as Non-Daemonized\n"
          "initializing pubsub object\n"
          "Open: The diagnostic thread has started\n"
          "PubSub started\n")
-
-
-def read_terminal(master, text, timeout=20):
-    """The output on a terminal, up to a text."""
-    seen = b""
-    while text not in seen:
-        assert select.select([master], [], [], timeout)[0], f"only {seen!r}"
-        seen += os.read(master, 4096)
-    return seen
 
 
 def fill(pipe):
@@ -36,12 +29,12 @@ def fill(pipe):
         os.set_blocking(pipe, True)
 
 
-def read_until(pipe, text, timeout=20):
-    """The output of a pipe, up to a text."""
+def read_until(reader, text, timeout=20):
+    """The output on a terminal or a pipe, up to a text."""
     seen = b""
     while text not in seen:
-        assert select.select([pipe], [], [], timeout)[0], f"only {seen[-500:]!r}"
-        seen += os.read(pipe, 65536)
+        assert select.select([reader], [], [], timeout)[0], f"only {seen[-500:]!r}"
+        seen += os.read(reader, 65536)
     return seen
 
 
@@ -72,15 +65,14 @@ def test_it_says_how_it_starts(beacond):
 
 
 def test_the_browse_list_is_empty_at_first(device, beacond):
-    beacond.wait_output("PubSub started")
-    assert device.read(BROWSE_LIST) == "[]"
+    wait_until(lambda: device.read(BROWSE_LIST) == "[]", PASS, "an empty list", beacond.explain)
 
 
 def test_it_keeps_the_terminal_until_the_terminal_ends_it(device):
     master, terminal = pty.openpty()
     beacond = device.start_beacond(stdin=terminal, stdout=terminal, stderr=terminal)
     os.close(terminal)
-    seen = read_terminal(master, b"PubSub started\r\n")
+    seen = read_until(master, b"PubSub started\r\n")
     assert seen.startswith(b"Run beacond as Non-Daemonized\r\ninitializing pubsub object\r\n")
     links = {os.readlink(f"/proc/{beacond.pid}/fd/{number}") for number in (0, 1, 2)}
     assert len(links) == 1 and links.pop().startswith("/dev/pts/")
@@ -103,6 +95,7 @@ def test_a_reader_of_its_lines_that_stalls_keeps_nobody_waiting(
     wire.wait_for(since=since, source=device.address, starting=b"NOTIFY")
     with peer.udp_socket() as sock:
         sock.sendto(b"first", (device.address, 1900))
+    answer_to(expected.SEARCH, peer, device, 1900)  # after the line about "first"
     assert peer.ask(b"gh", device.address, 49821) == expected.listing("HostList", device)
     os.set_blocking(reader, False)
     while select.select([reader], [], [], 0)[0]:
@@ -122,9 +115,10 @@ def test_a_reader_of_its_lines_that_goes_does_not_end_it(device, peer):
     beacond = device.start_beacond(stdout=writer, stderr=writer)
     os.close(writer)
     read_until(reader, b"successfully established.\n")
+    answer_to(expected.SEARCH, peer, device, 1900)  # the port is open
     os.close(reader)
     with peer.udp_socket() as sock:
         sock.sendto(b"to nobody", (device.address, 1900))
-    assert peer.ask(b"gh", device.address, 49821).startswith(b"HostList")
+    answer_to(expected.SEARCH, peer, device, 1900)  # after the line about "to nobody"
     assert beacond.status is None
     device.stop_beacond()

@@ -118,11 +118,14 @@ def test_detached_it_leaves_likewise(device, sent):
     sent.assert_ends_with_a_goodbye()
 
 
-def test_right_after_its_start_it_leaves_without_an_announcement(device, sent):
+def test_right_after_its_start_it_leaves_unannounced_or_with_a_goodbye(device, sent):
+    """It waits half a second before it announces itself. The signal may come later."""
     device.start_beacond().wait_output("initializing pubsub object\n")
     assert_leaves(device)
-    assert sent.notifies() == []
-    assert "Open: " not in device.beacond.stdout
+    if "Open: " in device.beacond.stdout and sent.notifies():
+        sent.assert_ends_with_a_goodbye()
+    else:
+        assert sent.notifies() == []
 
 
 def test_it_leaves_while_it_waits_for_an_address(lab):

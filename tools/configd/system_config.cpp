@@ -91,9 +91,9 @@ SystemConfig FactorySystemConfig(const std::string &hostName)
 {
     SystemConfig config;
     config.ssdpEnable = true;
-    // Through JSON, since the system's name need not be UTF-8.
+    // Through JSON, which replaces bytes that are not UTF-8.
     const auto fault = PatchSystemConfig("{\"hostName\":" + JsonString(hostName) + '}', config);
-    static_cast<void>(fault); // then the name stays away
+    static_cast<void>(fault); // on a fault the name is left out
     return config;
 }
 

@@ -25,8 +25,9 @@ struct SystemConfig
 // included, config is as it was.
 [[nodiscard]] std::optional<Fault> PatchSystemConfig(std::string_view patch, SystemConfig &config);
 
-// What a device fresh from the factory has: the system's own host name (left
-// out when it is not a name one could set) and SSDP on, so that it can be found.
+// What a device fresh from the factory has: SSDP on, so that it can be found, and the
+// system's own host name. Bytes of it that are not UTF-8 become U+FFFD. The name is left
+// out if the result does not meet kNameRule.
 [[nodiscard]] SystemConfig FactorySystemConfig(const std::string &hostName);
 
 // The configuration as JSON: on one line for clients, or indented for the file.

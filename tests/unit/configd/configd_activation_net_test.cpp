@@ -4,7 +4,6 @@
 #include "support/private_namespace.h"
 
 #include <fcntl.h>
-#include <fstream>
 #include <gtest/gtest.h>
 
 // A socket handed over as systemd does it: as descriptor 3, with LISTEN_PID and
@@ -15,15 +14,10 @@ namespace {
 const std::string kSystem = "/api/v1/system";
 const std::string kAlpha = R"({"hostName":"alpha"})";
 
-class ConfigActivation : public testing::Test
+class ConfigActivation : public ConfigFolder
 {
 protected:
-    ConfigActivation()
-    {
-        OnHost("mkdir -p /var/lib/beacon-configd");
-        std::ofstream("/var/lib/beacon-configd/system.json") << kAlpha;
-    }
-    ~ConfigActivation() override { OnHost("rm -r /var/lib/beacon-configd"); }
+    ConfigActivation() : ConfigFolder(kAlpha) {}
 };
 
 enum class Says { NothingWrong, OfAnotherProcess, OfNoDescriptor };

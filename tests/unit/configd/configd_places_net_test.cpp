@@ -16,15 +16,10 @@ using namespace std::chrono_literals;
 const std::string kSystem = "/api/v1/system";
 const std::string kAlpha = R"({"hostName":"alpha"})";
 
-class ConfigPlaces : public testing::Test
+class ConfigPlaces : public ConfigFolder
 {
 protected:
-    ConfigPlaces()
-    {
-        OnHost("mkdir -p /var/lib/beacon-configd");
-        std::ofstream("/var/lib/beacon-configd/system.json") << kAlpha;
-    }
-    ~ConfigPlaces() override { OnHost("rm -r /var/lib/beacon-configd"); }
+    ConfigPlaces() : ConfigFolder(kAlpha) {}
 };
 
 // The error's end of an answer.
@@ -169,6 +164,26 @@ TEST_F(ConfigPlaces, AnAnswerEndsItsConnectionWhenAllPlacesAreTaken)
     }
     EXPECT_EQ(ReadHeader(busy.back()).Field("Connection"), "close");
     ASSERT_TRUE(late.WaitForInput(0));
+    EXPECT_EQ(ReadHeader(late).status, "200 OK");
+}
+
+// Interim answers show that the server has seen everything that was sent before them, and
+// leave the places taken. It sees the late connection in one turn of its loop, and the
+// request on it in the next one.
+TEST_F(ConfigPlaces, AConnectionBeyondHundredAndTwentyEightWaitsForAPlace)
+{
+    Server server({60000ms, 60000ms});
+    std::list<Connection> silent(128);
+    Connection late;
+    late.Send(RequestText("GET", kSystem, ""));
+    auto last = silent.rbegin();
+    for (int turn = 0; turn < 3; ++turn, ++last) {
+        last->Send("PATCH /api/v1/system HTTP/1.1\r\nHost: localhost\r\n"
+                   "Content-Length: 2\r\nExpect: 100-continue\r\n\r\n");
+        EXPECT_EQ(last->ReadUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
+    }
+    EXPECT_FALSE(late.WaitForInput(0));
+    silent.pop_front();
     EXPECT_EQ(ReadHeader(late).status, "200 OK");
 }
 

@@ -36,14 +36,9 @@ bool Exists(const std::string &name)
     return access(name.c_str(), F_OK) == 0;
 }
 
-// Each test has a folder for the files, and the name of a device fresh from the
-// factory.
-class ConfigService : public testing::Test
+class ConfigService : public ConfigFolder
 {
 protected:
-    ConfigService() { OnHost("mkdir -p /var/lib/beacon-configd"); }
-    ~ConfigService() override { OnHost("rm -r /var/lib/beacon-configd"); }
-
     static void WriteState(const std::string &text) { std::ofstream(kStateFile) << text; }
 
     // What the program says when it cannot run, and its status.

@@ -144,7 +144,7 @@ TEST(FactorySystemConfig, LeavesOutAHostNameThatNobodyCouldSet)
               R"({"ssdpEnable":true})");
 }
 
-TEST(FactorySystemConfig, BearsAHostNameThatIsNoUtf8)
+TEST(FactorySystemConfig, ReplacesBytesOfTheHostNameThatAreNotUtf8)
 {
     EXPECT_EQ(SystemConfigText(FactorySystemConfig("a\xFF")),
               "{\"hostName\":\"a\xEF\xBF\xBD\",\"ssdpEnable\":true}");

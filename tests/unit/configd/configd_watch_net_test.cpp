@@ -3,7 +3,6 @@
 
 #include "support/private_namespace.h"
 
-#include <fstream>
 #include <gmock/gmock.h>
 #include <list>
 
@@ -19,16 +18,10 @@ const std::string kDevices = "/api/v1/network/devices";
 const std::string kFirstSystem = SystemEvent(R"({"hostName":"alpha","ssdpEnable":true})");
 const std::string kFirstDevice = DeviceEvent("192.0.2.10", "Complete", true);
 
-class ConfigWatch : public testing::Test
+class ConfigWatch : public ConfigFolder
 {
 protected:
-    ConfigWatch()
-    {
-        OnHost("mkdir -p /var/lib/beacon-configd");
-        std::ofstream("/var/lib/beacon-configd/system.json")
-            << R"({"hostName":"alpha","ssdpEnable":true})";
-    }
-    ~ConfigWatch() override { OnHost("rm -r /var/lib/beacon-configd"); }
+    ConfigWatch() : ConfigFolder(R"({"hostName":"alpha","ssdpEnable":true})") {}
 
     static void Rename(const std::string &name)
     {
@@ -264,13 +257,13 @@ TEST_F(ConfigWatch, SaysThatItLivesWhenThereIsNothingElseToSay)
 {
     const auto period = 20ms; // makes the test short
     Server server({10000ms, period});
+    const auto start = std::chrono::steady_clock::now();
     Stream stream("?system=beacond&params=24");
     EXPECT_EQ(stream.Next(), kFirstSystem);
-    const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(stream.Next(), ":\n");
     }
-    EXPECT_GE(std::chrono::steady_clock::now() - start, 4 * period);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 5 * period);
 }
 
 TEST_F(ConfigWatch, SaysSoOftenEnoughForClientsToRelyOn)

@@ -4,8 +4,11 @@
 #include "configd/listening_socket.h"
 #include "configd/program.h"
 #include "support/live_child.h"
+#include "support/private_namespace.h"
 
 #include <csignal>
+#include <fstream>
+#include <gtest/gtest.h>
 #include <iostream>
 #include <poll.h>
 #include <stdexcept>
@@ -13,6 +16,21 @@
 #include <vector>
 
 namespace test {
+
+// Makes the service's folder for each test. system is the first system.json; without it
+// the device is as it leaves the factory.
+class ConfigFolder : public testing::Test
+{
+protected:
+    explicit ConfigFolder(const std::string &system = "")
+    {
+        OnHost("mkdir -p /var/lib/beacon-configd");
+        if (!system.empty()) {
+            std::ofstream("/var/lib/beacon-configd/system.json") << system;
+        }
+    }
+    ~ConfigFolder() override { OnHost("rm -r /var/lib/beacon-configd"); }
+};
 
 // What runs beacon-configd with a command line in a LiveChild.
 inline std::function<int()> Program(const std::vector<std::string> &arguments)

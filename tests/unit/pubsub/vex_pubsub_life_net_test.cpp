@@ -3,6 +3,7 @@
 #include "refused_addresses.h"
 #include "support/capture.h"
 
+#include <chrono>
 #include <thread>
 #include <unistd.h>
 
@@ -10,10 +11,17 @@ using Texts = std::vector<std::string>;
 
 namespace {
 
-std::string BrowseList()
+// Waits until the browser's thread has written an empty list. Returns false after one minute.
+bool AwaitEmptyBrowseList()
 {
-    std::ifstream file("/var/www/discovery/browse.json");
-    return {std::istreambuf_iterator<char>(file), {}};
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    std::string text;
+    while (text != "[]" && std::chrono::steady_clock::now() < end) {
+        std::this_thread::yield();
+        std::ifstream file("/var/www/discovery/browse.json");
+        text.assign(std::istreambuf_iterator<char>(file), {});
+    }
+    return text == "[]";
 }
 
 } // namespace
@@ -49,7 +57,7 @@ TEST(PubSubLife, BeginsAndEndsWithItsLinesAndWithoutGoodbye)
         test::Capture([&device] { device = std::make_unique<test::Coordinator>(); });
     EXPECT_EQ(begin.out, "initializing pubsub object\n");
     EXPECT_EQ(begin.err, "");
-    EXPECT_EQ(BrowseList(), "[]"); // the browser has started
+    EXPECT_TRUE(AwaitEmptyBrowseList());
     device->Set(ConfigMap::SsdpEnable, "", true);
     device->Set(ConfigMap::Connected, "", true);
     EXPECT_EQ(device->NextAnnouncement(), "alive");

@@ -5,6 +5,7 @@
 
 // Received description documents.
 
+using test::kLumen;
 using test::kPeerAddress;
 using test::PeerDescription;
 using test::PeerNotify;
@@ -13,8 +14,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
-
-constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
 
 class AgentDescriptions : public test::AgentTest
 {

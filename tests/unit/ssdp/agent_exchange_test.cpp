@@ -8,6 +8,7 @@ using test::Get;
 using test::GetAnswer;
 using test::kCorviaFile;
 using test::kLongestDelayMs;
+using test::kLumen;
 using test::kPeerAddress;
 using test::kTickMs;
 using test::PeerAnswer;
@@ -20,7 +21,6 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
 constexpr const char *kTalon = "http://192.0.2.20:80/talonmx_upnp_ssdp_2.xml";
 constexpr const char *kPathOfA = "/var/www/html/a.xml";
 

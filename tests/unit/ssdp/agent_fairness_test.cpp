@@ -6,6 +6,7 @@
 // One host floods the agent. Other peers must be served in spite of that.
 
 using test::Get;
+using test::kLumen;
 using test::kPeerAddress;
 using test::PeerDescription;
 using test::PeerNotify;
@@ -14,7 +15,6 @@ using test::Sent;
 namespace {
 
 constexpr const char *kFlooder = "192.0.2.66";
-constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
 constexpr int kFloodPerSecond = 1000; // datagrams of each kind
 
 class AgentFairness : public test::AgentTest

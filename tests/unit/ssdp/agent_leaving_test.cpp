@@ -6,6 +6,7 @@ using test::Alive;
 using test::Goodbye;
 using test::kCorvia;
 using test::kCorviaFile;
+using test::kLumen;
 using test::PeerDescription;
 using test::PeerNotify;
 using test::Search;
@@ -14,8 +15,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
-
-constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
 
 class AgentLeaving : public test::AgentTest
 {

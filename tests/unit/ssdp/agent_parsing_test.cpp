@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <vector>
 
+using test::kLumen;
 using test::kOwnAddress;
 using test::kPeerAddress;
 using test::PeerAnswer;
@@ -14,8 +15,6 @@ using testing::IsEmpty;
 namespace {
 
 using AgentParsing = test::AgentTest;
-
-constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
 
 const std::string kUnknown = "ParseSSDPPacket: Don't know what to do with this method:\n";
 const std::string kNoHttp = "SendGETRequest: Unable to find the http string";

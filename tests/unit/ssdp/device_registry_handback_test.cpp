@@ -178,6 +178,11 @@ TEST_F(RegistryHandBack, OwnServiceIsHandedBackLikeAnyOther)
     EXPECT_EQ(FieldsButFlag(*Node(own.usn)), FieldsButFlag(expected));
     EXPECT_FALSE(registry.Changed());
     EXPECT_EQ(Pass(20000), Calls{}); // neither a goodbye nor an announcement
+    // Added again, for instance when SSDP is switched on, it stays a known device until its
+    // time runs out.
+    EXPECT_EQ(AddNow(own), Calls{});
+    EXPECT_EQ(registry.HostList().size(), 0U);
+    EXPECT_EQ(Node(own.usn)->timerCountdown, 40000);
 }
 
 TEST_F(RegistryHandBack, DescriptionReplacesAHandedBackDevice)

@@ -84,7 +84,7 @@ protected:
     {
         VEXUDPSocket own;
         ASSERT_EQ(own.Open(kOwnAddress, 0), kVEXSuccess);
-        EXPECT_EQ(own.Write(datagram.data(), datagram.size(), SocketAddress(kOwnAddress, 1900)),
+        EXPECT_EQ(own.Write(datagram.data(), datagram.size(), SocketAddressOf(kOwnAddress, 1900)),
                   static_cast<int>(datagram.size()));
     }
 

@@ -11,6 +11,8 @@ namespace test {
 constexpr const char *kCorvia = "Corvia 12";
 constexpr const char *kCorviaFile = "corvia_12_upnp_ssdp_1.xml";
 constexpr const char *kCorviaPath = "/var/www/html/corvia_12_upnp_ssdp_1.xml";
+// The URL of the peer's document.
+constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
 
 // A service of the device under test. It has a max-age: no number in its messages is
 // drawn.

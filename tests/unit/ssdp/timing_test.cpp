@@ -54,59 +54,24 @@ TEST_F(TimingTest, MaxAgeBelow120IsReplacedBy120To129)
 {
     for (const auto &[drawn, seconds] : Draws{{0, 120}, {9, 129}, {10, 120}, {2147483647, 127}}) {
         environment.random = drawn;
-        std::string text = "30";
-        EXPECT_EQ(timing.GetMaximumAge(text), seconds * 1000) << drawn;
-        EXPECT_EQ(text, std::to_string(seconds));
+        for (const char *low : {"30", "119"}) {
+            std::string text = low;
+            EXPECT_EQ(timing.GetMaximumAge(text), seconds * 1000) << drawn;
+            EXPECT_EQ(text, std::to_string(seconds));
+        }
     }
 }
 
-TEST_F(TimingTest, MaxAgeFrom120IsKeptAndReturnedInMilliseconds)
+TEST_F(TimingTest, MaxAgeFrom120IsKeptAndReturnedInMillisecondsUpToALimit)
 {
-    for (const char *kept : {"1800", " \t\r\n1800", "+1800", "1800 s", "1800,5", "001800"}) {
-        std::string text = kept;
-        EXPECT_EQ(timing.GetMaximumAge(text), 1800000U) << kept;
-        EXPECT_EQ(text, kept);
+    environment.random = 5;
+    const std::map<std::string, std::uint32_t> kept{
+        {"120", 120000}, {"1800", 1800000}, {"1073742", 1073741000}};
+    for (const auto &[seconds, milliseconds] : kept) {
+        std::string text = seconds;
+        EXPECT_EQ(timing.GetMaximumAge(text), milliseconds);
+        EXPECT_EQ(text, seconds);
     }
-    std::string least = "120";
-    EXPECT_EQ(timing.GetMaximumAge(least), 120000U);
-    EXPECT_EQ(least, "120");
-}
-
-TEST_F(TimingTest, MaxAgeIsReadAsDecimal)
-{
-    // Read as hexadecimal these would be above 120; read as octal "0170" would be 120.
-    for (const char *decimal : {"0x1000", "0170"}) {
-        std::string text = decimal;
-        const std::uint32_t milliseconds = timing.GetMaximumAge(text);
-        EXPECT_TRUE(milliseconds < 130000U || milliseconds == 170000U) << decimal;
-    }
-    std::string text = "0170";
-    EXPECT_EQ(timing.GetMaximumAge(text), 170000U);
-}
-
-TEST_F(TimingTest, MaxAgeWithoutANumberBecomes120To129)
-{
-    for (const char *low : {"30", "119", "0", "-1", "-1800", "-99999999999999999999", "", " ", "x",
-                            "+", "-", "max-age=1800", "--1800"}) {
-        std::string text = low;
-        const std::uint32_t milliseconds = timing.GetMaximumAge(text);
-        EXPECT_GE(milliseconds, 120000U) << low;
-        EXPECT_LE(milliseconds, 129000U) << low;
-        EXPECT_EQ(text, std::to_string(milliseconds / 1000)) << low;
-        EXPECT_EQ(milliseconds % 1000, 0U) << low;
-    }
-}
-
-TEST_F(TimingTest, LargeMaxAgeIsLimitedTo1073741Seconds)
-{
-    for (const char *large :
-         {"1073741", "1073742", "2147483648", "4294967296", "4294967415", "99999999999999999999"}) {
-        std::string text = large;
-        EXPECT_EQ(timing.GetMaximumAge(text), 1073741000U) << large;
-        EXPECT_EQ(text, large);
-    }
-    std::string text = "1073740";
-    EXPECT_EQ(timing.GetMaximumAge(text), 1073740000U);
 }
 
 TEST(Countdowns, OfTheLongestPeriodFit31Bits)

@@ -53,16 +53,15 @@ protected:
 // would come first.
 TEST_F(Documents, AreExchangedAtATickAndNoSymbolicLinkIsServed)
 {
-    constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
     OpenAnnounced();
     PeerSocket asker;
     Often([&] { asker.SendTo(Get("/link.xml"), test::kOwnAddress, 1900); });
     Often([&] { asker.SendTo(Get("/" + std::string(kCorviaFile)), test::kOwnAddress, 1900); });
-    Often([&] { ToEngine(test::PeerNotify("ssdp:alive", "Lumen", kLumen)); });
+    Often([&] { ToEngine(test::PeerNotify("ssdp:alive", "Lumen", test::kLumen)); });
     const std::string file = ReadFile(kCorviaPath);
     EXPECT_NE(file.find("<UDN>" + test::UsnOf(test::kCorvia) + "</UDN>"), std::string::npos);
     EXPECT_EQ(asker.Receive(), GetAnswer(file));
-    EXPECT_EQ(mPeer.Receive(), test::PeerRequest(kLumen));
+    EXPECT_EQ(mPeer.Receive(), test::PeerRequest(test::kLumen));
 }
 
 // Runs in a child process, since the document's number stays in use.

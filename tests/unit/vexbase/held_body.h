@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <gtest/gtest.h>
+#include <thread>
 
 namespace test {
 
@@ -31,6 +32,14 @@ inline void StartHeld(VEXThread &thread, HeldBody &body)
     thread.Attach([&body] { body(); });
     ASSERT_EQ(thread.Start(), 0);
     ASSERT_EQ(body.running.WaitForSignal(kGenerousMs), 0);
+}
+
+// Waits until a thread has ended by itself.
+inline void AwaitEnd(const VEXThread &thread)
+{
+    while (thread.Active()) {
+        std::this_thread::yield();
+    }
 }
 
 } // namespace test

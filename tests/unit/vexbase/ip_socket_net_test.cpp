@@ -135,8 +135,8 @@ TEST(SocketOption, AndOtherOperationsOnAClosedSocketDoNothing)
 TEST(SocketOption, Number35JoinsAMulticastGroup)
 {
     ip_mreq membership{};
-    membership.imr_multiaddr = test::Address("239.255.255.250", 0).sin_addr;
-    membership.imr_interface = test::Address(test::kOwnAddress, 0).sin_addr;
+    membership.imr_multiaddr = test::SocketAddressOf("239.255.255.250", 0).sin_addr;
+    membership.imr_interface = test::SocketAddressOf(test::kOwnAddress, 0).sin_addr;
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", test::kPort), 0);
     ASSERT_EQ(socket.SetSocketOption(35, membership), 0);
@@ -152,7 +152,8 @@ TEST(SocketOption, Number35JoinsAMulticastGroup)
 TEST(SocketOption, ThatTheSystemRefusesFails)
 {
     ip_mreq membership{};
-    membership.imr_multiaddr = test::Address("192.0.2.1", 0).sin_addr; // not a multicast group
+    membership.imr_multiaddr =
+        test::SocketAddressOf("192.0.2.1", 0).sin_addr; // not a multicast group
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", test::kPort), 0);
     EXPECT_LT(socket.SetSocketOption(35, membership), 0);

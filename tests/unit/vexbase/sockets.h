@@ -1,31 +1,19 @@
 #pragma once
 
 // Helpers of the socket tests.
+#include "support/addresses.h"
 #include "support/private_namespace.h"
 #include "vexbase/vex_udp_socket.h"
 
 #include <arpa/inet.h>
 #include <array>
-#include <atomic>
 #include <cstdint>
-#include <fstream>
 #include <string>
-#include <thread>
-#include <unistd.h>
 
 namespace test {
 
 constexpr std::uint16_t kPort = 1900;
 constexpr unsigned int kGenerousMs = 60000;
-
-inline sockaddr_in Address(const std::string &address, std::uint16_t port)
-{
-    sockaddr_in result{};
-    result.sin_family = AF_INET;
-    result.sin_port = htons(port);
-    inet_pton(AF_INET, address.c_str(), &result.sin_addr);
-    return result;
-}
 
 inline std::string Text(const sockaddr_in &address)
 {
@@ -52,19 +40,6 @@ inline Polled PollOnce(VEXUDPSocket &socket, unsigned int timeoutMs, std::size_t
 inline int WriteText(VEXUDPSocket &socket, const std::string &text, const sockaddr_in &destination)
 {
     return socket.Write(text.data(), text.size(), destination);
-}
-
-// Waits until a thread of this process sleeps in the kernel.
-inline void AwaitBlocked(const std::atomic<pid_t> &threadId)
-{
-    std::string state;
-    while (state != "S") {
-        std::this_thread::yield();
-        std::ifstream status("/proc/self/task/" + std::to_string(threadId) + "/stat");
-        std::string number;
-        std::string name; // of a test program, so without spaces
-        status >> number >> name >> state;
-    }
 }
 
 } // namespace test

@@ -1,3 +1,4 @@
+#include "held_body.h"
 #include "support/capture.h"
 #include "vexbase/vex_event.h"
 #include "vexbase/vex_file_io.h"
@@ -17,9 +18,10 @@
 #endif
 #endif
 
-namespace {
+using test::AwaitEnd;
+using test::kGenerousMs;
 
-constexpr unsigned int kGenerousMs = 60000;
+namespace {
 
 // Records its destruction.
 class Scope
@@ -150,9 +152,7 @@ TEST(VEXThreadKill, CancelsALaterRunAndRefusesAnother)
     EXPECT_EQ(thread.Stop(0), -3);
     EXPECT_EQ(thread.Start(), 0);
     startedAgain.Signal();
-    while (thread.Active()) {
-        std::this_thread::yield();
-    }
+    AwaitEnd(thread);
     EXPECT_EQ(runs, 1);
     EXPECT_LT(status, 0);
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);

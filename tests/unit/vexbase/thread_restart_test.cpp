@@ -7,6 +7,7 @@
 
 // Starting a thread whose previous run was asked to stop and has not ended.
 
+using test::AwaitEnd;
 using test::HeldBody;
 using test::kGenerousMs;
 using test::StartHeld;
@@ -79,9 +80,7 @@ TEST(VEXThreadRestart, AThreadCanStartItselfAgainAfterAStop)
         }
     });
     ASSERT_EQ(thread.Start(), 0);
-    while (thread.Active()) {
-        std::this_thread::yield();
-    }
+    AwaitEnd(thread);
     EXPECT_EQ(runs, 2);
 }
 

@@ -15,6 +15,7 @@
 #include <thread>
 #include <unistd.h>
 
+using test::AwaitEnd;
 using test::HeldBody;
 using test::kGenerousMs;
 using test::StartHeld;
@@ -103,9 +104,7 @@ TEST(VEXThread, CanBeStartedAgainAfterItsBodyEndedByItself)
     thread.Attach([&runs] { ++runs; });
     for (int run = 1; run <= 3; ++run) {
         ASSERT_EQ(thread.Start(), 0);
-        while (thread.Active()) {
-            std::this_thread::yield();
-        }
+        AwaitEnd(thread);
         EXPECT_EQ(runs, run);
     }
 }
@@ -137,9 +136,7 @@ TEST(VEXThread, RunsInitOnceThenTheLoopUntilItReturnsFalseThenFlush)
 {
     HookThread thread(true, 3);
     ASSERT_EQ(thread.Start(), 0);
-    while (thread.Active()) {
-        std::this_thread::yield();
-    }
+    AwaitEnd(thread);
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);
     EXPECT_EQ(thread.mCalls, "init loop loop loop flush ");
 }
@@ -149,9 +146,7 @@ TEST(VEXThread, RunsTheLoopWhateverInitReturns)
 {
     HookThread thread(false, 1);
     ASSERT_EQ(thread.Start(), 0);
-    while (thread.Active()) {
-        std::this_thread::yield();
-    }
+    AwaitEnd(thread);
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);
     EXPECT_EQ(thread.mCalls, "init loop flush ");
 }
@@ -170,9 +165,7 @@ TEST(VEXThread, AStopBeforeTheLoopDoesNotSkipIt)
     };
     StoppedInInit thread(true, 3);
     ASSERT_EQ(thread.Start(), 0);
-    while (thread.Active()) {
-        std::this_thread::yield();
-    }
+    AwaitEnd(thread);
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);
     EXPECT_EQ(thread.mCalls, "init loop flush ");
 }
@@ -181,9 +174,7 @@ TEST(VEXThread, WithoutBodyAndHooksEndsAtOnce)
 {
     VEXThread thread;
     ASSERT_EQ(thread.Start(), 0);
-    while (thread.Active()) {
-        std::this_thread::yield();
-    }
+    AwaitEnd(thread);
     EXPECT_FALSE(thread.Terminate());
 }
 
@@ -246,9 +237,7 @@ TEST(VEXThread, StopOnItselfRequestsTheStopAndFails)
         asked = thread.Terminate();
     });
     ASSERT_EQ(thread.Start(), 0);
-    while (thread.Active()) {
-        std::this_thread::yield();
-    }
+    AwaitEnd(thread);
     EXPECT_LT(status, 0);
     EXPECT_NE(status, -3);
     EXPECT_TRUE(asked);

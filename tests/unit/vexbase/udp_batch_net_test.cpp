@@ -1,15 +1,17 @@
 #include "unit/vexbase/forbidden_calls.h"
 #include "unit/vexbase/sockets.h"
 
+#include <atomic>
 #include <gtest/gtest.h>
+#include <thread>
 #include <vector>
 
-using test::Address;
 using test::kGenerousMs;
 using test::kOwnAddress;
 using test::kPeerAddress;
 using test::kPort;
 using test::PeerSocket;
+using test::SocketAddressOf;
 using test::WriteText;
 
 namespace {
@@ -50,7 +52,7 @@ TEST(UDPSocketPollBatch, LeavesTheRestForTheNextCall)
     std::vector<std::string> sent;
     for (std::size_t number = 0; number < 2 * vexbase::DatagramBatch::kCapacity + 3; ++number) {
         sent.push_back(std::to_string(number));
-        ASSERT_GT(WriteText(socket, sent.back(), Address("127.0.0.1", kPort)), 0);
+        ASSERT_GT(WriteText(socket, sent.back(), SocketAddressOf("127.0.0.1", kPort)), 0);
     }
     vexbase::DatagramBatch batch(1500);
     std::vector<std::string> received;
@@ -134,7 +136,7 @@ TEST(UDPSocketPollBatch, CostsOneSystemCallForAll)
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
     for (std::size_t number = 0; number < 4 * vexbase::DatagramBatch::kCapacity; ++number) {
-        ASSERT_EQ(WriteText(socket, "queued", Address("127.0.0.1", kPort)), 6);
+        ASSERT_EQ(WriteText(socket, "queued", SocketAddressOf("127.0.0.1", kPort)), 6);
     }
     std::atomic<bool> refused{false};
     std::thread reader([&] {

@@ -1,20 +1,24 @@
 // Shutdown and Close while other threads use the socket.
+#include "support/blocked_thread.h"
 #include "unit/vexbase/sockets.h"
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <functional>
 #include <future>
 #include <gtest/gtest.h>
+#include <thread>
+#include <unistd.h>
 #include <vector>
 
-using test::Address;
 using test::AwaitBlocked;
 using test::kGenerousMs;
 using test::kOwnAddress;
 using test::kPort;
 using test::PeerSocket;
 using test::PollOnce;
+using test::SocketAddressOf;
 using test::WriteText;
 
 namespace {
@@ -31,7 +35,7 @@ void OpenForWaiting(VEXUDPSocket &socket, bool flowing)
 {
     ASSERT_EQ(socket.Open("", kPort), 0);
     if (flowing) {
-        ASSERT_EQ(WriteText(socket, "first", Address("127.0.0.1", kPort)), 5);
+        ASSERT_EQ(WriteText(socket, "first", SocketAddressOf("127.0.0.1", kPort)), 5);
         ASSERT_EQ(PollOnce(socket, kGenerousMs).datagram, "first");
     }
 }
@@ -83,7 +87,7 @@ private:
         VEXUDPSocket socket;
         EXPECT_EQ(socket.Open("127.0.0.1", 0), 0);
         while (!mStop) {
-            WriteText(socket, "flood", Address("127.0.0.1", port));
+            WriteText(socket, "flood", SocketAddressOf("127.0.0.1", port));
         }
     }
 
@@ -151,10 +155,10 @@ TEST(UDPSocketShutdown, OfReceivingEndsItEvenWithQueuedDatagrams)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
-    ASSERT_EQ(WriteText(socket, "queued", Address("127.0.0.1", kPort)), 6);
+    ASSERT_EQ(WriteText(socket, "queued", SocketAddressOf("127.0.0.1", kPort)), 6);
     socket.Shutdown(0);
     EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
-    EXPECT_EQ(WriteText(socket, "later", Address("127.0.0.1", kPort)), 5);
+    EXPECT_EQ(WriteText(socket, "later", SocketAddressOf("127.0.0.1", kPort)), 5);
     EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
 }
 
@@ -164,7 +168,7 @@ TEST(UDPSocketShutdown, OfSendingDoesNotEndReceiving)
     ASSERT_EQ(socket.Open("", kPort), 0);
     Poller poller(socket, kGenerousMs);
     socket.Shutdown(1);
-    EXPECT_LT(WriteText(socket, "text", Address("127.0.0.1", kPort)), 0);
+    EXPECT_LT(WriteText(socket, "text", SocketAddressOf("127.0.0.1", kPort)), 0);
     PeerSocket peer;
     peer.SendTo("received", kOwnAddress, kPort);
     EXPECT_EQ(poller.Result(), "received");
@@ -177,7 +181,7 @@ TEST(UDPSocketShutdown, OfBothEndsBoth)
     Poller poller(socket, kVEXInfinite);
     socket.Shutdown(2);
     EXPECT_EQ(poller.Result(), "");
-    EXPECT_LT(WriteText(socket, "text", Address("127.0.0.1", kPort)), 0);
+    EXPECT_LT(WriteText(socket, "text", SocketAddressOf("127.0.0.1", kPort)), 0);
     EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
 }
 
@@ -188,7 +192,7 @@ TEST(UDPSocketShutdown, LastsUntilTheSocketIsOpenedAgain)
     socket.Shutdown(2);
     socket.Close();
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
-    EXPECT_EQ(WriteText(socket, "anew", Address("127.0.0.1", kPort)), 4);
+    EXPECT_EQ(WriteText(socket, "anew", SocketAddressOf("127.0.0.1", kPort)), 4);
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "anew");
 }
 
@@ -262,7 +266,7 @@ TEST(UDPSocketPoll, IsNotEndedByASignal)
         VEXUDPSocket socket;
         OpenForWaiting(socket, flowing);
         Poller poller(socket, flowing ? kGenerousMs : kVEXInfinite);
-        const std::atomic<pid_t> threadId{poller.ThreadId()};
+        const pid_t threadId = poller.ThreadId();
         for (int i = 0; i < 3; ++i) {
             const int before = gSignals;
             ASSERT_EQ(tgkill(getpid(), threadId, SIGUSR1), 0);
@@ -318,7 +322,7 @@ TEST(UDPSocketClose, NeverLetsAThreadUseAReusedDescriptor)
     });
     threads.emplace_back([&] {
         while (!stop) {
-            WriteText(socket, "own", Address("127.0.0.1", kPort));
+            WriteText(socket, "own", SocketAddressOf("127.0.0.1", kPort));
             std::this_thread::yield();
         }
     });
@@ -326,7 +330,7 @@ TEST(UDPSocketClose, NeverLetsAThreadUseAReusedDescriptor)
         while (!stop) {
             VEXUDPSocket other;
             ASSERT_EQ(other.Open("127.0.0.1", 1901), 0);
-            ASSERT_EQ(WriteText(other, "foreign", Address("127.0.0.1", 1901)), 7);
+            ASSERT_EQ(WriteText(other, "foreign", SocketAddressOf("127.0.0.1", 1901)), 7);
             const test::Polled polled = PollOnce(other, kGenerousMs);
             EXPECT_EQ(polled.datagram, "foreign");
             EXPECT_EQ(polled.sender, "127.0.0.1:1901");

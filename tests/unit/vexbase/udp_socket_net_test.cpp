@@ -1,21 +1,25 @@
+#include "support/blocked_thread.h"
 #include "unit/vexbase/forbidden_calls.h"
 #include "unit/vexbase/sockets.h"
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <set>
 #include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
 #include <vector>
 
-using test::Address;
 using test::kGenerousMs;
 using test::kOwnAddress;
 using test::kPeerAddress;
 using test::kPort;
 using test::PeerSocket;
 using test::PollOnce;
+using test::SocketAddressOf;
 using test::WriteText;
 
 namespace {
@@ -52,7 +56,7 @@ TEST(UDPSocketOpen, OnTheEmptyAddressReceivesOnEveryAddress)
     PeerSocket peer;
     peer.SendTo("from the peer", kOwnAddress, kPort);
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "from the peer");
-    ASSERT_EQ(WriteText(socket, "from the host", Address("127.0.0.1", kPort)), 13);
+    ASSERT_EQ(WriteText(socket, "from the host", SocketAddressOf("127.0.0.1", kPort)), 13);
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "from the host");
 }
 
@@ -62,8 +66,8 @@ TEST(UDPSocketOpen, OnOneAddressReceivesThereOnly)
     VEXUDPSocket sender;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
     ASSERT_EQ(sender.Open("", 0), 0);
-    EXPECT_EQ(WriteText(sender, "elsewhere", Address(kOwnAddress, kPort)), 9);
-    EXPECT_EQ(WriteText(sender, "here", Address("127.0.0.1", kPort)), 4);
+    EXPECT_EQ(WriteText(sender, "elsewhere", SocketAddressOf(kOwnAddress, kPort)), 9);
+    EXPECT_EQ(WriteText(sender, "here", SocketAddressOf("127.0.0.1", kPort)), 4);
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "here");
 }
 
@@ -230,7 +234,7 @@ TEST(UDPSocketPoll, ReturnsQueuedDatagramsInOrder)
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
     for (int i = 0; i < 100; ++i) {
-        ASSERT_GT(WriteText(socket, std::to_string(i), Address("127.0.0.1", kPort)), 0);
+        ASSERT_GT(WriteText(socket, std::to_string(i), SocketAddressOf("127.0.0.1", kPort)), 0);
     }
     for (int i = 0; i < 100; ++i) {
         EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, std::to_string(i));
@@ -245,7 +249,7 @@ TEST(UDPSocketPoll, CostsOneSystemCallForEachDatagram)
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
     for (int i = 0; i < 100; ++i) {
-        ASSERT_EQ(WriteText(socket, "queued", Address("127.0.0.1", kPort)), 6);
+        ASSERT_EQ(WriteText(socket, "queued", SocketAddressOf("127.0.0.1", kPort)), 6);
     }
     std::atomic<pid_t> threadId{0};
     std::atomic<bool> refused{false};
@@ -263,7 +267,7 @@ TEST(UDPSocketPoll, CostsOneSystemCallForEachDatagram)
         std::this_thread::yield();
     }
     test::AwaitBlocked(threadId);
-    EXPECT_EQ(WriteText(socket, "waited for", Address("127.0.0.1", kPort)), 10);
+    EXPECT_EQ(WriteText(socket, "waited for", SocketAddressOf("127.0.0.1", kPort)), 10);
     reader.join();
     if (refused) {
         GTEST_SKIP() << "the system has no filter for system calls";
@@ -322,30 +326,30 @@ TEST(UDPSocketWrite, SendsOneDatagramFromTheSocketsPort)
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
     PeerSocket peer(1901, kPeerAddress);
-    EXPECT_EQ(WriteText(socket, "M-SEARCH", Address(kPeerAddress, 1901)), 8);
+    EXPECT_EQ(WriteText(socket, "M-SEARCH", SocketAddressOf(kPeerAddress, 1901)), 8);
     EXPECT_EQ(peer.Receive(), "M-SEARCH");
     VEXUDPSocket receiver;
     ASSERT_EQ(receiver.Open("127.0.0.1", 1901), 0);
-    EXPECT_EQ(WriteText(socket, "local", Address("127.0.0.1", 1901)), 5);
+    EXPECT_EQ(WriteText(socket, "local", SocketAddressOf("127.0.0.1", 1901)), 5);
     EXPECT_EQ(PollOnce(receiver, kGenerousMs).sender, "127.0.0.1:1900");
 }
 
 TEST(UDPSocketWrite, FailsWhenTheSocketIsClosed)
 {
     VEXUDPSocket socket;
-    EXPECT_LT(WriteText(socket, "text", Address("127.0.0.1", kPort)), 0);
+    EXPECT_LT(WriteText(socket, "text", SocketAddressOf("127.0.0.1", kPort)), 0);
     ASSERT_EQ(socket.Open("", kPort), 0);
     socket.Close();
-    EXPECT_LT(WriteText(socket, "text", Address("127.0.0.1", kPort)), 0);
+    EXPECT_LT(WriteText(socket, "text", SocketAddressOf("127.0.0.1", kPort)), 0);
 }
 
 TEST(UDPSocketWrite, FailsWhenThereIsNoRouteOrTheDatagramIsTooLong)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
-    EXPECT_LT(WriteText(socket, "text", Address("198.51.100.1", kPort)), 0);
+    EXPECT_LT(WriteText(socket, "text", SocketAddressOf("198.51.100.1", kPort)), 0);
     EXPECT_EQ(errno, ENETUNREACH);
-    EXPECT_LT(WriteText(socket, std::string(65508, 'x'), Address("127.0.0.1", kPort)), 0);
+    EXPECT_LT(WriteText(socket, std::string(65508, 'x'), SocketAddressOf("127.0.0.1", kPort)), 0);
 }
 
 // A peer's refusal must not affect the next datagram.
@@ -354,7 +358,7 @@ TEST(UDPSocketWrite, ContinuesAfterARefusalByTheDestination)
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(WriteText(socket, "nobody there", Address("127.0.0.1", 1901)), 12);
+        EXPECT_EQ(WriteText(socket, "nobody there", SocketAddressOf("127.0.0.1", 1901)), 12);
     }
     PeerSocket peer;
     peer.SendTo("still here", kOwnAddress, kPort);
@@ -368,7 +372,8 @@ TEST(UDPSocketWrite, DoesNotWaitForRoomInTheSendBuffer)
     ASSERT_EQ(socket.Open("", kPort), 0);
     const std::string datagram(1400, 'x');
     int sent = 0;
-    while (sent < 100000 && WriteText(socket, datagram, Address(kPeerAddress, 1901)) == 1400) {
+    while (sent < 100000 &&
+           WriteText(socket, datagram, SocketAddressOf(kPeerAddress, 1901)) == 1400) {
         ++sent;
     }
     EXPECT_LT(sent, 100000); // the loop ended because Write failed

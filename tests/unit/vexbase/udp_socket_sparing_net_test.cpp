@@ -4,10 +4,10 @@
 
 // The part of the send buffer that WriteSparing reserves.
 
-using test::Address;
 using test::kPeerAddress;
 using test::kPort;
 using test::PeerSocket;
+using test::SocketAddressOf;
 using test::WriteText;
 
 namespace {
@@ -25,7 +25,7 @@ TEST(UDPSocketWriteSparing, SendsWhenTheBufferIsEmpty)
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
     PeerSocket peer;
-    EXPECT_EQ(WriteSparing(socket, "text", Address(kPeerAddress, peer.Port()), 100), 4);
+    EXPECT_EQ(WriteSparing(socket, "text", SocketAddressOf(kPeerAddress, peer.Port()), 100), 4);
     EXPECT_EQ(peer.Receive(), "text");
 }
 
@@ -34,8 +34,8 @@ TEST(UDPSocketWriteSparing, LeavesRoomWhenDatagramsForAMissingHostAreQueued)
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
     PeerSocket peer;
-    const sockaddr_in there = Address(kPeerAddress, peer.Port());
-    const sockaddr_in nowhere = Address("192.0.2.99", kPort);
+    const sockaddr_in there = SocketAddressOf(kPeerAddress, peer.Port());
+    const sockaddr_in nowhere = SocketAddressOf("192.0.2.99", kPort);
     int sent = 0;
     while (WriteSparing(socket, std::string(1000, 'x'), nowhere, 50) > 0) {
         ASSERT_LT(++sent, 100000);
@@ -51,5 +51,5 @@ TEST(UDPSocketWriteSparing, LeavesRoomWhenDatagramsForAMissingHostAreQueued)
 TEST(UDPSocketWriteSparing, OfAClosedSocketIsRefused)
 {
     VEXUDPSocket socket;
-    EXPECT_LT(WriteSparing(socket, "text", Address(kPeerAddress, kPort), 0), 0);
+    EXPECT_LT(WriteSparing(socket, "text", SocketAddressOf(kPeerAddress, kPort), 0), 0);
 }

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <sys/types.h>
+#include <thread>
+#include <unistd.h>
+
+namespace test {
+
+// Waits until a thread of this process sleeps in the kernel.
+inline void AwaitBlocked(pid_t threadId)
+{
+    std::string state;
+    while (state != "S") {
+        std::this_thread::yield();
+        std::ifstream status("/proc/self/task/" + std::to_string(threadId) + "/stat");
+        std::string number;
+        std::string name; // of a test program, so without spaces
+        status >> number >> name >> state;
+    }
+}
+
+// Waits for every thread of this process except the caller, one after the other.
+// REQUIRES: no thread ends meanwhile.
+inline void AwaitOthersBlocked()
+{
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/task")) {
+        const pid_t threadId = std::stoi(entry.path().filename());
+        if (threadId != gettid()) {
+            AwaitBlocked(threadId);
+        }
+    }
+}
+
+} // namespace test
