@@ -1,5 +1,5 @@
-// What a request costs, whatever its body holds. Counted, not timed: this program
-// replaces operator new. It writes to /var of its own, as its name tells.
+// The memory and the allocations of requests with hostile bodies. This program replaces
+// operator new to count them. It runs in its own namespaces and writes to its own /var.
 
 #include "configd/api.h"
 
@@ -15,10 +15,10 @@ namespace {
 
 struct Count
 {
-    std::size_t live = 0;   // bytes
-    std::size_t peak = 0;   // the most that live was
-    std::size_t calls = 0;  // of operator new
-    std::size_t handed = 0; // bytes in all
+    std::size_t live = 0;  // bytes in use
+    std::size_t peak = 0;  // the maximum of live
+    std::size_t calls = 0; // of operator new
+    std::size_t total = 0; // bytes allocated so far
 };
 Count gCount;
 
@@ -33,7 +33,7 @@ void *operator new(std::size_t size)
     const std::size_t taken = malloc_usable_size(memory);
     gCount.live += taken;
     gCount.peak = std::max(gCount.peak, gCount.live);
-    gCount.handed += taken;
+    gCount.total += taken;
     ++gCount.calls;
     return memory;
 }
@@ -52,7 +52,7 @@ void operator delete(void *memory, std::size_t /*size*/) noexcept
 namespace configd {
 namespace {
 
-// A kind of body, of at most so many bytes.
+// A kind of body. make returns one of at most size bytes.
 struct Kind
 {
     const char *name;
@@ -96,22 +96,22 @@ const std::vector<Kind> kKinds{
          return Around("{", "\"hostName\":\"a\",", "\"hostName\":\"a\"}", size);
      }},
     {"a long name", [](std::size_t size) { return Around("{\"", "k", "\":1}", size); }},
-    {"a long name without end", [](std::size_t size) { return Around("{\"", "k", "", size); }},
+    {"a long name without its end", [](std::size_t size) { return Around("{\"", "k", "", size); }},
     {"a long host name",
      [](std::size_t size) { return Around("{\"hostName\":\"", "k", "\"}", size); }},
     {"a long host name of escapes",
      [](std::size_t size) { return Around("{\"hostName\":\"", "\\u0001", "\"}", size); }},
-    {"a long host name, not of UTF-8",
+    {"a long host name, not UTF-8",
      [](std::size_t size) { return Around("{\"hostName\":\"", "k", "\xFF\"}", size); }},
     {"a long number", [](std::size_t size) { return Repeat("1", size); }},
     {"a long fraction",
      [](std::size_t size) { return Around("{\"hostName\":1.", "1", "}", size); }},
     {"a long word", [](std::size_t size) { return Around("{\"ssdpEnable\":", "t", "}", size); }},
-    {"blanks", [](std::size_t size) { return Repeat(" ", size); }},
+    {"spaces", [](std::size_t size) { return Repeat(" ", size); }},
     {"line feeds", [](std::size_t size) { return Repeat("\n", size); }},
-    {"line feeds around signs",
+    {"line feeds between braces",
      [](std::size_t size) { return Repeat('{' + std::string(511, '\n'), size); }},
-    {"no JSON", [](std::size_t size) { return Repeat("\x80", size); }},
+    {"not JSON", [](std::size_t size) { return Repeat("\x80", size); }},
     {"zeros", [](std::size_t size) { return std::string(size, '\0'); }},
     {"devices", [](std::size_t size) { return DeviceList("n", size); }},
     {"devices with long names",
@@ -119,7 +119,7 @@ const std::vector<Kind> kKinds{
     {"devices with names of escapes",
      [](std::size_t size) { return DeviceList(Repeat("\\u0061", 378), size); }}};
 
-// What a body costs from its first byte to the answer's last.
+// The cost of a request, from the first byte of its body to the last byte of the answer.
 Count Cost(const std::string &method, const std::string &path, const std::string &body)
 {
     test::OnHost("rm -rf /var/settings && mkdir /var/settings");
@@ -139,7 +139,7 @@ Count Cost(const std::string &method, const std::string &path, const std::string
         EXPECT_FALSE(ReplyText(*reply, false, false, 0).empty());
     }
     return {gCount.live - before.live, gCount.peak - before.live, gCount.calls - before.calls,
-            gCount.handed - before.handed};
+            gCount.total - before.total};
 }
 
 class RequestCost : public testing::TestWithParam<Kind>
@@ -151,7 +151,7 @@ protected:
 const std::vector<std::pair<std::string, std::string>> kRequests{
     {"PATCH", "/api/v1/system"}, {"PUT", "/api/v1/network/devices"}};
 
-TEST_P(RequestCost, IsAtMostTenTimesTheBodyInMemory)
+TEST_P(RequestCost, NeedsAtMostTenTimesTheBodyInMemory)
 {
     for (const auto &[method, path] : kRequests) {
         for (const std::size_t size : {8192U, 20000U, 32768U, 65536U}) {
@@ -161,16 +161,16 @@ TEST_P(RequestCost, IsAtMostTenTimesTheBodyInMemory)
     }
 }
 
-// Twice the body costs twice as many allocations and twice as many bytes, give or
-// take where buffers double.
+// A body of twice the size costs about twice as many allocations and bytes; buffers that
+// double their size add some.
 TEST_P(RequestCost, IsLinearInTheBody)
 {
-    constexpr std::size_t kSame = 100; // allocations that any request makes
+    constexpr std::size_t kFixed = 100; // more than the allocations of an empty request
     for (const auto &[method, path] : kRequests) {
         const Count small = Cost(method, path, GetParam().make(30000));
         const Count large = Cost(method, path, GetParam().make(60000));
-        EXPECT_LE(large.calls, 2.2 * static_cast<double>(small.calls) + kSame) << method;
-        EXPECT_LE(large.handed, 3 * small.handed) << method;
+        EXPECT_LE(large.calls, 2.2 * static_cast<double>(small.calls) + kFixed) << method;
+        EXPECT_LE(large.total, 3 * small.total) << method;
     }
 }
 
