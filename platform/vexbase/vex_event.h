@@ -50,7 +50,7 @@ public:
     VEXEvent(const VEXEvent &) = delete;
     VEXEvent &operator=(const VEXEvent &) = delete;
 
-    // Waits until the event is signalled, at most timeoutMs milliseconds (kVEXInfinite:
+    // Waits until the event is signalled, at most timeoutMs milliseconds (vexbase::kInfinite:
     // without limit; 0: not at all). Returns 0 when it is signalled, -3 when the time
     // is over.
     [[nodiscard]] int WaitForSignal(unsigned int timeoutMs);

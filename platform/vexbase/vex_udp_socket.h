@@ -24,7 +24,7 @@ public:
     [[nodiscard]] int Open(const std::string &localAddress, std::uint16_t port,
                            Port sharing = Port::Exclusive);
 
-    // Waits at most timeoutMs milliseconds (kVEXInfinite: without limit; 0: not at all)
+    // Waits at most timeoutMs milliseconds (vexbase::kInfinite: without limit; 0: not at all)
     // for one datagram. Returns its length in bytes, at most size, and its sender; a longer
     // datagram is cut. Returns 0 when none came, and when the socket is closed or shut
     // down, before the call or during it. An empty datagram ends the wait with 0, too; then the
@@ -46,13 +46,13 @@ public:
     int SetReceiveBuffer(int bytes);
 
     // Sends one datagram without waiting. Returns the number of bytes sent, -4
-    // (kVEXNoRoom) when the send buffer is full, or another negative status, for instance
+    // (vexbase::kNoRoom) when the send buffer is full, or another negative status, for instance
     // when the socket is closed or shut down, or has no route to the destination. errno has the
     // reason of the system.
     int Write(const void *data, std::size_t length, const sockaddr_in &destination);
 
     // Write that reserves sparedPercent (0 to 100) of the send buffer for calls of Write:
-    // it returns kVEXNoRoom while more than the rest is in use. Datagrams to hosts that do
+    // it returns vexbase::kNoRoom while more than the rest is in use. Datagrams to hosts that do
     // not exist stay in the buffer for seconds, and could fill it.
     int WriteSparing(const void *data, std::size_t length, const sockaddr_in &destination,
                      int sparedPercent);

@@ -43,7 +43,7 @@ private:
     bool WriteJSONFile(std::string path);
 
     VEX_SSDP *mSSDP;
-    SSDPDeviceMap mBrowseList; // the latest list, until it is written
-    std::string mJSONText;     // the document while it is being written
-    int mCycleCount = 0;       // wait cycles since the last write
+    formats::SSDPDeviceMap mBrowseList; // the latest list, until it is written
+    std::string mJSONText;              // the document while it is being written
+    int mCycleCount = 0;                // wait cycles since the last write
 };

@@ -59,7 +59,7 @@ Leaving::Leaving(LastAct lastAct)
     gLastAct = lastAct;
     sem_init(&gAsked, 0, 0);
     mThread.Attach([this] { Run(); });
-    if (mThread.Start() == kVEXSuccess) {
+    if (mThread.Start() == vexbase::kSuccess) {
         HandleEnding(Wake);
     }
 }
@@ -67,7 +67,7 @@ Leaving::Leaving(LastAct lastAct)
 Leaving::~Leaving()
 {
     sem_post(&gAsked);
-    static_cast<void>(mThread.Stop(kVEXInfinite));
+    static_cast<void>(mThread.Stop(vexbase::kInfinite));
     mQuit.setEnabled(false);
     close(mDone);
 }

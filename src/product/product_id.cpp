@@ -27,7 +27,7 @@ constexpr std::uint32_t kMaxProductFileBytes = 4096;
 std::optional<std::string> ReadProductFile()
 {
     VEXFileIO file;
-    if (file.Open(kProductFile, VEXFileIO::kRead, VEXFileIO::kBuffered) != kVEXSuccess) {
+    if (file.Open(kProductFile, VEXFileIO::kRead, VEXFileIO::kBuffered) != vexbase::kSuccess) {
         if (errno == ENOENT) {
             return std::nullopt;
         }

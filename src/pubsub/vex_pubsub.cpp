@@ -40,7 +40,7 @@ VEXPubSub::VEXPubSub(QObject *parent) : QObject(parent), m_browser(&m_ssdp)
 
 VEXPubSub::~VEXPubSub()
 {
-    m_browser.Stop(kVEXInfinite);
+    m_browser.Stop(vexbase::kInfinite);
     m_ssdp.Close(VEX_SSDP::Goodbye::Skip);
 }
 
@@ -113,7 +113,7 @@ void VEXPubSub::leave()
 {
     m_leaving = true;
     m_ssdp.Close();
-    m_browser.Stop(kVEXInfinite);
+    m_browser.Stop(vexbase::kInfinite);
     VEXBrowser::RemoveList();
 }
 

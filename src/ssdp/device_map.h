@@ -34,7 +34,7 @@ struct HashKey
 class UsnIndex
 {
 public:
-    using Record = SSDPDeviceMap::iterator;
+    using Record = formats::SSDPDeviceMap::iterator;
 
     UsnIndex();
 
@@ -79,13 +79,13 @@ private:
 class IndexedDeviceMap
 {
 public:
-    using iterator = SSDPDeviceMap::iterator;
+    using iterator = formats::SSDPDeviceMap::iterator;
 
     IndexedDeviceMap() = default;
     IndexedDeviceMap(const IndexedDeviceMap &) = delete;
     IndexedDeviceMap &operator=(const IndexedDeviceMap &) = delete;
 
-    [[nodiscard]] const SSDPDeviceMap &Map() const { return mMap; }
+    [[nodiscard]] const formats::SSDPDeviceMap &Map() const { return mMap; }
 
     [[nodiscard]] iterator begin() { return mMap.begin(); }
     [[nodiscard]] iterator end() { return mMap.end(); }
@@ -104,7 +104,7 @@ public:
     void clear();
 
 private:
-    SSDPDeviceMap mMap;
+    formats::SSDPDeviceMap mMap;
     UsnIndex mIndex;
 };
 
@@ -120,7 +120,7 @@ inline constexpr std::uint8_t kEscaped = 2;   // the browse document needs escap
 class UnconfirmedNodes
 {
 public:
-    using Node = SSDPDeviceMap::iterator;
+    using Node = formats::SSDPDeviceMap::iterator;
 
     [[nodiscard]] static bool IsConfirmed(const SSDPDeviceType &device)
     {

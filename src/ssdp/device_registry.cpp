@@ -300,7 +300,7 @@ void DeviceRegistry::Leave(bool announce)
 }
 
 // Empties out first: there are never more than two copies of the list in memory.
-bool DeviceRegistry::TakeChange(SSDPDeviceMap &out)
+bool DeviceRegistry::TakeChange(formats::SSDPDeviceMap &out)
 {
     if (!mChanged) {
         return false;

@@ -60,9 +60,9 @@ public:
     void Leave(bool announce);
 
     // The services that this device announces: its own, and those it proxies.
-    [[nodiscard]] const SSDPDeviceMap &HostList() const { return mHostList; }
+    [[nodiscard]] const formats::SSDPDeviceMap &HostList() const { return mHostList; }
     // All known services, including announced ones.
-    [[nodiscard]] const SSDPDeviceMap &NodeList() const { return mNodeList.Map(); }
+    [[nodiscard]] const formats::SSDPDeviceMap &NodeList() const { return mNodeList.Map(); }
     // Whether a service is known.
     [[nodiscard]] bool Knows(std::string_view usn) const { return mNodeList.contains(usn); }
 
@@ -70,10 +70,10 @@ public:
     [[nodiscard]] bool Changed() const { return mChanged; }
     // Replaces out by a copy of NodeList and clears the change flag. Returns false and
     // leaves out alone when there was no change.
-    bool TakeChange(SSDPDeviceMap &out);
+    bool TakeChange(formats::SSDPDeviceMap &out);
 
 private:
-    using Iterator = SSDPDeviceMap::iterator;
+    using Iterator = formats::SSDPDeviceMap::iterator;
 
     // device_registry.cpp
     void UpdateNeverProxied(const formats::NTSHeader &header);
@@ -107,12 +107,12 @@ private:
     const OwnLink &mLink;
     Timing &mTiming;
     DocumentExchange &mDocuments;
-    SSDPDeviceMap mHostList;
+    formats::SSDPDeviceMap mHostList;
     IndexedDeviceMap mNodeList;
     UnconfirmedNodes mUnconfirmed; // of mNodeList
     std::size_t mKnownBytes = 0;   // of mNodeList, as the browse document writes it
-    SSDPDeviceMap mPendingAdditions;
-    SSDPDeviceMap mPendingRemovals;
+    formats::SSDPDeviceMap mPendingAdditions;
+    formats::SSDPDeviceMap mPendingRemovals;
     bool mChanged = false;
     BoundReport mFullReport{"ProcessDescriptionResponse", "devices"};
 };

@@ -72,7 +72,8 @@ public:
     // Waits at most timeoutMs milliseconds for a change of the known services. Returns
     // 0 and replaces out by a copy of them, or returns -3 and leaves out alone. Each
     // change is returned once. Only one thread may wait.
-    [[nodiscard]] int WaitForChange(unsigned int timeoutMs, SSDPDeviceMap &out) VEX_EXCLUDES(mLock);
+    [[nodiscard]] int WaitForChange(unsigned int timeoutMs, formats::SSDPDeviceMap &out)
+        VEX_EXCLUDES(mLock);
 
     // Sets the directory of description documents, without a slash at its end. It must
     // be in the web root, from which documents are served.

@@ -32,9 +32,9 @@ std::string TakeText(std::string_view &input)
     return text.substr(0, formats::kReceiveSize); // of a description's one datagram
 }
 
-SSDPDeviceMap ReadDevices(std::string_view input)
+formats::SSDPDeviceMap ReadDevices(std::string_view input)
 {
-    SSDPDeviceMap devices;
+    formats::SSDPDeviceMap devices;
     while (!input.empty()) {
         SSDPDeviceType device;
         device.productName = TakeText(input);
@@ -47,9 +47,9 @@ SSDPDeviceMap ReadDevices(std::string_view input)
 }
 
 // The devices again and again under other USNs, more than a listing can hold.
-SSDPDeviceMap Multiplied(const SSDPDeviceMap &devices)
+formats::SSDPDeviceMap Multiplied(const formats::SSDPDeviceMap &devices)
 {
-    SSDPDeviceMap many;
+    formats::SSDPDeviceMap many;
     std::size_t size = 0;
     while (!devices.empty() && size <= formats::kMaxDatagram) {
         for (const auto &[usn, device] : devices) {
@@ -68,7 +68,7 @@ bool HasLineFeed(const std::string &text)
     return text.find('\n') != std::string::npos;
 }
 
-std::string Assembled(const SSDPDeviceMap &devices, std::size_t limit)
+std::string Assembled(const formats::SSDPDeviceMap &devices, std::size_t limit)
 {
     std::string listing = "NodeList";
     formats::AssembleList(devices, listing, limit);
@@ -99,7 +99,7 @@ std::vector<Texts> ReadAlone(const SSDPDeviceType &device)
 }
 
 // Checks what beaconctl reads of a listing that the daemon made of the devices.
-void CheckReading(const std::string &reply, const SSDPDeviceMap &devices)
+void CheckReading(const std::string &reply, const formats::SSDPDeviceMap &devices)
 {
     const auto listing = ReadListing(reply, "NodeList");
     FUZZ_CHECK(listing.has_value());
@@ -120,7 +120,7 @@ void CheckReading(const std::string &reply, const SSDPDeviceMap &devices)
     FUZZ_CHECK(size == reply.size() && TextsOf(listing->services) == expected);
 }
 
-void CheckCommand(std::string_view command, const SSDPDeviceMap &devices)
+void CheckCommand(std::string_view command, const formats::SSDPDeviceMap &devices)
 {
     std::string reply;
     if (formats::AnswerCommand(command, {}, devices, reply)) {
@@ -140,7 +140,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string_view input = Text(data, size);
     static_cast<void>(ReadListing(input, "NodeList"));
     const bool many = input.substr(0, 1) == "*";
-    SSDPDeviceMap devices = ReadDevices(input.substr(many ? 1 : 0));
+    formats::SSDPDeviceMap devices = ReadDevices(input.substr(many ? 1 : 0));
     if (many) {
         devices = Multiplied(devices);
     }

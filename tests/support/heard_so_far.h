@@ -26,7 +26,7 @@ inline std::vector<std::string> HeardSoFar(PeerSocket &peer)
 {
     const std::string mark = "end of what was sent so far";
     VEXUDPSocket socket;
-    EXPECT_EQ(socket.Open("", 0), kVEXSuccess);
+    EXPECT_EQ(socket.Open("", 0), vexbase::kSuccess);
     EXPECT_GT(socket.Write(mark.data(), mark.size(), SocketAddress(kPeerAddress, peer.Port())), 0);
     std::vector<std::string> heard;
     std::string datagram = peer.Receive();

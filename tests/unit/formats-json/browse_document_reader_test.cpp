@@ -25,9 +25,9 @@ std::string HostNameIn(const std::string &text)
     return devices.size() == 1 ? devices[0].hostName : "";
 }
 
-SSDPDeviceMap Two()
+formats::SSDPDeviceMap Two()
 {
-    SSDPDeviceMap devices;
+    formats::SSDPDeviceMap devices;
     devices["a"].hostName = "studio-a";
     devices["a"].ipAddress = "192.0.2.10";
     devices["a"].modelName = "Corvia 12";
@@ -42,7 +42,7 @@ SSDPDeviceMap Two()
 
 TEST(ReadBrowseDocument, ReadsBackTheDocumentOfTheDaemon)
 {
-    const SSDPDeviceMap written = Two();
+    const formats::SSDPDeviceMap written = Two();
     std::vector<SSDPDeviceType> devices;
     std::string error;
     ASSERT_TRUE(ReadBrowseDocument(ComposeBrowseDocument(written), devices, error)) << error;

@@ -111,7 +111,7 @@ public:
     static bool IsOpen()
     {
         VEXUDPSocket probe;
-        return probe.Open("", 1900) != kVEXSuccess;
+        return probe.Open("", 1900) != vexbase::kSuccess;
     }
 
     VEXPubSub &PubSub() { return *mPubSub; }

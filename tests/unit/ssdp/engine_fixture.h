@@ -83,7 +83,7 @@ protected:
     static void FromOwnAddress(const std::string &datagram)
     {
         VEXUDPSocket own;
-        ASSERT_EQ(own.Open(kOwnAddress, 0), kVEXSuccess);
+        ASSERT_EQ(own.Open(kOwnAddress, 0), vexbase::kSuccess);
         EXPECT_EQ(own.Write(datagram.data(), datagram.size(), SocketAddress(kOwnAddress, 1900)),
                   static_cast<int>(datagram.size()));
     }

@@ -70,7 +70,7 @@ TEST_F(Stress, EngineStillWorksAfterAllOperationsAtOnce)
         diagnostics.Receive(1);
     });
     Repeat([&] {
-        SSDPDeviceMap known;
+        formats::SSDPDeviceMap known;
         static_cast<void>(mEngine.WaitForChange(1, known));
     });
     Repeat([&] {
