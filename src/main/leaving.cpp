@@ -8,18 +8,20 @@
 #include <unistd.h>
 #include <utility>
 
+namespace beacond {
 namespace {
 
-// Leaving must take two seconds at most, the end of the process included.
+// The process must end within two seconds of the signal. Half a second is left for the end
+// of the process itself.
 constexpr timeval kLongest{1, 500000};
 
-// What the handlers use.
-sem_t gAsked;
+// Used by the signal handlers:
+sem_t gSignal;
 Leaving::LastAct gLastAct = nullptr;
 
 void Wake(int /*signal*/)
 {
-    sem_post(&gAsked);
+    sem_post(&gSignal);
 }
 
 void EndNow(int /*signal*/)
@@ -28,7 +30,7 @@ void EndNow(int /*signal*/)
     _exit(0);
 }
 
-// SA_RESTART: system calls that the signal interrupts go on where the kernel can do so.
+// SA_RESTART: the kernel restarts the system calls that the signal interrupts, if it can.
 void Handle(int signal, void (*handler)(int))
 {
     struct sigaction action = {};
@@ -57,7 +59,7 @@ Leaving::Leaving(LastAct lastAct)
 {
     QObject::connect(&mQuit, &QSocketNotifier::activated, QCoreApplication::quit);
     gLastAct = lastAct;
-    sem_init(&gAsked, 0, 0);
+    sem_init(&gSignal, 0, 0);
     mThread.Attach([this] { Run(); });
     if (mThread.Start() == vexbase::kSuccess) {
         HandleEnding(Wake);
@@ -66,7 +68,7 @@ Leaving::Leaving(LastAct lastAct)
 
 Leaving::~Leaving()
 {
-    sem_post(&gAsked);
+    sem_post(&gSignal);
     static_cast<void>(mThread.Stop(vexbase::kInfinite));
     mQuit.setEnabled(false);
     close(mDone);
@@ -74,25 +76,26 @@ Leaving::~Leaving()
 
 void Leaving::SetDuty(Duty duty)
 {
-    std::unique_lock<std::mutex> held(mMutex);
-    if (!mAsked) {
-        mDuty = std::move(duty);
-        return;
+    {
+        const vexbase::LockGuard hold(mLock);
+        if (!mSignalled) {
+            mDuty = std::move(duty);
+            return;
+        }
     }
-    held.unlock();
-    duty();
+    duty(); // without the lock: it may wait
 }
 
 Leaving::Duty Leaving::TakeDuty()
 {
-    const std::lock_guard<std::mutex> held(mMutex);
-    mAsked = true;
+    const vexbase::LockGuard hold(mLock);
+    mSignalled = true;
     return std::exchange(mDuty, nullptr);
 }
 
 void Leaving::Run()
 {
-    while (sem_wait(&gAsked) != 0) {
+    while (sem_wait(&gSignal) != 0) {
         // interrupted by another signal
     }
     HandleEnding(SIG_DFL);
@@ -102,3 +105,5 @@ void Leaving::Run()
     }
     static_cast<void>(eventfd_write(mDone, 1));
 }
+
+} // namespace beacond
