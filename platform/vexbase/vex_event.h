@@ -39,8 +39,8 @@ private:
 } // namespace vexbase
 
 // VEXEvent is a flag that threads can wait for. A manual-reset event stays signalled
-// until Clear is called. An automatic event lets one waiting thread go on and is
-// cleared by it. Any thread may call any operation.
+// until Clear is called. An automatic event is cleared when it ends the wait of one
+// thread. Any thread may call any operation.
 class VEXEvent
 {
 public:

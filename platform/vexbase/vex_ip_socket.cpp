@@ -112,11 +112,14 @@ void VEXIPSocket::Close()
     if (mDescriptor < 0) {
         return;
     }
-    mClosing = true;
+    mClosing = true; // from here on Use refuses new users
+    // close() does not wake a thread that waits in recv() or poll(), but shutdown() does.
     shutdown(mDescriptor, SHUT_RD);
     while (mUsers > 0) {
         mChanged.Wait(mLock);
     }
+    // Only now: the system may give the number to another file at once, and a user of the
+    // descriptor would then read from that file.
     close(mDescriptor);
     mDescriptor = -1;
     mClosing = false;

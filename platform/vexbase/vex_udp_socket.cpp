@@ -96,12 +96,12 @@ int VEXUDPSocket::Open(const std::string &localAddress, std::uint16_t port, Port
     return vexbase::kSuccess;
 }
 
-// Calls receive(descriptor, flags), whose result is negative when nothing came, until
-// something came or the time is over.
+// Calls receive(descriptor, flags), whose result is negative if nothing arrived, until a
+// datagram arrives or the time is over.
 //
 // While datagrams flow, a receive costs one system call, except in the last quarter of
 // the wait, for which poll() is used because it is more punctual. On a quiet socket
-// poll() waits alone: an idle program then wakes up once in each time-out.
+// only poll() waits: an idle program then wakes up once in each time-out.
 template <typename ReceiveCall>
 bool VEXUDPSocket::Await(unsigned int timeoutMs, ReceiveCall receive)
 {

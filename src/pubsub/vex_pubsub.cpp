@@ -117,8 +117,8 @@ void VEXPubSub::leave()
     VEXBrowser::RemoveList();
 }
 
-// Returns whether leave() has been called, after waiting for it. Sleeps in short steps:
-// a sleep takes the same time when somebody sets a clock.
+// Waits until leave() is called. Returns false if the time is over. Polls in short sleeps.
+// A change of the clock does not affect them.
 bool VEXPubSub::waitForLeaving(unsigned int timeoutMs)
 {
     for (unsigned int waitedMs = 0; waitedMs < timeoutMs && !m_leaving; waitedMs += kStepMs) {

@@ -11,7 +11,7 @@
 #include <vector>
 
 // The map of known devices, with an index by USN and the order in which
-// unconfirmed entries give way. Nothing here is thread-safe: all of it belongs to
+// unconfirmed entries are replaced. Nothing here is thread-safe: all of it belongs to
 // the registry.
 namespace ssdp {
 
@@ -60,7 +60,7 @@ private:
     // The slot at which the search for a hash begins.
     [[nodiscard]] std::size_t Home(std::uint64_t hash) const { return hash & (mSlots.size() - 1); }
     [[nodiscard]] std::size_t Next(std::size_t slot) const { return Home(slot + 1); }
-    // How many slots lie from one to the other, round the end of the table.
+    // The number of slots from one to the other, across the end of the table.
     [[nodiscard]] std::size_t Distance(std::size_t from, std::size_t to) const
     {
         return Home(to - from);
@@ -114,9 +114,9 @@ inline constexpr std::uint8_t kConfirmed = 1; // see UnconfirmedNodes
 inline constexpr std::uint8_t kEscaped = 2;   // the browse document needs escapes for it
 } // namespace record_flag
 
-// UnconfirmedNodes lists the entries that a description has made and that no
-// announcement has confirmed, oldest first. When the registry is full, they give
-// way to newcomers: forged descriptions cannot lock real devices out.
+// UnconfirmedNodes lists the entries that a description created and that no
+// announcement has confirmed, oldest first. When the registry is full, new devices
+// replace them: forged descriptions cannot keep real devices out.
 class UnconfirmedNodes
 {
 public:

@@ -47,7 +47,7 @@ public:
     // Handles an ssdp:byebye.
     void RemoveDevice(const formats::NTSHeader &header);
     // Handles a received description document: it replaces the entry of its USN, or
-    // makes a new one. No new entry is made for a service of this device, nor when the
+    // creates a new one. No new entry is created for a service of this device, or if the
     // registry is full of confirmed entries.
     void EnterDescription(SSDPDeviceType device);
 
@@ -69,7 +69,7 @@ public:
     // Whether NodeList has changed since the last TakeChange.
     [[nodiscard]] bool Changed() const { return mChanged; }
     // Replaces out by a copy of NodeList and clears the change flag. Returns false and
-    // leaves out alone when there was no change.
+    // leaves out unchanged if there was no change.
     bool TakeChange(formats::SSDPDeviceMap &out);
 
 private:

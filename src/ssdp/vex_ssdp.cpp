@@ -93,9 +93,9 @@ void VEX_SSDP::OpenSocket(const std::string &address, const std::string &interfa
     mAgent->AddInterface(address, interfaceName, netmask);
 }
 
-// Multicast leaves by this interface, whatever the routes say. The interface is chosen by
-// index: by address, sending fails after the address has changed, and the goodbyes
-// that this change causes would be lost.
+// Sends multicast by this interface, independent of the routing table. Chooses it by index:
+// if it were chosen by address, sending would fail after the address has changed, and the
+// goodbyes that this change causes would be lost.
 void VEX_SSDP::ChooseInterface(const std::string &interfaceName)
 {
     ip_mreqn request{};
@@ -118,7 +118,7 @@ void VEX_SSDP::JoinGroup(const std::string &address)
     }
 }
 
-// If the diagnostic channel runs already, its socket refuses to open: then a second Open
+// If the diagnostic channel runs already, its socket cannot be opened again: a second Open
 // starts nothing and prints nothing.
 void VEX_SSDP::StartDiagnostics()
 {

@@ -73,9 +73,9 @@ TEST(ReadBrowseDocument, NamesTheFaultInOneLine)
     EXPECT_EQ(ErrorOf("<html>"), "invalid JSON at byte 1");
     EXPECT_EQ(ErrorOf("[{}]x"), "invalid JSON at byte 5");
     EXPECT_EQ(ErrorOf("[1e999]"), "invalid JSON: a number is too large");
-    EXPECT_EQ(ErrorOf("{}"), "not a browse list: no JSON array");
-    EXPECT_EQ(ErrorOf("[1]"), "not a browse list: an element is no object");
-    EXPECT_EQ(ErrorOf("[[]]"), "not a browse list: an element is no object");
+    EXPECT_EQ(ErrorOf("{}"), "not a browse list: not a JSON array");
+    EXPECT_EQ(ErrorOf("[1]"), "not a browse list: an element is not an object");
+    EXPECT_EQ(ErrorOf("[[]]"), "not a browse list: an element is not an object");
     EXPECT_EQ(ErrorOf(std::string(100000, '[') + std::string(100000, ']')),
-              "not a browse list: an element is no object");
+              "not a browse list: an element is not an object");
 }
