@@ -1,5 +1,5 @@
-// Diagnostic commands and listings: a cut listing is a whole beginning of the uncut one,
-// and every entry is read as if it were alone, whatever bytes the texts hold.
+// Diagnostic commands and listings: a cut listing consists of the first whole entries of the
+// complete one, and texts of any bytes do not affect the reading of other entries.
 //
 // Input: texts that end with 0x1E, four for each device. The bytes 0x01 to 0x04 stand for the
 // labels of the format, so that the fuzzer finds them. After a leading '*' the devices are
@@ -29,7 +29,7 @@ std::string TakeText(std::string_view &input)
         const auto label = static_cast<std::size_t>(static_cast<unsigned char>(c)) - 1;
         text += label < std::size(kLabels) ? kLabels[label] : std::string_view(&c, 1);
     }
-    return text.substr(0, formats::kReceiveSize); // of a description's one datagram
+    return text.substr(0, formats::kReceiveSize); // the most that a description can contain
 }
 
 formats::SSDPDeviceMap ReadDevices(std::string_view input)
@@ -46,7 +46,7 @@ formats::SSDPDeviceMap ReadDevices(std::string_view input)
     return devices;
 }
 
-// The devices again and again under other USNs, more than a listing can hold.
+// Copies of the devices with other USNs, more than a listing can hold.
 formats::SSDPDeviceMap Multiplied(const formats::SSDPDeviceMap &devices)
 {
     formats::SSDPDeviceMap many;
@@ -98,7 +98,7 @@ std::vector<Texts> ReadAlone(const SSDPDeviceType &device)
     return TextsOf(listing->services);
 }
 
-// Checks what beaconctl reads of a listing that the daemon made of the devices.
+// Checks that beaconctl reads the devices from the daemon's listing.
 void CheckReading(const std::string &reply, const formats::SSDPDeviceMap &devices)
 {
     const auto listing = ReadListing(reply, "NodeList");

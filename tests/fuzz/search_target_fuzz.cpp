@@ -1,4 +1,4 @@
-// Search targets: who answers, and nobody else.
+// Search targets: exactly the matching services answer.
 
 #include "check.h"
 #include "ssdp/search_target.h"

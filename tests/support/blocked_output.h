@@ -11,7 +11,7 @@
 namespace test {
 
 // Blocks threads that write to a standard stream, and with them threads that wait for a
-// lock that the writer holds. A test can so hold threads at a known place.
+// lock that the writer holds. With it a test stops threads at a known place.
 class BlockedOutput
 {
 public:
@@ -51,8 +51,8 @@ public:
         }
     }
 
-    // Gives other threads time to reach the place where they block. A thread that is later
-    // than that makes a test less strict, but not wrong.
+    // Gives other threads time to reach the place where they block. If a thread is slower, the
+    // test is less strict, but does not fail.
     static void LetOthersWait() { std::this_thread::sleep_for(std::chrono::milliseconds(20)); }
 
 private:

@@ -2,9 +2,9 @@
 
 #include "messages.h"
 #include "ssdp/vex_ssdp.h"
-#include "support/heard_so_far.h"
 #include "support/one_processor.h"
 #include "support/private_namespace.h"
+#include "support/received_so_far.h"
 
 #include <array>
 #include <fstream>

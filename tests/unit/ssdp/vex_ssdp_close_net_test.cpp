@@ -20,7 +20,7 @@ namespace {
 class Closing : public test::EngineTest
 {
 protected:
-    std::vector<std::string> ReceivedSoFar() { return test::HeardSoFar(mPeer); }
+    std::vector<std::string> ReceivedSoFar() { return test::ReceivedSoFar(mPeer); }
 };
 
 } // namespace

@@ -16,7 +16,7 @@ namespace {
 class Stress : public testing::Test
 {
 protected:
-    // Repeats a piece of work on a thread of its own until End.
+    // Repeats a piece of work on another thread until End.
     template <typename Work>
     void Repeat(Work work)
     {
