@@ -78,7 +78,7 @@ void Fill(ssdp::DeviceRegistry &registry, int count)
     for (int number = 0; number < count; ++number) {
         registry.UpdateDevice(AliveOf(Peer(number).usn), 120);
     }
-    SSDPDeviceMap taken;
+    formats::SSDPDeviceMap taken;
     registry.TakeChange(taken);
 }
 
@@ -193,7 +193,7 @@ void CopyOfChange(benchmark::State &state)
     Core core;
     ssdp::DeviceRegistry &registry = core.registry;
     Fill(registry, static_cast<int>(state.range(0)));
-    SSDPDeviceMap copy;
+    formats::SSDPDeviceMap copy;
     for (auto _ : state) {
         state.PauseTiming();
         registry.EnterDescription(Peer(0));
@@ -206,7 +206,7 @@ BENCHMARK(CopyOfChange)->Arg(10)->Arg(100)->Arg(1000)->Arg(4000)->Unit(benchmark
 
 void BrowseDocument(benchmark::State &state)
 {
-    SSDPDeviceMap devices;
+    formats::SSDPDeviceMap devices;
     for (int number = 0; number < static_cast<int>(state.range(0)); ++number) {
         const SSDPDeviceType peer = Peer(number);
         devices.emplace(peer.usn, peer);

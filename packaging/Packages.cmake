@@ -34,15 +34,15 @@ function(package component summary description)
 endfunction()
 
 package(beacond "discovery daemon of a video device"
-"Announces the device on the local network by SSDP and DNS-SD, hears its
-neighbours, and lists them for the device's web interface.")
+"Announces the device on the local network by SSDP and DNS-SD, receives its
+neighbours' announcements, and lists them for the device's web interface.")
 package(beacon-configd "configuration service of a video device"
-"Keeps host name and SSDP switch, follows the network interface, and tells
-the discovery daemon of every change. For devices that have no configuration
-service of their own.")
-package(beaconctl "shows what a discovery daemon sees"
-"Asks this or another device which neighbours it knows and what it announces,
-and searches the network by SSDP.")
+"Stores host name and SSDP switch, follows the network interface, and reports
+every change to the discovery daemon. For devices without another
+configuration service.")
+package(beaconctl "queries discovery daemons"
+"Shows which neighbours this or another device knows and which services it
+announces, and searches the network by SSDP.")
 package(beacond-web "discovery page of a video device"
 "A static page that shows the device's neighbours, for the web server that
 serves /var/www.")

@@ -34,7 +34,7 @@ public:
 private:
     friend class ::VEXUDPSocket;
 
-    // Receives by recvmmsg(2) and returns its result; negative when nothing came.
+    // Receives by recvmmsg(2) and returns its result; negative if nothing arrived.
     [[nodiscard]] int Receive(int descriptor, int flags);
     void Clear();
     void Prepare(std::size_t place);

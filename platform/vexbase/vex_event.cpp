@@ -52,12 +52,12 @@ int VEXEvent::WaitForSignal(unsigned int timeoutMs)
     while (!mSignalled && mChanged.WaitUntil(mLock, end)) {
     }
     if (!mSignalled) {
-        return kVEXTimedOut;
+        return vexbase::kTimedOut;
     }
     if (mReset == Reset::Automatic) {
         mSignalled = false;
     }
-    return kVEXSuccess;
+    return vexbase::kSuccess;
 }
 
 void VEXEvent::Signal()

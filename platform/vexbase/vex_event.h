@@ -39,8 +39,8 @@ private:
 } // namespace vexbase
 
 // VEXEvent is a flag that threads can wait for. A manual-reset event stays signalled
-// until Clear is called. An automatic event lets one waiting thread go on and is
-// cleared by it. Any thread may call any operation.
+// until Clear is called. An automatic event is cleared when it ends the wait of one
+// thread. Any thread may call any operation.
 class VEXEvent
 {
 public:
@@ -50,7 +50,7 @@ public:
     VEXEvent(const VEXEvent &) = delete;
     VEXEvent &operator=(const VEXEvent &) = delete;
 
-    // Waits until the event is signalled, at most timeoutMs milliseconds (kVEXInfinite:
+    // Waits until the event is signalled, at most timeoutMs milliseconds (vexbase::kInfinite:
     // without limit; 0: not at all). Returns 0 when it is signalled, -3 when the time
     // is over.
     [[nodiscard]] int WaitForSignal(unsigned int timeoutMs);

@@ -14,7 +14,7 @@ namespace {
 // The system's default for new files, before the file-creation mask.
 constexpr mode_t kNewFileMode = 0666;
 
-// The flags of open(2) for those of Open; none for a combination that has no meaning.
+// The flags of open(2) for those of Open; nothing for an invalid combination.
 std::optional<int> SystemFlags(int flags)
 {
     switch (flags) {
@@ -39,7 +39,7 @@ int LinkFlag(int properties)
 int Fail(int error)
 {
     errno = error;
-    return kVEXFailure;
+    return vexbase::kFailure;
 }
 
 // 0 for a regular file, otherwise the value for errno.
@@ -94,13 +94,13 @@ int VEXFileIO::Open(const std::string &name, int flags, int properties)
         open(name.c_str(), *systemFlags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | LinkFlag(properties),
              kNewFileMode);
     if (mDescriptor < 0) {
-        return kVEXFailure;
+        return vexbase::kFailure;
     }
     if (const int error = RegularFileError(mDescriptor)) {
         Close();
         return Fail(error);
     }
-    return kVEXSuccess;
+    return vexbase::kSuccess;
 }
 
 std::uint32_t VEXFileIO::Write(const void *data, std::uint32_t length)

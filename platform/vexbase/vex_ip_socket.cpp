@@ -53,7 +53,7 @@ bool VEXIPSocket::Use::SetReceiveTimeout(unsigned int timeoutMs)
         return true;
     }
     timeval timeout{}; // 0 is no limit
-    if (timeoutMs != kVEXInfinite) {
+    if (timeoutMs != vexbase::kInfinite) {
         timeout.tv_sec = timeoutMs / 1000;
         timeout.tv_usec = suseconds_t(timeoutMs % 1000) * 1000;
     }
@@ -81,9 +81,9 @@ int VEXIPSocket::SetOption(int option, const void *value, socklen_t length)
 {
     const Use use(*this);
     if (!use || setsockopt(use.Descriptor(), IPPROTO_IP, option, value, length) != 0) {
-        return kVEXFailure;
+        return vexbase::kFailure;
     }
-    return kVEXSuccess;
+    return vexbase::kSuccess;
 }
 
 void VEXIPSocket::Shutdown(int how)
@@ -112,11 +112,14 @@ void VEXIPSocket::Close()
     if (mDescriptor < 0) {
         return;
     }
-    mClosing = true;
+    mClosing = true; // from here on Use refuses new users
+    // close() does not wake a thread that waits in recv() or poll(), but shutdown() does.
     shutdown(mDescriptor, SHUT_RD);
     while (mUsers > 0) {
         mChanged.Wait(mLock);
     }
+    // Only now: the system may give the number to another file at once, and a user of the
+    // descriptor would then read from that file.
     close(mDescriptor);
     mDescriptor = -1;
     mClosing = false;
@@ -127,12 +130,12 @@ int VEXIPSocket::Adopt(int descriptor)
 {
     const vexbase::LockGuard hold(mLock);
     if (mDescriptor >= 0) {
-        return kVEXFailure;
+        return vexbase::kFailure;
     }
     mDescriptor = descriptor;
     mReceivingEnded = false;
-    mReceiveTimeoutMs = kVEXInfinite;
-    return kVEXSuccess;
+    mReceiveTimeoutMs = vexbase::kInfinite;
+    return vexbase::kSuccess;
 }
 
 bool VEXIPSocket::GetHostIPAddresses(std::map<std::string, std::string> &ipv4,

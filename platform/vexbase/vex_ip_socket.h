@@ -70,7 +70,7 @@ protected:
         [[nodiscard]] int Descriptor() const { return mDescriptor; }
         // Whether receiving had been shut down at the beginning of the scope.
         [[nodiscard]] bool ReceivingEnded() const { return mReceivingEnded; }
-        // Lets blocking receives wait timeoutMs milliseconds (kVEXInfinite: without
+        // Lets blocking receives wait timeoutMs milliseconds (vexbase::kInfinite: without
         // limit). They may end later, since the kernel's timers for it are coarse.
         // Returns false when the system refuses.
         [[nodiscard]] bool SetReceiveTimeout(unsigned int timeoutMs);
@@ -79,7 +79,7 @@ protected:
         VEXIPSocket &mSocket;
         int mDescriptor = -1;
         bool mReceivingEnded = false;
-        unsigned int mReceiveTimeoutMs = kVEXInfinite;
+        unsigned int mReceiveTimeoutMs = vexbase::kInfinite;
     };
 
     // Takes ownership of a descriptor that the derived class made and bound, and returns
@@ -96,5 +96,5 @@ private:
     unsigned int mUsers VEX_GUARDED_BY(mLock) = 0;
     bool mClosing VEX_GUARDED_BY(mLock) = false;
     bool mReceivingEnded VEX_GUARDED_BY(mLock) = false;
-    unsigned int mReceiveTimeoutMs VEX_GUARDED_BY(mLock) = kVEXInfinite;
+    unsigned int mReceiveTimeoutMs VEX_GUARDED_BY(mLock) = vexbase::kInfinite;
 };

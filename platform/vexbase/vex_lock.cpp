@@ -15,18 +15,18 @@ constexpr auto kTryPause = std::chrono::milliseconds(1);
 // The analysis cannot see that the loop ends with the lock held.
 int VEXLock::Lock(unsigned int timeoutMs) VEX_NO_THREAD_SAFETY_ANALYSIS
 {
-    if (timeoutMs == kVEXInfinite) {
+    if (timeoutMs == vexbase::kInfinite) {
         mMutex.lock();
-        return kVEXSuccess;
+        return vexbase::kSuccess;
     }
     const auto end = VEXTime::EndOf(timeoutMs);
     while (!mMutex.try_lock()) {
         if (std::chrono::steady_clock::now() >= end) {
-            return kVEXTimedOut;
+            return vexbase::kTimedOut;
         }
         std::this_thread::sleep_for(kTryPause);
     }
-    return kVEXSuccess;
+    return vexbase::kSuccess;
 }
 
 void VEXLock::Unlock()

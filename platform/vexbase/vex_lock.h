@@ -37,10 +37,10 @@ public:
     VEXLock(const VEXLock &) = delete;
     VEXLock &operator=(const VEXLock &) = delete;
 
-    // Takes the lock and waits for it at most timeoutMs milliseconds (kVEXInfinite:
+    // Takes the lock and waits for it at most timeoutMs milliseconds (vexbase::kInfinite:
     // without limit). Returns 0 with the lock taken, or -3 when the time is over.
     // REQUIRES: the calling thread does not hold it.
-    [[nodiscard]] int Lock(unsigned int timeoutMs = kVEXInfinite) VEX_TRY_ACQUIRE(0);
+    [[nodiscard]] int Lock(unsigned int timeoutMs = vexbase::kInfinite) VEX_TRY_ACQUIRE(0);
 
     // Releases the lock. REQUIRES: the calling thread holds it.
     void Unlock() VEX_RELEASE();

@@ -64,7 +64,7 @@ struct Stream
     bool inLine = false; // the last byte written was not a newline
 };
 
-// Writes to a pipe or a device through a file description of its own: O_NONBLOCK on the
+// Writes to a pipe or a device through a new file description: O_NONBLOCK on the
 // inherited one would affect all processes that share it. Without /proc, or without the
 // right to open the file, the inherited one is used. If poll() reports room there, a write
 // of PIPE_BUF bytes does not wait, unless another process fills the pipe in between.

@@ -12,8 +12,8 @@
 // next line that can be written follows the line "Lines lost: N (no room, or no reader)".
 // If a line was written in part, its rest is lost, and the next line begins on a new line.
 //
-// Any thread may call both functions at any time, and may hold any lock: they take only a
-// lock of their own. Descriptors 1 and 2 may be closed or replaced between two calls.
+// Any thread may call both functions at any time, and may hold any lock: the functions take
+// only their own lock. Descriptors 1 and 2 may be closed or replaced between two calls.
 namespace vexbase {
 
 // Writes a fault to standard error.

@@ -1,15 +1,18 @@
 #pragma once
 
-// How the base library reports failures: an operation that can fail returns a status,
-// an int. 0 is success and every negative value is a failure; a failure that a caller
-// may handle has a value of its own. Where errno has the system's reason as well, the
-// operation's comment says so. Transfers return the number of bytes, and questions a
-// bool. No operation throws, except for lack of memory.
+// How the base library reports failures: an operation that can fail returns a status, an
+// int. 0 is success and every negative value is a failure. A failure that callers may
+// handle has its own value. If errno has the system's reason as well, the comment of the
+// operation says so. Transfers return the number of bytes, and predicates a bool. No
+// operation throws, except when memory ends.
+namespace vexbase {
 
-constexpr int kVEXSuccess = 0;
-constexpr int kVEXFailure = -1;
-constexpr int kVEXTimedOut = -3;
-constexpr int kVEXNoRoom = -4; // a socket's send buffer is full for now
+constexpr int kSuccess = 0;
+constexpr int kFailure = -1;
+constexpr int kTimedOut = -3;
+constexpr int kNoRoom = -4; // a socket's send buffer is full for now
 
-// The time-out, in milliseconds, that never ends a wait.
-constexpr unsigned int kVEXInfinite = 0xFFFFFFFFU;
+// The time-out, in milliseconds, of a wait without limit.
+constexpr unsigned int kInfinite = 0xFFFFFFFFU;
+
+} // namespace vexbase

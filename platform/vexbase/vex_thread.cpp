@@ -33,30 +33,30 @@ constexpr std::size_t kMaxNameLength = 15; // the kernel's limit
 VEXThread::~VEXThread()
 {
     const vexbase::NoCancellation whole;
-    VEXThread::Stop(kVEXInfinite);
+    VEXThread::Stop(vexbase::kInfinite);
 }
 
 int VEXThread::Start()
 {
     const vexbase::LockGuard hold(mLock);
     if (mState == State::Running) {
-        return mTerminate ? StartAfterThisRun() : kVEXSuccess;
+        return mTerminate ? StartAfterThisRun() : vexbase::kSuccess;
     }
     JoinEnded();
     if (pthread_create(&mThread, nullptr, &Main, this) != 0) {
-        return kVEXFailure;
+        return vexbase::kFailure;
     }
     mState = State::Running;
     mTerminate = false;
     mKilled = false;
     ++mRun;
-    return kVEXSuccess;
+    return vexbase::kSuccess;
 }
 
 int VEXThread::StartAfterThisRun()
 {
     mRunAgain = !mKilled;
-    return mKilled ? kVEXFailure : kVEXSuccess;
+    return mKilled ? vexbase::kFailure : vexbase::kSuccess;
 }
 
 int VEXThread::Stop(unsigned int timeoutMs)
@@ -64,9 +64,9 @@ int VEXThread::Stop(unsigned int timeoutMs)
     const vexbase::LockGuard hold(mLock);
     RequestStop();
     if (IsCurrent()) {
-        return kVEXFailure;
+        return vexbase::kFailure;
     }
-    return AwaitEnd(timeoutMs) ? kVEXSuccess : kVEXTimedOut;
+    return AwaitEnd(timeoutMs) ? vexbase::kSuccess : vexbase::kTimedOut;
 }
 
 void VEXThread::Kill()
@@ -78,7 +78,7 @@ void VEXThread::Kill()
         pthread_cancel(mThread);
     }
     if (!IsCurrent()) {
-        static_cast<void>(AwaitEnd(kVEXInfinite));
+        static_cast<void>(AwaitEnd(vexbase::kInfinite));
     }
 }
 
@@ -103,14 +103,14 @@ bool VEXThread::IsCurrentThread() const
 int VEXThread::SetPriority(int nice)
 {
     if (nice < -20 || nice > 19) {
-        return kVEXFailure;
+        return vexbase::kFailure;
     }
     const vexbase::LockGuard hold(mLock);
     if (mThreadId != 0 && setpriority(PRIO_PROCESS, static_cast<id_t>(mThreadId), nice) != 0) {
-        return kVEXFailure;
+        return vexbase::kFailure;
     }
     mNice = nice;
-    return kVEXSuccess;
+    return vexbase::kSuccess;
 }
 
 int VEXThread::GetPriority() const
@@ -129,9 +129,9 @@ int VEXThread::SetRealTime(int priority)
     parameter.sched_priority = priority;
     const vexbase::LockGuard hold(mLock);
     if (mState != State::Running || pthread_setschedparam(mThread, SCHED_RR, &parameter) != 0) {
-        return kVEXFailure;
+        return vexbase::kFailure;
     }
-    return kVEXSuccess;
+    return vexbase::kSuccess;
 }
 
 void VEXThread::ThreadRun()

@@ -20,11 +20,12 @@ public:
     }
 
     // The end of a wait that starts now and lasts at most timeoutMs milliseconds;
-    // time_point::max() for kVEXInfinite.
+    // time_point::max() for vexbase::kInfinite.
     [[nodiscard]] static std::chrono::steady_clock::time_point EndOf(unsigned int timeoutMs)
     {
         using Clock = std::chrono::steady_clock;
-        return timeoutMs == kVEXInfinite ? Clock::time_point::max()
-                                         : Clock::now() + std::chrono::milliseconds(timeoutMs);
+        return timeoutMs == vexbase::kInfinite
+                   ? Clock::time_point::max()
+                   : Clock::now() + std::chrono::milliseconds(timeoutMs);
     }
 };

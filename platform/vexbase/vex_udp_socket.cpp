@@ -44,8 +44,8 @@ bool Bind(int descriptor, const sockaddr_in &local, VEXUDPSocket::Port sharing)
 // time-out, since SO_RCVTIMEO ends late. poll() waits for the rest.
 unsigned int ReceiveTimeoutMs(unsigned int timeoutMs)
 {
-    if (timeoutMs == kVEXInfinite) {
-        return kVEXInfinite;
+    if (timeoutMs == vexbase::kInfinite) {
+        return vexbase::kInfinite;
     }
     const unsigned int most = timeoutMs - timeoutMs / 4;
     return most < kLeastReceiveTimeoutMs ? 0 : most;
@@ -83,25 +83,25 @@ int VEXUDPSocket::Open(const std::string &localAddress, std::uint16_t port, Port
     // IsOpen() first: a second socket on a shared port would take datagrams from the one
     // that is open.
     if (IsOpen() || !ParseLocal(localAddress, port, local)) {
-        return kVEXFailure;
+        return vexbase::kFailure;
     }
     const int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (descriptor < 0) {
-        return kVEXFailure;
+        return vexbase::kFailure;
     }
-    if (!Bind(descriptor, local, sharing) || Adopt(descriptor) != kVEXSuccess) {
+    if (!Bind(descriptor, local, sharing) || Adopt(descriptor) != vexbase::kSuccess) {
         close(descriptor);
-        return kVEXFailure;
+        return vexbase::kFailure;
     }
-    return kVEXSuccess;
+    return vexbase::kSuccess;
 }
 
-// Calls receive(descriptor, flags), whose result is negative when nothing came, until
-// something came or the time is over.
+// Calls receive(descriptor, flags), whose result is negative if nothing arrived, until a
+// datagram arrives or the time is over.
 //
 // While datagrams flow, a receive costs one system call, except in the last quarter of
 // the wait, for which poll() is used because it is more punctual. On a quiet socket
-// poll() waits alone: an idle program then wakes up once in each time-out.
+// only poll() waits: an idle program then wakes up once in each time-out.
 template <typename ReceiveCall>
 bool VEXUDPSocket::Await(unsigned int timeoutMs, ReceiveCall receive)
 {
@@ -144,7 +144,7 @@ std::size_t VEXUDPSocket::Poll(vexbase::DatagramBatch &batch, unsigned int timeo
 
 std::size_t VEXUDPSocket::Read(void *buffer, std::size_t size, sockaddr_in &sender)
 {
-    return Poll(buffer, size, sender, kVEXInfinite);
+    return Poll(buffer, size, sender, vexbase::kInfinite);
 }
 
 int VEXUDPSocket::SetReceiveBuffer(int bytes)
@@ -159,7 +159,7 @@ int VEXUDPSocket::SetReceiveBuffer(int bytes)
     int granted = 0;
     socklen_t length = sizeof granted;
     if (!use || getsockopt(use.Descriptor(), SOL_SOCKET, SO_RCVBUF, &granted, &length) != 0) {
-        return kVEXFailure;
+        return vexbase::kFailure;
     }
     return granted;
 }
@@ -168,7 +168,7 @@ int VEXUDPSocket::Write(const void *data, std::size_t length, const sockaddr_in 
 {
     const Use use(*this);
     if (!use) {
-        return kVEXFailure;
+        return vexbase::kFailure;
     }
     const ssize_t sent =
         sendto(use.Descriptor(), data, length, MSG_DONTWAIT | MSG_NOSIGNAL,
@@ -176,7 +176,7 @@ int VEXUDPSocket::Write(const void *data, std::size_t length, const sockaddr_in 
     if (sent >= 0) {
         return static_cast<int>(sent);
     }
-    return errno == EAGAIN || errno == ENOBUFS ? kVEXNoRoom : kVEXFailure;
+    return errno == EAGAIN || errno == ENOBUFS ? vexbase::kNoRoom : vexbase::kFailure;
 }
 
 int VEXUDPSocket::WriteSparing(const void *data, std::size_t length, const sockaddr_in &destination,
@@ -189,10 +189,10 @@ int VEXUDPSocket::WriteSparing(const void *data, std::size_t length, const socka
         socklen_t size = sizeof room;
         if (!use || ioctl(use.Descriptor(), SIOCOUTQ, &waiting) != 0 ||
             getsockopt(use.Descriptor(), SOL_SOCKET, SO_SNDBUF, &room, &size) != 0) {
-            return kVEXFailure;
+            return vexbase::kFailure;
         }
         if (waiting > room / 100 * (100 - sparedPercent)) {
-            return kVEXNoRoom;
+            return vexbase::kNoRoom;
         }
     }
     return Write(data, length, destination);

@@ -19,40 +19,40 @@ public:
 
     // Opens a socket on a local address, a dotted quad (empty: all addresses), and a port
     // in host byte order (0: any free one). Returns 0, or a negative status: the address
-    // is malformed, the system refuses (errno has its reason), or this socket is open already, in
-    // which case it stays as it is.
+    // is malformed, the system refuses (errno has its reason), or this socket is open
+    // already. An open socket stays as it is.
     [[nodiscard]] int Open(const std::string &localAddress, std::uint16_t port,
                            Port sharing = Port::Exclusive);
 
-    // Waits at most timeoutMs milliseconds (kVEXInfinite: without limit; 0: not at all)
+    // Waits at most timeoutMs milliseconds (vexbase::kInfinite: without limit; 0: not at all)
     // for one datagram. Returns its length in bytes, at most size, and its sender; a longer
-    // datagram is cut. Returns 0 when none came, and when the socket is closed or shut
-    // down, before the call or during it. An empty datagram ends the wait with 0, too; then the
-    // sender is set, which is unchanged if no datagram came.
+    // datagram is cut. Returns 0 if no datagram arrived, and if the socket is closed or shut
+    // down, before the call or during it. An empty datagram also ends the wait with 0; then
+    // the sender is set. If no datagram arrived, the sender is unchanged.
     [[nodiscard]] std::size_t Poll(void *buffer, std::size_t size, sockaddr_in &sender,
                                    unsigned int timeoutMs);
 
     // Waits for one datagram in the same way, and receives it with those that are queued
-    // after it, as far as the batch has room. Returns the number of datagrams that are not
+    // after it, until the batch is full. Returns the number of datagrams that are not
     // empty, and 0 in the same cases.
     std::size_t Poll(vexbase::DatagramBatch &batch, unsigned int timeoutMs);
 
     // Poll without a time-out.
     [[nodiscard]] std::size_t Read(void *buffer, std::size_t size, sockaddr_in &sender);
 
-    // Asks the kernel for a receive buffer of so many bytes; its overhead for each
-    // datagram counts, too. Returns the size that it granted, in bytes, which may be less,
-    // or a negative status when the socket is closed.
+    // Requests a receive buffer of this size from the kernel; the kernel's overhead for each
+    // datagram counts, too. Returns the granted size in bytes, which may be smaller, or a
+    // negative status if the socket is closed.
     int SetReceiveBuffer(int bytes);
 
     // Sends one datagram without waiting. Returns the number of bytes sent, -4
-    // (kVEXNoRoom) when the send buffer is full, or another negative status, for instance
+    // (vexbase::kNoRoom) when the send buffer is full, or another negative status, for instance
     // when the socket is closed or shut down, or has no route to the destination. errno has the
     // reason of the system.
     int Write(const void *data, std::size_t length, const sockaddr_in &destination);
 
     // Write that reserves sparedPercent (0 to 100) of the send buffer for calls of Write:
-    // it returns kVEXNoRoom while more than the rest is in use. Datagrams to hosts that do
+    // it returns vexbase::kNoRoom while more than the rest is in use. Datagrams to hosts that do
     // not exist stay in the buffer for seconds, and could fill it.
     int WriteSparing(const void *data, std::size_t length, const sockaddr_in &destination,
                      int sparedPercent);

@@ -6,7 +6,7 @@ namespace wsconfig {
 
 namespace {
 
-// The stream may begin with one. It is not part of the first line.
+// The stream may begin with a byte order mark, which is not part of the first line.
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 } // namespace

@@ -17,8 +17,8 @@ struct ServerEvent
 };
 
 // EventStreamReader parses a stream of server-sent events (WHATWG HTML, "Server-sent
-// events") while it arrives. The same bytes give the same events, whatever the pieces in
-// which they arrive. It uses no socket and no clock. One thread at a time.
+// events") while it arrives. The same bytes give the same events in pieces of any size. It
+// uses no socket and no clock. Not thread-safe.
 //
 // Lines end in CR, LF or CRLF. Comments and the fields "id" and "retry" are ignored. An
 // event that exceeds the bound is reported once and skipped to its end. Memory stays below

@@ -8,8 +8,8 @@ namespace wsconfig {
 
 // HttpResponseReader parses one HTTP/1.x response while it arrives. The body may have a
 // given length, be chunked, or last until the connection is closed; it is passed on and
-// not kept. The header, and what stands between two pieces of a chunked body, may have
-// kMaxHeaderBytes. It uses no socket and no clock. One thread at a time.
+// not kept. The header, and the lines between two chunks of the body, may have
+// kMaxHeaderBytes. It uses no socket and no clock. Not thread-safe.
 //
 // No input makes it throw; only lack of memory does.
 class HttpResponseReader
@@ -41,7 +41,7 @@ public:
     [[nodiscard]] const std::string &error() const;
 
 private:
-    class Parser; // here only declared, so that users need not include Boost's headers
+    class Parser; // defined in the .cpp file, because only this file needs Boost
 
     std::unique_ptr<Parser> m_parser;
     std::string m_pending; // bytes that the parser can use only with the next ones

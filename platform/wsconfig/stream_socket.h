@@ -8,7 +8,7 @@
 namespace wsconfig {
 
 // StreamSocket is a TCP connection to a server. No operation waits. Child processes do not
-// inherit its descriptor. One thread at a time; the destructor closes the connection.
+// inherit its descriptor. Not thread-safe. The destructor closes the connection.
 // Operations that return an int return 0 or an errno value.
 class StreamSocket
 {

@@ -29,8 +29,8 @@ struct WatchNews
 
 // WatchAnswerReader parses the service's answer to one watch request: a response with
 // status 200 whose body is an event stream. Each event has a value of a watched parameter.
-// The reasons in its results do not quote the service. It uses no socket and no clock. One
-// thread at a time. No input makes it throw; only lack of memory does.
+// The reasons in its results do not quote the service. It uses no socket and no clock. Not
+// thread-safe. No input makes it throw; only lack of memory does.
 class WatchAnswerReader
 {
 public:

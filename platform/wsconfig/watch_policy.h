@@ -2,32 +2,33 @@
 
 #include <cstddef>
 
-// How much the client takes from the configuration service, how long it waits for it,
-// and which faults it reports. The service is a program of this device, but a fault in
-// it must cost the daemon neither memory nor time.
+// The limits of the configuration client: how much it reads, how long it waits, and which
+// faults it reports. The service is a program of this device, but a fault in it must cost
+// the daemon neither memory nor time. The classes are not thread-safe: the main thread owns
+// them.
 namespace wsconfig {
 
-// The header of a response, and also what stands between two pieces of a chunked body.
-// The service's own header has some 150 bytes.
+// The limit for the header of a response, and for the lines between two chunks of its
+// body. The service's header has some 150 bytes.
 constexpr std::size_t kMaxHeaderBytes = 8192;
 
 // One event with all its lines. A device list has some 150 bytes for each device.
 constexpr std::size_t kMaxEventBytes = 262144;
 
-// What is read of the body in one turn of the event loop. The body has no end: without
-// this bound a flood of events would keep the loop from serving others.
+// The bytes of the body that are read in one turn of the event loop. The body is endless:
+// without this limit, a flood of events would block the event loop.
 constexpr std::size_t kMaxBodyPieceBytes = 16384;
 
 struct WatchPolicy
 {
     int firstDeliveryMs = 5000; // the wait for the first values, with all retries
-    int silenceMs = 45000;      // three of the service's comment lines are missing
+    int silenceMs = 45000;      // the time-out: three heartbeats of the service are missing
     int shortestPauseMs = 250;  // before a lost stream is opened again; doubled each
     int longestPauseMs = 5000;  // time up to this
 };
 
-// ReconnectPause says how long to wait before the next try to open a stream: the shortest
-// pause first, then twice as long each time, up to the longest.
+// ReconnectPause calculates the pause before the next attempt to open a stream: the
+// shortest pause first, then twice as long each time, up to the longest.
 class ReconnectPause
 {
 public:
@@ -54,9 +55,9 @@ private:
     int m_nextMs;
 };
 
-// Outage decides which losses of a stream are reported, so that a service that is down
-// for years does not fill a log. Reported are: the loss of the stream, once; the first
-// wrong answer during the same outage, since that is another fault; and the return.
+// Outage decides which losses of a stream are reported. A service that is down for years
+// must not fill a log. Reported are: the loss of the stream, once; the first wrong answer
+// during the same outage, since that is another fault; and the return.
 class Outage
 {
 public:

@@ -41,10 +41,10 @@ bool VEXBrowser::ThreadLoop()
     bool pending = false; // mBrowseList has not been written yet
     while (!Terminate()) {
         switch (mSSDP->WaitForChange(kWaitMs, mBrowseList)) {
-        case kVEXTimedOut:
+        case vexbase::kTimedOut:
             EndCycle(pending);
             break;
-        case kVEXSuccess:
+        case vexbase::kSuccess:
             pending = true;
             EndCycle(pending);
             break;
@@ -90,7 +90,7 @@ void VEXBrowser::WriteBrowserInfo()
 bool VEXBrowser::WriteJSONFile(std::string path)
 {
     VEXFileIO file;
-    if (file.Open(path, VEXFileIO::kWrite, VEXFileIO::kBuffered) != kVEXSuccess) {
+    if (file.Open(path, VEXFileIO::kWrite, VEXFileIO::kBuffered) != vexbase::kSuccess) {
         const std::string error = std::to_string(errno);
         vexbase::WriteFault({"WriteJSONFile", "Could not open \"", path, "\" (errno:", error, ")"});
         return false;

@@ -13,7 +13,7 @@ class VEX_SSDP;
 // it writes seldom: while the list keeps changing, once in eleven wait cycles of at most
 // 500 ms. A change after eleven cycles without a write is written at once.
 //
-// Failures are written to the standard streams, and the thread goes on; the results of
+// Failures are written to the standard streams, and the thread continues; the results of
 // the operations have no meaning. Only the thread itself uses the members. The owner stops
 // the thread before it destroys the object or the engine.
 class VEXBrowser final : public VEXThread
@@ -43,7 +43,7 @@ private:
     bool WriteJSONFile(std::string path);
 
     VEX_SSDP *mSSDP;
-    SSDPDeviceMap mBrowseList; // the latest list, until it is written
-    std::string mJSONText;     // the document while it is being written
-    int mCycleCount = 0;       // wait cycles since the last write
+    formats::SSDPDeviceMap mBrowseList; // the latest list, until it is written
+    std::string mJSONText;              // the document while it is being written
+    int mCycleCount = 0;                // wait cycles since the last write
 };

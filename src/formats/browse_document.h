@@ -18,15 +18,15 @@ namespace formats {
 
 // Composes the document: an array with one object for each device, in key order, on
 // one line without blanks or a final newline. All keys are present, always in the same
-// order. "port" is the number 80, whatever port a device announced; all other values are
-// strings. Bytes from 0x20 are copied, so UTF-8 stays UTF-8, and invalid UTF-8 stays
-// invalid.
+// order. "port" is always the number 80; all other values are strings. Bytes from 0x20
+// are copied: UTF-8 stays UTF-8, and invalid UTF-8 stays invalid. A device's announced
+// port is not used.
 [[nodiscard]] std::string ComposeBrowseDocument(const SSDPDeviceMap &devices);
 
 // The size in bytes of a device's object and the comma after it.
 [[nodiscard]] std::size_t SizeOfBrowseObject(const SSDPDeviceType &device);
-// The same where no text needs an escape. It looks at no byte of the texts, so it takes a
-// tenth of the time.
+// The same for a device whose texts need no escapes. It does not read the texts, so it
+// takes a tenth of the time.
 [[nodiscard]] std::size_t SizeOfPlainBrowseObject(const SSDPDeviceType &device);
 
 // Whether two records have the same object.
@@ -37,7 +37,7 @@ namespace formats {
 // string is an empty field. False, with error set to one line and devices unchanged,
 // if the text is not JSON or not an array of objects.
 //
-// In a library of its own, formats-json: tools read the list, the daemon only writes it
+// In the separate library formats-json: tools read the list, the daemon only writes it
 // and links no JSON library for it.
 [[nodiscard]] bool ReadBrowseDocument(std::string_view text, std::vector<SSDPDeviceType> &devices,
                                       std::string &error);

@@ -53,13 +53,13 @@ bool ReadBrowseDocument(std::string_view text, std::vector<SSDPDeviceType> &devi
         return false;
     }
     if (!document.is_array()) {
-        error = "not a browse list: no JSON array";
+        error = "not a browse list: not a JSON array";
         return false;
     }
     std::vector<SSDPDeviceType> read;
     for (const json &element : document) {
         if (!element.is_object()) {
-            error = "not a browse list: an element is no object";
+            error = "not a browse list: an element is not an object";
             return false;
         }
         read.push_back(DeviceOf(element));

@@ -6,8 +6,8 @@
 namespace formats {
 namespace {
 
-// The value of an element: from the second byte after the first occurrence of its
-// name, since the first one is the bracket, to its next closing tag.
+// The value of an element: the text after the first occurrence of its name and one more
+// byte (the bracket), up to its next closing tag.
 std::optional<std::string_view> Element(std::string_view text, std::string_view name)
 {
     const std::size_t mark = text.find(name);
@@ -66,8 +66,7 @@ std::string ComposeDescription(const SSDPDeviceType &service, std::string_view f
         {"<?xml version=\"1.0\"?>\n"
          "<root xmlns=\"urn:schemas-upnp-org:device-1-0\">\n"
          "  <specVersion>\n"
-         "    <major>1</major>\n"
-         "    <minor>0</minor>\n"
+         "    <major>1</major>\n    <minor>0</minor>\n"
          "  </specVersion>\n"
          "  <device>\n"
          "    <deviceType>urn:schemas-upnp-org:device:Basic:1</deviceType>\n"

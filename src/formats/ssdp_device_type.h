@@ -35,11 +35,12 @@ struct SSDPDeviceType
     std::uint8_t flag = 0;           // 20: a mark that is copied with the record
 };
 
+namespace formats {
+
 // Records by USN, in byte-wise order of the USN.
 using SSDPDeviceMap = std::map<std::string, SSDPDeviceType, std::less<>>;
 
-// Unique service names. Pure functions.
-namespace formats {
+// Unique service names. Pure functions:
 
 // "uuid:65746500-" product "-" address "-" instance, without any escaping. The
 // result is deliberately not a canonical 8-4-4-4-12 UUID.

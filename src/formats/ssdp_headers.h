@@ -30,8 +30,9 @@ struct NTSHeader
 // The NTS value of a NOTIFY.
 enum class NTSKind { Unknown = -1, Alive = 1, Byebye = 2 };
 
-// The headers of one datagram. A header that is absent or has no value is an empty
-// view; a later occurrence replaces an earlier one.
+// The headers of one datagram. A header that is absent or has no value is an empty view.
+// If a header occurs more than once, the last one with a usable value counts (NTS:
+// ssdp:alive or ssdp:byebye; CACHE-CONTROL: one with max-age).
 struct SSDPHeaders
 {
     NTSHeader notify;

@@ -22,8 +22,8 @@ std::size_t SequenceLength(unsigned char first)
     return first >= 0xF0 && first < 0xF5 ? 4 : 0;
 }
 
-// Whether a code point may be encoded in so many bytes: in no fewer, and it is neither
-// half of a surrogate pair nor too large.
+// Whether a code point may be encoded in this number of bytes: fewer would not suffice, it
+// is not a surrogate, and it is not too large.
 bool IsEncodedIn(std::size_t length, char32_t code)
 {
     constexpr std::array<char32_t, 5> kLeast{0, 0, 0x80, 0x800, 0x10000};

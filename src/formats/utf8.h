@@ -10,11 +10,11 @@ namespace formats {
 struct Character
 {
     std::string_view bytes;
-    char32_t code = 0;  // the code point; of an invalid byte, its value
+    char32_t code = 0;  // the code point, or the value of an invalid byte
     bool valid = false; // false for a byte that does not belong to a UTF-8 sequence
 };
 
-// Takes the first character off a text. REQUIRES: the text is not empty.
+// Removes the first character from a text and returns it. REQUIRES: the text is not empty.
 [[nodiscard]] Character TakeCharacter(std::string_view &text);
 
 // The text with each invalid byte replaced by U+FFFD.

@@ -1,5 +1,7 @@
 #include "main/detach.h"
 
+#include "vexbase/vex_output.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -75,8 +77,8 @@ bool CloseRange(unsigned int first, unsigned int last)
     return first > last || syscall(SYS_close_range, first, last, 0U) == 0;
 }
 
-// In some containers the limit is a billion, and a loop would take minutes. So each gap
-// between two descriptors to keep is closed by one call.
+// In some containers the limit is a billion, and a loop would take minutes. Therefore each
+// gap between two descriptors to keep is closed by one call.
 void CloseAllBut(const std::set<int> &keep)
 {
     unsigned int first = 0;
@@ -94,8 +96,8 @@ void CloseAllBut(const std::set<int> &keep)
 }
 
 // Opens 0, 1 and 2 on /dev/null. The first dup() returns 1 on a normal start, and the
-// second is not tested, so both lines are always written. Nobody sees them: standard error
-// is closed or /dev/null then.
+// second is not tested: both lines are always written. They are never visible, because
+// standard error is closed or /dev/null by then.
 void OpenStandardDescriptors()
 {
     const int null = open("/dev/null", O_RDWR);
@@ -109,6 +111,22 @@ void OpenStandardDescriptors()
 }
 
 } // namespace
+
+bool ReadOptions(int argc, char **argv, bool &daemonize)
+{
+    int option = 0;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has only one thread
+    while ((option = getopt(argc, argv, "d")) != -1) {
+        if (option != 'd') {
+            const char letter = static_cast<char>(option);
+            vexbase::WriteProgress({argv[0], ": Unknown option \"", {&letter, 1}, "\""});
+            vexbase::WriteProgress({"Possible options:\n  -d: debug (don't daemonize)"});
+            return false;
+        }
+        daemonize = false;
+    }
+    return true;
+}
 
 OwnDescriptors::OwnDescriptors()
 {

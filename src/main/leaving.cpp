@@ -10,16 +10,17 @@
 namespace beacond {
 namespace {
 
-// Leaving must take two seconds at most, the end of the process included.
+// The process must end within two seconds of the signal. Half a second is left for the end
+// of the process itself.
 constexpr timeval kLongest{1, 500000};
 
-// What the handlers use.
-sem_t gAsked;
+// Used by the signal handlers:
+sem_t gSignal;
 Leaving::LastAct gLastAct = nullptr;
 
 void Wake(int /*signal*/)
 {
-    sem_post(&gAsked);
+    sem_post(&gSignal);
 }
 
 void EndNow(int /*signal*/)
@@ -28,7 +29,7 @@ void EndNow(int /*signal*/)
     _exit(0);
 }
 
-// SA_RESTART: system calls that the signal interrupts go on where the kernel can do so.
+// SA_RESTART: the kernel restarts the system calls that the signal interrupts, if it can.
 void Handle(int signal, void (*handler)(int))
 {
     struct sigaction action = {};
@@ -55,35 +56,35 @@ void EndAfterLongest()
 Leaving::Leaving(LastAct lastAct)
 {
     gLastAct = lastAct;
-    sem_init(&gAsked, 0, 0);
+    sem_init(&gSignal, 0, 0);
     mThread.Attach([this] { Run(); });
-    if (mThread.Start() == kVEXSuccess) {
+    if (mThread.Start() == vexbase::kSuccess) {
         HandleEnding(Wake);
     }
 }
 
 Leaving::~Leaving()
 {
-    sem_post(&gAsked);
-    static_cast<void>(mThread.Stop(kVEXInfinite));
+    sem_post(&gSignal);
+    static_cast<void>(mThread.Stop(vexbase::kInfinite));
 }
 
 void Leaving::SetDuty(Duty duty)
 {
     {
-        const vexbase::LockGuard held(mLock);
-        if (!mAsked) {
+        const vexbase::LockGuard hold(mLock);
+        if (!mSignalled) {
             mDuty = std::move(duty);
             return;
         }
     }
-    duty();
+    duty(); // without the lock: it may wait
 }
 
 Leaving::Duty Leaving::TakeDuty()
 {
-    const vexbase::LockGuard held(mLock);
-    mAsked = true;
+    const vexbase::LockGuard hold(mLock);
+    mSignalled = true;
     return std::exchange(mDuty, nullptr);
 }
 
@@ -92,13 +93,13 @@ Leaving::Duty Leaving::TakeDuty()
 // loss would end the process before the goodbyes are sent.
 void Leaving::Run()
 {
-    while (sem_wait(&gAsked) != 0) {
+    while (sem_wait(&gSignal) != 0) {
         // interrupted by another signal
     }
     HandleEnding(SIG_DFL);
     EndAfterLongest();
     const auto wait = [this] {
-        static_cast<void>(mThread.Stop(kVEXInfinite));
+        static_cast<void>(mThread.Stop(vexbase::kInfinite));
         QCoreApplication::quit();
     };
     QMetaObject::invokeMethod(QCoreApplication::instance(), wait, Qt::QueuedConnection);

@@ -7,38 +7,38 @@
 
 namespace beacond {
 
-// Leaving ends the process in good order when SIGTERM or SIGINT asks for it. The
-// signals' handler does nothing but wake a thread, which does the duty. The event loop
-// does not do it, because the main thread may be blocked for many seconds: by a
-// configuration service or an avahi-daemon that does not answer, or by a system that
-// does not report its addresses. The event loop waits for the duty and then ends.
+// Leaving ends the process in good order at SIGTERM or SIGINT. The signal handler only
+// wakes a thread. This thread calls the duty, and the event loop ends after it. The event
+// loop does not call the duty itself, because the main thread may be blocked for many
+// seconds: by a configuration service or an avahi-daemon that does not answer, or by a
+// system that does not report its addresses.
 //
-// The process ends 1.5 s after the signal in any case, with status 0. A second signal
-// has its default action and ends the process at once; one that arrives before the
-// thread is awake counts as the first.
+// The process ends 1.5 s after the signal in any case, with status 0. A second signal has
+// its default action and ends the process at once; one that arrives before the thread is
+// awake counts as the first.
 //
-// One for the process, made and destroyed on the main thread.
+// There is one for the process, created and destroyed on the main thread.
 class Leaving
 {
 public:
     using Duty = std::function<void()>;
     using LastAct = void (*)();
 
-    // Handles the signals from now on. Without a thread, which the system may refuse,
-    // they keep their default action. lastAct is called when the process has not
-    // ended by itself after 1.5 s. It runs in a signal handler and may use only what
+    // Handles the signals from now on. If the system cannot create the thread, they keep
+    // their default action. lastAct is called if the process has not ended 1.5 s after a
+    // signal. It runs in a signal handler and may use only the functions that
     // signal-safety(7) lists.
     // REQUIRES: a QCoreApplication.
     explicit Leaving(LastAct lastAct);
 
-    // Waits for the thread; if there has been no signal, it acts as upon one.
+    // Wakes the thread as a signal would, if there was none, and waits for its end.
     ~Leaving();
 
     Leaving(const Leaving &) = delete;
     Leaving &operator=(const Leaving &) = delete;
 
-    // Sets what to do upon a signal; called on this object's thread. When a signal has
-    // come before, it is called here and now.
+    // Sets the function to call at a signal, on this object's thread. If a signal has
+    // arrived already, calls it at once, on the caller's thread.
     void SetDuty(Duty duty);
 
 private:
@@ -46,8 +46,9 @@ private:
     [[nodiscard]] Duty TakeDuty();
 
     VEXThread mThread;
+
     VEXLock mLock;
-    bool mAsked VEX_GUARDED_BY(mLock) = false; // a signal has come
+    bool mSignalled VEX_GUARDED_BY(mLock) = false; // a signal has arrived
     Duty mDuty VEX_GUARDED_BY(mLock);
 };
 

@@ -10,23 +10,6 @@
 
 namespace {
 
-// Reads the options. For an unknown one, writes the usage and returns false.
-bool ReadOptions(int argc, char **argv, bool &daemonize)
-{
-    int option = 0;
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has only one thread
-    while ((option = getopt(argc, argv, "d")) != -1) {
-        if (option != 'd') {
-            const char letter = static_cast<char>(option);
-            vexbase::WriteProgress({argv[0], ": Unknown option \"", {&letter, 1}, "\""});
-            vexbase::WriteProgress({"Possible options:\n  -d: debug (don't daemonize)"});
-            return false;
-        }
-        daemonize = false;
-    }
-    return true;
-}
-
 // Qt itself would write by stdio, which waits for slow readers.
 void WriteQtMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
@@ -42,7 +25,7 @@ int main(int argc, char **argv)
     const QCoreApplication application(argc, argv);
     descriptors.NoteOpened();
     bool daemonize = true;
-    if (!ReadOptions(argc, argv, daemonize)) {
+    if (!beacond::ReadOptions(argc, argv, daemonize)) {
         return 1;
     }
     if (daemonize) {

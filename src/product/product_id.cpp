@@ -28,7 +28,7 @@ constexpr std::uint32_t kMaxProductFileBytes = 4096;
 std::optional<std::string> ReadProductFile()
 {
     VEXFileIO file;
-    if (file.Open(kProductFile, VEXFileIO::kRead, VEXFileIO::kBuffered) != kVEXSuccess) {
+    if (file.Open(kProductFile, VEXFileIO::kRead, VEXFileIO::kBuffered) != vexbase::kSuccess) {
         if (errno == ENOENT) {
             return std::nullopt;
         }
@@ -127,8 +127,8 @@ std::string BoardDigits(VEXBoardID_t board)
 
 using Predicate = bool (*)(VEXBoardID_t);
 
-// Whether a board is one of the members. Each family is an instance of its own, with its
-// own kept answer for the current board.
+// Decides whether a board is one of the members. There is one instance for each family; it
+// keeps its answer for the current board.
 template <Predicate... Members>
 bool InFamily(VEXBoardID_t board)
 {

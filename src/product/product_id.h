@@ -47,7 +47,7 @@ inline constexpr std::array<ProductRow, 8> kProductTable{{
 
 } // namespace product
 
-// CProductID says which product this device is, and has the data of all products. It has
+// CProductID identifies this device's product, and has the data of all products. It has
 // static members only.
 //
 // Threads: any thread may call any operation. Operations on a given board, name or product
@@ -114,7 +114,7 @@ public:
     [[nodiscard]] static bool isZRFamily(VEXBoardID_t board = kVEXBoardCurrent);
 };
 
-// CProductFeatures says what this device can do. It has static members only, which any
+// CProductFeatures reports the features of this device. It has static members only, which any
 // thread may call; no operation fails.
 class CProductFeatures
 {

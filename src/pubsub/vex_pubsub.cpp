@@ -37,7 +37,7 @@ VEXPubSub::VEXPubSub(QObject *parent) : QObject(parent), m_browser(&m_ssdp)
 
 VEXPubSub::~VEXPubSub()
 {
-    m_browser.Stop(kVEXInfinite);
+    m_browser.Stop(vexbase::kInfinite);
     m_ssdp.Close(VEX_SSDP::Goodbye::Skip);
 }
 
@@ -110,14 +110,14 @@ void VEXPubSub::leave()
 {
     m_leaving.Signal();
     m_ssdp.Close();
-    m_browser.Stop(kVEXInfinite);
+    m_browser.Stop(vexbase::kInfinite);
     VEXBrowser::RemoveList();
 }
 
-// Returns whether leave() has been called, at the latest after timeoutMs.
+// Waits until leave() is called. Returns false if the time is over.
 bool VEXPubSub::waitForLeaving(unsigned int timeoutMs)
 {
-    return m_leaving.WaitForSignal(timeoutMs) == kVEXSuccess;
+    return m_leaving.WaitForSignal(timeoutMs) == vexbase::kSuccess;
 }
 
 void VEXPubSub::collectIPAddresses(Addresses &addrs)

@@ -18,15 +18,16 @@ class Mdns;
 // revokes the device's own SSDP service, and sends signals to the mDNS publisher.
 //
 // There is one for the process. It belongs to the main thread, which runs the event loop;
-// only leave may be called from other threads. It blocks the event loop until the host has
-// an address. Failures of the engine are reported by the engine and ignored here.
+// only leave may be called from other threads. It blocks the event loop until the system
+// reports its addresses; see collectIPAddresses. Failures of the engine are reported by the
+// engine and ignored here.
 class VEXPubSub : public QObject
 {
     Q_OBJECT
 
 public:
-    // The coordinator. The first call makes it, starts the thread that writes the browse
-    // list, and waits at most 5 s for the configuration service. REQUIRES: a
+    // Returns the coordinator. The first call creates it, starts the thread that writes the
+    // browse list, and waits at most 5 s for the configuration service. REQUIRES: a
     // QCoreApplication.
     [[nodiscard]] static VEXPubSub *getInstance();
 

@@ -108,8 +108,8 @@ std::uint32_t UsnIndex::Hash(std::string_view usn) const
     return hash == kEmpty ? 1 : hash;
 }
 
-// The whole hash is compared first: it spares a look at the record of nearly every
-// slot that belongs to another USN.
+// The whole hash is compared first. The record of a slot that belongs to another USN
+// is then hardly ever read.
 const UsnIndex::Slot *UsnIndex::Find(std::string_view usn) const
 {
     const std::uint32_t hash = Hash(usn);

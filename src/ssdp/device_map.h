@@ -11,7 +11,7 @@
 #include <vector>
 
 // The map of known devices, with an index by USN and the order in which
-// unconfirmed entries give way. Nothing here is thread-safe: all of it belongs to
+// unconfirmed entries are replaced. Nothing here is thread-safe: all of it belongs to
 // the registry.
 namespace ssdp {
 
@@ -34,7 +34,7 @@ struct HashKey
 class UsnIndex
 {
 public:
-    using Record = SSDPDeviceMap::iterator;
+    using Record = formats::SSDPDeviceMap::iterator;
 
     static constexpr std::uint32_t kEmpty = 0; // Hash() never returns it
 
@@ -65,7 +65,7 @@ private:
     // The slot at which the search for a hash begins.
     [[nodiscard]] std::size_t Home(std::size_t hash) const { return hash & (mSlots.size() - 1); }
     [[nodiscard]] std::size_t Next(std::size_t slot) const { return Home(slot + 1); }
-    // How many slots lie from one to the other, round the end of the table.
+    // The number of slots from one to the other, across the end of the table.
     [[nodiscard]] std::size_t Distance(std::size_t from, std::size_t to) const
     {
         return Home(to - from);
@@ -84,13 +84,13 @@ private:
 class IndexedDeviceMap
 {
 public:
-    using iterator = SSDPDeviceMap::iterator;
+    using iterator = formats::SSDPDeviceMap::iterator;
 
     IndexedDeviceMap() = default;
     IndexedDeviceMap(const IndexedDeviceMap &) = delete;
     IndexedDeviceMap &operator=(const IndexedDeviceMap &) = delete;
 
-    [[nodiscard]] const SSDPDeviceMap &Map() const { return mMap; }
+    [[nodiscard]] const formats::SSDPDeviceMap &Map() const { return mMap; }
 
     [[nodiscard]] iterator begin() { return mMap.begin(); }
     [[nodiscard]] iterator end() { return mMap.end(); }
@@ -113,7 +113,7 @@ public:
     [[nodiscard]] UsnIndex::Slot *Find(std::string_view usn) { return mIndex.Find(usn); }
 
 private:
-    SSDPDeviceMap mMap;
+    formats::SSDPDeviceMap mMap;
     UsnIndex mIndex;
 };
 
@@ -123,13 +123,13 @@ inline constexpr std::uint8_t kConfirmed = 1; // see UnconfirmedNodes
 inline constexpr std::uint8_t kEscaped = 2;   // the browse document needs escapes for it
 } // namespace record_flag
 
-// UnconfirmedNodes lists the entries that a description has made and that no
-// announcement has confirmed, oldest first. When the registry is full, they give
-// way to newcomers: forged descriptions cannot lock real devices out.
+// UnconfirmedNodes lists the entries that a description created and that no
+// announcement has confirmed, oldest first. When the registry is full, new devices
+// replace them: forged descriptions cannot keep real devices out.
 class UnconfirmedNodes
 {
 public:
-    using Node = SSDPDeviceMap::iterator;
+    using Node = formats::SSDPDeviceMap::iterator;
 
     [[nodiscard]] static bool IsConfirmed(const SSDPDeviceType &device)
     {

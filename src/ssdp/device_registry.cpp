@@ -213,7 +213,7 @@ DeviceRegistry::Iterator DeviceRegistry::EraseNode(Iterator node)
 }
 
 // Adds a trusted record: one that this device announces, or that a caller added. It
-// replaces any entry of the same USN, is confirmed, and never gives way to a newcomer.
+// replaces any entry of the same USN, is confirmed, and is never replaced by a new device.
 void DeviceRegistry::PutNode(SSDPDeviceType device)
 {
     const auto node = mNodeList.find(device.usn);
@@ -228,8 +228,8 @@ void DeviceRegistry::PutNode(SSDPDeviceType device)
 }
 
 // A forged description must neither take the place of a service that is not listed yet
-// (it would prevent that service's publication), nor make a confirmed entry give way.
-// So a description makes no new entry for a service of this device, and a confirmed
+// (it would prevent that service's publication), nor remove a confirmed entry. Therefore
+// a description creates no new entry for a service of this device, and a confirmed
 // entry stays confirmed.
 void DeviceRegistry::EnterDescription(SSDPDeviceType device)
 {
@@ -268,7 +268,7 @@ bool DeviceRegistry::IsOwnOrAnnounced(std::string_view usn) const
 }
 
 // Makes room for a description, which replaces the former record if there is one.
-// Unconfirmed entries give way, the oldest first: a real device confirms its entry with
+// Removes unconfirmed entries, the oldest first: a real device confirms its entry with
 // its next announcement, so only forged entries and very new ones are lost. Returns
 // false, and removes none, when all of them together would not be enough.
 bool DeviceRegistry::MakeRoom(const SSDPDeviceType *former, const SSDPDeviceType &device)
@@ -331,7 +331,7 @@ void DeviceRegistry::Leave(bool announce)
 }
 
 // Empties out first: there are never more than two copies of the list in memory.
-bool DeviceRegistry::TakeChange(SSDPDeviceMap &out)
+bool DeviceRegistry::TakeChange(formats::SSDPDeviceMap &out)
 {
     if (!mChanged) {
         return false;

@@ -51,7 +51,7 @@ public:
     // Handles an ssdp:byebye.
     void RemoveDevice(const formats::NTSHeader &header);
     // Handles a received description document: it replaces the entry of its USN, or
-    // makes a new one. No new entry is made for a service of this device, nor when the
+    // creates a new one. No new entry is created for a service of this device, or if the
     // registry is full of confirmed entries.
     void EnterDescription(SSDPDeviceType device);
 
@@ -64,20 +64,20 @@ public:
     void Leave(bool announce);
 
     // The services that this device announces: its own, and those it proxies.
-    [[nodiscard]] const SSDPDeviceMap &HostList() const { return mHostList; }
+    [[nodiscard]] const formats::SSDPDeviceMap &HostList() const { return mHostList; }
     // All known services, including announced ones.
-    [[nodiscard]] const SSDPDeviceMap &NodeList() const { return mNodeList.Map(); }
+    [[nodiscard]] const formats::SSDPDeviceMap &NodeList() const { return mNodeList.Map(); }
     // Whether a service is known.
     [[nodiscard]] bool Knows(std::string_view usn) const { return mNodeList.contains(usn); }
 
     // Whether NodeList has changed since the last TakeChange.
     [[nodiscard]] bool Changed() const { return mChanged; }
     // Replaces out by a copy of NodeList and clears the change flag. Returns false and
-    // leaves out alone when there was no change.
-    bool TakeChange(SSDPDeviceMap &out);
+    // leaves out unchanged if there was no change.
+    bool TakeChange(formats::SSDPDeviceMap &out);
 
 private:
-    using Iterator = SSDPDeviceMap::iterator;
+    using Iterator = formats::SSDPDeviceMap::iterator;
 
     // device_registry.cpp
     void UpdateNeverProxied(const formats::NTSHeader &header);
@@ -113,13 +113,13 @@ private:
     const OwnLink &mLink;
     Timing &mTiming;
     DocumentExchange &mDocuments;
-    SSDPDeviceMap mHostList;
+    formats::SSDPDeviceMap mHostList;
     IndexedDeviceMap mNodeList;
     UnconfirmedNodes mUnconfirmed; // of mNodeList
     std::size_t mKnownBytes = 0;   // of mNodeList, as the browse document writes it
     DescriptionRefresh mRefresh;
-    SSDPDeviceMap mPendingAdditions;
-    SSDPDeviceMap mPendingRemovals;
+    formats::SSDPDeviceMap mPendingAdditions;
+    formats::SSDPDeviceMap mPendingRemovals;
     bool mChanged = false;
     BoundReport mFullReport{"ProcessDescriptionResponse", "devices"};
 };

@@ -97,7 +97,7 @@ DocumentRequest DocumentExchange::ReadGETRequest(std::string_view request,
     return wanted;
 }
 
-// The budget was asked for an answer of usual size before the file was read. Now the
+// Before the file was read, the budget was checked for an answer of usual size. Now the
 // size is known, and the bytes are spent.
 void DocumentExchange::SendGETResponse(const DocumentRequest &request,
                                        const ServedDocument &document, std::uint32_t nowMs)
@@ -127,8 +127,8 @@ bool DocumentExchange::SendDue()
     return SendSome(mResponses) || SendSome(mRequests);
 }
 
-// When one datagram finds no room, the others of its urgency find none either: the room
-// depends on the buffer alone. They go back to the queue in their order.
+// If one datagram has no room in the send buffer, the others of its urgency have none
+// either. They go back to the queue in their order.
 bool DocumentExchange::SendSome(Outbox &outbox)
 {
     for (int left = kSentAtOnce; left > 0 && !outbox.due.empty(); --left) {

@@ -25,7 +25,7 @@ void EngineEnvironment::Multicast(std::string_view datagram)
 bool EngineEnvironment::SendTo(const sockaddr_in &peer, std::string_view datagram, Urgency urgency)
 {
     const int spared = urgency == Urgency::Answer ? kSparedByAnswers : kSparedByRequests;
-    return mSocket.WriteSparing(datagram.data(), datagram.size(), peer, spared) != kVEXNoRoom;
+    return mSocket.WriteSparing(datagram.data(), datagram.size(), peer, spared) != vexbase::kNoRoom;
 }
 
 std::uint32_t EngineEnvironment::Random()

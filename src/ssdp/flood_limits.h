@@ -10,9 +10,9 @@
 // thread-safe.
 namespace ssdp {
 
-// SendBudget limits how much others can make this host send: a burst of bytes, which
-// refills at a rate a second. The caller reads the clock; a time nowMs is of a
-// millisecond clock that may wrap.
+// SendBudget limits the bytes that others can make this host send: at most a burst of
+// bytes, which is refilled at a number of bytes a second. The caller reads the clock; a
+// time nowMs is of a millisecond clock that may wrap.
 class SendBudget
 {
 public:
@@ -33,11 +33,10 @@ public:
         }
     }
 
-    // Whether so many bytes are left.
+    // Whether this number of bytes is left.
     [[nodiscard]] bool Has(std::size_t bytes) const { return bytes * kParts <= mLeft; }
 
-    // Spends so many bytes if they are left. Otherwise returns false and spends
-    // nothing.
+    // Spends the bytes if they are left. Otherwise returns false and spends nothing.
     [[nodiscard]] bool Spend(std::size_t bytes)
     {
         if (!Has(bytes)) {
@@ -48,8 +47,8 @@ public:
     }
 
 private:
-    // The budget counts thousandths of a byte: bytes a second are as many
-    // thousandths a millisecond, and nothing is rounded away.
+    // The budget counts thousandths of a byte: N bytes a second are N thousandths a
+    // millisecond, without rounding.
     static constexpr std::uint64_t kParts = 1000;
 
     const std::uint64_t mBurst; // in parts, as mLeft
@@ -58,9 +57,9 @@ private:
     std::uint32_t mLastMs = 0;
 };
 
-// BoundReport writes one line when a container is full, and the next one only after
-// the container was mostly empty. Neither a flood that goes on fills a log, nor one
-// that frees a place and takes it again.
+// BoundReport writes one line when a container is full, and the next one only after the
+// container was mostly empty. Therefore a long flood does not fill a log, even if places
+// become free and are taken again.
 class BoundReport
 {
 public:

@@ -34,19 +34,19 @@ public:
     [[nodiscard]] bool IsOwnAddress(const in_addr &address) const;
 
     // Whether a peer can have the address. Multicast, broadcast (of a subnet, too),
-    // loopback, 0.0.0.0/8 and 240.0.0.0/4 are no peer's.
+    // loopback, 0.0.0.0/8 and 240.0.0.0/4 are not allowed.
     [[nodiscard]] bool CanBePeer(const in_addr &address) const;
 
     // Refills the budget. nowMs is of a millisecond clock that may wrap.
     void RefillBudget(std::uint32_t nowMs) { mOffLink.Refill(nowMs); }
-    // Whether so many bytes may be sent to the address: always on the link, off the
-    // link while the budget lasts.
+    // Whether this number of bytes may be sent to the address: always on the link, off
+    // the link while the budget lasts.
     [[nodiscard]] bool CanSpendFor(const in_addr &address, std::size_t bytes) const;
-    // The same, and takes the bytes off the budget.
+    // The same, and subtracts the bytes from the budget.
     [[nodiscard]] bool SpendFor(const in_addr &address, std::size_t bytes);
 
     // The address that counts for fairness between senders: its own for a sender on the
-    // link. All others count as one (0.0.0.0), since anybody can forge any number of them.
+    // link. All others count as one (0.0.0.0), since an attacker can forge many of them.
     [[nodiscard]] in_addr_t HolderOf(const in_addr &sender) const
     {
         return IsOnLink(sender) ? sender.s_addr : 0;

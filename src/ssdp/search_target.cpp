@@ -19,7 +19,7 @@ std::string_view WithoutVersion(std::string_view target)
 
 } // namespace
 
-std::vector<const SSDPDeviceType *> MatchSearchTarget(const SSDPDeviceMap &services,
+std::vector<const SSDPDeviceType *> MatchSearchTarget(const formats::SSDPDeviceMap &services,
                                                       std::string_view target)
 {
     const bool all = target == "ssdp:all";

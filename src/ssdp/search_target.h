@@ -15,7 +15,7 @@ namespace ssdp {
 //  - any other: the services of exactly this notification type. A version of one
 //    digit (":1") at the target's end is cut off first. This is deliberately narrow:
 //    services are stored without a version.
-[[nodiscard]] std::vector<const SSDPDeviceType *> MatchSearchTarget(const SSDPDeviceMap &services,
-                                                                    std::string_view target);
+[[nodiscard]] std::vector<const SSDPDeviceType *>
+MatchSearchTarget(const formats::SSDPDeviceMap &services, std::string_view target);
 
 } // namespace ssdp

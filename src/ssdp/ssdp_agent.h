@@ -73,10 +73,10 @@ public:
                        std::uint16_t instance);
     void RemoveService(const std::string &prefix) { mRegistry.RemoveServicesWithPrefix(prefix); }
 
-    [[nodiscard]] const SSDPDeviceMap &HostList() const { return mRegistry.HostList(); }
-    [[nodiscard]] const SSDPDeviceMap &NodeList() const { return mRegistry.NodeList(); }
+    [[nodiscard]] const formats::SSDPDeviceMap &HostList() const { return mRegistry.HostList(); }
+    [[nodiscard]] const formats::SSDPDeviceMap &NodeList() const { return mRegistry.NodeList(); }
     [[nodiscard]] bool Changed() const { return mRegistry.Changed(); }
-    bool TakeChange(SSDPDeviceMap &out) { return mRegistry.TakeChange(out); }
+    bool TakeChange(formats::SSDPDeviceMap &out) { return mRegistry.TakeChange(out); }
 
 private:
     void HandleNotify(formats::SSDPHeaders &headers, const sockaddr_in &sender);

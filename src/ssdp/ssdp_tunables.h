@@ -38,7 +38,7 @@ constexpr std::uint16_t kProxyRepeats = 3;
 // An entry lives for two periods: its device may miss one announcement.
 constexpr std::uint32_t kPeriodsToLive = 2;
 // A device that announces itself while it is proxied must do so again within half of
-// a period: its first announcement alone does not show that it will go on.
+// a period: its first announcement alone does not show that it will continue.
 constexpr std::uint32_t kHandBackShare = 2;
 
 // A peer whose description is older is asked for it again: a new name is then known even
@@ -48,20 +48,20 @@ constexpr std::uint32_t kDescriptionMaxAgeSeconds = 15 * 60;
 constexpr std::uint32_t kRefreshPauseMs = 4000;
 
 // How long Close waits for a thread. Closing the socket wakes the thread, so only a
-// thread that the system holds up takes so long.
+// thread that is blocked in a system call takes that long.
 constexpr unsigned int kStopTimeoutMs = 4250;
 // Joining the group fails until the address is assigned to the interface.
 constexpr int kMembershipTries = 5;
 constexpr unsigned int kMembershipPauseMs = 500;
 
-// Room for a burst of 2000 datagrams of full size while the thread is held up. The
+// Room for a burst of 2000 datagrams of full size while the thread is blocked. The
 // kernel counts 2304 bytes for each. Without privileges, the system's limit
 // (net.core.rmem_max) may grant less.
 constexpr int kReceiveBufferBytes = 2000 * 2304;
 
 // How much of the send buffer, in percent, requests and answers leave free for more
 // urgent datagrams. A datagram to an unused address waits in the buffer for seconds,
-// until ARP gives up. Without this share, anybody could block the announcements.
+// until ARP gives up. Without this share, an attacker could block the announcements.
 constexpr int kSparedByRequests = 50;
 constexpr int kSparedByAnswers = 25;
 // How many delayed datagrams are sent before other threads may take the lock.
@@ -82,11 +82,11 @@ constexpr std::size_t kMaxDelayedRequests = 4096;
 constexpr std::size_t kMaxDelayedResponses = 1024;
 constexpr std::size_t kBytesOfPlace = formats::kReceiveSize + 100;
 // Below a quarter of its places, a queue counts as mostly empty after it was full. Not
-// below half: a flood that goes on leaves about half of the places in use after each
+// below half: a lasting flood leaves about half of the places in use after each
 // tick.
 constexpr std::size_t kMostlyEmptyQueueShare = 4;
 
-// How much anybody can make the engine send: a burst, and a rate a second. The
+// How much others can make the engine send: a burst, and a rate a second. The
 // sender's address can be forged, and then the answers go to a victim. On this
 // device's own link there is no limit: there, the sender could flood the victim
 // itself. Other networks ask rarely (a person with a tool) and get little.

@@ -48,8 +48,8 @@ VEX_SSDP::VEX_SSDP()
 VEX_SSDP::~VEX_SSDP()
 {
     Close();
-    static_cast<void>(mThread.Stop(kVEXInfinite));
-    static_cast<void>(mDiagnosticThread.Stop(kVEXInfinite));
+    static_cast<void>(mThread.Stop(vexbase::kInfinite));
+    static_cast<void>(mDiagnosticThread.Stop(vexbase::kInfinite));
 }
 
 unsigned int VEX_SSDP::Open(const std::map<std::string, std::string> &interfaces)
@@ -70,7 +70,7 @@ unsigned int VEX_SSDP::Open(const std::map<std::string, std::string> &interfaces
     if (InterfaceCount() == 0) {
         return 0;
     }
-    if (mThread.Start() != kVEXSuccess) {
+    if (mThread.Start() != vexbase::kSuccess) {
         CloseLocked(Goodbye::Say);
         return 0;
     }
@@ -82,7 +82,7 @@ unsigned int VEX_SSDP::Open(const std::map<std::string, std::string> &interfaces
 // joined: announcements and unicast datagrams work without the membership.
 void VEX_SSDP::OpenSocket(const std::string &address, const std::string &interfaceName)
 {
-    if (mSocket.Open("", formats::kPort, VEXUDPSocket::Port::Shared) != kVEXSuccess) {
+    if (mSocket.Open("", formats::kPort, VEXUDPSocket::Port::Shared) != vexbase::kSuccess) {
         return;
     }
     mSocket.SetReceiveBuffer(ssdp::kReceiveBufferBytes);
@@ -93,9 +93,9 @@ void VEX_SSDP::OpenSocket(const std::string &address, const std::string &interfa
     mAgent->AddInterface(address, interfaceName, netmask);
 }
 
-// Multicast leaves by this interface, whatever the routes say. The interface is chosen by
-// index: by address, sending fails after the address has changed, and the goodbyes
-// that this change causes would be lost.
+// Sends multicast by this interface, independent of the routing table. Chooses it by index:
+// if it were chosen by address, sending would fail after the address has changed, and the
+// goodbyes that this change causes would be lost.
 void VEX_SSDP::ChooseInterface(const std::string &interfaceName)
 {
     ip_mreqn request{};
@@ -111,21 +111,21 @@ void VEX_SSDP::JoinGroup(const std::string &address)
     inet_pton(AF_INET, formats::kMulticastAddress, &request.imr_multiaddr);
     inet_pton(AF_INET, address.c_str(), &request.imr_interface);
     for (int tries = 0; tries < ssdp::kMembershipTries; ++tries) {
-        if (mSocket.SetSocketOption(IP_ADD_MEMBERSHIP, request) == kVEXSuccess) {
+        if (mSocket.SetSocketOption(IP_ADD_MEMBERSHIP, request) == vexbase::kSuccess) {
             return;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(ssdp::kMembershipPauseMs));
     }
 }
 
-// If the diagnostic channel runs already, its socket refuses to open: then a second Open
+// If the diagnostic channel runs already, its socket cannot be opened again: a second Open
 // starts nothing and prints nothing.
 void VEX_SSDP::StartDiagnostics()
 {
-    if (mDiagnosticSocket.Open("", formats::kDiagnosticPort) != kVEXSuccess) {
+    if (mDiagnosticSocket.Open("", formats::kDiagnosticPort) != vexbase::kSuccess) {
         return;
     }
-    if (mDiagnosticThread.Start() != kVEXSuccess) {
+    if (mDiagnosticThread.Start() != vexbase::kSuccess) {
         mDiagnosticSocket.Close();
         WriteFault({"Open", ": The diagnostic thread failed to start"});
         return;
@@ -165,12 +165,12 @@ unsigned int VEX_SSDP::InterfaceCount()
 // The time-out may run out just before the signal. Then this call takes the change
 // although it saw no signal, and the next call finds a signal without a change: that
 // call reports a time-out.
-int VEX_SSDP::WaitForChange(unsigned int timeoutMs, SSDPDeviceMap &out)
+int VEX_SSDP::WaitForChange(unsigned int timeoutMs, formats::SSDPDeviceMap &out)
 {
     static_cast<void>(mChangeEvent.WaitForSignal(timeoutMs));
     mChangeEvent.Clear();
     const EngineLock lock(*this);
-    return mAgent->TakeChange(out) ? kVEXSuccess : kVEXTimedOut;
+    return mAgent->TakeChange(out) ? vexbase::kSuccess : vexbase::kTimedOut;
 }
 
 void VEX_SSDP::SetPath(const std::string &path)

@@ -35,7 +35,7 @@ class TickClock;
 //
 // Failures in this folder: an operation that can fail says so by its result (false, an
 // empty optional, 0 or a status of vexbase/vex_status.h). Nothing throws, except when
-// memory ends. A fault that somebody can mend is reported once, where it is found, as
+// memory ends. A fault that the user can repair is reported once, where it is found, as
 // one line for standard error: the core calls SSDPEnvironment::ReportFault, and the
 // shell writes the line after it has released the lock. Datagrams may be lost without
 // a line, as on any network.
@@ -70,9 +70,10 @@ public:
     [[nodiscard]] bool IsOpen() const { return mSocket.IsOpen(); }
 
     // Waits at most timeoutMs milliseconds for a change of the known services. Returns
-    // 0 and replaces out by a copy of them, or returns -3 and leaves out alone. Each
+    // 0 and replaces out by a copy of them, or returns -3 and leaves out unchanged. Each
     // change is returned once. Only one thread may wait.
-    [[nodiscard]] int WaitForChange(unsigned int timeoutMs, SSDPDeviceMap &out) VEX_EXCLUDES(mLock);
+    [[nodiscard]] int WaitForChange(unsigned int timeoutMs, formats::SSDPDeviceMap &out)
+        VEX_EXCLUDES(mLock);
 
     // Sets the directory of description documents, without a slash at its end. It must
     // be in the web root, from which documents are served.

@@ -122,7 +122,7 @@ void VEX_SSDP::SSDPDiagnosticThread()
 }
 
 // A datagram from the diagnostic port of another device is a reply. It gets no answer:
-// otherwise two devices would answer each other for ever. The budget is checked before
+// otherwise two devices would answer each other endlessly. The budget is checked before
 // the listing is composed, which costs time under the lock.
 void VEX_SSDP::AnswerDiagnostics()
 {

@@ -63,7 +63,8 @@ void WebRootFiles::ReturnFileNumber(std::string_view descriptionFileName)
 bool WebRootFiles::Write(const std::string &path, std::string_view document)
 {
     VEXFileIO file;
-    if (file.Open(path, VEXFileIO::kWrite | VEXFileIO::kTruncate, kRegularFile) != kVEXSuccess) {
+    if (file.Open(path, VEXFileIO::kWrite | VEXFileIO::kTruncate, kRegularFile) !=
+        vexbase::kSuccess) {
         return false;
     }
     static_cast<void>(file.Write(document.data(), static_cast<std::uint32_t>(document.size())));
@@ -74,7 +75,7 @@ std::optional<ServedDocument> WebRootFiles::Read(std::string_view name)
 {
     VEXFileIO file;
     if (file.Open(vexbase::Concat({formats::kWebRoot, name}), VEXFileIO::kRead, kRegularFile) !=
-        kVEXSuccess) {
+        vexbase::kSuccess) {
         return std::nullopt;
     }
     const std::uint64_t size = file.SizeBySeeking();

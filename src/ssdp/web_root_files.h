@@ -11,7 +11,7 @@
 namespace ssdp {
 
 // DescriptionFileNumbers assigns the numbers in the names of description files: no
-// two documents of this process share a file. Any thread.
+// two documents of this process share a file. Thread-safe.
 class DescriptionFileNumbers
 {
 public:
@@ -29,8 +29,8 @@ private:
 };
 
 // WebRootFiles keeps description documents as files in the web server's tree. A
-// symbolic link in place of a file is refused: other users may put links there. Any
-// thread.
+// symbolic link in place of a file is refused: other users may put links there.
+// Thread-safe.
 class WebRootFiles final : public DescriptionFiles
 {
 public:

@@ -1,6 +1,6 @@
-// Part of beacond and of the test programs in the coverage build alone: stands in for
-// _exit (ld's --wrap), by which a daemon that is held up and children of the tests
-// end, and writes the counters first.
+// Part of beacond and of the test programs, only in the coverage build. Replaces _exit
+// (ld's --wrap), by which a blocked daemon and children of the tests end: writes the
+// coverage counters first.
 
 extern "C" {
 void __gcov_dump();

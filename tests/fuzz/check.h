@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-// What every fuzz target uses: a check that ends the program, whatever the build
-// type, and the input as a text.
+// Helpers of all fuzz targets: a check that ends the program in every build type, and the
+// input as a text.
 
 #define FUZZ_CHECK(condition)                                                                      \
     do {                                                                                           \
@@ -23,7 +23,7 @@ inline std::string_view Text(const std::uint8_t *data, std::size_t size)
     return {reinterpret_cast<const char *>(data), size};
 }
 
-// Whether a view lies within a text; an empty one may lie anywhere.
+// Whether a view is a part of a text; an empty view may be anywhere.
 inline bool IsWithin(std::string_view view, std::string_view text)
 {
     return view.empty() ||
@@ -36,8 +36,7 @@ inline bool IsPlain(char c)
            c == '.';
 }
 
-// The plain letters, digits, blanks and dots of a text: what no format marks
-// its parts with.
+// The ASCII letters, digits, spaces and dots of a text: no format uses them as separators.
 inline std::string Plain(std::string_view text)
 {
     std::string plain;
@@ -49,8 +48,7 @@ inline std::string Plain(std::string_view text)
     return plain;
 }
 
-// Keeps what the code under test writes to the standard streams off the
-// terminal.
+// Discards the output of the code under test on the standard streams.
 struct Silence
 {
     Silence() { static_cast<void>(std::freopen("/dev/null", "w", stdout)); }

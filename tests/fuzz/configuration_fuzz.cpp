@@ -1,4 +1,4 @@
-// Configuration values: any text gives values or none.
+// Configuration values: every text is read, with or without a result, and without a crash.
 
 #include "check.h"
 #include "wsconfig/oai_models.h"

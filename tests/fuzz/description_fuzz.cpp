@@ -1,5 +1,5 @@
-// Description documents: the browse list of any response that is read is JSON with the
-// same texts; a document that is written is read back.
+// Description documents: the browse list of every accepted response is JSON with the same
+// texts; a composed document is read with the same values.
 
 #include "check.h"
 #include "formats/browse_document.h"
@@ -24,14 +24,14 @@ void CheckBrowseList(const SSDPDeviceType &device)
     FUZZ_CHECK(entry.value(QLatin1String("port")).toInt() == 80);
 }
 
-// Whether an element's name stands in no text before the element: there it would
-// shadow the element.
+// Whether the first occurrence of an element's name is the element. An occurrence in an
+// earlier text would hide the element.
 bool IsReadable(const std::string &document, const std::string &name)
 {
     return document.find(name) == document.find("<" + name + ">") + 1;
 }
 
-// A document made of the input's plain parts is read back whole.
+// A document composed from plain parts of the input is read with the same values.
 void CheckRoundTrip(std::string_view input)
 {
     SSDPDeviceType service;

@@ -1,5 +1,5 @@
-// The configuration service's event stream: the same bytes give the same events
-// however they are cut, and nothing grows beyond its bound.
+// The configuration service's event stream: the same bytes give the same events in pieces
+// of any size, and nothing grows beyond its bound.
 
 #include "check.h"
 #include "wsconfig/event_stream_reader.h"

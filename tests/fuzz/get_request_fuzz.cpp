@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     FUZZ_CHECK(IsWithin(url, input) && url.find("\r\n") == std::string_view::npos);
     std::string address;
     if (formats::AddressOfLocation(input, address)) {
-        // What is asked for is found again by who is asked.
+        // The request contains the LOCATION without changes.
         const std::string composed = formats::ComposeGETRequest(input, address);
         FUZZ_CHECK(composed.find(input) == 4);
     }

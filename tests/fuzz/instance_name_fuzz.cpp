@@ -1,5 +1,5 @@
-// DNS-SD instance names: whatever a host is called, the name has letters, digits
-// and hyphens and begins with a letter.
+// DNS-SD instance names: for every host name, the instance name consists of letters, digits
+// and hyphens, and begins with a letter.
 
 #include "check.h"
 #include "mdns/dns_sd.h"

@@ -1,5 +1,5 @@
-// Diagnostic commands and listings: a cut listing is a whole beginning of the uncut one,
-// and every entry is read as if it were alone, whatever bytes the texts hold.
+// Diagnostic commands and listings: a cut listing consists of the first whole entries of the
+// complete one, and texts of any bytes do not affect the reading of other entries.
 //
 // Input: texts that end with 0x1E, four for each device. The bytes 0x01 to 0x04 stand for the
 // labels of the format, so that the fuzzer finds them. After a leading '*' the devices are
@@ -29,12 +29,12 @@ std::string TakeText(std::string_view &input)
         const auto label = static_cast<std::size_t>(static_cast<unsigned char>(c)) - 1;
         text += label < std::size(kLabels) ? kLabels[label] : std::string_view(&c, 1);
     }
-    return text.substr(0, formats::kReceiveSize); // of a description's one datagram
+    return text.substr(0, formats::kReceiveSize); // the most that a description can contain
 }
 
-SSDPDeviceMap ReadDevices(std::string_view input)
+formats::SSDPDeviceMap ReadDevices(std::string_view input)
 {
-    SSDPDeviceMap devices;
+    formats::SSDPDeviceMap devices;
     while (!input.empty()) {
         SSDPDeviceType device;
         device.productName = TakeText(input);
@@ -46,10 +46,10 @@ SSDPDeviceMap ReadDevices(std::string_view input)
     return devices;
 }
 
-// The devices again and again under other USNs, more than a listing can hold.
-SSDPDeviceMap Multiplied(const SSDPDeviceMap &devices)
+// Copies of the devices with other USNs, more than a listing can hold.
+formats::SSDPDeviceMap Multiplied(const formats::SSDPDeviceMap &devices)
 {
-    SSDPDeviceMap many;
+    formats::SSDPDeviceMap many;
     std::size_t size = 0;
     while (!devices.empty() && size <= formats::kMaxDatagram) {
         for (const auto &[usn, device] : devices) {
@@ -68,7 +68,7 @@ bool HasLineFeed(const std::string &text)
     return text.find('\n') != std::string::npos;
 }
 
-std::string Assembled(const SSDPDeviceMap &devices, std::size_t limit)
+std::string Assembled(const formats::SSDPDeviceMap &devices, std::size_t limit)
 {
     std::string listing = "NodeList";
     formats::AssembleList(devices, listing, limit);
@@ -98,8 +98,8 @@ std::vector<Texts> ReadAlone(const SSDPDeviceType &device)
     return TextsOf(listing->services);
 }
 
-// Checks what beaconctl reads of a listing that the daemon made of the devices.
-void CheckReading(const std::string &reply, const SSDPDeviceMap &devices)
+// Checks that beaconctl reads the devices from the daemon's listing.
+void CheckReading(const std::string &reply, const formats::SSDPDeviceMap &devices)
 {
     const auto listing = ReadListing(reply, "NodeList");
     FUZZ_CHECK(listing.has_value());
@@ -120,7 +120,7 @@ void CheckReading(const std::string &reply, const SSDPDeviceMap &devices)
     FUZZ_CHECK(size == reply.size() && TextsOf(listing->services) == expected);
 }
 
-void CheckCommand(std::string_view command, const SSDPDeviceMap &devices)
+void CheckCommand(std::string_view command, const formats::SSDPDeviceMap &devices)
 {
     std::string reply;
     if (formats::AnswerCommand(command, {}, devices, reply)) {
@@ -140,7 +140,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string_view input = Text(data, size);
     static_cast<void>(ReadListing(input, "NodeList"));
     const bool many = input.substr(0, 1) == "*";
-    SSDPDeviceMap devices = ReadDevices(input.substr(many ? 1 : 0));
+    formats::SSDPDeviceMap devices = ReadDevices(input.substr(many ? 1 : 0));
     if (many) {
         devices = Multiplied(devices);
     }

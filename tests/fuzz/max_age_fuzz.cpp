@@ -1,4 +1,4 @@
-// max-age texts, held against the standard library's readers.
+// max-age texts: the results are those of the standard library's functions.
 
 #include "check.h"
 #include "formats/ssdp_headers.h"
@@ -28,7 +28,7 @@ void CheckDecimal(const std::string &text)
     ssdp::Timing timing(environment);
     std::istringstream stream(text);
     long long value = 0;
-    stream >> value; // a number too large reads as the largest
+    stream >> value; // the largest number if it is too large
     const bool usable = value >= formats::kLeastMaxAge;
     std::string rewritten = text;
     const std::uint32_t milliseconds = timing.GetMaximumAge(rewritten);

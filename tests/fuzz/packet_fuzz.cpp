@@ -1,15 +1,14 @@
-// The SSDP port: the protocol core in virtual time, against a network that sends
-// anything. Whatever it is, the device's own announcements stay as they were, answers
-// stay within their budget and are not answered, and what is held stays within its
-// bounds.
+// The SSDP port: the protocol core in virtual time receives any datagrams. For all of them,
+// the device's own announcements do not change, answers stay within their budget and cause no
+// further answers, and the containers stay within their bounds.
 //
-// An input is datagrams, set apart by NULs. Control bytes before a datagram are
-// commands to the network:
-//   1 to 4  the datagrams from here on come from this one of kSenders
+// An input consists of datagrams, separated by NULs. Control bytes before a datagram are
+// commands:
+//   1 to 4  the sender of the following datagrams: this element of kSenders
 //   5       a tick passes
 //   6       a tick of two minutes passes
-//   7       the send buffer is full from here on, or has room again
-//   14      the datagram comes kFlood times, with its number for each '#' in it
+//   7       the send buffer becomes full, or has room again
+//   14      the datagram arrives kFlood times, each time with its number instead of '#'
 
 #include "check.h"
 #include "formats/browse_document.h"
@@ -33,17 +32,18 @@ using Sent = test::FakeEnvironment::Sent;
 constexpr const char *kOwnAddress = "192.0.2.10";
 constexpr const char *kNetmask = "255.255.255.128";
 const std::string kOwnUsn = formats::MakeUSN("Corvia 12", kOwnAddress, "0");
-// Of a product that others may announce.
+// A product that others may announce.
 const std::string kProxiedUsn = formats::MakeUSN("ZR1", kOwnAddress, "0");
 const std::array<sockaddr_in, 4> kSenders{
     test::SocketAddressOf("192.0.2.11", formats::kPort),
     test::SocketAddressOf(kOwnAddress, formats::kPort),
-    test::SocketAddressOf("192.0.2.200", formats::kPort), // off the link
-    test::SocketAddressOf("192.0.2.201", 49821),          // off the link
+    test::SocketAddressOf("192.0.2.200", formats::kPort), // in another subnet
+    test::SocketAddressOf("192.0.2.201", 49821),          // in another subnet
 };
 constexpr std::uint32_t kLongTickMs = 120000;
 constexpr int kFlood = 96;
-// A request repeats the LOCATION of what caused it, and its address.
+// A request contains the LOCATION and the address of the datagram that caused it. It may be
+// longer than this datagram by this number of bytes.
 constexpr std::size_t kMoreThanCause = 32;
 
 std::string TextOf(const sockaddr_in &address)
@@ -58,8 +58,8 @@ bool IsOwn(const sockaddr_in &sender)
     return sender.sin_addr.s_addr == kSenders[1].sin_addr.s_addr;
 }
 
-// Whether a text is a single host's address with the SSDP port: no group, loopback,
-// nor the broadcast address of the subnet.
+// Whether a text is the address of a single host with the SSDP port: not a multicast,
+// loopback or broadcast address.
 bool IsPeerOnPort1900(const std::string &text)
 {
     const int block = std::stoi(text);
@@ -67,8 +67,8 @@ bool IsPeerOnPort1900(const std::string &text)
            text.substr(text.find(':')) == ":1900";
 }
 
-// The one datagram that ends an announcement of ours: the alive of a product that others
-// may announce, from elsewhere.
+// Whether the datagram ends our announcement of a service: only an ssdp:alive of the proxied
+// product from another sender does.
 bool HandsBack(std::string_view datagram, const sockaddr_in &sender)
 {
     const formats::SSDPHeaders headers = formats::ScanHeaders(datagram);
@@ -77,7 +77,7 @@ bool HandsBack(std::string_view datagram, const sockaddr_in &sender)
            !headers.notify.nt.empty() && !headers.notify.location.empty();
 }
 
-// What is read of a datagram lies within it, and numbers within their bounds.
+// Texts that are read from a datagram are parts of it, and numbers stay within their bounds.
 void CheckReading(std::string_view datagram)
 {
     const formats::SSDPHeaders headers = formats::ScanHeaders(datagram);
@@ -92,7 +92,7 @@ void CheckReading(std::string_view datagram)
     FUZZ_CHECK(IsWithin(usn, datagram));
 }
 
-// A device that announces two services of its own.
+// A device that announces two services.
 struct Device
 {
     explicit Device(std::uint32_t random)
@@ -129,8 +129,8 @@ struct Device
     ssdp::SSDPAgent agent{environment};
 };
 
-// One device plays an input. Its twin hears nothing of it but what may change the
-// announcements, and so says what the device has to announce.
+// The device receives all datagrams of the input. Its twin receives only those that may change
+// the announcements: the announcements of both must be equal.
 class Play
 {
 public:
@@ -141,7 +141,7 @@ public:
 
 private:
     void Deliver(std::string_view datagram, bool flood);
-    void Hear(std::string_view datagram, const sockaddr_in &sender);
+    void Receive(std::string_view datagram, const sockaddr_in &sender);
     void Pass(std::uint32_t elapsedMs);
     void Account(const Sent &sent);
     void CheckAnnouncements();
@@ -196,12 +196,12 @@ void Play::Deliver(std::string_view datagram, bool flood)
         for (std::size_t at = 0; flood && (at = numbered.find('#')) != std::string::npos;) {
             numbered.replace(at, 1, std::to_string(number));
         }
-        Hear(numbered.substr(0, formats::kReceiveSize), mSender);
+        Receive(numbered.substr(0, formats::kReceiveSize), mSender);
     }
 }
 
 // Only a search is answered at once, and only to its sender.
-void Play::Hear(std::string_view datagram, const sockaddr_in &sender)
+void Play::Receive(std::string_view datagram, const sockaddr_in &sender)
 {
     CheckReading(datagram);
     ++mDatagrams;
@@ -237,8 +237,8 @@ void Play::Pass(std::uint32_t elapsedMs)
     CheckAnnouncements();
 }
 
-// What is multicast is what the twin multicasts. An announcement puts the service's entry
-// right, if it is in the list.
+// The device and its twin send the same multicast. An announcement also corrects the entry of
+// the service in NodeList, if there is one.
 void Play::CheckAnnouncements()
 {
     std::vector<Sent> announced;
@@ -259,7 +259,8 @@ void Play::CheckAnnouncements()
     }
 }
 
-// Counts a datagram that went to one peer. An answer comes back to us from there.
+// Counts a datagram to one peer. An answer is delivered to the device again, with this peer as
+// the sender, because it must not cause another answer.
 void Play::Account(const Sent &sent)
 {
     if (sent.text.compare(0, 4, "GET ") == 0) {
@@ -273,10 +274,10 @@ void Play::Account(const Sent &sent)
     FUZZ_CHECK(peer != kSenders.end() && sent.text.compare(0, 15, "HTTP/1.1 200 OK") == 0);
     ++mAnswers;
     mOffLinkBytes += peer - kSenders.begin() >= 2 ? sent.text.size() : 0;
-    Hear(std::string_view(sent.text).substr(0, formats::kReceiveSize), *peer);
+    Receive(std::string_view(sent.text).substr(0, formats::kReceiveSize), *peer);
 }
 
-// What is held is what descriptions and our own service make of it, within bounds.
+// The entries of the registry are consistent, and within the bounds.
 void Play::CheckRegistry() const
 {
     std::size_t written = 0;
@@ -301,8 +302,8 @@ void Play::CheckSent() const
     FUZZ_CHECK(mRequestBytes <= mReceivedBytes + kMoreThanCause * mDatagrams);
 }
 
-// Sends what waits, checks the sums, and takes leave: nothing is sent after that, though
-// a document was asked for before, and the device is opened again.
+// Sends the waiting datagrams, checks the sums, and leaves. Nothing may be sent after that,
+// even if a document was requested before and the device is opened again.
 void Play::End()
 {
     mDevice.environment.room = true;
@@ -310,7 +311,7 @@ void Play::End()
         Pass(mDevice.agent.PollIntervalMs());
     }
     CheckSent();
-    Hear("GET /large.xml", kSenders[0]);
+    Receive("GET /large.xml", kSenders[0]);
     mDevice.agent.Leave(true);
     mTwin.agent.Leave(true);
     CheckAnnouncements();
@@ -328,7 +329,7 @@ void Play::End()
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const std::string_view input = Text(data, size);
-    // Some draw of the random times for each input.
+    // A different sequence of random times for each length of the input.
     const auto random = static_cast<std::uint32_t>(size) * 7919U;
     Play play(random);
     for (std::size_t start = 0; start < input.size();) {

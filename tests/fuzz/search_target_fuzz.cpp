@@ -1,4 +1,4 @@
-// Search targets: who answers, and nobody else.
+// Search targets: exactly the matching services answer.
 
 #include "check.h"
 #include "ssdp/search_target.h"
@@ -18,8 +18,8 @@ bool IsTypeWithVersion(std::string_view target, std::string_view type)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    static const SSDPDeviceMap kServices = [] {
-        SSDPDeviceMap services;
+    static const formats::SSDPDeviceMap kServices = [] {
+        formats::SSDPDeviceMap services;
         for (const char *usn : {"uuid:65746500-Corvia 12-192.0.2.10-0", "uuid:1", "b"}) {
             services[usn].usn = usn;
             services[usn].notificationType = "upnp:rootdevice";

@@ -1,6 +1,6 @@
-// Requests to the configuration service: the same bytes give the same requests
-// however they are cut, nothing exceeds its bound, and every value that a body sets
-// is written as a text that gives the value again.
+// Requests to the configuration service: the same bytes give the same requests in pieces
+// of any size, nothing exceeds its bound, and every accepted value is written as a text
+// that is read as the same value.
 
 #include "check.h"
 #include "configd/http_message.h"
@@ -44,7 +44,8 @@ void CheckAlike(const Result &one, const Result &other)
         FUZZ_CHECK(a.body == b.body && a.isLocal == b.isLocal && a.keepAlive == b.keepAlive);
         FUZZ_CHECK(a.body.size() <= kLargestText);
     }
-    // In pieces, a fault in a header is found once the header is complete.
+    // One reader may stop at a fault in a header earlier than the other. If both have a
+    // fault, it is the same.
     FUZZ_CHECK(!one.fault || !other.fault || one.fault->body == other.fault->body);
 }
 

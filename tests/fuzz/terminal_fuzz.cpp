@@ -1,4 +1,4 @@
-// What beaconctl shows: no byte of the network acts on the terminal, JSON keeps the texts.
+// The output of beaconctl: no received byte acts on the terminal, and JSON keeps the texts.
 
 #include "beaconctl/output.h"
 #include "beaconctl/terminal_text.h"

@@ -1,4 +1,4 @@
-"""The configuration service and the port that systemd holds for it."""
+"""Socket activation of the configuration service."""
 
 import os
 import socket
@@ -37,15 +37,14 @@ def wait_for(machine, *wanted):
 
 
 def refuses(machine):
-    """Whether nobody listens on the port."""
+    """Whether the port refuses connections."""
     with machine.network(), socket.socket() as client:
         return client.connect_ex(("127.0.0.1", 8080)) != 0
 
 
 @contextmanager
 def clients_that_never_stop(machine):
-    """Connects again and again. Gives a list of two numbers: of connections, and of those
-    that were refused."""
+    """Connects repeatedly. Yields a list of two counts: attempts, and refused attempts."""
     counted = [0, 0]
     end = threading.Event()
 
@@ -67,14 +66,14 @@ def restarted(machine, old):
     return machine.property(SERVICE, "MainPID") not in ("0", old)
 
 
-def test_systemd_finds_no_fault_in_the_socket_and_has_it_enabled(booted):
+def test_the_socket_unit_is_valid_and_enabled(booted):
     result = booted.run("systemd-analyze", "--man=no", "verify", SOCKET)
     assert result.stdout + result.stderr == ""
     assert booted.property(SOCKET, "UnitFileState") == "enabled"
     assert states(booted) == ["active", "active"]
 
 
-def test_the_service_listens_on_the_socket_that_systemd_holds(booted):
+def test_the_service_listens_on_the_socket_of_systemd(booted):
     service = booted.wait_for_process("beacon-configd")
     held = {os.readlink(each) for each in Path(f"/proc/{booted.pid}/fd").iterdir()}
     assert os.readlink(f"/proc/{service}/fd/3") in held
@@ -92,7 +91,7 @@ def test_the_port_is_never_closed_between_two_starts(booted):
     assert states(booted) == ["active", "active"]
 
 
-def test_a_client_starts_the_service_that_was_stopped(booted):
+def test_a_client_starts_a_stopped_service(booted):
     booted.run("systemctl", "stop", "beacond.service", SERVICE)
     assert booted.request("GET", "/api/v1/system")[0] == 200
     assert states(booted) == ["active", "active"]
@@ -120,7 +119,7 @@ def use_it_rightly(machine):
 
 @pytest.mark.parametrize("spoil, mend, status", [(damage_the_file, mend_the_file, 3),
                                                  (use_it_wrongly, use_it_rightly, 2)])
-def test_what_needs_a_hand_is_not_tried_again(booted, spoil, mend, status):
+def test_permanent_faults_are_not_retried(booted, spoil, mend, status):
     spoil(booted)
     with clients_that_never_stop(booted) as counted:
         booted.run("systemctl", "kill", "--signal=KILL", SERVICE)
@@ -135,10 +134,10 @@ def test_what_needs_a_hand_is_not_tried_again(booted, spoil, mend, status):
     assert booted.request("GET", "/api/v1/system")[0] == 200
 
 
-def test_what_may_pass_is_tried_again_until_it_has_passed(booted):
+def test_temporary_faults_are_retried(booted):
     booted.run("sh", "-c", f"mv {STATE} {STATE}.away && mkdir {STATE}")
     booted.run("systemctl", "kill", "--signal=KILL", SERVICE)
-    # Five starts are what systemd allows within 10 s unless it is told otherwise.
+    # By default, systemd gives up after five starts within 10 s.
     wait_until(lambda: int(booted.property(SERVICE, "NRestarts")) > 6, LIMIT, "seven restarts",
                lambda: booted.property(SERVICE, "NRestarts"))
     assert booted.property(SERVICE, "ExecMainStatus") in ("0", "1")

@@ -58,5 +58,5 @@ def test_the_device_announces_itself_and_lists_itself(booted, wire):
     ("beacon-configd.service", 8081, "tcp", DENIED),
     ("beacon-configd.service", 8080, "udp", DENIED),
 ])
-def test_a_daemon_can_bind_its_own_ports_only(booted, unit, port, protocol, wanted):
+def test_a_daemon_can_bind_only_its_own_ports(booted, unit, port, protocol, wanted):
     assert booted.run("sh", "-ec", BIND, unit, str(port), protocol).stdout == wanted

@@ -33,11 +33,11 @@ def code(program):
     return shown("objdump", "--disassemble", "--no-show-raw-insn", program)
 
 
-def test_is_loaded_at_an_address_that_nobody_knows(program):
+def test_is_loaded_at_a_random_address(program):
     assert "DYN (Position-Independent Executable file)" in shown("readelf", "--file-header", program)
 
 
-def test_keeps_its_tables_of_functions_read_only(program):
+def test_has_read_only_function_tables(program):
     assert "GNU_RELRO" in shown("readelf", "--segments", "--wide", program)
     dynamic = shown("readelf", "--dynamic", "--wide", program)
     assert re.search(r"\(FLAGS\) +BIND_NOW\n", dynamic)
@@ -45,11 +45,11 @@ def test_keeps_its_tables_of_functions_read_only(program):
     assert not re.search(r"TEXTREL|RPATH|RUNPATH", dynamic)
 
 
-def test_runs_nothing_on_its_stack(program):
+def test_has_a_stack_that_is_not_executable(program):
     assert re.search(r"GNU_STACK .* RW  ", shown("readelf", "--segments", "--wide", program))
 
 
-def test_ends_when_a_check_of_the_libraries_fails(program):
+def test_ends_when_a_check_of_a_library_fails(program):
     needed = shown("nm", "--dynamic", "--undefined-only", program)
     assert "__stack_chk_fail@" in needed
     assert re.search(r" __\w+_chk@", needed)
@@ -62,7 +62,7 @@ def test_touches_each_page_of_a_large_frame(program):
 
 
 @only_on_amd64
-def test_marks_what_indirect_calls_may_reach(program):
+def test_marks_the_targets_of_indirect_calls(program):
     # Two of them belong to the C library.
     assert code(program).count("endbr64") > 100
 

@@ -90,11 +90,11 @@ def test_the_web_server_reads_what_the_daemon_writes(installed):
 
 
 @pytest.mark.parametrize("owner", ["root", "www-data"])
-def test_the_daemon_cannot_replace_what_others_put_into_its_folders(installed, owner):
+def test_the_daemon_cannot_replace_files_of_others_in_its_folders(installed, owner):
     web_folders.assert_the_daemon_cannot_replace(installed, owner)
 
 
-def test_every_file_of_the_page_lies_beside_the_list(installed):
+def test_the_folder_of_the_list_has_every_file_of_the_page(installed):
     files = installed.run("ls", "/usr/share/beacond-web").stdout.split()
     assert "index.html" in files
     for name in files:
@@ -102,7 +102,7 @@ def test_every_file_of_the_page_lies_beside_the_list(installed):
         assert link == f"/usr/share/beacond-web/{name}"
 
 
-def test_bash_loads_the_completion_when_it_is_asked_for(installed):
+def test_bash_loads_the_completion_on_demand(installed):
     script = ". /usr/share/bash-completion/bash_completion; _completion_loader beaconctl; " \
              "complete -p beaconctl"
     assert installed.run("bash", "-c", script).stdout == "complete -F _beaconctl beaconctl\n"
@@ -124,7 +124,7 @@ def test_the_init_script_stops_and_starts(installed, name):
     assert init(installed, name, "status").returncode == 0
 
 
-def test_stopping_leaves_no_browse_list_of_an_end_or_a_crash(installed):
+def test_stopping_and_crashing_leave_no_browse_list(installed):
     wait_for_list(installed)
     assert init(installed, "beacond", "stop").returncode == 0
     assert installed.read(BROWSE_LIST) is None
@@ -167,7 +167,7 @@ def test_an_upgrade_keeps_settings_and_state_and_restarts(installed, installing,
     web_folders.assert_the_web_server_reads(installed)
 
 
-def test_starting_makes_the_folders_that_are_missing(installed):
+def test_starting_creates_missing_folders(installed):
     assert init(installed, "beacond", "stop").returncode == 0
     installed.run("rm", "-r", "/var/www/html")
     installed.run("chmod", "755", "/var/www/discovery")

@@ -29,19 +29,19 @@ FILES = {
 DESCRIPTIONS = {
     "beacond": """\
 discovery daemon of a video device
- Announces the device on the local network by SSDP and DNS-SD, hears its
- neighbours, and lists them for the device's web interface.
+ Announces the device on the local network by SSDP and DNS-SD, receives its
+ neighbours' announcements, and lists them for the device's web interface.
 """,
     "beacon-configd": """\
 configuration service of a video device
- Keeps host name and SSDP switch, follows the network interface, and tells
- the discovery daemon of every change. For devices that have no configuration
- service of their own.
+ Stores host name and SSDP switch, follows the network interface, and reports
+ every change to the discovery daemon. For devices without another
+ configuration service.
 """,
     "beaconctl": """\
-shows what a discovery daemon sees
- Asks this or another device which neighbours it knows and what it announces,
- and searches the network by SSDP.
+queries discovery daemons
+ Shows which neighbours this or another device knows and which services it
+ announces, and searches the network by SSDP.
 """,
     "beacond-web": """\
 discovery page of a video device
@@ -77,13 +77,13 @@ def contents(path):
             yield name.removeprefix("."), mode, owner
 
 
-def test_lintian_finds_no_error_and_warns_of_nothing(packages):
+def test_lintian_reports_no_error_and_no_warning(packages):
     result = subprocess.run(["lintian", "--fail-on", "error,warning", *packages.glob("*.deb")],
                             stdout=subprocess.PIPE, text=True)
     assert (result.stdout, result.returncode) == ("", 0)
 
 
-def test_the_manual_pages_have_no_fault_of_any_level(unpacked):
+def test_the_manual_pages_have_no_faults(unpacked):
     # This includes that the referenced pages exist.
     manuals = unpacked / "usr/share/man"
     pages = sorted((TOP / "packaging/man").iterdir())
@@ -95,18 +95,18 @@ def test_the_manual_pages_have_no_fault_of_any_level(unpacked):
 
 
 @pytest.mark.parametrize("name", NAMES)
-def test_describes_itself(package, name):
+def test_has_this_description(package, name):
     assert field(package(name), "Description") == DESCRIPTIONS[name]
 
 
 @pytest.mark.parametrize("name", NAMES)
-def test_depends_on_what_it_needs(package, name):
+def test_has_these_dependencies(package, name):
     depends = re.sub(r" \([^)]*\)", "", field(package(name), "Depends").strip())
     assert set(depends.split(", ")) == DEPENDS[name]
 
 
 @pytest.mark.parametrize("name", NAMES)
-def test_installs_just_these_files(package, name):
+def test_installs_exactly_these_files(package, name):
     wanted = {*FILES[name].split(), f"/usr/share/doc/{name}/changelog.gz",
               f"/usr/share/doc/{name}/copyright"}
     if name == "beacond-web":
@@ -116,21 +116,21 @@ def test_installs_just_these_files(package, name):
 
 
 @pytest.mark.parametrize("name", NAMES)
-def test_files_are_roots_and_only_programs_executable(package, name):
+def test_files_belong_to_root_and_only_programs_are_executable(package, name):
     for file, mode, owner in contents(package(name)):
         program = file.startswith(("/usr/bin/", "/etc/init.d/"))
         assert (file, mode, owner) == (file, "-rwxr-xr-x" if program else "-rw-r--r--", "root/root")
 
 
 @pytest.mark.parametrize("name", NAMES)
-def test_all_of_etc_is_the_administrators(package, name, tmp_path):
+def test_all_files_in_etc_are_conffiles(package, name, tmp_path):
     output("dpkg-deb", "--control", package(name), tmp_path)
     listed = tmp_path / "conffiles"
     conffiles = set(listed.read_text().split()) if listed.exists() else set()
     assert conffiles == {file for file, _, _ in contents(package(name)) if file.startswith("/etc")}
 
 
-def test_made_twice_the_packages_are_the_same_bytes(packages, build, version):
+def test_two_builds_give_identical_packages(packages, build, version):
     again = make_packages(build, "again", version)
     files = sorted(packages.glob("*.deb"))
     assert [each.name for each in files] == sorted(each.name for each in again.glob("*.deb"))

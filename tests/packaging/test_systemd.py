@@ -55,7 +55,7 @@ def test_the_device_announces_itself_and_lists_itself_for_everybody(booted, wire
     assert booted.stat(BROWSE_LIST) == "644 beacond:beacond"
 
 
-def test_booting_makes_the_folders_and_links_the_page(booted):
+def test_booting_creates_the_folders_and_links_the_page(booted):
     web_folders.assert_as_the_packages_make_them(booted)
     for name in booted.run("ls", "/usr/share/beacond-web").stdout.split():
         link = booted.run("readlink", f"/var/www/discovery/{name}").stdout.strip()
@@ -67,7 +67,7 @@ def test_the_web_server_reads_what_the_daemon_writes(booted):
 
 
 @pytest.mark.parametrize("owner", ["root", "www-data"])
-def test_the_daemon_cannot_replace_what_others_put_into_its_folders(booted, owner):
+def test_the_daemon_cannot_replace_files_of_others_in_its_folders(booted, owner):
     web_folders.assert_the_daemon_cannot_replace(booted, owner)
 
 
@@ -79,13 +79,13 @@ def test_booting_with_the_folders_of_an_earlier_version_changes_their_owner_and_
 
 
 @pytest.mark.parametrize("unit", UNITS)
-def test_systemd_finds_no_fault_in_the_unit(booted, unit):
+def test_the_unit_is_valid(booted, unit):
     result = booted.run("systemd-analyze", "--man=no", "verify", unit)
     assert result.stdout + result.stderr == ""
 
 
 @pytest.mark.parametrize("unit", UNITS)
-def test_is_exposed_by_2_points_at_most(booted, unit):
+def test_has_an_exposure_of_at_most_2(booted, unit):
     booted.run("systemd-analyze", "security", "--offline=true", "--threshold=20",
                f"/lib/systemd/system/{unit}")
 
@@ -148,14 +148,14 @@ def bound_ports(machine, process):
 
 
 @pytest.mark.parametrize("unit", UNITS)
-def test_may_bind_the_ports_that_it_uses_and_no_others(booted, unit):
+def test_may_bind_only_the_ports_that_it_uses(booted, unit):
     # Debian 12's systemd reads the setting, but cannot enforce it.
     assert booted.property(unit, "SocketBindDeny") == "any"
     allowed = booted.property(unit, "SocketBindAllow").split()
     assert sorted(bound_ports(booted, unit.removesuffix(".service"))) == sorted(allowed)
 
 
-def test_comes_back_when_avahi_daemon_has_gone(booted, wire):
+def test_restarts_after_the_end_of_avahi_daemon(booted, wire):
     old = booted.property("beacond.service", "MainPID")
     mark = wire.mark()
     booted.run("systemctl", "kill", "--signal=KILL", "avahi-daemon.service")
@@ -169,7 +169,7 @@ def wait_for_list(booted):
     wait_until(lambda: booted.read(BROWSE_LIST) is not None, LIMIT, "the browse list")
 
 
-def test_neither_an_end_nor_a_crash_leaves_a_browse_list(booted):
+def test_stopping_and_crashing_leave_no_browse_list(booted):
     override = booted.path("/run/systemd/system/beacond.service.d/once.conf")
     override.parent.mkdir(parents=True)
     override.write_text("[Service]\nRestart=no\n")

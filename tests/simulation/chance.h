@@ -5,8 +5,8 @@
 namespace simulation {
 
 // Chance draws the random numbers of the simulated world (delays, losses, choices)
-// from one seed: SplitMix64. The standard library's distributions are not used: they
-// give other numbers with each library.
+// from one seed (SplitMix64). It does not use the standard library's distributions, which
+// give different numbers in different libraries.
 class Chance
 {
 public:
@@ -21,8 +21,8 @@ public:
         return value ^ (value >> 31U);
     }
 
-    // A number below the bound; 0 for the bound 0. The bias of the remainder is far
-    // below what a simulation shows.
+    // A number below the bound; 0 for the bound 0. The bias of the remainder is too small
+    // to affect a simulation.
     [[nodiscard]] std::int64_t Below(std::int64_t bound)
     {
         return bound <= 0 ? 0

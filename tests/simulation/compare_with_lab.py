@@ -30,7 +30,7 @@ TICK = 5.75
 PRODUCTS = ["corvia12", "corvia12plus", "lumen", "lumenplus", "talonmx", "talonvt", "zr2"]
 KINDS = {"alive": b"ssdp:alive", "search": b"M-SEARCH", "search answer": b"\r\nEXT:\r\n",
          "request": b"GET ", "document": b"CONTENT-LANGUAGE"}
-ETH_P_ALL = 3  # a bridge takes what comes in before sockets for IPv4 alone see it
+ETH_P_ALL = 3  # a socket for IPv4 only does not see the frames that a bridge forwards
 ETH_P_IP = 0x0800
 PACKET_OUTGOING = 4
 
@@ -82,8 +82,8 @@ class Counter:
 
 
 def play_reality(programs):
-    """For each device its start, and whether its publication came before the engine's
-    thread; the time of completeness; the counts."""
+    """For each device: its start, and whether it was published before the engine's thread
+    ran. Then the time until all lists were complete, and the counts."""
     with Lab(programs) as lab:
         devices = lab.add_devices([DeviceSpec(product=PRODUCTS[n % len(PRODUCTS)])
                                    for n in range(COUNT)])

@@ -22,7 +22,8 @@ constexpr std::size_t kDatagramKinds = 7;
 
 [[nodiscard]] DatagramKind KindOf(std::string_view text);
 [[nodiscard]] const char *NameOf(DatagramKind kind);
-// Eight bytes at a time; the same on machines of either byte order.
+// A hash of a text, calculated from eight bytes at a time. It does not depend on the byte
+// order of the processor.
 [[nodiscard]] std::uint64_t HashOf(std::string_view text);
 
 constexpr std::uint32_t kNoMachine = 0xFFFFFFFF;
@@ -46,8 +47,8 @@ using DatagramPointer = std::shared_ptr<const Datagram>;
 [[nodiscard]] sockaddr_in SocketAddress(in_addr_t address, std::uint16_t port);
 [[nodiscard]] std::string TextOf(in_addr_t address);
 
-// The link's addresses are those that RFC 2544 keeps for measurements: 198.18.0.0/15. The
-// first half is for devices, the second for those that get another address.
+// The link uses 198.18.0.0/15, which RFC 2544 reserves for benchmarks. Devices have addresses
+// of the first half, and after a change of address one of the second half.
 constexpr std::uint32_t kLinkNetwork = 0xC6120000;
 constexpr std::uint32_t kLinkMask = 0xFFFE0000;
 constexpr std::uint32_t kMovedHalf = 0x00010000;

@@ -6,8 +6,8 @@
 
 namespace simulation {
 
-// DeviceRandom is random() and srandom() of one simulated device: the C library's own
-// generator, with a state of its own for each device.
+// DeviceRandom is random() and srandom() of one simulated device: the generator of the C
+// library, with a separate state for each device.
 class DeviceRandom
 {
 public:
@@ -29,7 +29,7 @@ public:
     }
 
 private:
-    // 128 bytes select the polynomial that random() uses when nobody has chosen one.
+    // A state of 128 bytes selects the default polynomial of random().
     std::array<char, 128> mState{};
     random_data mData{};
 };

@@ -10,24 +10,24 @@ namespace simulation {
 
 enum class EventKind : std::uint8_t {
     Second,    // a virtual second is over
-    Act,       // a line of the scenario; number: its place
+    Act,       // a line of the scenario; number: its index
     Step,      // one machine's part of an act; number: a Step
     Wake,      // a machine's receive call times out; number: the run of its engine
-    Multicast, // a datagram arrives at all machines; number: its place in the air
+    Multicast, // a datagram arrives at all machines; number: its index in World::mAir
     Arrival,   // a datagram arrives at one machine; number: the same
-    Attack,    // a stranger's next turn; number: which of those that play
+    Attack,    // the next turn of a stranger; number: the stranger's index
 };
 
 struct Event
 {
     Micros at = 0;
-    std::uint64_t order = 0; // of entering: events of one time happen in this order
+    std::uint64_t order = 0; // events of the same time happen in the order of their entry
     EventKind kind = EventKind::Second;
     std::uint32_t machine = 0;
     std::uint32_t number = 0;
 };
 
-// EventQueue gives out events in the order of their times.
+// EventQueue returns events in the order of their times.
 class EventQueue
 {
 public:

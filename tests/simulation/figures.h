@@ -10,20 +10,20 @@
 
 namespace simulation {
 
-// What one virtual second brought.
+// The figures of one virtual second.
 struct SecondFigures
 {
     std::array<std::uint32_t, kDatagramKinds> datagrams{}; // sent, by kind
     std::uint64_t bytes = 0;                               // of datagrams, without headers
-    Micros busy = 0;                                       // of the medium, or of all wires
-    std::uint64_t lost = 0;                                // on the way to a machine
-    std::uint64_t noRoom = 0;                              // in a socket's buffer
-    std::uint64_t wanted = 0;                              // pairs of a list and a device
-    Micros processor = 0;                                  // of this program
-    std::uint64_t right = 0;                               // that hold
+    Micros busy = 0;          // the time in which the medium, or all wires, were in use
+    std::uint64_t lost = 0;   // datagrams lost on the link
+    std::uint64_t noRoom = 0; // datagrams dropped because a socket's buffer was full
+    std::uint64_t wanted = 0; // entries that the lists should have
+    Micros processor = 0;     // the processor time of this program
+    std::uint64_t right = 0;  // entries that the lists have, of the wanted ones
 };
 
-// What a run gave.
+// The figures of a run.
 struct Figures
 {
     std::vector<SecondFigures> seconds;

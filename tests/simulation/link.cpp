@@ -5,9 +5,9 @@
 namespace simulation {
 namespace {
 
-// Ethernet with its gap and preamble, IPv4 and UDP.
+// The headers of Ethernet (with its gap and preamble), IPv4 and UDP.
 constexpr std::int64_t kHeaderBytes = 66;
-// net.core.wmem_default, and what the kernel counts for a datagram.
+// net.core.wmem_default; the kernel counts its overhead for each datagram, too.
 constexpr std::size_t kSendBuffer = 212'992;
 constexpr std::size_t kCountedBytes = 2304;
 constexpr std::int64_t kMillion = 1'000'000;
@@ -49,7 +49,7 @@ Link::Port &Link::PortOf(std::uint32_t machine)
     return mPorts[machine];
 }
 
-// On a shared medium a datagram is sent twice: to the access point, and on from there.
+// On a shared medium a unicast datagram is transmitted twice: to the access point and from it.
 Micros Link::TransmissionTime(bool multicast, std::size_t bytes) const
 {
     const std::int64_t bits = 8 * (static_cast<std::int64_t>(bytes) + kHeaderBytes);
@@ -91,7 +91,7 @@ Micros Link::Descend(std::uint32_t machine, std::size_t bytes, Micros at)
     return port.receivingUntil;
 }
 
-// Two states, after Gilbert: all is lost in the one, nothing in the other.
+// The Gilbert model: in one state every datagram is lost, in the other none.
 bool Link::Loses(std::uint32_t machine, bool multicast)
 {
     if (!multicast) {

@@ -12,17 +12,17 @@
 
 namespace simulation {
 
-// What a link does to datagrams.
+// The properties of a link.
 struct LinkSettings
 {
-    bool shared = false; // one medium for all, as the air is; else one wire for each machine
+    bool shared = false; // one medium for all machines (radio); else one wire for each
     std::int64_t bitsPerSecond = 1'000'000'000;
     std::int64_t multicastBitsPerSecond = 1'000'000'000;
-    Micros overhead = 0; // of each transmission: waiting for the medium, preamble, acknowledgement
+    Micros overhead = 0; // for each transmission: waiting time, preamble, acknowledgement
     Micros delay = 50;
     Micros jitter = 100;
     Micros multicastWait =
-        0; // an access point keeps multicast until its next beacon: at most so long
+        0; // the longest time for which an access point delays multicast, until its next beacon
     std::int64_t multicastLossPerMillion = 0;
     std::int64_t unicastLossPerMillion = 0;
     std::int64_t meanBurst = 1; // datagrams lost in a row
@@ -36,8 +36,8 @@ struct LinkSettings
 // loses 1 % of the multicast, which is never acknowledged.
 [[nodiscard]] std::optional<LinkSettings> LinkPreset(std::string_view name);
 
-// Link says when a datagram arrives, if at all, and how busy the medium was. A sender's
-// socket buffer is of the size that a process gets without privileges.
+// Link calculates when a datagram arrives, whether it is lost, and how long the medium is in
+// use. The send buffers have the size that the kernel grants to unprivileged processes.
 class Link
 {
 public:
@@ -45,21 +45,21 @@ public:
 
     [[nodiscard]] const LinkSettings &Settings() const { return mSettings; }
 
-    // A datagram of so many bytes leaves a machine's socket. Its arrival, or nothing
-    // when the socket's buffer has no room but for what it is to spare.
+    // A machine sends a datagram of this size. Returns the time of its arrival, or nothing if
+    // the socket's send buffer has no room besides its reserved part.
     [[nodiscard]] std::optional<Micros> Send(std::uint32_t machine, bool multicast,
                                              std::size_t bytes, Micros at, int sparedPercent);
 
-    // A datagram that has arrived waits for the wire to a machine. When it is there.
+    // Returns when a datagram that arrived at the switch arrives at a machine.
     [[nodiscard]] Micros Descend(std::uint32_t machine, std::size_t bytes, Micros at);
 
     // Whether a datagram is lost on its way to a machine.
     [[nodiscard]] bool Loses(std::uint32_t machine, bool multicast);
     [[nodiscard]] bool Duplicates() { return mChance.Happens(mSettings.duplicatePerMillion); }
-    // How much later than others a datagram arrives: 0 for most.
+    // The additional delay of a datagram that is overtaken by others; 0 for most.
     [[nodiscard]] Micros Straggling();
 
-    // How long the air has been in use, or all wires together.
+    // How long the medium was in use, or all wires together.
     [[nodiscard]] Micros BusyTime() const { return mBusy; }
 
 private:
@@ -67,8 +67,8 @@ private:
     {
         Micros freeAt = 0;
         Micros receivingUntil = 0;
-        std::deque<Micros> departures; // of what the socket's buffer holds
-        bool losing = false;           // within a burst of losses
+        std::deque<Micros> departures; // of the datagrams in the send buffer
+        bool losing = false;           // in a burst of losses
     };
 
     [[nodiscard]] Port &PortOf(std::uint32_t machine);

@@ -8,12 +8,12 @@
 namespace simulation {
 namespace {
 
-// An entry that a device had before it was cut off or held up may run out after that:
-// until its next announcement it counts as not listed yet.
+// An entry may expire after its owner was disconnected or paused. Until the next
+// announcement, it counts as not listed yet.
 constexpr Micros kSettlingTime = 40 * kSecond;
-// What a document under way at the goodbye may list lives 240 s.
+// A document that was already sent at the goodbye may list the device for 240 s.
 constexpr Micros kDocumentLives = 250 * kSecond;
-// A device that can be proxied announces a max-age of up to 129 s, not 120 s.
+// The additional lifetime of a device that can be proxied: its max-age is up to 129 s.
 constexpr Micros kGrantedMore = 18 * kSecond;
 
 } // namespace
@@ -95,8 +95,8 @@ void ListChecks::NoteDocument(const Machine &receiver, std::uint32_t from, Micro
     }
 }
 
-// Devices that can be proxied are listed by those alone that search after their
-// publication: no list must hold them.
+// Devices that can be proxied are not wanted in any list: only devices that search after
+// their publication list them.
 void ListChecks::CollectPublished()
 {
     mPublished.clear();
@@ -231,7 +231,7 @@ void ListChecks::CheckWrong(std::uint32_t watcher, Micros now)
     }
 }
 
-// A goodbye counts for those that could receive it.
+// A goodbye counts only for machines that could receive it.
 void ListChecks::CheckGhosts(std::uint32_t watcher, Micros now)
 {
     if (!IsSettled(watcher, now)) {

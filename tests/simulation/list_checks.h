@@ -15,43 +15,44 @@
 
 namespace simulation {
 
-// ListChecks compares every machine's list with what is really published: at each
-// virtual second, and only where something has changed.
+// ListChecks compares the list of every machine with the published devices, at each virtual
+// second. It checks only lists and devices that have changed.
 class ListChecks
 {
 public:
     using Machines = std::vector<std::unique_ptr<Machine>>;
 
-    // REQUIRES: all outlive this.
+    // REQUIRES: all arguments outlive this object.
     ListChecks(const Scenario &scenario, const Machines &machines, Violations &violations);
 
-    // A machine begins to be cut off from others, or held up: nothing is asked of it.
+    // A machine is disconnected or paused: its list and its entries are not checked.
     void Disturb(std::uint32_t machine) { mSettled[machine] = kNever; }
-    // It has just changed, or can be reached again: the prescribed waits begin.
+    // The machine has just changed or is connected again: its waits begin.
     void Settle(std::uint32_t machine, Micros now);
-    // What spoils all lists ends: the waits begin for everybody.
+    // A disturbance of all lists has ended: the waits of all machines begin.
     void SettleAll(Micros now) { mSettledAll = now; }
-    // A forged goodbye has taken services off their own lists until they are published.
+    // Forged goodbyes have removed services from their own devices' lists. They may be
+    // missing there until they are published again.
     void ForgetOwn() { mOwnMayBeMissing = true; }
 
-    // An own service was announced, or its goodbye said.
+    // A machine has announced its service, or sent a goodbye for it.
     void NotePublished(const Machine &machine);
     void NoteGoodbye(const Machine &machine, const std::string &usn, Micros now);
-    // It went without a goodbye.
+    // The machine left without a goodbye.
     void NoteGone(const Machine &machine, Micros now);
-    // Its own list is empty.
+    // The machine has emptied its list.
     void NoteEmptied(const Machine &machine);
     void NoteDocument(const Machine &receiver, std::uint32_t from, Micros now);
 
     void EverySecond(Micros now);
 
-    // All pairs of a list and a device that it should hold; how many of them hold.
+    // The number of entries that the lists should have, and how many of them they have.
     [[nodiscard]] std::uint64_t Wanted() const { return mWanted; }
     [[nodiscard]] std::uint64_t Right() const { return mRight; }
-    // How often a device that stayed was missing from a list, and for how long at most.
+    // How often a running device was missing from a list, and the longest such time.
     [[nodiscard]] std::uint64_t Lapses() const { return mLapses; }
     [[nodiscard]] Micros LongestLapse() const { return mLongestLapse; }
-    // How often a document that was under way listed a device after its goodbye.
+    // How often a document that was already sent listed a device after its goodbye.
     [[nodiscard]] std::uint64_t Relisted() const { return mLate.size(); }
 
 private:
@@ -83,7 +84,8 @@ private:
     }
     [[nodiscard]] bool IsSettled(std::uint32_t machine, Micros now) const;
     [[nodiscard]] Micros SettledSince(std::uint32_t watcher, std::uint32_t subject) const;
-    // 0 while the entry is right; else since when it is not, below 0 if it was before.
+    // 0 while the entry is correct; otherwise the time since which it is wrong, negated if it
+    // was correct before.
     [[nodiscard]] Micros &WrongSince(std::uint32_t watcher, std::uint32_t subject)
     {
         return mWrongSince[watcher * mMachines.size() + subject];
@@ -98,14 +100,14 @@ private:
     std::vector<std::string> mPublishedUsn; // by machine; empty while it is not published
     bool mPublishedChanged = false;
     std::vector<Published>
-        mPublished; // in the order of the USN; without those that need not be listed
+        mPublished; // in the order of the USNs; without devices that can be proxied
     std::map<std::string, Departure> mDeparted;
     std::map<std::pair<std::uint32_t, std::string>, Micros> mLate; // documents after a goodbye
     std::vector<Micros> mWrongSince;
-    // Whether a watcher may list a device under an earlier name: it has not received a goodbye
-    // since, and asks nobody for a document that it has.
+    // Whether a watcher may list a device by a former name: it has received no goodbye since
+    // then, and does not request the document of a known device.
     std::vector<bool> mKeepsName;
-    std::vector<std::uint32_t> mWrong; // how many, by watcher
+    std::vector<std::uint32_t> mWrong; // the number of wrong entries, by watcher
     std::vector<std::vector<std::string>> mGhosts;
     std::uint64_t mWanted = 0;
     std::uint64_t mRight = 0;

@@ -16,7 +16,7 @@ namespace {
 constexpr const char *kWebRoot = "/var/www/html";
 constexpr Micros kForEver = std::numeric_limits<Micros>::max();
 
-// What the kernel counts for a datagram in a socket's buffer.
+// The bytes of a socket's buffer that a datagram takes, with the kernel's overhead.
 std::size_t CountedBytes(const Datagram &datagram)
 {
     constexpr std::size_t kSmall = 450;
@@ -165,14 +165,14 @@ void Machine::Publish()
     mAgent->AddService(service);
 }
 
-// As VEX_SSDP::Open.
+// Like VEX_SSDP::Open.
 void Machine::Open(Micros now)
 {
     mAgent->AddInterface(TextOf(mAddress), "net0", mSettings.netmask);
     Start(now);
 }
 
-// As the beginning of VEX_SSDP's thread.
+// Like the start of VEX_SSDP's thread.
 void Machine::Start(Micros now)
 {
     ++mRun;
@@ -191,7 +191,7 @@ void Machine::Start(Micros now)
     mSurroundings.WakeAt(*this, TimeOut(), mRun);
 }
 
-// When the receive call that waits now times out.
+// The end of the time-out of the current receive call.
 Micros Machine::TimeOut() const
 {
     const Micros interval = mAgent->PollIntervalMs() * kMillisecond;
@@ -209,8 +209,8 @@ void Machine::Close(bool goodbye, Micros now)
     mTouched = true;
 }
 
-// What arrives while others are handled waits in the socket's buffer. What the thread
-// would do then is done at once, at its later time: nothing else sees the difference.
+// A datagram that arrives while the thread handles others waits in the socket's buffer. The
+// simulator handles it at once, but with the later time: nothing else can see the difference.
 bool Machine::Receive(const DatagramPointer &datagram, Micros now)
 {
     if (!MakeRoom(CountedBytes(*datagram), now)) {
@@ -228,8 +228,8 @@ bool Machine::Receive(const DatagramPointer &datagram, Micros now)
     return true;
 }
 
-// Whether the receive buffer has room; if so, the room is taken. A datagram is taken in
-// as long as the buffer is not full, whatever its size.
+// Reserves room in the receive buffer. Returns false if the buffer is full. Like the kernel,
+// accepts a datagram of any size as long as the buffer is not full.
 bool Machine::MakeRoom(std::size_t bytes, Micros now)
 {
     while (!mHeld.empty() && mHeld.front().until <= now) {
@@ -269,7 +269,7 @@ void Machine::NoteSize()
     mSize = size;
 }
 
-// The end of the receive loop's round.
+// The end of one turn of the receive loop.
 void Machine::CheckTick(Micros now)
 {
     mClock.Update(ClockMs(now), mAgent->PollIntervalMs());

@@ -26,7 +26,7 @@ public:
     void ReturnFileNumber(std::string_view name) override { mNumbers->ReturnFileNumber(name); }
     bool Write(const std::string &path, std::string_view document) override;
     std::optional<ssdp::ServedDocument> Read(std::string_view name) override;
-    // The process ended: its numbers are free.
+    // Frees all file numbers, like the end of the process.
     void ForgetNumbers() { mNumbers = std::make_unique<ssdp::DescriptionFileNumbers>(); }
 
 private:
@@ -37,7 +37,7 @@ private:
 
 class Machine;
 
-// What a machine asks of the simulated world.
+// The interface through which a machine reaches the simulated world.
 class Surroundings
 {
 public:
@@ -46,24 +46,24 @@ public:
     Surroundings(const Surroundings &) = delete;
     Surroundings &operator=(const Surroundings &) = delete;
 
-    // Sends a datagram; false when the send buffer has no room for it.
+    // Sends a datagram. Returns false if the send buffer has no room for it.
     [[nodiscard]] virtual bool Send(Machine &machine, bool multicast,
                                     const sockaddr_in &destination, std::string_view text,
                                     Micros at, int sparedPercent) = 0;
     virtual void WakeAt(const Machine &machine, Micros at, std::uint32_t run) = 0;
 };
 
-// How devices could be built otherwise, to see what that would change.
+// Changes of the devices that exist only in the simulator, to measure their effect.
 struct Variation
 {
-    // Each device passes over so many random numbers as its address says, so that those that
-    // start in the same second do not draw the same.
+    // Each device skips as many random numbers as its address specifies. Devices that start in
+    // the same second then draw different numbers.
     bool shiftedDraws = false;
-    // A receive call waits for the rest of a tick, not for a whole one.
+    // A receive call waits only for the rest of the tick, not for a whole tick.
     bool evenTicks = false;
 };
 
-// What is fixed for a machine, whatever it does.
+// The constant properties of a machine.
 struct MachineSettings
 {
     std::uint32_t number = 0;
@@ -71,25 +71,26 @@ struct MachineSettings
     std::string category;
     std::string board; // "0x" and hexadecimal digits
     in_addr netmask{};
-    std::uint32_t clockMs = 0;     // its millisecond clock at the beginning; it wraps
-    std::uint32_t time = 0;        // what time() gives at the beginning
+    std::uint32_t clockMs = 0;     // its millisecond clock at the start; the clock wraps
+    std::uint32_t time = 0;        // the result of time() at the start
     Variation variation;           // see ssdp/timing.h
-    Micros handlingTime = 10;      // of one datagram, sent or received
-    std::size_t receiveBuffer = 0; // bytes, as the kernel counts
+    Micros handlingTime = 10;      // for one datagram, sent or received
+    std::size_t receiveBuffer = 0; // bytes, with the kernel's overhead
 };
 
 // Machine is a device: a real protocol core, the shell's receive loop (see
-// src/ssdp/vex_ssdp_threads.cpp) in virtual time, and what the coordinator does to
-// both (see src/pubsub/vex_pubsub.cpp).
+// src/ssdp/vex_ssdp_threads.cpp) in virtual time, and the calls of the coordinator (see
+// src/pubsub/vex_pubsub.cpp).
 class Machine final : private ssdp::SSDPEnvironment
 {
 public:
     Machine(MachineSettings settings, Surroundings &surroundings, in_addr_t address,
             std::string hostName);
 
-    // What the coordinator and the system do to it.
-    // The coordinator's publication follows the opening. It usually waits for the next tick;
-    // when the engine's thread is late it is there at once.
+    // Actions of the coordinator and of the system:
+
+    // The coordinator publishes after it has opened the engine. The publication usually takes
+    // effect at the next tick; if the engine's thread starts late, it takes effect at once.
     enum class Publication { WithNextTick, AtOnce };
     void PowerOn(Micros now, Publication publication);
     void Kill();
@@ -104,9 +105,9 @@ public:
     void Stall() { mStalled = true; }
     void Resume(Micros now);
 
-    // A datagram arrives. False when the receive buffer is full.
+    // A datagram arrives. Returns false if the receive buffer is full.
     [[nodiscard]] bool Receive(const DatagramPointer &datagram, Micros now);
-    // The receive call times out, or would have if nothing had arrived since.
+    // The receive call times out. Does nothing if a datagram has arrived since it began.
     void Wake(Micros now, std::uint32_t run);
 
     [[nodiscard]] std::uint32_t Number() const { return mSettings.number; }
@@ -119,7 +120,7 @@ public:
     [[nodiscard]] std::string Usn() const;
     // REQUIRES: IsOn().
     [[nodiscard]] const ssdp::SSDPAgent &Agent() const { return *mAgent; }
-    // The datagram that is being handled; null outside.
+    // The datagram that is being handled; null if there is none.
     [[nodiscard]] const Datagram *Handled() const { return mHandled; }
     // Whether the list may have changed since the last call.
     [[nodiscard]] bool TakeTouched() { return std::exchange(mTouched, false); }
@@ -157,15 +158,15 @@ private:
 
     // The receive loop.
     ssdp::TickClock mClock;
-    std::uint32_t mRun = 0; // of the engine
-    Micros mTickAt = 0;     // when the tick began
-    Micros mPolledAt = 0;   // when the last receive call began
-    Micros mBusyUntil = 0;  // until when the thread handles what has arrived
-    Micros mSendingAt = 0;  // when the next datagram leaves
+    std::uint32_t mRun = 0; // the number of the engine's run
+    Micros mTickAt = 0;     // the start of the tick
+    Micros mPolledAt = 0;   // the start of the last receive call
+    Micros mBusyUntil = 0;  // the thread handles earlier datagrams until then
+    Micros mSendingAt = 0;  // the time at which the next datagram is sent
     bool mStalled = false;
     std::deque<DatagramPointer> mBacklog; // of a stalled thread
 
-    // What the socket's receive buffer holds.
+    // A datagram in the socket's receive buffer.
     struct Held
     {
         Micros until = 0;

@@ -108,7 +108,7 @@ public:
     {
     }
 
-    // Whether nothing was violated.
+    // Returns whether no rule was broken.
     bool Play()
     {
         std::vector<std::thread> threads;

@@ -8,7 +8,7 @@
 
 namespace simulation {
 
-// How one run of a scenario went.
+// The result of one run of a scenario.
 struct Outcome
 {
     std::uint64_t trace = 0;

@@ -103,7 +103,7 @@ def row(name, figures):
 
 HEAD = ["devices", "link", "start: 50 / 99 / 100 % of entries, s",
         "newcomer: 50 / 99 / 100 %, s", "worst second: datagrams", "Mbit/s", "link in use",
-        "at rest: datagrams/s", "kbit/s", "link in use", "documents asked for again",
+        "at rest: datagrams/s", "kbit/s", "link in use", "repeated requests",
         "processor, µs/s per device"]
 
 STYLE = """<style>

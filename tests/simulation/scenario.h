@@ -10,7 +10,7 @@
 
 namespace simulation {
 
-// Which machines a line of a scenario speaks of.
+// The machines that a line of a scenario names.
 struct Choice
 {
     enum class Kind : std::uint8_t { All, Range, Some, Killed };
@@ -21,7 +21,7 @@ struct Choice
 
 enum class Verb : std::uint8_t {
     Start,
-    StartPublished, // with a publication that is there before the engine's thread
+    StartPublished, // the publication takes effect before the engine's thread starts
     Kill,
     Rename,
     Move,
@@ -32,30 +32,30 @@ enum class Verb : std::uint8_t {
     Stall,
     AddOther,
     Play,
-    Change, // something drawn
+    Change, // a random change
 };
 
-// One thing that happens.
+// One action of a scenario.
 struct Act
 {
     Micros at = 0;
     Verb verb = Verb::Start;
     Choice machines;
-    Micros length = 0;       // within which, or for how long
-    std::uint32_t count = 0; // Change: how many
-    std::string attack;      // Play: its name
+    Micros length = 0;       // the duration
+    std::uint32_t count = 0; // Change: the number of changes
+    std::string attack;      // Play: the name of the attack
 };
 
-// What must hold; 0 where a scenario does not ask for it.
+// The rules of a scenario; 0 for a rule that it does not contain.
 struct Expectations
 {
-    Micros complete = 0; // a list is complete and right so long after the last change
-    Micros missing = 0;  // at most so long is a device missing that was listed and stayed
-    Micros goodbye = 0;  // within this a goodbye has emptied every list
-    Micros silent = 0;   // within this a silent departure has
-    Micros announce = 0; // an own service is announced at least so often
-    Micros quiet = 0;    // no document travels in the last so much time
-    Micros memory = 0;   // the memory at the end is what it was at this time
+    Micros complete = 0; // the time after the last change until all lists are correct
+    Micros missing = 0;  // the longest time for which a running device may leave a list
+    Micros goodbye = 0;  // the time until a goodbye has removed a device from all lists
+    Micros silent = 0;   // the same for a device that leaves without a goodbye
+    Micros announce = 0; // the longest time between two announcements of a device
+    Micros quiet = 0;    // the time at the end in which no document is sent
+    Micros memory = 0;   // at the end, the memory is the same as at this time
 };
 
 struct Scenario
@@ -63,18 +63,18 @@ struct Scenario
     std::string name;
     std::uint32_t devices = 0;
     LinkSettings link;
-    bool ownSeeds = false;      // of random(): else the time in seconds, the same for all
-    std::uint32_t time = 0;     // that time() gives at the beginning; 0 for one that is drawn
-    std::uint32_t wrapping = 0; // how many machines' clocks wrap within the scenario
-    bool largeBuffers = false;  // for receiving, as the package sets them
-    bool speakersOnly = false;  // no ZR1, which announces itself and is listed by later searches
+    bool ownSeeds = false;      // each device has its own seed of random(), not the time
+    std::uint32_t time = 0;     // the result of time() at the start; 0: a random one
+    std::uint32_t wrapping = 0; // the number of machines whose clocks wrap in the scenario
+    bool largeBuffers = false;  // receive buffers of the size that the package sets
+    bool speakersOnly = false;  // no ZR1, which only devices that search later list
     Micros end = 0;
     std::vector<Act> acts;
     Expectations expects;
 };
 
-// Reads a scenario; line by line, one sentence each. On a sentence that has no
-// meaning, error names it, and the result is of no use.
+// Reads a scenario of one sentence in each line. If a sentence is invalid, sets error to a
+// line that names it; the result is then not valid.
 [[nodiscard]] Scenario ReadScenario(std::string_view name, std::string_view text,
                                     std::string &error);
 

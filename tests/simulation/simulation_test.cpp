@@ -14,7 +14,7 @@ using simulation::Scenario;
 
 namespace {
 
-// Ten devices, some changes, and what must hold of them.
+// Ten devices, some changes, and the rules.
 const std::string kSmall = "There are 10 devices.\n"
                            "The link is wifi.\n"
                            "The clocks of 3 devices wrap.\n"
@@ -76,14 +76,14 @@ TEST(Simulation, AnotherSeedGivesAnotherTrace)
     EXPECT_NE(Play(kSmall, 7).trace, Play(kSmall, 8).trace);
 }
 
-// The same on every machine. It changes with every change of what devices send, and is then
-// to be replaced by the new value.
+// The trace does not depend on the machine. Replace the value when a change of the devices
+// changes their datagrams.
 TEST(Simulation, TheTraceIsTheSameOnEveryMachine)
 {
     EXPECT_EQ(Play(kSmall, 1).trace, 797822304382873509U);
 }
 
-TEST(Simulation, TenDevicesThatStartTogetherAllListAllTen)
+TEST(Simulation, TenDevicesThatStartTogetherListEachOther)
 {
     const Outcome outcome = Play("There are 10 devices.\nThe link is wired.\nThere is no ZR1.\n"
                                  "At 0 s all devices start within 1 s.\nIt ends at 100 s.\n");
@@ -91,7 +91,7 @@ TEST(Simulation, TenDevicesThatStartTogetherAllListAllTen)
     EXPECT_EQ(Sent(outcome, DatagramKind::Search), 10U);
 }
 
-TEST(Simulation, AViolationIsReportedWithSeedTimeDevicesAndEvents)
+TEST(Simulation, ABrokenRuleIsReportedWithSeedTimeDevicesAndEvents)
 {
     const Outcome outcome =
         Play("There are 2 devices.\nThe link is wired.\nAt 0 s all devices start within 1 s.\n"
@@ -111,7 +111,7 @@ TEST(Simulation, LostMulticastMakesDevicesMissTheirPeers)
     EXPECT_EQ(Play(text).figures.seconds.back().right, 10U);
 }
 
-TEST(Simulation, AKilledDeviceIsListedUntilItsEntriesRunOutAndThatIsCheckedFor)
+TEST(Simulation, AKilledDeviceThatStaysListedTooLongBreaksARule)
 {
     const std::string text = "There are 5 devices.\nThe link is wired.\n"
                              "At 0 s all devices start within 1 s.\nAt 100 s device 2 is killed.\n"
@@ -120,7 +120,7 @@ TEST(Simulation, AKilledDeviceIsListedUntilItsEntriesRunOutAndThatIsCheckedFor)
     EXPECT_NE(Play(text + "200 s.\n").violations, 0U);
 }
 
-TEST(Simulation, AGoodbyeThatDoesNotEmptyEveryListIsAViolation)
+TEST(Simulation, AGoodbyeThatDoesNotEmptyEveryListBreaksARule)
 {
     const std::string text = "There are 10 devices.\nThe link is wired.\nThere is no ZR1.\n"
                              "At 0 s all devices start within 1 s.\n"
@@ -130,7 +130,7 @@ TEST(Simulation, AGoodbyeThatDoesNotEmptyEveryListIsAViolation)
     EXPECT_NE(Play(text + "The link loses 50 % of multicast.\n").violations, 0U);
 }
 
-TEST(Simulation, AnnouncementsThatAreRarerThanAskedForAreAViolation)
+TEST(Simulation, RareAnnouncementsBreakARule)
 {
     const std::string text = "There are 3 devices.\nThe link is wired.\n"
                              "At 0 s all devices start within 1 s.\nIt ends at 200 s.\n"
@@ -139,7 +139,7 @@ TEST(Simulation, AnnouncementsThatAreRarerThanAskedForAreAViolation)
     EXPECT_NE(Play(text + "3 s.\n").violations, 0U);
 }
 
-TEST(Simulation, DocumentsThatStillTravelAtTheEndAreAViolation)
+TEST(Simulation, DocumentsSentAtTheEndBreakARule)
 {
     const std::string text = "There are 5 devices.\nThe link is wired.\n"
                              "At 0 s all devices start within 1 s.\nIt ends at 40 s.\n"
@@ -147,7 +147,7 @@ TEST(Simulation, DocumentsThatStillTravelAtTheEndAreAViolation)
     EXPECT_NE(Play(text).violations, 0U);
 }
 
-TEST(Simulation, MemoryThatForgedDevicesFillIsAViolation)
+TEST(Simulation, MemoryFilledByForgedDevicesBreaksARule)
 {
     const std::string text = "There are 3 devices.\nThe link is wired.\n"
                              "At 0 s all devices start within 1 s.\n"
@@ -156,7 +156,7 @@ TEST(Simulation, MemoryThatForgedDevicesFillIsAViolation)
     EXPECT_NE(Play(text).violations, 0U);
 }
 
-TEST(ReadScenario, NamesASentenceThatHasNoMeaning)
+TEST(ReadScenario, NamesAnInvalidSentence)
 {
     EXPECT_EQ(ErrorOf("There are 3 devices.\nIt ends at 5 s.\nDevices dance.\n"), "Devices dance.");
 }

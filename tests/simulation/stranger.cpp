@@ -10,7 +10,7 @@ namespace {
 
 using Datagrams = std::vector<DatagramPointer>;
 
-// Strangers have addresses beyond those of the devices, on the same link.
+// The address of a stranger, on the same link but outside the range of the devices.
 sockaddr_in Stranger(std::uint32_t number, std::uint16_t port = 40000)
 {
     return SocketAddress(htonl(0xC612FE00U + number), port); // 198.18.254.0 and up
@@ -110,7 +110,7 @@ Datagrams OffLinkRequests(Victims &victims, std::uint32_t /*turn*/)
             ToOne("GET http://x:80/corvia_12_upnp_ssdp_1.xml HTTP/1.1\r\n\r\n", FarAway(), victim)};
 }
 
-// Locations at which nobody may be asked: a group, broadcast, loopback.
+// Announcements with multicast, broadcast and loopback addresses in LOCATION.
 Datagrams BadLocations(Victims &victims, std::uint32_t turn)
 {
     const char *const addresses[] = {"239.255.255.250", "255.255.255.255", "127.0.0.1",
@@ -141,7 +141,7 @@ Datagrams GoodbyeInTheirName(Victims &victims, std::uint32_t /*turn*/)
     return {ToAll(Goodbye(Victim(victims).Usn()), Stranger(4))};
 }
 
-// Fills the lists with devices that do not exist, for as long as can be said.
+// Fills the lists with devices that do not exist, with the longest max-age.
 Datagrams ForgedDevices(Victims &victims, std::uint32_t turn)
 {
     Datagrams datagrams;
@@ -153,7 +153,7 @@ Datagrams ForgedDevices(Victims &victims, std::uint32_t turn)
     return datagrams;
 }
 
-// A thousand a second of each, from one address, to one device.
+// 1,000 requests and 1,000 announcements a second, from one address to one device.
 Datagrams Flood(Victims &victims, std::uint32_t turn)
 {
     const Machine &victim = *victims.machines.front();
@@ -167,7 +167,7 @@ Datagrams Flood(Victims &victims, std::uint32_t turn)
     return datagrams;
 }
 
-// Announcements of addresses that nobody has.
+// Announcements of unused addresses.
 Datagrams Nowhere(Victims &victims, std::uint32_t turn)
 {
     Datagrams datagrams;
@@ -179,7 +179,7 @@ Datagrams Nowhere(Victims &victims, std::uint32_t turn)
     return datagrams;
 }
 
-// Datagrams with bytes changed, cut off or doubled.
+// Datagrams with changed, missing or repeated bytes.
 Datagrams Garbage(Victims &victims, std::uint32_t /*turn*/)
 {
     const Machine &victim = Victim(victims);

@@ -11,29 +11,29 @@
 
 namespace simulation {
 
-// What a stranger needs to know to choose its datagrams.
+// The information from which a stranger chooses its datagrams.
 struct Victims
 {
     const std::vector<Machine *> &machines;
     Chance &chance;
 };
 
-// One way of a stranger to behave: other makers' traffic, or an attack.
+// A behaviour of a stranger: traffic of other makers, or an attack.
 struct Behaviour
 {
     const char *name;
     Micros pause; // between two turns
     // The datagrams of one turn; turn counts from 0.
     std::vector<DatagramPointer> (*play)(Victims &victims, std::uint32_t turn);
-    // Whether it may take devices off lists or put a wrong entry there: what must hold of
-    // lists is asked again from its end on.
+    // Whether it may remove devices from lists or create wrong entries. The rules for lists
+    // are then checked only after its end.
     bool spoilsLists;
-    // Whether a forged goodbye has taken devices off their own lists until they are
-    // published again.
+    // Whether its forged goodbyes remove devices from their own lists until their next
+    // publication.
     bool forgesGoodbyes;
 };
 
-// Null when no behaviour has the name.
+// Returns null if there is no behaviour of this name.
 [[nodiscard]] const Behaviour *FindBehaviour(std::string_view name);
 [[nodiscard]] const std::vector<Behaviour> &Behaviours();
 

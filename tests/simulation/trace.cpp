@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kKept = 100;
 
-// Other makers' traffic, and answers to it, would leave no room for the rest.
+// Leaves out the traffic of other makers and the answers to it, which would fill the report.
 bool IsOfInterest(const Datagram &datagram)
 {
     return datagram.from != kNoMachine ? datagram.multicast

@@ -12,21 +12,21 @@
 
 namespace simulation {
 
-// Trace folds all that happens into one number: equal runs have equal traces, byte for
-// byte. For the machines of a violation it keeps the last events as text.
+// Trace combines all events into one hash: equal runs have equal hashes. For the machines of
+// a broken rule it keeps the last events as text.
 class Trace
 {
 public:
-    // Events of these machines are kept, up to a time.
+    // Keeps the events of these machines until a time.
     void Watch(std::set<std::uint32_t> machines, Micros until)
     {
         mWatched = std::move(machines);
         mUntil = until;
     }
 
-    // what happens: a literal such as "sends"; machine: to which.
+    // what is the event, a literal such as "sends".
     void Note(Micros at, const char *what, std::uint32_t machine);
-    // peer: the other machine, or kNoMachine when it is all of them, or a stranger.
+    // peer is the other machine; kNoMachine for all machines or a stranger.
     void Note(Micros at, const char *what, std::uint32_t machine, const Datagram &datagram,
               std::uint32_t peer);
 

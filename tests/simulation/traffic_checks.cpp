@@ -6,7 +6,7 @@
 namespace simulation {
 namespace {
 
-// The own service and what is announced for others.
+// The most services that a device announces: its own and proxied ones.
 constexpr std::uint64_t kHosted = 4;
 
 std::uint64_t Of(const std::array<std::uint64_t, kDatagramKinds> &counts, DatagramKind kind)
@@ -56,8 +56,8 @@ void TrafficChecks::NoteSent(const Machine &machine, const Datagram &datagram, s
     }
 }
 
-// While a datagram is handled, a search alone is answered. All else is sent by ticks,
-// and never more than was asked for: descriptions cause nothing.
+// Only searches are answered while a datagram is handled. All other datagrams are sent by
+// ticks, at most one for each request. Descriptions cause no datagram.
 void TrafficChecks::CheckCause(const Machine &machine, const Datagram &datagram, Micros at)
 {
     const Account &account = mMachines[machine.Number()];

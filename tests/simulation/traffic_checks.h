@@ -13,34 +13,34 @@
 
 namespace simulation {
 
-// TrafficChecks looks at every datagram that a machine sends: whether anything that was
-// received allows it, and whether own services are announced in time.
+// TrafficChecks checks every datagram that a machine sends: a received datagram must have
+// caused it, and the device's service must be announced in time.
 class TrafficChecks
 {
 public:
-    // REQUIRES: both outlive this.
+    // REQUIRES: both arguments outlive this object.
     TrafficChecks(const Scenario &scenario, Violations &violations)
         : mScenario(scenario), mViolations(violations), mMachines(scenario.devices)
     {
     }
 
-    // A core begins, with its budgets full.
+    // A core starts, with full budgets.
     void NoteStart(const Machine &machine, Micros now);
     void NoteReceived(const Machine &machine, const Datagram &datagram);
-    // peer: the number of the machine that it is for; kNoMachine for several or none.
+    // peer is the number of the receiving machine; kNoMachine for several machines or none.
     void NoteSent(const Machine &machine, const Datagram &datagram, std::uint32_t peer, Micros at);
-    // The own service is announced from now on, or no more.
+    // The device announces its service from now on, or no longer.
     void NoteAnnounced(const Machine &machine, Micros now);
     void NoteWithdrawn(const Machine &machine) { mMachines[machine.Number()].announcedAt = kNone; }
-    // A machine's thread stalls, or goes on.
+    // A machine's thread stalls, or continues.
     void NoteStalled(const Machine &machine) { mMachines[machine.Number()].stalled = true; }
     void NoteResumed(const Machine &machine, Micros now);
 
     void EverySecond(const std::vector<std::unique_ptr<Machine>> &machines, Micros now);
 
-    // Of requests and documents, the last that was sent.
+    // The time of the last request or document.
     [[nodiscard]] Micros LastExchange() const { return mLastExchange; }
-    // Requests for a document that the machine had asked the same device for before.
+    // The number of repeated requests: the machine had requested this document before.
     [[nodiscard]] std::uint64_t AskedAgain() const { return mAskedAgain; }
 
 private:
@@ -56,7 +56,7 @@ private:
         std::uint64_t sentThisSecond = 0;
         Micros announcedAt = kNone;
         bool stalled = false;
-        std::set<std::uint32_t> asked; // machines, for documents
+        std::set<std::uint32_t> asked; // the machines whose documents it has requested
     };
 
     void CheckCause(const Machine &machine, const Datagram &datagram, Micros at);

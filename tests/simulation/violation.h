@@ -9,7 +9,7 @@
 
 namespace simulation {
 
-// Something that must hold did not.
+// A broken rule of the scenario, and the machines concerned.
 struct Violation
 {
     Micros at = 0;
@@ -20,7 +20,7 @@ struct Violation
 class Violations
 {
 public:
-    // The first ones are kept, all are counted.
+    // Counts all violations, and keeps the first ten.
     void Add(Micros at, std::set<std::uint32_t> machines, std::string text)
     {
         constexpr std::size_t kKept = 10;

@@ -12,12 +12,12 @@
 namespace simulation {
 namespace {
 
-// The kernel grants a process without privileges twice net.core.rmem_max: as it is, and
-// as the package's sysctl file sets it.
+// The kernel grants an unprivileged process twice net.core.rmem_max. With the kernel's
+// default, and with the package's sysctl file:
 constexpr std::size_t kUsualBuffer = 2 * 212'992;
 constexpr std::size_t kLargeBuffer = 2 * 4'608'000;
 
-// What this thread has taken so far: a figure alone, nothing depends on it.
+// The processor time of this thread so far. It is only printed; nothing depends on it.
 Micros ProcessorTime()
 {
     timespec time{};
@@ -25,7 +25,7 @@ Micros ProcessorTime()
     return time.tv_sec * kSecond + time.tv_nsec / 1000;
 }
 
-// The earliest time that time() gives at the beginning.
+// The earliest result of time() at the start.
 constexpr std::uint32_t kEpoch = 1'700'000'000;
 
 std::string BoardText(std::uint32_t board)
@@ -58,7 +58,7 @@ World::World(const Scenario &scenario, std::uint64_t seed, const Variation &vari
     mQueue.Add(kSecond, EventKind::Second);
 }
 
-// The first clocks that wrap do so after a minute, the next a minute later.
+// One clock wraps after a minute, the next one a minute later, and so on.
 void World::MakeMachines(const Variation &variation)
 {
     std::vector<product::ProductRow> products(product::kProductTable.begin(),
@@ -93,7 +93,7 @@ void World::MakeMachines(const Variation &variation)
 void World::Run()
 {
     while (mNow < mScenario.end) {
-        const Event event = mQueue.Take(); // the next second is always there
+        const Event event = mQueue.Take(); // never empty: it contains the next second
         mNow = event.at;
         Dispatch(event);
     }
@@ -135,8 +135,8 @@ void World::WakeAt(const Machine &machine, Micros at, std::uint32_t run)
     mQueue.Add(at, EventKind::Wake, machine.Number(), run);
 }
 
-// A datagram for an address that nobody has is sent and lost: an address resolution that
-// fails is no part of this link.
+// A datagram for an unused address is sent and lost: this link does not simulate address
+// resolution.
 bool World::Send(Machine &machine, bool multicast, const sockaddr_in &destination,
                  std::string_view text, Micros at, int sparedPercent)
 {
@@ -180,7 +180,7 @@ void World::NoteSent(const Machine &machine, const Datagram &datagram, Micros at
     }
 }
 
-// Takes a datagram into the air; its place there.
+// Adds a datagram to mAir and returns its index.
 std::uint32_t World::Fly(const DatagramPointer &datagram)
 {
     if (mFreePlaces.empty()) {
@@ -207,7 +207,7 @@ void World::DeliverToAll(std::uint32_t place)
     }
 }
 
-// A machine receives its own multicast, too, and loses none of it.
+// A machine also receives its own multicast, without losses.
 void World::Deliver(Machine &machine, const DatagramPointer &datagram)
 {
     if (!machine.IsOpen() || AreApart(*datagram, machine)) {
@@ -254,7 +254,8 @@ void World::EndSecond()
     mQueue.Add(mNow + kSecond, EventKind::Second);
 }
 
-// The figures of a run and what is under way take memory, too: some of the growth is theirs.
+// The figures of the run and the datagrams on the link use memory, too: this causes a part
+// of the growth.
 void World::EndScenario()
 {
     constexpr std::int64_t kOwnGrowth = 200'000;

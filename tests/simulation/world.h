@@ -30,7 +30,7 @@ public:
     // REQUIRES: the scenario outlives the world.
     World(const Scenario &scenario, std::uint64_t seed, const Variation &variation);
 
-    // The events of these machines are kept for a report, up to a time. Before Run.
+    // Keeps the events of these machines for a report, until a time. Called before Run.
     void Watch(const std::set<std::uint32_t> &machines, Micros until)
     {
         mTrace.Watch(machines, until);
@@ -60,7 +60,7 @@ private:
         AddOther,
         PowerOnPublished,
     };
-    // A stranger at work.
+    // An active stranger.
     struct Playing
     {
         const Behaviour *behaviour = nullptr;
@@ -104,12 +104,12 @@ private:
     Micros mNow = 0;
     std::vector<std::unique_ptr<Machine>> mMachines;
     std::unordered_map<in_addr_t, std::uint32_t> mByAddress;
-    std::vector<bool> mSplit;         // by machine: on the other side
+    std::vector<bool> mSplit;         // by machine: whether it is on the other side of a split
     std::vector<Micros> mHeldUpUntil; // by machine
     std::set<std::uint32_t> mKilled;
     std::uint32_t mMoves = 0;
     std::vector<Playing> mStrangers;
-    std::vector<DatagramPointer> mAir; // under way, by place
+    std::vector<DatagramPointer> mAir; // datagrams on the link, by index
     std::vector<std::uint32_t> mFreePlaces;
     Trace mTrace;
     Violations mViolations;
@@ -119,7 +119,7 @@ private:
     SecondFigures mSecond;
     Micros mBusyBefore = 0;
     Micros mProcessorBefore = 0;
-    std::int64_t mMemory = 0; // at the time that the scenario names
+    std::int64_t mMemory = 0; // the memory in use at the time of the scenario's rule
 };
 
 } // namespace simulation

@@ -7,7 +7,7 @@
 #include <arpa/inet.h>
 #include <array>
 
-// What a scenario lets happen.
+// The actions of a scenario.
 
 namespace simulation {
 
@@ -27,7 +27,7 @@ void World::Begin(const Act &act)
     }
 }
 
-// The machines that a line speaks of. Those that start are drawn among those that are off.
+// The machines that a line names. Machines to start are drawn among those that are off.
 std::vector<std::uint32_t> World::Chosen(const Choice &choice, Verb verb)
 {
     std::vector<std::uint32_t> chosen;
@@ -127,7 +127,7 @@ void World::PlayTurn(std::uint32_t number)
     mQueue.Add(mNow + playing.behaviour->pause, EventKind::Attack, kNoMachine, number);
 }
 
-// Drawn changes: each machine has at most one at a time.
+// Random changes. A machine has at most one at a time.
 void World::BeginChanges(const Act &act)
 {
     for (std::uint32_t left = act.count; left > 0; --left) {
@@ -170,8 +170,8 @@ void World::BeginChange(std::uint32_t machine, Micros at)
     }
 }
 
-// What changes on the other side of a split is known to nobody here until it heals, and to
-// a stalled machine not before it goes on.
+// A change reaches the other side of a split only after its end, and a stalled machine only
+// when it continues.
 void World::Settle(std::uint32_t number)
 {
     if (!mSplit[number] && !mMachines[number]->IsStalled()) {
@@ -281,7 +281,7 @@ void World::TakeOnOpen(Step step, Machine &machine)
     }
 }
 
-// The coordinator adds such a device again and again.
+// The coordinator adds the silent device repeatedly.
 void World::AddSilent(Machine &machine)
 {
     const std::uint32_t number = machine.Number();

@@ -72,7 +72,7 @@ class Neighbourhood:
         while (now := time.monotonic()) < end:
             wait = min(end, self._plan[0][0] if self._plan else end) - now
             for sock in select.select(list(self._by_socket), [], [], max(wait, 0))[0]:
-                self._hear(self._by_socket[sock])
+                self._receive(self._by_socket[sock])
             self._do_what_is_due(frozen)
 
     def close(self):
@@ -103,7 +103,7 @@ class Neighbourhood:
             else:
                 action(neighbour)
 
-    def _hear(self, neighbour):
+    def _receive(self, neighbour):
         data, sender = neighbour.sock.recvfrom(2000)
         if neighbour.there and data.startswith(b"GET "):
             neighbour.asker = sender

@@ -28,8 +28,7 @@ private:
     std::unique_ptr<LiveChild> mDaemon;
 };
 
-// An avahi-daemon on one of the two hosts of the private network, with a system bus of
-// its own.
+// An avahi-daemon on one of the two hosts of the private network, with its own system bus.
 class AvahiHost
 {
 public:

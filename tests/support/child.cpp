@@ -8,7 +8,7 @@
 namespace test {
 namespace {
 
-// An exception must not return from the copy to the test runner.
+// noexcept: an exception must not return to the test runner in the child process.
 [[noreturn]] void RunAndExit(const std::function<void()> &code) noexcept
 {
     code();

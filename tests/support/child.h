@@ -7,9 +7,9 @@
 namespace test {
 
 // Runs code in a child process, a copy of this one, and returns its output on the standard
-// streams. State that the code under test keeps until the process ends is new there, and
-// does not affect other tests. The test fails if an expectation in the code fails, if the
-// child does not end normally, or if a sanitizer reports an error.
+// streams. Global state of the code under test is new there and does not affect other
+// tests. The test fails if an expectation in the code fails, if the child does not end
+// normally, or if a sanitizer reports an error.
 // REQUIRES: no other thread runs.
 Output InChild(const std::function<void()> &code);
 

@@ -8,13 +8,13 @@
 
 namespace test {
 
-// LiveChild is a process that runs beside the test. It is a copy of the test that runs some
-// code, with its standard streams connected to the test. It is ended with this object, and
-// when the test ends for any reason. All waits end after a generous time.
+// LiveChild is a process that runs at the same time as the test. It is a copy of the test
+// process that runs some code; its standard streams are connected to the test. It ends with
+// this object, and whenever the test ends. All waits end after a generous time.
 class LiveChild
 {
 public:
-    // Runs code in the child, whose exit status is what code returns.
+    // Runs code in the child. The result of code is the child's exit status.
     // REQUIRES: no other thread runs.
     explicit LiveChild(const std::function<int()> &code);
     ~LiveChild();
@@ -27,7 +27,7 @@ public:
     void CloseInput();
 
     // Wait for a text in the child's output or error output, after the text of the previous
-    // wait. If it does not come, the result is a failure that shows the output.
+    // wait. If the text does not appear, the result is a failure that shows the output.
     [[nodiscard]] testing::AssertionResult WaitForOut(const std::string &text);
     [[nodiscard]] testing::AssertionResult WaitForErr(const std::string &text);
 

@@ -5,13 +5,13 @@
 #include <cstdint>
 #include <string>
 
-// A network and a file tree that belong to one test program. Tests can so use the real
-// ports, addresses and paths, and several programs can run at the same time.
+// A private network and a private file tree for a test program. Tests can therefore use the
+// real ports, addresses and paths, and several programs can run at the same time.
 //
 // The program runs on a host with the loopback and the interface net0, 192.0.2.10/24. A
 // second host, the peer, is at the other end of net0's cable: interface peer0,
 // 192.0.2.20/24. /var is an empty memory file system with the folders www/html and
-// www/discovery. All of it disappears with the process.
+// www/discovery. All of this disappears with the process.
 namespace test {
 
 // Makes the namespaces; ends the program with status 1 if the system refuses.

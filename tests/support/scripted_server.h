@@ -27,7 +27,7 @@ inline std::string Chunk(const std::string &text)
     return size.data() + text + "\r\n";
 }
 
-// An event of the configuration service, in a chunk of its own.
+// An event of the configuration service, as one chunk.
 inline std::string Event(const std::string &type, const std::string &data)
 {
     return Chunk("event: " + type + "\ndata: " + data + "\n\n");
@@ -75,7 +75,7 @@ private:
     int mDescriptor;
 };
 
-// A TCP server on the loopback with a thread of its own. Scripts give its answers: the
+// A TCP server on the loopback with its own thread. Scripts give its answers: the
 // first script handles the first connection, and so on; the last script also handles all
 // later ones. A connection is closed when its script returns.
 class ScriptedServer

@@ -21,8 +21,8 @@
 namespace test {
 namespace {
 
-// From now on the kernel asks before this thread, or a thread that it starts, opens a file.
-// Returns the descriptor for the questions.
+// Installs the filter: from now on the kernel asks before this thread, or a thread that it
+// starts, opens a file. Returns the descriptor for these questions.
 int AskBeforeOpening()
 {
     std::array<sock_filter, 4> program{{

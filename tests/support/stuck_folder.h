@@ -11,14 +11,14 @@
 
 namespace test {
 
-// StuckFolder is a folder on a file system that does not answer: a thread that opens a file
-// in it waits until Answer is called. This affects only the code that Run runs, and threads
-// that it starts; these must end before this object is destroyed. It uses a filter of
-// system calls, for which the kernel asks the test.
+// StuckFolder simulates a folder on a file system that does not answer: a thread that opens a
+// file in it waits until Answer is called. This affects only the code that Run runs, and
+// threads that it starts; these must end before this object is destroyed. It uses a seccomp
+// filter, by which the kernel asks the test before each openat().
 class StuckFolder
 {
 public:
-    // The folder's path as it is used to open files, for instance "/var/www/html/".
+    // The start of the paths of the folder's files, for instance "/var/www/html/".
     explicit StuckFolder(std::string folder);
     ~StuckFolder();
     StuckFolder(const StuckFolder &) = delete;
@@ -27,7 +27,7 @@ public:
     // Runs code on a new thread and waits for its end. Called once.
     void Run(const std::function<void()> &code);
 
-    // Waits until a thread waits for the folder.
+    // Waits until a thread is blocked in opening a file of the folder.
     void AwaitSomebody();
 
     // Lets the waiting threads continue. From now on no thread waits.

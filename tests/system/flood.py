@@ -5,7 +5,7 @@ import socket
 
 import expected
 
-NODES = 4096          # the bound on devices heard
+NODES = 4096          # the bound on devices from the network
 LIST = 4 << 20        # the bound on the browse list, in bytes
 SPOOFED = 3 * NODES   # distinct devices in the flood
 BURST = 500           # datagrams that the receive buffer holds whatever their size

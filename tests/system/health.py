@@ -62,17 +62,17 @@ def wait_until_closed(device):
                device.beacond.explain)
 
 
-def hear_alive(device, wire, since, number=1, timeout=PASS):
+def wait_for_alive(device, wire, since, number=1, timeout=PASS):
     """Waits for the device's announcement, which goodbyes may follow. `number` is the number
     of its document.
 
     If its link has just come up, `timeout` must be REPEATED: a busy switch may notice the
     link after the first announcement, and not forward it."""
-    def heard():
+    def announcements():
         return [each.data for each in wire.datagrams(device.address, since, b"NOTIFY")
                 if b"ssdp:byebye" not in each.data]
-    wait_until(heard, timeout, f"{device.name} announced", device.beacond.explain)
-    message = heard()[0]
+    wait_until(announcements, timeout, f"{device.name} announced", device.beacond.explain)
+    message = announcements()[0]
     wanted = expected.alive(device, expected.max_age(message)).decode()
     assert message.decode() == wanted.replace("_upnp_ssdp_1.xml", f"_upnp_ssdp_{number}.xml")
 

@@ -37,7 +37,7 @@ class MisbehavingService:
             connection.close()
 
     def wait_for_connections(self, count, timeout=30):
-        """Waits until so many connections in total have been answered."""
+        """Waits until `count` connections in total have been answered."""
         with self._arrived:
             if not self._arrived.wait_for(lambda: len(self._connections) >= count, timeout):
                 raise TimeoutError(f"{len(self._connections)} of {count} connections")

@@ -1,4 +1,4 @@
-"""How long known devices stay in the registry, on a quick clock."""
+"""How long known devices stay in the registry, measured on an accelerated clock."""
 
 import time
 
@@ -44,7 +44,7 @@ def listed(device, peer):
     return peer.ask(b"gn", device.address, 49821)
 
 
-def test_a_goodbye_is_the_end_at_once(known, peer, wire):
+def test_a_goodbye_removes_a_device_at_once(known, peer, wire):
     device, speaker, mute, zr1, leaver, _ = known
     assert listed(device, peer) == expected.listing("NodeList", device, speaker, mute, zr1, leaver)
     wire.socket.sendto(RawDevice("192.0.2.99", "", LEAVER).byebye(), (device.address, 1900))
@@ -56,7 +56,7 @@ def test_a_goodbye_is_the_end_at_once(known, peer, wire):
     assert listed(device, peer) == expected.listing("NodeList", device, speaker, mute, zr1)
 
 
-def test_who_is_silent_for_four_minutes_is_forgotten_and_who_speaks_stays(known, peer):
+def test_a_silent_device_is_removed_after_four_minutes_and_an_announced_one_stays(known, peer):
     device, speaker, mute, zr1, _, start = known
     gone = {}
 

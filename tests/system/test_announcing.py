@@ -33,12 +33,12 @@ def announcements(programs):
 
 
 def test_each_repeats_the_same_datagram(announcements):
-    for device, heard in announcements:
-        expected.assert_alive(heard[0].data, device)
-        assert {each.data for each in heard} == {heard[0].data}
+    for device, sent in announcements:
+        expected.assert_alive(sent[0].data, device)
+        assert {each.data for each in sent} == {sent[0].data}
 
 
 def test_the_pauses_are_between_two_and_five_ticks(announcements):
-    for _, heard in announcements:
-        for earlier, later in zip(heard, heard[1:]):
+    for _, sent in announcements:
+        for earlier, later in zip(sent, sent[1:]):
             assert SHORTEST - TOLERANCE < later.time - earlier.time < LONGEST + TOLERANCE

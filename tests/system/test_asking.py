@@ -20,7 +20,7 @@ LATER = 40
 LIMIT = 40
 
 ZR1 = Product("ZR1", "0x10680001", "Field recorder")
-UNHEARD = Product("Unheard", "0x1", "never described")
+UNDESCRIBED = Product("Unheard", "0x1", "never described")
 FOREIGN = b"uuid:0a1b2c3d-0000-0000-0000-000000000000::upnp:rootdevice"
 
 
@@ -31,7 +31,7 @@ def other(lab):
     return machine, machine.capture()
 
 
-def named(peer, file, product=UNHEARD):
+def named(peer, file, product=UNDESCRIBED):
     return RawDevice(peer.address, name=file, product=product, file=file)
 
 
@@ -93,26 +93,26 @@ def requests(running_device, peer, wire, other):
     later = [named(peer, f"later-{number}.xml") for number in range(LATER)]
     for each in later:
         sock.sendto(each.alive(), GROUP)
-    heard = wire.wait_for(LATER + len(wanted) - 1, timeout=LIMIT, starting=b"GET")
-    heard = [each.data for each in heard if b"/later-" not in each.data]
-    heard_elsewhere = other_wire.wait_for(starting=b"GET")
-    return wanted, heard, [each.data for each in heard_elsewhere], said
+    sent = wire.wait_for(LATER + len(wanted) - 1, timeout=LIMIT, starting=b"GET")
+    sent = [each.data for each in sent if b"/later-" not in each.data]
+    sent_elsewhere = other_wire.wait_for(starting=b"GET")
+    return wanted, sent, [each.data for each in sent_elsewhere], said
 
 
-def test_each_message_of_an_unknown_device_of_the_family_is_one_request(requests, peer):
-    wanted, heard, _, _ = requests
-    assert Counter(heard) == Counter(device.get_request() for _, device in wanted
-                                     if device.address == peer.address)
+def test_each_message_of_an_unknown_device_of_the_family_causes_one_request(requests, peer):
+    wanted, sent, _, _ = requests
+    assert Counter(sent) == Counter(device.get_request() for _, device in wanted
+                                    if device.address == peer.address)
 
 
 def test_the_request_goes_to_the_host_of_the_location(requests, other):
-    _, _, heard_elsewhere, _ = requests
+    _, _, sent_elsewhere, _ = requests
     address = other[0].address
-    assert heard_elsewhere == [
+    assert sent_elsewhere == [
         f"GET http://{address}:80/elsewhere.xml HTTP/1.1\r\nHOST:{address}:1900\r\n\r\n".encode()]
 
 
-def test_what_cannot_be_asked_for_is_said(requests):
+def test_unusable_locations_are_reported(requests):
     _, _, _, said = requests
     lines = [line for line in said.split("\n")
              if line.startswith(("SendGETRequest", "ParseHTTPResponse"))]
@@ -127,7 +127,7 @@ def test_what_cannot_be_asked_for_is_said(requests):
     ]
 
 
-def test_nobody_is_listed_without_a_description(requests, running_device, peer):
+def test_no_device_is_listed_without_a_description(requests, running_device, peer):
     assert peer.ask(b"gn", running_device.address, 49821) == expected.listing(
         "NodeList", running_device)
 
@@ -162,7 +162,7 @@ def described(running_device, wire, peer):
     return devices
 
 
-def test_a_description_makes_an_entry_of_both_lists(described, running_device, peer):
+def test_a_description_creates_an_entry_in_both_lists(described, running_device, peer):
     assert peer.ask(b"gn", running_device.address, 49821) == expected.listing(
         "NodeList", running_device, *described)
     wanted = expected.browse_json(running_device, *described)
@@ -170,7 +170,8 @@ def test_a_description_makes_an_entry_of_both_lists(described, running_device, p
                lambda: f"{running_device.read(BROWSE_LIST)}\nwanted {wanted}")
 
 
-def test_a_known_device_is_not_asked_again(described, running_device, wire, peer):
+def test_the_description_of_a_known_device_is_not_requested_again(described, running_device, wire,
+                                                                  peer):
     since = wire.mark()
     known = described[0]
     for message in (known.alive(), known.search_response()):
@@ -202,7 +203,8 @@ def test_a_description_without_a_name_changes_nothing(described, running_device,
         "NodeList", running_device, *described)
 
 
-def test_the_whole_road_from_an_announcement_to_the_list(described, running_device, wire, peer):
+def test_an_announcement_leads_to_a_request_a_description_and_an_entry(described, running_device,
+                                                                       wire, peer):
     newcomer = RawDevice(peer.address, "Studio \"Ä\"", Product("Newcomer", "0x1010", "a\\b"))
     since = wire.mark()
     wire.socket.sendto(newcomer.alive(), GROUP)

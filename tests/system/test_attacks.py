@@ -41,7 +41,7 @@ def wait_until_asked(device, peer):
     answer_to(b"gh", peer, device, 49821)
 
 
-def test_a_reply_of_another_diagnostic_port_is_not_answered(running_device, attacker, peer):
+def test_a_reply_from_another_diagnostic_port_is_not_answered(running_device, attacker, peer):
     with attacker.udp_socket(49821) as sock:
         for question in (b"x", b"gn", b"gh", b"Invalid operation\n"):
             sock.sendto(question, (running_device.address, 49821))
@@ -49,7 +49,7 @@ def test_a_reply_of_another_diagnostic_port_is_not_answered(running_device, atta
         assert received(sock) == []
 
 
-def test_questions_for_listings_spend_a_budget(running_device, attacker, peer):
+def test_listing_commands_spend_a_budget(running_device, attacker, peer):
     for number in range(200):
         with attacker.udp_socket() as sock:
             sock.sendto(flood.description(number), (running_device.address, 1900))
@@ -77,7 +77,7 @@ def small_subnet(lab):
 
 
 def bytes_for_searches(device, asker, count):
-    """The answers to so many short searches, and the time that they took."""
+    """The answers to `count` short searches, and the time that they took."""
     search = b"M-SEARCH\nST:ssdp:all"
     with asker.udp_socket() as sock:
         begin = time.monotonic()
@@ -88,8 +88,7 @@ def bytes_for_searches(device, asker, count):
         return received(sock), time.monotonic() - begin
 
 
-def test_answers_to_other_subnets_spend_a_budget_and_those_to_the_own_do_not(
-        lab, small_subnet, attacker):
+def test_only_answers_to_other_subnets_spend_a_budget(lab, small_subnet, attacker):
     neighbour = lab.add_peer(address="192.0.2.100")
     answer = answer_to(expected.SEARCH, neighbour, small_subnet, 1900)
     assert answer == expected.search_response(small_subnet, expected.max_age(answer))
@@ -123,8 +122,8 @@ NO_PEERS = ["239.255.255.250", "224.0.0.1", "255.255.255.255", "192.0.2.255", "1
             "0.0.0.1", "240.0.0.1"]
 
 
-def test_no_document_is_asked_for_at_an_address_that_no_peer_has(running_device, attacker, peer,
-                                                                 wire):
+def test_no_document_is_requested_from_an_address_that_no_peer_can_have(running_device, attacker,
+                                                                        peer, wire):
     start, since = len(running_device.beacond.stderr), wire.mark()
     with attacker.udp_socket() as sock:
         for number, address in enumerate(NO_PEERS):
@@ -139,7 +138,7 @@ def test_no_document_is_asked_for_at_an_address_that_no_peer_has(running_device,
     assert wire.datagrams(running_device.address, since, b"GET") == []
 
 
-def test_announcements_in_its_name_do_not_silence_a_device(running_device, attacker, wire):
+def test_forged_announcements_in_its_name_do_not_stop_a_device(running_device, attacker, wire):
     """The attacker sends one every second, for the time of three announcements."""
     since = wire.mark()
     forged = expected.alive(running_device, 1_000_000)
@@ -154,7 +153,7 @@ def test_announcements_in_its_name_do_not_silence_a_device(running_device, attac
         expected.assert_alive(each.data, running_device)
 
 
-def test_a_description_in_its_name_is_listed_no_longer_than_until_its_announcement(
+def test_a_forged_description_in_its_name_is_listed_until_its_next_announcement(
         running_device, attacker, peer, wire):
     forged = RawDevice(running_device.address, "forged", expected.product(running_device))
     with attacker.udp_socket() as sock:
@@ -169,7 +168,7 @@ def test_a_description_in_its_name_is_listed_no_longer_than_until_its_announceme
 
 
 class Flood:
-    """Sends datagrams in turn, so many per second, from one socket, until the `with` block
+    """Sends datagrams in turn, `rate` per second, from one socket, until the `with` block
     ends."""
 
     def __init__(self, node, address, datagrams, rate):
@@ -253,7 +252,7 @@ def wait_until_queues_are_full(device, start):
                "full queues", device.beacond.explain)
 
 
-def test_a_flood_from_one_address_starves_no_other(running_device, attacker, neighbours):
+def test_a_flood_from_one_address_does_not_starve_others(running_device, attacker, neighbours):
     address, start = running_device.address, len(running_device.beacond.stderr)
     get = flood.get(0).replace(b"192.0.2.10:80", address.encode() + b":80")
     with Flood(attacker, address, [get, flood.alive(0), get, flood.alive(1)], 2000):
@@ -278,7 +277,7 @@ def test_a_flood_from_one_address_starves_no_other(running_device, attacker, nei
     assert listed[0] - begin < LISTED
 
 
-def test_forged_descriptions_lock_no_device_out(running_device, attacker, neighbours):
+def test_forged_descriptions_do_not_keep_real_devices_out(running_device, attacker, neighbours):
     """As many as fit into the registry, with the longest max-age, and never withdrawn."""
     with attacker.udp_socket() as sock:
         for number in range(flood.NODES + 50):

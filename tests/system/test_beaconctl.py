@@ -69,7 +69,7 @@ def test_search_prints_each_answer(pair):
     assert alone.stdout.startswith(f"{b.address}  {usn(b, 'Lumen Plus')}\n    ST        upnp:rootdevice\n")
 
 
-def test_nothing_found_has_status_1_and_no_answer_status_3(pair):
+def test_an_empty_result_has_status_1_and_a_missing_answer_status_3(pair):
     lab, a, _ = pair
     silent = lab.add_peer()
     nothing = a.run(BEACONCTL, "--timeout", "0.3", "search", "urn:nobody", check=False)
@@ -80,7 +80,7 @@ def test_nothing_found_has_status_1_and_no_answer_status_3(pair):
         3, "", f"beaconctl: no answer from {silent.address}\n")
 
 
-def test_a_command_line_that_makes_no_sense_has_status_2(pair):
+def test_an_invalid_command_line_has_status_2(pair):
     _, a, _ = pair
     result = a.run(BEACONCTL, "frob", check=False)
     assert (result.returncode, result.stdout, result.stderr) == (
@@ -121,7 +121,7 @@ def test_watch_on_a_terminal_draws_in_place_without_colours_if_asked(pair):
     assert not re.search(rb"\x1b\[\d+m", plain)
 
 
-def test_watch_on_a_terminal_says_that_nobody_answers(pair):
+def test_watch_on_a_terminal_reports_a_missing_answer(pair):
     _, a, _ = pair
     drawn = drawn_on_terminal(a, BEACONCTL, "watch", "--host", "192.0.2.99", "--timeout", "0.1",
                               status=3)

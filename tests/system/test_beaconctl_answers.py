@@ -32,7 +32,7 @@ def outcome(result):
     pytest.param(b"\xff\0\x1b[2J", id="binary"),
     pytest.param(b"%s" + b"x" * (LARGEST - 8), id="enormous"),
 ])
-def test_an_answer_that_is_no_listing_is_told_in_one_line(
+def test_an_answer_that_is_not_a_listing_is_reported_in_one_line(
         peer, answerer, beaconctl, command, heading, answer):
     with answering(answerer, 49821, answer.replace(b"%s", heading)):
         result = peer.run(beaconctl, "--host", answerer.address, command, check=False)
@@ -40,7 +40,7 @@ def test_an_answer_that_is_no_listing_is_told_in_one_line(
 
 
 @pytest.mark.parametrize("command", ["nodes", "hosts"])
-def test_no_answer_is_told_in_one_line(peer, answerer, beaconctl, command):
+def test_a_missing_answer_is_reported_in_one_line(peer, answerer, beaconctl, command):
     result = peer.run(beaconctl, "--host", answerer.address, "--timeout", "0.3", command,
                       check=False)
     assert outcome(result) == (3, "", "beaconctl: no answer from 192.0.2.201\n")
@@ -48,7 +48,7 @@ def test_no_answer_is_told_in_one_line(peer, answerer, beaconctl, command):
 
 @pytest.mark.parametrize("command, fault", [("nodes", "cannot ask 203.0.113.1"),
                                             ("search", "cannot search")])
-def test_a_network_without_a_way_there_is_told_in_one_line(peer, beaconctl, command, fault):
+def test_an_unreachable_address_is_reported_in_one_line(peer, beaconctl, command, fault):
     result = peer.run(beaconctl, "--host", "203.0.113.1", command, check=False)
     assert outcome(result) == (3, "", f"beaconctl: {fault}: Network is unreachable\n")
 
@@ -67,7 +67,7 @@ def test_a_line_feed_in_a_text_leaves_every_entry_readable(peer, answerer, beaco
                              f"  studio-c   Lumen    192.0.2.12  {row}\n")
 
 
-def test_a_text_that_imitates_a_beginning_takes_nothing_of_the_next_entry(
+def test_a_text_that_imitates_the_start_of_an_entry_does_not_damage_the_next_entry(
         peer, answerer, beaconctl):
     forged = listed(12, "studio-c", "uuid:x\n\n  ProductName:\"forged")
     with answering(answerer, 49821, b"NodeList" + ONE + forged + TWO):
@@ -79,7 +79,7 @@ def test_a_text_that_imitates_a_beginning_takes_nothing_of_the_next_entry(
                              "  studio-c   Lumen    192.0.2.12  uuid:x\n")
 
 
-def test_nodes_are_in_the_order_of_their_names_and_then_of_their_addresses(
+def test_nodes_are_sorted_by_name_and_then_by_address(
         peer, answerer, beaconctl):
     entries = (listed(9, "b", "uuid:4") + listed(10, "b", "uuid:1") + listed(11, "a", "uuid:2") +
                listed(7, "c", "uuid:3"))
@@ -111,7 +111,7 @@ def test_a_listing_that_may_have_been_cut_is_reported(
     assert marks == [{None}, {True}, {True}, set()]
 
 
-def test_watch_reports_nothing_as_gone_that_was_cut(peer, answerer, beaconctl):
+def test_watch_does_not_report_entries_of_a_cut_listing_as_gone(peer, answerer, beaconctl):
     before = filled(b"NodeList" + ONE, 50000)
     with answering(answerer, 49821, before + TWO, filled(before), before + THREE):
         watch = peer.start("watch", [beaconctl, "--json", "--host", answerer.address, "watch"])
@@ -126,7 +126,7 @@ def test_watch_reports_nothing_as_gone_that_was_cut(peer, answerer, beaconctl):
     assert watch.stderr == CUT
 
 
-def test_watch_outlives_every_answer_and_reports_each_fault_once(peer, answerer, beaconctl):
+def test_watch_survives_every_answer_and_reports_each_fault_once(peer, answerer, beaconctl):
     with answering(answerer, 49821, b"NodeList" + ONE, b"", b"NodeList" + ONE[:-1], b"\xff",
                    b"x" * LARGEST, b"NodeList" + ONE + TWO):
         watch = peer.start("watch", [beaconctl, "--host", answerer.address, "watch"])
@@ -141,7 +141,7 @@ def test_watch_outlives_every_answer_and_reports_each_fault_once(peer, answerer,
     pytest.param({"NO_COLOR": ""}, COLOURS, id="empty NO_COLOR"),
     pytest.param({"NO_COLOR": "1"}, set(), id="NO_COLOR"),
 ])
-def test_watch_on_a_terminal_marks_and_colours_what_came_changed_and_went(
+def test_watch_on_a_terminal_marks_and_colours_changes(
         peer, answerer, beaconctl, environment, colours):
     master, terminal = pty.openpty()
     drawn = b""
@@ -163,14 +163,14 @@ def test_watch_on_a_terminal_marks_and_colours_what_came_changed_and_went(
     pytest.param(b"NOTIFY * HTTP/1.1\r\nUSN: uuid:1\r\n\r\n", id="malformed"),
     pytest.param(b"\x1b" * LARGEST, id="enormous"),
 ])
-def test_what_is_no_answer_to_a_search_counts_as_none(peer, answerer, beaconctl, answer):
+def test_an_invalid_answer_to_a_search_is_ignored(peer, answerer, beaconctl, answer):
     with answering(answerer, 1900, answer):
         result = peer.run(beaconctl, "--host", answerer.address, "--timeout", "0.5", "search",
                           check=False)
     assert outcome(result) == (1, "", "beaconctl: nobody answered\n")
 
 
-def test_an_answer_to_a_search_is_shown_shortened_however_large(
+def test_an_answer_to_a_search_of_any_size_is_shown_shortened(
         peer, answerer, beaconctl):
     start = b"HTTP/1.1 200 OK\r\nSERVER: \x1b[2J\r\nUSN: "
     usn = "u" * (LARGEST - len(start))
@@ -182,7 +182,7 @@ def test_an_answer_to_a_search_is_shown_shortened_however_large(
            "    SERVER    \\x1b[2J\n", "")
 
 
-def test_a_search_from_a_port_of_its_own_prints_each_answer_as_it_comes(
+def test_a_search_from_a_free_port_prints_each_answer_at_once(
         peer, answerer, beaconctl):
     with answerer.udp_socket(1900) as sock:
         search = peer.start("search", [beaconctl, "--host", answerer.address, "--timeout", "60",
@@ -206,13 +206,13 @@ LISTS = {
     "empty": (b"", "invalid JSON at byte 1"),
     "partial": (b'[{"hostName":"studio', "invalid JSON at byte 21"),
     "malformed": (b"<html>Log in</html>", "invalid JSON at byte 1"),
-    "no list": (b'{"hostName":"studio-a"}', "not a browse list: no JSON array"),
+    "no list": (b'{"hostName":"studio-a"}', "not a browse list: not a JSON array"),
     "enormous": (b"[" + b" " * (16 << 20), "larger than any browse list"),
 }
 
 
 @pytest.mark.parametrize("text, fault", LISTS.values(), ids=LISTS)
-def test_a_file_that_is_no_browse_list_is_told_in_one_line(peer, beaconctl, text, fault):
+def test_a_file_that_is_not_a_browse_list_is_reported_in_one_line(peer, beaconctl, text, fault):
     file = "/run/browse.json"
     peer.path(file).unlink(missing_ok=True)
     if text is not None:

@@ -39,7 +39,7 @@ def closed_pipe():
     os.close(writer)
 
 
-def test_a_full_medium_ends_every_command_with_status_3_and_a_line(peer, beaconctl, commands):
+def test_a_full_disk_ends_every_command_with_status_3_and_a_line(peer, beaconctl, commands):
     for command in commands:
         with open("/dev/full", "wb") as full:
             program = peer.start("full", [beaconctl, *command], stdout=full)
@@ -47,14 +47,14 @@ def test_a_full_medium_ends_every_command_with_status_3_and_a_line(peer, beaconc
             command, 3, "beaconctl: cannot write: No space left on device\n")
 
 
-def test_a_pipe_that_nobody_reads_ends_every_command_by_sigpipe(
+def test_a_pipe_without_a_reader_ends_every_command_by_sigpipe(
         peer, beaconctl, commands, closed_pipe):
     for command in commands:
         program = peer.start("pipe", [beaconctl, *command], stdout=closed_pipe)
         assert (command, program.wait(), program.stderr) == (command, -signal.SIGPIPE, "")
 
 
-def test_a_pipe_that_nobody_reads_ends_every_command_with_status_3_if_sigpipe_is_ignored(
+def test_a_pipe_without_a_reader_ends_every_command_with_status_3_if_sigpipe_is_ignored(
         peer, beaconctl, commands, closed_pipe):
     # Python ignores SIGPIPE; without restore_signals its children inherit that.
     for command in commands:
@@ -63,7 +63,7 @@ def test_a_pipe_that_nobody_reads_ends_every_command_with_status_3_if_sigpipe_is
         assert (command, program.wait(), program.stderr) == (command, 3, BROKEN)
 
 
-def test_a_closed_standard_output_ends_with_status_3_and_sends_the_output_nowhere(
+def test_a_closed_standard_output_ends_with_status_3_and_without_output(
         peer, answerer, beaconctl):
     with answering(answerer, 49821, LISTING):
         result = peer.run("sh", "-c", f"exec {beaconctl} --host {answerer.address} nodes >&-",
@@ -76,7 +76,7 @@ def test_a_closed_standard_output_ends_with_status_3_and_sends_the_output_nowher
     pytest.param(True, -signal.SIGPIPE, "", id="default"),
     pytest.param(False, 3, BROKEN, id="ignored"),
 ])
-def test_watch_ends_when_its_reader_goes_though_nothing_changes(
+def test_watch_ends_when_its_reader_goes_even_if_nothing_changes(
         peer, answerer, beaconctl, restore, status, error):
     reader, writer = os.pipe()
     with answering(answerer, 49821, LISTING):
@@ -88,7 +88,7 @@ def test_watch_ends_when_its_reader_goes_though_nothing_changes(
         assert (watch.wait(), watch.stderr) == (status, error)
 
 
-def test_a_signal_ends_a_watch_whose_output_nobody_takes(peer, answerer, beaconctl):
+def test_a_signal_ends_a_watch_whose_output_is_not_read(peer, answerer, beaconctl):
     listing = b"NodeList" + b"".join(listed(10, "\x01" * 100, str(number)) for number in range(200))
     reader, writer = os.pipe()
     waiting = array.array("i", [0])
@@ -111,7 +111,7 @@ def test_a_signal_ends_a_watch_whose_output_nobody_takes(peer, answerer, beaconc
     pytest.param("caf\u00e9-\u65e5", id="UTF-8"),
     pytest.param(os.fsdecode(b"caf\xe9"), id="Latin-1"),
 ])
-def test_operands_keep_their_bytes_whatever_the_locale(peer, answerer, beaconctl, locale, text):
+def test_operands_keep_their_bytes_in_any_locale(peer, answerer, beaconctl, locale, text):
     environment = {**peer.environment, "LC_ALL": locale}
     peer.path(f"/run/{text}").write_text('[{"hostName":"studio-a"}]')
     result = peer.run(beaconctl, "--json", "browse", f"/run/{text}", env=environment)

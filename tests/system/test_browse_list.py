@@ -92,7 +92,7 @@ def whole_list(device, peer, text):
     return expected.browse_json(device, *members).encode()
 
 
-def test_every_reading_is_a_whole_list(read, running_device, peer):
+def test_every_read_returns_a_complete_list(read, running_device, peer):
     assert read.reads > 1000
     for _, _, text in read.versions:
         assert text == b"[]" or text == whole_list(running_device, peer, text)
@@ -101,19 +101,19 @@ def test_every_reading_is_a_whole_list(read, running_device, peer):
         assert seen == sorted(seen, reverse=True) and len(set(seen)) <= 2
 
 
-def test_every_list_is_a_file_of_its_own(read):
+def test_every_list_is_a_new_file(read):
     """A list is renamed into its place, not written there."""
     numbers = [number for _, number, _ in read.versions]
     assert len(set(numbers)) == len(numbers) > 5
 
 
-def test_lists_are_written_a_tick_apart_at_least(read):
+def test_lists_are_written_at_least_a_tick_apart(read):
     times = [when for when, _, text in read.versions if text != b"[]"]
     for earlier, later in zip(times, times[1:]):
         assert later - earlier > SHORTEST - 1  # a busy reader can see the earlier one late
 
 
-def test_who_says_goodbye_leaves_the_list(read, running_device, wire, peer):
+def test_a_goodbye_removes_a_device_from_the_list(read, running_device, wire, peer):
     del read
     for each in crowd(peer, 1):
         wire.socket.sendto(each.byebye(), GROUP)

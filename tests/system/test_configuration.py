@@ -29,13 +29,13 @@ def all_sent_has_arrived(wire, lab):
         wait_until(later_arrived, PASS, "what was sent later")
 
 
-def test_a_new_host_name_is_a_goodbye_and_an_announcement(running_device, wire):
+def test_a_new_host_name_causes_a_goodbye_and_an_announcement(running_device, wire):
     device = running_device
     since = wire.mark()
     device.configure(hostName="studio-b")
-    heard = wire.wait_for(2, since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
-    assert heard[0].data == expected.goodbye(device)
-    expected.assert_alive(heard[1].data, device)
+    sent = wire.wait_for(2, since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
+    assert sent[0].data == expected.goodbye(device)
+    expected.assert_alive(sent[1].data, device)
     assert "    <friendlyName>studio-b</friendlyName>\n" in device.read(DOCUMENT)
 
 
@@ -44,16 +44,16 @@ def test_the_same_host_name_again_changes_nothing(running_device, wire):
     since, before = wire.mark(), device.beacond.stdout
     device.configure(hostName="studio-b")
     device.configure(hostName="studio-a")
-    heard = wire.wait_for(2, since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
-    assert heard[0].data == expected.goodbye(device)
-    expected.assert_alive(heard[1].data, device)
+    sent = wire.wait_for(2, since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
+    assert sent[0].data == expected.goodbye(device)
+    expected.assert_alive(sent[1].data, device)
     # Only the second of the two changes reopened the engine.
     assert device.beacond.stdout[len(before):] == (
         "SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\n"
         "Open: The diagnostic thread has started\n")
 
 
-def test_switching_ssdp_off_is_a_goodbye_and_silence(running_device, wire, peer):
+def test_switching_ssdp_off_causes_a_goodbye_and_nothing_else(running_device, wire, peer):
     device = running_device
     since = wire.mark()
     device.configure(ssdpEnable=False)
@@ -66,25 +66,25 @@ def test_switching_ssdp_off_is_a_goodbye_and_silence(running_device, wire, peer)
     assert peer.ask(b"gh", device.address, 49821) == b"HostList"
 
 
-def test_a_new_host_name_with_ssdp_off_waits_for_the_switch(running_device, wire):
+def test_a_new_host_name_with_ssdp_off_is_announced_when_it_is_on_again(running_device, wire):
     device = running_device
     since = wire.mark()
     device.configure(hostName="studio-c")
     device.configure(ssdpEnable=True)
-    heard = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
-    expected.assert_alive(heard[0].data, device)
+    sent = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
+    expected.assert_alive(sent[0].data, device)
     assert "<friendlyName>studio-c<" in device.read(DOCUMENT)
 
 
-def test_a_new_address_is_a_goodbye_for_the_old_and_an_announcement_for_the_new(
+def test_a_new_address_causes_a_goodbye_for_the_old_and_an_announcement_for_the_new(
         running_device, wire):
     device = running_device
     since, old_goodbye = wire.mark(), expected.goodbye(device)
     device.change_address("192.0.2.110")
-    heard = wire.wait_for(2, since=since, starting=b"NOTIFY", timeout=PASS)
-    assert heard[0].data == old_goodbye
-    expected.assert_alive(heard[1].data, device)
-    assert heard[1].source == device.address
+    sent = wire.wait_for(2, since=since, starting=b"NOTIFY", timeout=PASS)
+    assert sent[0].data == old_goodbye
+    expected.assert_alive(sent[1].data, device)
+    assert sent[1].source == device.address
 
 
 def test_an_address_that_changed_with_ssdp_off_is_announced_when_it_is_on_again(
@@ -98,9 +98,9 @@ def test_an_address_that_changed_with_ssdp_off_is_announced_when_it_is_on_again(
     wait_until(lambda: reported_address(device) == "192.0.2.112", PASS, "the new address reported")
     since = wire.mark()
     device.configure(ssdpEnable=True)
-    heard = wire.wait_for(since=since, starting=b"NOTIFY", timeout=PASS)
-    expected.assert_alive(heard[0].data, device)
-    assert heard[0].source == device.address
+    sent = wire.wait_for(since=since, starting=b"NOTIFY", timeout=PASS)
+    expected.assert_alive(sent[0].data, device)
+    assert sent[0].source == device.address
 
 
 def test_without_an_address_the_port_is_closed_until_there_is_one(running_device, wire):
@@ -110,8 +110,8 @@ def test_without_an_address_the_port_is_closed_until_there_is_one(running_device
     assert not ssdp_port_open(device)
     since = wire.mark()
     device.add_address(device.address)
-    heard = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
-    expected.assert_alive(heard[0].data, device)
+    sent = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
+    expected.assert_alive(sent[0].data, device)
 
 
 def test_two_addresses_are_refused(running_device, wire):
@@ -125,19 +125,20 @@ def test_two_addresses_are_refused(running_device, wire):
     since = wire.mark()
     device.remove_address("192.0.2.111")
     device.configure(hostName="studio-a")
-    heard = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
-    expected.assert_alive(heard[0].data, device)
+    sent = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
+    expected.assert_alive(sent[0].data, device)
 
 
-def test_a_pulled_cable_closes_the_port_and_a_plugged_one_announces(running_device, wire, lab):
+def test_pulling_the_cable_closes_the_port_and_plugging_it_in_causes_an_announcement(
+        running_device, wire, lab):
     device = running_device
     lab.set_cable(device, False)
     wait_until(lambda: not ssdp_port_open(device), PASS, "the SSDP port closed",
                device.beacond.explain)
     since = wire.mark()
     lab.set_cable(device, True)
-    heard = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=REPEATED)
-    expected.assert_alive(heard[0].data, device)
+    sent = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=REPEATED)
+    expected.assert_alive(sent[0].data, device)
 
 
 @pytest.fixture(scope="module")
@@ -159,7 +160,7 @@ def test_a_lost_connection_closes_the_port_without_a_goodbye(hand_kept_device, w
     assert expected.goodbye(device) not in notifies(wire, device, since)
 
 
-def test_a_connection_that_is_back_opens_the_port_without_an_announcement(
+def test_a_restored_connection_opens_the_port_without_an_announcement(
         hand_kept_device, wire, peer):
     device = hand_kept_device
     since = wire.mark()
@@ -170,15 +171,15 @@ def test_a_connection_that_is_back_opens_the_port_without_an_announcement(
     assert peer.ask(b"gh", device.address, 49821) == b"HostList"
 
 
-def test_complete_publishes_preparing_is_one_goodbye(hand_kept_device, wire, lab):
+def test_complete_publishes_and_preparing_causes_one_goodbye(hand_kept_device, wire, lab):
     device = hand_kept_device
     since = wire.mark()
     device.put_network(state="Preparing")
     wait_until(lambda: not ssdp_port_open(device), PASS, "the SSDP port closed",
                device.beacond.explain)
     device.put_network(state="Complete")
-    heard = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
-    expected.assert_alive(heard[0].data, device)  # nothing was announced before
+    sent = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
+    expected.assert_alive(sent[0].data, device)  # nothing was announced before
     device.put_network(state="Preparing")
     wait_until(lambda: not ssdp_port_open(device), PASS, "the SSDP port closed",
                device.beacond.explain)
@@ -187,7 +188,7 @@ def test_complete_publishes_preparing_is_one_goodbye(hand_kept_device, wire, lab
     assert notifies(wire, device, since).count(expected.goodbye(device)) == 1
 
 
-def test_a_device_with_ssdp_off_from_the_start_says_nothing(lab, wire, peer):
+def test_a_device_with_ssdp_off_from_the_start_sends_nothing(lab, wire, peer):
     since = wire.mark()
     device = lab.add_device("quiet", product="corvia12", ssdp=False)
     device.start_beacond().wait_output("PubSub started")
@@ -197,7 +198,7 @@ def test_a_device_with_ssdp_off_from_the_start_says_nothing(lab, wire, peer):
     assert notifies(wire, device, since) == []
     assert peer.ask(b"gh", device.address, 49821) == b"HostList"
     device.configure(hostName="loud")
-    heard = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
+    sent = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
     # If SSDP is off from the start, a new host name is published nevertheless: the switch
     # counts as on until it is first changed.
-    expected.assert_alive(heard[0].data, device)
+    expected.assert_alive(sent[0].data, device)

@@ -100,7 +100,7 @@ def put_reported_address(device, address):
     assert device.request("PUT", "/api/v1/network/devices", devices)[0] == 200
 
 
-def test_other_states_of_the_interface_do_nothing(device, since):
+def test_other_states_of_the_interface_have_no_effect(device, since):
     device.put_network(state="Failed")
     device.put_network(state="Idle")
     device.configure(hostName="by-hand-2")
@@ -108,7 +108,7 @@ def test_other_states_of_the_interface_do_nothing(device, since):
     assert since.written() == REOPENED  # for the name
 
 
-def test_complete_announces_anew_and_publishes_by_dns_sd_anew(device, since):
+def test_complete_announces_and_publishes_by_dns_sd_again(device, since):
     device.put_network(state="Complete")
     since.wait_until_announced_anew()
     wait_until(lambda: since.publications() == 1, PASS, "published anew", device.beacond.explain)
@@ -116,7 +116,7 @@ def test_complete_announces_anew_and_publishes_by_dns_sd_anew(device, since):
     assert service_names(device) == ["by-hand-2"]
 
 
-def test_connected_again_does_nothing_to_an_open_port(device, since):
+def test_connected_again_leaves_an_open_port_open(device, since):
     device.put_network(connected=False)
     since.wait_until_written(CLOSED)
     device.configure(hostName="by-hand-3")  # opens it
@@ -128,7 +128,7 @@ def test_connected_again_does_nothing_to_an_open_port(device, since):
     wait_until(lambda: since.said()[-1:] == ["alive"], PASS, "announced", since.said)
 
 
-def test_a_lost_connection_does_nothing_to_a_closed_port(device, since):
+def test_a_lost_connection_leaves_a_closed_port_closed(device, since):
     device.put_network(state="Preparing")
     since.wait_until_written(CLOSED)
     assert since.all_said()[-1:] == ["goodbye"]
@@ -143,7 +143,7 @@ def test_a_lost_connection_does_nothing_to_a_closed_port(device, since):
     assert since.written() == CLOSED + OPENED + REOPENED
 
 
-def test_with_ssdp_off_only_complete_does_anything_and_announces_nothing(
+def test_with_ssdp_off_only_complete_has_an_effect_and_announces_nothing(
         device, wire, peer, since):
     device.configure(ssdpEnable=False)
     wait_until(lambda: since.said()[-1:] == ["goodbye"], PASS, "the goodbye", since.said)
@@ -164,7 +164,7 @@ def test_with_ssdp_off_only_complete_does_anything_and_announces_nothing(
     assert hosts(device, peer) == b"HostList"
 
 
-def test_switched_on_it_announces_without_opening_the_port_anew(device, peer, since):
+def test_switching_ssdp_on_announces_without_reopening_the_port(device, peer, since):
     device.configure(ssdpEnable=True)
     since.wait_until_said("alive")
     assert since.written() == ""
@@ -173,7 +173,7 @@ def test_switched_on_it_announces_without_opening_the_port_anew(device, peer, si
     assert service_names(device) == ["by-hand"]
 
 
-def test_a_new_name_is_dns_sds_too(device, since):
+def test_a_new_name_is_also_published_by_dns_sd(device, since):
     device.configure(hostName="by-hand-4")
     since.wait_until_announced_anew()
     wait_until(lambda: service_names(device) == ["by-hand-4"], 20, "the new name",

@@ -65,12 +65,12 @@ def test_its_standard_descriptors_are_on_dev_null(started):
     assert [links(started.pid)[number] for number in (0, 1, 2)] == ["/dev/null"] * 3
 
 
-def test_it_keeps_nothing_it_was_started_with(started):
+def test_it_closes_all_inherited_descriptors(started):
     assert not started.inherited & set(links(started.pid).values())
     assert os.read(started.reader, 1) == b""  # no process has the other end open
 
 
-def test_its_files_are_not_for_others(started, device):
+def test_its_files_are_not_accessible_to_other_users(started, device):
     with open(f"/proc/{started.pid}/status", encoding="ascii") as file:
         assert "Umask:\t0027\n" in file.readlines()
     document = device.path("/var/www/html/corvia_12_upnp_ssdp_1.xml")
@@ -112,9 +112,9 @@ def test_it_takes_no_processor_time_when_idle(started):
 def test_it_follows_a_change_of_the_configuration(started, device, wire):
     since = wire.mark()
     device.configure(hostName="studio-z")
-    heard = wire.wait_for(2, since=since, source=device.address, starting=b"NOTIFY")
-    assert heard[0].data == expected.goodbye(device)
-    expected.assert_alive(heard[1].data, device)
+    sent = wire.wait_for(2, since=since, source=device.address, starting=b"NOTIFY")
+    assert sent[0].data == expected.goodbye(device)
+    expected.assert_alive(sent[1].data, device)
     wanted = "[" + expected.browse_entry(device, "studio-z") + "]"
     wait_until(lambda: device.read(BROWSE_LIST) == wanted, 30, "the new name in the list",
                lambda: device.read(BROWSE_LIST))
@@ -122,7 +122,7 @@ def test_it_follows_a_change_of_the_configuration(started, device, wire):
                "the new name by multicast DNS", device.mdns_services)
 
 
-def test_the_command_does_not_wait_for_the_daemon_s_start(lab, wire):
+def test_the_command_does_not_wait_until_the_daemon_is_ready(lab, wire):
     """Without its configuration service, the daemon waits for 5 s before it continues."""
     device = lab.add_device("late", product="talonmx")
     device.configd.stop()
@@ -133,5 +133,5 @@ def test_the_command_does_not_wait_for_the_daemon_s_start(lab, wire):
     wire.wait_for(source=device.address, starting=b"M-SEARCH")
     assert not wire.datagrams(device.address, starting=b"NOTIFY")
     device.start_configd()
-    heard = wire.wait_for(source=device.address, starting=b"NOTIFY")
-    expected.assert_alive(heard[0].data, device)
+    sent = wire.wait_for(source=device.address, starting=b"NOTIFY")
+    expected.assert_alive(sent[0].data, device)

@@ -33,13 +33,13 @@ def alone(programs):
         yield device, network.add_peer()
 
 
-def test_empty_lists_are_their_headings(alone):
+def test_an_empty_list_has_only_its_heading(alone):
     device, peer = alone
     assert peer.ask(b"gh", device.address, PORT) == b"HostList"
     assert peer.ask(b"gn", device.address, PORT) == b"NodeList"
 
 
-def test_the_own_service_is_in_both_lists(running_device, peer):
+def test_the_device_itself_is_in_both_lists(running_device, peer):
     entry = (b"\n  ProductName:\"Corvia 12\""
              b"\n  HostName:   \"studio-a\""
              b"\n  IP:         192.0.2.10"
@@ -48,7 +48,7 @@ def test_the_own_service_is_in_both_lists(running_device, peer):
     assert peer.ask(b"gn", running_device.address, PORT) == b"NodeList" + entry
 
 
-def hear(device, peer, others):
+def send_descriptions(device, peer, others):
     with peer.udp_socket() as sock:
         for number, each in enumerate(others):
             sock.sendto(each.description(), (device.address, 1900))
@@ -57,23 +57,23 @@ def hear(device, peer, others):
     wait_until_read(device, peer)
 
 
-def test_heard_devices_are_listed_as_nodes_in_the_order_of_their_usn(running_device, peer):
-    hear(running_device, peer, KNOWN)
+def test_peers_are_listed_as_nodes_in_the_order_of_their_usns(running_device, peer):
+    send_descriptions(running_device, peer, KNOWN)
     assert peer.ask(b"gn", running_device.address, PORT) == expected.listing(
         "NodeList", running_device, *KNOWN)
     assert peer.ask(b"gh", running_device.address, PORT) == expected.listing(
         "HostList", running_device)
 
 
-def test_heard_devices_are_no_hosts_of_a_device_that_announces_nothing(alone):
+def test_peers_are_nodes_and_not_hosts_of_a_device_that_announces_nothing(alone):
     device, peer = alone
-    hear(device, peer, KNOWN)
+    send_descriptions(device, peer, KNOWN)
     assert peer.ask(b"gn", device.address, PORT) == expected.listing("NodeList", *KNOWN)
     assert peer.ask(b"gh", device.address, PORT) == b"HostList"
 
 
 @pytest.mark.parametrize("command", [b"GH", b"gH", b"xy", b"g ", b"\n\n", b"\0g", b"\xff\xfe"])
-def test_two_other_bytes_are_no_command_and_are_reported(quiet_device, peer, command):
+def test_two_other_bytes_are_reported_as_an_unknown_command(quiet_device, peer, command):
     before = len(quiet_device.beacond.stderr)
     assert peer.ask(command, quiet_device.address, PORT) == (
         b"No such command as \"" + command + b"\"")
@@ -97,7 +97,7 @@ def test_an_empty_datagram_is_not_answered(running_device, peer):
         assert sock.recv(65536) == b"Invalid operation\n"
 
 
-def test_the_device_itself_may_ask_through_its_loopback(running_device):
+def test_the_device_can_query_itself_by_loopback(running_device):
     with running_device.network():
         sock = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     with sock:
@@ -106,11 +106,11 @@ def test_the_device_itself_may_ask_through_its_loopback(running_device):
         assert sock.recv(65536) == expected.listing("HostList", running_device)
 
 
-def test_a_listing_that_one_datagram_cannot_carry_ends_after_the_last_whole_entry(
+def test_a_listing_too_large_for_a_datagram_ends_after_the_last_whole_entry(
         running_device, peer):
     many = [RawDevice(f"198.51.100.{number}", 200 * "x", Product("Many", "0x1", ""))
             for number in range(255)]
-    hear(running_device, peer, many)
+    send_descriptions(running_device, peer, many)
     wanted = b"NodeList"
     for each in sorted([running_device, *KNOWN, *many], key=expected.usn):
         entry = expected.listing("", each)

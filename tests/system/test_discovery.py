@@ -28,16 +28,16 @@ def all_found(wire, three_devices):
     return three_devices
 
 
-def test_every_list_holds_every_device(all_found):
+def test_every_list_contains_every_device(all_found):
     for device in all_found:
         assert device.read(BROWSE_LIST) == expected.browse_json(*all_found)
 
 
-def test_the_discovery_page_is_tested_with_a_list_as_it_is_written(all_found):
+def test_the_discovery_page_is_tested_with_a_list_that_a_device_wrote(all_found):
     assert all_found[0].read(BROWSE_LIST) == SAMPLE.read_text(encoding="utf-8")
 
 
-def test_the_registries_hold_what_the_lists_hold(all_found, peer):
+def test_the_registries_and_the_lists_contain_the_same_devices(all_found, peer):
     for device in all_found:
         assert peer.ask(b"gn", device.address, 49821) == expected.listing("NodeList", *all_found)
         assert peer.ask(b"gh", device.address, 49821) == expected.listing("HostList", device)
@@ -63,7 +63,7 @@ def test_every_device_sends_its_own_announcement_and_one_search(all_found, wire)
         assert [each.data for each in searches] == [expected.SEARCH]
 
 
-def test_other_peoples_listener_hears_all(all_found, lab):
+def test_minissdpd_receives_the_announcements_of_all(all_found, lab):
     """minissdpd, on a machine where no other program uses the SSDP port."""
     listener = Minissdpd(lab.add_peer())
     wanted = {(expected.location(each), "upnp:rootdevice", expected.usn(each))
@@ -72,7 +72,7 @@ def test_other_peoples_listener_hears_all(all_found, lab):
                listener.services)
 
 
-def test_other_peoples_control_point_finds_all(all_found, lab):
+def test_upnpc_finds_all(all_found, lab):
     """upnpc searches for gateways, and finally for any root device. It then requests each
     description by HTTP. No web server runs here, so it exits with status 1."""
     result = lab.add_peer().run("upnpc", "-l", "-m", "net0", check=False)

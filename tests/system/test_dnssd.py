@@ -28,7 +28,7 @@ def test_the_service_has_name_address_port_and_txt(pair):
         "the service", lambda: str(seen(looker)))
 
 
-def test_a_changed_address_is_the_one_that_others_resolve(pair):
+def test_others_resolve_a_changed_address(pair):
     published, looker = pair
     published.change_address("192.0.2.77")
     wait_until(lambda: [each[:2] for each in seen(looker)] == [("studio-a", "192.0.2.77")], LIMIT,
@@ -36,14 +36,14 @@ def test_a_changed_address_is_the_one_that_others_resolve(pair):
     assert published.beacond.status is None
 
 
-def test_a_renamed_host_is_found_by_its_new_name_alone(pair):
+def test_a_renamed_host_is_found_only_by_its_new_name(pair):
     published, looker = pair
     published.configure(hostName="2nd Studio_A")
     wait_until(lambda: [each[0] for each in seen(looker)] == ["ndStudioA"], LIMIT,
                "the new name", lambda: str(seen(looker)))
 
 
-def test_a_new_host_name_of_avahi_daemon_keeps_the_service_which_then_names_that_host(pair):
+def test_the_service_follows_a_new_host_name_of_avahi_daemon(pair):
     published, looker = pair
     published.run("avahi-set-host-name", "other")
     wait_until(lambda: [(each["name"], each["host"]) for each in looker.mdns_services()] == [
@@ -62,7 +62,7 @@ def test_with_ssdp_switched_off_the_service_stays(pair):
                "the first name again", lambda: str(seen(looker)))
 
 
-def test_an_ended_avahi_daemon_ends_the_daemon_with_status_1(pair):
+def test_the_end_of_avahi_daemon_ends_the_daemon_with_status_1(pair):
     published, looker = pair
     published.avahi.stop()
     assert published.beacond.wait() == 1

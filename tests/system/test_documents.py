@@ -70,7 +70,7 @@ FIGURES = {
 
 
 @pytest.mark.parametrize("what, bound, _", bounds())
-def test_every_bound_has_the_figure_that_the_sources_have(what, bound, _):
+def test_every_bound_has_the_figure_of_the_sources(what, bound, _):
     figures = [constants()[name] for name in FIGURES[what]] if what in FIGURES else [unit_memory()]
     in_numbers = re.findall(r"\d+(?:[.,]\d+)*(?: MB)?", bound)
     assert in_numbers == [written(figure, "MB" in text) for figure, text in
@@ -78,7 +78,7 @@ def test_every_bound_has_the_figure_that_the_sources_have(what, bound, _):
 
 
 @pytest.mark.parametrize("what, _, shown_by", bounds())
-def test_every_bound_is_shown_by_a_test_that_exists(what, _, shown_by):
+def test_every_bound_names_an_existing_test(what, _, shown_by):
     if shown_by == "the same":
         return
     names = re.findall(r"`([^`]+)`", shown_by)
@@ -96,10 +96,23 @@ def attacks():
 
 
 @pytest.mark.parametrize("what, test", attacks())
-def test_every_attack_is_shown_by_a_test_that_exists(what, test):
+def test_every_attack_names_an_existing_test(what, test):
     sources = "".join(path.read_text(encoding="utf-8")
                       for path in (TOP / "tests/system").glob("test_*.py"))
     assert f"\ndef {test}(" in sources, what
+
+
+@pytest.mark.parametrize("document", ["CHANGELOG.md", "docs/architecture.md", "docs/embedded.md",
+                                      "docs/security.md"])
+def test_every_test_named_in_a_document_exists(document):
+    text = (TOP / document).read_text(encoding="utf-8")
+    python = "".join(path.read_text(encoding="utf-8")
+                     for path in (TOP / "tests").rglob("test_*.py"))
+    in_python = set(re.findall(r"^def (test_\w+)", python, re.M))
+    named = set(re.findall(r"`([A-Z]\w+\.[A-Z]\w+|test_\w+|tests/[\w./-]+)`", text))
+    assert named
+    assert {name for name in named - unit_tests() - in_python
+            if not (name.startswith("tests/") and (TOP / name).exists())} == set()
 
 
 def example_device(name, address, product):
@@ -121,13 +134,13 @@ def protocol_examples():
     return re.findall(r"^```\w*\n(.*?)^```$", text, re.M | re.S)
 
 
-def test_the_protocols_messages_are_what_devices_send():
+def test_the_messages_in_the_protocol_document_are_those_of_devices():
     messages = [block.replace("\n", "\r\n").encode() for block in protocol_examples()[:5]]
     assert messages == [expected.alive(STUDIO_A, 124), expected.goodbye(STUDIO_A), expected.SEARCH,
                         expected.search_response(STUDIO_A, 124), get_request(STUDIO_A)]
 
 
-def test_the_protocols_documents_are_what_devices_write():
+def test_the_files_in_the_protocol_document_are_those_of_devices():
     answer, document, entry, browse_list = protocol_examples()[5:9]
     head, _, _ = answer.partition("<?xml")
     served = expected.served(expected.document(STUDIO_A))
@@ -137,7 +150,7 @@ def test_the_protocols_documents_are_what_devices_write():
     assert browse_list == expected.browse_json(STUDIO_A) + "\n"
 
 
-def test_the_worked_captures_sizes_are_those_of_the_messages():
+def test_the_sizes_in_the_example_capture_are_those_of_the_messages():
     a, b = STUDIO_A, STUDIO_B
     messages = [(b, expected.SEARCH), (a, expected.search_response(a, 124)),
                 (b, expected.alive(b, 124)), (a, get_request(b)), (b, get_request(a)),
@@ -152,7 +165,7 @@ def plain(path):
     return " ".join((TOP / path).read_text(encoding="utf-8").split())
 
 
-def test_the_rule_for_names_is_the_same_wherever_it_is_given():
+def test_all_documents_give_the_same_rule_for_names():
     source = (TOP / "tools/configd/name.h").read_text(encoding="utf-8")
     rule = re.search(r'kNameRule =\s*"(.*)";', source)[1].replace('\\"', '"')
     assert rule in plain("docs/configuration-service.yaml")
@@ -169,7 +182,7 @@ def configd_bounds():
 
 
 @pytest.mark.parametrize("what, shown_by", configd_bounds())
-def test_every_bound_of_the_configuration_service_is_shown_by_a_test_that_exists(what, shown_by):
+def test_every_bound_of_the_configuration_service_names_an_existing_test(what, shown_by):
     names = re.findall(r"`([^`]+)`", shown_by)
     assert names, f"no test named for {what}"
     for name in names:

@@ -34,7 +34,7 @@ def test_the_device_is_on_another_clock(device, clock):
 
 
 @pytest.mark.parametrize("offset", ["-4000d", "+0"])
-def test_a_clock_that_is_set_changes_no_period(device, clock, wire, peer, offset):
+def test_setting_the_clock_changes_no_period(device, clock, wire, peer, offset):
     since = wire.mark()
     first = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY")[-1]
     since = wire.mark()

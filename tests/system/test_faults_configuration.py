@@ -54,13 +54,13 @@ def service_lines(device, start):
                    if line.startswith(SERVICE))
 
 
-def rename_and_hear(device, wire, rename):
+def rename_and_wait(device, wire, rename):
     """Renames a device by calling `rename`, and waits for the effects."""
     since, name = wire.mark(), next(names)
     rename(name)
-    heard = wire.wait_for(2, since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
-    assert heard[0].data == expected.goodbye(device)
-    expected.assert_alive(heard[1].data, device)
+    sent = wire.wait_for(2, since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
+    assert sent[0].data == expected.goodbye(device)
+    expected.assert_alive(sent[1].data, device)
     assert f"<friendlyName>{name}<" in device.read("/var/www/html/corvia_12_upnp_ssdp_1.xml")
 
 
@@ -75,7 +75,7 @@ def silent_start(lab, wire):
         yield device, service
 
 
-def test_a_silent_service_holds_the_start_up_for_5_s_only(silent_start, peer):
+def test_a_silent_service_delays_the_start_by_5_s_only(silent_start, peer):
     device, service = silent_start
     assert device.beacond.stderr == (
         SERVICE + "not every value came within 5000 ms\n" + start_lines(device))
@@ -94,11 +94,11 @@ def test_without_a_service_it_starts_unannounced_and_answers(silent_start, devic
     assert device.read(BROWSE_LIST) == "[]"
 
 
-def test_a_service_that_comes_late_is_followed_at_once(device, wire):
+def test_a_service_that_starts_late_is_followed_at_once(device, wire):
     before = len(device.beacond.stderr)
     device.start_configd()
-    heard = wire.wait_for(source=device.address, starting=b"NOTIFY", timeout=PASS)
-    expected.assert_alive(heard[0].data, device)
+    sent = wire.wait_for(source=device.address, starting=b"NOTIFY", timeout=PASS)
+    expected.assert_alive(sent[0].data, device)
     device.beacond.wait_output("Service 'studio-a' successfully established.\n")
     wait_until(lambda: device.read(BROWSE_LIST) == expected.browse_json(device), PASS,
                "the device in its own list", lambda: device.read(BROWSE_LIST))
@@ -109,7 +109,7 @@ def test_a_service_that_comes_late_is_followed_at_once(device, wire):
     assert device.beacond.stdout == START + 3 * REOPENED
 
 
-def test_a_service_that_is_restarted_is_found_again_and_nothing_said_on_the_wire(device, wire):
+def test_a_restarted_service_is_followed_again_without_a_datagram(device, wire):
     since = wire.mark()
     out, err = len(device.beacond.stdout), len(device.beacond.stderr)
     device.configd.stop()
@@ -122,7 +122,7 @@ def test_a_service_that_is_restarted_is_found_again_and_nothing_said_on_the_wire
     for each in wire.datagrams(device.address, since):
         expected.assert_alive(each.data, device)  # regular announcements: no goodbye, no search
     assert device.beacond.stdout[out:] == ""
-    rename_and_hear(device, wire, lambda name: device.configure(hostName=name))
+    rename_and_wait(device, wire, lambda name: device.configure(hostName=name))
 
 
 WRONG_ANSWERS = {
@@ -135,7 +135,7 @@ WRONG_ANSWERS = {
 }
 
 
-def test_a_wrong_answer_is_told_once_however_often_it_comes(device):
+def test_a_repeated_wrong_answer_is_reported_once(device):
     err = len(device.beacond.stderr)
     lines = ""
     for fault in WRONG_ANSWERS.values():
@@ -170,7 +170,7 @@ WRONG_VALUES = [
 ]
 
 
-def test_events_that_cannot_be_read_are_dropped_and_the_stream_goes_on(device, wire, peer):
+def test_invalid_events_are_dropped_and_the_stream_continues(device, wire, peer):
     out, err = len(device.beacond.stdout), len(device.beacond.stderr)
     before = status(device.beacond, "VmRSS")
     device.configd.stop()
@@ -184,7 +184,7 @@ def test_events_that_cannot_be_read_are_dropped_and_the_stream_goes_on(device, w
         wait_until(lambda: service_lines(device, err) == lines, PASS, "the lines",
                    lambda: service_lines(device, err))
         assert device.beacond.stdout[out:] == ""
-        rename_and_hear(device, wire, lambda name: service.send(
+        rename_and_wait(device, wire, lambda name: service.send(
             event(24, json.dumps({"hostName": name}))))
     # 10 MB were sent; not much more than the largest event was stored.
     assert status(device.beacond, "VmHWM") - before < 4 << 20
@@ -202,11 +202,11 @@ def test_a_silent_service_counts_as_lost_after_45_s_and_the_next_is_followed(
                  event(19, json.dumps([{
                      "name": "net0", "activeParams": {"address": device.address},
                      "status": {"interfaceSetupState": "Complete", "connected": True}}])))
-    heard = wire.wait_for(source=device.address, starting=b"NOTIFY", timeout=PASS)
-    expected.assert_alive(heard[0].data, device)
+    sent = wire.wait_for(source=device.address, starting=b"NOTIFY", timeout=PASS)
+    expected.assert_alive(sent[0].data, device)
 
 
-def test_a_host_name_beyond_any_bound_ends_it_like_any_that_makes_no_dns_sd_name(device):
+def test_a_host_name_too_long_for_dns_sd_ends_the_daemon(device):
     device.configd.stop()
     with MisbehavingService(device, HEADER + event(24, json.dumps({"hostName": "a" * 200_000}))):
         assert device.beacond.wait() == 1

@@ -5,7 +5,7 @@ import itertools
 import pytest
 
 import expected
-from health import PASS, assert_works, faults, hear_alive, wait_for_faults
+from health import PASS, assert_works, faults, wait_for_alive, wait_for_faults
 from lab.device import BROWSE_LIST
 
 SCRATCH = "/var/www/discovery/__browse.json"
@@ -56,11 +56,11 @@ def switch_off_and_on(device, wire, number=1):
     since = wire.mark()
     device.configure(ssdpEnable=False)
     device.configure(ssdpEnable=True)
-    hear_alive(device, wire, since, number)
+    wait_for_alive(device, wire, since, number)
 
 
 @pytest.mark.parametrize("spoil", [make_missing, make_read_only])
-def test_without_a_place_for_documents_it_is_unannounced_until_it_is_published_again(
+def test_without_a_folder_for_documents_it_is_unannounced_until_it_is_published_again(
         device, wire, peer, spoil):
     spoil(device, "/var/www/html")
     device.start_beacond().wait_output("PubSub started\n")
@@ -75,7 +75,7 @@ def test_without_a_place_for_documents_it_is_unannounced_until_it_is_published_a
 
 
 @pytest.mark.parametrize("spoil", [make_missing, make_read_only])
-def test_a_place_for_documents_that_goes_is_noticed_when_the_device_is_published_again(
+def test_a_lost_folder_for_documents_is_reported_when_the_device_is_published_again(
         device, wire, peer, spoil):
     device.start_beacond()
     wire.wait_for(source=device.address, starting=b"NOTIFY")
@@ -93,7 +93,7 @@ def test_a_place_for_documents_that_goes_is_noticed_when_the_device_is_published
 
 
 @pytest.mark.parametrize("spoil, error", [(make_missing, 2), (make_read_only, 30)])
-def test_without_a_place_for_the_list_it_goes_on_and_the_next_change_is_listed(
+def test_without_a_folder_for_the_list_it_continues_and_writes_the_next_change(
         device, wire, peer, spoil, error):
     device.path(BROWSE_LIST).write_text("as it was")
     spoil(device, "/var/www/discovery")
@@ -110,7 +110,7 @@ def test_without_a_place_for_the_list_it_goes_on_and_the_next_change_is_listed(
     assert faults(device) == lines
 
 
-def test_a_full_medium_for_documents_is_announced_with_what_there_was_room_for(device, wire, peer):
+def test_on_a_full_disk_the_device_is_announced_with_a_cut_document(device, wire, peer):
     """A full disk cuts the file."""
     fill(device, "/var/www/html")
     device.start_beacond()
@@ -121,11 +121,11 @@ def test_a_full_medium_for_documents_is_announced_with_what_there_was_room_for(d
     mend(device, "/var/www/html")
     since = wire.mark()
     device.configure(hostName="mended")
-    hear_alive(device, wire, since)
+    wait_for_alive(device, wire, since)
     assert "<friendlyName>mended<" in device.read(DOCUMENT.format(1))
 
 
-def test_a_full_medium_for_the_list_is_told_and_the_next_change_is_listed(device, wire, peer):
+def test_a_full_disk_for_the_list_is_reported_and_the_next_change_is_listed(device, wire, peer):
     fill(device, "/var/www/discovery")
     device.start_beacond()
     lines = (f'WriteJSONFile: Could not write to "{BROWSE_LIST}" (errno:28)\n'

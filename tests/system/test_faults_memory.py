@@ -14,7 +14,7 @@ def writable_memory(process):
     return int(re.search(r"VmData:\s+(\d+) kB", status)[1]) << 10
 
 
-def test_a_thread_without_memory_ends_the_daemon_so_that_it_is_started_again(
+def test_a_thread_without_memory_ends_the_daemon_with_status_1(
         running_device, peer):
     beacond = running_device.beacond
     limit = writable_memory(beacond.pid)

@@ -6,8 +6,8 @@ import socket
 import pytest
 
 import expected
-from health import (PASS, REPEATED, assert_works, descriptors, faults, hear_alive, ssdp_port_open,
-                    threads, wait_until_closed)
+from health import (PASS, REPEATED, assert_works, descriptors, faults, ssdp_port_open, threads,
+                    wait_for_alive, wait_until_closed)
 from lab import wait_until
 
 START = ("Run beacond as Non-Daemonized\n"
@@ -40,12 +40,12 @@ def test_a_start_without_an_address_waits_for_one(fresh_device, wire, peer):
     assert not ssdp_port_open(device)
     since = wire.mark()
     device.add_address(device.address)
-    hear_alive(device, wire, since)
+    wait_for_alive(device, wire, since)
     assert faults(device) == NO_ADDRESS
     assert_works(device, peer)
 
 
-def test_a_start_with_two_addresses_waits_until_one_goes(fresh_device, wire, peer):
+def test_a_start_with_two_addresses_waits_until_one_is_removed(fresh_device, wire, peer):
     device = fresh_device
     device.add_address("192.0.2.120")
     device.start_beacond().wait_output("PubSub started\n")
@@ -55,19 +55,19 @@ def test_a_start_with_two_addresses_waits_until_one_goes(fresh_device, wire, pee
     since = wire.mark()
     device.remove_address(device.address)
     device.address = "192.0.2.120"
-    hear_alive(device, wire, since)
+    wait_for_alive(device, wire, since)
     assert faults(device) == TWO_ADDRESSES
     assert_works(device, peer)
 
 
-def test_an_address_that_goes_and_comes_back(running_device, wire, peer):
+def test_an_address_that_is_removed_and_restored_is_announced_again(running_device, wire, peer):
     device = running_device
     err, since = len(device.beacond.stderr), wire.mark()
     device.remove_address(device.address)
     device.beacond.wait_output(NO_ADDRESS)
     wait_until_closed(device)
     device.add_address(device.address)
-    hear_alive(device, wire, since)
+    wait_for_alive(device, wire, since)
     assert faults(device, err).replace(NO_ADDRESS, "") == ""
     assert_works(device, peer)
 
@@ -77,7 +77,7 @@ def connected(device):
     return device.request("GET", "/api/v1/network/devices")[1][0]["status"]["connected"]
 
 
-def test_a_link_that_goes_down_and_up(running_device, wire, peer):
+def test_a_link_that_goes_down_and_up_is_announced_again(running_device, wire, peer):
     device = running_device
     err = len(device.beacond.stderr)
     for _ in range(3):
@@ -87,12 +87,13 @@ def test_a_link_that_goes_down_and_up(running_device, wire, peer):
         wait_until_closed(device)
         since = wire.mark()
         device.set_link(True)
-        hear_alive(device, wire, since, timeout=REPEATED)
+        wait_for_alive(device, wire, since, timeout=REPEATED)
     assert faults(device, err).replace(NO_ADDRESS, "") == ""
     assert_works(device, peer)
 
 
-def test_an_interface_that_is_renamed_and_named_back(running_device, wire, peer):
+def test_an_interface_that_is_renamed_and_renamed_back_is_announced_again(running_device, wire,
+                                                                          peer):
     device = running_device
     err = len(device.beacond.stderr)
     device.run("sh", "-c", "ip link set net0 down; ip link set net0 name other; ip link set other up")
@@ -100,12 +101,12 @@ def test_an_interface_that_is_renamed_and_named_back(running_device, wire, peer)
     device.run("sh", "-c", "ip link set other down; ip link set other name net0")
     since = wire.mark()
     device.run("ip", "link", "set", "net0", "up")
-    hear_alive(device, wire, since, timeout=REPEATED)
+    wait_for_alive(device, wire, since, timeout=REPEATED)
     assert faults(device, err).replace(NO_ADDRESS, "") == ""
     assert_works(device, peer)
 
 
-def test_a_link_that_flaps_leaves_it_announced(running_device, wire, peer):
+def test_a_flapping_link_leaves_the_device_announced(running_device, wire, peer):
     device = running_device
     before = threads(device.beacond), descriptors(device.beacond)
     for _ in range(5):
@@ -115,7 +116,7 @@ def test_a_link_that_flaps_leaves_it_announced(running_device, wire, peer):
     device.beacond.wait_output("Service 'last' successfully established.\n", timeout=60)
     since = wire.mark()
     device.configure(hostName=device.name)
-    hear_alive(device, wire, since)
+    wait_for_alive(device, wire, since)
     assert_works(device, peer)
     assert (threads(device.beacond), descriptors(device.beacond)) == before
 
@@ -134,7 +135,7 @@ def port_taken(fresh_device):
     sockets[0].close()
 
 
-def test_a_taken_ssdp_port_leaves_it_unannounced_until_it_is_free(fresh_device, port_taken, wire,
+def test_an_ssdp_port_in_use_leaves_it_unannounced_until_it_is_free(fresh_device, port_taken, wire,
                                                                   peer):
     device = fresh_device
     with port_taken(1900):
@@ -148,12 +149,13 @@ def test_a_taken_ssdp_port_leaves_it_unannounced_until_it_is_free(fresh_device, 
         assert device.beacond.stdout == START + "PubSub started\n"
     since = wire.mark()
     device.configure(hostName=device.name)
-    hear_alive(device, wire, since)
+    wait_for_alive(device, wire, since)
     assert device.beacond.stdout == START + "PubSub started\n" + OPENED
     assert_works(device, peer)
 
 
-def test_a_taken_diagnostic_port_costs_the_diagnostics_alone(fresh_device, port_taken, wire, peer):
+def test_a_diagnostic_port_in_use_disables_only_the_diagnostics(fresh_device, port_taken, wire,
+                                                                peer):
     device = fresh_device
     with port_taken(49821):
         device.start_beacond().wait_output("PubSub started\n")
@@ -166,6 +168,6 @@ def test_a_taken_diagnostic_port_costs_the_diagnostics_alone(fresh_device, port_
     device.beacond.wait_output("Service 'other' successfully established.\n")
     since = wire.mark()
     device.configure(hostName=device.name)
-    hear_alive(device, wire, since)
+    wait_for_alive(device, wire, since)
     device.beacond.wait_output(OPENED)
     assert_works(device, peer)

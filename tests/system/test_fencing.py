@@ -44,19 +44,19 @@ def devices(lab):
     return devices
 
 
-def test_devices_behind_the_fence_find_others_and_are_found(devices):
+def test_devices_with_the_rules_find_others_and_are_found(devices):
     wanted = expected.browse_json(*devices)
     for device in devices:
         wait_until(lambda: device.read(BROWSE_LIST) == wanted, LIMIT,
                    f"both in the list of {device.name}", device.beacond.explain)
 
 
-def test_a_search_is_answered_through_the_fence(devices, peer):
+def test_a_search_is_answered_through_the_rules(devices, peer):
     answer = answer_to(expected.SEARCH, peer, devices[0], 1900)
     assert answer == expected.search_response(devices[0], expected.max_age(answer))
 
 
-def test_the_diagnostic_port_is_open_to_the_device_itself_alone(devices, peer):
+def test_the_diagnostic_port_is_open_only_to_the_device_itself(devices, peer):
     fenced, other = devices
     assert peer.ask(b"gh", other.address, 49821) == expected.listing("HostList", other)
     with pytest.raises(TimeoutError):
@@ -83,12 +83,12 @@ def second_wire(devices, peer):
 
 def test_the_ssdp_port_is_closed_on_other_interfaces(second_wire, devices, peer):
     with devices[0].network():
-        hearing = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-    with hearing, peer.udp_socket() as sock:
-        hearing.settimeout(10)
-        hearing.bind((BEHIND, 1901))
+        receiver = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+    with receiver, peer.udp_socket() as sock:
+        receiver.settimeout(10)
+        receiver.bind((BEHIND, 1901))
         sock.sendto(b"other ports are open", (BEHIND, 1901))
-        assert hearing.recv(100) == b"other ports are open"
+        assert receiver.recv(100) == b"other ports are open"
     with pytest.raises(TimeoutError):
         peer.ask(expected.SEARCH, BEHIND, timeout=2)
     # On the device's own network, a search is answered meanwhile.
@@ -101,7 +101,7 @@ def received(device):
     return udp_count(device, "InDatagrams")
 
 
-def test_a_flood_is_cut_to_the_rate(devices, peer):
+def test_a_flood_is_limited_to_the_rate(devices, peer):
     fenced = devices[0]
     start, before = time.monotonic(), received(fenced)
     with peer.udp_socket() as sock:
@@ -111,7 +111,7 @@ def test_a_flood_is_cut_to_the_rate(devices, peer):
     assert BURST / 2 < passed < BURST + RATE * (seconds + 1)
 
 
-def test_without_the_fence_both_ports_are_open_to_everybody(second_wire, devices, peer):
+def test_without_the_rules_both_ports_are_open_to_everybody(second_wire, devices, peer):
     """Shows that the tests above pass because of the rules."""
     fenced = devices[0]
     fenced.run("nft", "delete", "table", "inet", "beacond")

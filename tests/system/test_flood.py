@@ -71,14 +71,14 @@ def test_it_survives_and_answers_throughout(flooded, peer):
     assert "Exiting" not in device.beacond.stdout
 
 
-def test_every_bound_was_met_and_told(flooded):
+def test_every_bound_was_reached_and_reported(flooded):
     lines = set(flooded.beacond.stderr.splitlines())
     assert {"ProcessDescriptionResponse: Too many devices, dropping what comes more",
             "SendGETRequest: Too many delayed requests, dropping what comes more",
             "SendGETResponse: Too many delayed responses, dropping what comes more"} <= lines
 
 
-def test_the_list_holds_what_the_bound_allows_and_is_valid(flooded):
+def test_the_list_is_full_and_valid(flooded):
     wait_until(lambda: len(flooded.read(BROWSE_LIST)) > flood.LIST * 0.9, 20, "a full list")
     assert len(flooded.read(BROWSE_LIST).encode()) <= flood.LIST
     assert len(flooded.browse_list()) <= flood.NODES + 1
@@ -93,7 +93,7 @@ def wait_until_room(device, sock):
     wait_until(listed, 40, "a newcomer in the list")
 
 
-def test_descriptions_that_swell_are_bounded_by_their_bytes(flooded, peer, attackers):
+def test_descriptions_with_large_fields_are_limited_by_their_bytes(flooded, peer, attackers):
     """Each of them needs many times the size of its datagram, in the registry and in the
     list."""
     flood.send(attackers, flooded, peer, map(flood.byebye, range(flood.SPOOFED)))
@@ -115,7 +115,7 @@ def test_it_keeps_within_its_memory_threads_and_descriptors(flooded, before, san
         assert status(flooded.beacond, "VmHWM") < MEMORY
 
 
-def test_when_it_is_over_only_real_devices_are_left(flooded, neighbour, peer, attackers):
+def test_afterwards_only_real_devices_are_left(flooded, neighbour, peer, attackers):
     flood.send(attackers, flooded, peer, map(flood.byebye, range(flood.SPOOFED)))
     real = expected.listing("NodeList", flooded, neighbour)
     wait_until(lambda: answer_to(b"gn", peer, flooded, 49821) == real, REDISCOVERED,
@@ -126,7 +126,7 @@ def test_when_it_is_over_only_real_devices_are_left(flooded, neighbour, peer, at
         "/var/www/discovery:\nbrowse.json\n\n/var/www/html:\ncorvia_12_upnp_ssdp_1.xml\n")
 
 
-def test_when_it_is_over_its_document_is_served_again(flooded, peer):
+def test_afterwards_its_document_is_served_again(flooded, peer):
     document = flooded.read("/var/www/html/corvia_12_upnp_ssdp_1.xml").encode()
     assert peer.ask(GET, flooded.address, timeout=30) == (
         b"HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\nCONTENT-LENGTH: %d\r\n"

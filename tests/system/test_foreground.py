@@ -52,7 +52,7 @@ def beacond(device):
     device.stop_beacond()
 
 
-def test_it_says_how_it_starts(beacond):
+def test_it_reports_its_start(beacond):
     beacond.wait_output("PubSub started\n")
     beacond.wait_output("Service 'studio-a' successfully established.\n")
     assert beacond.stdout == START
@@ -68,7 +68,7 @@ def test_the_browse_list_is_empty_at_first(device, beacond):
     wait_until(lambda: device.read(BROWSE_LIST) == "[]", PASS, "an empty list", beacond.explain)
 
 
-def test_it_keeps_the_terminal_until_the_terminal_ends_it(device):
+def test_it_keeps_the_terminal_and_ends_at_ctrl_c(device):
     master, terminal = pty.openpty()
     beacond = device.start_beacond(stdin=terminal, stdout=terminal, stderr=terminal)
     os.close(terminal)
@@ -80,12 +80,12 @@ def test_it_keeps_the_terminal_until_the_terminal_ends_it(device):
     os.close(master)
 
 
-def test_the_publisher_s_debug_lines_are_written_on_demand(publisher_debugged, beacond):
+def test_the_debug_lines_of_the_publisher_are_written_on_request(publisher_debugged, beacond):
     beacond.wait_output("beacond.mdns: publishing _http._tcp 80\n")
     assert "beacond.mdns: publishing _http._tcp 80\n" in beacond.stderr
 
 
-def test_a_reader_of_its_lines_that_stalls_keeps_nobody_waiting(
+def test_a_stalled_reader_of_its_lines_does_not_block_it(
         device, peer, wire, publisher_debugged):
     reader, writer = os.pipe()
     fill(writer)
@@ -110,7 +110,7 @@ def test_a_reader_of_its_lines_that_stalls_keeps_nobody_waiting(
     os.close(reader)
 
 
-def test_a_reader_of_its_lines_that_goes_does_not_end_it(device, peer):
+def test_a_closed_pipe_for_its_lines_does_not_end_it(device, peer):
     reader, writer = os.pipe()
     beacond = device.start_beacond(stdout=writer, stderr=writer)
     os.close(writer)

@@ -59,12 +59,12 @@ def test_a_search_finds_both_devices(pair, peer, target):
     assert answer in (found(shared) + found(other), found(other) + found(shared))
 
 
-def test_a_search_for_another_type_finds_nobody(pair, peer):
+def test_a_search_for_another_type_finds_no_device(pair, peer):
     del pair
     assert discovered(peer, "urn:schemas-upnp-org:device:Basic:1") == ""
 
 
-def test_announcement_and_goodbye_are_noted(pair, peer, wire, lab):
+def test_gssdp_and_minissdpd_receive_announcement_and_goodbye(pair, peer, wire, lab):
     shared, other, _ = pair
     listener = lab.add_peer()
     listening = listener.start("gssdp-discover", ["gssdp-discover", "-i", "net0", "-m", "all",

@@ -99,7 +99,7 @@ def test_nothing_is_left_after_a_signal(lab_of_another_program, number):
                lambda: left_of(before, mark))
 
 
-def test_closing_takes_everything_away(programs):
+def test_closing_leaves_nothing(programs):
     before = host_state()
     with Lab(programs) as lab:
         lab.add_device()
@@ -110,14 +110,14 @@ def test_closing_takes_everything_away(programs):
     assert host_state() == before
 
 
-def test_an_error_while_a_device_is_made_leaves_nothing(programs):
+def test_an_error_while_a_device_is_created_leaves_nothing(programs):
     with pytest.raises(RuntimeError, match="no \"ready\""):
         with Lab(programs) as lab:
             lab.add_device(address="not an address")
     assert not processes_of(lab.mark)
 
 
-def test_the_programs_may_lie_under_tmp(programs, tmp_path):
+def test_the_programs_may_be_under_tmp(programs, tmp_path):
     folder = tmp_path / "bin"
     folder.mkdir()
     for program in ("beacond", "beacon-configd"):
@@ -138,12 +138,12 @@ def test_a_device_has_its_own_trees(device):
         assert not Path(path).exists()
 
 
-def test_nothing_reaches_the_host(lab, device, peer, wire):
+def test_no_datagram_reaches_the_host(lab, device, peer, wire):
     """Multicast on the virtual network arrives there, and not on this machine's interfaces."""
     every_protocol = 3
     with socket.socket(socket.AF_PACKET, socket.SOCK_RAW, socket.htons(every_protocol)) as host:
         host.settimeout(0)
-        message = b"NOTIFY * HTTP/1.1\r\nUSN: heard-in-the-lab-only\r\n\r\n"
+        message = b"NOTIFY * HTTP/1.1\r\nUSN: seen-in-the-lab-only\r\n\r\n"
         other = lab.add_peer()
         with other.udp_socket() as sock:
             for _ in range(20):
@@ -155,7 +155,7 @@ def test_nothing_reaches_the_host(lab, device, peer, wire):
                 packets.append(host.recv(65536))
         except BlockingIOError:
             pass
-        assert not [packet for packet in packets if b"heard-in-the-lab-only" in packet]
+        assert not [packet for packet in packets if b"seen-in-the-lab-only" in packet]
 
 
 def test_no_two_sockets_get_the_same_free_port(peer):
@@ -166,7 +166,7 @@ def test_no_two_sockets_get_the_same_free_port(peer):
         assert len({sock.getsockname()[1] for sock in sockets}) == 800
 
 
-def test_a_question_waits_for_a_port_that_is_not_open_yet(lab, peer):
+def test_a_query_waits_for_a_port_that_is_not_open_yet(lab, peer):
     other = lab.add_peer()
 
     def open_late():
@@ -180,7 +180,7 @@ def test_a_question_waits_for_a_port_that_is_not_open_yet(lab, peer):
     late.join()
 
 
-def test_a_question_to_a_port_that_stays_closed_says_so(lab, peer):
+def test_a_query_to_a_port_that_stays_closed_reports_it(lab, peer):
     other = lab.add_peer()
     with pytest.raises(TimeoutError, match=f"port 1900 of {other.address} stayed closed"):
         peer.ask(b"question", other.address, timeout=1)
@@ -195,7 +195,7 @@ def test_twenty_devices_reach_each_other(lab, device):
         zip(names, (each.address for each in others)))
 
 
-def test_a_pulled_cable_cuts_a_device_off(lab, device, peer):
+def test_pulling_the_cable_disconnects_a_device(lab, device, peer):
     def carrier():
         return device.read("/sys/class/net/net0/carrier") == "1\n"
     assert carrier()
@@ -205,18 +205,18 @@ def test_a_pulled_cable_cuts_a_device_off(lab, device, peer):
     wait_until(carrier, 10, "the carrier back")
 
 
-def test_a_program_that_ends_early_is_reported_with_its_words(device):
+def test_a_program_that_ends_early_is_reported_with_its_output(device):
     program = device.start("talker", ["sh", "-c", "echo some words >&2; exit 3"])
     with pytest.raises(RuntimeError, match="status 3\n(.*\n)*some words"):
         program.wait_output("never written")
 
 
-def test_waiting_in_vain_says_what_was_seen():
+def test_a_wait_that_fails_reports_the_last_state():
     with pytest.raises(TimeoutError, match="a wonder: not within 0.01 s; last result: 0\nno wonder"):
         wait_until(lambda: 0, 0.01, "a wonder", lambda: "no wonder")
 
 
-def test_a_process_that_only_waits_to_be_reaped_has_ended(peer):
+def test_a_zombie_process_has_ended(peer):
     program = peer.start("parent", ["sh", "-c", "sleep 0 & exec tail -f /dev/null"])
     wait_until(lambda: "Z sleep" in peer.run("ps", "-eo", "state=,comm=").stdout, 10, "it ended")
     assert peer.processes("sleep") == []
@@ -224,7 +224,7 @@ def test_a_process_that_only_waits_to_be_reaped_has_ended(peer):
     program.stop()
 
 
-def test_a_node_keeps_no_process_that_has_ended(device, peer):
+def test_a_node_forgets_processes_that_have_ended(device, peer):
     def states(node):
         return node.run("ps", "-eo", "state=,comm=").stdout
     for node in (device, peer):

@@ -88,7 +88,7 @@ def looker(lab):
 
 
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
-def test_it_says_goodbye_ends_its_threads_and_removes_the_list(device, beacond, sent, number):
+def test_it_sends_a_goodbye_ends_its_threads_and_removes_the_list(device, beacond, sent, number):
     assert device.read(BROWSE_LIST) is not None
     written = len(beacond.stdout)
     assert_leaves(device, number)
@@ -96,7 +96,7 @@ def test_it_says_goodbye_ends_its_threads_and_removes_the_list(device, beacond, 
     sent.assert_ends_with_a_goodbye()
 
 
-def test_others_forget_it_at_once(device, beacond, looker):
+def test_others_remove_it_from_their_lists_at_once(device, beacond, looker):
     def listed():
         return device.address in [each["ipAddress"] for each in looker.browse_list()]
     wait_until(listed, 60, "the device in the other's list", lambda: looker.read(BROWSE_LIST))
@@ -108,7 +108,7 @@ def test_others_forget_it_at_once(device, beacond, looker):
     assert service_names(looker) == ["looker"]
 
 
-def test_detached_it_leaves_likewise(device, sent):
+def test_a_detached_daemon_leaves_in_the_same_way(device, sent):
     assert device.detach_beacond().returncode == 0
     daemon = device.wait_for_process("beacond")
     sent.wait_for_alive()
@@ -136,7 +136,7 @@ def test_it_leaves_while_it_waits_for_an_address(lab):
     assert "Open: " not in device.beacond.stderr
 
 
-def test_it_leaves_while_its_configuration_service_keeps_it_waiting(lab):
+def test_it_leaves_while_it_waits_for_its_configuration_service(lab):
     device = lab.add_device(product="corvia12")
     device.configd.stop()
     with MisbehavingService(device, b"") as service:
@@ -146,14 +146,14 @@ def test_it_leaves_while_its_configuration_service_keeps_it_waiting(lab):
     assert "PubSub started" not in device.beacond.stdout
 
 
-def test_it_leaves_while_avahi_daemon_keeps_its_start_waiting(device):
+def test_it_leaves_while_its_start_waits_for_avahi_daemon(device):
     with stalled(device.avahi):
         device.start_beacond().wait_output("avahi host/service updating to: ")
         assert_leaves(device)
     assert "PubSub started" not in device.beacond.stdout
 
 
-def test_announced_it_leaves_in_order_while_avahi_daemon_is_stalled(
+def test_it_leaves_in_order_while_avahi_daemon_is_stopped(
         device, beacond, sent, looker):
     with stalled(device.avahi):
         assert_leaves(device)
@@ -163,7 +163,7 @@ def test_announced_it_leaves_in_order_while_avahi_daemon_is_stalled(
                lambda: str(service_names(looker)))
 
 
-def test_it_says_goodbye_also_while_avahi_daemon_keeps_it_waiting(device, beacond, sent, looker):
+def test_it_sends_a_goodbye_while_it_waits_for_avahi_daemon(device, beacond, sent, looker):
     with stalled(device.avahi):
         name = device.host_name
         device.configure(hostName="held-up")
@@ -194,7 +194,7 @@ def test_it_leaves_with_a_full_disk(device, sent):
     device.run("umount", "/var/www/discovery")
 
 
-def test_killed_it_says_no_goodbye_and_leaves_the_list(device, beacond, wire, peer):
+def test_a_killed_daemon_sends_no_goodbye_and_leaves_the_list(device, beacond, wire, peer):
     mark = wire.mark()
     assert beacond.stop(signal.SIGKILL) == -signal.SIGKILL
     assert device.read(BROWSE_LIST) is not None

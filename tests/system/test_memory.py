@@ -1,4 +1,4 @@
-"""The most that a network can make the daemon hold, in its memory and in the browse list."""
+"""The largest amount of memory, and the largest browse list, that a network can cause."""
 
 import json
 import re
@@ -21,7 +21,7 @@ LISTED = 30
 
 
 def unit_memory():
-    """What the package's unit allows the daemon, in bytes."""
+    """The memory limit of the package's unit, in bytes."""
     return int(re.search(r"^MemoryMax=(\d+)M$", UNIT.read_text(encoding="utf-8"), re.M)[1]) << 20
 
 
@@ -34,8 +34,8 @@ def attackers(lab):
 
 @pytest.fixture(scope="module")
 def fill(running_device, peer, attackers):
-    """Sends as many descriptions as the registry has room for entries, and waits until some
-    are listed. Returns the list, which is JSON and within its bound."""
+    """Sends as many descriptions as the registry can hold, and waits until some of them are
+    listed. Checks the bound of the list. Returns the list, parsed."""
     def send(kind, name):
         flood.send(attackers, running_device, peer,
                    (kind(number, name) for number in range(flood.NODES)))
@@ -46,9 +46,9 @@ def fill(running_device, peer, attackers):
     return send
 
 
-def test_a_list_of_control_bytes_fills_its_bound_and_no_more(fill, running_device):
-    """Each byte takes six in the list, which has the model name three times. Each turn
-    replaces the entries of the former one while those are copied and written."""
+def test_a_list_of_control_bytes_stays_within_its_bound(fill, running_device):
+    """In the list, each byte takes six, and the model name occurs three times. Each turn
+    replaces the entries of the previous one while these are copied and written."""
     for turn in range(3):
         model = fill(flood.control_description, f"control-{turn}")[-1]["deviceName"]
         assert len(model) > 1_300 and set(model) == {"\x01"}
@@ -60,13 +60,13 @@ def test_a_list_of_texts_that_contain_each_other_stays_within_its_bound(fill, ru
     assert len(running_device.read(BROWSE_LIST)) > flood.LIST * 0.95
 
 
-def test_texts_that_only_the_registry_holds_count_too(fill):
-    """Plain texts that the list has once or not at all take the most memory."""
+def test_texts_that_are_only_in_the_registry_count_too(fill):
+    """Plain texts that the list contains once or not at all take the most memory."""
     assert 1_000 < len(fill(flood.long_usn_description, "long-usn")) < 1_500
     assert 1_000 < len(fill(flood.long_number_description, "long-number")) < 1_500
 
 
-def test_a_full_queue_of_requests_fits_beside_a_full_list(fill, running_device, peer, attackers):
+def test_a_queue_of_requests_and_a_list_can_be_full_at_once(fill, running_device, peer, attackers):
     def queue_is_full():
         flood.send(attackers, running_device, peer, map(flood.long_alive, range(flood.NODES)))
         return ("SendGETRequest: Too many delayed requests, dropping what comes more\n"
@@ -75,8 +75,8 @@ def test_a_full_queue_of_requests_fits_beside_a_full_list(fill, running_device, 
     fill(flood.control_description, "beside-requests")
 
 
-def test_the_peak_of_all_this_is_within_what_the_unit_allows(running_device, programs):
-    """The list and the scratch file beside it count, too: /var may be in memory, as here."""
+def test_the_peak_memory_is_within_the_limit_of_the_unit(running_device, programs):
+    """The list and its scratch file count, too: /var may be in memory, as here."""
     program = (Path(programs) / "beacond").read_bytes()
     if any(symbol in program for symbol in (b"__asan_init", b"__tsan_init")):
         pytest.skip("sanitizers take memory of their own")

@@ -7,7 +7,7 @@ import pytest
 from lab.device import BEACOND
 
 
-def test_an_unknown_option_gives_the_usage_text(device):
+def test_an_unknown_option_prints_the_usage(device):
     result = device.run(BEACOND, "-x", check=False)
     assert result.returncode == 1
     assert result.stderr == f"{BEACOND}: invalid option -- 'x'\n"
@@ -18,14 +18,14 @@ def test_an_unknown_option_gives_the_usage_text(device):
 
 
 @pytest.mark.parametrize("arguments", [["-dx"], ["-d", "-x"], ["--help"]])
-def test_an_unknown_option_ends_it_even_beside_the_known_one(device, arguments):
+def test_an_unknown_option_ends_it_even_with_a_known_one(device, arguments):
     result = device.run(BEACOND, *arguments, check=False)
     assert result.returncode == 1
     assert result.stdout.startswith(f"{BEACOND}: Unknown option \"?\"\n")
     assert device.processes("beacond") == []
 
 
-def test_the_usage_text_names_the_program_as_it_was_called(device):
+def test_the_usage_shows_the_name_by_which_the_program_was_called(device):
     result = device.run("sh", "-c", "cd /mnt && ./beacond -x", check=False)
     assert result.stdout.startswith("./beacond: Unknown option \"?\"\n")
 

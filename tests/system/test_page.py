@@ -51,7 +51,7 @@ def test_every_file_of_the_page_is_served_with_its_type(page, file):
         ".svg": "image/svg+xml"}[file.suffix]
 
 
-def test_the_folder_is_the_page(page):
+def test_the_address_of_the_folder_shows_the_page(page):
     assert page.url == f"http://127.0.0.1:{page.port}/discovery/"
     assert page.fetch() == (200, (TOP / "web/discovery/index.html").read_bytes())
 
@@ -70,7 +70,7 @@ def test_without_a_list_the_status_is_404(page, device):
     assert page.fetch("browse.json")[0] == 404
 
 
-def test_a_list_that_the_browser_has_is_not_sent_again(page):
+def test_an_unchanged_list_is_not_sent_again(page):
     first, _ = ask(page, "/discovery/browse.json")
     again, body = ask(page, "/discovery/browse.json", **{"If-None-Match": first.headers["ETag"]})
     assert (again.status, body) == (304, b"")
@@ -78,7 +78,7 @@ def test_a_list_that_the_browser_has_is_not_sent_again(page):
     assert again.headers["Last-Modified"] == first.headers["Last-Modified"]
 
 
-def test_a_list_written_again_within_a_second_is_sent(page, device):
+def test_a_list_rewritten_within_a_second_is_sent(page, device):
     os.utime(list_file(device), ns=(0, 1_700_000_000_000_000_000))
     first, _ = ask(page, "/discovery/browse.json")
     assert first.headers["Last-Modified"] == "Tue, 14 Nov 2023 22:13:20 GMT"
@@ -96,7 +96,7 @@ def test_a_list_written_again_within_a_second_is_sent(page, device):
     f"/discovery/..%2f..%2f{OUTSIDE}", f"/discovery/..\\..\\{OUTSIDE}",
     "/etc/passwd", "//etc/passwd", "/discovery//etc/passwd", "/discovery/%2fetc/passwd",
     "/discovery/index.html%00", "file:///etc/passwd", "http://192.0.2.1/discovery/"])
-def test_nothing_but_the_page_can_be_read(page, path):
+def test_no_other_files_can_be_read(page, path):
     assert (TOP / "web/discovery/../.." / OUTSIDE).is_file()
     answer, body = ask(page, path)
     assert answer.status == 404
@@ -104,7 +104,7 @@ def test_nothing_but_the_page_can_be_read(page, path):
 
 
 @pytest.mark.parametrize("target", ["/etc/passwd", "../../../etc/passwd", "../html/other"])
-def test_no_link_is_followed_in_place_of_the_list(page, device, target):
+def test_a_symbolic_link_instead_of_the_list_is_not_followed(page, device, target):
     device.path("/var/www/html/other").write_text("other")
     list_file(device).unlink()
     list_file(device).symlink_to(target)
@@ -112,13 +112,13 @@ def test_no_link_is_followed_in_place_of_the_list(page, device, target):
 
 
 @pytest.mark.parametrize("make", [os.mkdir, os.mkfifo])
-def test_what_is_no_file_is_not_served(page, device, make):
+def test_only_regular_files_are_served(page, device, make):
     list_file(device).unlink()
     make(list_file(device))
     assert page.fetch("browse.json")[0] == 404
 
 
-def test_a_head_has_no_body(page):
+def test_the_answer_to_head_has_no_body(page):
     answer, body = ask(page, "/discovery/browse.json", "HEAD")
     assert (answer.status, body) == (200, b"")
     assert answer.headers["Content-Length"] == str(len(LIST))
@@ -131,12 +131,12 @@ def test_other_methods_are_refused(page, device, method):
     assert list_file(device).read_bytes() == LIST
 
 
-def test_it_listens_on_one_address_of_the_loopback_only(page):
+def test_it_listens_only_on_one_loopback_address(page):
     with pytest.raises(ConnectionRefusedError):
         socket.create_connection(("127.0.0.2", page.port), timeout=5)
 
 
-def test_a_browser_that_goes_away_leaves_no_trace_on_the_terminal(page, capsys):
+def test_a_browser_that_disconnects_causes_no_output(page, capsys):
     with socket.create_connection(("127.0.0.1", page.port), timeout=5) as sock:
         sock.sendall(b"GET /discovery/browse.json HTTP/1.0\r\n")
         sock.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, b"\1\0\0\0\0\0\0\0")
@@ -151,7 +151,7 @@ def test_it_ends_at_once_and_frees_the_port(page, device):
         other.fetch()
 
 
-def test_what_a_browser_does_not_see_is_said(page, device):
+def test_an_unreachable_page_is_reported(page, device):
     assert list(page.missing([device])) == []
     list_file(device).write_bytes(b"[]")
     assert list(page.missing([device])) == [

@@ -51,21 +51,21 @@ def take_terminal():
     fcntl.ioctl(0, termios.TIOCSCTTY, 0)
 
 
-def test_an_unknown_option_gives_the_usage_and_status_2():
+def test_an_unknown_option_prints_the_usage_with_status_2():
     result = subprocess.run([TOP / "run", "--nonsense"], capture_output=True, text=True, check=False)
     assert result.returncode == 2
     assert result.stdout == ""
     assert result.stderr.startswith("usage: ./run [--check]\n")
 
 
-def test_whoever_is_not_root_is_told_so():
+def test_it_requires_root():
     result = subprocess.run(["unshare", "--user", TOP / "run"], capture_output=True, text=True,
                             check=False)
     assert result.returncode == 1
     assert result.stderr == "./run makes network namespaces and needs root: sudo ./run\n"
 
 
-def test_a_daemon_that_ends_is_the_reason_of_a_failed_check(programs, tmp_path):
+def test_the_check_fails_if_a_daemon_ends(programs, tmp_path):
     for name, source in (("beacond", "/bin/false"), ("beacon-configd", f"{programs}/beacon-configd")):
         (tmp_path / name).write_bytes(Path(source).read_bytes())
         (tmp_path / name).chmod(0o755)
@@ -77,7 +77,7 @@ def test_a_daemon_that_ends_is_the_reason_of_a_failed_check(programs, tmp_path):
     assert re.match("beacond ended.\nstudio-[abc]: beacond, status 1\n", errors)
 
 
-def test_a_check_that_fails_says_who_misses_whom(programs, monkeypatch, capsys):
+def test_a_failed_check_lists_the_missing_devices(programs, monkeypatch, capsys):
     monkeypatch.setattr(demo, "CHECK_LIMIT", 0)
     with Lab(programs) as network:
         devices = network.add_devices([DeviceSpec("studio-a"), DeviceSpec("studio-b")])
@@ -124,7 +124,7 @@ def test_it_draws_a_table_until_interrupted(programs):
         fetch(port, "/discovery/")
 
 
-def test_it_writes_lines_where_there_is_no_terminal(programs):
+def test_it_writes_lines_without_a_terminal(programs):
     with demonstration(programs, stdout=subprocess.PIPE) as program:
         for line in program.stdout:
             if b"studio-a: studio-a, 192.0.2.10, seen by mDNS (this device)\n" in line:
@@ -155,7 +155,7 @@ class StandIn:
         return {self.address: {}} if self.listed else {}
 
 
-def test_the_last_device_is_renamed_goes_and_comes_back(monkeypatch):
+def test_the_last_device_is_renamed_leaves_and_returns(monkeypatch):
     monkeypatch.setattr(lab.story, "PAUSE", 0)
     devices = [StandIn("first"), StandIn("last")]
     last = devices[1]

@@ -48,7 +48,7 @@ def test_a_report_is_found(programs, sanitizers, program, report):
     assert lab.reports[0].startswith(f"{node.name}: ") and report in lab.reports[0]
 
 
-def test_a_report_is_found_on_a_node_that_is_taken_away(programs):
+def test_a_report_is_found_on_a_removed_node(programs):
     with WatchedLab(programs) as lab:
         node = lab.add_peer()
         node.path(f"{REPORT}.7").write_text("a report\n")

@@ -23,7 +23,7 @@ def twenty(lab):
     return devices
 
 
-def test_twenty_devices_started_at_once_all_list_all_twenty(twenty):
+def test_twenty_devices_started_at_once_list_each_other(twenty):
     wanted = expected.browse_json(*twenty)
 
     def short_lists():
@@ -32,7 +32,7 @@ def test_twenty_devices_started_at_once_all_list_all_twenty(twenty):
     wait_until(lambda: not short_lists(), LIMIT, "the same whole list everywhere", short_lists)
 
 
-def test_all_twenty_are_nodes_everywhere_and_hosts_at_home(twenty, peer):
+def test_all_twenty_are_nodes_everywhere_and_each_is_its_own_host(twenty, peer):
     for each in twenty:
         assert peer.ask(b"gn", each.address, 49821) == expected.listing("NodeList", *twenty)
         assert peer.ask(b"gh", each.address, 49821) == expected.listing("HostList", each)
@@ -52,7 +52,7 @@ def test_one_search_is_answered_by_all_twenty(twenty, peer):
             each, expected.max_age(answers[each.address]))
 
 
-def test_one_that_leaves_is_missed_everywhere(twenty, peer):
+def test_a_device_that_leaves_is_removed_everywhere(twenty, peer):
     leaver, *others = twenty
     leaver.configure(ssdpEnable=False)
     expected.wait_until_dropped(leaver, others, peer, LIMIT)

@@ -34,18 +34,18 @@ def answers(device, peer, request, destination=GROUP):
 @pytest.fixture(scope="module")
 def answer(running_device, wire):
     """The only answer of the device to searches."""
-    heard = wire.datagrams(running_device.address, starting=b"NOTIFY")
-    return expected.search_response(running_device, expected.max_age(heard[0].data))
+    sent = wire.datagrams(running_device.address, starting=b"NOTIFY")
+    return expected.search_response(running_device, expected.max_age(sent[0].data))
 
 
-def test_it_announces_itself_and_searches_once_and_says_nothing_else(running_device, wire):
+def test_it_announces_itself_searches_once_and_sends_nothing_else(running_device, wire):
     # The announcement comes first if the service was added before the port was opened.
     wire.wait_for(source=running_device.address, starting=b"M-SEARCH")
-    heard = [each.data for each in wire.datagrams(running_device.address)]
-    heard.remove(expected.SEARCH)
-    for each in heard:
-        assert each == heard[0]
-    expected.assert_alive(heard[0], running_device)
+    sent = [each.data for each in wire.datagrams(running_device.address)]
+    sent.remove(expected.SEARCH)
+    for each in sent:
+        assert each == sent[0]
+    expected.assert_alive(sent[0], running_device)
 
 
 @pytest.mark.parametrize("target", [b"ssdp:all", b"upnp:rootdevice", b"upnp:rootdevice:1",
@@ -67,7 +67,7 @@ def test_a_target_that_names_something_else_is_not_answered(running_device, peer
 @pytest.mark.parametrize("lines", [
     [b"st:upnp:rootdevice"], [b"St:\t \"upnp:rootdevice\" "], [b"ST: nothing", b"ST: ssdp:all"],
     [b"ST: ssdp:all", b"ST:"], [b"ST", b":ST", b"", b"ST: ssdp:all"]])
-def test_a_target_is_read_however_it_is_written(running_device, peer, answer, lines):
+def test_a_target_is_read_in_any_notation(running_device, peer, answer, lines):
     assert answers(running_device, peer, search(*lines)) == [answer]
 
 
@@ -83,7 +83,7 @@ def test_a_search_without_a_target_is_not_answered(running_device, peer, lines):
 
 
 @pytest.mark.parametrize("method", [b"m-search", b"M-SEARCHES", b"MSEARCH", b" M-SEARCH", b""])
-def test_another_method_is_reported_whole_and_not_answered(running_device, peer, method):
+def test_a_datagram_of_another_method_is_reported_and_not_answered(running_device, peer, method):
     request = search(b"ST: ssdp:all").replace(b"M-SEARCH", method)
     before = len(running_device.beacond.stderr)
     assert answers(running_device, peer, request) == []
@@ -91,12 +91,12 @@ def test_another_method_is_reported_whole_and_not_answered(running_device, peer,
     assert running_device.beacond.stderr[before:].count(report) == 1
 
 
-def test_a_search_sent_to_it_alone_is_answered_too(running_device, peer, answer):
+def test_a_unicast_search_is_answered(running_device, peer, answer):
     sent_alone = (running_device.address, 1900)
     assert answers(running_device, peer, search(b"ST: ssdp:all"), sent_alone) == [answer]
 
 
-def test_every_search_is_answered_by_itself(running_device, peer, answer):
+def test_every_search_is_answered_separately(running_device, peer, answer):
     with peer.udp_socket() as sock:
         for _ in range(50):
             sock.sendto(search(b"ST: ssdp:all"), GROUP)

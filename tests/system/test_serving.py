@@ -108,19 +108,19 @@ def asked(running_device, peer):
 
 
 @pytest.mark.parametrize("name", SERVED)
-def test_a_file_of_the_web_root_is_sent_whole_to_the_port_that_asked(
+def test_a_file_of_the_web_root_is_sent_completely_to_the_requesting_port(
         asked, running_device, name):
     text = running_device.read(f"{WEB_ROOT}/{SERVED[name][1]}")
     assert asked[name].answers() == [(expected.served(text), (running_device.address, 1900))]
 
 
-def test_the_description_is_what_is_announced(asked, running_device):
+def test_the_served_description_is_the_announced_one(asked, running_device):
     [(answer, _)] = asked["as a device of the family asks"].answers()
     assert answer == expected.served(expected.document(running_device))
     assert len(answer) <= 1472  # fits into an Ethernet frame
 
 
-def test_a_text_ends_at_its_first_nul_and_is_announced_with_the_files_size(
+def test_a_served_text_ends_at_its_first_nul_but_has_the_length_of_the_file(
         asked, running_device):
     assert asked["torn"].answers() == [(expected.served("before", length=13),
                                         (running_device.address, 1900))]

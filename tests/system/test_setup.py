@@ -81,11 +81,11 @@ def test_services_do_not_start_during_the_installation(setup):
     assert setup.run(f"sh {POLICY}; [ $? = 101 ] && [ -x {POLICY} ]") == (0, NO_POLICY, [])
 
 
-def test_the_administrators_policy_for_services_stays(setup):
+def test_an_existing_policy_for_services_stays(setup):
     assert setup.run("exit 0", "exit 104")[:2] == (0, ["exit 104"])
 
 
-def test_failure_keeps_the_log_for_every_user_and_names_it(setup):
+def test_failure_keeps_a_readable_log_and_prints_its_name(setup):
     status, policy, errors = setup.run("seq 30; exit 100")
     log, = setup.left()
     assert log.stat().st_mode & 0o777 == 0o644
@@ -95,7 +95,7 @@ def test_failure_keeps_the_log_for_every_user_and_names_it(setup):
     assert (status, policy) == (1, NO_POLICY)
 
 
-def test_each_log_has_a_name_that_nobody_can_know_before(setup):
+def test_each_log_has_an_unpredictable_name(setup):
     for _ in range(2):
         setup.run("exit 100")
     assert len({log.name for log in setup.left()}) == 2

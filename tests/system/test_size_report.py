@@ -26,7 +26,7 @@ def report(programs):
 
 
 @pytest.mark.parametrize("name", PROGRAMS)
-def test_tells_the_sections_and_the_file_of_each_program(report, programs, name):
+def test_reports_the_sections_and_the_file_of_each_program(report, programs, name):
     file = Path(programs) / name
     sections = subprocess.run(["size", file], stdout=subprocess.PIPE, text=True, check=True)
     sizes = [int(size) for size in sections.stdout.splitlines()[1].split()[:3]]
@@ -36,7 +36,7 @@ def test_tells_the_sections_and_the_file_of_each_program(report, programs, name)
     assert sum(sizes[:2]) < rows[3][1] < file.stat().st_size
 
 
-def test_tells_the_libraries_of_the_daemon_and_theirs(report):
+def test_reports_the_libraries_of_the_daemon_and_their_libraries(report):
     libraries = report["beacond, bytes"][4:-1]
     assert {what for what, _ in libraries if not what.startswith(" ")} == {
         "libQt5Core.so.5", "libavahi-client.so.3", "libavahi-common.so.3", "libstdc++.so.6",
@@ -46,7 +46,7 @@ def test_tells_the_libraries_of_the_daemon_and_theirs(report):
 
 
 @pytest.mark.parametrize("name", ["beacond", "beacon-configd"])
-def test_tells_the_memory_of_each_running_daemon(report, name):
+def test_reports_the_memory_of_each_running_daemon(report, name):
     rows = report[f"{name} running, KiB"]
     assert [what for what, _ in rows] == ["resident", "proportional", "private"]
     resident, proportional, private = (size for _, size in rows)

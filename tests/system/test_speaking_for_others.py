@@ -1,4 +1,4 @@
-"""Announcing a silent ZR1 by proxy, on a quick clock."""
+"""Announcing a silent ZR1 by proxy, measured on an accelerated clock."""
 
 import time
 
@@ -87,7 +87,7 @@ def withdrawn(device):
             f"USN: uuid:65746500-ZR1-{SILENT}-0\r\n\r\n").encode()
 
 
-def test_a_silent_recorder_is_announced_three_times_more_and_withdrawn(recorder, wire, peer):
+def test_a_silent_zr1_is_announced_three_more_times_and_withdrawn(recorder, wire, peer):
     wait_until_recorded(wire, peer)
     assert notifies(wire, recorder, 0) == []  # it first has time to announce itself
     since = wire.mark()
@@ -113,7 +113,7 @@ def test_its_document_number_is_used_again(recorder, wire, peer):
     assert "/zr1_upnp_ssdp_1.xml\r\n" in said.decode()
 
 
-def test_it_is_given_back_without_a_goodbye_when_it_speaks(recorder, wire, peer):
+def test_it_is_handed_back_without_a_goodbye_when_it_announces_itself(recorder, wire, peer):
     assert hosts(recorder, peer) == listing("HostList", silent())
     wire.socket.sendto(silent().alive(max_age=30), (recorder.address, 1900))
     wait_until_read(recorder, peer)

@@ -36,7 +36,8 @@ def announcing(lab, running_device):
     sock.close()
 
 
-def test_devices_that_are_nowhere_do_not_silence_this_one(announcing, running_device, wire, peer):
+def test_announcements_of_unused_addresses_do_not_block_sending(announcing, running_device, wire,
+                                                                peer):
     device = running_device
     since = wire.mark()
     # One announcement can be sent before the requests, but not three.

@@ -1,1 +1,1 @@
-// Nothing but a place to compile the precompiled headers of the tests.
+// Empty: CMake needs a source file to compile the precompiled headers of the tests.

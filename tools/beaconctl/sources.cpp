@@ -74,7 +74,7 @@ Entries EntriesOf(const std::vector<SSDPDeviceType> &devices, Convert convert)
 
 int Question::Send(const std::string &datagram, const sockaddr_in &destination)
 {
-    if (mSocket.Open("", 0) != kVEXSuccess) {
+    if (mSocket.Open("", 0) != vexbase::kSuccess) {
         return errno;
     }
     ip_mreqn interface {

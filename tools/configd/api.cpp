@@ -10,7 +10,7 @@ Reply Outcome(const std::optional<Refusal> &refusal, const Value &value)
 
 Reply WrongMethod(const std::string &allow)
 {
-    Reply reply = ErrorReply(405, "the method is not allowed here");
+    Reply reply = ErrorReply(405, "the path does not have this method");
     reply.allow = allow;
     return reply;
 }
@@ -40,7 +40,7 @@ std::optional<Reply> RespondWatch(const Request &request, std::vector<Parameter>
     if (request.method != "GET") {
         return WrongMethod("GET");
     }
-    // The query's other value, the watcher's own name, is of no use here.
+    // The query's other value, "system", names the watcher. Not needed.
     const auto fault = ReadParameters(QueryValue(request.query, "params"), parameters);
     return fault ? std::optional<Reply>(ErrorReply(400, *fault)) : std::nullopt;
 }
@@ -51,7 +51,7 @@ std::optional<Reply> Respond(const Request &request, Settings &settings,
                              std::vector<Parameter> &parameters)
 {
     if (!request.isLocal) {
-        return ErrorReply(403, "Host must be 127.0.0.1 or localhost, and there must be no Origin");
+        return ErrorReply(403, "Host must be 127.0.0.1 or localhost, and Origin must be absent");
     }
     if (request.path == "/api/v1/system") {
         return RespondSystem(request, settings);
@@ -60,7 +60,7 @@ std::optional<Reply> Respond(const Request &request, Settings &settings,
         return RespondDevices(request, settings);
     }
     return request.path == "/api/v1/watch" ? RespondWatch(request, parameters)
-                                           : ErrorReply(404, "there is nothing here");
+                                           : ErrorReply(404, "no such path");
 }
 
 } // namespace configd

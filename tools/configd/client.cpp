@@ -14,8 +14,8 @@ constexpr std::size_t kStreamBlock = 4096;
 
 } // namespace
 
-Client::Client(Descriptor socket, Clock::duration patience)
-    : mSocket(std::move(socket)), mPatience(patience), mDeadline(Clock::now() + patience)
+Client::Client(FileDescriptor socket, Clock::duration timeout)
+    : mSocket(std::move(socket)), mTimeout(timeout), mDeadline(Clock::now() + timeout)
 {
 }
 
@@ -30,12 +30,13 @@ std::uint32_t Client::Events() const
 bool Client::Receive()
 {
     std::array<char, kReceiveBlock> block{};
-    const ssize_t length = recv(mSocket.Number(), block.data(), block.size(), 0);
+    const ssize_t length = recv(mSocket.Descriptor(), block.data(), block.size(), 0);
     if (length <= 0) {
         return length < 0 && (errno == EAGAIN || errno == EINTR);
     }
-    // After the last answer, input is read and dropped: a client that still sends
-    // would lose the answer if the socket were closed.
+    // After the last answer, input is read and dropped. If the socket were closed while
+    // the client still sends, TCP would reset the connection, and the client would lose
+    // the answer.
     if (!mStream && !mHasEnded) {
         mReader.Feed({block.data(), static_cast<std::size_t>(length)});
     }
@@ -75,18 +76,18 @@ void Client::Compose(const Values &values, const Answerer &answer)
 bool Client::Send()
 {
     while (mSent < mOutput.size()) {
-        const ssize_t length =
-            send(mSocket.Number(), mOutput.data() + mSent, mOutput.size() - mSent, MSG_NOSIGNAL);
+        const ssize_t length = send(mSocket.Descriptor(), mOutput.data() + mSent,
+                                    mOutput.size() - mSent, MSG_NOSIGNAL);
         if (length < 0) {
             return errno == EAGAIN || errno == EINTR;
         }
         mSent += static_cast<std::size_t>(length);
     }
-    mOutput = std::string(); // gives the memory back
+    mOutput = std::string(); // clear() would keep the memory
     mSent = 0;
     if (mIsLast && !mHasEnded) {
         mHasEnded = true;
-        shutdown(mSocket.Number(), SHUT_WR);
+        shutdown(mSocket.Descriptor(), SHUT_WR);
     }
     return true;
 }
@@ -95,7 +96,7 @@ void Client::Put(std::string text, bool last)
 {
     mOutput = std::move(text);
     mIsLast = last;
-    mDeadline = Clock::now() + mPatience;
+    mDeadline = Clock::now() + mTimeout;
 }
 
 void Client::Reply(const Request &request, const configd::Reply &reply, bool mayStay)
@@ -113,12 +114,12 @@ void Client::OpenStream(const Request &request, const std::vector<Parameter> &pa
     mDeadline = Clock::time_point::max();
 }
 
-void Client::GiveUp()
+void Client::AnswerTimeout()
 {
     if (mOutput.empty() && !mHasEnded && mReader.HasPartialRequest()) {
-        const auto reply = ErrorReply(408, "the request was not complete in time");
+        const auto reply = ErrorReply(408, "the request did not arrive completely in time");
         Put(ReplyText(reply, false, true, std::time(nullptr)), true);
-        static_cast<void>(Send()); // the connection ends anyway
+        static_cast<void>(Send()); // on failure too, the connection ends now
     }
 }
 

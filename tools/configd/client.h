@@ -9,59 +9,60 @@
 
 namespace configd {
 
-// Client is one connection to the service: requests one after the other or, once
-// a stream is open, events. Nothing here waits. While an answer is being sent no
-// request is read, so the memory is bounded by one request and one answer. Owned
-// by one thread.
+// Client is one connection to the service. It carries requests, one after the other,
+// or a stream of events. No operation waits. While an answer is being sent, no request
+// is read: a connection uses memory for one request and one answer at most. Owned by
+// one thread.
 class Client
 {
 public:
     using Clock = std::chrono::steady_clock;
     using Answerer = std::function<void(Client &client, const Request &request)>;
 
-    // The client must complete each request within patience, counted from the start
-    // of the connection or from the previous answer. It must receive that answer
-    // within the same time. REQUIRES: socket is connected and does not block.
-    Client(Descriptor socket, Clock::duration patience);
+    // The client must complete each request within timeout, counted from the start of
+    // the connection or from the previous answer. It must also receive that answer
+    // within this time. REQUIRES: socket is connected and non-blocking.
+    Client(FileDescriptor socket, Clock::duration timeout);
 
-    [[nodiscard]] int Number() const { return mSocket.Number(); }
+    [[nodiscard]] int Descriptor() const { return mSocket.Descriptor(); }
     // The events of epoll to wait for.
     [[nodiscard]] std::uint32_t Events() const;
     [[nodiscard]] bool IsStream() const { return mStream.has_value(); }
-    // When patience is over; never for a stream.
+    // The end of the time-out; time_point::max() for a stream.
     [[nodiscard]] Clock::time_point Deadline() const { return mDeadline; }
 
-    // Reads what has arrived, at most one block. False at the connection's end.
+    // Reads one block of input. Returns false if the connection has ended.
     [[nodiscard]] bool Receive();
-    // Sends output, and calls answer for each complete request, which replies with
-    // Reply or OpenStream. Stops where it would have to wait. False at the
-    // connection's end.
+    // Sends output, and calls answer for each complete request; answer calls Reply or
+    // OpenStream. Returns when it would have to wait. Returns false if the connection
+    // has ended.
     [[nodiscard]] bool Advance(const Values &values, const Answerer &answer);
 
     // Answers a request. Without mayStay the answer ends the connection, whatever the
     // client wishes.
     void Reply(const Request &request, const configd::Reply &reply, bool mayStay);
     void OpenStream(const Request &request, const std::vector<Parameter> &parameters);
-    void AddComment() { mStream->AddComment(); } // REQUIRES: IsStream()
+    void AddHeartbeat() { mStream->AddHeartbeat(); } // REQUIRES: IsStream()
 
-    // Answers an incomplete request with 408, before the client is destroyed.
-    void GiveUp();
+    // Answers an incomplete request with status 408. Call it once after the deadline,
+    // then destroy the client.
+    void AnswerTimeout();
 
 private:
     void Put(std::string text, bool last);
-    // Sets mOutput to the next text to send, if there is one.
+    // Sets mOutput to the next text to send, if any.
     void Compose(const Values &values, const Answerer &answer);
     [[nodiscard]] bool Send();
 
-    Descriptor mSocket;
-    const Clock::duration mPatience;
+    FileDescriptor mSocket;
+    const Clock::duration mTimeout;
     Clock::time_point mDeadline;
     RequestReader mReader;
-    std::string mOutput;       // being sent
-    std::size_t mSent = 0;     // bytes of it that were sent
-    bool mIsLast = false;      // the connection ends with it
-    bool mHasEnded = false;    // it was sent; the client may still be sending
-    bool mSendsChunks = false; // of the stream
+    std::string mOutput;       // the text that is being sent
+    std::size_t mSent = 0;     // the bytes of mOutput that were sent
+    bool mIsLast = false;      // mOutput is the last answer of this connection
+    bool mHasEnded = false;    // the last answer was sent; the client may still be sending
+    bool mSendsChunks = false; // the stream is sent in chunks (HTTP/1.1)
     std::optional<EventStream> mStream;
 };
 

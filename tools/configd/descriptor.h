@@ -5,27 +5,31 @@
 
 namespace configd {
 
-// Owns one file descriptor and closes it.
-class Descriptor
+// FileDescriptor owns one file descriptor and closes it. Not thread-safe.
+class FileDescriptor
 {
 public:
-    explicit Descriptor(int number) : mNumber(number) {}
-    Descriptor(Descriptor &&other) noexcept : mNumber(std::exchange(other.mNumber, -1)) {}
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    Descriptor &operator=(Descriptor &&) = delete;
-    ~Descriptor()
+    explicit FileDescriptor(int descriptor) : mDescriptor(descriptor) {}
+    FileDescriptor(FileDescriptor &&other) noexcept
+        : mDescriptor(std::exchange(other.mDescriptor, -1))
     {
-        if (mNumber >= 0) {
-            close(mNumber);
+    }
+    FileDescriptor(const FileDescriptor &) = delete;
+    FileDescriptor &operator=(const FileDescriptor &) = delete;
+    FileDescriptor &operator=(FileDescriptor &&) = delete;
+    ~FileDescriptor()
+    {
+        if (mDescriptor >= 0) {
+            close(mDescriptor);
         }
     }
 
-    [[nodiscard]] int Number() const { return mNumber; } // negative: none
-    [[nodiscard]] int Release() { return std::exchange(mNumber, -1); }
+    [[nodiscard]] int Descriptor() const { return mDescriptor; } // negative if there is none
+    // Returns the descriptor without closing it. The object then has none.
+    [[nodiscard]] int Release() { return std::exchange(mDescriptor, -1); }
 
 private:
-    int mNumber;
+    int mDescriptor;
 };
 
 } // namespace configd

@@ -60,11 +60,11 @@ bool EventStream::Begin(const Values &values)
         if (watched.sent == nullptr || (watched.sent != event && *watched.sent != *event)) {
             watched.sent = event;
             mText = event;
-            mComment = false;
+            mHeartbeat = false;
             return true;
         }
     }
-    if (std::exchange(mComment, false)) {
+    if (std::exchange(mHeartbeat, false)) {
         mText = comment;
     }
     return mText != nullptr;

@@ -6,19 +6,20 @@
 
 namespace configd {
 
-// A parameter's current value.
+// Value is the current value of a parameter. Owned by one thread.
 class Value
 {
 public:
-    Value(Parameter parameter, const std::string &json); // on one line
+    // REQUIRES: json has no line break.
+    Value(Parameter parameter, const std::string &json);
 
     [[nodiscard]] std::string Json() const;
-    // Its event of a text/event-stream; all streams share the text.
+    // The value as an event of a text/event-stream. All streams share this text.
     [[nodiscard]] const std::shared_ptr<const std::string> &Event() const { return mEvent; }
 
 private:
     std::shared_ptr<const std::string> mEvent;
-    std::size_t mBegin; // of the JSON in it
+    std::size_t mBegin; // the position of the JSON in mEvent
 };
 
 // The current value of each parameter.
@@ -30,20 +31,20 @@ struct Values
     [[nodiscard]] const Value &Of(Parameter parameter) const;
 };
 
-// The text that one watcher has still to receive: first the value of each
-// parameter it named, in that order, then changes. A watcher that reads more slowly
-// than values change receives the newest value only. A stream keeps the texts that
-// it sent last, which it shares with other streams, and nothing else that grows.
-// Knows no socket; owned by one thread.
+// EventStream composes the events for one watcher: first the value of each watched
+// parameter, in the order of the request, then each change. A watcher that reads more
+// slowly than values change receives only the newest value. The stream keeps the event
+// sent last for each parameter; all streams share these texts. Knows no socket. Owned
+// by one thread.
 class EventStream
 {
 public:
     explicit EventStream(const std::vector<Parameter> &parameters);
 
-    // Has a comment line sent, unless an event goes out anyway: the sign of life.
-    void AddComment() { mComment = true; }
+    // Sends a comment line as a heartbeat if no event is waiting.
+    void AddHeartbeat() { mHeartbeat = true; }
 
-    // The next bytes to send, at most size of them; empty when all was sent.
+    // The next bytes to send, at most size. Empty if everything was sent.
     [[nodiscard]] std::string Read(const Values &values, std::size_t size);
 
 private:
@@ -52,16 +53,16 @@ private:
     struct Watched
     {
         Parameter parameter;
-        Text sent; // the event sent last
+        Text sent; // the event sent last; null at first
     };
 
-    // Whether there is another text to send, which it makes the current one.
+    // Chooses the next text to send. Returns false if there is none.
     [[nodiscard]] bool Begin(const Values &values);
 
     std::vector<Watched> mWatched;
-    bool mComment = false;
-    Text mText;          // being sent
-    std::size_t mAt = 0; // how much of it was sent
+    bool mHeartbeat = false;
+    Text mText;          // the text that is being sent; null if there is none
+    std::size_t mAt = 0; // the bytes of mText that were sent
 };
 
 } // namespace configd

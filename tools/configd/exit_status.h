@@ -5,11 +5,12 @@
 
 namespace configd {
 
-// After kTransient another start may succeed. The others need an administrator.
+// After kTransient, starting the program again may help. The other faults need an
+// administrator.
 enum ExitStatus : int { kTransient = 1, kWrongUsage = 2, kDamagedFile = 3 };
 
-// A fault that ends the program with a status of its own. Every other exception
-// ends it with kTransient.
+// Failure ends the program with the given status. Every other exception ends it with
+// kTransient.
 class Failure : public std::runtime_error
 {
 public:

@@ -2,8 +2,8 @@
 
 #include "configd/json_reader.h"
 
-// The parser asserts that the last chunk's line and the end of the body never
-// arrive as four bytes. They may, and the parser handles it.
+// The parser asserts that the end of a chunked body never arrives as exactly four bytes.
+// It may, and the parser handles it correctly.
 #define BOOST_DISABLE_ASSERTS
 
 #include <algorithm>
@@ -58,7 +58,7 @@ std::string DateField(std::time_t now)
     return {text.data(), length};
 }
 
-// Two hexadecimal digits, or nothing.
+// The byte with these two hexadecimal digits; nothing if they are not.
 std::optional<char> Octet(std::string_view digits)
 {
     unsigned char octet = 0;
@@ -70,7 +70,7 @@ std::optional<char> Octet(std::string_view digits)
     return static_cast<char>(octet);
 }
 
-// Resolves %XX. A percent sign with anything else after it stands for itself.
+// Resolves %XX. A percent sign without two hexadecimal digits is left as it is.
 std::string Unescape(std::string_view text)
 {
     std::string plain;
@@ -88,7 +88,7 @@ bool IsPort(View text)
 }
 
 // "127.0.0.1" or "localhost", with or without a port.
-bool IsOwnHost(View value)
+bool IsLocalHost(View value)
 {
     const std::size_t colon = value.find(':');
     const View name = value.substr(0, colon);
@@ -100,7 +100,7 @@ Reply FaultReply(const error_code &error)
 {
     if (error == http::error::header_limit) {
         return ErrorReply(431,
-                          "the header has more than " + std::to_string(kLargestHeader) + " bytes");
+                          "the header has more than " + std::to_string(kMaxHeaderBytes) + " bytes");
     }
     if (error == http::error::body_limit) {
         return ErrorReply(413, "the body has more than " + std::to_string(kLargestText) + " bytes");
@@ -113,32 +113,32 @@ Reply FaultReply(const error_code &error)
 
 } // namespace
 
-// Collects the parts of a request that the service uses.
+// Parser collects the parts of a request that the service uses.
 class RequestReader::Parser : public http::basic_parser<true>
 {
 public:
     Parser()
     {
-        header_limit(2 * kLargestHeader); // Step has the bound
+        header_limit(2 * kMaxHeaderBytes); // never reached: Step checks the limit
         body_limit(kLargestText);
     }
 
-    // Parses on, and returns how many bytes were used. The bound of the header does
-    // not depend on how the bytes are cut.
+    // Parses more bytes and returns how many were used. Checks the limit of the header
+    // itself: the parser's own check depends on the sizes of the pieces.
     std::size_t Step(std::string_view bytes, error_code &error)
     {
         const bool inHeader = !is_header_done();
         const std::size_t used = put(boost::asio::const_buffer(bytes.data(), bytes.size()), error);
         const std::size_t unused = error == http::error::need_more ? bytes.size() - used : 0;
         mHeaderSize = inHeader ? mHeaderSize + used : 0;
-        if (mHeaderSize + unused > kLargestHeader) {
+        if (mHeaderSize + unused > kMaxHeaderBytes) {
             error = http::error::header_limit;
         }
         return used;
     }
 
     std::unique_ptr<Request> request = std::make_unique<Request>();
-    bool expects = false; // "100 Continue"
+    bool expects = false; // the client waits for "100 Continue"
 
 private:
     void on_request_impl(http::verb, View method, View target, int version, error_code &) override
@@ -156,11 +156,11 @@ private:
     void on_field_impl(http::field name, View, View value, error_code &error) override
     {
         if (is_header_done()) {
-            return; // fields after the last chunk of the body
+            return; // trailer fields, after the last chunk
         }
         if (name == http::field::host) {
             ++mHosts;
-            mIsOwnHost = IsOwnHost(value);
+            mIsLocalHost = IsLocalHost(value);
         } else if (name == http::field::origin) {
             mHasOrigin = true;
         } else if (name == http::field::expect) {
@@ -172,7 +172,7 @@ private:
     }
     void on_header_impl(error_code &) override
     {
-        request->isLocal = mHosts == 1 && mIsOwnHost && !mHasOrigin;
+        request->isLocal = mHosts == 1 && mIsLocalHost && !mHasOrigin;
         request->keepAlive = request->isChunkable && keep_alive();
     }
     void on_body_init_impl(const boost::optional<std::uint64_t> &, error_code &) override {}
@@ -190,15 +190,15 @@ private:
         return piece.size();
     }
 
-    std::size_t mHeaderSize = 0; // bytes used of a header that is not complete
-    unsigned int mHosts = 0;     // fields of that name
-    bool mIsOwnHost = false;     // the last of them
+    std::size_t mHeaderSize = 0; // bytes of an incomplete header so far
+    unsigned int mHosts = 0;     // the number of Host fields
+    bool mIsLocalHost = false;   // of the last Host field
     bool mHasOrigin = false;
 };
 
 Reply ErrorReply(unsigned int status, const std::string &error)
 {
-    // A message may name a file, whose name need not be UTF-8.
+    // The message may contain a file name, which need not be UTF-8.
     return {status, "{\"error\":" + JsonString(error) + '}', {}};
 }
 

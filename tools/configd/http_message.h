@@ -8,43 +8,42 @@
 #include <string>
 #include <string_view>
 
-// Reads requests and writes answers of HTTP/1.1 and 1.0, without socket or clock.
+// Reads requests and composes answers of HTTP/1.1 and 1.0. Knows no socket and no clock.
 namespace configd {
 
-// In bytes: request line and header fields together, and likewise the text between
-// two pieces of a chunked body.
-constexpr std::size_t kLargestHeader = 8192;
+// The limit for the request line and all header fields together. It also applies to the
+// lines between two chunks of a body.
+constexpr std::size_t kMaxHeaderBytes = 8192;
 
-// A request that was received whole.
+// A complete request.
 struct Request
 {
     std::string method;
-    std::string path;  // without escapes and without the query
-    std::string query; // as sent
+    std::string path;  // with %XX resolved, without the query
+    std::string query; // as received
     std::string body;
-    bool isLocal = false;     // Host is 127.0.0.1 or localhost, and there is no Origin
-    bool keepAlive = false;   // HTTP/1.1, and the client does not ask to close
-    bool isChunkable = false; // HTTP/1.1: an answer may be sent in chunks
+    bool isLocal = false;     // Host is 127.0.0.1 or localhost, and Origin is absent
+    bool keepAlive = false;   // HTTP/1.1 without "Connection: close"
+    bool isChunkable = false; // HTTP/1.1: the answer may be sent in chunks
 };
 
-// An answer, whose body is always JSON.
+// An answer.
 struct Reply
 {
     unsigned int status = 0;
-    std::string body;
-    std::string allow; // the methods of the path, with status 405
+    std::string body;  // JSON
+    std::string allow; // with status 405: the methods of the path
 };
 
-// A fault as clients get it, {"error":"..."}.
+// An answer with the body {"error":"..."}.
 [[nodiscard]] Reply ErrorReply(unsigned int status, const std::string &error);
 
-// A value of a query, without escapes; the first one if there are several, empty
-// without one.
+// The first value of this name in a query, with %XX resolved. Empty if there is none.
 [[nodiscard]] std::string QueryValue(std::string_view query, std::string_view name);
 
-// RequestReader parses the requests of one connection as their bytes arrive. Its
-// memory is bounded by kLargestHeader, kLargestText and the largest piece fed. Its
-// time is linear in the bytes fed. No input makes it throw.
+// RequestReader parses the requests of one connection as their bytes arrive. Its memory
+// is bounded by kMaxHeaderBytes, kLargestText and the largest piece passed to Feed. Its
+// time is linear in the number of bytes. No input makes it throw. Owned by one thread.
 class RequestReader
 {
 public:
@@ -58,30 +57,30 @@ public:
 
     // Whether a part of the next request has arrived.
     [[nodiscard]] bool HasPartialRequest() const;
-    // Whether its client waits for "100 Continue" before it sends the body. True
-    // once for each request.
+    // Returns true once for each request whose client waits for "100 Continue" before it
+    // sends the body.
     [[nodiscard]] bool TakeExpectation();
-    // The next complete request, if there is one.
+    // Returns the next complete request, or null.
     [[nodiscard]] std::unique_ptr<Request> TakeRequest();
-    // The answer to bytes that are not a request. After it nothing more is read.
+    // The answer to input that is not a valid request. All further input is ignored.
     [[nodiscard]] const std::optional<Reply> &Fault() const { return mFault; }
 
 private:
-    class Parser; // keeps the parser library's headers out of everybody else's
+    class Parser; // defined in the .cpp file, because only this file needs Boost
 
     void Parse();
 
     std::unique_ptr<Parser> mParser;
-    std::string mPending; // bytes that the parser has not used
+    std::string mPending; // bytes that are not parsed yet
     std::optional<Reply> mFault;
 };
 
-// The answer as it is sent. For HEAD the body is left out; close says that the
-// connection ends with it.
+// The text of an answer: for HEAD without the body; with "Connection: close" if close is
+// set.
 [[nodiscard]] std::string ReplyText(const Reply &reply, bool isHead, bool close, std::time_t now);
 
-// The header of a stream of events, and a piece of its body. In HTTP/1.0 pieces
-// are sent as they are.
+// The header of a stream of events, and a chunk of its body. In HTTP/1.0 (chunked is
+// false) the body is sent without chunks.
 [[nodiscard]] std::string StreamHeader(bool chunked, std::time_t now);
 [[nodiscard]] std::string Chunk(const std::string &piece);
 

@@ -19,48 +19,50 @@ void Require(bool done, const char *what)
     }
 }
 
-// A null pointer stands for the listening socket.
-void Control(const Descriptor &epoll, int operation, int number, std::uint32_t events, void *place)
+// connection is null for the listening socket.
+void Control(const FileDescriptor &epoll, int operation, int number, std::uint32_t events,
+             void *connection)
 {
     epoll_event event{};
     event.events = events;
-    event.data.ptr = place;
-    Require(epoll_ctl(epoll.Number(), operation, number, &event) == 0, "epoll");
+    event.data.ptr = connection;
+    Require(epoll_ctl(epoll.Descriptor(), operation, number, &event) == 0, "epoll");
 }
 
-Descriptor OpenEpoll()
+FileDescriptor OpenEpoll()
 {
-    Descriptor epoll(epoll_create1(EPOLL_CLOEXEC));
-    Require(epoll.Number() >= 0, "epoll");
+    FileDescriptor epoll(epoll_create1(EPOLL_CLOEXEC));
+    Require(epoll.Descriptor() >= 0, "epoll");
     return epoll;
 }
 
-// The next connection that waits; none if there is none.
-Descriptor AcceptOne(const Descriptor &listener)
+// Accepts the next waiting connection. Returns no descriptor if none is waiting.
+FileDescriptor AcceptOne(const FileDescriptor &listener)
 {
-    Descriptor socket(accept4(listener.Number(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-    // Other errors are those of the connection.
-    Require(socket.Number() >= 0 ||
+    FileDescriptor socket(
+        accept4(listener.Descriptor(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    // Other errors concern only this connection.
+    Require(socket.Descriptor() >= 0 ||
                 (errno != EMFILE && errno != ENFILE && errno != ENOMEM && errno != ENOBUFS),
             "accept");
-    const int yes = 1; // a small event must not wait for an acknowledgement
-    setsockopt(socket.Number(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+    const int yes = 1; // without TCP_NODELAY a small event waits for an acknowledgement
+    setsockopt(socket.Descriptor(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
     return socket;
 }
 
 } // namespace
 
-HttpServer::HttpServer(Settings &settings, Descriptor socket, const Periods &periods)
+HttpServer::HttpServer(Settings &settings, FileDescriptor socket, const Periods &periods)
     : mSettings(settings), mPeriods(periods), mListener(std::move(socket)), mEpoll(OpenEpoll())
 {
-    Control(mEpoll, EPOLL_CTL_ADD, mListener.Number(), EPOLLIN, nullptr);
+    Control(mEpoll, EPOLL_CTL_ADD, mListener.Descriptor(), EPOLLIN, nullptr);
 }
 
 int HttpServer::WaitMs() const
 {
-    auto next = Streams() > 0 ? mNextComment : Clock::time_point::max();
-    for (const Place &place : mPlaces) {
-        next = std::min(next, place.client.Deadline());
+    auto next = StreamCount() > 0 ? mNextHeartbeat : Clock::time_point::max();
+    for (const Connection &connection : mConnections) {
+        next = std::min(next, connection.client.Deadline());
     }
     if (next == Clock::time_point::max()) {
         return -1;
@@ -72,51 +74,52 @@ int HttpServer::WaitMs() const
 void HttpServer::Run()
 {
     std::array<epoll_event, 64> events{};
-    const int count = epoll_wait(Number(), events.data(), static_cast<int>(events.size()), 0);
+    const int count = epoll_wait(Descriptor(), events.data(), static_cast<int>(events.size()), 0);
     for (int i = 0; i < count; ++i) {
         const epoll_event &event = events.at(static_cast<std::size_t>(i));
         if (event.data.ptr == nullptr) {
             Accept();
         } else {
-            Serve(*static_cast<Place *>(event.data.ptr), event.events);
+            Serve(*static_cast<Connection *>(event.data.ptr), event.events);
         }
     }
     FeedStreams();
-    DropLate();
-    mPlaces.remove_if([](const Place &place) { return place.isOver; });
+    EndOverdue();
+    mConnections.remove_if([](const Connection &connection) { return connection.hasEnded; });
     WatchListener();
 }
 
 void HttpServer::Accept()
 {
-    while (HasPlace()) {
-        Descriptor socket = AcceptOne(mListener);
-        if (socket.Number() < 0) {
+    while (HasFreeSlot()) {
+        FileDescriptor socket = AcceptOne(mListener);
+        if (socket.Descriptor() < 0) {
             return;
         }
-        Place &place = mPlaces.emplace_back(std::move(socket), mPeriods.patience);
-        Control(mEpoll, EPOLL_CTL_ADD, place.client.Number(), place.awaited, &place);
+        Connection &connection = mConnections.emplace_back(std::move(socket), mPeriods.timeout);
+        Control(mEpoll, EPOLL_CTL_ADD, connection.client.Descriptor(), connection.awaited,
+                &connection);
     }
 }
 
-void HttpServer::Serve(Place &place, std::uint32_t events)
+void HttpServer::Serve(Connection &connection, std::uint32_t events)
 {
     const bool broke = (events & (EPOLLERR | EPOLLHUP)) != 0;
-    const bool ended = broke || ((events & EPOLLIN) != 0 && !place.client.Receive());
-    place.isOver = ended;
+    const bool ended = broke || ((events & EPOLLIN) != 0 && !connection.client.Receive());
+    connection.hasEnded = ended;
     if (!ended) {
-        Advance(place);
+        Advance(connection);
     }
 }
 
-void HttpServer::Advance(Place &place)
+void HttpServer::Advance(Connection &connection)
 {
     const auto answer = [this](Client &client, const Request &request) { Answer(client, request); };
-    place.isOver = !place.client.Advance(mSettings.Current(), answer);
-    const std::uint32_t events = place.client.Events();
-    if (!place.isOver && events != place.awaited) {
-        place.awaited = events;
-        Control(mEpoll, EPOLL_CTL_MOD, place.client.Number(), events, &place);
+    connection.hasEnded = !connection.client.Advance(mSettings.Current(), answer);
+    const std::uint32_t events = connection.client.Events();
+    if (!connection.hasEnded && events != connection.awaited) {
+        connection.awaited = events;
+        Control(mEpoll, EPOLL_CTL_MOD, connection.client.Descriptor(), events, &connection);
     }
 }
 
@@ -124,66 +127,66 @@ void HttpServer::Answer(Client &client, const Request &request)
 {
     std::vector<Parameter> parameters;
     auto reply = Respond(request, mSettings, parameters);
-    if (!reply && Streams() >= kMostStreams) {
+    if (!reply && StreamCount() >= kMaxStreams) {
         reply = ErrorReply(503, "too many watchers");
     }
     if (reply) {
-        // While all places are taken others may be waiting: requests now and then must
-        // not hold a place for ever.
-        client.Reply(request, *reply, HasPlace());
+        // While all slots are taken, others may be waiting: a request now and then must
+        // not hold a slot for ever.
+        client.Reply(request, *reply, HasFreeSlot());
         return;
     }
-    if (Streams() == 0) {
-        mNextComment = Clock::now() + mPeriods.comment;
+    if (StreamCount() == 0) {
+        mNextHeartbeat = Clock::now() + mPeriods.heartbeat;
     }
     client.OpenStream(request, parameters);
 }
 
 void HttpServer::FeedStreams()
 {
-    const bool commentIsDue = Clock::now() >= mNextComment;
-    if (commentIsDue) {
-        mNextComment = Clock::now() + mPeriods.comment;
+    const bool heartbeatIsDue = Clock::now() >= mNextHeartbeat;
+    if (heartbeatIsDue) {
+        mNextHeartbeat = Clock::now() + mPeriods.heartbeat;
     }
-    for (Place &place : mPlaces) {
-        if (!place.isOver && place.client.IsStream()) {
-            if (commentIsDue) {
-                place.client.AddComment();
+    for (Connection &connection : mConnections) {
+        if (!connection.hasEnded && connection.client.IsStream()) {
+            if (heartbeatIsDue) {
+                connection.client.AddHeartbeat();
             }
-            Advance(place);
+            Advance(connection);
         }
     }
 }
 
-void HttpServer::DropLate()
+void HttpServer::EndOverdue()
 {
-    for (Place &place : mPlaces) {
-        if (!place.isOver && place.client.Deadline() <= Clock::now()) {
-            place.client.GiveUp();
-            place.isOver = true;
+    for (Connection &connection : mConnections) {
+        if (!connection.hasEnded && connection.client.Deadline() <= Clock::now()) {
+            connection.client.AnswerTimeout();
+            connection.hasEnded = true;
         }
     }
 }
 
 void HttpServer::WatchListener()
 {
-    if (HasPlace() != mListens) {
+    if (HasFreeSlot() != mListens) {
         mListens = !mListens;
-        const std::uint32_t events = mListens ? EPOLLIN : EPOLLERR; // which epoll always reports
-        Control(mEpoll, EPOLL_CTL_MOD, mListener.Number(), events, nullptr);
+        const std::uint32_t events = mListens ? EPOLLIN : EPOLLERR; // epoll always reports EPOLLERR
+        Control(mEpoll, EPOLL_CTL_MOD, mListener.Descriptor(), events, nullptr);
     }
 }
 
-std::size_t HttpServer::Streams() const
+std::size_t HttpServer::StreamCount() const
 {
     return static_cast<std::size_t>(
-        std::count_if(mPlaces.begin(), mPlaces.end(),
-                      [](const Place &place) { return place.client.IsStream(); }));
+        std::count_if(mConnections.begin(), mConnections.end(),
+                      [](const Connection &connection) { return connection.client.IsStream(); }));
 }
 
-bool HttpServer::HasPlace() const
+bool HttpServer::HasFreeSlot() const
 {
-    return mPlaces.size() - Streams() < kMostRequests;
+    return mConnections.size() - StreamCount() < kMaxRequests;
 }
 
 } // namespace configd

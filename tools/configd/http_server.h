@@ -7,68 +7,69 @@
 
 namespace configd {
 
-// Streams over this number get status 503. Requests have places of their own:
-// when all are taken, further connections wait until one is free.
-constexpr std::size_t kMostStreams = 64;
-constexpr std::size_t kMostRequests = 128;
+// Further streams get status 503. Further connections without a stream wait until one
+// of the others ends.
+constexpr std::size_t kMaxStreams = 64;
+constexpr std::size_t kMaxRequests = 128;
 
 struct Periods
 {
-    std::chrono::milliseconds patience{10000}; // see Client
-    std::chrono::milliseconds comment{10000};  // of comments on streams; clients count on 15 s
+    std::chrono::milliseconds timeout{10000};   // see Client
+    std::chrono::milliseconds heartbeat{10000}; // between heartbeats; clients expect 15 s at most
 };
 
-// HttpServer answers requests, and feeds the streams of events. It has no thread:
-// its owner's loop waits for Number() at most WaitMs(), and then calls Run(). Run
-// does not wait, except for the medium when a request changes a file. Whatever
-// clients do, their number, memory and time are bounded.
+// HttpServer answers requests and sends the streams of events. It has no thread: its
+// owner waits for Descriptor() to become readable, at most WaitMs(), then calls Run().
+// Run does not wait, except for the storage when a request changes a file. The number
+// of clients, and the memory and time of each, are bounded. Owned by one thread.
 class HttpServer
 {
 public:
-    // Throws std::system_error when the system refuses what it needs; so does Run.
-    // REQUIRES: socket listens and does not block; settings outlives the server.
-    HttpServer(Settings &settings, Descriptor socket, const Periods &periods = {});
+    // The constructor and Run throw std::system_error if a system call fails.
+    // REQUIRES: socket is listening and non-blocking; settings outlives the server.
+    HttpServer(Settings &settings, FileDescriptor socket, const Periods &periods = {});
 
-    // A descriptor that is readable when there is something to do.
-    [[nodiscard]] int Number() const { return mEpoll.Number(); }
-    // How long to wait for it at most, in milliseconds; -1: for ever.
+    // Readable when Run has something to do.
+    [[nodiscard]] int Descriptor() const { return mEpoll.Descriptor(); }
+    // The longest time to wait for it in milliseconds; -1 for no limit.
     [[nodiscard]] int WaitMs() const;
-    // Does what there is to do. To be called after a change of the settings, too.
+    // Handles what has arrived, sends events and ends overdue connections. Call it also
+    // after a change of the settings.
     void Run();
 
 private:
     using Clock = Client::Clock;
 
-    struct Place
+    struct Connection
     {
-        Place(Descriptor socket, Clock::duration patience)
-            : client(std::move(socket), patience), awaited(client.Events())
+        Connection(FileDescriptor socket, Clock::duration timeout)
+            : client(std::move(socket), timeout), awaited(client.Events())
         {
         }
 
         Client client;
         std::uint32_t awaited; // the events that epoll reports
-        bool isOver = false;   // the connection has ended
+        bool hasEnded = false; // the connection has ended
     };
 
     void Accept();
-    void Serve(Place &place, std::uint32_t events);
-    void Advance(Place &place);
+    void Serve(Connection &connection, std::uint32_t events);
+    void Advance(Connection &connection);
     void Answer(Client &client, const Request &request);
     void FeedStreams();
-    void DropLate();
+    void EndOverdue();
     void WatchListener();
 
-    [[nodiscard]] std::size_t Streams() const;
-    [[nodiscard]] bool HasPlace() const; // for a request
+    [[nodiscard]] std::size_t StreamCount() const;
+    [[nodiscard]] bool HasFreeSlot() const; // for a connection without a stream
 
     Settings &mSettings;
     const Periods mPeriods;
-    const Descriptor mListener;
-    const Descriptor mEpoll;
+    const FileDescriptor mListener;
+    const FileDescriptor mEpoll;
     bool mListens = true;
-    Clock::time_point mNextComment;
-    std::list<Place> mPlaces;
+    Clock::time_point mNextHeartbeat;
+    std::list<Connection> mConnections;
 };
 
 } // namespace configd

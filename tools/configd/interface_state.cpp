@@ -9,7 +9,7 @@
 namespace configd {
 namespace {
 
-// The body of a message, null when it is too short for one.
+// The body of a message; null if the message is too short.
 template <typename Body>
 const Body *BodyOf(const nlmsghdr &message)
 {
@@ -18,7 +18,7 @@ const Body *BodyOf(const nlmsghdr &message)
                : static_cast<const Body *>(mnl_nlmsg_get_payload(&message));
 }
 
-// The attribute of a type, null when there is none of it.
+// The first attribute of this type; null if there is none.
 template <typename Body>
 const nlattr *FindAttribute(const nlmsghdr &message, unsigned int type)
 {
@@ -35,8 +35,8 @@ const nlattr *FindAttribute(const nlmsghdr &message, unsigned int type)
     return nullptr;
 }
 
-// A secondary address comes after every primary one, and a scope counts from 0,
-// the widest, to 255.
+// Every primary address ranks before every secondary one. Among these, a smaller scope
+// number is a wider scope (rtnetlink(7)): 0 is global, 255 is nowhere.
 unsigned int Rank(const ifaddrmsg &body)
 {
     return ((body.ifa_flags & IFA_F_SECONDARY) != 0 ? 256U : 0U) + body.ifa_scope;
@@ -74,7 +74,7 @@ void InterfaceState::ReadAddress(const nlmsghdr &message)
         body->ifa_family != AF_INET) {
         return;
     }
-    // IFA_ADDRESS would be the other end's on a point-to-point link.
+    // Not IFA_ADDRESS: on a point-to-point link it is the peer's address.
     const nlattr *local = FindAttribute<ifaddrmsg>(message, IFA_LOCAL);
     if (local == nullptr || mnl_attr_get_payload_len(local) != sizeof(in_addr)) {
         return;

@@ -6,22 +6,23 @@
 
 namespace configd {
 
-// Boils the kernel's answers (RTM_NEWLINK and RTM_NEWADDR of rtnetlink) down to
-// what clients are told of one interface:
-//  - address: its first primary IPv4 address, one of wider scope before one that
-//    counts on the link only;
-//  - connected: there is a carrier;
-//  - state: Idle when there is no such interface or it is switched off, Complete
-//    with carrier and address, Preparing otherwise. Failed is for devices whose
-//    set-up is done by somebody who can tell that it failed.
-// Goes by the name, since an interface made anew has another index. Pure.
+// InterfaceState derives the state of one interface from the kernel's messages
+// (RTM_NEWLINK and RTM_NEWADDR of rtnetlink):
+//  - address: the first primary IPv4 address of the widest scope (global before
+//    link-local);
+//  - connected: the interface has a carrier;
+//  - state: Idle if the interface does not exist or is switched off, Complete if it has
+//    a carrier and an address, Preparing otherwise. Failed is never reported here: the
+//    kernel does not report failed setups.
+// Identifies the interface by name, because a recreated interface gets a new index.
+// Knows no socket. Owned by one thread.
 class InterfaceState
 {
 public:
     explicit InterfaceState(std::string name) : mName(std::move(name)) {}
 
-    // Takes one message; others than those two, and malformed ones, are passed
-    // over. REQUIRES: all links come before the first address.
+    // Reads one message. Ignores messages of other types and malformed ones.
+    // REQUIRES: all links come before the first address.
     void Read(const nlmsghdr &message);
 
     [[nodiscard]] NetDevice Device() const;
@@ -31,10 +32,10 @@ private:
     void ReadAddress(const nlmsghdr &message);
 
     const std::string mName;
-    int mIndex = 0; // 0: no such interface
+    int mIndex = 0; // 0 if there is no such interface
     unsigned int mFlags = 0;
     std::string mAddress;
-    unsigned int mRank = 0; // of mAddress; the lowest wins
+    unsigned int mRank = 0; // of mAddress; the address of the lowest rank is used
 };
 
 } // namespace configd

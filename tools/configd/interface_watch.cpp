@@ -10,10 +10,10 @@
 namespace configd {
 namespace {
 
-// The size that libmnl recommends, so that no message of the kernel is cut.
+// The size that libmnl recommends for dumps (MNL_SOCKET_DUMP_SIZE). No message is cut.
 using Buffer = std::array<char, 32768>;
 
-// For what the kernel answers in the form of mnl_cb_run.
+// A callback for mnl_cb_run.
 int OnMessage(const nlmsghdr *message, void *state)
 {
     static_cast<InterfaceState *>(state)->Read(*message);
@@ -38,8 +38,8 @@ void Request(mnl_socket *socket, Buffer &buffer, std::uint16_t type, std::uint32
     Require(mnl_socket_sendto(socket, header, header->nlmsg_len) >= 0, "netlink request");
 }
 
-// Puts one question and has the answers read into a state. False when something
-// changed meanwhile.
+// Requests all objects of a type (a dump) and reads the answers into state. Returns
+// false if the kernel's tables changed during the dump.
 bool Dump(mnl_socket *socket, std::uint16_t type, std::uint32_t sequence, InterfaceState &state)
 {
     alignas(nlmsghdr) Buffer buffer{};
@@ -63,19 +63,20 @@ InterfaceWatch::InterfaceWatch(std::string name)
 {
 }
 
-int InterfaceWatch::Number() const
+int InterfaceWatch::Descriptor() const
 {
     return mnl_socket_get_fd(mNotifications.get());
 }
 
 NetDevice InterfaceWatch::Read()
 {
-    // Before asking: what is notified from here on wakes us again.
+    // Emptied before the query: a later notification makes the descriptor readable again.
     Buffer ignored{};
     while (mnl_socket_recvfrom(mNotifications.get(), ignored.data(), ignored.size()) >= 0 ||
            errno == ENOBUFS) {
     }
-    while (true) { // again when something changed meanwhile, on a socket without remains
+    // Repeats if the state changed during the dump. A new socket has no leftover messages.
+    while (true) {
         const Socket socket = OpenSocket(0, 0);
         InterfaceState state(mName);
         if (Dump(socket.get(), RTM_GETLINK, 1, state) &&

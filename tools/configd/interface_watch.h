@@ -7,20 +7,19 @@
 
 namespace configd {
 
-// Follows one interface of the kernel by rtnetlink. A notification only says
-// that something changed; what there is now is then asked anew, so that neither
-// lost notifications (ENOBUFS) nor stale ones can leave a wrong picture, and an
-// interface may be renamed or made anew. Owned by one thread.
-// Both operations throw std::system_error when the kernel refuses.
+// InterfaceWatch follows one interface of the kernel by rtnetlink. After a notification
+// the whole state is read again. Lost notifications (ENOBUFS) and outdated ones
+// therefore do no harm, and the interface may be renamed or recreated. Owned by one
+// thread. The constructor and Read throw std::system_error if a system call fails.
 class InterfaceWatch
 {
 public:
     explicit InterfaceWatch(std::string name);
 
-    // Readable when something may have changed.
-    [[nodiscard]] int Number() const;
+    // Readable when the state may have changed.
+    [[nodiscard]] int Descriptor() const;
 
-    // Forgets all notifications and asks for the interface as it is now.
+    // Drops all notifications and reads the current state from the kernel.
     [[nodiscard]] NetDevice Read();
 
 private:

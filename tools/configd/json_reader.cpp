@@ -11,10 +11,10 @@ using nlohmann::json;
 
 constexpr const char *kMalformed = "malformed JSON";
 
-// In bytes. No string that is accepted is longer, with every byte as an escape.
+// In bytes. The longest accepted string, 63 bytes, has 380 if every byte is escaped.
 constexpr std::size_t kLongestRun = 512;
 
-// More of a member's name is not shown. Every known name is shorter.
+// Longer names of members are cut in faults. Every known name is shorter.
 constexpr std::size_t kLongestShownName = 64;
 
 std::string Shown(std::string_view name)
@@ -33,8 +33,9 @@ Fault FaultAt(std::string_view text, std::size_t offset, const std::string &what
     return "line " + std::to_string(lines + 1) + ", column " + std::to_string(column) + ": " + what;
 }
 
-// Where a run of bytes longer than kLongestRun begins; the text's end without one.
-// A run is a string, or what stands between strings and the signs of structure.
+// The position of the first run of more than kLongestRun bytes; the end of the text if
+// there is none. A run is a string, or everything between strings and the characters
+// ,:[]{}.
 std::size_t FindLongRun(std::string_view text)
 {
     constexpr std::string_view kStructure = ",:[]{}";
@@ -56,7 +57,7 @@ std::size_t FindLongRun(std::string_view text)
     return text.size();
 }
 
-// Receives the parser's events. Each continues the parsing by returning true.
+// Receives the parser's events. Parsing continues if the function returns true.
 class Events : public nlohmann::json_sax<json>
 {
 public:
@@ -73,7 +74,7 @@ public:
         return TakeNumber();
     }
     bool string(string_t &text) override { return Take({JsonValue::Kind::Text, false, text}); }
-    bool binary(binary_t & /*value*/) override { return false; } // JSON has none
+    bool binary(binary_t & /*value*/) override { return false; } // never called for JSON
 
     bool start_object(std::size_t /*size*/) override { return Begin(JsonValue::Kind::Object); }
     bool key(string_t &name) override
@@ -97,7 +98,7 @@ public:
     bool parse_error(std::size_t read, const std::string & /*token*/,
                      const json::exception &error) override
     {
-        constexpr int kOutOfRange = 406; // a number, though too large for any type
+        constexpr int kOutOfRange = 406; // a valid number, but too large for the parser
         if (error.id == kOutOfRange) {
             return TakeNumber();
         }
@@ -110,7 +111,7 @@ private:
     {
         bool array;
         std::size_t next;       // index of an array's next element
-        std::size_t pathLength; // of the object or array itself
+        std::size_t pathLength; // of the path of this object or array
     };
 
     bool Take(const JsonValue &value)
@@ -148,7 +149,7 @@ private:
 
     std::string_view mText;
     const TakeJson &mTake;
-    std::string mPath; // of the next value
+    std::string mPath; // the path of the next value
     std::vector<Level> mLevels;
 };
 
@@ -167,14 +168,17 @@ std::optional<Fault> ExpectKind(const JsonValue &value, JsonValue::Kind kind)
 
 std::optional<Fault> ReadJson(std::string_view text, const TakeJson &take)
 {
-    // For the parser a zero byte is the end; a damaged file often holds many.
+    // The parser takes a zero byte for the end of the text. After a power cut a file may
+    // contain many.
     if (const std::size_t zero = text.find('\0'); zero != std::string_view::npos) {
         return FaultAt(text, zero, kMalformed);
     }
-    // The parser keeps several copies of a token and of the space before it.
+    // The limit saves memory: the parser keeps several copies of a token and of the
+    // white space before it.
     if (const std::size_t run = FindLongRun(text); run != text.size()) {
         return FaultAt(text, run,
-                       "a value or space longer than " + std::to_string(kLongestRun) + " bytes");
+                       "a value or white space of more than " + std::to_string(kLongestRun) +
+                           " bytes");
     }
     Events events(text, take);
     const bool read = json::sax_parse(text.begin(), text.end(), &events);

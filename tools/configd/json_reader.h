@@ -5,14 +5,14 @@
 #include <string>
 #include <string_view>
 
-// Reading JSON from outside without building a tree of it. A tree would take 16
-// bytes and more for each of two bytes of text. Pure functions.
+// Reads untrusted JSON value by value. A tree of all values would need 16 bytes or more
+// for every two bytes of text. Pure functions.
 namespace configd {
 
-// What is wrong with a text, and where: "line 2, column 5: malformed JSON" or
-// "/hostName: must be ...". Lines and columns (in bytes) count from 1. A path
-// names the members and the indexes that lead to the value; in their names every
-// byte that is not printable ASCII, and "/", appears as "?".
+// The description of a fault and its place: "line 2, column 5: malformed JSON" or
+// "/hostName: must be ...". Lines and columns (in bytes) count from 1. A path consists
+// of the names of members and the indexes of elements. In the names, "/" and every byte
+// that is not printable ASCII are replaced by "?".
 using Fault = std::string;
 
 // One value of a text.
@@ -21,29 +21,29 @@ struct JsonValue
     enum class Kind { Null, Flag, Number, Text, Object, ObjectEnd, Array };
 
     Kind kind = Kind::Null;
-    bool flag = false;     // of a Flag
-    std::string_view text; // of a Text: valid UTF-8, without escapes
+    bool flag = false;     // if kind is Flag
+    std::string_view text; // if kind is Text: valid UTF-8, with escapes resolved
 };
 
-// "must be an object" and the like, unless the value is of that kind.
+// Returns a fault such as "must be an object" if the value is not of this kind.
 // REQUIRES: kind is Object, Array or Flag.
 [[nodiscard]] std::optional<Fault> ExpectKind(const JsonValue &value, JsonValue::Kind kind);
 
-// Takes a value and its path: "" is the whole text, "/0/name" the member "name"
-// of the first element. An object or array comes before its members; an object
-// comes once more, as ObjectEnd, after them. Returns what is wrong with the value,
-// which ends the reading, or nothing.
-// REQUIRES: refuses objects and arrays below some depth, and all numbers.
+// Receives a value and its path: "" is the whole text, "/0/name" the member "name" of
+// the first element. An object or array is passed before its members. After the members
+// of an object, ObjectEnd is passed. Returns a fault to refuse the value, which ends the
+// reading, or nothing to continue.
+// REQUIRES: refuses numbers, and objects and arrays below a certain depth.
 using TakeJson =
     std::function<std::optional<Fault>(const std::string &path, const JsonValue &value)>;
 
-// Reads a text and has each value taken. Returns nothing if the text is JSON in
-// UTF-8, no string, number or space in it has more than 512 bytes, and every value
-// was taken. The time is linear in the text's length; the memory does not depend
-// on it.
+// Reads a text and passes each value to take. Returns a fault if the text is not JSON in
+// UTF-8, if it has a string, number or white space of more than 512 bytes, or if take
+// refuses a value; otherwise nothing. The time is linear in the length of the text. The
+// memory does not depend on the length.
 [[nodiscard]] std::optional<Fault> ReadJson(std::string_view text, const TakeJson &take);
 
-// A text as a JSON string. What is not UTF-8 becomes U+FFFD.
+// A text as a JSON string. Bytes that are not UTF-8 are replaced by U+FFFD.
 [[nodiscard]] std::string JsonString(const std::string &text);
 
 } // namespace configd

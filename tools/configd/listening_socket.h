@@ -4,16 +4,16 @@
 
 #include <cstdint>
 
-// The socket that clients connect to. Functions for one thread (environment).
+// The socket that clients connect to. Not thread-safe: reads environment variables.
 namespace configd {
 
-// Takes descriptor 3 if the environment says that systemd hands it over to this
-// process (LISTEN_PID and LISTEN_FDS, see sd_listen_fds(3)); otherwise listens on
-// 127.0.0.1 and port. Throws std::system_error when the system refuses, and
-// Failure with kWrongUsage if descriptor 3 does not listen on 127.0.0.1.
-[[nodiscard]] Descriptor OpenListeningSocket(std::uint16_t port);
+// Uses descriptor 3 if systemd passed it to this process (LISTEN_PID and LISTEN_FDS, see
+// sd_listen_fds(3)); otherwise opens a socket on 127.0.0.1 and port. Throws
+// std::system_error if a system call fails, and Failure with kWrongUsage if descriptor 3
+// is not a TCP socket listening on 127.0.0.1.
+[[nodiscard]] FileDescriptor OpenListeningSocket(std::uint16_t port);
 
-// The port of such a socket.
-[[nodiscard]] std::uint16_t PortOf(const Descriptor &socket);
+// The port that the socket listens on.
+[[nodiscard]] std::uint16_t PortOf(const FileDescriptor &socket);
 
 } // namespace configd

@@ -2,15 +2,15 @@
 
 #include <string_view>
 
-// The names of devices and of network interfaces. They travel on into headers,
-// XML and lists.
+// The names of devices and of network interfaces. They are copied into message headers,
+// XML and JSON.
 namespace configd {
 
-// The condition in words, as documents and errors give it.
+// The rule for names, as errors and documents word it.
 constexpr const char *kNameRule =
     "1 to 63 bytes of UTF-8, without control characters (C0, C1, DEL) and without < > & \"";
 
-// Whether a text meets it. Pure. REQUIRES: valid UTF-8.
+// Whether a text meets the rule. Pure. REQUIRES: valid UTF-8.
 [[nodiscard]] bool IsName(std::string_view text);
 
 } // namespace configd

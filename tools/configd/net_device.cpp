@@ -56,7 +56,7 @@ std::optional<Fault> TakeConnected(const JsonValue &value, NetDevice &device)
     return ExpectKind(value, Kind::Flag);
 }
 
-// The members that have to be there, by their path in the device.
+// The required members, by their path in the device.
 struct Member
 {
     const char *path;
@@ -67,11 +67,11 @@ constexpr std::array<Member, 4> kMembers{{{"/name", TakeName},
                                           {"/status/interfaceSetupState", TakeState},
                                           {"/status/connected", TakeConnected}}};
 
-// A list as far as it has been read.
+// The part of a list that has been read.
 struct List
 {
     std::vector<NetDevice> devices;
-    std::array<bool, kMembers.size()> has{}; // the last device, of kMembers
+    std::array<bool, kMembers.size()> has{}; // which of kMembers the last device has
 
     std::optional<Fault> Take(const std::string &path, const JsonValue &value)
     {
@@ -128,18 +128,17 @@ std::string Text(const NetDevice &device)
            ",\"connected\":" + (device.connected ? "true" : "false") + "}}";
 }
 
-// The list's text, with something before the first device, between devices, and
-// after the last one.
+// The devices, joined by between, with before in front and after at the end.
 std::string ListText(const std::vector<NetDevice> &devices, const std::string &before,
                      const std::string &between, const std::string &after)
 {
-    constexpr std::size_t kAround = 128; // a device's text without its name
+    constexpr std::size_t kAround = 128; // more than the text of a device without its name
     std::size_t size = before.size() + after.size();
     for (const NetDevice &device : devices) {
         size += device.name.size() + kAround;
     }
     std::string text = before;
-    text.reserve(size); // growing would need three times as much
+    text.reserve(size); // growing step by step would need up to three times the memory
     for (const NetDevice &device : devices) {
         text += (&device == &devices.front() ? "" : between) + Text(device);
     }

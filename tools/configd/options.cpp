@@ -14,12 +14,12 @@ namespace {
 
 constexpr const char *kUsage =
     "usage: beacon-configd [--state FILE] [--devices FILE] [--interface NAME] [--port N]\n"
-    "  --state FILE      keep the host name and the SSDP switch in FILE\n"
-    "                    (/var/lib/beacon-configd/system.json)\n"
-    "  --devices FILE    keep the network devices in FILE, where clients may replace\n"
-    "                    them, instead of following the kernel's\n"
-    "  --interface NAME  the network interface to follow (net0)\n"
-    "  --port N          the TCP port of 127.0.0.1 to listen on (8080)\n"
+    "  --state FILE      store the host name and the SSDP switch in FILE\n"
+    "                    (default: /var/lib/beacon-configd/system.json)\n"
+    "  --devices FILE    let clients set the network devices, and store them in FILE\n"
+    "                    (default: report the kernel's interface)\n"
+    "  --interface NAME  report this network interface (default: net0)\n"
+    "  --port N          listen on this TCP port of 127.0.0.1 (default: 8080)\n"
     "  --help            show this text\n";
 
 bool ReadPort(std::string_view text, std::uint16_t &port)
@@ -29,7 +29,7 @@ bool ReadPort(std::string_view text, std::uint16_t &port)
     return result.ec == std::errc() && result.ptr == end && port != 0;
 }
 
-// As the kernel has it.
+// The kernel's rule for the names of interfaces (dev_valid_name).
 bool IsInterfaceName(const std::string &name)
 {
     return !name.empty() && name.size() < IFNAMSIZ &&
@@ -78,16 +78,17 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options)
             return 0;
         }
         if (found == '?') {
-            return WrongUsage(""); // getopt has said what is wrong
+            return WrongUsage(""); // getopt has printed the error
         }
         if (!Take(found, optarg, options)) {
-            return WrongUsage(std::string("beacon-configd: --") +
-                              kLong.at(static_cast<std::size_t>(which)).name + " cannot be \"" +
-                              optarg + "\"\n");
+            return WrongUsage(std::string("beacon-configd: invalid --") +
+                              kLong.at(static_cast<std::size_t>(which)).name + " \"" + optarg +
+                              "\"\n");
         }
     }
     if (optind < argc) {
-        return WrongUsage(std::string("beacon-configd: unexpected \"") + argv[optind] + "\"\n");
+        return WrongUsage(std::string("beacon-configd: unexpected argument \"") + argv[optind] +
+                          "\"\n");
     }
     return std::nullopt;
 }

@@ -21,14 +21,14 @@ std::optional<Parameter> ReadParameter(std::string_view number)
 std::optional<Fault> ReadParameters(std::string_view list, std::vector<Parameter> &parameters)
 {
     if (list.empty()) {
-        return "params names no parameter";
+        return "params is missing or empty";
     }
     std::vector<Parameter> read;
     for (bool more = true; more;) {
         const std::size_t comma = list.find(',');
         const auto parameter = ReadParameter(list.substr(0, comma));
         if (!parameter) {
-            return "params names an unknown parameter; 24 and 19 are known";
+            return "params has an unknown number; 24 and 19 are known";
         }
         if (std::find(read.begin(), read.end(), *parameter) == read.end()) {
             read.push_back(*parameter);

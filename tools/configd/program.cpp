@@ -17,16 +17,16 @@
 namespace configd {
 namespace {
 
-// A descriptor that is readable once the process is asked to end.
-Descriptor OpenEndSignals()
+// A descriptor that becomes readable at SIGTERM or SIGINT.
+FileDescriptor OpenEndSignals()
 {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    Descriptor descriptor(signalfd(-1, &signals, SFD_CLOEXEC));
-    if (descriptor.Number() < 0) {
+    FileDescriptor descriptor(signalfd(-1, &signals, SFD_CLOEXEC));
+    if (descriptor.Descriptor() < 0) {
         throw std::system_error(errno, std::generic_category(), "signalfd");
     }
     return descriptor;
@@ -37,13 +37,13 @@ void Follow(InterfaceWatch &watch, Settings &settings)
     settings.FollowDevices({watch.Read()});
 }
 
-// The loop of the program; watch is empty when the devices are hand-kept.
+// The main loop. watch is empty if clients set the devices.
 void Serve(int end, HttpServer &server, std::optional<InterfaceWatch> &watch, Settings &settings)
 {
     while (true) {
         std::array<pollfd, 3> waiting{{{end, POLLIN, 0},
-                                       {server.Number(), POLLIN, 0},
-                                       {watch ? watch->Number() : -1, POLLIN, 0}}};
+                                       {server.Descriptor(), POLLIN, 0},
+                                       {watch ? watch->Descriptor() : -1, POLLIN, 0}}};
         if (poll(waiting.data(), waiting.size(), server.WaitMs()) < 0 && errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "poll");
         }
@@ -59,18 +59,18 @@ void Serve(int end, HttpServer &server, std::optional<InterfaceWatch> &watch, Se
 
 void RunService(const Options &options)
 {
-    const Descriptor end = OpenEndSignals();
+    const FileDescriptor end = OpenEndSignals();
     Settings settings(options.stateFile, options.devicesFile);
     std::optional<InterfaceWatch> watch;
     if (!settings.HasHandKeptDevices()) {
         watch.emplace(options.interface);
         Follow(*watch, settings);
     }
-    Descriptor socket = OpenListeningSocket(options.port);
+    FileDescriptor socket = OpenListeningSocket(options.port);
     const std::uint16_t port = PortOf(socket);
     HttpServer server(settings, std::move(socket));
     std::cout << "beacon-configd: listening on 127.0.0.1:" << port << std::endl;
-    Serve(end.Number(), server, watch, settings);
+    Serve(end.Descriptor(), server, watch, settings);
 }
 
 } // namespace
@@ -81,7 +81,7 @@ try {
     if (const auto status = ReadOptions(argc, argv, options)) {
         return *status;
     }
-    std::signal(SIGPIPE, SIG_IGN); // a client that left shows in the result of the write
+    std::signal(SIGPIPE, SIG_IGN); // writing to a closed connection fails instead
     RunService(options);
     return 0;
 } catch (const Failure &failure) {

@@ -10,7 +10,7 @@
 namespace configd {
 namespace {
 
-// The statuses of HTTP that a refusal has.
+// The HTTP statuses of refusals.
 constexpr unsigned int kBadRequest = 400;
 constexpr unsigned int kConflict = 409;
 constexpr unsigned int kContentTooLarge = 413;
@@ -18,7 +18,7 @@ constexpr unsigned int kInternalServerError = 500;
 
 std::string OwnHostName()
 {
-    std::array<char, 256> name{}; // the kernel's longest has 64 bytes
+    std::array<char, 256> name{}; // the kernel allows 64 bytes
     gethostname(name.data(), name.size() - 1);
     return name.data();
 }
@@ -97,7 +97,7 @@ std::optional<Refusal> Settings::PatchSystem(std::string_view patch)
 std::optional<Refusal> Settings::PutDevices(std::string_view list)
 {
     if (!mDevicesFile) {
-        return Refusal{kConflict, "the network devices follow the kernel's own"};
+        return Refusal{kConflict, "the network devices are the kernel's and cannot be set"};
     }
     std::vector<NetDevice> devices;
     if (auto fault = ReadNetDevices(list, devices)) {

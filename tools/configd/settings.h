@@ -7,37 +7,37 @@
 
 namespace configd {
 
-// Why a request was refused: a status of HTTP and what is wrong.
+// The answer to a refused request: an HTTP status and a description of the fault.
 struct Refusal
 {
     unsigned int status;
     std::string error;
 };
 
-// Settings holds what the service serves, and keeps its files. What clients set
-// is stored first and served then, so a restart takes nothing back. Owned by one
-// thread, which waits for the medium.
+// Settings holds the values that the service serves, and their files. A new value is
+// written to its file before clients see it, so a restart never loses it. Owned by one
+// thread, which waits for the storage.
 class Settings
 {
 public:
-    // Reads the files; without a state file the device has its factory settings,
-    // without a file of devices there are none. An empty devicesFile means that
-    // the devices are not hand-kept. Throws Failure with kDamagedFile for a file
-    // that holds anything else than it should: the service never overwrites it.
-    // Throws std::system_error for one that cannot be read.
+    // Reads the files. If the state file does not exist, the device has its factory
+    // settings; if the devices file does not exist, there are no devices. An empty
+    // devicesFile means that clients cannot set the devices. Throws Failure with
+    // kDamagedFile if a file is invalid; the service never overwrites such a file.
+    // Throws std::system_error if a file cannot be read.
     Settings(std::string stateFile, std::string devicesFile);
 
     [[nodiscard]] const Values &Current() const { return mValues; }
     [[nodiscard]] bool HasHandKeptDevices() const { return mDevicesFile.has_value(); }
 
-    // A client's JSON Merge Patch of the system configuration, and its new list
-    // of devices. A refusal leaves everything as it was; a request that changes
-    // nothing writes nothing. Refuses with 409 where the file on the medium is
-    // not as this object read or wrote it: somebody edited it.
+    // Apply a client's JSON Merge Patch of the system configuration, or its new list of
+    // devices. A refused request changes nothing. A request without a change writes no
+    // file. Status 409 means that clients cannot set the devices, or that the file was
+    // edited since this object read or wrote it.
     [[nodiscard]] std::optional<Refusal> PatchSystem(std::string_view patch);
     [[nodiscard]] std::optional<Refusal> PutDevices(std::string_view list);
 
-    // The devices as the kernel has them.
+    // Sets the devices that the kernel reports.
     void FollowDevices(const std::vector<NetDevice> &devices);
 
 private:

@@ -19,11 +19,12 @@ namespace {
     throw std::system_error(error, std::generic_category(), what);
 }
 
-// Hands a file's text over in pieces, until one is refused. False without a file.
+// Reads a file and passes its text to take in pieces, until take returns false. Returns
+// false if the file does not exist.
 bool ReadPieces(const std::string &name, const std::function<bool(std::string_view)> &take)
 {
-    const Descriptor file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
-    if (file.Number() < 0) {
+    const FileDescriptor file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.Descriptor() < 0) {
         if (errno == ENOENT) {
             return false;
         }
@@ -31,7 +32,7 @@ bool ReadPieces(const std::string &name, const std::function<bool(std::string_vi
     }
     std::array<char, 4096> buffer{};
     while (true) {
-        const ssize_t got = read(file.Number(), buffer.data(), buffer.size());
+        const ssize_t got = read(file.Descriptor(), buffer.data(), buffer.size());
         if (got < 0 && errno != EINTR) {
             Throw(errno, "cannot read " + name);
         }
@@ -69,20 +70,21 @@ bool WriteAll(int descriptor, std::string_view text)
 
 bool WriteSynchronised(const std::string &name, std::string_view text)
 {
-    const Descriptor file(
+    const FileDescriptor file(
         open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644));
-    return file.Number() >= 0 && WriteAll(file.Number(), text) && fsync(file.Number()) == 0;
+    return file.Descriptor() >= 0 && WriteAll(file.Descriptor(), text) &&
+           fsync(file.Descriptor()) == 0;
 }
 
-// Makes a rename in the file's folder survive a power cut.
+// Synchronises the file's folder: without this, a power cut may undo the rename.
 void SynchroniseFolder(const std::string &name)
 {
     const std::size_t slash = name.rfind('/');
     const std::string folder =
         slash == std::string::npos ? "." : name.substr(0, slash == 0 ? 1 : slash);
-    const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (opened.Number() >= 0) {
-        fsync(opened.Number()); // best effort: the new text is in place already
+    const FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (opened.Descriptor() >= 0) {
+        fsync(opened.Descriptor()); // a failure is ignored: readers see the new text already
     }
 }
 

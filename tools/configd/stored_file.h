@@ -6,31 +6,31 @@
 
 namespace configd {
 
-// No text kept in a file or sent by a client is longer, in bytes.
+// In bytes: the limit for stored files and for the bodies of requests.
 constexpr std::size_t kLargestText = 65536;
 
-// StoredFile is a small file that must survive a power cut whole, and that
-// somebody may edit by hand. Owned by one thread.
+// StoredFile is a small file that stays complete after a power cut, and that an
+// administrator may edit. Owned by one thread.
 class StoredFile
 {
 public:
-    // Reads the file. Throws std::system_error, "cannot read FILE: reason", when
-    // there is one that cannot be read, and Failure with kDamagedFile when it is
-    // longer than kLargestText.
+    // Reads the file if it exists. If it cannot be read, throws std::system_error with the
+    // text "cannot read FILE: reason". If it is longer than kLargestText, throws Failure
+    // with kDamagedFile.
     explicit StoredFile(std::string name);
 
     [[nodiscard]] const std::string &Name() const { return mName; }
-    // The text as last read or written here; nothing without a file.
+    // The text that this object read or wrote last; nothing if the file did not exist.
     [[nodiscard]] const std::optional<std::string> &Text() const { return mText; }
 
-    // Whether the file on the medium holds another text than Text(). Throws as
-    // the constructor does when it cannot be read.
+    // Whether the text of the file now differs from Text(). Throws std::system_error
+    // if the file cannot be read.
     [[nodiscard]] bool IsEdited() const;
 
-    // Replaces the file in one step: whoever looks, and whoever looks after a
-    // power cut, finds the old text or the new one. Goes through FILE.new in the
-    // same folder. Throws std::system_error, "cannot write FILE: reason", and
-    // then the file is as it was. REQUIRES: text has at most kLargestText bytes.
+    // Replaces the file atomically: readers see the old text or the new one, even after
+    // a power cut. Writes FILE.new in the same folder and renames it. If this fails, throws
+    // std::system_error with the text "cannot write FILE: reason"; the file is then
+    // unchanged. REQUIRES: text has at most kLargestText bytes.
     void Replace(std::string text);
 
 private:

@@ -91,9 +91,9 @@ SystemConfig FactorySystemConfig(const std::string &hostName)
 {
     SystemConfig config;
     config.ssdpEnable = true;
-    // Through JSON, which replaces bytes that are not UTF-8.
+    // JsonString replaces bytes that are not UTF-8.
     const auto fault = PatchSystemConfig("{\"hostName\":" + JsonString(hostName) + '}', config);
-    static_cast<void>(fault); // on a fault the name is left out
+    static_cast<void>(fault); // on a fault the name stays absent
     return config;
 }
 
@@ -104,7 +104,7 @@ std::string SystemConfigText(const SystemConfig &config)
 
 std::string StoredSystemConfigText(const SystemConfig &config)
 {
-    constexpr int kIndent = 4; // the file is meant to be read and edited by hand
+    constexpr int kIndent = 4; // because administrators read and edit the file
     return Json(config).dump(kIndent) + '\n';
 }
 

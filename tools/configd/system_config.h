@@ -17,17 +17,17 @@ struct SystemConfig
     }
 };
 
-// Reads a stored configuration. On a fault config is as it was.
+// Reads a stored configuration. Leaves config unchanged on a fault.
 [[nodiscard]] std::optional<Fault> ReadSystemConfig(std::string_view text, SystemConfig &config);
 
-// Applies a JSON Merge Patch (RFC 7396): members given replace, null removes,
-// the others stay. On a fault, one unknown or ill-typed member among good ones
-// included, config is as it was.
+// Applies a JSON Merge Patch (RFC 7396): a member of the patch replaces the member of
+// the configuration, null removes it, and all others stay. An unknown member or a wrong
+// type is a fault, which leaves config unchanged.
 [[nodiscard]] std::optional<Fault> PatchSystemConfig(std::string_view patch, SystemConfig &config);
 
-// What a device fresh from the factory has: SSDP on, so that it can be found, and the
-// system's own host name. Bytes of it that are not UTF-8 become U+FFFD. The name is left
-// out if the result does not meet kNameRule.
+// The configuration of a new device: SSDP switched on, and the system's own host name.
+// Bytes of it that are not UTF-8 become U+FFFD; it is absent if the result does not meet
+// kNameRule.
 [[nodiscard]] SystemConfig FactorySystemConfig(const std::string &hostName);
 
 // The configuration as JSON: on one line for clients, or indented for the file.

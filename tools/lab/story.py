@@ -37,5 +37,5 @@ def story(devices, views):
         yield from pause(f"All know {name}. Soon it switches SSDP off.")
         last.configure(ssdpEnable=False)
         yield from until(is_gone, f"{name} has switched SSDP off and said goodbye.")
-        yield from pause(f"{name} has gone, but for its DNS-SD service. Soon it comes back.")
+        yield from pause(f"{name} has gone, except for its DNS-SD service. Soon it comes back.")
         last.configure(ssdpEnable=True)

@@ -10,7 +10,7 @@ VEX_SSDP::VEX_SSDP() = default;
 
 VEX_SSDP::~VEX_SSDP() = default;
 
-int VEX_SSDP::WaitForChange(unsigned int timeoutMs, SSDPDeviceMap &out)
+int VEX_SSDP::WaitForChange(unsigned int timeoutMs, formats::SSDPDeviceMap &out)
 {
     return static_cast<test::ScriptedEngine &>(*this).Wait(timeoutMs, out);
 }
@@ -30,13 +30,13 @@ std::set<unsigned int> ScriptedEngine::TimeOuts()
     return mTimeOuts;
 }
 
-SSDPDeviceMap ScriptedEngine::Passed()
+formats::SSDPDeviceMap ScriptedEngine::Passed()
 {
     const std::lock_guard<std::mutex> held(mMutex);
     return mPassed;
 }
 
-int ScriptedEngine::Wait(unsigned int timeoutMs, SSDPDeviceMap &out)
+int ScriptedEngine::Wait(unsigned int timeoutMs, formats::SSDPDeviceMap &out)
 {
     std::unique_lock<std::mutex> held(mMutex);
     mTimeOuts.insert(timeoutMs);
@@ -45,12 +45,12 @@ int ScriptedEngine::Wait(unsigned int timeoutMs, SSDPDeviceMap &out)
     mChanged.notify_all();
     mChanged.wait(held, [this] { return mOver || !mScript.empty(); });
     if (mScript.empty()) {
-        return kVEXTimedOut;
+        return vexbase::kTimedOut;
     }
     const Step step = mScript.front();
     mScript.pop_front();
     mIdle = false;
-    if (step.status == kVEXSuccess) {
+    if (step.status == vexbase::kSuccess) {
         out = step.list;
     }
     return step.status;

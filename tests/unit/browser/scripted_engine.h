@@ -18,8 +18,8 @@ namespace test {
 class ScriptedEngine : public VEX_SSDP
 {
 public:
-    void Change(const SSDPDeviceMap &list) { Play({kVEXSuccess, list}, 1); }
-    void TimeOut(int times) { Play({kVEXTimedOut, {}}, times); }
+    void Change(const formats::SSDPDeviceMap &list) { Play({vexbase::kSuccess, list}, 1); }
+    void TimeOut(int times) { Play({vexbase::kTimedOut, {}}, times); }
     void Fail(int status, int times) { Play({status, {}}, times); }
 
     // Waits until the browser waits for the first time.
@@ -31,16 +31,16 @@ public:
     // The time-outs that the browser has passed, in milliseconds.
     [[nodiscard]] std::set<unsigned int> TimeOuts();
     // A copy of the map that the browser passed to its latest wait.
-    [[nodiscard]] SSDPDeviceMap Passed();
+    [[nodiscard]] formats::SSDPDeviceMap Passed();
 
     // Replaces VEX_SSDP::WaitForChange. Called on the browser's thread.
-    [[nodiscard]] int Wait(unsigned int timeoutMs, SSDPDeviceMap &out);
+    [[nodiscard]] int Wait(unsigned int timeoutMs, formats::SSDPDeviceMap &out);
 
 private:
     struct Step
     {
-        int status = kVEXTimedOut;
-        SSDPDeviceMap list;
+        int status = vexbase::kTimedOut;
+        formats::SSDPDeviceMap list;
     };
 
     void Play(const Step &step, int times);
@@ -52,7 +52,7 @@ private:
     bool mIdle = false; // the browser waits for the test's next call
     bool mOver = false;
     std::set<unsigned int> mTimeOuts;
-    SSDPDeviceMap mPassed;
+    formats::SSDPDeviceMap mPassed;
 };
 
 } // namespace test

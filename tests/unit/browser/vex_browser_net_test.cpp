@@ -31,9 +31,9 @@ std::string Published()
 }
 
 // A list of one device, and its document.
-SSDPDeviceMap List(const std::string &hostName)
+formats::SSDPDeviceMap List(const std::string &hostName)
 {
-    SSDPDeviceMap list;
+    formats::SSDPDeviceMap list;
     list["usn"].hostName = hostName;
     return list;
 }
@@ -75,7 +75,7 @@ protected:
     {
         mEngine.End();
         if (mBrowser) {
-            mBrowser->Stop(kVEXInfinite);
+            mBrowser->Stop(vexbase::kInfinite);
             mBrowser.reset();
         }
     }

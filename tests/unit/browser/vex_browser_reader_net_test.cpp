@@ -23,9 +23,9 @@ constexpr int kWrites = 1000;
 constexpr int kChangesAWrite = 11;
 
 // Lists of very different lengths, in turn; each contains its number.
-SSDPDeviceMap List(int number)
+formats::SSDPDeviceMap List(int number)
 {
-    SSDPDeviceMap list;
+    formats::SSDPDeviceMap list;
     for (int device = 0; device <= (number * 37) % 101; ++device) {
         list["usn-" + std::to_string(device)].hostName =
             std::to_string(number) + "-" + std::to_string(device);
@@ -68,7 +68,7 @@ TEST(BrowserReader, SeesOnlyWholeListsThroughAThousandWrites)
     });
     std::set<std::string> written{"[]"};
     for (int number = 1; number <= kWrites; ++number) {
-        const SSDPDeviceMap list = List(number);
+        const formats::SSDPDeviceMap list = List(number);
         written.insert(ComposeBrowseDocument(list));
         for (int change = 0; change < kChangesAWrite; ++change) {
             engine.Change(list);
@@ -81,7 +81,7 @@ TEST(BrowserReader, SeesOnlyWholeListsThroughAThousandWrites)
     over = true;
     reader.join();
     engine.End();
-    browser.Stop(kVEXInfinite);
+    browser.Stop(vexbase::kInfinite);
     for (const std::string &reading : readings) {
         EXPECT_EQ(written.count(reading), 1U) << reading;
     }

@@ -6,8 +6,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
-// A socket handed over as systemd does it: as descriptor 3, with LISTEN_PID and
-// LISTEN_FDS in the environment.
+// Socket activation as systemd does it: the socket is descriptor 3, and the environment
+// has LISTEN_PID and LISTEN_FDS.
 namespace test {
 namespace {
 
@@ -20,25 +20,25 @@ protected:
     ConfigActivation() : ConfigFolder(kAlpha) {}
 };
 
-enum class Says { NothingWrong, OfAnotherProcess, OfNoDescriptor };
+enum class Variables { Valid, OtherProcess, NoDescriptor };
 
-// What runs the program with a descriptor handed over.
-std::function<int()> Activated(int descriptor, Says says = Says::NothingWrong)
+// A function that runs the program with descriptor as descriptor 3.
+std::function<int()> Activated(int descriptor, Variables variables = Variables::Valid)
 {
-    return [descriptor, says] {
-        const int pid = says == Says::OfAnotherProcess ? getppid() : getpid();
+    return [descriptor, variables] {
+        const int pid = variables == Variables::OtherProcess ? getppid() : getpid();
         setenv("LISTEN_PID", std::to_string(pid).c_str(), 1);
-        setenv("LISTEN_FDS", says == Says::OfNoDescriptor ? "0" : "1", 1);
+        setenv("LISTEN_FDS", variables == Variables::NoDescriptor ? "0" : "1", 1);
         dup2(descriptor, 3);
         close(descriptor);
         return Program({})();
     };
 }
 
-// What systemd holds: far from descriptor 3, which the tests' streams have.
-configd::Descriptor Hold(configd::Descriptor socket)
+// A copy of the socket on a number of 100 or more: descriptor 3 may be in use by the test.
+configd::FileDescriptor Hold(configd::FileDescriptor socket)
 {
-    return configd::Descriptor(fcntl(socket.Number(), F_DUPFD, 100));
+    return configd::FileDescriptor(fcntl(socket.Descriptor(), F_DUPFD, 100));
 }
 
 std::string AnswerOf(Connection &connection)
@@ -47,10 +47,10 @@ std::string AnswerOf(Connection &connection)
     return answer.status + ' ' + connection.ReadBytes(kAlpha.size());
 }
 
-TEST_F(ConfigActivation, AnswersOnTheSocketHandedOver)
+TEST_F(ConfigActivation, AnswersOnThePassedSocket)
 {
     const auto held = Hold(configd::OpenListeningSocket(8080));
-    LiveChild child(Activated(held.Number()));
+    LiveChild child(Activated(held.Descriptor()));
     ASSERT_TRUE(child.WaitForOut(Service::kStarted));
     EXPECT_EQ(Ask("GET", kSystem).body, kAlpha);
     child.Signal(SIGTERM);
@@ -58,8 +58,8 @@ TEST_F(ConfigActivation, AnswersOnTheSocketHandedOver)
     EXPECT_EQ(child.Err(), "");
 }
 
-// A client is not refused before the first start nor between two, and nobody else
-// can have the port.
+// Clients are not refused before the first start or between two runs, and no other
+// program can take the port.
 TEST_F(ConfigActivation, KeepsThePortWhileTheServiceDoesNotRun)
 {
     const auto held = Hold(configd::OpenListeningSocket(8080));
@@ -67,25 +67,25 @@ TEST_F(ConfigActivation, KeepsThePortWhileTheServiceDoesNotRun)
         Connection early;
         early.Send(RequestText("GET", kSystem, ""));
         EXPECT_THROW(static_cast<void>(configd::OpenListeningSocket(8080)), std::system_error);
-        LiveChild child(Activated(held.Number()));
+        LiveChild child(Activated(held.Descriptor()));
         EXPECT_EQ(AnswerOf(early), "200 OK " + kAlpha);
         child.Signal(SIGKILL);
         EXPECT_EQ(child.WaitForEnd(), 128 + SIGKILL);
     }
 }
 
-TEST_F(ConfigActivation, NamesThePortHandedOver)
+TEST_F(ConfigActivation, PrintsThePortOfThePassedSocket)
 {
     const auto held = Hold(configd::OpenListeningSocket(8099));
-    LiveChild child(Activated(held.Number()));
+    LiveChild child(Activated(held.Descriptor()));
     EXPECT_TRUE(child.WaitForOut("beacon-configd: listening on 127.0.0.1:8099\n"));
 }
 
-TEST_F(ConfigActivation, OpensThePortItselfWithWhatIsNotMeantForIt)
+TEST_F(ConfigActivation, IgnoresASocketForAnotherProcess)
 {
     const auto held = Hold(configd::OpenListeningSocket(8099));
-    for (const Says says : {Says::OfAnotherProcess, Says::OfNoDescriptor}) {
-        LiveChild child(Activated(held.Number(), says));
+    for (const Variables variables : {Variables::OtherProcess, Variables::NoDescriptor}) {
+        LiveChild child(Activated(held.Descriptor(), variables));
         ASSERT_TRUE(child.WaitForOut(Service::kStarted));
         EXPECT_EQ(Ask("GET", kSystem).body, kAlpha);
         child.Signal(SIGTERM);
@@ -93,17 +93,19 @@ TEST_F(ConfigActivation, OpensThePortItselfWithWhatIsNotMeantForIt)
     }
 }
 
-TEST_F(ConfigActivation, EndsWithWrongUsageForAnythingButALoopbackSocketThatListens)
+TEST_F(ConfigActivation, RefusesADescriptorThatIsNotAListeningLoopbackSocket)
 {
-    const configd::Descriptor file = Hold(configd::Descriptor(open("/dev/null", O_RDONLY)));
-    const configd::Descriptor deaf = Hold(configd::Descriptor(socket(AF_INET, SOCK_STREAM, 0)));
-    const configd::Descriptor any = Hold(configd::Descriptor(socket(AF_INET, SOCK_STREAM, 0)));
-    ASSERT_EQ(listen(any.Number(), 1), 0); // on every address
-    for (const configd::Descriptor *wrong : {&file, &deaf, &any}) {
-        LiveChild child(Activated(wrong->Number()));
+    const configd::FileDescriptor file = Hold(configd::FileDescriptor(open("/dev/null", O_RDONLY)));
+    const configd::FileDescriptor unbound =
+        Hold(configd::FileDescriptor(socket(AF_INET, SOCK_STREAM, 0)));
+    const configd::FileDescriptor any =
+        Hold(configd::FileDescriptor(socket(AF_INET, SOCK_STREAM, 0)));
+    ASSERT_EQ(listen(any.Descriptor(), 1), 0); // on every address
+    for (const configd::FileDescriptor *wrong : {&file, &unbound, &any}) {
+        LiveChild child(Activated(wrong->Descriptor()));
         EXPECT_EQ(child.WaitForEnd(), 2);
         EXPECT_EQ(child.Out(), "");
-        EXPECT_EQ(child.Err(), "beacon-configd: descriptor 3 is no TCP socket that listens on "
+        EXPECT_EQ(child.Err(), "beacon-configd: descriptor 3 is not a TCP socket listening on "
                                "127.0.0.1\n");
     }
 }

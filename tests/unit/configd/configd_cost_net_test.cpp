@@ -1,5 +1,6 @@
-// What a request costs, whatever its body holds: in memory, which this program counts by
-// its own operator new, and in processor time.
+// The cost of requests with hostile bodies: in memory, which this program counts by
+// its own operator new, and in processor time. It runs in its own namespaces and writes to
+// its own /var.
 
 #include "configd/api.h"
 
@@ -18,11 +19,11 @@ namespace {
 
 struct Count
 {
-    std::size_t live = 0;   // bytes
-    std::size_t peak = 0;   // the most that live was
-    std::size_t calls = 0;  // of operator new
-    std::size_t handed = 0; // bytes in all
-    std::int64_t time = 0;  // see ThreadTime
+    std::size_t live = 0;  // bytes in use
+    std::size_t peak = 0;  // the maximum of live
+    std::size_t calls = 0; // of operator new
+    std::size_t total = 0; // bytes allocated so far
+    std::int64_t time = 0; // see ThreadTime
 };
 Count gCount;
 
@@ -37,7 +38,7 @@ void *operator new(std::size_t size)
     const std::size_t taken = malloc_usable_size(memory);
     gCount.live += taken;
     gCount.peak = std::max(gCount.peak, gCount.live);
-    gCount.handed += taken;
+    gCount.total += taken;
     ++gCount.calls;
     return memory;
 }
@@ -56,7 +57,7 @@ void operator delete(void *memory, std::size_t /*size*/) noexcept
 namespace configd {
 namespace {
 
-// A kind of body, of at most so many bytes.
+// A kind of body. make returns one of at most size bytes.
 struct Kind
 {
     const char *name;
@@ -100,22 +101,22 @@ const std::vector<Kind> kKinds{
          return Around("{", "\"hostName\":\"a\",", "\"hostName\":\"a\"}", size);
      }},
     {"a long name", [](std::size_t size) { return Around("{\"", "k", "\":1}", size); }},
-    {"a long name without end", [](std::size_t size) { return Around("{\"", "k", "", size); }},
+    {"a long name without its end", [](std::size_t size) { return Around("{\"", "k", "", size); }},
     {"a long host name",
      [](std::size_t size) { return Around("{\"hostName\":\"", "k", "\"}", size); }},
     {"a long host name of escapes",
      [](std::size_t size) { return Around("{\"hostName\":\"", "\\u0001", "\"}", size); }},
-    {"a long host name, not of UTF-8",
+    {"a long host name, not UTF-8",
      [](std::size_t size) { return Around("{\"hostName\":\"", "k", "\xFF\"}", size); }},
     {"a long number", [](std::size_t size) { return Repeat("1", size); }},
     {"a long fraction",
      [](std::size_t size) { return Around("{\"hostName\":1.", "1", "}", size); }},
     {"a long word", [](std::size_t size) { return Around("{\"ssdpEnable\":", "t", "}", size); }},
-    {"blanks", [](std::size_t size) { return Repeat(" ", size); }},
+    {"spaces", [](std::size_t size) { return Repeat(" ", size); }},
     {"line feeds", [](std::size_t size) { return Repeat("\n", size); }},
-    {"line feeds around signs",
+    {"line feeds between braces",
      [](std::size_t size) { return Repeat('{' + std::string(511, '\n'), size); }},
-    {"no JSON", [](std::size_t size) { return Repeat("\x80", size); }},
+    {"not JSON", [](std::size_t size) { return Repeat("\x80", size); }},
     {"zeros", [](std::size_t size) { return std::string(size, '\0'); }},
     {"devices", [](std::size_t size) { return DeviceList("n", size); }},
     {"devices with long names",
@@ -131,7 +132,7 @@ std::int64_t ThreadTime()
     return std::int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
 }
 
-// What a body costs from its first byte to the answer's last.
+// The cost of a request, from the first byte of its body to the last byte of the answer.
 Count Cost(const std::string &method, const std::string &path, const std::string &body)
 {
     test::OnHost("rm -rf /var/settings && mkdir /var/settings");
@@ -152,7 +153,7 @@ Count Cost(const std::string &method, const std::string &path, const std::string
         EXPECT_FALSE(ReplyText(*reply, false, false, 0).empty());
     }
     return {gCount.live - before.live, gCount.peak - before.live, gCount.calls - before.calls,
-            gCount.handed - before.handed, ThreadTime() - begin};
+            gCount.total - before.total, ThreadTime() - begin};
 }
 
 // The smallest of several measurements: other programs only add to one.
@@ -174,7 +175,7 @@ protected:
 const std::vector<std::pair<std::string, std::string>> kRequests{
     {"PATCH", "/api/v1/system"}, {"PUT", "/api/v1/network/devices"}};
 
-TEST_P(RequestCost, IsAtMostTenTimesTheBodyInMemory)
+TEST_P(RequestCost, NeedsAtMostTenTimesTheBodyInMemory)
 {
     for (const auto &[method, path] : kRequests) {
         for (const std::size_t size : {8192U, 20000U, 32768U, 65536U}) {
@@ -184,16 +185,16 @@ TEST_P(RequestCost, IsAtMostTenTimesTheBodyInMemory)
     }
 }
 
-// Twice the body costs twice as many allocations and twice as many bytes, give or
-// take where buffers double.
+// A body of twice the size costs about twice as many allocations and bytes; buffers that
+// double their size add some.
 TEST_P(RequestCost, AllocatesLinearlyInTheBody)
 {
-    constexpr std::size_t kSame = 100; // allocations that any request makes
+    constexpr std::size_t kFixed = 100; // more than the allocations of an empty request
     for (const auto &[method, path] : kRequests) {
         const Count small = Cost(method, path, GetParam().make(30000));
         const Count large = Cost(method, path, GetParam().make(60000));
-        EXPECT_LE(large.calls, 2.2 * static_cast<double>(small.calls) + kSame) << method;
-        EXPECT_LE(large.handed, 3 * small.handed) << method;
+        EXPECT_LE(large.calls, 2.2 * static_cast<double>(small.calls) + kFixed) << method;
+        EXPECT_LE(large.total, 3 * small.total) << method;
     }
 }
 

@@ -9,7 +9,7 @@ using testing::ElementsAre;
 using testing::Eq;
 using testing::Optional;
 
-// All that a stream has to send, taken at most size bytes at a time.
+// Everything that a stream has to send, read in pieces of at most size bytes.
 std::string Drain(EventStream &stream, const Values &values, std::size_t size = 4096)
 {
     std::string all;
@@ -33,7 +33,7 @@ Value Devices(const std::string &json)
 
 const Values kValues{System(R"({"hostName":"alpha"})"), Devices("[]")};
 
-TEST(Parameters, AreReadInTheOrderNamed)
+TEST(Parameters, KeepTheirOrder)
 {
     std::vector<Parameter> read;
     EXPECT_EQ(ReadParameters("24,19", read), std::nullopt);
@@ -44,7 +44,7 @@ TEST(Parameters, AreReadInTheOrderNamed)
     EXPECT_THAT(read, ElementsAre(Parameter::SystemConfig));
 }
 
-TEST(Parameters, NamedTwiceCountOnce)
+TEST(Parameters, RepetitionsAreIgnored)
 {
     std::vector<Parameter> read;
     EXPECT_EQ(ReadParameters("24,19,24,24", read), std::nullopt);
@@ -57,26 +57,26 @@ TEST(Parameters, MustBeKnown)
                              "0x18", "x", "24.0", "2419"}) {
         std::vector<Parameter> read{Parameter::SystemConfig};
         EXPECT_THAT(ReadParameters(list, read),
-                    Optional(Eq("params names an unknown parameter; 24 and 19 are known")))
+                    Optional(Eq("params has an unknown number; 24 and 19 are known")))
             << list;
         EXPECT_THAT(read, ElementsAre(Parameter::SystemConfig));
     }
 }
 
-TEST(Parameters, MustBeNamed)
+TEST(Parameters, MustNotBeEmpty)
 {
     std::vector<Parameter> read;
-    EXPECT_THAT(ReadParameters("", read), Optional(Eq("params names no parameter")));
+    EXPECT_THAT(ReadParameters("", read), Optional(Eq("params is missing or empty")));
 }
 
-TEST(Value, HasAnEventOfTheNumberTheDataAndAnEmptyLine)
+TEST(Value, EventHasTheNumberTheDataAndAnEmptyLine)
 {
     EXPECT_EQ(*System("{}").Event(), "event: 24\ndata: {}\n\n");
     EXPECT_EQ(*Devices("[]").Event(), "event: 19\ndata: []\n\n");
     EXPECT_EQ(System("{\"hostName\":\"alpha\"}").Json(), "{\"hostName\":\"alpha\"}");
 }
 
-TEST(EventStream, BeginsWithTheParametersInTheOrderNamed)
+TEST(EventStream, BeginsWithTheParametersInTheOrderOfTheRequest)
 {
     EventStream first({Parameter::SystemConfig, Parameter::NetDeviceList});
     EXPECT_EQ(Drain(first, kValues), "event: 24\ndata: {\"hostName\":\"alpha\"}\n\n"
@@ -99,7 +99,7 @@ TEST(EventStream, SendsEachChangeOnce)
     EXPECT_EQ(Drain(stream, values), "event: 24\ndata: {}\n\n");
 }
 
-TEST(EventStream, SendsNothingOfAParameterNotNamed)
+TEST(EventStream, DoesNotSendOtherParameters)
 {
     EventStream stream({Parameter::SystemConfig});
     Values values = kValues;
@@ -108,7 +108,7 @@ TEST(EventStream, SendsNothingOfAParameterNotNamed)
     EXPECT_EQ(Drain(stream, values), "");
 }
 
-TEST(EventStream, GivesALateReaderTheLatestValueOnly)
+TEST(EventStream, SendsOnlyTheLatestValueToASlowReader)
 {
     EventStream stream({Parameter::SystemConfig});
     Values values = kValues;
@@ -119,7 +119,7 @@ TEST(EventStream, GivesALateReaderTheLatestValueOnly)
                                              "event: 24\ndata: 2\n\n");
 }
 
-TEST(EventStream, SendsNothingOfAChangeThatWasTakenBack)
+TEST(EventStream, DoesNotSendAChangeThatWasReverted)
 {
     EventStream stream({Parameter::SystemConfig});
     Values values = kValues;
@@ -129,7 +129,7 @@ TEST(EventStream, SendsNothingOfAChangeThatWasTakenBack)
     EXPECT_EQ(Drain(stream, values), "");
 }
 
-// However many streams there are, a value costs its memory once.
+// A value is in memory once, for any number of streams.
 TEST(EventStream, SharesTheTextsThatItSends)
 {
     const Values values{System("{}"), Devices(std::string(60000, ' '))};
@@ -138,10 +138,10 @@ TEST(EventStream, SharesTheTextsThatItSends)
     for (EventStream &stream : streams) {
         EXPECT_EQ(stream.Read(values, 4096).size(), 4096U);
     }
-    EXPECT_EQ(values.netDeviceList.Event().use_count(), before + 2 * 64); // being sent, and sent
+    EXPECT_EQ(values.netDeviceList.Event().use_count(), before + 2 * 64); // mText and Watched::sent
 }
 
-TEST(EventStream, IsTheSameInPiecesOfAnySize)
+TEST(EventStream, DoesNotDependOnTheSizeOfThePieces)
 {
     for (const std::size_t size : {1U, 2U, 7U, 46U, 47U, 64U}) {
         EventStream stream({Parameter::SystemConfig, Parameter::NetDeviceList});
@@ -151,25 +151,25 @@ TEST(EventStream, IsTheSameInPiecesOfAnySize)
     }
 }
 
-TEST(EventStream, SendsACommentWhenToldAndNothingElseIsToBeSent)
+TEST(EventStream, SendsAHeartbeatIfNoEventIsWaiting)
 {
     EventStream stream({Parameter::SystemConfig});
     Values values = kValues;
     EXPECT_NE(Drain(stream, values), "");
-    stream.AddComment();
+    stream.AddHeartbeat();
     EXPECT_EQ(Drain(stream, values), ":\n");
     EXPECT_EQ(Drain(stream, values), "");
-    stream.AddComment();
+    stream.AddHeartbeat();
     values.systemConfig = System("{}");
     EXPECT_EQ(Drain(stream, values), "event: 24\ndata: {}\n\n");
 }
 
-TEST(EventStream, KeepsOneCommentForAReaderThatIsLate)
+TEST(EventStream, KeepsOneHeartbeatForASlowReader)
 {
     EventStream stream({Parameter::SystemConfig});
     EXPECT_NE(Drain(stream, kValues), "");
     for (int i = 0; i < 1000; ++i) {
-        stream.AddComment();
+        stream.AddHeartbeat();
     }
     EXPECT_EQ(Drain(stream, kValues), ":\n");
 }

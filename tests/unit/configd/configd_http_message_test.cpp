@@ -7,7 +7,7 @@ namespace {
 
 const std::string kHost = "Host: 127.0.0.1:8080\r\n";
 
-// What reading a text gives: each request on a line of its own, and the fault.
+// Reads a text in pieces of step bytes. Returns the requests, one a line, and the fault.
 std::string Read(const std::string &text, std::size_t step = 0)
 {
     RequestReader reader;
@@ -18,7 +18,7 @@ std::string Read(const std::string &text, std::size_t step = 0)
         while (const auto request = reader.TakeRequest()) {
             read += request->method + ' ' + request->path + " ? " + request->query + " : " +
                     request->body + (request->isLocal ? " local" : "") +
-                    (request->keepAlive ? " stays" : "") + '\n';
+                    (request->keepAlive ? " keep-alive" : "") + '\n';
         }
     }
     return read + (reader.Fault()
@@ -31,7 +31,7 @@ std::string Get(const std::string &fields)
     return "GET /a HTTP/1.1\r\n" + fields + "\r\n";
 }
 
-TEST(RequestReader, ReadsARequestHoweverItIsCut)
+TEST(RequestReader, ReadsRequestsInPiecesOfAnySize)
 {
     const std::string get = "GET /api?a=b&c HTTP/1.1\r\n" + kHost + "\r\n";
     const std::string patch =
@@ -40,55 +40,58 @@ TEST(RequestReader, ReadsARequestHoweverItIsCut)
                             "Transfer-Encoding: chunked\r\n\r\n"
                             "3\r\nabc\r\n1;x=y\r\nd\r\n0\r\nHost: evil\r\nOrigin: x\r\n\r\n";
     for (std::size_t step = 1; step < 200; ++step) {
-        EXPECT_EQ(Read(get + patch + put + get, step), "GET /api ? a=b&c :  local stays\n"
-                                                       "PATCH /api ?  : {\"a\":1} local stays\n"
-                                                       "PUT /a/b%zz% ?  : abcd local stays\n"
-                                                       "GET /api ? a=b&c :  local stays\n")
+        EXPECT_EQ(Read(get + patch + put + get, step),
+                  "GET /api ? a=b&c :  local keep-alive\n"
+                  "PATCH /api ?  : {\"a\":1} local keep-alive\n"
+                  "PUT /a/b%zz% ?  : abcd local keep-alive\n"
+                  "GET /api ? a=b&c :  local keep-alive\n")
             << step;
     }
 }
 
-TEST(RequestReader, KnowsAClientThatWillClose)
+TEST(RequestReader, RecognisesAConnectionThatTheClientCloses)
 {
     EXPECT_EQ(Read(Get(kHost + "Connection: close\r\n")), "GET /a ?  :  local\n");
     EXPECT_EQ(Read("GET /a HTTP/1.0\r\nConnection: keep-alive\r\n" + kHost + "\r\n"),
               "GET /a ?  :  local\n");
 }
 
-TEST(RequestReader, KnowsARequestThatAsksForThisHost)
+TEST(RequestReader, RecognisesLocalHosts)
 {
     for (const char *host : {"127.0.0.1", "127.0.0.1:8080", "127.0.0.1:1", "localhost",
                              "LocalHost:65535", " localhost ", "localhost:"}) {
-        EXPECT_EQ(Read(Get("Host:" + std::string(host) + "\r\n")), "GET /a ?  :  local stays\n")
+        EXPECT_EQ(Read(Get("Host:" + std::string(host) + "\r\n")),
+                  "GET /a ?  :  local keep-alive\n")
             << host;
     }
 }
 
-TEST(RequestReader, KnowsARequestThatAsksForAnother)
+TEST(RequestReader, RecognisesOtherHosts)
 {
     for (const char *host :
          {"", "evil.example", "evil.example:8080", "127.0.0.2", "127.0.0.1.evil.example",
           "localhost.evil.example", "localhost:8080.evil.example", "[::1]", "127.0.0.1:8080:1",
           "127.0.0.1 evil.example", "127.0.0.1,evil.example", "127.1", "x127.0.0.1",
           "localhost."}) {
-        EXPECT_EQ(Read(Get("Host: " + std::string(host) + "\r\n")), "GET /a ?  :  stays\n") << host;
+        EXPECT_EQ(Read(Get("Host: " + std::string(host) + "\r\n")), "GET /a ?  :  keep-alive\n")
+            << host;
     }
-    EXPECT_EQ(Read(Get("")), "GET /a ?  :  stays\n");
+    EXPECT_EQ(Read(Get("")), "GET /a ?  :  keep-alive\n");
     EXPECT_EQ(Read("GET /a HTTP/1.0\r\n\r\n"), "GET /a ?  : \n");
-    EXPECT_EQ(Read(Get(kHost + kHost)), "GET /a ?  :  stays\n");
-    EXPECT_EQ(Read(Get("Host: evil.example\r\n" + kHost)), "GET /a ?  :  stays\n");
-    EXPECT_EQ(Read(Get(kHost + "Host: evil.example\r\n")), "GET /a ?  :  stays\n");
+    EXPECT_EQ(Read(Get(kHost + kHost)), "GET /a ?  :  keep-alive\n");
+    EXPECT_EQ(Read(Get("Host: evil.example\r\n" + kHost)), "GET /a ?  :  keep-alive\n");
+    EXPECT_EQ(Read(Get(kHost + "Host: evil.example\r\n")), "GET /a ?  :  keep-alive\n");
 }
 
-TEST(RequestReader, KnowsARequestOfAWebPage)
+TEST(RequestReader, RecognisesRequestsOfWebPages)
 {
     for (const char *origin : {"http://evil.example", "null", "", "http://127.0.0.1:8080"}) {
-        EXPECT_EQ(Read(Get(kHost + "Origin: " + origin + "\r\n")), "GET /a ?  :  stays\n")
+        EXPECT_EQ(Read(Get(kHost + "Origin: " + origin + "\r\n")), "GET /a ?  :  keep-alive\n")
             << origin;
     }
 }
 
-TEST(RequestReader, AnswersWhatIsNoRequestWithAnErrorObject)
+TEST(RequestReader, AnswersMalformedRequestsWithAnErrorObject)
 {
     const std::vector<std::pair<std::string, std::string>> rows{
         {"\r\n\r\n", "bad method"},
@@ -116,7 +119,7 @@ TEST(RequestReader, ReadsNothingAfterAFault)
               R"(400 {"error":"malformed HTTP: bad method"})");
 }
 
-TEST(RequestReader, HoldsTheHeaderToItsBoundHoweverItIsCut)
+TEST(RequestReader, LimitsTheHeaderInPiecesOfAnySize)
 {
     const std::string least = Get("A: \r\n");
     const std::string largest = Get("A: " + std::string(8192 - least.size(), 'a') + "\r\n");
@@ -125,29 +128,29 @@ TEST(RequestReader, HoldsTheHeaderToItsBoundHoweverItIsCut)
     const std::string longLine = "GET /" + std::string(20000, 'a');
     const std::string refused = R"(431 {"error":"the header has more than 8192 bytes"})";
     for (const std::size_t step : {1U, 7U, 1000U, 8191U, 8192U, 16384U}) {
-        EXPECT_EQ(Read(largest, step), "GET /a ?  :  stays\n") << step;
+        EXPECT_EQ(Read(largest, step), "GET /a ?  :  keep-alive\n") << step;
         EXPECT_EQ(Read(over, step), refused) << step;
         EXPECT_EQ(Read(endless, step), refused) << step;
         EXPECT_EQ(Read(longLine, step), refused) << step;
     }
 }
 
-TEST(RequestReader, HoldsTheBodyToItsBoundHoweverItIsSent)
+TEST(RequestReader, LimitsTheBodyWithAndWithoutChunks)
 {
     const std::string put = "PUT /a HTTP/1.1\r\n";
     const std::string largest(65536, 'a');
     const std::string refused = R"(413 {"error":"the body has more than 65536 bytes"})";
     EXPECT_EQ(Read(put + "Content-Length: 65536\r\n\r\n" + largest),
-              "PUT /a ?  : " + largest + " stays\n");
+              "PUT /a ?  : " + largest + " keep-alive\n");
     EXPECT_EQ(Read(put + "Content-Length: 65537\r\n\r\n"), refused);
     const std::string chunk = "8000\r\n" + std::string(32768, 'a') + "\r\n";
     EXPECT_EQ(Read(put + "Transfer-Encoding: chunked\r\n\r\n" + chunk + chunk + "0\r\n\r\n", 4096),
-              "PUT /a ?  : " + largest + " stays\n");
+              "PUT /a ?  : " + largest + " keep-alive\n");
     EXPECT_EQ(Read(put + "Transfer-Encoding: chunked\r\n\r\n" + chunk + chunk + "1\r\n", 4096),
               refused);
 }
 
-TEST(RequestReader, TellsOnceThatTheClientWaitsToBeAskedForTheBody)
+TEST(RequestReader, ReportsOnceThatTheClientExpects100Continue)
 {
     RequestReader reader;
     reader.Feed("PUT /a HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 2\r\n");
@@ -158,10 +161,10 @@ TEST(RequestReader, TellsOnceThatTheClientWaitsToBeAskedForTheBody)
     reader.Feed("ab");
     EXPECT_EQ(reader.TakeRequest()->body, "ab");
     reader.Feed("PUT /a HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 2\r\n\r\nab");
-    EXPECT_FALSE(reader.TakeExpectation()); // it did not wait
+    EXPECT_FALSE(reader.TakeExpectation()); // the body has arrived already
 }
 
-TEST(RequestReader, KnowsWhetherARequestHasBegun)
+TEST(RequestReader, ReportsAPartialRequest)
 {
     RequestReader reader;
     EXPECT_FALSE(reader.HasPartialRequest());
@@ -174,7 +177,7 @@ TEST(RequestReader, KnowsWhetherARequestHasBegun)
     EXPECT_TRUE(reader.HasPartialRequest());
 }
 
-TEST(QueryValue, IsTheFirstOfItsName)
+TEST(QueryValue, IsTheFirstValueOfTheName)
 {
     EXPECT_EQ(QueryValue("system=x&params=24,19", "params"), "24,19");
     EXPECT_EQ(QueryValue("params=19%2C24&params=1", "params"), "19,24");
@@ -184,7 +187,7 @@ TEST(QueryValue, IsTheFirstOfItsName)
     EXPECT_EQ(QueryValue("&params=1&", "params"), "1");
 }
 
-TEST(ReplyText, IsAnAnswerOfHttp)
+TEST(ReplyText, IsAnHttpResponse)
 {
     const std::time_t now = 1795233476;
     EXPECT_EQ(ReplyText({200, "{}", {}}, false, false, now),
@@ -204,7 +207,7 @@ TEST(ReplyText, IsAnAnswerOfHttp)
               "\r\n");
 }
 
-TEST(StreamHeader, BeginsAStreamInChunksOrUntilTheEnd)
+TEST(StreamHeader, AnnouncesChunksOrTheEndOfTheConnection)
 {
     const std::time_t now = 1795233476;
     EXPECT_EQ(StreamHeader(true, now), "HTTP/1.1 200 OK\r\n"

@@ -6,8 +6,8 @@
 #include <fstream>
 #include <gmock/gmock.h>
 
-// What becomes of the kernel's changes on the stream, on a net0 that the other
-// end of its cable, far0, stands beside.
+// The events for changes of the kernel's interface net0. far0 is the other end of its
+// cable (a veth pair).
 namespace test {
 namespace {
 
@@ -21,15 +21,15 @@ protected:
     FollowedInterface()
     {
         OnHost("ip link del net0 2>/dev/null || true");
-        OnHost(kMake);
+        OnHost(kCreate);
     }
     ~FollowedInterface() override { OnHost("ip link del net0 2>/dev/null || true"); }
 
-    static constexpr const char *kMake =
+    static constexpr const char *kCreate =
         "ip link add net0 type veth peer name far0 && ip link set far0 up &&"
         "ip addr add 192.0.2.10/24 dev net0 && ip link set net0 up";
 
-    // A stream past its first event.
+    // A stream whose first event has been read.
     class Watch : public Stream
     {
     public:
@@ -39,7 +39,7 @@ protected:
         }
     };
 
-    // How many notifications the kernel could not deliver to this host's programs.
+    // The number of notifications that the kernel could not deliver to any socket.
     static int LostNotifications()
     {
         std::ifstream table("/proc/self/net/netlink");
@@ -87,16 +87,16 @@ TEST_F(FollowedInterface, ChangesItsAddress)
     EXPECT_EQ(stream.Next(), DeviceEvent("192.0.2.110", "Complete", true));
 }
 
-TEST_F(FollowedInterface, KeepsItsFirstAddressBesideASecond)
+TEST_F(FollowedInterface, KeepsItsFirstAddressWhenASecondIsAdded)
 {
     Service service;
     Watch stream;
     OnHost("ip addr add 192.0.2.9/24 dev net0 && ip addr add 192.0.2.129/25 dev net0");
     OnHost("ip link set far0 down");
-    EXPECT_EQ(stream.Next(), kUnplugged); // and nothing before
+    EXPECT_EQ(stream.Next(), kUnplugged); // the new addresses sent no event
 }
 
-TEST_F(FollowedInterface, HandsOverToItsSecondAddress)
+TEST_F(FollowedInterface, UsesItsSecondAddressWhenTheFirstIsRemoved)
 {
     OnHost("echo 1 >/proc/sys/net/ipv4/conf/net0/promote_secondaries");
     Service service;
@@ -106,30 +106,30 @@ TEST_F(FollowedInterface, HandsOverToItsSecondAddress)
     EXPECT_EQ(stream.SkipTo(second), second);
 }
 
-TEST_F(FollowedInterface, IsThereBeforeItsFirstWatcher)
+TEST_F(FollowedInterface, MayBeCreatedAfterTheStart)
 {
     OnHost("ip link del net0");
     Service service;
     Watch stream(kAbsent);
-    OnHost(kMake);
+    OnHost(kCreate);
     EXPECT_EQ(stream.SkipTo(kComplete), kComplete);
     EXPECT_EQ(Ask("GET", "/api/v1/network/devices").body,
               kComplete.substr(16, kComplete.size() - 18));
 }
 
-TEST_F(FollowedInterface, IsFollowedWhenMadeAnew)
+TEST_F(FollowedInterface, IsFollowedWhenRecreated)
 {
     Service service;
     Watch stream;
     OnHost("ip link del net0");
     EXPECT_EQ(stream.SkipTo(kAbsent), kAbsent);
-    OnHost("ip link add other0 type veth peer name other1"); // take the next indexes
-    OnHost(kMake);
+    OnHost("ip link add other0 type veth peer name other1"); // net0 gets new indexes
+    OnHost(kCreate);
     EXPECT_EQ(stream.SkipTo(kComplete), kComplete);
     OnHost("ip link del other0");
 }
 
-TEST_F(FollowedInterface, IsWhicheverHasTheName)
+TEST_F(FollowedInterface, IsIdentifiedByItsName)
 {
     Service service;
     Watch stream;
@@ -146,8 +146,8 @@ TEST_F(FollowedInterface, IsWhicheverHasTheName)
     EXPECT_EQ(stream.SkipTo(kComplete), kComplete);
 }
 
-// A port that leaves a bridge is announced like an interface that is deleted.
-TEST_F(FollowedInterface, StaysWhenItLeavesABridge)
+// When a port leaves a bridge, the kernel sends RTM_DELLINK although the interface stays.
+TEST_F(FollowedInterface, IsFollowedAfterItLeavesABridge)
 {
     Service service;
     Watch stream;
@@ -158,14 +158,14 @@ TEST_F(FollowedInterface, StaysWhenItLeavesABridge)
               kUnplugged.substr(16, kUnplugged.size() - 18));
 }
 
-TEST_F(FollowedInterface, IsToldRightlyAfterNotificationsWereLost)
+TEST_F(FollowedInterface, IsReadCorrectlyAfterLostNotifications)
 {
     Service service;
     Watch stream;
     service.Child().Signal(SIGSTOP);
     OnHost("for i in $(seq 0 799); do echo addr add 127.1.$((i / 200)).$((i % 200 + 1))/32 dev lo;"
            "done | ip -batch -");
-    EXPECT_GT(LostNotifications(), 0); // there is no room left for the next one
+    EXPECT_GT(LostNotifications(), 0); // the next one will be lost, too
     OnHost("ip link set far0 down");
     service.Child().Signal(SIGCONT);
     EXPECT_EQ(stream.Next(), kUnplugged);

@@ -77,7 +77,7 @@ Message Address(unsigned int index, const std::string &address,
     return Message(RTM_NEWADDR, AddressBody(index, scope, flags)).Ipv4(IFA_LOCAL, address);
 }
 
-// The device that messages add up to, as clients see it.
+// The device after these messages, as JSON.
 std::string Device(std::vector<Message> messages)
 {
     InterfaceState state("net0");
@@ -92,7 +92,7 @@ std::string Text(const std::string &address, SetupState state, bool connected)
     return NetDevicesText({{"net0", address, state, connected}});
 }
 
-TEST(InterfaceState, IsIdleWithoutSuchAnInterface)
+TEST(InterfaceState, IsIdleIfTheInterfaceDoesNotExist)
 {
     EXPECT_EQ(Device({}), Text("", SetupState::Idle, false));
     EXPECT_EQ(Device({Link(1, "lo", kUp), Link(2, "net00", kUp), Link(3, "net", kUp),
@@ -108,7 +108,7 @@ TEST(InterfaceState, IsIdleWhenSwitchedOff)
               Text("192.0.2.10", SetupState::Idle, false));
 }
 
-TEST(InterfaceState, IsPreparingUntilThereAreCarrierAndAddress)
+TEST(InterfaceState, IsPreparingWithoutCarrierOrAddress)
 {
     EXPECT_EQ(Device({Link(2, "net0", IFF_UP)}), Text("", SetupState::Preparing, false));
     EXPECT_EQ(Device({Link(2, "net0", kUp)}), Text("", SetupState::Preparing, true));
@@ -122,7 +122,7 @@ TEST(InterfaceState, IsCompleteWithCarrierAndAddress)
               Text("192.0.2.10", SetupState::Complete, true));
 }
 
-TEST(InterfaceState, IsThatOfTheNameWhateverTheIndex)
+TEST(InterfaceState, IdentifiesTheInterfaceByName)
 {
     EXPECT_EQ(
         Device({Link(1, "lo", kUp), Link(70000, "net0", kUp), Link(3, "net1", 0),
@@ -130,7 +130,7 @@ TEST(InterfaceState, IsThatOfTheNameWhateverTheIndex)
         Text("192.0.2.10", SetupState::Complete, true));
 }
 
-TEST(InterfaceState, HasTheFirstPrimaryAddress)
+TEST(InterfaceState, UsesTheFirstPrimaryAddress)
 {
     EXPECT_EQ(Device({Link(2, "net0", kUp), Address(2, "192.0.2.10"), Address(2, "192.0.2.77"),
                       Address(2, "192.0.2.9", RT_SCOPE_UNIVERSE, IFA_F_SECONDARY)}),
@@ -148,7 +148,7 @@ TEST(InterfaceState, PrefersAnAddressOfWiderScope)
               Text("192.0.2.10", SetupState::Complete, true));
 }
 
-TEST(InterfaceState, HasTheOwnAddressOfAPointToPointLink)
+TEST(InterfaceState, UsesTheLocalAddressOfAPointToPointLink)
 {
     Message message = Message(RTM_NEWADDR, AddressBody(2))
                           .Ipv4(IFA_ADDRESS, "192.0.2.99")
@@ -158,7 +158,7 @@ TEST(InterfaceState, HasTheOwnAddressOfAPointToPointLink)
               Text("192.0.2.10", SetupState::Complete, true));
 }
 
-TEST(InterfaceState, PassesOverOtherMessages)
+TEST(InterfaceState, IgnoresOtherMessages)
 {
     Message gone = Link(2, "net0", 0);
     gone.Header()->nlmsg_type = RTM_DELLINK;
@@ -168,7 +168,7 @@ TEST(InterfaceState, PassesOverOtherMessages)
               Text("192.0.2.10", SetupState::Complete, true));
 }
 
-TEST(InterfaceState, PassesOverAddressesOfAnotherKind)
+TEST(InterfaceState, IgnoresAddressesOfOtherFamilies)
 {
     ifaddrmsg ipv6 = AddressBody(2);
     ipv6.ifa_family = AF_INET6;
@@ -178,7 +178,7 @@ TEST(InterfaceState, PassesOverAddressesOfAnotherKind)
               Text("", SetupState::Preparing, true));
 }
 
-TEST(InterfaceState, PassesOverAttributesOfTheWrongSize)
+TEST(InterfaceState, IgnoresAttributesOfTheWrongSize)
 {
     EXPECT_EQ(
         Device({Link(2, "net0", kUp), Message(RTM_NEWADDR, AddressBody(2)).Bytes(IFA_LOCAL, "abc"),
@@ -189,15 +189,16 @@ TEST(InterfaceState, PassesOverAttributesOfTheWrongSize)
     body.ifi_index = 2;
     body.ifi_flags = kUp;
     EXPECT_EQ(
-        Device({Message(RTM_NEWLINK, body).Bytes(IFLA_IFNAME, "net0"), // no end
-                Message(RTM_NEWLINK, body).Bytes(IFLA_IFNAME, ""), Message(RTM_NEWLINK, body)}),
+        Device(
+            {Message(RTM_NEWLINK, body).Bytes(IFLA_IFNAME, "net0"), // without the terminating zero
+             Message(RTM_NEWLINK, body).Bytes(IFLA_IFNAME, ""), Message(RTM_NEWLINK, body)}),
         Text("", SetupState::Idle, false));
 }
 
-TEST(InterfaceState, PassesOverMessagesCutAnywhere)
+TEST(InterfaceState, IgnoresMessagesCutAtAnyByte)
 {
     Message link = Link(2, "net0", kUp);
-    // The last three bytes only fill up to a multiple of four.
+    // The last three bytes are padding.
     const std::uint32_t linkLength = link.Header()->nlmsg_len - 3;
     for (std::uint32_t length = sizeof(nlmsghdr); length < linkLength; ++length) {
         Message cut = link;
@@ -213,7 +214,7 @@ TEST(InterfaceState, PassesOverMessagesCutAnywhere)
     }
 }
 
-TEST(InterfaceState, PassesOverAttributesThatClaimMoreThanThereIs)
+TEST(InterfaceState, IgnoresAttributesWithAWrongLength)
 {
     Message address = Address(2, "192.0.2.10");
     auto *attribute =

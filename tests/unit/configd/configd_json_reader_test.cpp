@@ -9,7 +9,7 @@ using testing::Eq;
 using testing::Optional;
 using Kind = JsonValue::Kind;
 
-// A value as one line of a list.
+// A value as one line of text.
 std::string Shown(const std::string &path, const JsonValue &value)
 {
     const char *const names[] = {"null", "", "number", "", "{", "}", "["};
@@ -22,7 +22,7 @@ std::string Shown(const std::string &path, const JsonValue &value)
     return path + ' ' + shown + '\n';
 }
 
-// All values of a text in the order they come.
+// All values of a text, in order.
 std::string Taken(const std::string &text)
 {
     std::string taken;
@@ -40,7 +40,7 @@ std::optional<Fault> FaultOf(const std::string &text)
     return ReadJson(text, [](const std::string &, const JsonValue &) { return std::nullopt; });
 }
 
-// The fault of a text whose one number is refused.
+// The fault of a text if every number is refused.
 std::optional<Fault> NumberRefused(const std::string &text)
 {
     return ReadJson(text, [](const std::string &, const JsonValue &value) {
@@ -48,7 +48,7 @@ std::optional<Fault> NumberRefused(const std::string &text)
     });
 }
 
-TEST(ReadJson, GivesEachValueWithItsPath)
+TEST(ReadJson, PassesEachValueWithItsPath)
 {
     EXPECT_EQ(Taken(" {\"a\": [true, \"b\", {\"c\": null}, []],\n \"d\": false, \"e\" : 1}\n"),
               " {\n"
@@ -66,14 +66,14 @@ TEST(ReadJson, GivesEachValueWithItsPath)
     EXPECT_EQ(Taken("[[1,2],3]"), " [\n/0 [\n/0/0 number\n/0/1 number\n/1 number\n");
 }
 
-TEST(ReadJson, TakesEveryKindOfNumberForOne)
+TEST(ReadJson, AcceptsEveryKindOfNumber)
 {
     for (const char *number : {"0", "-1", "1.5", "1e999", "99999999999999999999"}) {
         EXPECT_EQ(Taken(number), " number\n") << number;
     }
 }
 
-TEST(ReadJson, SaysWhereATextStopsBeingJson)
+TEST(ReadJson, ReportsWhereATextIsNotJson)
 {
     EXPECT_THAT(FaultOf(""), Optional(Eq("line 1, column 1: malformed JSON")));
     EXPECT_THAT(FaultOf("{"), Optional(Eq("line 1, column 2: malformed JSON")));
@@ -82,36 +82,36 @@ TEST(ReadJson, SaysWhereATextStopsBeingJson)
     EXPECT_THAT(FaultOf(std::string("[1]\0", 4)), Optional(Eq("line 1, column 4: malformed JSON")));
 }
 
-TEST(ReadJson, RefusesWhatIsNoUtf8)
+TEST(ReadJson, RefusesBytesThatAreNotUtf8)
 {
     EXPECT_THAT(FaultOf("[\"a\xFF\"]"), Optional(Eq("line 1, column 4: malformed JSON")));
     EXPECT_THAT(FaultOf("[\"\xC3\"]"), Optional(Eq("line 1, column 4: malformed JSON")));
 }
 
-TEST(ReadJson, EndsAtTheFirstValueThatIsRefusedWithItsPath)
+TEST(ReadJson, EndsAtTheFirstRefusedValueAndReportsItsPath)
 {
     EXPECT_THAT(NumberRefused("1"), Optional(Eq("no")));
     EXPECT_THAT(NumberRefused("[[], 1, malformed"), Optional(Eq("/1: no")));
     EXPECT_THAT(NumberRefused("{\"a\":{\"b\":\"x\",\"c\":1e999"), Optional(Eq("/a/c: no")));
 }
 
-TEST(ReadJson, ShowsNamesInPrintableAsciiAlone)
+TEST(ReadJson, ReportsNamesInPrintableAscii)
 {
     EXPECT_THAT(NumberRefused("{\"a/b\\u001b\xC3\xBC~\":1}"), Optional(Eq("/a?b???~: no")));
     EXPECT_THAT(NumberRefused("{\"" + std::string(200, 'n') + "\":1}"),
                 Optional(Eq("/" + std::string(64, 'n') + ": no")));
 }
 
-TEST(ReadJson, RefusesALongRunOfOneValueOrSpace)
+TEST(ReadJson, RefusesLongValuesAndLongWhiteSpace)
 {
-    const char *fault = "line 2, column 2: a value or space longer than 512 bytes";
+    const char *fault = "line 2, column 2: a value or white space of more than 512 bytes";
     EXPECT_THAT(FaultOf("\n[" + std::string(512, ' ') + "1]"), Optional(Eq(fault)));
     EXPECT_THAT(FaultOf("\n[" + std::string(513, '1') + "]"), Optional(Eq(fault)));
     EXPECT_THAT(FaultOf("\n[\"" + std::string(512, 'a') + "\"]"), Optional(Eq(fault)));
     EXPECT_THAT(FaultOf("\n[\"" + std::string(512, '\\')), Optional(Eq(fault)));
     EXPECT_EQ(FaultOf("[" + std::string(511, ' ') + "1]"), std::nullopt);
     EXPECT_EQ(FaultOf("[\"" + std::string(511, 'a') + "\"]"), std::nullopt);
-    // Signs of structure in a string do not end it, nor does an escaped quote.
+    // Structural characters and escaped quotes do not end a string.
     std::string signs;
     while (signs.size() < 600) {
         signs += "[{:,\\\"";
@@ -119,7 +119,7 @@ TEST(ReadJson, RefusesALongRunOfOneValueOrSpace)
     EXPECT_THAT(FaultOf("\n[\"" + signs + "\"]"), Optional(Eq(fault)));
 }
 
-TEST(ReadJson, BearsAnyDepthThatIsTaken)
+TEST(ReadJson, ReadsAnyDepthThatIsNotRefused)
 {
     const std::size_t depth = 30000;
     EXPECT_EQ(FaultOf(std::string(depth, '[') + std::string(depth, ']')), std::nullopt);
@@ -127,7 +127,7 @@ TEST(ReadJson, BearsAnyDepthThatIsTaken)
                 Optional(Eq("line 1, column 30001: malformed JSON")));
 }
 
-TEST(ExpectKind, SaysWhatAValueMustBe)
+TEST(ExpectKind, NamesTheExpectedKind)
 {
     const JsonValue null{};
     EXPECT_THAT(ExpectKind(null, Kind::Object), Optional(Eq("must be an object")));
@@ -136,7 +136,7 @@ TEST(ExpectKind, SaysWhatAValueMustBe)
     EXPECT_EQ(ExpectKind({Kind::Flag, false, {}}, Kind::Flag), std::nullopt);
 }
 
-TEST(JsonString, EscapesAndReplacesWhatIsNoUtf8)
+TEST(JsonString, EscapesAndReplacesBytesThatAreNotUtf8)
 {
     EXPECT_EQ(JsonString("a\"\\\n\xC3\xBC"), "\"a\\\"\\\\\\n\xC3\xBC\"");
     EXPECT_EQ(JsonString("a\xFF"), "\"a\xEF\xBF\xBD\"");

@@ -20,7 +20,7 @@ TEST(Name, HasOneToSixtyThreeBytes)
     EXPECT_FALSE(IsName(umlauts + "a"));
 }
 
-TEST(Name, HasNoC0AndNoDelAndNoSignOfMarkup)
+TEST(Name, HasNoC0NoDelAndNoMarkup)
 {
     for (int byte = 0; byte < 0x80; ++byte) {
         const std::string name = std::string("a") + static_cast<char>(byte);

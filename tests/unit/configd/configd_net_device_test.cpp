@@ -11,7 +11,7 @@ const std::string kOne = R"([{"name":"net0","activeParams":{"address":"192.0.2.1
 const std::string kNameFault = "/0/name: must be 1 to 63 bytes of UTF-8, without control "
                                "characters (C0, C1, DEL) and without < > & \"";
 
-// The text above with another one in the place of a part of it.
+// kOne with part replaced by other.
 std::string With(const std::string &part, const std::string &other)
 {
     std::string text = kOne;
@@ -35,13 +35,13 @@ std::string Again(const std::string &text)
     return NetDevicesText(devices);
 }
 
-TEST(NetDevices, AreWrittenOnOneLineInTheOrderClientsKnow)
+TEST(NetDevices, AreWrittenOnOneLineInAFixedOrder)
 {
     EXPECT_EQ(NetDevicesText({{"net0", "192.0.2.10", SetupState::Complete, true}}), kOne);
     EXPECT_EQ(NetDevicesText({}), "[]");
 }
 
-TEST(NetDevices, ReadBackAsWritten)
+TEST(NetDevices, AreReadAsWritten)
 {
     EXPECT_EQ(Again(kOne), kOne);
     EXPECT_EQ(Again("[]"), "[]");
@@ -52,7 +52,7 @@ TEST(NetDevices, ReadBackAsWritten)
     EXPECT_EQ(Again(two), two);
 }
 
-TEST(NetDevices, ReadWhateverTheOrderOfTheMembers)
+TEST(NetDevices, AreReadInAnyOrderOfTheMembers)
 {
     EXPECT_EQ(Again(R"([ {"status":{"connected":true,"interfaceSetupState":"Complete"},
                          "activeParams":{"address":"192.0.2.10"}, "name":"net0"} ])"),
@@ -67,14 +67,14 @@ TEST(NetDevices, AreWrittenWithEachState)
     }
 }
 
-TEST(NetDevices, AreWrittenAsUtf8WhateverTheInterfaceIsCalled)
+TEST(NetDevices, AreWrittenAsUtf8EvenIfAnInterfaceNameIsNot)
 {
     EXPECT_EQ(NetDevicesText({{"a\xFF", "", SetupState::Idle, false}}),
               "[{\"name\":\"a\xEF\xBF\xBD\",\"activeParams\":{\"address\":\"\"},"
               "\"status\":{\"interfaceSetupState\":\"Idle\",\"connected\":false}}]");
 }
 
-TEST(NetDevices, AreStoredWithALineForEachDevice)
+TEST(NetDevices, AreStoredWithOneLineForEachDevice)
 {
     EXPECT_EQ(StoredNetDevicesText({}), "[]\n");
     const std::string one = kOne.substr(1, kOne.size() - 2);
@@ -110,7 +110,7 @@ TEST(NetDevices, MustHaveNoOtherMember)
               "/0/activeParams/gateway: unknown member");
     EXPECT_EQ(Refused(With(R"("connected")", R"("speed":1,"connected")")),
               "/0/status/speed: unknown member");
-    // A name with a slash does not pass for a path.
+    // A slash in a name does not make it a path.
     EXPECT_EQ(Refused(With(R"("status":{)", R"("status/connected":true,"status":{)")),
               "/0/status?connected: unknown member");
 }
@@ -128,7 +128,7 @@ TEST(NetDevices, MustHaveTheRightTypes)
               "/0/activeParams: must be an object");
 }
 
-TEST(NetDevices, MustHaveNamesThatAreNames)
+TEST(NetDevices, MustHaveValidNames)
 {
     EXPECT_EQ(Refused(With("net0", "")), kNameFault);
     EXPECT_EQ(Refused(With("net0", "net\\u0085")), kNameFault);
@@ -137,7 +137,7 @@ TEST(NetDevices, MustHaveNamesThatAreNames)
     EXPECT_EQ(Again(longest), longest);
 }
 
-TEST(NetDevices, MustHaveAnAddressThatIsOneOrEmpty)
+TEST(NetDevices, MustHaveAValidAddressOrNone)
 {
     for (const char *address :
          {"192.0.2", "192.0.2.256", "net0", "2001:db8::1", " 192.0.2.10", "192.0.2.10\\u0000"}) {
@@ -156,7 +156,7 @@ TEST(NetDevices, MustHaveAKnownState)
     }
 }
 
-TEST(NetDevices, AreReadAllOrNone)
+TEST(NetDevices, AreRefusedIfOneIsInvalid)
 {
     EXPECT_EQ(Refused(With("}}]", "}},{}]")), "/1: name is missing");
 }

@@ -11,12 +11,12 @@ namespace {
 
 const std::string kUsage =
     "usage: beacon-configd [--state FILE] [--devices FILE] [--interface NAME] [--port N]\n"
-    "  --state FILE      keep the host name and the SSDP switch in FILE\n"
-    "                    (/var/lib/beacon-configd/system.json)\n"
-    "  --devices FILE    keep the network devices in FILE, where clients may replace\n"
-    "                    them, instead of following the kernel's\n"
-    "  --interface NAME  the network interface to follow (net0)\n"
-    "  --port N          the TCP port of 127.0.0.1 to listen on (8080)\n"
+    "  --state FILE      store the host name and the SSDP switch in FILE\n"
+    "                    (default: /var/lib/beacon-configd/system.json)\n"
+    "  --devices FILE    let clients set the network devices, and store them in FILE\n"
+    "                    (default: report the kernel's interface)\n"
+    "  --interface NAME  report this network interface (default: net0)\n"
+    "  --port N          listen on this TCP port of 127.0.0.1 (default: 8080)\n"
     "  --help            show this text\n";
 
 struct Result
@@ -34,7 +34,7 @@ Result Read(std::vector<std::string> words)
         argv.push_back(word.data());
     }
     argv.push_back(nullptr);
-    optind = 0; // getopt begins anew
+    optind = 0; // restarts getopt
     Result result;
     result.output = test::Capture([&] {
         result.status = ReadOptions(static_cast<int>(words.size()), argv.data(), result.options);
@@ -42,7 +42,7 @@ Result Read(std::vector<std::string> words)
     return result;
 }
 
-TEST(Options, HaveTheDevicesDefaults)
+TEST(Options, HaveDefaults)
 {
     const Result result = Read({});
     EXPECT_EQ(result.status, std::nullopt);
@@ -53,7 +53,7 @@ TEST(Options, HaveTheDevicesDefaults)
     EXPECT_EQ(result.output.out + result.output.err, "");
 }
 
-TEST(Options, AreTakenFromTheCommandLine)
+TEST(Options, AreReadFromTheCommandLine)
 {
     const Result result =
         Read({"--state", "s", "--devices=d", "--interface", "abcdefghijklmno", "--port", "65535"});
@@ -64,7 +64,7 @@ TEST(Options, AreTakenFromTheCommandLine)
     EXPECT_EQ(result.options.port, 65535);
 }
 
-TEST(Options, HelpIsTheUsageAndStatusZero)
+TEST(Options, HelpPrintsTheUsageWithStatusZero)
 {
     const Result result = Read({"--help"});
     EXPECT_EQ(result.status, 0);
@@ -72,7 +72,7 @@ TEST(Options, HelpIsTheUsageAndStatusZero)
     EXPECT_EQ(result.output.err, "");
 }
 
-TEST(Options, UnknownOptionIsTheUsageAndStatusTwo)
+TEST(Options, UnknownOptionPrintsTheUsageWithStatusTwo)
 {
     const Result result = Read({"--verbose"});
     EXPECT_EQ(result.status, 2);
@@ -81,7 +81,7 @@ TEST(Options, UnknownOptionIsTheUsageAndStatusTwo)
     EXPECT_EQ(Read({"-s"}).output.err, "beacon-configd: invalid option -- 's'\n" + kUsage);
 }
 
-TEST(Options, MissingValueIsTheUsageAndStatusTwo)
+TEST(Options, MissingValuePrintsTheUsageWithStatusTwo)
 {
     const Result result = Read({"--state"});
     EXPECT_EQ(result.status, 2);
@@ -89,39 +89,37 @@ TEST(Options, MissingValueIsTheUsageAndStatusTwo)
               "beacon-configd: option '--state' requires an argument\n" + kUsage);
 }
 
-TEST(Options, ArgumentIsTheUsageAndStatusTwo)
+TEST(Options, ArgumentPrintsTheUsageWithStatusTwo)
 {
     const Result result = Read({"--port", "80", "start"});
     EXPECT_EQ(result.status, 2);
-    EXPECT_EQ(result.output.err, "beacon-configd: unexpected \"start\"\n" + kUsage);
+    EXPECT_EQ(result.output.err, "beacon-configd: unexpected argument \"start\"\n" + kUsage);
 }
 
-TEST(Options, PortMustBeOne)
+TEST(Options, PortMustBeFromOneTo65535)
 {
     for (const char *port : {"0", "65536", "-1", "+80", "", " 80", "80 ", "http", "99999999999"}) {
         const Result result = Read({"--port", port});
         EXPECT_EQ(result.status, 2) << port;
         EXPECT_EQ(result.output.err,
-                  "beacon-configd: --port cannot be \"" + std::string(port) + "\"\n" + kUsage);
+                  "beacon-configd: invalid --port \"" + std::string(port) + "\"\n" + kUsage);
     }
 }
 
-TEST(Options, InterfaceMustBeANameTheKernelCouldHave)
+TEST(Options, InterfaceNameMustBeValidForTheKernel)
 {
     for (const char *name : {"", "abcdefghijklmnop", "a/b", "a b", "a:b", ".", ".."}) {
         const Result result = Read({"--interface", name});
         EXPECT_EQ(result.status, 2) << name;
         EXPECT_EQ(result.output.err,
-                  "beacon-configd: --interface cannot be \"" + std::string(name) + "\"\n" + kUsage);
+                  "beacon-configd: invalid --interface \"" + std::string(name) + "\"\n" + kUsage);
     }
 }
 
-TEST(Options, FilesMustHaveANameToo)
+TEST(Options, FileNamesMustNotBeEmpty)
 {
-    EXPECT_EQ(Read({"--state", ""}).output.err,
-              "beacon-configd: --state cannot be \"\"\n" + kUsage);
-    EXPECT_EQ(Read({"--devices="}).output.err,
-              "beacon-configd: --devices cannot be \"\"\n" + kUsage);
+    EXPECT_EQ(Read({"--state", ""}).output.err, "beacon-configd: invalid --state \"\"\n" + kUsage);
+    EXPECT_EQ(Read({"--devices="}).output.err, "beacon-configd: invalid --devices \"\"\n" + kUsage);
 }
 
 } // namespace

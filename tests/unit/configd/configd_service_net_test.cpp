@@ -36,12 +36,13 @@ bool Exists(const std::string &name)
     return access(name.c_str(), F_OK) == 0;
 }
 
+// Each test has an empty folder for the files.
 class ConfigService : public ConfigFolder
 {
 protected:
     static void WriteState(const std::string &text) { std::ofstream(kStateFile) << text; }
 
-    // What the program says when it cannot run, and its status.
+    // Runs the program, which must end with this error and this status.
     static void ExpectRefusalToStart(const std::vector<std::string> &arguments,
                                      const std::string &error, int status)
     {
@@ -64,7 +65,7 @@ void ExpectError(const Answer &answer, const std::string &status, const std::str
     ExpectJson(answer, status, "{\"error\":\"" + error + "\"}");
 }
 
-TEST_F(ConfigService, SaysOnOneLineThatItListensAndEndsWithStatusZero)
+TEST_F(ConfigService, PrintsOneLineAtTheStartAndEndsWithStatusZero)
 {
     for (const int signal : {SIGTERM, SIGINT}) {
         Service service;
@@ -74,7 +75,7 @@ TEST_F(ConfigService, SaysOnOneLineThatItListensAndEndsWithStatusZero)
     }
 }
 
-TEST_F(ConfigService, ListensOnAnotherPortWhenTold)
+TEST_F(ConfigService, ListensOnTheGivenPort)
 {
     LiveChild child(Program({"--port", "8081"}));
     EXPECT_TRUE(child.WaitForOut("beacon-configd: listening on 127.0.0.1:8081\n"));
@@ -82,7 +83,7 @@ TEST_F(ConfigService, ListensOnAnotherPortWhenTold)
     EXPECT_EQ(child.WaitForEnd(), 0);
 }
 
-TEST_F(ConfigService, IsReachedFromTheOwnHostOnly)
+TEST_F(ConfigService, IsReachableOnlyFromThisHost)
 {
     Service service;
     OnHost("ss -H -t -l -n -4 | grep -q '127.0.0.1:8080'");
@@ -90,14 +91,14 @@ TEST_F(ConfigService, IsReachedFromTheOwnHostOnly)
                  std::runtime_error);
 }
 
-TEST_F(ConfigService, RefusesToStartOnAPortInUse)
+TEST_F(ConfigService, DoesNotStartOnAPortInUse)
 {
     Service service;
     ExpectRefusalToStart(
         {}, "beacon-configd: cannot listen on 127.0.0.1:8080: Address already in use\n", 1);
 }
 
-TEST_F(ConfigService, StartsAgainAtOnceThoughConnectionsLinger)
+TEST_F(ConfigService, StartsAgainAtOnceDespiteConnectionsInTimeWait)
 {
     for (int i = 0; i < 2; ++i) {
         Service service;
@@ -106,14 +107,14 @@ TEST_F(ConfigService, StartsAgainAtOnceThoughConnectionsLinger)
     }
 }
 
-TEST_F(ConfigService, EndsWithTheUsageForAWrongCommandLine)
+TEST_F(ConfigService, PrintsTheUsageForAnInvalidCommandLine)
 {
     LiveChild child(Program({"--frobnicate"}));
     EXPECT_EQ(child.WaitForEnd(), 2);
     EXPECT_THAT(child.Err(), HasSubstr("usage: beacon-configd [--state FILE]"));
 }
 
-TEST_F(ConfigService, ShowsADeviceFreshFromTheFactoryUnderItsOwnName)
+TEST_F(ConfigService, UsesTheSystemsHostNameOnANewDevice)
 {
     LiveChild child([] {
         const std::string name = "factory";
@@ -124,7 +125,7 @@ TEST_F(ConfigService, ShowsADeviceFreshFromTheFactoryUnderItsOwnName)
     });
     ASSERT_TRUE(child.WaitForOut(Service::kStarted));
     ExpectJson(Ask("GET", kSystem), "200 OK", R"({"hostName":"factory","ssdpEnable":true})");
-    EXPECT_FALSE(Exists(kStateFile)); // nobody has set anything yet
+    EXPECT_FALSE(Exists(kStateFile)); // nothing was set yet
 }
 
 TEST_F(ConfigService, AnswersWithTheStoredConfiguration)
@@ -134,7 +135,7 @@ TEST_F(ConfigService, AnswersWithTheStoredConfiguration)
     ExpectJson(Ask("GET", kSystem), "200 OK", "{\"hostName\":\"\xC3\xBC\"}");
 }
 
-TEST_F(ConfigService, PatchesTheConfigurationAndKeepsItOverARestart)
+TEST_F(ConfigService, KeepsAPatchedConfigurationAfterARestart)
 {
     WriteState(R"({"hostName":"alpha","ssdpEnable":true})");
     {
@@ -151,7 +152,7 @@ TEST_F(ConfigService, PatchesTheConfigurationAndKeepsItOverARestart)
     ExpectJson(Ask("GET", kSystem), "200 OK", R"({"ssdpEnable":false})");
 }
 
-TEST_F(ConfigService, WritesTheFirstPatchOfAFreshDeviceWithTheFactorysValues)
+TEST_F(ConfigService, StoresTheFactorySettingsWithTheFirstPatch)
 {
     Service service;
     const std::string patched = Ask("PATCH", kSystem, R"({"hostName":"beta"})").body;
@@ -160,7 +161,7 @@ TEST_F(ConfigService, WritesTheFirstPatchOfAFreshDeviceWithTheFactorysValues)
               "{\n    \"hostName\": \"beta\",\n    \"ssdpEnable\": true\n}\n");
 }
 
-TEST_F(ConfigService, ChangesNothingForABadPatch)
+TEST_F(ConfigService, ChangesNothingIfAPatchIsInvalid)
 {
     const std::string state = R"({"hostName":"alpha","ssdpEnable":true})";
     WriteState(state);
@@ -178,7 +179,7 @@ TEST_F(ConfigService, ChangesNothingForABadPatch)
     EXPECT_EQ(FileText(kStateFile), state);
 }
 
-TEST_F(ConfigService, WritesNothingForARequestThatChangesNothing)
+TEST_F(ConfigService, WritesNoFileForARequestWithoutAChange)
 {
     const std::string byHand = "{ \"hostName\" : \"alpha\" }";
     WriteState(byHand);
@@ -192,7 +193,7 @@ TEST_F(ConfigService, WritesNothingForARequestThatChangesNothing)
     EXPECT_EQ(FileText(kDevicesFile), kOneDevice);
 }
 
-TEST_F(ConfigService, WritesNothingForAFreshDeviceThatIsNotChanged)
+TEST_F(ConfigService, WritesNoFileForANewDeviceWithoutAChange)
 {
     Service service;
     EXPECT_EQ(Ask("PATCH", kSystem, "{}").status, "200 OK");
@@ -223,7 +224,7 @@ TEST_F(ConfigService, DoesNotOverwriteAnEditByHand)
     ExpectJson(Ask("PATCH", kSystem, R"({"hostName":"beta"})"), "200 OK", R"({"hostName":"beta"})");
 }
 
-TEST_F(ConfigService, DoesNotMakeAFileAgainThatSomebodyRemoved)
+TEST_F(ConfigService, DoesNotRecreateAFileThatWasRemoved)
 {
     WriteState(R"({"hostName":"alpha"})");
     Service service;
@@ -232,8 +233,8 @@ TEST_F(ConfigService, DoesNotMakeAFileAgainThatSomebodyRemoved)
     EXPECT_FALSE(Exists(kStateFile));
 }
 
-// What is stored is larger than what was sent: with a line for each device.
-TEST_F(ConfigService, StoresNothingThatItCouldNotReadAgain)
+// The stored text is larger than the request: it has one line for each device.
+TEST_F(ConfigService, RefusesAListThatItCouldNotReadAgain)
 {
     const std::string device = kOneDevice.substr(1, kOneDevice.size() - 2);
     std::string list = '[' + device;
@@ -254,7 +255,7 @@ TEST_F(ConfigService, StoresNothingThatItCouldNotReadAgain)
     ExpectJson(Ask("GET", kDevices), "200 OK", half);
 }
 
-// As large as it can be: the next device would be refused.
+// One more device would be refused.
 TEST_F(ConfigService, ReadsTheLargestListThatItStored)
 {
     const std::string device = kOneDevice.substr(1, kOneDevice.size() - 2);
@@ -272,7 +273,7 @@ TEST_F(ConfigService, ReadsTheLargestListThatItStored)
     ExpectJson(Ask("GET", kDevices), "200 OK", list);
 }
 
-TEST_F(ConfigService, ChangesNothingThatItCannotStore)
+TEST_F(ConfigService, ChangesNothingIfItCannotStoreTheChange)
 {
     OnHost("rm -r /var/lib/beacon-configd");
     Service service;
@@ -284,7 +285,7 @@ TEST_F(ConfigService, ChangesNothingThatItCannotStore)
     EXPECT_EQ(Ask("PATCH", kSystem, R"({"hostName":"beta"})").status, "200 OK");
 }
 
-TEST_F(ConfigService, RefusesToStartWithADamagedStateFileAndKeepsIt)
+TEST_F(ConfigService, DoesNotStartWithADamagedStateFileAndKeepsIt)
 {
     const std::string damaged = "{\n    \"hostName\": \"alpha\",\n    \"ssdpEn";
     WriteState(damaged);
@@ -295,7 +296,7 @@ TEST_F(ConfigService, RefusesToStartWithADamagedStateFileAndKeepsIt)
     EXPECT_EQ(FileText(kStateFile), damaged);
 }
 
-TEST_F(ConfigService, RefusesToStartWithAStateFileOfWrongTypesAndKeepsIt)
+TEST_F(ConfigService, DoesNotStartWithAStateFileOfWrongTypesAndKeepsIt)
 {
     const std::string wrong = "{\n    \"hostName\": \"alpha\",\n    \"ssdpEnable\": \"yes\"\n}\n";
     WriteState(wrong);
@@ -306,21 +307,21 @@ TEST_F(ConfigService, RefusesToStartWithAStateFileOfWrongTypesAndKeepsIt)
     EXPECT_EQ(FileText(kStateFile), wrong);
 }
 
-TEST_F(ConfigService, RefusesToStartWithAStateFileThatItCannotRead)
+TEST_F(ConfigService, DoesNotStartWithAStateFileThatItCannotRead)
 {
     ExpectRefusalToStart({"--state", "/var/lib/beacon-configd"},
                          "beacon-configd: cannot read /var/lib/beacon-configd: Is a directory\n",
                          1);
 }
 
-TEST_F(ConfigService, RefusesToStartWithAStateFileThatIsTooLarge)
+TEST_F(ConfigService, DoesNotStartWithAStateFileThatIsTooLarge)
 {
     WriteState(std::string(65537, ' '));
     ExpectRefusalToStart(
         {}, "beacon-configd: /var/lib/beacon-configd/system.json: more than 65536 bytes\n", 3);
 }
 
-TEST_F(ConfigService, KeepsAnotherStateFileWhenTold)
+TEST_F(ConfigService, StoresItsStateInTheGivenFile)
 {
     Service service({"--state", "/var/other.json"});
     EXPECT_EQ(Ask("PATCH", kSystem, R"({"hostName":"beta"})").status, "200 OK");
@@ -335,7 +336,7 @@ TEST_F(ConfigService, AnswersWithTheKernelsDevice)
     ExpectJson(Ask("GET", kDevices), "200 OK", kOneDevice);
 }
 
-TEST_F(ConfigService, AnswersWithTheInterfaceThatItIsTold)
+TEST_F(ConfigService, AnswersWithTheGivenInterface)
 {
     Service service({"--interface", "lo"});
     ExpectJson(Ask("GET", kDevices), "200 OK",
@@ -343,15 +344,15 @@ TEST_F(ConfigService, AnswersWithTheInterfaceThatItIsTold)
                R"("status":{"interfaceSetupState":"Complete","connected":true}}])");
 }
 
-TEST_F(ConfigService, RefusesNewDevicesWhereItFollowsTheKernels)
+TEST_F(ConfigService, RefusesNewDevicesUnlessStartedWithDevices)
 {
     Service service;
     ExpectError(Ask("PUT", kDevices, "[]"), "409 Conflict",
-                "the network devices follow the kernel's own");
+                "the network devices are the kernel's and cannot be set");
     ExpectJson(Ask("GET", kDevices), "200 OK", kOneDevice);
 }
 
-TEST_F(ConfigService, KeepsDevicesByHandOverARestart)
+TEST_F(ConfigService, KeepsDevicesAfterARestart)
 {
     {
         Service service({"--devices", kDevicesFile});
@@ -365,7 +366,7 @@ TEST_F(ConfigService, KeepsDevicesByHandOverARestart)
               "[\n    " + kOtherDevice.substr(1, kOtherDevice.size() - 2) + "\n]\n");
 }
 
-TEST_F(ConfigService, ChangesNothingForBadDevices)
+TEST_F(ConfigService, ChangesNothingIfTheDevicesAreInvalid)
 {
     Service service({"--devices", kDevicesFile});
     EXPECT_EQ(Ask("PUT", kDevices, kOneDevice).status, "200 OK");
@@ -378,7 +379,7 @@ TEST_F(ConfigService, ChangesNothingForBadDevices)
     EXPECT_EQ(FileText(kDevicesFile), stored);
 }
 
-TEST_F(ConfigService, RefusesToStartWithADamagedFileOfDevicesAndKeepsIt)
+TEST_F(ConfigService, DoesNotStartWithADamagedDevicesFileAndKeepsIt)
 {
     std::ofstream(kDevicesFile) << "[\n{\"name\":0}]";
     ExpectRefusalToStart({"--devices", kDevicesFile},
@@ -389,19 +390,19 @@ TEST_F(ConfigService, RefusesToStartWithADamagedFileOfDevicesAndKeepsIt)
     EXPECT_EQ(FileText(kDevicesFile), "[\n{\"name\":0}]");
 }
 
-TEST_F(ConfigService, KnowsNoOtherPath)
+TEST_F(ConfigService, AnswersUnknownPathsWith404)
 {
     Service service;
     for (const char *path :
          {"/", "/api/v1/systems", "/api/v1/system/", "/api/v1", "//api/v1/system",
           "/api/v1/network", "/API/v1/system", "/api/v1/watch/"}) {
         for (const char *method : {"GET", "PATCH", "PUT"}) {
-            ExpectError(Ask(method, path, "{}"), "404 Not Found", "there is nothing here");
+            ExpectError(Ask(method, path, "{}"), "404 Not Found", "no such path");
         }
     }
 }
 
-TEST_F(ConfigService, NamesTheMethodsOfAPathForAnyOther)
+TEST_F(ConfigService, AnswersOtherMethodsWithTheAllowedOnes)
 {
     Service service;
     const std::vector<std::pair<std::string, std::string>> allowed{
@@ -412,14 +413,14 @@ TEST_F(ConfigService, NamesTheMethodsOfAPathForAnyOther)
                 continue;
             }
             const Answer answer = Ask(method, path, "{}");
-            ExpectError(answer, "405 Method Not Allowed", "the method is not allowed here");
+            ExpectError(answer, "405 Method Not Allowed", "the path does not have this method");
             EXPECT_EQ(answer.Field("Allow"), methods) << method << path;
         }
         EXPECT_EQ(Ask("HEAD", path).status, "405 Method Not Allowed");
     }
 }
 
-TEST_F(ConfigService, TakesABodyOfUpToSixtyFourKibibytes)
+TEST_F(ConfigService, AcceptsBodiesOfUpTo64KiB)
 {
     Service service;
     std::string patch = "{\"ssdpEnable\":true";
@@ -435,7 +436,7 @@ TEST_F(ConfigService, TakesABodyOfUpToSixtyFourKibibytes)
     ExpectError(Ask("PATCH", kSystem, std::string(3000000, ' ')), "413 Content Too Large", fault);
 }
 
-TEST_F(ConfigService, TakesABodyInPieces)
+TEST_F(ConfigService, AcceptsABodyInChunks)
 {
     Service service;
     Connection connection;
@@ -447,7 +448,7 @@ TEST_F(ConfigService, TakesABodyInPieces)
               "{\n    \"hostName\": \"beta\",\n    \"ssdpEnable\": true\n}\n");
 }
 
-TEST_F(ConfigService, AsksForABodyThatAClientHoldsBack)
+TEST_F(ConfigService, Sends100ContinueIfTheClientExpectsIt)
 {
     WriteState("{}");
     Service service;
@@ -471,7 +472,7 @@ TEST_F(ConfigService, AnswersSeveralRequestsOnOneConnection)
     }
 }
 
-TEST_F(ConfigService, AnswersRequestsThatComeAtOnceOneAfterTheOther)
+TEST_F(ConfigService, AnswersPipelinedRequestsInOrder)
 {
     WriteState("{}");
     Service service;
@@ -484,7 +485,7 @@ TEST_F(ConfigService, AnswersRequestsThatComeAtOnceOneAfterTheOther)
     }
 }
 
-TEST_F(ConfigService, EndsTheConnectionWhenTheClientAsksForIt)
+TEST_F(ConfigService, ClosesTheConnectionAtTheClientsRequest)
 {
     WriteState("{}");
     Service service;
@@ -495,13 +496,14 @@ TEST_F(ConfigService, EndsTheConnectionWhenTheClientAsksForIt)
     EXPECT_EQ(connection.ReadUntil(""), "{}");
 }
 
-// A web page in the device's own browser cannot reach the service: what its name
-// resolves to is of no use to it, nor is a request that the browser marks.
-TEST_F(ConfigService, AnswersOnlyWhoAsksForThisHostAndIsNoWebPage)
+// A web page in a browser on the device cannot use the service: the page's host name is
+// refused even if it resolves to 127.0.0.1 (DNS rebinding), and so is every request with
+// an Origin.
+TEST_F(ConfigService, RefusesOtherHostsAndWebPages)
 {
     WriteState(R"({"hostName":"alpha"})");
     Service service;
-    const std::string fault = "Host must be 127.0.0.1 or localhost, and there must be no Origin";
+    const std::string fault = "Host must be 127.0.0.1 or localhost, and Origin must be absent";
     for (const std::string fields :
          {"", "Host: evil.example:8080\r\n", "Host: localhost\r\nHost: evil.example\r\n",
           "Host: localhost:8080\r\nOrigin: http://evil.example\r\n",
@@ -519,7 +521,7 @@ TEST_F(ConfigService, AnswersOnlyWhoAsksForThisHostAndIsNoWebPage)
     ExpectJson(Ask("GET", kSystem), "200 OK", R"({"hostName":"alpha"})");
 }
 
-TEST_F(ConfigService, AnswersFaultsOfHttpWithAnErrorObject)
+TEST_F(ConfigService, AnswersHttpErrorsWithAnErrorObject)
 {
     Service service;
     const std::string host = "Host: localhost\r\n";
@@ -546,7 +548,7 @@ TEST_F(ConfigService, AnswersFaultsOfHttpWithAnErrorObject)
     }
 }
 
-TEST_F(ConfigService, OutlivesWhatIsNoHttpAndClientsThatLeave)
+TEST_F(ConfigService, SurvivesMalformedHttpAndClientsThatDisconnect)
 {
     Service service;
     for (const std::string &text :
@@ -565,9 +567,8 @@ TEST_F(ConfigService, OutlivesWhatIsNoHttpAndClientsThatLeave)
     EXPECT_EQ(service.Child().Err(), "");
 }
 
-// A client that opens connections and says nothing keeps nobody out: there are
-// more places than it takes to keep this many of them.
-TEST_F(ConfigService, AnswersBesideManySilentConnections)
+// The service accepts more connections than these.
+TEST_F(ConfigService, AnswersDespiteManyIdleConnections)
 {
     Service service;
     std::list<Connection> silent;

@@ -11,7 +11,7 @@
 #include <system_error>
 #include <unistd.h>
 
-// On the test's own /var, so that file systems may be mounted and filled.
+// These tests have their own /var: they mount and fill file systems there.
 namespace configd {
 namespace {
 
@@ -43,7 +43,7 @@ protected:
         return "no fault";
     }
 
-    // The fault of replacing the file's text.
+    // Replaces the file's text, and returns the fault if there is one.
     static std::string ReplaceFault(const std::string &text, const std::string &name = kFile)
     {
         StoredFile file(name);
@@ -61,13 +61,13 @@ protected:
     static bool Exists(const std::string &name) { return access(name.c_str(), F_OK) == 0; }
 };
 
-TEST_F(StoredFileTest, ThatDoesNotExistHasNoText)
+TEST_F(StoredFileTest, HasNoTextIfItDoesNotExist)
 {
     EXPECT_EQ(Text(), std::nullopt);
     EXPECT_EQ(Text("/var/nowhere/file.json"), std::nullopt);
 }
 
-TEST_F(StoredFileTest, IsReadWhole)
+TEST_F(StoredFileTest, IsReadCompletely)
 {
     for (const std::size_t size : {0U, 1U, 4095U, 4096U, 4097U, 65536U}) {
         const std::string text(size, 'a');
@@ -76,7 +76,7 @@ TEST_F(StoredFileTest, IsReadWhole)
     }
 }
 
-TEST_F(StoredFileTest, TooLargeToBeOneIsRefused)
+TEST_F(StoredFileTest, IsRefusedIfItIsTooLarge)
 {
     Write(std::string(65537, 'a'));
     try {
@@ -88,20 +88,20 @@ TEST_F(StoredFileTest, TooLargeToBeOneIsRefused)
     }
 }
 
-TEST_F(StoredFileTest, ThatIsAFolderIsRefused)
+TEST_F(StoredFileTest, IsRefusedIfItIsAFolder)
 {
     test::OnHost("mkdir " + kFile);
     EXPECT_EQ(ReadFault(), "cannot read /var/settings/file.json: Is a directory");
 }
 
-TEST_F(StoredFileTest, ThatCannotBeOpenedIsRefused)
+TEST_F(StoredFileTest, IsRefusedIfItCannotBeOpened)
 {
     test::OnHost("ln -s file.json " + kFile);
     EXPECT_EQ(ReadFault(),
               "cannot read /var/settings/file.json: Too many levels of symbolic links");
 }
 
-TEST_F(StoredFileTest, IsMadeAndReplaced)
+TEST_F(StoredFileTest, IsCreatedAndReplaced)
 {
     EXPECT_EQ(ReplaceFault("one"), "no fault");
     EXPECT_EQ(Text(), "one");
@@ -120,7 +120,7 @@ TEST_F(StoredFileTest, MayHaveANameWithoutAFolder)
     EXPECT_EQ(Text(), "one");
 }
 
-TEST_F(StoredFileTest, IsReadableForEverybodyAndWritableForItsOwner)
+TEST_F(StoredFileTest, IsReadableByAllAndWritableByItsOwner)
 {
     umask(022);
     EXPECT_EQ(ReplaceFault("one"), "no fault");
@@ -131,7 +131,7 @@ TEST_F(StoredFileTest, IsReadableForEverybodyAndWritableForItsOwner)
     EXPECT_EQ(info.st_mode & 07777U, 0644U);
 }
 
-TEST_F(StoredFileTest, IsEditedOnceItsTextIsAnother)
+TEST_F(StoredFileTest, IsEditedIfItsTextDiffers)
 {
     Write("old text");
     StoredFile file(kFile);
@@ -141,12 +141,12 @@ TEST_F(StoredFileTest, IsEditedOnceItsTextIsAnother)
         EXPECT_TRUE(file.IsEdited()) << edit;
     }
     Write("old text");
-    EXPECT_FALSE(file.IsEdited()); // written again, as it was
+    EXPECT_FALSE(file.IsEdited()); // the same text as before
     unlink(kFile.c_str());
     EXPECT_TRUE(file.IsEdited());
 }
 
-TEST_F(StoredFileTest, IsEditedOnceSomebodyMakesIt)
+TEST_F(StoredFileTest, IsEditedIfItWasCreatedSinceTheStart)
 {
     const StoredFile file(kFile);
     EXPECT_FALSE(file.IsEdited());
@@ -165,8 +165,8 @@ TEST_F(StoredFileTest, IsNotEditedByItsOwnReplacement)
     EXPECT_TRUE(file.IsEdited());
 }
 
-// Whoever has the file open, or is just reading it, keeps the old text whole.
-TEST_F(StoredFileTest, IsReplacedInOneStep)
+// A reader that has opened the file still reads the complete old text.
+TEST_F(StoredFileTest, IsReplacedAtomically)
 {
     Write("old text");
     const int before = open(kFile.c_str(), O_RDONLY | O_CLOEXEC);
@@ -178,7 +178,7 @@ TEST_F(StoredFileTest, IsReplacedInOneStep)
     EXPECT_EQ(Text(), "new");
 }
 
-TEST_F(StoredFileTest, WritesOverWhatAPowerCutLeft)
+TEST_F(StoredFileTest, OverwritesThePartialFileOfAPowerCut)
 {
     std::ofstream(kFile + ".new") << "the first half of something longer";
     EXPECT_EQ(ReplaceFault("one"), "no fault");
@@ -186,7 +186,7 @@ TEST_F(StoredFileTest, WritesOverWhatAPowerCutLeft)
     EXPECT_FALSE(Exists(kFile + ".new"));
 }
 
-TEST_F(StoredFileTest, DoesNotWriteThroughALinkThatSomebodyPutThere)
+TEST_F(StoredFileTest, DoesNotWriteThroughASymbolicLink)
 {
     std::ofstream("/var/settings/victim") << "untouched";
     test::OnHost("ln -s victim " + kFile + ".new");
@@ -195,13 +195,13 @@ TEST_F(StoredFileTest, DoesNotWriteThroughALinkThatSomebodyPutThere)
     EXPECT_EQ(Text("/var/settings/victim"), "untouched");
 }
 
-TEST_F(StoredFileTest, StaysAsItWasWithoutAFolder)
+TEST_F(StoredFileTest, IsUnchangedIfItsFolderIsMissing)
 {
     EXPECT_EQ(ReplaceFault("one", "/var/nowhere/file.json"),
               "cannot write /var/nowhere/file.json: No such file or directory");
 }
 
-TEST_F(StoredFileTest, StaysAsItWasOnAFullMedium)
+TEST_F(StoredFileTest, IsUnchangedOnAFullFileSystem)
 {
     test::OnHost("mount -t tmpfs -o size=8k tmpfs /var/settings");
     Write("one");
@@ -211,7 +211,7 @@ TEST_F(StoredFileTest, StaysAsItWasOnAFullMedium)
     EXPECT_FALSE(Exists(kFile + ".new"));
 }
 
-TEST_F(StoredFileTest, StaysAsItWasOnAMediumForReading)
+TEST_F(StoredFileTest, IsUnchangedOnAReadOnlyFileSystem)
 {
     test::OnHost("mount -t tmpfs tmpfs /var/settings");
     Write("one");

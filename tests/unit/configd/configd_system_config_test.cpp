@@ -16,7 +16,7 @@ SystemConfig Config()
     return {"alpha", true};
 }
 
-// What a patch makes of the configuration above.
+// The configuration above after a patch.
 std::string Patched(const std::string &patch)
 {
     SystemConfig config = Config();
@@ -24,7 +24,7 @@ std::string Patched(const std::string &patch)
     return SystemConfigText(config);
 }
 
-// The fault of a patch, which leaves the configuration as it was.
+// The fault of a patch, which must leave the configuration unchanged.
 std::string Refused(const std::string &patch)
 {
     SystemConfig config = Config();
@@ -43,7 +43,7 @@ TEST(SystemConfig, IsReadWithEitherMemberAbsent)
     }
 }
 
-TEST(SystemConfig, StoredTextsMustBeWhatTheServiceWrites)
+TEST(SystemConfig, IsRefusedIfTheStoredTextIsInvalid)
 {
     SystemConfig config = Config();
     EXPECT_THAT(ReadSystemConfig("{\"hostName\":\n null}", config), Optional(Eq(kHostNameFault)));
@@ -56,7 +56,7 @@ TEST(SystemConfig, StoredTextsMustBeWhatTheServiceWrites)
     EXPECT_TRUE(config == Config());
 }
 
-TEST(SystemConfig, IsReadWithoutWhatWasThereBefore)
+TEST(SystemConfig, ReadingReplacesAllMembers)
 {
     SystemConfig config = Config();
     EXPECT_EQ(ReadSystemConfig("{}", config), std::nullopt);
@@ -70,18 +70,18 @@ TEST(SystemConfig, IsStoredWithIndents)
     EXPECT_EQ(StoredSystemConfigText({}), "{}\n");
 }
 
-TEST(SystemConfigPatch, ReplacesTheMembersGivenAndKeepsTheOthers)
+TEST(SystemConfigPatch, ReplacesItsMembersAndKeepsTheOthers)
 {
     EXPECT_EQ(Patched("{}"), R"({"hostName":"alpha","ssdpEnable":true})");
     EXPECT_EQ(Patched(R"({"hostName":"beta"})"), R"({"hostName":"beta","ssdpEnable":true})");
     EXPECT_EQ(Patched(R"({"ssdpEnable":false})"), R"({"hostName":"alpha","ssdpEnable":false})");
     EXPECT_EQ(Patched(R"({"ssdpEnable":false,"hostName":"b"})"),
               R"({"hostName":"b","ssdpEnable":false})");
-    EXPECT_EQ(Patched(R"({"hostName":"b","hostName":"c"})"), // as most readers of JSON do
+    EXPECT_EQ(Patched(R"({"hostName":"b","hostName":"c"})"), // the last one counts
               R"({"hostName":"c","ssdpEnable":true})");
 }
 
-TEST(SystemConfigPatch, RemovesAMemberGivenAsNull)
+TEST(SystemConfigPatch, RemovesAMemberThatIsNull)
 {
     EXPECT_EQ(Patched(R"({"hostName":null})"), R"({"ssdpEnable":true})");
     EXPECT_EQ(Patched(R"({"hostName":null,"ssdpEnable":null})"), "{}");
@@ -96,7 +96,7 @@ TEST(SystemConfigPatch, AddsAMemberThatWasAbsent)
     EXPECT_EQ(SystemConfigText(config), R"({"ssdpEnable":false})");
 }
 
-TEST(SystemConfigPatch, IsRefusedAsAWholeForOneWrongType)
+TEST(SystemConfigPatch, IsRefusedIfOneMemberHasAWrongType)
 {
     EXPECT_EQ(Refused(R"({"ssdpEnable":false,"hostName":5})"), kHostNameFault);
     EXPECT_EQ(Refused(R"({"hostName":{"a":null}})"), kHostNameFault);
@@ -106,7 +106,7 @@ TEST(SystemConfigPatch, IsRefusedAsAWholeForOneWrongType)
     EXPECT_EQ(Refused(R"({"ssdpEnable":[true]})"), "/ssdpEnable: must be true or false");
 }
 
-TEST(SystemConfigPatch, IsRefusedForAHostNameThatIsNoName)
+TEST(SystemConfigPatch, RefusesInvalidHostNames)
 {
     EXPECT_EQ(Refused(R"({"hostName":""})"), kHostNameFault);
     EXPECT_EQ(Refused(R"({"hostName":"a\r\nb"})"), kHostNameFault);
@@ -115,7 +115,7 @@ TEST(SystemConfigPatch, IsRefusedForAHostNameThatIsNoName)
     EXPECT_EQ(Refused(R"({"hostName":")" + std::string(64, 'a') + "\"}"), kHostNameFault);
 }
 
-TEST(SystemConfigPatch, IsRefusedForAnUnknownMemberEvenAsNull)
+TEST(SystemConfigPatch, RefusesUnknownMembersEvenIfNull)
 {
     EXPECT_EQ(Refused(R"({"hostName":"beta","hostname":"b"})"), "/hostname: unknown member");
     EXPECT_EQ(Refused(R"({"other":null})"), "/other: unknown member");
@@ -131,13 +131,13 @@ TEST(SystemConfigPatch, IsRefusedUnlessItIsAnObject)
     EXPECT_EQ(Refused("{\"hostName\":"), "line 1, column 13: malformed JSON");
 }
 
-TEST(FactorySystemConfig, MakesTheDeviceVisibleUnderTheSystemsHostName)
+TEST(FactorySystemConfig, HasTheSystemsHostNameAndSsdpSwitchedOn)
 {
     EXPECT_EQ(SystemConfigText(FactorySystemConfig("studio-a")),
               R"({"hostName":"studio-a","ssdpEnable":true})");
 }
 
-TEST(FactorySystemConfig, LeavesOutAHostNameThatNobodyCouldSet)
+TEST(FactorySystemConfig, OmitsAnInvalidHostName)
 {
     EXPECT_EQ(SystemConfigText(FactorySystemConfig("a\nb")), R"({"ssdpEnable":true})");
     EXPECT_EQ(SystemConfigText(FactorySystemConfig(std::string(64, 'a'))),

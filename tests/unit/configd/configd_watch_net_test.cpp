@@ -33,7 +33,7 @@ protected:
     }
 };
 
-TEST_F(ConfigWatch, BeginsWithAnEventForEachParameterInTheOrderNamed)
+TEST_F(ConfigWatch, BeginsWithAnEventForEachParameterInTheOrderOfTheRequest)
 {
     Service service;
     Stream first("?system=beacond&params=24,19");
@@ -49,7 +49,7 @@ TEST_F(ConfigWatch, BeginsWithAnEventForEachParameterInTheOrderNamed)
     EXPECT_EQ(third.Next(), kFirstDevice);
 }
 
-TEST_F(ConfigWatch, TellsEachChangeAsItHappens)
+TEST_F(ConfigWatch, SendsEachChangeAtOnce)
 {
     Service service;
     Stream stream("?system=beacond&params=24,19");
@@ -63,8 +63,8 @@ TEST_F(ConfigWatch, TellsEachChangeAsItHappens)
     EXPECT_EQ(stream.Next(), SystemEvent(R"({"ssdpEnable":true})"));
 }
 
-// Nothing but the change itself wakes the service.
-TEST_F(ConfigWatch, TellsAChangeWhoseSenderStays)
+// Only the request wakes the service, not the end of its connection.
+TEST_F(ConfigWatch, SendsAChangeWhileItsSenderStaysConnected)
 {
     Service service;
     Stream stream("?system=beacond&params=24");
@@ -77,7 +77,7 @@ TEST_F(ConfigWatch, TellsAChangeWhoseSenderStays)
     }
 }
 
-TEST_F(ConfigWatch, TellsOfDevicesKeptByHand)
+TEST_F(ConfigWatch, SendsDevicesThatAClientSet)
 {
     Service service({"--devices", "/var/lib/beacon-configd/devices.json"});
     Stream stream("?system=beacond&params=19");
@@ -88,7 +88,7 @@ TEST_F(ConfigWatch, TellsOfDevicesKeptByHand)
     EXPECT_EQ(stream.Next(), DeviceEvent("192.0.2.77", "Failed", true));
 }
 
-TEST_F(ConfigWatch, SaysNothingWhenNothingChanged)
+TEST_F(ConfigWatch, SendsNothingIfNothingChanged)
 {
     Service service;
     Stream stream("?system=beacond&params=24,19");
@@ -99,10 +99,10 @@ TEST_F(ConfigWatch, SaysNothingWhenNothingChanged)
     EXPECT_EQ(Ask("PATCH", kSystem, R"({"hostName":1})").status, "400 Bad Request");
     OnHost("ip addr add 192.0.2.110/24 dev net0 && ip addr del 192.0.2.110/24 dev net0");
     Rename("beta");
-    EXPECT_EQ(stream.Next(), RenamedEvent("beta")); // the next of all
+    EXPECT_EQ(stream.Next(), RenamedEvent("beta")); // the first event after those two
 }
 
-TEST_F(ConfigWatch, SaysNothingOfAParameterNotNamed)
+TEST_F(ConfigWatch, DoesNotSendOtherParameters)
 {
     Service service;
     Stream stream("?system=beacond&params=19");
@@ -114,7 +114,7 @@ TEST_F(ConfigWatch, SaysNothingOfAParameterNotNamed)
     EXPECT_EQ(stream.SkipTo(kFirstDevice), kFirstDevice);
 }
 
-TEST_F(ConfigWatch, TellsEveryWatcher)
+TEST_F(ConfigWatch, SendsAChangeToEveryWatcher)
 {
     Service service;
     std::list<Stream> streams;
@@ -126,7 +126,7 @@ TEST_F(ConfigWatch, TellsEveryWatcher)
     for (Stream &stream : streams) {
         EXPECT_EQ(stream.Next(), RenamedEvent("beta"));
     }
-    streams.pop_front(); // who leaves does not disturb the others
+    streams.pop_front(); // a watcher that disconnects does not disturb the others
     Rename("gamma");
     for (Stream &stream : streams) {
         EXPECT_EQ(stream.Next(), RenamedEvent("gamma"));
@@ -136,9 +136,8 @@ TEST_F(ConfigWatch, TellsEveryWatcher)
 TEST_F(ConfigWatch, RefusesAnUnknownParameterOrNone)
 {
     Service service;
-    const std::string unknown =
-        R"({"error":"params names an unknown parameter; 24 and 19 are known"})";
-    const std::string none = R"({"error":"params names no parameter"})";
+    const std::string unknown = R"({"error":"params has an unknown number; 24 and 19 are known"})";
+    const std::string none = R"({"error":"params is missing or empty"})";
     const std::vector<std::pair<std::string, std::string>> rows{
         {"?system=beacond&params=25", unknown},
         {"?system=beacond&params=24,19,1", unknown},
@@ -159,7 +158,7 @@ TEST_F(ConfigWatch, RefusesAnUnknownParameterOrNone)
     }
 }
 
-TEST_F(ConfigWatch, HasPlaceForSixtyFourWatchers)
+TEST_F(ConfigWatch, AcceptsSixtyFourWatchers)
 {
     Service service;
     std::list<Stream> streams;
@@ -173,7 +172,7 @@ TEST_F(ConfigWatch, HasPlaceForSixtyFourWatchers)
     EXPECT_EQ(Ask("GET", kSystem).status, "200 OK");
 
     streams.pop_back();
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kTimeoutMs);
     std::string status;
     while (status != "200 OK" && std::chrono::steady_clock::now() < end) {
         status = Stream("?system=beacond&params=24").Header().status;
@@ -181,8 +180,8 @@ TEST_F(ConfigWatch, HasPlaceForSixtyFourWatchers)
     EXPECT_EQ(status, "200 OK");
 }
 
-// Whatever the streams do: they are not read, and their clients go on sending.
-TEST_F(ConfigWatch, HeldStreamsKeepNoRequestOut)
+// The clients do not read their streams, and continue to send.
+TEST_F(ConfigWatch, IdleStreamsDoNotBlockRequests)
 {
     Service service;
     std::list<Connection> watchers;
@@ -199,10 +198,10 @@ TEST_F(ConfigWatch, HeldStreamsKeepNoRequestOut)
     EXPECT_EQ(Ask("GET", kSystem).body, R"({"hostName":"beta","ssdpEnable":true})");
 }
 
-// Tells a watcher that does not read more than fits in between.
-TEST_F(ConfigWatch, GivesAWatcherThatDidNotReadTheLatestValue)
+// The changes together are larger than the buffers of both sockets.
+TEST_F(ConfigWatch, SendsOnlyTheLatestValueToASlowWatcher)
 {
-    OnHost("echo 4096 16384 65536 >/proc/sys/net/ipv4/tcp_wmem"); // what the system keeps for it
+    OnHost("echo 4096 16384 65536 >/proc/sys/net/ipv4/tcp_wmem"); // small send buffers
     Service service({"--devices", "/var/lib/beacon-configd/devices.json"});
     Stream lazy("?system=beacond&params=19", 4096);
     EXPECT_EQ(lazy.Next(), "event: 19\ndata: []\n\n");
@@ -234,17 +233,17 @@ TEST_F(ConfigWatch, GivesAWatcherThatDidNotReadTheLatestValue)
 TEST_F(ConfigWatch, EndsWithStreamsOpen)
 {
     Service service;
-    Stream told("?system=beacond&params=24");
-    EXPECT_EQ(told.Next(), kFirstSystem);
+    Stream read("?system=beacond&params=24");
+    EXPECT_EQ(read.Next(), kFirstSystem);
     Stream unread("?system=beacond&params=24,19");
     Stream lazy("?system=beacond&params=24,19", 4096);
     EXPECT_EQ(service.Stop(SIGTERM), 0);
     EXPECT_EQ(service.Child().Err(), "");
-    EXPECT_EQ(told.Next(), "");
+    EXPECT_EQ(read.Next(), "");
     EXPECT_EQ(unread.Next(), kFirstSystem);
 }
 
-TEST_F(ConfigWatch, EndsOnAnInterruptWithStreamsOpen)
+TEST_F(ConfigWatch, EndsAtSigintWithStreamsOpen)
 {
     Service service;
     Stream stream("?system=beacond&params=24");
@@ -253,9 +252,9 @@ TEST_F(ConfigWatch, EndsOnAnInterruptWithStreamsOpen)
     EXPECT_EQ(stream.Next(), "");
 }
 
-TEST_F(ConfigWatch, SaysThatItLivesWhenThereIsNothingElseToSay)
+TEST_F(ConfigWatch, SendsHeartbeatsIfNothingChanges)
 {
-    const auto period = 20ms; // makes the test short
+    const auto period = 20ms; // short, to save time
     Server server({10000ms, period});
     const auto start = std::chrono::steady_clock::now();
     Stream stream("?system=beacond&params=24");
@@ -266,13 +265,13 @@ TEST_F(ConfigWatch, SaysThatItLivesWhenThereIsNothingElseToSay)
     EXPECT_GE(std::chrono::steady_clock::now() - start, 5 * period);
 }
 
-TEST_F(ConfigWatch, SaysSoOftenEnoughForClientsToRelyOn)
+TEST_F(ConfigWatch, SendsHeartbeatsAsOftenAsClientsExpect)
 {
-    EXPECT_LT(configd::Periods().comment, 15s);
+    EXPECT_LT(configd::Periods().heartbeat, 15s);
 }
 
-// A client of the older protocol gets the same without chunks.
-TEST_F(ConfigWatch, ServesAnOlderClientUntilItLeaves)
+// In HTTP/1.0 the events are sent without chunks.
+TEST_F(ConfigWatch, SendsEventsToAnHttp10Client)
 {
     Service service;
     Connection connection;

@@ -13,15 +13,15 @@
 
 namespace test {
 
-// Long enough for a busy machine with a sanitizer, and less than the 10 s after
-// which a stream says something anyway: an event that waits for that is too late.
-constexpr int kPatienceMs = 8000;
+// Long enough for a busy machine with a sanitizer, and shorter than the 10 s between
+// heartbeats: an event that is sent only together with a heartbeat is too late.
+constexpr int kTimeoutMs = 8000;
 
 // A TCP connection to the service.
 class Connection
 {
 public:
-    // receiveBuffer, in bytes, makes the system take in less than it would.
+    // receiveBuffer limits the system's receive buffer, in bytes; 0 keeps the default.
     explicit Connection(int receiveBuffer = 0) : mSocket(socket(AF_INET, SOCK_STREAM, 0))
     {
         if (receiveBuffer > 0) {
@@ -46,22 +46,22 @@ public:
         }
     }
 
-    // False once the other side takes nothing more.
+    // Returns false if the connection has ended.
     [[nodiscard]] bool TrySend(const std::string &text) const
     {
         return send(mSocket, text.data(), text.size(), MSG_NOSIGNAL) ==
                static_cast<ssize_t>(text.size());
     }
 
-    // Whether something, or the end, can be read within a time.
+    // Waits for input or the end of the connection. Returns false if the time is over.
     [[nodiscard]] bool WaitForInput(int milliseconds) const
     {
         pollfd waiting{mSocket, POLLIN, 0};
         return poll(&waiting, 1, milliseconds) == 1;
     }
 
-    // Reads on until the received text holds another one (empty: until the other
-    // side ends), and takes it out up to and with that. Shorter at an early end.
+    // Reads up to and including the text end; if it is empty, up to the end of the
+    // connection. Returns less if the connection ends before.
     std::string ReadUntil(const std::string &end)
     {
         std::size_t at = std::string::npos;
@@ -88,11 +88,11 @@ private:
         return taken;
     }
 
-    // False when the other side has ended the connection.
+    // Returns false if the other side has ended the connection.
     bool ReceiveMore()
     {
-        if (!WaitForInput(kPatienceMs)) {
-            throw std::runtime_error("the service says nothing; received so far: " + mReceived);
+        if (!WaitForInput(kTimeoutMs)) {
+            throw std::runtime_error("no input from the service; received so far: " + mReceived);
         }
         std::array<char, 4096> buffer{};
         const ssize_t length = recv(mSocket, buffer.data(), buffer.size(), 0);
@@ -110,7 +110,7 @@ struct Answer
     std::string header; // all lines
     std::string body;
 
-    // A line of the header without its name; "" when it is not there.
+    // The value of a header field; "" if it is absent.
     [[nodiscard]] std::string Field(const std::string &name) const
     {
         const std::string key = "\r\n" + name + ": ";
@@ -145,7 +145,7 @@ inline std::string RequestText(const std::string &method, const std::string &tar
            "\r\n\r\n" + body;
 }
 
-// One request on a connection of its own.
+// Sends one request on a new connection and returns the answer.
 inline Answer Ask(const std::string &method, const std::string &target,
                   const std::string &body = "")
 {
@@ -158,7 +158,7 @@ inline Answer Ask(const std::string &method, const std::string &target,
     return answer;
 }
 
-// A stream of events being watched.
+// A client of a stream of events.
 class Stream
 {
 public:
@@ -170,7 +170,7 @@ public:
 
     [[nodiscard]] const Answer &Header() const { return mAnswer; }
 
-    // The next event with its empty line, or comment line; "" at the end.
+    // The next event with its empty line, or the next comment line; "" at the end.
     std::string Next()
     {
         while (true) {
@@ -189,11 +189,11 @@ public:
         }
     }
 
-    // Reads on, over comments and other events, until an event comes up; "" when
+    // Skips comments and other events until this event arrives, and returns it; "" if
     // the stream ends before.
     std::string SkipTo(const std::string &event)
     {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kTimeoutMs);
         std::string next;
         do {
             next = Next();
@@ -215,7 +215,7 @@ private:
 
     Connection mConnection;
     Answer mAnswer;
-    std::string mText; // received, without the framing of the chunks
+    std::string mText; // received, without the framing of chunks
 };
 
 inline std::string SystemEvent(const std::string &json)

@@ -32,7 +32,7 @@ protected:
     ~ConfigFolder() override { OnHost("rm -r /var/lib/beacon-configd"); }
 };
 
-// What runs beacon-configd with a command line in a LiveChild.
+// A function that runs beacon-configd with a command line, for LiveChild.
 inline std::function<int()> Program(const std::vector<std::string> &arguments)
 {
     return [arguments] {
@@ -47,7 +47,7 @@ inline std::function<int()> Program(const std::vector<std::string> &arguments)
     };
 }
 
-// The service, answering on port 8080 from the end of the constructor on.
+// The service. It answers on port 8080 when the constructor returns.
 class Service
 {
 public:
@@ -58,7 +58,7 @@ public:
         }
     }
 
-    // Asks it to end; its status.
+    // Sends a signal and returns the exit status.
     int Stop(int signal = SIGTERM)
     {
         mChild.Signal(signal);
@@ -73,7 +73,7 @@ private:
     LiveChild mChild;
 };
 
-// The HTTP server alone on port 8080, with periods of the test's own.
+// Only the HTTP server, on port 8080, with the given periods.
 class Server
 {
 public:
@@ -92,7 +92,7 @@ private:
         configd::HttpServer server(settings, configd::OpenListeningSocket(8080), periods);
         std::cout << "listening" << std::endl;
         while (true) {
-            pollfd waiting{server.Number(), POLLIN, 0};
+            pollfd waiting{server.Descriptor(), POLLIN, 0};
             poll(&waiting, 1, server.WaitMs());
             server.Run();
         }

@@ -25,9 +25,9 @@ std::string HostNameIn(const std::string &text)
     return devices.size() == 1 ? devices[0].hostName : "";
 }
 
-SSDPDeviceMap Two()
+formats::SSDPDeviceMap Two()
 {
-    SSDPDeviceMap devices;
+    formats::SSDPDeviceMap devices;
     devices["a"].hostName = "studio-a";
     devices["a"].ipAddress = "192.0.2.10";
     devices["a"].modelName = "Corvia 12";
@@ -42,7 +42,7 @@ SSDPDeviceMap Two()
 
 TEST(ReadBrowseDocument, ReadsBackTheDocumentOfTheDaemon)
 {
-    const SSDPDeviceMap written = Two();
+    const formats::SSDPDeviceMap written = Two();
     std::vector<SSDPDeviceType> devices;
     std::string error;
     ASSERT_TRUE(ReadBrowseDocument(ComposeBrowseDocument(written), devices, error)) << error;
@@ -73,9 +73,9 @@ TEST(ReadBrowseDocument, NamesTheFaultInOneLine)
     EXPECT_EQ(ErrorOf("<html>"), "invalid JSON at byte 1");
     EXPECT_EQ(ErrorOf("[{}]x"), "invalid JSON at byte 5");
     EXPECT_EQ(ErrorOf("[1e999]"), "invalid JSON: a number is too large");
-    EXPECT_EQ(ErrorOf("{}"), "not a browse list: no JSON array");
-    EXPECT_EQ(ErrorOf("[1]"), "not a browse list: an element is no object");
-    EXPECT_EQ(ErrorOf("[[]]"), "not a browse list: an element is no object");
+    EXPECT_EQ(ErrorOf("{}"), "not a browse list: not a JSON array");
+    EXPECT_EQ(ErrorOf("[1]"), "not a browse list: an element is not an object");
+    EXPECT_EQ(ErrorOf("[[]]"), "not a browse list: an element is not an object");
     EXPECT_EQ(ErrorOf(std::string(100000, '[') + std::string(100000, ']')),
-              "not a browse list: an element is no object");
+              "not a browse list: an element is not an object");
 }

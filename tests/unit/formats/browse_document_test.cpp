@@ -108,7 +108,7 @@ TEST(BrowseDocument, SeparatesDevicesByACommaWithoutBlanks)
 
 TEST(BrowseDocument, OrdersDevicesByTheBytesOfTheirKeys)
 {
-    SSDPDeviceMap devices;
+    formats::SSDPDeviceMap devices;
     for (const char *key : {"b", "\xC3\xA9", "a-10", "a-1", "B", "a-2"}) {
         devices[key].hostName = key;
     }
@@ -172,7 +172,7 @@ TEST(BrowseDocument, CopiesEveryByteFrom0x20)
 // A document that grew while it was composed would be in memory twice.
 TEST(BrowseDocument, TakesNoMoreMemoryThanItsSize)
 {
-    SSDPDeviceMap devices;
+    formats::SSDPDeviceMap devices;
     for (int number = 0; number < 100; ++number) {
         devices[std::to_string(number)].hostName = std::string(static_cast<std::size_t>(number), 1);
         const std::string document = ComposeBrowseDocument(devices);
@@ -230,7 +230,7 @@ TEST(SizeOfPlainBrowseObject, IsTheSizeOfAnObjectWithoutEscapes)
 
 TEST(SizeOfBrowseObject, OfAllDevicesAndABracketIsTheSizeOfTheDocument)
 {
-    SSDPDeviceMap devices{{"a", Encoder()}, {"b", {}}, {"c", FullRecord()}};
+    formats::SSDPDeviceMap devices{{"a", Encoder()}, {"b", {}}, {"c", FullRecord()}};
     devices["d"].hostName = AllBytes();
     std::size_t size = 1;
     for (const auto &[usn, device] : devices) {

@@ -7,9 +7,9 @@
 
 namespace {
 
-SSDPDeviceMap Two()
+formats::SSDPDeviceMap Two()
 {
-    SSDPDeviceMap list;
+    formats::SSDPDeviceMap list;
     for (const SSDPDeviceType &device : {Device("Lumen", "192.0.2.20", "studio-b"),
                                          Device("Corvia 12", "192.0.2.10", "studio-a")}) {
         list.emplace(device.usn, device);
@@ -26,7 +26,8 @@ const std::string kSecond = "\n  ProductName:\"Lumen\""
                             "\n  IP:         192.0.2.20"
                             "\n  USN:        uuid:65746500-Lumen-192.0.2.20-0\n";
 
-std::string Assembled(const SSDPDeviceMap &list, std::size_t maxSize, std::string out = "NodeList")
+std::string Assembled(const formats::SSDPDeviceMap &list, std::size_t maxSize,
+                      std::string out = "NodeList")
 {
     formats::AssembleList(list, out, maxSize);
     return out;
@@ -36,7 +37,7 @@ std::string Assembled(const SSDPDeviceMap &list, std::size_t maxSize, std::strin
 
 TEST(AnswerCommand, ReturnsTheListingOrNamesTheUnknownCommand)
 {
-    SSDPDeviceMap one = Two();
+    formats::SSDPDeviceMap one = Two();
     one.erase(one.begin());
     std::string reply = "former";
     EXPECT_TRUE(formats::AnswerCommand("gh", one, Two(), reply));
@@ -79,14 +80,14 @@ TEST(AssembleList, StopsBeforeTheFirstEntryThatDoesNotFit)
 
 TEST(AssembleList, SkipsNoEntryInFavourOfALaterSmallerOne)
 {
-    SSDPDeviceMap list = Two();
+    formats::SSDPDeviceMap list = Two();
     list.begin()->second.hostName = std::string(60000, 'h');
     EXPECT_EQ(Assembled(list, 50000), "NodeList");
 }
 
 TEST(AssembleList, OfAThousandDevicesFillsADatagramWithWholeEntries)
 {
-    SSDPDeviceMap list;
+    formats::SSDPDeviceMap list;
     for (int i = 0; i < 1000; ++i) {
         SSDPDeviceType device = Device("Lumen", "192.0.2.20", "studio-b");
         list.emplace(std::to_string(1000 + i), device);

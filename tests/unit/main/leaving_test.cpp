@@ -15,7 +15,7 @@
 
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
-// When the main thread is held up there is nobody to join the thread that has ended.
+// If the main thread is blocked, it does not join the thread that has ended.
 extern "C" const char *__tsan_default_options()
 {
     return "report_thread_leaks=0";
@@ -31,8 +31,8 @@ using test::LiveChild;
 constexpr int kEndedBySigterm = 128 + SIGTERM;
 constexpr int kEndedBySigint = 128 + SIGINT;
 
-// By the system call, as in a signal handler; nothing waits in a buffer when the
-// process ends.
+// Uses the system call, as in a signal handler: a buffered line would be lost when the process
+// ends.
 void Say(const char *line)
 {
     static_cast<void>(write(STDOUT_FILENO, line, std::strlen(line)));
@@ -45,14 +45,14 @@ void Say(const char *line)
     }
 }
 
-// What of the process is held up.
+// The parts of the process that are blocked.
 struct Stalled
 {
     bool duty = false;
     bool mainThread = false;
 };
 
-// A daemon in a process of its own, its lines on standard output.
+// A daemon, for a child process. It reports its progress on standard output.
 int RunDaemon(Stalled stalled)
 {
     const test::Application application;
@@ -77,7 +77,7 @@ int RunDaemon(Stalled stalled)
 class LeavingAtASignal : public testing::TestWithParam<int>
 {
 protected:
-    // Ends a daemon by the signal; what it has written.
+    // Ends a daemon by the signal. Returns its output.
     static std::string End(Stalled stalled)
     {
         LiveChild daemon([stalled] { return RunDaemon(stalled); });
@@ -91,25 +91,25 @@ protected:
 
 } // namespace
 
-TEST_P(LeavingAtASignal, DoesTheDutyAndLeavesTheEventLoopWith0)
+TEST_P(LeavingAtASignal, CallsTheDutyAndEndsTheEventLoopWithStatus0)
 {
     EXPECT_EQ(End({false, false}), "running\nduty\nleft\n");
 }
 
-TEST_P(LeavingAtASignal, DoesTheDutyAndTheLastActWhenTheMainThreadIsHeldUp)
+TEST_P(LeavingAtASignal, CallsTheDutyAndTheLastActIfTheMainThreadIsBlocked)
 {
     EXPECT_EQ(End({false, true}), "running\nduty\nlast act\n");
 }
 
-TEST_P(LeavingAtASignal, DoesTheLastActWhenTheDutyIsHeldUp)
+TEST_P(LeavingAtASignal, CallsTheLastActIfTheDutyBlocks)
 {
     EXPECT_EQ(End({true, false}), "running\nduty\nlast act\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(, LeavingAtASignal, testing::Values(SIGTERM, SIGINT));
 
-// The signals come from within, so that the second is there before time runs out.
-TEST(Leaving, EndsAtOnceByASecondSignal)
+// The process signals itself: the second signal arrives before the time-out.
+TEST(Leaving, EndsAtOnceAtASecondSignal)
 {
     const std::vector<std::array<int, 3>> cases{{SIGTERM, SIGTERM, kEndedBySigterm},
                                                 {SIGTERM, SIGINT, kEndedBySigint},
@@ -132,7 +132,7 @@ TEST(Leaving, EndsAtOnceByASecondSignal)
     }
 }
 
-TEST(Leaving, DoesTheDutyOnceAndLeavesAtOnceWhenTheSignalComesBeforeBoth)
+TEST(Leaving, CallsTheDutyOnceIfTheSignalArrivesBeforeTheDutyIsSet)
 {
     LiveChild daemon([] {
         const test::Application application;
@@ -147,7 +147,7 @@ TEST(Leaving, DoesTheDutyOnceAndLeavesAtOnceWhenTheSignalComesBeforeBoth)
     EXPECT_EQ(daemon.Out(), "duty\nleft\n");
 }
 
-TEST(Leaving, WithoutASignalDoesTheDutyAtItsEnd)
+TEST(Leaving, CallsTheDutyInItsDestructorIfThereWasNoSignal)
 {
     LiveChild daemon([] {
         const test::Application application;
@@ -162,7 +162,7 @@ TEST(Leaving, WithoutASignalDoesTheDutyAtItsEnd)
     EXPECT_EQ(daemon.Out(), "duty\ngone\n");
 }
 
-TEST(Leaving, WithoutAThreadLeavesSignalsAsTheyAre)
+TEST(Leaving, KeepsTheDefaultActionsIfItsThreadCannotBeCreated)
 {
     LiveChild daemon([] {
         const test::Application application;

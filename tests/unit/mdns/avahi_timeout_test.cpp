@@ -13,7 +13,7 @@ namespace {
 
 const AvahiPoll *const kPoll = avahi_qt_poll_get();
 
-// The wall-clock time so many microseconds from now.
+// The wall-clock time in this number of microseconds.
 timeval fromNow(AvahiUsec microseconds)
 {
     timeval deadline{};
@@ -57,8 +57,8 @@ protected:
         EXPECT_TRUE(waitFor([&other] { return !other.calls.empty(); }));
         kPoll->timeout_free(timeout);
     }
-    // The timer's delay, in milliseconds, for a deadline so many microseconds ahead. Tries
-    // again if slack microseconds or more have passed before the check.
+    // The timer's delay, in milliseconds, for a deadline in `ahead` microseconds. Tries again
+    // if slack microseconds or more have passed before the check.
     static int delayFor(AvahiTimeout *timeout, AvahiUsec ahead, AvahiUsec slack)
     {
         timeval deadline{};

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-// A device that publishes, and a peer that browses, each with an avahi-daemon of its own.
+// A device that publishes, and a peer that browses, each with its own avahi-daemon.
 // All tests of a program share the daemons, so each test uses different instance names.
 class TwoDevices : public testing::Test
 {

@@ -90,7 +90,7 @@ TEST(SerialNumber, HasADefaultForAnUnreadableFile)
     }));
 }
 
-TEST(SerialNumber, OfANulAloneIsEmpty)
+TEST(SerialNumber, IsEmptyIfTheFileHasOnlyANul)
 {
     const Serial serial = Stored(WithNul(""));
     EXPECT_EQ(serial.formatted, "");

@@ -1,4 +1,4 @@
-// A program of its own, because it takes five seconds, the longest wait of a watch.
+// A separate program, because it takes five seconds, the longest wait of a watch.
 #include "pubsub/config_map.h"
 
 #include "support/application.h"

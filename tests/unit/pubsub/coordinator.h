@@ -3,8 +3,8 @@
 #include "pubsub/vex_pubsub.h"
 #include "support/application.h"
 #include "support/config_service.h"
-#include "support/heard_so_far.h"
 #include "support/one_processor.h"
+#include "support/received_so_far.h"
 
 #include <QSignalSpy>
 #include <fstream>
@@ -44,7 +44,7 @@ public:
     {
         Set(ConfigMap::SsdpEnable, "", true);
         Set(ConfigMap::InterfaceSetupState, "Preparing", false);
-        static_cast<void>(Heard());
+        static_cast<void>(Received());
         static_cast<void>(Signals());
     }
 
@@ -71,10 +71,10 @@ public:
     }
 
     // The datagrams to the peer since the last call: "alive", "byebye" or "search".
-    std::vector<std::string> Heard()
+    std::vector<std::string> Received()
     {
         std::vector<std::string> kinds;
-        for (const std::string &datagram : HeardSoFar(mPeer)) {
+        for (const std::string &datagram : ReceivedSoFar(mPeer)) {
             kinds.push_back(Kind(datagram));
         }
         return kinds;
@@ -95,7 +95,7 @@ public:
     // was sent, is sent at a later tick.
     void AwaitPass()
     {
-        constexpr int kOften = 51; // of so many requests, one is sent at the next tick
+        constexpr int kOften = 51; // enough requests for one to be sent at the next tick
         for (const std::string file : {"first.xml", "second.xml"}) {
             for (int i = 0; i < kOften; ++i) {
                 mPeer.SendTo("NOTIFY * HTTP/1.1\r\nNT: x\r\nNTS: ssdp:alive\r\n"
@@ -111,7 +111,7 @@ public:
     static bool IsOpen()
     {
         VEXUDPSocket probe;
-        return probe.Open("", 1900) != kVEXSuccess;
+        return probe.Open("", 1900) != vexbase::kSuccess;
     }
 
     VEXPubSub &PubSub() { return *mPubSub; }

@@ -69,7 +69,7 @@ TEST(PubSubLife, BeginsAndEndsWithItsLinesAndWithoutGoodbye)
                        "SSDPThread: Exiting...\n"
                        "SSDPDiagnosticThread: Exiting...\n");
     EXPECT_EQ(end.err, "");
-    EXPECT_EQ(test::HeardSoFar(peer), Texts());
+    EXPECT_EQ(test::ReceivedSoFar(peer), Texts());
 }
 
 TEST(PubSubLeaving, SendsTheGoodbyeEndsTheThreadsAndRemovesTheList)
@@ -80,7 +80,7 @@ TEST(PubSubLeaving, SendsTheGoodbyeEndsTheThreadsAndRemovesTheList)
     ASSERT_EQ(device.NextAnnouncement(), "alive");
     ASSERT_NE(device.Peer().ReceiveContaining("M-SEARCH"), "");
     const test::Output output = test::Capture([&device] { device.PubSub().leave(); });
-    EXPECT_EQ(device.Heard(), Texts{"byebye"});
+    EXPECT_EQ(device.Received(), Texts{"byebye"});
     EXPECT_FALSE(device.IsOpen());
     EXPECT_EQ(output.out, "SSDPThread: Exiting...\n"
                           "SSDPDiagnosticThread: Exiting...\n"
@@ -99,7 +99,7 @@ TEST(PubSubLeaving, IsFinal)
     }
     device.Set(ConfigMap::InterfaceSetupState, "Complete", false);
     EXPECT_FALSE(device.IsOpen());
-    EXPECT_EQ(device.Heard(), Texts());
+    EXPECT_EQ(device.Received(), Texts());
     EXPECT_EQ(test::Capture([&device] { device.PubSub().leave(); }).err, "");
 }
 
@@ -111,7 +111,7 @@ TEST(PubSubLeaving, BeforeTheFirstPublicationPreventsIt)
         test::Capture([&device] { device.PubSub().init(Mdns::getInstance()); });
     EXPECT_EQ(output.out + output.err, "");
     EXPECT_EQ(device.Signals(), Texts());
-    EXPECT_EQ(device.Heard(), Texts());
+    EXPECT_EQ(device.Received(), Texts());
     EXPECT_EQ(access("/var/www/discovery/browse.json", F_OK), -1);
 }
 

@@ -26,7 +26,7 @@ protected:
     {
         device->Set(ConfigMap::SsdpEnable, "", false);
         static_cast<void>(device->Signals());
-        static_cast<void>(device->Heard());
+        static_cast<void>(device->Received());
     }
 
     // Gives net0 another address; the configuration service reports it.
@@ -76,7 +76,7 @@ TEST_F(PubSub, AddressIsIgnoredWhileSsdpIsOff)
     Disable();
     device->Set(ConfigMap::Address, "", true);
     EXPECT_FALSE(device->IsOpen());
-    EXPECT_EQ(device->Heard(), Texts());
+    EXPECT_EQ(device->Received(), Texts());
     EXPECT_EQ(device->Signals(), Texts());
 }
 
@@ -124,7 +124,7 @@ TEST_F(PubSub, PreparingWithdrawsTheServiceAndClosesTheEngine)
     Announce();
     device->Set(ConfigMap::InterfaceSetupState, "Preparing", false);
     EXPECT_FALSE(device->IsOpen());
-    EXPECT_EQ(device->Heard(), Texts{"byebye"});
+    EXPECT_EQ(device->Received(), Texts{"byebye"});
     EXPECT_EQ(device->Signals(), Texts());
 }
 
@@ -134,7 +134,7 @@ TEST_F(PubSub, PreparingIsIgnoredWhileSsdpIsOff)
     Disable();
     device->Set(ConfigMap::InterfaceSetupState, "Preparing", false);
     EXPECT_TRUE(device->IsOpen());
-    EXPECT_EQ(device->Heard(), Texts());
+    EXPECT_EQ(device->Received(), Texts());
 }
 
 TEST_F(PubSub, CompleteOpensTheEngineAndAnnounces)
@@ -180,7 +180,7 @@ TEST_F(PubSub, OtherStatesAreIgnored)
         device->Set(ConfigMap::InterfaceSetupState, state, false);
         EXPECT_TRUE(device->IsOpen()) << state;
     }
-    EXPECT_EQ(device->Heard(), Texts());
+    EXPECT_EQ(device->Received(), Texts());
     EXPECT_EQ(device->Signals(), Texts());
 }
 
@@ -245,7 +245,7 @@ TEST_F(PubSub, ConnectedIsIgnoredByAnOpenEngine)
     Announce();
     const test::Output output = test::Capture([] { device->Set(ConfigMap::Connected, "", true); });
     EXPECT_EQ(output.out + output.err, "");
-    EXPECT_EQ(device->Heard(), Texts());
+    EXPECT_EQ(device->Received(), Texts());
 }
 
 TEST_F(PubSub, DisconnectedClosesTheEngineWithoutGoodbye)
@@ -253,9 +253,9 @@ TEST_F(PubSub, DisconnectedClosesTheEngineWithoutGoodbye)
     Announce();
     device->Set(ConfigMap::Connected, "", false);
     EXPECT_FALSE(device->IsOpen());
-    EXPECT_EQ(device->Heard(), Texts());
+    EXPECT_EQ(device->Received(), Texts());
     device->Set(ConfigMap::Connected, "", false);
-    EXPECT_EQ(device->Heard(), Texts());
+    EXPECT_EQ(device->Received(), Texts());
     EXPECT_EQ(device->Signals(), Texts());
 }
 

@@ -50,7 +50,7 @@ protected:
         } while (mFlooded < 20 * kFloodPerSecond || mSinceTickMs < 3000);
     }
 
-    // Floods until the peer gets a datagram, at most for so many seconds.
+    // Floods until the peer gets a datagram, at most for this number of seconds.
     Datagrams FloodUntilThePeerGets(int seconds)
     {
         Datagrams got;

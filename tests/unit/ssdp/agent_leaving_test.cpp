@@ -67,7 +67,7 @@ TEST_F(AgentLeaving, EmptiesTheListsAndFlagsAChange)
 {
     OpenAnnounced();
     Receive(PeerDescription("Lumen", "beta"));
-    SSDPDeviceMap known;
+    formats::SSDPDeviceMap known;
     ASSERT_TRUE(mAgent.TakeChange(known));
     EXPECT_EQ(known.size(), 2U);
     Leave();
@@ -103,7 +103,7 @@ TEST_F(AgentLeaving, DatagramsAfterLeavingAreIgnored)
 {
     OpenAnnounced();
     Leave();
-    SSDPDeviceMap known;
+    formats::SSDPDeviceMap known;
     static_cast<void>(mAgent.TakeChange(known));
     for (const std::string &datagram :
          {PeerDescription("Lumen", "beta"), PeerNotify("ssdp:alive", "Lumen", "nowhere"),

@@ -49,7 +49,7 @@ protected:
         return environment.TakeFaults();
     }
 
-    // The text of a datagram that takes so many places.
+    // The text of a datagram that takes this number of places.
     static std::string Large(std::size_t places)
     {
         return std::string(places * ssdp::kBytesOfPlace, 'x');

@@ -31,7 +31,7 @@ TEST(IndexedDeviceMap, FindsRecordsByTheirWholeUSNOnly)
 {
     ssdp::IndexedDeviceMap map;
     std::string usn;
-    // The lengths leave every rest that the hash, which reads 8 bytes at a time, can have.
+    // The hash reads 8 bytes at a time. These lengths leave every possible remainder.
     for (int length = 0; length < 100; ++length) {
         map.insert_or_assign(Record(usn, std::to_string(length)));
         usn += 'x';

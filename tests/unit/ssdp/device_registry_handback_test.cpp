@@ -50,7 +50,7 @@ TEST_F(RegistryHandBack, KnownDeviceIsRefreshedWithTheReceivedMaxAge)
         SSDPDeviceType silent = Silent();
         fresh.AddService(silent);
         fresh.UpdateContainers(0);
-        SSDPDeviceMap before;
+        formats::SSDPDeviceMap before;
         ASSERT_TRUE(fresh.TakeChange(before));
 
         fresh.UpdateDevice({"upnp:rootdevice", kUSN, "http://192.0.2.30:80/a.xml"},

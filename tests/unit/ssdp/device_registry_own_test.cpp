@@ -172,7 +172,7 @@ TEST_F(RegistryOwn, ForgedDescriptionBeforeTheFirstPassDoesNotPreventPublication
 
 TEST_F(RegistryOwn, ChangeStaysFlaggedUntilItIsTaken)
 {
-    SSDPDeviceMap out{{"stale", {}}};
+    formats::SSDPDeviceMap out{{"stale", {}}};
     EXPECT_FALSE(registry.TakeChange(out));
     EXPECT_EQ(out.count("stale"), 1U); // untouched
 
@@ -210,7 +210,7 @@ TEST_F(RegistryOwn, LeavingWithKnownServicesFlagsAChange)
 {
     registry.Leave(true);
     EXPECT_TRUE(registry.HostList().empty());
-    SSDPDeviceMap out{{"stale", {}}};
+    formats::SSDPDeviceMap out{{"stale", {}}};
     EXPECT_TRUE(registry.TakeChange(out));
     EXPECT_TRUE(out.empty());
 

@@ -2,9 +2,9 @@
 
 #include "messages.h"
 #include "ssdp/vex_ssdp.h"
-#include "support/heard_so_far.h"
 #include "support/one_processor.h"
 #include "support/private_namespace.h"
+#include "support/received_so_far.h"
 
 #include <array>
 #include <fstream>
@@ -83,7 +83,7 @@ protected:
     static void FromOwnAddress(const std::string &datagram)
     {
         VEXUDPSocket own;
-        ASSERT_EQ(own.Open(kOwnAddress, 0), kVEXSuccess);
+        ASSERT_EQ(own.Open(kOwnAddress, 0), vexbase::kSuccess);
         EXPECT_EQ(own.Write(datagram.data(), datagram.size(), SocketAddressOf(kOwnAddress, 1900)),
                   static_cast<int>(datagram.size()));
     }

@@ -142,7 +142,7 @@ protected:
     // Clears the change flag. Returns whether it was set.
     bool TakeChange()
     {
-        SSDPDeviceMap copy;
+        formats::SSDPDeviceMap copy;
         return registry.TakeChange(copy);
     }
 
@@ -162,7 +162,7 @@ protected:
     std::string lastMulticast; // the last datagram to the group
 
 private:
-    static const SSDPDeviceType *Find(const SSDPDeviceMap &list, const std::string &usn)
+    static const SSDPDeviceType *Find(const formats::SSDPDeviceMap &list, const std::string &usn)
     {
         const auto found = list.find(usn);
         return found == list.end() ? nullptr : &found->second;

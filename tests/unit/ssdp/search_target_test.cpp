@@ -17,9 +17,9 @@ const char *const kA = "uuid:65746500-A-192.0.2.10-0";
 const char *const kB = "uuid:65746500-B-192.0.2.10-0";
 const char *const kC = "uuid:65746500-C-192.0.2.10-0";
 
-SSDPDeviceMap Services()
+formats::SSDPDeviceMap Services()
 {
-    SSDPDeviceMap services;
+    formats::SSDPDeviceMap services;
     const auto add = [&services](const std::string &product, const std::string &type) {
         SSDPDeviceType service = Device(product, "192.0.2.10", "studio-a");
         service.notificationType = type;
@@ -31,7 +31,7 @@ SSDPDeviceMap Services()
     return services;
 }
 
-USNs Answers(const SSDPDeviceMap &services, const std::string &target)
+USNs Answers(const formats::SSDPDeviceMap &services, const std::string &target)
 {
     USNs answers;
     for (const SSDPDeviceType *service : ssdp::MatchSearchTarget(services, target)) {
@@ -70,7 +70,7 @@ TEST(SearchTarget, USNMatchesTheServiceWithExactlyThisUSN)
 
 TEST(SearchTarget, TargetWithUuidIsNotComparedWithTypes)
 {
-    SSDPDeviceMap services = Services();
+    formats::SSDPDeviceMap services = Services();
     services.begin()->second.notificationType = "x-uuid:y";
     EXPECT_EQ(Answers(services, "x-uuid:y"), USNs{});
     EXPECT_EQ(Answers(services, "x-uuid:y:1"), USNs{});
@@ -80,7 +80,7 @@ TEST(SearchTarget, TargetWithUuidIsNotComparedWithTypes)
 
 TEST(SearchTarget, VersionIsNotCutOffAUSN)
 {
-    SSDPDeviceMap services = Services();
+    formats::SSDPDeviceMap services = Services();
     services.begin()->second.usn = "uuid:y:1";
     EXPECT_THAT(Answers(services, "uuid:y:1"), ElementsAre("uuid:y:1"));
     services.begin()->second.usn = "uuid:y";
@@ -89,7 +89,7 @@ TEST(SearchTarget, VersionIsNotCutOffAUSN)
 
 TEST(SearchTarget, UuidAloneIsComparedAsAType)
 {
-    SSDPDeviceMap services = Services();
+    formats::SSDPDeviceMap services = Services();
     services.begin()->second.notificationType = "uuid:";
     EXPECT_THAT(Answers(services, "uuid:"), ElementsAre(kA));
 }
@@ -119,7 +119,7 @@ TEST(SearchTarget, OtherEndingsAreNotCutOff)
 
 TEST(SearchTarget, TypeStoredWithAVersionOfOneDigitIsNotFound)
 {
-    SSDPDeviceMap services = Services();
+    formats::SSDPDeviceMap services = Services();
     services.begin()->second.notificationType = "upnp:rootdevice:1";
     EXPECT_THAT(Answers(services, "upnp:rootdevice:1"), ElementsAre(kC));
     services.begin()->second.notificationType = "upnp:rootdevice:10";
@@ -128,7 +128,7 @@ TEST(SearchTarget, TypeStoredWithAVersionOfOneDigitIsNotFound)
 
 TEST(SearchTarget, ShortestTargetsAreComparedLikeAnyOther)
 {
-    SSDPDeviceMap services = Services();
+    formats::SSDPDeviceMap services = Services();
     services.begin()->second.notificationType = "";
     EXPECT_THAT(Answers(services, ""), ElementsAre(kA));
     EXPECT_THAT(Answers(services, ":1"), ElementsAre(kA));

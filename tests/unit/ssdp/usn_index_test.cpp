@@ -6,7 +6,8 @@
 
 namespace {
 
-SSDPDeviceMap::iterator Enter(SSDPDeviceMap &map, ssdp::UsnIndex &index, const std::string &usn)
+formats::SSDPDeviceMap::iterator Enter(formats::SSDPDeviceMap &map, ssdp::UsnIndex &index,
+                                       const std::string &usn)
 {
     const auto record = map.try_emplace(usn).first;
     index.Insert(record);
@@ -28,7 +29,7 @@ TEST(UsnIndex, FindsNothingInAnEmptyIndex)
 
 TEST(UsnIndex, FindReturnsTheRecordOfTheMap)
 {
-    SSDPDeviceMap map;
+    formats::SSDPDeviceMap map;
     ssdp::UsnIndex index;
     const auto record = Enter(map, index, "uuid:a");
     ASSERT_NE(index.Find("uuid:a"), nullptr);
@@ -37,7 +38,7 @@ TEST(UsnIndex, FindReturnsTheRecordOfTheMap)
 
 TEST(UsnIndex, ClearRemovesAllRecordsAndAllowsNewOnes)
 {
-    SSDPDeviceMap map;
+    formats::SSDPDeviceMap map;
     ssdp::UsnIndex index;
     for (int number = 0; number < 1000; ++number) {
         Enter(map, index, std::to_string(number));
@@ -52,7 +53,7 @@ TEST(UsnIndex, ClearRemovesAllRecordsAndAllowsNewOnes)
 
 TEST(UsnIndex, KeepsTheTimeOfEachDescriptionWhileItGrowsAndShrinks)
 {
-    SSDPDeviceMap map;
+    formats::SSDPDeviceMap map;
     ssdp::UsnIndex index;
     for (std::uint32_t number = 0; number < 1000; ++number) {
         Enter(map, index, std::to_string(number));
@@ -74,7 +75,7 @@ TEST(UsnIndex, KeepsTheTimeOfEachDescriptionWhileItGrowsAndShrinks)
 TEST(UsnIndex, FindsExactlyTheRecordsOfTheMapAfterEachOf20000Changes)
 {
     std::mt19937 random(1900); // NOLINT(cert-msc51-cpp): the same changes each time
-    SSDPDeviceMap map;
+    formats::SSDPDeviceMap map;
     ssdp::UsnIndex index;
     for (int change = 0; change < 20000; ++change) {
         const std::string usn = "uuid:" + std::to_string(random() % 600);

@@ -14,7 +14,7 @@ class Waiting : public test::EngineTest
 {
 protected:
     // A wait without a change must leave this entry alone.
-    SSDPDeviceMap mOut{{"before", {}}};
+    formats::SSDPDeviceMap mOut{{"before", {}}};
 };
 
 // Waits until a count has not changed for 100 ms.
@@ -30,10 +30,10 @@ void AwaitStandstill(const std::atomic<int> &count)
 
 TEST_F(Waiting, TimesOutWithoutAChangeAndLeavesTheMapAlone)
 {
-    EXPECT_EQ(mEngine.WaitForChange(0, mOut), kVEXTimedOut);
-    EXPECT_EQ(mEngine.WaitForChange(20, mOut), kVEXTimedOut);
+    EXPECT_EQ(mEngine.WaitForChange(0, mOut), vexbase::kTimedOut);
+    EXPECT_EQ(mEngine.WaitForChange(20, mOut), vexbase::kTimedOut);
     ASSERT_EQ(mEngine.Open(kNet0), 1U);
-    EXPECT_EQ(mEngine.WaitForChange(20, mOut), kVEXTimedOut);
+    EXPECT_EQ(mEngine.WaitForChange(20, mOut), vexbase::kTimedOut);
     EXPECT_EQ(mOut.count("before"), 1U);
 }
 
@@ -41,7 +41,7 @@ TEST_F(Waiting, EndsWhenAPassFindsAChange)
 {
     Add();
     std::thread opener([this] { EXPECT_EQ(mEngine.Open(kNet0), 1U); });
-    EXPECT_EQ(mEngine.WaitForChange(60000, mOut), kVEXSuccess);
+    EXPECT_EQ(mEngine.WaitForChange(60000, mOut), vexbase::kSuccess);
     opener.join();
     ASSERT_EQ(mOut.size(), 1U);
     EXPECT_EQ(mOut.begin()->first, "uuid:65746500-Corvia 12-192.0.2.10-0");
@@ -51,19 +51,19 @@ TEST_F(Waiting, EndsWhenAPassFindsAChange)
 TEST_F(Waiting, ReturnsEachChangeOnce)
 {
     OpenAnnounced();
-    EXPECT_EQ(mEngine.WaitForChange(60000, mOut), kVEXSuccess);
-    EXPECT_EQ(mEngine.WaitForChange(0, mOut), kVEXTimedOut);
+    EXPECT_EQ(mEngine.WaitForChange(60000, mOut), vexbase::kSuccess);
+    EXPECT_EQ(mEngine.WaitForChange(0, mOut), vexbase::kTimedOut);
     EXPECT_EQ(mOut.size(), 1U);
 }
 
 TEST_F(Waiting, ReturnsAChangeThatNoPassHasSignalledYet)
 {
     OpenAnnounced();
-    ASSERT_EQ(mEngine.WaitForChange(0, mOut), kVEXSuccess);
+    ASSERT_EQ(mEngine.WaitForChange(0, mOut), vexbase::kSuccess);
     // The next pass, which signals the change, is seconds away.
     ToEngine(test::PeerDescription("Lumen", "beta"));
     Settle();
-    EXPECT_EQ(mEngine.WaitForChange(0, mOut), kVEXSuccess);
+    EXPECT_EQ(mEngine.WaitForChange(0, mOut), vexbase::kSuccess);
     EXPECT_EQ(mOut.size(), 2U);
 }
 
@@ -77,8 +77,8 @@ TEST_F(Waiting, TimesOutWhenTheSignalledChangeWasTakenEarlier)
     std::thread opener([&] { documents.Run([this] { EXPECT_EQ(mEngine.Open(kNet0), 1U); }); });
     std::atomic<int> waits{0};
     std::thread earlier([&] {
-        SSDPDeviceMap out;
-        while (mEngine.WaitForChange(0, out) == kVEXTimedOut) {
+        formats::SSDPDeviceMap out;
+        while (mEngine.WaitForChange(0, out) == vexbase::kTimedOut) {
             ++waits;
         }
         EXPECT_EQ(out.count(test::UsnOf(test::kCorvia)), 1U);
@@ -90,7 +90,7 @@ TEST_F(Waiting, TimesOutWhenTheSignalledChangeWasTakenEarlier)
     earlier.join();
     EXPECT_EQ(mPeer.Receive(), test::Alive(test::kCorvia, test::kCorviaFile));
     Settle(); // the pass is over
-    EXPECT_EQ(mEngine.WaitForChange(0, mOut), kVEXTimedOut);
+    EXPECT_EQ(mEngine.WaitForChange(0, mOut), vexbase::kTimedOut);
     EXPECT_EQ(mOut.count("before"), 1U);
     mEngine.Close();
 }

@@ -21,7 +21,7 @@ namespace {
 class Closing : public test::EngineTest
 {
 protected:
-    std::vector<std::string> ReceivedSoFar() { return test::HeardSoFar(mPeer); }
+    std::vector<std::string> ReceivedSoFar() { return test::ReceivedSoFar(mPeer); }
 };
 
 } // namespace
@@ -61,22 +61,22 @@ TEST_F(Closing, FreesBothPorts)
     OpenAnnounced();
     mEngine.Close();
     VEXUDPSocket socket;
-    EXPECT_EQ(socket.Open("", 1900), kVEXSuccess);
+    EXPECT_EQ(socket.Open("", 1900), vexbase::kSuccess);
     socket.Close();
-    EXPECT_EQ(socket.Open("", 49821), kVEXSuccess);
+    EXPECT_EQ(socket.Open("", 49821), vexbase::kSuccess);
 }
 
 TEST_F(Closing, EmptiesTheListsAndReportsAChange)
 {
     OpenAnnounced();
-    SSDPDeviceMap known;
-    ASSERT_EQ(mEngine.WaitForChange(0, known), kVEXSuccess);
+    formats::SSDPDeviceMap known;
+    ASSERT_EQ(mEngine.WaitForChange(0, known), vexbase::kSuccess);
     EXPECT_EQ(known.size(), 1U);
     mEngine.Close();
-    ASSERT_EQ(mEngine.WaitForChange(0, known), kVEXSuccess);
+    ASSERT_EQ(mEngine.WaitForChange(0, known), vexbase::kSuccess);
     EXPECT_EQ(known.size(), 0U);
     mEngine.Close();
-    EXPECT_EQ(mEngine.WaitForChange(0, known), kVEXTimedOut);
+    EXPECT_EQ(mEngine.WaitForChange(0, known), vexbase::kTimedOut);
     ASSERT_EQ(mEngine.Open(kNet0), 1U);
     EXPECT_EQ(Ask("gh"), "HostList");
     EXPECT_EQ(Ask("gn"), "NodeList");

@@ -14,7 +14,7 @@ class Diagnostics : public test::EngineTest
 protected:
     using Clock = std::chrono::steady_clock;
 
-    // Adds so many known devices that their listing is about as long as the largest
+    // Adds known devices until their listing is about as long as the largest
     // datagram.
     void FillTheList()
     {
@@ -85,7 +85,7 @@ TEST_F(Diagnostics, EmptyDatagramIsIgnored)
 }
 
 // Such a datagram is the reply of another device. If it were answered, two devices would
-// reply to each other for ever.
+// reply to each other endlessly.
 TEST_F(Diagnostics, NoReplyToTheDiagnosticPortOfAnotherDevice)
 {
     ASSERT_EQ(mEngine.Open(test::kNet0), 1U);

@@ -43,12 +43,12 @@ protected:
         return count;
     }
 
-    // Opens and closes the engine as the other user, with a limit of so many additional
+    // Opens and closes the engine as the other user, who may start `more` additional
     // threads. Runs in a child process.
     void OpenWithThreads(rlim_t more, unsigned int expected)
     {
         ASSERT_EQ(setuid(kOtherUser), 0);
-        std::thread([] {}).join(); // sanitizers start a thread of theirs with the first one
+        std::thread([] {}).join(); // sanitizers start another thread with the first one
         rlimit limit{};
         ASSERT_EQ(getrlimit(RLIMIT_NPROC, &limit), 0);
         const rlimit narrow{OwnThreads() + more, limit.rlim_max};

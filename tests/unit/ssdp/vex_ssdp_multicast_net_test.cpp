@@ -20,7 +20,7 @@ TEST_F(Multicast, SearchOfTheEngineItselfIsAnswered)
     // The engine's socket is bound to any address. This one is bound to the exact address,
     // so the kernel prefers it for the answer.
     VEXUDPSocket own;
-    ASSERT_EQ(own.Open(test::kOwnAddress, 1900, VEXUDPSocket::Port::Shared), kVEXSuccess);
+    ASSERT_EQ(own.Open(test::kOwnAddress, 1900, VEXUDPSocket::Port::Shared), vexbase::kSuccess);
     OpenAnnounced();
     EXPECT_EQ(test::Receive(own), SearchAnswer(kCorvia, kCorviaFile));
 }

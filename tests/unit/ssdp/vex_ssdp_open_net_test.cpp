@@ -37,7 +37,7 @@ constexpr const char *kExits = "SSDPThread: Exiting...\nSSDPDiagnosticThread: Ex
 void AwaitPortTaken()
 {
     VEXUDPSocket probe;
-    while (probe.Open("", 1900) == kVEXSuccess) {
+    while (probe.Open("", 1900) == vexbase::kSuccess) {
         probe.Close();
         std::this_thread::yield();
     }
@@ -106,7 +106,7 @@ TEST_F(Open, WorksAgainAfterClose)
 TEST_F(Open, FailsWithoutALineWhenPort1900IsInUse)
 {
     VEXUDPSocket holder;
-    ASSERT_EQ(holder.Open("", 1900), kVEXSuccess);
+    ASSERT_EQ(holder.Open("", 1900), vexbase::kSuccess);
     const Output output = Print(kNet0);
     EXPECT_EQ(mResult, 0U);
     EXPECT_EQ(output.out + output.err, "");
@@ -119,12 +119,12 @@ TEST_F(Open, FailsWithoutALineWhenPort1900IsInUse)
 TEST_F(Open, SharesPort1900WithOtherSSDPPrograms)
 {
     VEXUDPSocket other;
-    ASSERT_EQ(other.Open("", 1900, VEXUDPSocket::Port::Shared), kVEXSuccess);
+    ASSERT_EQ(other.Open("", 1900, VEXUDPSocket::Port::Shared), vexbase::kSuccess);
     OpenAnnounced();
     ip_mreq request{};
     inet_pton(AF_INET, "239.255.255.250", &request.imr_multiaddr);
     inet_pton(AF_INET, kOwnAddress, &request.imr_interface);
-    ASSERT_EQ(other.SetSocketOption(IP_ADD_MEMBERSHIP, request), kVEXSuccess);
+    ASSERT_EQ(other.SetSocketOption(IP_ADD_MEMBERSHIP, request), vexbase::kSuccess);
     mPeer.SendTo(Search("upnp:rootdevice"), "239.255.255.250", 1900);
     EXPECT_EQ(mPeer.ReceiveContaining("HTTP/1.1 200"),
               test::SearchAnswer(test::kCorvia, test::kCorviaFile));
@@ -140,7 +140,7 @@ TEST_F(Open, SharesPort1900WithOtherSSDPPrograms)
 TEST_F(Open, SucceedsWithoutTheDiagnosticPort)
 {
     VEXUDPSocket holder;
-    ASSERT_EQ(holder.Open("", 49821), kVEXSuccess);
+    ASSERT_EQ(holder.Open("", 49821), vexbase::kSuccess);
     Add();
     const Output output = Print(kNet0);
     EXPECT_EQ(mResult, 1U);
@@ -152,7 +152,7 @@ TEST_F(Open, SucceedsWithoutTheDiagnosticPort)
 TEST_F(Open, StartsTheDiagnosticChannelLaterWhenItsPortIsFree)
 {
     VEXUDPSocket holder;
-    ASSERT_EQ(holder.Open("", 49821), kVEXSuccess);
+    ASSERT_EQ(holder.Open("", 49821), vexbase::kSuccess);
     EXPECT_EQ(Print(kNet0).out, "");
     holder.Close();
     EXPECT_EQ(Print(kNet0).out, kStarted);

@@ -16,7 +16,7 @@ namespace {
 class Stress : public testing::Test
 {
 protected:
-    // Repeats a piece of work on a thread of its own until End.
+    // Repeats a piece of work on another thread until End.
     template <typename Work>
     void Repeat(Work work)
     {
@@ -70,7 +70,7 @@ TEST_F(Stress, EngineStillWorksAfterAllOperationsAtOnce)
         diagnostics.Receive(1);
     });
     Repeat([&] {
-        SSDPDeviceMap known;
+        formats::SSDPDeviceMap known;
         static_cast<void>(mEngine.WaitForChange(1, known));
     });
     Repeat([&] {

@@ -16,7 +16,7 @@ class Stuck : public test::EngineTest
 } // namespace
 
 // Close stops waiting for the SSDP thread after 4250 ms. An engine that is opened after
-// that starts to work as soon as the blocked thread goes on.
+// that starts to work as soon as the blocked thread continues.
 TEST_F(Stuck, EngineOpensAgainWhileAThreadOutlivesClose)
 {
     test::StuckFolder documents("/var/www/html/");
@@ -30,7 +30,7 @@ TEST_F(Stuck, EngineOpensAgainWhileAThreadOutlivesClose)
     EXPECT_EQ(mEngine.Open(kNet0), 1U);
     EXPECT_TRUE(mEngine.IsOpen());
     EXPECT_EQ(Ask("gh"), "HostList"); // the other thread answers at once
-    EXPECT_THAT(test::HeardSoFar(mPeer), testing::IsEmpty());
+    EXPECT_THAT(test::ReceivedSoFar(mPeer), testing::IsEmpty());
     documents.Answer();
     EXPECT_EQ(mPeer.Receive(), test::Alive(kCorvia, kCorviaFile));
     EXPECT_EQ(mPeer.Receive(), test::Search("upnp:rootdevice"));

@@ -46,7 +46,7 @@ TEST(VEXEvent, ManualStaysSignalledUntilCleared)
     VEXEvent event(VEXEvent::Reset::Manual);
     event.Signal();
     EXPECT_EQ(event.WaitForSignal(0), 0);
-    EXPECT_EQ(event.WaitForSignal(kVEXInfinite), 0);
+    EXPECT_EQ(event.WaitForSignal(vexbase::kInfinite), 0);
     event.Clear();
     EXPECT_EQ(event.WaitForSignal(0), -3);
 }
@@ -55,7 +55,7 @@ TEST(VEXEvent, ManualWakesAllWaitingThreads)
 {
     VEXEvent event(VEXEvent::Reset::Manual);
     std::vector<std::future<int>> waiters;
-    for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite, kVEXInfinite - 1}) {
+    for (const unsigned int timeoutMs : {kGenerousMs, vexbase::kInfinite, vexbase::kInfinite - 1}) {
         waiters.push_back(WaitElsewhere(event, timeoutMs));
     }
     event.Signal();
@@ -69,7 +69,7 @@ TEST(VEXEvent, AutomaticIsClearedByTheThreadThatWaited)
     VEXEvent event(VEXEvent::Reset::Automatic);
     event.Signal();
     event.Signal(); // the event is signalled already
-    EXPECT_EQ(event.WaitForSignal(kVEXInfinite), 0);
+    EXPECT_EQ(event.WaitForSignal(vexbase::kInfinite), 0);
     EXPECT_EQ(event.WaitForSignal(0), -3);
 }
 

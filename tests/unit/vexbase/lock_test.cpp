@@ -48,7 +48,7 @@ struct Counter
 TEST(VEXLock, IsTakenAtOnceWhenItIsFree)
 {
     VEXLock lock;
-    EXPECT_EQ(TryLock(lock, kVEXInfinite), 0);
+    EXPECT_EQ(TryLock(lock, vexbase::kInfinite), 0);
     EXPECT_EQ(TryLock(lock, 20), 0);
     EXPECT_EQ(TryLock(lock, 0), 0);
 }
@@ -65,7 +65,7 @@ TEST(VEXLock, ReturnsMinus3WhenTheTimeIsOver)
 
 TEST(VEXLock, IsTakenByAWaitingThreadWhenItIsReleased)
 {
-    for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
+    for (const unsigned int timeoutMs : {kGenerousMs, vexbase::kInfinite}) {
         VEXLock lock;
         std::promise<void> running;
         std::future<int> taken;

@@ -39,7 +39,7 @@ private:
 void BlockForEver()
 {
     VEXEvent never(VEXEvent::Reset::Manual);
-    static_cast<void>(never.WaitForSignal(kVEXInfinite));
+    static_cast<void>(never.WaitForSignal(vexbase::kInfinite));
 }
 
 // Starts a body and waits until it reports that it runs.
@@ -93,7 +93,7 @@ TEST(VEXThreadKill, EndsABodyThatWaitsForAnEvent)
     VEXThread thread;
     VEXEvent running(VEXEvent::Reset::Manual);
     VEXEvent never(VEXEvent::Reset::Manual);
-    for (const unsigned int timeoutMs : {kVEXInfinite, kVEXInfinite - 1}) {
+    for (const unsigned int timeoutMs : {vexbase::kInfinite, vexbase::kInfinite - 1}) {
         thread.Attach([&] {
             running.Signal();
             static_cast<void>(never.WaitForSignal(timeoutMs));

@@ -56,7 +56,7 @@ TEST(VEXThreadRestart, StopWaitsOnlyForTheRunThatItStopped)
     thread.Attach([&] { ++runs == 1 ? first() : second(); });
     ASSERT_EQ(thread.Start(), 0);
     ASSERT_EQ(first.running.WaitForSignal(kGenerousMs), 0);
-    auto stopped = std::async(std::launch::async, [&] { return thread.Stop(kVEXInfinite); });
+    auto stopped = std::async(std::launch::async, [&] { return thread.Stop(vexbase::kInfinite); });
     while (!thread.Terminate()) {
         std::this_thread::yield();
     }

@@ -47,7 +47,7 @@ public:
     }
     bool ThreadLoop() override
     {
-        static_cast<void>(mAsked.WaitForSignal(kVEXInfinite));
+        static_cast<void>(mAsked.WaitForSignal(vexbase::kInfinite));
         mSettings = OfThisThread();
         mAnswered.Signal();
         return true;

@@ -69,7 +69,7 @@ TEST(VEXThread, RunsTheAttachedBodyOnAThreadOfItsOwn)
     std::thread::id id;
     thread.Attach([&id] { id = std::this_thread::get_id(); });
     ASSERT_EQ(thread.Start(), 0);
-    EXPECT_EQ(thread.Stop(kVEXInfinite), 0);
+    EXPECT_EQ(thread.Stop(vexbase::kInfinite), 0);
     EXPECT_NE(id, std::thread::id());
     EXPECT_NE(id, std::this_thread::get_id());
 }
@@ -123,7 +123,7 @@ TEST(VEXThread, StartFailsWhenTheSystemCannotCreateAThread)
         VEXThread thread;
         EXPECT_LT(thread.Start(), 0);
         EXPECT_FALSE(thread.Active());
-        EXPECT_EQ(thread.Stop(kVEXInfinite), 0);
+        EXPECT_EQ(thread.Stop(vexbase::kInfinite), 0);
         if (root) {
             EXPECT_EQ(setresuid(0, 0, 0), 0);
         }
@@ -215,7 +215,7 @@ TEST(VEXThread, StopWaitsForItsTimeout)
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
     EXPECT_TRUE(thread.Active());
     body.letGo.Signal();
-    EXPECT_EQ(thread.Stop(kVEXInfinite), 0);
+    EXPECT_EQ(thread.Stop(vexbase::kInfinite), 0);
 }
 
 TEST(VEXThread, StopReturns0WhenTheThreadIsNotRunning)
@@ -233,7 +233,7 @@ TEST(VEXThread, StopOnItselfRequestsTheStopAndFails)
     std::atomic<int> status{0};
     std::atomic<bool> asked{false};
     thread.Attach([&] {
-        status = thread.Stop(kVEXInfinite);
+        status = thread.Stop(vexbase::kInfinite);
         asked = thread.Terminate();
     });
     ASSERT_EQ(thread.Start(), 0);
@@ -251,7 +251,7 @@ TEST(VEXThread, SeveralThreadsMayStopItAtOnce)
         std::atomic<int> stopped{0};
         std::array<std::thread, 3> stoppers;
         for (auto &stopper : stoppers) {
-            stopper = std::thread([&] { stopped += thread.Stop(kVEXInfinite) == 0 ? 1 : 0; });
+            stopper = std::thread([&] { stopped += thread.Stop(vexbase::kInfinite) == 0 ? 1 : 0; });
         }
         for (auto &stopper : stoppers) {
             stopper.join();
@@ -268,7 +268,7 @@ TEST(VEXThread, KnowsWhetherTheCallerIsThisThread)
     EXPECT_FALSE(thread.IsCurrentThread());
     ASSERT_EQ(thread.Start(), 0);
     EXPECT_FALSE(thread.IsCurrentThread());
-    EXPECT_EQ(thread.Stop(kVEXInfinite), 0);
+    EXPECT_EQ(thread.Stop(vexbase::kInfinite), 0);
     EXPECT_TRUE(inside);
     EXPECT_FALSE(thread.IsCurrentThread());
 }
@@ -298,7 +298,7 @@ TEST(VEXThread, AnExceptionEndsTheProcessWithStatus1AfterOneLine)
         thread.SetThreadName("ssdp");
         thread.Attach([] { throw std::runtime_error("out of\nluck"); });
         EXPECT_EQ(thread.Start(), 0);
-        EXPECT_EQ(thread.Stop(kVEXInfinite), 0);
+        EXPECT_EQ(thread.Stop(vexbase::kInfinite), 0);
         return 0;
     });
     EXPECT_EQ(child.WaitForEnd(), 1);
@@ -314,7 +314,7 @@ TEST(VEXThread, AnExceptionOfUnknownTypeEndsTheProcess)
         thread.SetThreadName("diagnostic");
         thread.Attach([] { throw 7; });
         EXPECT_EQ(thread.Start(), 0);
-        EXPECT_EQ(thread.Stop(kVEXInfinite), 0);
+        EXPECT_EQ(thread.Stop(vexbase::kInfinite), 0);
         return 0;
     });
     EXPECT_EQ(child.WaitForEnd(), 1);

@@ -96,7 +96,7 @@ TEST(UDPSocketPollBatch, DoesNotCountEmptyDatagrams)
     PeerSocket two(1902, kPeerAddress);
     vexbase::DatagramBatch batch(1500);
     one.SendTo("", kOwnAddress, kPort);
-    EXPECT_EQ(socket.Poll(batch, kVEXInfinite), 0U);
+    EXPECT_EQ(socket.Poll(batch, vexbase::kInfinite), 0U);
     one.SendTo("", kOwnAddress, kPort);
     two.SendTo("full", kOwnAddress, kPort);
     one.SendTo("", kOwnAddress, kPort);
@@ -115,7 +115,7 @@ TEST(UDPSocketPollBatch, OfASilentOrClosedSocketIsEmpty)
 {
     VEXUDPSocket socket;
     vexbase::DatagramBatch batch(1500);
-    EXPECT_EQ(socket.Poll(batch, kVEXInfinite), 0U);
+    EXPECT_EQ(socket.Poll(batch, vexbase::kInfinite), 0U);
     ASSERT_EQ(socket.Open("", kPort), 0);
     PeerSocket peer;
     peer.SendTo("one", kOwnAddress, kPort);
@@ -126,7 +126,7 @@ TEST(UDPSocketPollBatch, OfASilentOrClosedSocketIsEmpty)
     ASSERT_EQ(socket.Poll(batch, kGenerousMs), 1U);
     socket.Shutdown(0);
     peer.SendTo("unheard", kOwnAddress, kPort);
-    EXPECT_EQ(socket.Poll(batch, kVEXInfinite), 0U);
+    EXPECT_EQ(socket.Poll(batch, vexbase::kInfinite), 0U);
     EXPECT_EQ(batch.Count(), 0U);
 }
 

@@ -125,7 +125,7 @@ void ExpectEndOfAnEndlessRead(const std::function<void(VEXUDPSocket &)> &end)
     auto reader = std::async(std::launch::async, [&] {
         EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "flood");
         reading.set_value();
-        while (!PollOnce(socket, kVEXInfinite).datagram.empty()) {
+        while (!PollOnce(socket, vexbase::kInfinite).datagram.empty()) {
         }
     });
     reading.get_future().wait();
@@ -138,7 +138,7 @@ void ExpectEndOfAnEndlessRead(const std::function<void(VEXUDPSocket &)> &end)
 TEST(UDPSocketShutdown, OfReceivingWakesABlockedPoll)
 {
     for (const bool flowing : kQuietAndFlowing) {
-        for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
+        for (const unsigned int timeoutMs : {kGenerousMs, vexbase::kInfinite}) {
             VEXUDPSocket socket;
             OpenForWaiting(socket, flowing);
             Poller poller(socket, timeoutMs);
@@ -157,9 +157,9 @@ TEST(UDPSocketShutdown, OfReceivingEndsItEvenWithQueuedDatagrams)
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
     ASSERT_EQ(WriteText(socket, "queued", SocketAddressOf("127.0.0.1", kPort)), 6);
     socket.Shutdown(0);
-    EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
+    EXPECT_EQ(PollOnce(socket, vexbase::kInfinite).datagram, "");
     EXPECT_EQ(WriteText(socket, "later", SocketAddressOf("127.0.0.1", kPort)), 5);
-    EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
+    EXPECT_EQ(PollOnce(socket, vexbase::kInfinite).datagram, "");
 }
 
 TEST(UDPSocketShutdown, OfSendingDoesNotEndReceiving)
@@ -178,11 +178,11 @@ TEST(UDPSocketShutdown, OfBothEndsBoth)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
-    Poller poller(socket, kVEXInfinite);
+    Poller poller(socket, vexbase::kInfinite);
     socket.Shutdown(2);
     EXPECT_EQ(poller.Result(), "");
     EXPECT_LT(WriteText(socket, "text", SocketAddressOf("127.0.0.1", kPort)), 0);
-    EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
+    EXPECT_EQ(PollOnce(socket, vexbase::kInfinite).datagram, "");
 }
 
 TEST(UDPSocketShutdown, LastsUntilTheSocketIsOpenedAgain)
@@ -204,7 +204,7 @@ TEST(UDPSocketShutdown, TakesEffectDuringAFlood)
 TEST(UDPSocketClose, WakesABlockedPoll)
 {
     for (const bool flowing : kQuietAndFlowing) {
-        for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
+        for (const unsigned int timeoutMs : {kGenerousMs, vexbase::kInfinite}) {
             VEXUDPSocket socket;
             OpenForWaiting(socket, flowing);
             Poller poller(socket, timeoutMs);
@@ -228,7 +228,7 @@ TEST(UDPSocketClose, FreesThePortBeforeItReturns)
         VEXUDPSocket first;
         VEXUDPSocket second;
         ASSERT_EQ(first.Open("", kPort), 0);
-        auto reader = std::async(std::launch::async, [&] { PollOnce(first, kVEXInfinite); });
+        auto reader = std::async(std::launch::async, [&] { PollOnce(first, vexbase::kInfinite); });
         first.Close();
         ASSERT_EQ(second.Open("", kPort), 0);
     }
@@ -239,7 +239,7 @@ TEST(UDPSocketClose, ByTwoThreadsIsCompleteWhenEitherReturns)
     for (int round = 0; round < 200; ++round) {
         VEXUDPSocket socket;
         ASSERT_EQ(socket.Open("", kPort), 0);
-        auto reader = std::async(std::launch::async, [&] { PollOnce(socket, kVEXInfinite); });
+        auto reader = std::async(std::launch::async, [&] { PollOnce(socket, vexbase::kInfinite); });
         auto other = std::async(std::launch::async, [&] { socket.Close(); });
         socket.Close();
         ASSERT_FALSE(socket.IsOpen());
@@ -265,7 +265,7 @@ TEST(UDPSocketPoll, IsNotEndedByASignal)
     for (const bool flowing : kQuietAndFlowing) {
         VEXUDPSocket socket;
         OpenForWaiting(socket, flowing);
-        Poller poller(socket, flowing ? kGenerousMs : kVEXInfinite);
+        Poller poller(socket, flowing ? kGenerousMs : vexbase::kInfinite);
         const pid_t threadId = poller.ThreadId();
         for (int i = 0; i < 3; ++i) {
             const int before = gSignals;

@@ -223,7 +223,7 @@ TEST(UDPSocketPoll, ReturnsNothingWhenTheTimeIsOver)
 TEST(UDPSocketPoll, OfAClosedSocketReturnsAtOnce)
 {
     VEXUDPSocket socket;
-    EXPECT_EQ(PollOnce(socket, kVEXInfinite).datagram, "");
+    EXPECT_EQ(PollOnce(socket, vexbase::kInfinite).datagram, "");
     std::array<char, 10> buffer{};
     sockaddr_in sender{};
     EXPECT_EQ(socket.Read(buffer.data(), buffer.size(), sender), 0U);
@@ -279,7 +279,7 @@ TEST(UDPSocketPoll, UsesTheTimeoutOfEachCall)
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
     PeerSocket peer;
-    for (const unsigned int timeoutMs : {kGenerousMs, kVEXInfinite}) {
+    for (const unsigned int timeoutMs : {kGenerousMs, vexbase::kInfinite}) {
         peer.SendTo("first", kOwnAddress, kPort);
         peer.SendTo("second", kOwnAddress, kPort);
         EXPECT_EQ(PollOnce(socket, timeoutMs).datagram, "first");

@@ -89,7 +89,7 @@ protected:
         return text;
     }
 
-    // Runs the event loop until mSpy has so many values.
+    // Runs the event loop until mSpy has this number of values.
     void RunUntilValues(int count)
     {
         while (mSpy->count() < count && mSpy->wait(kGenerousMs)) {
@@ -97,7 +97,7 @@ protected:
         EXPECT_GE(mSpy->count(), count);
     }
 
-    // Runs the event loop until the server has accepted so many connections.
+    // Runs the event loop until the server has accepted this number of connections.
     void RunUntilConnections(int count)
     {
         QTimer wake;

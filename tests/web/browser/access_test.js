@@ -30,7 +30,7 @@ async function fullPage(options) {
     return page;
 }
 
-test('No rule of accessibility is broken: light, dark, cards, rows, phone, wall', async () => {
+test('No accessibility rule is broken: light, dark, cards, rows, phone, wall', async () => {
     for (const [colorScheme, view, width] of [['light', 'cards', 390], ['light', 'rows', 2560],
         ['dark', 'cards', 2560], ['dark', 'rows', 390]]) {
         const page = await fullPage({
@@ -40,7 +40,7 @@ test('No rule of accessibility is broken: light, dark, cards, rows, phone, wall'
     }
 });
 
-test('No rule of accessibility is broken while something is wrong', async () => {
+test('No accessibility rule is broken while an error is shown', async () => {
     for (const colorScheme of ['light', 'dark']) {
         const page = await pages.openOn(kWritten, { colorScheme, bypassCSP: true });
         server.list = null;
@@ -61,14 +61,14 @@ test('The page has its landmarks, headings and one polite live region', async ()
     assert.equal(await page.getByRole('list').locator('li').count(), 3);
 });
 
-test('A row is read out with its name and the name of the column', async () => {
+test('The table has a name, row headings and column headings', async () => {
     const page = await pages.openOn(kWritten, { storage: { 'discovery.view': 'rows' } });
     assert.equal(await page.getByRole('rowheader').count(), 3);
     assert.equal(await page.getByRole('columnheader').count(), 6);
     assert.equal(await page.getByRole('table', { name: 'Devices found' }).count(), 1);
 });
 
-test('Everything is reached and worked with the keyboard', async () => {
+test('Everything can be reached and used with the keyboard', async () => {
     const page = await pages.openOn(kWritten);
     const stop = async () => {
         await page.keyboard.press('Tab');
@@ -106,7 +106,7 @@ test('Nothing is wider than a phone', async () => {
     }
 });
 
-test('Where there is room, the log stands open beside the devices', async () => {
+test('In a wide window, the log is open next to the devices', async () => {
     const page = await pages.openOn(kWritten);
     assert.ok(!await page.isVisible('#watching'));
     await page.setViewportSize({ width: 2560, height: 1000 });
@@ -115,7 +115,7 @@ test('Where there is room, the log stands open beside the devices', async () => 
     await page.locator('#watching').waitFor({ state: 'hidden' });
 });
 
-test('The colours follow the surroundings', async () => {
+test('The colours follow the settings of the system', async () => {
     const page = await pages.openOn(kWritten);
     const ground = async (colorScheme) => {
         await page.emulateMedia({ colorScheme });
@@ -125,7 +125,7 @@ test('The colours follow the surroundings', async () => {
     assert.equal(await ground('dark'), 'rgb(14, 19, 24)');
 });
 
-test('Without JavaScript the page says what it needs', async () => {
+test('Without JavaScript, the page states that it needs it', async () => {
     const page = await pages.open({ javaScriptEnabled: false });
     assert.equal(await page.textContent('noscript'),
         'This page needs JavaScript to read the device list.');

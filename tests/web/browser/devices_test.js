@@ -34,7 +34,7 @@ test('Every device of the written list is a row with the same details', async ()
     assert.ok(!await page.isVisible('#cards'));
 });
 
-test('Each device leads to its own page', async () => {
+test('Each device links to its own page', async () => {
     for (const options of [{}, kRows]) {
         const page = await pages.openOn(kWritten, options);
         assert.deepEqual(await page.$$eval('main a', (links) =>
@@ -57,14 +57,14 @@ test('None, one, fifty and two thousand devices are all shown, in both forms', a
     }
 });
 
-test('Where there is no device the page says so', async () => {
+test('If there is no device, the page reports it', async () => {
     const page = await pages.openOn('[]');
     assert.equal(await page.textContent('#empty'),
         'No devices have been found yet. They appear here by themselves.');
     assert.equal(await page.textContent('#notice'), '');
 });
 
-test('The device one is looking at is marked, by its address or its name', async () => {
+test('The page\'s device is marked, by its address or its name', async () => {
     const list = listText([entry(1, { ipAddress: '127.0.0.1' }),
         entry(2, { hostName: 'studio-b' })]);
     for (const [host, name] of [['127.0.0.1', 'control-room-1'], ['studio-b.local', 'studio-b']]) {
@@ -92,12 +92,12 @@ test('Cards and rows are switched, and the choice is kept', async () => {
     assert.equal(await page.locator('#cards > li').count(), 3);
 });
 
-test('Nonsense that somebody has stored is no choice', async () => {
+test('An invalid stored choice is ignored', async () => {
     const page = await pages.openOn(kWritten, { storage: { 'discovery.view': '"><script>' } });
     assert.equal(await page.locator('#cards > li').count(), 3);
 });
 
-test('Where nothing can be stored the switch works all the same', async () => {
+test('The switch works even if nothing can be stored', async () => {
     const page = await pages.openOn(kWritten, {
         script: () => Object.defineProperty(window, 'localStorage', {
             get() {
@@ -109,7 +109,7 @@ test('Where nothing can be stored the switch works all the same', async () => {
     assert.equal(await page.locator('#rows > tr').count(), 3);
 });
 
-test('The devices are filtered as one types', async () => {
+test('The devices are filtered while the user types', async () => {
     const page = await pages.openOn(listText(50));
     const filter = page.getByRole('searchbox', { name: 'Find' });
     await filter.pressSequentially('talon', { delay: 0 });
@@ -123,7 +123,7 @@ test('The devices are filtered as one types', async () => {
     assert.equal(await page.locator('#cards > li').count(), 50);
 });
 
-test('A screen reader is told how many are found, when typing pauses', async () => {
+test('A screen reader announces the number of found devices when typing pauses', async () => {
     const page = await pages.openOn(listText(50));
     assert.equal(await page.textContent('#announcer'), '50 devices.');
     await page.fill('#filter', 'talon');

@@ -54,14 +54,14 @@ test('Markup stays text in the log and in what is announced', async () => {
     assert.equal(await page.locator('aside :is(img, script, svg)').count(), 0);
 });
 
-test('Markup in the name of the device one is looking at stays text', async () => {
+test('Markup in the name of the page\'s device stays text', async () => {
     const page = await pages.openOn(listText([entry(1, {
         hostName: kNames[0], ipAddress: '127.0.0.1' })]));
     assert.equal(await page.title(), `1 device – ${kNames[0]}`);
     assert.equal(await page.textContent('#owner'), kNames[0]);
 });
 
-test('An address leads somewhere only if it is a dotted quad', async () => {
+test('Only an address that is a dotted quad is a link', async () => {
     const addresses = ['javascript:alert(1)', 'data:text/html,x', '//evil.example', 'evil.example',
         '192.0.2.1@evil.example', '192.0.2.1/../x', '192.0.2.01', '192.0.2.1\n', '192.0.2.1'];
     const devices = addresses.map((ipAddress) => entry(1, { ipAddress }));
@@ -90,7 +90,7 @@ test('Long names, control characters and other directions do not break the layou
     }
 });
 
-test('A name that runs from right to left turns nothing around it', async () => {
+test('A name that is written from right to left does not reorder the text around it', async () => {
     const page = await pages.openOn(listText([entry(1, {
         hostName: 'אולפן', ipAddress: '127.0.0.1' })]));
     const [name, badge] = await page.$$eval('h3 > *', (parts) =>
@@ -111,7 +111,7 @@ test('Wrong types and strange entries are left out or shown without their detail
     }
 });
 
-test('What is no list is told in one line, and the last list stays', async () => {
+test('Anything but a list is reported in one line, and the previous list stays', async () => {
     const page = await pages.openOn(kWritten);
     const unusable = [
         [kWritten.slice(0, 300), /^The device list breaks off after 300 characters\./],
@@ -135,7 +135,7 @@ test('What is no list is told in one line, and the last list stays', async () =>
     assert.deepEqual(await textsOf(page, '#log .words'), []);
 });
 
-test('A list that breaks off on its way is told in one line, and the last one stays', async () => {
+test('A list that breaks off during the transfer is an error, and the previous list stays', async () => {
     const page = await pages.openOn(kWritten);
     server.answer = (_, response) => {
         response.writeHead(200, { 'Content-Length': kWritten.length });
@@ -145,7 +145,7 @@ test('A list that breaks off on its way is told in one line, and the last one st
     assert.equal(await page.locator('#cards > li').count(), 3);
 });
 
-test('A list of far too many devices is shown as far as the page can', async () => {
+test('Of a list with far too many devices the first 5,000 are shown', async () => {
     const page = await pages.openOn(listText(new Array(20000).fill({ hostName: 'a' })),
         kViews[1]);
     assert.equal(await page.locator('#rows > tr').count(), 5000);

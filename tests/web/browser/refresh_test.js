@@ -39,7 +39,7 @@ async function setHidden(page, isHidden) {
     }, isHidden);
 }
 
-test('A device that is away while it is renamed came back under its new name', async () => {
+test('A device that is renamed while it is away is reported as returned', async () => {
     const page = await pages.openOn(listText([entry(1), entry(2)]));
     for (const devices of [[entry(1)], [entry(1), entry(2, { hostName: 'gallery' })]]) {
         server.list = listText(devices);
@@ -50,7 +50,7 @@ test('A device that is away while it is renamed came back under its new name', a
         'ob-van-2 came back as gallery. 2 devices in all.');
 });
 
-test('Devices that come, are renamed and go are shown by themselves, with the time', async () => {
+test('New, renamed and departed devices are shown without a reload, with the time', async () => {
     for (const [options, selector] of [[{}, '#cards > li'], [kRows, '#rows > tr']]) {
         const page = await pages.openOn(listText([entry(1), entry(2)]), options);
         assert.equal(await page.textContent('#latest'), 'nothing yet');
@@ -82,7 +82,7 @@ test('The newest changes are on top of the log, and the oldest are dropped', asy
     assert.match(lines[0], /-110 came$/);
 });
 
-test('A device that has come is marked for a minute, and has its time from then on', async () => {
+test('A new device is marked for a minute, and then shows the time of its arrival', async () => {
     const page = await pages.openOn('[]');
     server.list = listText([entry(1)]);
     await readAgain(page);
@@ -94,7 +94,7 @@ test('A device that has come is marked for a minute, and has its time from then 
     assert.match(await page.textContent('#rows td:last-child'), /^\d/);
 });
 
-test('The list is asked for conditionally, and one that is unchanged touches nothing', async () => {
+test('The list is requested conditionally, and an unchanged one updates nothing', async () => {
     for (const options of [{}, kRows]) {
         server.reads = [];
         const page = await pages.openOn(kWritten, options);
@@ -124,7 +124,7 @@ test('A server without entity tags is asked by the time of the file', async () =
     assert.equal(await page.textContent('#notice'), '');
 });
 
-test('The same list in another writing touches nothing', async () => {
+test('The same list in another notation updates nothing', async () => {
     const page = await pages.openOn(kWritten);
     await watchTouches(page);
     server.list = JSON.stringify(JSON.parse(kWritten).reverse(), null, 4);
@@ -132,7 +132,7 @@ test('The same list in another writing touches nothing', async () => {
     assert.equal(await touches(page), 0);
 });
 
-test('Of two thousand devices only the one that comes, changes or goes is touched', async () => {
+test('Of two thousand devices only the one that appears, changes or leaves is updated', async () => {
     for (const options of [{}, kRows]) {
         const page = await pages.openOn(listText(2000), options);
         const steps = [
@@ -150,7 +150,7 @@ test('Of two thousand devices only the one that comes, changes or goes is touche
     }
 });
 
-test('A device whose name moves it to the far end is the only one that moves', async () => {
+test('Only the renamed device moves to another position', async () => {
     const page = await pages.openOn(listText(2000));
     await watchTouches(page);
     server.list = listText(entries(2000).map((each) =>
@@ -160,7 +160,7 @@ test('A device whose name moves it to the far end is the only one that moves', a
     assert.ok(await touches(page) < 20);
 });
 
-test('The focus stays with its device, wherever that goes in the list', async () => {
+test('The focus stays on its device when that moves in the list', async () => {
     for (const options of [{}, kRows]) {
         const page = await pages.openOn(listText(entries(6)), options);
         const focused = () => page.evaluate(() => document.activeElement.textContent);
@@ -177,7 +177,7 @@ test('The focus stays with its device, wherever that goes in the list', async ()
     }
 });
 
-test('When a device goes, the focus goes to the nearest one that is left', async () => {
+test('When a device leaves, the focus moves to the nearest remaining one', async () => {
     const page = await pages.openOn(listText(entries(6)));
     const focused = () => page.evaluate(() => document.activeElement.textContent);
     const names = await textsOf(page, '#cards .name');
@@ -194,7 +194,7 @@ test('When a device goes, the focus goes to the nearest one that is left', async
     assert.equal(await page.evaluate(() => document.activeElement.localName), 'main');
 });
 
-test('What one is typing and the place in the page outlast a reading', async () => {
+test('A typed text and the scroll position stay after a reading', async () => {
     const page = await pages.openOn(listText(200));
     await page.locator('#filter').pressSequentially('a');
     await page.evaluate(() => window.scrollTo(0, 900));
@@ -205,7 +205,7 @@ test('What one is typing and the place in the page outlast a reading', async () 
     assert.ok(Math.abs(await page.evaluate(() => window.scrollY) - 900) < 300);
 });
 
-test('A server that goes away is said to be away, and asked less and less often', async () => {
+test('A missing server is reported, and asked less and less often', async () => {
     const page = await pages.openOn(kWritten);
     const waits = [];
     await server.stop();
@@ -231,7 +231,7 @@ test('A server that goes away is said to be away, and asked less and less often'
     assert.ok(await page.evaluate(() => document.body.classList.contains('faulty')));
 });
 
-test('A server that comes back is noticed, and what changed meanwhile is shown', async () => {
+test('When the server returns, the changes since then are shown', async () => {
     const page = await pages.openOn(kWritten);
     await server.stop();
     try {
@@ -248,7 +248,7 @@ test('A server that comes back is noticed, and what changed meanwhile is shown',
     assert.ok(!await page.evaluate(() => document.body.classList.contains('faulty')));
 });
 
-test('A page opened while the server hands out nothing recovers too', async () => {
+test('A page that is opened while the server refuses the list recovers, too', async () => {
     server.answer = (_, response) => response.writeHead(503).end();
     const page = await pages.open();
     await waitForText(page, '#notice',
@@ -262,7 +262,7 @@ test('A page opened while the server hands out nothing recovers too', async () =
     assert.equal(await page.textContent('#notice'), '');
 });
 
-test('Whoever does not want to wait presses the button', async () => {
+test('The button reads the list at once', async () => {
     const page = await pages.openOn(kWritten);
     server.list = listText([entry(1)]);
     await page.getByRole('button', { name: 'Read now' }).click();
@@ -270,7 +270,7 @@ test('Whoever does not want to wait presses the button', async () => {
     assert.equal(await page.evaluate(() => document.activeElement.id), 'read-now');
 });
 
-test('While nobody looks the device is left in peace', async () => {
+test('While the page is hidden, the list is not requested', async () => {
     const page = await pages.openOn(kWritten);
     await setHidden(page, true);
     server.reads = [];

@@ -9,7 +9,7 @@ test('A dotted quad leads to the page of the device', () => {
     }
 });
 
-test('Nothing but a dotted quad leads anywhere', () => {
+test('Only a dotted quad is a link', () => {
     for (const address of ['', 'studio-a', '192.0.2', '192.0.2.10.1', '192.0.2.256', '192.0.2.010',
         '192.0.2.10 ', ' 192.0.2.10', '192.0.2.10\n', '192.0.2.10/x', '192.0.2.10:81', '3221225994',
         '0xc0.0.2.10', '::1', 'javascript:alert(1)', 'evil.example/192.0.2.10', '192.0.2.10@evil',

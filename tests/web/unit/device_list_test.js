@@ -32,11 +32,11 @@ test('A board that is not the first of its device has its number', () => {
     assert.equal(read(entry(1, { boardNumber: '2', boardID: '' })).devices[0].board, 'no. 2');
 });
 
-test('A device without a model has its service for a product', () => {
+test('A device without a model shows its service as its product', () => {
     assert.equal(read(entry(1, { deviceName: '' })).devices[0].product, 'Corvia 12 Plus');
 });
 
-test('What stays the same service keeps its key, whatever else changes', () => {
+test('A service keeps its key when its other details change', () => {
     const before = read(entry(1)).devices[0];
     const changes = { hostName: 'new', description: 'new', boardID: '0x1' };
     const after = read(entry(1, changes)).devices[0];
@@ -47,12 +47,12 @@ test('What stays the same service keeps its key, whatever else changes', () => {
     }
 });
 
-test('Entries that cannot be told apart have keys of their own', () => {
+test('Identical entries have different keys', () => {
     const { devices } = read(entry(1), entry(1), entry(1));
     assert.equal(new Set(devices.map((device) => device.key)).size, 3);
 });
 
-test('Entries that are no devices are left out and counted', () => {
+test('Entries that are not devices are left out and counted', () => {
     const { devices, remark } = read(entry(1), 5, null, 'text', [], {}, true, { hostName: 7 });
     assert.equal(devices.length, 1);
     assert.equal(remark, '7 entries of the list cannot be read and are left out.');
@@ -69,20 +69,20 @@ test('Values of the wrong type are missing, and counted by device', () => {
         '2 devices lack some of the details.');
 });
 
-test('Names of JavaScript\'s own in the list mean nothing', () => {
+test('Names of JavaScript properties in the list have no effect', () => {
     const { devices } = readDeviceList('[{"__proto__":{"hostName":"a"},"constructor":1,' +
         '"description":"recorder"}]');
     assert.equal(devices[0].hostName, '');
     assert.equal({}.hostName, undefined);
 });
 
-test('A list of too many devices is shown as far as the page can', () => {
+test('Of a list with too many devices the first ones are shown', () => {
     const { devices, remark } = readDeviceList(listText(kMostDevices + 1));
     assert.equal(devices.length, kMostDevices);
     assert.equal(remark, 'The list names 5,001 devices, the first 5,000 are shown.');
 });
 
-test('Several remarks are one line', () => {
+test('Several remarks are joined into one line', () => {
     const { remark } = readDeviceList(listText([null, ...new Array(kMostDevices + 1).fill({
         hostName: 'a',
     })]));
@@ -90,7 +90,7 @@ test('Several remarks are one line', () => {
         'some of the details; the list names 5,001 devices, the first 5,000 are shown.');
 });
 
-test('What is no list is told in one line', () => {
+test('Anything but a list is reported in one line', () => {
     const faults = [
         ['', 'The device list is an empty file.'],
         [' \n', 'The device list is an empty file.'],
@@ -109,7 +109,7 @@ test('What is no list is told in one line', () => {
     }
 });
 
-test('Every beginning of a list is a fault, none a shorter list', () => {
+test('Every truncated list is an error, not a shorter list', () => {
     const text = listText(3);
     for (let length = 0; length < text.length; length += 1) {
         assert.ok(readDeviceList(text.slice(0, length)).fault);
@@ -123,7 +123,7 @@ test('Brackets without end do no harm', () => {
         { devices: [], remark: '1 entry of the list cannot be read and is left out.' });
 });
 
-test('A device without a name is called by what it has', () => {
+test('A device without a name is shown with its other details', () => {
     assert.equal(nameOf(read(entry(1, { hostName: 'a' })).devices[0]), 'a');
     assert.equal(nameOf(read(entry(1, { hostName: '' })).devices[0]), '192.0.2.2');
     assert.equal(nameOf(read({ deviceName: 'Lumen' }).devices[0]), 'Lumen');

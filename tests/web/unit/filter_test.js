@@ -10,7 +10,7 @@ function finds(typed, changes = {}) {
     return matches(device, wordsOf(typed));
 }
 
-test('Nothing typed finds everything', () => {
+test('An empty search finds everything', () => {
     assert.ok(finds(''));
     assert.ok(finds('  \t '));
 });
@@ -34,11 +34,11 @@ test('Case and accents do not matter', () => {
     assert.ok(finds('ｓｔｕｄｉｏ', { hostName: 'studio' }));
 });
 
-test('A word does not reach from one detail into the next', () => {
+test('A search word does not match across two details', () => {
     assert.ok(!finds('room-1corvia'));
 });
 
-test('Characters with a meaning in patterns are characters', () => {
+test('Special characters of regular expressions are ordinary characters', () => {
     assert.ok(finds('.*', { hostName: 'a.*b' }));
     assert.ok(!finds('.*'));
 });

@@ -36,7 +36,7 @@ function npm(folder, ...command) {
         { cwd: folder, env: environment, stdio: 'pipe' });
 }
 
-test('Installing a package runs no program of its own', async () => {
+test('Installing a package does not run its programs', async () => {
     const folder = await mkdtemp(join(tmpdir(), 'beacond-install-'));
     try {
         await makeFolder(folder);

@@ -9,12 +9,12 @@ import { entries, entry, listText } from '../support/sample_list.js';
 const read = (...entries) => readDeviceList(listText(entries)).devices;
 const names = (devices) => devices.map((device) => device.hostName);
 
-test('Two readings of one list do not differ, in whatever order', () => {
+test('Two readings of one list do not differ, in any order', () => {
     assert.deepEqual(differenceOf(read(entry(1), entry(2)), read(entry(2), entry(1))),
         { came: [], went: [], changed: [] });
 });
 
-test('Devices come, go and change', () => {
+test('Devices appear, leave and change', () => {
     const difference = differenceOf(read(entry(1), entry(2), entry(3)),
         read(entry(2, { hostName: 'new' }), entry(3), entry(4)));
     assert.deepEqual(names(difference.came), ['newsroom-4']);
@@ -30,7 +30,7 @@ test('A device with another address is another device', () => {
     assert.equal(difference.went.length, 1);
 });
 
-test('Of the devices of the first reading nobody knows when they came', () => {
+test('Devices of the first reading have no time of arrival', () => {
     const known = new KnownDevices();
     assert.equal(known.devices, null);
     assert.equal(known.take(read(entry(1)), 1000), null);
@@ -38,7 +38,7 @@ test('Of the devices of the first reading nobody knows when they came', () => {
     assert.equal(known.countNew(1000), 0);
 });
 
-test('A device that came is new for a minute', () => {
+test('A new device is marked as new for a minute', () => {
     const known = new KnownDevices();
     known.take([], 1000);
     const [device] = known.take(read(entry(1)), 2000).came;
@@ -49,7 +49,7 @@ test('A device that came is new for a minute', () => {
     assert.equal(known.countNew(2000 + kNewForMs), 0);
 });
 
-test('A device that went and came again came at the second time', () => {
+test('A device that left and returned has the time of its return', () => {
     const known = new KnownDevices();
     known.take([], 0);
     known.take(read(entry(1)), 1000);
@@ -59,7 +59,7 @@ test('A device that went and came again came at the second time', () => {
     assert.equal(known.cameAt(key), 3000);
 });
 
-test('A device that did not change is the same object in the next reading', () => {
+test('An unchanged device is the same object after the next reading', () => {
     const known = new KnownDevices();
     known.take(read(entry(1), entry(2)), 0);
     const [first, second] = known.devices;
@@ -69,7 +69,7 @@ test('A device that did not change is the same object in the next reading', () =
     assert.equal(known.devices[1].hostName, 'new');
 });
 
-test('A device that comes back is known as what it was, for two minutes', () => {
+test('A device that returns within two minutes is recognised', () => {
     for (const [pause, expected] of [[kRememberedForMs - 1, ['control-room-1']],
         [kRememberedForMs, []]]) {
         const known = new KnownDevices();
@@ -82,7 +82,7 @@ test('A device that comes back is known as what it was, for two minutes', () => 
     }
 });
 
-test('Of very many that went the latest are remembered', () => {
+test('Of many departed devices the latest are remembered', () => {
     const known = new KnownDevices();
     known.take(read(...entries(1500)), 0);
     known.take(read(...entries(1)), 1000);

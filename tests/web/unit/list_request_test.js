@@ -24,17 +24,17 @@ function withStatus(status) {
     return requestAnswered((_, response) => response.writeHead(status).end());
 }
 
-test('The list comes as it is', async () => {
+test('The list is received unchanged', async () => {
     server.list = kWritten;
     assert.deepEqual(await request(), { text: kWritten });
 });
 
-test('Bytes that are no UTF-8 do not keep the list from being read', async () => {
+test('A list with bytes that are not UTF-8 is read', async () => {
     server.list = Buffer.from('["a\xffb\xc3"]', 'latin1');
     assert.deepEqual(await request(), { text: '["a\ufffdb\ufffd"]' });
 });
 
-test('Characters that arrive in two pieces are whole', async () => {
+test('Characters that arrive in two pieces are read correctly', async () => {
     const bytes = Buffer.from('["é😀"]');
     const { text } = await requestAnswered((_, response) => {
         const send = (index) => {
@@ -56,24 +56,24 @@ test('An empty file is an empty text', async () => {
     assert.deepEqual(await withStatus(204), { text: '' });
 });
 
-test('A file that is not there is said to be missing', async () => {
+test('A missing file is reported', async () => {
     assert.deepEqual(await withStatus(404),
         { fault: 'There is no device list yet: browse.json is missing.', isAway: false });
 });
 
-test('A server that refuses is not away', async () => {
+test('A server that refuses does not count as missing', async () => {
     assert.deepEqual(await withStatus(403),
         { fault: 'The server does not hand out the device list (status 403).', isAway: false });
     assert.deepEqual(await withStatus(401),
         { fault: 'The server does not hand out the device list (status 401).', isAway: false });
 });
 
-test('A server that is not able counts as away', async () => {
+test('A server with an internal error counts as missing', async () => {
     assert.deepEqual(await withStatus(503),
         { fault: 'The server cannot hand out the device list (status 503).', isAway: true });
 });
 
-test('A list of the greatest size is read', async () => {
+test('A list of the largest size is read', async () => {
     server.list = '['.padEnd(kMostBytes - 1) + ']';
     assert.equal((await request()).text.length, kMostBytes);
 });
@@ -84,7 +84,7 @@ test('A larger list is not read', async () => {
         { fault: 'The device list is larger than 16 MB.', isAway: false });
 });
 
-test('A list without end is not read', async () => {
+test('An endless list is not read', async () => {
     const piece = Buffer.alloc(65536, 0x20);
     const answer = await requestAnswered((_, response) => {
         const send = (error) => {
@@ -97,7 +97,7 @@ test('A list without end is not read', async () => {
     assert.deepEqual(answer, { fault: 'The device list is larger than 16 MB.', isAway: false });
 });
 
-test('A connection that breaks in the middle is no shorter list', async () => {
+test('A connection that breaks is an error, not a shorter list', async () => {
     const answer = await requestAnswered((_, response) => {
         response.writeHead(200, { 'Content-Length': 1000 });
         response.write('[]', () => response.destroy());
@@ -106,14 +106,14 @@ test('A connection that breaks in the middle is no shorter list', async () => {
         { fault: 'The connection broke while the device list was read.', isAway: true });
 });
 
-test('A server that does not go on is given up', async () => {
+test('A server that stops sending times out', async () => {
     assert.deepEqual(await requestAnswered(() => {}, 50),
         { fault: 'The server took longer than 0.05 s.', isAway: true });
     assert.deepEqual(await requestAnswered((_, response) => response.write('['), 50),
         { fault: 'The server took longer than 0.05 s.', isAway: true });
 });
 
-test('A server that is not there is said not to answer', async () => {
+test('A missing server is reported as not answering', async () => {
     await server.stop();
     try {
         assert.deepEqual(await request(), { fault: 'The server does not answer.', isAway: true });

@@ -3,7 +3,7 @@ import { test } from 'node:test';
 
 import { pauseAfter } from '../../../web/discovery/pause.js';
 
-test('While all is well the list is asked for every five seconds', () => {
+test('Without errors, the list is requested every five seconds', () => {
     assert.equal(pauseAfter(0, 0), 5000);
     assert.equal(pauseAfter(0, 0.999), 5000);
 });
@@ -13,7 +13,7 @@ test('Each failure doubles the pause, up to a minute', () => {
         [5000, 10000, 20000, 40000, 60000, 60000, 60000, 60000]);
 });
 
-test('Pages that lost a server together come back apart', () => {
+test('Pages that lost a server at the same time return at different times', () => {
     assert.equal(pauseAfter(1, 0.5), 5500);
     assert.equal(pauseAfter(9, 0.5), 66000);
 });

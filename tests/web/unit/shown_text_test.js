@@ -36,19 +36,19 @@ test('Half of a surrogate pair is replaced', () => {
     assert.equal(shownText('a\ude00'), 'a\ufffd');
 });
 
-test('A text in which there is nothing to see counts as empty', () => {
+test('A text without visible characters counts as empty', () => {
     for (const text of ['', ' ', '\t\n', '\u00a0', '\u200b\u200d', '\u3164', '\u2800']) {
         assert.equal(shownText(text), '');
     }
 });
 
-test('What is no text counts as empty', () => {
+test('Anything but a text counts as empty', () => {
     for (const value of [undefined, null, 5, true, {}, ['a'], { toString: () => 'a' }]) {
         assert.equal(shownText(value), '');
     }
 });
 
-test('A text of the greatest length is whole, a longer one ends in an ellipsis', () => {
+test('A text of the largest length is shown completely, a longer one ends in an ellipsis', () => {
     assert.equal(shownText('x'.repeat(kLongestText)), 'x'.repeat(kLongestText));
     assert.equal(shownText('x'.repeat(10000)), `${'x'.repeat(kLongestText - 1)}…`);
 });

@@ -12,7 +12,7 @@ function order(field, values, column, isAscending = true) {
     return sorted(rows, column, isAscending).map((row) => row.device[column]);
 }
 
-test('Names are in the order of people: no case, numbers as numbers', () => {
+test('Names are sorted without regard to case, and numbers by their value', () => {
     assert.deepEqual(order('hostName', ['studio-10', 'Studio-2', 'archive', 'Éva', 'studio-1'],
         'hostName'), ['archive', 'Éva', 'studio-1', 'Studio-2', 'studio-10']);
 });
@@ -22,7 +22,7 @@ test('Addresses are in the order of their numbers', () => {
         ['10.0.0.1', '192.0.2.9', '192.0.2.10']);
 });
 
-test('Devices are in the order of their coming', () => {
+test('Devices are in the order of their arrival', () => {
     const rows = rowsOf([entry(1), entry(2), entry(3)]);
     rows[0].came = 300;
     rows[2].came = 200;
@@ -34,7 +34,7 @@ test('Descending is the other way round', () => {
     assert.deepEqual(order('hostName', ['a', 'c', 'b'], 'hostName', false), ['c', 'b', 'a']);
 });
 
-test('What has nothing in a column comes last either way', () => {
+test('Devices without a value in the column are last in both directions', () => {
     for (const isAscending of [true, false]) {
         assert.equal(order('hostName', ['b', '', 'a'], 'hostName', isAscending)[2], '');
         assert.equal(order('ipAddress', ['1.2.3.4', 'none', '1.2.3.5'], 'address', isAscending)[2],
@@ -53,7 +53,7 @@ test('The order does not depend on the order of the list, in any column', () => 
     }
 });
 
-test('The rows that were given are left as they were', () => {
+test('The given rows are not changed', () => {
     const rows = rowsOf([entry(2), entry(1)]);
     const before = [...rows];
     sorted(rows, 'address', true);

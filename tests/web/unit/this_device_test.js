@@ -33,22 +33,22 @@ test('All boards of the device are marked', () => {
     assert.deepEqual(marked('control-room-1', entries), ['192.0.2.2', '192.0.2.2']);
 });
 
-test('Of two devices of one name neither is marked by it', () => {
+test('If two devices have the page\'s name, neither is marked', () => {
     const entries = [entry(1, { hostName: 'twin' }), entry(2, { hostName: 'twin' })];
     assert.deepEqual(marked('twin', entries), []);
 });
 
-test('No name passes for an address', () => {
+test('No name is taken for an address', () => {
     assert.deepEqual(marked('192.0.2.77', [entry(1, { hostName: '192' }),
         entry(2, { hostName: '192.0.2.77' })]), []);
     assert.deepEqual(marked('studio-b', [entry(1, { ipAddress: 'studio-b' })]), []);
 });
 
-test('A device without a name is nobody', () => {
+test('A device without a name is not the device of the page', () => {
     assert.deepEqual(marked('', [entry(1, { hostName: '' })]), []);
 });
 
-test('A device without an entry is called as the address bar has it, but on its own screen', () => {
+test('A device without an entry has the name in the address bar, except on its own screen', () => {
     for (const host of ['127.0.0.1', '127.8.8.8', 'localhost', 'LocalHost', '[::1]']) {
         assert.equal(ownerWithoutEntry(host), 'this device', host);
     }

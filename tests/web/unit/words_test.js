@@ -13,7 +13,7 @@ const read = (list) => readDeviceList(listText(list)).devices;
 const linesOf = (before, after) => changeLines(differenceOf(read(before), read(after)));
 const kNow = new Date(2026, 10, 21, 10, 30, 5).getTime();
 
-test('Each change is a line of its own', () => {
+test('Each change is a separate line', () => {
     assert.deepEqual(linesOf([entry(1), entry(2)], [entry(2, { hostName: 'new' }), entry(3)]), [
         { kind: 'came', name: 'stage-left-3', text: 'came' },
         { kind: 'changed', name: 'ob-van-2', text: 'is now', newName: 'new' },
@@ -21,12 +21,12 @@ test('Each change is a line of its own', () => {
     ]);
 });
 
-test('A device that has lost its name is called by its address', () => {
+test('A device that loses its name is shown with its address', () => {
     assert.deepEqual(linesOf([entry(1)], [entry(1, { hostName: '' })]).map(plainLine),
         ['control-room-1 is now 192.0.2.2']);
 });
 
-test('A device that comes back under another name is called by both', () => {
+test('A device that returns with another name is shown with both names', () => {
     const [before, same, after] = read([entry(1), entry(2), entry(1, { hostName: 'new' })]);
     const formerly = new Map([[after.key, before], [same.key, same]]);
     const lines = changeLines({ came: [after, same], changed: [], went: [], formerly });
@@ -37,7 +37,7 @@ test('A device that comes back under another name is called by both', () => {
     assert.equal(plainLine(lines[0]), 'control-room-1 came back as new');
 });
 
-test('Other changes are named', () => {
+test('Other changes are described', () => {
     assert.deepEqual(linesOf([entry(1)], [entry(1, { description: 'X', boardID: 'Y' })])
         .map(plainLine), ['control-room-1 has another category and board']);
     assert.deepEqual(linesOf([entry(1)], [entry(1, { deviceName: 'X' })]).map(plainLine),
@@ -52,13 +52,13 @@ test('Many changes of one kind are one line', () => {
     assert.deepEqual(linesOf(entries(6), renamed).map(plainLine), ['6 devices changed']);
 });
 
-test('A screen reader is told the changes and how many devices there are', () => {
+test('A screen reader announces the changes and the number of devices', () => {
     assert.equal(announcementOf(linesOf([entry(1)], [entry(2)]), 1),
         'ob-van-2 came, control-room-1 went. 1 device in all.');
     assert.equal(announcementOf([], 7), '');
 });
 
-test('A screen reader is told once that something is wrong, and once that it is over', () => {
+test('A screen reader announces an error once, and its end once', () => {
     assert.equal(problemNews('', 'Away.'), 'Away.');
     assert.equal(problemNews('Away.', 'Away.'), '');
     assert.equal(problemNews('Away.', 'Empty.'), 'Empty.');
@@ -66,14 +66,14 @@ test('A screen reader is told once that something is wrong, and once that it is 
     assert.equal(problemNews('', ''), '');
 });
 
-test('The count says how many of how many', () => {
+test('The count shows the found devices and all devices', () => {
     assert.equal(countText(0, 0), '0 devices');
     assert.equal(countText(1, 1), '1 device');
     assert.equal(countText(2000, 2000), '2,000 devices');
     assert.equal(countText(12, 2000), '12 of 2,000 devices');
 });
 
-test('The notice says what is wrong, what is shown all the same, and when it goes on', () => {
+test('The notice describes the error, the list on display, and the time of the next attempt', () => {
     const time = momentText(kNow - 60000, kNow);
     assert.equal(noticeText('', { shown: null, dueAt: null }, kNow), '');
     assert.equal(noticeText('Odd.', { shown: null, dueAt: null }, kNow), 'Odd.');
@@ -83,7 +83,7 @@ test('The notice says what is wrong, what is shown all the same, and when it goe
         'Away. Next try in 1 s.');
 });
 
-test('Where no device is shown, the page says why', () => {
+test('If no device is shown, the page gives the reason', () => {
     assert.equal(emptyText(null, '', ''), 'Reading the device list…');
     assert.equal(emptyText(null, '', 'Away.'), 'There is nothing to show yet.');
     assert.equal(emptyText([], 'x', ''),
@@ -91,7 +91,7 @@ test('Where no device is shown, the page says why', () => {
     assert.equal(emptyText([{}], ' lumen ', ''), 'Nothing matches “lumen”.');
 });
 
-test('A moment of another day has its date', () => {
+test('A time of another day has its date', () => {
     const today = momentText(kNow, kNow);
     assert.match(today, /30/);
     assert.doesNotMatch(today, /2026/);

@@ -10,23 +10,23 @@
 
 namespace test {
 
-// Returns all datagrams that a peer has received and not read. Does not wait: sends the
-// peer a datagram as a mark, and reads up to it. REQUIRES: a OneProcessor.
-inline std::vector<std::string> HeardSoFar(PeerSocket &peer)
+// Returns all datagrams that a peer has received but not read yet. Does not wait: sends a
+// marker datagram to the peer and reads up to it. REQUIRES: a OneProcessor.
+inline std::vector<std::string> ReceivedSoFar(PeerSocket &peer)
 {
     const std::string mark = "end of what was sent so far";
     VEXUDPSocket socket;
-    EXPECT_EQ(socket.Open("", 0), kVEXSuccess);
+    EXPECT_EQ(socket.Open("", 0), vexbase::kSuccess);
     EXPECT_GT(socket.Write(mark.data(), mark.size(), SocketAddressOf(kPeerAddress, peer.Port())),
               0);
-    std::vector<std::string> heard;
+    std::vector<std::string> received;
     std::string datagram = peer.Receive();
     while (datagram != mark && !datagram.empty()) {
-        heard.push_back(datagram);
+        received.push_back(datagram);
         datagram = peer.Receive();
     }
     EXPECT_EQ(datagram, mark);
-    return heard;
+    return received;
 }
 
 } // namespace test

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 #include <list>
 
-// How long a request may take, and how many may be under way.
+// The time-outs of requests, and the number of connections.
 namespace test {
 namespace {
 
@@ -16,55 +16,55 @@ using namespace std::chrono_literals;
 const std::string kSystem = "/api/v1/system";
 const std::string kAlpha = R"({"hostName":"alpha"})";
 
-class ConfigPlaces : public ConfigFolder
+class ConfigConnections : public ConfigFolder
 {
 protected:
-    ConfigPlaces() : ConfigFolder(kAlpha) {}
+    ConfigConnections() : ConfigFolder(kAlpha) {}
 };
 
-// The error's end of an answer.
-std::string LateAnswer(Connection &connection)
+// The status and the body of the last answer on a connection.
+std::string LastAnswer(Connection &connection)
 {
     const Answer answer = ReadHeader(connection);
     return answer.status + ' ' + connection.ReadUntil("");
 }
 
-// Sends byte by byte until the other side ends the connection, and returns its
-// answer; "" when it takes them for too long.
-std::string Trickle(Connection &connection)
+// Sends one byte every 10 ms until an answer arrives, and returns the answer; "" if none
+// arrives in time.
+std::string SendSlowly(Connection &connection)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kTimeoutMs);
     while (std::chrono::steady_clock::now() < end) {
         if (connection.WaitForInput(10)) {
-            return LateAnswer(connection);
+            return LastAnswer(connection);
         }
         connection.Send("G");
     }
     return {};
 }
 
-TEST_F(ConfigPlaces, ARequestIsDueWithinTenSeconds)
+TEST_F(ConfigConnections, RequestsTimeOutAfterTenSeconds)
 {
-    EXPECT_EQ(configd::Periods().patience, 10s);
+    EXPECT_EQ(configd::Periods().timeout, 10s);
 }
 
-TEST_F(ConfigPlaces, ARequestThatTricklesIsGivenUp)
+TEST_F(ConfigConnections, SlowRequestsTimeOut)
 {
     Server server({1000ms, 10000ms});
-    const std::string late =
-        R"(408 Request Timeout {"error":"the request was not complete in time"})";
-    const std::vector<std::string> begins{
+    const std::string timeout =
+        R"(408 Request Timeout {"error":"the request did not arrive completely in time"})";
+    const std::vector<std::string> beginnings{
         "", "GET /api/v1/system HTTP/1.1\r\nA: ",
         "PATCH /api/v1/system HTTP/1.1\r\nHost: localhost\r\nContent-Length: 60000\r\n\r\n",
         "PATCH /api/v1/system HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n1;"};
-    for (const std::string &begin : begins) {
+    for (const std::string &beginning : beginnings) {
         Connection connection;
-        connection.Send(begin);
-        EXPECT_EQ(Trickle(connection), late) << begin;
+        connection.Send(beginning);
+        EXPECT_EQ(SendSlowly(connection), timeout) << beginning;
     }
 }
 
-TEST_F(ConfigPlaces, AConnectionWithoutARequestEndsWithoutAnAnswer)
+TEST_F(ConfigConnections, ConnectionsWithoutARequestEndWithoutAnAnswer)
 {
     Server server({1000ms, 10000ms});
     Connection silent;
@@ -75,27 +75,27 @@ TEST_F(ConfigPlaces, AConnectionWithoutARequestEndsWithoutAnAnswer)
     EXPECT_EQ(idle.ReadUntil(""), kAlpha);
 }
 
-TEST_F(ConfigPlaces, AnAnswerBeginsThePatienceForTheNextRequest)
+TEST_F(ConfigConnections, AnAnswerRestartsTheTimeout)
 {
-    const auto patience = 2000ms;
-    Server server({patience, 10000ms});
+    const auto timeout = 2000ms;
+    Server server({timeout, 10000ms});
     Connection connection;
     const auto start = std::chrono::steady_clock::now();
-    while (std::chrono::steady_clock::now() - start < patience * 3 / 2) {
+    while (std::chrono::steady_clock::now() - start < timeout * 3 / 2) {
         connection.Send(RequestText("GET", kSystem, ""));
         EXPECT_EQ(ReadHeader(connection).status, "200 OK");
         EXPECT_EQ(connection.ReadBytes(kAlpha.size()), kAlpha);
     }
 }
 
-// The client sends on, whatever it is answered.
-TEST_F(ConfigPlaces, ABodyWithoutEndHoldsNoPlaceAfterItsAnswer)
+// The client continues to send after the answer.
+TEST_F(ConfigConnections, EndsAConnectionThatSendsAnEndlessBody)
 {
     Server server({1000ms, 10000ms});
     Connection connection;
     connection.Send("PUT / HTTP/1.1\r\nContent-Length: 65537\r\n\r\n");
     EXPECT_EQ(ReadHeader(connection).status, "413 Content Too Large");
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kTimeoutMs);
     bool held = true;
     while (held && std::chrono::steady_clock::now() < end) {
         held = connection.TrySend("a");
@@ -103,7 +103,7 @@ TEST_F(ConfigPlaces, ABodyWithoutEndHoldsNoPlaceAfterItsAnswer)
     EXPECT_FALSE(held);
 }
 
-TEST_F(ConfigPlaces, AnAnswerThatIsNotTakenIsGivenUp)
+TEST_F(ConfigConnections, EndsAConnectionThatDoesNotReadItsAnswer)
 {
     OnHost("echo 4096 16384 16384 >/proc/sys/net/ipv4/tcp_wmem"); // less than the answer
     const std::string device = R"({"name":"net0","activeParams":{"address":""},)"
@@ -116,7 +116,8 @@ TEST_F(ConfigPlaces, AnAnswerThatIsNotTakenIsGivenUp)
     Server server({1000ms, 10000ms}, "/var/lib/beacon-configd/devices.json");
     Connection lazy(4096);
     lazy.Send(RequestText("GET", "/api/v1/network/devices", ""));
-    // Seen from the service's side: a client that does not read sees no end.
+    // Waits until the service's socket is closed: a client that does not read cannot see
+    // the end.
     OnHost("for i in $(seq 100); do "
            "[ -n \"$(ss -Htn state established sport = :8080)\" ] || exit 0; sleep 0.1; done; "
            "exit 1");
@@ -124,7 +125,7 @@ TEST_F(ConfigPlaces, AnAnswerThatIsNotTakenIsGivenUp)
     OnHost("echo 4096 16384 4194304 >/proc/sys/net/ipv4/tcp_wmem");
 }
 
-TEST_F(ConfigPlaces, AStreamIsHeldForAsLongAsItsClientLikes)
+TEST_F(ConfigConnections, StreamsDoNotTimeOut)
 {
     Server server({1000ms, 100ms});
     Stream stream("?params=24");
@@ -134,8 +135,8 @@ TEST_F(ConfigPlaces, AStreamIsHeldForAsLongAsItsClientLikes)
     }
 }
 
-// All places for requests are taken by clients that say nothing, or little.
-TEST_F(ConfigPlaces, ARequestIsAnsweredOnceOthersAreGivenUp)
+// More idle clients than the service accepts at once.
+TEST_F(ConfigConnections, ARequestIsAnsweredAfterIdleClientsTimeOut)
 {
     Server server({1000ms, 10000ms});
     std::list<Connection> silent;
@@ -149,14 +150,14 @@ TEST_F(ConfigPlaces, ARequestIsAnsweredOnceOthersAreGivenUp)
 }
 
 // All places are taken by clients that ask again and again within their time.
-TEST_F(ConfigPlaces, AnAnswerEndsItsConnectionWhenAllPlacesAreTaken)
+TEST_F(ConfigConnections, AnAnswerEndsItsConnectionWhenAllPlacesAreTaken)
 {
     const std::string request = RequestText("GET", kSystem, "");
     Server server({1000ms, 10000ms});
     std::list<Connection> busy(128);
     Connection late;
     late.Send(request);
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kTimeoutMs);
     while (!late.WaitForInput(50) && std::chrono::steady_clock::now() < end) {
         for (const Connection &connection : busy) {
             static_cast<void>(connection.TrySend(request)); // it may have ended
@@ -170,7 +171,7 @@ TEST_F(ConfigPlaces, AnAnswerEndsItsConnectionWhenAllPlacesAreTaken)
 // Interim answers show that the server has seen everything that was sent before them, and
 // leave the places taken. It sees the late connection in one turn of its loop, and the
 // request on it in the next one.
-TEST_F(ConfigPlaces, AConnectionBeyondHundredAndTwentyEightWaitsForAPlace)
+TEST_F(ConfigConnections, AConnectionBeyond128WaitsForAPlace)
 {
     Server server({60000ms, 60000ms});
     std::list<Connection> silent(128);
@@ -187,7 +188,7 @@ TEST_F(ConfigPlaces, AConnectionBeyondHundredAndTwentyEightWaitsForAPlace)
     EXPECT_EQ(ReadHeader(late).status, "200 OK");
 }
 
-TEST_F(ConfigPlaces, ThereAreHundredAndTwentyEightForRequestsBesideSixtyFourForStreams)
+TEST_F(ConfigConnections, Are128ForRequestsAnd64ForStreams)
 {
     Service service;
     std::list<Stream> streams;
