@@ -12,8 +12,9 @@ namespace configd {
 //    counts on the link only;
 //  - connected: there is a carrier;
 //  - state: Idle when there is no such interface or it is switched off, Complete
-//    with carrier and address, Preparing otherwise. Failed is for devices whose
-//    set-up is done by somebody who can tell that it failed.
+//    with carrier and exactly one address, Preparing otherwise. The discovery daemon
+//    runs on exactly one address, and opens its engine at "Complete". Failed is
+//    for devices whose set-up is done by somebody who can tell that it failed.
 // Goes by the name, since an interface made anew has another index. Pure.
 class InterfaceState
 {
@@ -29,12 +30,14 @@ public:
 private:
     void ReadLink(const nlmsghdr &message);
     void ReadAddress(const nlmsghdr &message);
+    void Enter(const std::string &address, unsigned int rank);
 
     const std::string mName;
     int mIndex = 0; // 0: no such interface
     unsigned int mFlags = 0;
     std::string mAddress;
     unsigned int mRank = 0; // of mAddress; the lowest wins
+    bool mHasSeveral = false;
 };
 
 } // namespace configd
