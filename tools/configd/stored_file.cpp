@@ -19,12 +19,28 @@ namespace {
     throw std::system_error(error, std::generic_category(), what);
 }
 
+std::string FolderOf(const std::string &name)
+{
+    const std::size_t slash = name.rfind('/');
+    return slash == std::string::npos ? "." : name.substr(0, slash == 0 ? 1 : slash);
+}
+
+// A folder that is missing or read-only is probably the mount point of a partition that
+// failed. That it has no file then says nothing about the settings.
+void RequireWritableFolder(const std::string &name)
+{
+    if (access(FolderOf(name).c_str(), W_OK | X_OK) != 0) {
+        Throw(errno, "cannot write " + name);
+    }
+}
+
 // Hands a file's text over in pieces, until one is refused. False without a file.
 bool ReadPieces(const std::string &name, const std::function<bool(std::string_view)> &take)
 {
     const Descriptor file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
     if (file.Number() < 0) {
         if (errno == ENOENT) {
+            RequireWritableFolder(name);
             return false;
         }
         Throw(errno, "cannot read " + name);
@@ -77,10 +93,7 @@ bool WriteSynchronised(const std::string &name, std::string_view text)
 // Makes a rename in the file's folder survive a power cut.
 void SynchroniseFolder(const std::string &name)
 {
-    const std::size_t slash = name.rfind('/');
-    const std::string folder =
-        slash == std::string::npos ? "." : name.substr(0, slash == 0 ? 1 : slash);
-    const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor opened(open(FolderOf(name).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened.Number() >= 0) {
         fsync(opened.Number()); // best effort: the new text is in place already
     }
@@ -88,7 +101,18 @@ void SynchroniseFolder(const std::string &name)
 
 } // namespace
 
-StoredFile::StoredFile(std::string name) : mName(std::move(name)), mText(Read(mName)) {}
+StoredFile::StoredFile(std::string name) : mName(std::move(name))
+{
+    Load();
+}
+
+void StoredFile::Load()
+try {
+    mText = Read(mName);
+    mFault.clear();
+} catch (const std::system_error &error) {
+    mFault = error.what();
+}
 
 bool StoredFile::IsEdited() const
 {

@@ -14,17 +14,23 @@ constexpr std::size_t kLargestText = 65536;
 class StoredFile
 {
 public:
-    // Reads the file. Throws std::system_error, "cannot read FILE: reason", when
-    // there is one that cannot be read, and Failure with kDamagedFile when it is
-    // longer than kLargestText.
+    // Calls Load.
     explicit StoredFile(std::string name);
 
+    // Reads the file. Throws Failure with kDamagedFile when it is longer than
+    // kLargestText. REQUIRES: there is no Text().
+    void Load();
+
     [[nodiscard]] const std::string &Name() const { return mName; }
+    // Why the last Load failed; empty if it did not: "cannot read FILE: reason", or
+    // "cannot write FILE: reason" when there is none and its folder is missing or not
+    // writable.
+    [[nodiscard]] const std::string &Fault() const { return mFault; }
     // The text as last read or written here; nothing without a file.
     [[nodiscard]] const std::optional<std::string> &Text() const { return mText; }
 
-    // Whether the file on the medium holds another text than Text(). Throws as
-    // the constructor does when it cannot be read.
+    // Whether the file on the medium holds another text than Text(). Throws
+    // std::system_error with the text of a Fault() when Load would fail.
     [[nodiscard]] bool IsEdited() const;
 
     // Replaces the file in one step: whoever looks, and whoever looks after a
@@ -35,6 +41,7 @@ public:
 
 private:
     std::string mName;
+    std::string mFault;
     std::optional<std::string> mText;
 };
 
