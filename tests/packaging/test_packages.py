@@ -19,6 +19,7 @@ FILES = {
         /etc/init.d/beacon-configd /usr/bin/beacon-configd
         /usr/lib/systemd/system/beacon-configd.service
         /usr/lib/systemd/system/beacon-configd.socket /usr/lib/sysusers.d/beacon-configd.conf
+        /usr/lib/tmpfiles.d/beacon-configd.conf
         /usr/share/man/man8/beacon-configd.8.gz""",
     "beaconctl": """
         /usr/bin/beaconctl /usr/share/bash-completion/completions/beaconctl
