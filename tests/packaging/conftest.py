@@ -96,7 +96,7 @@ def clean_root(build, packages):
     root = build / "root"
     try:
         cleanroot.make(str(root), "bookworm", str(packages),
-                       ["bash-completion", "systemd-sysv", "sysvinit-core"])
+                       ["bash-completion", "systemd-sysv", "sysvinit-core", "busybox"])
         yield root
     finally:
         cleanroot.remove(root)

@@ -13,6 +13,12 @@ mount -t cgroup2 cgroup2 /mnt
 [ ! -d "/mnt/$1" ] || find "/mnt/$1" -depth -type d -exec rmdir {} +
 """
 
+# Except for the host name and the network, /proc/sys belongs to the host.
+BUSYBOX_INIT = """
+mount -o bind,ro /proc/sys /proc/sys
+exec env -i PATH=/usr/sbin:/usr/bin busybox init
+"""
+
 
 def child_called(name, parent):
     for pid in Path(f"/proc/{parent}/task/{parent}/children").read_text().split():
@@ -73,6 +79,14 @@ class Machine(Node):
                               f"{self.name}: systemd", program.explain)
         wait_until(lambda: self.state() in ("running", "degraded"), 60, f"{self.name}: booted",
                    lambda: f"{self.state()}\n{program.explain()}")
+
+    def boot_busybox(self):
+        """Boots BusyBox's init with the machine's /etc/inittab as process 1 of a process
+        namespace inside the machine's. Later commands run in it."""
+        program = self.start("boot", ["unshare", "--pid", "--mount", "--fork", "--kill-child",
+                                      "--mount-proc", "sh", "-c", BUSYBOX_INIT])
+        self.pid = wait_until(lambda: child_called("busybox", program.pid), 20,
+                              f"{self.name}: init", program.explain)
 
     def installed(self, name):
         return self.run("dpkg-query", "-W", "-f", "${db:Status-Status} ${Version}", name).stdout

@@ -13,7 +13,8 @@ from lab import wait_until
 
 SERVICE = "beacon-configd.service"
 SOCKET = "beacon-configd.socket"
-STATE = "/var/lib/beacon-configd/system.json"
+FOLDER = "/var/lib/beacon-configd"
+STATE = f"{FOLDER}/system.json"
 DROP_IN = "/run/systemd/system/beacon-configd.service.d/test.conf"
 LIMIT = 60
 
@@ -106,19 +107,23 @@ def mend_the_file(machine):
     machine.path(STATE).write_text("{}")
 
 
-def use_it_wrongly(machine):
+def override(machine, settings):
     machine.path(DROP_IN).parent.mkdir(parents=True)
-    machine.path(DROP_IN).write_text("[Service]\nExecStart=\nExecStart=beacon-configd --port 0\n")
+    machine.path(DROP_IN).write_text(f"[Service]\n{settings}")
     machine.run("systemctl", "daemon-reload")
 
 
-def use_it_rightly(machine):
+def end_override(machine):
     machine.run("rm", "-r", "/run/systemd/system/beacon-configd.service.d")
     machine.run("systemctl", "daemon-reload")
 
 
+def use_it_wrongly(machine):
+    override(machine, "ExecStart=\nExecStart=beacon-configd --port 0\n")
+
+
 @pytest.mark.parametrize("spoil, mend, status", [(damage_the_file, mend_the_file, 3),
-                                                 (use_it_wrongly, use_it_rightly, 2)])
+                                                 (use_it_wrongly, end_override, 2)])
 def test_permanent_faults_are_not_retried(booted, spoil, mend, status):
     spoil(booted)
     with clients_that_never_stop(booted) as counted:
@@ -135,16 +140,45 @@ def test_permanent_faults_are_not_retried(booted, spoil, mend, status):
 
 
 def test_temporary_faults_are_retried(booted):
-    booted.run("sh", "-c", f"mv {STATE} {STATE}.away && mkdir {STATE}")
+    # Without the kernel's messages about interfaces.
+    override(booted, "RestrictAddressFamilies=\nRestrictAddressFamilies=AF_INET\n")
     booted.run("systemctl", "kill", "--signal=KILL", SERVICE)
     # By default, systemd gives up after five starts within 10 s.
     wait_until(lambda: int(booted.property(SERVICE, "NRestarts")) > 6, LIMIT, "seven restarts",
                lambda: booted.property(SERVICE, "NRestarts"))
     assert booted.property(SERVICE, "ExecMainStatus") in ("0", "1")
     assert booted.property(SOCKET, "ActiveState") == "active"
-    booted.run("sh", "-c", f"rmdir {STATE} && mv {STATE}.away {STATE}")
+    end_override(booted)
     assert booted.request("GET", "/api/v1/system")[0] == 200
     assert states(booted) == ["active", "active"]
+
+
+def system(machine):
+    return machine.request("GET", "/api/v1/system")[1]
+
+
+def test_a_failed_data_partition_does_not_stop_the_service_and_may_come_later(booted):
+    stored = {"hostName": "stored", "ssdpEnable": False}
+    booted.configure(**stored)
+    booted.run("cp", "-a", FOLDER, "/var/stored")
+    # systemd itself does this, except in containers.
+    booted.run("mount", "--make-rshared", "/")
+    # What a read-only system has in the partition's place.
+    booted.run("mount", "-t", "tmpfs", "-o", "ro,mode=755", "tmpfs", FOLDER)
+    booted.run("systemctl", "restart", SERVICE)
+    assert system(booted) == {"hostName": "studio-a", "ssdpEnable": True}
+    assert booted.request("PATCH", "/api/v1/system", {"hostName": "refused"}) == (
+        503, {"error": f"cannot write {STATE}: Read-only file system"})
+    assert states(booted) == ["active", "active"]
+    booted.run("mount", "--bind", "/var/stored", FOLDER)
+    wait_until(lambda: system(booted) == stored, LIMIT, "the stored settings",
+               lambda: str(system(booted)))
+    booted.configure(hostName="changed")
+    assert "changed" in booted.read("/var/stored/system.json")
+    booted.run("umount", FOLDER)
+    booted.run("umount", FOLDER)
+    booted.run("systemctl", "restart", SERVICE)
+    assert system(booted) == stored
 
 
 def test_an_upgrade_keeps_the_port_open(booted, installing):

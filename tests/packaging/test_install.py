@@ -124,6 +124,56 @@ def test_the_init_script_stops_and_starts(installed, name):
     assert init(installed, name, "status").returncode == 0
 
 
+def kill_supervisors(machine):
+    for pid in machine.processes("supervise"):
+        os.kill(pid, signal.SIGKILL)
+    wait_until(lambda: machine.processes("supervise") == [], LIMIT, "the supervisors' end")
+
+
+@pytest.mark.parametrize("name", DAEMONS)
+def test_a_daemon_whose_supervisor_was_killed_is_supervised_again_or_stopped(installed, name):
+    daemon = installed.wait_for_process(name)
+    kill_supervisors(installed)
+    assert init(installed, name, "start").returncode == 0
+    assert installed.processes(name) == [daemon]
+    os.kill(daemon, signal.SIGKILL)
+    wait_until(lambda: installed.processes(name) not in ([], [daemon]), LIMIT, "another daemon")
+    kill_supervisors(installed)
+    assert init(installed, name, "stop").returncode == 0
+    assert installed.processes(name) == []
+    for each in DAEMONS:
+        assert init(installed, each, "start").returncode == 0
+        installed.wait_for_process(each)
+
+
+def test_permanent_faults_are_not_retried(installed):
+    state = installed.path("/var/lib/beacon-configd/system.json")
+    state.write_text("{")
+    os.kill(installed.wait_for_process("beacon-configd"), signal.SIGKILL)
+    wait_until(lambda: len(installed.processes("supervise")) == 1, LIMIT, "the supervisor's end")
+    assert init(installed, "beacon-configd", "status").returncode == 3
+    state.unlink()
+    assert init(installed, "beacon-configd", "start").returncode == 0
+    installed.wait_for_process("beacon-configd")
+
+
+def answer_to_a_change(machine):
+    try:
+        return machine.request("PATCH", "/api/v1/system", {"ssdpEnable": False})[0]
+    except OSError:  # the service does not listen yet
+        return None
+
+
+def test_a_failed_data_partition_does_not_stop_the_service(installed):
+    # What a read-only system has in the partition's place.
+    installed.run("mount", "-t", "tmpfs", "-o", "ro,mode=755", "tmpfs", "/var/lib/beacon-configd")
+    assert init(installed, "beacon-configd", "restart").returncode == 0
+    wait_until(lambda: answer_to_a_change(installed) == 503, LIMIT, "a refusal")
+    installed.run("umount", "/var/lib/beacon-configd")
+    assert init(installed, "beacon-configd", "restart").returncode == 0
+    installed.wait_for_process("beacon-configd")
+
+
 def test_stopping_and_crashing_leave_no_browse_list(installed):
     wait_for_list(installed)
     assert init(installed, "beacond", "stop").returncode == 0

@@ -11,14 +11,16 @@ NAMES = ["beacond", "beacon-configd", "beaconctl", "beacond-web"]
 
 FILES = {
     "beacond": """
-        /etc/default/beacond /etc/init.d/beacond /usr/bin/beacond /usr/lib/sysctl.d/60-beacond.conf
+        /etc/default/beacond /etc/init.d/beacond /usr/bin/beacond /usr/lib/beacond/supervise
+        /usr/lib/sysctl.d/60-beacond.conf
         /usr/lib/systemd/system/beacond.service /usr/lib/sysusers.d/beacond.conf
         /usr/lib/tmpfiles.d/beacond.conf /usr/share/doc/beacond/examples/10-net0.link.example
         /usr/share/man/man5/browse.json.5.gz /usr/share/man/man8/beacond.8.gz""",
     "beacon-configd": """
-        /etc/init.d/beacon-configd /usr/bin/beacon-configd
+        /etc/init.d/beacon-configd /usr/bin/beacon-configd /usr/lib/beacon-configd/supervise
         /usr/lib/systemd/system/beacon-configd.service
         /usr/lib/systemd/system/beacon-configd.socket /usr/lib/sysusers.d/beacon-configd.conf
+        /usr/lib/tmpfiles.d/beacon-configd.conf
         /usr/share/man/man8/beacon-configd.8.gz""",
     "beaconctl": """
         /usr/bin/beaconctl /usr/share/bash-completion/completions/beaconctl
@@ -118,7 +120,7 @@ def test_installs_exactly_these_files(package, name):
 @pytest.mark.parametrize("name", NAMES)
 def test_files_belong_to_root_and_only_programs_are_executable(package, name):
     for file, mode, owner in contents(package(name)):
-        program = file.startswith(("/usr/bin/", "/etc/init.d/"))
+        program = file.startswith(("/usr/bin/", "/etc/init.d/")) or file.endswith("/supervise")
         assert (file, mode, owner) == (file, "-rwxr-xr-x" if program else "-rw-r--r--", "root/root")
 
 

@@ -114,9 +114,12 @@ def test_without_an_address_the_port_is_closed_until_there_is_one(running_device
     expected.assert_alive(sent[0].data, device)
 
 
-def test_two_addresses_are_refused(running_device, wire):
+def test_two_addresses_are_a_goodbye_and_refused_until_one_goes(running_device, wire):
     device = running_device
+    since = wire.mark()
     device.add_address("192.0.2.111")
+    wire.wait_for(since=since, source=device.address, starting=expected.goodbye(device),
+                  timeout=PASS)
     device.configure(hostName="studio-d")
     device.beacond.wait_output(
         "Open: The IP Interface container must have one, and only one member\n"
@@ -124,9 +127,9 @@ def test_two_addresses_are_refused(running_device, wire):
     assert not ssdp_port_open(device)
     since = wire.mark()
     device.remove_address("192.0.2.111")
-    device.configure(hostName="studio-a")
     sent = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
     expected.assert_alive(sent[0].data, device)
+    assert "<friendlyName>studio-d<" in device.read(DOCUMENT)
 
 
 def test_pulling_the_cable_closes_the_port_and_plugging_it_in_causes_an_announcement(

@@ -1,4 +1,5 @@
-"""The daemon's folders are missing, read-only or on a full disk, and are then repaired."""
+"""The folders of the daemon or of its settings are missing, read-only or on a full disk, and are
+then repaired."""
 
 import itertools
 
@@ -8,6 +9,7 @@ import expected
 from health import PASS, assert_works, faults, wait_for_alive, wait_for_faults
 from lab.device import BROWSE_LIST
 
+SETTINGS = "/var/lib/beacon-configd"
 SCRATCH = "/var/www/discovery/__browse.json"
 DOCUMENT = "/var/www/html/corvia_12_upnp_ssdp_{}.xml"
 NO_DOCUMENT = "GenerateDeviceDescriptionFile: Failed to open the SSDP XML file\n"
@@ -137,3 +139,28 @@ def test_a_full_disk_for_the_list_is_reported_and_the_next_change_is_listed(devi
     switch_off_and_on(device, wire)
     assert_works(device, peer)
     assert faults(device) == lines
+
+
+@pytest.mark.parametrize("spoil, error", [(make_missing, "No such file or directory"),
+                                          (make_read_only, "Read-only file system")])
+def test_without_a_place_for_settings_it_is_announced_under_the_default_name(
+        device, wire, peer, spoil, error):
+    device.run("hostname", "factory")
+    device.configd.stop()
+    device.run("rm", f"{SETTINGS}/system.json")
+    spoil(device, SETTINGS)
+    device.start_configd()
+    device.wait_for_configd()
+    fault = f"cannot write {SETTINGS}/system.json: {error}"
+    assert device.configd.stderr == (
+        f"beacon-configd: {fault}; using the defaults, refusing changes\n")
+    since = wire.mark()
+    device.start_beacond()
+    wait_for_alive(device, wire, since)
+    device.name = "factory"
+    assert_works(device, peer)
+    assert device.request("PATCH", "/api/v1/system", {"ssdpEnable": False}) == (
+        503, {"error": fault})
+    mend(device, SETTINGS)
+    switch_off_and_on(device, wire)
+    assert_works(device, peer)

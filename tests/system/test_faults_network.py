@@ -45,18 +45,35 @@ def test_a_start_without_an_address_waits_for_one(fresh_device, wire, peer):
     assert_works(device, peer)
 
 
-def test_a_start_with_two_addresses_waits_until_one_is_removed(fresh_device, wire, peer):
+@pytest.mark.parametrize("first_goes", [True, False])
+def test_a_start_with_two_addresses_waits_until_one_is_removed(fresh_device, wire, peer,
+                                                               first_goes):
     device = fresh_device
-    device.add_address("192.0.2.120")
+    both = [device.address, "192.0.2.120"]
+    device.add_address(both[1])
     device.start_beacond().wait_output("PubSub started\n")
     assert device.beacond.stdout == START + "PubSub started\n"
     assert faults(device) == TWO_ADDRESSES
     assert not ssdp_port_open(device)
     since = wire.mark()
-    device.remove_address(device.address)
-    device.address = "192.0.2.120"
+    device.remove_address(both[0 if first_goes else 1])
+    device.address = both[1 if first_goes else 0]
     wait_for_alive(device, wire, since)
     assert faults(device) == TWO_ADDRESSES
+    assert_works(device, peer)
+
+
+def test_a_second_address_takes_it_off_the_network_until_it_is_removed(running_device, wire, peer):
+    device = running_device
+    err, since = len(device.beacond.stderr), wire.mark()
+    device.add_address("192.0.2.121")
+    wire.wait_for(since=since, source=device.address, starting=expected.goodbye(device),
+                  timeout=PASS)
+    wait_until_closed(device)
+    since = wire.mark()
+    device.remove_address("192.0.2.121")
+    wait_for_alive(device, wire, since)
+    assert faults(device, err) == ""
     assert_works(device, peer)
 
 

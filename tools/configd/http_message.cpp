@@ -27,7 +27,7 @@ struct Reason
     unsigned int status;
     const char *phrase;
 };
-constexpr std::array<Reason, 12> kReasons{{{200, "OK"},
+constexpr std::array<Reason, 11> kReasons{{{200, "OK"},
                                            {400, "Bad Request"},
                                            {403, "Forbidden"},
                                            {404, "Not Found"},
@@ -36,7 +36,6 @@ constexpr std::array<Reason, 12> kReasons{{{200, "OK"},
                                            {409, "Conflict"},
                                            {413, "Content Too Large"},
                                            {431, "Request Header Fields Too Large"},
-                                           {500, "Internal Server Error"},
                                            {503, "Service Unavailable"},
                                            {505, "HTTP Version Not Supported"}}};
 

@@ -35,6 +35,12 @@ const nlattr *FindAttribute(const nlmsghdr &message, unsigned int type)
     return nullptr;
 }
 
+bool IsText(const nlattr &attribute, const std::string &text)
+{
+    return mnl_attr_validate(&attribute, MNL_TYPE_NUL_STRING) == 0 &&
+           text == mnl_attr_get_str(&attribute);
+}
+
 // Every primary address ranks before every secondary one. Among these, a smaller scope
 // number is a wider scope (rtnetlink(7)): 0 is global, 255 is nowhere.
 unsigned int Rank(const ifaddrmsg &body)
@@ -60,8 +66,7 @@ void InterfaceState::ReadLink(const nlmsghdr &message)
         return;
     }
     const nlattr *name = FindAttribute<ifinfomsg>(message, IFLA_IFNAME);
-    if (name != nullptr && mnl_attr_validate(name, MNL_TYPE_NUL_STRING) == 0 &&
-        mName == mnl_attr_get_str(name)) {
+    if (name != nullptr && IsText(*name, mName)) {
         mIndex = body->ifi_index;
         mFlags = body->ifi_flags;
     }
@@ -79,10 +84,24 @@ void InterfaceState::ReadAddress(const nlmsghdr &message)
     if (local == nullptr || mnl_attr_get_payload_len(local) != sizeof(in_addr)) {
         return;
     }
-    if (mAddress.empty() || Rank(*body) < mRank) {
-        std::array<char, INET_ADDRSTRLEN> text{};
-        mAddress = inet_ntop(AF_INET, mnl_attr_get_payload(local), text.data(), text.size());
-        mRank = Rank(*body);
+    // getifaddrs gives an address with a label such as "net0:1" that name instead of the
+    // interface's, so the discovery daemon does not use it.
+    const nlattr *label = FindAttribute<ifaddrmsg>(message, IFA_LABEL);
+    if (label != nullptr && !IsText(*label, mName)) {
+        return;
+    }
+    std::array<char, INET_ADDRSTRLEN> text{};
+    inet_ntop(AF_INET, mnl_attr_get_payload(local), text.data(), text.size());
+    Enter(text.data(), Rank(*body));
+}
+
+void InterfaceState::Enter(const std::string &address, unsigned int rank)
+{
+    // The kernel lists an address twice if it has two prefix lengths.
+    mHasSeveral = mHasSeveral || (!mAddress.empty() && address != mAddress);
+    if (mAddress.empty() || rank < mRank) {
+        mAddress = address;
+        mRank = rank;
     }
 }
 
@@ -90,8 +109,8 @@ NetDevice InterfaceState::Device() const
 {
     NetDevice device{mName, mAddress, SetupState::Idle, (mFlags & IFF_LOWER_UP) != 0};
     if ((mFlags & IFF_UP) != 0) {
-        device.state =
-            device.connected && !mAddress.empty() ? SetupState::Complete : SetupState::Preparing;
+        const bool hasOne = !mAddress.empty() && !mHasSeveral;
+        device.state = device.connected && hasOne ? SetupState::Complete : SetupState::Preparing;
     }
     return device;
 }

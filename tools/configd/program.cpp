@@ -32,6 +32,23 @@ FileDescriptor OpenEndSignals()
     return descriptor;
 }
 
+// As often as systemd starts a failed service of ours again.
+constexpr int kRetryMs = 2000;
+
+// How long poll may wait, in milliseconds; -1: for ever.
+int WaitMs(const HttpServer &server, const Settings &settings)
+{
+    const int wait = server.WaitMs();
+    return settings.Faults().empty() || (wait >= 0 && wait < kRetryMs) ? wait : kRetryMs;
+}
+
+void WriteFaults(const Settings &settings)
+{
+    for (const std::string &fault : settings.Faults()) {
+        std::cerr << "beacon-configd: " << fault << "; using the defaults, refusing changes\n";
+    }
+}
+
 void Follow(InterfaceWatch &watch, Settings &settings)
 {
     settings.FollowDevices({watch.Read()});
@@ -44,7 +61,7 @@ void Serve(int end, HttpServer &server, std::optional<InterfaceWatch> &watch, Se
         std::array<pollfd, 3> waiting{{{end, POLLIN, 0},
                                        {server.Descriptor(), POLLIN, 0},
                                        {watch ? watch->Descriptor() : -1, POLLIN, 0}}};
-        if (poll(waiting.data(), waiting.size(), server.WaitMs()) < 0 && errno != EINTR) {
+        if (poll(waiting.data(), waiting.size(), WaitMs(server, settings)) < 0 && errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "poll");
         }
         if (waiting[0].revents != 0) {
@@ -53,6 +70,7 @@ void Serve(int end, HttpServer &server, std::optional<InterfaceWatch> &watch, Se
         if (waiting[2].revents != 0) {
             Follow(*watch, settings);
         }
+        settings.LoadMissing();
         server.Run();
     }
 }
@@ -61,6 +79,7 @@ void RunService(const Options &options)
 {
     const FileDescriptor end = OpenEndSignals();
     Settings settings(options.stateFile, options.devicesFile);
+    WriteFaults(settings);
     std::optional<InterfaceWatch> watch;
     if (!settings.HasHandKeptDevices()) {
         watch.emplace(options.interface);

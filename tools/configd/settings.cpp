@@ -14,7 +14,7 @@ namespace {
 constexpr unsigned int kBadRequest = 400;
 constexpr unsigned int kConflict = 409;
 constexpr unsigned int kContentTooLarge = 413;
-constexpr unsigned int kInternalServerError = 500;
+constexpr unsigned int kServiceUnavailable = 503;
 
 std::string OwnHostName()
 {
@@ -51,6 +51,9 @@ std::vector<NetDevice> LoadDevices(const std::optional<StoredFile> &file)
 
 std::optional<Refusal> Store(StoredFile &file, std::string text)
 try {
+    if (!file.Fault().empty()) {
+        return Refusal{kServiceUnavailable, file.Fault()};
+    }
     if (text.size() > kLargestText) {
         return Refusal{kContentTooLarge, "stored, it would have more than " +
                                              std::to_string(kLargestText) + " bytes"};
@@ -62,7 +65,7 @@ try {
     file.Replace(std::move(text));
     return std::nullopt;
 } catch (const std::system_error &error) {
-    return Refusal{kInternalServerError, error.what()};
+    return Refusal{kServiceUnavailable, error.what()};
 }
 
 } // namespace
@@ -75,6 +78,32 @@ Settings::Settings(std::string stateFile, std::string devicesFile)
       mValues{{Parameter::SystemConfig, SystemConfigText(mSystem)},
               {Parameter::NetDeviceList, NetDevicesText(LoadDevices(mDevicesFile))}}
 {
+}
+
+std::vector<std::string> Settings::Faults() const
+{
+    std::vector<std::string> faults;
+    if (!mStateFile.Fault().empty()) {
+        faults.push_back(mStateFile.Fault());
+    }
+    if (mDevicesFile && !mDevicesFile->Fault().empty()) {
+        faults.push_back(mDevicesFile->Fault());
+    }
+    return faults;
+}
+
+void Settings::LoadMissing()
+{
+    if (!mStateFile.Fault().empty()) {
+        mStateFile.Load();
+        mSystem = LoadSystem(mStateFile);
+        mValues.systemConfig = Value(Parameter::SystemConfig, SystemConfigText(mSystem));
+    }
+    if (mDevicesFile && !mDevicesFile->Fault().empty()) {
+        mDevicesFile->Load();
+        mValues.netDeviceList =
+            Value(Parameter::NetDeviceList, NetDevicesText(LoadDevices(mDevicesFile)));
+    }
 }
 
 std::optional<Refusal> Settings::PatchSystem(std::string_view patch)

@@ -19,6 +19,21 @@ namespace {
     throw std::system_error(error, std::generic_category(), what);
 }
 
+std::string FolderOf(const std::string &name)
+{
+    const std::size_t slash = name.rfind('/');
+    return slash == std::string::npos ? "." : name.substr(0, slash == 0 ? 1 : slash);
+}
+
+// A folder that is missing or read-only is probably the mount point of a partition that
+// failed. That it has no file then says nothing about the settings.
+void RequireWritableFolder(const std::string &name)
+{
+    if (access(FolderOf(name).c_str(), W_OK | X_OK) != 0) {
+        Throw(errno, "cannot write " + name);
+    }
+}
+
 // Reads a file and passes its text to take in pieces, until take returns false. Returns
 // false if the file does not exist.
 bool ReadPieces(const std::string &name, const std::function<bool(std::string_view)> &take)
@@ -26,6 +41,7 @@ bool ReadPieces(const std::string &name, const std::function<bool(std::string_vi
     const FileDescriptor file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
     if (file.Descriptor() < 0) {
         if (errno == ENOENT) {
+            RequireWritableFolder(name);
             return false;
         }
         Throw(errno, "cannot read " + name);
@@ -79,10 +95,7 @@ bool WriteSynchronised(const std::string &name, std::string_view text)
 // Synchronises the file's folder: without this, a power cut may undo the rename.
 void SynchroniseFolder(const std::string &name)
 {
-    const std::size_t slash = name.rfind('/');
-    const std::string folder =
-        slash == std::string::npos ? "." : name.substr(0, slash == 0 ? 1 : slash);
-    const FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const FileDescriptor opened(open(FolderOf(name).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened.Descriptor() >= 0) {
         fsync(opened.Descriptor()); // a failure is ignored: readers see the new text already
     }
@@ -90,7 +103,18 @@ void SynchroniseFolder(const std::string &name)
 
 } // namespace
 
-StoredFile::StoredFile(std::string name) : mName(std::move(name)), mText(Read(mName)) {}
+StoredFile::StoredFile(std::string name) : mName(std::move(name))
+{
+    Load();
+}
+
+void StoredFile::Load()
+try {
+    mText = Read(mName);
+    mFault.clear();
+} catch (const std::system_error &error) {
+    mFault = error.what();
+}
 
 bool StoredFile::IsEdited() const
 {

@@ -14,17 +14,23 @@ constexpr std::size_t kLargestText = 65536;
 class StoredFile
 {
 public:
-    // Reads the file if it exists. If it cannot be read, throws std::system_error with the
-    // text "cannot read FILE: reason". If it is longer than kLargestText, throws Failure
-    // with kDamagedFile.
+    // Calls Load.
     explicit StoredFile(std::string name);
 
+    // Reads the file. Throws Failure with kDamagedFile when it is longer than
+    // kLargestText. REQUIRES: there is no Text().
+    void Load();
+
     [[nodiscard]] const std::string &Name() const { return mName; }
+    // Why the last Load failed; empty if it did not: "cannot read FILE: reason", or
+    // "cannot write FILE: reason" if the file does not exist and its folder is missing or
+    // not writable.
+    [[nodiscard]] const std::string &Fault() const { return mFault; }
     // The text that this object read or wrote last; nothing if the file did not exist.
     [[nodiscard]] const std::optional<std::string> &Text() const { return mText; }
 
     // Whether the text of the file now differs from Text(). Throws std::system_error
-    // if the file cannot be read.
+    // with the text of a Fault() if Load would fail.
     [[nodiscard]] bool IsEdited() const;
 
     // Replaces the file atomically: readers see the old text or the new one, even after
@@ -35,6 +41,7 @@ public:
 
 private:
     std::string mName;
+    std::string mFault;
     std::optional<std::string> mText;
 };
 

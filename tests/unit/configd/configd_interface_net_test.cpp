@@ -13,6 +13,7 @@ namespace {
 
 const std::string kComplete = DeviceEvent("192.0.2.10", "Complete", true);
 const std::string kUnplugged = DeviceEvent("192.0.2.10", "Preparing", false);
+const std::string kTwoAddresses = DeviceEvent("192.0.2.10", "Preparing", true);
 const std::string kAbsent = DeviceEvent("", "Idle", false);
 
 class FollowedInterface : public testing::Test
@@ -92,6 +93,37 @@ TEST_F(FollowedInterface, KeepsItsFirstAddressWhenASecondIsAdded)
     Service service;
     Watch stream;
     OnHost("ip addr add 192.0.2.9/24 dev net0 && ip addr add 192.0.2.129/25 dev net0");
+    EXPECT_EQ(stream.Next(), kTwoAddresses);
+    OnHost("ip link set far0 down");
+    EXPECT_EQ(stream.Next(), kUnplugged); // and nothing before
+}
+
+TEST_F(FollowedInterface, IsPreparingUntilASecondAddressHasGone)
+{
+    Service service;
+    Watch stream;
+    for (const std::string address : {"192.0.2.9/24", "192.0.2.129/25", "169.254.1.2/16"}) {
+        OnHost("ip addr add " + address + " dev net0");
+        EXPECT_EQ(stream.Next(), kTwoAddresses);
+        OnHost("ip addr del " + address + " dev net0");
+        EXPECT_EQ(stream.Next(), kComplete);
+    }
+}
+
+TEST_F(FollowedInterface, IsPreparingWithTwoAddressesFromTheStart)
+{
+    OnHost("ip addr add 192.0.2.9/24 dev net0");
+    Service service;
+    Watch stream(kTwoAddresses);
+    OnHost("ip addr del 192.0.2.9/24 dev net0");
+    EXPECT_EQ(stream.Next(), kComplete);
+}
+
+TEST_F(FollowedInterface, StaysCompleteBesideAnAlias)
+{
+    Service service;
+    Watch stream;
+    OnHost("ip addr add 192.0.2.9/24 dev net0 label net0:1");
     OnHost("ip link set far0 down");
     EXPECT_EQ(stream.Next(), kUnplugged); // the new addresses sent no event
 }

@@ -134,17 +134,47 @@ TEST(InterfaceState, UsesTheFirstPrimaryAddress)
 {
     EXPECT_EQ(Device({Link(2, "net0", kUp), Address(2, "192.0.2.10"), Address(2, "192.0.2.77"),
                       Address(2, "192.0.2.9", RT_SCOPE_UNIVERSE, IFA_F_SECONDARY)}),
-              Text("192.0.2.10", SetupState::Complete, true));
+              Text("192.0.2.10", SetupState::Preparing, true));
     EXPECT_EQ(
         Device({Link(2, "net0", kUp), Address(2, "192.0.2.9", RT_SCOPE_UNIVERSE, IFA_F_SECONDARY),
                 Address(2, "192.0.2.10", RT_SCOPE_LINK)}),
-        Text("192.0.2.10", SetupState::Complete, true));
+        Text("192.0.2.10", SetupState::Preparing, true));
 }
 
 TEST(InterfaceState, PrefersAnAddressOfWiderScope)
 {
     EXPECT_EQ(Device({Link(2, "net0", kUp), Address(2, "169.254.1.2", RT_SCOPE_LINK),
                       Address(2, "192.0.2.10"), Address(2, "192.0.2.11")}),
+              Text("192.0.2.10", SetupState::Preparing, true));
+}
+
+TEST(InterfaceState, IsPreparingWithTwoAddressesOfAnyKind)
+{
+    const std::vector<Message> others{
+        Address(2, "192.0.2.11"), Address(2, "192.0.2.9", RT_SCOPE_UNIVERSE, IFA_F_SECONDARY),
+        Address(2, "169.254.1.2", RT_SCOPE_LINK), Address(2, "192.0.2.12").Text(IFA_LABEL, "net0")};
+    for (const Message &other : others) {
+        EXPECT_EQ(Device({Link(2, "net0", kUp), Address(2, "192.0.2.10"), other}),
+                  Text("192.0.2.10", SetupState::Preparing, true));
+        EXPECT_EQ(Device({Link(2, "net0", IFF_UP), Address(2, "192.0.2.10"), other}),
+                  Text("192.0.2.10", SetupState::Preparing, false));
+        EXPECT_EQ(Device({Link(2, "net0", 0), Address(2, "192.0.2.10"), other}),
+                  Text("192.0.2.10", SetupState::Idle, false));
+    }
+}
+
+TEST(InterfaceState, IsCompleteWithOneAddressOfTwoPrefixLengths)
+{
+    EXPECT_EQ(Device({Link(2, "net0", kUp), Address(2, "192.0.2.10"), Address(2, "192.0.2.10")}),
+              Text("192.0.2.10", SetupState::Complete, true));
+}
+
+// getifaddrs names them "net0:1": the discovery daemon does not use them.
+TEST(InterfaceState, PassesOverAddressesWithAnotherLabel)
+{
+    Message alias = Address(2, "192.0.2.77").Text(IFA_LABEL, "net0:1");
+    EXPECT_EQ(Device({Link(2, "net0", kUp), alias}), Text("", SetupState::Preparing, true));
+    EXPECT_EQ(Device({Link(2, "net0", kUp), alias, Address(2, "192.0.2.10")}),
               Text("192.0.2.10", SetupState::Complete, true));
 }
 

@@ -23,7 +23,7 @@ protected:
     StoredFileTest() { test::OnHost("mkdir /var/settings"); }
     ~StoredFileTest() override
     {
-        test::OnHost("umount /var/settings 2>/dev/null; rm -r /var/settings");
+        test::OnHost("umount /var/settings 2>/dev/null; rm -rf /var/settings");
     }
 
     static void Write(const std::string &text) { std::ofstream(kFile) << text; }
@@ -35,12 +35,9 @@ protected:
 
     static std::string ReadFault()
     {
-        try {
-            const StoredFile file(kFile);
-        } catch (const std::system_error &error) {
-            return error.what();
-        }
-        return "no fault";
+        const StoredFile file(kFile);
+        EXPECT_EQ(file.Text(), std::nullopt);
+        return file.Fault();
     }
 
     // Replaces the file's text, and returns the fault if there is one.
@@ -64,7 +61,7 @@ protected:
 TEST_F(StoredFileTest, HasNoTextIfItDoesNotExist)
 {
     EXPECT_EQ(Text(), std::nullopt);
-    EXPECT_EQ(Text("/var/nowhere/file.json"), std::nullopt);
+    EXPECT_EQ(StoredFile(kFile).Fault(), "");
 }
 
 TEST_F(StoredFileTest, IsReadCompletely)
@@ -88,13 +85,63 @@ TEST_F(StoredFileTest, IsRefusedIfItIsTooLarge)
     }
 }
 
-TEST_F(StoredFileTest, IsRefusedIfItIsAFolder)
+TEST_F(StoredFileTest, IsNotAvailableWithoutItsFolder)
+{
+    test::OnHost("rmdir /var/settings");
+    EXPECT_EQ(ReadFault(), "cannot write /var/settings/file.json: No such file or directory");
+    std::ofstream("/var/settings") << "a file in the folder's place";
+    EXPECT_EQ(ReadFault(), "cannot read /var/settings/file.json: Not a directory");
+}
+
+TEST_F(StoredFileTest, IsNotAvailableIfItDoesNotExistOnAReadOnlyMedium)
+{
+    test::OnHost("mount -t tmpfs -o ro tmpfs /var/settings");
+    EXPECT_EQ(ReadFault(), "cannot write /var/settings/file.json: Read-only file system");
+}
+
+TEST_F(StoredFileTest, IsNotAvailableOnAMediumThatFails)
+{
+    test::OnHost("ln -s /proc/self/mem " + kFile); // the first page cannot be read
+    EXPECT_EQ(ReadFault(), "cannot read /var/settings/file.json: Input/output error");
+}
+
+TEST_F(StoredFileTest, IsLoadedOnceItIsAvailable)
+{
+    test::OnHost("mv /var/settings /var/away");
+    StoredFile file(kFile);
+    file.Load();
+    EXPECT_EQ(file.Fault(), "cannot write /var/settings/file.json: No such file or directory");
+    EXPECT_EQ(file.Text(), std::nullopt);
+    std::ofstream("/var/away/file.json") << "one";
+    test::OnHost("mv /var/away /var/settings");
+    file.Load();
+    EXPECT_EQ(file.Fault(), "");
+    EXPECT_EQ(file.Text(), "one");
+}
+
+TEST_F(StoredFileTest, IsNotEditedWhenItsFolderGoes)
+{
+    Write("one");
+    const StoredFile file(kFile);
+    test::OnHost("mv /var/settings /var/away");
+    try {
+        static_cast<void>(file.IsEdited());
+        FAIL() << "no fault";
+    } catch (const std::system_error &error) {
+        EXPECT_STREQ(error.what(),
+                     "cannot write /var/settings/file.json: No such file or directory");
+    }
+    test::OnHost("mv /var/away /var/settings");
+    EXPECT_FALSE(file.IsEdited());
+}
+
+TEST_F(StoredFileTest, IsNotAvailableIfItIsAFolder)
 {
     test::OnHost("mkdir " + kFile);
     EXPECT_EQ(ReadFault(), "cannot read /var/settings/file.json: Is a directory");
 }
 
-TEST_F(StoredFileTest, IsRefusedIfItCannotBeOpened)
+TEST_F(StoredFileTest, IsNotAvailableIfItCannotBeOpened)
 {
     test::OnHost("ln -s file.json " + kFile);
     EXPECT_EQ(ReadFault(),
