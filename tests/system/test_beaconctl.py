@@ -8,7 +8,9 @@ import signal
 
 import pytest
 
+from conftest import TOP
 from lab import DeviceSpec, Lab, wait_until
+from lab.device import CONFIGD
 
 BEACONCTL = "/mnt/beaconctl"
 
@@ -57,6 +59,14 @@ def test_browse_shows_the_devices_browse_list(pair):
     assert json.loads(a.run(BEACONCTL, "--json", "browse").stdout)[0] == {
         "hostName": "studio-a", "product": "Corvia 12", "address": "192.0.2.10",
         "description": "HD recorder", "boardID": "0x10650001"}
+
+
+def test_every_tool_prints_its_version(pair):
+    _, a, _ = pair
+    version = re.search(r"^project\(beacond VERSION (\S+)", (TOP / "CMakeLists.txt").read_text(),
+                        re.M)[1]
+    assert a.run(BEACONCTL, "--version").stdout == f"beaconctl {version}\n"
+    assert a.run(CONFIGD, "--version").stdout == f"beacon-configd {version}\n"
 
 
 def test_search_prints_each_answer(pair):

@@ -15,8 +15,8 @@ struct Options
 };
 
 // Reads the command line. Returns the status to end with when the program is not
-// to run: 0 after --help, 2 for a command line that is wrong, each with the usage
-// on standard output or error. One thread at a time (getopt).
+// to run: 0 after --help or --version, 2 for a command line that is wrong, with the text on
+// standard output or the usage on standard error. One thread at a time (getopt).
 [[nodiscard]] std::optional<int> ReadOptions(int argc, char **argv, Options &options);
 
 } // namespace configd

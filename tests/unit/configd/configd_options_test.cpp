@@ -17,7 +17,8 @@ const std::string kUsage =
     "                    them, instead of following the kernel's\n"
     "  --interface NAME  the network interface to follow (net0)\n"
     "  --port N          the TCP port of 127.0.0.1 to listen on (8080)\n"
-    "  --help            show this text\n";
+    "  --help            show this text\n"
+    "  --version         show the version\n";
 
 struct Result
 {
