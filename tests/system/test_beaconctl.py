@@ -56,9 +56,13 @@ def test_browse_shows_the_devices_browse_list(pair):
         "  HOST NAME  PRODUCT     ADDRESS     DESCRIPTION  BOARD ID\n"
         "  studio-a   Corvia 12   192.0.2.10  HD recorder  0x10650001\n"
         "  studio-b   Lumen Plus  192.0.2.11  4K encoder   0x10660002\n")
-    assert json.loads(a.run(BEACONCTL, "--json", "browse").stdout)[0] == {
-        "hostName": "studio-a", "product": "Corvia 12", "address": "192.0.2.10",
-        "description": "HD recorder", "boardID": "0x10650001"}
+
+
+def test_browse_as_json_has_the_members_of_the_list_as_they_are(pair):
+    _, a, _ = pair
+    printed = a.run(BEACONCTL, "--json", "browse").stdout
+    assert json.loads(printed) == a.browse_list()
+    assert printed.count("\n") == 1
 
 
 def test_every_tool_prints_its_version(pair):

@@ -119,7 +119,7 @@ ExitStatus Print(const std::string &text, ExitStatus status)
 ExitStatus Show(Entries &entries, Source source, bool json, bool cut)
 {
     std::sort(entries.begin(), entries.end());
-    return Print(json ? EntriesJson(entries, source, cut) : EntriesTable(entries, source),
+    return Print(json ? EntriesJson(entries, cut) : EntriesTable(entries, source),
                  entries.empty() ? kNothingFound : kFound);
 }
 
@@ -140,13 +140,18 @@ ExitStatus ShowListing(const Arguments &arguments, const formats::ListingKind &k
 ExitStatus ShowBrowseList(const Arguments &arguments)
 {
     Entries entries;
+    std::string json;
     std::string error;
     const std::string file = arguments.operand.empty() ? kBrowseFile : arguments.operand;
-    if (!ReadBrowseFile(file, entries, error)) {
+    if (arguments.json ? !CopyBrowseFile(file, json, error)
+                       : !ReadBrowseFile(file, entries, error)) {
         WriteError(error);
         return kFailed;
     }
-    return Show(entries, Source::BrowseList, arguments.json, false);
+    if (arguments.json) {
+        return Print(SafeJson(json) + '\n', json == "[]" ? kNothingFound : kFound);
+    }
+    return Show(entries, Source::BrowseList, false, false);
 }
 
 // The dotted quad of a socket address.

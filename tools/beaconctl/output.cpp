@@ -26,7 +26,7 @@ constexpr const char *kRed = "\x1b[31m";
 // How a member of an entry is shown.
 struct Member
 {
-    const char *key; // in JSON
+    const char *key; // in the JSON of a listing
     const char *head;
     std::string Entry::*text;
     std::size_t bound; // columns
@@ -38,8 +38,8 @@ const Member kHostName{"hostName", "HOST NAME", &Entry::hostName, 36};
 const Member kProduct{"product", "PRODUCT", &Entry::product, 20};
 const Member kAddress{"address", "ADDRESS", &Entry::address, 15};
 const Member kUsn{"usn", "USN", &Entry::usn, 64};
-const Member kDescription{"description", "DESCRIPTION", &Entry::description, 36};
-const Member kBoardID{"boardID", "BOARD ID", &Entry::boardID, 12};
+const Member kDescription{"", "DESCRIPTION", &Entry::description, 36};
+const Member kBoardID{"", "BOARD ID", &Entry::boardID, 12};
 
 const std::vector<Member> &Members(Source source)
 {
@@ -84,10 +84,11 @@ void Set(json &object, const char *key, const std::string &value)
     object[key] = formats::ReplaceInvalidUtf8(value);
 }
 
-json Object(const Entry &entry, Source source)
+// The object of an entry of a listing.
+json Object(const Entry &entry)
 {
     json object;
-    for (const Member &member : Members(source)) {
+    for (const Member &member : Members(Source::Listing)) {
         Set(object, member.key, entry.*member.text);
     }
     return object;
@@ -140,11 +141,11 @@ std::string EntriesTable(const Entries &entries, Source source)
     return table.Text(false);
 }
 
-std::string EntriesJson(const Entries &entries, Source source, bool cut)
+std::string EntriesJson(const Entries &entries, bool cut)
 {
     json array = json::array();
     for (const Entry &entry : entries) {
-        json object = Object(entry, source);
+        json object = Object(entry);
         if (cut) {
             object["listingCut"] = true;
         }
@@ -168,7 +169,7 @@ std::string ChangesLines(const std::vector<ChangedEntry> &changes, bool inJson)
     std::string lines;
     for (const ChangedEntry &change : changes) {
         if (inJson) {
-            json object = Object(change.entry, Source::Listing);
+            json object = Object(change.entry);
             Set(object, "change", Word(change.change));
             lines += Line(object);
         } else {

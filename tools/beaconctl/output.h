@@ -15,8 +15,9 @@ namespace beaconctl {
 enum class Source { Listing, BrowseList };
 
 [[nodiscard]] std::string EntriesTable(const Entries &entries, Source source);
-// An array on one line. Objects of a cut listing have "listingCut": true.
-[[nodiscard]] std::string EntriesJson(const Entries &entries, Source source, bool cut);
+// The entries of a listing as an array on one line. Objects of a cut listing have
+// "listingCut": true.
+[[nodiscard]] std::string EntriesJson(const Entries &entries, bool cut);
 
 // The table of a listing, with the marks of changes and, if wanted, their colours.
 [[nodiscard]] std::string ChangesTable(const std::vector<ChangedEntry> &changes, bool colours);

@@ -62,6 +62,23 @@ Entry BrowseEntry(const SSDPDeviceType &device)
             device.modelDescription, device.boardID};
 }
 
+// Reads a browse list from a file with a reader of src/formats.
+template <typename Reader, typename Result>
+bool ReadList(const std::string &path, Reader reader, Result &result, std::string &error)
+{
+    std::string text;
+    std::string fault;
+    if (!ReadFile(path, text)) {
+        fault = strerror(errno); // NOLINT(concurrency-mt-unsafe): a program of one thread
+    } else if (text.size() > kLargestFile) {
+        fault = "larger than any browse list";
+    } else if (reader(text, result, fault)) {
+        return true;
+    }
+    error = SafeText(path) + ": " + fault;
+    return false;
+}
+
 template <typename Convert>
 Entries EntriesOf(const std::vector<SSDPDeviceType> &devices, Convert convert)
 {
@@ -152,19 +169,17 @@ bool AskListing(const Arguments &arguments, const formats::ListingKind &kind, Li
 
 bool ReadBrowseFile(const std::string &path, Entries &entries, std::string &error)
 {
-    std::string text;
-    std::string fault;
     std::vector<SSDPDeviceType> devices;
-    if (!ReadFile(path, text)) {
-        fault = strerror(errno); // NOLINT(concurrency-mt-unsafe): a program of one thread
-    } else if (text.size() > kLargestFile) {
-        fault = "larger than any browse list";
-    } else if (formats::ReadBrowseDocument(text, devices, fault)) {
-        entries = EntriesOf(devices, BrowseEntry);
-        return true;
+    if (!ReadList(path, formats::ReadBrowseDocument, devices, error)) {
+        return false;
     }
-    error = SafeText(path) + ": " + fault;
-    return false;
+    entries = EntriesOf(devices, BrowseEntry);
+    return true;
+}
+
+bool CopyBrowseFile(const std::string &path, std::string &json, std::string &error)
+{
+    return ReadList(path, formats::CopyBrowseDocument, json, error);
 }
 
 } // namespace beaconctl

@@ -48,4 +48,8 @@ private:
 // list of the daemon, or is not a browse list.
 [[nodiscard]] bool ReadBrowseFile(const std::string &path, Entries &entries, std::string &error);
 
+// Reads a browse list in the same way, as JSON with its members as they are
+// (formats::CopyBrowseDocument).
+[[nodiscard]] bool CopyBrowseFile(const std::string &path, std::string &json, std::string &error);
+
 } // namespace beaconctl

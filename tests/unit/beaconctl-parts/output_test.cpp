@@ -75,10 +75,10 @@ TEST(EntriesTable, KeepsEveryAddressWithin80ColumnsWithTextsOfAnyLength)
 TEST(EntriesJson, HasTheWholeTexts)
 {
     const std::string name(1400, 'h');
-    EXPECT_EQ(EntriesJson({{"a\"\n" + name, "p", "1", "u", "", ""}}, Source::Listing, false),
+    EXPECT_EQ(EntriesJson({{"a\"\n" + name, "p", "1", "u", "", ""}}, false),
               "[{\"address\":\"1\",\"hostName\":\"a\\\"\\n" + name +
                   "\",\"product\":\"p\",\"usn\":\"u\"}]\n");
-    EXPECT_EQ(EntriesJson({}, Source::Listing, false), "[]\n");
+    EXPECT_EQ(EntriesJson({}, false), "[]\n");
 }
 
 TEST(EntriesJson, KeepsAByteOrderMarkAtTheStartOfAText)
@@ -86,21 +86,13 @@ TEST(EntriesJson, KeepsAByteOrderMarkAtTheStartOfAText)
     EXPECT_EQ(EntriesJson({{"\xef\xbb\xbf"
                             "a",
                             "", "", "", "", ""}},
-                          Source::Listing, false),
+                          false),
               "[{\"address\":\"\",\"hostName\":\"\\ufeffa\",\"product\":\"\",\"usn\":\"\"}]\n");
-}
-
-TEST(EntriesJson, OfABrowseListHasDescriptionAndBoardAsTwoMembers)
-{
-    EXPECT_EQ(EntriesJson({kA}, Source::BrowseList, false),
-              "[{\"address\":\"192.0.2.10\",\"boardID\":\"0x10650001\","
-              "\"description\":\"HD recorder\",\"hostName\":\"studio-a\","
-              "\"product\":\"Corvia 12\"}]\n");
 }
 
 TEST(EntriesJson, MarksEveryObjectOfACutListing)
 {
-    EXPECT_EQ(EntriesJson({kA, kB}, Source::Listing, true),
+    EXPECT_EQ(EntriesJson({kA, kB}, true),
               "[{\"address\":\"192.0.2.10\",\"hostName\":\"studio-a\",\"listingCut\":true,"
               "\"product\":\"Corvia 12\",\"usn\":\"uuid:1\"},"
               "{\"address\":\"192.0.2.9\",\"hostName\":\"b\",\"listingCut\":true,"
@@ -110,10 +102,9 @@ TEST(EntriesJson, MarksEveryObjectOfACutListing)
 TEST(EntriesJson, EscapesCharactersThatActOnATerminal)
 {
     for (const Active &active : kActive) {
-        EXPECT_EQ(
-            EntriesJson({{active.character, "\xc3\xa9", "", "", "", ""}}, Source::Listing, false),
-            std::string("[{\"address\":\"\",\"hostName\":\"") + active.escape +
-                "\",\"product\":\"\xc3\xa9\",\"usn\":\"\"}]\n");
+        EXPECT_EQ(EntriesJson({{active.character, "\xc3\xa9", "", "", "", ""}}, false),
+                  std::string("[{\"address\":\"\",\"hostName\":\"") + active.escape +
+                      "\",\"product\":\"\xc3\xa9\",\"usn\":\"\"}]\n");
     }
 }
 
