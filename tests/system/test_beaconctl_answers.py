@@ -1,10 +1,13 @@
 """beaconctl with missing, damaged, forged or cut answers."""
 
+import fcntl
 import json
 import os
 import pty
 import re
 import signal
+import struct
+import termios
 
 import pytest
 
@@ -167,6 +170,28 @@ def test_watch_on_a_terminal_marks_and_colours_what_came_changed_and_went(
         assert watch.stop(signal.SIGINT) == 0
     os.close(master)
     assert set(re.findall(rb"\x1b\[\d+m", drawn)) == colours
+
+
+def test_watch_on_a_terminal_shows_what_changed_first_if_not_all_fits(
+        peer, answerer, beaconctl):
+    master, terminal = pty.openpty()
+    fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("4H", 7, 80, 0, 0))  # 7 lines
+    four = ONE + TWO + THREE + listed(13, "studio-d")
+    more = four.replace(b"studio-c", b"studio-x") + listed(14, "studio-e")
+    drawn = b""
+    with answering(answerer, 49821, b"NodeList" + four, b"NodeList" + more):
+        watch = peer.start("watch", [beaconctl, "--host", answerer.address, "watch"],
+                           {"NO_COLOR": "1"}, stdin=terminal, stdout=terminal, stderr=terminal)
+        os.close(terminal)
+        while not re.search(rb"studio-e.*\x1b\[J", drawn, re.S):
+            assert drawn.count(b"Ctrl-C ends.") < 20, drawn
+            drawn += os.read(master, 65536)
+        assert watch.stop(signal.SIGINT) == 0
+    os.close(master)
+    first, last = [re.findall(rb"\r\n(. studio-.|  and . more)", screen)
+                   for screen in (drawn.split(b"Ctrl-C ends.")[1], drawn.split(b"Ctrl-C ends.")[-1])]
+    assert first == [b"  studio-a", b"  studio-b", b"  and 2 more"]
+    assert last == [b"+ studio-e", b"~ studio-x", b"  and 3 more"]
 
 
 @pytest.mark.parametrize("answer", [

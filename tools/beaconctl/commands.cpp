@@ -76,9 +76,14 @@ std::string Head(const std::string &host, const State &state)
 
 bool Draw(const Arguments &arguments, const State &state, const History &history, bool colours)
 {
+    std::vector<ChangedEntry> rows = history.Marked();
+    const std::size_t height = TerminalHeight();
+    if (!FitsOnScreen(rows.size() + 1, height)) {
+        PutChangedFirst(rows);
+    }
     gDrawing = 1;
-    const bool drawn = WriteOutput(ScreenText(
-        Head(arguments.host, state), ChangesTable(history.Marked(), colours), TerminalHeight()));
+    const bool drawn =
+        WriteOutput(ScreenText(Head(arguments.host, state), ChangesTable(rows, colours), height));
     gDrawing = 0;
     return drawn;
 }
