@@ -12,7 +12,7 @@ COMP_CWORD=$(($# - 1))
 _beaconctl
 [ ${#COMPREPLY[@]} -eq 0 ] || printf '%s\\n' "${COMPREPLY[@]}"
 """
-COMMANDS = ["nodes", "hosts", "watch", "browse", "search"]
+COMMANDS = ["nodes", "hosts", "watch", "browse", "search", "help"]
 OPTIONS = ["--host", "--timeout", "--json", "--help", "--version"]
 
 

@@ -126,6 +126,14 @@ def test_a_listing_that_may_have_been_cut_is_reported(
     assert marks == [{None}, {True}, {True}, set()]
 
 
+def test_a_name_of_several_devices_is_no_host(peer, beaconctl):
+    twice = b"NodeList" + listed(11, "studio-b") + listed(9, "studio-b", "uuid:z")
+    with answering(peer, 49821, twice):
+        result = peer.run(beaconctl, "--host", "studio-b", "nodes", check=False)
+    assert outcome(result) == (3, "", 'beaconctl: several devices are named "studio-b", such as '
+                               "192.0.2.9 and 192.0.2.11: give an address\n")
+
+
 def test_watch_reports_nothing_as_gone_that_was_cut(peer, answerer, beaconctl):
     before = filled(b"NodeList" + ONE, 50000)
     with answering(answerer, 49821, before + TWO, filled(before), before + THREE):

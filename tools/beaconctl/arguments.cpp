@@ -1,6 +1,5 @@
 #include "beaconctl/arguments.h"
 
-#include "beaconctl/sources.h"
 #include "beaconctl/terminal_text.h"
 
 #include <charconv>
@@ -30,7 +29,9 @@ const std::map<std::string, Arguments::Command> &Commands()
         {"hosts", Arguments::Command::Hosts},
         {"watch", Arguments::Command::Watch},
         {"browse", Arguments::Command::Browse},
-        {"search", Arguments::Command::Search}};
+        {"search", Arguments::Command::Search},
+        {"help", Arguments::Command::Help},
+    };
     return commands;
 }
 
@@ -105,8 +106,8 @@ bool ReadTimeout(const std::string &text, Arguments &arguments, std::string &err
 
 bool ReadHost(const std::string &text, Arguments &arguments, std::string &error)
 {
-    if (!ParseAddress(text, 0)) {
-        error = "--host takes an IPv4 address, not " + Quoted(text);
+    if (text.empty()) {
+        error = "--host takes an IPv4 address or a name";
         return false;
     }
     arguments.host = text;
@@ -192,9 +193,11 @@ std::string HelpText()
            "                    /var/www/discovery/browse.json\n"
            "  search [TARGET]   searches the network by SSDP, by default for ssdp:all, and\n"
            "                    prints each answer when it arrives\n"
+           "  help              prints this text\n"
            "\n"
-           "  --host ADDRESS    ask the device at this address instead of this device;\n"
-           "                    with search: search this device only\n"
+           "  --host HOST       ask this device instead of the device that runs beaconctl: an\n"
+           "                    IPv4 address, a name that nodes lists, or a host name; with\n"
+           "                    search: search this device only\n"
            "  --timeout SECONDS how long to wait for answers: 2, with search 4\n"
            "  --json            JSON for scripts, with texts in full; with watch and search\n"
            "                    one line for each change or answer\n"

@@ -13,7 +13,7 @@ struct Arguments
 
     Command command = Command::Help;
     std::string operand; // file of browse, target of search; empty: the default
-    std::string host;    // dotted quad; empty: this device, with search the multicast group
+    std::string host;    // address or name; empty: this device, with search the multicast group
     std::chrono::milliseconds timeout{2000};
     bool json = false;
 };

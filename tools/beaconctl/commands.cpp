@@ -1,14 +1,13 @@
 #include "beaconctl/commands.h"
 
 #include "beaconctl/entries.h"
+#include "beaconctl/host_address.h"
 #include "beaconctl/output.h"
 #include "beaconctl/sources.h"
 #include "beaconctl/terminal_text.h"
 #include "formats/ssdp_protocol.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
-#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -159,14 +158,6 @@ ExitStatus ShowBrowseList(const Arguments &arguments)
     return Show(entries, Source::BrowseList, false, false);
 }
 
-// The dotted quad of a socket address.
-std::string AddressText(const sockaddr_in &address)
-{
-    std::array<char, INET_ADDRSTRLEN> text{};
-    inet_ntop(AF_INET, &address.sin_addr, text.data(), text.size());
-    return text.data();
-}
-
 ExitStatus RunSearch(const Arguments &arguments)
 {
     Question question;
@@ -184,7 +175,7 @@ ExitStatus RunSearch(const Arguments &arguments)
     sockaddr_in sender{};
     while (const auto datagram = question.Receive(end, sender)) {
         if (const auto headers = formats::ReadSearchResponse(*datagram)) {
-            if (!WriteOutput(AnswerText(AddressText(sender), *headers, arguments.json))) {
+            if (!WriteOutput(AnswerText(AddressText(sender.sin_addr), *headers, arguments.json))) {
                 return kFailed;
             }
             status = kFound;
@@ -221,8 +212,13 @@ ExitStatus RunWatch(const Arguments &arguments, bool terminal, bool colours)
     return kFailed;
 }
 
-ExitStatus RunCommand(const Arguments &arguments)
+ExitStatus RunCommand(Arguments arguments)
 {
+    std::string error;
+    if (!FindHost(arguments, error)) {
+        WriteError(error);
+        return kFailed;
+    }
     switch (arguments.command) {
     case Arguments::Command::Nodes:
         return ShowListing(arguments, formats::kNodeListing);

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -133,6 +134,13 @@ std::optional<sockaddr_in> ParseAddress(const std::string &address, std::uint16_
         return std::nullopt;
     }
     return result;
+}
+
+std::string AddressText(const in_addr &address)
+{
+    std::array<char, INET_ADDRSTRLEN> text{};
+    inet_ntop(AF_INET, &address, text.data(), text.size());
+    return text.data();
 }
 
 std::string AskedHost(const Arguments &arguments)

@@ -36,6 +36,9 @@ private:
 [[nodiscard]] std::optional<sockaddr_in> ParseAddress(const std::string &address,
                                                       std::uint16_t port);
 
+// The dotted quad of an address.
+[[nodiscard]] std::string AddressText(const in_addr &address);
+
 // The address of the device that the arguments name.
 [[nodiscard]] std::string AskedHost(const Arguments &arguments);
 

@@ -51,6 +51,7 @@ TEST(ReadArguments, TakesOptionsBeforeAndAfterTheCommand)
     EXPECT_EQ(arguments.host, "192.0.2.10");
     EXPECT_EQ(arguments.timeout.count(), 500);
     EXPECT_EQ(Read({"nodes", "--host=192.0.2.10"}).host, "192.0.2.10");
+    EXPECT_EQ(Read({"nodes", "--host", "studio-a"}).host, "studio-a");
     EXPECT_EQ(Read({"nodes", "--timeout=1", "--timeout=3600"}).timeout.count(), 3600000);
     EXPECT_TRUE(Read({"-json", "nodes"}).json);
     for (const char *help : {"--help", "-help", "-h"}) {
@@ -58,6 +59,7 @@ TEST(ReadArguments, TakesOptionsBeforeAndAfterTheCommand)
     }
     EXPECT_EQ(Read({"--version"}).command, Command::Version);
     EXPECT_EQ(Read({"--version", "--help"}).command, Command::Help);
+    EXPECT_EQ(Read({"help"}).command, Command::Help);
 }
 
 TEST(ReadArguments, ReadsWordsAfterTwoDashesAndASingleDashAsOperands)
@@ -86,8 +88,7 @@ TEST(ReadArguments, NamesTheFaultInOneLine)
     EXPECT_EQ(ErrorOf({"frob"}), "no such command: \"frob\"");
     EXPECT_EQ(ErrorOf({"nodes", "x"}), "too many words: \"x\"");
     EXPECT_EQ(ErrorOf({"browse", "a", "b"}), "too many words: \"b\"");
-    EXPECT_EQ(ErrorOf({"nodes", "--host", "studio-a"}),
-              "--host takes an IPv4 address, not \"studio-a\"");
+    EXPECT_EQ(ErrorOf({"nodes", "--host="}), "--host takes an IPv4 address or a name");
     for (const std::string value :
          {"x", "", "0", "0.001", "3601", "nan", "-1", "inf", "1x", " 1"}) {
         EXPECT_EQ(ErrorOf({"nodes", "--timeout=" + value}),
@@ -107,7 +108,6 @@ TEST(ReadArguments, EscapesWordsInItsErrors)
     const std::string escaped = "\"a\\x1b[2J\\u{009b}\\xff\"";
     EXPECT_EQ(ErrorOf({word}), "no such command: " + escaped);
     EXPECT_EQ(ErrorOf({"nodes", word}), "too many words: " + escaped);
-    EXPECT_EQ(ErrorOf({"nodes", "--host", word}), "--host takes an IPv4 address, not " + escaped);
     EXPECT_EQ(ErrorOf({"nodes", "--timeout", word}),
               "--timeout takes seconds from 0.01 to 3600, not " + escaped);
     EXPECT_EQ(ErrorOf({"nodes", "--a\n"}), "no such option: \"--a\\x0a\"");
