@@ -84,6 +84,16 @@ void CheckCopy(const std::string &input, const Entries &entries)
     CheckArray(SafeJson(copy) + '\n', entries, QStringLiteral("boardID"), &Entry::boardID);
 }
 
+void CheckDatagram(const std::optional<Datagram> &datagram)
+{
+    if (datagram) {
+        const Message message = DescribeDatagram(*datagram);
+        FUZZ_CHECK(IsSafeLine(MonitorText({}, *datagram, message, false)));
+        FUZZ_CHECK(IsSafeLine(MonitorText({}, *datagram, message, true)));
+        FUZZ_CHECK(IsWanted(*datagram, message, "", ""));
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
@@ -107,6 +117,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         FUZZ_CHECK(IsSafe(AnswerText("192.0.2.10", *headers, false)));
         FUZZ_CHECK(IsSafeLine(AnswerText("192.0.2.10", *headers, true)));
     }
+    CheckDatagram(MakeDatagram({}, {}, input));
+    CheckDatagram(ReadPacket(input));
     const Entry listed{input, input, input, input, "", ""};
     FUZZ_CHECK(IsSafeLine(ChangesLines({{listed, Change::Came}}, false)));
     FUZZ_CHECK(IsSafeLine(ChangesLines({{listed, Change::Came}}, true)));

@@ -2,16 +2,16 @@
 
 #include "beaconctl/entries.h"
 #include "beaconctl/host_address.h"
+#include "beaconctl/monitor.h"
 #include "beaconctl/output.h"
+#include "beaconctl/program_end.h"
 #include "beaconctl/sources.h"
 #include "beaconctl/terminal_text.h"
 #include "formats/ssdp_protocol.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -22,30 +22,6 @@ constexpr const char *kBrowseFile = "/var/www/discovery/browse.json";
 constexpr const char *kEverything = "ssdp:all";
 constexpr int kPauseMs = 1000; // of watch, between two questions
 constexpr const char *kClearScreen = "\x1b[2J";
-
-volatile std::sig_atomic_t gStatus = kFailed; // of the program if a signal ends it
-volatile std::sig_atomic_t gDrawing = 0;
-
-// Ends the program within the handler. If the handler only set a flag, a signal between
-// the test of the flag and a wait would be noticed after the wait only.
-void End(int /*signal*/)
-{
-    pollfd terminal{STDOUT_FILENO, POLLOUT, 0};
-    if (gDrawing != 0 && poll(&terminal, 1, 0) == 1) {
-        static_cast<void>(!write(STDOUT_FILENO, kWrapLines.data(), kWrapLines.size()));
-    }
-    _exit(gStatus);
-}
-
-void EndOnSignals()
-{
-    struct sigaction action
-    {
-    };
-    action.sa_handler = End;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-}
 
 // The height of the terminal; 0 if it is not known.
 std::size_t TerminalHeight()
@@ -80,10 +56,10 @@ bool Draw(const Arguments &arguments, const State &state, const History &history
     if (!FitsOnScreen(rows.size() + 1, height)) {
         PutChangedFirst(rows);
     }
-    gDrawing = 1;
+    NoteDrawing(true);
     const bool drawn =
         WriteOutput(ScreenText(Head(arguments.host, state), ChangesTable(rows, colours), height));
-    gDrawing = 0;
+    NoteDrawing(false);
     return drawn;
 }
 
@@ -201,7 +177,7 @@ ExitStatus RunWatch(const Arguments &arguments, bool terminal, bool colours)
         std::vector<ChangedEntry> changes;
         state.error.clear();
         if (AskListing(arguments, formats::kNodeListing, listing, state.error)) {
-            gStatus = gStatus == kFound || !listing.entries.empty() ? kFound : kNothingFound;
+            NoteResult(!listing.entries.empty());
             changes = history.Update(listing);
             state.cut = listing.cut;
         }
@@ -230,6 +206,8 @@ ExitStatus RunCommand(Arguments arguments)
         return ShowBrowseList(arguments);
     case Arguments::Command::Search:
         return RunSearch(arguments);
+    case Arguments::Command::Monitor:
+        return RunMonitor(arguments);
     case Arguments::Command::Version:
         return Print(std::string("beaconctl ") + BEACOND_VERSION + '\n', kFound);
     case Arguments::Command::Help:

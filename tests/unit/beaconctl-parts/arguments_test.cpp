@@ -62,6 +62,20 @@ TEST(ReadArguments, TakesOptionsBeforeAndAfterTheCommand)
     EXPECT_EQ(Read({"help"}).command, Command::Help);
 }
 
+TEST(ReadArguments, OfMonitorSelectADeviceOrAProduct)
+{
+    const Arguments all = Read({"monitor"});
+    EXPECT_EQ(all.command, Command::Monitor);
+    EXPECT_EQ(all.host + all.product, "");
+    const Arguments some = Read({"monitor", "--host", "studio-a", "--product", "Corvia 12"});
+    EXPECT_EQ(some.host, "studio-a");
+    EXPECT_EQ(some.product, "Corvia 12");
+    EXPECT_EQ(ErrorOf({"monitor", "--timeout", "1"}),
+              "monitor ends at Ctrl-C and does not take --timeout");
+    EXPECT_EQ(ErrorOf({"monitor", "--product="}), "--product takes the name of a product");
+    EXPECT_EQ(ErrorOf({"nodes", "--product", "Lumen"}), "only monitor takes --product");
+}
+
 TEST(ReadArguments, ReadsWordsAfterTwoDashesAndASingleDashAsOperands)
 {
     EXPECT_EQ(Read({"browse", "--", "--json"}).operand, "--json");
