@@ -37,9 +37,15 @@ namespace formats {
 // string is an empty field. False, with error set to one line and devices unchanged,
 // if the text is not JSON or not an array of objects.
 //
-// In the separate library formats-json: tools read the list, the daemon only writes it
-// and links no JSON library for it.
+// Both readers are in the separate library formats-json: tools read the list, the daemon
+// only writes it and links no JSON library for it.
 [[nodiscard]] bool ReadBrowseDocument(std::string_view text, std::vector<SSDPDeviceType> &devices,
                                       std::string &error);
+
+// Reads a document and writes it again as JSON on one line without a newline: the same
+// objects in the same order with the same members, in valid UTF-8. The members of an object
+// are in alphabetical order; those that are arrays or objects, which no list has, are left
+// out. False, with error set to one line and copy unchanged, as for ReadBrowseDocument.
+[[nodiscard]] bool CopyBrowseDocument(std::string_view text, std::string &copy, std::string &error);
 
 } // namespace formats

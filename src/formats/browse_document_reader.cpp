@@ -1,6 +1,8 @@
 #include "formats/browse_document.h"
 #include "formats/utf8.h"
 
+#include <algorithm>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 namespace formats {
@@ -37,12 +39,9 @@ SSDPDeviceType DeviceOf(const json &object)
     return device;
 }
 
-} // namespace
-
-bool ReadBrowseDocument(std::string_view text, std::vector<SSDPDeviceType> &devices,
-                        std::string &error)
+// Parses a document. False, with error set, if it is not an array of objects.
+bool Parse(std::string_view text, json &document, std::string &error)
 {
-    json document;
     try {
         document = json::parse(ReplaceInvalidUtf8(text), IsInBrowseDocument);
     } catch (const json::parse_error &fault) {
@@ -56,15 +55,46 @@ bool ReadBrowseDocument(std::string_view text, std::vector<SSDPDeviceType> &devi
         error = "not a browse list: not a JSON array";
         return false;
     }
-    std::vector<SSDPDeviceType> read;
-    for (const json &element : document) {
-        if (!element.is_object()) {
-            error = "not a browse list: an element is not an object";
-            return false;
-        }
-        read.push_back(DeviceOf(element));
+    if (!std::all_of(document.begin(), document.end(),
+                     [](const json &element) { return element.is_object(); })) {
+        error = "not a browse list: an element is not an object";
+        return false;
     }
-    devices = std::move(read);
+    return true;
+}
+
+// Erases the members whose values IsInBrowseDocument has dropped.
+void EraseDiscarded(json &object)
+{
+    for (auto member = object.begin(); member != object.end();) {
+        member = member->is_discarded() ? object.erase(member) : std::next(member);
+    }
+}
+
+} // namespace
+
+bool ReadBrowseDocument(std::string_view text, std::vector<SSDPDeviceType> &devices,
+                        std::string &error)
+{
+    json document;
+    if (!Parse(text, document, error)) {
+        return false;
+    }
+    devices.clear();
+    std::transform(document.begin(), document.end(), std::back_inserter(devices), DeviceOf);
+    return true;
+}
+
+bool CopyBrowseDocument(std::string_view text, std::string &copy, std::string &error)
+{
+    json document;
+    if (!Parse(text, document, error)) {
+        return false;
+    }
+    for (json &object : document) {
+        EraseDiscarded(object);
+    }
+    copy = document.dump();
     return true;
 }
 

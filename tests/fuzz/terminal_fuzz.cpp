@@ -54,10 +54,10 @@ void CheckText(const std::string &input)
     }
 }
 
-void CheckEntries(const Entries &entries)
+// Checks an array of objects whose host names and another member are those of the entries.
+void CheckArray(const std::string &json, const Entries &entries, const QString &key,
+                std::string Entry::*text)
 {
-    FUZZ_CHECK(IsSafe(EntriesTable(entries, Source::BrowseList)));
-    const std::string json = EntriesJson(entries, Source::BrowseList, true);
     FUZZ_CHECK(IsSafeLine(json));
     const QJsonArray array = QJsonDocument::fromJson(QByteArray::fromStdString(json)).array();
     FUZZ_CHECK(static_cast<std::size_t>(array.size()) == entries.size());
@@ -65,8 +65,32 @@ void CheckEntries(const Entries &entries)
         const QJsonObject object = array[static_cast<int>(index)].toObject();
         FUZZ_CHECK(object[QStringLiteral("hostName")].toString().toStdString() ==
                    entries[index].hostName);
-        FUZZ_CHECK(object[QStringLiteral("boardID")].toString().toStdString() ==
-                   entries[index].boardID);
+        FUZZ_CHECK(object[key].toString().toStdString() == entries[index].*text);
+    }
+}
+
+void CheckEntries(const Entries &entries)
+{
+    FUZZ_CHECK(IsSafe(EntriesTable(entries, Source::BrowseList)));
+    CheckArray(EntriesJson(entries, true), entries, QStringLiteral("product"), &Entry::product);
+}
+
+// Checks the copy of the list from which the entries were read.
+void CheckCopy(const std::string &input, const Entries &entries)
+{
+    std::string copy;
+    std::string error;
+    FUZZ_CHECK(formats::CopyBrowseDocument(input, copy, error));
+    CheckArray(SafeJson(copy) + '\n', entries, QStringLiteral("boardID"), &Entry::boardID);
+}
+
+void CheckDatagram(const std::optional<Datagram> &datagram)
+{
+    if (datagram) {
+        const Message message = DescribeDatagram(*datagram);
+        FUZZ_CHECK(IsSafeLine(MonitorText({}, *datagram, message, false)));
+        FUZZ_CHECK(IsSafeLine(MonitorText({}, *datagram, message, true)));
+        FUZZ_CHECK(IsWanted(*datagram, message, "", ""));
     }
 }
 
@@ -85,6 +109,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
                                each.modelDescription, each.boardID});
         }
         CheckEntries(entries);
+        CheckCopy(input, entries);
     } else {
         FUZZ_CHECK(!error.empty() && error.find('\n') == std::string::npos);
     }
@@ -92,6 +117,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         FUZZ_CHECK(IsSafe(AnswerText("192.0.2.10", *headers, false)));
         FUZZ_CHECK(IsSafeLine(AnswerText("192.0.2.10", *headers, true)));
     }
+    CheckDatagram(MakeDatagram({}, {}, input));
+    CheckDatagram(ReadPacket(input));
     const Entry listed{input, input, input, input, "", ""};
     FUZZ_CHECK(IsSafeLine(ChangesLines({{listed, Change::Came}}, false)));
     FUZZ_CHECK(IsSafeLine(ChangesLines({{listed, Change::Came}}, true)));

@@ -12,8 +12,8 @@ COMP_CWORD=$(($# - 1))
 _beaconctl
 [ ${#COMPREPLY[@]} -eq 0 ] || printf '%s\\n' "${COMPREPLY[@]}"
 """
-COMMANDS = ["nodes", "hosts", "watch", "browse", "search"]
-OPTIONS = ["--host", "--timeout", "--json", "--help", "--version"]
+COMMANDS = ["nodes", "hosts", "watch", "browse", "search", "monitor", "help"]
+OPTIONS = ["--host", "--timeout", "--product", "--json", "--help", "--version"]
 
 
 def offered(script, words, folder):
@@ -34,6 +34,8 @@ def offered(script, words, folder):
     ("beaconctl --host ", []),
     ("beaconctl --host 192.0.2.10 s", ["search"]),
     ("beaconctl --timeout ", []),
+    ("beaconctl monitor --product ", []),
+    ("beaconctl monitor ", []),
     ("beaconctl nodes ", []),
     ("beaconctl nodes --j", ["--json"]),
     ("beaconctl browse b", ["browse.json"]),

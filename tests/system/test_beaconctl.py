@@ -8,7 +8,9 @@ import signal
 
 import pytest
 
+from conftest import TOP
 from lab import DeviceSpec, Lab, wait_until
+from lab.device import CONFIGD
 
 BEACONCTL = "/mnt/beaconctl"
 
@@ -54,9 +56,47 @@ def test_browse_shows_the_devices_browse_list(pair):
         "  HOST NAME  PRODUCT     ADDRESS     DESCRIPTION  BOARD ID\n"
         "  studio-a   Corvia 12   192.0.2.10  HD recorder  0x10650001\n"
         "  studio-b   Lumen Plus  192.0.2.11  4K encoder   0x10660002\n")
-    assert json.loads(a.run(BEACONCTL, "--json", "browse").stdout)[0] == {
-        "hostName": "studio-a", "product": "Corvia 12", "address": "192.0.2.10",
-        "description": "HD recorder", "boardID": "0x10650001"}
+
+
+def test_browse_as_json_has_the_members_of_the_list_as_they_are(pair):
+    _, a, _ = pair
+    printed = a.run(BEACONCTL, "--json", "browse").stdout
+    assert json.loads(printed) == a.browse_list()
+    assert printed.count("\n") == 1
+
+
+def test_a_host_is_an_address_a_listed_name_or_a_host_name(pair):
+    _, a, b = pair
+    wanted = {host: a.run(BEACONCTL, "--host", host, "hosts").stdout
+              for host in (b.address, "studio-b", "127.0.0.1", "localhost")}
+    assert usn(b, "Lumen Plus") in wanted["studio-b"]
+    assert wanted["studio-b"] == wanted[b.address]
+    assert usn(a, "Corvia 12") in wanted["localhost"]
+    assert wanted["localhost"] == wanted["127.0.0.1"]
+    search = a.run(BEACONCTL, "--host", "studio-b", "--timeout", "1", "search")
+    assert search.stdout.startswith(f"{b.address}  {usn(b, 'Lumen Plus')}\n")
+
+
+def test_a_host_that_nobody_knows_is_told_in_one_line(pair):
+    _, a, _ = pair
+    result = a.run(BEACONCTL, "--host", "studio\x1b", "nodes", check=False)
+    assert (result.returncode, result.stdout, result.stderr) == (
+        3, "", 'beaconctl: no listed device and no host is named "studio\\x1b"\n')
+
+
+def test_help_is_a_command_and_an_option(pair):
+    _, a, _ = pair
+    text = a.run(BEACONCTL, "--help").stdout
+    assert text.startswith("usage: beaconctl [OPTION...] COMMAND\n")
+    assert a.run(BEACONCTL, "help").stdout == text
+
+
+def test_every_tool_prints_its_version(pair):
+    _, a, _ = pair
+    version = re.search(r"^project\(beacond VERSION (\S+)", (TOP / "CMakeLists.txt").read_text(),
+                        re.M)[1]
+    assert a.run(BEACONCTL, "--version").stdout == f"beaconctl {version}\n"
+    assert a.run(CONFIGD, "--version").stdout == f"beacon-configd {version}\n"
 
 
 def test_search_prints_each_answer(pair):

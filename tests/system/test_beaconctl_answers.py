@@ -1,10 +1,13 @@
 """beaconctl with missing, damaged, forged or cut answers."""
 
+import fcntl
 import json
 import os
 import pty
 import re
 import signal
+import struct
+import termios
 
 import pytest
 
@@ -111,6 +114,14 @@ def test_a_listing_that_may_have_been_cut_is_reported(
     assert marks == [{None}, {True}, {True}, set()]
 
 
+def test_a_name_of_several_devices_is_refused(peer, beaconctl):
+    twice = b"NodeList" + listed(11, "studio-b") + listed(9, "studio-b", "uuid:z")
+    with answering(peer, 49821, twice):
+        result = peer.run(beaconctl, "--host", "studio-b", "nodes", check=False)
+    assert outcome(result) == (3, "", 'beaconctl: several devices are named "studio-b", such as '
+                               "192.0.2.9 and 192.0.2.11: give an address\n")
+
+
 def test_watch_does_not_report_entries_of_a_cut_listing_as_gone(peer, answerer, beaconctl):
     before = filled(b"NodeList" + ONE, 50000)
     with answering(answerer, 49821, before + TWO, filled(before), before + THREE):
@@ -155,6 +166,28 @@ def test_watch_on_a_terminal_marks_and_colours_changes(
         assert watch.stop(signal.SIGINT) == 0
     os.close(master)
     assert set(re.findall(rb"\x1b\[\d+m", drawn)) == colours
+
+
+def test_watch_on_a_terminal_shows_what_changed_first_if_not_all_fits(
+        peer, answerer, beaconctl):
+    master, terminal = pty.openpty()
+    fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("4H", 7, 80, 0, 0))  # 7 lines
+    four = ONE + TWO + THREE + listed(13, "studio-d")
+    more = four.replace(b"studio-c", b"studio-x") + listed(14, "studio-e")
+    drawn = b""
+    with answering(answerer, 49821, b"NodeList" + four, b"NodeList" + more):
+        watch = peer.start("watch", [beaconctl, "--host", answerer.address, "watch"],
+                           {"NO_COLOR": "1"}, stdin=terminal, stdout=terminal, stderr=terminal)
+        os.close(terminal)
+        while not re.search(rb"studio-e.*\x1b\[J", drawn, re.S):
+            assert drawn.count(b"Ctrl-C ends.") < 20, drawn
+            drawn += os.read(master, 65536)
+        assert watch.stop(signal.SIGINT) == 0
+    os.close(master)
+    first, last = [re.findall(rb"\r\n(. studio-.|  and . more)", screen)
+                   for screen in (drawn.split(b"Ctrl-C ends.")[1], drawn.split(b"Ctrl-C ends.")[-1])]
+    assert first == [b"  studio-a", b"  studio-b", b"  and 2 more"]
+    assert last == [b"+ studio-e", b"~ studio-x", b"  and 3 more"]
 
 
 @pytest.mark.parametrize("answer", [

@@ -1,6 +1,5 @@
 #include "beaconctl/arguments.h"
 
-#include "beaconctl/sources.h"
 #include "beaconctl/terminal_text.h"
 
 #include <charconv>
@@ -26,11 +25,11 @@ struct SortedWords
 const std::map<std::string, Arguments::Command> &Commands()
 {
     static const std::map<std::string, Arguments::Command> commands{
-        {"nodes", Arguments::Command::Nodes},
-        {"hosts", Arguments::Command::Hosts},
-        {"watch", Arguments::Command::Watch},
-        {"browse", Arguments::Command::Browse},
-        {"search", Arguments::Command::Search}};
+        {"nodes", Arguments::Command::Nodes},   {"hosts", Arguments::Command::Hosts},
+        {"watch", Arguments::Command::Watch},   {"browse", Arguments::Command::Browse},
+        {"search", Arguments::Command::Search}, {"monitor", Arguments::Command::Monitor},
+        {"help", Arguments::Command::Help},
+    };
     return commands;
 }
 
@@ -46,7 +45,7 @@ bool IsFlag(const std::string &option)
 
 bool TakesValue(const std::string &option)
 {
-    return option == "host" || option == "timeout";
+    return option == "host" || option == "timeout" || option == "product";
 }
 
 // Reads the option in a word. If the option takes a value and the word has none, the next
@@ -105,12 +104,32 @@ bool ReadTimeout(const std::string &text, Arguments &arguments, std::string &err
 
 bool ReadHost(const std::string &text, Arguments &arguments, std::string &error)
 {
-    if (!ParseAddress(text, 0)) {
-        error = "--host takes an IPv4 address, not " + Quoted(text);
+    if (text.empty()) {
+        error = "--host takes an IPv4 address or a name";
         return false;
     }
     arguments.host = text;
     return true;
+}
+
+// Checks and reads the options of monitor.
+bool ReadProduct(const SortedWords &sorted, Arguments &arguments, std::string &error)
+{
+    const bool monitor = arguments.command == Arguments::Command::Monitor;
+    if (monitor && sorted.Has("timeout")) {
+        error = "monitor ends at Ctrl-C and does not take --timeout";
+        return false;
+    }
+    if (!sorted.Has("product")) {
+        return true;
+    }
+    arguments.product = sorted.options.at("product");
+    if (!monitor) {
+        error = "only monitor takes --product";
+    } else if (arguments.product.empty()) {
+        error = "--product takes the name of a product";
+    }
+    return error.empty();
 }
 
 bool ReadOptions(const SortedWords &sorted, Arguments &arguments, std::string &error)
@@ -119,6 +138,9 @@ bool ReadOptions(const SortedWords &sorted, Arguments &arguments, std::string &e
     if (arguments.command == Arguments::Command::Browse &&
         (sorted.Has("host") || sorted.Has("timeout"))) {
         error = "browse reads a file and does not take --host or --timeout";
+        return false;
+    }
+    if (!ReadProduct(sorted, arguments, error)) {
         return false;
     }
     if (arguments.command == Arguments::Command::Search) {
@@ -192,12 +214,19 @@ std::string HelpText()
            "                    /var/www/discovery/browse.json\n"
            "  search [TARGET]   searches the network by SSDP, by default for ssdp:all, and\n"
            "                    prints each answer when it arrives\n"
+           "  monitor           the SSDP datagrams on this machine's network, a line for each,\n"
+           "                    until Ctrl-C; as root unicast, too\n"
+           "  help              prints this text\n"
            "\n"
-           "  --host ADDRESS    ask the device at this address instead of this device;\n"
-           "                    with search: search this device only\n"
+           "  --host HOST       ask this device instead of the device that runs beaconctl: an\n"
+           "                    IPv4 address, a name that nodes lists, or a host name; with\n"
+           "                    search: search this device only; with monitor: show\n"
+           "                    datagrams from and to this device only\n"
+           "  --product NAME    with monitor: only datagrams that name this product, such as\n"
+           "                    \"Corvia 12\"\n"
            "  --timeout SECONDS how long to wait for answers: 2, with search 4\n"
-           "  --json            JSON for scripts, with texts in full; with watch and search\n"
-           "                    one line for each change or answer\n"
+           "  --json            JSON for scripts, with texts in full; with watch, search and\n"
+           "                    monitor one line for each change, answer or datagram\n"
            "  --help, --version\n"
            "\n"
            "Exit status: 0 found, 1 nothing found, 2 invalid command line, 3 no valid answer\n"

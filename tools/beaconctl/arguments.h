@@ -9,11 +9,13 @@ namespace beaconctl {
 
 struct Arguments
 {
-    enum class Command { Nodes, Hosts, Watch, Browse, Search, Help, Version };
+    enum class Command { Nodes, Hosts, Watch, Browse, Search, Monitor, Help, Version };
 
     Command command = Command::Help;
     std::string operand; // file of browse, target of search; empty: the default
-    std::string host;    // dotted quad; empty: this device, with search the multicast group
+    std::string host;    // address or name; empty: this device, with search the
+                         // multicast group, with monitor any
+    std::string product; // monitor only: its name; empty: any
     std::chrono::milliseconds timeout{2000};
     bool json = false;
 };

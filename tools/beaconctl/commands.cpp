@@ -1,18 +1,17 @@
 #include "beaconctl/commands.h"
 
 #include "beaconctl/entries.h"
+#include "beaconctl/host_address.h"
+#include "beaconctl/monitor.h"
 #include "beaconctl/output.h"
+#include "beaconctl/program_end.h"
 #include "beaconctl/sources.h"
 #include "beaconctl/terminal_text.h"
 #include "formats/ssdp_protocol.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
-#include <array>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -23,30 +22,6 @@ constexpr const char *kBrowseFile = "/var/www/discovery/browse.json";
 constexpr const char *kEverything = "ssdp:all";
 constexpr int kPauseMs = 1000; // of watch, between two questions
 constexpr const char *kClearScreen = "\x1b[2J";
-
-volatile std::sig_atomic_t gStatus = kFailed; // of the program if a signal ends it
-volatile std::sig_atomic_t gDrawing = 0;
-
-// Ends the program within the handler. If the handler only set a flag, a signal between
-// the test of the flag and a wait would be noticed after the wait only.
-void End(int /*signal*/)
-{
-    pollfd terminal{STDOUT_FILENO, POLLOUT, 0};
-    if (gDrawing != 0 && poll(&terminal, 1, 0) == 1) {
-        static_cast<void>(!write(STDOUT_FILENO, kWrapLines.data(), kWrapLines.size()));
-    }
-    _exit(gStatus);
-}
-
-void EndOnSignals()
-{
-    struct sigaction action
-    {
-    };
-    action.sa_handler = End;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-}
 
 // The height of the terminal; 0 if it is not known.
 std::size_t TerminalHeight()
@@ -76,10 +51,15 @@ std::string Head(const std::string &host, const State &state)
 
 bool Draw(const Arguments &arguments, const State &state, const History &history, bool colours)
 {
-    gDrawing = 1;
-    const bool drawn = WriteOutput(ScreenText(
-        Head(arguments.host, state), ChangesTable(history.Marked(), colours), TerminalHeight()));
-    gDrawing = 0;
+    std::vector<ChangedEntry> rows = history.Marked();
+    const std::size_t height = TerminalHeight();
+    if (!FitsOnScreen(rows.size() + 1, height)) {
+        PutChangedFirst(rows);
+    }
+    NoteDrawing(true);
+    const bool drawn =
+        WriteOutput(ScreenText(Head(arguments.host, state), ChangesTable(rows, colours), height));
+    NoteDrawing(false);
     return drawn;
 }
 
@@ -119,7 +99,7 @@ ExitStatus Print(const std::string &text, ExitStatus status)
 ExitStatus Show(Entries &entries, Source source, bool json, bool cut)
 {
     std::sort(entries.begin(), entries.end());
-    return Print(json ? EntriesJson(entries, source, cut) : EntriesTable(entries, source),
+    return Print(json ? EntriesJson(entries, cut) : EntriesTable(entries, source),
                  entries.empty() ? kNothingFound : kFound);
 }
 
@@ -140,21 +120,18 @@ ExitStatus ShowListing(const Arguments &arguments, const formats::ListingKind &k
 ExitStatus ShowBrowseList(const Arguments &arguments)
 {
     Entries entries;
+    std::string json;
     std::string error;
     const std::string file = arguments.operand.empty() ? kBrowseFile : arguments.operand;
-    if (!ReadBrowseFile(file, entries, error)) {
+    if (arguments.json ? !CopyBrowseFile(file, json, error)
+                       : !ReadBrowseFile(file, entries, error)) {
         WriteError(error);
         return kFailed;
     }
-    return Show(entries, Source::BrowseList, arguments.json, false);
-}
-
-// The dotted quad of a socket address.
-std::string AddressText(const sockaddr_in &address)
-{
-    std::array<char, INET_ADDRSTRLEN> text{};
-    inet_ntop(AF_INET, &address.sin_addr, text.data(), text.size());
-    return text.data();
+    if (arguments.json) {
+        return Print(SafeJson(json) + '\n', json == "[]" ? kNothingFound : kFound);
+    }
+    return Show(entries, Source::BrowseList, false, false);
 }
 
 ExitStatus RunSearch(const Arguments &arguments)
@@ -174,7 +151,7 @@ ExitStatus RunSearch(const Arguments &arguments)
     sockaddr_in sender{};
     while (const auto datagram = question.Receive(end, sender)) {
         if (const auto headers = formats::ReadSearchResponse(*datagram)) {
-            if (!WriteOutput(AnswerText(AddressText(sender), *headers, arguments.json))) {
+            if (!WriteOutput(AnswerText(AddressText(sender.sin_addr), *headers, arguments.json))) {
                 return kFailed;
             }
             status = kFound;
@@ -200,7 +177,7 @@ ExitStatus RunWatch(const Arguments &arguments, bool terminal, bool colours)
         std::vector<ChangedEntry> changes;
         state.error.clear();
         if (AskListing(arguments, formats::kNodeListing, listing, state.error)) {
-            gStatus = gStatus == kFound || !listing.entries.empty() ? kFound : kNothingFound;
+            NoteResult(!listing.entries.empty());
             changes = history.Update(listing);
             state.cut = listing.cut;
         }
@@ -211,8 +188,13 @@ ExitStatus RunWatch(const Arguments &arguments, bool terminal, bool colours)
     return kFailed;
 }
 
-ExitStatus RunCommand(const Arguments &arguments)
+ExitStatus RunCommand(Arguments arguments)
 {
+    std::string error;
+    if (!FindHost(arguments, error)) {
+        WriteError(error);
+        return kFailed;
+    }
     switch (arguments.command) {
     case Arguments::Command::Nodes:
         return ShowListing(arguments, formats::kNodeListing);
@@ -224,6 +206,8 @@ ExitStatus RunCommand(const Arguments &arguments)
         return ShowBrowseList(arguments);
     case Arguments::Command::Search:
         return RunSearch(arguments);
+    case Arguments::Command::Monitor:
+        return RunMonitor(arguments);
     case Arguments::Command::Version:
         return Print(std::string("beaconctl ") + BEACOND_VERSION + '\n', kFound);
     case Arguments::Command::Help:

@@ -9,7 +9,7 @@ namespace beaconctl {
 enum ExitStatus { kFound = 0, kNothingFound = 1, kInvalidUsage = 2, kFailed = 3 };
 
 // Runs the command that the arguments name.
-[[nodiscard]] ExitStatus RunCommand(const Arguments &arguments);
+[[nodiscard]] ExitStatus RunCommand(Arguments arguments);
 
 // Shows a device's nodes and their changes: a table that is redrawn on a terminal;
 // otherwise a line for each node at the beginning, then one for each change. SIGINT and

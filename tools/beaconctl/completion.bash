@@ -2,7 +2,7 @@
 _beaconctl() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word
     case $previous in
-        --host | --timeout) return ;;
+        --host | --timeout | --product) return ;;
         browse)
             mapfile -t COMPREPLY < <(compgen -f -- "$current")
             return
@@ -13,12 +13,12 @@ _beaconctl() {
             ;;
     esac
     if [[ $current == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "--host --timeout --json --help --version" -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W "--host --timeout --product --json --help --version" -- "$current")
         return
     fi
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-        case $word in nodes | hosts | watch | browse | search) return ;; esac
+        case $word in nodes | hosts | watch | browse | search | monitor | help) return ;; esac
     done
-    mapfile -t COMPREPLY < <(compgen -W "nodes hosts watch browse search" -- "$current")
+    mapfile -t COMPREPLY < <(compgen -W "nodes hosts watch browse search monitor help" -- "$current")
 }
 complete -F _beaconctl beaconctl

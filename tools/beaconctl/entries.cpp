@@ -123,6 +123,12 @@ char Mark(Change change)
     return ' ';
 }
 
+void PutChangedFirst(std::vector<ChangedEntry> &entries)
+{
+    std::stable_partition(entries.begin(), entries.end(),
+                          [](const ChangedEntry &entry) { return entry.change != Change::None; });
+}
+
 std::vector<ChangedEntry> History::Update(const Listing &listing)
 {
     std::vector<ChangedEntry> changes = Compare(mEntries, listing.entries);

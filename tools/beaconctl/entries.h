@@ -52,6 +52,10 @@ struct ChangedEntry
 // The mark that shows a change: '+', '~', '-' or a blank.
 [[nodiscard]] char Mark(Change change);
 
+// Moves the entries that came, changed or went before the others; the order is otherwise
+// kept.
+void PutChangedFirst(std::vector<ChangedEntry> &entries);
+
 // History compares each listing of a device with the one before, and marks a change for
 // the next ten listings.
 class History

@@ -1,10 +1,12 @@
 #include "beaconctl/output.h"
 
+#include "beaconctl/sources.h"
 #include "beaconctl/terminal_text.h"
 #include "formats/utf8.h"
 #include "vexbase/vex_output.h"
 #include "vexbase/vex_text.h"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -18,7 +20,8 @@ namespace {
 
 using nlohmann::json;
 
-constexpr int kForever = -1; // of poll()
+constexpr int kForever = -1;          // of poll()
+constexpr std::size_t kMeaning = 120; // columns
 constexpr const char *kGreen = "\x1b[32m";
 constexpr const char *kYellow = "\x1b[33m";
 constexpr const char *kRed = "\x1b[31m";
@@ -29,7 +32,7 @@ constexpr std::size_t kAnswerColumns = 128;
 // How a member of an entry is shown.
 struct Member
 {
-    const char *key; // in JSON
+    const char *key; // in the JSON of a listing
     const char *head;
     std::string Entry::*text;
     std::size_t bound; // columns
@@ -41,8 +44,8 @@ const Member kHostName{"hostName", "HOST NAME", &Entry::hostName, 36};
 const Member kProduct{"product", "PRODUCT", &Entry::product, 20};
 const Member kAddress{"address", "ADDRESS", &Entry::address, 15};
 const Member kUsn{"usn", "USN", &Entry::usn, 64};
-const Member kDescription{"description", "DESCRIPTION", &Entry::description, 36};
-const Member kBoardID{"boardID", "BOARD ID", &Entry::boardID, 12};
+const Member kDescription{"", "DESCRIPTION", &Entry::description, 36};
+const Member kBoardID{"", "BOARD ID", &Entry::boardID, 12};
 
 const std::vector<Member> &Members(Source source)
 {
@@ -87,10 +90,11 @@ void Set(json &object, const char *key, const std::string &value)
     object[key] = formats::ReplaceInvalidUtf8(value);
 }
 
-json Object(const Entry &entry, Source source)
+// The object of an entry of a listing.
+json Object(const Entry &entry)
 {
     json object;
-    for (const Member &member : Members(source)) {
+    for (const Member &member : Members(Source::Listing)) {
         Set(object, member.key, entry.*member.text);
     }
     return object;
@@ -124,6 +128,27 @@ std::string Short(const Entry &entry, const Member &member)
     return Shorten(SafeText(entry.*member.text), member.bound);
 }
 
+// The time of day with milliseconds; in UTC with the date before it.
+std::string TimeText(const timespec &time, bool utc)
+{
+    tm parts{};
+    utc ? gmtime_r(&time.tv_sec, &parts) : localtime_r(&time.tv_sec, &parts);
+    std::array<char, 32> text{};
+    static_cast<void>(
+        std::strftime(text.data(), text.size(), utc ? "%Y-%m-%dT%H:%M:%S" : "%H:%M:%S", &parts));
+    const std::string thousandths = std::to_string(1000 + time.tv_nsec / 1000000);
+    return vexbase::Concat({text.data(), ".", thousandths.substr(1), utc ? "Z" : ""});
+}
+
+// A text as a part of a line: safe, "-" if empty, shortened to bound and padded to width
+// columns, with the gap after it.
+std::string Cell(std::string_view text, std::size_t width, std::size_t bound)
+{
+    std::string cell = Shorten(SafeText(text.empty() ? "-" : text), bound);
+    const std::size_t length = DisplayWidth(cell);
+    return cell.append(width > length ? width - length : 0, ' ').append("  ");
+}
+
 // False, after a line on standard error.
 bool ReportWriteError(int number)
 {
@@ -143,11 +168,11 @@ std::string EntriesTable(const Entries &entries, Source source)
     return table.Text(false);
 }
 
-std::string EntriesJson(const Entries &entries, Source source, bool cut)
+std::string EntriesJson(const Entries &entries, bool cut)
 {
     json array = json::array();
     for (const Entry &entry : entries) {
-        json object = Object(entry, source);
+        json object = Object(entry);
         if (cut) {
             object["listingCut"] = true;
         }
@@ -171,7 +196,7 @@ std::string ChangesLines(const std::vector<ChangedEntry> &changes, bool inJson)
     std::string lines;
     for (const ChangedEntry &change : changes) {
         if (inJson) {
-            json object = Object(change.entry, Source::Listing);
+            json object = Object(change.entry);
             Set(object, "change", Word(change.change));
             lines += Line(object);
         } else {
@@ -209,6 +234,27 @@ std::string AnswerText(const std::string &address, const formats::SearchResponse
                             "\n"});
 }
 
+std::string MonitorText(const timespec &time, const Datagram &datagram, const Message &message,
+                        bool json)
+{
+    if (json) {
+        nlohmann::json object;
+        Set(object, "time", TimeText(time, true));
+        Set(object, "from", AddressText(datagram.from));
+        Set(object, "to", AddressText(datagram.to));
+        Set(object, "method", std::string(message.method));
+        Set(object, "type", message.type);
+        Set(object, "usn", message.usn);
+        Set(object, "location", message.location);
+        Set(object, "meaning", message.meaning);
+        return Line(object);
+    }
+    return vexbase::Concat({TimeText(time, false), "  ", Cell(AddressText(datagram.from), 15, 15),
+                            Cell(message.method, 8, 8), Cell(message.type, 15, 36),
+                            Cell(message.usn, 0, kUsn.bound),
+                            Shorten(SafeText(message.meaning), kMeaning), "\n"});
+}
+
 void OccupyClosedStreams()
 {
     int descriptor = 0;
@@ -236,10 +282,11 @@ bool WriteOutput(std::string_view text)
     return true;
 }
 
-bool WaitWhileOutputIsRead(int milliseconds)
+bool WaitWhileOutputIsRead(int milliseconds, int descriptor)
 {
-    pollfd output{STDOUT_FILENO, 0, 0}; // no events: errors are always reported
-    if (poll(&output, 1, milliseconds) <= 0) {
+    // No events of the output: errors are always reported. poll() skips a negative descriptor.
+    std::array<pollfd, 2> waiting{{{STDOUT_FILENO, 0, 0}, {descriptor, POLLIN, 0}}};
+    if (poll(waiting.data(), waiting.size(), milliseconds) <= 0 || waiting[0].revents == 0) {
         return true;
     }
     raise(SIGPIPE); // like a write

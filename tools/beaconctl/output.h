@@ -1,8 +1,10 @@
 #pragma once
 
 #include "beaconctl/entries.h"
+#include "beaconctl/monitor_message.h"
 #include "formats/ssdp_messages.h"
 
+#include <ctime>
 #include <string>
 #include <string_view>
 
@@ -15,8 +17,9 @@ namespace beaconctl {
 enum class Source { Listing, BrowseList };
 
 [[nodiscard]] std::string EntriesTable(const Entries &entries, Source source);
-// An array on one line. Objects of a cut listing have "listingCut": true.
-[[nodiscard]] std::string EntriesJson(const Entries &entries, Source source, bool cut);
+// The entries of a listing as an array on one line. Objects of a cut listing have
+// "listingCut": true.
+[[nodiscard]] std::string EntriesJson(const Entries &entries, bool cut);
 
 // The table of a listing, with the marks of changes and, if wanted, their colours.
 [[nodiscard]] std::string ChangesTable(const std::vector<ChangedEntry> &changes, bool colours);
@@ -30,6 +33,12 @@ enum class Source { Listing, BrowseList };
 [[nodiscard]] std::string AnswerText(const std::string &address,
                                      const formats::SearchResponseHeaders &headers, bool json);
 
+// A datagram of monitor: a line with the time of day, the sender, the method, the type, the
+// USN and the meaning, or a JSON object on one line with the time in UTC (RFC 3339). Pure but
+// for this machine's time zone.
+[[nodiscard]] std::string MonitorText(const timespec &time, const Datagram &datagram,
+                                      const Message &message, bool json);
+
 // Opens /dev/null for reading in place of each standard stream that is closed. Otherwise
 // a socket would get its number, and the output would be sent to the network. Call it
 // before anything else is opened.
@@ -40,9 +49,10 @@ void OccupyClosedStreams();
 // reader ends the program by this signal.
 [[nodiscard]] bool WriteOutput(std::string_view text);
 
-// Waits so many milliseconds, but only as long as standard output has a reader. False, or
-// the end of the program, as for WriteOutput if it has none.
-[[nodiscard]] bool WaitWhileOutputIsRead(int milliseconds);
+// Waits so many milliseconds (-1: without limit), but only as long as standard output has a
+// reader and a descriptor, if given, has nothing to read. False, or the end of the program, as
+// for WriteOutput if there is no reader.
+[[nodiscard]] bool WaitWhileOutputIsRead(int milliseconds, int descriptor = -1);
 
 // Writes "beaconctl: ", the text and a line end to standard error.
 void WriteError(const std::string &text);

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -60,6 +61,23 @@ Entry BrowseEntry(const SSDPDeviceType &device)
 {
     return {device.hostName,         device.modelName, device.ipAddress, "",
             device.modelDescription, device.boardID};
+}
+
+// Reads a browse list from a file with a reader of src/formats.
+template <typename Reader, typename Result>
+bool ReadList(const std::string &path, Reader reader, Result &result, std::string &error)
+{
+    std::string text;
+    std::string fault;
+    if (!ReadFile(path, text)) {
+        fault = strerror(errno); // NOLINT(concurrency-mt-unsafe): a program of one thread
+    } else if (text.size() > kLargestFile) {
+        fault = "larger than any browse list";
+    } else if (reader(text, result, fault)) {
+        return true;
+    }
+    error = SafeText(path) + ": " + fault;
+    return false;
 }
 
 template <typename Convert>
@@ -118,6 +136,13 @@ std::optional<sockaddr_in> ParseAddress(const std::string &address, std::uint16_
     return result;
 }
 
+std::string AddressText(const in_addr &address)
+{
+    std::array<char, INET_ADDRSTRLEN> text{};
+    inet_ntop(AF_INET, &address, text.data(), text.size());
+    return text.data();
+}
+
 std::string AskedHost(const Arguments &arguments)
 {
     return arguments.host.empty() ? kThisDevice : arguments.host;
@@ -152,19 +177,17 @@ bool AskListing(const Arguments &arguments, const formats::ListingKind &kind, Li
 
 bool ReadBrowseFile(const std::string &path, Entries &entries, std::string &error)
 {
-    std::string text;
-    std::string fault;
     std::vector<SSDPDeviceType> devices;
-    if (!ReadFile(path, text)) {
-        fault = strerror(errno); // NOLINT(concurrency-mt-unsafe): a program of one thread
-    } else if (text.size() > kLargestFile) {
-        fault = "larger than any browse list";
-    } else if (formats::ReadBrowseDocument(text, devices, fault)) {
-        entries = EntriesOf(devices, BrowseEntry);
-        return true;
+    if (!ReadList(path, formats::ReadBrowseDocument, devices, error)) {
+        return false;
     }
-    error = SafeText(path) + ": " + fault;
-    return false;
+    entries = EntriesOf(devices, BrowseEntry);
+    return true;
+}
+
+bool CopyBrowseFile(const std::string &path, std::string &json, std::string &error)
+{
+    return ReadList(path, formats::CopyBrowseDocument, json, error);
 }
 
 } // namespace beaconctl

@@ -36,6 +36,9 @@ private:
 [[nodiscard]] std::optional<sockaddr_in> ParseAddress(const std::string &address,
                                                       std::uint16_t port);
 
+// The dotted quad of an address.
+[[nodiscard]] std::string AddressText(const in_addr &address);
+
 // The address of the device that the arguments name.
 [[nodiscard]] std::string AskedHost(const Arguments &arguments);
 
@@ -47,5 +50,9 @@ private:
 // Reads a browse list from a file. False if the file cannot be read, is larger than any
 // list of the daemon, or is not a browse list.
 [[nodiscard]] bool ReadBrowseFile(const std::string &path, Entries &entries, std::string &error);
+
+// Reads a browse list in the same way, as JSON with its members as they are
+// (formats::CopyBrowseDocument).
+[[nodiscard]] bool CopyBrowseFile(const std::string &path, std::string &json, std::string &error);
 
 } // namespace beaconctl

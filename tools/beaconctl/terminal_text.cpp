@@ -118,6 +118,12 @@ constexpr const char *kCutLines = "\x1b[?7l";
 // The head, an empty line, and the line of the cursor.
 constexpr std::size_t kOtherLines = 3;
 
+// The lines of a table for which a screen of this height has room: at least two.
+std::size_t Room(std::size_t height)
+{
+    return std::max(height, kOtherLines + 2) - kOtherLines;
+}
+
 std::size_t LineCount(std::string_view table)
 {
     return static_cast<std::size_t>(std::count(table.begin(), table.end(), '\n'));
@@ -220,12 +226,16 @@ std::string TextTable::Text(bool colours) const
     return text;
 }
 
+bool FitsOnScreen(std::size_t lines, std::size_t height)
+{
+    return height == 0 || lines <= Room(height);
+}
+
 std::string ScreenText(const std::string &head, const std::string &table, std::size_t height)
 {
     const std::size_t lines = LineCount(table);
-    const std::size_t room = height == 0 ? lines : std::max(height, kOtherLines + 2) - kOtherLines;
     // If they do not fit, one line less: the last one has their number.
-    const std::size_t shown = lines <= room ? lines : room - 1;
+    const std::size_t shown = FitsOnScreen(lines, height) ? lines : Room(height) - 1;
     std::string screen = std::string(kCutLines) + kHome + head + kEndOfLine + kEndOfLine;
     std::string_view rest = table;
     for (std::size_t line = 0; line < shown; ++line) {

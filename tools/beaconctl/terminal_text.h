@@ -61,6 +61,10 @@ private:
 // Makes a terminal wrap long lines again. Each ScreenText ends with it.
 constexpr std::string_view kWrapLines = "\x1b[?7h";
 
+// Whether ScreenText shows all lines of a table, its heading included, on a terminal of this
+// height (0: not known).
+[[nodiscard]] bool FitsOnScreen(std::size_t lines, std::size_t height);
+
 // Escape sequences that redraw a heading and a table in place. Lines are cut at the width
 // of the terminal, and rows beyond its height (0: not known) are replaced by their number:
 // otherwise each drawing would scroll the one before out of view.

@@ -20,7 +20,8 @@ constexpr const char *kUsage =
     "                    (default: report the kernel's interface)\n"
     "  --interface NAME  report this network interface (default: net0)\n"
     "  --port N          listen on this TCP port of 127.0.0.1 (default: 8080)\n"
-    "  --help            show this text\n";
+    "  --help            show this text\n"
+    "  --version         show the version\n";
 
 bool ReadPort(std::string_view text, std::uint16_t &port)
 {
@@ -63,11 +64,12 @@ int WrongUsage(const std::string &what)
 
 std::optional<int> ReadOptions(int argc, char **argv, Options &options)
 {
-    static const std::array<option, 6> kLong{{{"state", required_argument, nullptr, 's'},
+    static const std::array<option, 7> kLong{{{"state", required_argument, nullptr, 's'},
                                               {"devices", required_argument, nullptr, 'd'},
                                               {"interface", required_argument, nullptr, 'i'},
                                               {"port", required_argument, nullptr, 'p'},
                                               {"help", no_argument, nullptr, 'h'},
+                                              {"version", no_argument, nullptr, 'v'},
                                               {nullptr, 0, nullptr, 0}}};
     int which = 0;
     int found = 0;
@@ -75,6 +77,10 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options)
     while ((found = getopt_long(argc, argv, "", kLong.data(), &which)) != -1) {
         if (found == 'h') {
             std::cout << kUsage;
+            return 0;
+        }
+        if (found == 'v') {
+            std::cout << "beacon-configd " BEACOND_VERSION "\n";
             return 0;
         }
         if (found == '?') {

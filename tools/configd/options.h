@@ -15,8 +15,8 @@ struct Options
 };
 
 // Reads the command line. Returns nothing if the program is to run, otherwise the exit
-// status: 0 after --help (usage on standard output), 2 if the command line is invalid
-// (usage on standard error). Not thread-safe: uses getopt.
+// status: 0 after --help or --version (text on standard output), 2 if the command line is
+// invalid (usage on standard error). Not thread-safe: uses getopt.
 [[nodiscard]] std::optional<int> ReadOptions(int argc, char **argv, Options &options);
 
 } // namespace configd

@@ -51,6 +51,7 @@ TEST(ReadArguments, TakesOptionsBeforeAndAfterTheCommand)
     EXPECT_EQ(arguments.host, "192.0.2.10");
     EXPECT_EQ(arguments.timeout.count(), 500);
     EXPECT_EQ(Read({"nodes", "--host=192.0.2.10"}).host, "192.0.2.10");
+    EXPECT_EQ(Read({"nodes", "--host", "studio-a"}).host, "studio-a");
     EXPECT_EQ(Read({"nodes", "--timeout=1", "--timeout=3600"}).timeout.count(), 3600000);
     EXPECT_TRUE(Read({"-json", "nodes"}).json);
     for (const char *help : {"--help", "-help", "-h"}) {
@@ -58,6 +59,21 @@ TEST(ReadArguments, TakesOptionsBeforeAndAfterTheCommand)
     }
     EXPECT_EQ(Read({"--version"}).command, Command::Version);
     EXPECT_EQ(Read({"--version", "--help"}).command, Command::Help);
+    EXPECT_EQ(Read({"help"}).command, Command::Help);
+}
+
+TEST(ReadArguments, OfMonitorSelectADeviceOrAProduct)
+{
+    const Arguments all = Read({"monitor"});
+    EXPECT_EQ(all.command, Command::Monitor);
+    EXPECT_EQ(all.host + all.product, "");
+    const Arguments some = Read({"monitor", "--host", "studio-a", "--product", "Corvia 12"});
+    EXPECT_EQ(some.host, "studio-a");
+    EXPECT_EQ(some.product, "Corvia 12");
+    EXPECT_EQ(ErrorOf({"monitor", "--timeout", "1"}),
+              "monitor ends at Ctrl-C and does not take --timeout");
+    EXPECT_EQ(ErrorOf({"monitor", "--product="}), "--product takes the name of a product");
+    EXPECT_EQ(ErrorOf({"nodes", "--product", "Lumen"}), "only monitor takes --product");
 }
 
 TEST(ReadArguments, ReadsWordsAfterTwoDashesAndASingleDashAsOperands)
@@ -86,8 +102,7 @@ TEST(ReadArguments, NamesTheFaultInOneLine)
     EXPECT_EQ(ErrorOf({"frob"}), "no such command: \"frob\"");
     EXPECT_EQ(ErrorOf({"nodes", "x"}), "too many words: \"x\"");
     EXPECT_EQ(ErrorOf({"browse", "a", "b"}), "too many words: \"b\"");
-    EXPECT_EQ(ErrorOf({"nodes", "--host", "studio-a"}),
-              "--host takes an IPv4 address, not \"studio-a\"");
+    EXPECT_EQ(ErrorOf({"nodes", "--host="}), "--host takes an IPv4 address or a name");
     for (const std::string value :
          {"x", "", "0", "0.001", "3601", "nan", "-1", "inf", "1x", " 1"}) {
         EXPECT_EQ(ErrorOf({"nodes", "--timeout=" + value}),
@@ -107,7 +122,6 @@ TEST(ReadArguments, EscapesWordsInItsErrors)
     const std::string escaped = "\"a\\x1b[2J\\u{009b}\\xff\"";
     EXPECT_EQ(ErrorOf({word}), "no such command: " + escaped);
     EXPECT_EQ(ErrorOf({"nodes", word}), "too many words: " + escaped);
-    EXPECT_EQ(ErrorOf({"nodes", "--host", word}), "--host takes an IPv4 address, not " + escaped);
     EXPECT_EQ(ErrorOf({"nodes", "--timeout", word}),
               "--timeout takes seconds from 0.01 to 3600, not " + escaped);
     EXPECT_EQ(ErrorOf({"nodes", "--a\n"}), "no such option: \"--a\\x0a\"");

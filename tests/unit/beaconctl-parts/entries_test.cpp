@@ -79,6 +79,14 @@ TEST(Compare, AForgedEntryWithTheUSNOfADeviceDoesNotHideTheDevice)
     EXPECT_EQ(Between({kB, kB}, {kB}), (Changes{{kB, Change::Went}, {kB, Change::None}}));
 }
 
+TEST(PutChangedFirst, KeepsTheOrderOfChangedAndOfUnchangedEntries)
+{
+    std::vector<ChangedEntry> entries{
+        {kA, Change::None}, {kB, Change::Went}, {kC, Change::None}, {kRenamedB, Change::Came}};
+    PutChangedFirst(entries);
+    EXPECT_EQ(Rows(entries), "-studio-b +gallery  studio-a  studio-c");
+}
+
 TEST(History, ReportsAllOfTheFirstListingAsUnchangedAndThenOnlyChanges)
 {
     History history;

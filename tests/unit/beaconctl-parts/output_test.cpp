@@ -1,5 +1,8 @@
 #include "beaconctl/output.h"
 
+#include "beaconctl/sources.h"
+
+#include <cstdlib>
 #include <gtest/gtest.h>
 
 using namespace beaconctl;
@@ -88,10 +91,10 @@ TEST(EntriesTable, KeepsEveryAddressWithin80ColumnsWithWideCharacters)
 TEST(EntriesJson, HasTheWholeTexts)
 {
     const std::string name(1400, 'h');
-    EXPECT_EQ(EntriesJson({{"a\"\n" + name, "p", "1", "u", "", ""}}, Source::Listing, false),
+    EXPECT_EQ(EntriesJson({{"a\"\n" + name, "p", "1", "u", "", ""}}, false),
               "[{\"address\":\"1\",\"hostName\":\"a\\\"\\n" + name +
                   "\",\"product\":\"p\",\"usn\":\"u\"}]\n");
-    EXPECT_EQ(EntriesJson({}, Source::Listing, false), "[]\n");
+    EXPECT_EQ(EntriesJson({}, false), "[]\n");
 }
 
 TEST(EntriesJson, KeepsAByteOrderMarkAtTheStartOfAText)
@@ -99,21 +102,13 @@ TEST(EntriesJson, KeepsAByteOrderMarkAtTheStartOfAText)
     EXPECT_EQ(EntriesJson({{"\xef\xbb\xbf"
                             "a",
                             "", "", "", "", ""}},
-                          Source::Listing, false),
+                          false),
               "[{\"address\":\"\",\"hostName\":\"\\ufeffa\",\"product\":\"\",\"usn\":\"\"}]\n");
-}
-
-TEST(EntriesJson, OfABrowseListHasDescriptionAndBoardAsTwoMembers)
-{
-    EXPECT_EQ(EntriesJson({kA}, Source::BrowseList, false),
-              "[{\"address\":\"192.0.2.10\",\"boardID\":\"0x10650001\","
-              "\"description\":\"HD recorder\",\"hostName\":\"studio-a\","
-              "\"product\":\"Corvia 12\"}]\n");
 }
 
 TEST(EntriesJson, MarksEveryObjectOfACutListing)
 {
-    EXPECT_EQ(EntriesJson({kA, kB}, Source::Listing, true),
+    EXPECT_EQ(EntriesJson({kA, kB}, true),
               "[{\"address\":\"192.0.2.10\",\"hostName\":\"studio-a\",\"listingCut\":true,"
               "\"product\":\"Corvia 12\",\"usn\":\"uuid:1\"},"
               "{\"address\":\"192.0.2.9\",\"hostName\":\"b\",\"listingCut\":true,"
@@ -123,10 +118,9 @@ TEST(EntriesJson, MarksEveryObjectOfACutListing)
 TEST(EntriesJson, EscapesCharactersThatActOnATerminal)
 {
     for (const Active &active : kActive) {
-        EXPECT_EQ(
-            EntriesJson({{active.character, "\xc3\xa9", "", "", "", ""}}, Source::Listing, false),
-            std::string("[{\"address\":\"\",\"hostName\":\"") + active.escape +
-                "\",\"product\":\"\xc3\xa9\",\"usn\":\"\"}]\n");
+        EXPECT_EQ(EntriesJson({{active.character, "\xc3\xa9", "", "", "", ""}}, false),
+                  std::string("[{\"address\":\"\",\"hostName\":\"") + active.escape +
+                      "\",\"product\":\"\xc3\xa9\",\"usn\":\"\"}]\n");
     }
 }
 
@@ -192,5 +186,77 @@ TEST(AnswerText, EscapesCharactersThatActOnATerminalInJson)
                   std::string("{\"address\":\"1\",\"location\":\"\",\"server\":\"\",\"st\":\"\","
                               "\"usn\":\"") +
                       active.escape + "\"}\n");
+    }
+}
+
+class MonitorLine : public testing::Test
+{
+protected:
+    MonitorLine()
+    {
+        setenv("TZ", "XXX-2", 1); // two hours east of Greenwich
+        tzset();
+    }
+    ~MonitorLine() override
+    {
+        unsetenv("TZ");
+        tzset();
+    }
+
+    [[nodiscard]] std::string Text(bool json) const
+    {
+        return MonitorText({1795311023, 7999999}, mDatagram, mMessage, json);
+    }
+
+    Message mMessage{"NOTIFY", "upnp:rootdevice", "uuid:1", "http://x", "corvia_12", "is here"};
+
+private:
+    Datagram mDatagram = MakeDatagram(ParseAddress("192.0.2.10", 0)->sin_addr,
+                                      ParseAddress("239.255.255.250", 0)->sin_addr, "");
+};
+
+TEST_F(MonitorLine, HasTheTimeOfDayAndAlignedColumns)
+{
+    EXPECT_EQ(Text(false),
+              "03:30:23.007  192.0.2.10       NOTIFY    upnp:rootdevice  uuid:1  is here\n");
+}
+
+TEST_F(MonitorLine, HasADashForWhatIsMissing)
+{
+    mMessage = Message();
+    mMessage.meaning = "not SSDP: ignored";
+    EXPECT_EQ(Text(false),
+              "03:30:23.007  192.0.2.10       -         -                -  not SSDP: ignored\n");
+}
+
+TEST_F(MonitorLine, InJsonHasTheTimeInUtcAndAllTexts)
+{
+    EXPECT_EQ(Text(true),
+              R"({"from":"192.0.2.10","location":"http://x","meaning":"is here",)"
+              R"("method":"NOTIFY","time":"2026-11-22T01:30:23.007Z","to":"239.255.255.250",)"
+              R"("type":"upnp:rootdevice","usn":"uuid:1"})"
+              "\n");
+}
+
+TEST_F(MonitorLine, ShortensAndEscapesTexts)
+{
+    mMessage.type = "\x1b[2J" + std::string(1400, 't');
+    mMessage.usn = "\n" + std::string(1400, 'u');
+    mMessage.meaning = "\xc2\x9b" + std::string(1400, 'm');
+    EXPECT_EQ(Text(false), "03:30:23.007  192.0.2.10       NOTIFY    \\x1b[2J" +
+                               std::string(26, 't') + "...  \\x0a" + std::string(57, 'u') +
+                               "...  \\u{009b}" + std::string(109, 'm') + "...\n");
+}
+
+TEST_F(MonitorLine, InJsonEscapesCharactersThatActOnATerminal)
+{
+    for (const Active &active : kActive) {
+        mMessage.meaning = active.character;
+        EXPECT_EQ(Text(true),
+                  std::string(R"({"from":"192.0.2.10","location":"http://x","meaning":")") +
+                      active.escape +
+                      R"(","method":"NOTIFY","time":"2026-11-22T01:30:23.007Z",)"
+                      R"("to":"239.255.255.250","type":"upnp:rootdevice","usn":"uuid:1"})"
+                      "\n");
     }
 }

@@ -73,3 +73,26 @@ TEST(ReadBrowseFile, RefusesAnEnormousFile)
     EXPECT_EQ(error, path + ": larger than any browse list");
     std::remove(path.c_str());
 }
+
+TEST(CopyBrowseFile, HasTheMembersOfTheFile)
+{
+    const std::string path = testing::TempDir() + "copied.json";
+    std::ofstream(path) << kOne;
+    std::string json;
+    std::string error;
+    ASSERT_TRUE(CopyBrowseFile(path, json, error)) << error;
+    EXPECT_EQ(json, R"([{"boardID":"0x10650001","boardNumber":"0","boardType":"Corvia 12",)"
+                    R"("description":"HD recorder","deviceName":"Corvia 12",)"
+                    R"("hostName":"studio-a","ipAddress":"192.0.2.10","port":80,)"
+                    R"("serviceDescription":"Corvia","serviceDomain":"local",)"
+                    R"("serviceType":"_http._tcp"}])");
+    std::remove(path.c_str());
+}
+
+TEST(CopyBrowseFile, NamesTheFileThatIsNotABrowseList)
+{
+    std::string json;
+    std::string error;
+    EXPECT_FALSE(CopyBrowseFile("/dev/null", json, error));
+    EXPECT_EQ(error, "/dev/null: invalid JSON at byte 1");
+}

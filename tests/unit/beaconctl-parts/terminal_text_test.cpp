@@ -121,6 +121,17 @@ TEST(ScreenText, ShowsAllRowsThatFit)
     EXPECT_EQ(ScreenText("head", kTable, 0), all); // the height is not known
 }
 
+TEST(FitsOnScreen, AgreesWithScreenText)
+{
+    for (std::size_t height = 0; height < 12; ++height) {
+        EXPECT_EQ(FitsOnScreen(4, height),
+                  ScreenText("head", kTable, height).find(" more") == std::string::npos)
+            << height;
+    }
+    EXPECT_TRUE(FitsOnScreen(4, 7));
+    EXPECT_FALSE(FitsOnScreen(4, 6));
+}
+
 TEST(ScreenText, CountsTheRowsThatDoNotFit)
 {
     EXPECT_EQ(ScreenText("head", kTable, 6),

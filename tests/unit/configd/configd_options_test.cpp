@@ -17,7 +17,8 @@ const std::string kUsage =
     "                    (default: report the kernel's interface)\n"
     "  --interface NAME  report this network interface (default: net0)\n"
     "  --port N          listen on this TCP port of 127.0.0.1 (default: 8080)\n"
-    "  --help            show this text\n";
+    "  --help            show this text\n"
+    "  --version         show the version\n";
 
 struct Result
 {

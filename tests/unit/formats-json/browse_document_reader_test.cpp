@@ -4,6 +4,7 @@
 
 using formats::AreListedAlike;
 using formats::ComposeBrowseDocument;
+using formats::CopyBrowseDocument;
 using formats::ReadBrowseDocument;
 
 namespace {
@@ -78,4 +79,43 @@ TEST(ReadBrowseDocument, NamesTheFaultInOneLine)
     EXPECT_EQ(ErrorOf("[[]]"), "not a browse list: an element is not an object");
     EXPECT_EQ(ErrorOf(std::string(100000, '[') + std::string(100000, ']')),
               "not a browse list: an element is not an object");
+}
+
+TEST(CopyBrowseDocument, KeepsTheMembersOfEveryObjectAsTheyAre)
+{
+    std::string copy;
+    std::string error;
+    ASSERT_TRUE(CopyBrowseDocument(ComposeBrowseDocument(Two()), copy, error)) << error;
+    EXPECT_EQ(copy,
+              R"([{"boardID":"0x10650001","boardNumber":"","boardType":"Corvia 12",)"
+              R"("description":"HD recorder","deviceName":"Corvia 12","hostName":"studio-a",)"
+              R"("ipAddress":"192.0.2.10","port":80,"serviceDescription":"",)"
+              R"("serviceDomain":"local","serviceType":"_http._tcp"},)"
+              R"({"boardID":"","boardNumber":"7","boardType":"","description":"","deviceName":"",)"
+              R"("hostName":"","ipAddress":"","port":80,"serviceDescription":"\"\\\n\u0001)"
+              "\xc3\xa9"
+              R"(","serviceDomain":"local","serviceType":"_http._tcp"}])");
+    ASSERT_TRUE(CopyBrowseDocument("[]", copy, error));
+    EXPECT_EQ(copy, "[]");
+}
+
+TEST(CopyBrowseDocument, KeepsUnknownMembersAndReplacesBytesThatAreNotUtf8)
+{
+    std::string copy;
+    std::string error;
+    ASSERT_TRUE(
+        CopyBrowseDocument("[ {\"new\":\"a\xff\",\"flag\":true,\"deep\":[1]} ]\n", copy, error))
+        << error;
+    EXPECT_EQ(copy, "[{\"flag\":true,\"new\":\"a\xef\xbf\xbd\"}]");
+}
+
+TEST(CopyBrowseDocument, NamesTheFaultLikeTheReader)
+{
+    std::string copy = "unchanged";
+    std::string error;
+    for (const char *text : {"", "{}", "[1]", "[1e999]"}) {
+        EXPECT_FALSE(CopyBrowseDocument(text, copy, error));
+        EXPECT_EQ(error, ErrorOf(text));
+    }
+    EXPECT_EQ(copy, "unchanged");
 }
