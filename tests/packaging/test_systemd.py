@@ -57,9 +57,7 @@ def test_the_device_announces_itself_and_lists_itself_for_everybody(booted, wire
 
 def test_booting_makes_the_folders_and_links_the_page(booted):
     web_folders.assert_as_the_packages_make_them(booted)
-    for name in booted.run("ls", "/usr/share/beacond-web").stdout.split():
-        link = booted.run("readlink", f"/var/www/discovery/{name}").stdout.strip()
-        assert link == f"/usr/share/beacond-web/{name}"
+    web_folders.assert_the_page_is_linked(booted)
 
 
 def test_the_web_server_reads_what_the_daemon_writes(booted):
