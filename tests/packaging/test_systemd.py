@@ -9,7 +9,7 @@ import pytest
 
 import expected
 import web_folders
-from conftest import OLDER
+from conftest import OLDER, TOP
 from lab import wait_until
 from lab.device import BROWSE_LIST
 
@@ -74,6 +74,26 @@ def test_booting_with_the_folders_of_an_earlier_version_changes_their_owner_and_
     # systemd-tmpfiles-setup.service runs this command.
     booted.run("systemd-tmpfiles", "--create", "--remove", "--boot", "--exclude-prefix=/dev")
     web_folders.assert_as_the_packages_make_them(booted)
+
+
+def test_both_names_of_the_device_can_be_made_one(booted, lab):
+    """With the commands of the documents; afterwards they differ again."""
+    looker = lab.add_device(address="192.0.2.20")
+
+    def wait_for_service(name, host):
+        wait_until(lambda: [(each["name"], each["host"]) for each in looker.mdns_services()]
+                   == [(name, host)], LIMIT, name, lambda: str(looker.mdns_services()))
+    documented = (TOP / "docs/operations.md").read_text()
+    commands = re.search(r"```\n(hostnamectl .*\n.*\n)curl -X PATCH", documented)[1]
+    booted.run("sh", "-ec", commands.replace("studio-a", "gallery"))
+    wait_for_service(booted.host_name, "gallery.local")
+    before = booted.host_name
+    booted.configure(hostName="gallery")
+    wait_for_service("gallery", "gallery.local")
+    assert looker.run("avahi-resolve", "-4", "--name", "gallery.local").stdout \
+        == f"gallery.local\t{booted.address}\n"
+    booted.configure(hostName=before)
+    wait_for_service(before, "gallery.local")
 
 
 @pytest.mark.parametrize("unit", UNITS)
