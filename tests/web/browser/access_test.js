@@ -108,7 +108,9 @@ test('Nothing is wider than a phone', async () => {
 
 test('The phone shows the address of every row', async () => {
     for (const width of [320, 390]) {
-        const page = await fullPage({
+        const list = listText([entry(1, { hostName: 'a-name-of-many-letters' }),
+            entry(2, { ipAddress: '192.168.200.100' }), entry(3)]);
+        const page = await pages.openOn(list, {
             viewport: { width, height: 640 }, storage: { 'discovery.view': 'rows' },
         });
         const ends = await page.$$eval('#rows td:nth-child(2) bdi', (all) =>
