@@ -76,26 +76,6 @@ def test_booting_with_the_folders_of_an_earlier_version_changes_their_owner_and_
     web_folders.assert_as_the_packages_make_them(booted)
 
 
-def test_both_names_of_the_device_can_be_made_one(booted, lab):
-    """With the commands of the documents; afterwards they differ again."""
-    looker = lab.add_device(address="192.0.2.20")
-
-    def wait_for_service(name, host):
-        wait_until(lambda: [(each["name"], each["host"]) for each in looker.mdns_services()]
-                   == [(name, host)], LIMIT, name, lambda: str(looker.mdns_services()))
-    documented = (TOP / "docs/operations.md").read_text()
-    commands = re.search(r"```\n(hostnamectl .*\n.*\n)curl -X PATCH", documented)[1]
-    booted.run("sh", "-ec", commands.replace("studio-a", "gallery"))
-    wait_for_service(booted.host_name, "gallery.local")
-    before = booted.host_name
-    booted.configure(hostName="gallery")
-    wait_for_service("gallery", "gallery.local")
-    assert looker.run("avahi-resolve", "-4", "--name", "gallery.local").stdout \
-        == f"gallery.local\t{booted.address}\n"
-    booted.configure(hostName=before)
-    wait_for_service(before, "gallery.local")
-
-
 @pytest.mark.parametrize("unit", UNITS)
 def test_systemd_finds_no_fault_in_the_unit(booted, unit):
     result = booted.run("systemd-analyze", "--man=no", "verify", unit)
@@ -181,6 +161,26 @@ def test_comes_back_when_avahi_daemon_has_gone(booted, wire):
                "beacond started again")
     wire.wait_for(source=booted.address, starting=b"NOTIFY", since=mark, timeout=LIMIT)
     assert booted.property("beacond.service", "ActiveState") == "active"
+
+
+def test_both_names_of_the_device_can_be_made_one(booted, lab):
+    """With the commands of the documents; afterwards they differ again."""
+    looker = lab.add_device(address="192.0.2.20")
+
+    def wait_for_service(name, host):
+        wait_until(lambda: [(each["name"], each["host"]) for each in looker.mdns_services()]
+                   == [(name, host)], LIMIT, name, lambda: str(looker.mdns_services()))
+    documented = (TOP / "docs/operations.md").read_text()
+    commands = re.search(r"```\n(hostnamectl .*\n.*\n)curl -X PATCH", documented)[1]
+    booted.run("sh", "-ec", commands.replace("studio-a", "gallery"))
+    wait_for_service(booted.host_name, "gallery.local")
+    before = booted.host_name
+    booted.configure(hostName="gallery")
+    wait_for_service("gallery", "gallery.local")
+    assert looker.run("avahi-resolve", "-4", "--name", "gallery.local").stdout \
+        == f"gallery.local\t{booted.address}\n"
+    booted.configure(hostName=before)
+    wait_for_service(before, "gallery.local")
 
 
 def wait_for_list(booted):
