@@ -20,8 +20,8 @@ def main():
     with demonstration:
         try:
             for line in demonstration.stdout:
-                if found := re.search(r"http://127\.0\.0\.1(:\d+/discovery/)", line):
-                    address = f"http://studio-a.local{found[1]}"
+                if found := re.search(r"http://127\.0\.0\.1:\d+/\S+", line):
+                    address = found[0]
                 if "All have found each other" in line:
                     return subprocess.call(["node", TOP / "tests/web/picture.js", address, PICTURE])
         finally:

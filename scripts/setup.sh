@@ -28,13 +28,15 @@ install_packages() ( # GROUP...
         echo "These packages are missing; run as root to install them:" $missing >&2
         return 1
     fi
-    echo "Installing:" $missing
     for architecture in $(grep -o ':.*' <<<"$missing" | tr -d : | sort -u); do
         dpkg --add-architecture "$architecture"
     done
     log=$(mktemp -t beacond-packages.XXXXXX) || return 1
+    chmod 644 "$log" # for the user who called sudo
     temporary=("$log")
     trap 'rm -f "${temporary[@]}"' EXIT
+    echo "Installing these Debian packages, which takes some minutes:" $missing
+    echo "The log of the installation: $log"
     # Services in the packages must not start on this host: they would send to its real
     # network. The virtual devices start their own.
     policy=/usr/sbin/policy-rc.d
@@ -45,7 +47,6 @@ install_packages() ( # GROUP...
     if ! { apt-get update -q && DEBIAN_FRONTEND=noninteractive apt-get install -q -y \
         --no-install-recommends $missing; } >"$log" 2>&1; then
         unset 'temporary[0]'
-        chmod 644 "$log" # for the user who called sudo
         tail -20 "$log" >&2
         echo "Installing the packages failed. The whole log is $log" >&2
         return 1

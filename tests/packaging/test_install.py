@@ -94,12 +94,8 @@ def test_the_daemon_cannot_replace_files_of_others_in_its_folders(installed, own
     web_folders.assert_the_daemon_cannot_replace(installed, owner)
 
 
-def test_the_folder_of_the_list_has_every_file_of_the_page(installed):
-    files = installed.run("ls", "/usr/share/beacond-web").stdout.split()
-    assert "index.html" in files
-    for name in files:
-        link = installed.run("readlink", f"/var/www/discovery/{name}").stdout.strip()
-        assert link == f"/usr/share/beacond-web/{name}"
+def test_the_page_lies_beside_the_list_and_a_start_page_in_the_web_root(installed):
+    web_folders.assert_the_page_is_linked(installed)
 
 
 def test_bash_loads_the_completion_on_demand(installed):

@@ -107,13 +107,21 @@ def test_has_these_dependencies(package, name):
     assert set(depends.split(", ")) == DEPENDS[name]
 
 
+def page_files(path):
+    """The files of the page, as they are installed: all but index.html in one folder."""
+    folder = "/usr/share/beacond-web/"
+    inner, = {file.split("/")[-2] for file, _, _ in contents(path) if file.endswith("/discovery.js")}
+    assert re.fullmatch("page-[0-9a-f]{12}", inner)
+    names = {each.name for each in (TOP / "web/discovery").iterdir()} - {"index.html"}
+    return {f"{folder}index.html", f"{folder}start.html", *(f"{folder}{inner}/{name}" for name in names)}
+
+
 @pytest.mark.parametrize("name", NAMES)
 def test_installs_exactly_these_files(package, name):
     wanted = {*FILES[name].split(), f"/usr/share/doc/{name}/changelog.gz",
               f"/usr/share/doc/{name}/copyright"}
     if name == "beacond-web":
-        page = TOP / "web/discovery"
-        wanted |= {f"/usr/share/beacond-web/{each.name}" for each in page.iterdir()}
+        wanted |= page_files(package(name))
     assert {file for file, _, _ in contents(package(name))} == wanted
 
 

@@ -42,6 +42,17 @@ def assert_as_the_packages_make_them(machine):
         [machine.stat(folder) for folder in FOLDERS]
 
 
+def assert_the_page_is_linked(machine):
+    """The page's index and its folder lie beside the list, and the start page in the web root."""
+    page = "/usr/share/beacond-web"
+    names = machine.run("ls", page).stdout.split()
+    folder, = (name for name in names if name.startswith("page-"))
+    assert sorted(names) == ["index.html", folder, "start.html"]
+    for link, target in [("discovery/index.html", "index.html"), (f"discovery/{folder}", folder),
+                         ("html/index.html", "start.html")]:
+        assert machine.run("readlink", f"/var/www/{link}").stdout == f"{page}/{target}\n"
+
+
 def make_as_before(machine):
     """Sets the folders up like packages without the sticky bit, with the files of a daemon
     that detached itself."""

@@ -1,7 +1,10 @@
 """The device in DNS-SD browsers of other projects, through a real avahi-daemon."""
 
+import re
+
 import pytest
 
+from conftest import TOP
 from lab import DeviceSpec, wait_until
 
 LIMIT = 30
@@ -51,12 +54,24 @@ def test_the_service_follows_a_new_host_name_of_avahi_daemon(pair):
         lambda: str(looker.mdns_services()))
 
 
+def test_the_letters_that_the_documents_say_are_kept(pair):
+    published, looker = pair
+    table = re.search(r"\| `hostName` \| DNS-SD service \|\n\|---\|---\|\n((?:\|.*\n)+)",
+                      (TOP / "docs/operations.md").read_text())[1]
+    rows = re.findall(r"^\| `(.*)` \| `(.*)` \|$", table, re.M)
+    assert len(rows) == 3
+    for name, kept in rows:
+        published.configure(hostName=name)
+        wait_until(lambda kept=kept: [each[0] for each in seen(looker)] == [kept], LIMIT, kept,
+                   lambda: str(seen(looker)))
+
+
 def test_with_ssdp_switched_off_the_service_stays(pair):
     published, looker = pair
     published.configure(ssdpEnable=False)
     published.configure(hostName="hidden")  # kept for later, not published
     published.configure(ssdpEnable=True)
-    assert [each[0] for each in seen(looker)] == ["ndStudioA"]
+    assert [each[0] for each in seen(looker)] == ["Bro31"]
     published.configure(hostName="studio-a")
     wait_until(lambda: [each[0] for each in seen(looker)] == ["studio-a"], LIMIT,
                "the first name again", lambda: str(seen(looker)))

@@ -1,24 +1,28 @@
-"""The web server for the discovery page of the demonstration."""
+"""The web server for the pages of the demonstration's devices."""
 
 import http.client
 import os
+import re
 import socket
+from types import SimpleNamespace
 
 import pytest
 
 from conftest import TOP
-from lab.page import DiscoveryPage
+from lab.page import DEVICE_PAGES, DiscoveryPages
 
-FILES = sorted((TOP / "web/discovery").iterdir())
+FILES = sorted(file for file in (TOP / "web/discovery").iterdir() if file.name != DEVICE_PAGES.name)
 LIST = b'[{"hostName":"studio-a"}]'
 OUTSIDE = "README.md"  # two folders above the page
+FOLDER = "/192.0.2.10/discovery/"  # of the device in these tests
+LISTED = FOLDER + "browse.json"
 
 
 @pytest.fixture
 def page(device):
     """A page with a list that the test writes."""
     list_file(device).write_bytes(LIST)
-    with DiscoveryPage(device) as served:
+    with DiscoveryPages([device]) as served:
         yield served
     if list_file(device).is_dir():
         list_file(device).rmdir()
@@ -43,7 +47,7 @@ def ask(page, path, method="GET", **headers):
 
 @pytest.mark.parametrize("file", FILES, ids=lambda file: file.name)
 def test_every_file_of_the_page_is_served_with_its_type(page, file):
-    answer, body = ask(page, f"/discovery/{file.name}")
+    answer, body = ask(page, FOLDER + file.name)
     assert answer.status == 200
     assert body == file.read_bytes()
     assert answer.headers["Content-Type"] == {
@@ -51,28 +55,64 @@ def test_every_file_of_the_page_is_served_with_its_type(page, file):
         ".svg": "image/svg+xml"}[file.suffix]
 
 
-def test_the_address_of_the_folder_shows_the_page(page):
-    assert page.url == f"http://127.0.0.1:{page.port}/discovery/"
-    assert page.fetch() == (200, (TOP / "web/discovery/index.html").read_bytes())
+def test_the_address_of_the_folder_shows_the_page(page, device):
+    assert page.url(device) == f"http://127.0.0.1:{page.port}/192.0.2.10/discovery/"
+    assert page.fetch(FOLDER) == (200, (TOP / "web/discovery/index.html").read_bytes())
+
+
+def test_the_links_of_the_page_lead_to_the_devices_folders(page):
+    answer, body = ask(page, f"{FOLDER}device_pages.js")
+    assert answer.headers["Content-Type"] == "text/javascript"
+    assert body == (TOP / "tools/lab/device_pages.js").read_bytes()
+
+
+def test_both_versions_of_the_module_export_the_same():
+    def exported(path):
+        return re.findall(r"^export function (\w+)", path.read_text(), re.M)
+    assert exported(DEVICE_PAGES) == exported(TOP / "web/discovery" / DEVICE_PAGES.name) \
+        == ["pageOf", "hostOfThisPage"]
+
+
+START = """<!DOCTYPE html>
+<html lang="en">
+<meta charset="utf-8">
+<meta name="viewport" content="width=device-width">
+<meta name="color-scheme" content="light dark">
+<title>{0}</title>
+<h1>{0}</h1>
+<p>A virtual device: {1} at 192.0.2.10.</p>
+<p><a href="discovery/">The devices that {0} sees</a></p>
+"""
+
+
+def test_each_device_has_a_start_page_with_the_name_that_it_has_now(page, device):
+    for name, shown in [("studio-a", "studio-a"), ("a&b", "a&amp;b"), ("studio-a", "studio-a")]:
+        device.host_name = name
+        answer, body = ask(page, "/192.0.2.10/")
+        assert answer.status == 200
+        assert answer.headers["Content-Type"] == "text/html; charset=utf-8"
+        assert body.decode() == START.format(shown, device.spec.product)
+    answer, body = ask(page, "/192.0.2.10/", "HEAD")
+    assert (answer.status, body) == (200, b"")
 
 
 def test_the_list_is_read_from_the_device_at_every_request(page, device):
-    answer, body = ask(page, "/discovery/browse.json")
+    answer, body = ask(page, LISTED)
     assert (answer.status, body) == (200, LIST)
     assert answer.headers["Content-Type"] == "application/json"
     assert answer.headers["Cache-Control"] == "no-cache"
     list_file(device).write_bytes(b"[]")
-    assert page.fetch("browse.json") == (200, b"[]")
+    assert page.fetch(LISTED) == (200, b"[]")
 
 
 def test_without_a_list_the_status_is_404(page, device):
     list_file(device).unlink()
-    assert page.fetch("browse.json")[0] == 404
+    assert page.fetch(LISTED)[0] == 404
 
 
 def test_an_unchanged_list_is_not_sent_again(page):
-    first, _ = ask(page, "/discovery/browse.json")
-    again, body = ask(page, "/discovery/browse.json", **{"If-None-Match": first.headers["ETag"]})
+    first, _ = ask(page, LISTED)
+    again, body = ask(page, LISTED, **{"If-None-Match": first.headers["ETag"]})
     assert (again.status, body) == (304, b"")
     assert again.headers["ETag"] == first.headers["ETag"]
     assert again.headers["Last-Modified"] == first.headers["Last-Modified"]
@@ -80,22 +120,23 @@ def test_an_unchanged_list_is_not_sent_again(page):
 
 def test_a_list_rewritten_within_a_second_is_sent(page, device):
     os.utime(list_file(device), ns=(0, 1_700_000_000_000_000_000))
-    first, _ = ask(page, "/discovery/browse.json")
+    first, _ = ask(page, LISTED)
     assert first.headers["Last-Modified"] == "Tue, 14 Nov 2023 22:13:20 GMT"
     list_file(device).write_bytes(b"[]")
     os.utime(list_file(device), ns=(0, 1_700_000_000_500_000_000))
-    again, body = ask(page, "/discovery/browse.json", **{"If-None-Match": first.headers["ETag"]})
+    again, body = ask(page, LISTED, **{"If-None-Match": first.headers["ETag"]})
     assert (again.status, body) == (200, b"[]")
     assert again.headers["Last-Modified"] == first.headers["Last-Modified"]
 
 
 @pytest.mark.parametrize("path", [
-    "/", "/discovery", "/discovery/.", "/discovery/./", "/discovery/browse.json/",
-    "/discovery/absent.js", "/browse.json", "/index.html", "/discovery/__browse.json",
-    f"/../{OUTSIDE}", f"/discovery/../../{OUTSIDE}", f"/discovery/%2e%2e/%2e%2e/{OUTSIDE}",
-    f"/discovery/..%2f..%2f{OUTSIDE}", f"/discovery/..\\..\\{OUTSIDE}",
-    "/etc/passwd", "//etc/passwd", "/discovery//etc/passwd", "/discovery/%2fetc/passwd",
-    "/discovery/index.html%00", "file:///etc/passwd", "http://192.0.2.1/discovery/"])
+    "/", "/discovery/", f"{FOLDER}.", f"{FOLDER}./", f"{FOLDER}browse.json/",
+    f"{FOLDER}absent.js", "/browse.json", "/index.html", f"{FOLDER}__browse.json",
+    "/192.0.2.10", "/192.0.2.11/", "/192.0.2.11/discovery/",
+    f"/../{OUTSIDE}", f"{FOLDER}../../{OUTSIDE}", f"{FOLDER}%2e%2e/%2e%2e/{OUTSIDE}",
+    f"{FOLDER}..%2f..%2f{OUTSIDE}", f"{FOLDER}..\\..\\{OUTSIDE}",
+    "/etc/passwd", "//etc/passwd", f"{FOLDER}/etc/passwd", f"{FOLDER}%2fetc/passwd",
+    f"{FOLDER}index.html%00", "file:///etc/passwd", f"http://192.0.2.1{FOLDER}"])
 def test_no_other_files_can_be_read(page, path):
     assert (TOP / "web/discovery/../.." / OUTSIDE).is_file()
     answer, body = ask(page, path)
@@ -108,25 +149,25 @@ def test_a_symbolic_link_instead_of_the_list_is_not_followed(page, device, targe
     device.path("/var/www/html/other").write_text("other")
     list_file(device).unlink()
     list_file(device).symlink_to(target)
-    assert page.fetch("browse.json")[0] == 404
+    assert page.fetch(LISTED)[0] == 404
 
 
 @pytest.mark.parametrize("make", [os.mkdir, os.mkfifo])
 def test_only_regular_files_are_served(page, device, make):
     list_file(device).unlink()
     make(list_file(device))
-    assert page.fetch("browse.json")[0] == 404
+    assert page.fetch(LISTED)[0] == 404
 
 
 def test_the_answer_to_head_has_no_body(page):
-    answer, body = ask(page, "/discovery/browse.json", "HEAD")
+    answer, body = ask(page, LISTED, "HEAD")
     assert (answer.status, body) == (200, b"")
     assert answer.headers["Content-Length"] == str(len(LIST))
 
 
 @pytest.mark.parametrize("method", ["POST", "PUT", "PATCH", "DELETE", "OPTIONS", "CONNECT"])
 def test_other_methods_are_refused(page, device, method):
-    answer, _ = ask(page, "/discovery/browse.json", method)
+    answer, _ = ask(page, LISTED, method)
     assert answer.status == 501
     assert list_file(device).read_bytes() == LIST
 
@@ -138,24 +179,28 @@ def test_it_listens_only_on_one_loopback_address(page):
 
 def test_a_browser_that_disconnects_causes_no_output(page, capsys):
     with socket.create_connection(("127.0.0.1", page.port), timeout=5) as sock:
-        sock.sendall(b"GET /discovery/browse.json HTTP/1.0\r\n")
+        sock.sendall(f"GET {LISTED} HTTP/1.0\r\n".encode())
         sock.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, b"\1\0\0\0\0\0\0\0")
-    assert page.fetch()[0] == 200
+    assert page.fetch(FOLDER)[0] == 200
     assert capsys.readouterr() == ("", "")
 
 
 def test_it_ends_at_once_and_frees_the_port(page, device):
-    with DiscoveryPage(device) as other:
-        assert other.fetch()[0] == 200
+    with DiscoveryPages([device]) as other:
+        assert other.fetch(FOLDER)[0] == 200
     with pytest.raises(ConnectionRefusedError):
-        other.fetch()
+        other.fetch(FOLDER)
 
 
 def test_an_unreachable_page_is_reported(page, device):
     assert list(page.missing([device])) == []
     list_file(device).write_bytes(b"[]")
     assert list(page.missing([device])) == [
-        f"{page.url}browse.json, status 200, does not list studio-a"]
+        f"{page.url(device)}browse.json, status 200, does not list studio-a"]
     list_file(device).unlink()
     assert list(page.missing([device])) == [
-        f"{page.url}browse.json, status 404, does not list studio-a"]
+        f"{page.url(device)}browse.json, status 404, does not list studio-a"]
+    other = SimpleNamespace(address="192.0.2.11", host_name="studio-b")
+    assert list(page.missing([device, other]))[1:] == [
+        f"{page.url(device)}browse.json, status 404, does not list studio-b",
+        f"{page.start_url(other)} answers with status 404"]

@@ -18,7 +18,7 @@ import pytest
 import lab.__main__ as demo
 import lab.story
 from lab import DeviceSpec, Lab
-from lab.page import DiscoveryPage
+from lab.page import DiscoveryPages
 from lab.view import View
 
 TOP = Path(__file__).resolve().parents[2]
@@ -83,14 +83,15 @@ def test_a_failed_check_lists_the_missing_devices(programs, monkeypatch, capsys)
         devices = network.add_devices([DeviceSpec("studio-a"), DeviceSpec("studio-b")])
         for device in devices:
             device.start_beacond().wait_output("PubSub started")
-        with DiscoveryPage(devices[0]) as page:
-            assert demo.check(devices, [View(device) for device in devices], page) == 1
+        with DiscoveryPages(devices) as pages:
+            assert demo.check(devices, [View(device) for device in devices], pages) == 1
+        url = pages.url(devices[0])
     said = capsys.readouterr()
     assert said.out == ""
     assert said.err.startswith("After 0 s:\n")
     assert "\n  studio-a does not list studio-b in browse.json\n" in said.err
     assert "\n  studio-b does not see studio-a by _http._tcp\n" in said.err
-    assert re.search(rf"\n  {page.url}browse.json, status \d+, does not list studio-b\n", said.err)
+    assert re.search(rf"\n  {url}browse.json, status \d+, does not list studio-b\n", said.err)
 
 
 def test_it_draws_a_table_until_interrupted(programs):
@@ -104,15 +105,18 @@ def test_it_draws_a_table_until_interrupted(programs):
             seen += os.read(master, 65536)
         start = re.search(rb"\033\[2J\033\[H3 devices on a virtual network\. Ctrl-C ends it\."
                           rb"\033\[K\r\nThe discovery page of studio-a: "
-                          rb"http://127\.0\.0\.1:(\d+)/discovery/\033\[K\r\n"
+                          rb"http://127\.0\.0\.1:(\d+)/192\.0\.2\.10/discovery/\033\[K\r\n"
                           rb"What it sees, in another terminal: (nsenter --target \d+ --net "
                           rb"\S+/beaconctl watch)\033\[K\r\n\033\[K\r\n"
                           rb"studio-a \(192\.0\.2\.10\) sees\033\[K\r\n  host name  address", seen)
         assert start, seen
         port = int(start[1])
-        assert fetch(port, "/discovery/") == (200, (TOP / "web/discovery/index.html").read_bytes())
-        status, listed = fetch(port, "/discovery/browse.json")
-        assert (status, type(json.loads(listed))) == (200, list)
+        for address in ("192.0.2.10", "192.0.2.11", "192.0.2.12"):
+            assert fetch(port, f"/{address}/")[0] == 200
+            folder = f"/{address}/discovery/"
+            assert fetch(port, folder) == (200, (TOP / "web/discovery/index.html").read_bytes())
+            status, listed = fetch(port, f"{folder}browse.json")
+            assert (status, type(json.loads(listed))) == (200, list)
         watch = subprocess.Popen(start[2].split(), stdout=subprocess.PIPE, text=True)
         assert re.search(r"\bstudio-[abc]\b", watch.stdout.readline())
         watch.terminate()
@@ -121,7 +125,7 @@ def test_it_draws_a_table_until_interrupted(programs):
         assert program.wait(20) == 0
     os.close(master)
     with pytest.raises(ConnectionRefusedError):
-        fetch(port, "/discovery/")
+        fetch(port, "/192.0.2.10/discovery/")
 
 
 def test_it_writes_lines_without_a_terminal(programs):
@@ -132,6 +136,22 @@ def test_it_writes_lines_without_a_terminal(programs):
         assert b"\033" not in line
         program.terminate()
         assert program.wait(20) == 128 + 15
+
+
+@pytest.mark.parametrize("options", [[], ["--check"]], ids=["show", "check"])
+def test_it_ends_quietly_when_its_output_is_closed(programs, options):
+    with demonstration(programs, *options, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as program:
+        if not options:
+            assert program.stdout.readline() == b"3 devices on a virtual network. Ctrl-C ends it.\n"
+        program.stdout.close()
+        assert program.wait(60) == 128 + 13
+        assert program.stderr.read() == b""
+
+
+def test_without_a_standard_output_there_is_nothing_to_do():
+    result = subprocess.run(["sh", "-c", 'exec "$0" >&-', TOP / "run"], stderr=subprocess.PIPE,
+                            timeout=60, check=False)
+    assert (result.returncode, result.stderr) == (0, b"")
 
 
 class StandIn:

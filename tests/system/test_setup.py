@@ -1,6 +1,7 @@
 """How scripts/setup.sh installs packages, with a fake apt-get."""
 
 import os
+import re
 import signal
 import subprocess
 from pathlib import Path
@@ -27,6 +28,9 @@ echo "$said"
 cat {POLICY} 2>&1
 exit $status
 """
+
+
+SAID = 2  # lines before the installation
 
 
 class Setup:
@@ -56,9 +60,10 @@ class Setup:
             start_new_session=True)
 
     def run(self, *arguments):
+        """Returns the status, the policy for services afterwards, and the errors."""
         program = self.start(*arguments)
         output, errors = program.communicate(timeout=60)
-        return program.returncode, output.splitlines()[1:], errors.splitlines()
+        return program.returncode, output.splitlines()[SAID:], errors.splitlines()
 
     def left(self):
         return list(self.temporary.iterdir())
@@ -75,6 +80,15 @@ NO_POLICY = [f"cat: {POLICY}: No such file or directory"]
 def test_success_leaves_nothing(setup):
     assert setup.run("exit 0") == (0, NO_POLICY, [])
     assert setup.left() == []
+
+
+def test_before_it_installs_it_names_the_packages_and_a_log_that_everybody_can_read(setup, tmp_path):
+    program = setup.start(f"stat -c '%n %a' $TMPDIR/* >{tmp_path}/log; kill -KILL $PPID")
+    installing, log = program.communicate(timeout=60)[0].splitlines()[:SAID]
+    assert re.fullmatch("Installing these Debian packages, which takes some minutes: g\\+\\+ cmake .*",
+                        installing)
+    name, mode = (tmp_path / "log").read_text().split()
+    assert (log, mode) == (f"The log of the installation: {name}", "644")
 
 
 def test_services_do_not_start_during_the_installation(setup):
@@ -110,5 +124,5 @@ def test_an_interrupt_leaves_nothing(setup, tmp_path, number):
     assert setup.left() != []
     os.killpg(program.pid, number)
     output, _ = program.communicate(timeout=60)
-    assert output.splitlines()[1:] == NO_POLICY
+    assert output.splitlines()[SAID:] == NO_POLICY
     assert setup.left() == []

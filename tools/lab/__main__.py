@@ -1,12 +1,14 @@
 """Shows how three devices find each other. The command ./run starts this program."""
 
 import argparse
+import os
+import select
 import signal
 import sys
 import time
 
 from . import DeviceSpec, Lab
-from .page import DiscoveryPage
+from .page import DiscoveryPages
 from .story import story
 from .view import View, table
 
@@ -14,10 +16,34 @@ DEVICES = [DeviceSpec("studio-a", product="corvia12"),
            DeviceSpec("studio-b", product="lumenplus"),
            DeviceSpec("studio-c", product="talonmx")]
 CHECK_LIMIT = 120  # seconds
+STDOUT = 1  # the file descriptor
 
 
-def end(number, _frame):
+def end_by_signal(number, _frame=None):
     sys.exit(128 + number)
+
+
+def end_as_unread():
+    """Ends the program quietly, with the status of one that SIGPIPE ends."""
+    # Otherwise the interpreter would write what is left, and complain.
+    os.dup2(os.open(os.devnull, os.O_WRONLY), STDOUT)
+    end_by_signal(signal.SIGPIPE)
+
+
+def say(*lines, end="\n"):
+    try:
+        print(*lines, sep="\n", end=end, flush=True)
+    except BrokenPipeError:
+        end_as_unread()
+
+
+def end_if_unread():
+    """Ends the program if nobody reads its output any more. It may have nothing to write for
+    long."""
+    poller = select.poll()
+    poller.register(STDOUT, 0)
+    if poller.poll(0):
+        end_as_unread()
 
 
 def fail_if_ended(devices):
@@ -26,19 +52,19 @@ def fail_if_ended(devices):
             sys.exit(f"beacond ended.\n{device.beacond.explain()}")
 
 
-def check(devices, views, page):
-    """Waits until all devices, and a browser of the page, see all devices. Returns the exit
-    status."""
+def check(devices, views, pages):
+    """Waits until all devices, and a browser of the first one's page, see all devices. Returns
+    the exit status."""
     start = time.monotonic()
     while True:
         fail_if_ended(devices)
-        missing = [text for view in (*views, page) for text in view.missing(devices)]
+        end_if_unread()
+        missing = [text for view in (*views, pages) for text in view.missing(devices)]
         spent = time.monotonic() - start
         if not missing:
-            print(*table(views), sep="\n")
-            print(f"All {len(devices)} devices found each other by SSDP and mDNS "
-                  f"in {spent:.0f} s.")
-            print(f"{page.device.name}'s page showed them: {page.url}")
+            say(*table(views),
+                f"All {len(devices)} devices found each other by SSDP and mDNS in {spent:.0f} s.",
+                f"{devices[0].name}'s page showed them: {pages.url(devices[0])}")
             return 0
         if spent > CHECK_LIMIT:
             print(f"After {CHECK_LIMIT} s:", *missing, sep="\n  ", file=sys.stderr)
@@ -46,38 +72,41 @@ def check(devices, views, page):
         time.sleep(0.5)
 
 
-def heading(page, programs):
+def heading(device, pages, programs):
     return [f"{len(DEVICES)} devices on a virtual network. Ctrl-C ends it.",
-            f"The discovery page of {page.device.name}: {page.url}",
-            f"What it sees, in another terminal: nsenter --target {page.device.pid} --net "
+            f"The discovery page of {device.name}: {pages.url(device)}",
+            f"What it sees, in another terminal: nsenter --target {device.pid} --net "
             f"{programs}/beaconctl watch"]
 
 
 def show_on_terminal(devices, views, title):
     """Redraws the tables in place until interrupted."""
-    print("\033[2J", end="")
+    clear = "\033[2J"
     for news in story(devices, views):
         fail_if_ended(devices)
+        end_if_unread()
         lines = [*title, "", *table(views), news]
-        print("\033[H" + "".join(f"{line}\033[K\n" for line in lines) + "\033[J", end="", flush=True)
+        say(f"{clear}\033[H" + "".join(f"{line}\033[K\n" for line in lines) + "\033[J", end="")
+        clear = ""
         time.sleep(0.5)
 
 
 def show_as_lines(devices, views, title):
     """Prints a line for each change until interrupted."""
-    print(*title, sep="\n", flush=True)
+    say(*title)
     start = time.monotonic()
     before, said = {}, None
     for news in story(devices, views):
         fail_if_ended(devices)
+        end_if_unread()
         stamp = f"{time.monotonic() - start:6.1f} s "
         now = {(view.device.name, row.address): row for view in views for row in view.rows()}
         for name, address in sorted(before.keys() - now.keys()):
-            print(stamp, f"{name}: {address} is gone", flush=True)
+            say(f"{stamp} {name}: {address} is gone")
         for (name, _), row in sorted(now.items() - before.items()):
-            print(stamp, f"{name}: {row}", flush=True)
+            say(f"{stamp} {name}: {row}")
         if news != said:
-            print(stamp, news, flush=True)
+            say(f"{stamp} {news}")
         before, said = now, news
         time.sleep(0.5)
 
@@ -89,18 +118,18 @@ def main():
                         help="end as soon as all devices have found each other")
     options = parser.parse_args()
     for number in (signal.SIGTERM, signal.SIGHUP):
-        signal.signal(number, end)
+        signal.signal(number, end_by_signal)
     with Lab(options.programs) as lab:
         devices = lab.add_devices(DEVICES)
         views = [View(device) for device in devices]
         for device in devices:
             device.start_beacond()
-        with DiscoveryPage(devices[0]) as page:
+        with DiscoveryPages(devices) as pages:
             if options.check:
-                return check(devices, views, page)
+                return check(devices, views, pages)
             show = show_on_terminal if sys.stdout.isatty() else show_as_lines
             try:
-                show(devices, views, heading(page, options.programs))
+                show(devices, views, heading(devices[0], pages, options.programs))
             except KeyboardInterrupt:
                 return 0
 

@@ -1,4 +1,4 @@
-// IPv4 addresses in dotted text. Whatever else an address field holds becomes no link.
+// IPv4 addresses in dotted text.
 
 const kByte = '(25[0-5]|2[0-4][0-9]|1[0-9][0-9]|[1-9]?[0-9])';
 // No leading zeros: browsers read those as octal, people as decimal.
@@ -10,7 +10,6 @@ export function addressNumber(address) {
     return bytes ? bytes.slice(1).reduce((number, byte) => number * 256 + Number(byte), 0) : NaN;
 }
 
-// Where a device's own page is, '' if the address is no dotted quad.
-export function pageOf(address) {
-    return kDottedQuad.test(address) ? `http://${address}:80/` : '';
+export function isAddress(text) {
+    return kDottedQuad.test(text);
 }

@@ -1,4 +1,4 @@
-// The list of what came, changed and went while the page was open, newest first.
+// The devices that came, changed or went while the page was open, newest first.
 
 import { changeLines, plainLine } from './change_lines.js';
 import { networkText, timeElement } from './device_parts.js';
@@ -35,7 +35,7 @@ export class ChangeLog {
 
     // Notes the moment of the first reading, before which nothing is known.
     start(moment) {
-        setText(byId('latest'), 'nothing yet');
+        setText(byId('latest'), 'none so far');
         setText(byId('watching'), `Watching since ${momentText(moment, moment)}.`);
     }
 

@@ -1,7 +1,7 @@
 // Reads the browse list, browse.json: a JSON array with one object for each device. The
 // daemon writes it, but with what other machines said, on a medium that may be full.
 
-import { pageOf } from './address.js';
+import { pageOf } from './device_pages.js';
 import { folded } from './filter.js';
 import { shownText } from './shown_text.js';
 

@@ -3,6 +3,7 @@
 
 import { ChangeLog } from './change_log.js';
 import { nameOf, readDeviceList } from './device_list.js';
+import { hostOfThisPage } from './device_pages.js';
 import { setText } from './element.js';
 import { matches, wordsOf } from './filter.js';
 import { KnownDevices } from './known_devices.js';
@@ -14,14 +15,16 @@ import { SortControls } from './sort_controls.js';
 import { storeChoice, storedChoice } from './stored_choice.js';
 import { keysOfThisDevice, ownerWithoutEntry } from './this_device.js';
 import { DeviceView } from './views.js';
-import { announcementOf, countText, devicesText, emptyText, lastReadText, noticeText,
-    problemNews } from './words.js';
+import { announcementOf, countText, devicesText, emptyText, lastReadText, noticeText, oldText,
+    problemNews, updatedText } from './words.js';
 
 const kViewNames = ['cards', 'rows'];
 const kViewChoice = 'discovery.view';
 // A screen reader is told the number of devices found when typing pauses.
 const kTypingPauseMs = 700;
 const kCountdownMs = 1000;
+// A list that has not changed for so long says nothing about its writer.
+const kOldMs = 3600000;
 
 const byId = (id) => document.getElementById(id);
 const filter = byId('filter');
@@ -41,6 +44,8 @@ let takenDevices = null; // as read, the ones that are shown
 let thisDevice = new Set(); // the keys of its entries
 let newCount = 0; // how many devices are marked as new
 let lastRead = null;
+let updated = null; // when the file was written, by this clock; null if that is not known
+let lastModified; // when it was written, as the server says
 let fault = ''; // one line: why there is no newer list; '' if there is
 let remark = ''; // one line: what of the list could not be used
 let isAway = false;
@@ -89,26 +94,30 @@ function showView() {
 // Whose list it is, above the devices and in the window's title.
 function showOwner() {
     const own = known.devices.find((device) => thisDevice.has(device.key));
-    const owner = own ? nameOf(own) : ownerWithoutEntry(location.hostname);
+    const owner = own ? nameOf(own) : ownerWithoutEntry(hostOfThisPage());
     setText(byId('owner'), owner);
     byId('seen').hidden = false;
     document.title = `${devicesText(known.devices.length)} \u2013 ${owner}`;
 }
 
-// The state of the list as a whole: when it was read, and what is wrong.
+// The state of the list as a whole: how fresh it is, and what is wrong.
 function showState() {
     const now = Date.now();
     const shown = fault === '' ? null : lastRead;
     const dueAt = isAway ? refresher.dueAt : null;
+    const isOld = updated !== null && now - updated >= kOldMs;
     document.body.classList.toggle('faulty', fault !== '');
+    document.body.classList.toggle('old', isOld);
+    setText(byId('updated'), updatedText({ updated, lastRead }, now));
     setText(byId('last-read'), lastReadText(lastRead, now));
+    setText(byId('old'), oldText(isOld));
     setText(byId('notice'), noticeText(fault || remark, { shown, dueAt }, now));
 }
 
 // Takes a list with something in it that was not there before. Returns what to tell of it.
 function takeDevices(devices, now) {
     const difference = known.take(devices, now);
-    thisDevice = keysOfThisDevice(devices, location.hostname);
+    thisDevice = keysOfThisDevice(devices, hostOfThisPage());
     showOwner();
     show();
     if (difference === null) {
@@ -118,10 +127,20 @@ function takeDevices(devices, now) {
     return announcementOf(log.add(difference, now), devices.length);
 }
 
-// Takes a list that could be read. Returns what to tell of it.
-function takeList(list) {
+// Notes when the file was written. Once for each file: the server counts in seconds, and the
+// moment shown would vary by one.
+function takeTime({ modified, age }, now) {
+    if (modified !== lastModified) {
+        lastModified = modified;
+        updated = age === null ? null : now - age;
+    }
+}
+
+// Takes a list that could be read, with the answer that it was in. Returns what to tell of it.
+function takeList(list, answer) {
     const now = Date.now();
     lastRead = now;
+    takeTime(answer, now);
     remark = list.remark;
     if (list.devices !== takenDevices) {
         takenDevices = list.devices;
@@ -146,7 +165,7 @@ function take(answer) {
     const earlier = fault || remark;
     fault = list.fault ?? '';
     isAway = answer.isAway === true;
-    const news = fault === '' ? takeList(list) : '';
+    const news = fault === '' ? takeList(list, answer) : '';
     if (known.devices === null) {
         show();
     }
@@ -165,7 +184,7 @@ byId('view').addEventListener('change', (event) => {
     storeChoice(kViewChoice, viewName);
     showView();
 });
-byId('read-now').addEventListener('click', () => refresher.askNow());
+byId('refresh').addEventListener('click', () => refresher.askNow());
 setInterval(() => {
     if (isAway) {
         showState();

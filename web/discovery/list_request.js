@@ -38,7 +38,15 @@ async function textOf(response) {
     }
 }
 
-// Returns `text`; or `fault`, one line on what is wrong, with `isAway` true if the server
+// The age of the file in ms, by the server's clock: the reader's may differ from it. null if
+// the server does not say.
+function ageOf(headers) {
+    const age = Date.parse(headers.get('date')) - Date.parse(headers.get('last-modified'));
+    return Number.isNaN(age) ? null : Math.max(0, age);
+}
+
+// Returns `text`, with `modified`, the server's time of the file (null if it does not say), and
+// `age`, how old the file is in ms (null as above); or `fault`, one line on what is wrong, with `isAway` true if the server
 // is not there or not able, and should be left alone for a while. Never throws. The
 // browser asks whether the list it has is still the current one, and so the server sends
 // it only if it is not.
@@ -53,7 +61,7 @@ export async function requestList(url, timeLimitMs = kTimeLimitMs) {
         const text = await textOf(response);
         return text === null
             ? { fault: `The device list is larger than ${kMostBytes / 2 ** 20} MB.`, isAway: false }
-            : { text };
+            : { text, modified: response.headers.get('last-modified'), age: ageOf(response.headers) };
     } catch {
         // Browsers do not agree on the error that a reading ends with when time is up.
         if (signal.aborted) {

@@ -1,5 +1,6 @@
-// The order of the rows. A row is what is known of one device: `device`, and `came`, the
-// moment (ms since 1970) at which it was first listed, absent if it was there from the start.
+// The order of the rows. A row is what is known of one device: `device`; `came`, the moment
+// (ms since 1970) at which it was first listed, absent if it was there from the start; and
+// `isThis`, true for the device that serves this page.
 
 import { addressNumber } from './address.js';
 
@@ -33,13 +34,15 @@ function comparerOf(column) {
         };
 }
 
-// The rows in the order of a column. Those that have nothing there come last either way;
-// equals stand by address, then by key, so that the order never depends on the list's.
+// The rows in the order of a column. The device that serves this page comes first, rows with
+// nothing in the column come last, either way. Equal rows are in the order of their addresses,
+// then of their keys: the order never depends on that of the list.
 export function sorted(rows, column, isAscending) {
     const { value, isMissing, compare } = comparerOf(column);
     const sign = isAscending ? 1 : -1;
     const keyed = rows.map((row) => ({ row, value: value(row), address: placeOf(row) }));
-    keyed.sort((a, b) => isMissing(a.value) - isMissing(b.value) ||
+    keyed.sort((a, b) => Boolean(b.row.isThis) - Boolean(a.row.isThis) ||
+        isMissing(a.value) - isMissing(b.value) ||
         (isMissing(a.value) ? 0 : sign * compare(a.value, b.value)) ||
         compareNumbers(a.address, b.address) || (a.row.device.key < b.row.device.key ? -1 : 1));
     return keyed.map(({ row }) => row);

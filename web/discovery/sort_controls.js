@@ -3,7 +3,7 @@
 
 import { kColumns } from './sort.js';
 
-// The column whose greatest value is of most interest: who came last.
+// The column whose greatest value is of most interest: the newest device first.
 const kDescendingFirst = 'came';
 
 export class SortControls {

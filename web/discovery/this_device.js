@@ -1,6 +1,6 @@
 // Which of the devices served this page.
 
-import { pageOf } from './address.js';
+import { isAddress } from './address.js';
 
 function isNamed(device, host) {
     const name = device.hostName.toLowerCase();
@@ -12,7 +12,7 @@ function isNamed(device, host) {
 // address bar. Two devices of one name cannot be told apart by it: then none is marked.
 export function keysOfThisDevice(devices, hostInAddressBar) {
     const host = hostInAddressBar.toLowerCase();
-    const isOwn = pageOf(host) !== ''
+    const isOwn = isAddress(host)
         ? (device) => device.address === host
         : (device) => isNamed(device, host);
     const own = devices.filter(isOwn);

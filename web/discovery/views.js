@@ -9,10 +9,6 @@ function cameElement(row) {
     return row.came === undefined ? '' : timeElement(row.came, row.cameText);
 }
 
-function term(name, text) {
-    return element('div', '', element('dt', '', name), element('dd', '', detail(text)));
-}
-
 function line(name, text) {
     return text === '' ? [] : [element('p', name, networkText(text))];
 }
@@ -22,10 +18,10 @@ function cardContent(row) {
     const heading = element('h3', '', nameLink(device), ...thisBadge(row));
     if (row.came !== undefined) {
         const look = row.isNew ? 'badge new' : 'badge came';
-        heading.append(element('span', look, 'came ', cameElement(row)));
+        heading.append(element('span', look, 'first seen ', cameElement(row)));
     }
     return [heading, ...line('product', device.product), ...line('category', device.category),
-        element('dl', '', term('Address', device.address), term('Board', device.board))];
+        element('p', 'address', detail(device.address))];
 }
 
 function rowContent(row) {
@@ -35,7 +31,7 @@ function rowContent(row) {
     if (row.isNew) {
         name.append(element('span', 'badge new', 'new'));
     }
-    const cells = [device.product, device.category, device.address, device.board]
+    const cells = [device.address, device.product, device.category, device.board]
         .map((text) => element('td', '', detail(text)));
     return [name, ...cells, element('td', '', cameElement(row))];
 }

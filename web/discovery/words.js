@@ -12,8 +12,24 @@ export function countText(shown, all) {
     return found + devicesText(all);
 }
 
+// How fresh the list is: when its file was written (null if the server does not say), else
+// when it was read (null before the first time).
+export function updatedText({ updated, lastRead }, now) {
+    if (lastRead === null) {
+        return 'Not read yet';
+    }
+    return updated === null ? `Read at ${momentText(lastRead, now)}`
+        : `Updated ${momentText(updated, now)}`;
+}
+
 export function lastReadText(lastRead, now) {
-    return lastRead === null ? 'Not read yet' : `List read at ${momentText(lastRead, now)}`;
+    return lastRead === null ? '' : `Last read at ${momentText(lastRead, now)}.`;
+}
+
+// What an old list cannot say.
+export function oldText(isOld) {
+    return isOld ? 'The list changes only when a device comes, changes or goes. An old list ' +
+        'does not show whether the discovery daemon still runs.' : '';
 }
 
 // The notice: what is wrong ('' if nothing is, then there is none), when what is shown all

@@ -79,8 +79,8 @@ test('Everything can be reached and used with the keyboard', async () => {
     for (let index = 0; index < 8; index += 1) {
         stops.push(await stop());
     }
-    assert.deepEqual(stops, ['read-now', 'filter', 'sort-column', 'sort-direction', 'cards',
-        'Came and wentnothing yet', 'studio-a', 'studio-b']);
+    assert.deepEqual(stops, ['refresh', 'filter', 'sort-column', 'sort-direction', 'cards',
+        'Recent changesnone so far', 'studio-a', 'studio-b']);
 
     await page.focus('input[value=cards]');
     await page.keyboard.press('ArrowRight');
@@ -103,6 +103,42 @@ test('Nothing is wider than a phone', async () => {
             viewport: { width: 320, height: 640 }, storage: { 'discovery.view': view },
         });
         assert.ok(await page.evaluate(() => document.documentElement.scrollWidth <= 320));
+    }
+});
+
+test('The phone shows the address of every row', async () => {
+    for (const width of [320, 390]) {
+        const list = listText([entry(1, { hostName: 'a-name-of-many-letters' }),
+            entry(2, { ipAddress: '192.168.200.100' }), entry(3)]);
+        const page = await pages.openOn(list, {
+            viewport: { width, height: 640 }, storage: { 'discovery.view': 'rows' },
+        });
+        const ends = await page.$$eval('#rows td:nth-child(2) bdi', (all) =>
+            all.map((each) => each.getBoundingClientRect().right));
+        assert.equal(ends.length, 3);
+        assert.ok(Math.max(...ends) <= width, `${ends}`);
+    }
+});
+
+// The text lines of the head and the tools: controls of which line they are in.
+function linesOf(page, selector) {
+    return page.$$eval(selector, (all) => {
+        const middles = all.filter((each) => each.offsetParent !== null).map((each) => {
+            const { top, bottom } = each.getBoundingClientRect();
+            return Math.round((top + bottom) / 2 / 8);
+        });
+        return new Set(middles).size;
+    });
+}
+
+test('On a tablet the buttons stay in line, in cards and rows', async () => {
+    for (const view of ['cards', 'rows']) {
+        const page = await fullPage({ storage: { 'discovery.view': view } });
+        for (let width = 650; width <= 1100; width += 10) {
+            await page.setViewportSize({ width, height: 900 });
+            assert.equal(await linesOf(page, 'h1, .state, #refresh'), 1, `head at ${width}`);
+            assert.equal(await linesOf(page, '.filter, .sort, #view'), 1, `tools at ${width}`);
+        }
     }
 });
 

@@ -9,13 +9,13 @@ import { entry, kWritten, listText } from '../support/sample_list.js';
 const pages = new BrowserPages();
 const kRows = { storage: { 'discovery.view': 'rows' } };
 
-test('Every device of the written list is a card with its name, product, category, address and ' +
-    'board', async () => {
+test('Every device of the written list is a card with its name, product, category and address',
+async () => {
     const page = await pages.openOn(kWritten);
     assert.deepEqual(await textsOf(page, '#cards > li'), [
-        'studio-aCorvia 12HD recorderAddress192.0.2.10Board0x10650001',
-        'studio-bLumen Plus4K encoderAddress192.0.2.11Board0x10660002',
-        'studio-cTalonMxMultichannel streamerAddress192.0.2.12Board0x10670001',
+        'studio-aCorvia 12HD recorder192.0.2.10',
+        'studio-bLumen Plus4K encoder192.0.2.11',
+        'studio-cTalonMxMultichannel streamer192.0.2.12',
     ]);
     assert.ok(await page.isVisible('#cards'));
     assert.ok(!await page.isVisible('#table'));
@@ -26,12 +26,50 @@ test('Every device of the written list is a row with the same details', async ()
     const page = await pages.openOn(kWritten, kRows);
     assert.deepEqual(await page.$$eval('#rows tr', (rows) =>
         rows.map((row) => [...row.cells].map((cell) => cell.textContent))), [
-        ['studio-a', 'Corvia 12', 'HD recorder', '192.0.2.10', '0x10650001', ''],
-        ['studio-b', 'Lumen Plus', '4K encoder', '192.0.2.11', '0x10660002', ''],
-        ['studio-c', 'TalonMx', 'Multichannel streamer', '192.0.2.12', '0x10670001', ''],
+        ['studio-a', '192.0.2.10', 'Corvia 12', 'HD recorder', '0x10650001', ''],
+        ['studio-b', '192.0.2.11', 'Lumen Plus', '4K encoder', '0x10660002', ''],
+        ['studio-c', '192.0.2.12', 'TalonMx', 'Multichannel streamer', '0x10670001', ''],
     ]);
     assert.ok(await page.isVisible('#table'));
     assert.ok(!await page.isVisible('#cards'));
+});
+
+test('Board numbers stand only in rows, and cards are not sorted by them unless rows were',
+async () => {
+    const page = await pages.openOn(listText([entry(1, { boardNumber: '3' })]));
+    assert.doesNotMatch(await page.textContent('#cards'), /Board|0x1065/);
+    assert.ok(await page.locator('#sort-column option[value=board]').evaluate((option) =>
+        option.hidden));
+    await page.getByRole('radio', { name: 'Rows' }).check();
+    assert.match(await page.textContent('#rows'), /0x10650002 no\. 3/);
+    await page.getByRole('button', { name: 'Board' }).click();
+    await page.getByRole('radio', { name: 'Cards' }).check();
+    assert.equal(await page.inputValue('#sort-column'), 'board');
+});
+
+test('A card leads to the page of its device wherever it is clicked', async () => {
+    const page = await pages.openOn(kWritten);
+    // The address is out of reach: it is enough that the browser sets out for it.
+    const asked = [];
+    await page.route('http://192.0.2.*/**', (route) => {
+        asked.push(route.request().url());
+        return route.fulfill({ status: 204 });
+    });
+    const card = page.locator('#cards > li').nth(1);
+    const { width, height } = await card.boundingBox();
+    for (const position of [{ x: 3, y: height / 2 }, { x: width - 4, y: height / 2 },
+        { x: width / 2, y: 3 }, { x: width / 2, y: height - 4 }, { x: 40, y: height - 20 }]) {
+        const request = page.waitForRequest('http://192.0.2.11/');
+        await card.click({ position });
+        await request;
+    }
+    assert.deepEqual(asked, new Array(5).fill('http://192.0.2.11/'));
+    pages.forgive(page, /^request: http:\/\/192\.0\.2\.11\/$/);
+});
+
+test('A card without an address is no link', async () => {
+    const page = await pages.openOn(listText([entry(1, { ipAddress: 'unknown' })]));
+    assert.equal(await page.locator('#cards a').count(), 0);
 });
 
 test('Each device links to its own page', async () => {
@@ -79,13 +117,25 @@ test('The page\'s device is marked, by its address or its name', async () => {
     }
 });
 
+test('The device one is looking at comes first, whatever the order', async () => {
+    const list = listText([entry(1, { ipAddress: '127.0.0.1' }), entry(2), entry(3), entry(5)]);
+    const page = await pages.openOn(list);
+    const names = ['control-room-1', 'archive-5', 'ob-van-2', 'stage-left-3'];
+    assert.deepEqual(await textsOf(page, '#cards .name'), names);
+    await page.getByRole('button', { name: 'Order: ascending' }).click();
+    assert.deepEqual(await textsOf(page, '#cards .name'),
+        [names[0], ...names.slice(1).reverse()]);
+    await page.getByRole('radio', { name: 'Rows' }).check();
+    assert.deepEqual(await textsOf(page, '#rows .name'), [names[0], ...names.slice(1).reverse()]);
+});
+
 test('Cards and rows are switched, and the choice is kept', async () => {
     const page = await pages.openOn(kWritten);
     await page.getByRole('radio', { name: 'Rows' }).check();
     assert.equal(await page.locator('#rows > tr').count(), 3);
     assert.equal(await page.locator('#cards > li').count(), 0);
     await page.reload();
-    await waitForText(page, '#last-read', /^List read at /);
+    await waitForText(page, '#last-read', /^Last read at /);
     assert.equal(await page.locator('#rows > tr').count(), 3);
     assert.ok(await page.getByRole('radio', { name: 'Rows' }).isChecked());
     await page.getByRole('radio', { name: 'Cards' }).check();
@@ -141,13 +191,13 @@ test('The rows are sorted by any column, and the other way round', async () => {
     assert.equal((await sortedColumns())[0], 'ascending');
 
     await page.getByRole('button', { name: 'Address' }).click();
-    assert.deepEqual(await column(4), ['192.0.2.4', '192.0.2.10', '192.0.2.11']);
-    assert.deepEqual(await sortedColumns(), ['null', 'null', 'null', 'ascending', 'null', 'null']);
+    assert.deepEqual(await column(2), ['192.0.2.4', '192.0.2.10', '192.0.2.11']);
+    assert.deepEqual(await sortedColumns(), ['null', 'ascending', 'null', 'null', 'null', 'null']);
     await page.getByRole('button', { name: 'Address' }).click();
-    assert.deepEqual(await column(4), ['192.0.2.11', '192.0.2.10', '192.0.2.4']);
-    assert.deepEqual(await sortedColumns(), ['null', 'null', 'null', 'descending', 'null', 'null']);
+    assert.deepEqual(await column(2), ['192.0.2.11', '192.0.2.10', '192.0.2.4']);
+    assert.deepEqual(await sortedColumns(), ['null', 'descending', 'null', 'null', 'null', 'null']);
 
-    for (const [name, index] of [['Product', 2], ['Category', 3], ['Board', 5]]) {
+    for (const [name, index] of [['Product', 3], ['Category', 4], ['Board', 5]]) {
         await page.getByRole('button', { name }).click();
         const shown = await column(index);
         assert.deepEqual(shown, [...shown].sort());

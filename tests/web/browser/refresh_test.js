@@ -53,7 +53,7 @@ test('A device that is renamed while it is away is reported as returned', async 
 test('New, renamed and departed devices are shown without a reload, with the time', async () => {
     for (const [options, selector] of [[{}, '#cards > li'], [kRows, '#rows > tr']]) {
         const page = await pages.openOn(listText([entry(1), entry(2)]), options);
-        assert.equal(await page.textContent('#latest'), 'nothing yet');
+        assert.equal(await page.textContent('#latest'), 'none so far');
         server.list = listText([entry(2, { hostName: 'gallery' }), entry(3)]);
         await readAgain(page);
         assert.deepEqual(await textsOf(page, `${selector} .name`), ['gallery', 'stage-left-3']);
@@ -86,10 +86,10 @@ test('A new device is marked for a minute, and then shows the time of its arriva
     const page = await pages.openOn('[]');
     server.list = listText([entry(1)]);
     await readAgain(page);
-    assert.match(await page.textContent('#cards .badge.new'), /^came \d/);
+    assert.match(await page.textContent('#cards .badge.new'), /^first seen \d/);
     await page.clock.fastForward(55000);
     await page.locator('#cards .badge.new').waitFor({ state: 'detached' });
-    assert.match(await page.textContent('#cards .badge.came'), /^came \d/);
+    assert.match(await page.textContent('#cards .badge.came'), /^first seen \d/);
     await page.getByRole('radio', { name: 'Rows' }).check();
     assert.match(await page.textContent('#rows td:last-child'), /^\d/);
 });
@@ -106,6 +106,52 @@ test('The list is requested conditionally, and an unchanged one updates nothing'
         assert.match(server.reads[1].ifNoneMatch, /^"[0-9a-f]{40}"$/);
         assert.equal(await touches(page), 0);
     }
+});
+
+test('The page shows when the file was written, however the clocks of the two differ', async () => {
+    const age = 25 * 60000;
+    server.modified = new Date(Date.now() - age);
+    const script = () => {
+        const { now } = Date;
+        const days = 3 * 86400000;
+        Date.now = () => now() - days;
+    };
+    const page = await pages.openOn(kWritten, { script });
+    const shown = await page.textContent('#updated');
+    const possible = await page.evaluate((ms) => [-2, -1, 0, 1, 2].map((seconds) =>
+        `Updated ${new Intl.DateTimeFormat(undefined, { timeStyle: 'medium' })
+            .format(Date.now() - ms + 1000 * seconds)}`), age);
+    assert.ok(possible.some((text) => shown === text || shown.endsWith(text.slice(8))),
+        `${shown}: ${possible}`);
+    await readAgain(page);
+    assert.equal(await page.textContent('#updated'), shown);
+    server.modified = new Date(Date.now() - 1000);
+    server.list = listText(2);
+    await readAgain(page);
+    assert.notEqual(await page.textContent('#updated'), shown);
+});
+
+test('A list that has not changed for an hour no longer shows that the daemon runs', async () => {
+    server.modified = new Date(Date.now() - 3500000);
+    const page = await pages.openOn(kWritten);
+    const lamp = () => page.$eval('.lamp', (each) => getComputedStyle(each).backgroundColor);
+    const good = await lamp();
+    assert.equal(await page.textContent('#old'), '');
+    await page.clock.fastForward(3600000);
+    await waitForText(page, '#old', /does not show whether the discovery daemon still runs\.$/);
+    assert.notEqual(await lamp(), good);
+    server.modified = new Date();
+    server.list = listText(2);
+    await readAgain(page);
+    assert.equal(await page.textContent('#old'), '');
+    assert.equal(await lamp(), good);
+});
+
+test('A server that does not say when the file was written is shown by the time of reading',
+async () => {
+    server.modified = null;
+    const page = await pages.openOn(kWritten);
+    assert.match(await page.textContent('#updated'), /^Read at \d/);
 });
 
 test('A server without entity tags is asked by the time of the file', async () => {
@@ -253,7 +299,7 @@ test('A page that is opened while the server refuses the list recovers, too', as
     const page = await pages.open();
     await waitForText(page, '#notice',
         /^The server cannot hand out the device list \(status 503\)\. Next try in \d s\.$/);
-    assert.equal(await page.textContent('#last-read'), 'Not read yet');
+    assert.equal(await page.textContent('#updated'), 'Not read yet');
     assert.equal(await page.textContent('#empty'), 'There is nothing to show yet.');
     server.answer = null;
     server.list = kWritten;
@@ -265,9 +311,9 @@ test('A page that is opened while the server refuses the list recovers, too', as
 test('The button reads the list at once', async () => {
     const page = await pages.openOn(kWritten);
     server.list = listText([entry(1)]);
-    await page.getByRole('button', { name: 'Read now' }).click();
+    await page.getByRole('button', { name: 'Refresh' }).click();
     await waitForText(page, '#count', /^1 device$/);
-    assert.equal(await page.evaluate(() => document.activeElement.id), 'read-now');
+    assert.equal(await page.evaluate(() => document.activeElement.id), 'refresh');
 });
 
 test('While the page is hidden, the list is not requested', async () => {

@@ -88,7 +88,7 @@ export class BrowserPages {
     async openOn(list, options) {
         this.server.list = list;
         const page = await this.open(options);
-        await waitForText(page, '#last-read', /^List read at /);
+        await waitForText(page, '#last-read', /^Last read at /);
         return page;
     }
 
@@ -102,7 +102,7 @@ export class BrowserPages {
     async #closeAll() {
         const opened = this.#opened.splice(0);
         await Promise.all(opened.map(({ context }) => context.close()));
-        Object.assign(this.server, { list: '[]', answer: null, reads: [] });
+        Object.assign(this.server, { list: '[]', modified: new Date(), answer: null, reads: [] });
         for (const { complaints } of opened) {
             assert.deepEqual(complaints, []);
         }

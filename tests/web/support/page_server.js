@@ -13,6 +13,8 @@ const kTypes = {
 export class PageServer {
     // What browse.json is: text or bytes; null if there is no such file.
     list = '[]';
+    // When browse.json was written, as the server says; null if it does not say.
+    modified = new Date();
     // Answers a request for browse.json in another way: called with request and response.
     answer = null;
     // The requests for browse.json, each as { ifNoneMatch, status }.
@@ -75,8 +77,9 @@ export class PageServer {
     #sendList(read, response) {
         const tag = `"${createHash('sha1').update(this.list).digest('hex')}"`;
         const isCurrent = read.ifNoneMatch === tag;
+        const time = this.modified && { 'Last-Modified': this.modified.toUTCString() };
         response.writeHead(isCurrent ? 304 : 200,
-            { ETag: tag, 'Content-Type': 'application/json' });
+            { ETag: tag, 'Content-Type': 'application/json', ...time });
         response.end(isCurrent ? undefined : this.list);
     }
 }

@@ -1,7 +1,8 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
-import { addressNumber, pageOf } from '../../../web/discovery/address.js';
+import { addressNumber } from '../../../web/discovery/address.js';
+import { pageOf } from '../../../web/discovery/device_pages.js';
 
 test('A dotted quad leads to the page of the device', () => {
     for (const address of ['192.0.2.10', '0.0.0.0', '255.255.255.255', '10.200.99.1']) {

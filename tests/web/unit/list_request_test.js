@@ -25,13 +25,14 @@ function withStatus(status) {
 }
 
 test('The list is received unchanged', async () => {
+    server.modified = null;
     server.list = kWritten;
-    assert.deepEqual(await request(), { text: kWritten });
+    assert.deepEqual(await request(), { text: kWritten, modified: null, age: null });
 });
 
 test('A list with bytes that are not UTF-8 is read', async () => {
     server.list = Buffer.from('["a\xffb\xc3"]', 'latin1');
-    assert.deepEqual(await request(), { text: '["a\ufffdb\ufffd"]' });
+    assert.equal((await request()).text, '["a\ufffdb\ufffd"]');
 });
 
 test('Characters that arrive in two pieces are read correctly', async () => {
@@ -52,8 +53,30 @@ test('Characters that arrive in two pieces are read correctly', async () => {
 
 test('An empty file is an empty text', async () => {
     server.list = '';
-    assert.deepEqual(await request(), { text: '' });
-    assert.deepEqual(await withStatus(204), { text: '' });
+    assert.equal((await request()).text, '');
+    assert.equal((await withStatus(204)).text, '');
+});
+
+function dated(modified, served) {
+    return requestAnswered((_, response) => {
+        response.sendDate = false;
+        response.writeHead(200, { 'Last-Modified': modified, ...served && { Date: served } });
+        response.end('[]');
+    });
+}
+
+test('The age of the list is told by the clock of the server alone', async () => {
+    const modified = 'Tue, 14 Nov 2023 22:13:20 GMT';
+    assert.deepEqual(await dated(modified, 'Tue, 14 Nov 2023 22:14:50 GMT'),
+        { text: '[]', modified, age: 90000 });
+    assert.deepEqual(await dated(modified, ''), { text: '[]', modified, age: null });
+    assert.deepEqual(await dated('yesterday', modified),
+        { text: '[]', modified: 'yesterday', age: null });
+});
+
+test('A list of the future counts as new', async () => {
+    const { age } = await dated('Tue, 14 Nov 2023 22:14:50 GMT', 'Tue, 14 Nov 2023 22:13:20 GMT');
+    assert.equal(age, 0);
 });
 
 test('A missing file is reported', async () => {

@@ -30,6 +30,17 @@ test('Devices are in the order of their arrival', () => {
     assert.deepEqual(sorted(rows, 'came', false), [rows[0], rows[2], rows[1]]);
 });
 
+test('The device that serves the page comes first, in every column and either way', () => {
+    const rows = rowsOf([entry(9), entry(1), entry(3, { hostName: '' })]);
+    for (const [index, column] of kColumns.entries()) {
+        for (const isAscending of [true, false]) {
+            const own = rows[index % rows.length];
+            const marked = rows.map((row) => ({ ...row, isThis: row === own }));
+            assert.equal(sorted(marked, column, isAscending)[0].device, own.device);
+        }
+    }
+});
+
 test('Descending is the other way round', () => {
     assert.deepEqual(order('hostName', ['a', 'c', 'b'], 'hostName', false), ['c', 'b', 'a']);
 });

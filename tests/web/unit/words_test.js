@@ -5,8 +5,8 @@ import { changeLines, plainLine } from '../../../web/discovery/change_lines.js';
 import { readDeviceList } from '../../../web/discovery/device_list.js';
 import { differenceOf } from '../../../web/discovery/list_difference.js';
 import { momentText } from '../../../web/discovery/moment_text.js';
-import { announcementOf, countText, emptyText, lastReadText, noticeText, problemNews }
-    from '../../../web/discovery/words.js';
+import { announcementOf, countText, emptyText, lastReadText, noticeText, oldText, problemNews,
+    updatedText } from '../../../web/discovery/words.js';
 import { entries, entry, listText } from '../support/sample_list.js';
 
 const read = (list) => readDeviceList(listText(list)).devices;
@@ -98,6 +98,21 @@ test('A time of another day has its date', () => {
     const yesterday = momentText(kNow - 24 * 3600 * 1000, kNow);
     assert.match(yesterday, /2026/);
     assert.match(yesterday, /20/);
-    assert.equal(lastReadText(null, kNow), 'Not read yet');
-    assert.equal(lastReadText(kNow, kNow), `List read at ${today}`);
+});
+
+test('The list is as fresh as its file, or as its reading if the server gives no time', () => {
+    const read = momentText(kNow, kNow);
+    const written = momentText(kNow - 60000, kNow);
+    assert.equal(updatedText({ updated: null, lastRead: null }, kNow), 'Not read yet');
+    assert.equal(updatedText({ updated: null, lastRead: kNow }, kNow), `Read at ${read}`);
+    assert.equal(updatedText({ updated: kNow - 60000, lastRead: kNow }, kNow),
+        `Updated ${written}`);
+    assert.equal(lastReadText(null, kNow), '');
+    assert.equal(lastReadText(kNow, kNow), `Last read at ${read}.`);
+});
+
+test('Of an old list the page says that it does not show whether the daemon runs', () => {
+    assert.equal(oldText(false), '');
+    assert.equal(oldText(true), 'The list changes only when a device comes, changes or goes. ' +
+        'An old list does not show whether the discovery daemon still runs.');
 });
