@@ -26,11 +26,10 @@ struct SortedWords
 const std::map<std::string, Arguments::Command> &Commands()
 {
     static const std::map<std::string, Arguments::Command> commands{
-        {"nodes", Arguments::Command::Nodes},
-        {"hosts", Arguments::Command::Hosts},
-        {"watch", Arguments::Command::Watch},
-        {"browse", Arguments::Command::Browse},
-        {"search", Arguments::Command::Search}};
+        {"nodes", Arguments::Command::Nodes},   {"hosts", Arguments::Command::Hosts},
+        {"watch", Arguments::Command::Watch},   {"browse", Arguments::Command::Browse},
+        {"search", Arguments::Command::Search}, {"status", Arguments::Command::Status},
+    };
     return commands;
 }
 
@@ -121,6 +120,10 @@ bool ReadOptions(const SortedWords &sorted, Arguments &arguments, std::string &e
         error = "browse reads a file and does not take --host or --timeout";
         return false;
     }
+    if (arguments.command == Arguments::Command::Status && sorted.Has("host")) {
+        error = "status checks this device and does not take --host";
+        return false;
+    }
     if (arguments.command == Arguments::Command::Search) {
         arguments.timeout = kSearchTimeout;
     }
@@ -192,6 +195,8 @@ std::string HelpText()
            "                    /var/www/discovery/browse.json\n"
            "  search [TARGET]   searches the network by SSDP, by default for ssdp:all, and\n"
            "                    prints each answer when it arrives\n"
+           "  status            checks everything that discovery on this device needs, and\n"
+           "                    says what to do where it is not right\n"
            "\n"
            "  --host ADDRESS    ask the device at this address instead of this device;\n"
            "                    with search: search this device only\n"
@@ -201,7 +206,8 @@ std::string HelpText()
            "  --help, --version\n"
            "\n"
            "Exit status: 0 found, 1 nothing found, 2 invalid command line, 3 no valid answer\n"
-           "or file, or the output cannot be written.\n";
+           "or file, or the output cannot be written. Of status: 0 healthy, 1 degraded,\n"
+           "3 beacond does not run.\n";
 }
 
 } // namespace beaconctl

@@ -1,0 +1,166 @@
+#include "beaconctl/status_files.h"
+
+#include "beaconctl/sources.h"
+#include "beaconctl/status_processes.h"
+#include "formats/ssdp_protocol.h"
+#include "formats/utf8.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <dirent.h>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <utility>
+
+namespace beaconctl {
+namespace {
+
+constexpr const char *kListFolder = "/var/www/discovery";
+constexpr const char *kListFile = "/var/www/discovery/browse.json";
+constexpr const char *kDocumentMark = "_upnp_ssdp_";
+constexpr const char *kDatabase = "/var/lib/dpkg/status";
+constexpr std::string_view kInstalled = "Status: install ok installed";
+
+struct CloseFolder
+{
+    void operator()(DIR *folder) const { static_cast<void>(closedir(folder)); }
+};
+
+FileState Examine(const std::string &path)
+{
+    FileState file;
+    file.path = path;
+    struct stat state
+    {
+    };
+    if (lstat(path.c_str(), &state) != 0) {
+        file.error = errno;
+        return file;
+    }
+    file.owner = {state.st_uid, state.st_gid, {}};
+    file.mode = state.st_mode;
+    return file;
+}
+
+std::vector<FileState> FilesIn(const std::string &path, bool (*isWanted)(const std::string &))
+{
+    std::vector<FileState> files;
+    const std::unique_ptr<DIR, CloseFolder> folder(opendir(path.c_str()));
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): a program of one thread
+    while (const dirent *entry = folder != nullptr ? readdir(folder.get()) : nullptr) {
+        if (isWanted(entry->d_name)) {
+            files.push_back(Examine(path + '/' + entry->d_name));
+        }
+    }
+    return files;
+}
+
+Folder FindFolder(const std::string &path, bool (*isWanted)(const std::string &))
+{
+    Folder folder;
+    folder.state = Examine(path);
+    if (folder.state.error != 0) {
+        return folder;
+    }
+    struct statvfs disk
+    {
+    };
+    if (statvfs(path.c_str(), &disk) == 0) {
+        folder.isReadOnly = (disk.f_flag & ST_RDONLY) != 0;
+        folder.isFull = disk.f_blocks > 0 && disk.f_bavail == 0;
+    }
+    folder.files = FilesIn(path, isWanted);
+    return folder;
+}
+
+using Devices = std::multiset<std::pair<std::string, std::string>>;
+
+Devices NamesAndAddresses(const Entries &entries)
+{
+    Devices devices;
+    for (const Entry &entry : entries) {
+        // As the reader of the browse list does it.
+        devices.emplace(formats::ReplaceInvalidUtf8(entry.hostName),
+                        formats::ReplaceInvalidUtf8(entry.address));
+    }
+    return devices;
+}
+
+bool StartsWith(std::string_view text, std::string_view start)
+{
+    return text.substr(0, start.size()) == start;
+}
+
+} // namespace
+
+Folder FindDocuments()
+{
+    return FindFolder(formats::kWebRoot, [](const std::string &name) {
+        return name.find(kDocumentMark) != std::string::npos;
+    });
+}
+
+Folder FindLists()
+{
+    return FindFolder(kListFolder, [](const std::string &name) {
+        return name == "browse.json" || name == "__browse.json";
+    });
+}
+
+BrowseList FindBrowseList(const std::optional<Listing> &known)
+{
+    BrowseList list;
+    struct stat state
+    {
+    };
+    if (stat(kListFile, &state) == 0) {
+        list.size = static_cast<std::uint64_t>(state.st_size);
+        list.written = state.st_mtime;
+    } else {
+        list.isMissing = errno == ENOENT;
+    }
+    Entries entries;
+    if (!ReadBrowseFile(kListFile, entries, list.error)) {
+        return list;
+    }
+    list.devices = entries.size();
+    if (known && !known->cut) {
+        list.isCurrent = NamesAndAddresses(entries) == NamesAndAddresses(known->entries);
+    }
+    return list;
+}
+
+// Each package has a paragraph of lines "Name: value", and an empty line ends it.
+std::vector<Package> ReadPackages(std::string_view database, const std::vector<std::string> &names)
+{
+    constexpr std::string_view kName = "Package: ";
+    constexpr std::string_view kVersion = "Version: ";
+    std::vector<Package> packages;
+    Package package;
+    bool installed = false;
+    std::istringstream lines{std::string(database)};
+    for (std::string line; std::getline(lines, line);) {
+        if (StartsWith(line, kName)) {
+            package = {line.substr(kName.size()), ""};
+            installed = false;
+        } else if (line == kInstalled) {
+            installed = true;
+        } else if (StartsWith(line, kVersion) && installed &&
+                   std::count(names.begin(), names.end(), package.name) != 0) {
+            package.version = line.substr(kVersion.size());
+            packages.push_back(package);
+        }
+    }
+    return packages;
+}
+
+std::vector<Package> FindPackages()
+{
+    return ReadPackages(ReadText(kDatabase).value_or(""),
+                        {"avahi-daemon", "beacon-configd", "beaconctl", "beacond", "beacond-web"});
+}
+
+} // namespace beaconctl
