@@ -205,10 +205,17 @@ def test_a_configuration_service_that_does_not_answer_is_named(running):
     running.configd.kill(signal.SIGCONT)
 
 
+def serve_http(device, *options):
+    """Another HTTP server on the port of the configuration service."""
+    server = device.start("web", ["python3", "-u", "-m", "http.server", "--bind", "127.0.0.1",
+                                  *options, "8080"])
+    server.wait_output("Serving HTTP")
+    return server
+
+
 def test_another_program_on_the_port_of_the_configuration_service_is_named(running):
     running.configd.stop()
-    web = running.start("web", ["python3", "-u", "-m", "http.server", "--bind", "127.0.0.1", "8080"])
-    web.wait_output("Serving HTTP")
+    web = serve_http(running)
     assert faults(running) == {
         "configuration": "no configuration service on 127.0.0.1:8080: status 404"}
     web.stop()
@@ -246,6 +253,27 @@ def test_an_avahi_daemon_without_the_service_is_named(running):
     running.avahi.kill(signal.SIGSTOP)
     assert faults(running) == {"avahi-daemon": "runs, but does not announce this device"}
     running.avahi.kill(signal.SIGCONT)
+
+
+def test_a_name_that_another_device_has_is_named_by_its_effect(lab, running):
+    namesake = lab.add_device(product="corvia12", address=next(addresses))
+    namesake.configure(hostName=running.name)
+    started(namesake).beacond.wait_output("Service name collision, renaming service to '")
+    assert faults(namesake) == {"avahi-daemon": "runs, but does not announce this device"}
+    lab.remove(namesake)
+
+
+def test_a_name_that_is_too_long_for_dns_sd_is_named(idle):
+    """beacon-configd accepts no such name, but other configuration services may."""
+    idle.configd.stop()
+    idle.run("mkdir", "-p", "/run/service/api/v1/network")
+    idle.path("/run/service/api/v1/system").write_text(json.dumps({"hostName": "n" * 64}))
+    idle.path("/run/service/api/v1/network/devices").write_text("[]")
+    service = serve_http(idle, "--directory", "/run/service")
+    assert Status(idle).text("configuration") == (
+        f'name "{"n" * 64}", SSDP not reported, link not reported, setup of net0 not reported: '
+        "the name is too long for DNS-SD, and beacond ends")
+    service.stop()
 
 
 FOLDERS = pytest.mark.parametrize("check, folder", [("documents", "/var/www/html"),

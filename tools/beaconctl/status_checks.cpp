@@ -14,6 +14,7 @@ namespace {
 
 using vexbase::Concat;
 
+constexpr std::size_t kLongestServiceName = 63; // of a DNS label (RFC 1035, 2.3.4)
 constexpr const char *kNotRunning = "not checked: beacond does not run";
 
 Finding Fine(const char *check, std::string text)
@@ -119,6 +120,17 @@ Finding JudgeProductID(const ProductID &product)
     return row != nullptr ? Fine("product", ProductText(*row))
                           : UnknownProduct(Quoted(product.text) +
                                            " is not a product: the device is an \"Unknown Model\"");
+}
+
+// The length in bytes of the DNS-SD name that the daemon makes of a host name: its ASCII
+// letters, digits and "-" from the first letter on.
+std::size_t ServiceNameLength(const std::string &hostName)
+{
+    const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
+    const auto first = std::find_if(hostName.begin(), hostName.end(), isLetter);
+    return static_cast<std::size_t>(std::count_if(first, hostName.end(), [&isLetter](char c) {
+        return isLetter(c) || (c >= '0' && c <= '9') || c == '-';
+    }));
 }
 
 std::string ConfigurationText(const Configuration &seen)
@@ -242,6 +254,10 @@ Finding JudgeConfiguration(const Observations &seen)
         return Fault(kCheck, text + ": others do not see this device by SSDP",
                      R"(Switch SSDP on: curl -X PATCH -d '{"ssdpEnable":true}' )"
                      "http://127.0.0.1:8080/api/v1/system");
+    }
+    if (ServiceNameLength(service.hostName.value_or("")) > kLongestServiceName) {
+        return Fault(kCheck, text + ": the name is too long for DNS-SD, and beacond ends",
+                     "Choose a name of at most 63 letters.");
     }
     if (service.connected == false) {
         return Fault(kCheck, std::move(text), "Check the cable and the switch.");

@@ -135,6 +135,10 @@ Finding JudgeBrowseList(const Observations &seen)
         return {kCheck, Severity::Fault, text + ": not what beacond knows, and not updated",
                 "Mend the folder of the lists above; then restart beacond."};
     }
+    if (list.devices >= ssdp::kMaxDiscoveredNodes) {
+        return {kCheck, Severity::Notice, text + ": no more devices are listed",
+                "Find out who announces so many: beaconctl browse"};
+    }
     return {kCheck, Severity::Fine, text, ""};
 }
 
@@ -164,8 +168,8 @@ Finding JudgeDnssd(const Observations &seen)
                 ""};
     }
     return {kCheck, Severity::Fault, "runs, but does not announce this device",
-            "Restart avahi-daemon, then beacond. Check that no firewall drops UDP port 5353, and "
-            "that the host name has at most 63 letters."};
+            "Check that no other device has the same name, and that no firewall drops UDP port "
+            "5353. Then restart avahi-daemon and beacond."};
 }
 
 Finding JudgeReceiveBuffer(const Observations &seen)

@@ -183,6 +183,16 @@ TEST(StatusConfiguration, ThatKeepsTheDeviceOffTheNetworkIsAFault)
     }
 }
 
+TEST(StatusConfiguration, WithANameThatIsTooLongForDnssdIsAFault)
+{
+    Observations seen = Healthy();
+    seen.configuration.hostName = "2 " + std::string(62, 'n') + "\xc3\xa9-"; // 63 are kept
+    EXPECT_THAT(Faults(seen), IsEmpty());
+    seen.configuration.hostName = "2 " + std::string(62, 'n') + "\xc3\xa9-3";
+    EXPECT_THAT(Faults(seen), ElementsAre("configuration"));
+    EXPECT_EQ(FindingOf(seen, "configuration").advice, "Choose a name of at most 63 letters.");
+}
+
 TEST(StatusFolder, NamesWhatKeepsTheDaemonFromWriting)
 {
     Observations seen = Healthy();
@@ -265,6 +275,15 @@ TEST(StatusBrowseList, ThatIsMissingOrOldIsAFault)
         "/var/www/discovery/browse.json: No such file or directory", true, 0, 0, 0, {}};
     EXPECT_THAT(Faults(seen), ElementsAre("browse list"));
     EXPECT_EQ(FindingOf(seen, "browse list").text, seen.browseList.error);
+}
+
+TEST(StatusBrowseList, ThatHasNoRoomForMoreDevicesIsANotice)
+{
+    Observations seen = Healthy();
+    seen.browseList.devices = 4096;
+    EXPECT_EQ(FindingOf(seen, "browse list").severity, Severity::Notice);
+    EXPECT_EQ(FindingOf(seen, "browse list").text,
+              "4096 devices, 470 bytes, written 12 s ago: no more devices are listed");
 }
 
 TEST(StatusDnssd, NamesWhatIsMissing)
