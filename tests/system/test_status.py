@@ -354,9 +354,10 @@ def test_a_small_receive_buffer_is_noted(running):
 
 
 def test_the_installed_packages_are_listed_and_differences_noted(running):
-    running.run("mkdir", "-p", "/var/lib/dpkg")
+    running.run("mkdir", "-p", "/var/lib/dpkg/info", "/var/lib/dpkg/updates")
     running.path("/var/lib/dpkg/status").write_text(
-        "Package: beacond\nStatus: install ok installed\nVersion: 0.9.0\n\n")
+        "Package: beacond\nStatus: install ok installed\nArchitecture: all\nVersion: 0.9.0\n"
+        "Maintainer: nobody\nDescription: none\n\n")
     status = Status(running)
     assert (status.code, status.having("note")) == (0, ["versions"])
     assert re.fullmatch(r"beaconctl [\d.]+; package beacond 0\.9\.0", status.text("versions"))

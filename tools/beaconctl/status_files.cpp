@@ -1,12 +1,13 @@
 #include "beaconctl/status_files.h"
 
 #include "beaconctl/sources.h"
-#include "beaconctl/status_processes.h"
 #include "formats/ssdp_protocol.h"
 #include "formats/utf8.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdio>
 #include <dirent.h>
 #include <memory>
 #include <set>
@@ -21,12 +22,20 @@ namespace {
 constexpr const char *kListFolder = "/var/www/discovery";
 constexpr const char *kListFile = "/var/www/discovery/browse.json";
 constexpr const char *kDocumentMark = "_upnp_ssdp_";
-constexpr const char *kDatabase = "/var/lib/dpkg/status";
-constexpr std::string_view kInstalled = "Status: install ok installed";
+// Packages that are not known are an error, whose line goes nowhere.
+constexpr const char *kPackageQuery =
+    "exec /usr/bin/dpkg-query --show "
+    "--showformat='${db:Status-Status} ${Package} ${Version}\\n' "
+    "avahi-daemon beacon-configd beaconctl beacond beacond-web 2>/dev/null";
 
 struct CloseFolder
 {
     void operator()(DIR *folder) const { static_cast<void>(closedir(folder)); }
+};
+
+struct ClosePipe
+{
+    void operator()(std::FILE *pipe) const { static_cast<void>(pclose(pipe)); }
 };
 
 FileState Examine(const std::string &path)
@@ -89,11 +98,6 @@ Devices NamesAndAddresses(const Entries &entries)
     return devices;
 }
 
-bool StartsWith(std::string_view text, std::string_view start)
-{
-    return text.substr(0, start.size()) == start;
-}
-
 } // namespace
 
 Folder FindDocuments()
@@ -133,24 +137,15 @@ BrowseList FindBrowseList(const std::optional<Listing> &known)
     return list;
 }
 
-// Each package has a paragraph of lines "Name: value", and an empty line ends it.
-std::vector<Package> ReadPackages(std::string_view database, const std::vector<std::string> &names)
+std::vector<Package> ReadPackages(std::string_view answer)
 {
-    constexpr std::string_view kName = "Package: ";
-    constexpr std::string_view kVersion = "Version: ";
     std::vector<Package> packages;
-    Package package;
-    bool installed = false;
-    std::istringstream lines{std::string(database)};
+    std::istringstream lines{std::string(answer)};
     for (std::string line; std::getline(lines, line);) {
-        if (StartsWith(line, kName)) {
-            package = {line.substr(kName.size()), ""};
-            installed = false;
-        } else if (line == kInstalled) {
-            installed = true;
-        } else if (StartsWith(line, kVersion) && installed &&
-                   std::count(names.begin(), names.end(), package.name) != 0) {
-            package.version = line.substr(kVersion.size());
+        std::istringstream words(line);
+        std::string status;
+        Package package;
+        if (words >> status >> package.name >> package.version && status == "installed") {
             packages.push_back(package);
         }
     }
@@ -159,8 +154,13 @@ std::vector<Package> ReadPackages(std::string_view database, const std::vector<s
 
 std::vector<Package> FindPackages()
 {
-    return ReadPackages(ReadText(kDatabase).value_or(""),
-                        {"avahi-daemon", "beacon-configd", "beaconctl", "beacond", "beacond-web"});
+    std::string answer;
+    const std::unique_ptr<std::FILE, ClosePipe> pipe(popen(kPackageQuery, "re"));
+    std::array<char, 512> line{};
+    while (pipe != nullptr && std::fgets(line.data(), line.size(), pipe.get()) != nullptr) {
+        answer += line.data();
+    }
+    return ReadPackages(answer);
 }
 
 } // namespace beaconctl

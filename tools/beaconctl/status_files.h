@@ -16,10 +16,9 @@ namespace beaconctl {
 // Reads the browse list. isCurrent is set if a whole listing of the known services is given.
 [[nodiscard]] BrowseList FindBrowseList(const std::optional<Listing> &known);
 
-// The packages with these names that are installed, from the text of dpkg's database
-// (/var/lib/dpkg/status), in its order. Pure function.
-[[nodiscard]] std::vector<Package> ReadPackages(std::string_view database,
-                                                const std::vector<std::string> &names);
+// The installed packages in lines of dpkg-query with their status, name and version. Pure
+// function.
+[[nodiscard]] std::vector<Package> ReadPackages(std::string_view answer);
 
 // The installed packages of this system, and avahi-daemon; none without dpkg.
 [[nodiscard]] std::vector<Package> FindPackages();

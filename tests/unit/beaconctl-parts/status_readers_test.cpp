@@ -104,15 +104,10 @@ TEST(ReadUdpTable, HasTheUnicastSocketsOfThePort)
     EXPECT_EQ(sockets[1].inode, 4712U);
 }
 
-TEST(ReadPackages, HasTheInstalledOnesOfTheNames)
+TEST(ReadPackages, HasTheInstalledOnes)
 {
-    const auto packages = ReadPackages("Package: beacond\nStatus: install ok installed\n"
-                                       "Architecture: amd64\nVersion: 1.0.0\n\n"
-                                       "Package: beaconctl\nStatus: deinstall ok config-files\n"
-                                       "Version: 0.9.0\n\n"
-                                       "Package: bash\nStatus: install ok installed\n"
-                                       "Version: 5.2\n",
-                                       {"beacond", "beaconctl"});
+    const auto packages =
+        ReadPackages("installed beacond 1.0.0\nconfig-files beaconctl 0.9.0\ninstalled\n");
     ASSERT_EQ(packages.size(), 1U);
     EXPECT_EQ(packages[0].name, "beacond");
     EXPECT_EQ(packages[0].version, "1.0.0");
