@@ -12,7 +12,7 @@ COMP_CWORD=$(($# - 1))
 _beaconctl
 [ ${#COMPREPLY[@]} -eq 0 ] || printf '%s\\n' "${COMPREPLY[@]}"
 """
-COMMANDS = ["nodes", "hosts", "watch", "browse", "search", "monitor", "help"]
+COMMANDS = ["nodes", "hosts", "watch", "browse", "search", "monitor", "status", "help"]
 OPTIONS = ["--host", "--timeout", "--product", "--json", "--help", "--version"]
 
 
@@ -32,7 +32,7 @@ def offered(script, words, folder):
     ("beaconctl --h", ["--host", "--help"]),
     ("beaconctl --json ", COMMANDS),
     ("beaconctl --host ", []),
-    ("beaconctl --host 192.0.2.10 s", ["search"]),
+    ("beaconctl --host 192.0.2.10 s", ["search", "status"]),
     ("beaconctl --timeout ", []),
     ("beaconctl monitor --product ", []),
     ("beaconctl monitor ", []),

@@ -55,6 +55,23 @@ def test_the_device_announces_itself_and_lists_itself_for_everybody(booted, wire
     assert booted.stat(BROWSE_LIST) == "644 beacond:beacond"
 
 
+@pytest.mark.parametrize("user", [[], ["setpriv", "--reuid", "65534", "--clear-groups"]],
+                         ids=["root", "nobody"])
+def test_beaconctl_status_finds_no_fault(booted, user):
+    wait_until(lambda: booted.read(BROWSE_LIST) == expected.browse_json(booted), LIMIT,
+               "the browse list", lambda: booted.read(BROWSE_LIST))
+    result = booted.run(*user, "beaconctl", "--json", "status", check=False)
+    checks = {check["check"]: check for check in json.loads(result.stdout)["checks"]}
+    # The limit of the receive buffer is that of the machine on which the test runs, and the
+    # packages call themselves older than their programs.
+    states = {name: check["state"] for name, check in checks.items()
+              if name not in ("receive buffer", "versions")}
+    assert (result.returncode, set(states.values())) == (0, {"ok"}), result.stdout
+    assert checks["receive buffer"]["state"] in ("ok", "note")
+    assert " of user beacond since " in checks["daemon"]["text"]
+    assert f"package beacond {OLDER}" in checks["versions"]["text"]
+
+
 def test_booting_creates_the_folders_and_links_the_page(booted):
     web_folders.assert_as_the_packages_make_them(booted)
     web_folders.assert_the_page_is_linked(booted)

@@ -17,7 +17,7 @@ MAY_INCLUDE = {
     "wsconfig": ["vexbase"],
     "vexbase": [],
     # tools
-    "beaconctl": ["formats", "wsconfig", "vexbase"],
+    "beaconctl": ["product/product_id.h", "ssdp/ssdp_tunables.h", "formats", "wsconfig", "vexbase"],
     "configd": ["formats", "wsconfig", "vexbase"],
 }
 

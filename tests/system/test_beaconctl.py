@@ -117,7 +117,8 @@ def test_an_empty_result_has_status_1_and_a_missing_answer_status_3(pair):
         1, "", "beaconctl: nobody answered\n")
     away = a.run(BEACONCTL, "--host", silent.address, "--timeout", "0.3", "nodes", check=False)
     assert (away.returncode, away.stdout, away.stderr) == (
-        3, "", f"beaconctl: no answer from {silent.address}\n")
+        3, "", f"beaconctl: no answer from {silent.address}\n"
+        "beaconctl: run 'beaconctl status' on that device to find the cause\n")
 
 
 def test_an_invalid_command_line_has_status_2(pair):

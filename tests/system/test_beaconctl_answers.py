@@ -14,9 +14,13 @@ import pytest
 from diagnostic_port import LARGEST, LARGEST_ENTRY, answering, filled, listed
 
 COLOURS = {b"\x1b[32m", b"\x1b[33m", b"\x1b[31m", b"\x1b[0m"}  # green, yellow, red, none
+NO_ANSWER = ("beaconctl: no answer from 192.0.2.201\n"
+             "beaconctl: run 'beaconctl status' on that device to find the cause\n")
 NO_LISTING = "beaconctl: invalid answer from 192.0.2.201\n"
 CUT = ("beaconctl: the listing of 192.0.2.201 is cut at the size of a datagram: "
        "devices may be missing\n")
+EMPTY = {"nodes": "beaconctl: 192.0.2.201 knows no services\n",
+         "hosts": "beaconctl: 192.0.2.201 announces no services\n"}
 HEADS = "  HOST NAME  PRODUCT  ADDRESS     USN\n"
 
 ONE, TWO = listed(10, "studio-a"), listed(11, "studio-b")
@@ -43,10 +47,11 @@ def test_an_answer_that_is_not_a_listing_is_reported_in_one_line(
 
 
 @pytest.mark.parametrize("command", ["nodes", "hosts"])
-def test_a_missing_answer_is_reported_in_one_line(peer, answerer, beaconctl, command):
+def test_a_missing_answer_is_reported_with_the_way_to_its_cause(
+        peer, answerer, beaconctl, command):
     result = peer.run(beaconctl, "--host", answerer.address, "--timeout", "0.3", command,
                       check=False)
-    assert outcome(result) == (3, "", "beaconctl: no answer from 192.0.2.201\n")
+    assert outcome(result) == (3, "", NO_ANSWER)
 
 
 @pytest.mark.parametrize("command, fault", [("nodes", "cannot ask 203.0.113.1"),
@@ -109,7 +114,7 @@ def test_a_listing_that_may_have_been_cut_is_reported(
         results = [peer.run(beaconctl, "--json", "--host", answerer.address, command, check=False)
                    for _ in range(4)]
     assert [(result.returncode, result.stderr) for result in results] == [
-        (0, ""), (0, CUT), (0, CUT), (1, "")]
+        (0, ""), (0, CUT), (0, CUT), (1, EMPTY[command])]
     marks = [{node.get("listingCut") for node in json.loads(result.stdout)} for result in results]
     assert marks == [{None}, {True}, {True}, set()]
 

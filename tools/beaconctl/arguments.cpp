@@ -28,7 +28,7 @@ const std::map<std::string, Arguments::Command> &Commands()
         {"nodes", Arguments::Command::Nodes},   {"hosts", Arguments::Command::Hosts},
         {"watch", Arguments::Command::Watch},   {"browse", Arguments::Command::Browse},
         {"search", Arguments::Command::Search}, {"monitor", Arguments::Command::Monitor},
-        {"help", Arguments::Command::Help},
+        {"status", Arguments::Command::Status}, {"help", Arguments::Command::Help},
     };
     return commands;
 }
@@ -140,6 +140,10 @@ bool ReadOptions(const SortedWords &sorted, Arguments &arguments, std::string &e
         error = "browse reads a file and does not take --host or --timeout";
         return false;
     }
+    if (arguments.command == Arguments::Command::Status && sorted.Has("host")) {
+        error = "status checks this device and does not take --host";
+        return false;
+    }
     if (!ReadProduct(sorted, arguments, error)) {
         return false;
     }
@@ -214,6 +218,8 @@ std::string HelpText()
            "                    /var/www/discovery/browse.json\n"
            "  search [TARGET]   searches the network by SSDP, by default for ssdp:all, and\n"
            "                    prints each answer when it arrives\n"
+           "  status            checks everything that discovery on this device needs, and\n"
+           "                    says what to do where it is not right\n"
            "  monitor           the SSDP datagrams on this machine's network, a line for each,\n"
            "                    until Ctrl-C; as root unicast, too\n"
            "  help              prints this text\n"
@@ -230,7 +236,8 @@ std::string HelpText()
            "  --help, --version\n"
            "\n"
            "Exit status: 0 found, 1 nothing found, 2 invalid command line, 3 no valid answer\n"
-           "or file, or the output cannot be written.\n";
+           "or file, or the output cannot be written. Of status: 0 healthy, 1 degraded,\n"
+           "3 beacond does not run.\n";
 }
 
 } // namespace beaconctl

@@ -9,7 +9,7 @@ namespace beaconctl {
 
 struct Arguments
 {
-    enum class Command { Nodes, Hosts, Watch, Browse, Search, Monitor, Help, Version };
+    enum class Command { Nodes, Hosts, Watch, Browse, Search, Monitor, Status, Help, Version };
 
     Command command = Command::Help;
     std::string operand; // file of browse, target of search; empty: the default

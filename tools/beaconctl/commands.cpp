@@ -70,12 +70,21 @@ std::string CutNotice(const Arguments &arguments)
            " is cut at the size of a datagram: devices may be missing";
 }
 
+// Writes the fault of a question. No answer has many causes, which status distinguishes.
+void WriteAskingError(const std::string &error)
+{
+    WriteError(error);
+    if (error.compare(0, kNoAnswer.size(), kNoAnswer) == 0) {
+        WriteError("run 'beaconctl status' on that device to find the cause");
+    }
+}
+
 // Writes the changes, and each fault once.
 bool WriteLines(const Arguments &arguments, const State &before, const State &state,
                 const std::vector<ChangedEntry> &changes)
 {
     if (!state.error.empty() && state.error != before.error) {
-        WriteError(state.error);
+        WriteAskingError(state.error);
     }
     if (state.cut && !before.cut) {
         WriteError(CutNotice(arguments));
@@ -108,11 +117,16 @@ ExitStatus ShowListing(const Arguments &arguments, const formats::ListingKind &k
     Listing listing;
     std::string error;
     if (!AskListing(arguments, kind, listing, error)) {
-        WriteError(error);
+        WriteAskingError(error);
         return kFailed;
     }
     if (listing.cut) {
         WriteError(CutNotice(arguments));
+    }
+    if (listing.entries.empty()) {
+        WriteError(AskedHost(arguments) + (kind.command == formats::kNodeListing.command
+                                               ? " knows no services"
+                                               : " announces no services"));
     }
     return Show(listing.entries, Source::Listing, arguments.json, listing.cut);
 }
@@ -208,6 +222,8 @@ ExitStatus RunCommand(Arguments arguments)
         return RunSearch(arguments);
     case Arguments::Command::Monitor:
         return RunMonitor(arguments);
+    case Arguments::Command::Status:
+        return RunStatus(arguments);
     case Arguments::Command::Version:
         return Print(std::string("beaconctl ") + BEACOND_VERSION + '\n', kFound);
     case Arguments::Command::Help:

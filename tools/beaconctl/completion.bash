@@ -17,8 +17,8 @@ _beaconctl() {
         return
     fi
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-        case $word in nodes | hosts | watch | browse | search | monitor | help) return ;; esac
+        case $word in nodes | hosts | watch | browse | search | monitor | status | help) return ;; esac
     done
-    mapfile -t COMPREPLY < <(compgen -W "nodes hosts watch browse search monitor help" -- "$current")
+    mapfile -t COMPREPLY < <(compgen -W "nodes hosts watch browse search monitor status help" -- "$current")
 }
 complete -F _beaconctl beaconctl

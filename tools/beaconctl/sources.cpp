@@ -163,7 +163,7 @@ bool AskListing(const Arguments &arguments, const formats::ListingKind &kind, Li
     const auto reply =
         ReceiveFrom(question, Question::Clock::now() + arguments.timeout, destination);
     if (!reply) {
-        error = "no answer from " + host;
+        error = std::string(kNoAnswer) + host;
         return false;
     }
     const auto read = formats::ReadListing(*reply, kind.heading);

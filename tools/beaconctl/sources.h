@@ -9,6 +9,7 @@
 #include <netinet/in.h>
 #include <optional>
 #include <string>
+#include <string_view>
 
 // Where beaconctl reads from: devices and files.
 namespace beaconctl {
@@ -32,6 +33,9 @@ private:
     VEXUDPSocket mSocket;
 };
 
+// The beginning of the error if nothing answers.
+constexpr std::string_view kNoAnswer = "no answer from ";
+
 // The socket address of a dotted quad; nothing for any other text.
 [[nodiscard]] std::optional<sockaddr_in> ParseAddress(const std::string &address,
                                                       std::uint16_t port);
@@ -42,8 +46,8 @@ private:
 // The address of the device that the arguments name.
 [[nodiscard]] std::string AskedHost(const Arguments &arguments);
 
-// Asks a device's diagnostic port for a listing. False if there is no answer in time, or
-// an invalid one.
+// Asks a device's diagnostic port for a listing. False if there is no answer in time (error
+// begins with kNoAnswer), or an invalid one.
 [[nodiscard]] bool AskListing(const Arguments &arguments, const formats::ListingKind &kind,
                               Listing &listing, std::string &error);
 

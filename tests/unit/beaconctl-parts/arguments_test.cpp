@@ -35,6 +35,7 @@ TEST(ReadArguments, KnowsEachCommandAndItsDefaults)
     EXPECT_EQ(Read({"watch"}).command, Command::Watch);
     EXPECT_EQ(Read({"browse"}).command, Command::Browse);
     EXPECT_EQ(Read({"browse", "x.json"}).operand, "x.json");
+    EXPECT_EQ(Read({"status"}).command, Command::Status);
     EXPECT_EQ(Read({"search"}).timeout.count(), 4000);
     EXPECT_EQ(Read({"search", "upnp:rootdevice"}).operand, "upnp:rootdevice");
     const Arguments nodes = Read({"nodes"});
@@ -99,6 +100,9 @@ TEST(ReadArguments, NamesTheFaultInOneLine)
               "browse reads a file and does not take --host or --timeout");
     EXPECT_EQ(ErrorOf({"--timeout", "1", "browse", "x.json"}),
               "browse reads a file and does not take --host or --timeout");
+    EXPECT_EQ(ErrorOf({"status", "--host", "192.0.2.10"}),
+              "status checks this device and does not take --host");
+    EXPECT_EQ(ErrorOf({"status", "x"}), "too many words: \"x\"");
     EXPECT_EQ(ErrorOf({"frob"}), "no such command: \"frob\"");
     EXPECT_EQ(ErrorOf({"nodes", "x"}), "too many words: \"x\"");
     EXPECT_EQ(ErrorOf({"browse", "a", "b"}), "too many words: \"b\"");
