@@ -50,6 +50,7 @@ struct Act
 struct Expectations
 {
     Micros complete = 0; // a list is complete and right so long after the last change
+    Micros listed = 0;   // the same, but a list may hold a device's former name
     Micros missing = 0;  // at most so long is a device missing that was listed and stayed
     Micros goodbye = 0;  // within this a goodbye has emptied every list
     Micros silent = 0;   // within this a silent departure has

@@ -146,6 +146,27 @@ TEST(Simulation, MemoryThatForgedDevicesFillIsAViolation)
     EXPECT_NE(Play(text).violations, 0U);
 }
 
+// A request that waits when the name changes is answered with the former document.
+TEST(Simulation, AFormerNameIsAViolationUnlessItIsLeftAside)
+{
+    const std::string text = "There are 20 devices.\nThe link is wired.\nThere is no ZR1.\n"
+                             "At 0 s devices 1 to 19 start within 5 s.\n"
+                             "At 100 s device 20 starts.\n"
+                             "At 110 s devices 1 to 10 are renamed.\nIt ends at 300 s.\n"
+                             "Every list is complete";
+    EXPECT_NE(Play(text + " and right 90 s after the last change.\n").violations, 0U);
+    EXPECT_EQ(Play(text + ", former names aside, 90 s after the last change.\n").violations, 0U);
+}
+
+TEST(Simulation, ANameThatADeviceNeverHadIsAViolationWithFormerNamesAside)
+{
+    const Outcome outcome =
+        Play("There are 3 devices.\nThe link is wired.\nAt 0 s all devices start within 1 s.\n"
+             "At 100 s a stranger plays description-in-their-name for 5 s.\nIt ends at 250 s.\n"
+             "Every list is complete, former names aside, 90 s after the last change.\n");
+    EXPECT_NE(outcome.violations, 0U);
+}
+
 TEST(ReadScenario, NamesASentenceThatHasNoMeaning)
 {
     EXPECT_EQ(ErrorOf("There are 3 devices.\nIt ends at 5 s.\nDevices dance.\n"), "Devices dance.");
