@@ -167,6 +167,28 @@ TEST(Simulation, ANameThatADeviceNeverHadIsAViolationWithFormerNamesAside)
     EXPECT_NE(outcome.violations, 0U);
 }
 
+TEST(Simulation, QuestionsToTheDiagnosticPortAreAnsweredWithinItsBudget)
+{
+    const std::string text = "The link is wired.\nAt 0 s all devices start within 1 s.\n"
+                             "It ends at 200 s.\n"
+                             "At 100 s a stranger plays diagnostic-questions for ";
+    const Outcome some = Play("There are 3 devices.\n" + text + "0.05 s.\n");
+    const Outcome flood = Play("There are 20 devices.\n" + text + "60 s.\n");
+    EXPECT_EQ(Sent(some, DatagramKind::Other), 92U); // of 100: the send buffer holds no more
+    EXPECT_GT(Sent(flood, DatagramKind::Other), 1000U);
+    EXPECT_LT(Sent(flood, DatagramKind::Other), 100'000U); // of 120,000
+    EXPECT_EQ(flood.violations, 0U);
+}
+
+TEST(Simulation, ADiagnosticReplyIsNotAnswered)
+{
+    const Outcome outcome =
+        Play("There are 3 devices.\nThe link is wired.\nAt 0 s all devices start within 1 s.\n"
+             "At 100 s a stranger plays diagnostic-replies for 10 s.\nIt ends at 200 s.\n");
+    EXPECT_EQ(Sent(outcome, DatagramKind::Other), 0U);
+    EXPECT_EQ(outcome.violations, 0U);
+}
+
 TEST(ReadScenario, NamesASentenceThatHasNoMeaning)
 {
     EXPECT_EQ(ErrorOf("There are 3 devices.\nIt ends at 5 s.\nDevices dance.\n"), "Devices dance.");
