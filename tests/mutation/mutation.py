@@ -271,9 +271,13 @@ class Series:
         faults = self.sample()
         with ThreadPoolExecutor(self.options.jobs) as pool:
             self.measure(pool)
-            while faults and (left := self.options.count - self.planted()) > 0:
-                list(pool.map(self.try_fault, faults[:left]))
-                del faults[:left]
+            try:
+                while faults and (left := self.options.count - self.planted()) > 0:
+                    list(pool.map(self.try_fault, faults[:left]))
+                    del faults[:left]
+            except KeyboardInterrupt:
+                pool.shutdown(cancel_futures=True)
+                print("interrupted")
         found, missed = self.counts["found"], self.counts["not found"]
         explained = self.counts["not found, with a reason"]
         total = found + missed + explained
