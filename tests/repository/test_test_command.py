@@ -14,7 +14,8 @@ sys.path.insert(0, str(TOP / "tools"))
 
 from lab import wait_until  # noqa: E402
 
-STAGES = ["format", "unit", "clang", "asan", "tsan", "fuzz", "system", "package", "web", "arm64"]
+STAGES = ["format", "unit", "clang", "asan", "tsan", "fuzz", "simulate", "system", "package", "web",
+          "arm64"]
 
 
 @pytest.fixture

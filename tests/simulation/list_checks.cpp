@@ -16,6 +16,14 @@ constexpr Micros kDocumentLives = 250 * kSecond;
 // The additional lifetime of a device that can be proxied: its max-age is up to 129 s.
 constexpr Micros kGrantedMore = 18 * kSecond;
 
+// A new name is the former one with an apostrophe.
+bool IsFormerName(const SSDPDeviceType &entry, const Machine &subject)
+{
+    return subject.HostName().compare(0, entry.hostName.size(), entry.hostName) == 0 &&
+           subject.HostName().substr(entry.hostName.size()).find_first_not_of('\'') ==
+               std::string::npos;
+}
+
 } // namespace
 
 ListChecks::ListChecks(const Scenario &scenario, const Machines &machines, Violations &violations)
@@ -165,7 +173,8 @@ void ListChecks::Walk(std::uint32_t watcher, Micros now)
 bool ListChecks::IsRight(const SSDPDeviceType &entry, std::uint32_t watcher,
                          const Machine &subject) const
 {
-    const bool named = entry.hostName == subject.HostName() ||
+    const bool formerName = mScenario.expects.listed != 0 && IsFormerName(entry, subject);
+    const bool named = entry.hostName == subject.HostName() || formerName ||
                        mKeepsName[watcher * mMachines.size() + subject.Number()];
     return named && entry.modelName == subject.Product() &&
            entry.ipAddress == TextOf(subject.Address()) && entry.instance == "0" &&
@@ -215,7 +224,8 @@ void ListChecks::CheckWrong(std::uint32_t watcher, Micros now)
         }
         const Expectations &expects = mScenario.expects;
         const Micros waited = now - SettledSince(watcher, subject);
-        if (expects.complete != 0 && waited > expects.complete) {
+        const Micros complete = std::max(expects.complete, expects.listed);
+        if (complete != 0 && waited > complete) {
             mViolations.Add(now, {watcher, subject},
                             MachineText(watcher) + " does not list " + MachineText(subject) +
                                 " as it is, " + TimeText(waited) + " after the last change");

@@ -181,6 +181,7 @@ void Machine::Start(Micros now)
     mPolledAt = now;
     mTickAt = now;
     mClock.Start(ClockMs(now));
+    mDiagnosticBudget.emplace(ssdp::kDiagnosticBurstBytes, ssdp::kDiagnosticBytesPerSecond);
     mRandom.Seed(mSettings.time + static_cast<std::uint32_t>(now / kSecond));
     if (mSettings.variation.shiftedDraws) {
         for (std::uint32_t left = ntohl(mAddress) & 0xFFFFU; left > 0; --left) {
@@ -291,6 +292,22 @@ void Machine::Tick(Micros now)
     mTickAt = mBusyUntil;
     mClock.Start(ClockMs(mBusyUntil));
     NoteSize();
+}
+
+// As VEX_SSDP::AnswerDiagnostics, which has its own thread and socket.
+void Machine::AnswerDiagnostic(const Datagram &datagram, Micros now)
+{
+    mDiagnosticBudget->Refill(ClockMs(now));
+    if (datagram.text.empty() || datagram.sender.sin_port == htons(formats::kDiagnosticPort) ||
+        !mDiagnosticBudget->Has(formats::kMaxDatagram)) {
+        return;
+    }
+    std::string reply = "Invalid operation\n";
+    if (datagram.text.size() == ssdp::kDiagnosticCommandBytes) {
+        mAgent->ParseSSDPDiagnosticMessages(datagram.text, reply);
+    }
+    static_cast<void>(mDiagnosticBudget->Spend(reply.size()));
+    mSurroundings.Reply(*this, datagram.sender, reply, now);
 }
 
 void Machine::Wake(Micros now, std::uint32_t run)

@@ -4,6 +4,7 @@
 #include "simulation/datagram.h"
 #include "simulation/device_random.h"
 #include "simulation/virtual_time.h"
+#include "ssdp/flood_limits.h"
 #include "ssdp/ssdp_agent.h"
 #include "ssdp/web_root_files.h"
 
@@ -50,6 +51,9 @@ public:
     [[nodiscard]] virtual bool Send(Machine &machine, bool multicast,
                                     const sockaddr_in &destination, std::string_view text,
                                     Micros at, int sparedPercent) = 0;
+    // Sends a reply from the diagnostic port.
+    virtual void Reply(const Machine &machine, const sockaddr_in &destination,
+                       std::string_view text, Micros at) = 0;
     virtual void WakeAt(const Machine &machine, Micros at, std::uint32_t run) = 0;
 };
 
@@ -107,6 +111,8 @@ public:
 
     // A datagram arrives. Returns false if the receive buffer is full.
     [[nodiscard]] bool Receive(const DatagramPointer &datagram, Micros now);
+    // A datagram arrives at the diagnostic port.
+    void AnswerDiagnostic(const Datagram &datagram, Micros now);
     // The receive call times out. Does nothing if a datagram has arrived since it began.
     void Wake(Micros now, std::uint32_t run);
 
@@ -155,6 +161,7 @@ private:
     MemoryFiles mFiles;
     DeviceRandom mRandom{1};
     std::unique_ptr<ssdp::SSDPAgent> mAgent;
+    std::optional<ssdp::SendBudget> mDiagnosticBudget; // of a run of the engine
 
     // The receive loop.
     ssdp::TickClock mClock;

@@ -53,8 +53,9 @@ struct ExpectationForm
     Micros Expectations::*member;
 };
 
-constexpr std::array<ExpectationForm, 7> kExpectationForms{{
+constexpr std::array<ExpectationForm, 8> kExpectationForms{{
     {"every list is complete and right # s after the last change", &Expectations::complete},
+    {"every list is complete former names aside # s after the last change", &Expectations::listed},
     {"a device that stays is missing for at most # s", &Expectations::missing},
     {"a goodbye empties every list within # s", &Expectations::goodbye},
     {"a silent device is gone within # s", &Expectations::silent},

@@ -50,6 +50,7 @@ struct Act
 struct Expectations
 {
     Micros complete = 0; // the time after the last change until all lists are correct
+    Micros listed = 0;   // the same, but a list may contain a former name of a device
     Micros missing = 0;  // the longest time for which a running device may leave a list
     Micros goodbye = 0;  // the time until a goodbye has removed a device from all lists
     Micros silent = 0;   // the same for a device that leaves without a goodbye

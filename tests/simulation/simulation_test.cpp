@@ -156,6 +156,49 @@ TEST(Simulation, MemoryFilledByForgedDevicesBreaksARule)
     EXPECT_NE(Play(text).violations, 0U);
 }
 
+// A request that waits when the name changes is answered with the former document.
+TEST(Simulation, AFormerNameBreaksARuleUnlessItIsAccepted)
+{
+    const std::string text = "There are 20 devices.\nThe link is wired.\nThere is no ZR1.\n"
+                             "At 0 s devices 1 to 19 start within 5 s.\n"
+                             "At 100 s device 20 starts.\n"
+                             "At 110 s devices 1 to 10 are renamed.\nIt ends at 300 s.\n"
+                             "Every list is complete";
+    EXPECT_NE(Play(text + " and right 90 s after the last change.\n").violations, 0U);
+    EXPECT_EQ(Play(text + ", former names aside, 90 s after the last change.\n").violations, 0U);
+}
+
+TEST(Simulation, ANameThatADeviceNeverHadBreaksTheRuleThatAcceptsFormerNames)
+{
+    const Outcome outcome =
+        Play("There are 3 devices.\nThe link is wired.\nAt 0 s all devices start within 1 s.\n"
+             "At 100 s a stranger plays description-in-their-name for 5 s.\nIt ends at 250 s.\n"
+             "Every list is complete, former names aside, 90 s after the last change.\n");
+    EXPECT_NE(outcome.violations, 0U);
+}
+
+TEST(Simulation, QuestionsToTheDiagnosticPortAreAnsweredWithinItsBudget)
+{
+    const std::string text = "The link is wired.\nAt 0 s all devices start within 1 s.\n"
+                             "It ends at 200 s.\n"
+                             "At 100 s a stranger plays diagnostic-questions for ";
+    const Outcome some = Play("There are 3 devices.\n" + text + "0.05 s.\n");
+    const Outcome flood = Play("There are 20 devices.\n" + text + "60 s.\n");
+    EXPECT_EQ(Sent(some, DatagramKind::Other), 92U); // of 100: the send buffer holds no more
+    EXPECT_GT(Sent(flood, DatagramKind::Other), 1000U);
+    EXPECT_LT(Sent(flood, DatagramKind::Other), 100'000U); // of 120,000
+    EXPECT_EQ(flood.violations, 0U);
+}
+
+TEST(Simulation, ADiagnosticReplyIsNotAnswered)
+{
+    const Outcome outcome =
+        Play("There are 3 devices.\nThe link is wired.\nAt 0 s all devices start within 1 s.\n"
+             "At 100 s a stranger plays diagnostic-replies for 10 s.\nIt ends at 200 s.\n");
+    EXPECT_EQ(Sent(outcome, DatagramKind::Other), 0U);
+    EXPECT_EQ(outcome.violations, 0U);
+}
+
 TEST(ReadScenario, NamesAnInvalidSentence)
 {
     EXPECT_EQ(ErrorOf("There are 3 devices.\nIt ends at 5 s.\nDevices dance.\n"), "Devices dance.");

@@ -179,6 +179,29 @@ Datagrams Nowhere(Victims &victims, std::uint32_t turn)
     return datagrams;
 }
 
+DatagramPointer ToDiagnosticPort(const std::string &text, const sockaddr_in &sender,
+                                 const Machine &machine)
+{
+    return MakeDatagram(text, sender, SocketAddress(machine.Address(), formats::kDiagnosticPort),
+                        false, kNoMachine);
+}
+
+// 2,000 commands a second from another network, to one device.
+Datagrams DiagnosticQuestions(Victims &victims, std::uint32_t turn)
+{
+    const Machine &victim = *victims.machines.front();
+    return {100, ToDiagnosticPort(turn % 2 == 0 ? "gn" : "gh", FarAway(), victim)};
+}
+
+// In one device's name, from its diagnostic port, to another's.
+Datagrams DiagnosticReplies(Victims &victims, std::uint32_t turn)
+{
+    const Machine &named = Victim(victims);
+    return {ToDiagnosticPort(turn % 2 == 0 ? "x" : "gn",
+                             SocketAddress(named.Address(), formats::kDiagnosticPort),
+                             Victim(victims))};
+}
+
 // Datagrams with changed, missing or repeated bytes.
 Datagrams Garbage(Victims &victims, std::uint32_t /*turn*/)
 {
@@ -214,6 +237,8 @@ const std::vector<Behaviour> &Behaviours()
         {"forged-devices", 500 * kMillisecond, ForgedDevices, true, false},
         {"flood", 100 * kMillisecond, Flood, false, false},
         {"nowhere", 100 * kMillisecond, Nowhere, false, false},
+        {"diagnostic-questions", 50 * kMillisecond, DiagnosticQuestions, false, false},
+        {"diagnostic-replies", 100 * kMillisecond, DiagnosticReplies, false, false},
         {"garbage", 20 * kMillisecond, Garbage, false, false},
     };
     return behaviours;

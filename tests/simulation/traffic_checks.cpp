@@ -1,7 +1,10 @@
 #include "simulation/traffic_checks.h"
 
+#include "formats/ssdp_protocol.h"
 #include "simulation/trace.h"
 #include "ssdp/ssdp_tunables.h"
+
+#include <arpa/inet.h>
 
 namespace simulation {
 namespace {
@@ -81,13 +84,36 @@ void TrafficChecks::CheckOffLink(const Machine &machine, const Datagram &datagra
 {
     Account &account = mMachines[machine.Number()];
     account.offLinkBytes += datagram.text.size();
-    const double seconds = SecondsOf(at - account.startedAt) + 1;
-    const double budget = static_cast<double>(account.starts * ssdp::kOffLinkBurstBytes) +
-                          seconds * static_cast<double>(ssdp::kOffLinkBytesPerSecond);
-    if (static_cast<double>(account.offLinkBytes) > budget) {
+    if (static_cast<double>(account.offLinkBytes) >
+        Allowed(account, ssdp::kOffLinkBurstBytes, ssdp::kOffLinkBytesPerSecond, at)) {
         mViolations.Add(at, {machine.Number()},
                         MachineText(machine.Number()) + " has sent " +
                             std::to_string(account.offLinkBytes) + " bytes off the link");
+    }
+}
+
+double TrafficChecks::Allowed(const Account &account, std::size_t burst, std::size_t bytesPerSecond,
+                              Micros at)
+{
+    const double seconds = SecondsOf(at - account.startedAt) + 1;
+    return static_cast<double>(account.starts * burst) +
+           seconds * static_cast<double>(bytesPerSecond);
+}
+
+// A reply to another diagnostic port would be answered for ever.
+void TrafficChecks::NoteReply(const Machine &machine, const Datagram &datagram, Micros at)
+{
+    Account &account = mMachines[machine.Number()];
+    if (datagram.destination.sin_port == htons(formats::kDiagnosticPort)) {
+        mViolations.Add(at, {machine.Number()},
+                        MachineText(machine.Number()) + " replies to a diagnostic port");
+    }
+    account.replyBytes += datagram.text.size();
+    if (static_cast<double>(account.replyBytes) >
+        Allowed(account, ssdp::kDiagnosticBurstBytes, ssdp::kDiagnosticBytesPerSecond, at)) {
+        mViolations.Add(at, {machine.Number()},
+                        MachineText(machine.Number()) + " has sent " +
+                            std::to_string(account.replyBytes) + " bytes of diagnostic replies");
     }
 }
 

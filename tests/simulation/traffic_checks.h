@@ -29,6 +29,8 @@ public:
     void NoteReceived(const Machine &machine, const Datagram &datagram);
     // peer is the number of the receiving machine; kNoMachine for several machines or none.
     void NoteSent(const Machine &machine, const Datagram &datagram, std::uint32_t peer, Micros at);
+    // A reply leaves the diagnostic port.
+    void NoteReply(const Machine &machine, const Datagram &datagram, Micros at);
     // The device announces its service from now on, or no longer.
     void NoteAnnounced(const Machine &machine, Micros now);
     void NoteWithdrawn(const Machine &machine) { mMachines[machine.Number()].announcedAt = kNone; }
@@ -51,6 +53,7 @@ private:
         std::array<std::uint64_t, kDatagramKinds> received{};
         std::array<std::uint64_t, kDatagramKinds> sent{};
         std::uint64_t offLinkBytes = 0;
+        std::uint64_t replyBytes = 0;
         std::uint64_t starts = 0;
         Micros startedAt = 0;
         std::uint64_t sentThisSecond = 0;
@@ -61,6 +64,9 @@ private:
 
     void CheckCause(const Machine &machine, const Datagram &datagram, Micros at);
     void CheckOffLink(const Machine &machine, const Datagram &datagram, Micros at);
+    // What a budget that is full at each start has allowed so far.
+    [[nodiscard]] static double Allowed(const Account &account, std::size_t burst,
+                                        std::size_t bytesPerSecond, Micros at);
 
     const Scenario &mScenario;
     Violations &mViolations;

@@ -161,6 +161,26 @@ bool World::Send(Machine &machine, bool multicast, const sockaddr_in &destinatio
     return true;
 }
 
+void World::Reply(const Machine &machine, const sockaddr_in &destination, std::string_view text,
+                  Micros at)
+{
+    const auto arrival = mLink.Send(machine.Number(), false, text.size(), at, 0);
+    if (!arrival) {
+        ++mSecond.noRoom;
+        return;
+    }
+    const sockaddr_in port = SocketAddress(machine.Address(), formats::kDiagnosticPort);
+    const DatagramPointer reply = MakeDatagram(text, port, destination, false, machine.Number());
+    ++mSecond.datagrams[static_cast<std::size_t>(DatagramKind::Other)];
+    mSecond.bytes += text.size();
+    mTrace.Note(at, "replies", machine.Number(), *reply, kNoMachine);
+    mTraffic.NoteReply(machine, *reply, at);
+    const auto receiver = mByAddress.find(destination.sin_addr.s_addr);
+    if (receiver != mByAddress.end()) {
+        mQueue.Add(*arrival, EventKind::Arrival, receiver->second, Fly(reply));
+    }
+}
+
 void World::NoteSent(const Machine &machine, const Datagram &datagram, Micros at)
 {
     ++mSecond.datagrams[static_cast<std::size_t>(datagram.kind)];
@@ -218,6 +238,10 @@ void World::Deliver(Machine &machine, const DatagramPointer &datagram)
     const int copies = lost ? 0 : 1 + (mLink.Duplicates() ? 1 : 0);
     mSecond.lost += lost ? 1 : 0;
     for (int copy = 0; copy < copies; ++copy) {
+        if (datagram->destination.sin_port == htons(formats::kDiagnosticPort)) {
+            machine.AnswerDiagnostic(*datagram, mNow);
+            continue;
+        }
         mTraffic.NoteReceived(machine, *datagram);
         if (!machine.Receive(datagram, mLink.Descend(number, datagram->text.size(), mNow))) {
             ++mSecond.noRoom;

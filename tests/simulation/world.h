@@ -73,6 +73,8 @@ private:
     void Dispatch(const Event &event);
     bool Send(Machine &machine, bool multicast, const sockaddr_in &destination,
               std::string_view text, Micros at, int sparedPercent) override;
+    void Reply(const Machine &machine, const sockaddr_in &destination, std::string_view text,
+               Micros at) override;
     void WakeAt(const Machine &machine, Micros at, std::uint32_t run) override;
     void NoteSent(const Machine &machine, const Datagram &datagram, Micros at);
     std::uint32_t Fly(const DatagramPointer &datagram);

@@ -138,6 +138,25 @@ TEST_F(DelayedQueueTest, FullQueueIsNotReportedAgainAfterAFewDatagramsWereSent)
     EXPECT_THAT(Tick(1), ElementsAre("b", "c", "e"));
 }
 
+TEST_F(DelayedQueueTest, FullQueueIsNotReportedAgainWhileAQuarterIsInUse)
+{
+    ssdp::DelayedQueue four{environment, 4, "SendGETRequest", "delayed requests"};
+    const auto add = [&](std::uint32_t delayMs) {
+        GETMessageType datagram;
+        datagram.delay = delayMs;
+        four.Add(std::move(datagram));
+        return environment.TakeFaults();
+    };
+    for (const std::uint32_t delayMs : {5U, 5U, 5U, 100U}) {
+        EXPECT_EQ(add(delayMs), Texts{});
+    }
+    EXPECT_THAT(add(5), ElementsAre(kFull));
+    EXPECT_EQ(four.TakeDue(5).size(), 3U);
+    for (int count = 0; count < 4; ++count) {
+        EXPECT_EQ(add(5), Texts{});
+    }
+}
+
 TEST_F(DelayedQueueTest, FullQueueIsReportedAgainAfterItWasMostlyEmpty)
 {
     for (const char *message : {"a", "b", "c"}) {

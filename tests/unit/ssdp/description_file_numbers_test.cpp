@@ -3,6 +3,7 @@
 #include "formats/description_document.h"
 
 #include <gtest/gtest.h>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -43,6 +44,14 @@ TEST(DescriptionFileNumbers, ReturnedNumberIsTakenAgain)
     numbers.ReturnFileNumber("/var/www/html/lumen_upnp_ssdp_1.xml");
     EXPECT_EQ(numbers.GetFileNumber(), 1U);
     EXPECT_EQ(numbers.GetFileNumber(), 8U);
+}
+
+TEST(DescriptionFileNumbers, NumberEndsWithTheName)
+{
+    ssdp::DescriptionFileNumbers numbers;
+    Take(numbers, 12);
+    numbers.ReturnFileNumber(std::string_view("lumen_upnp_ssdp_12").substr(0, 17));
+    EXPECT_EQ(numbers.GetFileNumber(), 1U);
 }
 
 TEST(DescriptionFileNumbers, NameWithoutNumberIsIgnored)

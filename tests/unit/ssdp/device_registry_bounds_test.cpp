@@ -165,6 +165,17 @@ TEST_F(RegistryBounds, FullRegistryIsNotReportedAgainForEachDeviceThatLeaves)
     }
 }
 
+TEST_F(RegistryBounds, FullRegistryIsNotReportedAgainAfterItWasHalfFull)
+{
+    FillConfirmed();
+    EXPECT_THAT(Enter(kBound), ElementsAre(kLine));
+    for (int number = 0; number < kBound / 2; ++number) {
+        Byebye(USN(number));
+    }
+    FillConfirmed();
+    EXPECT_EQ(Enter(kBound), Calls{});
+}
+
 TEST_F(RegistryBounds, FullRegistryIsReportedAgainAfterItWasLessThanHalfFull)
 {
     FillConfirmed();

@@ -1,0 +1,326 @@
+// Conversations: datagrams, pauses and the coordinator's calls in any order, to two protocol
+// cores with equal environments. Both must do the same. What they send is announced in time,
+// has a cause, and stays within its budget. After the departure nothing is left: no entry, no
+// file number, no memory.
+//
+// An input is steps, set apart by NULs. A step is a letter and its argument:
+//   d0 to d3  the rest is a datagram from one of kSenders
+//   p         a pause of as many tenths of a second as the next byte says, then a tick
+//   a, r      the coordinator adds, or removes, the service that the next byte selects
+//   x         the coordinator removes all services with that product and address
+//   g, l      the engine closes with, or without, goodbyes
+//   o         the engine opens
+//   b         the send buffer is full, or has room again
+
+#include "check.h"
+#include "formats/ssdp_headers.h"
+#include "formats/ssdp_messages.h"
+#include "ssdp/ssdp_agent.h"
+#include "ssdp/ssdp_tunables.h"
+#include "support/fake_environment.h"
+#include "support/records.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <map>
+#include <sanitizer/allocator_interface.h>
+
+namespace {
+
+using formats::Method;
+using Datagrams = std::vector<test::FakeEnvironment::Sent>;
+
+constexpr const char *kOwnAddress = "192.0.2.10";
+constexpr const char *kNetmask = "255.255.255.128";
+const std::array<sockaddr_in, 4> kSenders{
+    test::SocketAddressOf("192.0.2.11", formats::kPort), test::SocketAddressOf("192.0.2.12", 40000),
+    test::SocketAddressOf(kOwnAddress, formats::kPort),
+    test::SocketAddressOf("203.0.113.7", formats::kPort), // off the link
+};
+
+// Own services, devices that can be proxied, and a device that announces itself.
+struct Service
+{
+    const char *product;
+    const char *address;
+};
+constexpr std::array<Service, 5> kServices{{{"Corvia 12", kOwnAddress},
+                                            {"Lumen", kOwnAddress},
+                                            {"ZR1", kOwnAddress},
+                                            {"ZR1", "192.0.2.30"},
+                                            {"TalonMx", "192.0.2.31"}}};
+// An own service is announced at least so often, and at the end of the tick.
+constexpr std::uint64_t kLongestPeriodMs =
+    (ssdp::kAnnounceBaseSeconds + ssdp::kAnnounceSpreadSeconds - 1) * ssdp::kMsPerSecond;
+// A request repeats the LOCATION of its cause, and the address from it.
+constexpr std::size_t kMoreThanCause = 32;
+// What the containers of an empty core may keep, for each entry that they once had.
+constexpr std::size_t kKept = 4096;
+constexpr std::size_t kKeptOfEntry = 64;
+
+const Service &Selected(std::string_view argument)
+{
+    const auto byte = argument.empty() ? 0U : static_cast<unsigned char>(argument.front());
+    return kServices[byte % kServices.size()];
+}
+
+std::size_t Count(const Datagrams &sent, std::string_view beginning)
+{
+    return static_cast<std::size_t>(
+        std::count_if(sent.begin(), sent.end(), [beginning](const auto &each) {
+            return each.text.compare(0, beginning.size(), beginning) == 0;
+        }));
+}
+
+// A core in an environment of its own.
+struct Core
+{
+    explicit Core(std::uint32_t random)
+    {
+        environment.seeded = true;
+        environment.random = random;
+        agent.SetPath("/var/www/html");
+        Open();
+    }
+
+    void Open()
+    {
+        agent.AddInterface(kOwnAddress, "net0", test::AddressOf(kNetmask));
+        agent.Start();
+    }
+
+    void Receive(std::string_view datagram, const sockaddr_in &sender, std::uint32_t nowMs)
+    {
+        if (const auto wanted = agent.ParseSSDPPacket(datagram, sender, nowMs)) {
+            if (const auto document = environment.files.Read(wanted->name)) {
+                agent.SendGETResponse(*wanted, *document, nowMs);
+            }
+        }
+    }
+
+    void Tick(std::uint32_t elapsedMs)
+    {
+        agent.BeginTick(elapsedMs);
+        while (agent.SendDue()) {
+        }
+        agent.UpdateContainers(elapsedMs);
+    }
+
+    void Add(const Service &service)
+    {
+        SSDPDeviceType device = Device(service.product, service.address, "studio-a");
+        device.modelNumber = device.boardID = "0x10650001";
+        agent.AddService(device);
+    }
+
+    // Memory that only the records of this target use.
+    void ForgetRecords()
+    {
+        environment.sent = {};
+        environment.faults = {};
+        environment.log = {};
+        environment.files.documents.clear();
+    }
+
+    test::FakeEnvironment environment;
+    ssdp::SSDPAgent agent{environment};
+};
+
+class Conversation
+{
+public:
+    explicit Conversation(std::uint32_t random) : mCore(random), mTwin(random) { Compare(); }
+
+    void Step(std::string_view step);
+    void End(std::size_t memory);
+
+private:
+    void Receive(std::string_view datagram, std::size_t sender);
+    Datagrams Pass(std::uint32_t elapsedMs);
+    void Open();
+    void Close(bool announce);
+    Datagrams Compare();
+    void Account(const Datagrams &sent);
+    void CheckAnnouncements(const Datagrams &sent, std::uint32_t elapsedMs);
+
+    // The same call to both cores.
+    template <typename Call>
+    void Both(Call call)
+    {
+        call(mCore);
+        call(mTwin);
+    }
+
+    Core mCore;
+    Core mTwin;
+    std::uint32_t mNowMs = std::numeric_limits<std::uint32_t>::max() - 20000; // wraps soon
+    std::uint64_t mPassedMs = 0;
+    // By USN: how long ago an own service was announced.
+    std::map<std::string, std::uint64_t> mAnnouncedMs;
+    std::size_t mEntries = 0;
+    // So far:
+    std::size_t mReceived = 0;
+    std::size_t mReceivedBytes = 0;
+    std::size_t mGets = 0;
+    std::size_t mDocuments = 0;
+    std::size_t mRequests = 0;
+    std::size_t mRequestBytes = 0;
+    std::size_t mOffLinkBytes = 0;
+};
+
+void Conversation::Step(std::string_view step)
+{
+    const char letter = step.empty() ? ' ' : step.front();
+    const std::string_view argument = step.substr(std::min<std::size_t>(1, step.size()));
+    const auto byte = argument.empty() ? 0U : static_cast<unsigned char>(argument.front());
+    if (letter == 'd' && byte >= '0' && byte < '0' + kSenders.size()) {
+        Receive(argument.substr(1, formats::kReceiveSize), byte - '0');
+    } else if (letter == 'p') {
+        Pass(byte * 100);
+    } else if (letter == 'a') {
+        Both([&](Core &core) { core.Add(Selected(argument)); });
+    } else if (letter == 'r') {
+        const Service &service = Selected(argument);
+        Both([&](Core &core) { core.agent.RemoveService(service.product, service.address, 0); });
+    } else if (letter == 'x') {
+        const Service &service = Selected(argument);
+        const std::string prefix = std::string(service.product) + "-" + service.address;
+        Both([&](Core &core) { core.agent.RemoveService(prefix); });
+    } else if (letter == 'g' || letter == 'l') {
+        Close(letter == 'g');
+    } else if (letter == 'o') {
+        Open();
+    } else if (letter == 'b') {
+        Both([](Core &core) { core.environment.room = !core.environment.room; });
+    }
+    mEntries = std::max(mEntries, mCore.agent.NodeList().size());
+    FUZZ_CHECK(mCore.agent.NodeList().size() <=
+               ssdp::kMaxDiscoveredNodes + mCore.agent.HostList().size());
+}
+
+// Only a search is answered at once, with one datagram for each service at most.
+void Conversation::Receive(std::string_view datagram, std::size_t sender)
+{
+    ++mReceived;
+    mReceivedBytes += datagram.size();
+    const Method method = formats::ClassifyMethod(datagram);
+    mGets += method == Method::Get ? 1 : 0;
+    const std::size_t hosted = mCore.agent.HostList().size();
+    Both([&](Core &core) { core.Receive(datagram, kSenders[sender], mNowMs); });
+    const Datagrams sent = Compare();
+    FUZZ_CHECK(sent.empty() || (method == Method::MSearch && sent.size() <= hosted));
+    Account(sent);
+}
+
+Datagrams Conversation::Pass(std::uint32_t elapsedMs)
+{
+    mNowMs += elapsedMs;
+    mPassedMs += elapsedMs;
+    Both([=](Core &core) { core.Tick(elapsedMs); });
+    const Datagrams sent = Compare();
+    Account(sent);
+    CheckAnnouncements(sent, elapsedMs);
+    return sent;
+}
+
+void Conversation::Open()
+{
+    if (!mCore.agent.IsOpen()) {
+        Both([](Core &core) { core.Open(); });
+        const Datagrams sent = Compare();
+        Account(sent);
+        CheckAnnouncements(sent, 0);
+    }
+}
+
+// A goodbye for each service, or for none; then nothing more is known or sent.
+void Conversation::Close(bool announce)
+{
+    const std::size_t hosted = announce ? mCore.agent.HostList().size() : 0;
+    Both([=](Core &core) { core.agent.Leave(announce); });
+    const Datagrams sent = Compare();
+    FUZZ_CHECK(sent.size() == hosted && Count(sent, "NOTIFY") == hosted);
+    FUZZ_CHECK(mCore.agent.NodeList().empty() && mCore.agent.HostList().empty());
+    mAnnouncedMs.clear();
+    Both([](Core &core) { core.Tick(0); });
+    FUZZ_CHECK(Compare().empty());
+}
+
+// What was sent since the last call, which is the same for both.
+Datagrams Conversation::Compare()
+{
+    const Datagrams sent = mCore.environment.TakeSent();
+    FUZZ_CHECK(sent == mTwin.environment.TakeSent());
+    FUZZ_CHECK(mCore.environment.TakeFaults() == mTwin.environment.TakeFaults());
+    return sent;
+}
+
+// Documents and requests are never more than what asks for them; nor are requests longer.
+void Conversation::Account(const Datagrams &sent)
+{
+    const std::string offLink = "203.0.113.7:1900";
+    for (const auto &each : sent) {
+        const bool request = each.text.compare(0, 4, "GET ") == 0;
+        mRequests += request ? 1 : 0;
+        mRequestBytes += request ? each.text.size() : 0;
+        mOffLinkBytes += !request && each.to == offLink ? each.text.size() : 0;
+        mDocuments += each.text.find("CONTENT-LANGUAGE") != std::string::npos ? 1 : 0;
+    }
+    FUZZ_CHECK(mDocuments <= mGets && mRequests <= mReceived);
+    FUZZ_CHECK(mRequestBytes <= mReceivedBytes + kMoreThanCause * mReceived);
+    FUZZ_CHECK(mOffLinkBytes <=
+               ssdp::kOffLinkBurstBytes + ssdp::kOffLinkBytesPerSecond * mPassedMs / 1000);
+}
+
+// An own service that cannot be proxied is announced in time, whatever was received.
+void Conversation::CheckAnnouncements(const Datagrams &sent, std::uint32_t elapsedMs)
+{
+    std::map<std::string, std::uint64_t> announced;
+    for (const auto &[usn, service] : mCore.agent.HostList()) {
+        if (service.ipAddress != kOwnAddress || formats::CanBeProxied(usn)) {
+            continue;
+        }
+        const bool now =
+            std::find(sent.begin(), sent.end(),
+                      test::FakeEnvironment::Sent{"multicast", formats::ComposeAlive(service)}) !=
+            sent.end();
+        const auto before = mAnnouncedMs.find(usn);
+        FUZZ_CHECK(now || before != mAnnouncedMs.end()); // published with an announcement
+        announced[usn] = now ? 0 : before->second + elapsedMs;
+        FUZZ_CHECK(announced[usn] < kLongestPeriodMs);
+    }
+    mAnnouncedMs = std::move(announced);
+}
+
+// memory: in use before the conversation.
+void Conversation::End(std::size_t memory)
+{
+    Both([](Core &core) { core.environment.room = true; });
+    for (std::uint32_t tick = 0; tick < ssdp::kExchangeSpreadTicks; ++tick) {
+        Pass(mCore.agent.PollIntervalMs());
+    }
+    const Datagrams last = Pass(0);
+    FUZZ_CHECK(Count(last, "NOTIFY") == last.size()); // the queues are empty
+    Close(true);
+    FUZZ_CHECK(mCore.environment.files.GetFileNumber() == 1); // all are free
+    Both([](Core &core) { core.ForgetRecords(); });
+    FUZZ_CHECK(__sanitizer_get_current_allocated_bytes() <=
+               memory + 2 * (kKept + kKeptOfEntry * mEntries));
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    const std::string_view input = Text(data, size);
+    Conversation conversation(static_cast<std::uint32_t>(size) * 7919U);
+    const std::size_t memory = __sanitizer_get_current_allocated_bytes();
+    for (std::size_t start = 0; start < input.size();) {
+        const std::string_view step = input.substr(start, input.find('\0', start) - start);
+        conversation.Step(step);
+        start += step.size() + 1;
+    }
+    conversation.End(memory);
+    return 0;
+}
