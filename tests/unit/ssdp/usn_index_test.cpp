@@ -82,7 +82,7 @@ TEST(UsnIndex, KeepsTheTimeOfEachDescriptionWhileItGrowsAndShrinks)
 // cross the end of the table.
 TEST(UsnIndex, NeedsMemoryForTheRecordsThatItHoldsAndNotForFormerOnes)
 {
-    SSDPDeviceMap map;
+    formats::SSDPDeviceMap map;
     for (char name = 'A'; name <= 'Z'; ++name) {
         map.try_emplace(std::string(1, name));
     }
