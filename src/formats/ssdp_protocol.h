@@ -4,6 +4,10 @@
 #include <cstdint>
 
 // Fixed texts and numbers of the protocol.
+//
+// Readers of this folder do not throw for any input. A reader that makes one value returns
+// std::optional; one that fills several, or names its fault, returns false and leaves them
+// unchanged; one that returns a view into its input returns an empty view.
 namespace formats {
 
 // UPnP Device Architecture 1.0, section 1: group and port of SSDP.

@@ -1,5 +1,7 @@
 #include "product/serial_number.h"
 
+#include "vexbase/vex_file_descriptor.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -17,13 +19,12 @@ constexpr std::size_t kMaxSerialNumberBytes = 63;
 
 std::string SerialNumber::GetFormattedSerialNumber()
 {
-    const int file = open(kSerialNumberFile, O_RDONLY | O_CLOEXEC);
-    if (file < 0) {
+    const vexbase::FileDescriptor file(open(kSerialNumberFile, O_RDONLY | O_CLOEXEC));
+    if (file.Descriptor() < 0) {
         return kDefaultSerialNumber;
     }
     std::array<char, kMaxSerialNumberBytes + 1> text{}; // a NUL at its end
-    const ssize_t length = read(file, text.data(), kMaxSerialNumberBytes);
-    close(file);
+    const ssize_t length = read(file.Descriptor(), text.data(), kMaxSerialNumberBytes);
     return length > 0 ? text.data() : kDefaultSerialNumber;
 }
 

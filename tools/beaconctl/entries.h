@@ -57,7 +57,7 @@ struct ChangedEntry
 void PutChangedFirst(std::vector<ChangedEntry> &entries);
 
 // History compares each listing of a device with the one before, and marks a change for
-// the next ten listings.
+// the next ten listings. Not thread-safe.
 class History
 {
 public:

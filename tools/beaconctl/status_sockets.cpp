@@ -1,5 +1,6 @@
 #include "beaconctl/status_sockets.h"
 
+#include "vexbase/vex_file_descriptor.h"
 #include "vexbase/vex_udp_socket.h"
 
 #include <algorithm>
@@ -17,7 +18,6 @@
 #include <sstream>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace beaconctl {
 namespace {
@@ -58,24 +58,6 @@ std::optional<UdpSocket> ReadUdpLine(const std::string &line, std::uint16_t want
     return UdpSocket{*user, *inode};
 }
 
-// A socket that closes itself.
-class Descriptor
-{
-public:
-    Descriptor(int family, int type, int protocol)
-        : mNumber(socket(family, type | SOCK_CLOEXEC, protocol))
-    {
-    }
-    ~Descriptor() { close(mNumber); }
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-
-    [[nodiscard]] int Number() const { return mNumber; }
-
-private:
-    int mNumber;
-};
-
 // The receive buffers by inode, in one datagram of the kernel's answer. False at its end.
 bool ReadBuffers(std::string_view answer, std::map<std::uint64_t, std::uint32_t> &buffers)
 {
@@ -114,16 +96,17 @@ std::map<std::uint64_t, std::uint32_t> ReceiveBuffers()
     dump.request.sdiag_protocol = IPPROTO_UDP;
     dump.request.idiag_ext = 1U << (INET_DIAG_SKMEMINFO - 1);
     dump.request.idiag_states = ~0U;
-    const Descriptor kernel(AF_NETLINK, SOCK_DGRAM, NETLINK_SOCK_DIAG);
-    setsockopt(kernel.Number(), SOL_SOCKET, SO_RCVTIMEO, &kTimeout, sizeof kTimeout);
+    const vexbase::FileDescriptor kernel(
+        socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG));
+    setsockopt(kernel.Descriptor(), SOL_SOCKET, SO_RCVTIMEO, &kTimeout, sizeof kTimeout);
     std::map<std::uint64_t, std::uint32_t> buffers;
-    if (send(kernel.Number(), &dump, sizeof dump, 0) < 0) {
+    if (send(kernel.Descriptor(), &dump, sizeof dump, 0) < 0) {
         return buffers;
     }
     alignas(nlmsghdr) std::array<char, 32768> answer{}; // as the kernel recommends
     ssize_t length = 0;
     do {
-        length = recv(kernel.Number(), answer.data(), answer.size(), 0);
+        length = recv(kernel.Descriptor(), answer.data(), answer.size(), 0);
     } while (length > 0 && ReadBuffers({answer.data(), static_cast<std::size_t>(length)}, buffers));
     return buffers;
 }
@@ -155,8 +138,8 @@ Interface FindInterface(const std::string &name)
     interface.exists = if_nametoindex(name.c_str()) != 0;
     ifreq request{};
     name.copy(request.ifr_name, IFNAMSIZ - 1);
-    const Descriptor any(AF_INET, SOCK_DGRAM, 0);
-    if (ioctl(any.Number(), SIOCGIFFLAGS, &request) == 0) {
+    const vexbase::FileDescriptor any(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (ioctl(any.Descriptor(), SIOCGIFFLAGS, &request) == 0) {
         const auto flags = static_cast<unsigned int>(request.ifr_flags);
         interface.isUp = (flags & IFF_UP) != 0;
         interface.hasLink = (flags & IFF_RUNNING) != 0;

@@ -14,7 +14,7 @@ constexpr std::size_t kStreamBlock = 4096;
 
 } // namespace
 
-Client::Client(FileDescriptor socket, Clock::duration timeout)
+Client::Client(vexbase::FileDescriptor socket, Clock::duration timeout)
     : mSocket(std::move(socket)), mTimeout(timeout), mDeadline(Clock::now() + timeout)
 {
 }

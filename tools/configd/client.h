@@ -1,8 +1,8 @@
 #pragma once
 
-#include "configd/descriptor.h"
 #include "configd/event_stream.h"
 #include "configd/http_message.h"
+#include "vexbase/vex_file_descriptor.h"
 
 #include <chrono>
 #include <functional>
@@ -22,7 +22,7 @@ public:
     // The client must complete each request within timeout, counted from the start of
     // the connection or from the previous answer. It must also receive that answer
     // within this time. REQUIRES: socket is connected and non-blocking.
-    Client(FileDescriptor socket, Clock::duration timeout);
+    Client(vexbase::FileDescriptor socket, Clock::duration timeout);
 
     [[nodiscard]] int Descriptor() const { return mSocket.Descriptor(); }
     // The events of epoll to wait for.
@@ -54,7 +54,7 @@ private:
     void Compose(const Values &values, const Answerer &answer);
     [[nodiscard]] bool Send();
 
-    FileDescriptor mSocket;
+    vexbase::FileDescriptor mSocket;
     const Clock::duration mTimeout;
     Clock::time_point mDeadline;
     RequestReader mReader;

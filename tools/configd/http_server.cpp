@@ -20,7 +20,7 @@ void Require(bool done, const char *what)
 }
 
 // connection is null for the listening socket.
-void Control(const FileDescriptor &epoll, int operation, int number, std::uint32_t events,
+void Control(const vexbase::FileDescriptor &epoll, int operation, int number, std::uint32_t events,
              void *connection)
 {
     epoll_event event{};
@@ -29,17 +29,17 @@ void Control(const FileDescriptor &epoll, int operation, int number, std::uint32
     Require(epoll_ctl(epoll.Descriptor(), operation, number, &event) == 0, "epoll");
 }
 
-FileDescriptor OpenEpoll()
+vexbase::FileDescriptor OpenEpoll()
 {
-    FileDescriptor epoll(epoll_create1(EPOLL_CLOEXEC));
+    vexbase::FileDescriptor epoll(epoll_create1(EPOLL_CLOEXEC));
     Require(epoll.Descriptor() >= 0, "epoll");
     return epoll;
 }
 
 // Accepts the next waiting connection. Returns no descriptor if none is waiting.
-FileDescriptor AcceptOne(const FileDescriptor &listener)
+vexbase::FileDescriptor AcceptOne(const vexbase::FileDescriptor &listener)
 {
-    FileDescriptor socket(
+    vexbase::FileDescriptor socket(
         accept4(listener.Descriptor(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     // Other errors concern only this connection.
     Require(socket.Descriptor() >= 0 ||
@@ -52,7 +52,7 @@ FileDescriptor AcceptOne(const FileDescriptor &listener)
 
 } // namespace
 
-HttpServer::HttpServer(Settings &settings, FileDescriptor socket, const Periods &periods)
+HttpServer::HttpServer(Settings &settings, vexbase::FileDescriptor socket, const Periods &periods)
     : mSettings(settings), mPeriods(periods), mListener(std::move(socket)), mEpoll(OpenEpoll())
 {
     Control(mEpoll, EPOLL_CTL_ADD, mListener.Descriptor(), EPOLLIN, nullptr);
@@ -92,7 +92,7 @@ void HttpServer::Run()
 void HttpServer::Accept()
 {
     while (HasFreeSlot()) {
-        FileDescriptor socket = AcceptOne(mListener);
+        vexbase::FileDescriptor socket = AcceptOne(mListener);
         if (socket.Descriptor() < 0) {
             return;
         }

@@ -27,7 +27,7 @@ class HttpServer
 public:
     // The constructor and Run throw std::system_error if a system call fails.
     // REQUIRES: socket is listening and non-blocking; settings outlives the server.
-    HttpServer(Settings &settings, FileDescriptor socket, const Periods &periods = {});
+    HttpServer(Settings &settings, vexbase::FileDescriptor socket, const Periods &periods = {});
 
     // Readable when Run has something to do.
     [[nodiscard]] int Descriptor() const { return mEpoll.Descriptor(); }
@@ -42,7 +42,7 @@ private:
 
     struct Connection
     {
-        Connection(FileDescriptor socket, Clock::duration timeout)
+        Connection(vexbase::FileDescriptor socket, Clock::duration timeout)
             : client(std::move(socket), timeout), awaited(client.Events())
         {
         }
@@ -65,8 +65,8 @@ private:
 
     Settings &mSettings;
     const Periods mPeriods;
-    const FileDescriptor mListener;
-    const FileDescriptor mEpoll;
+    const vexbase::FileDescriptor mListener;
+    const vexbase::FileDescriptor mEpoll;
     bool mListens = true;
     Clock::time_point mNextHeartbeat;
     std::list<Connection> mConnections;

@@ -29,7 +29,7 @@ bool EnvironmentHas(const char *name, const std::string &value)
 }
 
 // The IPv4 address of a socket; all zeros (family AF_UNSPEC) if it has none.
-sockaddr_in AddressOf(const FileDescriptor &socket)
+sockaddr_in AddressOf(const vexbase::FileDescriptor &socket)
 {
     sockaddr_in address{};
     socklen_t size = sizeof address;
@@ -40,7 +40,7 @@ sockaddr_in AddressOf(const FileDescriptor &socket)
     return address;
 }
 
-bool Listens(const FileDescriptor &socket)
+bool Listens(const vexbase::FileDescriptor &socket)
 {
     int listens = 0;
     socklen_t size = sizeof listens;
@@ -48,9 +48,9 @@ bool Listens(const FileDescriptor &socket)
            listens != 0;
 }
 
-FileDescriptor TakePassedSocket()
+vexbase::FileDescriptor TakePassedSocket()
 {
-    FileDescriptor socket(kPassedDescriptor);
+    vexbase::FileDescriptor socket(kPassedDescriptor);
     if (!Listens(socket) || AddressOf(socket).sin_addr.s_addr != htonl(INADDR_LOOPBACK)) {
         static_cast<void>(socket.Release()); // not closed: it is not ours
         throw Failure(kWrongUsage, "descriptor 3 is not a TCP socket listening on 127.0.0.1");
@@ -61,10 +61,11 @@ FileDescriptor TakePassedSocket()
     return socket;
 }
 
-FileDescriptor Listen(std::uint16_t port)
+vexbase::FileDescriptor Listen(std::uint16_t port)
 {
     const std::string what = "cannot listen on 127.0.0.1:" + std::to_string(port);
-    FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    vexbase::FileDescriptor socket(
+        ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     Require(socket.Descriptor() >= 0, what);
     const int yes = 1; // for SO_REUSEADDR: connections of the previous run may be in TIME_WAIT
     sockaddr_in address{};
@@ -81,14 +82,14 @@ FileDescriptor Listen(std::uint16_t port)
 
 } // namespace
 
-FileDescriptor OpenListeningSocket(std::uint16_t port)
+vexbase::FileDescriptor OpenListeningSocket(std::uint16_t port)
 {
     const bool handedOver =
         EnvironmentHas("LISTEN_PID", std::to_string(getpid())) && EnvironmentHas("LISTEN_FDS", "1");
     return handedOver ? TakePassedSocket() : Listen(port);
 }
 
-std::uint16_t PortOf(const FileDescriptor &socket)
+std::uint16_t PortOf(const vexbase::FileDescriptor &socket)
 {
     return ntohs(AddressOf(socket).sin_port);
 }

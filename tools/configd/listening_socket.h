@@ -1,6 +1,6 @@
 #pragma once
 
-#include "configd/descriptor.h"
+#include "vexbase/vex_file_descriptor.h"
 
 #include <cstdint>
 
@@ -11,9 +11,9 @@ namespace configd {
 // sd_listen_fds(3)); otherwise opens a socket on 127.0.0.1 and port. Throws
 // std::system_error if a system call fails, and Failure with kWrongUsage if descriptor 3
 // is not a TCP socket listening on 127.0.0.1.
-[[nodiscard]] FileDescriptor OpenListeningSocket(std::uint16_t port);
+[[nodiscard]] vexbase::FileDescriptor OpenListeningSocket(std::uint16_t port);
 
 // The port that the socket listens on.
-[[nodiscard]] std::uint16_t PortOf(const FileDescriptor &socket);
+[[nodiscard]] std::uint16_t PortOf(const vexbase::FileDescriptor &socket);
 
 } // namespace configd

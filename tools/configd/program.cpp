@@ -18,14 +18,14 @@ namespace configd {
 namespace {
 
 // A descriptor that becomes readable at SIGTERM or SIGINT.
-FileDescriptor OpenEndSignals()
+vexbase::FileDescriptor OpenEndSignals()
 {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    FileDescriptor descriptor(signalfd(-1, &signals, SFD_CLOEXEC));
+    vexbase::FileDescriptor descriptor(signalfd(-1, &signals, SFD_CLOEXEC));
     if (descriptor.Descriptor() < 0) {
         throw std::system_error(errno, std::generic_category(), "signalfd");
     }
@@ -77,7 +77,7 @@ void Serve(int end, HttpServer &server, std::optional<InterfaceWatch> &watch, Se
 
 void RunService(const Options &options)
 {
-    const FileDescriptor end = OpenEndSignals();
+    const vexbase::FileDescriptor end = OpenEndSignals();
     Settings settings(options.stateFile, options.devicesFile);
     WriteFaults(settings);
     std::optional<InterfaceWatch> watch;
@@ -85,7 +85,7 @@ void RunService(const Options &options)
         watch.emplace(options.interface);
         Follow(*watch, settings);
     }
-    FileDescriptor socket = OpenListeningSocket(options.port);
+    vexbase::FileDescriptor socket = OpenListeningSocket(options.port);
     const std::uint16_t port = PortOf(socket);
     HttpServer server(settings, std::move(socket));
     std::cout << "beacon-configd: listening on 127.0.0.1:" << port << std::endl;

@@ -1,7 +1,7 @@
 #include "configd/stored_file.h"
 
-#include "configd/descriptor.h"
 #include "configd/exit_status.h"
+#include "vexbase/vex_file_descriptor.h"
 
 #include <algorithm>
 #include <array>
@@ -38,7 +38,7 @@ void RequireWritableFolder(const std::string &name)
 // false if the file does not exist.
 bool ReadPieces(const std::string &name, const std::function<bool(std::string_view)> &take)
 {
-    const FileDescriptor file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    const vexbase::FileDescriptor file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
     if (file.Descriptor() < 0) {
         if (errno == ENOENT) {
             RequireWritableFolder(name);
@@ -86,7 +86,7 @@ bool WriteAll(int descriptor, std::string_view text)
 
 bool WriteSynchronised(const std::string &name, std::string_view text)
 {
-    const FileDescriptor file(
+    const vexbase::FileDescriptor file(
         open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644));
     return file.Descriptor() >= 0 && WriteAll(file.Descriptor(), text) &&
            fsync(file.Descriptor()) == 0;
@@ -95,7 +95,8 @@ bool WriteSynchronised(const std::string &name, std::string_view text)
 // Synchronises the file's folder: without this, a power cut may undo the rename.
 void SynchroniseFolder(const std::string &name)
 {
-    const FileDescriptor opened(open(FolderOf(name).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const vexbase::FileDescriptor opened(
+        open(FolderOf(name).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened.Descriptor() >= 0) {
         fsync(opened.Descriptor()); // a failure is ignored: readers see the new text already
     }

@@ -36,9 +36,9 @@ std::function<int()> Activated(int descriptor, Variables variables = Variables::
 }
 
 // A copy of the socket on a number of 100 or more: descriptor 3 may be in use by the test.
-configd::FileDescriptor Hold(configd::FileDescriptor socket)
+vexbase::FileDescriptor Hold(vexbase::FileDescriptor socket)
 {
-    return configd::FileDescriptor(fcntl(socket.Descriptor(), F_DUPFD, 100));
+    return vexbase::FileDescriptor(fcntl(socket.Descriptor(), F_DUPFD, 100));
 }
 
 std::string AnswerOf(Connection &connection)
@@ -95,13 +95,13 @@ TEST_F(ConfigActivation, IgnoresASocketForAnotherProcess)
 
 TEST_F(ConfigActivation, RefusesADescriptorThatIsNotAListeningLoopbackSocket)
 {
-    const configd::FileDescriptor file = Hold(configd::FileDescriptor(open("/dev/null", O_RDONLY)));
-    const configd::FileDescriptor unbound =
-        Hold(configd::FileDescriptor(socket(AF_INET, SOCK_STREAM, 0)));
-    const configd::FileDescriptor any =
-        Hold(configd::FileDescriptor(socket(AF_INET, SOCK_STREAM, 0)));
+    const vexbase::FileDescriptor file = Hold(vexbase::FileDescriptor(open("/dev/null", O_RDONLY)));
+    const vexbase::FileDescriptor unbound =
+        Hold(vexbase::FileDescriptor(socket(AF_INET, SOCK_STREAM, 0)));
+    const vexbase::FileDescriptor any =
+        Hold(vexbase::FileDescriptor(socket(AF_INET, SOCK_STREAM, 0)));
     ASSERT_EQ(listen(any.Descriptor(), 1), 0); // on every address
-    for (const configd::FileDescriptor *wrong : {&file, &unbound, &any}) {
+    for (const vexbase::FileDescriptor *wrong : {&file, &unbound, &any}) {
         LiveChild child(Activated(wrong->Descriptor()));
         EXPECT_EQ(child.WaitForEnd(), 2);
         EXPECT_EQ(child.Out(), "");

@@ -3,7 +3,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace configd {
+namespace vexbase {
 
 // FileDescriptor owns one file descriptor and closes it. Not thread-safe.
 class FileDescriptor
@@ -32,4 +32,4 @@ private:
     int mDescriptor;
 };
 
-} // namespace configd
+} // namespace vexbase
