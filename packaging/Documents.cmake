@@ -22,3 +22,11 @@ foreach(component ${pkg_components})
     install_compressed(${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog changelog ${folder} ${component})
     install(FILES debian/copyright DESTINATION ${folder} COMPONENT ${component})
 endforeach()
+
+set(documents ${PROJECT_SOURCE_DIR}/docs)
+install(FILES ${documents}/operations.md ${documents}/embedded.md ${documents}/protocol.md
+    ${documents}/security.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/beacond COMPONENT beacond)
+if(beacon-configd IN_LIST pkg_components)
+    install(FILES ${documents}/configuration-service.yaml
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/beacon-configd COMPONENT beacon-configd)
+endif()

@@ -12,15 +12,18 @@ NAMES = ["beacond", "beacon-configd", "beaconctl", "beacond-web"]
 FILES = {
     "beacond": """
         /etc/default/beacond /etc/init.d/beacond /usr/bin/beacond /usr/lib/beacond/supervise
-        /usr/lib/sysctl.d/60-beacond.conf
+        /usr/lib/sysctl.d/00-beacond.conf
         /usr/lib/systemd/system/beacond.service /usr/lib/sysusers.d/beacond.conf
-        /usr/lib/tmpfiles.d/beacond.conf /usr/share/doc/beacond/examples/10-net0.link.example
+        /usr/lib/tmpfiles.d/beacond.conf /usr/share/doc/beacond/embedded.md
+        /usr/share/doc/beacond/examples/10-net0.link.example /usr/share/doc/beacond/operations.md
+        /usr/share/doc/beacond/protocol.md /usr/share/doc/beacond/security.md
         /usr/share/man/man5/browse.json.5.gz /usr/share/man/man8/beacond.8.gz""",
     "beacon-configd": """
         /etc/init.d/beacon-configd /usr/bin/beacon-configd /usr/lib/beacon-configd/supervise
         /usr/lib/systemd/system/beacon-configd.service
         /usr/lib/systemd/system/beacon-configd.socket /usr/lib/sysusers.d/beacon-configd.conf
         /usr/lib/tmpfiles.d/beacon-configd.conf
+        /usr/share/doc/beacon-configd/configuration-service.yaml
         /usr/share/man/man8/beacon-configd.8.gz""",
     "beaconctl": """
         /usr/bin/beaconctl /usr/share/bash-completion/completions/beaconctl

@@ -162,6 +162,14 @@ def bound_ports(machine, process):
                 yield f"ipv4:{protocol}{int(fields[1].split(':')[1], 16)}"
 
 
+def test_the_limit_of_the_receive_buffer_in_another_file_wins(booted):
+    other = booted.path("/etc/sysctl.d/10-other.conf")
+    other.write_text("net.core.rmem_max = 16777216\n")
+    read = booted.run("/usr/lib/systemd/systemd-sysctl", "--cat-config").stdout
+    other.unlink()
+    assert re.findall(r"^net\.core\.rmem_max = (\d+)$", read, re.M) == ["4608000", "16777216"]
+
+
 @pytest.mark.parametrize("unit", UNITS)
 def test_may_bind_only_the_ports_that_it_uses(booted, unit):
     # Debian 12's systemd reads the setting, but cannot enforce it.
