@@ -9,12 +9,15 @@
 #include "wsconfig/configuration.h"
 
 #include <QStringList>
+#include <chrono>
+#include <thread>
 
 namespace {
 
 constexpr const char *kInterface = "net0";
 constexpr unsigned int kSettlingTimeMs = 500;
 constexpr unsigned int kAddressPauseMs = 1000;
+constexpr unsigned int kStepMs = 50;
 
 constexpr const char *kWebService = "_http._tcp";
 constexpr int kWebPort = 80;
@@ -108,16 +111,20 @@ void VEXPubSub::RevokeSSDP()
 // The goodbyes go first, because other devices need them and the rest may take longer.
 void VEXPubSub::leave()
 {
-    m_leaving.Signal();
+    m_leaving = true;
     m_ssdp.Close();
     m_browser.Stop(vexbase::kInfinite);
     VEXBrowser::RemoveList();
 }
 
-// Waits until leave() is called. Returns false if the time is over.
+// Waits until leave() is called. Returns false if the time is over. Polls in short sleeps.
+// A change of the clock does not affect them.
 bool VEXPubSub::waitForLeaving(unsigned int timeoutMs)
 {
-    return m_leaving.WaitForSignal(timeoutMs) == vexbase::kSuccess;
+    for (unsigned int waitedMs = 0; waitedMs < timeoutMs && !m_leaving; waitedMs += kStepMs) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(kStepMs));
+    }
+    return m_leaving;
 }
 
 void VEXPubSub::collectIPAddresses(Addresses &addrs)

@@ -4,10 +4,10 @@
 #include "formats/ssdp_device_type.h"
 #include "pubsub/config_map.h"
 #include "ssdp/vex_ssdp.h"
-#include "vexbase/vex_event.h"
 
 #include <QObject>
 #include <QString>
+#include <atomic>
 #include <map>
 #include <string>
 
@@ -90,8 +90,8 @@ private:
     ConfigMap m_config;
     VEX_SSDP m_ssdp;
     VEXBrowser m_browser;
-    VEXEvent m_leaving{VEXEvent::Reset::Manual}; // leave() has been called
-    QString m_ipAddress;                         // as initService last read it
+    std::atomic<bool> m_leaving{false}; // leave() has been called
+    QString m_ipAddress;                // as initService last read it
     QString m_hostName;
     QString m_openAddress;     // the address on which the engine was last opened
     bool m_ssdpEnabled = true; // even if SSDP is off at the start, until it is switched
