@@ -57,6 +57,8 @@ Leaving::Leaving(LastAct lastAct)
 {
     gLastAct = lastAct;
     sem_init(&gSignal, 0, 0);
+    mWait = QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit,
+                             [this] { AwaitDuty(); });
     mThread.Attach([this] { Run(); });
     if (mThread.Start() == vexbase::kSuccess) {
         HandleEnding(Wake);
@@ -65,7 +67,13 @@ Leaving::Leaving(LastAct lastAct)
 
 Leaving::~Leaving()
 {
-    sem_post(&gSignal);
+    QObject::disconnect(mWait);
+    AwaitDuty();
+}
+
+void Leaving::AwaitDuty()
+{
+    sem_post(&gSignal); // if there was no signal
     static_cast<void>(mThread.Stop(vexbase::kInfinite));
 }
 
@@ -88,9 +96,9 @@ Leaving::Duty Leaving::TakeDuty()
     return std::exchange(mDuty, nullptr);
 }
 
-// From the signal on, the event loop dispatches nothing but the wait for this thread.
-// When a whole system shuts down, avahi-daemon often goes at the same moment, and its
-// loss would end the process before the goodbyes are sent.
+// The event loop ends before the duty, and then waits for it: when a whole system shuts
+// down, avahi-daemon often ends at the same moment, and its loss would end the process
+// before the goodbyes are sent.
 void Leaving::Run()
 {
     while (sem_wait(&gSignal) != 0) {
@@ -98,11 +106,7 @@ void Leaving::Run()
     }
     HandleEnding(SIG_DFL);
     EndAfterLongest();
-    const auto wait = [this] {
-        static_cast<void>(mThread.Stop(vexbase::kInfinite));
-        QCoreApplication::quit();
-    };
-    QMetaObject::invokeMethod(QCoreApplication::instance(), wait, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(QCoreApplication::instance(), "quit", Qt::QueuedConnection);
     if (const Duty duty = TakeDuty()) {
         duty();
     }

@@ -3,6 +3,7 @@
 #include "vexbase/vex_lock.h"
 #include "vexbase/vex_thread.h"
 
+#include <QObject>
 #include <functional>
 
 namespace beacond {
@@ -43,8 +44,10 @@ public:
 
 private:
     void Run();
+    void AwaitDuty();
     [[nodiscard]] Duty TakeDuty();
 
+    QMetaObject::Connection mWait; // of the end of the event loop for the duty
     VEXThread mThread;
 
     VEXLock mLock;
