@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <csignal>
 #include <semaphore.h>
+#include <sys/eventfd.h>
 #include <sys/time.h>
 #include <unistd.h>
 #include <utility>
@@ -53,12 +54,17 @@ void EndAfterLongest()
 
 } // namespace
 
+// The event loop is woken through a descriptor, not by a posted event: its memory would
+// pass between threads under locks of Qt that the thread sanitizer cannot see.
 Leaving::Leaving(LastAct lastAct)
+    : mEvent(eventfd(0, EFD_CLOEXEC)), mNotifier(mEvent, QSocketNotifier::Read)
 {
+    QObject::connect(&mNotifier, &QSocketNotifier::activated, [this] {
+        AwaitDuty();
+        QCoreApplication::quit();
+    });
     gLastAct = lastAct;
     sem_init(&gSignal, 0, 0);
-    mWait = QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit,
-                             [this] { AwaitDuty(); });
     mThread.Attach([this] { Run(); });
     if (mThread.Start() == vexbase::kSuccess) {
         HandleEnding(Wake);
@@ -67,13 +73,14 @@ Leaving::Leaving(LastAct lastAct)
 
 Leaving::~Leaving()
 {
-    QObject::disconnect(mWait);
+    sem_post(&gSignal);
     AwaitDuty();
+    close(mEvent);
 }
 
 void Leaving::AwaitDuty()
 {
-    sem_post(&gSignal); // if there was no signal
+    mNotifier.setEnabled(false);
     static_cast<void>(mThread.Stop(vexbase::kInfinite));
 }
 
@@ -96,9 +103,9 @@ Leaving::Duty Leaving::TakeDuty()
     return std::exchange(mDuty, nullptr);
 }
 
-// The event loop ends before the duty, and then waits for it: when a whole system shuts
-// down, avahi-daemon often ends at the same moment, and its loss would end the process
-// before the goodbyes are sent.
+// The event loop waits for the duty from its beginning on: when a whole system shuts down,
+// avahi-daemon often ends at the same moment, and its loss would end the process before
+// the goodbyes are sent.
 void Leaving::Run()
 {
     while (sem_wait(&gSignal) != 0) {
@@ -106,7 +113,7 @@ void Leaving::Run()
     }
     HandleEnding(SIG_DFL);
     EndAfterLongest();
-    QMetaObject::invokeMethod(QCoreApplication::instance(), "quit", Qt::QueuedConnection);
+    static_cast<void>(eventfd_write(mEvent, 1));
     if (const Duty duty = TakeDuty()) {
         duty();
     }

@@ -3,7 +3,7 @@
 #include "vexbase/vex_lock.h"
 #include "vexbase/vex_thread.h"
 
-#include <QObject>
+#include <QSocketNotifier>
 #include <functional>
 
 namespace beacond {
@@ -47,7 +47,8 @@ private:
     void AwaitDuty();
     [[nodiscard]] Duty TakeDuty();
 
-    QMetaObject::Connection mWait; // of the end of the event loop for the duty
+    const int mEvent; // an eventfd; writing to it makes the event loop wait and end
+    QSocketNotifier mNotifier;
     VEXThread mThread;
 
     VEXLock mLock;
