@@ -115,6 +115,12 @@ def test_every_test_named_in_a_document_exists(document):
             if not (name.startswith("tests/") and (TOP / name).exists())} == set()
 
 
+def test_every_test_that_the_emulator_leaves_out_exists():
+    listed = (TOP / "tests/unit/emulation.cmake").read_text(encoding="utf-8")
+    named = set(re.findall(r"^ +([A-Z]\w+\.[A-Z]\w+)", listed, re.M))
+    assert named and named - unit_tests() == set()
+
+
 def example_device(name, address, product):
     return SimpleNamespace(name=name, address=address, product=expected.PRODUCTS[product])
 

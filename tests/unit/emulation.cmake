@@ -2,7 +2,7 @@
 # one runs them all.
 set(not_emulated
     # The emulator refuses filters of system calls.
-    Leaving.WithoutAThreadLeavesSignalsAsTheyAre
+    Leaving.KeepsTheDefaultActionsIfItsThreadCannotBeCreated
     Detach.ClosesOneByOneWithoutCloseRange
     Detach.EndsWith1WhenItCannotMakeAProcess
     Detach.EndsWith1WhenItCannotMakeASession
@@ -15,6 +15,10 @@ set(not_emulated
     Detach.ClosesAllDescriptorsAndOpensTheStandardOnesOnDevNull
     # It cannot choose the interface of multicast, and routes go with the address.
     Multicast.GoodbyeIsSentAfterTheAddressHasChanged
+    MonitorPackets.*
+    MonitorPacketsEverywhere.*
+    MonitorGroup.ReceivesMulticastAndLeavesUnicastToADaemonThatWasStartedBefore
+    MonitorSource.ReportsThatItsInterfaceGoesDown
     # Its own threads count towards the limit.
     Failing.EngineClosesWhenTheSSDPThreadCannotStart
     Failing.EngineOpensWhenTheDiagnosticThreadCannotStart)
