@@ -1,7 +1,7 @@
 // Multicast DNS responses, as beaconctl reads them: every name is a label (RFC 1035, 2.3.4)
 // that the response contains, and no name comes twice.
 
-#include "beaconctl/status_dnssd.h"
+#include "beaconctl/status_finders.h"
 #include "check.h"
 
 #include <set>

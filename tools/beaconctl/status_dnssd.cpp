@@ -1,4 +1,4 @@
-#include "beaconctl/status_dnssd.h"
+#include "beaconctl/status_finders.h"
 
 #include "beaconctl/sources.h"
 

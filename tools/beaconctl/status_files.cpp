@@ -1,4 +1,4 @@
-#include "beaconctl/status_files.h"
+#include "beaconctl/status_finders.h"
 
 #include "beaconctl/sources.h"
 #include "formats/ssdp_protocol.h"

@@ -1,11 +1,8 @@
 #include "beaconctl/status_observer.h"
 
 #include "beaconctl/sources.h"
-#include "beaconctl/status_dnssd.h"
-#include "beaconctl/status_files.h"
+#include "beaconctl/status_finders.h"
 #include "beaconctl/status_processes.h"
-#include "beaconctl/status_service.h"
-#include "beaconctl/status_sockets.h"
 #include "formats/ssdp_protocol.h"
 
 #include <algorithm>

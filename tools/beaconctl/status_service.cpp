@@ -1,4 +1,4 @@
-#include "beaconctl/status_service.h"
+#include "beaconctl/status_finders.h"
 
 #include "wsconfig/http_response_reader.h"
 #include "wsconfig/oai_models.h"

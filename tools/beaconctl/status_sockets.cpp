@@ -1,4 +1,4 @@
-#include "beaconctl/status_sockets.h"
+#include "beaconctl/status_finders.h"
 
 #include "vexbase/vex_file_descriptor.h"
 #include "vexbase/vex_udp_socket.h"

@@ -1,8 +1,5 @@
-#include "beaconctl/status_dnssd.h"
-#include "beaconctl/status_files.h"
+#include "beaconctl/status_finders.h"
 #include "beaconctl/status_processes.h"
-#include "beaconctl/status_service.h"
-#include "beaconctl/status_sockets.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "beaconctl/status_observations.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// What `beaconctl status` finds out about this device, beside its processes. One thread.
+// The Read… and Compose… functions are pure; what they read may hold any bytes. What cannot
+// be seen is not set.
+namespace beaconctl {
+
+// status_service.cpp: what the configuration service says.
+
+// Reads the service's answers into the observations, like the daemon reads them: a member
+// that is missing or has another type is not set. False, with the members unchanged, if the
+// answer is not JSON of the right kind.
+[[nodiscard]] bool ReadSystem(const std::string &json, Configuration &configuration);
+[[nodiscard]] bool ReadDevices(const std::string &json, Configuration &configuration);
+
+// Asks the service at 127.0.0.1:8080 and waits at most so long for all answers.
+[[nodiscard]] Configuration AskConfiguration(std::chrono::milliseconds timeout);
+
+// status_sockets.cpp: the network interface and the UDP sockets.
+
+// The sockets in the text of /proc/net/udp that are bound to a port and to no multicast
+// group. Lines that the kernel does not write are skipped.
+[[nodiscard]] std::vector<UdpSocket> ReadUdpTable(std::string_view table, std::uint16_t port);
+
+// The receive buffer of a UDP socket in bytes, with the kernel's overhead; nothing if the
+// kernel does not report it (it may be built without INET_UDP_DIAG).
+[[nodiscard]] std::optional<std::uint32_t> ReceiveBufferOf(const UdpSocket &socket);
+
+[[nodiscard]] Interface FindInterface(const std::string &name);
+
+// status_dnssd.cpp: avahi-daemon, asked as any machine on the network asks it, by multicast
+// DNS. Unlike the D-Bus interface this needs no right and no library, and never waits
+// longer than wanted.
+
+// The query for the services of the type _http._tcp (RFC 6762, 5.1).
+[[nodiscard]] std::string ComposeServiceQuery();
+
+// The names of the services in a response whose TXT strings are those of beacond; none if
+// the datagram is no such response.
+[[nodiscard]] std::vector<std::string> ReadServiceNames(std::string_view response);
+
+// Asks for the services of this device's address, and waits for them at most so long.
+[[nodiscard]] std::vector<std::string> AskServices(const std::string &address,
+                                                   std::chrono::milliseconds timeout);
+
+// status_files.cpp: the files that the daemon writes, and the installed packages.
+
+// The folder of the description documents, and the one of the browse list.
+[[nodiscard]] Folder FindDocuments();
+[[nodiscard]] Folder FindLists();
+
+// Reads the browse list. isCurrent is set if a whole listing of the known services is given.
+[[nodiscard]] BrowseList FindBrowseList(const std::optional<Listing> &known);
+
+// The installed packages in lines of dpkg-query with their status, name and version.
+[[nodiscard]] std::vector<Package> ReadPackages(std::string_view answer);
+
+// The installed packages of this system, and avahi-daemon; none without dpkg.
+[[nodiscard]] std::vector<Package> FindPackages();
+
+} // namespace beaconctl
