@@ -1,6 +1,7 @@
 #include "beaconctl/status_finders.h"
 #include "beaconctl/status_processes.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -73,10 +74,12 @@ TEST(FindProcesses, FindsThisProcessAndNoOtherName)
 {
     const std::string name = ReadText("/proc/self/comm").value_or("\n");
     const auto found = FindProcesses(name.substr(0, name.size() - 1));
-    ASSERT_EQ(found.size(), 1U);
-    EXPECT_EQ(found[0].pid, getpid());
-    EXPECT_EQ(found[0].rights.user, geteuid());
-    EXPECT_NEAR(static_cast<double>(found[0].since), static_cast<double>(std::time(nullptr)), 60);
+    // This program may run several times, with different compilers' options.
+    const auto own = std::find_if(found.begin(), found.end(),
+                                  [](const auto &each) { return each.pid == getpid(); });
+    ASSERT_NE(own, found.end());
+    EXPECT_EQ(own->rights.user, geteuid());
+    EXPECT_NEAR(static_cast<double>(own->since), static_cast<double>(std::time(nullptr)), 60);
     EXPECT_THAT(FindProcesses("no such program"), IsEmpty());
 }
 
