@@ -165,7 +165,8 @@ def bound_ports(machine, process):
 def test_the_limit_of_the_receive_buffer_in_another_file_wins(booted):
     other = booted.path("/etc/sysctl.d/10-other.conf")
     other.write_text("net.core.rmem_max = 16777216\n")
-    read = booted.run("/usr/lib/systemd/systemd-sysctl", "--cat-config").stdout
+    # The status is 1: Debian's link to /etc/sysctl.conf leads to no file on this machine.
+    read = booted.run("/usr/lib/systemd/systemd-sysctl", "--cat-config", check=False).stdout
     other.unlink()
     assert re.findall(r"^net\.core\.rmem_max = (\d+)$", read, re.M) == ["4608000", "16777216"]
 
