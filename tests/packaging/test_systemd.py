@@ -239,6 +239,8 @@ def test_stopping_and_crashing_leave_no_browse_list(booted):
 def test_an_upgrade_keeps_settings_and_state_and_restarts(booted, installing, version, wire):
     settings = "# kept\n"
     booted.path("/etc/default/beacond").write_text(settings)
+    wait_until(lambda: booted.read(BROWSE_LIST) == expected.browse_json(booted), LIMIT,
+               "the browse list", lambda: booted.read(BROWSE_LIST))
     booted.configure(hostName="studio-b")
     state = booted.read("/var/lib/beacon-configd/system.json")
     old = [booted.property(unit, "MainPID") for unit in UNITS]
