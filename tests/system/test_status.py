@@ -311,6 +311,7 @@ def test_a_file_of_another_user_is_named(idle, check, folder):
 def test_a_device_that_is_not_announced_is_named(idle):
     make_missing(idle, "/var/www/html")
     started(idle)
+    idle.beacond.wait_output(": Unable to generate a description file for ")
     idle.run("mkdir", "/var/www/html")
     assert faults(idle) == {"announcement": "the device is not announced by SSDP"}
 
