@@ -8,7 +8,7 @@ set(not_emulated
     Detach.EndsWith1WhenItCannotMakeASession
     UDPSocketPollBatch.CostsOneSystemCallForAll
     UDPSocketPoll.CostsOneSystemCallForEachDatagram
-    Stuck.EngineOpensAgainWhileAThreadOutlivesClose
+    Closing.LetsTheEngineOpenAgainWhileAThreadIsBlocked
     Waiting.TimesOutWhenTheSignalledChangeWasTakenEarlier
     # It refuses to adopt processes: the status of one that detached is not to be had.
     Detach.EndsTheCallerWith0AndContinuesInANewSession

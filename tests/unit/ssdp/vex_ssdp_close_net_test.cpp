@@ -1,6 +1,7 @@
 #include "engine_fixture.h"
 #include "support/blocked_thread.h"
 #include "support/capture.h"
+#include "support/stuck_folder.h"
 
 #include <atomic>
 #include <chrono>
@@ -141,4 +142,28 @@ TEST_F(Closing, SendsNothingAfterTheGoodbye)
     enough = true;
     searcher.join();
     EXPECT_GT(announced, 0);
+}
+
+// Close stops waiting for the SSDP thread after 4250 ms. An engine that is opened after
+// that starts to work as soon as the blocked thread continues.
+TEST_F(Closing, LetsTheEngineOpenAgainWhileAThreadIsBlocked)
+{
+    test::StuckFolder documents("/var/www/html/");
+    documents.Run([this] { ASSERT_EQ(mEngine.Open(kNet0), 1U); });
+    EXPECT_EQ(mPeer.Receive(), Search("upnp:rootdevice"));
+    ToEngine("GET /any.xml HTTP/1.1\r\n\r\n");
+    documents.AwaitSomebody();
+    mEngine.Close();
+    EXPECT_FALSE(mEngine.IsOpen());
+    Add();
+    EXPECT_EQ(mEngine.Open(kNet0), 1U);
+    EXPECT_TRUE(mEngine.IsOpen());
+    EXPECT_EQ(Ask("gh"), "HostList"); // the other thread answers at once
+    EXPECT_THAT(ReceivedSoFar(), testing::IsEmpty());
+    documents.Answer();
+    EXPECT_EQ(mPeer.Receive(), Alive(kCorvia, kCorviaFile));
+    EXPECT_EQ(mPeer.Receive(), Search("upnp:rootdevice"));
+    Settle();
+    mEngine.Close();
+    EXPECT_EQ(mPeer.ReceiveContaining("byebye"), Goodbye(kCorvia, kCorviaFile));
 }
