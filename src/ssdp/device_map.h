@@ -60,6 +60,17 @@ public:
     void Erase(Record record);
     void Clear();
 
+    // Calls VISIT(record) for every record, in no order. VISIT must not change the index.
+    template <typename Visit>
+    void ForEach(const Visit &visit) const
+    {
+        for (const Slot &slot : mSlots) {
+            if (slot.hash != kEmpty) {
+                visit(slot.record);
+            }
+        }
+    }
+
 private:
     [[nodiscard]] std::uint32_t Hash(std::string_view usn) const;
     // The slot at which the search for a hash begins.
@@ -91,6 +102,14 @@ public:
     IndexedDeviceMap &operator=(const IndexedDeviceMap &) = delete;
 
     [[nodiscard]] const formats::SSDPDeviceMap &Map() const { return mMap; }
+
+    // Calls VISIT(device) for every record, in no order. Faster than from begin() to end(): the
+    // processor does not wait for a record before it fetches the next one.
+    template <typename Visit>
+    void ForEach(const Visit &visit)
+    {
+        mIndex.ForEach([&visit](iterator entry) { visit(entry->second); });
+    }
 
     [[nodiscard]] iterator begin() { return mMap.begin(); }
     [[nodiscard]] iterator end() { return mMap.end(); }

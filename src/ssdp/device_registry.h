@@ -102,6 +102,7 @@ private:
     void AddForeign(SSDPDeviceType &service);
     void UpdateKnown(const SSDPDeviceType &service, SSDPDeviceType &node);
     void Publish(SSDPDeviceType &service);
+    [[nodiscard]] bool IsForgotten(const SSDPDeviceType &node, std::int32_t elapsedMs) const;
     void AgeNodes(std::int32_t elapsedMs);
     void AgeHosts(std::int32_t elapsedMs);
     void AnnounceOwn(SSDPDeviceType &service);

@@ -4,6 +4,7 @@
 #include "ssdp/device_registry.h"
 #include "ssdp/ssdp_tunables.h"
 
+#include <iterator>
 #include <utility>
 
 // The registry pass, which the receive loop runs at every tick.
@@ -153,21 +154,27 @@ void DeviceRegistry::Publish(SSDPDeviceType &service)
     AnnounceService(service);
 }
 
-// Forgets the devices that ran out. Two kinds stay: a device that waits to be taken over
-// (its repeatCount is not 0), and an announced service, which AgeHosts handles.
+// Whether a known device is forgotten in this pass. Two kinds stay: a device that waits to be
+// taken over (its repeatCount is not 0), and an announced service, which AgeHosts handles.
+bool DeviceRegistry::IsForgotten(const SSDPDeviceType &node, std::int32_t elapsedMs) const
+{
+    return HasRunOut(node, elapsedMs) && node.repeatCount == 0 &&
+           mHostList.find(node.usn) == mHostList.end();
+}
+
+// Forgets the devices that ran out, in key order. Most passes forget none, so lowering the
+// countdowns is kept apart: it needs no order, and is faster without.
 void DeviceRegistry::AgeNodes(std::int32_t elapsedMs)
 {
-    for (auto node = mNodeList.begin(); node != mNodeList.end();) {
-        SSDPDeviceType &device = node->second;
-        device.timerCountdown = LoweredCountdownMs(device.timerCountdown, elapsedMs);
-        if (HasRunOut(device, elapsedMs) && device.repeatCount == 0 &&
-            mHostList.find(node->first) == mHostList.end()) {
-            node = EraseNode(node);
-            mChanged = true;
-        } else {
-            ++node;
-        }
+    bool forgets = false;
+    mNodeList.ForEach([this, elapsedMs, &forgets](SSDPDeviceType &node) {
+        node.timerCountdown = LoweredCountdownMs(node.timerCountdown, elapsedMs);
+        forgets = forgets || IsForgotten(node, elapsedMs);
+    });
+    for (auto node = mNodeList.begin(); forgets && node != mNodeList.end();) {
+        node = IsForgotten(node->second, elapsedMs) ? EraseNode(node) : std::next(node);
     }
+    mChanged = mChanged || forgets;
 }
 
 // Announces the services that ran out. It uses HostList alone: only a hand-back can
