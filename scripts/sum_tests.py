@@ -8,7 +8,8 @@ Each folder has the name of a stage and holds
   NAME/*.xml  where the cases of NAME.xml are test programs: the report of each
   ended       the exit status of the stage and the seconds it took
 
-Prints a line for each stage and then, alone on the last line, "N passed, N failed".
+Prints a line for each stage, with the names of its failures below it. The last line is
+"N passed, N failed".
 The exit status is 1 if anything failed.
 """
 
@@ -21,12 +22,12 @@ from xml.etree import ElementTree
 
 class Counts(NamedTuple):
     passed: int
-    failed: int
+    failures: list  # their names
 
 
 def total(counts):
     counts = list(counts)
-    return Counts(sum(each.passed for each in counts), sum(each.failed for each in counts))
+    return Counts(sum(each.passed for each in counts), sum((each.failures for each in counts), []))
 
 
 def read_cases(report):
@@ -45,7 +46,7 @@ def has(case, *tags):
 
 
 def name(case):
-    return case.get("classname"), case.get("name")
+    return ".".join(filter(None, [case.get("classname"), case.get("name")]))
 
 
 def is_passed(case):
@@ -56,23 +57,25 @@ def is_passed(case):
 def count_cases(cases):
     failed = [name(case) for case in cases if has(case, "failure")]
     # pytest reports an error while cleaning up after a failed test as a second case.
-    errors = [case for case in cases if has(case, "error") and not has(case, "failure")
+    errors = [name(case) for case in cases if has(case, "error") and not has(case, "failure")
               and name(case) not in failed]
-    return Counts(sum(map(is_passed, cases)), len(failed) + len(errors))
+    return Counts(sum(map(is_passed, cases)), failed + errors)
 
 
 def count_program(case, report):
     """A program that failed counts as a failure even if no test in its report failed: it
     crashed, timed out, or was ended by a sanitizer."""
     counts = count_report(report)
-    return counts if is_passed(case) else Counts(counts.passed, max(counts.failed, 1))
+    if is_passed(case) or counts.failures:
+        return counts
+    return Counts(counts.passed, [f"{name(case)}: failed outside its tests"])
 
 
 def count_report(report):
     cases = read_cases(report)
     programs = report.with_suffix("")
     if not cases:
-        return Counts(0, 1)
+        return Counts(0, [f"{report.name}: no test in this report"])
     if programs.is_dir():
         return total(count_program(case, programs / f"{case.get('name')}.xml") for case in cases)
     return count_cases(cases)
@@ -91,25 +94,27 @@ def count_stage(folder):
     """A stage that failed, or in which no test passed, has at least one failure."""
     counts = total(map(count_report, sorted(folder.glob("*.xml"))))
     status, _ = read_end(folder)
-    if status != 0 or counts.passed == 0:
-        return Counts(counts.passed, max(counts.failed, 1))
-    return counts
+    if counts.failures or (status == 0 and counts.passed > 0):
+        return counts
+    return Counts(counts.passed, [f"the stage ended with status {status}" if status != 0 else
+                                  "no test of the stage passed"])
 
 
-def stage_line(folder, counts):
+def stage_lines(folder, counts):
     _, seconds = read_end(folder)
-    result = "FAILED" if counts.failed else "passed"
-    return (f"{folder.name:8} {result:8} {seconds:5} s  {counts.passed:5} passed  "
-            f"{counts.failed} failed")
+    result = "FAILED" if counts.failures else "passed"
+    return [f"{folder.name:8} {result:8} {seconds:5} s  {counts.passed:5} passed  "
+            f"{len(counts.failures)} failed",
+            *(f"    failed: {failure}" for failure in counts.failures)]
 
 
 def main(folders):
     counts = {folder: count_stage(folder) for folder in folders}
     for folder in folders:
-        print(stage_line(folder, counts[folder]))
-    passed, failed = total(counts[folder] for folder in folders)
-    print(f"\n{passed} passed, {failed} failed")
-    return 1 if failed else 0
+        print(*stage_lines(folder, counts[folder]), sep="\n")
+    passed, failures = total(counts.values())
+    print(f"\n{passed} passed, {len(failures)} failed")
+    return 1 if failures else 0
 
 
 if __name__ == "__main__":

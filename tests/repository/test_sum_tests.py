@@ -39,11 +39,12 @@ def run_sum(*folders):
 def counted(stage):
     """The numbers of passed and failed tests, after a check that the whole output agrees."""
     status, output = run_sum(stage)
-    line, empty, total = output.splitlines()
+    line, *failures, empty, total = output.splitlines()
     passed, failed = int(total.split()[0]), int(total.split()[2])
     result = "FAILED" if failed else "passed"
     assert (line, empty) == (f"unit     {result}      12 s  {passed:5} passed  {failed} failed", "")
     assert total == f"{passed} passed, {failed} failed"
+    assert len(failures) == failed
     assert status == (1 if failed else 0)
     return passed, failed
 
@@ -109,6 +110,7 @@ def test_a_stage_that_did_not_reach_its_end_is_a_failure(stage):
     report(stage, "pytest.xml", suite(PASSED))
     (stage / "ended").unlink()
     assert run_sum(stage) == (1, "unit     FAILED       0 s      1 passed  1 failed\n"
+                                 "    failed: the stage ended with status 1\n"
                                  "\n1 passed, 1 failed\n")
 
 
@@ -186,4 +188,21 @@ def test_a_line_for_each_stage_comes_before_the_total(tmp_path):
     assert run_sum(tmp_path / "unit", tmp_path / "package") == (
         1, "unit     passed      45 s   1037 passed  0 failed\n"
            "package  FAILED    1200 s      0 passed  1 failed\n"
+           "    failed: Suite.Bad\n"
            "\n1037 passed, 1 failed\n")
+
+
+@pytest.mark.parametrize("files, failure", [
+    ({"pytest.xml": suite(PASSED, FAILED)}, "Suite.Bad"),
+    ({"pytest.xml": suite(PASSED, '<testcase name="alone"><error/></testcase>')}, "alone"),
+    ({"build.xml": suite(PASSED), "pytest.xml": suite()}, "pytest.xml: no test in this report"),
+    ({"programs.xml": suite(ENDED_WELL), "programs/usn_test.xml": suite()},
+     "usn_test.xml: no test in this report"),
+    ({"programs.xml": suite(ENDED_BADLY), "programs/usn_test.xml": suite(PASSED)},
+     "usn_test: failed outside its tests"),
+    ({"pytest.xml": suite(PASSED), "ended": "3 12"}, "the stage ended with status 3"),
+    ({}, "no test of the stage passed")])
+def test_each_failure_is_named(stage, files, failure):
+    for name, text in files.items():
+        report(stage, name, text)
+    assert run_sum(stage)[1].splitlines()[1:-2] == [f"    failed: {failure}"]
