@@ -10,8 +10,8 @@ namespace {
 std::atomic<std::size_t> gAllocations{0};
 std::atomic<std::size_t> gLiveBytes{0};
 
-// What an allocation takes of the heap: with the word before it.
-std::size_t Taken(void *memory)
+// The bytes of the heap that an allocation uses, with the allocator's word before it.
+std::size_t HeapBytes(void *memory)
 {
     return memory == nullptr ? 0 : malloc_usable_size(memory) + sizeof(std::size_t);
 }
@@ -32,7 +32,7 @@ void *operator new(std::size_t size)
 {
     gAllocations.fetch_add(1, std::memory_order_relaxed);
     if (void *memory = std::malloc(size)) {
-        gLiveBytes.fetch_add(Taken(memory), std::memory_order_relaxed);
+        gLiveBytes.fetch_add(HeapBytes(memory), std::memory_order_relaxed);
         return memory;
     }
     throw std::bad_alloc();
@@ -40,7 +40,7 @@ void *operator new(std::size_t size)
 
 void operator delete(void *memory) noexcept
 {
-    gLiveBytes.fetch_sub(Taken(memory), std::memory_order_relaxed);
+    gLiveBytes.fetch_sub(HeapBytes(memory), std::memory_order_relaxed);
     std::free(memory);
 }
 

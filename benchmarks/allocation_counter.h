@@ -4,11 +4,11 @@
 
 namespace bench {
 
-// How often operator new has been called in this program.
+// The number of calls of operator new in this program so far.
 [[nodiscard]] std::size_t Allocations();
 
-// Bytes that operator new has given out and that are not given back, with what
-// the allocator adds to each.
+// The bytes that operator new has allocated and that are not freed yet, with the allocator's
+// overhead.
 [[nodiscard]] std::size_t LiveBytes();
 
 } // namespace bench

@@ -11,11 +11,11 @@
 #include <malloc.h>
 #include <string>
 
-// What hearing and listing cost, without the network.
+// The cost of receiving and listing, without a network.
 
 namespace {
 
-// Reports the allocations of each iteration beside its time.
+// Reports the number of allocations of an iteration, in addition to its time.
 class AllocationCounter
 {
 public:
@@ -36,7 +36,7 @@ private:
     std::size_t mStart;
 };
 
-// The registry, with all that it needs, and no network.
+// The registry and the objects that it needs, without a network.
 struct Core
 {
     test::FakeEnvironment environment;
@@ -46,7 +46,7 @@ struct Core
     ssdp::DeviceRegistry registry{environment, link, timing, documents};
 };
 
-// A peer as its description document makes it known.
+// The record of a peer, as read from its description document.
 SSDPDeviceType Peer(int number)
 {
     SSDPDeviceType peer;
@@ -68,8 +68,8 @@ formats::NTSHeader AliveOf(const std::string &usn)
     return {"upnp:rootdevice", usn, "http://192.0.2.1:80/x.xml", {}};
 }
 
-// Peers that have announced themselves since their description came, as all have after
-// some seconds.
+// Enters peers and their announcements. Real peers, too, announce themselves within some
+// seconds after their description.
 void Fill(ssdp::DeviceRegistry &registry, int count)
 {
     for (int number = 0; number < count; ++number) {
@@ -132,7 +132,7 @@ std::size_t TextBytes(const SSDPDeviceType &device)
     return sum;
 }
 
-// What a known peer occupies, beside the bytes of its texts.
+// The memory for one known peer, and the bytes of its texts for comparison.
 void MemoryOfPeers(benchmark::State &state)
 {
     const auto count = static_cast<int>(state.range(0));
@@ -180,8 +180,8 @@ void ExpiryOfAll(benchmark::State &state)
 }
 BENCHMARK(ExpiryOfAll)->Arg(1000)->Arg(4000)->Unit(benchmark::kMicrosecond);
 
-// Freed memory stays with the program. Otherwise it goes back to the kernel only if it
-// happens to lie at the end of the heap, and this chance doubles the time of a copy.
+// Keeps freed memory in the program. Otherwise it is returned to the kernel if it happens to be
+// at the end of the heap, and then a copy takes twice as long.
 void KeepFreedMemory()
 {
     mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());

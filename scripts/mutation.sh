@@ -7,8 +7,8 @@
 #   scripts/mutation.sh --core src/formats   only the core's tests decide: seconds for a fault
 #   scripts/mutation.sh --help               all options
 #
-# Fails if less than 95 % are found, or if tests/mutation/unseen.txt gives no reason for one
-# that is not.
+# Fails if less than 95 % are found, or if a fault that is not found has no reason in
+# tests/mutation/unseen.txt.
 set -euo pipefail
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 

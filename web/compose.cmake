@@ -1,8 +1,8 @@
 # Composes the files that are installed from those in web/: cmake -DOUTPUT=FOLDER -P compose.cmake
 #
-# index.html stands beside the browse list. Everything that it loads is in one folder, whose name
-# contains a checksum of its files: a browser that has cached files of another version cannot mix
-# them with these, whatever the web server says about caching.
+# index.html is in the folder of the browse list. All files that it loads are in one subfolder,
+# whose name contains a checksum of these files. A browser therefore cannot mix them with cached
+# files of another version, whatever the web server allows to be cached.
 set(source ${CMAKE_CURRENT_LIST_DIR}/discovery)
 file(GLOB files RELATIVE ${source} ${source}/*)
 list(REMOVE_ITEM files index.html)
@@ -21,7 +21,7 @@ foreach(file ${files})
 endforeach()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/start/index.html ${OUTPUT}/start.html COPYONLY)
 
-# Copied first, so that a change of it runs this again.
+# configure_file() makes CMake run again when the file changes.
 configure_file(${source}/index.html ${OUTPUT}/index.html COPYONLY)
 file(READ ${OUTPUT}/index.html index)
 foreach(file ${files})

@@ -1,6 +1,6 @@
-"""Measures the daemon beside yardsticks, on a virtual network.
+"""Measures the daemon and compares it with other programs, on a virtual network.
 
-Every figure is a ratio of two numbers taken in the same run, with the same
-traffic, by the same means: processor time from the kernel's scheduler
-statistics, summed over a program's threads.
+A comparison is the ratio of two figures that were measured in the same run, with the same
+traffic and by the same means. Processor time comes from the kernel's scheduler statistics,
+summed over a program's threads.
 """

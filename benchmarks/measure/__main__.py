@@ -1,4 +1,4 @@
-"""Runs every measurement and prints one table: what the command ./bench starts."""
+"""Runs all measurements and prints one table. The command ./bench starts this program."""
 
 import json
 import subprocess
@@ -8,11 +8,11 @@ import time
 
 from lab import Lab, wait_until
 
-from . import answering, footprint, hearing, idle
+from . import answering, footprint, idle, receiving
 from .subject import Subject
 from .table import Table
 
-SIZES = [0, 1, 100, 1000, 4000]     # of known peers; 0: foreign devices
+SIZES = [0, 1, 100, 1000, 4000]     # numbers of known peers; 0: a device of another maker
 RATES = [1000, 20000]
 
 
@@ -21,7 +21,7 @@ def of(peers):
 
 
 class Bench:
-    """The virtual network with every program that is measured."""
+    """The virtual network with all programs that are measured."""
 
     def __init__(self, lab, programs):
         self.lab = lab
@@ -29,7 +29,7 @@ class Bench:
         self.table = Table()
         self.sender = lab.add_peer("sender")
         self.searcher = lab.add_peer("searcher")
-        self.traffic = hearing.Traffic(self.sender, programs)
+        self.traffic = receiving.Traffic(self.sender, programs)
         self.device = lab.add_device("studio-a", product="corvia12")
         self.wire = lab.add_peer("witness").capture()
         self.beacond = self._start_daemon()
@@ -54,16 +54,16 @@ class Bench:
         node.run("minissdpd", "-i", "net0", "-p", "/run/minissdpd.pid")
         return Subject("minissdpd", node, node.wait_for_process("minissdpd"))
 
-    def hear(self):
+    def measure_receiving(self):
         subjects = [self.bare, self.beacond, self.minissdpd, self.gssdp]
         own = {}
         for peers in SIZES:
             if peers:
                 self._make_known(peers)
-            own[peers] = self._hear_backlog(subjects, peers)
+            own[peers] = self._receive_backlog(subjects, peers)
             idle.settle(self.beacond)
-            self._hear_paced(subjects[:-1], peers)
-        self.table.add("hearing known peers, beacond: 4000 of them / 1", own[4000] / own[1],
+            self._receive_paced(subjects[:-1], peers)
+        self.table.add("receiving from known peers, beacond: from 4000 / from 1", own[4000] / own[1],
                        "at most 1.5", 1.5)
 
     def _make_known(self, peers):
@@ -71,10 +71,10 @@ class Bench:
         path = self.device.path("/var/www/discovery/browse.json")
         wait_until(lambda: len(json.loads(path.read_text())) >= peers, 60, f"{peers} listed peers")
 
-    def _hear_backlog(self, subjects, peers):
-        costs = hearing.medians(subjects, lambda subject:
-                                hearing.backlog_cost(subject, self.traffic, peers))
-        what = f"hearing {of(peers)}"
+    def _receive_backlog(self, subjects, peers):
+        costs = receiving.medians(subjects, lambda subject:
+                                receiving.backlog_cost(subject, self.traffic, peers))
+        what = f"receiving from {of(peers)}"
         own = costs["beacond"]
         self.table.add(f"{what}: bare receiver, µs", costs["bare"] / 1000)
         self.table.add(f"{what}: beacond / bare receiver", own / costs["bare"],
@@ -87,29 +87,29 @@ class Bench:
                        "at most 0.1", 0.1)
         return own
 
-    def _hear_paced(self, subjects, peers):
+    def _receive_paced(self, subjects, peers):
         for rate in RATES:
-            costs = hearing.medians(subjects, lambda subject, rate=rate:
-                                    hearing.paced_cost(subject, self.traffic, rate, peers))
-            what = f"hearing {of(peers)}, {rate}/s"
+            costs = receiving.medians(subjects, lambda subject, rate=rate:
+                                    receiving.paced_cost(subject, self.traffic, rate, peers))
+            what = f"receiving from {of(peers)}, {rate}/s"
             self.table.add(f"{what}: beacond / bare receiver", costs["beacond"] / costs["bare"],
                            "at most 1.5", 1.5)
             self.table.add(f"{what}: beacond / minissdpd", costs["beacond"] / costs["minissdpd"],
                            "at most 1.0", 1.0)
 
-    def lose(self):
-        what = f"burst of {hearing.BURST}"
-        self.table.add(f"{what}: receive buffer that beacond was granted / asked for",
+    def measure_losses(self):
+        what = f"burst of {receiving.BURST}"
+        self.table.add(f"{what}: receive buffer granted to beacond / requested",
                        self.beacond.receive_buffer() / footprint.RECEIVE_BUFFER)
         self.table.add(f"{what} lost by beacond, share",
-                       hearing.burst_loss(self.beacond, self.traffic), "0", 0)
+                       receiving.burst_loss(self.beacond, self.traffic), "0", 0)
         self.table.add(f"{what} of 1,472 bytes lost by beacond while stopped, share",
-                       hearing.stopped_burst_loss(self.beacond, self.traffic), "0", 0)
+                       receiving.stopped_burst_loss(self.beacond, self.traffic), "0", 0)
         for other in [self.minissdpd, self.gssdp]:
             self.table.add(f"{what} lost by {other.label}, share",
-                           hearing.burst_loss(other, self.traffic))
+                           receiving.burst_loss(other, self.traffic))
 
-    def answer(self):
+    def measure_answers(self):
         answering.register_with_minissdpd(self.minissdpd.node.path("/run/minissdpd.sock"))
         figures = answering.medians(self.sender, self.programs,
                                     [self.echo, self.beacond, self.minissdpd])
@@ -124,14 +124,14 @@ class Bench:
         self.table.add("answering: processor time with a wake-up, beacond / minissdpd",
                        own.processor / other.processor)
         self.table.add("answering: searches without an answer", own.unanswered, "0", 0)
-        costs = hearing.medians([self.echo, self.beacond, self.minissdpd],
+        costs = receiving.medians([self.echo, self.beacond, self.minissdpd],
                                 lambda subject: answering.backlog_cost(self.sender, subject))
         for label, cost in costs.items():
-            self.table.add(f"answering a backlog: {label}, answers a second and core", 1e9 / cost)
-        self.table.add("answering a backlog: beacond / minissdpd, time an answer",
+            self.table.add(f"answering a backlog: {label}, answers per second and core", 1e9 / cost)
+        self.table.add("answering a backlog: beacond / minissdpd, time for an answer",
                        costs["beacond"] / costs["minissdpd"], "under 1", 1)
 
-    def answer_under_churn(self):
+    def measure_answers_under_churn(self):
         for peers, limit in [(1000, 1000), (4000, 5000)]:
             path = self.device.path("/var/www/discovery/browse.json")
             before = path.stat().st_ino, path.stat().st_mtime
@@ -146,20 +146,20 @@ class Bench:
             self.table.add(f"{what}: 99.9th percentile of answers, µs", own.percentile_999,
                            f"under {limit}", limit)
             self.table.add(f"{what}: longest answer of the bare echo, µs", echo.longest)
-            self.table.add(f"{what}: longest answer beyond that, µs", own.longest - echo.longest,
+            self.table.add(f"{what}: longest answer minus the bare echo's, µs", own.longest - echo.longest,
                            f"under {limit}", limit)
 
-    def rest(self, peers):
+    def measure_idle(self, peers):
         rest = idle.Rest(self.beacond, self.wire)
         for thread, floor in idle.FLOORS.items():
-            what = f"idle with {peers} peers: {thread} thread, wake-ups a second"
+            what = f"idle with {peers} peers: {thread} thread, wake-ups per second"
             if floor:
                 self.table.add(f"{what} / floor", rest.rates[thread] / floor, "at most 1.1", 1.1)
             else:
                 self.table.add(what, rest.rates[thread], "0", 0)
         self.table.add(f"idle with {peers} peers: bytes written", float(rest.written), "0", 0)
 
-    def weigh(self):
+    def measure_sizes(self):
         memory = footprint.memory(self.beacond.pid)
         self.table.add("memory with 100 peers: resident MiB", memory["Rss"] / 1024, "under 24", 24)
         for group, (shared, private) in sorted(footprint.by_owner(self.beacond.pid).items()):
@@ -175,8 +175,9 @@ class Bench:
                        self.start_up - footprint.START_PAUSE)
 
 
-def grow(table, programs):
-    """Rows from the micro-benchmarks: how the registry's work grows."""
+def add_growth(table, programs):
+    """Adds the rows of the micro-benchmarks: the registry's costs for different numbers of
+    peers."""
     output = subprocess.run([f"{programs}/beacond-bench", "--benchmark_format=json",
                              "--benchmark_repetitions=5",
                              "--benchmark_report_aggregates_only=true"],
@@ -194,7 +195,7 @@ def grow(table, programs):
                       f"under {limit}", limit)
     for name in ["PassWithoutChange", "CopyOfChange", "BrowseDocument"]:
         times = [runs[f"{name}/{size}"]["cpu_time"] / size for size in [10, 100, 1000, 4000]]
-        table.add(f"{name}: ns an entry of 10, 100, 1000, 4000",
+        table.add(f"{name}: ns for an entry of 10, 100, 1000, 4000",
                   ", ".join(f"{1000 * time:.0f}" for time in times))
         table.add(f"{name}: an entry of 4000 / of 100", times[3] / times[1], "at most 1.5", 1.5)
     memory = runs["MemoryOfPeers/4000/iterations:1"]
@@ -206,18 +207,18 @@ def main():
     programs = sys.argv[1]
     with Lab(programs) as lab:
         bench = Bench(lab, programs)
-        bench.rest(0)
+        bench.measure_idle(0)
         bench.traffic.describe(bench.device.address, 100)
-        bench.rest(100)
+        bench.measure_idle(100)
         bench.wire.stop()
-        bench.weigh()
-        bench.hear()
-        bench.lose()
-        bench.answer()
-        bench.answer_under_churn()
+        bench.measure_sizes()
+        bench.measure_receiving()
+        bench.measure_losses()
+        bench.measure_answers()
+        bench.measure_answers_under_churn()
         bench.table.add("memory after 4000 peers: resident MiB",
                         footprint.memory(bench.beacond.pid)["Rss"] / 1024)
-    grow(bench.table, programs)
+    add_growth(bench.table, programs)
     missed = bench.table.missed()
     if missed:
         print("", "Missed:", *missed, sep="\n  ")

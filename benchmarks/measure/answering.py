@@ -1,30 +1,30 @@
-"""What answering an M-SEARCH takes: in a closed loop, and many at once."""
+"""The cost of answering an M-SEARCH: one after another, and many at once."""
 
 import socket
 from statistics import median
 from typing import NamedTuple
 
-from . import hearing
+from . import receiving
 
 ROUNDS = 5
 SEARCHES = 20000
-SEARCHES_UNDER_CHURN = 500000   # some 30 s: half a dozen of ticks, each with a change
+SEARCHES_UNDER_CHURN = 500000   # about 30 s: six ticks, each with a change
 TARGET = "upnp:rootdevice"
 
 
 class Figures(NamedTuple):
-    """Of one run of searches; times in microseconds."""
+    """The figures of one run of searches; times in microseconds."""
     median: float
     percentile_99: float
     percentile_999: float
     longest: float
     unanswered: float
-    processor: float  # of the responder, an answer
+    processor: float  # processor time of the responder for each answer
 
 
 def register_with_minissdpd(path):
-    """Gives minissdpd a service to answer for, by the protocol of its socket: a
-    request number, then texts with their length before them."""
+    """Registers a service with minissdpd, which then answers searches for it. The protocol of
+    minissdpd's socket: a request number, then texts, each after its length."""
     texts = [TARGET, f"uuid:2fac1234-31f8-11b4-a222-08002b34c003::{TARGET}",
              "Linux/2.6, UPnP/1.0, SSDP/1.0", "http://192.0.2.250:80/description.xml"]
     request = b"\x04" + b"".join(bytes([len(text)]) + text.encode() for text in texts)
@@ -42,24 +42,23 @@ def search(peer, programs, subject, count=SEARCHES):
 
 
 def backlog_cost(peer, subject):
-    """Nanoseconds an answer when the searches wait in the queue: what a core that
-    does nothing else needs."""
+    """Nanoseconds for each answer to a backlog of searches."""
     search = (f'M-SEARCH * HTTP/1.1\r\nHOST:239.255.255.250:1900\r\nST:{TARGET}\r\n'
               'MAN:"ssdp:discover"\r\nMX:3\r\n\r\n').encode()
     with peer.udp_socket() as sock:
         def send(_):
-            for _ in range(hearing.BACKLOG):
+            for _ in range(receiving.BACKLOG):
                 sock.sendto(search, (subject.node.address, 1900))
-        cost = hearing.cost_of_backlogs(subject, send)
+        cost = receiving.cost_of_backlogs(subject, send)
         sock.setblocking(False)
-        for _ in range(hearing.BACKLOG * hearing.BACKLOGS_PER_ROUND):
-            sock.recv(2048)     # fails unless each was answered
+        for _ in range(receiving.BACKLOG * receiving.BACKLOGS_PER_ROUND):
+            sock.recv(2048)     # fails if one was not answered
     return cost
 
 
 def under_churn(peer, programs, subject, traffic, peers):
-    """Figures of answers, and their histogram, while another machine describes so
-    many peers anew, over and over: each tick of the daemon copies its registry."""
+    """The figures of answers, and their histogram, while another machine describes `peers`
+    peers again and again: then each tick of the daemon copies its registry."""
     churn = traffic.start_describing(subject.node.address, peers)
     output = peer.run(f"{programs}/bench-searcher", subject.node.address,
                       str(SEARCHES_UNDER_CHURN), timeout=600).stdout
@@ -69,8 +68,8 @@ def under_churn(peer, programs, subject, traffic, peers):
 
 
 def medians(peer, programs, subjects):
-    """For each label the medians of the figures, but the most of those unanswered;
-    the subjects take turns."""
+    """The medians of the figures of each subject, by label; of `unanswered`, the maximum. The
+    subjects take turns."""
     results = {subject.label: [] for subject in subjects}
     for _ in range(ROUNDS):
         for subject in subjects:

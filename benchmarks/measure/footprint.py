@@ -1,12 +1,12 @@
-"""What the daemon occupies: memory by kind, files, start-up time."""
+"""The daemon's memory by kind, and the sizes of its files."""
 
 import subprocess
 from pathlib import Path
 
-START_PAUSE = 0.5   # between publishing and announcing, seconds
-RECEIVE_BUFFER = 2000 * 2304    # what the daemon asks for, see ssdp_tunables.h
+START_PAUSE = 0.5   # the specified pause before the first announcement, in seconds
+RECEIVE_BUFFER = 2000 * 2304    # bytes that the daemon requests, see ssdp_tunables.h
 
-OWNERS = {"beacond": "own code and data", "libQt5": "Qt", "libicu": "Qt", "libpcre2": "Qt",
+OWNERS = {"beacond": "beacond's code and data", "libQt5": "Qt", "libicu": "Qt", "libpcre2": "Qt",
           "libglib": "Qt", "libdouble": "Qt", "libzstd": "Qt", "libz.": "Qt",
           "libavahi": "Avahi", "libdbus": "Avahi", "libsystemd": "Avahi", "[heap]": "heap",
           "[stack]": "stacks"}
@@ -21,7 +21,7 @@ def owner(path):
 
 
 def memory(pid):
-    """Kilobytes by kind, from the kernel's own sum over the mappings."""
+    """Kilobytes by kind, summed over all mappings by the kernel."""
     lines = Path(f"/proc/{pid}/smaps_rollup").read_text().splitlines()[1:]
     return {line.split(":")[0]: int(line.split()[1]) for line in lines}
 
@@ -49,7 +49,7 @@ def stripped_size(program, scratch, strip="strip"):
 
 
 def needed_libraries(program):
-    """What the program itself is linked with."""
+    """The libraries that the program is linked with directly."""
     output = subprocess.run(["readelf", "-d", program], check=True, text=True,
                             stdout=subprocess.PIPE).stdout
     return [line.split("[")[1].rstrip("]") for line in output.splitlines() if "(NEEDED)" in line]

@@ -1,4 +1,4 @@
-"""What doing nothing costs: wake-ups of each thread, and files written."""
+"""The cost of idling: the wake-ups of each thread, and the bytes written to files."""
 
 import time
 from pathlib import Path
@@ -8,17 +8,16 @@ from lab import wait_until
 
 ROUNDS = 5
 SECONDS = 20
-# Wake-ups a second that the intervals make inevitable: a step of the browser's
-# thread, the shortest interval of the SSDP thread's poll, the heartbeat of the
-# configuration service's event stream for the main thread, and none of the
-# diagnostic channel and of the thread that waits for a signal to leave. The threads are
-# told apart by these sizes.
+# The wake-ups per second that the specified intervals require: each step of the browser's
+# thread, each poll interval of the SSDP thread (at least 4.25 s), and each heartbeat of the
+# configuration service for the main thread. The diagnostic thread and the thread that waits
+# for a signal need none. The threads are identified by this order of their wake-ups.
 FLOORS = {"browser": 1 / 0.5, "SSDP": 1 / 4.250, "main": 1 / 10, "diagnostic": 0, "leaving": 0}
-WRITING_PAUSE = 12      # in which a change has been heard of, listed and written
+WRITING_PAUSE = 12      # seconds in which a change is received, listed and written
 
 
 def settle(subject):
-    """Waits until the browse list has not been written for a while from now on."""
+    """Waits until the browse list has not been written for WRITING_PAUSE seconds from now."""
     path = subject.node.path("/var/www/discovery/browse.json")
     now = time.time()
     wait_until(lambda: time.time() - max(now, path.stat().st_mtime) > WRITING_PAUSE, 90,
@@ -26,8 +25,8 @@ def settle(subject):
 
 
 class Rest:
-    """What a program does by itself while nothing changes. What the SSDP thread
-    hears from others, as `capture` does, is not its doing."""
+    """The activity of a program while nothing changes. Wake-ups of the SSDP thread for
+    datagrams from others, which `capture` also records, are subtracted."""
 
     def __init__(self, subject, capture):
         settle(subject)
@@ -38,9 +37,9 @@ class Rest:
 
     @staticmethod
     def _watch(subject, capture):
-        before, heard = subject.wake_ups(), capture.mark()
+        before, mark = subject.wake_ups(), capture.mark()
         time.sleep(SECONDS)
-        others = [each for each in capture.datagrams(since=heard)
+        others = [each for each in capture.datagrams(since=mark)
                   if each.source != subject.node.address]
         counts = sorted((count - before[thread] for thread, count in subject.wake_ups().items()),
                         reverse=True)
@@ -50,7 +49,7 @@ class Rest:
 
 
 def bytes_written(subject):
-    """Bytes that the program has handed to file systems so far."""
+    """Bytes that the program has written so far."""
     for line in Path(f"/proc/{subject.pid}/io").read_text().splitlines():
         if line.startswith("wchar:"):
             return int(line.split()[1])

@@ -1,4 +1,4 @@
-"""What the programs weigh, on the medium and in memory: the target size-report."""
+"""The sizes of the programs, on the medium and in memory: the target size-report."""
 
 import argparse
 import os
@@ -20,8 +20,8 @@ def show(what, number):
 
 
 def libraries(program, compiler):
-    """The libraries of a program and theirs in turn, in the order of their names:
-    the files that the compiler would take."""
+    """The libraries that a program needs, directly and indirectly, sorted by name: pairs of a
+    name and the file that the compiler would use."""
     found = {}
     waiting = [program]
     while waiting:

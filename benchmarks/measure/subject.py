@@ -11,7 +11,7 @@ SSDP_PORT_HEX = ":076C"
 
 
 class Subject:
-    """A running program that hears SSDP, in a node of the virtual network."""
+    """A running program that receives SSDP, in a node of the virtual network."""
 
     def __init__(self, label, node, pid):
         self.label = label
@@ -45,7 +45,7 @@ class Subject:
         return int(self._sockets()[0][4].split(":")[1], 16)
 
     def drops(self):
-        """Datagrams that the kernel dropped for want of room."""
+        """Datagrams that the kernel dropped because the buffer was full."""
         return int(self._sockets()[0][12])
 
     def receive_buffer(self):
@@ -58,12 +58,13 @@ class Subject:
 
     def go_on(self):
         os.kill(self.pid, signal.SIGCONT)
-        # What entered the node for it stops along with it, and stays so by itself.
+        # Its parent, the program that entered the node for it, is stopped together with it,
+        # and must be continued, too.
         parent = int(Path(f"/proc/{self.pid}/stat").read_text().rsplit(")", 1)[1].split()[1])
         os.kill(parent, signal.SIGCONT)
 
     def settle(self, limit=20):
-        """Waits until everything that was sent is received and worked off."""
+        """Waits until the program has received and handled all datagrams."""
         end = time.monotonic() + limit
         before = -1
         while time.monotonic() < end:
@@ -72,4 +73,4 @@ class Subject:
                 return
             before = now
             time.sleep(0.02)
-        raise TimeoutError(f"{self.label} does not settle")
+        raise TimeoutError(f"{self.label} has not handled all datagrams")

@@ -4,16 +4,16 @@ COLUMNS = (74, 24, 22)
 
 
 class Table:
-    """Rows of what was measured, its target and whether it was met, each printed
-    as soon as it is known."""
+    """Rows of a figure, its target, and whether it meets the target. Each row is printed at
+    once."""
 
     def __init__(self):
         self._missed = []
         self._print("measured as", "ratio or figure", "target", "")
 
     def add(self, what, measured, target=None, limit=None):
-        """A row: `measured` against `limit`, the most that it may be; without one
-        the row informs only. `target` says the limit in words."""
+        """Adds a row. `measured` meets its target if it is at most `limit`; without a limit
+        there is no target. `target` is the limit in words."""
         verdict = ""
         if limit is not None:
             verdict = "met" if measured <= limit else "MISSED"

@@ -1,5 +1,5 @@
-// Receives datagrams on the SSDP port and does nothing with them: the floor of
-// what hearing can cost. Ended by SIGTERM, it prints how many there were.
+// Receives datagrams on the SSDP port and does nothing with them: the lowest possible cost of
+// receiving. At SIGTERM it prints the number of datagrams and ends.
 
 #include "multicast_socket.h"
 
@@ -23,7 +23,7 @@ int main()
     struct sigaction action
     {
     };
-    action.sa_handler = End; // without SA_RESTART, so that receiving is interrupted
+    action.sa_handler = End; // without SA_RESTART: the signal interrupts recvfrom()
     sigaction(SIGTERM, &action, nullptr);
     const int descriptor = bench::OpenMember();
     std::array<char, 1501> buffer{};

@@ -1,6 +1,6 @@
-// Answers every M-SEARCH at once with a text as long as a search response: the
-// floor of what answering can cost. Nothing else, since announcements answered
-// with junk would disturb whoever is measured at rest.
+// Answers every M-SEARCH at once with a text as long as a search response: the lowest possible
+// cost of answering. It does not answer announcements, because such answers would disturb the
+// other measured programs.
 
 #include "multicast_socket.h"
 

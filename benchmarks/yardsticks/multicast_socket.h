@@ -3,13 +3,13 @@
 #include <netinet/in.h>
 #include <string>
 
-// The socket that every program of this folder uses. Each ends the program with
-// a line on standard error when the system refuses.
+// The sockets of the programs of this folder. If a system call fails, every function ends the
+// program with a line on standard error.
 namespace bench {
 
 constexpr const char *kGroup = "239.255.255.250";
 constexpr unsigned short kPort = 1900;
-// As the daemon asks for.
+// In bytes. Holds a burst of 2000 NOTIFYs of 300 bytes.
 constexpr int kReceiveBuffer = 2000 * 1280;
 
 // IPv4 address and port in host byte order.
@@ -18,10 +18,10 @@ constexpr int kReceiveBuffer = 2000 * 1280;
 // A socket on port 1900 that is a member of the SSDP group on net0.
 [[nodiscard]] int OpenMember();
 
-// A socket on any port that sends multicast out of net0.
+// A socket on a free port that sends multicast through net0.
 [[nodiscard]] int OpenSender();
 
-// Ends the program with the last error.
+// Ends the program with status 1 after a line: `what` and the text of errno.
 [[noreturn]] void Fail(const char *what);
 
 } // namespace bench

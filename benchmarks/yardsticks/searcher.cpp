@@ -1,11 +1,11 @@
-// Searches one host over and over and times the answers:
+// Sends searches to one host, one after another, and measures the times of the answers:
 //
 //   bench-searcher ADDRESS COUNT
 //
-// Each search waits for the answer to the one before. Prints the median, the 99th
-// percentile, the 99.9th and the longest in microseconds, and the searches that had
-// no answer within a second; on a second line how many answers took less than 16,
-// 32, 64 … microseconds, each counted once.
+// Each search is sent after the answer to the previous one, or after one second. The first
+// line of output has the median, the 99th and the 99.9th percentile and the maximum, in
+// microseconds, and the number of searches without an answer. The second line is a
+// histogram: the number of answers below 16 microseconds, from there to 32, and so on.
 
 #include "multicast_socket.h"
 

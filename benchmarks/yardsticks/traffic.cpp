@@ -1,14 +1,14 @@
 // Sends SSDP traffic on net0:
 //
-//   bench-traffic foreign COUNT RATE          NOTIFYs of devices of other makers
-//   bench-traffic large COUNT RATE            the same, of 1,472 bytes, an Ethernet
-//                                             frame's fill
+//   bench-traffic foreign COUNT RATE          NOTIFYs of a device of another maker
+//   bench-traffic large COUNT RATE            the same, with 1,472 bytes, the most in an
+//                                             Ethernet frame
 //   bench-traffic peers COUNT RATE PEERS FIRST
-//                                             NOTIFYs of so many peers, in an order
-//                                             that no cache likes, from place FIRST on
-//   bench-traffic describe ADDRESS PEERS      the peers' description responses
+//                                             NOTIFYs of PEERS peers, in a scattered order
+//                                             (to defeat caches), from position FIRST on
+//   bench-traffic describe ADDRESS PEERS      description responses of PEERS peers
 //
-// RATE is in datagrams a second, 0 for as fast as can be.
+// RATE is in datagrams a second; 0 means as fast as possible.
 
 #include "multicast_socket.h"
 
@@ -81,7 +81,7 @@ void Send(int descriptor, const std::string &text, const sockaddr_in &destinatio
     }
 }
 
-// Sends the texts in turn, from place first on, evenly over time.
+// Sends the texts in turn, from position first on, at a constant rate.
 void SendPaced(const std::vector<std::string> &texts, unsigned long count, unsigned long rate,
                unsigned long first)
 {
@@ -97,7 +97,7 @@ void SendPaced(const std::vector<std::string> &texts, unsigned long count, unsig
     }
 }
 
-// Tells a daemon of the peers, slowly enough that none is lost.
+// Sends the descriptions of the peers to a daemon, slowly enough that none is lost.
 void Describe(const std::string &address, unsigned long peers)
 {
     const int descriptor = bench::OpenSender();

@@ -16,7 +16,7 @@ namespace vexbase {
 class DatagramBatch
 {
 public:
-    static constexpr std::size_t kCapacity = 16; // datagrams; more save next to nothing
+    static constexpr std::size_t kCapacity = 16; // datagrams; more would save almost nothing
 
     // Makes room for datagrams of at most largest bytes. Longer ones are cut.
     explicit DatagramBatch(std::size_t largest);
@@ -42,7 +42,7 @@ private:
     std::size_t mLargest;
     std::size_t mReceived = 0;                    // datagrams received, empty ones too
     std::size_t mCount = 0;                       // those that are not empty
-    std::array<std::size_t, kCapacity> mFilled{}; // the places of these
+    std::array<std::size_t, kCapacity> mFilled{}; // places of the datagrams that are not empty
     std::vector<char> mBytes;
     std::array<sockaddr_in, kCapacity> mSenders{};
     std::array<iovec, kCapacity> mPlaces{};

@@ -4,7 +4,7 @@
 // int. 0 is success and every negative value is a failure. A failure that callers may
 // handle has its own value. If errno has the system's reason as well, the comment of the
 // operation says so. Transfers return the number of bytes, and predicates a bool. No
-// operation throws, except when memory ends.
+// operation throws, except for lack of memory.
 namespace vexbase {
 
 constexpr int kSuccess = 0;

@@ -41,7 +41,7 @@ public:
 
     // Asks the thread to stop (Terminate becomes true) and waits at most timeoutMs
     // milliseconds (vexbase::kInfinite: without limit) for the end of the run. Cancels a run that
-    // a call of Start has put off. Returns 0 when the run has ended or was never started,
+    // a call of Start has postponed. Returns 0 when the run has ended or was never started,
     // -3 when the time is over, and another negative status, without waiting, when the
     // thread calls it on itself.
     virtual int Stop(unsigned int timeoutMs);

@@ -150,7 +150,7 @@ std::size_t VEXUDPSocket::Read(void *buffer, std::size_t size, sockaddr_in &send
 int VEXUDPSocket::SetReceiveBuffer(int bytes)
 {
     const Use use(*this);
-    // SO_RCVBUFFORCE passes the system's limit, but needs CAP_NET_ADMIN. The kernel
+    // SO_RCVBUFFORCE ignores the system's limit, but needs CAP_NET_ADMIN. The kernel
     // doubles the value for its overhead, socket(7).
     const int half = bytes / 2;
     if (use && setsockopt(use.Descriptor(), SOL_SOCKET, SO_RCVBUFFORCE, &half, sizeof half) != 0) {

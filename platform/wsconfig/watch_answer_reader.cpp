@@ -29,7 +29,7 @@ WatchNews WatchAnswerReader::feed(std::string_view bytes)
     if (m_fault.empty() && !m_response.feed(bytes, body)) {
         m_fault = "bad HTTP answer: " + m_response.error();
     }
-    // A fault in the header goes before a fault in the body.
+    // If the header and the body have faults, the one in the header is reported.
     if (m_response.headerDone() && !headerFault().empty()) {
         m_fault = headerFault();
         body.clear();

@@ -17,7 +17,7 @@
 namespace formats {
 
 // Composes the document: an array with one object for each device, in key order, on
-// one line without blanks or a final newline. All keys are present, always in the same
+// one line without spaces or a final newline. All keys are present, always in the same
 // order. "port" is always the number 80; all other values are strings. Bytes from 0x20
 // are copied: UTF-8 stays UTF-8, and invalid UTF-8 stays invalid. A device's announced
 // port is not used.

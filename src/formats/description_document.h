@@ -16,7 +16,7 @@
 // document, and values are not escaped.
 namespace formats {
 
-// The document's file name: the product name with blanks as "_" and ASCII capitals
+// The document's file name: the product name with spaces as "_" and ASCII capitals
 // lowered, "_upnp_ssdp_", the number and ".xml".
 [[nodiscard]] std::string DescriptionFileName(std::string_view productName, std::uint32_t number);
 
@@ -35,7 +35,7 @@ namespace formats {
 // with address unchanged, if one of them is missing.
 [[nodiscard]] bool AddressOfLocation(std::string_view url, std::string &address);
 
-// Composes the request for a document: the whole URL as target, and no blank after
+// Composes the request for a document: the whole URL as target, and no space after
 // "HOST:".
 [[nodiscard]] std::string ComposeGETRequest(std::string_view url, std::string_view address);
 

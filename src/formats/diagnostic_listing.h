@@ -51,16 +51,16 @@ struct DiagnosticListing
 // Reads a listing by these rules:
 //
 // 1. An entry starts after the heading and after every empty line that the label
-//    ProductName follows. Every entry that was written starts so, and two such places
+//    ProductName follows. Every written entry starts in this way, and two such starts
 //    cannot overlap, so no text of one entry becomes part of another.
 // 2. Within an entry, each label counts at its first occurrence after the label before
 //    it. If a label is missing, the field before it extends to the next label. The last
 //    field ends before the line feed that ends the entry.
 //
-// So every entry is read as if it were alone, and at least once. It is read exactly if
-// its names and address hold no line feed and its USN holds no start of an entry. A
-// text that imitates entries is read as several of them: no reader can distinguish
-// them from several devices.
+// So each entry is read independently of the others, and none is lost. An entry is read
+// exactly if its names and address hold no line feed and its USN holds no start of an
+// entry. An entry whose text imitates entries is read as several entries: no reader can
+// distinguish it from several devices.
 //
 // Nothing if the reply has another heading or does not end like an entry.
 [[nodiscard]] std::optional<DiagnosticListing> ReadListing(std::string_view reply,

@@ -107,7 +107,8 @@ void ReadLine(std::string_view line, SSDPHeaders &headers)
     }
 }
 
-// Takes the text before the next such character, and the character, off the text.
+// Removes the text up to the next end character, and that character, from the start of text.
+// Returns the removed text without the character.
 std::string_view TakeUpTo(char end, std::string_view &text)
 {
     const std::string_view piece = text.substr(0, text.find(end));

@@ -11,11 +11,11 @@ using vexbase::EqualsLower;
 
 std::string_view Trim(std::string_view text)
 {
-    constexpr std::string_view kBlanks = " \t\r";
-    const std::size_t start = text.find_first_not_of(kBlanks);
+    constexpr std::string_view kWhiteSpace = " \t\r";
+    const std::size_t start = text.find_first_not_of(kWhiteSpace);
     return start == std::string_view::npos
                ? std::string_view()
-               : text.substr(start, text.find_last_not_of(kBlanks) - start + 1);
+               : text.substr(start, text.find_last_not_of(kWhiteSpace) - start + 1);
 }
 
 void ReadHeader(std::string_view line, SearchResponseHeaders &headers)

@@ -20,11 +20,11 @@ namespace formats {
 // and SERVER.
 [[nodiscard]] std::string ComposeGoodbye(const SSDPDeviceType &service);
 
-// The daemon's M-SEARCH for a search target. No blank follows the colons; MX is 3.
+// The daemon's M-SEARCH for a search target. No space follows the colons; MX is 3.
 // The text is part of the protocol of this device family.
 [[nodiscard]] std::string ComposeSearchRequest(std::string_view searchTarget);
 
-// The M-SEARCH of tools, with the blanks and the order of headers of section 1.2.2: a
+// The M-SEARCH of tools, with the spaces and the order of headers of section 1.2.2: a
 // tool also searches devices of other makers.
 [[nodiscard]] std::string ComposeStandardSearchRequest(std::string_view searchTarget);
 

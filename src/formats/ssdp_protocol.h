@@ -5,9 +5,9 @@
 
 // Fixed texts and numbers of the protocol.
 //
-// Readers of this folder do not throw for any input. A reader that makes one value returns
-// std::optional; one that fills several, or names its fault, returns false and leaves them
-// unchanged; one that returns a view into its input returns an empty view.
+// Readers of this folder do not throw for any input. After a fault, a reader of one value
+// returns an empty std::optional. A reader that fills arguments returns false and leaves them
+// unchanged (except the text of the fault). A reader that returns a view returns an empty view.
 namespace formats {
 
 // UPnP Device Architecture 1.0, section 1: group and port of SSDP.
@@ -16,7 +16,7 @@ constexpr std::uint16_t kPort = 1900;
 // The port that answers the two-byte diagnostic commands.
 constexpr std::uint16_t kDiagnosticPort = 49821;
 
-// The start of every USN and UDN of this system, and the mark by which one is known.
+// The start of every USN and UDN of this system, and the part of it that identifies them.
 // Deliberately not a canonical UUID: product, address and instance follow unchanged.
 constexpr const char *kUsnPrefix = "uuid:65746500-";
 constexpr const char *kVexMark = "65746500-";
@@ -34,8 +34,7 @@ constexpr std::size_t kReceiveSize = 1500;
 constexpr std::size_t kMaxDatagram = 65507;
 
 // max-age in seconds: the value of a NOTIFY without one; the smallest that is used; the
-// text of a description without one; the largest, of which twice the milliseconds fit
-// 31 bits.
+// text of a description without one; the largest (twice its milliseconds fit in 31 bits).
 constexpr std::int32_t kDefaultMaxAge = 1800;
 constexpr std::int32_t kLeastMaxAge = 120;
 constexpr const char *kMissingMaxAge = "120";

@@ -7,7 +7,7 @@ namespace {
 
 constexpr char32_t kInvalid = 0xFFFFFFFF;
 
-// The length of the sequence that starts with this byte; 0 if none does.
+// The length of the sequence that starts with this byte; 0 if no sequence does.
 std::size_t SequenceLength(unsigned char first)
 {
     if (first < 0x80) {

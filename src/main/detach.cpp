@@ -79,7 +79,7 @@ bool CloseRange(unsigned int first, unsigned int last)
 
 // In some containers the limit is a billion, and a loop would take minutes. Therefore each
 // gap between two descriptors to keep is closed by one call.
-void CloseAllBut(const std::set<int> &keep)
+void CloseAllExcept(const std::set<int> &keep)
 {
     unsigned int first = 0;
     for (const int kept : keep) {
@@ -150,7 +150,7 @@ void Detach(const std::set<int> &keep)
     if (setsid() < 0) {
         exit(1); // NOLINT(concurrency-mt-unsafe)
     }
-    CloseAllBut(keep);
+    CloseAllExcept(keep);
     OpenStandardDescriptors();
     umask(027);
 }

@@ -39,7 +39,7 @@ void Handle(int signal, void (*handler)(int))
     sigaction(signal, &action, nullptr);
 }
 
-void HandleEnding(void (*handler)(int))
+void SetEndHandlers(void (*handler)(int))
 {
     Handle(SIGTERM, handler);
     Handle(SIGINT, handler);
@@ -67,7 +67,7 @@ Leaving::Leaving(LastAct lastAct)
     sem_init(&gSignal, 0, 0);
     mThread.Attach([this] { Run(); });
     if (mThread.Start() == vexbase::kSuccess) {
-        HandleEnding(Wake);
+        SetEndHandlers(Wake);
     }
 }
 
@@ -103,15 +103,15 @@ Leaving::Duty Leaving::TakeDuty()
     return std::exchange(mDuty, nullptr);
 }
 
-// The event loop waits for the duty from its beginning on: when a whole system shuts down,
-// avahi-daemon often ends at the same moment, and its loss would end the process before
-// the goodbyes are sent.
+// The event loop is stopped before the duty begins: when a whole system shuts down,
+// avahi-daemon often ends at the same moment, and the event loop would end the process for
+// this reason before the goodbyes are sent.
 void Leaving::Run()
 {
     while (sem_wait(&gSignal) != 0) {
         // interrupted by another signal
     }
-    HandleEnding(SIG_DFL);
+    SetEndHandlers(SIG_DFL);
     EndAfterLongest();
     static_cast<void>(eventfd_write(mEvent, 1));
     if (const Duty duty = TakeDuty()) {

@@ -18,7 +18,7 @@ namespace beacond {
 // its default action and ends the process at once; one that arrives before the thread is
 // awake counts as the first.
 //
-// There is one for the process, created and destroyed on the main thread.
+// There is one instance in the process, created and destroyed on the main thread.
 class Leaving
 {
 public:

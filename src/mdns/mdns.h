@@ -9,7 +9,7 @@
 #include <avahi-client/publish.h>
 
 // Mdns publishes the device's DNS-SD services over mDNS. It uses the Avahi client library
-// on the Qt event loop. There is one for the process; it is never destroyed. Only the
+// on the Qt event loop. There is one instance in the process; it is never destroyed. Only the
 // thread that runs the event loop may use it, and Avahi's callbacks run there, too.
 //
 // If another program of this host has the name, Avahi's alternative name is used (" #2"

@@ -17,7 +17,7 @@ class Mdns;
 // configuration, opens and closes the SSDP engine on the device's address, publishes and
 // revokes the device's own SSDP service, and sends signals to the mDNS publisher.
 //
-// There is one for the process. It belongs to the main thread, which runs the event loop;
+// There is one instance in the process. It belongs to the main thread, which runs the event loop;
 // only leave may be called from other threads. It blocks the event loop until the system
 // reports its addresses; see collectIPAddresses. Failures of the engine are reported by the
 // engine and ignored here.

@@ -76,8 +76,8 @@ void DelayedQueue::AddOldest(GETMessageType datagram)
     ChangePlaces(holder, places, 0);
 }
 
-// Moves a holder's newest datagram to the front of a list. The newest goes, because
-// older ones are closer to being sent.
+// Moves a holder's newest datagram to the front of a list. Not an older one, because it
+// would be sent sooner.
 void DelayedQueue::TakeNewest(Holder holder, std::list<GETMessageType> &to)
 {
     std::list<GETMessageType> &datagrams = holder->second.datagrams;

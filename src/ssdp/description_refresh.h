@@ -12,7 +12,7 @@ namespace ssdp {
 // ssdp:alive renews the entry of its device. A device whose goodbye was lost when it was
 // renamed would therefore keep its former name for ever.
 //
-// A peer is due when its description is older than kDescriptionMaxAgeMs. All peers
+// A peer is due when its description is older than kDescriptionMaxAgeSeconds. All peers
 // together are asked at most once in kRefreshPauseMs. Of the due peers that announce
 // themselves in a pause, the one with the oldest description is asked at its end: in a
 // large network each peer has its turn.
@@ -39,7 +39,7 @@ public:
     // asked next. describedSeconds is the time when its description came or was requested
     // last.
     [[nodiscard]] bool IsNext(std::uint32_t describedSeconds) const;
-    // Remembers a peer as the one to be asked next.
+    // Remembers a peer to be asked next.
     void SetNext(const formats::NTSHeader &header, std::uint32_t describedSeconds);
 
     // Returns the next peer when the pause is over, and begins a pause.

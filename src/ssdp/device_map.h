@@ -38,7 +38,7 @@ public:
 
     static constexpr std::uint32_t kEmpty = 0; // Hash() never returns it
 
-    // A record, and what the registry notes beside it.
+    // A record, and the registry's notes about it.
     struct Slot
     {
         std::uint32_t hash = kEmpty; // half of the hash of the USN

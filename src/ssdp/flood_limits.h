@@ -63,10 +63,10 @@ private:
 class BoundReport
 {
 public:
-    // operation and what name the container in the line, such as "SendGETRequest"
-    // and "delayed requests". REQUIRES: both texts outlive this.
-    constexpr BoundReport(std::string_view operation, std::string_view what)
-        : mOperation(operation), mWhat(what)
+    // The line names the operation that adds to the container, and its contents, for
+    // instance "SendGETRequest" and "delayed requests". REQUIRES: both texts outlive this.
+    constexpr BoundReport(std::string_view operation, std::string_view contents)
+        : mOperation(operation), mContents(contents)
     {
     }
 
@@ -78,14 +78,14 @@ public:
     {
         if (!mReported) {
             environment.ReportFault(
-                {mOperation, ": Too many ", mWhat, ", dropping what comes more"});
+                {mOperation, ": Too many ", mContents, ", dropping what comes more"});
             mReported = true;
         }
     }
 
 private:
     std::string_view mOperation;
-    std::string_view mWhat;
+    std::string_view mContents;
     bool mReported = false;
 };
 

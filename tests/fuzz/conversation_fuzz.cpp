@@ -1,16 +1,18 @@
-// Conversations: datagrams, pauses and the coordinator's calls in any order, to two protocol
-// cores with equal environments. Both must do the same. What they send is announced in time,
-// has a cause, and stays within its budget. After the departure nothing is left: no entry, no
-// file number, no memory.
+// A conversation: two protocol cores with equal environments receive the same datagrams,
+// pauses and calls of the coordinator, in any order. Both must send the same. They must
+// announce their own services in time, send no document or request without a cause, and stay
+// within the limits on what they send. When they have left the network, they must keep no
+// entry, no file number and no memory.
 //
-// An input is steps, set apart by NULs. A step is a letter and its argument:
+// An input is a sequence of steps, separated by NULs. A step is a letter and its argument:
 //   d0 to d3  the rest is a datagram from one of kSenders
-//   p         a pause of as many tenths of a second as the next byte says, then a tick
-//   a, r      the coordinator adds, or removes, the service that the next byte selects
-//   x         the coordinator removes all services with that product and address
-//   g, l      the engine closes with, or without, goodbyes
+//   p         a pause, in tenths of a second, as long as the next byte; then a tick
+//   a, r      the coordinator adds (a) or removes (r) the service that the next byte selects
+//   x         the coordinator removes all entries with the product and the address of the
+//             service that the next byte selects
+//   g, l      the engine closes and sends goodbyes (g), or closes without goodbyes (l)
 //   o         the engine opens
-//   b         the send buffer is full, or has room again
+//   b         the send buffer becomes full, or has room again if it was full
 
 #include "check.h"
 #include "formats/ssdp_headers.h"
@@ -50,14 +52,15 @@ constexpr std::array<Service, 5> kServices{{{"Corvia 12", kOwnAddress},
                                             {"ZR1", kOwnAddress},
                                             {"ZR1", "192.0.2.30"},
                                             {"TalonMx", "192.0.2.31"}}};
-// An own service is announced at least so often, and at the end of the tick.
+// The longest time between two announcements of an own service.
 constexpr std::uint64_t kLongestPeriodMs =
     (ssdp::kAnnounceBaseSeconds + ssdp::kAnnounceSpreadSeconds - 1) * ssdp::kMsPerSecond;
-// A request repeats the LOCATION of its cause, and the address from it.
+// A request contains the LOCATION of the announcement that caused it, and repeats the
+// address from it. It is at most this number of bytes longer than the announcement.
 constexpr std::size_t kMoreThanCause = 32;
-// What the containers of an empty core may keep, for each entry that they once had.
+// The memory in bytes that an empty core may keep: in all, and for each entry that it had.
 constexpr std::size_t kKept = 4096;
-constexpr std::size_t kKeptOfEntry = 64;
+constexpr std::size_t kKeptPerEntry = 64;
 
 const Service &Selected(std::string_view argument)
 {
@@ -73,7 +76,7 @@ std::size_t Count(const Datagrams &sent, std::string_view beginning)
         }));
 }
 
-// A core in an environment of its own.
+// A protocol core with its environment.
 struct Core
 {
     explicit Core(std::uint32_t random)
@@ -114,7 +117,7 @@ struct Core
         agent.AddService(device);
     }
 
-    // Memory that only the records of this target use.
+    // Frees the records of the environment: the core's memory alone remains.
     void ForgetRecords()
     {
         environment.sent = {};
@@ -144,7 +147,7 @@ private:
     void Account(const Datagrams &sent);
     void CheckAnnouncements(const Datagrams &sent, std::uint32_t elapsedMs);
 
-    // The same call to both cores.
+    // Makes the same call to both cores.
     template <typename Call>
     void Both(Call call)
     {
@@ -199,7 +202,7 @@ void Conversation::Step(std::string_view step)
                ssdp::kMaxDiscoveredNodes + mCore.agent.HostList().size());
 }
 
-// Only a search is answered at once, with one datagram for each service at most.
+// Checks that only a search is answered at once, with at most one datagram for each service.
 void Conversation::Receive(std::string_view datagram, std::size_t sender)
 {
     ++mReceived;
@@ -234,7 +237,8 @@ void Conversation::Open()
     }
 }
 
-// A goodbye for each service, or for none; then nothing more is known or sent.
+// Checks that the cores send a goodbye for each service, or none, and then know and send
+// nothing.
 void Conversation::Close(bool announce)
 {
     const std::size_t hosted = announce ? mCore.agent.HostList().size() : 0;
@@ -247,7 +251,7 @@ void Conversation::Close(bool announce)
     FUZZ_CHECK(Compare().empty());
 }
 
-// What was sent since the last call, which is the same for both.
+// Checks that both cores sent the same since the last call, and returns it.
 Datagrams Conversation::Compare()
 {
     const Datagrams sent = mCore.environment.TakeSent();
@@ -256,7 +260,8 @@ Datagrams Conversation::Compare()
     return sent;
 }
 
-// Documents and requests are never more than what asks for them; nor are requests longer.
+// Checks that there are at most as many documents as GETs, and at most as many requests as
+// datagrams received; and that requests are no longer, in bytes, than their causes.
 void Conversation::Account(const Datagrams &sent)
 {
     const std::string offLink = "203.0.113.7:1900";
@@ -273,7 +278,8 @@ void Conversation::Account(const Datagrams &sent)
                ssdp::kOffLinkBurstBytes + ssdp::kOffLinkBytesPerSecond * mPassedMs / 1000);
 }
 
-// An own service that cannot be proxied is announced in time, whatever was received.
+// Checks that each own service that cannot be proxied is announced in time, whatever was
+// received.
 void Conversation::CheckAnnouncements(const Datagrams &sent, std::uint32_t elapsedMs)
 {
     std::map<std::string, std::uint64_t> announced;
@@ -293,7 +299,7 @@ void Conversation::CheckAnnouncements(const Datagrams &sent, std::uint32_t elaps
     mAnnouncedMs = std::move(announced);
 }
 
-// memory: in use before the conversation.
+// Checks that nothing is left at the end. memory: bytes in use before the conversation.
 void Conversation::End(std::size_t memory)
 {
     Both([](Core &core) { core.environment.room = true; });
@@ -306,7 +312,7 @@ void Conversation::End(std::size_t memory)
     FUZZ_CHECK(mCore.environment.files.GetFileNumber() == 1); // all are free
     Both([](Core &core) { core.ForgetRecords(); });
     FUZZ_CHECK(__sanitizer_get_current_allocated_bytes() <=
-               memory + 2 * (kKept + kKeptOfEntry * mEntries));
+               memory + 2 * (kKept + kKeptPerEntry * mEntries));
 }
 
 } // namespace

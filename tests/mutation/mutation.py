@@ -31,7 +31,7 @@ CORE = "core_test"
 CORE_FOLDERS = ("src/formats", "src/product", "src/ssdp")
 LEAST_FOUND_PERCENT = 95
 NO_FAULT = "no fault"  # refused by the compiler, or compiled to the same code
-MEMORY = 4 << 30  # of a test program, in bytes: some faults fill it
+MEMORY = 4 << 30  # the limit of a test program, in bytes: some faults allocate endlessly
 
 
 @dataclass
@@ -51,8 +51,8 @@ class NotBuilt(Exception):
 
 
 def run(command, seconds=None, **options):
-    """The exit status of a command and what it wrote; -1 after a time-out. All that it has
-    started in its process group ends with it."""
+    """The exit status of a command and its output; the status is -1 after a time-out, which
+    ends the command's whole process group."""
     with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, start_new_session=True, **options) as process:
         try:
@@ -69,7 +69,7 @@ def ninja(*arguments):
 
 
 class Build:
-    """What the build knows: commands, and which object depends on which source."""
+    """The commands of the build, and the sources of each object."""
 
     def __init__(self):
         with open(BUILD / "compile_commands.json", encoding="utf-8") as file:
@@ -166,7 +166,7 @@ class Trial:
         return linked
 
     def is_same_code(self):
-        """Whether the compiler makes the same of the source with and without the fault."""
+        """Whether the source compiles to the same code with and without the fault."""
         if not self.fault.file.endswith(".cpp"):
             return False
         output = next(iter(self.objects))
@@ -209,7 +209,7 @@ class Series:
         return [str(path.relative_to(TOP)) for path in paths if path.suffix in (".cpp", ".h")]
 
     def sample(self):
-        """All faults that some unit test could see, in the order of the draw."""
+        """All faults that some unit test could find, in random order."""
         faults, unseen = [], []
         for file, text in self.texts.items():
             found = faults_of(file, text)
@@ -243,7 +243,7 @@ class Series:
             trial = Trial(self.build, fault, self.texts[fault.file], folder)
             outcome = self.outcome(trial)
         with self.mutex:
-            self.tell(fault, outcome)
+            self.report(fault, outcome)
 
     def outcome(self, trial):
         try:
@@ -253,7 +253,7 @@ class Series:
         except NotBuilt:
             return NO_FAULT
 
-    def tell(self, fault, outcome):
+    def report(self, fault, outcome):
         reason = self.reasons.get((fault.title(), fault.text))
         if outcome == "not found" and reason is not None:
             outcome = "not found, with a reason"

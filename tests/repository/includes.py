@@ -28,7 +28,7 @@ def sources(top):
 
 
 def is_allowed(folder, header):
-    if re.fullmatch(r"moc_\w+\.cpp", header):  # what Qt's moc writes for the folder's own headers
+    if re.fullmatch(r"moc_\w+\.cpp", header):  # written by Qt's moc for the folder's own headers
         return True
     allowed = [folder, *MAY_INCLUDE.get(folder, [])]
     return header in allowed or header.partition("/")[0] in allowed

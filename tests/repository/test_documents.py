@@ -34,7 +34,7 @@ def test_a_link_that_leads_nowhere_is_found(tmp_path):
     assert list(broken_links(document)) == ["a.md: a.md#none", "a.md: no.md#"]
 
 
-def test_whoever_is_asked_to_report_is_told_where():
+def test_every_request_to_report_a_fault_has_a_link_to_the_address():
     text = (TOP / "docs/operations.md").read_text(encoding="utf-8")
     assert text.count("report it") == text.count("[report it](../SECURITY.md#reporting)") > 0
 

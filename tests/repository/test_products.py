@@ -74,6 +74,6 @@ def test_a_step_that_is_left_out_is_named(tmp_path, index):
     ('"ZR2", ', '"ZR1", ', 'two products have the model name "ZR1"'),
     ('"zr2", ', '"zr1", ', "two products have the product ID zr1"),
 ])
-def test_what_two_products_have_is_named(tmp_path, before, after, wanted):
+def test_a_value_that_two_products_share_is_named(tmp_path, before, after, wanted):
     change(tmp_path, [*STEPS, (HEADER, before, after, [])])
     assert f"{HEADER}: {wanted}" in list(missing(tmp_path))

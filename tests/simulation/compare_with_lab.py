@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Starts 20 real devices in the lab and 20 simulated ones at the same times with the same
-random numbers, and compares how fast they find each other and what they send.
+"""Starts 20 real devices in the lab, and 20 simulated ones at the same times with the same
+random numbers. Compares the times until they list each other, and the datagrams that they send.
 
     tests/simulation/compare_with_lab.py [PROGRAMS]    needs root, build/dev/bin (or the folder
                                                        named) and build/simulate
 
-Status 0 when the lists are complete within a tick of each other, and the numbers of
+The status is 0 if both complete all lists within a tick of each other, and if the numbers of
 datagrams of each kind differ by at most 5 %, or by one for each device.
 """
 
@@ -81,7 +81,7 @@ class Counter:
                 return
 
 
-def play_reality(programs):
+def play_in_lab(programs):
     """For each device: its start, and whether it was published before the engine's thread
     ran. Then the time until all lists were complete, and the counts."""
     with Lab(programs) as lab:
@@ -127,7 +127,7 @@ def play_simulation(starts):
 
 def main(arguments):
     programs = arguments[0] if arguments else TOP / "build/dev/bin"
-    starts, complete, counts = play_reality(programs)
+    starts, complete, counts = play_in_lab(programs)
     simulated, simulated_counts = play_simulation(starts)
     print(f"starts within {max(starts)[0] - min(starts)[0]:.1f} s")
     print(f"{'':15} {'lab':>8} {'simulated':>10}")

@@ -13,7 +13,7 @@ enum class EventKind : std::uint8_t {
     Act,       // a line of the scenario; number: its index
     Step,      // one machine's part of an act; number: a Step
     Wake,      // a machine's receive call times out; number: the run of its engine
-    Multicast, // a datagram arrives at all machines; number: its index in World::mAir
+    Multicast, // a datagram arrives at all machines; number: its index in World::mInFlight
     Arrival,   // a datagram arrives at one machine; number: the same
     Attack,    // the next turn of a stranger; number: the stranger's index
 };
@@ -21,7 +21,7 @@ enum class EventKind : std::uint8_t {
 struct Event
 {
     Micros at = 0;
-    std::uint64_t order = 0; // events of the same time happen in the order of their entry
+    std::uint64_t order = 0; // events of the same time happen in the order of Add
     EventKind kind = EventKind::Second;
     std::uint32_t machine = 0;
     std::uint32_t number = 0;
@@ -33,7 +33,7 @@ class EventQueue
 public:
     void Add(Micros at, EventKind kind, std::uint32_t machine = 0, std::uint32_t number = 0)
     {
-        mEvents.push({at, ++mEntered, kind, machine, number});
+        mEvents.push({at, ++mAdded, kind, machine, number});
     }
     [[nodiscard]] bool Empty() const { return mEvents.empty(); }
     // REQUIRES: not Empty().
@@ -54,7 +54,7 @@ private:
     };
 
     std::priority_queue<Event, std::vector<Event>, Later> mEvents;
-    std::uint64_t mEntered = 0;
+    std::uint64_t mAdded = 0;
 };
 
 } // namespace simulation

@@ -27,8 +27,8 @@ struct SecondFigures
 struct Figures
 {
     std::vector<SecondFigures> seconds;
-    std::uint64_t askedAgain = 0;
-    std::uint64_t relisted = 0;
+    std::uint64_t askedAgain = 0; // see TrafficChecks
+    std::uint64_t relisted = 0;   // this and the next two: see ListChecks
     std::uint64_t lapses = 0;
     Micros longestLapse = 0;
 };

@@ -81,7 +81,7 @@ std::optional<Micros> Link::Send(std::uint32_t machine, bool multicast, std::siz
            (multicast ? mChance.Below(mSettings.multicastWait) : 0);
 }
 
-Micros Link::Descend(std::uint32_t machine, std::size_t bytes, Micros at)
+Micros Link::ArrivalFromSwitch(std::uint32_t machine, std::size_t bytes, Micros at)
 {
     if (mSettings.shared) {
         return at;
@@ -111,7 +111,7 @@ bool Link::Loses(std::uint32_t machine, bool multicast)
     return port.losing;
 }
 
-Micros Link::Straggling()
+Micros Link::ReorderingDelay()
 {
     return mChance.Happens(mSettings.reorderPerMillion) ? 1 + mChance.Below(mSettings.reorderDelay)
                                                         : 0;

@@ -50,14 +50,14 @@ public:
     [[nodiscard]] std::optional<Micros> Send(std::uint32_t machine, bool multicast,
                                              std::size_t bytes, Micros at, int sparedPercent);
 
-    // Returns when a datagram that arrived at the switch arrives at a machine.
-    [[nodiscard]] Micros Descend(std::uint32_t machine, std::size_t bytes, Micros at);
+    // The time at which a datagram that is at the switch now arrives at a machine.
+    [[nodiscard]] Micros ArrivalFromSwitch(std::uint32_t machine, std::size_t bytes, Micros at);
 
     // Whether a datagram is lost on its way to a machine.
     [[nodiscard]] bool Loses(std::uint32_t machine, bool multicast);
     [[nodiscard]] bool Duplicates() { return mChance.Happens(mSettings.duplicatePerMillion); }
     // The additional delay of a datagram that is overtaken by others; 0 for most.
-    [[nodiscard]] Micros Straggling();
+    [[nodiscard]] Micros ReorderingDelay();
 
     // How long the medium was in use, or all wires together.
     [[nodiscard]] Micros BusyTime() const { return mBusy; }

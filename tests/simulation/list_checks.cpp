@@ -14,7 +14,7 @@ constexpr Micros kSettlingTime = 40 * kSecond;
 // A document that was already sent at the goodbye may list the device for 240 s.
 constexpr Micros kDocumentLives = 250 * kSecond;
 // The additional lifetime of a device that can be proxied: its max-age is up to 129 s.
-constexpr Micros kGrantedMore = 18 * kSecond;
+constexpr Micros kProxyableExtra = 18 * kSecond;
 
 // A new name is the former one with an apostrophe.
 bool IsFormerName(const SSDPDeviceType &entry, const Machine &subject)
@@ -35,7 +35,7 @@ ListChecks::ListChecks(const Scenario &scenario, const Machines &machines, Viola
       mWrongSince(machines.size() * machines.size(), 1),
       mKeepsName(machines.size() * machines.size(), false),
       mWrong(machines.size(), 0),
-      mGhosts(machines.size())
+      mUnpublished(machines.size())
 {
 }
 
@@ -132,30 +132,30 @@ void ListChecks::EverySecond(Micros now)
             continue;
         }
         if (machine.TakeTouched() || all) {
-            Walk(watcher, now);
+            CompareList(watcher, now);
         }
         mWanted += mPublished.size();
         mRight += mPublished.size() - mWrong[watcher];
         if (mWrong[watcher] != 0) {
             CheckWrong(watcher, now);
         }
-        if (!mGhosts[watcher].empty()) {
-            CheckGhosts(watcher, now);
+        if (!mUnpublished[watcher].empty()) {
+            CheckUnpublished(watcher, now);
         }
     }
 }
 
-void ListChecks::Walk(std::uint32_t watcher, Micros now)
+void ListChecks::CompareList(std::uint32_t watcher, Micros now)
 {
     mWrong[watcher] = 0;
-    mGhosts[watcher].clear();
+    mUnpublished[watcher].clear();
     auto wanted = mPublished.begin();
     for (const auto &[usn, entry] : mMachines[watcher]->Agent().NodeList()) {
         for (; wanted != mPublished.end() && wanted->usn < usn; ++wanted) {
             MarkWrong(watcher, wanted->machine, now);
         }
         if (wanted == mPublished.end() || wanted->usn != usn) {
-            mGhosts[watcher].push_back(usn);
+            mUnpublished[watcher].push_back(usn);
             continue;
         }
         if (IsRight(entry, watcher, *mMachines[wanted->machine])) {
@@ -228,12 +228,12 @@ void ListChecks::CheckWrong(std::uint32_t watcher, Micros now)
         if (complete != 0 && waited > complete) {
             mViolations.Add(now, {watcher, subject},
                             MachineText(watcher) + " does not list " + MachineText(subject) +
-                                " as it is, " + TimeText(waited) + " after the last change");
+                                " correctly, " + TimeText(waited) + " after the last change");
         } else if (expects.missing != 0 && since < 0 && now + since > expects.missing &&
                    -since > mSettledAll) {
             mViolations.Add(now, {watcher, subject},
-                            MachineText(watcher) + " has missed " + MachineText(subject) + " for " +
-                                TimeText(now + since));
+                            MachineText(watcher) + " has not listed " + MachineText(subject) +
+                                " for " + TimeText(now + since));
         }
         if (since < 0) {
             mLongestLapse = std::max(mLongestLapse, now + since);
@@ -242,12 +242,12 @@ void ListChecks::CheckWrong(std::uint32_t watcher, Micros now)
 }
 
 // A goodbye counts only for machines that could receive it.
-void ListChecks::CheckGhosts(std::uint32_t watcher, Micros now)
+void ListChecks::CheckUnpublished(std::uint32_t watcher, Micros now)
 {
     if (!IsSettled(watcher, now)) {
         return;
     }
-    for (const std::string &usn : mGhosts[watcher]) {
+    for (const std::string &usn : mUnpublished[watcher]) {
         const auto found = mDeparted.find(usn);
         if (found == mDeparted.end()) {
             continue;
@@ -258,13 +258,13 @@ void ListChecks::CheckGhosts(std::uint32_t watcher, Micros now)
         if (allowed == 0) {
             continue;
         }
-        Micros limit = departure.at + allowed + (formats::CanBeProxied(usn) ? kGrantedMore : 0);
+        Micros limit = departure.at + allowed + (formats::CanBeProxied(usn) ? kProxyableExtra : 0);
         if (const auto late = mLate.find({watcher, usn}); late != mLate.end()) {
             limit = std::max(limit, late->second + kDocumentLives);
         }
         if (now > limit) {
             mViolations.Add(now, {watcher, departure.machine},
-                            MachineText(watcher) + " still lists " + usn + ", which went " +
+                            MachineText(watcher) + " still lists " + usn + ", which left " +
                                 (goodbye ? "with a goodbye " : "") + TimeText(now - departure.at) +
                                 " ago");
         }

@@ -71,11 +71,11 @@ private:
     };
 
     void CollectPublished();
-    void Walk(std::uint32_t watcher, Micros now);
+    void CompareList(std::uint32_t watcher, Micros now);
     void MarkRight(std::uint32_t watcher, std::uint32_t subject, Micros now);
     void MarkWrong(std::uint32_t watcher, std::uint32_t subject, Micros now);
     void CheckWrong(std::uint32_t watcher, Micros now);
-    void CheckGhosts(std::uint32_t watcher, Micros now);
+    void CheckUnpublished(std::uint32_t watcher, Micros now);
     [[nodiscard]] bool IsRight(const SSDPDeviceType &entry, std::uint32_t watcher,
                                const Machine &subject) const;
     void KeepName(std::uint32_t watcher, std::uint32_t subject, bool kept)
@@ -104,11 +104,11 @@ private:
     std::map<std::string, Departure> mDeparted;
     std::map<std::pair<std::uint32_t, std::string>, Micros> mLate; // documents after a goodbye
     std::vector<Micros> mWrongSince;
-    // Whether a watcher may list a device by a former name: it has received no goodbye since
-    // then, and does not request the document of a known device.
+    // Whether a watcher may list a device by a former name: it has received no goodbye of the
+    // device since the change of name, so it does not request the new document.
     std::vector<bool> mKeepsName;
-    std::vector<std::uint32_t> mWrong; // the number of wrong entries, by watcher
-    std::vector<std::vector<std::string>> mGhosts;
+    std::vector<std::uint32_t> mWrong;                  // the number of wrong entries, by watcher
+    std::vector<std::vector<std::string>> mUnpublished; // by watcher: listed, not published
     std::uint64_t mWanted = 0;
     std::uint64_t mRight = 0;
     std::uint64_t mLapses = 0;

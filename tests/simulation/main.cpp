@@ -133,11 +133,11 @@ private:
             const Outcome outcome = PlayScenario(scenario, seed, mOptions.variation);
             const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
             const std::lock_guard<std::mutex> hold(mMutex);
-            Tell(scenario, seed, outcome, took.count());
+            Report(scenario, seed, outcome, took.count());
         }
     }
 
-    void Tell(const Scenario &scenario, std::uint64_t seed, const Outcome &outcome, double took)
+    void Report(const Scenario &scenario, std::uint64_t seed, const Outcome &outcome, double took)
     {
         std::printf("%s, seed %llu: trace %016llx, %llu violations, %.0f s in %.2f s\n",
                     scenario.name.c_str(), static_cast<unsigned long long>(seed),

@@ -30,10 +30,10 @@ Outcome PlayScenario(const Scenario &scenario, std::uint64_t seed, const Variati
     World world(scenario, seed, variation);
     world.Run();
     outcome.trace = world.Events().Hash();
-    outcome.violations = world.Found().Count();
+    outcome.violations = world.BrokenRules().Count();
     outcome.figures = world.Result();
     if (outcome.violations != 0) {
-        outcome.report = ReportOf(scenario, seed, variation, world.Found());
+        outcome.report = ReportOf(scenario, seed, variation, world.BrokenRules());
     }
     return outcome;
 }

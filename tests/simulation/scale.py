@@ -2,9 +2,9 @@
 """Plays common starts of 10 to 2,000 devices, and prints the table and makes the plots of
 docs/scale.md.
 
-    tests/simulation/scale.py [NAME...]    all runs, or those named; wants ./simulate to have
-                                           built the program. Some take many minutes: what
-                                           lies in build/scale is not played again.
+    tests/simulation/scale.py [NAME...]    plays all runs, or those named. ./simulate must have
+                                           built the program. Some runs take many minutes, so
+                                           results in build/scale are used again.
 """
 
 import json
@@ -46,16 +46,18 @@ def play(name, text, *options):
 
 
 def start_scenario(count, link, newcomer, end):
-    """All start in one second, on devices with the package's settings; one comes later. A
-    ZR1 is listed by those alone that search after its start, and is left out."""
+    """All devices but one start in the same second, the last one starts later. They have the
+    package's settings. No device is a ZR1, because only devices that search after its start
+    list it."""
     return (f"There are {count + 1} devices.\nThere is no ZR1.\n{LINKS[link]}"
-            "The package sets the size of buffers.\n"
+            "The receive buffers have the size that the package sets.\n"
             f"At 0 s devices 1 to {count} start within 1 s.\n"
             f"At {newcomer} s device {count + 1} starts.\nIt ends at {end} s.\n")
 
 
 def until(figures, share, since, before, wanted):
-    """After how many seconds so large a share of the new entries was there."""
+    """The seconds after `since` until this share of the new entries was correct: `before` were
+    correct at `since`, and `wanted` is their number at the end. None if it was never reached."""
     for second, right in enumerate(figures["right"]):
         if second >= since and right - before >= share * (wanted - before):
             return second + 1 - since
@@ -84,14 +86,14 @@ def row(name, figures):
     all_entries = count * count
     starts = [until(figures, share, 0, 0, all_entries) for share in (0.5, 0.99, 1)]
     before = figures["right"][newcomer - 1]
-    comes = [until(figures, share, newcomer, before, (count + 1) ** 2) for share in (0.5, 0.99, 1)]
+    newcomer_times = [until(figures, share, newcomer, before, (count + 1) ** 2) for share in (0.5, 0.99, 1)]
     rest = range(newcomer - 30, newcomer)
     worst = max(range(end), key=lambda second: figures["bytes"][second])
     wires = 1 if link != "wired" else count
     asked = figures["asked again"] / max(1, sum(figures["request"]))
     return [f"{count:,}", link,
             " / ".join(map(text_of, starts)),
-            " / ".join(map(text_of, comes)),
+            " / ".join(map(text_of, newcomer_times)),
             f"{datagrams(figures, worst):,}", f"{figures['bytes'][worst] * 8 / 1e6:,.1f}",
             share_of(figures["busy us"][worst] / 1e6 / wires),
             f"{sum(datagrams(figures, s) for s in rest) / 30:,.1f}",
@@ -121,7 +123,7 @@ text { font: 12px sans-serif; fill: #333 }
 
 
 def plot(path, title, unit, curves, seconds):
-    """Writes curves over time, {label: values}, as an SVG that follows the reader's colours."""
+    """Writes curves over time, {label: values}, as an SVG with light and dark colours."""
     left, top, width, height = 60, 40, 560, 240
     largest = max(max(values[:seconds]) for values in curves.values()) or 1
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 760 330" role="img">'
@@ -160,7 +162,7 @@ def main(names):
         return
     shares = {name: [100 * right / RUNS[name][0] ** 2 for right in found[name]["right"]]
               for name in ("100 wired", "1000 wired", "2000 wired", "100 wifi", "300 wifi")}
-    plot(IMAGES / "scale-entries.svg", "Entries that are there after a common start",
+    plot(IMAGES / "scale-entries.svg", "Entries over time after a common start",
          "per cent of all", shares, 200)
     starts = {label: play(f"100 wifi {label}", start_scenario(*RUNS["100 wifi"]), *options)
               for label, options in VARIATIONS.items()}

@@ -14,8 +14,8 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-// A sentence of the scenario language with what it means. In a form, # is a number, $ a
-// word, and @ says which machines.
+// The values in a sentence of a scenario. In the form of a sentence, # stands for a number, $
+// for a word, and @ for some machines (see ReadChoice).
 struct Found
 {
     std::vector<double> numbers;
@@ -29,7 +29,7 @@ struct ActForm
     Verb verb;
 };
 
-// "At TIME MACHINES ..."; a further number is the length in seconds.
+// "At TIME MACHINES ..."; a second number of seconds is the length of the action.
 constexpr std::array<ActForm, 14> kActForms{{
     {"at # s @ start within # s", Verb::Start},
     {"at # s @ start", Verb::Start},
@@ -54,17 +54,18 @@ struct ExpectationForm
 };
 
 constexpr std::array<ExpectationForm, 8> kExpectationForms{{
-    {"every list is complete and right # s after the last change", &Expectations::complete},
-    {"every list is complete former names aside # s after the last change", &Expectations::listed},
+    {"every list is complete and correct # s after the last change", &Expectations::complete},
+    {"every list is complete except for former names # s after the last change",
+     &Expectations::listed},
     {"a device that stays is missing for at most # s", &Expectations::missing},
-    {"a goodbye empties every list within # s", &Expectations::goodbye},
-    {"a silent device is gone within # s", &Expectations::silent},
+    {"a goodbye removes the device from every list within # s", &Expectations::goodbye},
+    {"a silent device is removed within # s", &Expectations::silent},
     {"own services are announced at least every # s", &Expectations::announce},
-    {"no document travels in the last # s", &Expectations::quiet},
-    {"the memory at the end is what it was at # s", &Expectations::memory},
+    {"no document is sent in the last # s", &Expectations::quiet},
+    {"the memory at the end is the same as at # s", &Expectations::memory},
 }};
 
-// The words in lower case, without punctuation; the verbs as for several machines.
+// The words in lower case, without punctuation. Verbs are changed to the plural.
 Words WordsOf(std::string_view line)
 {
     static constexpr std::array<std::pair<const char *, const char *>, 9> kSame{
@@ -225,7 +226,7 @@ bool ReadLink(const Words &words, LinkSettings &link)
     const std::array<std::pair<const char *, std::int64_t LinkSettings::*>, 4> kShares{
         {{"the link loses # % of multicast", &LinkSettings::multicastLossPerMillion},
          {"the link loses # % of unicast", &LinkSettings::unicastLossPerMillion},
-         {"the link doubles # %", &LinkSettings::duplicatePerMillion},
+         {"the link duplicates # %", &LinkSettings::duplicatePerMillion},
          {"the link delays # % by up to 20 ms", &LinkSettings::reorderPerMillion}}};
     for (const auto &[form, member] : kShares) {
         if (const auto found = Match(words, form)) {
@@ -254,13 +255,14 @@ bool ReadSetting(const Words &words, Scenario &scenario)
         scenario.end = MicrosOf(found->numbers.front());
         return true;
     }
-    const bool ownSeeds = Match(words, "each device seeds random() by itself").has_value();
-    const bool speakers = Match(words, "there is no zr1").has_value();
-    const bool large = Match(words, "the package sets the size of buffers").has_value();
+    const bool ownSeeds = Match(words, "each device has a different seed for random()").has_value();
+    const bool noZR1 = Match(words, "there is no zr1").has_value();
+    const bool large =
+        Match(words, "the receive buffers have the size that the package sets").has_value();
     scenario.largeBuffers = scenario.largeBuffers || large;
     scenario.ownSeeds = scenario.ownSeeds || ownSeeds;
-    scenario.speakersOnly = scenario.speakersOnly || speakers;
-    return ownSeeds || speakers || large;
+    scenario.withoutZR1 = scenario.withoutZR1 || noZR1;
+    return ownSeeds || noZR1 || large;
 }
 
 } // namespace

@@ -51,7 +51,7 @@ struct Expectations
 {
     Micros complete = 0; // the time after the last change until all lists are correct
     Micros listed = 0;   // the same, but a list may contain a former name of a device
-    Micros missing = 0;  // the longest time for which a running device may leave a list
+    Micros missing = 0;  // the longest time for which a list may lack a running device
     Micros goodbye = 0;  // the time until a goodbye has removed a device from all lists
     Micros silent = 0;   // the same for a device that leaves without a goodbye
     Micros announce = 0; // the longest time between two announcements of a device
@@ -68,7 +68,7 @@ struct Scenario
     std::uint32_t time = 0;     // the result of time() at the start; 0: a random one
     std::uint32_t wrapping = 0; // the number of machines whose clocks wrap in the scenario
     bool largeBuffers = false;  // receive buffers of the size that the package sets
-    bool speakersOnly = false;  // no ZR1, which only devices that search later list
+    bool withoutZR1 = false;    // no device is a ZR1 (only devices that search later list it)
     Micros end = 0;
     std::vector<Act> acts;
     Expectations expects;

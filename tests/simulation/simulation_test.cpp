@@ -54,7 +54,7 @@ std::string ErrorOf(const std::string &text)
 
 } // namespace
 
-TEST(DeviceRandom, DrawsWhatTheCLibraryDrawsForTheSameSeed)
+TEST(DeviceRandom, DrawsTheNumbersOfTheCLibraryForTheSameSeed)
 {
     simulation::DeviceRandom device(1);
     for (const std::uint32_t seed : {1U, 1'700'000'000U}) {
@@ -95,11 +95,11 @@ TEST(Simulation, ABrokenRuleIsReportedWithSeedTimeDevicesAndEvents)
 {
     const Outcome outcome =
         Play("There are 2 devices.\nThe link is wired.\nAt 0 s all devices start within 1 s.\n"
-             "It ends at 20 s.\nEvery list is complete and right 10 s after the last change.\n",
+             "It ends at 20 s.\nEvery list is complete and correct 10 s after the last change.\n",
              3);
     EXPECT_NE(outcome.violations, 0U);
     EXPECT_NE(outcome.report.find("small, seed 3: "), std::string::npos);
-    EXPECT_NE(outcome.report.find("device 1 does not list device 2 as it is"), std::string::npos);
+    EXPECT_NE(outcome.report.find("device 1 does not list device 2 correctly"), std::string::npos);
     EXPECT_NE(outcome.report.find("device 2 sends alive of device 2"), std::string::npos);
 }
 
@@ -115,17 +115,17 @@ TEST(Simulation, AKilledDeviceThatStaysListedTooLongBreaksARule)
 {
     const std::string text = "There are 5 devices.\nThe link is wired.\n"
                              "At 0 s all devices start within 1 s.\nAt 100 s device 2 is killed.\n"
-                             "It ends at 400 s.\nA silent device is gone within ";
+                             "It ends at 400 s.\nA silent device is removed within ";
     EXPECT_EQ(Play(text + "250 s.\n").violations, 0U);
     EXPECT_NE(Play(text + "200 s.\n").violations, 0U);
 }
 
-TEST(Simulation, AGoodbyeThatDoesNotEmptyEveryListBreaksARule)
+TEST(Simulation, AGoodbyeThatDoesNotReachEveryDeviceBreaksARule)
 {
     const std::string text = "There are 10 devices.\nThe link is wired.\nThere is no ZR1.\n"
                              "At 0 s all devices start within 1 s.\n"
                              "At 200 s device 2 is switched off.\nIt ends at 250 s.\n"
-                             "A goodbye empties every list within 20 s.\n";
+                             "A goodbye removes the device from every list within 20 s.\n";
     EXPECT_EQ(Play(text).violations, 0U);
     EXPECT_NE(Play(text + "The link loses 50 % of multicast.\n").violations, 0U);
 }
@@ -143,7 +143,7 @@ TEST(Simulation, DocumentsSentAtTheEndBreakARule)
 {
     const std::string text = "There are 5 devices.\nThe link is wired.\n"
                              "At 0 s all devices start within 1 s.\nIt ends at 40 s.\n"
-                             "No document travels in the last 30 s.\n";
+                             "No document is sent in the last 30 s.\n";
     EXPECT_NE(Play(text).violations, 0U);
 }
 
@@ -152,11 +152,11 @@ TEST(Simulation, MemoryFilledByForgedDevicesBreaksARule)
     const std::string text = "There are 3 devices.\nThe link is wired.\n"
                              "At 0 s all devices start within 1 s.\n"
                              "At 100 s a stranger plays forged-devices for 20 s.\n"
-                             "It ends at 200 s.\nThe memory at the end is what it was at 90 s.\n";
+                             "It ends at 200 s.\nThe memory at the end is the same as at 90 s.\n";
     EXPECT_NE(Play(text).violations, 0U);
 }
 
-// A request that waits when the name changes is answered with the former document.
+// If the name changes while a request waits for its answer, the answer has the former name.
 TEST(Simulation, AFormerNameBreaksARuleUnlessItIsAccepted)
 {
     const std::string text = "There are 20 devices.\nThe link is wired.\nThere is no ZR1.\n"
@@ -164,8 +164,9 @@ TEST(Simulation, AFormerNameBreaksARuleUnlessItIsAccepted)
                              "At 100 s device 20 starts.\n"
                              "At 110 s devices 1 to 10 are renamed.\nIt ends at 300 s.\n"
                              "Every list is complete";
-    EXPECT_NE(Play(text + " and right 90 s after the last change.\n").violations, 0U);
-    EXPECT_EQ(Play(text + ", former names aside, 90 s after the last change.\n").violations, 0U);
+    EXPECT_NE(Play(text + " and correct 90 s after the last change.\n").violations, 0U);
+    EXPECT_EQ(Play(text + ", except for former names, 90 s after the last change.\n").violations,
+              0U);
 }
 
 TEST(Simulation, ANameThatADeviceNeverHadBreaksTheRuleThatAcceptsFormerNames)
@@ -173,7 +174,7 @@ TEST(Simulation, ANameThatADeviceNeverHadBreaksTheRuleThatAcceptsFormerNames)
     const Outcome outcome =
         Play("There are 3 devices.\nThe link is wired.\nAt 0 s all devices start within 1 s.\n"
              "At 100 s a stranger plays description-in-their-name for 5 s.\nIt ends at 250 s.\n"
-             "Every list is complete, former names aside, 90 s after the last change.\n");
+             "Every list is complete, except for former names, 90 s after the last change.\n");
     EXPECT_NE(outcome.violations, 0U);
 }
 

@@ -76,7 +76,7 @@ void TrafficChecks::CheckCause(const Machine &machine, const Datagram &datagram,
         Of(account.sent, DatagramKind::SearchAnswer) > searches) {
         mViolations.Add(at, {machine.Number()},
                         MachineText(machine.Number()) + " sends a " + NameOf(datagram.kind) +
-                            " that nothing asked for");
+                            " without a cause");
     }
 }
 

@@ -64,7 +64,7 @@ private:
 
     void CheckCause(const Machine &machine, const Datagram &datagram, Micros at);
     void CheckOffLink(const Machine &machine, const Datagram &datagram, Micros at);
-    // What a budget that is full at each start has allowed so far.
+    // The bytes that a budget allows until a time, if it is full at each start.
     [[nodiscard]] static double Allowed(const Account &account, std::size_t burst,
                                         std::size_t bytesPerSecond, Micros at);
 

@@ -63,7 +63,7 @@ void World::MakeMachines(const Variation &variation)
 {
     std::vector<product::ProductRow> products(product::kProductTable.begin(),
                                               product::kProductTable.end());
-    if (mScenario.speakersOnly) {
+    if (mScenario.withoutZR1) {
         products.erase(products.begin() + 6);
     }
     const std::uint32_t drawn = kEpoch + static_cast<std::uint32_t>(mChance.Below(100'000'000));
@@ -119,7 +119,7 @@ void World::Dispatch(const Event &event)
         DeliverToAll(event.number);
         break;
     case EventKind::Arrival: {
-        const DatagramPointer datagram = std::move(mAir[event.number]);
+        const DatagramPointer datagram = std::move(mInFlight[event.number]);
         mFreePlaces.push_back(event.number);
         Deliver(*mMachines[event.machine], datagram);
         break;
@@ -150,13 +150,13 @@ bool World::Send(Machine &machine, bool multicast, const sockaddr_in &destinatio
                      machine.Number());
     NoteSent(machine, *datagram, at);
     if (multicast) {
-        mQueue.Add(*arrival, EventKind::Multicast, kNoMachine, Fly(datagram));
+        mQueue.Add(*arrival, EventKind::Multicast, kNoMachine, PutInFlight(datagram));
         return true;
     }
     const auto receiver = mByAddress.find(destination.sin_addr.s_addr);
     if (receiver != mByAddress.end()) {
-        mQueue.Add(*arrival + mLink.Straggling(), EventKind::Arrival, receiver->second,
-                   Fly(datagram));
+        mQueue.Add(*arrival + mLink.ReorderingDelay(), EventKind::Arrival, receiver->second,
+                   PutInFlight(datagram));
     }
     return true;
 }
@@ -177,7 +177,7 @@ void World::Reply(const Machine &machine, const sockaddr_in &destination, std::s
     mTraffic.NoteReply(machine, *reply, at);
     const auto receiver = mByAddress.find(destination.sin_addr.s_addr);
     if (receiver != mByAddress.end()) {
-        mQueue.Add(*arrival, EventKind::Arrival, receiver->second, Fly(reply));
+        mQueue.Add(*arrival, EventKind::Arrival, receiver->second, PutInFlight(reply));
     }
 }
 
@@ -200,27 +200,27 @@ void World::NoteSent(const Machine &machine, const Datagram &datagram, Micros at
     }
 }
 
-// Adds a datagram to mAir and returns its index.
-std::uint32_t World::Fly(const DatagramPointer &datagram)
+// Stores a datagram until its arrival. Returns its index in mInFlight.
+std::uint32_t World::PutInFlight(const DatagramPointer &datagram)
 {
     if (mFreePlaces.empty()) {
-        mAir.push_back(datagram);
-        return static_cast<std::uint32_t>(mAir.size() - 1);
+        mInFlight.push_back(datagram);
+        return static_cast<std::uint32_t>(mInFlight.size() - 1);
     }
     const std::uint32_t place = mFreePlaces.back();
     mFreePlaces.pop_back();
-    mAir[place] = datagram;
+    mInFlight[place] = datagram;
     return place;
 }
 
 void World::DeliverToAll(std::uint32_t place)
 {
-    const DatagramPointer datagram = std::move(mAir[place]);
+    const DatagramPointer datagram = std::move(mInFlight[place]);
     mFreePlaces.push_back(place);
     for (const auto &machine : mMachines) {
-        const Micros late = mLink.Straggling();
+        const Micros late = mLink.ReorderingDelay();
         if (late != 0) {
-            mQueue.Add(mNow + late, EventKind::Arrival, machine->Number(), Fly(datagram));
+            mQueue.Add(mNow + late, EventKind::Arrival, machine->Number(), PutInFlight(datagram));
         } else {
             Deliver(*machine, datagram);
         }
@@ -243,7 +243,8 @@ void World::Deliver(Machine &machine, const DatagramPointer &datagram)
             continue;
         }
         mTraffic.NoteReceived(machine, *datagram);
-        if (!machine.Receive(datagram, mLink.Descend(number, datagram->text.size(), mNow))) {
+        if (!machine.Receive(datagram,
+                             mLink.ArrivalFromSwitch(number, datagram->text.size(), mNow))) {
             ++mSecond.noRoom;
             continue;
         }
@@ -286,7 +287,7 @@ void World::EndScenario()
     const Expectations &expects = mScenario.expects;
     if (expects.quiet != 0 && mTraffic.LastExchange() > mNow - expects.quiet) {
         mViolations.Add(mNow, {},
-                        "documents still travelled at " + TimeText(mTraffic.LastExchange()));
+                        "documents were still sent at " + TimeText(mTraffic.LastExchange()));
     }
     const std::int64_t grown = LiveMemory() - mMemory;
     if (expects.memory != 0 && grown > mMemory / 50 + kOwnGrowth) {

@@ -38,11 +38,11 @@ public:
     void Run();
 
     [[nodiscard]] const Trace &Events() const { return mTrace; }
-    [[nodiscard]] const Violations &Found() const { return mViolations; }
+    [[nodiscard]] const Violations &BrokenRules() const { return mViolations; }
     [[nodiscard]] const Figures &Result() const { return mFigures; }
 
 private:
-    // One machine's part of an act.
+    // The part of an act that changes one machine.
     enum class Step : std::uint32_t {
         PowerOn,
         Kill,
@@ -77,7 +77,7 @@ private:
                Micros at) override;
     void WakeAt(const Machine &machine, Micros at, std::uint32_t run) override;
     void NoteSent(const Machine &machine, const Datagram &datagram, Micros at);
-    std::uint32_t Fly(const DatagramPointer &datagram);
+    std::uint32_t PutInFlight(const DatagramPointer &datagram);
     void DeliverToAll(std::uint32_t place);
     void Deliver(Machine &machine, const DatagramPointer &datagram);
     [[nodiscard]] bool AreApart(const Datagram &datagram, const Machine &receiver) const;
@@ -92,7 +92,7 @@ private:
     void BeginChange(std::uint32_t machine, Micros at);
     void Take(Step step, std::uint32_t number);
     void PowerOn(Machine &machine, Machine::Publication publication);
-    void TakeOnOpen(Step step, Machine &machine);
+    void ChangeMachine(Step step, Machine &machine);
     void AddSilent(Machine &machine);
     void Settle(std::uint32_t number);
     void PlayTurn(std::uint32_t number);
@@ -107,11 +107,11 @@ private:
     std::vector<std::unique_ptr<Machine>> mMachines;
     std::unordered_map<in_addr_t, std::uint32_t> mByAddress;
     std::vector<bool> mSplit;         // by machine: whether it is on the other side of a split
-    std::vector<Micros> mHeldUpUntil; // by machine
+    std::vector<Micros> mHeldUpUntil; // by machine: the end of its last change
     std::set<std::uint32_t> mKilled;
     std::uint32_t mMoves = 0;
     std::vector<Playing> mStrangers;
-    std::vector<DatagramPointer> mAir; // datagrams on the link, by index
+    std::vector<DatagramPointer> mInFlight; // datagrams on the link, by index
     std::vector<std::uint32_t> mFreePlaces;
     Trace mTrace;
     Violations mViolations;

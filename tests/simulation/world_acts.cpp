@@ -116,10 +116,11 @@ void World::PlayTurn(std::uint32_t number)
             mTrace.Note(mNow, "is sent", kNoMachine, *datagram, kNoMachine);
             const auto receiver = mByAddress.find(datagram->destination.sin_addr.s_addr);
             if (datagram->multicast) {
-                mQueue.Add(mNow + kMillisecond, EventKind::Multicast, kNoMachine, Fly(datagram));
+                mQueue.Add(mNow + kMillisecond, EventKind::Multicast, kNoMachine,
+                           PutInFlight(datagram));
             } else if (receiver != mByAddress.end()) {
                 mQueue.Add(mNow + kMillisecond, EventKind::Arrival, receiver->second,
-                           Fly(datagram));
+                           PutInFlight(datagram));
             }
         }
     }
@@ -211,7 +212,7 @@ void World::Take(Step step, std::uint32_t number)
         mTraffic.NoteWithdrawn(machine);
         mLists->NoteGone(machine, mNow);
     } else {
-        TakeOnOpen(step, machine);
+        ChangeMachine(step, machine);
     }
 }
 
@@ -224,7 +225,7 @@ void World::PowerOn(Machine &machine, Machine::Publication publication)
     Settle(machine.Number());
 }
 
-void World::TakeOnOpen(Step step, Machine &machine)
+void World::ChangeMachine(Step step, Machine &machine)
 {
     const std::uint32_t number = machine.Number();
     switch (step) {

@@ -26,7 +26,7 @@ class Neighbour:
         self.names = 0
         self.name = ""
         self.asker = None  # the address that requested the description
-        self.there = False
+        self.is_present = False
         self.life = 0  # counts appearances; actions planned for an earlier one are ignored
 
     def rename(self):
@@ -54,16 +54,16 @@ class Neighbourhood:
         self._chance = random.Random(seed)
         self._plan = []  # heap of (time, order, neighbour, life, action)
         self._order = itertools.count()
-        self.counts = {"comings": 0, "renamings": 0, "goodbyes": 0, "silent goings": 0}
+        self.counts = {"arrivals": 0, "renames": 0, "goodbyes": 0, "silent departures": 0}
         self._neighbours = [Neighbour(address, self._socket(peer, address), number)
                             for number, address in enumerate(addresses)]
         self._by_socket = {each.sock: each for each in self._neighbours}
         for each in self._neighbours:
-            self._later(self._chance.uniform(0, 60), each, self._come)
+            self._later(self._chance.uniform(0, 60), each, self._appear)
 
     def present(self):
         """The names of the present neighbours, by address."""
-        return {each.address: each.name for each in self._neighbours if each.there}
+        return {each.address: each.name for each in self._neighbours if each.is_present}
 
     def run(self, seconds, frozen=False):
         """Runs planned actions for a time; while frozen, no neighbour appears, leaves or is
@@ -93,19 +93,19 @@ class Neighbourhood:
                                     neighbour.life, action))
 
     def _do_what_is_due(self, frozen):
-        steady = (self._announce, self._answer)
+        always = (self._announce, self._answer)
         while self._plan and self._plan[0][0] <= time.monotonic():
             _, _, neighbour, life, action = heapq.heappop(self._plan)
             if life != neighbour.life:
                 continue
-            if frozen and action not in steady:
+            if frozen and action not in always:
                 self._later(1, neighbour, action)
             else:
                 action(neighbour)
 
     def _receive(self, neighbour):
         data, sender = neighbour.sock.recvfrom(2000)
-        if neighbour.there and data.startswith(b"GET "):
+        if neighbour.is_present and data.startswith(b"GET "):
             neighbour.asker = sender
             self._later(self._chance.uniform(*ANSWER), neighbour, self._answer)
 
@@ -116,27 +116,27 @@ class Neighbourhood:
         neighbour.notify("alive")
         self._later(ALIVE_PERIOD, neighbour, self._announce)
 
-    def _come(self, neighbour):
-        self.counts["comings"] += 1
-        neighbour.there = True
+    def _appear(self, neighbour):
+        self.counts["arrivals"] += 1
+        neighbour.is_present = True
         neighbour.rename()
         self._announce(neighbour)
-        self._later(self._chance.uniform(*STAY), neighbour, self._go)
-        self._later(self._chance.uniform(*RENAME), neighbour, self._take_another_name)
+        self._later(self._chance.uniform(*STAY), neighbour, self._leave)
+        self._later(self._chance.uniform(*RENAME), neighbour, self._change_name)
 
-    def _go(self, neighbour):
+    def _leave(self, neighbour):
         with_goodbye = self._chance.random() < 0.5
         if with_goodbye:
             neighbour.notify("byebye")
-        self.counts["goodbyes" if with_goodbye else "silent goings"] += 1
-        neighbour.there = False
+        self.counts["goodbyes" if with_goodbye else "silent departures"] += 1
+        neighbour.is_present = False
         neighbour.life += 1
-        self._later(self._chance.uniform(*AWAY), neighbour, self._come)
+        self._later(self._chance.uniform(*AWAY), neighbour, self._appear)
 
-    def _take_another_name(self, neighbour):
+    def _change_name(self, neighbour):
         """Like a device: says goodbye, then announces itself with the new name."""
-        self.counts["renamings"] += 1
+        self.counts["renames"] += 1
         neighbour.notify("byebye")
         neighbour.rename()
         neighbour.notify("alive")
-        self._later(self._chance.uniform(*RENAME), neighbour, self._take_another_name)
+        self._later(self._chance.uniform(*RENAME), neighbour, self._change_name)

@@ -39,8 +39,8 @@ def say(start, text):
 
 
 def wait_until_listed(device, neighbours):
-    """Keeps the neighbours unchanged until the device's list is right. False if it is not
-    in time."""
+    """Keeps the neighbours unchanged until the device's list is correct. Returns False if it
+    does not become correct in time."""
     end = time.monotonic() + QUIET
     while listed(device) != neighbours.present() and time.monotonic() < end:
         neighbours.run(1, frozen=True)
@@ -57,22 +57,22 @@ def soak(device, neighbours, minutes):
         if device.beacond.status is not None:
             return [f"beacond ended\n{device.beacond.explain()}"]
         now = Reading(device.beacond)
-        say(start, f"{now}; {len(listed(device))} listed, {len(neighbours.present())} there")
+        say(start, f"{now}; {len(listed(device))} listed, {len(neighbours.present())} present")
         if first is None and minute >= settled:
             first = now
-    right = wait_until_listed(device, neighbours)
+    correct = wait_until_listed(device, neighbours)
     last = Reading(device.beacond)
     print(f"after {settled:.0f} min: {first}\nat the end: {last}")
     print(", ".join(f"{count} {what}" for what, count in neighbours.counts.items()))
-    complaints = {
+    faults = {
         f"more than {MEMORY_SLACK // 1024} kB of memory gained":
             last.memory > first.memory + MEMORY_SLACK,
         "other descriptors": last.descriptors != first.descriptors,
         "other threads": last.threads != first.threads,
-        f"listed {listed(device)}, there {neighbours.present()}": not right,
-        f"complained:\n{health.faults(device)}": health.faults(device) != "",
+        f"listed {listed(device)}, present {neighbours.present()}": not correct,
+        f"wrote faults:\n{health.faults(device)}": health.faults(device) != "",
     }
-    return [text for text, wrong in complaints.items() if wrong]
+    return [text for text, wrong in faults.items() if wrong]
 
 
 def main():
@@ -82,13 +82,13 @@ def main():
         device.start_beacond()
         neighbours = Neighbourhood(lab.add_peer(), ADDRESSES)
         try:
-            complaints = soak(device, neighbours, minutes)
+            faults = soak(device, neighbours, minutes)
         finally:
             neighbours.close()
-    for each in complaints:
+    for each in faults:
         print(f"FAILED: {each}")
-    print("failed" if complaints else "passed")
-    sys.exit(1 if complaints else 0)
+    print("failed" if faults else "passed")
+    sys.exit(1 if faults else 0)
 
 
 if __name__ == "__main__":

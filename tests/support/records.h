@@ -7,7 +7,7 @@
 
 // All fields of a record except its marker, in the record's order. Comparing two of them
 // shows the fields that differ.
-inline auto FieldsButFlag(const SSDPDeviceType &r)
+inline auto FieldsExceptFlag(const SSDPDeviceType &r)
 {
     const auto texts =
         std::tie(r.productName, r.modelName, r.modelNumber, r.modelDescription, r.serialNumber,
@@ -18,7 +18,7 @@ inline auto FieldsButFlag(const SSDPDeviceType &r)
 
 inline auto AllFields(const SSDPDeviceType &r)
 {
-    return std::make_tuple(FieldsButFlag(r), static_cast<int>(r.flag));
+    return std::make_tuple(FieldsExceptFlag(r), static_cast<int>(r.flag));
 }
 
 // A record in which every field has a different value.
@@ -49,7 +49,7 @@ inline SSDPDeviceType FullRecord()
     return record;
 }
 
-// A device as AddService gets it.
+// A device in the form that is passed to AddService.
 inline SSDPDeviceType Device(const std::string &product, const std::string &address,
                              const std::string &hostName)
 {

@@ -77,11 +77,11 @@ void StuckFolder::Run(const std::function<void()> &code)
     thread.join();
 }
 
-void StuckFolder::AwaitSomebody()
+void StuckFolder::AwaitCall()
 {
     std::unique_lock<std::mutex> held(mMutex);
     if (!mWaits.wait_for(held, std::chrono::minutes(1), [this] { return !mWaiting.empty(); })) {
-        throw std::runtime_error("nobody opened a file in " + mFolder);
+        throw std::runtime_error("no thread opened a file in " + mFolder);
     }
 }
 

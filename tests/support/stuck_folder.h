@@ -28,7 +28,7 @@ public:
     void Run(const std::function<void()> &code);
 
     // Waits until a thread is blocked in opening a file of the folder.
-    void AwaitSomebody();
+    void AwaitCall();
 
     // Lets the waiting threads continue. From now on no thread waits.
     void Answer();

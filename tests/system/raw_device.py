@@ -6,7 +6,7 @@ import itertools
 from expected import Product
 from lab import wait_until
 
-_fences = itertools.count(1)
+_markers = itertools.count(1)
 
 
 class RawDevice:
@@ -53,17 +53,17 @@ class RawDevice:
 def wait_until_read(device, peer):
     """Waits until the device has read all datagrams to its SSDP port so far, and has sent its
     immediate answers: until it reports the fault of a later datagram."""
-    fence = f"fence {next(_fences)}"
+    marker = f"marker {next(_markers)}"
     with peer.udp_socket() as sock:
-        sock.sendto(fence.encode(), (device.address, 1900))
-    line = f"ParseSSDPPacket: Don't know what to do with this method:\n{fence}\n"
-    wait_until(lambda: line in device.beacond.stderr, 20, f"{device.name} at {fence}",
+        sock.sendto(marker.encode(), (device.address, 1900))
+    line = f"ParseSSDPPacket: Don't know what to do with this method:\n{marker}\n"
+    wait_until(lambda: line in device.beacond.stderr, 20, f"{device.name} at {marker}",
                device.beacond.explain)
 
 
 def wait_until_recorded(wire, peer):
     """Waits until the capture of `peer` contains all datagrams that it has received so far."""
-    fence = f"fence {next(_fences)}".encode()
+    marker = f"marker {next(_markers)}".encode()
     with peer.udp_socket() as sock:
-        sock.sendto(fence, (peer.address, 1900))
-    wire.wait_for(source=peer.address, starting=fence)
+        sock.sendto(marker, (peer.address, 1900))
+    wire.wait_for(source=peer.address, starting=marker)

@@ -15,10 +15,10 @@ from raw_device import RawDevice, wait_until_read
 LIFE = 240
 EARLY = 80
 
-SPEAKER = Product("Lumen", "0x10660001", "4K encoder")
-MUTE = Product("Lumen Plus", "0x10660002", "4K encoder")
+ANNOUNCING = Product("Lumen", "0x10660001", "4K encoder")
+SILENT = Product("Lumen Plus", "0x10660002", "4K encoder")
 ZR1 = Product("ZR1", "0x10680001", "Field recorder")
-LEAVER = Product("TalonMx", "0x10670001", "Multichannel streamer")
+LEAVING = Product("TalonMx", "0x10670001", "Multichannel streamer")
 
 
 @pytest.fixture(scope="module")
@@ -29,15 +29,15 @@ def known(lab, peer, wire):
     device = lab.add_device("studio-a", product="corvia12")
     start_quick(device)
     wire.wait_for(source=device.address, starting=b"NOTIFY")
-    speaker, mute, zr1, leaver = (RawDevice(peer.address, what.model, what)
-                                  for what in (SPEAKER, MUTE, ZR1, LEAVER))
+    announcing, silent, zr1, leaving = (RawDevice(peer.address, what.model, what)
+                                        for what in (ANNOUNCING, SILENT, ZR1, LEAVING))
     start = time.monotonic()
-    for each in (speaker, mute, zr1, leaver):
+    for each in (announcing, silent, zr1, leaving):
         wire.socket.sendto(each.description(), (device.address, 1900))
     wire.socket.sendto(zr1.alive(max_age=30), (device.address, 1900))
     wait_until_read(device, peer)
-    with Chatter(peer, speaker):
-        yield device, speaker, mute, zr1, leaver, start
+    with Chatter(peer, announcing):
+        yield device, announcing, silent, zr1, leaving, start
 
 
 def listed(device, peer):
@@ -45,27 +45,28 @@ def listed(device, peer):
 
 
 def test_a_goodbye_removes_a_device_at_once(known, peer, wire):
-    device, speaker, mute, zr1, leaver, _ = known
-    assert listed(device, peer) == expected.listing("NodeList", device, speaker, mute, zr1, leaver)
-    wire.socket.sendto(RawDevice("192.0.2.99", "", LEAVER).byebye(), (device.address, 1900))
-    wire.socket.sendto(leaver.byebye().replace(b"LOCATION: http", b"X: "), (device.address, 1900))
+    device, announcing, silent, zr1, leaving, _ = known
+    assert listed(device, peer) == expected.listing(
+        "NodeList", device, announcing, silent, zr1, leaving)
+    wire.socket.sendto(RawDevice("192.0.2.99", "", LEAVING).byebye(), (device.address, 1900))
+    wire.socket.sendto(leaving.byebye().replace(b"LOCATION: http", b"X: "), (device.address, 1900))
     wait_until_read(device, peer)
-    assert leaver.usn in listed(device, peer).decode()
-    wire.socket.sendto(leaver.byebye(), (device.address, 1900))
+    assert leaving.usn in listed(device, peer).decode()
+    wire.socket.sendto(leaving.byebye(), (device.address, 1900))
     wait_until_read(device, peer)
-    assert listed(device, peer) == expected.listing("NodeList", device, speaker, mute, zr1)
+    assert listed(device, peer) == expected.listing("NodeList", device, announcing, silent, zr1)
 
 
 def test_a_silent_device_is_removed_after_four_minutes_and_an_announced_one_stays(known, peer):
-    device, speaker, mute, zr1, _, start = known
+    device, announcing, silent, zr1, _, start = known
     gone = {}
 
     def all_gone():
         text = listed(device, peer).decode()
-        for each in (mute, zr1):
+        for each in (silent, zr1):
             if each.usn not in text:
                 gone.setdefault(each.usn, (time.monotonic() - start) * SPEED)
         return len(gone) == 2
     wait_until(all_gone, 3 * LIFE / SPEED, "two devices forgotten", lambda: listed(device, peer))
     assert min(gone.values()) > LIFE - EARLY
-    assert listed(device, peer) == expected.listing("NodeList", device, speaker)
+    assert listed(device, peer) == expected.listing("NodeList", device, announcing)

@@ -20,7 +20,7 @@ LATER = 40
 LIMIT = 40
 
 ZR1 = Product("ZR1", "0x10680001", "Field recorder")
-UNDESCRIBED = Product("Unheard", "0x1", "never described")
+UNDESCRIBED = Product("Undescribed", "0x1", "never described")
 FOREIGN = b"uuid:0a1b2c3d-0000-0000-0000-000000000000::upnp:rootdevice"
 
 
@@ -81,7 +81,8 @@ def not_asked_for(peer):
 
 @pytest.fixture(scope="module")
 def requests(running_device, peer, wire, other):
-    """All GETs that reached the two machines, after all must have arrived; and the faults."""
+    """The messages with the devices that they name, all GETs that the two machines received, and
+    the lines on standard error. Waits until every request must have been sent."""
     machine, other_wire = other
     sock = wire.socket
     before = len(running_device.beacond.stderr)
@@ -132,7 +133,7 @@ def test_no_device_is_listed_without_a_description(requests, running_device, pee
         "NodeList", running_device)
 
 
-def boards(device, board):
+def with_board(device, board):
     """The device, with the board that the list must show."""
     return RawDevice(device.address, device.name, device.product._replace(board=board))
 
@@ -157,7 +158,7 @@ def described(running_device, wire, peer):
     for model, number, board in BOARDS:
         device = RawDevice(peer.address, f"a {model}", Product(model, number, f"kind of {model}"))
         wire.socket.sendto(device.description(), (running_device.address, SSDP_PORT))
-        devices.append(boards(device, board))
+        devices.append(with_board(device, board))
     wait_until_read(running_device, peer)
     return devices
 

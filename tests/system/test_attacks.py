@@ -118,7 +118,7 @@ def test_descriptions_for_other_subnets_spend_the_budget(lab, small_subnet, atta
     assert sum(map(len, answers)) <= OFF_LINK_RATE * (took + 1)
 
 
-NO_PEERS = ["239.255.255.250", "224.0.0.1", "255.255.255.255", "192.0.2.255", "127.0.0.1",
+IMPOSSIBLE_PEERS = ["239.255.255.250", "224.0.0.1", "255.255.255.255", "192.0.2.255", "127.0.0.1",
             "0.0.0.1", "240.0.0.1"]
 
 
@@ -126,14 +126,14 @@ def test_no_document_is_requested_from_an_address_that_no_peer_can_have(running_
                                                                         peer, wire):
     start, since = len(running_device.beacond.stderr), wire.mark()
     with attacker.udp_socket() as sock:
-        for number, address in enumerate(NO_PEERS):
+        for number, address in enumerate(IMPOSSIBLE_PEERS):
             notify = flood.alive(10_000 + number)
             sock.sendto(re.sub(rb"http://[^:]+", b"http://" + address.encode(), notify),
                         (running_device.address, 1900))
     wait_until_read(running_device, peer)
     lines = faults(running_device, start).splitlines()
     assert [line for line in lines if "Invalid" in line] == [
-        f'SendGETRequest: Invalid IP address: "{address}"' for address in NO_PEERS]
+        f'SendGETRequest: Invalid IP address: "{address}"' for address in IMPOSSIBLE_PEERS]
     wire.wait_for(3, since=since, source=running_device.address, starting=b"NOTIFY", timeout=100)
     assert wire.datagrams(running_device.address, since, b"GET") == []
 
@@ -260,14 +260,14 @@ def test_a_flood_from_one_address_does_not_starve_others(running_device, attacke
         wait_until_a_queue_is_full(running_device, start)
         begin = time.monotonic()
         tries = [begin + number * TRY for number in range(3)]
-        listed = []  # when all were
+        listed = []  # the times at which all neighbours were listed
 
         def served_and_listed():
-            asks = tries and time.monotonic() >= tries[0]
-            if asks:
+            request_now = tries and time.monotonic() >= tries[0]
+            if request_now:
                 tries.pop(0)
             for each in neighbours:
-                each.take_turn(running_device, get if asks else None)
+                each.take_turn(running_device, get if request_now else None)
             time.sleep(2)
             if not missing_from_list(neighbours, running_device):
                 listed.append(time.monotonic())

@@ -77,7 +77,7 @@ def test_a_host_is_an_address_a_listed_name_or_a_host_name(pair):
     assert search.stdout.startswith(f"{b.address}  {usn(b, 'Lumen Plus')}\n")
 
 
-def test_a_host_that_nobody_knows_is_told_in_one_line(pair):
+def test_a_host_that_nobody_knows_is_reported_on_one_line(pair):
     _, a, _ = pair
     result = a.run(BEACONCTL, "--host", "studio\x1b", "nodes", check=False)
     assert (result.returncode, result.stdout, result.stderr) == (

@@ -47,7 +47,7 @@ def test_an_answer_that_is_not_a_listing_is_reported_in_one_line(
 
 
 @pytest.mark.parametrize("command", ["nodes", "hosts"])
-def test_a_missing_answer_is_reported_with_the_way_to_its_cause(
+def test_a_missing_answer_is_reported_with_the_command_that_finds_its_cause(
         peer, answerer, beaconctl, command):
     result = peer.run(beaconctl, "--host", answerer.address, "--timeout", "0.3", command,
                       check=False)
@@ -153,7 +153,7 @@ def test_watch_survives_every_answer_and_reports_each_fault_once(peer, answerer,
 
 
 @pytest.mark.parametrize("environment, colours", [
-    pytest.param({}, COLOURS, id="asked nothing"),
+    pytest.param({}, COLOURS, id="no NO_COLOR"),
     pytest.param({"NO_COLOR": ""}, COLOURS, id="empty NO_COLOR"),
     pytest.param({"NO_COLOR": "1"}, set(), id="NO_COLOR"),
 ])

@@ -138,7 +138,7 @@ def raw_devices(lab, peer):
     return devices
 
 
-def sent_by_both(raw_devices, receiver):
+def send_from_both(raw_devices, receiver):
     """Sends every message of the devices; at the end, the first device says goodbye."""
     for machine, device in reversed(raw_devices):
         with machine.udp_socket(1900) as sock:
@@ -162,12 +162,12 @@ LUMEN = ["announces itself for 1800 s", "asks 192.0.2.200 for its description, l
                  id="address"),
     pytest.param(["--host", "192.0.2.201", "--product", "Lumen"], LUMEN, id="both"),
 ])
-def test_it_shows_the_datagrams_of_an_address_and_of_a_product_alone(
+def test_it_shows_only_the_datagrams_of_an_address_or_a_product(
         peer, raw_devices, beaconctl, selection, meanings):
     assert (peer.address, raw_devices[0][0].address) == ("192.0.2.200", "192.0.2.201")
     monitor = peer.start("monitor", [beaconctl, "--json", "monitor", *selection])
     monitor.wait_output(BOTH)
-    sent_by_both(raw_devices, peer)
+    send_from_both(raw_devices, peer)
     monitor.wait_output("says goodbye")
     assert [each["meaning"] for each in shown(monitor)] == meanings
     assert {each["from"] for each in shown(monitor)} == {"192.0.2.201"}
@@ -192,7 +192,7 @@ def test_no_byte_of_a_datagram_acts_on_the_terminal(peer, raw_devices, beaconctl
     pytest.param(True, -signal.SIGPIPE, "", id="default"),
     pytest.param(False, 3, "beaconctl: cannot write: Broken pipe\n", id="ignored"),
 ])
-def test_it_ends_when_its_reader_goes_though_nothing_arrives(
+def test_it_ends_when_its_reader_has_ended_even_if_nothing_arrives(
         peer, beaconctl, restore, status, error):
     reader, writer = os.pipe()
     monitor = peer.start("monitor", [beaconctl, "monitor", "--host", peer.address], stdout=writer,

@@ -101,7 +101,7 @@ def test_a_signal_ends_a_watch_whose_output_is_not_read(peer, answerer, beaconct
         watch = peer.start("watch", [beaconctl, "--json", "--host", answerer.address, "watch"],
                            stdout=writer)
         os.close(writer)
-        wait_until(is_full, 20, "a pipe full of what watch writes", watch.explain)
+        wait_until(is_full, 20, "a full pipe", watch.explain)
         assert watch.stop(signal.SIGINT) == 0
     os.close(reader)
 

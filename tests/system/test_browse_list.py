@@ -16,9 +16,10 @@ from raw_device import RawDevice
 GROUP = ("239.255.255.250", 1900)
 # Two ticks of at most 5.75 s, each of which can take twice as long, and 5.5 s for the writer.
 LIMIT = 40
-SPELL = 45  # seconds
+DURATION = 45  # seconds
 # The writer waits at least eleven times between two writes, 500 ms each. A change ends a wait
-# early, but the registry reports changes only once in a tick of at least 4.25 s: twice.
+# early, but the registry reports changes only once in a tick of at least 4.25 s: at most two
+# of the waits end early.
 SHORTEST = 9 * 0.5
 
 
@@ -66,7 +67,7 @@ def read(running_device, wire, peer):
             wire.socket.sendto(each.description(), (running_device.address, 1900))
 
     with Reader(running_device.path(BROWSE_LIST)) as reader:
-        end = time.monotonic() + SPELL
+        end = time.monotonic() + DURATION
         generation = 0
         while time.monotonic() < end:
             generation += 1

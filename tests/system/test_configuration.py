@@ -18,7 +18,7 @@ def reported_address(device):
     return device.request("GET", "/api/v1/network/devices")[1][0]["activeParams"]["address"]
 
 
-def all_sent_has_arrived(wire, lab):
+def wait_until_all_sent_has_arrived(wire, lab):
     """Waits until the capture contains all datagrams sent so far: until it contains a later
     one."""
     since = wire.mark()
@@ -114,7 +114,7 @@ def test_without_an_address_the_port_is_closed_until_there_is_one(running_device
     expected.assert_alive(sent[0].data, device)
 
 
-def test_two_addresses_are_a_goodbye_and_refused_until_one_goes(running_device, wire):
+def test_two_addresses_cause_a_goodbye_and_are_refused_until_one_is_removed(running_device, wire):
     device = running_device
     since = wire.mark()
     device.add_address("192.0.2.111")
@@ -159,7 +159,7 @@ def test_a_lost_connection_closes_the_port_without_a_goodbye(hand_kept_device, w
     device.put_network(connected=False)
     wait_until(lambda: not ssdp_port_open(device), PASS, "the SSDP port closed",
                device.beacond.explain)
-    all_sent_has_arrived(wire, lab)
+    wait_until_all_sent_has_arrived(wire, lab)
     assert expected.goodbye(device) not in notifies(wire, device, since)
 
 
@@ -186,7 +186,7 @@ def test_complete_publishes_and_preparing_causes_one_goodbye(hand_kept_device, w
     device.put_network(state="Preparing")
     wait_until(lambda: not ssdp_port_open(device), PASS, "the SSDP port closed",
                device.beacond.explain)
-    all_sent_has_arrived(wire, lab)
+    wait_until_all_sent_has_arrived(wire, lab)
     assert notifies(wire, device, since)[-1] == expected.goodbye(device)
     assert notifies(wire, device, since).count(expected.goodbye(device)) == 1
 

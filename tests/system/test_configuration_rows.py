@@ -57,11 +57,11 @@ class Since:
     def wait_until_said(self, *words):
         wait_until(lambda: self.said() == list(words), PASS, f"{words}", self.said)
 
-    def wait_until_announced_anew(self):
+    def wait_until_announced_again(self):
         """One goodbye and one announcement; the former announcement may be repeated before."""
-        anew = ["goodbye", "alive"]
-        wait_until(lambda: self.said()[-2:] == anew, PASS, "goodbye and announcement", self.said)
-        assert self.said() in (anew, ["alive", *anew])
+        both = ["goodbye", "alive"]
+        wait_until(lambda: self.said()[-2:] == both, PASS, "goodbye and announcement", self.said)
+        assert self.said() in (both, ["alive", *both])
 
     def wait_until_written(self, text):
         wait_until(lambda: self.written() == text, PASS, f"{text!r} written", self.written)
@@ -104,14 +104,14 @@ def test_other_states_of_the_interface_have_no_effect(device, since):
     device.put_network(state="Failed")
     device.put_network(state="Idle")
     device.configure(hostName="by-hand-2")
-    since.wait_until_announced_anew()
+    since.wait_until_announced_again()
     assert since.written() == REOPENED  # for the name
 
 
 def test_complete_announces_and_publishes_by_dns_sd_again(device, since):
     device.put_network(state="Complete")
-    since.wait_until_announced_anew()
-    wait_until(lambda: since.publications() == 1, PASS, "published anew", device.beacond.explain)
+    since.wait_until_announced_again()
+    wait_until(lambda: since.publications() == 1, PASS, "published again", device.beacond.explain)
     assert since.written() == REOPENED
     assert service_names(device) == ["by-hand-2"]
 
@@ -158,7 +158,7 @@ def test_with_ssdp_off_only_complete_has_an_effect_and_announces_nothing(
     device.put_network(state="Complete")
     off.wait_until_written(REOPENED)
     assert ssdp_port_open(device)
-    wait_until(lambda: off.publications() == 1, PASS, "published anew", device.beacond.explain)
+    wait_until(lambda: off.publications() == 1, PASS, "published again", device.beacond.explain)
     assert service_names(device) == ["by-hand"]  # DNS-SD gets a name only while SSDP is on
     assert off.all_said() == []
     assert hosts(device, peer) == b"HostList"
@@ -175,7 +175,7 @@ def test_switching_ssdp_on_announces_without_reopening_the_port(device, peer, si
 
 def test_a_new_name_is_also_published_by_dns_sd(device, since):
     device.configure(hostName="by-hand-4")
-    since.wait_until_announced_anew()
+    since.wait_until_announced_again()
     wait_until(lambda: service_names(device) == ["by-hand-4"], 20, "the new name",
                lambda: service_names(device))
     assert since.publications() == 1

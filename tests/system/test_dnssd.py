@@ -54,7 +54,7 @@ def test_the_service_follows_a_new_host_name_of_avahi_daemon(pair):
         lambda: str(looker.mdns_services()))
 
 
-def test_the_letters_that_the_documents_say_are_kept(pair):
+def test_the_service_name_keeps_the_letters_that_the_document_lists(pair):
     published, looker = pair
     table = re.search(r"\| `hostName` \| DNS-SD service \|\n\|---\|---\|\n((?:\|.*\n)+)",
                       (TOP / "docs/operations.md").read_text())[1]
@@ -71,7 +71,7 @@ def test_with_ssdp_switched_off_the_service_stays(pair):
     published.configure(ssdpEnable=False)
     published.configure(hostName="hidden")  # kept for later, not published
     published.configure(ssdpEnable=True)
-    assert [each[0] for each in seen(looker)] == ["Bro31"]
+    assert [each[0] for each in seen(looker)] == ["Bro31"]  # the last name of the table
     published.configure(hostName="studio-a")
     wait_until(lambda: [each[0] for each in seen(looker)] == ["studio-a"], LIMIT,
                "the first name again", lambda: str(seen(looker)))

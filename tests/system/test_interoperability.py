@@ -14,7 +14,7 @@ LIMIT = 90
 @pytest.fixture(scope="module")
 def pair(lab):
     """Two devices that see each other. On the first one, minissdpd opened the SSDP port
-    before."""
+    first."""
     shared, other = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
                                      DeviceSpec("studio-b", product="lumenplus")])
     shared_with = Minissdpd(shared)
@@ -81,7 +81,7 @@ def test_gssdp_and_minissdpd_receive_announcement_and_goodbye(pair, peer, wire, 
     assert listening.stdout[before:] == gone
     other.configure(ssdpEnable=True)
     wait_until(lambda: listening.stdout[before:] == gone + found(other), 20,
-               "the device noted again", listening.explain)
+               "the device found again", listening.explain)
 
 
 def test_a_control_point_reads_the_description_from_a_web_server(pair, lab):

@@ -59,7 +59,7 @@ def processes_of(mark):
     return {each for each in everything if each in marked or each.namespace in namespaces}
 
 
-def left_of(before, mark):
+def still_running(before, mark):
     """The running processes of a lab."""
     return processes_of(mark) | (before & set(processes()))
 
@@ -95,8 +95,8 @@ def test_nothing_is_left_after_a_signal(lab_of_another_program, number):
     before = processes_of(mark)
     program.send_signal(number)
     program.wait(20)
-    wait_until(lambda: not left_of(before, mark), 20, "no process left",
-               lambda: left_of(before, mark))
+    wait_until(lambda: not still_running(before, mark), 20, "no process left",
+               lambda: still_running(before, mark))
 
 
 def test_closing_leaves_nothing(programs):
@@ -106,7 +106,7 @@ def test_closing_leaves_nothing(programs):
         made = processes_of(lab.mark)
         assert made
         assert host_state() == before
-    assert not left_of(made, lab.mark)
+    assert not still_running(made, lab.mark)
     assert host_state() == before
 
 
@@ -212,8 +212,8 @@ def test_a_program_that_ends_early_is_reported_with_its_output(device):
 
 
 def test_a_wait_that_fails_reports_the_last_state():
-    with pytest.raises(TimeoutError, match="a wonder: not within 0.01 s; last result: 0\nno wonder"):
-        wait_until(lambda: 0, 0.01, "a wonder", lambda: "no wonder")
+    with pytest.raises(TimeoutError, match="an event: not within 0.01 s; last result: 0\nthe state"):
+        wait_until(lambda: 0, 0.01, "an event", lambda: "the state")
 
 
 def test_a_zombie_process_has_ended(peer):

@@ -12,8 +12,8 @@ from lab import wait_until
 from lab.device import BROWSE_LIST
 
 PEAK = 40_000_000  # bytes of resident memory
-# What the kernel may count as the daemon's memory for datagrams that wait: the receive buffer
-# that the daemon asks for, and the usual send buffer.
+# The kernel may count the memory of waiting datagrams as the daemon's: the receive buffer that
+# the daemon asks for, and the usual send buffer.
 BUFFERS = 4_608_000 + 212_992
 UNIT = Path(__file__).resolve().parents[2] / "packaging/systemd/beacond.service"
 # A pass comes after at most 5.75 s; the list is written within eleven waits of 500 ms then.

@@ -5,7 +5,7 @@ import re
 from conftest import TOP
 
 CALLS = ("WriteFault", "WriteProgress", "WriteError", "ReportFault", "fprintf", "EndProcess",
-         "tell", "report", "lose", "Require", "Throw", "Failure", "Because", "system_error", "WrongUsage")
+         "report", "lose", "Require", "Throw", "Failure", "Because", "system_error", "WrongUsage")
 STATEMENT = re.compile(
     rf"\b(?P<call>{'|'.join(CALLS)})\s*\((?P<arguments>[^;]*);"
     r"|std::c(?:out|err)\s*<<([^;]*);"

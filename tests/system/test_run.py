@@ -160,11 +160,11 @@ class StandIn:
     def __init__(self, name):
         self.name = self.host_name = name
         self.address = f"address of {name}"
-        self.told = []
+        self.configured = []
         self.found = self.listed = True
 
     def configure(self, **members):
-        self.told.append(members)
+        self.configured.append(members)
         self.host_name = members.get("hostName", self.host_name)
         self.found = False
 
@@ -191,6 +191,6 @@ def test_the_last_device_is_renamed_leaves_and_returns(monkeypatch):
         last.listed = False
         last.found = False
         next(news)
-        assert last.told == [{"hostName": name}, {"ssdpEnable": False}, {"ssdpEnable": True}]
-        last.told.clear()
-    assert devices[0].told == []
+        assert last.configured == [{"hostName": name}, {"ssdpEnable": False}, {"ssdpEnable": True}]
+        last.configured.clear()
+    assert devices[0].configured == []

@@ -26,12 +26,12 @@ SERVED = {
         "corvia_12_upnp_ssdp_1.xml"),
     "a path alone": ("GET /note.xml", "note.xml"),
     "another host and folders": ("GET http://elsewhere:8080/some/where/note.xml", "note.xml"),
-    "something behind the name": ("GET /note.xml?query#part", "note.xml"),
+    "something after the name": ("GET /note.xml?query#part", "note.xml"),
     "headers that name another file": (f"{NOTE}X: /missing.xml\r\n", "note.xml"),
     "a file called xml": ("GET /xml", "xml"),
-    "a folder called like the ending's start": ("GET /a.x/note.xml", "note.xml"),
+    "a folder that is called like a part of the ending": ("GET /a.x/note.xml", "note.xml"),
     "an empty file": ("GET /empty.xml", "empty.xml"),
-    "no slash before the host's": ("GET x:/note.xml", "note.xml"),
+    "a host without the two slashes": ("GET x:/note.xml", "note.xml"),
 }
 
 REFUSED = {
@@ -45,9 +45,9 @@ REFUSED = {
     "a file in a folder": "GET /folder/inner.xml",
     "a folder": "GET /folder.xml",
     "a pipe": "GET /pipe.xml",
-    "what fits no datagram": "GET /large.xml",
+    "a file larger than a datagram": "GET /large.xml",
     "other capitals": "GET /NOTE.XML",
-    "the name behind a NUL": "GET \0/note.xml",
+    "the name after a NUL": "GET \0/note.xml",
 }
 
 UNKNOWN_METHODS = ["get /note.xml", "GETS /note.xml", "HEAD /note.xml", "POST /note.xml"]
@@ -58,7 +58,7 @@ def fill_web_root(device):
     (root / "note.xml").write_text("two lines\nof text")
     (root / "xml").write_text("a file called xml\n")
     (root / "empty.xml").write_text("")
-    (root / "torn.xml").write_text("before\0behind")
+    (root / "torn.xml").write_text("before\0after")
     (root / "page.html").write_text("not served")
     (root / "large.xml").write_text(65508 * "x")
     (root / "../above.xml").write_text("not served")
@@ -91,7 +91,7 @@ class Question:
 
 @pytest.fixture(scope="module")
 def asked(running_device, peer):
-    """All requests by name, sent at once, after all answers must have arrived."""
+    """All requests by name. They were sent at once, and all their answers must have arrived."""
     fill_web_root(running_device)
     requests = {name: request for name, (request, _) in SERVED.items()} | REFUSED
     requests["torn"] = "GET /torn.xml"
@@ -122,7 +122,7 @@ def test_the_served_description_is_the_announced_one(asked, running_device):
 
 def test_a_served_text_ends_at_its_first_nul_but_has_the_length_of_the_file(
         asked, running_device):
-    assert asked["torn"].answers() == [(expected.served("before", length=13),
+    assert asked["torn"].answers() == [(expected.served("before", length=12),
                                         (running_device.address, 1900))]
 
 

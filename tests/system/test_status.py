@@ -102,13 +102,13 @@ def test_the_screen_has_a_line_for_each_check(running):
     assert [line[:23].rstrip() for line in lines[2:]] == [f"ok     {check}" for check in CHECKS]
 
 
-def test_without_a_daemon_there_is_nothing_to_ask(idle):
+def test_without_a_daemon_its_absence_is_the_only_fault(idle):
     status = Status(idle)
     assert (status.code, status.health, status.having("fault")) == (3, "not running", ["daemon"])
     assert status.text("daemon") == "beacond does not run"
 
 
-def test_two_daemons_on_one_device_are_named_with_the_way_out(running):
+def test_two_daemons_on_one_device_are_reported_with_the_advice_to_stop_one(running):
     second = running.start("second", [BEACOND, "-d"], running.daemon_environment())
     second.wait_output("PubSub started\n")
     status = Status(running)
@@ -130,7 +130,7 @@ def rename_net0(device):
     (lambda device: device.set_link(False), "net0 is down"),
     (lambda device: device.remove_address(device.address), "net0 has no IPv4 address"),
 ], ids=["missing", "down", "without address"])
-def test_a_net0_that_cannot_be_used_is_named_as_the_cause(running, spoil, text):
+def test_a_net0_that_cannot_be_used_is_reported_as_the_cause(running, spoil, text):
     spoil(running)
     wait_until_closed(running)
     found = faults(running)
@@ -138,7 +138,7 @@ def test_a_net0_that_cannot_be_used_is_named_as_the_cause(running, spoil, text):
     assert found["engine"] == "discovery does not run on net0"
 
 
-def test_two_addresses_of_net0_are_named(idle):
+def test_two_addresses_of_net0_are_reported(idle):
     idle.add_address("192.0.2.120")
     started(idle)
     found = faults(idle)
@@ -146,7 +146,7 @@ def test_two_addresses_of_net0_are_named(idle):
     assert found["engine"] == "discovery does not run on net0"
 
 
-def test_a_cable_that_is_unplugged_is_named(lab, running):
+def test_a_cable_that_is_unplugged_is_reported(lab, running):
     lab.set_cable(running, False)
     wait_until_closed(running)
     assert faults(running)["interface"] == "net0 has no link"
@@ -162,13 +162,13 @@ def port_taken(device, port):
         yield
 
 
-def test_a_taken_ssdp_port_is_named(idle):
+def test_a_taken_ssdp_port_is_reported(idle):
     with port_taken(idle, 1900):
         started(idle)
         assert faults(idle)["engine"] == "discovery does not run: another program has UDP port 1900"
 
 
-def test_a_taken_diagnostic_port_is_named(idle):
+def test_a_taken_diagnostic_port_is_reported(idle):
     with port_taken(idle, 49821):
         started(idle)
         assert faults(idle)["engine"] == ("discovery runs, but not the diagnostic port: "
@@ -186,19 +186,19 @@ def test_another_program_on_the_ssdp_port_is_noted(running):
     assert status.text("port") == "other programs use UDP port 1900: it has 2 sockets"
 
 
-def test_an_unknown_product_is_named(idle):
+def test_an_unknown_product_is_reported(idle):
     started(idle, PRODUCT_ID="frob")
     assert faults(idle) == {
         "product": '"frob" is not a product: the device is an "Unknown Model"'}
 
 
-def test_a_configuration_service_that_is_down_is_named(running):
+def test_a_configuration_service_that_is_down_is_reported(running):
     running.configd.stop()
     assert faults(running) == {
         "configuration": "no configuration service on 127.0.0.1:8080: Connection refused"}
 
 
-def test_a_configuration_service_that_does_not_answer_is_named(running):
+def test_a_configuration_service_that_does_not_answer_is_reported(running):
     running.configd.kill(signal.SIGSTOP)
     assert faults(running) == {
         "configuration": "no configuration service on 127.0.0.1:8080: no answer"}
@@ -213,7 +213,7 @@ def serve_http(device, *options):
     return server
 
 
-def test_another_program_on_the_port_of_the_configuration_service_is_named(running):
+def test_another_program_on_the_port_of_the_configuration_service_is_reported(running):
     running.configd.stop()
     web = serve_http(running)
     assert faults(running) == {
@@ -221,7 +221,7 @@ def test_another_program_on_the_port_of_the_configuration_service_is_named(runni
     web.stop()
 
 
-def test_ssdp_that_is_switched_off_is_named(running):
+def test_ssdp_that_is_switched_off_is_reported(running):
     running.configure(ssdpEnable=False)
     status = Status(running)
     assert (status.code, status.having("fault")) == (1, ["configuration"])
@@ -230,7 +230,7 @@ def test_ssdp_that_is_switched_off_is_named(running):
         "others do not see this device by SSDP")
 
 
-def test_a_setup_that_is_not_complete_is_named(lab):
+def test_a_setup_that_is_not_complete_is_reported(lab):
     device = lab.add_device(product="corvia12", address=next(addresses), hand_kept=True)
     started(device)
     device.put_network(state="Preparing")
@@ -241,7 +241,7 @@ def test_a_setup_that_is_not_complete_is_named(lab):
     lab.remove(device)
 
 
-def test_an_avahi_daemon_that_does_not_run_is_named(running):
+def test_an_avahi_daemon_that_does_not_run_is_reported(running):
     running.avahi.stop()
     assert running.beacond.wait() == 1
     status = Status(running)
@@ -249,13 +249,13 @@ def test_an_avahi_daemon_that_does_not_run_is_named(running):
     assert status.text("avahi-daemon") == "avahi-daemon does not run"
 
 
-def test_an_avahi_daemon_without_the_service_is_named(running):
+def test_an_avahi_daemon_without_the_service_is_reported(running):
     running.avahi.kill(signal.SIGSTOP)
     assert faults(running) == {"avahi-daemon": "runs, but does not announce this device"}
     running.avahi.kill(signal.SIGCONT)
 
 
-def test_a_name_that_another_device_has_is_named_by_its_effect(lab, running):
+def test_a_name_that_another_device_has_is_reported_by_its_effect(lab, running):
     namesake = lab.add_device(product="corvia12", address=next(addresses))
     namesake.configure(hostName=running.name)
     started(namesake).beacond.wait_output("Service name collision, renaming service to '")
@@ -263,7 +263,7 @@ def test_a_name_that_another_device_has_is_named_by_its_effect(lab, running):
     lab.remove(namesake)
 
 
-def test_a_name_that_is_too_long_for_dns_sd_is_named(idle):
+def test_a_name_that_is_too_long_for_dns_sd_is_reported(idle):
     """beacon-configd accepts no such name, but other configuration services may."""
     idle.configd.stop()
     idle.run("mkdir", "-p", "/run/service/api/v1/network")
@@ -286,13 +286,13 @@ FOLDERS = pytest.mark.parametrize("check, folder", [("documents", "/var/www/html
     (make_read_only, "{} is on a read-only file system"),
     (fill, "the disk of {} is full"),
 ])
-def test_a_folder_that_cannot_be_written_is_named(running, spoil, text, check, folder):
+def test_a_folder_that_cannot_be_written_is_reported(running, spoil, text, check, folder):
     spoil(running, folder)
     assert faults(running)[check] == text.format(folder)
 
 
 @FOLDERS
-def test_a_folder_of_another_user_is_named(idle, check, folder):
+def test_a_folder_of_another_user_is_reported(idle, check, folder):
     idle.run("chmod", "1777", "/var/www/html", "/var/www/discovery")
     idle.run("chmod", "755", folder)
     started(idle, *NOBODY)
@@ -300,7 +300,7 @@ def test_a_folder_of_another_user_is_named(idle, check, folder):
 
 
 @FOLDERS
-def test_a_file_of_another_user_is_named(idle, check, folder):
+def test_a_file_of_another_user_is_reported(idle, check, folder):
     idle.run("chmod", "1777", "/var/www/html", "/var/www/discovery")
     file = {"documents": f"{folder}/corvia_12_upnp_ssdp_1.xml", "lists": f"{folder}/browse.json"}[check]
     idle.path(file).write_text("as it was")
@@ -308,7 +308,7 @@ def test_a_file_of_another_user_is_named(idle, check, folder):
     assert faults(idle)[check] == f"{file} belongs to another user: beacond cannot replace it"
 
 
-def test_a_device_that_is_not_announced_is_named(idle):
+def test_a_device_that_is_not_announced_is_reported(idle):
     make_missing(idle, "/var/www/html")
     started(idle)
     idle.beacond.wait_output(": Unable to generate a description file for ")
@@ -316,7 +316,7 @@ def test_a_device_that_is_not_announced_is_named(idle):
     assert faults(idle) == {"announcement": "the device is not announced by SSDP"}
 
 
-def test_an_old_browse_list_is_named(running):
+def test_an_old_browse_list_is_reported(running):
     Status(running)  # the device is in its list now
     running.path(BROWSE_LIST).write_text("[]")
     found = faults(running)
@@ -325,7 +325,7 @@ def test_an_old_browse_list_is_named(running):
                         r"not what beacond knows, and not updated", found["browse list"])
 
 
-def test_a_missing_browse_list_is_named(running):
+def test_a_missing_browse_list_is_reported(running):
     Status(running)
     running.run("rm", BROWSE_LIST)
     assert faults(running) == {"browse list": f"{BROWSE_LIST}: No such file or directory"}
@@ -379,7 +379,7 @@ def wait_for_empty_hosts(device):
                "no service announced", device.beacond.explain)
 
 
-def test_a_user_from_whom_processes_are_hidden_is_told_so(running):
+def test_checks_that_need_hidden_processes_are_unknown(running):
     running.run("mount", "-o", "remount,hidepid=2", "/proc")
     status = Status(running, *NOBODY)
     assert (status.code, status.having("unknown")) == (0, ["daemon", "documents", "lists",

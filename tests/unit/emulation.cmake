@@ -1,5 +1,4 @@
-# The tests that cannot run where an emulator stands in for the processor; a real
-# one runs them all.
+# The tests that cannot run in an emulator (qemu-user). A real processor runs all tests.
 set(not_emulated
     # The emulator refuses filters of system calls.
     Leaving.KeepsTheDefaultActionsIfItsThreadCannotBeCreated
@@ -10,16 +9,16 @@ set(not_emulated
     UDPSocketPoll.CostsOneSystemCallForEachDatagram
     Closing.LetsTheEngineOpenAgainWhileAThreadIsBlocked
     Waiting.TimesOutWhenTheSignalledChangeWasTakenEarlier
-    # It refuses to adopt processes: the status of one that detached is not to be had.
+    # It cannot adopt processes, so the status of a detached process is not available.
     Detach.EndsTheCallerWith0AndContinuesInANewSession
     Detach.ClosesAllDescriptorsAndOpensTheStandardOnesOnDevNull
-    # It cannot choose the interface of multicast, and routes go with the address.
+    # It cannot choose the interface of multicast; and routes are removed with the address.
     Multicast.GoodbyeIsSentAfterTheAddressHasChanged
     MonitorPackets.*
-    MonitorPacketsEverywhere.*
+    MonitorPacketsWithoutNet0.*
     MonitorGroup.ReceivesMulticastAndLeavesUnicastToADaemonThatWasStartedBefore
     MonitorSource.ReportsThatItsInterfaceGoesDown
-    # Its own threads count towards the limit.
+    # The emulator's own threads count towards the limit of threads.
     Failing.EngineClosesWhenTheSSDPThreadCannotStart
     Failing.EngineOpensWhenTheDiagnosticThreadCannotStart)
 list(JOIN not_emulated ":" not_emulated)

@@ -1,9 +1,9 @@
 // Takes the picture of the README: opens the page at an address, waits until a device has
-// come meanwhile, and writes what is to be seen as PNG. scripts/picture.py starts it.
+// been added to the list, and writes a screenshot as PNG. scripts/picture.py starts it.
 
 import { chromium } from 'playwright-core';
 
-const kPatienceMs = 120000;
+const kTimeLimitMs = 120000;
 
 const [address, path] = process.argv.slice(2);
 const browser = await chromium.launch({
@@ -15,6 +15,6 @@ const page = await browser.newPage({
 });
 await page.goto(address);
 await page.click('#history > summary');
-await page.waitForSelector('#log > .came', { timeout: kPatienceMs });
+await page.waitForSelector('#log > .came', { timeout: kTimeLimitMs });
 await page.screenshot({ path });
 await browser.close();

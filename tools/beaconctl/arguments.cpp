@@ -113,7 +113,7 @@ bool ReadHost(const std::string &text, Arguments &arguments, std::string &error)
 }
 
 // Checks and reads the options of monitor.
-bool ReadProduct(const SortedWords &sorted, Arguments &arguments, std::string &error)
+bool ReadMonitorOptions(const SortedWords &sorted, Arguments &arguments, std::string &error)
 {
     const bool monitor = arguments.command == Arguments::Command::Monitor;
     if (monitor && sorted.Has("timeout")) {
@@ -144,7 +144,7 @@ bool ReadOptions(const SortedWords &sorted, Arguments &arguments, std::string &e
         error = "status checks this device and does not take --host";
         return false;
     }
-    if (!ReadProduct(sorted, arguments, error)) {
+    if (!ReadMonitorOptions(sorted, arguments, error)) {
         return false;
     }
     if (arguments.command == Arguments::Command::Search) {
@@ -219,7 +219,7 @@ std::string HelpText()
            "  search [TARGET]   searches the network by SSDP, by default for ssdp:all, and\n"
            "                    prints each answer when it arrives\n"
            "  status            checks everything that discovery on this device needs, and\n"
-           "                    says what to do where it is not right\n"
+           "                    says how to mend each fault\n"
            "  monitor           the SSDP datagrams on this machine's network, a line for each,\n"
            "                    until Ctrl-C; as root unicast, too\n"
            "  help              prints this text\n"

@@ -70,7 +70,8 @@ std::string CutNotice(const Arguments &arguments)
            " is cut at the size of a datagram: devices may be missing";
 }
 
-// Writes the fault of a question. No answer has many causes, which status distinguishes.
+// Writes the fault of a question. A missing answer can have many causes, which the command
+// status distinguishes.
 void WriteAskingError(const std::string &error)
 {
     WriteError(error);

@@ -49,7 +49,7 @@ struct ChangedEntry
 // Several entries of the same USN are counted separately.
 [[nodiscard]] std::vector<ChangedEntry> Compare(Entries before, Entries after);
 
-// The mark that shows a change: '+', '~', '-' or a blank.
+// The mark that shows a change: '+', '~', '-' or a space.
 [[nodiscard]] char Mark(Change change);
 
 // Moves the entries that came, changed or went before the others; the order is otherwise

@@ -24,8 +24,8 @@ constexpr std::uint32_t Ancillary(int what)
     return static_cast<std::uint32_t>(SKF_AD_OFF + what);
 }
 
-// Lets pass IPv4 packets with a UDP header that has the SSDP port as source or destination,
-// except those of the loopback. "ld" loads a value at a place of the packet.
+// Lets only those IPv4 packets pass that have a UDP header with the SSDP port as source or
+// destination, and none of the loopback. BPF_LD loads the value at an offset in the packet.
 bool AttachFilter(int descriptor)
 {
     std::array<sock_filter, 15> filter{{
@@ -35,7 +35,7 @@ bool AttachFilter(int descriptor)
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, ETH_P_IP, 0, 10),
         BPF_STMT(BPF_LD | BPF_B | BPF_ABS, 9), // the protocol
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, IPPROTO_UDP, 0, 8),
-        BPF_STMT(BPF_LD | BPF_H | BPF_ABS, 6), // the place of a fragment
+        BPF_STMT(BPF_LD | BPF_H | BPF_ABS, 6), // the offset of a fragment
         BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, 0x1FFF, 6, 0),
         BPF_STMT(BPF_LDX | BPF_B | BPF_MSH, 0), // the size of the IPv4 header
         BPF_STMT(BPF_LD | BPF_H | BPF_IND, 0),  // the source port
@@ -49,8 +49,8 @@ bool AttachFilter(int descriptor)
     return setsockopt(descriptor, SOL_SOCKET, SO_ATTACH_FILTER, &program, sizeof program) == 0;
 }
 
-// With protocol 0 a packet socket receives nothing before it is bound, when the filter is
-// attached. ETH_P_IP would leave out the packets that this host sends.
+// With protocol 0 a packet socket receives nothing before it is bound, and the filter is
+// attached before that. ETH_P_IP would leave out the packets that this host sends.
 bool BindPackets(int descriptor, unsigned int interface)
 {
     sockaddr_ll link{};

@@ -8,12 +8,13 @@
 
 namespace beaconctl {
 
-// MonitorSource receives the SSDP traffic of the interface net0, or without one: multicast
-// of the default route's interface, packets of every interface but the loopback.
+// MonitorSource receives the SSDP traffic of the interface net0. If there is no net0, a UDP
+// socket receives the multicast of the default route's interface, and a packet socket the
+// packets of every interface except the loopback.
 //
-// It takes no datagram away from another program of this host. A socket that is bound to the
-// group's address receives no unicast, unlike one that is bound to the port alone: of those,
-// only the last receives unicast. A packet socket receives copies.
+// It takes no datagram away from another program of this host. Of several sockets that are
+// bound to the port alone, only the last receives unicast; so the UDP socket is bound to the
+// group's address, and receives no unicast. A packet socket receives copies.
 class MonitorSource
 {
 public:

@@ -34,8 +34,8 @@ enum class Source { Listing, BrowseList };
                                      const formats::SearchResponseHeaders &headers, bool json);
 
 // A datagram of monitor: a line with the time of day, the sender, the method, the type, the
-// USN and the meaning, or a JSON object on one line with the time in UTC (RFC 3339). Pure but
-// for this machine's time zone.
+// USN and the meaning, or a JSON object on one line with the time in UTC (RFC 3339). Pure,
+// except that it uses this machine's time zone.
 [[nodiscard]] std::string MonitorText(const timespec &time, const Datagram &datagram,
                                       const Message &message, bool json);
 
@@ -49,7 +49,7 @@ void OccupyClosedStreams();
 // reader ends the program by this signal.
 [[nodiscard]] bool WriteOutput(std::string_view text);
 
-// Waits so many milliseconds (-1: without limit), but only as long as standard output has a
+// Waits a number of milliseconds (-1: without limit), but only as long as standard output has a
 // reader and a descriptor, if given, has nothing to read. False, or the end of the program, as
 // for WriteOutput if there is no reader.
 [[nodiscard]] bool WaitWhileOutputIsRead(int milliseconds, int descriptor = -1);

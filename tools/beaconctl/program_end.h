@@ -2,15 +2,16 @@
 
 namespace beaconctl {
 
-// Makes SIGINT and SIGTERM end the program at once, with status kFailed until NoteResult is
-// called, and on a terminal that is being drawn make lines wrap again.
+// SIGINT and SIGTERM end the program at once from now on, with the status kFailed until
+// NoteResult is called. If a screen is being drawn (NoteDrawing), they first switch the
+// terminal's line wrapping on again.
 void EndOnSignals();
 
-// Whether a question had a result. The status at a signal is then kFound if any had one,
-// otherwise kNothingFound.
+// Records whether a question had a result. The status after a signal is then kFound if any
+// question had one, otherwise kNothingFound.
 void NoteResult(bool found);
 
-// Whether a screen is being drawn (ScreenText).
+// Records whether a screen is being drawn (ScreenText).
 void NoteDrawing(bool drawing);
 
 } // namespace beaconctl

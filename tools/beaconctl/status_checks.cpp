@@ -86,11 +86,11 @@ std::string ProductText(const product::ProductRow &row)
     return Concat({row.modelName, " (", row.productID, "), board ", board.data()});
 }
 
-template <typename Is>
-const product::ProductRow *FindProduct(Is is)
+template <typename Predicate>
+const product::ProductRow *FindProduct(Predicate matches)
 {
     const auto &table = product::kProductTable;
-    const auto *row = std::find_if(table.begin(), table.end(), is);
+    const auto *row = std::find_if(table.begin(), table.end(), matches);
     return row == table.end() ? nullptr : row;
 }
 
@@ -221,7 +221,7 @@ Finding JudgeInterface(const Observations &seen)
     return Fine(kCheck, "net0 has the address " + net0.addresses.front());
 }
 
-// If the daemon announces itself, its own words count: the product file may have changed
+// If the daemon announces itself, its announcement counts: the product file may have changed
 // since its start.
 Finding JudgeProduct(const Observations &seen)
 {

@@ -35,7 +35,8 @@ std::string AgeText(std::time_t seconds)
     return std::to_string(seconds / unit) + name;
 }
 
-std::string Foreign(const Folder &folder, const Rights &daemon)
+// The first file that the daemon may not replace; empty if there is none.
+std::string ForeignFile(const Folder &folder, const Rights &daemon)
 {
     const auto file =
         std::find_if(folder.files.begin(), folder.files.end(), [&](const FileState &each) {
@@ -75,7 +76,7 @@ Finding JudgeFolder(const std::string &check, const Folder &folder,
     if (!MayCreateIn(folder.state, *daemon)) {
         return fault("beacond's user may not write " + path, repair);
     }
-    const std::string foreign = Foreign(folder, *daemon);
+    const std::string foreign = ForeignFile(folder, *daemon);
     return foreign.empty()
                ? Finding{check, Severity::Fine, path + " is writable for beacond's user", ""}
                : fault(foreign + " belongs to another user: beacond cannot replace it",

@@ -22,7 +22,7 @@ namespace {
 constexpr const char *kListFolder = "/var/www/discovery";
 constexpr const char *kListFile = "/var/www/discovery/browse.json";
 constexpr const char *kDocumentMark = "_upnp_ssdp_";
-// Packages that are not known are an error, whose line goes nowhere.
+// dpkg-query writes an error line for each unknown package; 2>/dev/null drops it.
 constexpr const char *kPackageQuery =
     "exec /usr/bin/dpkg-query --show "
     "--showformat='${db:Status-Status} ${Package} ${Version}\\n' "

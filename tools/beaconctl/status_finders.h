@@ -9,12 +9,12 @@
 #include <string_view>
 #include <vector>
 
-// What `beaconctl status` finds out about this device, beside its processes. One thread.
-// The Read… and Compose… functions are pure; what they read may hold any bytes. What cannot
-// be seen is not set.
+// What `beaconctl status` finds out about this device, except its processes. One thread.
+// The Read… and Compose… functions are pure, and their input may be any bytes. A member
+// whose value cannot be found out is not set.
 namespace beaconctl {
 
-// status_service.cpp: what the configuration service says.
+// status_service.cpp: the answers of the configuration service.
 
 // Reads the service's answers into the observations, like the daemon reads them: a member
 // that is missing or has another type is not set. False, with the members unchanged, if the
@@ -22,7 +22,7 @@ namespace beaconctl {
 [[nodiscard]] bool ReadSystem(const std::string &json, Configuration &configuration);
 [[nodiscard]] bool ReadDevices(const std::string &json, Configuration &configuration);
 
-// Asks the service at 127.0.0.1:8080 and waits at most so long for all answers.
+// Asks the service at 127.0.0.1:8080 and waits at most the time-out for all answers.
 [[nodiscard]] Configuration AskConfiguration(std::chrono::milliseconds timeout);
 
 // status_sockets.cpp: the network interface and the UDP sockets.
@@ -48,7 +48,8 @@ namespace beaconctl {
 // the datagram is no such response.
 [[nodiscard]] std::vector<std::string> ReadServiceNames(std::string_view response);
 
-// Asks for the services of this device's address, and waits for them at most so long.
+// Asks for the services of this device's address, and waits for them at most the
+// time-out.
 [[nodiscard]] std::vector<std::string> AskServices(const std::string &address,
                                                    std::chrono::milliseconds timeout);
 

@@ -8,7 +8,7 @@
 namespace beaconctl {
 namespace {
 
-// The bits of a file's mode that apply to a user, as those of its owner.
+// The bits of a file's mode that apply to a user, moved to the place of the owner's bits.
 unsigned int OwnerBits(const FileState &file, const Rights &user)
 {
     if (file.owner.user == user.user) {

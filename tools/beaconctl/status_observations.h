@@ -51,7 +51,8 @@ struct UdpSocket
 {
     uid_t user = 0;
     std::uint64_t inode = 0;
-    bool ofDaemon = false; // for users other than root: a daemon's user has it
+    // Whether a daemon has it. Users other than root only see whether a daemon's user has it.
+    bool ofDaemon = false;
 };
 
 // The answers of the diagnostic port.
@@ -76,7 +77,7 @@ struct Dnssd
 {
     bool avahiRuns = false;
     bool asked = false;                // net0 has an address from which to ask
-    std::vector<std::string> services; // names of this device's services like beacond's
+    std::vector<std::string> services; // names of this device's services with beacond's TXT strings
 };
 
 // A file or a folder.

@@ -14,7 +14,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr const char *kInterface = "net0";
-// A registry pass comes at most every 5.75 s, and a list at most 5.5 s after the one before.
+// A registry pass comes within 5.75 s, and a list within 5.5 s after the one before.
 constexpr std::chrono::seconds kSettlingTime{15};
 constexpr std::chrono::milliseconds kPause{500};
 

@@ -11,7 +11,7 @@
 // functions; they return nothing for a text that the kernel does not write.
 namespace beaconctl {
 
-// What /proc/PID/stat says.
+// Fields of /proc/PID/stat.
 struct ProcessStat
 {
     bool hasEnded = false;            // a zombie
@@ -19,7 +19,7 @@ struct ProcessStat
 };
 [[nodiscard]] std::optional<ProcessStat> ReadProcessStat(std::string_view stat);
 
-// What /proc/PID/status says.
+// Fields of /proc/PID/status.
 struct ProcessStatus
 {
     Rights rights;            // the effective ones
@@ -38,14 +38,14 @@ struct ProcessStatus
 // to have another network, for instance in a container.
 [[nodiscard]] std::vector<Process> FindProcesses(std::string_view program);
 
-// Whether this user sees the processes of others. Not with the mount option hidepid.
+// Whether this user sees the processes of others; false if /proc is mounted with hidepid.
 [[nodiscard]] bool SeesProcesses();
 
 // Whether a process has a socket. Only root and the process's user can see this; for others,
 // whether the process has the same user.
 [[nodiscard]] bool HasSocket(const Process &process, const UdpSocket &socket);
 
-// The product ID of the daemon: of its environment, otherwise of the product file.
+// The product ID of the daemon, from its environment or, without it, from the product file.
 [[nodiscard]] ProductID FindProductID(const Process &daemon);
 
 // The rights of the user "beacond"; nothing if there is no such user.

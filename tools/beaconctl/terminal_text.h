@@ -20,9 +20,9 @@ namespace beaconctl {
 // The number of columns of a text from SafeText on a terminal.
 [[nodiscard]] std::size_t DisplayWidth(std::string_view safeText);
 
-// A text from SafeText in at most so many columns, at least 3: the end of a longer one is
-// replaced by "...". A text of more than twice as many characters is shortened too, since
-// some characters take no column.
+// A text from SafeText, shortened to at most this number of columns (3 or more): the end of
+// a longer text is replaced by "...". A text of more than twice as many characters is shortened
+// too, since some characters take no column.
 [[nodiscard]] std::string Shorten(const std::string &safeText, std::size_t columns);
 
 // A table of aligned columns.

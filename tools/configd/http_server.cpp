@@ -20,13 +20,13 @@ void Require(bool done, const char *what)
 }
 
 // connection is null for the listening socket.
-void Control(const vexbase::FileDescriptor &epoll, int operation, int number, std::uint32_t events,
-             void *connection)
+void Control(const vexbase::FileDescriptor &epoll, int operation, int descriptor,
+             std::uint32_t events, void *connection)
 {
     epoll_event event{};
     event.events = events;
     event.data.ptr = connection;
-    Require(epoll_ctl(epoll.Descriptor(), operation, number, &event) == 0, "epoll");
+    Require(epoll_ctl(epoll.Descriptor(), operation, descriptor, &event) == 0, "epoll");
 }
 
 vexbase::FileDescriptor OpenEpoll()

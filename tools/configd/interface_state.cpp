@@ -84,8 +84,8 @@ void InterfaceState::ReadAddress(const nlmsghdr &message)
     if (local == nullptr || mnl_attr_get_payload_len(local) != sizeof(in_addr)) {
         return;
     }
-    // getifaddrs gives an address with a label such as "net0:1" that name instead of the
-    // interface's, so the discovery daemon does not use it.
+    // getifaddrs reports an address with a label such as "net0:1" under the label instead of
+    // the interface's name, so the discovery daemon does not use it.
     const nlattr *label = FindAttribute<ifaddrmsg>(message, IFA_LABEL);
     if (label != nullptr && !IsText(*label, mName)) {
         return;

@@ -26,7 +26,7 @@ std::string FolderOf(const std::string &name)
 }
 
 // A folder that is missing or read-only is probably the mount point of a partition that
-// failed. That it has no file then says nothing about the settings.
+// failed. A missing file there does not mean that no settings were stored.
 void RequireWritableFolder(const std::string &name)
 {
     if (access(FolderOf(name).c_str(), W_OK | X_OK) != 0) {

@@ -24,8 +24,8 @@ def end_by_signal(number, _frame=None):
 
 
 def end_as_unread():
-    """Ends the program quietly, with the status of one that SIGPIPE ends."""
-    # Otherwise the interpreter would write what is left, and complain.
+    """Ends the program without a message, with the status of a program that SIGPIPE ended."""
+    # Otherwise the interpreter would write its buffer at the end, and report an error.
     os.dup2(os.open(os.devnull, os.O_WRONLY), STDOUT)
     end_by_signal(signal.SIGPIPE)
 
@@ -38,8 +38,8 @@ def say(*lines, end="\n"):
 
 
 def end_if_unread():
-    """Ends the program if nobody reads its output any more. It may have nothing to write for
-    long."""
+    """Ends the program if its output has no reader any more. A write would also find this, but
+    the program may have nothing to write for a long time."""
     poller = select.poll()
     poller.register(STDOUT, 0)
     if poller.poll(0):

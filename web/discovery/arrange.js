@@ -1,5 +1,5 @@
-// Brings the children of an element into a wanted state, touching only those that have
-// to move: a list of thousands costs nothing when nothing has changed.
+// Sets the children of an element and their order. Moves only the elements that are at another
+// place, so a long list without a change costs little.
 
 function removeOthers(parent, wanted) {
     const kept = new Set(wanted);
@@ -16,7 +16,7 @@ function putInOrder(parent, wanted) {
         if (node === next) {
             next = node.nextElementSibling;
         } else if (next !== null && node === next.nextElementSibling) {
-            // The one before it is to go further down; it moves when its turn comes.
+            // The element before it belongs further down, and is moved later.
             next = node.nextElementSibling;
         } else {
             parent.insertBefore(node, next);
@@ -29,8 +29,8 @@ function focusedPlace(parent) {
     return [...parent.children].findIndex((child) => child.contains(document.activeElement));
 }
 
-// A node that moves loses the focus in the browser, and so does one that goes. The first
-// gets it back; in place of the second it goes to the nearest that is left.
+// A node that is moved or removed loses the focus. A moved node gets it back. If the node was
+// removed, the nearest remaining link gets the focus.
 function restoreFocus(parent, focused, place) {
     if (parent.contains(focused)) {
         focused.focus({ preventScroll: true });
@@ -41,7 +41,7 @@ function restoreFocus(parent, focused, place) {
     (links[0] ?? parent.closest('main')).focus({ preventScroll: true });
 }
 
-// Makes `wanted` (an array of elements, each once) the children of `parent`, in its order.
+// Makes `wanted`, an array of different elements, the children of `parent`, in this order.
 export function arrange(parent, wanted) {
     const focused = document.activeElement;
     const place = parent.contains(focused) ? focusedPlace(parent) : -1;

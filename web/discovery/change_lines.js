@@ -1,8 +1,8 @@
-// The words for what happened between two readings.
+// The lines that describe the changes between two readings.
 
 import { nameOf } from './device_list.js';
 
-// More changes of one kind than this are told as a number.
+// If there are more changes of one kind, only their number is shown.
 const kMostNamed = 5;
 
 const kDetails = { product: 'product', category: 'category', board: 'board' };
@@ -16,14 +16,14 @@ function changeOf({ before, after }) {
     return { kind: 'changed', name: nameOf(after), text };
 }
 
-function comingOf(device, formerly) {
+function arrivalOf(device, formerly) {
     const before = formerly.get(device.key);
     return before && before.hostName !== device.hostName
         ? { kind: 'came', name: nameOf(before), text: 'came back as', newName: nameOf(device) }
         : { kind: 'came', name: nameOf(device), text: 'came' };
 }
 
-function goingOf(device) {
+function departureOf(device) {
     return { kind: 'went', name: nameOf(device), text: 'went' };
 }
 
@@ -33,14 +33,14 @@ function linesOf(kind, devices, lineOf) {
         : devices.map(lineOf);
 }
 
-// One line for each change, or one for many of a kind: `kind` (came, changed, went),
-// `name`, the `text` that follows it and, of a renamed device, the `newName` that ends it.
-// `formerly` has the devices, by key, as those that came back were.
+// One line for each change, or one for many changes of a kind. A line has `kind` (came,
+// changed, went), `name`, the `text` after the name, and, for a renamed device, `newName`
+// after the text. `formerly` has, by key, the former state of devices that returned.
 export function changeLines({ came, changed, went, formerly = new Map() }) {
     return [
-        ...linesOf('came', came, (device) => comingOf(device, formerly)),
+        ...linesOf('came', came, (device) => arrivalOf(device, formerly)),
         ...linesOf('changed', changed, changeOf),
-        ...linesOf('went', went, goingOf),
+        ...linesOf('went', went, departureOf),
     ];
 }
 

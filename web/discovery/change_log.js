@@ -6,8 +6,8 @@ import { element, setText } from './element.js';
 import { momentText } from './moment_text.js';
 
 const kMostLines = 200;
-// Where there is room beside the devices, the log stands open; the style sheet has the
-// same width.
+// In a window of this width the log is open, next to the devices. The style sheet has the same
+// width.
 const kRoomBeside = '(min-width: 105rem)';
 
 const byId = (id) => document.getElementById(id);
@@ -18,7 +18,7 @@ function lineElement(line, moment) {
         words.append(' ', networkText(line.newName));
     }
     const time = timeElement(moment, momentText(moment, moment));
-    // With the date: a page on a wall stays open for days.
+    // With the date, because a page on a wall screen stays open for days.
     time.title = new Date(moment).toLocaleString();
     return element('li', line.kind, time, words);
 }
@@ -33,14 +33,14 @@ export class ChangeLog {
         fit();
     }
 
-    // Notes the moment of the first reading, before which nothing is known.
+    // Shows the moment of the first reading; earlier changes are not known.
     start(moment) {
         setText(byId('latest'), 'none so far');
         setText(byId('watching'), `Watching since ${momentText(moment, moment)}.`);
     }
 
-    // Adds a difference between two readings, and drops the oldest lines. Returns the
-    // lines added.
+    // Adds the lines of a difference between two readings, and removes the oldest lines.
+    // Returns the added lines.
     add(difference, moment) {
         const lines = changeLines(difference);
         this.#log.prepend(...lines.map((line) => lineElement(line, moment)));

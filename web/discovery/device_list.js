@@ -1,23 +1,23 @@
-// Reads the browse list, browse.json: a JSON array with one object for each device. The
-// daemon writes it, but with what other machines said, on a medium that may be full.
+// Reads the browse list, browse.json: a JSON array with one object for each device. Its values
+// come from other machines, and it may be incomplete: the medium may be full.
 
 import { pageOf } from './device_pages.js';
 import { folded } from './filter.js';
 import { shownText } from './shown_text.js';
 
-// What one page can still show; no network of one daemon has as many.
+// The number of devices that a page can show. The daemon lists fewer.
 export const kMostDevices = 5000;
 
 const kFields = ['serviceDescription', 'hostName', 'ipAddress', 'deviceName', 'description',
     'boardNumber', 'boardID'];
 
-// A device has mostly one board, number 0, which is not worth a word.
+// Most devices have only board number 0; this number is not shown.
 function boardText(boardID, boardNumber) {
     return ['', '0'].includes(boardNumber) ? boardID : `${boardID} no. ${boardNumber}`.trim();
 }
 
-// One entry of the list. `key` tells it from the others and stays while it is the same
-// service: it is made of what the daemon itself tells services by.
+// The device of an entry. Its `key` identifies the service as long as it exists: it consists
+// of the fields by which the daemon identifies services.
 function deviceOf(entry) {
     const text = Object.fromEntries(kFields.map((name) => [name, shownText(entry[name])]));
     const device = {
@@ -43,7 +43,7 @@ function isDamaged(entry) {
     return kFields.some((name) => typeof entry[name] !== 'string');
 }
 
-function withKeysOfTheirOwn(devices) {
+function withUniqueKeys(devices) {
     const times = new Map();
     for (const device of devices) {
         const count = (times.get(device.key) ?? 0) + 1;
@@ -93,8 +93,8 @@ function faultOf(text) {
     return 'The device list is not valid JSON.';
 }
 
-// Reads the list's text. Returns `devices`, and in `remark` one line on what of it could
-// not be used ('' if all could); or, if it is no list at all, `fault` with one line.
+// Reads the list's text. Returns `devices` and `remark`, one line about the entries that could
+// not be used ('' if all could). If the text is not a list, returns `fault`, one line.
 export function readDeviceList(text) {
     let entries;
     try {
@@ -108,12 +108,12 @@ export function readDeviceList(text) {
     const readable = entries.filter(isReadable);
     const shown = readable.slice(0, kMostDevices);
     return {
-        devices: withKeysOfTheirOwn(shown.map(deviceOf)),
+        devices: withUniqueKeys(shown.map(deviceOf)),
         remark: remarkOn(entries, readable, shown),
     };
 }
 
-// What to call a device in a sentence.
+// The name of a device for sentences.
 export function nameOf(device) {
     return device.hostName || device.address || device.product || 'a device without a name';
 }

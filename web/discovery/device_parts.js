@@ -1,12 +1,12 @@
-// The pieces of a device that a card and a row have in common.
+// The elements that a card and a row of a device have in common.
 
 import { nameOf } from './device_list.js';
 import { element } from './element.js';
 
-// What is longer may be cut by the layout; then the pointer shows it.
+// The layout may cut longer texts. The tool tip has the whole text.
 const kLongText = 30;
 
-// A text from the network. Its direction is its own, and ends with it.
+// A text from the network. Its writing direction does not affect the text around it.
 export function networkText(text) {
     const part = element('bdi', '', text);
     if (text.length > kLongText) {
@@ -26,7 +26,7 @@ export function detail(text) {
     return text === '' ? nothing() : networkText(text);
 }
 
-// The name, which leads to the device's own page if its address is one.
+// The name: a link to the device's own page if the device has a valid address.
 export function nameLink(device) {
     const name = networkText(nameOf(device));
     if (device.page === '') {

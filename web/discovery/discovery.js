@@ -1,5 +1,5 @@
-// The page that shows which devices there are: asks for browse.json beside it again and
-// again, and puts on the screen what that says.
+// The discovery page: requests browse.json from its own folder at intervals, and shows the
+// devices of this list.
 
 import { ChangeLog } from './change_log.js';
 import { nameOf, readDeviceList } from './device_list.js';
@@ -20,10 +20,10 @@ import { announcementOf, countText, devicesText, emptyText, lastReadText, notice
 
 const kViewNames = ['cards', 'rows'];
 const kViewChoice = 'discovery.view';
-// A screen reader is told the number of devices found when typing pauses.
+// A screen reader speaks the number of found devices after this pause in typing.
 const kTypingPauseMs = 700;
 const kCountdownMs = 1000;
-// A list that has not changed for so long says nothing about its writer.
+// A list that was not written for this time counts as old: the daemon may have stopped.
 const kOldMs = 3600000;
 
 const byId = (id) => document.getElementById(id);
@@ -39,15 +39,15 @@ const views = {
 };
 
 let viewName = storedChoice(kViewChoice, kViewNames, kViewNames[0]);
-let lastAnswer = { text: null, list: null }; // the last text, and what was read out of it
-let takenDevices = null; // as read, the ones that are shown
-let thisDevice = new Set(); // the keys of its entries
+let lastAnswer = { text: null, list: null }; // the last text, and the list read from it
+let takenDevices = null; // the devices of the list that was taken last
+let thisDevice = new Set(); // the keys of the entries of the device that serves the page
 let newCount = 0; // how many devices are marked as new
 let lastRead = null;
-let updated = null; // when the file was written, by this clock; null if that is not known
-let lastModified; // when it was written, as the server says
-let fault = ''; // one line: why there is no newer list; '' if there is
-let remark = ''; // one line: what of the list could not be used
+let updated = null; // when the file was written, by this computer's clock; null if unknown
+let lastModified; // when it was written, by the server's clock
+let fault = ''; // one line: the reason why the last reading failed; '' if it succeeded
+let remark = ''; // one line about entries that could not be used; '' if all could
 let isAway = false;
 let typing;
 
@@ -69,7 +69,7 @@ function rowOf(device, now) {
     };
 }
 
-// Shows the devices that match what is typed, in the order chosen.
+// Shows the devices that match the typed words, in the chosen order.
 function show() {
     const now = Date.now();
     const devices = known.devices ?? [];
@@ -91,7 +91,8 @@ function showView() {
     show();
 }
 
-// Whose list it is, above the devices and in the window's title.
+// Shows the name of the device that serves the page, above the devices and in the window's
+// title.
 function showOwner() {
     const own = known.devices.find((device) => thisDevice.has(device.key));
     const owner = own ? nameOf(own) : ownerWithoutEntry(hostOfThisPage());
@@ -100,7 +101,7 @@ function showOwner() {
     document.title = `${devicesText(known.devices.length)} \u2013 ${owner}`;
 }
 
-// The state of the list as a whole: how fresh it is, and what is wrong.
+// Shows the state of the list as a whole: its age, and the notice.
 function showState() {
     const now = Date.now();
     const shown = fault === '' ? null : lastRead;
@@ -114,7 +115,7 @@ function showState() {
     setText(byId('notice'), noticeText(fault || remark, { shown, dueAt }, now));
 }
 
-// Takes a list with something in it that was not there before. Returns what to tell of it.
+// Takes the devices of a list that has changed. Returns the text for a screen reader.
 function takeDevices(devices, now) {
     const difference = known.take(devices, now);
     thisDevice = keysOfThisDevice(devices, hostOfThisPage());
@@ -127,8 +128,8 @@ function takeDevices(devices, now) {
     return announcementOf(log.add(difference, now), devices.length);
 }
 
-// Notes when the file was written. Once for each file: the server counts in seconds, and the
-// moment shown would vary by one.
+// Keeps the time at which the file was written. Only once for each file: the server counts in
+// seconds, so the shown time would vary by one second.
 function takeTime({ modified, age }, now) {
     if (modified !== lastModified) {
         lastModified = modified;
@@ -136,7 +137,8 @@ function takeTime({ modified, age }, now) {
     }
 }
 
-// Takes a list that could be read, with the answer that it was in. Returns what to tell of it.
+// Takes a list that could be read, and the answer that contained it. Returns the text for a
+// screen reader.
 function takeList(list, answer) {
     const now = Date.now();
     lastRead = now;

@@ -1,5 +1,5 @@
-// Elements with text in them. Nothing on this page is ever made from markup: what the
-// network says goes into text nodes only.
+// Elements with text. This page never creates elements from markup: data from the network is
+// only put into text nodes.
 
 export function element(name, className = '', ...content) {
     const made = document.createElement(name);
@@ -10,7 +10,7 @@ export function element(name, className = '', ...content) {
     return made;
 }
 
-// Sets an element's text, unless it is that already: nothing is laid out anew then.
+// Sets an element's text if it differs: otherwise the browser would repeat the layout.
 export function setText(target, text) {
     if (target.textContent !== text) {
         target.textContent = text;

@@ -1,5 +1,5 @@
-// Finding devices by what one types: every word must occur, in any detail, whatever its
-// case and accents.
+// Finds devices by typed words: each word must occur in some detail of the device, in any case
+// and with or without accents.
 
 export function folded(text) {
     return text.normalize('NFKD').replace(/\p{M}/gu, '').toLowerCase();

@@ -1,26 +1,26 @@
-// What the page knows: the devices of the last list that could be read, and when each
-// came. Time is an argument everywhere.
+// The devices that the page knows: those of the last list that could be read, and when each
+// was first listed. Time is an argument everywhere.
 
 import { differenceOf, isSame } from './list_difference.js';
 
-// For so long a device that came is shown as new.
+// How long a device is shown as new.
 export const kNewForMs = 60000;
-// For so long one that went is known again by another name: a device says goodbye to be
-// renamed, and is back when its new description has been read.
+// How long a device is remembered after it left the list. A device that is renamed leaves the
+// list with a goodbye, and returns when its new description has been read.
 export const kRememberedForMs = 120000;
 const kMostRemembered = 1000;
 
 export class KnownDevices {
-    // The devices of the last reading, in the list's order; null before the first. One that
-    // has not changed is the same object in every reading.
+    // The devices of the last reading, in the list's order; null before the first. A device
+    // that has not changed is the same object in every reading.
     devices = null;
 
     #came = new Map();
     #gone = new Map(); // by key, the oldest first: the device, and when it went
 
-    // Takes the devices of a reading. Returns what has happened since the reading before,
-    // with the devices in `formerly` as that came back were; null for the first: when those
-    // came is not known.
+    // Takes the devices of a reading. Returns the difference from the previous reading (see
+    // differenceOf), and in `formerly`, by key, the former state of devices that returned.
+    // Returns null for the first reading: it is not known when its devices were first listed.
     take(devices, now) {
         const difference = this.devices && differenceOf(this.devices, devices);
         if (difference !== null) {
@@ -60,7 +60,7 @@ export class KnownDevices {
         return formerly;
     }
 
-    // The moment at which the device came; undefined if it was there from the start.
+    // The moment at which the device was first listed; undefined if it was in the first list.
     cameAt(key) {
         return this.#came.get(key);
     }

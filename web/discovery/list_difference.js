@@ -1,8 +1,8 @@
-// What happened between two readings of the list.
+// The difference between two readings of the list.
 
 const kShown = ['hostName', 'product', 'category', 'board'];
 
-// Whether two readings of a device (of one key) show the same.
+// Whether two readings of a device (with the same key) are shown alike.
 export function isSame(a, b) {
     return kShown.every((name) => a[name] === b[name]);
 }

@@ -1,7 +1,6 @@
-// Asks the server for the list, within bounds of size and time.
+// Requests the list from the server, with limits for its size and the time.
 
-// More than a daemon writes whose neighbours fill every bound that it has, with
-// texts of control characters, each of which takes six bytes.
+// The daemon never writes a list of this size, even if its neighbours fill all its bounds.
 export const kMostBytes = 16 * 1024 * 1024;
 export const kTimeLimitMs = 10000;
 
@@ -38,18 +37,18 @@ async function textOf(response) {
     }
 }
 
-// The age of the file in ms, by the server's clock: the reader's may differ from it. null if
-// the server does not say.
+// The age of the file in ms, by the server's clock, which may differ from this computer's; null
+// if the server does not report it.
 function ageOf(headers) {
     const age = Date.parse(headers.get('date')) - Date.parse(headers.get('last-modified'));
     return Number.isNaN(age) ? null : Math.max(0, age);
 }
 
-// Returns `text`, with `modified`, the server's time of the file (null if it does not say), and
-// `age`, how old the file is in ms (null as above); or `fault`, one line on what is wrong, with `isAway` true if the server
-// is not there or not able, and should be left alone for a while. Never throws. The
-// browser asks whether the list it has is still the current one, and so the server sends
-// it only if it is not.
+// Requests the list. Returns `text`; `modified`, the server's time of the file (null if it does
+// not report it); and `age`, the file's age in ms (null as above). After a fault, returns
+// `fault`, one line, and `isAway`, true if the server is unreachable or overloaded: then the
+// next request should wait longer. Never throws. With the cache mode `no-cache`, the server
+// sends the list only if it differs from the browser's copy.
 export async function requestList(url, timeLimitMs = kTimeLimitMs) {
     const signal = AbortSignal.timeout(timeLimitMs);
     let response;
@@ -63,7 +62,7 @@ export async function requestList(url, timeLimitMs = kTimeLimitMs) {
             ? { fault: `The device list is larger than ${kMostBytes / 2 ** 20} MB.`, isAway: false }
             : { text, modified: response.headers.get('last-modified'), age: ageOf(response.headers) };
     } catch {
-        // Browsers do not agree on the error that a reading ends with when time is up.
+        // After a time-out, different browsers throw different errors.
         if (signal.aborted) {
             return { fault: `The server took longer than ${timeLimitMs / 1000} s.`, isAway: true };
         }

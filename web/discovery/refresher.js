@@ -1,10 +1,10 @@
-// Asks for the list again and again: at once when the page comes into view, then after
-// each pause; not at all while nobody looks.
+// Requests the list repeatedly: at once when the page becomes visible, then after each pause;
+// never while the page is hidden.
 
 import { pauseAfter } from './pause.js';
 
 export class Refresher {
-    // When the next request is due, in ms since 1970; null while none is planned.
+    // When the next request is due, in ms since 1970; null if none is planned.
     dueAt = null;
 
     #request;
@@ -13,8 +13,8 @@ export class Refresher {
     #failures = 0;
     #isAsking = false;
 
-    // `request` asks the server; its answer is handed to `take`. An answer with `isAway`
-    // set lengthens the pause.
+    // `request` asks the server; `take` gets the answer. An answer with `isAway` lengthens the
+    // pause.
     constructor(request, take) {
         this.#request = request;
         this.#take = take;

@@ -1,10 +1,10 @@
-// How a text from the network is shown: as it is as far as that is safe, and never
-// longer than a line or two.
+// The form in which a text from the network is shown: without unsafe characters, and cut to a
+// line or two.
 
-// Far above any real name, far below what would slow a page of 2000 devices.
+// Longer than any real name. Much longer texts would slow down a page of 2000 devices.
 export const kLongestText = 200;
 
-// What would be invisible or would reorder the text around it, lone surrogates included.
+// Characters that are invisible or reorder the text around them, and lone surrogates.
 const kUnsafe =
     /[\p{Cc}\p{Cs}\p{Bidi_Control}\u2028\u2029\ufeff\ufff9-\ufffb\u{e0000}-\u{e007f}]/gu;
 const kBlank = /^[\s\p{Default_Ignorable_Code_Point}\u2800]*$/u;
@@ -19,8 +19,8 @@ function clipped(text) {
     return text.slice(0, isHalf ? end - 1 : end) + '\u2026';
 }
 
-// In place of characters that do not show themselves there is U+FFFD. A text in which
-// nothing is to be seen is empty, and so is what is no text.
+// Replaces unsafe characters by U+FFFD. Returns '' for a text without visible characters, and
+// for a value that is not a text.
 export function shownText(value) {
     if (typeof value !== 'string' || kBlank.test(value.slice(0, kLongestText))) {
         return '';

@@ -1,5 +1,5 @@
-// The order of the rows. A row is what is known of one device: `device`; `came`, the moment
-// (ms since 1970) at which it was first listed, absent if it was there from the start; and
+// The order of the rows. A row has the data of one device: `device`; `came`, the moment
+// (ms since 1970) at which it was first listed, absent if it was in the first list; and
 // `isThis`, true for the device that serves this page.
 
 import { addressNumber } from './address.js';
@@ -34,9 +34,9 @@ function comparerOf(column) {
         };
 }
 
-// The rows in the order of a column. The device that serves this page comes first, rows with
-// nothing in the column come last, either way. Equal rows are in the order of their addresses,
-// then of their keys: the order never depends on that of the list.
+// The rows in the order of a column. In both directions, the device that serves this page is
+// first, and rows without a value in the column are last. Equal rows are in the order of their
+// addresses, then of their keys, so the order does not depend on that of the list.
 export function sorted(rows, column, isAscending) {
     const { value, isMissing, compare } = comparerOf(column);
     const sign = isAscending ? 1 : -1;

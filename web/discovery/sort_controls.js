@@ -1,9 +1,9 @@
-// What the devices are sorted by: a box and a button above the cards, the headings of the
-// table. All show the same choice.
+// The controls that choose the order of the devices: a box and a button above the cards, and
+// the headings of the table. All show the same choice.
 
 import { kColumns } from './sort.js';
 
-// The column whose greatest value is of most interest: the newest device first.
+// This column begins in descending order: the newest device is first.
 const kDescendingFirst = 'came';
 
 export class SortControls {
@@ -15,11 +15,11 @@ export class SortControls {
     #direction = document.getElementById('sort-direction');
     #headings = document.querySelectorAll('th[data-column]');
 
-    // Calls `onChange` whenever somebody has chosen.
+    // Calls `onChange` after each change of the choice.
     constructor(onChange) {
         this.#onChange = onChange;
         this.#box.addEventListener('change', () => this.#choose(this.#box.value));
-        this.#direction.addEventListener('click', () => this.#turn());
+        this.#direction.addEventListener('click', () => this.#reverse());
         for (const heading of this.#headings) {
             heading.querySelector('button').addEventListener('click', () => this.#click(heading));
         }
@@ -29,7 +29,7 @@ export class SortControls {
     #click(heading) {
         const { column } = heading.dataset;
         if (column === this.column) {
-            this.#turn();
+            this.#reverse();
         } else {
             this.#choose(column);
         }
@@ -42,7 +42,7 @@ export class SortControls {
         this.#onChange();
     }
 
-    #turn() {
+    #reverse() {
         this.isAscending = !this.isAscending;
         this.#mark();
         this.#onChange();

@@ -1,5 +1,5 @@
-// A choice that outlives the page, where the browser lets it: private windows and locked
-// down browsers have no storage, and every page of the device may write to it.
+// A choice that is kept when the page is closed, if the browser allows it: private windows and
+// restricted browsers have no storage. Every page of the device may write to the storage.
 
 export function storedChoice(name, allowed, otherwise) {
     try {
@@ -14,6 +14,6 @@ export function storeChoice(name, value) {
     try {
         localStorage.setItem(name, value);
     } catch {
-        // It holds until the page is closed, then.
+        // Then the choice is lost when the page is closed.
     }
 }

@@ -1,4 +1,4 @@
-// Which of the devices served this page.
+// Finds the device that serves this page in the list.
 
 import { isAddress } from './address.js';
 
@@ -8,8 +8,8 @@ function isNamed(device, host) {
     return name !== '' && (host === name || host.startsWith(`${name}.`));
 }
 
-// The keys of the entries of the device whose address or name the browser has in its
-// address bar. Two devices of one name cannot be told apart by it: then none is marked.
+// The keys of the entries of the device whose address or name is in the browser's address bar.
+// No keys if several devices have this name.
 export function keysOfThisDevice(devices, hostInAddressBar) {
     const host = hostInAddressBar.toLowerCase();
     const isOwn = isAddress(host)
@@ -20,8 +20,8 @@ export function keysOfThisDevice(devices, hostInAddressBar) {
     return new Set(addresses.size === 1 ? own.map((device) => device.key) : []);
 }
 
-// What to call the device that served this page when no entry is known to be its own. One
-// that shows the page on a screen of its own asks itself, and not by a name that says much.
+// The name for the device that serves this page if no entry is known to be its own. A device
+// that shows the page on its own screen uses a loopback address, which is not a useful name.
 export function ownerWithoutEntry(hostInAddressBar) {
     return /^(127\.[\d.]+|localhost|\[::1\])$/i.test(hostInAddressBar)
         ? 'this device' : hostInAddressBar;

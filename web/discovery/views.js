@@ -1,5 +1,5 @@
-// The two ways to show the devices, as cards and as rows. Both keep one element for each
-// device and give it new content only when that differs.
+// The two views of the devices: cards and rows. Each keeps one element for each device, and
+// replaces its content only if it differs.
 
 import { arrange } from './arrange.js';
 import { detail, nameLink, networkText, thisBadge, timeElement } from './device_parts.js';
@@ -46,7 +46,7 @@ function isShownAs(a, b) {
         a.came === b.came && a.cameText === b.cameText;
 }
 
-// New content for an element; the focus stays on the device's link.
+// Replaces the content of an element. The focus stays on the device's link.
 function fill(target, content) {
     const hadFocus = target.contains(document.activeElement);
     target.replaceChildren(...content);
@@ -60,14 +60,14 @@ export class DeviceView {
     #view;
     #made = new Map(); // by key: the element, and the row that it shows
 
-    // `name` is 'cards', then `parent` is a list, or 'rows', then it is the body of a table.
+    // `name` is 'cards' or 'rows'; `parent` is a list for cards, and a table's body for rows.
     constructor(parent, name) {
         this.#parent = parent;
         this.#view = kViews[name];
     }
 
-    // Shows the rows in their order. `isListed` tells of a key whether its device is in the
-    // list at all: elements of those that are only filtered out are kept for later.
+    // Shows the rows in their order. `isListed(key)` is whether the device is in the list: the
+    // elements of devices that are only filtered out are kept.
     show(rows, isListed) {
         for (const key of this.#made.keys()) {
             if (!isListed(key)) {

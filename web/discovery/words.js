@@ -12,8 +12,8 @@ export function countText(shown, all) {
     return found + devicesText(all);
 }
 
-// How fresh the list is: when its file was written (null if the server does not say), else
-// when it was read (null before the first time).
+// The age of the list: when its file was written (`updated`, null if the server does not
+// report it), otherwise when it was read (`lastRead`, null before the first reading).
 export function updatedText({ updated, lastRead }, now) {
     if (lastRead === null) {
         return 'Not read yet';
@@ -26,15 +26,14 @@ export function lastReadText(lastRead, now) {
     return lastRead === null ? '' : `Last read at ${momentText(lastRead, now)}.`;
 }
 
-// What an old list cannot say.
+// The explanation below an old list; '' for a newer one.
 export function oldText(isOld) {
     return isOld ? 'The list changes only when a device comes, changes or goes. An old list ' +
         'does not show whether the discovery daemon still runs.' : '';
 }
 
-// The notice: what is wrong ('' if nothing is, then there is none), when what is shown all
-// the same was read, and when the next attempt is due; these two are null where there is
-// nothing to tell.
+// The notice; '' if there is no problem. `shown` is when the displayed list was read, `dueAt`
+// when the next attempt is due; null leaves out the sentence.
 export function noticeText(problem, { shown, dueAt }, now) {
     if (problem === '') {
         return '';
@@ -49,7 +48,8 @@ export function noticeText(problem, { shown, dueAt }, now) {
     return parts.join(' ');
 }
 
-// Why no device is shown: not read yet (`devices` null), none there, or none found.
+// The reason why no device is shown: the list was not read yet (`devices` is null), it is
+// empty, or no device matches.
 export function emptyText(devices, typed, fault) {
     if (devices === null) {
         return fault === '' ? 'Reading the device list…' : 'There is nothing to show yet.';
@@ -59,14 +59,14 @@ export function emptyText(devices, typed, fault) {
         : `Nothing matches “${typed.trim()}”.`;
 }
 
-// What a screen reader says of the changes that a reading brought.
+// The text that a screen reader speaks after a reading with changes.
 export function announcementOf(lines, count) {
     return lines.length === 0
         ? '' : `${lines.map(plainLine).join(', ')}. ${devicesText(count)} in all.`;
 }
 
-// What a screen reader says of a problem: when it comes, when it becomes another, and
-// when it is over.
+// The text that a screen reader speaks when a problem begins, changes or ends; '' if the
+// problem is the same as before.
 export function problemNews(earlier, now) {
     if (now === earlier) {
         return '';

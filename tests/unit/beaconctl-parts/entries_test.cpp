@@ -95,14 +95,14 @@ TEST(History, ReportsAllOfTheFirstListingAsUnchangedAndThenOnlyChanges)
     EXPECT_EQ(Rows(history.Update(Whole({kB, kC}))), "-studio-a +studio-c");
 }
 
-TEST(History, ReportsADeviceThatComesAfterAnEmptyFirstListing)
+TEST(History, ReportsADeviceThatAppearsAfterAnEmptyFirstListing)
 {
     History history;
     EXPECT_EQ(Rows(history.Update(Whole({}))), "");
     EXPECT_EQ(Rows(history.Update(Whole({kA}))), "+studio-a");
 }
 
-TEST(History, DoesNotReportADeviceAsGoneThatACutListingLacks)
+TEST(History, DoesNotReportADeviceThatIsMissingInACutListingAsGone)
 {
     History history;
     static_cast<void>(history.Update(Whole({kA, kB})));

@@ -37,14 +37,14 @@ TEST(AddressesOf, LeavesOutTextsThatAreNoAddresses)
               Addresses());
 }
 
-TEST(AddressesOf, TakesANameAsTablesShowIt)
+TEST(AddressesOf, AcceptsANameInTheFormThatTablesShow)
 {
     const Entries entries{Named("a\n\\", "192.0.2.10")};
     EXPECT_EQ(AddressesOf("a\n\\", entries), Addresses{"192.0.2.10"});
     EXPECT_EQ(AddressesOf("a\\x0a\\\\", entries), Addresses{"192.0.2.10"});
 }
 
-TEST(FindHost, KeepsAnAddressAndNoHost)
+TEST(FindHost, KeepsAnAddressAndAnEmptyHost)
 {
     for (const char *host : {"", "192.0.2.10"}) {
         Arguments arguments;

@@ -17,7 +17,7 @@ void Put(std::string &packet, std::size_t place, std::size_t number)
     packet[place + 1] = static_cast<char>(number & 0xFFU);
 }
 
-// A packet from 192.0.2.10:1900 to 192.0.2.11:50000, with so many bytes of options.
+// A packet from 192.0.2.10:1900 to 192.0.2.11:50000, with this number of bytes of options.
 std::string Packet(const std::string &text, std::size_t options = 0)
 {
     const std::size_t header = 20 + options;
@@ -72,7 +72,7 @@ TEST(ReadPacket, ReadsAsManyBytesAsADaemon)
     EXPECT_EQ(Read(Packet(most + "y")), kAddresses + most + " (cut)");
 }
 
-TEST(ReadPacket, ReadsOfFragmentsTheFirstAlone)
+TEST(ReadPacket, ReadsOnlyTheFirstFragment)
 {
     const std::string first = With(With(Packet("NOTIFY"), 6, 0x2000), 24, 8 + 4000);
     EXPECT_EQ(Read(first), kAddresses + "NOTIFY (cut)");

@@ -80,7 +80,7 @@ TEST_F(MonitorPackets, AreMulticastAndUnicastOfBothDirections)
     EXPECT_EQ(Next(mSource), "192.0.2.10 > 192.0.2.20 to the peer");
 }
 
-TEST_F(MonitorPackets, AppearOnceThoughMulticastComesBack)
+TEST_F(MonitorPackets, AppearOnceAlthoughMulticastIsLoopedBack)
 {
     Send("first", kGroup);
     Send("second", kGroup);
@@ -99,7 +99,7 @@ TEST_F(MonitorPackets, AreFromOrToTheSsdpPort)
     EXPECT_EQ(Next(mSource), "192.0.2.20 > 192.0.2.10 from the port");
 }
 
-TEST_F(MonitorPackets, BeginWithTheFirstFragment)
+TEST_F(MonitorPackets, ContainOnlyTheFirstFragment)
 {
     const std::string text = "NOTIFY" + std::string(20000, 'x');
     mPeer.SendTo(text, kOwnAddress, kPort);
@@ -109,7 +109,7 @@ TEST_F(MonitorPackets, BeginWithTheFirstFragment)
     EXPECT_EQ(Next(mSource), "192.0.2.20 > 192.0.2.10 next");
 }
 
-TEST(MonitorPacketsEverywhere, LeaveOutTheLoopbackWithoutNet0)
+TEST(MonitorPacketsWithoutNet0, LeaveOutTheLoopback)
 {
     test::OnHost("ip link set net0 down && ip link set net0 name other0 && "
                  "ip link set other0 up && ip route add 239.0.0.0/8 dev other0");

@@ -221,7 +221,7 @@ TEST_F(MonitorLine, HasTheTimeOfDayAndAlignedColumns)
               "03:30:23.007  192.0.2.10       NOTIFY    upnp:rootdevice  uuid:1  is here\n");
 }
 
-TEST_F(MonitorLine, HasADashForWhatIsMissing)
+TEST_F(MonitorLine, HasADashForEachMissingField)
 {
     mMessage = Message();
     mMessage.meaning = "not SSDP: ignored";

@@ -36,7 +36,7 @@ TEST(StatusDaemon, IsNamedWithItsUserAndStart)
               "process 77 of user beacond since 2026-10-28 01:00:00");
 }
 
-TEST(StatusDaemon, ThatDoesNotRunLeavesNothingToAsk)
+TEST(StatusDaemon, ThatDoesNotRunIsTheOnlyFault)
 {
     Observations seen = Healthy();
     seen.daemons.clear();
@@ -65,7 +65,7 @@ TEST(StatusDaemon, ThatRunsTwiceIsAFault)
               "Stop all but one. Before beacond -d, stop the service: systemctl stop beacond");
 }
 
-TEST(StatusDaemon, WhoseProcessIsHiddenIsNotGuessed)
+TEST(StatusDaemon, IsUnknownIfItsProcessIsHidden)
 {
     Observations seen = Healthy();
     seen.seesProcesses = false;
@@ -125,7 +125,7 @@ TEST(StatusPort, SharedWithAnotherProgramIsANotice)
     EXPECT_EQ(finding.text, "other programs use UDP port 1900: it has 2 sockets");
 }
 
-TEST(StatusProduct, IsThatWhichTheDeviceAnnounces)
+TEST(StatusProduct, IsTakenFromTheAnnouncement)
 {
     Observations seen = Healthy();
     seen.product = {ProductID::Known::NotAllowed, ""};
@@ -333,7 +333,7 @@ TEST(MayCreateIn, FollowsTheBitsOfOwnerGroupAndOthers)
     EXPECT_TRUE(MayCreateIn({"", 0, {1, 2, {}}, 0}, {0, 0, {}})); // root
 }
 
-TEST(MayReplace, TakesOthersFilesOnlyWithoutAStickyBit)
+TEST(MayReplace, AllowsFilesOfOthersOnlyWithoutAStickyBit)
 {
     const FileState sticky{"", 0, {0, 2, {}}, 041775};
     const FileState plain{"", 0, {0, 2, {}}, 040775};

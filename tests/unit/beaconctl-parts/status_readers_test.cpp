@@ -32,7 +32,7 @@ const std::string kOurTxt = "\x09txtvers=1\x06path=/";
 
 } // namespace
 
-TEST(ReadProcessStat, FindsTheFieldsAfterANameWithBlanksAndBrackets)
+TEST(ReadProcessStat, FindsTheFieldsAfterANameWithSpacesAndBrackets)
 {
     const std::string fields = " 1 77 77 0 -1 4194560 9 8 7 6 5 4 3 2 20 0 5 0 123456 99 88";
     const auto stat = ReadProcessStat("77 (a) Z (b) S" + fields + "\n");
@@ -121,7 +121,7 @@ TEST(ReadServiceNames, HasTheServicesWithTheTxtStringsOfBeacond)
     EXPECT_THAT(ReadServiceNames(Response("printer", "\x06path=/")), IsEmpty());
 }
 
-TEST(ReadServiceNames, HasNoneOfADatagramThatIsCutOrNoResponse)
+TEST(ReadServiceNames, FindsNothingInADatagramThatIsCutOrIsNoResponse)
 {
     const std::string response = Response("studio-a", kOurTxt);
     for (std::size_t size = 0; size < response.size(); ++size) {
@@ -136,7 +136,7 @@ TEST(ComposeServiceQuery, AsksForTheTypeInTheClassInternet)
     EXPECT_EQ(ComposeServiceQuery(), "\0\0\0\0\0\1\0\0\0\0\0\0\5_http\4_tcp\5local\0\0\x0c\0\1"s);
 }
 
-TEST(ReadSystem, TakesWhatTheDaemonTakes)
+TEST(ReadSystem, AcceptsTheTextsThatTheDaemonAccepts)
 {
     Configuration read;
     EXPECT_TRUE(ReadSystem(R"({"hostName":"studio-a","ssdpEnable":false})", read));

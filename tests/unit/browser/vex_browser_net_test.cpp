@@ -139,7 +139,7 @@ TEST_F(Browser, WritesTheFirstListOnlyAtTheEleventhCycle)
     EXPECT_EQ(mFolder.Events(), kPublished);
 }
 
-TEST_F(Browser, WritesAChangeAfterAQuietSpellAtOnce)
+TEST_F(Browser, WritesAChangeAfterElevenQuietCyclesAtOnce)
 {
     StartWithAWrite();
     mEngine.TimeOut(10);
@@ -148,7 +148,7 @@ TEST_F(Browser, WritesAChangeAfterAQuietSpellAtOnce)
     EXPECT_EQ(mFolder.Events(), kPublished);
 }
 
-TEST_F(Browser, WritesAChangeAfterALongQuietSpellAtOnce)
+TEST_F(Browser, WritesAChangeAfterManyQuietCyclesAtOnce)
 {
     StartWithAWrite();
     mEngine.TimeOut(1000);
@@ -284,8 +284,8 @@ TEST_F(Browser, ReportsAFolderThatIsReadOnlyAndKeepsThePublishedList)
     ASSERT_EQ(umount(kFolder), 0);
 }
 
-// It is deliberately renamed in this case, too: the published list is then empty.
-TEST_F(Browser, ReportsAFullMediumAndPublishesWhatCouldBeWritten)
+// The file is deliberately renamed in this case, too: the published list is then empty.
+TEST_F(Browser, ReportsAFullMediumAndPublishesTheWrittenPart)
 {
     ASSERT_EQ(mount("tmpfs", kFolder, "tmpfs", 0, "size=8k"), 0);
     StartWithAWrite();

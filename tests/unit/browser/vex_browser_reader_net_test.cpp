@@ -56,7 +56,7 @@ TEST(BrowserReader, SeesOnlyWholeListsThroughAThousandWrites)
 {
     test::ScriptedEngine engine;
     VEXBrowser browser(&engine);
-    engine.AwaitIdle(); // the one direct write is done
+    engine.AwaitIdle(); // after the write of the empty list
     std::set<std::string> readings;
     std::atomic<int> count{0};
     std::atomic<bool> over{false};

@@ -156,7 +156,7 @@ Count Cost(const std::string &method, const std::string &path, const std::string
             gCount.total - before.total, ThreadTime() - begin};
 }
 
-// The smallest of several measurements: other programs only add to one.
+// The smallest of several measurements: other programs can only make one longer.
 std::int64_t LeastTime(const std::string &method, const std::string &path, const std::string &body)
 {
     std::int64_t least = Cost(method, path, body).time;

@@ -73,7 +73,7 @@ TEST_F(FailedMedium, WithoutItsFolderItServesTheDefaultsAndSaysSoOnOneLine)
     ExpectDefaults(kNoFolder);
 }
 
-TEST_F(FailedMedium, WithAnEmptyFolderForReadingItServesTheDefaultsAndSaysSoOnOneLine)
+TEST_F(FailedMedium, WithAnEmptyReadOnlyFolderItServesTheDefaultsAndSaysSoOnOneLine)
 {
     OnHost("mount -t tmpfs -o ro tmpfs " + kFolder);
     ExpectDefaults("cannot write " + kStateFile + ": Read-only file system");
@@ -132,7 +132,7 @@ TEST_F(FailedMedium, EndsWithStatusThreeWhenADamagedFileComesBack)
                                          ": line 1, column 2: malformed JSON\n");
 }
 
-TEST_F(FailedMedium, KeepsItsSettingsWhenTheFolderGoesWhileItRuns)
+TEST_F(FailedMedium, KeepsItsSettingsWhenTheFolderDisappearsWhileItRuns)
 {
     std::ofstream(kStateFile) << kStored;
     Service service;
@@ -145,7 +145,7 @@ TEST_F(FailedMedium, KeepsItsSettingsWhenTheFolderGoesWhileItRuns)
     EXPECT_EQ(service.Child().Err(), "");
 }
 
-TEST_F(FailedMedium, ServesTheSettingsOfAMediumForReadingAndRefusesChanges)
+TEST_F(FailedMedium, ServesTheSettingsOfAReadOnlyMediumAndRefusesChanges)
 {
     OnHost("mount -t tmpfs tmpfs " + kFolder);
     std::ofstream(kStateFile) << kStored;

@@ -170,7 +170,7 @@ TEST(InterfaceState, IsCompleteWithOneAddressOfTwoPrefixLengths)
 }
 
 // getifaddrs names them "net0:1": the discovery daemon does not use them.
-TEST(InterfaceState, PassesOverAddressesWithAnotherLabel)
+TEST(InterfaceState, IgnoresAddressesWithAnotherLabel)
 {
     Message alias = Address(2, "192.0.2.77").Text(IFA_LABEL, "net0:1");
     EXPECT_EQ(Device({Link(2, "net0", kUp), alias}), Text("", SetupState::Preparing, true));

@@ -119,7 +119,7 @@ TEST_F(StoredFileTest, IsLoadedOnceItIsAvailable)
     EXPECT_EQ(file.Text(), "one");
 }
 
-TEST_F(StoredFileTest, IsNotEditedWhenItsFolderGoes)
+TEST_F(StoredFileTest, ReportsAMissingFolderAsAFaultNotAsAnEdit)
 {
     Write("one");
     const StoredFile file(kFile);

@@ -90,7 +90,7 @@ TEST(BrowseDocument, OfNoDeviceIsAnEmptyArray)
     EXPECT_EQ(ComposeBrowseDocument({}), "[]");
 }
 
-TEST(BrowseDocument, OfADeviceIsOneLineWithoutBlanks)
+TEST(BrowseDocument, OfADeviceIsOneLineWithoutSpaces)
 {
     EXPECT_EQ(ComposeBrowseDocument({{"usn", Encoder()}}), Bracketed(kEncoder));
 }
@@ -100,7 +100,7 @@ TEST(BrowseDocument, HasEveryKeyForADeviceWithoutFields)
     EXPECT_EQ(ComposeBrowseDocument({{"usn", {}}}), Bracketed(kEmpty));
 }
 
-TEST(BrowseDocument, SeparatesDevicesByACommaWithoutBlanks)
+TEST(BrowseDocument, SeparatesDevicesByACommaWithoutSpaces)
 {
     EXPECT_EQ(ComposeBrowseDocument({{"a", Encoder()}, {"b", {}}}),
               Bracketed(std::string(kEncoder) + "," + kEmpty));

@@ -18,7 +18,7 @@ TEST(DescriptionFileName, IsTheLoweredProductNameTheNumberAndXml)
     EXPECT_EQ(formats::DescriptionFileName("", 1), "_upnp_ssdp_1.xml");
 }
 
-TEST(DescriptionFileName, ChangesOnlyBlanksAndAsciiCapitals)
+TEST(DescriptionFileName, ChangesOnlySpacesAndAsciiCapitals)
 {
     EXPECT_EQ(formats::DescriptionFileName("  AZ@[`az{9-_.\t\xc3\x96", 1),
               "__az@[`az{9-_.\t\xc3\x96_upnp_ssdp_1.xml");
@@ -105,7 +105,7 @@ TEST(ComposeDescription, InsertsValuesWithoutEscaping)
     EXPECT_NE(document.find("    <friendlyName>a<b>&\"c\" %s</friendlyName>\n"), std::string::npos);
 }
 
-TEST(DescriptionResponse, HasThisManyBytesForTheLongestModelOnAnOrdinaryNetwork)
+TEST(DescriptionResponse, HasItsExactSizeForTheLongestModelName)
 {
     SSDPDeviceType service = Device("Corvia 12 Plus", "192.0.2.10", "studio-a");
     service.modelNumber = "0x10650002";

@@ -40,7 +40,7 @@ TEST(AddressOfLocation, IsMissingWithoutTheSchemeOrAFollowingPort80)
     EXPECT_EQ(Address(""), "untouched");
 }
 
-TEST(GETRequest, HasTheWholeURLAsTargetAndNoBlankAfterHost)
+TEST(GETRequest, HasTheWholeURLAsTargetAndNoSpaceAfterHost)
 {
     EXPECT_EQ(
         formats::ComposeGETRequest("http://192.0.2.20:80/lumen_upnp_ssdp_1.xml", "192.0.2.20"),

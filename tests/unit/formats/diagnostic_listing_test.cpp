@@ -78,7 +78,7 @@ TEST(AssembleList, StopsBeforeTheFirstEntryThatDoesNotFit)
     EXPECT_EQ(Assembled(Two(), 0), "NodeList");
 }
 
-TEST(AssembleList, SkipsNoEntryInFavourOfALaterSmallerOne)
+TEST(AssembleList, DoesNotSkipALargeEntryForALaterSmallerOne)
 {
     formats::SSDPDeviceMap list = Two();
     list.begin()->second.hostName = std::string(60000, 'h');

@@ -71,14 +71,14 @@ TEST(ClassifyMethod, TheMethodIsAllLettersAndHyphensAtTheStart)
 
 TEST(ClassifyMethod, OnlyLettersAndTheHyphenContinueTheMethod)
 {
-    std::string going;
+    std::string continuing;
     for (int byte = 0; byte < 256; ++byte) {
         const std::string datagram = std::string("NOTIFY") + static_cast<char>(byte);
         if (ClassifyMethod(datagram) == Method::Unknown) {
-            going += static_cast<char>(byte);
+            continuing += static_cast<char>(byte);
         }
     }
-    EXPECT_EQ(going, "-ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz");
+    EXPECT_EQ(continuing, "-ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz");
 }
 
 TEST(ClassifyMethod, AnyOtherByteOrTheEndOfTheDatagramEndsTheMethod)

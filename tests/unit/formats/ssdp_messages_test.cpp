@@ -41,7 +41,7 @@ TEST(SsdpMessages, GoodbyeHasTheSameNtLocationAndUsnButNoCacheControlAndServer)
               "\r\n");
 }
 
-TEST(SsdpMessages, SearchRequestHasNoBlanksAfterItsColons)
+TEST(SsdpMessages, SearchRequestHasNoSpacesAfterItsColons)
 {
     EXPECT_EQ(formats::ComposeSearchRequest("upnp:rootdevice"), "M-SEARCH * HTTP/1.1\r\n"
                                                                 "HOST:239.255.255.250:1900\r\n"

@@ -1,7 +1,6 @@
 #include "mdns/avahi_qt_poll.h"
 
 #include "event_loop.h"
-#include "mdns/avahi_qt_poll.h"
 
 #include <QMetaMethod>
 #include <QPointer>
@@ -13,7 +12,7 @@ namespace {
 
 const AvahiPoll *const kPoll = avahi_qt_poll_get();
 
-// The wall-clock time in this number of microseconds.
+// The wall-clock time this number of microseconds from now.
 timeval fromNow(AvahiUsec microseconds)
 {
     timeval deadline{};

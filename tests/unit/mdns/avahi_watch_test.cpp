@@ -1,7 +1,6 @@
 #include "mdns/avahi_qt_poll.h"
 
 #include "event_loop.h"
-#include "mdns/avahi_qt_poll.h"
 
 #include <QMetaMethod>
 #include <QPointer>

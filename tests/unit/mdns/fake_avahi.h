@@ -9,7 +9,7 @@
 #include <string>
 
 // Replaces the functions of the Avahi client library that talk to avahi-daemon. They work
-// like the real ones and record every call. A test can so check the exact calls, and can
+// like the real ones and record every call. So a test can check the exact calls, and can
 // cause failures that a working avahi-daemon never has. Only one source file of a test
 // program includes it.
 

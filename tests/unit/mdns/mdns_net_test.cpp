@@ -59,7 +59,7 @@ TEST_F(MdnsOnTheNetwork, PublishingTheSameEntryAgainReplacesItsTxtStrings)
     EXPECT_TRUE(studio.WaitForErr(established("studio-e")));
     studio.Send(".");
     EXPECT_TRUE(studio.WaitForErr(established("studio-e")));
-    EXPECT_TRUE(comesToSee(seen("studio-e", R"("path=/new")")));
+    EXPECT_TRUE(seesEventually(seen("studio-e", R"("path=/new")")));
     EXPECT_EQ(end(studio), 0);
     EXPECT_EQ(studio.Err(), named("studio-e") + established("studio-e") + established("studio-e"));
 }

@@ -33,7 +33,7 @@ std::vector<std::string> strings(const AvahiStringList *list)
     return texts;
 }
 
-TEST_F(PublishedServices, AreInTheOrderOfTheNewestFirst)
+TEST_F(PublishedServices, AreListedNewestFirst)
 {
     const char *const type = "_http._tcp";
     const Service &service = findOrAddService(m_services, type, 80);
@@ -71,7 +71,7 @@ TEST_F(PublishedServices, AreRemovedFromTheFrontTheMiddleAndTheEnd)
     EXPECT_THAT(listed(), IsEmpty());
 }
 
-TEST_F(PublishedServices, AreUnchangedIfTheOneToRemoveIsMissing)
+TEST_F(PublishedServices, AreUnchangedIfTheServiceToRemoveIsMissing)
 {
     EXPECT_FALSE(removeService(m_services, "_http._tcp", 80));
     (void)findOrAddService(m_services, "_http._tcp", 80);

@@ -34,7 +34,7 @@ protected:
     }
     // Browses repeatedly until the peer sees a service; false if it never does. For changes
     // that a running avahi-browse does not report.
-    static bool comesToSee(const std::string &line)
+    static bool seesEventually(const std::string &line)
     {
         for (int attempt = 0; attempt < 20; ++attempt) {
             test::LiveChild once = s_peer->Start({"avahi-browse", "--resolve", "--parsable",

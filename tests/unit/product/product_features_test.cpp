@@ -1,6 +1,5 @@
 #include "product/product_id.h"
 
-#include "product/product_id.h"
 #include "support/child.h"
 
 #include <cstdlib>

@@ -76,7 +76,7 @@ TEST_F(ProductFile, WhiteSpaceAtTheEndIsRemoved)
     EXPECT_EQ(Find("lumen", kVEXBoardLumen), kLumen);
 }
 
-TEST_F(ProductFile, OtherBytesAndBlanksElsewhereArePartOfTheID)
+TEST_F(ProductFile, OtherBytesAndSpacesElsewhereArePartOfTheID)
 {
     Write(" lu men\nzr1\v\n");
     EXPECT_EQ(Find(" lu men\nzr1\v", kVEXBoardUnknown), kLooking + NoBoard(" lu men\nzr1\v"));

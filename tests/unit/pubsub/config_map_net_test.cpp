@@ -218,7 +218,7 @@ TEST_F(Config, ReportsStateConnectionAndAddressOfTheFirstDeviceInThatOrder)
     EXPECT_EQ(String(0, ConfigMap::Address), "192.0.2.11");
 }
 
-TEST_F(Config, ReportsEachOfThemAlone)
+TEST_F(Config, ReportsStateConnectionAndAddressSeparately)
 {
     WatchUsual();
     EXPECT_EQ(SignalsOf(kDevices, "[" + Device("Complete", true, "192.0.2.11") + "]"),

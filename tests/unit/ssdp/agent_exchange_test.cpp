@@ -158,9 +158,9 @@ TEST_F(AgentExchange, ServesTheDocumentThatItAnnounces)
 TEST_F(AgentExchange, ContentLengthIsTheSizeOfTheFileEvenIfTheTextEndsAtANul)
 {
     Open();
-    mEnvironment.files.documents[kPathOfA] = std::string("be\0yond", 7);
+    mEnvironment.files.documents[kPathOfA] = std::string("ab\0cd", 5);
     Receive(Get("/a.xml"));
-    EXPECT_THAT(Tick(), ElementsAre(ToPeer(GetAnswer("be", 7))));
+    EXPECT_THAT(Tick(), ElementsAre(ToPeer(GetAnswer("ab", 5))));
 }
 
 TEST_F(AgentExchange, ServesOnlyFilesDirectlyInTheWebRoot)

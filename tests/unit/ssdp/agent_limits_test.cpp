@@ -32,12 +32,12 @@ protected:
         mEnvironment.files.documents["/var/www/html/a.xml"] = std::string(1200, 'x');
     }
 
-    // Searches from an address until no answer comes, at most so often. Returns the number
-    // of answers.
-    std::size_t AnswersTo(const std::string &address, std::size_t most = 1000)
+    // Searches from an address until no answer comes, or until the limit is reached.
+    // Returns the number of answers.
+    std::size_t AnswersTo(const std::string &address, std::size_t limit = 1000)
     {
         std::size_t answers = 0;
-        while (answers < most && !Receive(Search("ssdp:all"), address).empty()) {
+        while (answers < limit && !Receive(Search("ssdp:all"), address).empty()) {
             ++answers;
         }
         return answers;
@@ -53,7 +53,7 @@ protected:
             }));
     }
 
-    void GetOften(const std::string &address, int times)
+    void RequestDocument(const std::string &address, int times)
     {
         for (int i = 0; i < times; ++i) {
             Receive(Get("/a.xml"), address);
@@ -108,14 +108,14 @@ TEST_F(AgentLimits, WithoutANetmaskEverySearchSpendsTheBudget)
 TEST_F(AgentLimits, DescriptionsSpendTheSameBudget)
 {
     mEnvironment.random = 0;
-    GetOften(kOffLink, 1000);
+    RequestDocument(kOffLink, 1000);
     // A file is read while the budget has 1500 bytes left.
     const std::size_t answers = (kBurst - 1500) / mDocumentSize + 1;
     EXPECT_EQ(SentInATickTo(kOffLink), answers);
     EXPECT_EQ(mEnvironment.files.reads, static_cast<int>(answers));
     EXPECT_EQ(AnswersTo(kOffLink), (kBurst - answers * mDocumentSize) / mAnswerSize);
     mNowMs += 1000;
-    GetOften(kOffLink, 1000);
+    RequestDocument(kOffLink, 1000);
     EXPECT_GE(SentInATickTo(kOffLink), (kPerSecond - 1500) / mDocumentSize);
 }
 
@@ -123,20 +123,20 @@ TEST_F(AgentLimits, OnTheLinkEveryDescriptionIsSent)
 {
     mEnvironment.random = 0;
     AnswersTo(kOffLink);
-    GetOften("192.0.2.1", 1000);
+    RequestDocument("192.0.2.1", 1000);
     EXPECT_EQ(SentInATickTo("192.0.2.1"), 1000U);
 }
 
 TEST_F(AgentLimits, FileIsReadOnlyWhenTheAnswerHasRoom)
 {
-    GetOften("192.0.2.66", 1024); // fills the queue of answers
+    RequestDocument("192.0.2.66", 1024); // fills the queue of answers
     EXPECT_EQ(mEnvironment.files.reads, 1024);
     EXPECT_THAT(mEnvironment.faults, IsEmpty());
-    GetOften("192.0.2.66", 100);
+    RequestDocument("192.0.2.66", 100);
     EXPECT_EQ(mEnvironment.files.reads, 1024);
     EXPECT_THAT(
         mEnvironment.faults,
         ElementsAre("SendGETResponse: Too many delayed responses, dropping what comes more"));
-    GetOften("192.0.2.30", 1);
+    RequestDocument("192.0.2.30", 1);
     EXPECT_EQ(mEnvironment.files.reads, 1025);
 }

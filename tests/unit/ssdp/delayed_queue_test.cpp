@@ -191,7 +191,7 @@ TEST_F(DelayedQueueTest, FullQueueDropsTheNewestDatagramOfTheAddressThatHoldsMos
     EXPECT_THAT(Tick(0), ElementsAre("a", "b", "other"));
 }
 
-TEST_F(DelayedQueueTest, FullQueueDropsTheNewcomerOfAnAddressThatWouldHoldAsMuch)
+TEST_F(DelayedQueueTest, FullQueueDropsTheNewcomerUnlessItsAddressWouldHoldLessThanAnother)
 {
     Add("a");
     Add("b");
@@ -272,7 +272,7 @@ TEST_F(DelayedQueueTest, DatagramsPutBackCountInTheBound)
     EXPECT_THAT(Tick(0), ElementsAre("a", "b", "c"));
 }
 
-TEST_F(DelayedQueueTest, DatagramsPutBackAreDueByTurnsOfTheirHolders)
+TEST_F(DelayedQueueTest, DatagramsPutBackAlternateBetweenTheirHolders)
 {
     ssdp::DelayedQueue wide(environment, 100, "SendGETRequest", "delayed requests");
     for (const char *message : {"a1", "a2", "a3"}) {

@@ -116,7 +116,7 @@ TEST_F(RegistryBounds, ConfirmedEntryStaysConfirmedAfterANewDescription)
     EXPECT_EQ(registry.NodeList().size(), 4096U);
 }
 
-TEST_F(RegistryBounds, AddedServicesNeverGiveWay)
+TEST_F(RegistryBounds, AddedServicesAreNeverReplaced)
 {
     AddNow(Own());
     AddNow(Silent());
@@ -249,7 +249,7 @@ TEST_F(RegistryBounds, TextsAreCountedAsTheBrowseDocumentWritesThem)
     EXPECT_EQ(Node(USN(1))->modelName, "Lumen");
 }
 
-TEST_F(RegistryBounds, LargeUnconfirmedEntriesGiveWayToo)
+TEST_F(RegistryBounds, LargeUnconfirmedEntriesAreReplacedToo)
 {
     for (int number = 0; number < 1000; ++number) {
         registry.EnterDescription(LargeDevice(number, 1300, '\x01'));

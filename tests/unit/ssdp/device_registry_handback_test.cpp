@@ -60,7 +60,7 @@ TEST_F(RegistryHandBack, KnownDeviceIsRefreshedWithTheReceivedMaxAge)
         expected.timerPeriod = static_cast<std::uint32_t>(maxAge.keptSeconds) * 1000;
         expected.timerCountdown = maxAge.keptSeconds * 2000;
         expected.repeatCount = 0;
-        EXPECT_EQ(FieldsButFlag(fresh.NodeList().at(kUSN)), FieldsButFlag(expected))
+        EXPECT_EQ(FieldsExceptFlag(fresh.NodeList().at(kUSN)), FieldsExceptFlag(expected))
             << maxAge.receivedSeconds;
         EXPECT_FALSE(fresh.Changed());
     }
@@ -103,7 +103,8 @@ TEST_F(RegistryHandBack, ProxiedDeviceIsHandedBackWithoutGoodbyeOrChange)
         expected.repeatCount = 0;
         EXPECT_EQ(Host(kUSN), nullptr);
         ASSERT_NE(Node(kUSN), nullptr);
-        EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(expected)) << maxAge.receivedSeconds;
+        EXPECT_EQ(FieldsExceptFlag(*Node(kUSN)), FieldsExceptFlag(expected))
+            << maxAge.receivedSeconds;
         EXPECT_FALSE(registry.Changed());
         Byebye(kUSN);
     }
@@ -131,7 +132,7 @@ TEST_F(RegistryHandBack, HandedBackDeviceIsKnownAgainAfterAByebye)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryHandBack, HandedBackDeviceIsNoLongerAnnouncedAndForgottenWhenSilent)
+TEST_F(RegistryHandBack, HandedBackDeviceIsNotAnnouncedAndIsForgottenWhenSilent)
 {
     TakeOver(Silent());
     Alive(kUSN, 120);
@@ -175,7 +176,7 @@ TEST_F(RegistryHandBack, OwnServiceIsHandedBackLikeAnyOther)
     expected.timerCountdown = 60000;
     expected.repeatCount = 0;
     EXPECT_EQ(Host(own.usn), nullptr);
-    EXPECT_EQ(FieldsButFlag(*Node(own.usn)), FieldsButFlag(expected));
+    EXPECT_EQ(FieldsExceptFlag(*Node(own.usn)), FieldsExceptFlag(expected));
     EXPECT_FALSE(registry.Changed());
     EXPECT_EQ(Pass(20000), Calls{}); // neither a goodbye nor an announcement
     // Added again, for instance when SSDP is switched on, it stays a known device until its
@@ -192,7 +193,7 @@ TEST_F(RegistryHandBack, DescriptionReplacesAHandedBackDevice)
     SSDPDeviceType described = Described(Silent());
     described.hostName = "other";
     registry.EnterDescription(described);
-    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(described));
+    EXPECT_EQ(FieldsExceptFlag(*Node(kUSN)), FieldsExceptFlag(described));
 }
 
 TEST_F(RegistryHandBack, DescriptionEndsTheWaitForTheTakeOver)

@@ -69,7 +69,7 @@ TEST_F(RegistryOwn, IsKnownAgainWhenAddedAfterAByebye)
     TakeChange();
     EXPECT_EQ(AddNow(Own()), Calls{});
     ASSERT_NE(Node(kUSN), nullptr);
-    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(*Host(kUSN)));
+    EXPECT_EQ(FieldsExceptFlag(*Node(kUSN)), FieldsExceptFlag(*Host(kUSN)));
     EXPECT_TRUE(registry.Changed());
     EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
 }
@@ -89,12 +89,12 @@ TEST_F(RegistryOwn, ForgedDescriptionStaysUntilTheNextAnnouncement)
     SSDPDeviceType forged = Described(Own());
     forged.hostName = "forged";
     registry.EnterDescription(forged);
-    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(forged));
+    EXPECT_EQ(FieldsExceptFlag(*Node(kUSN)), FieldsExceptFlag(forged));
     EXPECT_TRUE(TakeChange());
     EXPECT_EQ(Pass(5000), Calls{});
     EXPECT_EQ(Pass(5000), Calls{});
     EXPECT_THAT(Pass(5000), ElementsAre(kAlive));
-    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(Published(Own(), 1)));
+    EXPECT_EQ(FieldsExceptFlag(*Node(kUSN)), FieldsExceptFlag(Published(Own(), 1)));
     EXPECT_TRUE(TakeChange());
 }
 
@@ -104,7 +104,7 @@ TEST_F(RegistryOwn, RestoringARecordThatIsListedAlikeFlagsNoChange)
     registry.EnterDescription(alike);
     TakeChange();
     EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
-    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(Published(Own(), 1)));
+    EXPECT_EQ(FieldsExceptFlag(*Node(kUSN)), FieldsExceptFlag(Published(Own(), 1)));
     EXPECT_FALSE(registry.Changed());
 }
 
@@ -117,7 +117,7 @@ TEST_F(RegistryOwn, ForgedDescriptionAfterAByebyeMakesNoEntry)
     EXPECT_EQ(Node(kUSN), nullptr);
     EXPECT_FALSE(registry.Changed());
     AddNow(Own());
-    EXPECT_EQ(FieldsButFlag(*Node(kUSN)), FieldsButFlag(Published(Own(), 1)));
+    EXPECT_EQ(FieldsExceptFlag(*Node(kUSN)), FieldsExceptFlag(Published(Own(), 1)));
 }
 
 TEST_F(RegistryOwn, ForgedDatagramsDoNotDelayOrChangeItsAnnouncements)
@@ -182,7 +182,7 @@ TEST_F(RegistryOwn, ChangeStaysFlaggedUntilItIsTaken)
     EXPECT_TRUE(registry.Changed());
     EXPECT_TRUE(registry.TakeChange(out));
     EXPECT_EQ(out.size(), 2U);
-    EXPECT_EQ(FieldsButFlag(out.at(kUSN)), FieldsButFlag(*Node(kUSN)));
+    EXPECT_EQ(FieldsExceptFlag(out.at(kUSN)), FieldsExceptFlag(*Node(kUSN)));
     EXPECT_FALSE(registry.Changed());
     EXPECT_FALSE(registry.TakeChange(out));
 }

@@ -56,7 +56,7 @@ TEST_F(RegistryReceiving, DescriptionAddsThePeerAndFlagsAChange)
     const SSDPDeviceType peer = Described(Peer());
     registry.EnterDescription(peer);
     ASSERT_NE(Node(kPeerUSN), nullptr);
-    EXPECT_EQ(FieldsButFlag(*Node(kPeerUSN)), FieldsButFlag(peer));
+    EXPECT_EQ(FieldsExceptFlag(*Node(kPeerUSN)), FieldsExceptFlag(peer));
     EXPECT_EQ(Host(kPeerUSN), nullptr);
     EXPECT_TRUE(registry.Changed());
     EXPECT_EQ(TakeCalls(), Calls{});
@@ -71,7 +71,7 @@ TEST_F(RegistryReceiving, SecondDescriptionReplacesEveryField)
     SSDPDeviceType second;
     second.usn = kPeerUSN;
     registry.EnterDescription(second);
-    EXPECT_EQ(FieldsButFlag(*Node(kPeerUSN)), FieldsButFlag(second));
+    EXPECT_EQ(FieldsExceptFlag(*Node(kPeerUSN)), FieldsExceptFlag(second));
     EXPECT_EQ(registry.NodeList().size(), 1U);
     EXPECT_TRUE(registry.Changed());
 }
@@ -85,7 +85,7 @@ TEST_F(RegistryReceiving, AliveOfAKnownPeerRefreshesItWithoutARequest)
     SSDPDeviceType expected = Described(Peer());
     EXPECT_EQ(Alive(kPeerUSN, 1), Calls{});
     // The received max-age is ignored.
-    EXPECT_EQ(FieldsButFlag(*Node(kPeerUSN)), FieldsButFlag(expected));
+    EXPECT_EQ(FieldsExceptFlag(*Node(kPeerUSN)), FieldsExceptFlag(expected));
     EXPECT_FALSE(registry.Changed());
 }
 
@@ -203,7 +203,7 @@ TEST_F(RegistryReceiving, AddedPeerIsKnownForTwiceItsMaxAgeAndNotAnnounced)
     peer.timerPeriod = 200000;
     peer.timerCountdown = 400000;
     ASSERT_NE(Node(kPeerUSN), nullptr);
-    EXPECT_EQ(FieldsButFlag(*Node(kPeerUSN)), FieldsButFlag(peer));
+    EXPECT_EQ(FieldsExceptFlag(*Node(kPeerUSN)), FieldsExceptFlag(peer));
     EXPECT_EQ(Host(kPeerUSN), nullptr);
     EXPECT_TRUE(registry.Changed());
     Pass(400000);
@@ -240,7 +240,7 @@ TEST_F(RegistryReceiving, PeerAddedAgainIsRefreshedAndRenamed)
     EXPECT_TRUE(registry.HostList().empty());
 }
 
-// Such a peer may have a new name, and its goodbye was lost.
+// A peer whose goodbye was lost may have a new name.
 TEST_F(RegistryReceiving, PeerIsAskedAgainAfterFifteenMinutes)
 {
     registry.SetTime(1000);

@@ -23,7 +23,7 @@ TEST_F(RegistryServices, AddServiceCompletesTheUSNClearsThePeriodAndSendsNothing
 
     SSDPDeviceType expected = Own();
     expected.usn = kOwnUSN;
-    EXPECT_EQ(FieldsButFlag(service), FieldsButFlag(expected));
+    EXPECT_EQ(FieldsExceptFlag(service), FieldsExceptFlag(expected));
     EXPECT_EQ(TakeCalls(), Calls{});
     EXPECT_TRUE(registry.HostList().empty());
     EXPECT_TRUE(registry.NodeList().empty());
@@ -37,8 +37,8 @@ TEST_F(RegistryServices, NextPassWritesTheDocumentAndAnnouncesTheServiceOnce)
     const SSDPDeviceType expected = Published(Own(), 1);
     ASSERT_NE(Host(kOwnUSN), nullptr);
     ASSERT_NE(Node(kOwnUSN), nullptr);
-    EXPECT_EQ(FieldsButFlag(*Host(kOwnUSN)), FieldsButFlag(expected));
-    EXPECT_EQ(FieldsButFlag(*Node(kOwnUSN)), FieldsButFlag(expected));
+    EXPECT_EQ(FieldsExceptFlag(*Host(kOwnUSN)), FieldsExceptFlag(expected));
+    EXPECT_EQ(FieldsExceptFlag(*Node(kOwnUSN)), FieldsExceptFlag(expected));
     EXPECT_EQ(lastMulticast, formats::ComposeAlive(expected));
     EXPECT_TRUE(registry.Changed());
     EXPECT_EQ(Pass(0), Calls{});

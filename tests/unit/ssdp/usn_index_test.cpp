@@ -21,7 +21,7 @@ std::string FoundName(const ssdp::UsnIndex &index, const std::string &usn)
     return slot == nullptr ? "none" : slot->record->first;
 }
 
-// How many bytes are allocated. 0 under a sanitizer, which has an allocator of its own.
+// The number of allocated bytes. 0 under a sanitizer, which has an allocator of its own.
 std::size_t Allocated()
 {
     const struct mallinfo2 info = mallinfo2();
@@ -78,8 +78,6 @@ TEST(UsnIndex, KeepsTheTimeOfEachDescriptionWhileItGrowsAndShrinks)
     }
 }
 
-// Random changes make the index grow, make runs of several entries, and make runs that
-// cross the end of the table.
 TEST(UsnIndex, NeedsMemoryForTheRecordsThatItHoldsAndNotForFormerOnes)
 {
     formats::SSDPDeviceMap map;
@@ -103,6 +101,8 @@ TEST(UsnIndex, NeedsMemoryForTheRecordsThatItHoldsAndNotForFormerOnes)
     EXPECT_LE(Allocated(), before);
 }
 
+// Random changes make the index grow, make runs of several entries, and make runs that
+// cross the end of the table.
 TEST(UsnIndex, FindsExactlyTheRecordsOfTheMapAfterEachOf20000Changes)
 {
     std::mt19937 random(1900); // NOLINT(cert-msc51-cpp): the same changes each time

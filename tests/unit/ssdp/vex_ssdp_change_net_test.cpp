@@ -83,7 +83,7 @@ TEST_F(Waiting, TimesOutWhenTheSignalledChangeWasTakenEarlier)
         }
         EXPECT_EQ(out.count(test::UsnOf(test::kCorvia)), 1U);
     });
-    documents.AwaitSomebody();
+    documents.AwaitCall();
     AwaitStandstill(waits);
     documents.Answer();
     opener.join();

@@ -152,7 +152,7 @@ TEST_F(Closing, LetsTheEngineOpenAgainWhileAThreadIsBlocked)
     documents.Run([this] { ASSERT_EQ(mEngine.Open(kNet0), 1U); });
     EXPECT_EQ(mPeer.Receive(), Search("upnp:rootdevice"));
     ToEngine("GET /any.xml HTTP/1.1\r\n\r\n");
-    documents.AwaitSomebody();
+    documents.AwaitCall();
     mEngine.Close();
     EXPECT_FALSE(mEngine.IsOpen());
     Add();

@@ -36,7 +36,7 @@ TEST_F(Multicast, SearchesToTheGroupAndToTheAddressAreAnsweredAlike)
     EXPECT_EQ(asker.Receive(), SearchAnswer(kCorvia, kCorviaFile));
 }
 
-TEST_F(Multicast, LeavesByTheChosenInterfaceInSpiteOfTheDefaultRoute)
+TEST_F(Multicast, IsSentThroughTheChosenInterfaceInSpiteOfTheDefaultRoute)
 {
     test::OnHost("ip link add other0 type veth peer name other1 && "
                  "ip addr add 192.0.2.129/30 dev other0 && ip link set other0 up && "

@@ -218,7 +218,7 @@ TEST(VEXThreadKill, DoesNotInterruptDestructorsOfThisLibrary)
     EXPECT_TRUE(left);
 }
 
-TEST(VEXThreadKill, LeavesASocketUsableFromWhichTheThreadRead)
+TEST(VEXThreadKill, LeavesTheSocketOfTheThreadUsable)
 {
 #ifdef UNDER_THREAD_SANITIZER
     GTEST_SKIP();

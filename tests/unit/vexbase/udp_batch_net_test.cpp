@@ -98,11 +98,11 @@ TEST(UDPSocketPollBatch, DoesNotCountEmptyDatagrams)
     one.SendTo("", kOwnAddress, kPort);
     EXPECT_EQ(socket.Poll(batch, vexbase::kInfinite), 0U);
     one.SendTo("", kOwnAddress, kPort);
-    two.SendTo("full", kOwnAddress, kPort);
+    two.SendTo("first", kOwnAddress, kPort);
     one.SendTo("", kOwnAddress, kPort);
-    two.SendTo("fuller", kOwnAddress, kPort);
+    two.SendTo("second", kOwnAddress, kPort);
     EXPECT_EQ(socket.Poll(batch, kGenerousMs), 2U);
-    EXPECT_EQ(Texts(batch), (std::vector<std::string>{"full", "fuller"}));
+    EXPECT_EQ(Texts(batch), (std::vector<std::string>{"first", "second"}));
     EXPECT_EQ(test::Text(batch.Sender(0)), "192.0.2.20:1902");
     EXPECT_EQ(test::Text(batch.Sender(1)), "192.0.2.20:1902");
     one.SendTo("next", kOwnAddress, kPort);
@@ -125,7 +125,7 @@ TEST(UDPSocketPollBatch, OfASilentOrClosedSocketIsEmpty)
     peer.SendTo("two", kOwnAddress, kPort);
     ASSERT_EQ(socket.Poll(batch, kGenerousMs), 1U);
     socket.Shutdown(0);
-    peer.SendTo("unheard", kOwnAddress, kPort);
+    peer.SendTo("too late", kOwnAddress, kPort);
     EXPECT_EQ(socket.Poll(batch, vexbase::kInfinite), 0U);
     EXPECT_EQ(batch.Count(), 0U);
 }

@@ -192,8 +192,8 @@ TEST(UDPSocketShutdown, LastsUntilTheSocketIsOpenedAgain)
     socket.Shutdown(2);
     socket.Close();
     ASSERT_EQ(socket.Open("127.0.0.1", kPort), 0);
-    EXPECT_EQ(WriteText(socket, "anew", SocketAddressOf("127.0.0.1", kPort)), 4);
-    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "anew");
+    EXPECT_EQ(WriteText(socket, "again", SocketAddressOf("127.0.0.1", kPort)), 5);
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "again");
 }
 
 TEST(UDPSocketShutdown, TakesEffectDuringAFlood)

@@ -290,8 +290,8 @@ TEST(UDPSocketPoll, UsesTheTimeoutOfEachCall)
     // Opened again, the socket has no time-out from before.
     socket.Close();
     ASSERT_EQ(socket.Open("", kPort), 0);
-    peer.SendTo("anew", kOwnAddress, kPort);
-    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "anew");
+    peer.SendTo("again", kOwnAddress, kPort);
+    EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "again");
     EXPECT_EQ(PollOnce(socket, 150).datagram, "");
 }
 

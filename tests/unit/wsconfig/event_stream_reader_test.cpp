@@ -92,7 +92,7 @@ TEST(EventStreamReader, CommentsAndOtherFieldsAreIgnored)
               "[24](a)|");
 }
 
-TEST(EventStreamReader, OneBlankAfterTheColonIsNotPartOfTheValue)
+TEST(EventStreamReader, OneSpaceAfterTheColonIsNotPartOfTheValue)
 {
     EXPECT_EQ(ReadInEverySplit("event:24\ndata:a: b\n\n"), "[24](a: b)|");
     EXPECT_EQ(ReadInEverySplit("event:  24\ndata:  a \n\n"), "[ 24]( a )|");

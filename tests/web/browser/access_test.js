@@ -1,4 +1,4 @@
-// That the page is of use without a mouse, without sight, in the dark, on a phone.
+// The page works with the keyboard, with a screen reader, in dark colours, and on a phone.
 
 import assert from 'node:assert/strict';
 import { readFileSync } from 'node:fs';
@@ -19,7 +19,7 @@ async function broken(page) {
     return violations.flatMap(({ id, nodes }) => nodes.map((node) => `${id}: ${node.html}`));
 }
 
-// Pages with everything on them that can be there.
+// A page that shows every kind of element.
 async function fullPage(options) {
     const page = await pages.openOn(listText([entry(1), entry(2), { hostName: 'a' }]),
         { host: 'control-room-1.local', bypassCSP: true, ...options });
@@ -30,7 +30,7 @@ async function fullPage(options) {
     return page;
 }
 
-test('No accessibility rule is broken: light, dark, cards, rows, phone, wall', async () => {
+test('No accessibility rule is broken: light, dark, cards, rows, phone, wall screen', async () => {
     for (const [colorScheme, view, width] of [['light', 'cards', 390], ['light', 'rows', 2560],
         ['dark', 'cards', 2560], ['dark', 'rows', 390]]) {
         const page = await fullPage({
@@ -120,8 +120,8 @@ test('The phone shows the address of every row', async () => {
     }
 });
 
-// The text lines of the head and the tools: controls of which line they are in.
-function linesOf(page, selector) {
+// The number of lines on which the visible elements of a selector are.
+function lineCount(page, selector) {
     return page.$$eval(selector, (all) => {
         const middles = all.filter((each) => each.offsetParent !== null).map((each) => {
             const { top, bottom } = each.getBoundingClientRect();
@@ -136,8 +136,8 @@ test('On a tablet the buttons stay in line, in cards and rows', async () => {
         const page = await fullPage({ storage: { 'discovery.view': view } });
         for (let width = 650; width <= 1100; width += 10) {
             await page.setViewportSize({ width, height: 900 });
-            assert.equal(await linesOf(page, 'h1, .state, #refresh'), 1, `head at ${width}`);
-            assert.equal(await linesOf(page, '.filter, .sort, #view'), 1, `tools at ${width}`);
+            assert.equal(await lineCount(page, 'h1, .state, #refresh'), 1, `head at ${width}`);
+            assert.equal(await lineCount(page, '.filter, .sort, #view'), 1, `tools at ${width}`);
         }
     }
 });

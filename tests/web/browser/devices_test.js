@@ -1,4 +1,4 @@
-// What the page shows of the devices, and how one finds one's way among them.
+// The devices on the page: their details, links, views, filter and order.
 
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
@@ -34,7 +34,7 @@ test('Every device of the written list is a row with the same details', async ()
     assert.ok(!await page.isVisible('#cards'));
 });
 
-test('Board numbers stand only in rows, and cards are not sorted by them unless rows were',
+test('Only rows show boards, and cards can be sorted by board only if the rows were',
 async () => {
     const page = await pages.openOn(listText([entry(1, { boardNumber: '3' })]));
     assert.doesNotMatch(await page.textContent('#cards'), /Board|0x1065/);
@@ -49,7 +49,7 @@ async () => {
 
 test('A card leads to the page of its device wherever it is clicked', async () => {
     const page = await pages.openOn(kWritten);
-    // The address is out of reach: it is enough that the browser sets out for it.
+    // The address is unreachable, but the request is enough.
     const asked = [];
     await page.route('http://192.0.2.*/**', (route) => {
         asked.push(route.request().url());
@@ -81,7 +81,7 @@ test('Each device links to its own page', async () => {
     }
 });
 
-test('None, one, fifty and two thousand devices are all shown, in both forms', async () => {
+test('Lists of no, one, fifty and two thousand devices are shown in both views', async () => {
     for (const [options, selector] of [[{}, '#cards > li'], [kRows, '#rows > tr']]) {
         const page = await pages.openOn(listText(2000), options);
         for (const [count, text] of [[2000, '2,000 devices'], [0, '0 devices'], [1, '1 device'],
@@ -95,7 +95,7 @@ test('None, one, fifty and two thousand devices are all shown, in both forms', a
     }
 });
 
-test('If there is no device, the page reports it', async () => {
+test('The page reports an empty list', async () => {
     const page = await pages.openOn('[]');
     assert.equal(await page.textContent('#empty'),
         'No devices have been found yet. They appear here by themselves.');
@@ -117,7 +117,7 @@ test('The page\'s device is marked, by its address or its name', async () => {
     }
 });
 
-test('The device one is looking at comes first, whatever the order', async () => {
+test('The device that serves the page comes first, in any order', async () => {
     const list = listText([entry(1, { ipAddress: '127.0.0.1' }), entry(2), entry(3), entry(5)]);
     const page = await pages.openOn(list);
     const names = ['control-room-1', 'archive-5', 'ob-van-2', 'stage-left-3'];
@@ -182,7 +182,7 @@ test('A screen reader announces the number of found devices when typing pauses',
     assert.equal(await page.textContent('#announcer'), '12 of 50 devices');
 });
 
-test('The rows are sorted by any column, and the other way round', async () => {
+test('The rows are sorted by any column, in both directions', async () => {
     const page = await pages.openOn(listText([entry(9), entry(10), entry(3)]), kRows);
     const column = (index) => textsOf(page, `#rows tr > :nth-child(${index})`);
     const sortedColumns = () => page.$$eval('thead th', (cells) =>

@@ -1,4 +1,4 @@
-// What the network can make the page show, and what it cannot make it do.
+// The page shows data from the network as text only, and is not harmed by it.
 
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
@@ -18,8 +18,8 @@ const kNames = [
 const kFields = ['serviceDescription', 'serviceType', 'serviceDomain', 'hostName', 'ipAddress',
     'deviceName', 'description', 'boardType', 'boardNumber', 'boardID'];
 
-// A device that says one thing everywhere.
-function parrot(text) {
+// An entry with one text in all fields.
+function uniform(text) {
     return Object.fromEntries([...kFields, 'port'].map((field) => [field, text]));
 }
 
@@ -30,7 +30,7 @@ function isWiderThanWindow(page) {
 
 test('Markup in any field is text', async () => {
     for (const options of kViews) {
-        const page = await pages.openOn(listText(kNames.map(parrot)), options);
+        const page = await pages.openOn(listText(kNames.map(uniform)), options);
         assert.deepEqual((await textsOf(page, 'main .name')).sort(), [...kNames].sort());
         assert.equal(await page.locator('main :is(img, script, svg, b, iframe)').count(), 0);
         assert.equal(await page.locator('script').count(), 2);
@@ -76,7 +76,7 @@ test('Long names, control characters and other directions do not break the layou
         '\u202egnp.exe', 'אולפן תל אביב', '\u001b[31m\u0000\b', '界'.repeat(10000),
         '\u2066a\u2067\u202a', '😀'.repeat(5000)];
     for (const options of kViews) {
-        const page = await pages.openOn(listText(names.map(parrot)), options);
+        const page = await pages.openOn(listText(names.map(uniform)), options);
         for (const width of [390, 1280, 2560]) {
             await page.setViewportSize({ width, height: 800 });
             assert.equal(await page.locator('main .name').count(), names.length);

@@ -1,4 +1,4 @@
-// How the page follows the list.
+// The page follows changes of the list.
 
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
@@ -11,8 +11,8 @@ const pages = new BrowserPages();
 const { server } = pages;
 const kRows = { storage: { 'discovery.view': 'rows' } };
 
-// Counts the elements and texts that are added, removed or changed from now on, but for
-// the time of the last reading.
+// Counts the elements and texts that are added, removed or changed from now on, except the time
+// of the last reading.
 function watchTouches(page) {
     return page.evaluate(() => {
         window.touches = 0;
@@ -31,7 +31,7 @@ function watchTouches(page) {
 const touches = (page) => page.evaluate(() => window.touches);
 const logLines = (page) => textsOf(page, '#log .words');
 
-// Hides the page, or brings it back into view, as another tab in front would.
+// Hides or shows the page, like a change of the browser's tab.
 async function setHidden(page, isHidden) {
     await page.evaluate((hidden) => {
         Object.defineProperty(document, 'hidden', { value: hidden, configurable: true });
@@ -108,7 +108,7 @@ test('The list is requested conditionally, and an unchanged one updates nothing'
     }
 });
 
-test('The page shows when the file was written, however the clocks of the two differ', async () => {
+test('The page shows when the file was written, even if the two clocks differ', async () => {
     const age = 25 * 60000;
     server.modified = new Date(Date.now() - age);
     const script = () => {
@@ -147,14 +147,14 @@ test('A list that has not changed for an hour no longer shows that the daemon ru
     assert.equal(await lamp(), good);
 });
 
-test('A server that does not say when the file was written is shown by the time of reading',
+test('If the server does not report the time of the file, the page shows the time of reading',
 async () => {
     server.modified = null;
     const page = await pages.openOn(kWritten);
     assert.match(await page.textContent('#updated'), /^Read at \d/);
 });
 
-test('A server without entity tags is asked by the time of the file', async () => {
+test('A list without an entity tag is requested by the time of the file', async () => {
     const asked = [];
     server.answer = (request, response) => {
         asked.push(request.headers['if-modified-since']);
@@ -178,7 +178,7 @@ test('The same list in another notation updates nothing', async () => {
     assert.equal(await touches(page), 0);
 });
 
-test('Of two thousand devices only the one that appears, changes or leaves is updated', async () => {
+test('If one of two thousand devices appears, changes or leaves, only this one is updated', async () => {
     for (const options of [{}, kRows]) {
         const page = await pages.openOn(listText(2000), options);
         const steps = [
@@ -268,7 +268,7 @@ test('A missing server is reported, and asked less and less often', async () => 
     } finally {
         await server.start();
     }
-    // The notice may have been written anew a second later.
+    // The seconds may have been counted down by one before they were read.
     for (const [index, pause] of [5, 10, 20, 40, 60, 60].entries()) {
         assert.ok(waits[index] >= pause - 1 && waits[index] <= Math.ceil(1.2 * pause), `${waits}`);
     }

@@ -1,5 +1,5 @@
 // After an upgrade of the page, a browser shows files of one version only, even if the web server
-// says nothing about caching: BusyBox's says nothing.
+// sends no headers about caching, like BusyBox's.
 
 import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
@@ -14,7 +14,7 @@ import { chromium } from 'playwright-core';
 import { kWritten } from '../support/sample_list.js';
 
 const kWeb = new URL('../../../web', import.meta.url).pathname;
-// Browsers keep a file for a tenth of its age without asking.
+// Browsers use a cached file without a request for a tenth of its age.
 const kLongAgo = Date.now() - 1000 * 86400000;
 const kMark = 'data-version';
 
@@ -31,7 +31,7 @@ async function freePort() {
     return port;
 }
 
-// Installs a version of the page whose index, script and style sheet carry its number.
+// Installs a version of the page whose index, script and style sheet contain its number.
 async function install(version) {
     const source = join(folder, 'source');
     await rm(source, { recursive: true, force: true });
@@ -51,7 +51,7 @@ async function install(version) {
     }
 }
 
-// The versions of what a page consists of.
+// The versions of the page's index, script and style sheet.
 async function versionsIn(page) {
     await page.waitForFunction(() => document.querySelectorAll('#cards > li').length === 3);
     return page.evaluate((mark) => [
@@ -94,15 +94,15 @@ after(async () => {
     await rm(folder, { recursive: true });
 });
 
-test('The index that a browser keeps is shown with its own files, or asked for again', async () => {
+test('A cached index is shown with files of its version, or requested again', async () => {
     await install(1);
     const context = await browser.newContext();
     assert.deepEqual(await visit(context), ['1', '1', '1']);
     await install(2);
-    // All of the former version is in the browser's cache.
+    // All files of the former version are in the browser's cache.
     assert.deepEqual(await visit(context), ['1', '1', '1']);
-    // All but one module is, as when the browser made room in its cache. The server no longer
-    // has that file.
+    // One module is no longer in the cache, as if the browser had dropped it, and the server
+    // does not have it any more.
     const page = await context.newPage();
     await page.goto(url);
     await page.evaluate(() => fetch(performance.getEntriesByType('resource')

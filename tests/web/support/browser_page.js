@@ -1,5 +1,5 @@
-// The page in a real browser, served by a PageServer. Of every page it is watched what it
-// does besides what a test looks at.
+// The page in a real browser, served by a PageServer. After each test, no page may have had an
+// error, a dialog, or a request to another server.
 
 import assert from 'node:assert/strict';
 import { after, afterEach, before } from 'node:test';
@@ -8,16 +8,16 @@ import { chromium } from 'playwright-core';
 
 import { PageServer } from './page_server.js';
 
-// Without the sandbox, which needs another user than root; and without the browser's own
-// traffic: nothing is to be asked for but the page.
+// Without the sandbox, which does not work for root, and without the browser's own requests:
+// only the page may cause requests.
 const kFlags = ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
     '--disable-background-networking', '--disable-component-update', '--disable-sync',
     '--host-resolver-rules=MAP * 127.0.0.1'];
-// More than the longest pause between two readings in which nothing is wrong.
+// Longer than the pause after a successful reading.
 const kOverAPauseMs = 6000;
 
-// Collects what went wrong in a page by itself: errors, refusals, requests to elsewhere.
-// That the server does not answer is no complaint: some tests are about that.
+// Collects the faults of a page: errors, dialogs, messages of the console, and requests to other
+// servers. A failed request to the server is not one of them: some tests cause it.
 function complaintsOf(page, origin) {
     const complaints = [];
     page.on('pageerror', (error) => complaints.push(`error: ${error.message}`));
@@ -45,8 +45,8 @@ export class BrowserPages {
     #browser;
     #opened = [];
 
-    // Adds a browser and a server to the tests of a file. After each test, no page may
-    // have given cause for complaint.
+    // Adds a browser and a server to the tests of a file. After each test, fails if a page had
+    // a fault.
     constructor() {
         before(async () => {
             await this.server.start();
@@ -61,8 +61,9 @@ export class BrowserPages {
         afterEach(() => this.#closeAll());
     }
 
-    // Opens the page, not yet waiting for anything. `storage` is what an earlier visit has
-    // stored, `script` runs before the page's own, the rest goes to the browser's context.
+    // Opens the page without waiting for a list. `storage` has the values that an earlier visit
+    // stored, `script` runs before the page's own scripts; other options are passed to the
+    // browser's context.
     async open({ host = '127.0.0.1', storage = {}, script, ...options } = {}) {
         const context = await this.#browser.newContext({
             viewport: { width: 1280, height: 800 }, ...options,
@@ -84,7 +85,7 @@ export class BrowserPages {
         return page;
     }
 
-    // Opens the page on a list, and waits until that is shown.
+    // Opens the page with a list, and waits until the list is shown.
     async openOn(list, options) {
         this.server.list = list;
         const page = await this.open(options);
@@ -92,7 +93,7 @@ export class BrowserPages {
         return page;
     }
 
-    // What of a page's complaints a test has brought about on purpose.
+    // Ignores the faults of a page that a test causes deliberately.
     forgive(page, pattern) {
         const { complaints } = this.#opened.find(({ context }) => context === page.context());
         const others = complaints.filter((each) => !pattern.test(each));
@@ -109,7 +110,7 @@ export class BrowserPages {
     }
 }
 
-// Waits until the element's text is like that.
+// Waits until the element's text matches the pattern.
 export async function waitForText(page, selector, pattern) {
     await page.waitForFunction(([where, source]) =>
         new RegExp(source, 'u').test(document.querySelector(where).textContent),
@@ -124,7 +125,7 @@ export async function readAgain(page) {
         document.getElementById('last-read').textContent !== text, earlier);
 }
 
-// Lets the pause pass, and waits for a notice like that.
+// Lets the pause pass, and waits for a notice that matches the pattern.
 export async function failAgain(page, pattern) {
     await page.clock.fastForward(kOverAPauseMs);
     await waitForText(page, '#notice', pattern);

@@ -1,4 +1,4 @@
-// The web server of a device: the page and, beside it, whatever list a test wants.
+// The web server of a device. It serves the page, and the list that a test sets.
 
 import { createHash } from 'node:crypto';
 import { readFile } from 'node:fs/promises';
@@ -11,11 +11,12 @@ const kTypes = {
 };
 
 export class PageServer {
-    // What browse.json is: text or bytes; null if there is no such file.
+    // The content of browse.json, text or bytes; null if there is no such file.
     list = '[]';
-    // When browse.json was written, as the server says; null if it does not say.
+    // The time of browse.json that the server reports; null if it reports none.
     modified = new Date();
-    // Answers a request for browse.json in another way: called with request and response.
+    // A function of request and response that answers requests for browse.json; null for the
+    // usual answer.
     answer = null;
     // The requests for browse.json, each as { ifNoneMatch, status }.
     reads = [];
@@ -31,14 +32,14 @@ export class PageServer {
         this.#port = this.#server.address().port;
     }
 
-    // The server goes away, in the middle of what it does; start() brings it back.
+    // Stops the server and breaks its connections. start() starts it again on the same port.
     async stop() {
         const closed = new Promise((resolve) => { this.#server.close(resolve); });
         this.#server.closeAllConnections();
         await closed;
     }
 
-    // The page's address, under any name that leads to this machine.
+    // The page's address, with any name of this machine.
     url(host = '127.0.0.1') {
         return `http://${host}:${this.#port}/discovery/`;
     }

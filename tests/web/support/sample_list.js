@@ -1,8 +1,8 @@
-// Lists as the daemon writes them.
+// Lists in the form that the daemon writes.
 
 import { readFileSync } from 'node:fs';
 
-// Written by a daemon that saw two others.
+// A list that a daemon with two neighbours wrote.
 export const kWritten = readFileSync(new URL('../fixtures/browse.json', import.meta.url), 'utf8');
 
 const kProducts = [
@@ -14,7 +14,7 @@ const kProducts = [
 ];
 const kPlaces = ['studio', 'control-room', 'ob-van', 'stage-left', 'newsroom', 'archive'];
 
-// One entry; the number makes it a device of its own, `changes` what else is wanted.
+// The entry of a device. Different numbers give different devices; `changes` replaces fields.
 export function entry(number, changes = {}) {
     const [product, category, board] = kProducts[number % kProducts.length];
     return {
@@ -37,7 +37,7 @@ export function entries(count) {
     return Array.from({ length: count }, (_, index) => entry(index + 1));
 }
 
-// A list of that many devices, or of the entries given.
+// A list of a number of devices, or of the given entries.
 export function listText(devices) {
     return JSON.stringify(typeof devices === 'number' ? entries(devices) : devices);
 }

@@ -76,7 +76,7 @@ test('Names of JavaScript properties in the list have no effect', () => {
     assert.equal({}.hostName, undefined);
 });
 
-test('Of a list with too many devices the first ones are shown', () => {
+test('If a list has too many devices, the first ones are shown', () => {
     const { devices, remark } = readDeviceList(listText(kMostDevices + 1));
     assert.equal(devices.length, kMostDevices);
     assert.equal(remark, 'The list names 5,001 devices, the first 5,000 are shown.');
@@ -116,7 +116,7 @@ test('Every truncated list is an error, not a shorter list', () => {
     }
 });
 
-test('Brackets without end do no harm', () => {
+test('Many nested brackets do no harm', () => {
     assert.ok(readDeviceList('['.repeat(1000000)).fault);
     const nested = '['.repeat(100000) + ']'.repeat(100000);
     assert.deepEqual(readDeviceList(nested),

@@ -7,7 +7,8 @@ import { test } from 'node:test';
 
 const web = new URL('..', import.meta.url).pathname;
 
-// What npm and a test runner started from here would take from this one.
+// The environment without the variables of this npm and this test runner: an npm or a test
+// runner started from here would use them.
 const environment = Object.fromEntries(
     Object.entries(process.env).filter(([name]) => !/^(npm_|NODE_TEST_)/.test(name)));
 

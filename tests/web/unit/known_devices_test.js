@@ -82,7 +82,7 @@ test('A device that returns within two minutes is recognised', () => {
     }
 });
 
-test('Of many departed devices the latest are remembered', () => {
+test('If many devices leave, only the latest are remembered', () => {
     const known = new KnownDevices();
     known.take(read(...entries(1500)), 0);
     known.take(read(...entries(1)), 1000);

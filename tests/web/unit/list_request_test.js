@@ -65,7 +65,7 @@ function dated(modified, served) {
     });
 }
 
-test('The age of the list is told by the clock of the server alone', async () => {
+test('The age of the list depends only on the clock of the server', async () => {
     const modified = 'Tue, 14 Nov 2023 22:13:20 GMT';
     assert.deepEqual(await dated(modified, 'Tue, 14 Nov 2023 22:14:50 GMT'),
         { text: '[]', modified, age: 90000 });
@@ -74,7 +74,7 @@ test('The age of the list is told by the clock of the server alone', async () =>
         { text: '[]', modified: 'yesterday', age: null });
 });
 
-test('A list of the future counts as new', async () => {
+test('A list with a time in the future counts as new', async () => {
     const { age } = await dated('Tue, 14 Nov 2023 22:14:50 GMT', 'Tue, 14 Nov 2023 22:13:20 GMT');
     assert.equal(age, 0);
 });
@@ -84,14 +84,14 @@ test('A missing file is reported', async () => {
         { fault: 'There is no device list yet: browse.json is missing.', isAway: false });
 });
 
-test('A server that refuses does not count as missing', async () => {
+test('A server that refuses the list does not count as unreachable', async () => {
     assert.deepEqual(await withStatus(403),
         { fault: 'The server does not hand out the device list (status 403).', isAway: false });
     assert.deepEqual(await withStatus(401),
         { fault: 'The server does not hand out the device list (status 401).', isAway: false });
 });
 
-test('A server with an internal error counts as missing', async () => {
+test('A server with an internal error counts as unreachable', async () => {
     assert.deepEqual(await withStatus(503),
         { fault: 'The server cannot hand out the device list (status 503).', isAway: true });
 });

@@ -42,7 +42,7 @@ test('A text without visible characters counts as empty', () => {
     }
 });
 
-test('Anything but a text counts as empty', () => {
+test('A value that is not a text counts as empty', () => {
     for (const value of [undefined, null, 5, true, {}, ['a'], { toString: () => 'a' }]) {
         assert.equal(shownText(value), '');
     }

@@ -30,7 +30,7 @@ test('Devices are in the order of their arrival', () => {
     assert.deepEqual(sorted(rows, 'came', false), [rows[0], rows[2], rows[1]]);
 });
 
-test('The device that serves the page comes first, in every column and either way', () => {
+test('The device that serves the page comes first, in every column and in both directions', () => {
     const rows = rowsOf([entry(9), entry(1), entry(3, { hostName: '' })]);
     for (const [index, column] of kColumns.entries()) {
         for (const isAscending of [true, false]) {
@@ -41,7 +41,7 @@ test('The device that serves the page comes first, in every column and either wa
     }
 });
 
-test('Descending is the other way round', () => {
+test('The descending order is the reverse', () => {
     assert.deepEqual(order('hostName', ['a', 'c', 'b'], 'hostName', false), ['c', 'b', 'a']);
 });
 

@@ -14,12 +14,12 @@ function marked(host, entries = kEntries) {
     return devices.filter((device) => keys.has(device.key)).map((device) => device.address);
 }
 
-test('The device is known by its address', () => {
+test('The device is identified by its address', () => {
     assert.deepEqual(marked('192.0.2.11'), ['192.0.2.11']);
     assert.deepEqual(marked('192.0.2.12'), []);
 });
 
-test('The device is known by its name, with or without a domain, in any case', () => {
+test('The device is identified by its name, with or without a domain, in any case', () => {
     for (const host of ['studio-a', 'STUDIO-A', 'studio-a.local', 'studio-a.lan.example']) {
         assert.deepEqual(marked(host), ['192.0.2.10'], host);
     }
@@ -38,7 +38,7 @@ test('If two devices have the page\'s name, neither is marked', () => {
     assert.deepEqual(marked('twin', entries), []);
 });
 
-test('No name is taken for an address', () => {
+test('A name is not compared with an address', () => {
     assert.deepEqual(marked('192.0.2.77', [entry(1, { hostName: '192' }),
         entry(2, { hostName: '192.0.2.77' })]), []);
     assert.deepEqual(marked('studio-b', [entry(1, { ipAddress: 'studio-b' })]), []);

@@ -111,7 +111,7 @@ test('The list is as fresh as its file, or as its reading if the server gives no
     assert.equal(lastReadText(kNow, kNow), `Last read at ${read}.`);
 });
 
-test('Of an old list the page says that it does not show whether the daemon runs', () => {
+test('The page explains that an old list does not show whether the daemon runs', () => {
     assert.equal(oldText(false), '');
     assert.equal(oldText(true), 'The list changes only when a device comes, changes or goes. ' +
         'An old list does not show whether the discovery daemon still runs.');

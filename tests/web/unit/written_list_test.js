@@ -1,4 +1,4 @@
-// The list that a daemon really wrote, and that the lists of the other tests are like it.
+// A list that a real daemon wrote. The lists of the other tests have the same form.
 
 import assert from 'node:assert/strict';
 import { test } from 'node:test';

@@ -1,24 +1,24 @@
-"""What hearing a NOTIFY costs."""
+"""The cost of receiving a NOTIFY."""
 
 from statistics import median
 
 ROUNDS = 5
-BACKLOG = 150           # fits the receive buffer that a program gets unasked
-BACKLOGS_PER_ROUND = 27  # so that each of 4,000 peers is heard in every round
+BACKLOG = 150           # datagrams that fit into a receive buffer of the default size
+BACKLOGS_PER_ROUND = 27  # enough for one datagram of each of 4,000 peers in a round
 BURST = 2000
 PACED_SECONDS = 1
 
 
 class Traffic:
-    """Datagrams from a machine of their own."""
+    """Sends datagrams from a separate machine."""
 
     def __init__(self, peer, programs):
         self.peer = peer
         self.program = f"{programs}/bench-traffic"
 
     def send(self, kind, count, rate, peers=0, first=0):
-        """`count` NOTIFYs; of `peers` peers, when there are any, in turn from number
-        `first` on."""
+        """Sends `count` NOTIFYs. If `peers` is not 0, they come from this number of peers in
+        turn, from position `first` on."""
         extra = [str(peers), str(first)] if peers else []
         self.peer.run(self.program, kind, str(count), str(rate), *extra)
 
@@ -26,7 +26,7 @@ class Traffic:
         self.peer.run(self.program, "describe", address, str(peers))
 
     def start_describing(self, address, peers):
-        """Describes them over and over, until the program is stopped."""
+        """Starts a program that sends the descriptions again and again until it is stopped."""
         return self.peer.start("describing", ["sh", "-c", f"while :; do {self.program} describe "
                                               f"{address} {peers}; done"])
 
@@ -36,15 +36,15 @@ def kind_of(peers):
 
 
 def backlog_cost(subject, traffic, peers):
-    """Nanoseconds a NOTIFY when they wait in the queue."""
+    """Nanoseconds for each NOTIFY of a backlog."""
     return cost_of_backlogs(subject, lambda number: traffic.send(
         kind_of(peers), BACKLOG, 0, peers, number * BACKLOG))
 
 
 def cost_of_backlogs(subject, send):
-    """Nanoseconds a datagram when they wait in the queue, without wake-ups; `send`
-    sends one backlog, told its number. What pausing a program costs by itself,
-    which grows with its threads, is taken off."""
+    """Nanoseconds for each datagram of a backlog, without wake-ups. `send(number)` sends one
+    backlog. The cost of pausing the program, which grows with its number of threads, is
+    measured without datagrams and subtracted."""
     drops = subject.drops()
 
     def spend(fill):
@@ -65,7 +65,7 @@ def cost_of_backlogs(subject, send):
 
 
 def paced_cost(subject, traffic, rate, peers):
-    """Nanoseconds a datagram received when they come evenly."""
+    """Nanoseconds for each received datagram if they are sent at a constant rate."""
     sent = rate * PACED_SECONDS
     before = subject.cpu(), subject.drops()
     traffic.send(kind_of(peers), sent, rate, peers)
@@ -74,7 +74,8 @@ def paced_cost(subject, traffic, rate, peers):
 
 
 def medians(subjects, measure):
-    """The median over rounds in which the subjects take turns."""
+    """The median of `measure` for each subject, by label. The subjects take turns in each
+    round."""
     results = {subject.label: [] for subject in subjects}
     for _ in range(ROUNDS):
         for subject in subjects:
@@ -83,15 +84,15 @@ def medians(subjects, measure):
 
 
 def burst_loss(subject, traffic):
-    """The share of a burst, sent back to back, that a running program lost: the
-    most of some rounds."""
+    """The share of a burst, sent without pauses, that a running program lost: the worst of
+    ROUNDS rounds."""
     return max(_lost(subject, lambda: traffic.send("foreign", BURST, 0))
                for _ in range(ROUNDS)) / BURST
 
 
 def stopped_burst_loss(subject, traffic):
-    """The same when nothing is taken out of the receive buffer until all were sent,
-    and each is as long as an SSDP datagram may be."""
+    """The same for a stopped program, whose receive buffer must hold the whole burst, and for
+    datagrams of 1,472 bytes."""
     def burst():
         subject.pause()
         traffic.send("large", BURST, 0)

@@ -24,7 +24,7 @@ RATE, BURST = 2000, 4000
 FLOOD = 40_000
 
 # The ends of a second cable between the device and the peer.
-BEHIND, BEYOND = "192.0.2.201", "192.0.2.202"
+DEVICE_END, PEER_END = "192.0.2.201", "192.0.2.202"
 
 
 def documented_rules():
@@ -57,16 +57,16 @@ def test_a_search_is_answered_through_the_rules(devices, peer):
 
 
 def test_the_diagnostic_port_is_open_only_to_the_device_itself(devices, peer):
-    fenced, other = devices
+    filtered, other = devices
     assert peer.ask(b"gh", other.address, 49821) == expected.listing("HostList", other)
     with pytest.raises(TimeoutError):
-        peer.ask(b"gh", fenced.address, 49821, timeout=2)
-    with fenced.network():
+        peer.ask(b"gh", filtered.address, 49821, timeout=2)
+    with filtered.network():
         asking = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     with asking:
         asking.settimeout(5)
         asking.sendto(b"gh", ("127.0.0.1", 49821))
-        assert asking.recv(65536) == expected.listing("HostList", fenced)
+        assert asking.recv(65536) == expected.listing("HostList", filtered)
 
 
 @pytest.fixture(scope="module")
@@ -76,7 +76,7 @@ def second_wire(devices, peer):
     subprocess.run(["nsenter", "--target", str(peer.pid), "--net", "ip", "link", "add", "net1",
                     "netns", str(devices[0].pid), "type", "veth", "peer", "name", "net1"],
                    check=True)
-    for node, own, other in ((devices[0], BEHIND, BEYOND), (peer, BEYOND, BEHIND)):
+    for node, own, other in ((devices[0], DEVICE_END, PEER_END), (peer, PEER_END, DEVICE_END)):
         node.run("ip", "addr", "add", own, "peer", other, "dev", "net1")
         node.run("ip", "link", "set", "net1", "up")
 
@@ -86,11 +86,11 @@ def test_the_ssdp_port_is_closed_on_other_interfaces(second_wire, devices, peer)
         receiver = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     with receiver, peer.udp_socket() as sock:
         receiver.settimeout(10)
-        receiver.bind((BEHIND, 1901))
-        sock.sendto(b"other ports are open", (BEHIND, 1901))
+        receiver.bind((DEVICE_END, 1901))
+        sock.sendto(b"other ports are open", (DEVICE_END, 1901))
         assert receiver.recv(100) == b"other ports are open"
     with pytest.raises(TimeoutError):
-        peer.ask(expected.SEARCH, BEHIND, timeout=2)
+        peer.ask(expected.SEARCH, DEVICE_END, timeout=2)
     # On the device's own network, a search is answered meanwhile.
     answer = answer_to(expected.SEARCH, peer, devices[0], 1900)
     assert answer == expected.search_response(devices[0], expected.max_age(answer))
@@ -102,19 +102,19 @@ def received(device):
 
 
 def test_a_flood_is_limited_to_the_rate(devices, peer):
-    fenced = devices[0]
-    start, before = time.monotonic(), received(fenced)
+    filtered = devices[0]
+    start, before = time.monotonic(), received(filtered)
     with peer.udp_socket() as sock:
         for _ in range(FLOOD):
-            sock.sendto(b"NOTIFY", (fenced.address, 1900))
-    passed, seconds = received(fenced) - before, time.monotonic() - start
+            sock.sendto(b"NOTIFY", (filtered.address, 1900))
+    passed, seconds = received(filtered) - before, time.monotonic() - start
     assert BURST / 2 < passed < BURST + RATE * (seconds + 1)
 
 
 def test_without_the_rules_both_ports_are_open_to_everybody(second_wire, devices, peer):
     """Shows that the tests above pass because of the rules."""
-    fenced = devices[0]
-    fenced.run("nft", "delete", "table", "inet", "beacond")
-    assert peer.ask(b"gh", fenced.address, 49821) == expected.listing("HostList", fenced)
-    answer = peer.ask(expected.SEARCH, BEHIND)
-    assert answer == expected.search_response(fenced, expected.max_age(answer))
+    filtered = devices[0]
+    filtered.run("nft", "delete", "table", "inet", "beacond")
+    assert peer.ask(b"gh", filtered.address, 49821) == expected.listing("HostList", filtered)
+    answer = peer.ask(expected.SEARCH, DEVICE_END)
+    assert answer == expected.search_response(filtered, expected.max_age(answer))
