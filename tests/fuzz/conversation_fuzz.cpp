@@ -120,9 +120,9 @@ struct Core
     // Frees the records of the environment: the core's memory alone remains.
     void ForgetRecords()
     {
-        environment.sent = {};
-        environment.faults = {};
-        environment.log = {};
+        environment.sent = decltype(environment.sent)(); // = {} would keep the memory
+        environment.faults = decltype(environment.faults)();
+        environment.log = decltype(environment.log)();
         environment.files.documents.clear();
     }
 

@@ -1,9 +1,13 @@
-// The configuration service's event stream: the same bytes give the same events in pieces
-// of any size, and nothing grows beyond its bound.
+// The configuration service's answer to a watch request, and the event stream in it: the same
+// bytes give the same events in pieces of any size, nothing grows beyond its bound, and an
+// input costs memory in proportion to its length.
 
 #include "check.h"
 #include "wsconfig/event_stream_reader.h"
 #include "wsconfig/watch_answer_reader.h"
+
+#include <iterator>
+#include <utility>
 
 using namespace wsconfig;
 
@@ -16,6 +20,49 @@ void Feed(EventStreamReader &reader, std::string_view bytes, std::vector<ServerE
     for (ServerEvent &event : reader.feed(bytes)) {
         events.push_back(std::move(event));
     }
+}
+
+// All that a reader makes of an answer that arrives in pieces of this length.
+WatchNews ReadIn(std::string_view input, std::size_t step)
+{
+    WatchAnswerReader reader({24, 19});
+    WatchNews all;
+    for (std::size_t start = 0; start < input.size(); start += step) {
+        WatchNews news = reader.feed(input.substr(start, step));
+        FUZZ_CHECK(all.fault.empty() || (news.fault == all.fault && news.values.empty()));
+        std::move(news.values.begin(), news.values.end(), std::back_inserter(all.values));
+        std::move(news.dropped.begin(), news.dropped.end(), std::back_inserter(all.dropped));
+        all.fault = news.fault;
+        all.ended = news.ended;
+    }
+    return all;
+}
+
+void CheckAlike(const WatchNews &one, const WatchNews &other)
+{
+    FUZZ_CHECK(one.values.size() == other.values.size());
+    for (std::size_t i = 0; i < one.values.size(); ++i) {
+        FUZZ_CHECK(one.values[i].param == other.values[i].param);
+        FUZZ_CHECK(one.values[i].json == other.values[i].json);
+    }
+    FUZZ_CHECK(one.dropped == other.dropped);
+    FUZZ_CHECK(one.ended == other.ended);
+    // A fault in an unfinished header may be found later in pieces.
+    FUZZ_CHECK(one.fault.empty() || other.fault.empty() || one.fault == other.fault);
+}
+
+void CheckCost(const WatchNews &news, std::size_t size)
+{
+    std::size_t bytes = news.fault.size();
+    for (const WatchedValue &value : news.values) {
+        FUZZ_CHECK(value.param == 24 || value.param == 19);
+        bytes += sizeof value.param + static_cast<std::size_t>(value.json.size());
+    }
+    for (const std::string &reason : news.dropped) {
+        bytes += reason.size();
+    }
+    constexpr std::size_t kLongestReason = 80; // an event has at least 6 bytes, "data\n\n"
+    FUZZ_CHECK(bytes <= kLongestReason * (1 + size / 6));
 }
 
 } // namespace
@@ -40,11 +87,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         FUZZ_CHECK(whole[i].data.size() <= kBound && whole[i].type.size() <= kBound);
     }
 
-    WatchAnswerReader answer({24, 19});
-    for (std::size_t start = 0; start < size; start += step) {
-        for (const WatchedValue &value : answer.feed(input.substr(start, step)).values) {
-            FUZZ_CHECK(value.param == 24 || value.param == 19);
-        }
-    }
+    const WatchNews news = ReadIn(input, size + 1);
+    CheckAlike(news, ReadIn(input, step));
+    CheckCost(news, size);
     return 0;
 }
