@@ -20,8 +20,8 @@ find build/coverage -name '*.gcda' -delete
 rm -rf build/coverage/Testing # otherwise tests that failed last run first, without counters
 
 status=0
-# Some tests continue as another user, who must be able to write the counters: they do not
-# expect messages about counters on standard error.
+# Some tests continue as another user. If that user could not write the counters, a message
+# about them on standard error would make these tests fail.
 (umask 0 && ctest --test-dir build/coverage --output-on-failure --no-tests=error -j "$(nproc)") ||
     status=1
 /usr/bin/python3 -B -m pytest tests/system -n 4 --dist loadfile \

@@ -53,8 +53,8 @@ struct SSDPHeaders
 // kLargestMaxAge; 0 for a text without a number or with a negative one.
 [[nodiscard]] std::uint32_t ReadMaximumAge(std::string_view text);
 
-// Searches "max-age=" in a message and sets out to the text after it, up to the end of
-// the line (CR LF). Without "max-age=" or a line end, out is unchanged. If out is then
+// Finds "max-age=" in a message, and copies the text after it, up to the end of the line
+// (CR LF), to out. Without "max-age=" or a line end, out is unchanged. If out is then
 // empty, it becomes "120".
 void GetMaximumAgeString(std::string_view message, std::string &out);
 

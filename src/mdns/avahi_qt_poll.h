@@ -67,8 +67,8 @@ public:
 
     // Replaces the deadline: a time of the wall clock, or null for none. The delay is
     // rounded down to whole milliseconds. A deadline that is past, or less than 1 ms ahead,
-    // is handled in the next pass of the event loop; one more than 24 days ahead after 24
-    // days, the longest wait of a QTimer.
+    // is handled in the next pass of the event loop. A deadline that is more than 24 days
+    // ahead is handled after 24 days, the longest wait of a QTimer.
     void update(const timeval *deadline);
 
 private Q_SLOTS:

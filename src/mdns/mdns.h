@@ -17,10 +17,10 @@
 // only the name in the log lines changes. While avahi-daemon changes its own host name,
 // the services are withdrawn; then they are published again.
 //
-// Failures: every other fault ends the process with status 1 after a line on standard error;
-// its supervisor starts it again. A missing avahi-daemon is such a fault, at the start
-// and later. Progress is written to standard error, too. The debug level of the logging
-// category "beacond.mdns" has more lines; it is off by default.
+// Failures: every fault except a name collision ends the process with status 1 after a line
+// on standard error; its supervisor starts it again. A missing avahi-daemon is such a fault,
+// at the start and later. Progress is written to standard error, too. The debug level of the
+// logging category "beacond.mdns" has more lines; it is off by default.
 class Mdns : public QObject
 {
     Q_OBJECT

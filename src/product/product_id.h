@@ -55,8 +55,9 @@ inline constexpr std::array<ProductRow, 8> kProductTable{{
 // under a lock; a second caller waits. Answers that are "kept" are computed by the first
 // call and never change.
 //
-// Failures have a value "unknown"; no operation returns a status or throws. The look-up of
-// this device's identity writes its steps to standard error.
+// Failures: an operation that finds nothing returns a value that means "unknown"; none
+// returns a status or throws. The look-up of this device's identity writes its steps to
+// standard error.
 class CProductID
 {
 public:

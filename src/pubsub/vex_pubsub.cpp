@@ -168,8 +168,9 @@ void VEXPubSub::openSSDP(const Addresses &addrs)
 }
 
 // When the address changes while SSDP is off, the engine stays open on the former address.
-// There it would not announce a service of the new one. If the interface still has the
-// former address, the engine stays open: to open it again would only empty its registry.
+// On that address it would not announce a service of the new address. If the interface still
+// has the former address, the engine stays open: to open it again would only empty its
+// registry.
 void VEXPubSub::followAddress()
 {
     const QString address = m_config.getString(0, ConfigMap::Address);

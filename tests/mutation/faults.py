@@ -117,7 +117,7 @@ def negated_condition(source, place):
     first = ends[-1] + 1 if ends else first
     words = {source.word(at) for at in range(first, last)}
     if source.word(first) in ("const", "auto") or \
-            (words & {"==", "!="} and not words & {"&&", "||"}):  # the changed comparison
+            (words & {"==", "!="} and not words & {"&&", "||"}):  # the same as a changed comparison
         return None
     start, end = source.tokens[first].start(), source.tokens[last].start()
     return source.fault("condition", start, end, f"!({source.text[start:end]})")

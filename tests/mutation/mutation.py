@@ -179,6 +179,8 @@ class Trial:
 
 
 class Series:
+    """The trials of one run of this program."""
+
     def __init__(self, build, options):
         self.build = build
         self.options = options

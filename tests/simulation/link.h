@@ -21,8 +21,8 @@ struct LinkSettings
     Micros overhead = 0; // for each transmission: waiting time, preamble, acknowledgement
     Micros delay = 50;
     Micros jitter = 100;
-    Micros multicastWait =
-        0; // the longest time for which an access point delays multicast, until its next beacon
+    // The longest time for which an access point delays multicast, until its next beacon.
+    Micros multicastWait = 0;
     std::int64_t multicastLossPerMillion = 0;
     std::int64_t unicastLossPerMillion = 0;
     std::int64_t meanBurst = 1; // datagrams lost in a row

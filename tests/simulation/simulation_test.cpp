@@ -209,7 +209,7 @@ TEST(ReadScenario, RefusesUnknownStrangersLinksAndScenariosWithoutDevices)
 {
     EXPECT_EQ(ErrorOf("At 1 s a stranger plays chess for 5 s.\n"),
               "At 1 s a stranger plays chess for 5 s.");
-    EXPECT_EQ(ErrorOf("The link is string.\n"), "The link is string.");
+    EXPECT_EQ(ErrorOf("The link is fibre.\n"), "The link is fibre.");
     EXPECT_EQ(ErrorOf("It ends at 5 s.\n"),
               "It must say how many devices there are, and when it ends.");
 }

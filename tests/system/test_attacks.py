@@ -119,7 +119,7 @@ def test_descriptions_for_other_subnets_spend_the_budget(lab, small_subnet, atta
 
 
 IMPOSSIBLE_PEERS = ["239.255.255.250", "224.0.0.1", "255.255.255.255", "192.0.2.255", "127.0.0.1",
-            "0.0.0.1", "240.0.0.1"]
+                    "0.0.0.1", "240.0.0.1"]
 
 
 def test_no_document_is_requested_from_an_address_that_no_peer_can_have(running_device, attacker,

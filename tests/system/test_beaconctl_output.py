@@ -76,7 +76,7 @@ def test_a_closed_standard_output_ends_with_status_3_and_without_output(
     pytest.param(True, -signal.SIGPIPE, "", id="default"),
     pytest.param(False, 3, BROKEN, id="ignored"),
 ])
-def test_watch_ends_when_its_reader_goes_even_if_nothing_changes(
+def test_watch_ends_when_its_reader_has_ended_even_if_nothing_changes(
         peer, answerer, beaconctl, restore, status, error):
     reader, writer = os.pipe()
     with answering(answerer, 49821, LISTING):

@@ -40,9 +40,9 @@ struct Range
     char32_t last;
 };
 
-// The characters of two columns (Unicode Standard Annex 11, "East Asian Width"), in
-// order. Above U+2E80 the ranges are whole blocks. If a narrow character counts as wide, a
-// text is only shortened a little earlier; if a wide one counted as narrow, it would push
+// The characters that are two columns wide (Unicode Standard Annex 11, "East Asian
+// Width"), in order. Above U+2E80 the ranges are whole blocks. If a narrow character counts as
+// wide, a text is only shortened a little earlier; if a wide one counted as narrow, it would push
 // other columns off the screen.
 constexpr std::array<Range, 47> kWide{
     {{0x1100, 0x115F},   {0x231A, 0x231B},   {0x2329, 0x232A},  {0x23E9, 0x23EC},
@@ -234,7 +234,7 @@ bool FitsOnScreen(std::size_t lines, std::size_t height)
 std::string ScreenText(const std::string &head, const std::string &table, std::size_t height)
 {
     const std::size_t lines = LineCount(table);
-    // If they do not fit, one line less: the last one has their number.
+    // If they do not fit, the last line of the screen says how many lines are missing.
     const std::size_t shown = FitsOnScreen(lines, height) ? lines : Room(height) - 1;
     std::string screen = std::string(kCutLines) + kHome + head + kEndOfLine + kEndOfLine;
     std::string_view rest = table;

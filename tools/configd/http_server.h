@@ -49,7 +49,7 @@ private:
 
         Client client;
         std::uint32_t awaited; // the events that epoll reports
-        bool hasEnded = false; // the connection has ended
+        bool hasEnded = false;
     };
 
     void Accept();

@@ -26,8 +26,8 @@ struct SystemConfig
 [[nodiscard]] std::optional<Fault> PatchSystemConfig(std::string_view patch, SystemConfig &config);
 
 // The configuration of a new device: SSDP switched on, and the system's own host name.
-// Bytes of it that are not UTF-8 become U+FFFD; it is absent if the result does not meet
-// kNameRule.
+// Bytes of the name that are not UTF-8 become U+FFFD. The name is absent if the result does
+// not meet kNameRule.
 [[nodiscard]] SystemConfig FactorySystemConfig(const std::string &hostName);
 
 // The configuration as JSON: on one line for clients, or indented for the file.

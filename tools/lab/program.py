@@ -33,7 +33,7 @@ class Program:
 
     @property
     def pid(self):
-        """The process id in the process namespace of this program."""
+        """The program's process id, in the process namespace of the caller."""
         return only_child(self._enter.pid)
 
     @property

@@ -9,26 +9,34 @@ using testing::Eq;
 using testing::Optional;
 using Kind = JsonValue::Kind;
 
-// A value as one line of text.
-std::string Shown(const std::string &path, const JsonValue &value)
+std::string Shown(const JsonValue &value)
 {
-    const char *const names[] = {"null", "", "number", "", "{", "}", "["};
-    std::string shown = names[static_cast<int>(value.kind)];
-    if (value.kind == Kind::Flag) {
-        shown = value.flag ? "true" : "false";
-    } else if (value.kind == Kind::Text) {
-        shown = '"' + std::string(value.text) + '"';
+    switch (value.kind) {
+    case Kind::Null:
+        return "null";
+    case Kind::Flag:
+        return value.flag ? "true" : "false";
+    case Kind::Number:
+        return "number";
+    case Kind::Text:
+        return '"' + std::string(value.text) + '"';
+    case Kind::Object:
+        return "{";
+    case Kind::ObjectEnd:
+        return "}";
+    case Kind::Array:
+        return "[";
     }
-    return path + ' ' + shown + '\n';
+    return "unknown kind";
 }
 
-// All values of a text, in order.
+// All values of a text in order, each with its path on one line.
 std::string Taken(const std::string &text)
 {
     std::string taken;
     EXPECT_EQ(ReadJson(text,
                        [&taken](const std::string &path, const JsonValue &value) {
-                           taken += Shown(path, value);
+                           taken += path + ' ' + Shown(value) + '\n';
                            return std::nullopt;
                        }),
               std::nullopt);

@@ -138,7 +138,7 @@ TEST(ReadListing, UsesTheFirstOccurrenceOfALabel)
     EXPECT_EQ(ReadBetweenOthers(imitating), Nodes{read});
 }
 
-TEST(ReadListing, AForgedStartOfAnEntryDoesNotSwallowTheNextEntry)
+TEST(ReadListing, AForgedStartOfAnEntryDoesNotDamageTheNextEntry)
 {
     EXPECT_EQ(
         ReadBetweenOthers(

@@ -102,7 +102,7 @@ TEST(ProductTable, HasModelNamesOfDifferentFuzzyForms)
     }
 }
 
-TEST(BoardID, ReservedValues)
+TEST(BoardID, HasThreeReservedValues)
 {
     EXPECT_EQ(std::uint32_t{kVEXBoardCurrent}, 124835783U);
     EXPECT_EQ(std::uint32_t{kVEXBoardCurrent}, 0x0770D7C7U);

@@ -23,8 +23,8 @@ TEST_F(WatchStreamFaults, TriesAgainWhileConnectionsAreRefusedAndReportsLossAndR
         WatchPolicy policy = Quick();
         policy.longestPauseMs = 1;
         later = std::thread([this] {
-            std::this_thread::sleep_for(
-                std::chrono::milliseconds(50)); // about 50 refused connections
+            // About 50 connections are refused in this time.
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
             mServer.Start({Answer(kBoth)});
         });
         Make(policy).start();
@@ -71,8 +71,8 @@ TEST_F(WatchStreamFaults, ConnectsAgainWhenAKilledServiceIsBack)
     const int port = mServer.Port();
     const std::string lines = Lines([this, port] {
         mServer.Stop();
-        QTimer::singleShot(50, &mApplication,
-                           &QCoreApplication::quit); // several refused connections
+        // Several connections are refused in this time.
+        QTimer::singleShot(50, &mApplication, &QCoreApplication::quit);
         QCoreApplication::exec();
         ScriptedServer again(port);
         again.Start({Answer(kEventStream + Event("24", R"({"hostName":"b"})"))});

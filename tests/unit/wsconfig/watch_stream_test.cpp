@@ -164,8 +164,8 @@ TEST_F(WatchStreamTest, UnreadDataAfterADelayOfTheEventLoopIsNotSilence)
                   EXPECT_EQ(Values(), "24={}|19=[]|");
                   started.set_value();
                   sent.get_future().wait();
-                  std::this_thread::sleep_for(
-                      std::chrono::milliseconds(450)); // the timer has expired
+                  // After this time, the timer has expired.
+                  std::this_thread::sleep_for(std::chrono::milliseconds(450));
                   RunUntilValues(1);
               }),
               "");
