@@ -21,6 +21,13 @@ if(CMAKE_CROSSCOMPILING)
         COMMAND dpkg-architecture --host-type ${CMAKE_LIBRARY_ARCHITECTURE} --query DEB_HOST_ARCH
         OUTPUT_VARIABLE CPACK_DEBIAN_PACKAGE_ARCHITECTURE OUTPUT_STRIP_TRAILING_WHITESPACE)
 endif()
+if(target_root)
+    # dpkg-shlibdeps finds libraries that are not installed (packaging/toolchains/debian.cmake).
+    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${target_libraries})
+    set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_BINARY_DIR}/target_root.cmake)
+    file(WRITE ${CPACK_PROJECT_CONFIG_FILE}
+        "set(ENV{DPKG_ADMINDIR} ${target_root}/dpkg)\n")
+endif()
 
 # package(COMPONENT SUMMARY DESCRIPTION): sets the name and the texts of a package, and
 # its maintainer scripts if there are any.

@@ -45,14 +45,14 @@ int Fail(int error)
 // 0 for a regular file, otherwise the value for errno.
 int RegularFileError(int descriptor)
 {
-    struct stat status = {};
-    if (fstat(descriptor, &status) != 0) {
+    const mode_t mode = vexbase::FileMode(descriptor);
+    if (mode == 0) {
         return errno;
     }
-    if (S_ISDIR(status.st_mode)) {
+    if (S_ISDIR(mode)) {
         return EISDIR;
     }
-    return S_ISREG(status.st_mode) ? 0 : ENXIO;
+    return S_ISREG(mode) ? 0 : ENXIO;
 }
 
 // Calls transfer(offset, rest) until all bytes are transferred, it fails, or it
@@ -73,6 +73,14 @@ std::uint32_t TransferAll(std::uint32_t length, Transfer transfer)
 }
 
 } // namespace
+
+mode_t vexbase::FileMode(int descriptor)
+{
+    struct statx status = {};
+    return statx(descriptor, "", AT_EMPTY_PATH, STATX_TYPE | STATX_MODE, &status) == 0
+               ? status.stx_mode
+               : 0;
+}
 
 VEXFileIO::~VEXFileIO()
 {

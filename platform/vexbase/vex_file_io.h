@@ -3,6 +3,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <sys/types.h>
+
+namespace vexbase {
+
+// The type and permissions of an open file (st_mode); 0 with errno set after a failure.
+// fstat(2) would refuse files of after 2038 where time_t has 32 bits.
+[[nodiscard]] mode_t FileMode(int descriptor);
+
+} // namespace vexbase
 
 // VEXFileIO is one regular file, open or not. Only one thread at a time may use it. The
 // destructor closes the file. errno holds the system's reason after every failure.

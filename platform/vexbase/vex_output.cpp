@@ -1,5 +1,6 @@
 #include "vexbase/vex_output.h"
 
+#include "vexbase/vex_file_io.h"
 #include "vexbase/vex_lock.h"
 #include "vexbase/vex_text.h"
 #include "vexbase/vex_thread.h"
@@ -8,6 +9,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdint>
 #include <ctime>
 #include <fcntl.h>
 #include <new>
@@ -60,7 +62,7 @@ struct Stream
 {
     int descriptor;
     const char *path; // opens the descriptor's file again
-    unsigned long lost = 0;
+    std::uint64_t lost = 0;
     bool inLine = false; // the last byte written was not a newline
 };
 
@@ -87,15 +89,15 @@ ssize_t WriteToReader(const Stream &stream, std::string_view text)
 // detaching replaces the descriptors.
 ssize_t WriteNow(const Stream &stream, std::string_view text)
 {
-    struct stat file = {};
-    if (fstat(stream.descriptor, &file) != 0) {
+    const mode_t mode = FileMode(stream.descriptor);
+    if (mode == 0) {
         return -1;
     }
-    if (S_ISSOCK(file.st_mode)) {
+    if (S_ISSOCK(mode)) {
         return send(stream.descriptor, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     }
     const NoWriteSignals quiet;
-    if (S_ISFIFO(file.st_mode) || S_ISCHR(file.st_mode)) {
+    if (S_ISFIFO(mode) || S_ISCHR(mode)) {
         return WriteToReader(stream, text);
     }
     return write(stream.descriptor, text.data(), text.size());

@@ -172,7 +172,7 @@ std::string_view RequestedName(std::string_view request)
     return slash == std::string_view::npos ? std::string_view() : request.substr(slash);
 }
 
-std::string ComposeGETResponse(std::string_view document, std::size_t size)
+std::string ComposeGETResponse(std::string_view document, std::uint64_t size)
 {
     return vexbase::Concat(
         {"HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\nCONTENT-LENGTH: ", std::to_string(size),

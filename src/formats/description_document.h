@@ -2,6 +2,7 @@
 
 #include "formats/ssdp_device_type.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -46,6 +47,6 @@ namespace formats {
 
 // Composes the response with a document of size bytes, deliberately without an empty
 // line between headers and document.
-[[nodiscard]] std::string ComposeGETResponse(std::string_view document, std::size_t size);
+[[nodiscard]] std::string ComposeGETResponse(std::string_view document, std::uint64_t size);
 
 } // namespace formats

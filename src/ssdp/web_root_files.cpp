@@ -85,7 +85,7 @@ std::optional<ServedDocument> WebRootFiles::Read(std::string_view name)
     // One byte more than the file: the text ends at the first NUL, or after the file.
     std::vector<char> text(static_cast<std::size_t>(size) + 1, '\0');
     static_cast<void>(file.Read(text.data(), static_cast<std::uint32_t>(size)));
-    return ServedDocument{text.data(), static_cast<std::size_t>(size)};
+    return ServedDocument{text.data(), size};
 }
 
 } // namespace ssdp

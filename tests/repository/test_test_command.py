@@ -16,6 +16,7 @@ from lab import wait_until  # noqa: E402
 
 STAGES = ["format", "unit", "clang", "asan", "tsan", "fuzz", "simulate", "system", "package", "web",
           "arm64"]
+ONLY_NAMED = ["armhf", "s390x"]
 
 
 @pytest.fixture
@@ -114,7 +115,13 @@ def test_help_names_every_stage(tree):
     assert status == 0
     assert output.startswith("usage: ./test [STAGE...]\n")
     assert [line.split()[0] for line in output.splitlines()
-            if line[:2] == "  " and line[2] != " "] == STAGES
+            if line[:2] == "  " and line[2] != " "] == STAGES + ONLY_NAMED
+
+
+def test_stages_for_other_processors_ask_for_their_libraries(tree):
+    stand_in(tree, 'echo "$@" >asked', "scripts/target_root.sh")
+    run_test(tree, "web", *ONLY_NAMED)
+    assert (tree / "asked").read_text(encoding="ascii") == "armhf s390x\n"
 
 
 def test_an_unknown_stage_is_refused_before_anything_runs(tree):

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <dirent.h>
+#include <fcntl.h>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -42,15 +43,16 @@ FileState Examine(const std::string &path)
 {
     FileState file;
     file.path = path;
-    struct stat state
+    struct statx state
     {
     };
-    if (lstat(path.c_str(), &state) != 0) {
+    // lstat(2) would refuse files of after 2038 where time_t has 32 bits.
+    if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS, &state) != 0) {
         file.error = errno;
         return file;
     }
-    file.owner = {state.st_uid, state.st_gid, {}};
-    file.mode = state.st_mode;
+    file.owner = {state.stx_uid, state.stx_gid, {}};
+    file.mode = state.stx_mode;
     return file;
 }
 

@@ -184,6 +184,18 @@ TEST_F(VEXFileIOTest, SizeOfALargeFileIsRight)
     EXPECT_EQ(file.SizeBySeeking(), size);
 }
 
+// With a time_t of 32 bits, this test cannot set such a date itself.
+TEST_F(VEXFileIOTest, OpensFilesOfAnyDate)
+{
+    for (const char *date : {"1901-12-31", "2038-01-20", "2106-02-08"}) {
+        const std::string path = Make("dated", date);
+        ASSERT_EQ(std::system(("touch -d " + std::string(date) + ' ' + path).c_str()), 0);
+        VEXFileIO file;
+        ASSERT_EQ(file.Open(path, 8, 1), 0) << date;
+        EXPECT_EQ(ReadText(file, 100), date);
+    }
+}
+
 TEST_F(VEXFileIOTest, OpeningAMissingFileForReadingDoesNotCreateIt)
 {
     EXPECT_EQ(OpenError(Path("missing"), 8), ENOENT);

@@ -1,0 +1,8 @@
+# Builds for 32-bit Arm.
+set(TARGET armhf)
+set(EMULATED arm)
+set(CMAKE_SYSTEM_PROCESSOR armv7l)
+set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
+# The compiler would note wherever programs that GCC 6 compiled pass arguments differently.
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
+include(${CMAKE_CURRENT_LIST_DIR}/debian.cmake)
