@@ -9,6 +9,7 @@
 
 #include <boost/beast/http/basic_parser.hpp>
 #include <boost/beast/http/error.hpp>
+#include <cstdint>
 #include <limits>
 
 namespace http = boost::beast::http;

@@ -7,7 +7,8 @@ import subprocess
 APART = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc"]
 
 # With the packages on /mnt, and then each of $3... separately, since some of them conflict.
-# Only downloads: packages are installed where the network is not the host's.
+# Last, all packages that the documents install, as apt does it for a user: with recommended
+# packages. Only downloads: packages are installed where the network is not the host's.
 FETCH = """
 set -e
 mount --bind "$2" "$1/mnt"
@@ -15,10 +16,11 @@ mount -t proc proc "$1/proc"
 root=$1
 shift 2
 exec chroot "$root" sh -ec '
-    fetch() { apt-get -q -y --no-install-recommends --download-only install "$@"; }
+    fetch() { apt-get -q -y --download-only install "$@"; }
     apt-get -q update
-    fetch /mnt/*.deb
-    for other in "$@"; do fetch "$other"; done' fetch "$@"
+    fetch --no-install-recommends /mnt/*.deb
+    for other in "$@"; do fetch --no-install-recommends "$other"; done
+    fetch /mnt/*.deb nginx-light curl' fetch "$@"
 """
 
 

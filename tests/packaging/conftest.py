@@ -8,18 +8,13 @@ from pathlib import Path
 import pytest
 
 TOP = Path(__file__).resolve().parents[2]
-sys.path += [str(TOP / "tools"), str(TOP / "tests/system")]
+sys.path += [str(TOP / "tools"), str(TOP / "tests/system"), str(TOP / "tests/support")]
 
 import cleanroot  # noqa: E402
 from lab import Lab  # noqa: E402
-from machine import Machine  # noqa: E402
+from machine import INSTALLER, Machine  # noqa: E402
 
 OLDER = "0.9.0"
-
-
-def pytest_addoption(parser):
-    parser.addoption("--build", default=str(TOP / "build/package"),
-                     help="the folder that the programs were built in")
 
 
 def pytest_sessionstart():
@@ -44,8 +39,9 @@ def make_packages(build, name, version):
 
 
 @pytest.fixture(scope="session")
-def build(pytestconfig):
-    return Path(pytestconfig.getoption("--build")).resolve()
+def build():
+    """The folder that the programs were built in."""
+    return TOP / "build/release"
 
 
 @pytest.fixture(scope="session")
@@ -90,16 +86,30 @@ def on_machine(packages, build):
     return folder
 
 
-@pytest.fixture(scope="session")
-def clean_root(build, packages):
-    """A folder with a fresh Debian 12. No machine changes it."""
-    root = build / "root"
+def new_root(root, codename, packages, *others):
     try:
-        cleanroot.make(str(root), "bookworm", str(packages),
-                       ["bash-completion", "systemd-sysv", "sysvinit-core", "busybox"])
+        cleanroot.make(str(root), codename, str(packages), [*INSTALLER, *others])
         yield root
     finally:
         cleanroot.remove(root)
+
+
+@pytest.fixture(scope="session")
+def debian_12(build, packages):
+    """A folder with a fresh Debian 12. No machine changes it."""
+    yield from new_root(build / "root", "bookworm", packages, "bash-completion", "sysvinit-core",
+                        "busybox")
+
+
+@pytest.fixture(scope="session")
+def debian_13(build, packages):
+    """A folder with a fresh Debian 13."""
+    yield from new_root(build / "root-13", "trixie", packages)
+
+
+@pytest.fixture(scope="session")
+def clean_root(debian_12):
+    return debian_12
 
 
 @pytest.fixture(scope="module")

@@ -1,12 +1,23 @@
 """A virtual machine on the lab's network, with its own Debian."""
 
 import subprocess
+import tempfile
 from pathlib import Path
 
 from lab import Device, DeviceSpec, wait_until
 from lab.node import Node
 
 HERE = Path(__file__).resolve().parent
+
+# Packages of every Debian that its installer has set up.
+INSTALLER = ["systemd-sysv", "udev", "ifupdown", "initramfs-tools"]
+
+# The limit in avahi-daemon.conf counts the processes of this user ID on all machines together.
+AVAHI_WITHOUT_LIMITS = """\
+[Service]
+ExecStart=
+ExecStart=/usr/sbin/avahi-daemon -s --no-rlimits
+"""
 
 REMOVE_GROUP = """
 mount -t cgroup2 cgroup2 /mnt
@@ -57,13 +68,31 @@ class Machine(Node):
 
     def prepare(self, *packages):
         """Installs the packages' dependencies and `packages`, and starts no service."""
+        self.install_as_image(*packages, *self._dependencies())
+        # The limit counts the processes of this user ID on all machines together.
+        self.run("sed", "-i", "/^rlimit-nproc/d", "/etc/avahi/avahi-daemon.conf")
+
+    def install_as_image(self, *packages):
+        """Installs packages and starts no service."""
         policy = self.path("/usr/sbin/policy-rc.d")
         policy.write_text("#!/bin/sh\nexit 101\n")
         policy.chmod(0o755)
-        self.apt_get("satisfy", *packages, *self._dependencies())
+        self.apt_get("satisfy", *packages)
         policy.unlink()
-        # The limit counts the processes of this user ID on all machines together.
-        self.run("sed", "-i", "/^rlimit-nproc/d", "/etc/avahi/avahi-daemon.conf")
+
+    def lift_limits_of_avahi(self):
+        """For machines with systemd, also before avahi-daemon is installed."""
+        folder = self.path("/etc/systemd/system/avahi-daemon.service.d")
+        folder.mkdir(parents=True)
+        (folder / "lab.conf").write_text(AVAHI_WITHOUT_LIMITS)
+
+    def paste(self, commands, folder="/", timeout=120):
+        """Runs the lines of `commands` in one shell, which reads them one by one like lines
+        pasted into a terminal. A line that fails is an error."""
+        with tempfile.TemporaryFile("w+") as text:
+            text.write(f"cd {folder}\n{commands}")
+            text.seek(0)
+            return self.run("bash", "-e", stdin=text, timeout=timeout).stdout
 
     def _dependencies(self):
         files = self.run("sh", "-c", "ls /mnt/*.deb").stdout.split()

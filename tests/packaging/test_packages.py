@@ -5,7 +5,8 @@ import subprocess
 
 import pytest
 
-from conftest import TOP, make_packages
+from conftest import TOP
+from documented import block
 
 NAMES = ["beacond", "beacon-configd", "beaconctl", "beacond-web"]
 
@@ -143,8 +144,11 @@ def test_all_files_in_etc_are_conffiles(package, name, tmp_path):
     assert conffiles == {file for file, _, _ in contents(package(name)) if file.startswith("/etc")}
 
 
-def test_two_builds_give_identical_packages(packages, build, version):
-    again = make_packages(build, "again", version)
+def test_the_commands_of_the_operations_page_build_identical_packages(packages):
+    output("rm", "-rf", "build/packages", cwd=TOP)
+    # The programs are up to date.
+    output("bash", "-ec", block("docs/operations.md", "cmake --preset release"), cwd=TOP)
+    again = TOP / "build/packages"
     files = sorted(packages.glob("*.deb"))
     assert [each.name for each in files] == sorted(each.name for each in again.glob("*.deb"))
     for each in files:

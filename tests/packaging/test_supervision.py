@@ -10,7 +10,7 @@ import pytest
 
 import expected
 import web_folders
-from conftest import TOP
+from documented import block
 from lab import wait_until
 from lab.device import BROWSE_LIST
 
@@ -25,7 +25,7 @@ BACK = 30  # seconds
 
 def inittab(ours):
     """The lines for /etc/inittab in docs/embedded.md, all or without those of our daemons."""
-    lines = re.findall(r"^    (::.*\n)", (TOP / "docs/embedded.md").read_text(), re.M)
+    lines = block("docs/embedded.md", "::sysinit:").splitlines(keepends=True)
     assert len(lines) == 6
     return "".join(line for line in lines if ours or "supervise" not in line)
 

@@ -9,7 +9,7 @@ import pytest
 
 import expected
 import web_folders
-from conftest import OLDER, TOP
+from conftest import OLDER
 from lab import wait_until
 from lab.device import BROWSE_LIST
 
@@ -187,26 +187,6 @@ def test_restarts_after_the_end_of_avahi_daemon(booted, wire):
                "beacond started again")
     wire.wait_for(source=booted.address, starting=b"NOTIFY", since=mark, timeout=LIMIT)
     assert booted.property("beacond.service", "ActiveState") == "active"
-
-
-def test_both_names_of_the_device_can_be_made_one(booted, lab):
-    """With the commands of the documents; afterwards they differ again."""
-    looker = lab.add_device(address="192.0.2.20")
-
-    def wait_for_service(name, host):
-        wait_until(lambda: [(each["name"], each["host"]) for each in looker.mdns_services()]
-                   == [(name, host)], LIMIT, name, lambda: str(looker.mdns_services()))
-    documented = (TOP / "docs/operations.md").read_text()
-    commands = re.search(r"```\n(hostnamectl .*\n.*\n)curl -X PATCH", documented)[1]
-    booted.run("sh", "-ec", commands.replace("studio-a", "gallery"))
-    wait_for_service(booted.host_name, "gallery.local")
-    before = booted.host_name
-    booted.configure(hostName="gallery")
-    wait_for_service("gallery", "gallery.local")
-    assert looker.run("avahi-resolve", "-4", "--name", "gallery.local").stdout \
-        == f"gallery.local\t{booted.address}\n"
-    booted.configure(hostName=before)
-    wait_for_service(before, "gallery.local")
 
 
 def wait_for_list(booted):

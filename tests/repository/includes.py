@@ -46,3 +46,24 @@ def violations(top):
                 found.append(f"{path.relative_to(top)}:{number}: {folder} may not include "
                              f"{include[2]}")
     return found
+
+
+def included(path, headers):
+    """The headers that a source includes, also through the project's own."""
+    seen, waiting = set(), [path]
+    while waiting:
+        for name in re.findall(r'^#include [<"](.*)[>"]', waiting.pop().read_text(encoding="utf-8"),
+                               re.M):
+            if name not in seen:
+                seen.add(name)
+                waiting += [headers[name]] if name in headers else []
+    return seen
+
+
+def without_integers(top):
+    """The sources that use std::uint32_t and the like without their header. Whether another
+    standard header includes it depends on the compiler."""
+    headers = {f"{path.parent.name}/{path.name}": path for path in sources(top)}
+    return [str(path.relative_to(top)) for path in sources(top)
+            if re.search(r"\bstd::u?int\d+_t\b", path.read_text(encoding="utf-8"))
+            and included(path, headers).isdisjoint({"cstdint", "cinttypes"})]

@@ -5,7 +5,7 @@ from pathlib import Path
 
 import pytest
 
-from includes import MAY_INCLUDE, sources, violations
+from includes import MAY_INCLUDE, sources, violations, without_integers
 
 TOP = Path(__file__).resolve().parents[2]
 
@@ -56,3 +56,17 @@ def test_includes_of_the_table_and_of_the_system_pass(tmp_path, file, include):
      "strange may not include vexbase/vex_lock.h")])
 def test_an_include_that_the_table_lacks_is_found(tmp_path, file, include, violation):
     assert found_in(tmp_path, file, include) == [f"{file}:3: {violation}"]
+
+
+def test_each_source_with_sized_integers_includes_their_header():
+    assert without_integers(TOP) == []
+
+
+def test_a_source_that_relies_on_other_standard_headers_is_found(tmp_path):
+    folder = tmp_path / "src/formats"
+    folder.mkdir(parents=True)
+    for name, text in {"with.h": "#include <cstdint>\nstd::uint8_t a;\n",
+                       "through.cpp": '#include "formats/with.h"\nstd::uint64_t b;\n',
+                       "without.cpp": "#include <string>\nstd::int32_t c;\n"}.items():
+        (folder / name).write_text(text, encoding="utf-8")
+    assert without_integers(tmp_path) == ["src/formats/without.cpp"]

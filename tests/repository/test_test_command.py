@@ -10,8 +10,9 @@ from pathlib import Path
 import pytest
 
 TOP = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TOP / "tools"))
+sys.path[:0] = [str(TOP / "tools"), str(TOP / "tests/support")]
 
+from documented import block  # noqa: E402
 from lab import wait_until  # noqa: E402
 
 STAGES = ["format", "unit", "clang", "asan", "tsan", "fuzz", "simulate", "system", "package", "web",
@@ -36,10 +37,14 @@ def stand_in(tree, text, command="tests/web/run"):
     path.chmod(0o755)
 
 
-def run_test(tree, *arguments):
-    result = subprocess.run([tree / "test", *arguments], stdout=subprocess.PIPE,
-                            stderr=subprocess.PIPE, text=True)
+def run(tree, *command):
+    result = subprocess.run(command, cwd=tree, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                            text=True)
     return result.returncode, result.stdout, result.stderr
+
+
+def run_test(tree, *arguments):
+    return run(tree, "./test", *arguments)
 
 
 REPORT = """cat >build/web-tests.xml <<END
@@ -61,7 +66,8 @@ def test_the_last_line_and_the_status_say_what_failed(tree, script, status, tota
 
 
 def test_without_arguments_all_stages_run_and_every_failure_is_counted(tree):
-    ended, output, _ = run_test(tree)
+    _, command = block("README.md", "./run ").splitlines()
+    ended, output, _ = run(tree, "bash", "-c", command)
     lines = [line for line in output.partition("======== summary\n")[2].splitlines()
              if not line.startswith("    failed: ")]
     assert [line.split()[:2] for line in lines[:-2]] == [[name, "FAILED"] for name in STAGES]

@@ -8,7 +8,7 @@ from pathlib import Path
 import pytest
 
 TOP = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TOP / "tools"))
+sys.path[:0] = [str(TOP / "tools"), str(TOP / "tests/support")]
 
 from lab import DeviceSpec, Lab  # noqa: E402
 from sanitizer_reports import WatchedLab, set_options  # noqa: E402

@@ -17,6 +17,7 @@ import pytest
 
 import lab.__main__ as demo
 import lab.story
+from documented import block
 from lab import DeviceSpec, Lab
 from lab.page import DiscoveryPages
 from lab.view import View
@@ -134,6 +135,27 @@ def test_it_writes_lines_without_a_terminal(programs):
             if b"studio-a: studio-a, 192.0.2.10, seen by mDNS (this device)\n" in line:
                 break
         assert b"\033" not in line
+        program.terminate()
+        assert program.wait(20) == 128 + 15
+
+
+def test_the_command_in_the_readme_shows_where_the_page_is(programs, tmp_path):
+    # Only the build is a stand-in. It takes the programs under test.
+    for name in ("run", "scripts", "tools"):
+        (tmp_path / name).symlink_to(TOP / name)
+    builds = tmp_path / "bin/cmake"
+    builds.parent.mkdir()
+    builds.write_text("#!/bin/sh\nmkdir -p build/run\n"
+                      f"ln -sfn '{Path(programs).resolve()}' build/run/bin\n")
+    builds.chmod(0o755)
+    command, _ = block("README.md", "./run ").splitlines()
+    with subprocess.Popen(["bash", "-c", command], cwd=tmp_path, stdout=subprocess.PIPE,
+                          env={**os.environ, "PATH": f"{builds.parent}:{os.environ['PATH']}"},
+                          text=True) as program:
+        assert program.stdout.readline() == "3 devices on a virtual network. Ctrl-C ends it.\n"
+        url = re.fullmatch(r"The discovery page of studio-a: http://127\.0\.0\.1:(\d+)(/.*)\n",
+                           program.stdout.readline())
+        assert fetch(int(url[1]), url[2])[0] == 200
         program.terminate()
         assert program.wait(20) == 128 + 15
 

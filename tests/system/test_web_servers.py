@@ -5,23 +5,20 @@ import json
 import re
 import socket
 import subprocess
-import textwrap
 from urllib.parse import urljoin, urlsplit
 
 import pytest
 
 from conftest import TOP
+from documented import block
 from lab import wait_until
 
-OPERATIONS = (TOP / "docs/operations.md").read_text()
+NGINX = block("docs/operations.md", "location ~")
+LIGHTTPD = block("docs/operations.md", "server.modules")
+BUSYBOX = block("docs/operations.md", "ln -sfn")
 PAGE = "/var/lib/beacond-web"  # /usr/share belongs to this machine
 TYPES = {"js": {"application/javascript", "text/javascript"}, "css": {"text/css"},
          "svg": {"image/svg+xml"}, "html": {"text/html"}}
-
-
-def block(name):
-    """The configuration of a web server in the documents."""
-    return re.search(rf"\*\*{name}\.\*\*.*?\n```\n(.*?)```", OPERATIONS, re.S)[1]
 
 
 def write_over(device, path, text):
@@ -35,7 +32,7 @@ def nginx(device):
     site = "/etc/nginx/sites-available/default"
     before, _, after = (TOP / site).read_text().partition("\tlocation / {")
     assert after
-    write_over(device, site, f"{before}{block('nginx')}\tlocation / {{{after}")
+    write_over(device, site, f"{before}{NGINX}\tlocation / {{{after}")
     device.run("mkdir", "-p", "/var/log/nginx", "/var/lib/nginx")
     return ["nginx", "-g", "daemon off;"]
 
@@ -46,12 +43,12 @@ def lighttpd(device):
         chown www-data /var/log/lighttpd
         cp -a /etc/lighttpd/conf-enabled/. /run/conf
         mount --bind /run/conf /etc/lighttpd/conf-enabled""")
-    device.path("/etc/lighttpd/conf-enabled/50-beacond.conf").write_text(block("lighttpd"))
+    device.path("/etc/lighttpd/conf-enabled/50-beacond.conf").write_text(LIGHTTPD)
     return ["lighttpd", "-D", "-f", "/etc/lighttpd/lighttpd.conf"]
 
 
 def busybox(_device):
-    link, server = block("BusyBox").splitlines()
+    link, server = BUSYBOX.splitlines()
     return ["sh", "-c", f"{link} && exec {server}"]
 
 
@@ -95,8 +92,7 @@ def web(request, running_device, page):
 
 
 def test_the_readme_has_the_lines_for_nginx():
-    indented = textwrap.indent(block("nginx"), 7 * " ")
-    assert indented in (TOP / "README.md").read_text()
+    assert NGINX in block("README.md", "apt install -y nginx-light")
 
 
 def test_the_page_and_all_that_it_loads_is_served_with_its_type(web, page):

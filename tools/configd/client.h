@@ -5,6 +5,7 @@
 #include "vexbase/vex_file_descriptor.h"
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 
 namespace configd {

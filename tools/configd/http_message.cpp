@@ -11,6 +11,7 @@
 #include <boost/beast/http/basic_parser.hpp>
 #include <boost/beast/http/error.hpp>
 #include <charconv>
+#include <cstdint>
 
 namespace http = boost::beast::http;
 using boost::beast::error_code;

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <linux/rtnetlink.h>
 #include <system_error>
 
