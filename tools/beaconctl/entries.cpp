@@ -126,8 +126,15 @@ char Mark(Change change)
 
 void PutChangedFirst(std::vector<ChangedEntry> &entries)
 {
-    std::stable_partition(entries.begin(), entries.end(),
-                          [](const ChangedEntry &entry) { return entry.change != Change::None; });
+    // Not std::stable_partition: clang 19 warns of a deprecated function that it calls in
+    // the library of GCC 12.
+    std::vector<ChangedEntry> first;
+    std::vector<ChangedEntry> others;
+    for (ChangedEntry &entry : entries) {
+        (entry.change != Change::None ? first : others).push_back(std::move(entry));
+    }
+    std::move(others.begin(), others.end(), std::back_inserter(first));
+    entries = std::move(first);
 }
 
 std::vector<ChangedEntry> History::Update(const Listing &listing)

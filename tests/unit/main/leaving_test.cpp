@@ -115,8 +115,8 @@ TEST(Leaving, EndsAtOnceAtASecondSignal)
                                                 {SIGTERM, SIGINT, kEndedBySigint},
                                                 {SIGINT, SIGTERM, kEndedBySigterm},
                                                 {SIGINT, SIGINT, kEndedBySigint}};
-    for (const auto &[first, second, status] : cases) {
-        LiveChild daemon([first = first, second = second] {
+    for (const auto &[sooner, later, status] : cases) {
+        LiveChild daemon([first = sooner, second = later] {
             const test::Application application;
             Leaving leaving([] { Say("last act\n"); });
             leaving.SetDuty([second] {
