@@ -117,9 +117,9 @@ def test_the_page_answers_with_all_that_it_loads_and_the_list(device, peer):
     for name in loaded:
         path = "/discovery/" + name.removeprefix("index.html")
         assert fetch(peer, device.address, path) == (200, (files / name).read_text()), name
-    assert fetch(peer, device.address, "/discovery/browse.json") == (
-        200, expected.browse_json(device))
     assert fetch(peer, device.address, "/") == (200, (files / "start.html").read_text())
+    wait_until(lambda: fetch(peer, device.address, "/discovery/browse.json")
+               == (200, expected.browse_json(device)), LIMIT, "the list")
 
 
 def test_debian_has_the_build_tools(device):

@@ -108,6 +108,14 @@ def test_without_a_daemon_its_absence_is_the_only_fault(idle):
     assert status.text("daemon") == "beacond does not run"
 
 
+def test_a_daemon_that_is_starting_is_given_time_to_answer(idle):
+    idle.start("beacond", [BEACOND, "-d"], idle.daemon_environment())
+    idle.wait_for_process("beacond")
+    status = Status(idle)
+    assert status.text("engine") == "announces 1 and knows 1 services"
+    assert status.text("receive buffer").endswith(" requested")
+
+
 def test_two_daemons_on_one_device_are_reported_with_the_advice_to_stop_one(running):
     second = running.start("second", [BEACOND, "-d"], running.daemon_environment())
     second.wait_output("PubSub started\n")

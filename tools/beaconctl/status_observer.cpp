@@ -16,6 +16,8 @@ using Clock = std::chrono::steady_clock;
 constexpr const char *kInterface = "net0";
 // A registry pass comes within 5.75 s, and a list within 5.5 s after the one before.
 constexpr std::chrono::seconds kSettlingTime{15};
+// A daemon that starts or takes another name does not answer for usually less than a second.
+constexpr std::chrono::seconds kOpeningTime{3};
 constexpr std::chrono::milliseconds kPause{500};
 
 std::optional<Listing> Ask(const formats::ListingKind &kind, std::chrono::milliseconds timeout,
@@ -33,6 +35,19 @@ Engine AskEngine(std::chrono::milliseconds timeout)
     engine.announced = Ask(formats::kHostListing, timeout, engine.error);
     if (engine.announced) {
         engine.known = Ask(formats::kNodeListing, timeout, engine.error);
+    }
+    return engine;
+}
+
+// Asks repeatedly while the daemon may be about to answer.
+Engine AskOpeningEngine(std::chrono::milliseconds timeout, const Observations &seen)
+{
+    const bool mayOpen = !seen.daemons.empty() && seen.interface.addresses.size() == 1;
+    const Clock::time_point end = Clock::now() + kOpeningTime;
+    Engine engine = AskEngine(timeout);
+    while (!engine.announced && mayOpen && Clock::now() < end) {
+        std::this_thread::sleep_for(kPause);
+        engine = AskEngine(timeout);
     }
     return engine;
 }
@@ -106,12 +121,12 @@ Observations Observe(std::chrono::milliseconds timeout)
         seen.daemonRights = RightsOfDaemonUser();
     }
     seen.interface = FindInterface(kInterface);
+    seen.engine = AskOpeningEngine(timeout, seen);
     seen.sockets = FindSockets(seen.daemons);
     seen.receiveBuffer = FindReceiveBuffer(seen.sockets);
     seen.configuration = AskConfiguration(timeout);
     seen.documents = FindDocuments();
     seen.lists = FindLists();
-    seen.engine = AskEngine(timeout);
     seen.browseList = FindBrowseList(seen.engine.known);
     ObserveUntilSettled(timeout, seen);
     seen.dnssd.avahiRuns = !FindProcesses("avahi-daemon").empty();
