@@ -296,14 +296,14 @@ TEST(VEXThread, AnExceptionEndsTheProcessWithStatus1AfterOneLine)
         std::atexit([] { vexbase::WriteFault({"a static object is destroyed"}); });
         VEXThread thread;
         thread.SetThreadName("ssdp");
-        thread.Attach([] { throw std::runtime_error("out of\nluck"); });
+        thread.Attach([] { throw std::runtime_error("first line\nsecond line"); });
         EXPECT_EQ(thread.Start(), 0);
         EXPECT_EQ(thread.Stop(vexbase::kInfinite), 0);
         return 0;
     });
     EXPECT_EQ(child.WaitForEnd(), 1);
     EXPECT_TRUE(child.WaitForErr("\n"));
-    EXPECT_EQ(child.Err(), "ThreadRun: An exception ended the thread \"ssdp\": out of\n");
+    EXPECT_EQ(child.Err(), "ThreadRun: An exception ended the thread \"ssdp\": first line\n");
     EXPECT_EQ(child.Out(), "");
 }
 
