@@ -72,8 +72,8 @@ class Bench:
         wait_until(lambda: len(json.loads(path.read_text())) >= peers, 60, f"{peers} listed peers")
 
     def _receive_backlog(self, subjects, peers):
-        costs = receiving.medians(subjects, lambda subject:
-                                receiving.backlog_cost(subject, self.traffic, peers))
+        costs = receiving.medians(
+            subjects, lambda subject: receiving.backlog_cost(subject, self.traffic, peers))
         what = f"receiving from {of(peers)}"
         own = costs["beacond"]
         self.table.add(f"{what}: bare receiver, µs", costs["bare"] / 1000)
@@ -89,8 +89,9 @@ class Bench:
 
     def _receive_paced(self, subjects, peers):
         for rate in RATES:
-            costs = receiving.medians(subjects, lambda subject, rate=rate:
-                                    receiving.paced_cost(subject, self.traffic, rate, peers))
+            costs = receiving.medians(
+                subjects, lambda subject, rate=rate:
+                receiving.paced_cost(subject, self.traffic, rate, peers))
             what = f"receiving from {of(peers)}, {rate}/s"
             self.table.add(f"{what}: beacond / bare receiver", costs["beacond"] / costs["bare"],
                            "at most 1.5", 1.5)
@@ -124,8 +125,9 @@ class Bench:
         self.table.add("answering: processor time with a wake-up, beacond / minissdpd",
                        own.processor / other.processor)
         self.table.add("answering: searches without an answer", own.unanswered, "0", 0)
-        costs = receiving.medians([self.echo, self.beacond, self.minissdpd],
-                                lambda subject: answering.backlog_cost(self.sender, subject))
+        costs = receiving.medians(
+            [self.echo, self.beacond, self.minissdpd],
+            lambda subject: answering.backlog_cost(self.sender, subject))
         for label, cost in costs.items():
             self.table.add(f"answering a backlog: {label}, answers per second and core", 1e9 / cost)
         self.table.add("answering a backlog: beacond / minissdpd, time for an answer",
@@ -146,8 +148,8 @@ class Bench:
             self.table.add(f"{what}: 99.9th percentile of answers, µs", own.percentile_999,
                            f"under {limit}", limit)
             self.table.add(f"{what}: longest answer of the bare echo, µs", echo.longest)
-            self.table.add(f"{what}: longest answer minus the bare echo's, µs", own.longest - echo.longest,
-                           f"under {limit}", limit)
+            self.table.add(f"{what}: longest answer minus the bare echo's, µs",
+                           own.longest - echo.longest, f"under {limit}", limit)
 
     def measure_idle(self, peers):
         rest = idle.Rest(self.beacond, self.wire)

@@ -20,9 +20,7 @@ void End(int /*signal*/)
 
 int main()
 {
-    struct sigaction action
-    {
-    };
+    struct sigaction action = {};
     action.sa_handler = End; // without SA_RESTART: the signal interrupts recvfrom()
     sigaction(SIGTERM, &action, nullptr);
     const int descriptor = bench::OpenMember();

@@ -125,8 +125,9 @@ std::size_t VEXUDPSocket::Poll(void *buffer, std::size_t size, sockaddr_in &send
     ssize_t length = 0;
     const bool received = Await(timeoutMs, [&](int descriptor, int flags) {
         socklen_t senderLength = sizeof sender;
-        return length = recvfrom(descriptor, buffer, size, flags,
-                                 reinterpret_cast<sockaddr *>(&sender), &senderLength);
+        length = recvfrom(descriptor, buffer, size, flags, reinterpret_cast<sockaddr *>(&sender),
+                          &senderLength);
+        return length;
     });
     return received ? static_cast<std::size_t>(length) : 0;
 }

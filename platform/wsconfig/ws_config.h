@@ -41,9 +41,10 @@ public:
     // Sets the name of this client that the service gets with the next watch.
     void setSystemName(const QString &name);
 
-    // Watches the first count parameters of ids, instead of those of an earlier call; a
-    // count of 0 ends the watch. Returns when the first value of each has been delivered,
-    // or after 5 s. The event loop does not run meanwhile; it delivers all later values.
+    // Watches the parameters in the array ids, which has count elements, instead of those of
+    // an earlier call; a count of 0 ends the watch. Returns when the first value of each has
+    // been delivered, or after 5 s. The event loop does not run meanwhile; it delivers all
+    // later values.
     void watch(WSConfig::ParamId *ids, int count);
 
     // Reads a value of NetDeviceList. An element that is not an object gives a device of

@@ -224,10 +224,12 @@ void GetMaximumAgeString(std::string_view message, std::string &out)
 {
     constexpr std::string_view kMark = "max-age=";
     const std::size_t mark = message.find(kMark);
-    const std::size_t end = mark == std::string_view::npos ? mark : message.find("\r\n", mark);
-    if (end != std::string_view::npos) {
-        const std::size_t start = mark + kMark.size();
-        out = message.substr(start, end - start);
+    if (mark != std::string_view::npos) {
+        const std::string_view value = message.substr(mark + kMark.size());
+        const std::size_t end = value.find("\r\n");
+        if (end != std::string_view::npos) {
+            out = value.substr(0, end);
+        }
     }
     if (out.empty()) {
         out = kMissingMaxAge;

@@ -35,8 +35,11 @@ char32_t Decode(std::string_view text, std::size_t &length)
 {
     const auto first = static_cast<unsigned char>(text.front());
     length = SequenceLength(first);
-    if (length <= 1 || text.size() < length) {
-        return length == 1 ? first : kInvalid;
+    if (length == 1) {
+        return first;
+    }
+    if (length == 0 || text.size() < length) {
+        return kInvalid;
     }
     char32_t code = first & (0x7FU >> length);
     for (const char c : text.substr(1, length - 1)) {

@@ -108,7 +108,7 @@ void VEXPubSub::RevokeSSDP()
     m_ssdp.RemoveService(m_service.modelName, m_ipAddress.toStdString());
 }
 
-// The goodbyes go first, because other devices need them and the rest may take longer.
+// The goodbyes are sent first, because other devices need them and the rest may take longer.
 void VEXPubSub::leave()
 {
     m_leaving = true;

@@ -14,8 +14,8 @@ namespace ssdp {
 //
 // A peer is due when its description is older than kDescriptionMaxAgeSeconds. All peers
 // together are asked at most once in kRefreshPauseMs. Of the due peers that announce
-// themselves in a pause, the one with the oldest description is asked at its end: in a
-// large network each peer has its turn.
+// themselves in a pause, the one with the oldest description is asked at the end of the
+// pause: in a large network each peer has its turn.
 //
 // Times in seconds are of this class's own clock, which starts anywhere. Not thread-safe;
 // it belongs to the registry.

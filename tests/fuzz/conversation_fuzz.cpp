@@ -6,7 +6,7 @@
 //
 // An input is a sequence of steps, separated by NULs. A step is a letter and its argument:
 //   d0 to d3  the rest is a datagram from one of kSenders
-//   p         a pause, in tenths of a second, as long as the next byte; then a tick
+//   p         a pause of as many tenths of a second as the next byte says; then a tick
 //   a, r      the coordinator adds (a) or removes (r) the service that the next byte selects
 //   x         the coordinator removes all entries with the product and the address of the
 //             service that the next byte selects
@@ -41,12 +41,12 @@ const std::array<sockaddr_in, 4> kSenders{
     test::SocketAddressOf("203.0.113.7", formats::kPort), // off the link
 };
 
-// Own services, devices that can be proxied, and a device that announces itself.
 struct Service
 {
     const char *product;
     const char *address;
 };
+// Own services, devices that can be proxied, and a device that announces itself.
 constexpr std::array<Service, 5> kServices{{{"Corvia 12", kOwnAddress},
                                             {"Lumen", kOwnAddress},
                                             {"ZR1", kOwnAddress},

@@ -129,14 +129,17 @@ struct Device
     ssdp::SSDPAgent agent{environment};
 };
 
-// The device receives all datagrams of the input. Its twin receives only those that may change
-// the announcements: the announcements of both must be equal.
-class Play
+// A device that receives all datagrams of the input, and its twin that receives only those that
+// may change the announcements: the announcements of both must be equal.
+class DeviceAndTwin
 {
 public:
-    explicit Play(std::uint32_t random) : mDevice(random), mTwin(random) { CheckAnnouncements(); }
+    explicit DeviceAndTwin(std::uint32_t random) : mDevice(random), mTwin(random)
+    {
+        CheckAnnouncements();
+    }
 
-    void Part(std::string_view part);
+    void HandlePart(std::string_view part);
     void End();
 
 private:
@@ -163,7 +166,7 @@ private:
     std::size_t mRequestBytes = 0;
 };
 
-void Play::Part(std::string_view part)
+void DeviceAndTwin::HandlePart(std::string_view part)
 {
     bool flood = false;
     for (; !part.empty(); part.remove_prefix(1)) {
@@ -186,7 +189,7 @@ void Play::Part(std::string_view part)
     CheckRegistry();
 }
 
-void Play::Deliver(std::string_view datagram, bool flood)
+void DeviceAndTwin::Deliver(std::string_view datagram, bool flood)
 {
     if (datagram.empty()) {
         return;
@@ -201,7 +204,7 @@ void Play::Deliver(std::string_view datagram, bool flood)
 }
 
 // Only a search is answered at once, and only to its sender.
-void Play::Receive(std::string_view datagram, const sockaddr_in &sender)
+void DeviceAndTwin::Receive(std::string_view datagram, const sockaddr_in &sender)
 {
     CheckReading(datagram);
     ++mDatagrams;
@@ -228,7 +231,7 @@ void Play::Receive(std::string_view datagram, const sockaddr_in &sender)
     FUZZ_CHECK(mDevice.Hosts(kOwnUsn) && mDevice.Hosts(kProxiedUsn) == hosted);
 }
 
-void Play::Pass(std::uint32_t elapsedMs)
+void DeviceAndTwin::Pass(std::uint32_t elapsedMs)
 {
     mNowMs += elapsedMs;
     mPassedMs += elapsedMs;
@@ -239,7 +242,7 @@ void Play::Pass(std::uint32_t elapsedMs)
 
 // The device and its twin send the same multicast. An announcement also corrects the entry of
 // the service in NodeList, if there is one.
-void Play::CheckAnnouncements()
+void DeviceAndTwin::CheckAnnouncements()
 {
     std::vector<Sent> announced;
     for (Sent &sent : mDevice.environment.TakeSent()) {
@@ -261,7 +264,7 @@ void Play::CheckAnnouncements()
 
 // Counts a datagram to one peer. An answer is delivered to the device again, with this peer as
 // the sender, because it must not cause another answer.
-void Play::Account(const Sent &sent)
+void DeviceAndTwin::Account(const Sent &sent)
 {
     if (sent.text.compare(0, 4, "GET ") == 0) {
         FUZZ_CHECK(IsPeerOnPort1900(sent.to));
@@ -278,7 +281,7 @@ void Play::Account(const Sent &sent)
 }
 
 // The entries of the registry are consistent, and within the bounds.
-void Play::CheckRegistry() const
+void DeviceAndTwin::CheckRegistry() const
 {
     std::size_t written = 0;
     for (const auto &[usn, device] : mDevice.agent.NodeList()) {
@@ -293,7 +296,7 @@ void Play::CheckRegistry() const
     FUZZ_CHECK(mDevice.agent.NodeList().size() <= ssdp::kMaxDiscoveredNodes + 2);
 }
 
-void Play::CheckSent() const
+void DeviceAndTwin::CheckSent() const
 {
     FUZZ_CHECK(mAnswers <= 2 * mQuestions); // two services
     FUZZ_CHECK(mOffLinkBytes <=
@@ -304,7 +307,7 @@ void Play::CheckSent() const
 
 // Sends the waiting datagrams, checks the sums, and leaves. Nothing may be sent after that,
 // even if a document was requested before and the device is opened again.
-void Play::End()
+void DeviceAndTwin::End()
 {
     mDevice.environment.room = true;
     for (std::uint32_t tick = 0; tick < ssdp::kExchangeSpreadTicks; ++tick) {
@@ -331,12 +334,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string_view input = Text(data, size);
     // A different sequence of random times for each length of the input.
     const auto random = static_cast<std::uint32_t>(size) * 7919U;
-    Play play(random);
+    DeviceAndTwin devices(random);
     for (std::size_t start = 0; start < input.size();) {
         const std::string_view part = input.substr(start, input.find('\0', start) - start);
-        play.Part(part);
+        devices.HandlePart(part);
         start += part.size() + 1;
     }
-    play.End();
+    devices.End();
     return 0;
 }

@@ -19,8 +19,8 @@ struct SecondFigures
     std::uint64_t lost = 0;   // datagrams lost on the link
     std::uint64_t noRoom = 0; // datagrams dropped because a socket's buffer was full
     std::uint64_t wanted = 0; // entries that the lists should have
-    Micros processor = 0;     // the processor time of this program
     std::uint64_t right = 0;  // entries that the lists have, of the wanted ones
+    Micros processor = 0;     // the processor time of this program
 };
 
 // The figures of a run.

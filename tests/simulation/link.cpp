@@ -91,7 +91,8 @@ Micros Link::ArrivalFromSwitch(std::uint32_t machine, std::size_t bytes, Micros 
     return port.receivingUntil;
 }
 
-// The Gilbert model: in one state every datagram is lost, in the other none.
+// The Gilbert model: in one state every datagram is lost, in the other none. A burst ends with
+// the probability 1 / meanBurst. The probability that one begins gives the average loss.
 bool Link::Loses(std::uint32_t machine, bool multicast)
 {
     if (!multicast) {
@@ -105,9 +106,11 @@ bool Link::Loses(std::uint32_t machine, bool multicast)
         return mChance.Happens(loss);
     }
     Port &port = PortOf(machine);
-    port.losing = port.losing
-                      ? !mChance.Happens(kMillion / mSettings.meanBurst)
-                      : mChance.Happens(loss * kMillion / (kMillion - loss) / mSettings.meanBurst);
+    if (port.losing) {
+        port.losing = !mChance.Happens(kMillion / mSettings.meanBurst);
+    } else {
+        port.losing = mChance.Happens(loss * kMillion / (kMillion - loss) / mSettings.meanBurst);
+    }
     return port.losing;
 }
 

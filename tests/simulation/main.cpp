@@ -59,9 +59,12 @@ std::optional<Options> ReadOptions(const std::vector<std::string> &arguments)
             options.files.push_back(argument);
             continue;
         }
-        if (argument == "--shifted-draws" || argument == "--even-ticks") {
-            options.variation.shiftedDraws |= argument == "--shifted-draws";
-            options.variation.evenTicks |= argument == "--even-ticks";
+        if (argument == "--shifted-draws") {
+            options.variation.shiftedDraws = true;
+            continue;
+        }
+        if (argument == "--even-ticks") {
+            options.variation.evenTicks = true;
             continue;
         }
         if (++place == arguments.size()) {

@@ -15,7 +15,7 @@ std::string ReportOf(const Scenario &scenario, std::uint64_t seed, const Variati
     for (const Violation &each : found.First()) {
         text += "  " + TimeText(each.at) + "  " + each.text + "\n";
     }
-    text += "The last events of the machines of the first one:\n";
+    text += "The last events of the machines of the first violation:\n";
     for (const std::string &event : again.Events().Last()) {
         text += "  " + event + "\n";
     }

@@ -18,7 +18,7 @@ namespace test {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds kPatience(30);
+constexpr std::chrono::seconds kTimeLimit(30);
 
 // Two connected sockets: one for the test and one for the child.
 using Pair = std::array<int, 2>;
@@ -125,7 +125,7 @@ void LiveChild::Signal(int number)
 // or the time is over.
 bool LiveChild::WaitFor(const std::function<bool()> &condition)
 {
-    const auto end = Clock::now() + kPatience;
+    const auto end = Clock::now() + kTimeLimit;
     while (!condition()) {
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();

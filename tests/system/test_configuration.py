@@ -145,16 +145,17 @@ def test_pulling_the_cable_closes_the_port_and_plugging_it_in_causes_an_announce
 
 
 @pytest.fixture(scope="module")
-def hand_kept_device(lab, wire):
+def device_with_network_from_test(lab, wire):
     """A device whose network state comes from the test instead of the kernel."""
-    device = lab.add_device("by-hand", product="lumenplus", hand_kept=True)
+    device = lab.add_device("by-hand", product="lumenplus", network_from_test=True)
     device.start_beacond()
     wire.wait_for(source=device.address, starting=b"NOTIFY")
     return device
 
 
-def test_a_lost_connection_closes_the_port_without_a_goodbye(hand_kept_device, wire, lab):
-    device = hand_kept_device
+def test_a_lost_connection_closes_the_port_without_a_goodbye(
+        device_with_network_from_test, wire, lab):
+    device = device_with_network_from_test
     since = wire.mark()
     device.put_network(connected=False)
     wait_until(lambda: not ssdp_port_open(device), PASS, "the SSDP port closed",
@@ -164,8 +165,8 @@ def test_a_lost_connection_closes_the_port_without_a_goodbye(hand_kept_device, w
 
 
 def test_a_restored_connection_opens_the_port_without_an_announcement(
-        hand_kept_device, wire, peer):
-    device = hand_kept_device
+        device_with_network_from_test, wire, peer):
+    device = device_with_network_from_test
     since = wire.mark()
     device.put_network(connected=True)
     # Each opening sends a search, after the first registry pass.
@@ -174,8 +175,9 @@ def test_a_restored_connection_opens_the_port_without_an_announcement(
     assert peer.ask(b"gh", device.address, 49821) == b"HostList"
 
 
-def test_complete_publishes_and_preparing_causes_one_goodbye(hand_kept_device, wire, lab):
-    device = hand_kept_device
+def test_complete_publishes_and_preparing_causes_one_goodbye(
+        device_with_network_from_test, wire, lab):
+    device = device_with_network_from_test
     since = wire.mark()
     device.put_network(state="Preparing")
     wait_until(lambda: not ssdp_port_open(device), PASS, "the SSDP port closed",

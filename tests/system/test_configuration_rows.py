@@ -22,7 +22,7 @@ CLOSED = "SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\n"
 @pytest.fixture(scope="module")
 def device(lab, wire):
     """An announced device, published by DNS-SD, whose network state comes from the test."""
-    made = lab.add_device("by-hand", product="lumenplus", hand_kept=True)
+    made = lab.add_device("by-hand", product="lumenplus", network_from_test=True)
     made.start_beacond().wait_output("Service 'by-hand' successfully established.\n")
     wire.wait_for(source=made.address, starting=b"NOTIFY")
     return made

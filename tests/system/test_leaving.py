@@ -17,8 +17,8 @@ SCRATCH = "/var/www/discovery/__browse.json"
 ENDED = "SSDPThread: Exiting...\nSSDPDiagnosticThread: Exiting...\nThreadLoop: Exiting...\n"
 
 
-def service_names(looker):
-    return sorted(each["name"] for each in looker.mdns_services())
+def service_names(observer):
+    return sorted(each["name"] for each in observer.mdns_services())
 
 
 def assert_leaves(device, number=signal.SIGTERM, also=()):
@@ -80,9 +80,9 @@ def beacond(device, sent):
 
 
 @pytest.fixture(scope="module")
-def looker(lab):
+def observer(lab):
     """Another device, which sees the first."""
-    made = lab.add_device("looker", product="talonmx")
+    made = lab.add_device("observer", product="talonmx")
     made.start_beacond()
     return made
 
@@ -96,16 +96,16 @@ def test_it_sends_a_goodbye_ends_its_threads_and_removes_the_list(device, beacon
     sent.assert_ends_with_a_goodbye()
 
 
-def test_others_remove_it_from_their_lists_at_once(device, beacond, looker):
+def test_others_remove_it_from_their_lists_at_once(device, beacond, observer):
     def listed():
-        return device.address in [each["ipAddress"] for each in looker.browse_list()]
-    wait_until(listed, 60, "the device in the other's list", lambda: looker.read(BROWSE_LIST))
-    wait_until(lambda: service_names(looker) == ["looker", "studio-a"], PASS, "both services",
-               lambda: str(service_names(looker)))
+        return device.address in [each["ipAddress"] for each in observer.browse_list()]
+    wait_until(listed, 60, "the device in the other's list", lambda: observer.read(BROWSE_LIST))
+    wait_until(lambda: service_names(observer) == ["observer", "studio-a"], PASS, "both services",
+               lambda: str(service_names(observer)))
     assert_leaves(device)
     # The list is written again after about 5 s. The entry would expire only after 228 s.
-    wait_until(lambda: not listed(), PASS, "the entry gone", lambda: looker.read(BROWSE_LIST))
-    assert service_names(looker) == ["looker"]
+    wait_until(lambda: not listed(), PASS, "the entry gone", lambda: observer.read(BROWSE_LIST))
+    assert service_names(observer) == ["observer"]
 
 
 def test_a_detached_daemon_leaves_in_the_same_way(device, sent):
@@ -154,24 +154,24 @@ def test_it_leaves_while_its_start_waits_for_avahi_daemon(device):
 
 
 def test_it_leaves_in_order_while_avahi_daemon_is_stopped(
-        device, beacond, sent, looker):
+        device, beacond, sent, observer):
     with stalled(device.avahi):
         assert_leaves(device)
         sent.assert_ends_with_a_goodbye()
         assert beacond.stdout.endswith(ENDED)
-    wait_until(lambda: service_names(looker) == ["looker"], PASS, "the DNS-SD service gone",
-               lambda: str(service_names(looker)))
+    wait_until(lambda: service_names(observer) == ["observer"], PASS, "the DNS-SD service gone",
+               lambda: str(service_names(observer)))
 
 
-def test_it_sends_a_goodbye_while_it_waits_for_avahi_daemon(device, beacond, sent, looker):
+def test_it_sends_a_goodbye_while_it_waits_for_avahi_daemon(device, beacond, sent, observer):
     with stalled(device.avahi):
         name = device.host_name
         device.configure(hostName="held-up")
         beacond.wait_output("avahi host/service updating to: held-up\n")
         assert_leaves(device)
         sent.assert_ends_with_a_goodbye()
-    wait_until(lambda: service_names(looker) == ["looker"], PASS, "the DNS-SD service gone",
-               lambda: str(service_names(looker)))
+    wait_until(lambda: service_names(observer) == ["observer"], PASS, "the DNS-SD service gone",
+               lambda: str(service_names(observer)))
     device.configure(hostName=name)
 
 

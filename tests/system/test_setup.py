@@ -28,9 +28,7 @@ echo "$said"
 cat {POLICY} 2>&1
 exit $status
 """
-
-
-SAID = 2  # lines before the installation
+LINES_BEFORE = 2  # lines of output before the installation
 
 
 class Setup:
@@ -63,7 +61,7 @@ class Setup:
         """Returns the status, the policy for services afterwards, and the errors."""
         program = self.start(*arguments)
         output, errors = program.communicate(timeout=60)
-        return program.returncode, output.splitlines()[SAID:], errors.splitlines()
+        return program.returncode, output.splitlines()[LINES_BEFORE:], errors.splitlines()
 
     def left(self):
         return list(self.temporary.iterdir())
@@ -84,7 +82,7 @@ def test_success_leaves_nothing(setup):
 
 def test_before_it_installs_it_names_the_packages_and_a_log_that_everybody_can_read(setup, tmp_path):
     program = setup.start(f"stat -c '%n %a' $TMPDIR/* >{tmp_path}/log; kill -KILL $PPID")
-    installing, log = program.communicate(timeout=60)[0].splitlines()[:SAID]
+    installing, log = program.communicate(timeout=60)[0].splitlines()[:LINES_BEFORE]
     assert re.fullmatch("Installing these Debian packages, which takes some minutes: g\\+\\+ cmake .*",
                         installing)
     name, mode = (tmp_path / "log").read_text().split()
@@ -124,5 +122,5 @@ def test_an_interrupt_leaves_nothing(setup, tmp_path, number):
     assert setup.left() != []
     os.killpg(program.pid, number)
     output, _ = program.communicate(timeout=60)
-    assert output.splitlines()[SAID:] == NO_POLICY
+    assert output.splitlines()[LINES_BEFORE:] == NO_POLICY
     assert setup.left() == []

@@ -26,7 +26,7 @@ def speaker(peer):
 def recorder(lab, peer, wire, speaker):
     """A device that must announce another, silent one: its configuration service reports that
     device's address."""
-    device = lab.add_device("studio-z", product="zr1", hand_kept=True)
+    device = lab.add_device("studio-z", product="zr1", network_from_test=True)
     devices = [{"name": "net0", "activeParams": {"address": SILENT},
                 "status": {"interfaceSetupState": "Complete", "connected": True}}]
     assert device.request("PUT", "/api/v1/network/devices", devices)[0] == 200

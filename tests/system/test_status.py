@@ -239,7 +239,7 @@ def test_ssdp_that_is_switched_off_is_reported(running):
 
 
 def test_a_setup_that_is_not_complete_is_reported(lab):
-    device = lab.add_device(product="corvia12", address=next(addresses), hand_kept=True)
+    device = lab.add_device(product="corvia12", address=next(addresses), network_from_test=True)
     started(device)
     device.put_network(state="Preparing")
     wait_until_closed(device)
@@ -391,5 +391,5 @@ def test_checks_that_need_hidden_processes_are_unknown(running):
     running.run("mount", "-o", "remount,hidepid=2", "/proc")
     status = Status(running, *NOBODY)
     assert (status.code, status.having("unknown")) == (0, ["daemon", "documents", "lists",
-                                                                "receive buffer"])
+                                                            "receive buffer"])
     assert status.text("daemon") == "this user may not see the processes of others"

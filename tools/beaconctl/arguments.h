@@ -13,8 +13,8 @@ struct Arguments
 
     Command command = Command::Help;
     std::string operand; // file of browse, target of search; empty: the default
-    std::string host;    // address or name; empty: this device, with search the
-                         // multicast group, with monitor any
+    std::string host;    // address or name; empty: this device (search: the multicast
+                         // group; monitor: any device)
     std::string product; // monitor only: its name; empty: any
     std::chrono::milliseconds timeout{2000};
     bool json = false;

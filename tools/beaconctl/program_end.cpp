@@ -14,12 +14,13 @@ volatile std::sig_atomic_t gStatus = kFailed; // of the program if a signal ends
 volatile std::sig_atomic_t gDrawing = 0;
 
 // Ends the program within the handler. If the handler only set a flag, a signal between
-// the test of the flag and a wait would be noticed after the wait only.
+// the test of the flag and a wait would be noticed only after the wait.
 void End(int /*signal*/)
 {
     pollfd terminal{STDOUT_FILENO, POLLOUT, 0};
     if (gDrawing != 0 && poll(&terminal, 1, 0) == 1) {
-        static_cast<void>(!write(STDOUT_FILENO, kWrapLines.data(), kWrapLines.size()));
+        [[maybe_unused]] const ssize_t written =
+            write(STDOUT_FILENO, kWrapLines.data(), kWrapLines.size());
     }
     _exit(gStatus);
 }
@@ -28,9 +29,7 @@ void End(int /*signal*/)
 
 void EndOnSignals()
 {
-    struct sigaction action
-    {
-    };
+    struct sigaction action = {};
     action.sa_handler = End;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);

@@ -95,12 +95,11 @@ int Question::Send(const std::string &datagram, const sockaddr_in &destination)
     if (mSocket.Open("", 0) != vexbase::kSuccess) {
         return errno;
     }
-    ip_mreqn interface {
-    };
-    interface.imr_ifindex = static_cast<int>(if_nametoindex("net0"));
-    if (interface.imr_ifindex != 0) {
+    ip_mreqn outgoing{};
+    outgoing.imr_ifindex = static_cast<int>(if_nametoindex("net0"));
+    if (outgoing.imr_ifindex != 0) {
         // If this fails, the default route decides.
-        static_cast<void>(mSocket.SetSocketOption(IP_MULTICAST_IF, interface));
+        static_cast<void>(mSocket.SetSocketOption(IP_MULTICAST_IF, outgoing));
     }
     return mSocket.Write(datagram.data(), datagram.size(), destination) < 0 ? errno : 0;
 }

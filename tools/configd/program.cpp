@@ -81,7 +81,7 @@ void RunService(const Options &options)
     Settings settings(options.stateFile, options.devicesFile);
     WriteFaults(settings);
     std::optional<InterfaceWatch> watch;
-    if (!settings.HasHandKeptDevices()) {
+    if (!settings.ClientsSetDevices()) {
         watch.emplace(options.interface);
         Follow(*watch, settings);
     }

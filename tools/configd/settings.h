@@ -28,7 +28,8 @@ public:
     Settings(std::string stateFile, std::string devicesFile);
 
     [[nodiscard]] const Values &Current() const { return mValues; }
-    [[nodiscard]] bool HasHandKeptDevices() const { return mDevicesFile.has_value(); }
+    // Whether clients may set the devices.
+    [[nodiscard]] bool ClientsSetDevices() const { return mDevicesFile.has_value(); }
 
     // The faults of the files that are not available.
     [[nodiscard]] std::vector<std::string> Faults() const;

@@ -110,11 +110,13 @@ StoredFile::StoredFile(std::string name) : mName(std::move(name))
 }
 
 void StoredFile::Load()
-try {
-    mText = Read(mName);
-    mFault.clear();
-} catch (const std::system_error &error) {
-    mFault = error.what();
+{
+    try {
+        mText = Read(mName);
+        mFault.clear();
+    } catch (const std::system_error &error) {
+        mFault = error.what();
+    }
 }
 
 bool StoredFile::IsEdited() const

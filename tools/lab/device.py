@@ -24,7 +24,7 @@ class DeviceSpec:
     address: str = ""   # IPv4, in a /24 network
     product: str = ""   # product ID
     ssdp: bool = True   # the SSDP switch at the start
-    hand_kept: bool = False  # the configuration service follows put_network, not the kernel
+    network_from_test: bool = False  # put_network sets the state of net0, in place of the kernel
     programs: str = ""  # the folder of its beacond and beacon-configd; default: the lab's
     emulator: str = ""  # the command that runs programs for another processor
 
@@ -73,14 +73,14 @@ class Device(Node):
     def wait_for_services(self):
         self.wait_for_configd()
         self.configure(hostName=self.name, ssdpEnable=self.spec.ssdp)
-        if self.spec.hand_kept:
+        if self.spec.network_from_test:
             self.put_network()
         self.avahi.wait_output("Server startup complete.")
 
     def start_configd(self):
         arguments = ["--devices", "/var/lib/beacon-configd/devices.json"]
         self.configd = self.start("configd", self.runnable(
-            CONFIGD, *(arguments if self.spec.hand_kept else [])))
+            CONFIGD, *(arguments if self.spec.network_from_test else [])))
 
     def start_avahi(self):
         self.avahi = self.start("avahi", ["avahi-daemon", "--no-drop-root", "--no-chroot",

@@ -5,15 +5,14 @@ import { nameOf } from './device_list.js';
 // If there are more changes of one kind, only their number is shown.
 const kMostNamed = 5;
 
-const kDetails = { product: 'product', category: 'category', board: 'board' };
+const kDetails = ['product', 'category', 'board'];
 
 function changeOf({ before, after }) {
     if (before.hostName !== after.hostName) {
         return { kind: 'changed', name: nameOf(before), text: 'is now', newName: nameOf(after) };
     }
-    const details = Object.keys(kDetails).filter((name) => before[name] !== after[name]);
-    const text = `has another ${details.map((name) => kDetails[name]).join(' and ')}`;
-    return { kind: 'changed', name: nameOf(after), text };
+    const details = kDetails.filter((name) => before[name] !== after[name]);
+    return { kind: 'changed', name: nameOf(after), text: `has another ${details.join(' and ')}` };
 }
 
 function arrivalOf(device, formerly) {

@@ -63,7 +63,7 @@ TEST(ReadArguments, TakesOptionsBeforeAndAfterTheCommand)
     EXPECT_EQ(Read({"help"}).command, Command::Help);
 }
 
-TEST(ReadArguments, SelectTheDeviceAndTheProductOfMonitor)
+TEST(ReadArguments, ReadsTheDeviceAndTheProductOfMonitor)
 {
     const Arguments all = Read({"monitor"});
     EXPECT_EQ(all.command, Command::Monitor);

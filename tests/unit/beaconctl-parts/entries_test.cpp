@@ -9,6 +9,7 @@ namespace {
 
 const Entry kA{"studio-a", "Corvia 12", "192.0.2.10", "uuid:1", "", ""};
 const Entry kB{"studio-b", "Lumen Plus", "192.0.2.9", "uuid:2", "", ""};
+const Entry kC{"studio-c", "TalonMx", "192.0.2.12", "uuid:3", "", ""};
 const Entry kRenamedB{"gallery", "Lumen Plus", "192.0.2.9", "uuid:2", "", ""};
 
 using Changes = std::vector<std::pair<Entry, Change>>;
@@ -21,8 +22,6 @@ Changes Between(const Entries &before, const Entries &after)
     }
     return changes;
 }
-
-const Entry kC{"studio-c", "TalonMx", "192.0.2.12", "uuid:3", "", ""};
 
 Listing Whole(Entries entries)
 {

@@ -44,10 +44,10 @@ std::string Notify(const std::string &headers)
     return Described("NOTIFY * HTTP/1.1\r\n" + headers + "\r\n");
 }
 
-// The same texts of a datagram for each method.
+// Parts of the results of Described() for the messages of Device().
 const std::string kUsn = "uuid:65746500-Corvia 12-192.0.2.10-0";
-const std::string kRest = "|corvia_12|";
-const std::string kAnnounced = "NOTIFY|upnp:rootdevice|" + kUsn + "|" + kLocation + kRest;
+const std::string kProduct = "|corvia_12|";
+const std::string kAnnounced = "NOTIFY|upnp:rootdevice|" + kUsn + "|" + kLocation + kProduct;
 
 } // namespace
 
@@ -59,7 +59,7 @@ TEST(DescribeDatagram, OfTheDaemonsOwnMessages)
     EXPECT_EQ(Described(formats::ComposeSearchRequest("upnp:rootdevice")),
               "M-SEARCH|upnp:rootdevice||||searches for services of this type");
     EXPECT_EQ(Described(formats::ComposeSearchResponse(Device())),
-              "HTTP|upnp:rootdevice|" + kUsn + "|" + kLocation + kRest +
+              "HTTP|upnp:rootdevice|" + kUsn + "|" + kLocation + kProduct +
                   "answers a search of 192.0.2.11");
     EXPECT_EQ(Described(formats::ComposeGETRequest(kLocation, "192.0.2.11")),
               "GET||||corvia_12|asks 192.0.2.11 for its description, corvia_12_upnp_ssdp_1.xml");

@@ -157,7 +157,7 @@ TEST_F(FailedMedium, ServesTheSettingsOfAReadOnlyMediumAndRefusesChanges)
     EXPECT_EQ(service.Child().Err(), "");
 }
 
-TEST_F(FailedMedium, HandKeptDevicesAreTreatedAlike)
+TEST_F(FailedMedium, DevicesThatClientsSetAreTreatedAlike)
 {
     const std::string device = R"([{"name":"net0","activeParams":{"address":""},)"
                                R"("status":{"interfaceSetupState":"Idle","connected":false}}])";

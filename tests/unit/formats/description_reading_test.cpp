@@ -137,7 +137,7 @@ TEST(ReadDescription, TheModelNumberIsKeptUnchanged)
     EXPECT_EQ(device->boardID, "");
 }
 
-TEST(ReadDescription, TheMaxAgeIs120IfTheResponseHasNone)
+TEST(ReadDescription, TheMaxAgeIsThatOfTheResponse)
 {
     const auto device =
         ReadDescription("HTTP/1.1 200 OK\r\nCACHE-CONTROL: max-age=300\r\n" + kNamed + "\r\n\r\n");

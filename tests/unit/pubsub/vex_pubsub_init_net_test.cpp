@@ -10,7 +10,7 @@ class Init : public TwoDevices
 protected:
     Init() { mPeer.JoinMulticast(); }
 
-    // The daemon without its entry, in a child. It writes the signals of the start to
+    // The daemon without main(), in a child process. It writes the signals of the start to
     // standard output, and reads host names from standard input.
     static int Run(const std::string &system)
     {
@@ -57,19 +57,19 @@ protected:
 
 TEST_F(Init, PublishesBySsdpAndDnsSdAndSignalsNameAndSwitch)
 {
-    test::LiveChild looker = browser();
+    test::LiveChild observer = browser();
     test::LiveChild daemon = Start(R"({"hostName":"alpha","ssdpEnable":true})");
     EXPECT_TRUE(daemon.WaitForOut("enableHost true\nnameChanged alpha\n"));
     EXPECT_NE(mPeer.ReceiveContaining("NTS: ssdp:alive"), "");
     EXPECT_NE(Document().find("<friendlyName>alpha</friendlyName>"), std::string::npos);
-    EXPECT_TRUE(looker.WaitForOut(seen("alpha")));
+    EXPECT_TRUE(observer.WaitForOut(seen("alpha")));
     // The name is signalled, although it was published before.
     EXPECT_TRUE(daemon.WaitForErr(named("alpha")));
     EXPECT_TRUE(daemon.WaitForErr("name changed\n"));
 
     daemon.Send("beta\n");
     EXPECT_TRUE(daemon.WaitForErr("name changed\n" + named("beta")));
-    EXPECT_TRUE(looker.WaitForOut(seen("beta")));
+    EXPECT_TRUE(observer.WaitForOut(seen("beta")));
     EXPECT_EQ(end(daemon), 0);
 }
 

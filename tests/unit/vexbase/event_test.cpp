@@ -76,18 +76,18 @@ TEST(VEXEvent, AutomaticIsClearedByTheThreadThatWaited)
 TEST(VEXEvent, AutomaticWakesOneThreadForEachSignal)
 {
     VEXEvent event(VEXEvent::Reset::Automatic);
-    VEXEvent through(VEXEvent::Reset::Automatic);
+    VEXEvent woken(VEXEvent::Reset::Automatic);
     std::atomic<int> count{0};
     const auto wait = [&] {
         const int status = event.WaitForSignal(kGenerousMs);
         ++count;
-        through.Signal();
+        woken.Signal();
         return status;
     };
     auto first = std::async(std::launch::async, wait);
     auto second = std::async(std::launch::async, wait);
     event.Signal();
-    ASSERT_EQ(through.WaitForSignal(kGenerousMs), 0);
+    ASSERT_EQ(woken.WaitForSignal(kGenerousMs), 0);
     EXPECT_EQ(event.WaitForSignal(0), -3);
     EXPECT_EQ(count, 1);
     event.Signal();

@@ -18,6 +18,9 @@
 #include <unistd.h>
 #include <vector>
 
+// The tests write the flags and properties of Open as numbers, because their values are part of
+// the interface: 8 reads, 16 writes, 4 truncates, and 1 is buffered.
+
 namespace {
 
 namespace fs = std::filesystem;

@@ -15,14 +15,14 @@ constexpr unsigned int kGenerousMs = 60000;
 struct HeldBody
 {
     VEXEvent running{VEXEvent::Reset::Automatic};
-    VEXEvent letGo{VEXEvent::Reset::Manual};
+    VEXEvent released{VEXEvent::Reset::Manual};
     std::atomic<int> runs{0};
 
     void operator()()
     {
         ++runs;
         running.Signal();
-        EXPECT_EQ(letGo.WaitForSignal(kGenerousMs), 0);
+        EXPECT_EQ(released.WaitForSignal(kGenerousMs), 0);
     }
 };
 

@@ -197,7 +197,7 @@ TEST(VEXThreadKill, DoesNotInterruptDestructorsOfThisLibrary)
             VEXUDPSocket socket;
             EXPECT_EQ(socket.Open("127.0.0.1", 0), 0);
             VEXFileIO file;
-            EXPECT_EQ(file.Open("/proc/self/comm", 8, 1), 0);
+            EXPECT_EQ(file.Open("/proc/self/comm", VEXFileIO::kRead, VEXFileIO::kBuffered), 0);
             VEXThread inner;
             inner.Attach([&inner] {
                 while (!inner.Terminate()) {

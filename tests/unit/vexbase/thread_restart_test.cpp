@@ -23,7 +23,7 @@ TEST(VEXThreadRestart, StartDuringAStoppedRunRunsAgainWhenThatRunEnds)
     EXPECT_EQ(thread.Start(), 0);    // changes nothing
     EXPECT_TRUE(thread.Terminate()); // the previous run has not ended
     EXPECT_EQ(body.runs, 1);
-    body.letGo.Signal();
+    body.released.Signal();
     ASSERT_EQ(body.running.WaitForSignal(kGenerousMs), 0);
     EXPECT_FALSE(thread.Terminate());
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);
@@ -39,7 +39,7 @@ TEST(VEXThreadRestart, StopCancelsTheLaterRun)
     EXPECT_EQ(thread.Stop(0), -3);
     EXPECT_EQ(thread.Start(), 0);
     EXPECT_EQ(thread.Stop(0), -3);
-    body.letGo.Signal();
+    body.released.Signal();
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);
     EXPECT_EQ(body.runs, 1);
     StartHeld(thread, body);
@@ -61,11 +61,11 @@ TEST(VEXThreadRestart, StopWaitsOnlyForTheRunThatItStopped)
         std::this_thread::yield();
     }
     EXPECT_EQ(thread.Start(), 0);
-    first.letGo.Signal();
+    first.released.Signal();
     ASSERT_EQ(second.running.WaitForSignal(kGenerousMs), 0);
     EXPECT_EQ(stopped.get(), 0); // while the second run continues
     EXPECT_TRUE(thread.Active());
-    second.letGo.Signal();
+    second.released.Signal();
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);
 }
 

@@ -80,7 +80,7 @@ TEST(VEXThread, StartOfARunningThreadChangesNothingAndReturnsZero)
     VEXThread thread;
     StartHeld(thread, body);
     EXPECT_EQ(thread.Start(), 0);
-    body.letGo.Signal();
+    body.released.Signal();
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);
     EXPECT_EQ(body.runs, 1);
 }
@@ -88,7 +88,7 @@ TEST(VEXThread, StartOfARunningThreadChangesNothingAndReturnsZero)
 TEST(VEXThread, CanBeStartedAgainAfterStop)
 {
     HeldBody body;
-    body.letGo.Signal();
+    body.released.Signal();
     VEXThread thread;
     for (int run = 1; run <= 3; ++run) {
         StartHeld(thread, body);
@@ -197,7 +197,7 @@ TEST(VEXThread, TerminateIsTrueFromAStopUntilTheNextStart)
     EXPECT_FALSE(thread.Terminate());
     EXPECT_EQ(thread.Stop(0), -3);
     EXPECT_TRUE(thread.Terminate());
-    body.letGo.Signal();
+    body.released.Signal();
     EXPECT_EQ(thread.Stop(kGenerousMs), 0);
     EXPECT_TRUE(thread.Terminate());
     StartHeld(thread, body);
@@ -214,7 +214,7 @@ TEST(VEXThread, StopWaitsForItsTimeout)
     EXPECT_EQ(thread.Stop(20), -3);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
     EXPECT_TRUE(thread.Active());
-    body.letGo.Signal();
+    body.released.Signal();
     EXPECT_EQ(thread.Stop(vexbase::kInfinite), 0);
 }
 
@@ -296,14 +296,14 @@ TEST(VEXThread, AnExceptionEndsTheProcessWithStatus1AfterOneLine)
         std::atexit([] { vexbase::WriteFault({"a static object is destroyed"}); });
         VEXThread thread;
         thread.SetThreadName("ssdp");
-        thread.Attach([] { throw std::runtime_error("out of\nluck"); });
+        thread.Attach([] { throw std::runtime_error("first line\nsecond line"); });
         EXPECT_EQ(thread.Start(), 0);
         EXPECT_EQ(thread.Stop(vexbase::kInfinite), 0);
         return 0;
     });
     EXPECT_EQ(child.WaitForEnd(), 1);
     EXPECT_TRUE(child.WaitForErr("\n"));
-    EXPECT_EQ(child.Err(), "ThreadRun: An exception ended the thread \"ssdp\": out of\n");
+    EXPECT_EQ(child.Err(), "ThreadRun: An exception ended the thread \"ssdp\": first line\n");
     EXPECT_EQ(child.Out(), "");
 }
 
