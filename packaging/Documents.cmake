@@ -23,10 +23,18 @@ foreach(component ${pkg_components})
     install(FILES debian/copyright DESTINATION ${folder} COMPONENT ${component})
 endforeach()
 
-set(documents ${PROJECT_SOURCE_DIR}/docs)
-install(FILES ${documents}/operations.md ${documents}/embedded.md ${documents}/protocol.md
-    ${documents}/security.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/beacond COMPONENT beacond)
+# All in one folder, so the links between docs/ and its parent change.
+foreach(document docs/operations.md docs/embedded.md docs/protocol.md docs/security.md
+        docs/performance.md docs/configuration-service.yaml SECURITY.md)
+    file(READ ${PROJECT_SOURCE_DIR}/${document} text)
+    string(REGEX REPLACE "\\]\\((\\.\\./|docs/)" "](" text "${text}")
+    get_filename_component(name ${document} NAME)
+    set(target ${CMAKE_CURRENT_BINARY_DIR}/documents/${name})
+    file(WRITE ${target} "${text}")
+    install(FILES ${target} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/beacond COMPONENT beacond)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${document})
+endforeach()
 if(beacon-configd IN_LIST pkg_components)
-    install(FILES ${documents}/configuration-service.yaml
+    install(FILES ${PROJECT_SOURCE_DIR}/docs/configuration-service.yaml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/beacon-configd COMPONENT beacon-configd)
 endif()

@@ -15,9 +15,11 @@ FILES = {
         /etc/default/beacond /etc/init.d/beacond /usr/bin/beacond /usr/lib/beacond/supervise
         /usr/lib/sysctl.d/00-beacond.conf
         /usr/lib/systemd/system/beacond.service /usr/lib/sysusers.d/beacond.conf
-        /usr/lib/tmpfiles.d/beacond.conf /usr/share/doc/beacond/embedded.md
+        /usr/lib/tmpfiles.d/beacond.conf /usr/share/doc/beacond/SECURITY.md
+        /usr/share/doc/beacond/configuration-service.yaml /usr/share/doc/beacond/embedded.md
         /usr/share/doc/beacond/examples/10-net0.link.example /usr/share/doc/beacond/operations.md
-        /usr/share/doc/beacond/protocol.md /usr/share/doc/beacond/security.md
+        /usr/share/doc/beacond/performance.md /usr/share/doc/beacond/protocol.md
+        /usr/share/doc/beacond/security.md
         /usr/share/man/man5/browse.json.5.gz /usr/share/man/man8/beacond.8.gz""",
     "beacon-configd": """
         /etc/init.d/beacon-configd /usr/bin/beacon-configd /usr/lib/beacon-configd/supervise
@@ -127,6 +129,14 @@ def test_installs_exactly_these_files(package, name):
     if name == "beacond-web":
         wanted |= page_files(package(name))
     assert {file for file, _, _ in contents(package(name))} == wanted
+
+
+def test_the_links_between_the_documents_lead_to_files_of_the_package(unpacked):
+    folder = unpacked / "usr/share/doc/beacond"
+    links = {(file.name, link) for file in folder.glob("*.md")
+             for link in re.findall(r"\]\((?!https?:)([^)#]+)", file.read_text())}
+    assert ("operations.md", "SECURITY.md") in links
+    assert [link for link in links if not (folder / link[1]).is_file()] == []
 
 
 @pytest.mark.parametrize("name", NAMES)
