@@ -23,8 +23,9 @@ struct WatchPolicy
 {
     int firstDeliveryMs = 5000; // the wait for the first values, with all retries
     int silenceMs = 45000;      // the time-out: three heartbeats of the service are missing
-    int shortestPauseMs = 250;  // before a lost stream is opened again; doubled each
-    int longestPauseMs = 5000;  // time up to this
+    // The first and the longest pause before a lost stream is opened again.
+    int shortestPauseMs = 250;
+    int longestPauseMs = 5000;
 };
 
 // ReconnectPause calculates the pause before the next attempt to open a stream: the

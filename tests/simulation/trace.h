@@ -24,9 +24,10 @@ public:
         mUntil = until;
     }
 
-    // what is the event, a literal such as "sends".
+    // Notes an event. `what` is a literal that names it, such as "sends".
     void Note(Micros at, const char *what, std::uint32_t machine);
-    // peer is the other machine; kNoMachine for all machines or a stranger.
+    // The same for an event of a datagram. `peer` is the other machine; kNoMachine for all
+    // machines or a stranger.
     void Note(Micros at, const char *what, std::uint32_t machine, const Datagram &datagram,
               std::uint32_t peer);
 

@@ -10,12 +10,11 @@ LIST = 4 << 20        # the bound on the browse list, in bytes
 SPOOFED = 3 * NODES   # distinct devices in the flood
 BURST = 500           # datagrams that the receive buffer holds whatever their size
 
-
+# All addresses are in use. Datagrams for unused addresses fill the send buffer while the
+# kernel searches for them, and the answers to the tests' searches would be lost.
 ADDRESSES = [f"192.0.2.{number}" for number in range(100, 130)]
 
 
-# All addresses are in use. Datagrams for unused addresses fill the send buffer while the
-# kernel searches for them, and the answers to the tests' searches would be lost.
 def address(number):
     return ADDRESSES[number % len(ADDRESSES)]
 

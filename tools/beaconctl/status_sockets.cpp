@@ -144,7 +144,7 @@ Interface FindInterface(const std::string &name)
         interface.isUp = (flags & IFF_UP) != 0;
         interface.hasLink = (flags & IFF_RUNNING) != 0;
     }
-    // As the daemon finds them.
+    // Finds the addresses in the same way as the daemon.
     std::map<std::string, std::string> ipv4;
     std::map<std::string, std::string> ipv6;
     const VEXIPSocket socket;

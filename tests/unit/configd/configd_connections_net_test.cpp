@@ -114,14 +114,14 @@ TEST_F(ConfigConnections, EndsAConnectionThatDoesNotReadItsAnswer)
     }
     std::ofstream("/var/lib/beacon-configd/devices.json") << list << ']';
     Server server({1000ms, 10000ms}, "/var/lib/beacon-configd/devices.json");
-    Connection lazy(4096);
-    lazy.Send(RequestText("GET", "/api/v1/network/devices", ""));
+    Connection slow(4096);
+    slow.Send(RequestText("GET", "/api/v1/network/devices", ""));
     // Waits until the service's socket is closed: a client that does not read cannot see
     // the end.
     OnHost("for i in $(seq 100); do "
            "[ -n \"$(ss -Htn state established sport = :8080)\" ] || exit 0; sleep 0.1; done; "
            "exit 1");
-    EXPECT_LT(lazy.ReadUntil("").size(), list.size());
+    EXPECT_LT(slow.ReadUntil("").size(), list.size());
     OnHost("echo 4096 16384 4194304 >/proc/sys/net/ipv4/tcp_wmem");
 }
 

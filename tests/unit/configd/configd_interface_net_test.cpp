@@ -5,6 +5,7 @@
 
 #include <fstream>
 #include <gmock/gmock.h>
+#include <sstream>
 
 // The events for changes of the kernel's interface net0. far0 is the other end of its
 // cable (a veth pair).
@@ -43,16 +44,19 @@ protected:
     // The number of notifications that the kernel could not deliver to any socket.
     static int LostNotifications()
     {
+        constexpr int kColumnsBeforeDrops = 8;
         std::ifstream table("/proc/self/net/netlink");
         std::string line;
         std::getline(table, line); // the heading
         int sum = 0;
-        std::string skipped;
-        int drops = 0;
-        while (table >> skipped >> skipped >> skipped >> skipped >> skipped >> skipped >> skipped >>
-               skipped >> drops) {
+        while (std::getline(table, line)) {
+            std::istringstream row(line);
+            std::string skipped;
+            for (int i = 0; i < kColumnsBeforeDrops; ++i)
+                row >> skipped;
+            int drops = 0;
+            row >> drops;
             sum += drops;
-            std::getline(table, line);
         }
         return sum;
     }

@@ -203,8 +203,8 @@ TEST_F(ConfigWatch, SendsOnlyTheLatestValueToASlowWatcher)
 {
     OnHost("echo 4096 16384 65536 >/proc/sys/net/ipv4/tcp_wmem"); // small send buffers
     Service service({"--devices", "/var/lib/beacon-configd/devices.json"});
-    Stream lazy("?system=beacond&params=19", 4096);
-    EXPECT_EQ(lazy.Next(), "event: 19\ndata: []\n\n");
+    Stream slow("?system=beacond&params=19", 4096);
+    EXPECT_EQ(slow.Next(), "event: 19\ndata: []\n\n");
     const int changes = 40;
     std::string latest;
     for (int i = 0; i < changes; ++i) {
@@ -222,7 +222,7 @@ TEST_F(ConfigWatch, SendsOnlyTheLatestValueToASlowWatcher)
     int events = 0;
     std::string event;
     do {
-        event = lazy.Next();
+        event = slow.Next();
         ++events;
     } while (event != last && !event.empty());
     EXPECT_EQ(event, last);
@@ -236,7 +236,7 @@ TEST_F(ConfigWatch, EndsWithStreamsOpen)
     Stream read("?system=beacond&params=24");
     EXPECT_EQ(read.Next(), kFirstSystem);
     Stream unread("?system=beacond&params=24,19");
-    Stream lazy("?system=beacond&params=24,19", 4096);
+    Stream slow("?system=beacond&params=24,19", 4096);
     EXPECT_EQ(service.Stop(SIGTERM), 0);
     EXPECT_EQ(service.Child().Err(), "");
     EXPECT_EQ(read.Next(), "");

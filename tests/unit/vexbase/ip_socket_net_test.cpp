@@ -124,7 +124,7 @@ TEST(SocketOption, OfAClosedSocketCannotBeSet)
     EXPECT_LT(socket.SetSocketOption(IP_MULTICAST_TTL, 4), 0);
 }
 
-TEST(SocketOption, AndOtherOperationsOnAClosedSocketDoNothing)
+TEST(ClosedIPSocket, MayBeShutDownAndClosedAgain)
 {
     VEXIPSocket socket;
     socket.Shutdown(0);

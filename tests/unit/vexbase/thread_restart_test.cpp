@@ -53,7 +53,13 @@ TEST(VEXThreadRestart, StopWaitsOnlyForTheRunThatItStopped)
     HeldBody second;
     std::atomic<int> runs{0};
     VEXThread thread;
-    thread.Attach([&] { ++runs == 1 ? first() : second(); });
+    thread.Attach([&] {
+        if (++runs == 1) {
+            first();
+        } else {
+            second();
+        }
+    });
     ASSERT_EQ(thread.Start(), 0);
     ASSERT_EQ(first.running.WaitForSignal(kGenerousMs), 0);
     auto stopped = std::async(std::launch::async, [&] { return thread.Stop(vexbase::kInfinite); });
