@@ -17,10 +17,15 @@ constexpr timeval kLongest{1, 500000};
 
 // Used by the signal handlers:
 sem_t gSignal;
+int gEvent = -1; // Leaving::mEvent
 Leaving::LastAct gLastAct = nullptr;
 
+// Stops the event loop before the duty begins: when a whole system shuts down, avahi-daemon
+// often ends at the same moment, and the event loop would end the process for this reason
+// before the goodbyes are sent.
 void Wake(int /*signal*/)
 {
+    static_cast<void>(eventfd_write(gEvent, 1));
     sem_post(&gSignal);
 }
 
@@ -64,6 +69,7 @@ Leaving::Leaving(LastAct lastAct)
         QCoreApplication::quit();
     });
     gLastAct = lastAct;
+    gEvent = mEvent;
     sem_init(&gSignal, 0, 0);
     mThread.Attach([this] { Run(); });
     if (mThread.Start() == vexbase::kSuccess) {
@@ -103,9 +109,6 @@ Leaving::Duty Leaving::TakeDuty()
     return std::exchange(mDuty, nullptr);
 }
 
-// The event loop is stopped before the duty begins: when a whole system shuts down,
-// avahi-daemon often ends at the same moment, and the event loop would end the process for
-// this reason before the goodbyes are sent.
 void Leaving::Run()
 {
     while (sem_wait(&gSignal) != 0) {
@@ -113,7 +116,6 @@ void Leaving::Run()
     }
     SetEndHandlers(SIG_DFL);
     EndAfterLongest();
-    static_cast<void>(eventfd_write(mEvent, 1));
     if (const Duty duty = TakeDuty()) {
         duty();
     }

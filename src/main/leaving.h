@@ -9,7 +9,8 @@
 namespace beacond {
 
 // Leaving ends the process in good order at SIGTERM or SIGINT. The signal handler only
-// wakes a thread. This thread calls the duty, and the event loop ends after it. The event
+// wakes a thread and the event loop. The thread calls the duty; the event loop waits for its
+// end, and ends. The event
 // loop does not call the duty itself, because the main thread may be blocked for many
 // seconds: by a configuration service or an avahi-daemon that does not answer, or by a
 // system that does not report its addresses.

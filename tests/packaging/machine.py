@@ -88,11 +88,13 @@ class Machine(Node):
 
     def paste(self, commands, folder="/", timeout=120):
         """Runs the lines of `commands` in one shell, which reads them one by one like lines
-        pasted into a terminal. A line that fails is an error."""
+        pasted into a terminal. A line that fails is an error. A question would take the next
+        line as its answer."""
         with tempfile.TemporaryFile("w+") as text:
             text.write(f"cd {folder}\n{commands}")
             text.seek(0)
-            return self.run("bash", "-e", stdin=text, timeout=timeout).stdout
+            return self.run("env", "--unset=DEBIAN_FRONTEND", "bash", "-e", stdin=text,
+                            timeout=timeout).stdout
 
     def _dependencies(self):
         files = self.run("sh", "-c", "ls /mnt/*.deb").stdout.split()

@@ -213,6 +213,20 @@ def test_an_upgrade_keeps_settings_and_state_and_restarts(installed, installing,
     web_folders.assert_the_web_server_reads(installed)
 
 
+def test_a_downgrade_and_the_next_upgrade_keep_settings_and_state(installed, installing, version):
+    state = installed.read("/var/lib/beacon-configd/system.json")
+    for arguments, number in ((["--allow-downgrades", *installing(OLDER)], OLDER),
+                              (installing(), version)):
+        installed.apt_get(*arguments)
+        for name in NAMES:
+            assert installed.installed(name) == f"installed {number}"
+        for name in DAEMONS:
+            assert init(installed, name, "status").returncode == 0
+        assert installed.read("/etc/default/beacond") == "PRODUCT_ID=corvia12\n"
+        assert installed.read("/var/lib/beacon-configd/system.json") == state
+    wait_for_list(installed)
+
+
 def test_starting_creates_missing_folders(installed):
     assert init(installed, "beacond", "stop").returncode == 0
     installed.run("rm", "-r", "/var/www/html")

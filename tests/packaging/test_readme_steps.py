@@ -40,7 +40,6 @@ INSTALL = block("README.md", "apt install -y ./build/packages/*.deb")
 def built(packages):
     """The folder of the packages that the commands of step 3 build."""
     # The stage has built build/release with the first command, so it finds nothing to do.
-    subprocess.run(["rm", "-rf", "build/packages"], cwd=TOP, check=True)
     subprocess.run(["bash", "-ec", BUILD], cwd=TOP, check=True, stdout=subprocess.DEVNULL)
     return TOP / "build/packages"
 

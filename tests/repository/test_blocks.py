@@ -32,7 +32,7 @@ def requested(document):
 def untested(text, beginnings):
     """The blocks that no test requests and that no text before them calls an example."""
     return [block for before, block in documented.blocks(text)
-            if not block.startswith(beginnings) and not re.search(r"\bexample\b", before, re.I)]
+            if not block.startswith(beginnings) and not re.search(r"\bAn example\b[^.]*:$", before)]
 
 
 @pytest.mark.parametrize("document", DOCUMENTS)
@@ -67,7 +67,9 @@ three
 
 four
 ```
-An example in another paragraph.
+An example in another paragraph:
+
+Not an example, but 10-net0.link.example:
 
 ```
 five
@@ -78,9 +80,9 @@ five
 def test_a_block_without_a_test_is_found():
     beginnings = tuple(beginning for _, beginning in requests(SOURCE))
     assert beginnings == ("apt install",)
-    assert untested(TEXT, beginnings) == ["echo two\n", "three\n\nfour\n"]
+    assert untested(TEXT, beginnings) == ["echo two\n", "three\n\nfour\n", "five\n"]
     assert untested(TEXT, ("echo",)) == ["apt install one\n# and then\n\nbeaconctl nodes\n",
-                                         "three\n\nfour\n"]
+                                         "three\n\nfour\n", "five\n"]
 
 
 def test_a_test_cannot_request_a_block_that_is_not_there_or_not_the_only_one():

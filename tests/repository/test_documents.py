@@ -52,3 +52,20 @@ def test_the_licence_is_that_of_the_packages():
                                     re.M).groups()
     assert (TOP / "LICENSE").read_text(encoding="utf-8") == \
         f"{name}\n\nCopyright {holder}\n\nLicense: {kind}\n{terms}\n"
+
+
+NAMED_TEST = re.compile(r"`(test_\w+|[A-Z]\w*\.[A-Z]\w*)`")
+DEFINED_TEST = re.compile(r"^def (test_\w+)|^TEST(?:_[FP])?\((\w+),\s*(\w+)\)", re.M)
+
+
+def defined_tests():
+    for path in (TOP / "tests").rglob("*test*.*"):
+        if path.suffix in (".py", ".cpp"):
+            for name, suite, case in DEFINED_TEST.findall(path.read_text(encoding="utf-8")):
+                yield name or f"{suite}.{case}"
+
+
+def test_each_test_that_the_changelog_names_exists():
+    named = set(NAMED_TEST.findall((TOP / "CHANGELOG.md").read_text(encoding="utf-8")))
+    assert len(named) > 100
+    assert named - set(defined_tests()) == set()

@@ -10,7 +10,7 @@ from pathlib import Path
 
 TOP = Path(__file__).resolve().parents[2]
 # Between fences, or indented by four or more spaces after an empty line.
-BLOCK = re.compile(r"^```\w*\n(?P<fenced>(?:.*\n)*?)```$|(?<=\n\n)(?P<indented>(?: {4}.*\n|\n(?= {4}))+)",
+BLOCK = re.compile(r"^```[^\n]*\n(?P<fenced>(?:.*\n)*?)```$|(?<=\n\n)(?P<indented>(?: {4}.*\n|\n(?= {4}))+)",
                    re.M)
 
 
