@@ -1,6 +1,7 @@
 #include "main/leaving.h"
 
 #include <QCoreApplication>
+#include <cerrno>
 #include <csignal>
 #include <semaphore.h>
 #include <sys/eventfd.h>
@@ -25,8 +26,10 @@ Leaving::LastAct gLastAct = nullptr;
 // before the goodbyes are sent.
 void Wake(int /*signal*/)
 {
+    const int interrupted = errno; // of the code that the signal interrupts
     static_cast<void>(eventfd_write(gEvent, 1));
     sem_post(&gSignal);
+    errno = interrupted;
 }
 
 void EndNow(int /*signal*/)

@@ -9,11 +9,10 @@
 namespace beacond {
 
 // Leaving ends the process in good order at SIGTERM or SIGINT. The signal handler only
-// wakes a thread and the event loop. The thread calls the duty; the event loop waits for its
-// end, and ends. The event
-// loop does not call the duty itself, because the main thread may be blocked for many
-// seconds: by a configuration service or an avahi-daemon that does not answer, or by a
-// system that does not report its addresses.
+// wakes a thread and the event loop. The thread calls the duty; the event loop waits for the
+// end of the duty, and ends. The event loop does not call the duty itself, because the main
+// thread may be blocked for many seconds: by a configuration service or an avahi-daemon that
+// does not answer, or by a system that does not report its addresses.
 //
 // The process ends 1.5 s after the signal in any case, with status 0. A second signal has
 // its default action and ends the process at once; one that arrives before the thread is
