@@ -119,12 +119,10 @@ Folder FindLists()
 BrowseList FindBrowseList(const std::optional<Listing> &known)
 {
     BrowseList list;
-    struct stat state
-    {
-    };
-    if (stat(kListFile, &state) == 0) {
-        list.size = static_cast<std::uint64_t>(state.st_size);
-        list.written = state.st_mtime;
+    struct statx state = {};
+    if (statx(AT_FDCWD, kListFile, 0, STATX_BASIC_STATS, &state) == 0) {
+        list.size = state.stx_size;
+        list.written = static_cast<std::time_t>(state.stx_mtime.tv_sec);
     } else {
         list.isMissing = errno == ENOENT;
     }

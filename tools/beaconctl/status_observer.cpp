@@ -16,7 +16,7 @@ using Clock = std::chrono::steady_clock;
 constexpr const char *kInterface = "net0";
 // A registry pass comes within 5.75 s, and a list within 5.5 s after the one before.
 constexpr std::chrono::seconds kSettlingTime{15};
-// A daemon that starts or takes another name does not answer for usually less than a second.
+// A daemon that starts or takes another name usually answers within a second.
 constexpr std::chrono::seconds kOpeningTime{3};
 constexpr std::chrono::milliseconds kPause{500};
 
