@@ -1,8 +1,10 @@
 #include "main/leaving.h"
 
 #include <QCoreApplication>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <semaphore.h>
 #include <sys/eventfd.h>
 #include <sys/time.h>
@@ -20,13 +22,16 @@ constexpr timeval kLongest{1, 500000};
 sem_t gSignal;
 int gEvent = -1; // Leaving::mEvent
 Leaving::LastAct gLastAct = nullptr;
+std::atomic<bool> gSignalled{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "signal handlers use it");
 
 // Stops the event loop before the duty begins: when a whole system shuts down, avahi-daemon
 // often ends at the same moment, and the event loop would end the process for this reason
-// before the goodbyes are sent.
+// before the goodbyes are sent. If the loop notices both in one turn, FinishAtExit() waits.
 void Wake(int /*signal*/)
 {
     const int interrupted = errno; // of the code that the signal interrupts
+    gSignalled = true;
     static_cast<void>(eventfd_write(gEvent, 1));
     sem_post(&gSignal);
     errno = interrupted;
@@ -62,6 +67,8 @@ void EndAfterLongest()
 
 } // namespace
 
+Leaving *Leaving::mInstance = nullptr;
+
 // The event loop is woken through a descriptor, not by a posted event: its memory would
 // pass between threads under locks of Qt that the thread sanitizer cannot see.
 Leaving::Leaving(LastAct lastAct)
@@ -74,6 +81,8 @@ Leaving::Leaving(LastAct lastAct)
     gLastAct = lastAct;
     gEvent = mEvent;
     sem_init(&gSignal, 0, 0);
+    mInstance = this;
+    static_cast<void>(std::atexit(FinishAtExit)); // Without it, such an exit is not in order.
     mThread.Attach([this] { Run(); });
     if (mThread.Start() == vexbase::kSuccess) {
         SetEndHandlers(Wake);
@@ -85,6 +94,15 @@ Leaving::~Leaving()
     sem_post(&gSignal);
     AwaitDuty();
     close(mEvent);
+    mInstance = nullptr;
+}
+
+void Leaving::FinishAtExit()
+{
+    if (mInstance != nullptr && gSignalled) {
+        mInstance->AwaitDuty();
+        _exit(0);
+    }
 }
 
 void Leaving::AwaitDuty()

@@ -16,7 +16,8 @@ namespace beacond {
 //
 // The process ends 1.5 s after the signal in any case, with status 0. A second signal has
 // its default action and ends the process at once; one that arrives before the thread is
-// awake counts as the first.
+// awake counts as the first. If the main thread calls std::exit after the signal, because
+// avahi-daemon has ended too, the process still waits for the duty and ends with status 0.
 //
 // There is one instance in the process, created and destroyed on the main thread.
 class Leaving
@@ -43,9 +44,12 @@ public:
     void SetDuty(Duty duty);
 
 private:
+    static void FinishAtExit();
     void Run();
     void AwaitDuty();
     [[nodiscard]] Duty TakeDuty();
+
+    static Leaving *mInstance;
 
     const int mEvent; // an eventfd; writing to it makes the event loop wait and end
     QSocketNotifier mNotifier;

@@ -7,6 +7,7 @@
 #include <QTimer>
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
@@ -145,6 +146,33 @@ TEST(Leaving, CallsTheDutyOnceIfTheSignalArrivesBeforeTheDutyIsSet)
     });
     EXPECT_EQ(daemon.WaitForEnd(), 0);
     EXPECT_EQ(daemon.Out(), "duty\nleft\n");
+}
+
+TEST(Leaving, WaitsForTheDutyIfTheMainThreadExitsAfterTheSignal)
+{
+    LiveChild daemon([] {
+        const test::Application application;
+        Leaving leaving([] { Say("last act\n"); });
+        leaving.SetDuty([] { Say("duty\n"); });
+        kill(getpid(), SIGTERM);
+        std::exit(1); // NOLINT(concurrency-mt-unsafe): no other thread calls exit
+        return 2;
+    });
+    EXPECT_EQ(daemon.WaitForEnd(), 0);
+    EXPECT_EQ(daemon.Out(), "duty\n");
+}
+
+TEST(Leaving, ChangesNoExitWithoutASignal)
+{
+    LiveChild daemon([] {
+        const test::Application application;
+        Leaving leaving([] { Say("last act\n"); });
+        leaving.SetDuty([] { Say("duty\n"); });
+        std::exit(1); // NOLINT(concurrency-mt-unsafe): no other thread calls exit
+        return 2;
+    });
+    EXPECT_EQ(daemon.WaitForEnd(), 1);
+    EXPECT_EQ(daemon.Out(), "");
 }
 
 TEST(Leaving, CallsTheDutyInItsDestructorIfThereWasNoSignal)
