@@ -2,6 +2,7 @@
 
 import subprocess
 import tempfile
+from contextlib import contextmanager
 from pathlib import Path
 
 from lab import Device, DeviceSpec, wait_until
@@ -118,6 +119,17 @@ class Machine(Node):
                                       "--mount-proc", "sh", "-c", BUSYBOX_INIT])
         self.pid = wait_until(lambda: child_called("busybox", program.pid), 20,
                               f"{self.name}: init", program.explain)
+
+    @contextmanager
+    def limit_of_receive_buffers(self, limit):
+        """Inside this block a file, which is returned, is in the place of the system's limit."""
+        file = self.path("/run/limit")
+        file.write_text(f"{limit}\n")
+        self.run("mount", "--bind", "/run/limit", "/proc/sys/net/core/rmem_max")
+        try:
+            yield file
+        finally:
+            self.run("umount", "/proc/sys/net/core/rmem_max")
 
     def installed(self, name):
         return self.run("dpkg-query", "-W", "-f", "${db:Status-Status} ${Version}", name).stdout

@@ -184,6 +184,13 @@ def test_stopping_and_crashing_leave_no_browse_list(installed):
     assert init(installed, "beacond", "start").returncode == 0
 
 
+@pytest.mark.parametrize("old, new", [(212992, 4608000), (16777216, 16777216)])
+def test_starting_raises_a_lower_limit_of_receive_buffers(installed, old, new):
+    with installed.limit_of_receive_buffers(old) as limit:
+        assert init(installed, "beacond", "restart").returncode == 0
+        assert limit.read_text() == f"{new}\n"
+
+
 def test_an_upgrade_keeps_settings_and_state_and_restarts(installed, installing, version, wire):
     settings = "PRODUCT_ID=corvia12\n"
     installed.path("/etc/default/beacond").write_text(settings)

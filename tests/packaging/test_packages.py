@@ -12,8 +12,8 @@ NAMES = ["beacond", "beacon-configd", "beaconctl", "beacond-web"]
 
 FILES = {
     "beacond": """
-        /etc/default/beacond /etc/init.d/beacond /usr/bin/beacond /usr/lib/beacond/supervise
-        /usr/lib/sysctl.d/00-beacond.conf
+        /etc/default/beacond /etc/init.d/beacond /usr/bin/beacond
+        /usr/lib/beacond/raise-buffer-limit /usr/lib/beacond/supervise
         /usr/lib/systemd/system/beacond.service /usr/lib/sysusers.d/beacond.conf
         /usr/lib/tmpfiles.d/beacond.conf /usr/share/doc/beacond/SECURITY.md
         /usr/share/doc/beacond/configuration-service.yaml /usr/share/doc/beacond/embedded.md
@@ -142,7 +142,7 @@ def test_the_links_between_the_documents_lead_to_files_of_the_package(unpacked):
 @pytest.mark.parametrize("name", NAMES)
 def test_files_belong_to_root_and_only_programs_are_executable(package, name):
     for file, mode, owner in contents(package(name)):
-        program = file.startswith(("/usr/bin/", "/etc/init.d/")) or file.endswith("/supervise")
+        program = re.match(r"/usr/bin/|/etc/init\.d/|/usr/lib/beacon[^/]*/", file) is not None
         assert (file, mode, owner) == (file, "-rwxr-xr-x" if program else "-rw-r--r--", "root/root")
 
 

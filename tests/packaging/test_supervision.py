@@ -26,8 +26,8 @@ BACK = 30  # seconds
 def inittab(ours):
     """The lines for /etc/inittab in docs/embedded.md, all or without those of our daemons."""
     lines = block("docs/embedded.md", "::sysinit:").splitlines(keepends=True)
-    assert len(lines) == 6
-    return "".join(line for line in lines if ours or "supervise" not in line)
+    assert len(lines) == 7
+    return "".join(line for line in lines if ours or "/usr/lib/beacon" not in line)
 
 
 def main_process(machine, name):

@@ -162,15 +162,6 @@ def bound_ports(machine, process):
                 yield f"ipv4:{protocol}{int(fields[1].split(':')[1], 16)}"
 
 
-def test_the_limit_of_the_receive_buffer_in_another_file_wins(booted):
-    other = booted.path("/etc/sysctl.d/10-other.conf")
-    other.write_text("net.core.rmem_max = 16777216\n")
-    # The status is 1: Debian's link to /etc/sysctl.conf leads to no file on this machine.
-    read = booted.run("/usr/lib/systemd/systemd-sysctl", "--cat-config", check=False).stdout
-    other.unlink()
-    assert re.findall(r"^net\.core\.rmem_max = (\d+)$", read, re.M) == ["4608000", "16777216"]
-
-
 @pytest.mark.parametrize("unit", UNITS)
 def test_may_bind_only_the_ports_that_it_uses(booted, unit):
     # Debian 12's systemd reads the setting, but cannot enforce it.
@@ -214,6 +205,26 @@ def test_stopping_and_crashing_leave_no_browse_list(booted):
     booted.run("systemctl", "daemon-reload")
     booted.run("systemctl", "start", "beacond.service")
     wait_for_list(booted)
+
+
+@pytest.mark.parametrize("old, new", [(212992, 4608000), (16777216, 16777216)])
+def test_starting_raises_a_lower_limit_of_receive_buffers(booted, old, new):
+    with booted.limit_of_receive_buffers(old) as limit:
+        booted.run("systemctl", "restart", "beacond.service")
+        assert limit.read_text() == f"{new}\n"
+
+
+def test_the_documented_edit_keeps_a_lower_limit_of_receive_buffers(booted):
+    edit = booted.path("/etc/systemd/system/beacond.service.d/override.conf")
+    edit.parent.mkdir()
+    edit.write_text("[Service]\nExecStartPre=\n")
+    booted.run("systemctl", "daemon-reload")
+    with booted.limit_of_receive_buffers(212992) as limit:
+        booted.run("systemctl", "restart", "beacond.service")
+        assert limit.read_text() == "212992\n"
+    edit.unlink()
+    edit.parent.rmdir()
+    booted.run("systemctl", "daemon-reload")
 
 
 def test_an_upgrade_keeps_settings_and_state_and_restarts(booted, installing, version, wire):

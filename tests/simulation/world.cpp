@@ -13,7 +13,7 @@ namespace simulation {
 namespace {
 
 // The kernel grants an unprivileged process twice net.core.rmem_max. With the kernel's
-// default, and with the package's sysctl file:
+// default, and with the limit that the package sets:
 constexpr std::size_t kUsualBuffer = 2 * 212'992;
 constexpr std::size_t kLargeBuffer = 2 * 4'608'000;
 
