@@ -1,10 +1,10 @@
 #include "main/leaving.h"
 
 #include <QCoreApplication>
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <poll.h>
 #include <semaphore.h>
 #include <sys/eventfd.h>
 #include <sys/time.h>
@@ -22,8 +22,6 @@ constexpr timeval kLongest{1, 500000};
 sem_t gSignal;
 int gEvent = -1; // Leaving::mEvent
 Leaving::LastAct gLastAct = nullptr;
-std::atomic<bool> gSignalled{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "signal handlers use it");
 
 // Stops the event loop before the duty begins: when a whole system shuts down, avahi-daemon
 // often ends at the same moment, and the event loop would end the process for this reason
@@ -31,10 +29,15 @@ static_assert(std::atomic<bool>::is_always_lock_free, "signal handlers use it");
 void Wake(int /*signal*/)
 {
     const int interrupted = errno; // of the code that the signal interrupts
-    gSignalled = true;
     static_cast<void>(eventfd_write(gEvent, 1));
     sem_post(&gSignal);
     errno = interrupted;
+}
+
+bool Signalled()
+{
+    pollfd event{gEvent, POLLIN, 0};
+    return poll(&event, 1, 0) == 1;
 }
 
 void EndNow(int /*signal*/)
@@ -99,7 +102,7 @@ Leaving::~Leaving()
 
 void Leaving::FinishAtExit()
 {
-    if (mInstance != nullptr && gSignalled) {
+    if (mInstance != nullptr && Signalled()) {
         mInstance->AwaitDuty();
         _exit(0);
     }
