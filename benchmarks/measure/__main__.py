@@ -33,6 +33,7 @@ class Bench:
         self.device = lab.add_device("studio-a", product="corvia12")
         self.wire = lab.add_peer("witness").capture()
         self.beacond = self._start_daemon()
+        self.heap = footprint.heap(self.beacond.pid)
         self.bare = self._peer_program("bare", f"{programs}/bench-bare_receiver")
         self.echo = self._peer_program("echo", f"{programs}/bench-echo_server")
         self.minissdpd = self._start_minissdpd()
@@ -161,6 +162,13 @@ class Bench:
                 self.table.add(what, rest.rates[thread], "0", 0)
         self.table.add(f"idle with {peers} peers: bytes written", float(rest.written), "0", 0)
 
+    def measure_growth_of_heap(self):
+        self.table.add("memory after 4000 peers: resident MiB",
+                       footprint.memory(self.beacond.pid)["Rss"] / 1024)
+        self.table.add("private memory of a known peer, KiB",
+                       (footprint.heap(self.beacond.pid) - self.heap) / 4000 / 1024,
+                       "at most 1.5", 1.5)
+
     def measure_sizes(self):
         memory = footprint.memory(self.beacond.pid)
         self.table.add("memory with 100 peers: resident MiB", memory["Rss"] / 1024, "under 24", 24)
@@ -218,8 +226,7 @@ def main():
         bench.measure_losses()
         bench.measure_answers()
         bench.measure_answers_under_churn()
-        bench.table.add("memory after 4000 peers: resident MiB",
-                        footprint.memory(bench.beacond.pid)["Rss"] / 1024)
+        bench.measure_growth_of_heap()
     add_growth(bench.table, programs)
     missed = bench.table.missed()
     if missed:

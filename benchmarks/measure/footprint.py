@@ -10,6 +10,7 @@ OWNERS = {"beacond": "beacond's code and data", "libQt5": "Qt", "libicu": "Qt", 
           "libglib": "Qt", "libdouble": "Qt", "libzstd": "Qt", "libz.": "Qt",
           "libavahi": "Avahi", "libdbus": "Avahi", "libsystemd": "Avahi", "[heap]": "heap",
           "[stack]": "stacks"}
+ANONYMOUS = "anonymous (stacks of threads)"
 
 
 def owner(path):
@@ -17,7 +18,7 @@ def owner(path):
     for start, group in OWNERS.items():
         if name.startswith(start):
             return group
-    return "C and C++ libraries" if ".so" in name else "anonymous (stacks of threads, heap arenas)"
+    return "C and C++ libraries" if ".so" in name else ANONYMOUS
 
 
 def memory(pid):
@@ -39,6 +40,12 @@ def by_owner(pid):
         elif words[0] in ("Private_Clean:", "Private_Dirty:"):
             group[1] += int(words[1])
     return totals
+
+
+def heap(pid):
+    """Private bytes that are no part of a file: of the heap, and of the stacks."""
+    owners = by_owner(pid)
+    return 1024 * sum(owners.get(group, [0, 0])[1] for group in ["heap", ANONYMOUS, "stacks"])
 
 
 def stripped_size(program, scratch, strip="strip"):

@@ -3,6 +3,7 @@
 #include "formats/browse_document.h"
 #include "ssdp/vex_ssdp.h"
 #include "vexbase/vex_file_io.h"
+#include "vexbase/vex_memory.h"
 #include "vexbase/vex_output.h"
 
 #include <cerrno>
@@ -73,7 +74,7 @@ void VEXBrowser::EndCycle(bool &pending)
     }
 }
 
-// Frees the list and the text at the end, because they may have megabytes.
+// Returns the memory of the list and the text at the end, because they may have megabytes.
 void VEXBrowser::WriteBrowserInfo()
 {
     mJSONText = formats::ComposeBrowseDocument(mBrowseList);
@@ -81,7 +82,9 @@ void VEXBrowser::WriteBrowserInfo()
     if (WriteJSONFile(kScratchFile)) {
         static_cast<void>(std::rename(kScratchFile, kBrowseFile));
     }
-    mJSONText = std::string();
+    mJSONText.clear();
+    mJSONText.shrink_to_fit();
+    vexbase::ReturnFreeMemory();
 }
 
 // Returns true if the file could be opened. A write that fails, for instance on a full

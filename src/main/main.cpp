@@ -3,6 +3,7 @@
 #include "main/leaving.h"
 #include "mdns/mdns.h"
 #include "pubsub/vex_pubsub.h"
+#include "vexbase/vex_memory.h"
 #include "vexbase/vex_output.h"
 
 #include <QCoreApplication>
@@ -20,6 +21,7 @@ void WriteQtMessage(QtMsgType type, const QMessageLogContext &context, const QSt
 
 int main(int argc, char **argv)
 {
+    vexbase::ShareOneHeap();
     qInstallMessageHandler(WriteQtMessage);
     beacond::OwnDescriptors descriptors;
     const QCoreApplication application(argc, argv);
