@@ -24,7 +24,9 @@ struct NTSHeader
     std::string_view nt;
     std::string_view usn;
     std::string_view location;
-    in_addr sender{}; // set by the receiver of the datagram
+    // Set by the receiver of the datagram:
+    in_addr sender{};
+    std::uint64_t fingerprint = 0; // of the whole datagram; 0: none
 };
 
 // The NTS value of a NOTIFY.
