@@ -10,7 +10,7 @@ namespace vexbase {
 inline void ShareOneHeap()
 {
 #ifdef __GLIBC__
-    mallopt(M_ARENA_MAX, 1);
+    mallopt(M_ARENA_MAX, 1); // NOLINT(concurrency-mt-unsafe): no other thread runs yet
 #endif
 }
 
