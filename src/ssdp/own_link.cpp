@@ -48,7 +48,7 @@ bool OwnLink::CanBePeer(const in_addr &address) const
         return false;
     }
     return std::none_of(mSubnets.begin(), mSubnets.end(), [host](const Subnet &own) {
-        return own.mask != 0 && ~own.mask > 1 && host == (own.address | ~own.mask);
+        return ~own.mask > 1 && host == (own.address | ~own.mask);
     });
 }
 

@@ -75,7 +75,7 @@ public:
             return false;
         }
         char address[INET_ADDRSTRLEN] = "";
-        inet_ntop(AF_INET, &peer.sin_addr, address, sizeof address);
+        inet_ntop(peer.sin_family, &peer.sin_addr, address, sizeof address);
         NoteSent(std::string(address) + ":" + std::to_string(ntohs(peer.sin_port)), datagram);
         return true;
     }

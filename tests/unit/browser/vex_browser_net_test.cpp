@@ -284,6 +284,19 @@ TEST_F(Browser, ReportsAFolderThatIsReadOnlyAndKeepsThePublishedList)
     ASSERT_EQ(umount(kFolder), 0);
 }
 
+TEST_F(Browser, PublishesNoScratchFileThatItCouldNotOpen)
+{
+    StartWithAWrite();
+    ASSERT_EQ(symlink("__browse.json", "/var/www/discovery/__browse.json"), 0);
+    const test::Output output = test::Capture([&] {
+        mEngine.Change(List("b"));
+        mEngine.TimeOut(10);
+    });
+    EXPECT_EQ(output.err,
+              "WriteJSONFileCould not open \"/var/www/discovery/__browse.json\" (errno:40)\n");
+    EXPECT_EQ(Published(), Document("first"));
+}
+
 // The file is deliberately renamed in this case, too: the published list is then empty.
 TEST_F(Browser, ReportsAFullMediumAndPublishesTheWrittenPart)
 {

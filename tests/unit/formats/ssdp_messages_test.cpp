@@ -167,6 +167,13 @@ TEST(ReadSearchResponse, ReadsHeaderNamesInAnyCase)
     EXPECT_EQ(headers->server, "s");
 }
 
+TEST(ReadSearchResponse, TrimsSpacesAndTabsOnly)
+{
+    const auto headers = formats::ReadSearchResponse("HTTP/1.1 200 OK\r\nST: \t ~a b~ \t\r\n\r\n");
+    ASSERT_TRUE(headers);
+    EXPECT_EQ(headers->searchTarget, "~a b~");
+}
+
 TEST(ReadSearchResponse, RefusesOtherDatagrams)
 {
     EXPECT_FALSE(formats::ReadSearchResponse("NOTIFY * HTTP/1.1\r\n\r\n"));

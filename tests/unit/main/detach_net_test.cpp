@@ -172,6 +172,19 @@ void DetachFromMany()
 
 } // namespace
 
+TEST(ReadOptions, ReportsAnUnknownOptionAndTheKnownOne)
+{
+    std::array<std::string, 2> texts{"beacond", "-x"};
+    std::array<char *, 3> arguments{texts[0].data(), texts[1].data(), nullptr};
+    bool daemonize = true;
+    bool read = true;
+    const test::Output output =
+        test::Capture([&] { read = beacond::ReadOptions(2, arguments.data(), daemonize); });
+    EXPECT_FALSE(read);
+    EXPECT_EQ(output.out, "beacond: Unknown option \"?\"\nPossible options:\n"
+                          "  -d: debug (don't daemonize)\n");
+}
+
 TEST(Detach, EndsTheCallerWith0AndContinuesInANewSession)
 {
     const Outcome outcome = OutcomeOf([] {

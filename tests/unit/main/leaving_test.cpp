@@ -9,8 +9,11 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <sys/syscall.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -146,6 +149,23 @@ TEST(Leaving, CallsTheDutyOnceIfTheSignalArrivesBeforeTheDutyIsSet)
     });
     EXPECT_EQ(daemon.WaitForEnd(), 0);
     EXPECT_EQ(daemon.Out(), "duty\nleft\n");
+}
+
+TEST(Leaving, CallsADutyThatIsSetAfterTheThreadHasEnded)
+{
+    LiveChild daemon([] {
+        const test::Application application;
+        Leaving leaving([] { Say("last act\n"); });
+        kill(getpid(), SIGTERM);
+        while (std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}) > 1) {
+            std::this_thread::yield();
+        }
+        leaving.SetDuty([] { Say("duty\n"); });
+        Say("set\n");
+        return QCoreApplication::exec();
+    });
+    EXPECT_EQ(daemon.WaitForEnd(), 0);
+    EXPECT_EQ(daemon.Out(), "duty\nset\n");
 }
 
 TEST(Leaving, WaitsForTheDutyIfTheMainThreadExitsAfterTheSignal)

@@ -62,6 +62,13 @@ TEST(SerialNumber, IsTheDeviceTreesTextWithoutItsNul)
     EXPECT_EQ(serial.number, 123U);
 }
 
+TEST(SerialNumber, ItsNumberIsTheDigitsAtItsEnd)
+{
+    for (const char *text : {"1HE~123", "1HE 123", "1HE-123", "4/123", "5:0123"}) {
+        EXPECT_EQ(Stored(WithNul(text)).number, 123U) << text;
+    }
+}
+
 TEST(SerialNumber, NeedsNoNul)
 {
     EXPECT_EQ(Stored("1HE000123").formatted, "1HE000123");

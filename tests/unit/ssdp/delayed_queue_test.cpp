@@ -115,6 +115,19 @@ TEST_F(DelayedQueueTest, ClearDropsEverythingAndMakesRoom)
     EXPECT_THAT(Tick(0), ElementsAre("a", "b"));
 }
 
+TEST_F(DelayedQueueTest, ClearForgetsHowMuchAnAddressHolds)
+{
+    for (const char *message : {"a", "b", "c"}) {
+        Add(message, 0, kThird);
+    }
+    queue.Clear();
+    for (const char *message : {"d", "e", "f"}) {
+        Add(message, 0, kHolder);
+    }
+    Add("g", 0, kOther);
+    EXPECT_THAT(Tick(0), ElementsAre("d", "e", "g"));
+}
+
 TEST_F(DelayedQueueTest, DatagramOverTheBoundIsDroppedAndReportedOnce)
 {
     Add("a");

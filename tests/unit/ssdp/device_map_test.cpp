@@ -14,6 +14,20 @@ SSDPDeviceType Record(const std::string &usn, const std::string &hostName = {})
     return record;
 }
 
+TEST(UnconfirmedNodes, AreNoneAfterClear)
+{
+    formats::SSDPDeviceMap map;
+    ssdp::UnconfirmedNodes nodes;
+    const auto node = map.try_emplace("uuid:a").first;
+    nodes.Add(node);
+    EXPECT_EQ(nodes.Nodes(), std::list{node});
+    nodes.Clear();
+    EXPECT_TRUE(nodes.Nodes().empty());
+    nodes.Remove(node);
+    nodes.Add(node);
+    EXPECT_EQ(nodes.Nodes(), std::list{node});
+}
+
 TEST(IndexedDeviceMap, KeepsRecordsInByteWiseOrderOfTheirUSN)
 {
     ssdp::IndexedDeviceMap map;

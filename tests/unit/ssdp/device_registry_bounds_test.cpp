@@ -306,3 +306,15 @@ TEST_F(RegistryBounds, ByebyeMakesRoomAtOnce)
     EXPECT_EQ(environment.TakeFaults(), Calls{});
     EXPECT_NE(Node(USN(2)), nullptr);
 }
+
+TEST_F(RegistryBounds, RenamedServiceCountsWithItsLastNameOnly)
+{
+    for (char letter = 'a'; letter <= 'z'; ++letter) {
+        SSDPDeviceType service = Silent();
+        service.hostName.assign(ssdp::kMaxKnownBytes / 8, letter);
+        AddNow(service);
+        ASSERT_EQ(Node(service.usn)->hostName.front(), letter);
+    }
+    EXPECT_EQ(Enter(1), Calls{});
+    EXPECT_NE(Node(USN(1)), nullptr);
+}

@@ -165,6 +165,7 @@ TEST_F(RegistryProxy, GetsThreeRepeatsAgainWhenAddedWhileAnnounced)
     const std::int32_t countdown = Node(kUSN)->timerCountdown;
     EXPECT_EQ(AddNow(Silent()), Calls{});
     EXPECT_EQ(Node(kUSN)->repeatCount, 3);
+    EXPECT_EQ(Host(kUSN)->repeatCount, 3);
     EXPECT_EQ(Node(kUSN)->timerCountdown, countdown);
     EXPECT_FALSE(registry.Changed());
 }

@@ -88,6 +88,13 @@ TEST_F(OwnLinkTest, SubnetBroadcastAddressIsNoPeer)
     EXPECT_TRUE(CanBePeer("198.51.100.255"));
 }
 
+TEST_F(OwnLinkTest, SubnetOfAllAddressesHasNoBroadcastAddressOfItsOwn)
+{
+    mLink.AddInterface("198.51.100.8", "net1", AddressOf("0.0.0.0"));
+    EXPECT_TRUE(CanBePeer("198.51.100.255"));
+    EXPECT_TRUE(CanBePeer("223.255.255.255"));
+}
+
 TEST_F(OwnLinkTest, SubnetOfOneOrTwoAddressesHasNoBroadcastAddress)
 {
     mLink.AddInterface("198.51.100.8", "net1", AddressOf("255.255.255.254"));
