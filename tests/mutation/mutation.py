@@ -63,6 +63,17 @@ def run(command, seconds=None, **options):
             return -1, process.communicate()[0]
 
 
+def end_all_of(program):
+    """Ends the processes of a program that have left its process group: a fault in the code
+    that detaches the daemon may make one of them run for ever."""
+    for link in Path("/proc").glob("[0-9]*/exe"):
+        try:
+            if os.readlink(link) == str(program):
+                os.kill(int(link.parent.name), 9)
+        except (FileNotFoundError, ProcessLookupError, PermissionError):
+            pass  # it has ended meanwhile, or it is another user's
+
+
 def ninja(*arguments):
     return subprocess.run(["ninja", "-C", BUILD, *arguments], check=True, text=True,
                           stdout=subprocess.PIPE).stdout
@@ -150,6 +161,7 @@ class Trial:
         linked = self._link(program)
         status, _ = run(["prlimit", f"--as={MEMORY}", linked, "--gtest_fail_fast",
                          "--gtest_brief=1"], 10 + 5 * program.seconds, cwd=BUILD)
+        end_all_of(linked)
         linked.unlink()
         return status != 0
 
