@@ -8,7 +8,7 @@ import time
 
 from lab import Lab, wait_until
 
-from . import answering, footprint, idle, receiving
+from . import answering, footprint, idle, memory, receiving
 from .subject import Subject
 from .table import Table
 
@@ -33,7 +33,7 @@ class Bench:
         self.device = lab.add_device("studio-a", product="corvia12")
         self.wire = lab.add_peer("witness").capture()
         self.beacond = self._start_daemon()
-        self.heap = footprint.heap(self.beacond.pid)
+        self.heap = memory.private_bytes(self.beacond.pid)
         self.bare = self._peer_program("bare", f"{programs}/bench-bare_receiver")
         self.echo = self._peer_program("echo", f"{programs}/bench-echo_server")
         self.minissdpd = self._start_minissdpd()
@@ -164,17 +164,18 @@ class Bench:
 
     def measure_growth_of_heap(self):
         self.table.add("memory after 4000 peers: resident MiB",
-                       footprint.memory(self.beacond.pid)["Rss"] / 1024)
+                       memory.total(self.beacond.pid)["Rss"] / 1024)
         self.table.add("private memory of a known peer, KiB",
-                       (footprint.heap(self.beacond.pid) - self.heap) / 4000 / 1024,
+                       (memory.private_bytes(self.beacond.pid) - self.heap) / 4000 / 1024,
                        "at most 1.5", 1.5)
 
     def measure_sizes(self):
-        memory = footprint.memory(self.beacond.pid)
-        self.table.add("memory with 100 peers: resident MiB", memory["Rss"] / 1024, "under 24", 24)
-        for group, (shared, private) in sorted(footprint.by_owner(self.beacond.pid).items()):
+        self.table.add("memory with 100 peers: resident MiB",
+                       memory.total(self.beacond.pid)["Rss"] / 1024, "under 24", 24)
+        for group, kilobytes in sorted(memory.by_owner(self.beacond.pid).items()):
+            private = kilobytes["Private_Clean"] + kilobytes["Private_Dirty"]
             self.table.add(f"memory of {group}: proportional / private KiB",
-                           f"{shared} / {private}")
+                           f"{kilobytes['Pss']} / {private}")
         program = f"{self.programs}/beacond"
         with tempfile.TemporaryDirectory() as scratch:
             self.table.add("stripped program, KiB",
@@ -208,9 +209,9 @@ def add_growth(table, programs):
         table.add(f"{name}: ns for an entry of 10, 100, 1000, 4000",
                   ", ".join(f"{1000 * time:.0f}" for time in times))
         table.add(f"{name}: an entry of 4000 / of 100", times[3] / times[1], "at most 1.5", 1.5)
-    memory = runs["MemoryOfPeers/4000/iterations:1"]
+    peers = runs["MemoryOfPeers/4000/iterations:1"]
     table.add("memory of a known peer / (1.5 times its texts + 1 KiB)",
-              memory["taken"] / (1.5 * memory["texts"] + 1024), "at most 1", 1)
+              peers["taken"] / (1.5 * peers["texts"] + 1024), "at most 1", 1)
 
 
 def main():

@@ -1,51 +1,15 @@
-"""The daemon's memory by kind, and the sizes of its files."""
+"""The sizes of a program's files, and the instructions of its start."""
 
+import re
 import subprocess
 from pathlib import Path
 
 START_PAUSE = 0.5   # the specified pause before the first announcement, in seconds
 RECEIVE_BUFFER = 2000 * 2304    # bytes that the daemon requests, see ssdp_tunables.h
 
-OWNERS = {"beacond": "beacond's code and data", "libQt5": "Qt", "libicu": "Qt", "libpcre2": "Qt",
-          "libglib": "Qt", "libdouble": "Qt", "libzstd": "Qt", "libz.": "Qt",
-          "libavahi": "Avahi", "libdbus": "Avahi", "libsystemd": "Avahi", "[heap]": "heap",
-          "[stack]": "stacks"}
-ANONYMOUS = "anonymous (stacks of threads)"
 
-
-def owner(path):
-    name = path.rsplit("/", 1)[-1]
-    for start, group in OWNERS.items():
-        if name.startswith(start):
-            return group
-    return "C and C++ libraries" if ".so" in name else ANONYMOUS
-
-
-def memory(pid):
-    """Kilobytes by kind, summed over all mappings by the kernel."""
-    lines = Path(f"/proc/{pid}/smaps_rollup").read_text().splitlines()[1:]
-    return {line.split(":")[0]: int(line.split()[1]) for line in lines}
-
-
-def by_owner(pid):
-    """Proportional and private kilobytes of each owner's mappings."""
-    totals = {}
-    group = None
-    for line in Path(f"/proc/{pid}/smaps").read_text().splitlines():
-        words = line.split()
-        if "-" in words[0] and not words[0].endswith(":"):
-            group = totals.setdefault(owner(words[5] if len(words) > 5 else ""), [0, 0])
-        elif words[0] == "Pss:":
-            group[0] += int(words[1])
-        elif words[0] in ("Private_Clean:", "Private_Dirty:"):
-            group[1] += int(words[1])
-    return totals
-
-
-def heap(pid):
-    """Private bytes that are no part of a file: of the heap, and of the stacks."""
-    owners = by_owner(pid)
-    return 1024 * sum(owners.get(group, [0, 0])[1] for group in ["heap", ANONYMOUS, "stacks"])
+def output_of(*command):
+    return subprocess.run(command, check=True, text=True, stdout=subprocess.PIPE).stdout
 
 
 def stripped_size(program, scratch, strip="strip"):
@@ -55,8 +19,49 @@ def stripped_size(program, scratch, strip="strip"):
     return target.stat().st_size
 
 
+def _dynamic_entries(file, *kinds):
+    """The texts in brackets of the file's dynamic section."""
+    return [line.split("[")[1].rstrip("]") for line in output_of("readelf", "-d", file).splitlines()
+            if any(f"({kind})" in line for kind in kinds)]
+
+
 def needed_libraries(program):
     """The libraries that the program is linked with directly."""
-    output = subprocess.run(["readelf", "-d", program], check=True, text=True,
-                            stdout=subprocess.PIPE).stdout
-    return [line.split("[")[1].rstrip("]") for line in output.splitlines() if "(NEEDED)" in line]
+    return _dynamic_entries(program, "NEEDED")
+
+
+def _library_file(name, user, compiler):
+    """The file of the library `name` that the loader takes for `user`, a program or library: from
+    the folders that `user` names, or else from those that the compiler knows."""
+    for folder in ":".join(_dynamic_entries(user, "RUNPATH", "RPATH")).split(":"):
+        file = Path(folder.replace("$ORIGIN", str(Path(user).parent))) / name
+        if folder and file.exists():
+            return str(file)
+    return output_of(compiler, f"-print-file-name={name}").strip()
+
+
+def libraries(program, compiler="c++", leaf=None):
+    """The files of the libraries that a program needs, directly and indirectly, by name. Those
+    that the library `leaf` needs are not followed."""
+    found = {}
+    waiting = [str(program)]
+    while waiting:
+        user = waiting.pop()
+        for name in needed_libraries(user):
+            if name not in found:
+                found[name] = _library_file(name, user, compiler)
+                waiting += [found[name]] if name != leaf else []
+    return dict(sorted(found.items()))
+
+
+def start_instructions(program):
+    """The instructions that the daemon executes until it has read its options: those of loading
+    the program, and of the construction of its application object. Counted by valgrind, with an
+    option that does not exist."""
+    ended = subprocess.run(["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null",
+                            program, "-x"], env={"PATH": "/usr/bin"}, text=True,
+                           stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, check=False)
+    counted = re.search(r"Collected : (\d+)", ended.stderr)
+    if ended.returncode != 1 or not counted:
+        raise RuntimeError(f"valgrind {program} -x: status {ended.returncode}\n{ended.stderr}")
+    return int(counted[1])

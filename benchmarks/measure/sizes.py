@@ -2,64 +2,78 @@
 
 import argparse
 import os
-import subprocess
+import shutil
 import tempfile
+from contextlib import contextmanager
 from pathlib import Path
 
 from lab import Lab, wait_until
 
-from . import footprint
+from . import footprint, memory
 
 
-def output_of(*command):
-    return subprocess.run(command, check=True, text=True, stdout=subprocess.PIPE).stdout
-
-
-def show(what, number):
-    print(f"  {what:28}{number:>12}", flush=True)
-
-
-def libraries(program, compiler):
-    """The libraries that a program needs, directly and indirectly, sorted by name: pairs of a
-    name and the file that the compiler would use."""
-    found = {}
-    waiting = [program]
-    while waiting:
-        for name in footprint.needed_libraries(waiting.pop()):
-            if name not in found:
-                found[name] = output_of(compiler, f"-print-file-name={name}").strip()
-                waiting.append(found[name])
-    return sorted(found.items())
+def show(what, figure):
+    print(f"  {what:28}{figure:>12}", flush=True)
 
 
 def show_file(program, compiler, strip):
     """Bytes by section, without symbols, and of the libraries."""
-    sections = output_of("size", program).splitlines()[1].split()
+    sections = footprint.output_of("size", program).splitlines()[1].split()
     for what, size in zip(["text", "data", "bss"], sections):
         show(what, size)
     with tempfile.TemporaryDirectory() as scratch:
         show("file without symbols", footprint.stripped_size(program, scratch, strip))
     direct = footprint.needed_libraries(program)
-    total = 0
-    for name, path in libraries(program, compiler):
-        size = Path(path).stat().st_size
-        total += size
+    sizes = {name: Path(file).stat().st_size
+             for name, file in footprint.libraries(program, compiler).items()}
+    for name, size in sizes.items():
         show(name if name in direct else f"  {name}", size)
-    show("all libraries", total)
+    show("all libraries", sum(sizes.values()))
 
 
-def show_memory(folder):
-    """Resident, proportional and private KiB of a device's daemons at rest."""
+@contextmanager
+def idle_device(folder):
+    """A device at rest whose programs are those of `folder`. Yields the process ids of its
+    daemons by name, after a check that they use the libraries that are measured."""
+    os.sync()  # the pages of a file that is not written yet count as private and dirty
     with Lab(folder) as lab:
         device = lab.add_device(product="corvia12")
         device.start_beacond()
         wait_until(device.browse_list, 60, "the device in its own list", device.beacond.explain)
-        for name, program in [("beacond", device.beacond), ("beacon-configd", device.configd)]:
-            memory = footprint.memory(program.pid)
-            print(f"{name} running, KiB")
-            show("resident", memory["Rss"])
-            show("proportional", memory["Pss"])
-            show("private", memory["Private_Clean"] + memory["Private_Dirty"])
+        pids = {"beacond": device.beacond.pid, "beacon-configd": device.configd.pid}
+        for name, pid in pids.items():
+            memory.check_libraries(pid, footprint.libraries(Path(folder) / name).values())
+        yield pids
+
+
+def show_memory(name, pid):
+    """Resident, proportional and private KiB, and the files of /proc/PID/maps."""
+    total = memory.total(pid)
+    print(f"{name} running, KiB")
+    show("resident", total["Rss"])
+    show("proportional", total["Pss"])
+    show("private", total["Private_Clean"] + total["Private_Dirty"])
+    show("private and changed", total["Private_Dirty"])
+    print(f"{name} running, private and changed KiB of")
+    for owner, kilobytes in sorted(memory.by_owner(pid, name).items()):
+        show(owner, kilobytes["Private_Dirty"])
+    print(f"{name} running, libraries in use")
+    for path in memory.mapped_libraries(pid):
+        print(f"  {path}")
+
+
+def show_running(folder):
+    if shutil.which("valgrind"):
+        print("beacond starting")
+        show("instructions", footprint.start_instructions(f"{folder}/beacond"))
+    else:
+        print("The instructions of a start: counting them needs valgrind.")
+    if os.geteuid() != 0:
+        print("In memory: starting the daemons on a virtual device needs root.")
+        return
+    with idle_device(folder) as pids:
+        for name, pid in pids.items():
+            show_memory(name, pid)
 
 
 def main():
@@ -72,10 +86,8 @@ def main():
     for program in options.programs:
         print(f"{Path(program).name}, bytes")
         show_file(program, options.compiler, options.strip)
-    if options.run and os.geteuid() != 0:
-        print("In memory: starting the daemons on a virtual device needs root.")
-    elif options.run:
-        show_memory(options.run)
+    if options.run:
+        show_running(options.run)
 
 
 if __name__ == "__main__":

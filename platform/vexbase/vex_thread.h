@@ -11,7 +11,7 @@
 
 // VEXThread is a thread that can be started, asked to stop, and started again. Its body
 // is a function bound by Attach, or the hooks ThreadInit, ThreadLoop and ThreadFlush of a
-// derived class.
+// derived class. Its stack has 128 KiB.
 //
 // Any thread may call any operation, except Attach, which is called before Start. The
 // owner stops the thread before it destroys the object, and does not destroy it on the

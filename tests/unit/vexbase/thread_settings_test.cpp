@@ -16,6 +16,7 @@ constexpr unsigned int kGenerousMs = 60000;
 
 struct Settings
 {
+    std::size_t stackBytes = 0;
     int nice = 0;
     int policy = 0;
     int realTimePriority = 0;
@@ -29,6 +30,10 @@ Settings OfThisThread()
     sched_param parameter{};
     pthread_getschedparam(pthread_self(), &settings.policy, &parameter);
     settings.realTimePriority = parameter.sched_priority;
+    pthread_attr_t attributes;
+    pthread_getattr_np(pthread_self(), &attributes);
+    pthread_attr_getstacksize(&attributes, &settings.stackBytes);
+    pthread_attr_destroy(&attributes);
     std::array<char, 16> name{};
     pthread_getname_np(pthread_self(), name.data(), name.size());
     settings.name = name.data();
@@ -77,6 +82,17 @@ void AsOrdinaryUser(const std::function<void()> &code)
 }
 
 } // namespace
+
+TEST(VEXThreadStack, HasAbout128KiB)
+{
+    constexpr std::size_t kOwnBytes = 128U * 1024;
+    constexpr std::size_t kSanitizerBytes = 64U * 1024; // that the thread sanitizer adds
+    LookingThread thread;
+    ASSERT_EQ(thread.Start(), 0);
+    const std::size_t bytes = thread.Look().stackBytes;
+    EXPECT_GE(bytes, kOwnBytes / 2); // the guard page and the thread's own variables are in it
+    EXPECT_LE(bytes, kOwnBytes + kSanitizerBytes);
+}
 
 TEST(VEXThreadPriority, SetBeforeStartAppliesFromTheStart)
 {
