@@ -6,7 +6,7 @@ from pathlib import Path
 START_PAUSE = 0.5   # the specified pause before the first announcement, in seconds
 RECEIVE_BUFFER = 2000 * 2304    # bytes that the daemon requests, see ssdp_tunables.h
 
-OWNERS = {"beacond": "beacond's code and data", "libQt5": "Qt", "libicu": "Qt", "libpcre2": "Qt",
+OWNERS = {"beacond": "beacond's code and data", "libQt": "Qt", "libicu": "Qt", "libpcre2": "Qt",
           "libglib": "Qt", "libdouble": "Qt", "libzstd": "Qt", "libz.": "Qt",
           "libavahi": "Avahi", "libdbus": "Avahi", "libsystemd": "Avahi", "[heap]": "heap",
           "[stack]": "stacks"}

@@ -17,7 +17,7 @@ from lab import wait_until  # noqa: E402
 
 STAGES = ["format", "unit", "clang", "asan", "tsan", "fuzz", "simulate", "system", "package", "web",
           "arm64"]
-ONLY_NAMED = ["armhf", "s390x"]
+ONLY_NAMED = ["qt6", "armhf", "s390x"]
 
 
 @pytest.fixture
