@@ -66,7 +66,7 @@ def test_the_last_line_and_the_status_say_what_failed(tree, script, status, tota
 
 
 def test_without_arguments_all_stages_run_and_every_failure_is_counted(tree):
-    _, command = block("README.md", "./run ").splitlines()
+    _, command, _ = block("README.md", "./run ").splitlines()
     ended, output, _ = run(tree, "bash", "-c", command)
     lines = [line for line in output.partition("======== summary\n")[2].splitlines()
              if not line.startswith("    failed: ")]
@@ -74,6 +74,18 @@ def test_without_arguments_all_stages_run_and_every_failure_is_counted(tree):
     failed = [int(line.split()[-2]) for line in lines[:-2]]
     assert min(failed) >= 1
     assert (ended, lines[-1]) == (1, f"0 passed, {sum(failed)} failed")
+
+
+@pytest.mark.parametrize("failing, status", [("nothing", 0), ("all", 1), ("debian", 1)])
+def test_continuous_integration_runs_the_commands_of_the_readme(tree, failing, status):
+    (tree / ".ci").mkdir()
+    shutil.copy(TOP / ".ci/run", tree / ".ci/run")
+    stand_in(tree, f'''echo "./test $*" >>asked
+        case "${{*:-all}}" in *{failing}) exit 1 ;; esac''', "test")
+    assert run(tree, ".ci/run")[0] == status
+    _, *commands = block("README.md", "./run ").splitlines()
+    assert [line.split() for line in (tree / "asked").read_text(encoding="ascii").splitlines()] \
+        == [line.partition("#")[0].split() for line in commands]
 
 
 # Succeeds only if another script runs this, too, at the same time.
