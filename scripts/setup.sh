@@ -20,6 +20,15 @@ listed_packages() { # GROUP...
         /^[^#[]/ && wanted { print $1 }' "$(dirname "${BASH_SOURCE[0]}")/packages.txt"
 }
 
+# The code name of this machine's Debian.
+codename() (. /etc/os-release && echo "$VERSION_CODENAME")
+
+# The Debian mirror of this machine.
+debian_mirror() {
+    apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' \
+        "Codename: $(codename)" 'Component: main' | sed -n 1p
+}
+
 # Runs in a subshell, whose trap removes the temporary files however it ends.
 install_packages() ( # GROUP...
     missing=$(listed_packages "$@" | grep -vxF -f <(installed_packages)) || true

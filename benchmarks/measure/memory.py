@@ -5,11 +5,11 @@ import os
 import re
 from pathlib import Path
 
-OWNERS = {"libQt5": "Qt", "libicu": "Qt", "libpcre2": "Qt", "libglib": "Qt", "libdouble": "Qt",
+OWNERS = {"libQt": "Qt", "libicu": "Qt", "libpcre2": "Qt", "libglib": "Qt", "libdouble": "Qt",
           "libz.": "Qt", "libavahi": "Avahi and D-Bus", "libdbus": "Avahi and D-Bus",
           **dict.fromkeys(["libsystemd", "libcap", "libgcrypt", "libgpg", "liblz", "libzstd"],
                           "libsystemd and its libraries"),
-          "[heap]": "heap of the main thread", "[stack]": "stack of the main thread"}
+          "[heap]": "heap", "[stack]": "stack of the main thread"}
 ARENA_ALIGNMENT = 64 << 20  # of the C library's heap arenas, HEAP_MAX_SIZE in its sources
 
 

@@ -1,7 +1,6 @@
 #include "pubsub/config_map.h"
 
 #include <QList>
-#include <algorithm>
 
 namespace {
 
@@ -68,7 +67,7 @@ void ConfigMap::handleValueChanged(WSConfig::ParamId id, const QString &value)
         updateSystem(value);
     } else if (id == WSConfig::NetDeviceList) {
         const QList<OpenAPI::OAINetDevice> devices = m_wsConfig.makeDeviceList(value);
-        for (int slot = 0; slot < std::min(devices.size(), kSlots); ++slot) {
+        for (int slot = 0; slot < kSlots && slot < devices.size(); ++slot) {
             updateDevice(slot, devices[slot]);
         }
     }

@@ -17,7 +17,7 @@ from lab import wait_until  # noqa: E402
 
 STAGES = ["format", "unit", "clang", "asan", "tsan", "fuzz", "simulate", "system", "package", "web",
           "arm64"]
-ONLY_NAMED = ["armhf", "s390x", "qt-core"]
+ONLY_NAMED = ["qt6", "armhf", "s390x", "debian", "qt-core"]
 
 
 @pytest.fixture
@@ -76,6 +76,18 @@ def test_without_arguments_all_stages_run_and_every_failure_is_counted(tree):
     assert (ended, lines[-1]) == (1, f"0 passed, {sum(failed)} failed")
 
 
+@pytest.mark.parametrize("failing, status", [("nothing", 0), ("all", 1)])
+def test_continuous_integration_runs_the_commands_of_the_readme(tree, failing, status):
+    (tree / ".ci").mkdir()
+    shutil.copy(TOP / ".ci/run", tree / ".ci/run")
+    stand_in(tree, f'''echo "./test $*" >>asked
+        case "${{*:-all}}" in *{failing}) exit 1 ;; esac''', "test")
+    assert run(tree, ".ci/run")[0] == status
+    _, *commands = block("README.md", "./run ").splitlines()
+    assert [line.split() for line in (tree / "asked").read_text(encoding="ascii").splitlines()] \
+        == [line.partition("#")[0].split() for line in commands]
+
+
 # Succeeds only if another script runs this, too, at the same time.
 MEET = """touch at-{}
 for turn in $(seq 600); do [ ! -e at-{} ] || exit 0; sleep 0.1; done"""
@@ -91,10 +103,11 @@ def test_stages_that_compute_and_stages_that_wait_run_side_by_side(tree):
         ["fuzz", "passed"], ["web", "passed"]]
 
 
-def test_ended_by_a_signal_it_ends_what_the_stages_started(tree):
+@pytest.mark.parametrize("stages", [[], ["web"]], ids=["all", "named"])
+def test_ended_by_a_signal_it_ends_what_the_stages_started(tree, stages):
     stand_in(tree, "touch started; exec sleep 90")
     reader, writer = os.pipe()  # inherited by all processes that it starts
-    with subprocess.Popen([tree / "test"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+    with subprocess.Popen([tree / "test", *stages], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                           pass_fds=[writer]) as command:
         os.close(writer)
         wait_until((tree / "started").exists, 60, "the stage web")

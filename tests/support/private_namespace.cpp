@@ -83,6 +83,13 @@ bool CanChooseMulticastInterface()
     return result;
 }
 
+// The kernel starts to send some time after the link is there, and drops datagrams until then.
+std::string WaitForLink(const std::string &interface)
+{
+    return "for turn in $(seq 1000); do ip link show " + interface +
+           " | grep -q 'state UP' && exit; sleep 0.01; done; exit 1";
+}
+
 void MakeHosts()
 {
     gHost = OpenNetwork();
@@ -100,6 +107,8 @@ void MakeHosts()
         OnHost("ip route add 239.0.0.0/8 dev net0");
         OnPeer("ip route add 239.0.0.0/8 dev peer0");
     }
+    OnHost(WaitForLink("net0"));
+    OnPeer(WaitForLink("peer0"));
 }
 
 } // namespace

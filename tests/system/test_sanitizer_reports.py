@@ -41,7 +41,7 @@ def test_a_report_is_found(programs, sanitizers, program, report):
         node = lab.add_peer()
         source = node.path("/run/lab/program.c")
         source.write_text(program)
-        node.run("clang-14", "-w", f"-fsanitize={sanitizers}", "-fno-sanitize-recover=all",
+        node.run("clang", "-w", f"-fsanitize={sanitizers}", "-fno-sanitize-recover=all",
                  "-o", "/run/lab/program", "/run/lab/program.c")
         node.run("/run/lab/program", check=False)
     assert len(lab.reports) == 1

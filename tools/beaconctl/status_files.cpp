@@ -43,9 +43,7 @@ FileState Examine(const std::string &path)
 {
     FileState file;
     file.path = path;
-    struct statx state
-    {
-    };
+    struct statx state = {};
     // lstat(2) would refuse files of after 2038 where time_t has 32 bits.
     if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS, &state) != 0) {
         file.error = errno;
@@ -76,9 +74,7 @@ Folder FindFolder(const std::string &path, bool (*isWanted)(const std::string &)
     if (folder.state.error != 0) {
         return folder;
     }
-    struct statvfs disk
-    {
-    };
+    struct statvfs disk = {};
     if (statvfs(path.c_str(), &disk) == 0) {
         folder.isReadOnly = (disk.f_flag & ST_RDONLY) != 0;
         folder.isFull = disk.f_blocks > 0 && disk.f_bavail == 0;

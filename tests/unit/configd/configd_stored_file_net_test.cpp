@@ -171,9 +171,7 @@ TEST_F(StoredFileTest, IsReadableByAllAndWritableByItsOwner)
 {
     umask(022);
     EXPECT_EQ(ReplaceFault("one"), "no fault");
-    struct stat info
-    {
-    };
+    struct stat info = {};
     ASSERT_EQ(stat(kFile.c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 07777U, 0644U);
 }
