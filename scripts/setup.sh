@@ -52,3 +52,9 @@ install_packages() ( # GROUP...
         return 1
     fi
 )
+
+# The Debian mirror of this machine.
+mirror() { # RELEASE
+    apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' \
+        "Codename: $1" 'Component: main' | sed -n 1p
+}

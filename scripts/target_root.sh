@@ -32,12 +32,6 @@ write_database() { # UNPACKED ROOT ARCHITECTURE
     done
 }
 
-# The Debian mirror of this machine.
-mirror() {
-    apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' \
-        "Codename: $release" 'Component: main' | sed -n 1p
-}
-
 make_root() { # ARCHITECTURE
     local root=/opt/beacond/$1 unpacked packages
     install_packages build "$1"
@@ -50,7 +44,7 @@ make_root() { # ARCHITECTURE
     mmdebstrap --mode=root --arch="$1" --variant=extract --skip=check/qemu,cleanup/apt \
         --hook-dir=/usr/share/mmdebstrap/hooks/merged-usr \
         --aptopt='APT::Install-Recommends "false"' --include="$packages" \
-        "$release" "$unpacked" "deb $(mirror) $release main" \
+        "$release" "$unpacked" "deb $(mirror "$release") $release main" \
         >"$root/log" 2>&1 || { cat "$root/log"; return 1; }
     write_database "$unpacked" "$root" "$1"
     # Nothing else, because programs under emulation use each file of the root instead of the
