@@ -191,4 +191,4 @@ class Machine:
 
 def _disk(name, path, options=""):
     return ["-drive", f"if=none,id={name},file={path},format=raw{options}",
-            "-device", f"virtio-blk-device,drive={name}"]
+            "-device", f"virtio-blk-device,drive={name},serial={name}"]
