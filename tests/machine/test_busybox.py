@@ -76,8 +76,8 @@ def test_a_step_of_the_clock_from_1970_to_now_removes_nobody(everybody, wire):
     machine.run("date", "-s", f"@{int(time.time())}")
     # The list has a later change, so it was written after the step.
     other.configure(hostName="later")
-    wanted = expected.browse_json(*everybody).replace('"hostName":"machine-b"', '"hostName":"later"')
-    wait_for_lists(everybody, wanted)
+    wanted = expected.browse_json(*everybody)
+    wait_for_lists(everybody, wanted.replace('"hostName":"machine-b"', '"hostName":"later"'))
     assert not [each for each in wire.datagrams(machine.address, since) if b"byebye" in each.data]
 
 

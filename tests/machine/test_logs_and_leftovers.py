@@ -66,9 +66,10 @@ def test_closing_leaves_no_emulator_no_interface_and_no_mount(tmp_path):
 def test_a_failure_names_the_logs_which_stay(tmp_path):
     file = tmp_path / "test_failing.py"
     file.write_text(FAILING, encoding="ascii")
-    result = subprocess.run([sys.executable, "-B", "-m", "pytest", "-p", "no:cacheprovider", "-p",
-                             "conftest", file], env={"PYTHONPATH": str(HERE), "PATH": "/usr/sbin:/usr/bin"},
-                            stdout=subprocess.PIPE, text=True)
+    result = subprocess.run(
+        [sys.executable, "-B", "-m", "pytest", "-p", "no:cacheprovider", "-p", "conftest", file],
+        env={"PYTHONPATH": str(HERE), "PATH": "/usr/sbin:/usr/bin"}, stdout=subprocess.PIPE,
+        text=True)
     assert result.returncode == 1
     logs = re.search(r"^-+ the end of (\S+)/machine-a\.serial\.log; the others are beside it -+$",
                      result.stdout, re.M)[1]

@@ -14,7 +14,7 @@ from lab.machine import BUSYBOX
 
 LIMIT = 400  # seconds; alone on two processors, a boot takes 40
 SETTINGS = "/var/lib/beacon-configd"
-DOCUMENT = "corvia_12_upnp_ssdp_1.xml"
+BOOT = "/proc/sys/kernel/random/boot_id"
 
 
 @pytest.fixture(scope="module")
@@ -53,18 +53,20 @@ def wait_for_lists(machines, listed):
                    lambda: f"{each.read(BROWSE_LIST)}, wanted {wanted}")
 
 
-def goodbyes(machine, wire, since):
-    return [each for each in wire.datagrams(machine.address, since)
-            if each.data == expected.goodbye(machine)]
+def assert_announced_as(name, machine, peer):
+    device = SimpleNamespace(name=name, address=machine.address, spec=machine.spec)
+    answer = peer.ask(b"gh", machine.address, 49821, timeout=60)
+    assert answer == expected.listing("HostList", device)
 
 
-def main_process(machine, unit="beacond"):
-    return int(machine.run("systemctl", "show", "--value", "--property=MainPID", unit).stdout)
+def main_process(machine):
+    return int(machine.run("systemctl", "show", "--value", "--property=MainPID", "beacond").stdout)
 
 
 def test_it_boots_without_a_failed_unit(machine):
-    wait_until(lambda: machine.run("systemctl", "is-system-running", check=False).stdout != "starting\n",
-               LIMIT, "the end of booting")
+    def state():
+        return machine.run("systemctl", "is-system-running", check=False).stdout
+    wait_until(lambda: state() in ("running\n", "degraded\n"), LIMIT, "the end of booting", state)
     assert machine.run("systemctl", "--failed", "--plain", "--no-legend").stdout == ""
 
 
@@ -94,8 +96,8 @@ def test_it_and_a_virtual_device_list_each_other(machine, other):
 
 def test_a_step_of_the_clock_from_1970_to_now_removes_nobody(machine, other, wire):
     machine.run("date", "-s", "@86400")
-    since = wire.mark()
     machine.run("systemctl", "restart", "beacond")
+    since = wire.mark()
     wait_for_alive(machine, wire, since)
     wait_for_lists([machine, other], [machine, other])
     assert machine.run("date", "+%Y").stdout == "1970\n"
@@ -104,7 +106,7 @@ def test_a_step_of_the_clock_from_1970_to_now_removes_nobody(machine, other, wir
     # The lists have a later change, so they were written after the step.
     other.configure(hostName="later")
     wait_for_lists([machine, other], [machine, other])
-    assert not goodbyes(machine, wire, since)
+    assert not wire.datagrams(machine.address, since, expected.goodbye(machine))
 
 
 def test_when_its_link_returns_it_announces_itself(machine, wire):
@@ -118,22 +120,21 @@ def test_when_its_link_returns_it_announces_itself(machine, wire):
 
 def test_after_the_kernel_killed_the_daemon_for_memory_it_is_back(machine, other, wire):
     killed = main_process(machine)
-    since = wire.mark()
     # The kernel chooses a process as if no memory were left.
     machine.run("sh", "-c", f"echo 1000 >/proc/{killed}/oom_score_adj; echo f >/proc/sysrq-trigger")
-    wait_for_alive(machine, wire, since)
-    assert main_process(machine) not in (0, killed)
+    wait_until(lambda: main_process(machine) not in (0, killed), LIMIT, "another process",
+               machine.explain)
+    wait_for_alive(machine, wire, wire.mark())
     assert f"Out of memory: Killed process {killed} (beacond)" in machine.run("dmesg").stdout
-    log = machine.run("journalctl", "-u", "beacond").stdout
-    assert "Failed with result 'oom-kill'." in log
+    assert "Failed with result 'oom-kill'." in machine.run("journalctl", "-u", "beacond").stdout
     wait_for_lists([machine, other], [machine, other])
 
 
 def test_others_list_it_under_its_new_name(machine, other, wire):
     since = wire.mark()
     machine.configure(hostName="gallery")
-    wait_for_alive(machine, wire, since)
-    assert goodbyes(machine, wire, since)
+    wire.wait_for(source=machine.address, since=since, starting=expected.goodbye(machine),
+                  timeout=LIMIT)
     wait_for_lists([machine, other], [machine, other])
 
 
@@ -159,8 +160,7 @@ def test_a_name_is_kept_when_the_power_is_cut_right_after_the_answer(after_power
     machine = after_power_cut
     status, settings = machine.request("GET", "/api/v1/system")
     assert (status, settings["hostName"]) == (200, "lobby")
-    named = SimpleNamespace(name="lobby", address=machine.address, spec=machine.spec)
-    assert peer.ask(b"gh", machine.address, 49821, timeout=60) == expected.listing("HostList", named)
+    assert_announced_as("lobby", machine, peer)
 
 
 def test_a_machine_that_boots_after_the_power_cut_lists_it_under_its_new_name(
@@ -170,12 +170,13 @@ def test_a_machine_that_boots_after_the_power_cut_lists_it_under_its_new_name(
     wait_for_lists([after_power_cut, booted_later], [after_power_cut, booted_later, other])
 
 
-def test_after_a_reset_it_is_listed_under_its_name(after_power_cut, wire, other):
+def test_after_a_reset_it_is_announced_under_its_name(after_power_cut, wire, peer):
     machine = after_power_cut
-    since = wire.mark()
+    boot = machine.read(BOOT)
     machine.reset()
-    wait_for_alive(machine, wire, since)
-    assert machine.request("GET", "/api/v1/system")[1]["hostName"] == "lobby"
+    wait_for_alive(machine, wire, wire.mark())
+    assert machine.read(BOOT) != boot
+    assert_announced_as("lobby", machine, peer)
 
 
 def test_with_a_destroyed_data_partition_it_is_announced_under_the_name_of_its_system(
@@ -187,6 +188,6 @@ def test_with_a_destroyed_data_partition_it_is_announced_under_the_name_of_its_s
     machine.power_on()
     wait_for_alive(machine, wire, since)
     assert SETTINGS not in machine.read("/proc/mounts")
-    assert peer.ask(b"gh", machine.address, 49821, timeout=60) == expected.listing("HostList", machine)
+    assert_announced_as("studio-a", machine, peer)
     answer = peer.ask(expected.SEARCH, machine.address, timeout=60)
     assert answer == expected.search_response(machine, expected.max_age(answer))

@@ -55,7 +55,8 @@ class Shell:
             self._is_ready = True
         mark = secrets.token_hex(8)
         # The first mark ends what a former command writes after its time-out.
-        self._socket.sendall(f"echo {mark}; ( {command}\n) </dev/null 2>&1; echo {mark} $?\n".encode())
+        line = f"echo {mark}; ( {command}\n) </dev/null 2>&1; echo {mark} $?\n"
+        self._socket.sendall(line.encode())
         self._read_until(f"{mark}\n".encode(), end)
         output = self._read_until(f"{mark} ".encode(), end)
         status = self._read_until(b"\n", end)

@@ -174,8 +174,9 @@ class Machine:
 
     def _connections(self):
         digits = "".join(f":{int(each):02x}" for each in self.address.split("."))
+        mac = self.spec.mac or "52:54" + digits
         return ["-netdev", f"tap,id=net,ifname={self.port},script=no,downscript=no",
-                "-device", f"virtio-net-device,netdev=net,id=nic0,mac={self.spec.mac or '52:54' + digits}",
+                "-device", f"virtio-net-device,netdev=net,id=nic0,mac={mac}",
                 "-device", "virtio-rng-device", "-device", "virtio-serial-device",
                 "-chardev", f"null,id=serial,{self._logged('serial')}", "-serial", "chardev:serial",
                 *self._socket("shell"), "-device", "virtconsole,chardev=shell",
