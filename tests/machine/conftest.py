@@ -2,6 +2,7 @@
 
 import os
 import shutil
+import signal
 import sys
 from pathlib import Path
 
@@ -24,6 +25,12 @@ def logs_of(file):
 def pytest_addoption(parser):
     parser.addoption("--programs", default=str(TOP / "build/dev/bin"),
                      help="the folder that holds the programs of the lab's devices")
+
+
+def pytest_configure():
+    # A process in the background of a script ignores SIGINT. Programs that the tests start and
+    # interrupt would inherit this.
+    signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 def pytest_sessionstart(session):
