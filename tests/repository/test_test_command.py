@@ -17,7 +17,7 @@ from lab import wait_until  # noqa: E402
 
 STAGES = ["format", "unit", "clang", "asan", "tsan", "fuzz", "simulate", "system", "package", "web",
           "arm64"]
-ONLY_NAMED = ["qt6", "armhf", "s390x", "debian", "qt-core"]
+ONLY_NAMED = ["qt6", "armhf", "s390x", "debian", "qt-core", "machine"]
 
 
 @pytest.fixture
@@ -141,6 +141,13 @@ def test_stages_for_other_processors_ask_for_their_libraries(tree):
     stand_in(tree, 'echo "$@" >asked', "scripts/target_root.sh")
     run_test(tree, "web", *ONLY_NAMED)
     assert (tree / "asked").read_text(encoding="ascii") == "armhf s390x\n"
+
+
+def test_emulated_machines_ask_for_the_packages_of_their_processor_too(tree):
+    (tree / "scripts/setup.sh").write_text('install_packages() { echo "$@" >asked; }\n',
+                                           encoding="ascii")
+    run_test(tree, "machine")
+    assert (tree / "asked").read_text(encoding="ascii") == "build network tests machine arm64\n"
 
 
 def test_an_unknown_stage_is_refused_before_anything_runs(tree):

@@ -3,7 +3,7 @@
 import re
 from typing import NamedTuple
 
-from lab import wait_until
+from lab import Machine, wait_until
 
 
 class Product(NamedTuple):
@@ -59,8 +59,13 @@ def search_response(device, max_age):
             f"ST: upnp:rootdevice\r\nUSN: {usn(device)}\r\n\r\n").encode()
 
 
+def serial_number(device):
+    """That of an emulated machine. The lab's devices have none, and announce the default."""
+    return device.spec.serial_number if isinstance(device, Machine) else "1HE000000"
+
+
 def document(device):
-    """The description document. (The test machine has no serial number.)"""
+    """The description document."""
     what = product(device)
     return (
         "<?xml version=\"1.0\"?>\n"
@@ -78,7 +83,7 @@ def document(device):
         f"    <modelName>{what.model}</modelName>\n"
         f"    <modelNumber>{what.board}</modelNumber>\n"
         f"    <modelURL>http://www.vexwell.example/en/products/{what.model}</modelURL>\n"
-        "    <serialNumber>1HE000000</serialNumber>\n"
+        f"    <serialNumber>{serial_number(device)}</serialNumber>\n"
         f"    <UDN>{usn(device)}</UDN>\n"
         "    <serviceList>\n"
         "      <service>\n"

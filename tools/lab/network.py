@@ -6,6 +6,7 @@ import secrets
 import subprocess
 
 from .device import Device, DeviceSpec
+from .machine import Machine
 from .node import Node
 from .peer import Peer
 from .waiting import wait_until
@@ -25,6 +26,7 @@ class Lab:
         self.mark = f"{os.getpid()}-{secrets.token_hex(4)}"
         self.devices = []
         self.peers = []
+        self.machines = []
         self._ports = 0
         self._switch = Node("switch", "switch.sh", [], self.mark)
         self._switch.begin_setup()
@@ -38,12 +40,14 @@ class Lab:
 
     def close(self):
         """Removes everything."""
+        for machine in self.machines:
+            machine.close()
         nodes = [*self.devices, *self.peers, self._switch]
         for node in nodes:
             node.begin_close()
         for node in nodes:
             node.close()
-        self.devices, self.peers = [], []
+        self.devices, self.peers, self.machines = [], [], []
 
     def add_device(self, name="", **fields):
         """Makes a device with the properties of a DeviceSpec. Does not start beacond."""
@@ -85,6 +89,16 @@ class Lab:
         self._wait_until_forwarded(node)
         return node
 
+    def add_machine(self, spec, images, logs):
+        """Makes an emulated machine from a MachineSpec. It is off. `images` is the folder of
+        the images, `logs` the folder for its logs."""
+        port = self._next_port()
+        self._switch_ip("tuntap", "add", port, "mode", "tap")
+        self._switch_ip("link", "set", port, "master", "br0", "up")
+        machine = Machine(spec, images, logs, self._switch, port)
+        self.machines.append(machine)
+        return machine
+
     def remove(self, node):
         """Removes a device or a peer, as if its power were cut."""
         (self.devices if node in self.devices else self.peers).remove(node)
@@ -94,9 +108,12 @@ class Lab:
         """Unplugs a node's network cable, or plugs it in."""
         self._switch_ip("link", "set", node.port, "up" if plugged_in else "down")
 
-    def _plug_in(self, node):
+    def _next_port(self):
         self._ports += 1
-        node.port = f"port{self._ports}"
+        return f"port{self._ports}"
+
+    def _plug_in(self, node):
+        node.port = self._next_port()
         self._switch_ip("link", "add", "net0", "netns", str(node.pid),
                         "type", "veth", "peer", "name", node.port)
         self._switch_ip("link", "set", node.port, "master", "br0", "up")
