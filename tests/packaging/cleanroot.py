@@ -1,7 +1,16 @@
 """A root folder with a fresh Debian, and with the packages' dependencies downloaded."""
 
+import platform
 import shutil
 import subprocess
+from pathlib import Path
+
+SETUP = Path(__file__).resolve().parents[2] / "scripts/setup.sh"
+
+# The releases on which packages that are built here can be installed. The first one is that of
+# this machine.
+SUPPORTED = ["12", "13"]
+RELEASES = SUPPORTED[SUPPORTED.index(platform.freedesktop_os_release()["VERSION_ID"]):]
 
 # Separate mount and process namespaces: nothing is left, however this program ends.
 APART = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc"]
@@ -35,11 +44,10 @@ def run(command):
 
 def mirror():
     """The Debian mirror of this machine."""
-    found = run(["apt-get", "indextargets", "--format", "$(REPO_URI)", "Created-By: Packages",
-                 "Origin: Debian", "Codename: bookworm", "Component: main"]).split()
+    found = run(["bash", "-c", '. "$0"; debian_mirror', SETUP]).strip()
     if not found:
-        raise RuntimeError("apt knows no source of Debian 12; has apt-get update run?")
-    return found[0]
+        raise RuntimeError("apt knows no source of Debian; has apt-get update run?")
+    return found
 
 
 def make(root, codename, packages, others):

@@ -86,9 +86,13 @@ def on_machine(packages, build):
     return folder
 
 
-def new_root(root, codename, packages, *others):
+# Packages that tests install on machines with this machine's release.
+OTHERS = ["bash-completion", "sysvinit-core", "busybox"]
+
+
+def new_root(root, codename, packages):
     try:
-        cleanroot.make(str(root), codename, str(packages), [*INSTALLER, *others])
+        cleanroot.make(str(root), codename, str(packages), [*INSTALLER, *OTHERS])
         yield root
     finally:
         cleanroot.remove(root)
@@ -97,8 +101,7 @@ def new_root(root, codename, packages, *others):
 @pytest.fixture(scope="session")
 def debian_12(build, packages):
     """A folder with a fresh Debian 12. No machine changes it."""
-    yield from new_root(build / "root", "bookworm", packages, "bash-completion", "sysvinit-core",
-                        "busybox")
+    yield from new_root(build / "root", "bookworm", packages)
 
 
 @pytest.fixture(scope="session")
@@ -108,8 +111,9 @@ def debian_13(build, packages):
 
 
 @pytest.fixture(scope="session")
-def clean_root(debian_12):
-    return debian_12
+def clean_root(request):
+    """A folder with a fresh Debian of this machine's release."""
+    return request.getfixturevalue(f"debian_{cleanroot.RELEASES[0]}")
 
 
 @pytest.fixture(scope="module")

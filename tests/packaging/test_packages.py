@@ -110,6 +110,7 @@ def test_has_this_description(package, name):
 @pytest.mark.parametrize("name", NAMES)
 def test_has_these_dependencies(package, name):
     depends = re.sub(r" \([^)]*\)", "", field(package(name), "Depends").strip())
+    depends = depends.replace("libqt5core5t64", "libqt5core5a")  # its name in Debian 13
     assert set(depends.split(", ")) == DEPENDS[name]
 
 

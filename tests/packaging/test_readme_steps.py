@@ -13,6 +13,7 @@ import subprocess
 import pytest
 
 import expected
+from cleanroot import RELEASES
 from conftest import TOP
 from documented import block
 from lab import DeviceSpec, wait_until
@@ -68,7 +69,7 @@ def restart(machine):
     machine.boot()
 
 
-@pytest.fixture(scope="module", params=["12", "13"])
+@pytest.fixture(scope="module", params=RELEASES)
 def release(request):
     return request.param
 
@@ -149,7 +150,7 @@ def wait_for_service(looker, name, host):
                == [(name, host)], LIMIT, name, lambda: str(looker.mdns_services()))
 
 
-@pytest.mark.parametrize("release", ["12"], indirect=True)
+@pytest.mark.parametrize("release", RELEASES[:1], indirect=True)
 def test_both_names_of_the_device_can_be_made_one(device, looker):
     device.configure(hostName="former")
     wait_for_service(looker, "former", "debian.local")
@@ -159,7 +160,7 @@ def test_both_names_of_the_device_can_be_made_one(device, looker):
         == f"studio-a.local\t{device.address}\n"
 
 
-@pytest.mark.parametrize("release", ["12"], indirect=True)
+@pytest.mark.parametrize("release", RELEASES[:1], indirect=True)
 def test_switching_ssdp_off_removes_the_device_only_from_ssdp(device, looker, wire):
     wait_until(lambda: device.read(BROWSE_LIST) == expected.browse_json(device), LIMIT,
                "the browse list", lambda: device.read(BROWSE_LIST))

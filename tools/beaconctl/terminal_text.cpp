@@ -207,6 +207,7 @@ void TextTable::AddRow(const std::vector<std::string> &cells, char mark, const s
 std::string TextTable::Text(bool colours) const
 {
     std::vector<std::string> heads;
+    heads.reserve(mColumns.size());
     for (const Column &column : mColumns) {
         heads.push_back(column.head);
     }

@@ -88,7 +88,7 @@ void RunService(const Options &options)
     vexbase::FileDescriptor socket = OpenListeningSocket(options.port);
     const std::uint16_t port = PortOf(socket);
     HttpServer server(settings, std::move(socket));
-    std::cout << "beacon-configd: listening on 127.0.0.1:" << port << std::endl;
+    std::cout << "beacon-configd: listening on 127.0.0.1:" << port << '\n' << std::flush;
     Serve(end.Descriptor(), server, watch, settings);
 }
 
