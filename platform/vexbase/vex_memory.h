@@ -5,8 +5,9 @@
 // The heap of the process, if its C library is glibc; otherwise these functions do nothing.
 namespace vexbase {
 
-// All threads share one heap. By default glibc gives each thread a heap of its own, and does
-// not return the free end of such a heap to the system. Call it before the first thread starts.
+// All threads share one heap. By default glibc gives each thread a heap of its own, and
+// ReturnFreeMemory does not return the free end of such a heap. Call it before the first
+// thread starts.
 inline void ShareOneHeap()
 {
 #ifdef __GLIBC__
@@ -15,8 +16,8 @@ inline void ShareOneHeap()
 }
 
 // Returns the free pages of the heap to the system, for a thread that has freed megabytes at
-// once: they would stay free, for later use. Other threads cannot allocate meanwhile, which
-// takes about a millisecond. Any thread. REQUIRES: ShareOneHeap was called.
+// once: they would stay free, for later use. Other threads cannot allocate meanwhile. Any
+// thread. Complete only after ShareOneHeap.
 inline void ReturnFreeMemory()
 {
 #ifdef __GLIBC__

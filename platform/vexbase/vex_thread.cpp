@@ -18,7 +18,8 @@ namespace {
 constexpr std::size_t kMaxNameLength = 15; // the kernel's limit
 
 // Instead of the system's 8 MiB: a device without overcommitment reserves the whole stack of
-// each thread. In the tests of whole devices, they use at most 16 KiB.
+// each thread. In the tests of whole devices, the threads use at most 16 KiB. 128 KiB is also
+// the least that glibc allows on 64-bit Arm.
 constexpr std::size_t kStackBytes = std::size_t{128} * 1024;
 
 // Creates a thread with a stack of kStackBytes. Returns whether the system could.

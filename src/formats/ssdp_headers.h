@@ -24,9 +24,7 @@ struct NTSHeader
     std::string_view nt;
     std::string_view usn;
     std::string_view location;
-    // Set by the receiver of the datagram:
-    in_addr sender{};
-    std::uint64_t fingerprint = 0; // of the whole datagram; 0: none
+    in_addr sender{}; // set by the receiver of the datagram
 };
 
 // The NTS value of a NOTIFY.

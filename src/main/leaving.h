@@ -19,6 +19,9 @@ namespace beacond {
 // awake counts as the first. If the main thread calls std::exit after the signal, because
 // avahi-daemon has ended too, the process still waits for the duty and ends with status 0.
 //
+// The duty and the other threads use no static object that was created after this one: an exit
+// destroys such objects first.
+//
 // There is one instance in the process, created and destroyed on the main thread.
 class Leaving
 {

@@ -198,7 +198,6 @@ std::pair<IndexedDeviceMap::iterator, bool> IndexedDeviceMap::try_emplace(SSDPDe
     const auto result = mMap.try_emplace(std::move(usn), std::move(device));
     if (result.second) {
         mIndex.Insert(result.first);
-        ++mGeneration;
     }
     return result;
 }
@@ -217,7 +216,6 @@ void IndexedDeviceMap::insert_or_assign(SSDPDeviceType device)
 IndexedDeviceMap::iterator IndexedDeviceMap::erase(iterator device)
 {
     mIndex.Erase(device);
-    ++mGeneration;
     return mMap.erase(device);
 }
 
@@ -234,7 +232,6 @@ bool IndexedDeviceMap::erase(std::string_view usn)
 void IndexedDeviceMap::clear()
 {
     mIndex.Clear();
-    ++mGeneration;
     mMap.clear();
 }
 

@@ -130,14 +130,10 @@ public:
     // The entry of a USN in the index; null when there is none. The pointer is valid until
     // the map changes.
     [[nodiscard]] UsnIndex::Slot *Find(std::string_view usn) { return mIndex.Find(usn); }
-    // A number for the state of the index: while it stays the same, pointers that Find
-    // returned are valid. A number never occurs again.
-    [[nodiscard]] std::uint64_t Generation() const { return mGeneration; }
 
 private:
     formats::SSDPDeviceMap mMap;
     UsnIndex mIndex;
-    std::uint64_t mGeneration = 0;
 };
 
 // The bits of SSDPDeviceType::flag. The registry keeps what it knows of a record there.

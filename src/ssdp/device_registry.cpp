@@ -99,31 +99,14 @@ void DeviceRegistry::UpdateNeverProxied(const NTSHeader &header)
         mDocuments.SendGETRequest(header.location, header.sender);
         return;
     }
-    if (known->record->second.modelNumber.empty()) {
+    SSDPDeviceType &device = known->record->second;
+    if (device.modelNumber.empty()) {
         mDocuments.SendGETRequest(header.location, header.sender);
     } else {
         NoteForRefresh(header, known->describedSeconds);
     }
-    KeepAlive(known->record);
-    mKnownAlives.Remember(header.fingerprint, *known, mNodeList.Generation(), NodeList().size());
-}
-
-// A request needs the location in the headers.
-bool DeviceRegistry::RepeatAlive(std::uint64_t fingerprint)
-{
-    const UsnIndex::Slot *known = mKnownAlives.Recall(fingerprint, mNodeList.Generation());
-    if (known == nullptr || known->record->second.modelNumber.empty() ||
-        mRefresh.IsNext(known->describedSeconds)) {
-        return false;
-    }
-    KeepAlive(known->record);
-    return true;
-}
-
-void DeviceRegistry::KeepAlive(Iterator node)
-{
-    node->second.timerCountdown = RefreshedCountdownMs(node->second.timerPeriod);
-    Confirm(node);
+    device.timerCountdown = RefreshedCountdownMs(device.timerPeriod);
+    Confirm(known->record);
 }
 
 // A service that this device announces is never asked for: its record is here.

@@ -6,7 +6,6 @@
 #include "ssdp/device_map.h"
 #include "ssdp/document_exchange.h"
 #include "ssdp/flood_limits.h"
-#include "ssdp/known_alives.h"
 #include "ssdp/own_link.h"
 #include "ssdp/ssdp_environment.h"
 #include "ssdp/timing.h"
@@ -47,15 +46,6 @@ public:
     // Takes a reading of a millisecond clock that may wrap, before the datagram that came
     // then is handled. Asks a known peer for its description again, if its turn has come.
     void SetTime(std::uint32_t nowMs);
-    // The fingerprint of a datagram, for NTSHeader and RepeatAlive.
-    [[nodiscard]] std::uint64_t FingerprintOf(std::string_view datagram) const
-    {
-        return mKnownAlives.FingerprintOf(datagram);
-    }
-    // Handles an ssdp:alive as UpdateDevice did before, without its headers: it has the
-    // fingerprint of that one. Returns false, and does nothing, if it is not known or if its
-    // headers are needed.
-    [[nodiscard]] bool RepeatAlive(std::uint64_t fingerprint);
     // Handles an ssdp:alive. Any max-age is allowed.
     void UpdateDevice(const formats::NTSHeader &header, std::int32_t maxAgeSeconds);
     // Handles an ssdp:byebye.
@@ -92,7 +82,6 @@ private:
     // device_registry.cpp
     void UpdateNeverProxied(const formats::NTSHeader &header);
     void UpdateProxyable(const formats::NTSHeader &header, std::int32_t maxAgeSeconds);
-    void KeepAlive(Iterator node);
     void NoteForRefresh(const formats::NTSHeader &header, std::uint32_t describedSeconds);
     void AskAgain();
     void HandBack(Iterator host, std::int32_t maxAgeSeconds);
@@ -127,7 +116,6 @@ private:
     DocumentExchange &mDocuments;
     formats::SSDPDeviceMap mHostList;
     IndexedDeviceMap mNodeList;
-    KnownAlives mKnownAlives;      // of mNodeList
     UnconfirmedNodes mUnconfirmed; // of mNodeList
     std::size_t mKnownBytes = 0;   // of mNodeList, as the browse document writes it
     DescriptionRefresh mRefresh;

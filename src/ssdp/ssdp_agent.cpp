@@ -84,9 +84,11 @@ std::optional<DocumentRequest> SSDPAgent::ParseSSDPPacket(std::string_view datag
     case Method::Http:
         ParseHTTPResponse(datagram, sender);
         break;
-    case Method::Notify:
-        HandleNotify(datagram, sender);
+    case Method::Notify: {
+        formats::SSDPHeaders headers = formats::ScanHeaders(datagram);
+        HandleNotify(headers, sender);
         break;
+    }
     case Method::MSearch:
         ProcessMSEARCHRequest(formats::ScanHeaders(datagram).searchTarget, sender, nowMs);
         break;
@@ -104,22 +106,14 @@ std::optional<DocumentRequest> SSDPAgent::ParseSSDPPacket(std::string_view datag
 
 // A NOTIFY from one of this device's addresses is its own message, which multicast
 // brings back.
-void SSDPAgent::HandleNotify(std::string_view datagram, const sockaddr_in &sender)
+void SSDPAgent::HandleNotify(formats::SSDPHeaders &headers, const sockaddr_in &sender)
 {
-    if (mLink.IsOwnAddress(sender.sin_addr)) {
-        return;
-    }
-    const std::uint64_t fingerprint = mRegistry.FingerprintOf(datagram);
-    if (mRegistry.RepeatAlive(fingerprint)) {
-        return;
-    }
-    formats::SSDPHeaders headers = formats::ScanHeaders(datagram);
     formats::NTSHeader &header = headers.notify;
-    if (header.nt.empty() || header.usn.empty() || header.location.empty()) {
+    if (header.nt.empty() || header.usn.empty() || header.location.empty() ||
+        mLink.IsOwnAddress(sender.sin_addr)) {
         return;
     }
     header.sender = sender.sin_addr;
-    header.fingerprint = fingerprint;
     if (headers.kind == NTSKind::Alive) {
         mRegistry.UpdateDevice(header, headers.maxAge);
     } else if (headers.kind == NTSKind::Byebye) {

@@ -79,7 +79,7 @@ public:
     bool TakeChange(formats::SSDPDeviceMap &out) { return mRegistry.TakeChange(out); }
 
 private:
-    void HandleNotify(std::string_view datagram, const sockaddr_in &sender);
+    void HandleNotify(formats::SSDPHeaders &headers, const sockaddr_in &sender);
     void SendMSEARCHRequest(std::string_view searchTarget);
     void ProcessMSEARCHRequest(std::string_view searchTarget, const sockaddr_in &requester,
                                std::uint32_t nowMs);

@@ -157,6 +157,7 @@ TEST(Leaving, CallsADutyThatIsSetAfterTheThreadHasEnded)
         const test::Application application;
         Leaving leaving([] { Say("last act\n"); });
         kill(getpid(), SIGTERM);
+        // The alarm of Leaving ends this wait, if the thread does not end.
         while (std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}) > 1) {
             std::this_thread::yield();
         }

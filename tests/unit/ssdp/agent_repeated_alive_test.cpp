@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-// Announcements with the same bytes as one before, whose headers are not read again.
+// Announcements with the same bytes as one before: a device sends them every 15 to 24 s.
 
 using test::kLumen;
 using test::PeerDescription;
@@ -96,7 +96,7 @@ TEST_F(RepeatedAlive, FromAnAddressOfThisDeviceIsIgnored)
     EXPECT_EQ(Lumen().timerCountdown, lowered);
 }
 
-TEST_F(RepeatedAlive, WithAnotherByteIsReadAgain)
+TEST_F(RepeatedAlive, WithAnotherUSNRenewsNothing)
 {
     Tick(kPauseMs);
     const std::int32_t lowered = Lumen().timerCountdown;
