@@ -118,3 +118,22 @@ TEST_F(RepeatedAlive, OfADeviceWithoutADescriptionRequestsItEachTime)
         EXPECT_THAT(Tick(test::kLongestDelayMs), testing::Contains(ToPeer(PeerRequest(kLumen))));
     }
 }
+
+TEST_F(RepeatedAlive, UsesTheMaxAgeOfANewDescription)
+{
+    std::string text = PeerDescription("Lumen", "beta");
+    text.insert(text.find("\r\n") + 2, "CACHE-CONTROL: max-age=1000\r\n");
+    Receive(text);
+    Tick(kPauseMs);
+    Receive(kAlive);
+    EXPECT_EQ(Lumen().timerCountdown, 2000000);
+}
+
+TEST_F(RepeatedAlive, AfterANewStartRequestsTheDescription)
+{
+    mAgent.Leave(false);
+    Open();
+    Receive(kAlive);
+    EXPECT_THAT(Tick(test::kLongestDelayMs), ElementsAre(ToPeer(PeerRequest(kLumen))));
+    EXPECT_FALSE(Knows("Lumen"));
+}
