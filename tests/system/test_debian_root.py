@@ -44,7 +44,9 @@ def tree(tmp_path):
 
 
 def start(tree, command, **options):
-    return subprocess.Popen([tree / "tests/debian/run", "sh", "-c", command], text=True,
+    # These tests themselves may run without a terminal, where nohup ignores SIGHUP.
+    return subprocess.Popen(["env", "--default-signal=INT,TERM,HUP", tree / "tests/debian/run",
+                             "sh", "-c", command], text=True,
                             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, **options)
 
 

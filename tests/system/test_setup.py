@@ -52,8 +52,10 @@ class Setup:
         self._program("apt-get", f'[ "$1" = update ] && exit\n{apt_get}')
         environment = {"PATH": f"{self._programs}:/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C",
                        "TMPDIR": str(self.temporary)}
+        # These tests themselves may run without a terminal, where nohup ignores SIGHUP.
         return subprocess.Popen(
-            ["unshare", "--mount", "sh", "-c", INSTALL, "install", policy, self._overlay],
+            ["env", "--default-signal=INT,TERM,HUP", "unshare", "--mount",
+             "sh", "-c", INSTALL, "install", policy, self._overlay],
             env=environment, text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
             start_new_session=True)
 
