@@ -67,7 +67,9 @@ def test_a_failure_names_the_logs_which_stay(tmp_path):
     file = tmp_path / "test_failing.py"
     file.write_text(FAILING, encoding="ascii")
     result = subprocess.run(
-        [sys.executable, "-B", "-m", "pytest", "-p", "no:cacheprovider", "-p", "conftest", file],
+        # The root folder must not contain conftest.py, or its fixtures would be for its folder only.
+        [sys.executable, "-B", "-m", "pytest", "--rootdir", tmp_path, "-p", "no:cacheprovider",
+         "-p", "conftest", file],
         env={"PYTHONPATH": str(HERE), "PATH": "/usr/sbin:/usr/bin"}, stdout=subprocess.PIPE,
         text=True)
     assert result.returncode == 1
