@@ -10,6 +10,7 @@ import pytest
 TOP = Path(__file__).resolve().parents[2]
 sys.path[:0] = [str(TOP / "tools"), str(TOP / "tests/support")]
 
+import flood  # noqa: E402
 from lab import DeviceSpec, Lab  # noqa: E402
 from sanitizer_reports import WatchedLab, set_options  # noqa: E402
 
@@ -117,3 +118,17 @@ def three_devices(lab, pytestconfig):
     for each in devices:
         each.start_beacond()
     return devices
+
+
+@pytest.fixture(scope="module")
+def sanitized(programs):
+    """Whether the program was built with a sanitizer, which needs additional memory."""
+    program = (Path(programs) / "beacond").read_bytes()
+    return any(symbol in program for symbol in (b"__asan_init", b"__tsan_init"))
+
+
+@pytest.fixture(scope="module")
+def attackers(lab):
+    """Sockets with many addresses on three machines."""
+    return [sock for number in range(3)
+            for sock in flood.sockets_of(lab.add_peer(), flood.ADDRESSES[number::3])]

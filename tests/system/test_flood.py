@@ -1,7 +1,5 @@
 """The effects of a flood of all kinds of datagrams on the SSDP port, and the recovery."""
 
-from pathlib import Path
-
 import pytest
 
 import expected
@@ -13,27 +11,11 @@ from lab.device import BEACOND, BROWSE_LIST
 COUNT = 200_000
 # The memory limit in the package's unit.
 MEMORY = 64 << 20
-# For the heaps and the stacks of three threads. Stacks have 8 MB, mostly unused.
-DATA = MEMORY + (24 << 20)
 # An announcement within 24 s, then two waits of up to three ticks of 5.75 s, in whole ticks,
 # and a registry pass.
 REDISCOVERED = 90
 GET = (b"GET http://192.0.2.10:80/corvia_12_upnp_ssdp_1.xml HTTP/1.1\r\n"
        b"HOST:192.0.2.10:1900\r\n\r\n")
-
-
-@pytest.fixture(scope="module")
-def sanitized(programs):
-    """Whether the program was built with a sanitizer, which needs additional memory."""
-    program = (Path(programs) / "beacond").read_bytes()
-    return any(symbol in program for symbol in (b"__asan_init", b"__tsan_init"))
-
-
-@pytest.fixture(scope="module")
-def attackers(lab):
-    """Sockets with many addresses on three machines."""
-    return [sock for number in range(3)
-            for sock in flood.sockets_of(lab.add_peer(), flood.ADDRESSES[number::3])]
 
 
 @pytest.fixture(scope="module")
@@ -48,7 +30,7 @@ def neighbour(lab, device):
 def before(device, neighbour, sanitized, wire):
     """Starts the device with the memory limit; returns its use of resources before the
     flood."""
-    limit = [] if sanitized else ["prlimit", f"--data={DATA}"]
+    limit = [] if sanitized else ["prlimit", f"--data={MEMORY}"]
     device.beacond = device.start("beacond", [*limit, BEACOND, "-d"], device.daemon_environment())
     wire.wait_for(source=device.address, starting=b"NOTIFY")
     return {"threads": threads(device.beacond), "descriptors": descriptors(device.beacond)}

@@ -26,13 +26,6 @@ def unit_memory():
 
 
 @pytest.fixture(scope="module")
-def attackers(lab):
-    """Sockets with many addresses on three machines."""
-    return [sock for number in range(3)
-            for sock in flood.sockets_of(lab.add_peer(), flood.ADDRESSES[number::3])]
-
-
-@pytest.fixture(scope="module")
 def fill(running_device, peer, attackers):
     """Sends as many descriptions as the registry can hold, and waits until some of them are
     listed. Checks the bound of the list. Returns the list, parsed."""
@@ -75,10 +68,9 @@ def test_a_queue_of_requests_and_a_list_can_be_full_at_once(fill, running_device
     fill(flood.control_description, "beside-requests")
 
 
-def test_the_peak_memory_is_within_the_limit_of_the_unit(running_device, programs):
+def test_the_peak_memory_is_within_the_limit_of_the_unit(running_device, sanitized):
     """The list and its scratch file count, too: /var may be in memory, as here."""
-    program = (Path(programs) / "beacond").read_bytes()
-    if any(symbol in program for symbol in (b"__asan_init", b"__tsan_init")):
+    if sanitized:
         pytest.skip("sanitizers take memory of their own")
     peak = status(running_device.beacond, "VmHWM")
     assert peak < PEAK
