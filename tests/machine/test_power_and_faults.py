@@ -165,8 +165,8 @@ def test_a_name_is_kept_when_the_power_is_cut_right_after_the_answer(after_power
 
 def test_a_machine_that_boots_after_the_power_cut_lists_it_under_its_new_name(
         after_power_cut, booted_later, other):
-    # The virtual device knew the machine before, and has not heard the goodbye. It keeps the
-    # former name until it asks for the description again, after 15 minutes (docs/scale.md).
+    # The virtual device knew the machine before, and received no goodbye. It keeps the former
+    # name until it asks for the description again, after 15 minutes (docs/scale.md).
     wait_for_lists([after_power_cut, booted_later], [after_power_cut, booted_later, other])
 
 
