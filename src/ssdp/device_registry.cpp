@@ -76,28 +76,27 @@ void DeviceRegistry::RemoveServicesWithPrefix(std::string_view prefix)
     }
 }
 
-void DeviceRegistry::UpdateDevice(const NTSHeader &header, std::int32_t maxAgeSeconds)
+bool DeviceRegistry::UpdateDevice(const NTSHeader &header, std::int32_t maxAgeSeconds)
 {
-    if (CanBeProxied(header.usn)) {
-        UpdateProxyable(header,
-                        std::clamp(maxAgeSeconds, formats::kLeastMaxAge, formats::kLargestMaxAge));
-    } else {
-        UpdateNeverProxied(header);
+    if (!CanBeProxied(header.usn)) {
+        return UpdateNeverProxied(header);
     }
+    return UpdateProxyable(
+        header, std::clamp(maxAgeSeconds, formats::kLeastMaxAge, formats::kLargestMaxAge));
 }
 
 // Handles the announcement of a device that is never proxied. Such a device gets an
 // entry when its description arrives. Until then each announcement causes a request,
 // since any of these datagrams may be lost.
-void DeviceRegistry::UpdateNeverProxied(const NTSHeader &header)
+bool DeviceRegistry::UpdateNeverProxied(const NTSHeader &header)
 {
     if (header.usn.find(formats::kUsnPrefix) == std::string_view::npos) {
-        return;
+        return false;
     }
     UsnIndex::Slot *known = mNodeList.Find(header.usn);
     if (known == nullptr) {
         mDocuments.SendGETRequest(header.location, header.sender);
-        return;
+        return false;
     }
     SSDPDeviceType &device = known->record->second;
     if (device.modelNumber.empty()) {
@@ -107,6 +106,7 @@ void DeviceRegistry::UpdateNeverProxied(const NTSHeader &header)
     }
     device.timerCountdown = RefreshedCountdownMs(device.timerPeriod);
     Confirm(known->record);
+    return true;
 }
 
 // A service that this device announces is never asked for: its record is here.
@@ -137,21 +137,23 @@ void DeviceRegistry::SetTime(std::uint32_t nowMs)
 
 // Handles the announcement of a device that can be proxied. It is known only if it was
 // added, and its description is not requested.
-void DeviceRegistry::UpdateProxyable(const NTSHeader &header, std::int32_t maxAgeSeconds)
+bool DeviceRegistry::UpdateProxyable(const NTSHeader &header, std::int32_t maxAgeSeconds)
 {
     const auto host = mHostList.find(header.usn);
     if (host != mHostList.end()) {
         HandBack(host, maxAgeSeconds);
-        return;
+        return true;
     }
     const auto node = mNodeList.find(header.usn);
-    if (node != mNodeList.end()) {
-        Uncount(node->second); // its max-age is counted, too
-        SetMaxAge(node->second, maxAgeSeconds);
-        Count(node->second);
-        node->second.timerCountdown = RefreshedCountdownMs(node->second.timerPeriod);
-        Confirm(node);
+    if (node == mNodeList.end()) {
+        return false;
     }
+    Uncount(node->second); // its max-age is counted, too
+    SetMaxAge(node->second, maxAgeSeconds);
+    Count(node->second);
+    node->second.timerCountdown = RefreshedCountdownMs(node->second.timerPeriod);
+    Confirm(node);
+    return true;
 }
 
 // Stops proxying a device that now announces itself. This device's own service is

@@ -46,8 +46,8 @@ public:
     // Takes a reading of a millisecond clock that may wrap, before the datagram that came
     // then is handled. Asks a known peer for its description again, if its turn has come.
     void SetTime(std::uint32_t nowMs);
-    // Handles an ssdp:alive. Any max-age is allowed.
-    void UpdateDevice(const formats::NTSHeader &header, std::int32_t maxAgeSeconds);
+    // Handles an ssdp:alive. Any max-age is allowed. Returns whether the device is known.
+    bool UpdateDevice(const formats::NTSHeader &header, std::int32_t maxAgeSeconds);
     // Handles an ssdp:byebye.
     void RemoveDevice(const formats::NTSHeader &header);
     // Handles a received description document: it replaces the entry of its USN, or
@@ -80,8 +80,8 @@ private:
     using Iterator = formats::SSDPDeviceMap::iterator;
 
     // device_registry.cpp
-    void UpdateNeverProxied(const formats::NTSHeader &header);
-    void UpdateProxyable(const formats::NTSHeader &header, std::int32_t maxAgeSeconds);
+    bool UpdateNeverProxied(const formats::NTSHeader &header);
+    bool UpdateProxyable(const formats::NTSHeader &header, std::int32_t maxAgeSeconds);
     void NoteForRefresh(const formats::NTSHeader &header, std::uint32_t describedSeconds);
     void AskAgain();
     void HandBack(Iterator host, std::int32_t maxAgeSeconds);

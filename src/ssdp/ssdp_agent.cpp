@@ -67,6 +67,7 @@ void SSDPAgent::Leave(bool announce)
 {
     mDocuments.Clear();
     mRegistry.Leave(announce);
+    mKnownAlives.Limit(0);
     mLink.ClearInterfaces();
 }
 
@@ -84,11 +85,9 @@ std::optional<DocumentRequest> SSDPAgent::ParseSSDPPacket(std::string_view datag
     case Method::Http:
         ParseHTTPResponse(datagram, sender);
         break;
-    case Method::Notify: {
-        formats::SSDPHeaders headers = formats::ScanHeaders(datagram);
-        HandleNotify(headers, sender);
+    case Method::Notify:
+        HandleNotify(datagram, sender);
         break;
-    }
     case Method::MSearch:
         ProcessMSEARCHRequest(formats::ScanHeaders(datagram).searchTarget, sender, nowMs);
         break;
@@ -106,16 +105,23 @@ std::optional<DocumentRequest> SSDPAgent::ParseSSDPPacket(std::string_view datag
 
 // A NOTIFY from one of this device's addresses is its own message, which multicast
 // brings back.
-void SSDPAgent::HandleNotify(formats::SSDPHeaders &headers, const sockaddr_in &sender)
+void SSDPAgent::HandleNotify(std::string_view datagram, const sockaddr_in &sender)
 {
+    if (mLink.IsOwnAddress(sender.sin_addr)) {
+        return;
+    }
+    const formats::SSDPHeaders *kept = mKnownAlives.Find(datagram);
+    formats::SSDPHeaders headers = kept != nullptr ? *kept : formats::ScanHeaders(datagram);
     formats::NTSHeader &header = headers.notify;
-    if (header.nt.empty() || header.usn.empty() || header.location.empty() ||
-        mLink.IsOwnAddress(sender.sin_addr)) {
+    if (header.nt.empty() || header.usn.empty() || header.location.empty()) {
         return;
     }
     header.sender = sender.sin_addr;
     if (headers.kind == NTSKind::Alive) {
-        mRegistry.UpdateDevice(header, headers.maxAge);
+        const bool known = mRegistry.UpdateDevice(header, headers.maxAge);
+        if (known && kept == nullptr) {
+            mKnownAlives.Keep(datagram, NodeList().size());
+        }
     } else if (headers.kind == NTSKind::Byebye) {
         mRegistry.RemoveDevice(header);
     }
@@ -217,6 +223,7 @@ void SSDPAgent::UpdateContainers(std::uint32_t elapsedMs)
     constexpr std::uint32_t kLongest = std::numeric_limits<std::int32_t>::max();
     if (IsOpen()) {
         mRegistry.UpdateContainers(static_cast<std::int32_t>(std::min(elapsedMs, kLongest)));
+        mKnownAlives.Limit(NodeList().size());
     }
 }
 

@@ -4,6 +4,7 @@
 #include "formats/ssdp_headers.h"
 #include "ssdp/device_registry.h"
 #include "ssdp/document_exchange.h"
+#include "ssdp/known_alives.h"
 #include "ssdp/own_link.h"
 #include "ssdp/ssdp_environment.h"
 #include "ssdp/timing.h"
@@ -79,7 +80,7 @@ public:
     bool TakeChange(formats::SSDPDeviceMap &out) { return mRegistry.TakeChange(out); }
 
 private:
-    void HandleNotify(formats::SSDPHeaders &headers, const sockaddr_in &sender);
+    void HandleNotify(std::string_view datagram, const sockaddr_in &sender);
     void SendMSEARCHRequest(std::string_view searchTarget);
     void ProcessMSEARCHRequest(std::string_view searchTarget, const sockaddr_in &requester,
                                std::uint32_t nowMs);
@@ -92,6 +93,7 @@ private:
     Timing mTiming;
     DocumentExchange mDocuments;
     DeviceRegistry mRegistry;
+    KnownAlives mKnownAlives;
 };
 
 } // namespace ssdp
