@@ -66,7 +66,7 @@ def test_the_last_line_and_the_status_say_what_failed(tree, script, status, tota
 
 
 def test_without_arguments_all_stages_run_and_every_failure_is_counted(tree):
-    _, command = block("README.md", "./run ").splitlines()
+    _, command, _ = block("README.md", "./run ").splitlines()
     ended, output, _ = run(tree, "bash", "-c", command)
     lines = [line for line in output.partition("======== summary\n")[2].splitlines()
              if not line.startswith("    failed: ")]
