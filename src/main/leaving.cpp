@@ -85,7 +85,7 @@ Leaving::Leaving(LastAct lastAct)
     gEvent = mEvent;
     sem_init(&gSignal, 0, 0);
     mInstance = this;
-    static_cast<void>(std::atexit(FinishAtExit)); // if it fails, no exit waits for the duty
+    static_cast<void>(std::atexit(FinishAtExit)); // if this fails, an exit does not wait
     mThread.Attach([this] { Run(); });
     if (mThread.Start() == vexbase::kSuccess) {
         SetEndHandlers(Wake);
