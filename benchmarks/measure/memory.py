@@ -47,7 +47,7 @@ def private_bytes(pid):
 
 
 def _stack_pointers(pid):
-    """Of all threads. They wait in system calls."""
+    """The stack pointers of all threads. The threads wait in system calls."""
     calls = [(task / "syscall").read_text().split()
              for task in Path(f"/proc/{pid}/task").iterdir()]
     return [int(call[-2], 16) for call in calls if len(call) > 2]
