@@ -16,12 +16,12 @@ namespace beacond {
 // report its addresses.
 //
 // The process ends 1.5 s after the signal in any case, with status 0. A second signal has
-// its default action and ends the process at once; one that arrives before the thread is
+// its default action and ends the process at once; a signal that arrives before the thread is
 // awake counts as the first. If the main thread calls std::exit after the signal, because
 // avahi-daemon has ended too, the process still waits for the duty and ends with status 0.
 //
-// The duty and the other threads use no static object that was created after this one: an exit
-// destroys such objects first.
+// REQUIRES: the duty and the other threads use no static object that was created after this
+// object. An exit destroys such objects first.
 //
 // There is one instance in the process, created and destroyed on the main thread.
 class Leaving
