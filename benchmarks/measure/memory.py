@@ -62,7 +62,7 @@ def _owner_of_file(file, program):
 
 
 def _owner(mapping, neighbour, program, stack_pointers):
-    """Who uses a mapping. `neighbour` is the file of the mapping that ends where this one
+    """The owner of a mapping. `neighbour` is the file of the mapping that ends where this one
     starts: the variables of a program or library that have no initial values follow its file.
     (Some records of the loader may also lie there. The kernel does not show the difference.)"""
     if mapping.file:
