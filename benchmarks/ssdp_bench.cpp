@@ -180,8 +180,8 @@ void ExpiryOfAll(benchmark::State &state)
 }
 BENCHMARK(ExpiryOfAll)->Arg(1000)->Arg(4000)->Unit(benchmark::kMicrosecond);
 
-// Keeps freed memory in the program. Otherwise it is returned to the kernel if it happens to be
-// at the end of the heap, and then a copy takes twice as long.
+// Keeps freed memory in the program. Otherwise memory at the end of the heap would be returned
+// to the kernel, and then a copy takes twice as long.
 void KeepFreedMemory()
 {
     mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());

@@ -3,8 +3,8 @@ add_library(beacond_options INTERFACE)
 target_compile_options(beacond_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat-security -Werror
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
-# Files over 2 GiB open on 32-bit processors. (_TIME_BITS=64 would change the timeval that
-# Debian's Avahi library for them exchanges with its caller.)
+# Lets 32-bit processors open files over 2 GiB. (_TIME_BITS=64 would change the type timeval,
+# which Debian's Avahi library for these processors exchanges with its caller.)
 target_compile_definitions(beacond_options INTERFACE _FILE_OFFSET_BITS=64
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS)
 if(CMAKE_BUILD_TYPE STREQUAL "Release")

@@ -23,7 +23,8 @@ foreach(component ${pkg_components})
     install(FILES debian/copyright DESTINATION ${folder} COMPONENT ${component})
 endforeach()
 
-# All in one folder, so the links between docs/ and its parent change.
+# The package has all documents in one folder. Therefore "../" and "docs/" are removed from the
+# links between them.
 foreach(document docs/operations.md docs/embedded.md docs/protocol.md docs/security.md
         docs/performance.md docs/configuration-service.yaml SECURITY.md)
     file(READ ${PROJECT_SOURCE_DIR}/${document} text)

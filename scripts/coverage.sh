@@ -17,7 +17,8 @@ install_packages build network tests
 cmake --preset coverage >/dev/null
 cmake --build --preset coverage -j "$(nproc)"
 find build/coverage -name '*.gcda' -delete
-rm -rf build/coverage/Testing # otherwise tests that failed last run first, without counters
+# Otherwise ctest would first run the tests that failed last time, without counters.
+rm -rf build/coverage/Testing
 
 status=0
 # Some tests continue as another user. If that user could not write the counters, a message

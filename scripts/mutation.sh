@@ -4,7 +4,7 @@
 # the work tree. Needs root, as the unit tests do.
 #
 #   scripts/mutation.sh                      300 faults in src/, the same ones each time
-#   scripts/mutation.sh --core src/formats   only the core's tests decide: seconds for a fault
+#   scripts/mutation.sh --core src/formats   runs only the core's tests: seconds for each fault
 #   scripts/mutation.sh --help               all options
 #
 # Fails if less than 95 % are found, or if a fault that is not found has no reason in

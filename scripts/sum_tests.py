@@ -5,7 +5,7 @@ usage: sum_tests.py FOLDER...
 
 Each folder has the name of a stage and holds
   *.xml       the reports of its test runners, as JUnit XML
-  NAME/*.xml  where the cases of NAME.xml are test programs: the report of each
+  NAME/*.xml  the reports of the test programs, if the cases of NAME.xml are programs
   ended       the exit status of the stage and the seconds it took
 
 Prints a line for each stage, with the names of its failures below it. The last line is

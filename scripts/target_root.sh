@@ -5,8 +5,8 @@
 # unpacks Debian's libraries for that architecture (the group target of packages.txt) into
 # /opt/beacond/ARCHITECTURE. Needs root, unless nothing is missing.
 #
-# The libraries are not installed: beside those of this machine they would need the same
-# versions, and Debian's security archive does not have these for every architecture.
+# The libraries are not installed: Debian installs a library for two architectures only in the
+# same version, and its security archive does not have each version for every architecture.
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
@@ -47,8 +47,8 @@ make_root() { # ARCHITECTURE
         "$release" "$unpacked" "deb $(debian_mirror) $release main" \
         >"$root/log" 2>&1 || { cat "$root/log"; return 1; }
     write_database "$unpacked" "$root" "$1"
-    # Nothing else, because programs under emulation use each file of the root instead of the
-    # machine's. (Qt's CMake files look for qmake.)
+    # Moves only these files: programs under emulation use each file of the root instead of
+    # this machine's file of the same name. (Qt's CMake files look for qmake.)
     mv "$unpacked"/usr/include "$root/usr"
     mv "$unpacked"/usr/bin/*-qmake "$root/usr/bin"
     mv "$unpacked"/usr/lib/{*-linux-gnu*,ld*.so*,qt5} "$root/usr/lib"

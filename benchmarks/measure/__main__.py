@@ -199,7 +199,7 @@ def add_growth(table, programs):
     scan = runs["ClassifyAndScanNotify"]
     table.add("classifying and scanning a NOTIFY of 300 bytes, ns", scan["cpu_time"],
               "under 1000", 1000)
-    table.add("its allocations", scan["allocations"], "0", 0)
+    table.add("classifying and scanning a NOTIFY, allocations", scan["allocations"], "0", 0)
     for name in ["PassWithoutChange", "ExpiryOfAll", "CopyOfChange"]:
         for size, limit in [(1000, 1000), (4000, 5000)]:
             table.add(f"lock held: {name}/{size}, µs", runs[f"{name}/{size}"]["real_time"],

@@ -55,9 +55,9 @@ def libraries(program, compiler="c++", leaf=None):
 
 
 def start_instructions(program):
-    """The instructions that the daemon executes until it has read its options: those of loading
-    the program, and of the construction of its application object. Counted by valgrind, with an
-    option that does not exist."""
+    """The number of instructions that the daemon executes until it has read its options. This
+    includes loading the program and constructing its application object. Valgrind counts them;
+    an option that does not exist ends the daemon at this point."""
     ended = subprocess.run(["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null",
                             program, "-x"], env={"PATH": "/usr/bin"}, text=True,
                            stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, check=False)

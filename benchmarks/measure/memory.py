@@ -47,7 +47,7 @@ def private_bytes(pid):
 
 
 def _stack_pointers(pid):
-    """Of all threads. They wait in system calls."""
+    """The stack pointers of all threads. The threads wait in system calls."""
     calls = [(task / "syscall").read_text().split()
              for task in Path(f"/proc/{pid}/task").iterdir()]
     return [int(call[-2], 16) for call in calls if len(call) > 2]
@@ -62,7 +62,7 @@ def _owner_of_file(file, program):
 
 
 def _owner(mapping, neighbour, program, stack_pointers):
-    """Who uses a mapping. `neighbour` is the file of the mapping that ends where this one
+    """The owner of a mapping. `neighbour` is the file of the mapping that ends where this one
     starts: the variables of a program or library that have no initial values follow its file.
     (Some records of the loader may also lie there. The kernel does not show the difference.)"""
     if mapping.file:

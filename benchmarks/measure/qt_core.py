@@ -25,13 +25,13 @@ def figures(folder):
     """The figures of the programs in `folder`, in the order of ROWS."""
     program = f"{folder}/beacond"
     libraries = footprint.libraries(program)
-    company = libraries.keys() - footprint.libraries(program, leaf="libdbus-1.so.3").keys()
+    only_for_dbus = libraries.keys() - footprint.libraries(program, leaf="libdbus-1.so.3").keys()
     with tempfile.TemporaryDirectory() as scratch:
         size = footprint.stripped_size(program, scratch)
     with sizes.idle_device(folder) as pids:
         total = memory.total(pids["beacond"])
     return [(size + bytes_of(libraries.values())) / 1e6,
-            bytes_of(libraries[name] for name in company) / 1e6, len(libraries),
+            bytes_of(libraries[name] for name in only_for_dbus) / 1e6, len(libraries),
             total["Rss"], total["Pss"], total["Private_Dirty"],
             footprint.start_instructions(program) / 1e6]
 

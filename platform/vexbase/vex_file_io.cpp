@@ -14,7 +14,7 @@ namespace {
 // The system's default for new files, before the file-creation mask.
 constexpr mode_t kNewFileMode = 0666;
 
-// The flags of open(2) for those of Open; nothing for an invalid combination.
+// Converts the flags of Open to flags of open(2). Nothing for an invalid combination.
 std::optional<int> SystemFlags(int flags)
 {
     switch (flags) {

@@ -8,7 +8,7 @@
 namespace vexbase {
 
 // The type and permissions of an open file (st_mode); 0 with errno set after a failure.
-// fstat(2) would refuse files of after 2038 where time_t has 32 bits.
+// fstat(2) would refuse files with a date after 2038 where time_t has 32 bits.
 [[nodiscard]] mode_t FileMode(int descriptor);
 
 } // namespace vexbase
@@ -38,8 +38,9 @@ public:
     // Opens a regular file. Returns 0, or a negative status with errno from the system or
     // one of these: EBUSY if this object has a file open already, EINVAL for other flags
     // or properties than the above and for a name that contains a NUL, EISDIR for a
-    // directory and ENXIO for any other file that is not regular. Does not wait for a FIFO's other
-    // end. New files get mode 0666, narrowed by the process's file-creation mask.
+    // directory and ENXIO for any other file that is not regular. Does not wait for the
+    // other end of a FIFO. New files get mode 0666, narrowed by the process's file-creation
+    // mask.
     [[nodiscard]] int Open(const std::string &name, int flags, int properties);
 
     // Writes length bytes, in several steps if the system takes fewer. Returns the number

@@ -15,9 +15,9 @@ inline void ShareOneHeap()
 #endif
 }
 
-// Returns the free pages of the heap to the system, for a thread that has freed megabytes at
-// once: they would stay free, for later use. Other threads cannot allocate meanwhile. Any
-// thread. Complete only after ShareOneHeap.
+// Returns the free pages of the heap to the system. Call it after megabytes were freed at
+// once: the C library would keep their pages for later use. Other threads cannot allocate
+// meanwhile. Any thread. Complete only after ShareOneHeap.
 inline void ReturnFreeMemory()
 {
 #ifdef __GLIBC__

@@ -29,8 +29,8 @@ inline void Append(std::string &text, std::initializer_list<std::string_view> pi
     return text;
 }
 
-// A capital of ASCII becomes a small letter, other bytes stay. Unlike tolower() it does
-// not depend on the locale.
+// An ASCII capital letter in lower case; other bytes unchanged. Unlike tolower(), the result
+// does not depend on the locale.
 [[nodiscard]] constexpr char LowerASCII(char c)
 {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;

@@ -51,9 +51,9 @@ public:
     // reason of the system.
     int Write(const void *data, std::size_t length, const sockaddr_in &destination);
 
-    // Write that reserves sparedPercent (0 to 100) of the send buffer for calls of Write:
-    // it returns vexbase::kNoRoom while more than the rest is in use. Datagrams to hosts that do
-    // not exist stay in the buffer for seconds, and could fill it.
+    // Like Write, but leaves sparedPercent (0 to 100) of the send buffer free for calls of
+    // Write: returns vexbase::kNoRoom while more than the rest is in use. Datagrams to hosts
+    // that do not exist stay in the buffer for seconds, and could fill it.
     int WriteSparing(const void *data, std::size_t length, const sockaddr_in &destination,
                      int sparedPercent);
 

@@ -83,8 +83,8 @@ private:
     std::optional<WatchAnswerReader> m_answer;
     ReconnectPause m_pause;
     Outage m_outage;
-    // Ends the pause, or the silence that the service may keep. After a delay of the event
-    // loop, Qt handles data in the socket before this time-out.
+    // Runs out at the end of the pause, or when the service has been silent for too long.
+    // After a delay of the event loop, Qt handles data in the socket before this time-out.
     QTimer m_timer;
 };
 

@@ -88,7 +88,7 @@ void VEXBrowser::WriteBrowserInfo()
 }
 
 // Returns true if the file could be opened. A write that fails, for instance on a full
-// medium, is only reported; the list is renamed into place all the same.
+// medium, is only reported: the cut list still replaces the former one.
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the callers pass literals
 bool VEXBrowser::WriteJSONFile(std::string path)
 {

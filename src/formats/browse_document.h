@@ -29,7 +29,7 @@ namespace formats {
 // takes a tenth of the time.
 [[nodiscard]] std::size_t SizeOfPlainBrowseObject(const SSDPDeviceType &device);
 
-// Whether two records have the same object.
+// Whether two records are written as the same object.
 [[nodiscard]] bool AreListedAlike(const SSDPDeviceType &a, const SSDPDeviceType &b);
 
 // Reads a document: the fields that it has of each device, in the document's order.
@@ -44,8 +44,8 @@ namespace formats {
 
 // Reads a document and writes it again as JSON on one line without a newline: the same
 // objects in the same order with the same members, in valid UTF-8. The members of an object
-// are in alphabetical order; those that are arrays or objects, which no list has, are left
-// out. False, with error set to one line and copy unchanged, as for ReadBrowseDocument.
+// are in alphabetical order. Members that are arrays or objects are left out: a browse list
+// has none. False, with error set to one line and copy unchanged, as for ReadBrowseDocument.
 [[nodiscard]] bool CopyBrowseDocument(std::string_view text, std::string &copy, std::string &error);
 
 } // namespace formats

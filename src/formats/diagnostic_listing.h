@@ -42,7 +42,7 @@ void AssembleList(const SSDPDeviceMap &list, std::string &out, std::size_t maxSi
 // A listing that was received.
 struct DiagnosticListing
 {
-    // Of each service the four fields of the listing; the others are empty.
+    // For each service the four fields of the listing; the others are empty.
     std::vector<SSDPDeviceType> services;
     // The listing may be incomplete: one more entry might not have fitted.
     bool cut = false;

@@ -11,28 +11,28 @@
 // plain value; text fields are bytes as received, of any length.
 struct SSDPDeviceType
 {
-    std::string productName;         //  1: first component of the USN's suffix
-    std::string modelName;           //  2: <modelName> of the description document
-    std::string modelNumber;         //  3: <modelNumber>; empty until a description was read
-    std::string modelDescription;    //  4: <modelDescription>, the product category
-    std::string serialNumber;        //  5: <serialNumber>
-    std::string ipAddress;           //  6: dotted quad; second component of the USN's suffix
-    std::string hostName;            //  7: <friendlyName>
-    std::string instance;            //  8: third component of the USN's suffix
-    std::string boardID;             //  9: "0x" and the board identifier
-    std::string notificationType;    // 10: the NT or ST value
-    std::string urlScheme;           // 11: "http://" or "https://"
-    std::string reserved;            // 12: copied with the record, never read
-    std::string usn;                 // 13: unique service name; the key of every map
-    std::string maxAge;              // 14: decimal seconds
-    std::string location;            // 15: URL of the description document
-    std::string descriptionFileName; // 16: path of the document's file
-    std::string server;              // 17: the SERVER header's value
+    std::string productName;         // first component of the USN's suffix
+    std::string modelName;           // <modelName> of the description document
+    std::string modelNumber;         // <modelNumber>; empty until a description was read
+    std::string modelDescription;    // <modelDescription>, the product category
+    std::string serialNumber;        // <serialNumber>
+    std::string ipAddress;           // dotted quad; second component of the USN's suffix
+    std::string hostName;            // <friendlyName>
+    std::string instance;            // third component of the USN's suffix
+    std::string boardID;             // "0x" and the board identifier
+    std::string notificationType;    // the NT or ST value
+    std::string urlScheme;           // "http://" or "https://"
+    std::string reserved;            // copied with the record, never read
+    std::string usn;                 // unique service name; the key of every map
+    std::string maxAge;              // decimal seconds
+    std::string location;            // URL of the description document
+    std::string descriptionFileName; // path of the document's file
+    std::string server;              // the SERVER header's value
 
-    std::uint32_t timerPeriod = 0;   // 18: reload value of the countdown, milliseconds
-    std::int32_t timerCountdown = 0; //     milliseconds left; below 0 when it has run out
-    std::uint16_t repeatCount = 0;   // 19: announcements still to be sent
-    std::uint8_t flag = 0;           // 20: a mark that is copied with the record
+    std::uint32_t timerPeriod = 0;   // reload value of the countdown, milliseconds
+    std::int32_t timerCountdown = 0; // milliseconds left; 0 or less when it has run out
+    std::uint16_t repeatCount = 0;   // announcements still to be sent
+    std::uint8_t flag = 0;           // marks of the registry (ssdp::record_flag)
 };
 
 namespace formats {
@@ -47,7 +47,7 @@ using SSDPDeviceMap = std::map<std::string, SSDPDeviceType, std::less<>>;
 [[nodiscard]] std::string MakeUSN(std::string_view productName, std::string_view ipAddress,
                                   std::string_view instance);
 
-// The predicates search anywhere in the text, case-sensitive.
+// The predicates search anywhere in the text. Case matters.
 
 // A device that another device may announce: "ZR1".
 [[nodiscard]] bool CanBeProxied(std::string_view text);

@@ -128,7 +128,7 @@ std::string_view SkipSpace(std::string_view text)
     return text;
 }
 
-// Takes a leading sign off the text; true for "-".
+// Removes a leading sign from the text; true for "-".
 bool TakeSign(std::string_view &text)
 {
     const bool negative = !text.empty() && text.front() == '-';
@@ -138,7 +138,7 @@ bool TakeSign(std::string_view &text)
     return negative;
 }
 
-// The base of a number, by its prefix; takes "0x" off the text if a digit follows it.
+// The base of a number, by its prefix; removes "0x" from the text if a digit follows it.
 int TakeBase(std::string_view &text)
 {
     if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') &&

@@ -33,11 +33,10 @@ constexpr std::size_t kReceiveSize = 1500;
 // The largest payload, in bytes, of an IPv4 UDP datagram.
 constexpr std::size_t kMaxDatagram = 65507;
 
-// max-age in seconds: the value of a NOTIFY without one; the smallest that is used; the
-// text of a description without one; the largest (twice its milliseconds fit in 31 bits).
-constexpr std::int32_t kDefaultMaxAge = 1800;
-constexpr std::int32_t kLeastMaxAge = 120;
-constexpr const char *kMissingMaxAge = "120";
-constexpr std::int32_t kLargestMaxAge = 1073741;
+// max-age, in seconds.
+constexpr std::int32_t kDefaultMaxAge = 1800;    // of a NOTIFY without one
+constexpr std::int32_t kLeastMaxAge = 120;       // the smallest that is used
+constexpr const char *kMissingMaxAge = "120";    // of a description without one
+constexpr std::int32_t kLargestMaxAge = 1073741; // twice its milliseconds fit in 31 bits
 
 } // namespace formats

@@ -23,9 +23,10 @@ sem_t gSignal;
 int gEvent = -1; // Leaving::mEvent
 Leaving::LastAct gLastAct = nullptr;
 
-// Stops the event loop before the duty begins: when a whole system shuts down, avahi-daemon
-// often ends at the same moment, and the event loop would end the process for this reason
-// before the goodbyes are sent. If the loop notices both in one turn, FinishAtExit() waits.
+// Stops the event loop before the duty begins. When a whole system shuts down, avahi-daemon
+// often ends at the same moment, and the event loop would end the process before the goodbyes
+// are sent. If the loop notices the signal and the end of avahi-daemon in one turn,
+// FinishAtExit() waits.
 void Wake(int /*signal*/)
 {
     const int interrupted = errno; // of the code that the signal interrupts
@@ -85,7 +86,7 @@ Leaving::Leaving(LastAct lastAct)
     gEvent = mEvent;
     sem_init(&gSignal, 0, 0);
     mInstance = this;
-    static_cast<void>(std::atexit(FinishAtExit)); // if it fails, no exit waits for the duty
+    static_cast<void>(std::atexit(FinishAtExit)); // if this fails, an exit does not wait
     mThread.Attach([this] { Run(); });
     if (mThread.Start() == vexbase::kSuccess) {
         SetEndHandlers(Wake);

@@ -8,19 +8,20 @@
 
 namespace beacond {
 
-// Leaving ends the process in good order at SIGTERM or SIGINT. The signal handler only
-// wakes a thread and the event loop. The thread calls the duty; the event loop waits for the
-// end of the duty, and ends. The event loop does not call the duty itself, because the main
-// thread may be blocked for many seconds: by a configuration service or an avahi-daemon that
-// does not answer, or by a system that does not report its addresses.
+// Leaving ends the process cleanly at SIGTERM or SIGINT. The function to call before the end
+// is named the duty. The signal handler only wakes a thread and the event loop. The thread
+// calls the duty; the event loop waits until the duty has returned, and ends. The event loop
+// does not call the duty itself, because the main thread may be blocked for many seconds: by a
+// configuration service or an avahi-daemon that does not answer, or by a system that does not
+// report its addresses.
 //
 // The process ends 1.5 s after the signal in any case, with status 0. A second signal has
-// its default action and ends the process at once; one that arrives before the thread is
+// its default action and ends the process at once; a signal that arrives before the thread is
 // awake counts as the first. If the main thread calls std::exit after the signal, because
 // avahi-daemon has ended too, the process still waits for the duty and ends with status 0.
 //
-// The duty and the other threads use no static object that was created after this one: an exit
-// destroys such objects first.
+// REQUIRES: the duty and the other threads use no static object that was created after this
+// object. An exit destroys such objects first.
 //
 // There is one instance in the process, created and destroyed on the main thread.
 class Leaving
@@ -42,8 +43,8 @@ public:
     Leaving(const Leaving &) = delete;
     Leaving &operator=(const Leaving &) = delete;
 
-    // Sets the function to call at a signal, on this object's thread. If a signal has
-    // arrived already, calls it at once, on the caller's thread.
+    // Sets the duty, which is called at a signal on this object's thread. If a signal has
+    // arrived already, calls the duty at once, on the caller's thread.
     void SetDuty(Duty duty);
 
 private:

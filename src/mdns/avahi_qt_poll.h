@@ -7,9 +7,9 @@
 #include <sys/time.h>
 
 // The Avahi client library on the Qt event loop. Avahi asks for watches on descriptors and
-// for time-outs through a table of functions; here both use the event loop, so every
-// callback of Avahi runs on the thread that runs the loop. Only that thread may use the
-// table and the objects. No operation fails, except for lack of memory.
+// for time-outs through a table of functions. These watches and time-outs use the event loop,
+// so every callback of Avahi runs on the thread that runs the loop. Only that thread may use
+// the table and the objects. No operation fails, except for lack of memory.
 
 // The table for avahi_client_new. It is constant, is never null, and stays valid until the
 // process ends. REQUIRES: a QCoreApplication.

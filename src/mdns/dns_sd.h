@@ -41,11 +41,11 @@ struct Service
 // The services to publish, the newest first. One thread at a time.
 using Services = std::forward_list<Service>;
 
-// The service of that type, compared as text, and port. If there is none, adds one without
+// The service with this type (compared as text) and port. If there is none, adds one without
 // TXT strings at the front.
 [[nodiscard]] Service &findOrAddService(Services &services, const char *type, int port);
 
-// Removes the service of that type, compared as text, and port. Returns false if there is
+// Removes the service with this type (compared as text) and port. Returns false if there is
 // none.
 [[nodiscard]] bool removeService(Services &services, const char *type, int port);
 

@@ -67,8 +67,8 @@ void Mdns::init(const char *serial, const char *productName, const char *hostNam
         WriteFault({"failed to get poll"});
         exitFailed();
     }
-    // Before the next two copies on purpose: the first name never contains the product name
-    // or the serial number.
+    // Deliberately called before the product name and the serial number are copied: the first
+    // instance name never contains them.
     sanitizeAndSetHostService(hostName);
     copyText(m_vexSerial, serial);
     copyText(m_productName, productName);

@@ -22,6 +22,6 @@ public:
     [[nodiscard]] static std::string GetBoardID();
 };
 
-// The same text without spaces at its end, for other devices. Other white space is kept.
-// Any thread.
+// The text of GetFormattedSerialNumber without spaces at its end: the form that is announced.
+// Other white space is kept. Any thread.
 [[nodiscard]] std::string getCleanSerialNumber();

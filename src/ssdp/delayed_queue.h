@@ -34,11 +34,11 @@ class DelayedQueue
 {
 public:
     // The bound counts places: a datagram takes one for every kBytesOfPlace bytes or
-    // part of them. The texts operation and what are the names of the queue in the line
-    // that reports a full queue. REQUIRES: the environment and both texts outlive this.
+    // part of them. operation and contents name the queue in the line that reports a full
+    // queue (see BoundReport). REQUIRES: the environment and both texts outlive this.
     DelayedQueue(SSDPEnvironment &environment, std::size_t maxPlaces, std::string_view operation,
-                 std::string_view what)
-        : mEnvironment(environment), mMaxPlaces(maxPlaces), mReport(operation, what)
+                 std::string_view contents)
+        : mEnvironment(environment), mMaxPlaces(maxPlaces), mReport(operation, contents)
     {
     }
 

@@ -35,9 +35,9 @@ public:
     void SetTime(std::uint32_t nowMs);
     [[nodiscard]] std::uint32_t NowSeconds() const;
 
-    // Whether a peer that announces itself is due, and due before the peer that is to be
-    // asked next. describedSeconds is the time when its description came or was requested
-    // last.
+    // Whether a peer that announces itself is due, and has an older description than the peer
+    // that is to be asked next. describedSeconds is the time when its description came or was
+    // requested last.
     [[nodiscard]] bool IsNext(std::uint32_t describedSeconds) const;
     // Remembers a peer to be asked next.
     void SetNext(const formats::NTSHeader &header, std::uint32_t describedSeconds);

@@ -108,8 +108,7 @@ std::uint32_t UsnIndex::Hash(std::string_view usn) const
     return hash == kEmpty ? 1 : hash;
 }
 
-// The whole hash is compared first. The record of a slot that belongs to another USN
-// is then hardly ever read.
+// The hash in the slot is compared first, so the record of another USN is hardly ever read.
 const UsnIndex::Slot *UsnIndex::Find(std::string_view usn) const
 {
     const std::uint32_t hash = Hash(usn);
@@ -126,7 +125,7 @@ UsnIndex::Slot *UsnIndex::Find(std::string_view usn)
     return const_cast<Slot *>(std::as_const(*this).Find(usn)); // this object is not const
 }
 
-// Ends, since a quarter of the slots or more is free.
+// The loop ends, because at least a quarter of the slots is free.
 std::size_t UsnIndex::FreeSlot(std::uint32_t hash) const
 {
     std::size_t slot = Home(hash);

@@ -60,7 +60,7 @@ public:
     void Erase(Record record);
     void Clear();
 
-    // Calls VISIT(record) for every record, in no order. VISIT must not change the index.
+    // Calls visit(record) for every record, in no order. visit must not change the index.
     template <typename Visit>
     void ForEach(const Visit &visit) const
     {
@@ -103,8 +103,8 @@ public:
 
     [[nodiscard]] const formats::SSDPDeviceMap &Map() const { return mMap; }
 
-    // Calls VISIT(device) for every record, in no order. Faster than from begin() to end(): the
-    // processor does not wait for a record before it fetches the next one.
+    // Calls visit(device) for every record, in no order. Faster than a loop from begin() to
+    // end(): the processor does not wait for a record before it fetches the next one.
     template <typename Visit>
     void ForEach(const Visit &visit)
     {
@@ -136,7 +136,7 @@ private:
     UsnIndex mIndex;
 };
 
-// The bits of SSDPDeviceType::flag. The registry keeps what it knows of a record there.
+// The bits of SSDPDeviceType::flag: the registry's marks on a record.
 namespace record_flag {
 inline constexpr std::uint8_t kConfirmed = 1; // see UnconfirmedNodes
 inline constexpr std::uint8_t kEscaped = 2;   // the browse document needs escapes for it

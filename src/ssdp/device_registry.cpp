@@ -15,9 +15,9 @@ namespace {
 using formats::CanBeProxied;
 using formats::NTSHeader;
 
-// Remembers whether the texts of a record need escapes: nearly none does, and its size is
-// then the sum of their lengths. Without that, forgetting thousands of devices in one pass
-// would take twice as long under the engine's lock.
+// Marks a record whose texts need escapes. Few records need them; the size of all others is
+// calculated from the lengths of their texts. Without this mark, forgetting thousands of
+// devices in one pass would take twice as long under the engine's lock.
 void NoteEscapes(SSDPDeviceType &device)
 {
     device.flag &= static_cast<std::uint8_t>(~record_flag::kEscaped);
@@ -109,7 +109,8 @@ bool DeviceRegistry::UpdateNeverProxied(const NTSHeader &header)
     return true;
 }
 
-// A service that this device announces is never asked for: its record is here.
+// The description of a service that this device announces is not requested: this device
+// has written it.
 void DeviceRegistry::NoteForRefresh(const NTSHeader &header, std::uint32_t describedSeconds)
 {
     if (mRefresh.IsNext(describedSeconds) && mHostList.find(header.usn) == mHostList.end()) {
@@ -157,7 +158,7 @@ bool DeviceRegistry::UpdateProxyable(const NTSHeader &header, std::int32_t maxAg
 }
 
 // Stops proxying a device that now announces itself. This device's own service is
-// deliberately treated alike. No goodbye is sent, since the device is there. The change
+// deliberately treated in the same way. No goodbye is sent, since the device is there. The change
 // flag is deliberately not set, even if a byebye had removed the entry.
 void DeviceRegistry::HandBack(Iterator host, std::int32_t maxAgeSeconds)
 {
@@ -304,8 +305,8 @@ bool DeviceRegistry::MakeRoom(const SSDPDeviceType *former, const SSDPDeviceType
     return true;
 }
 
-// How many known services this device does not announce. The bound is for these: no
-// flood keeps this device from announcing.
+// The number of known services that this device does not announce. The bound applies only
+// to these, so a flood cannot stop this device from announcing.
 std::size_t DeviceRegistry::DiscoveredNodes() const
 {
     const auto announced =

@@ -162,8 +162,9 @@ bool DeviceRegistry::IsForgotten(const SSDPDeviceType &node, std::int32_t elapse
            mHostList.find(node.usn) == mHostList.end();
 }
 
-// Forgets the devices that ran out, in key order. Most passes forget none, so lowering the
-// countdowns is kept apart: it needs no order, and is faster without.
+// Lowers the countdowns, then forgets the devices that ran out, in key order. Most passes
+// forget none. The countdowns have a loop of their own, which is faster because it needs no
+// order.
 void DeviceRegistry::AgeNodes(std::int32_t elapsedMs)
 {
     bool forgets = false;

@@ -36,8 +36,8 @@ public:
     void SetPath(const std::string &path) { mPath = path + "/"; }
 
     // Writes the document of a service for one address of this device, and completes
-    // the record: both times, SERVER, USN, LOCATION, file name. Returns false when
-    // there is no file number, or the document could not be written.
+    // the record: max-age, period, countdown, SERVER, USN, LOCATION, file name. Returns
+    // false when there is no file number, or the document could not be written.
     [[nodiscard]] bool GenerateDeviceDescriptionFile(const std::string &interfaceAddress,
                                                      SSDPDeviceType &service);
     // Frees the number in the name of a description file.

@@ -11,8 +11,8 @@
 namespace ssdp {
 
 // SendBudget limits the bytes that others can make this host send: at most a burst of
-// bytes, which is refilled at a number of bytes a second. The caller reads the clock; a
-// time nowMs is of a millisecond clock that may wrap.
+// bytes, which is refilled at a number of bytes a second. nowMs is the caller's reading of a
+// millisecond clock that may wrap.
 class SendBudget
 {
 public:

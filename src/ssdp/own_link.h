@@ -37,7 +37,7 @@ public:
     // loopback, 0.0.0.0/8 and 240.0.0.0/4 are not allowed.
     [[nodiscard]] bool CanBePeer(const in_addr &address) const;
 
-    // Refills the budget. nowMs is of a millisecond clock that may wrap.
+    // Refills the budget. nowMs is a reading of a millisecond clock that may wrap.
     void RefillBudget(std::uint32_t nowMs) { mOffLink.Refill(nowMs); }
     // Whether this number of bytes may be sent to the address: always on the link, off
     // the link while the budget lasts.

@@ -27,7 +27,7 @@ namespace ssdp {
 // Not thread-safe: its owner holds one lock during each call. No call waits, except for
 // the files of published documents.
 //
-// A time nowMs is of a millisecond clock that may wrap.
+// nowMs is a reading of a millisecond clock that may wrap.
 class SSDPAgent
 {
 public:
@@ -48,11 +48,11 @@ public:
     [[nodiscard]] std::uint32_t PollIntervalMs() const { return mTiming.PollIntervalMs(); }
 
     // Ends a run: drops the datagrams that wait to be sent, sends the goodbyes if
-    // announce is set, removes the interface and empties the registry.
+    // announce is set, removes the interfaces and empties the registry.
     void Leave(bool announce);
 
-    // Handles one datagram. If it is a valid request for a document, it is returned: the
-    // caller reads the file without its lock, and passes it to SendGETResponse.
+    // Handles one datagram. Returns a valid request for a document: the caller reads the
+    // file without its lock, and passes request and file to SendGETResponse.
     [[nodiscard]] std::optional<DocumentRequest>
     ParseSSDPPacket(std::string_view datagram, const sockaddr_in &sender, std::uint32_t nowMs);
     void SendGETResponse(const DocumentRequest &request, const ServedDocument &document,

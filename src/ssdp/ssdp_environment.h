@@ -45,7 +45,7 @@ public:
 enum class Urgency { Request, Answer };
 
 // Everything that the protocol core needs from outside. The engine implements it
-// with sockets, random() and files; a test with a script. Only the core calls it, on
+// with sockets, random() and files, a test with a fake. Only the core calls it, on
 // the caller's thread and with the caller's lock held. Nothing here waits, except for
 // the file of a published document.
 class SSDPEnvironment

@@ -16,12 +16,12 @@ constexpr std::uint32_t kPollIntervalBaseMs = 4250;
 constexpr std::uint32_t kPollIntervalSpreadMs = 1500;
 
 // This device's own service is announced every 15 to 24 s. The period is drawn for
-// every document: many services do not announce in step.
+// every document: many services do not announce themselves at the same time.
 constexpr std::uint32_t kAnnounceBaseSeconds = 15;
 constexpr std::uint32_t kAnnounceSpreadSeconds = 10;
 
 // A max-age below 120 s becomes 120 to 129 s: devices without a useful max-age
-// do not expire in step.
+// do not expire at the same time.
 constexpr std::uint32_t kLeastMaxAgeSpreadSeconds = 10;
 
 // Description requests and answers wait up to three ticks: many devices that

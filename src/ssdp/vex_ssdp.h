@@ -24,7 +24,7 @@ class TickClock;
 
 // VEX_SSDP is the SSDP engine: it announces this device's services on one network
 // interface, discovers peers, requests their description documents, and keeps a
-// registry of both. The protocol core (ssdp_agent.h) implements the protocol. This
+// registry of all services. The protocol core (ssdp_agent.h) implements the protocol. This
 // class is the shell around it: sockets, threads, the lock, the clock.
 //
 // It owns two threads. The SSDP thread receives, and runs the core at every datagram
@@ -34,8 +34,8 @@ class TickClock;
 // goodbyes itself.
 //
 // Failures in this folder: an operation that can fail says so by its result (false, an
-// empty optional, 0 or a status of vexbase/vex_status.h). Nothing throws, except when
-// memory ends. A fault that the user can repair is reported once, where it is found, as
+// empty optional, 0 or a status of vexbase/vex_status.h). Nothing throws, except for lack
+// of memory. A fault that the user can repair is reported once, where it is found, as
 // one line for standard error: the core calls SSDPEnvironment::ReportFault, and the
 // shell writes the line after it has released the lock. Datagrams may be lost without
 // a line, as on any network.

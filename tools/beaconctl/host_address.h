@@ -13,10 +13,10 @@ namespace beaconctl {
 // name may also be written as tables show it, with escapes. Pure function.
 [[nodiscard]] std::vector<std::string> AddressesOf(const std::string &name, const Entries &entries);
 
-// Replaces the host of the arguments, if it is a name, by its address: that of the device that
-// this device lists by this name, otherwise that of the host name (getaddrinfo), which may
-// take as long as the system's resolver. False if neither exists, or if several devices with
-// the name are listed.
+// If the host of the arguments is a name, replaces it by an address: of the device that this
+// device lists under this name, or otherwise of the host with this name. For the latter, it
+// waits for the system's resolver (getaddrinfo). False if there is no such address, or if
+// several devices with the name are listed.
 [[nodiscard]] bool FindHost(Arguments &arguments, std::string &error);
 
 } // namespace beaconctl

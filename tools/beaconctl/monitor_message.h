@@ -8,8 +8,8 @@
 // The SSDP message in a datagram, read as a daemon reads it. Pure functions.
 namespace beaconctl {
 
-// Texts are bytes from the network: show them through SafeText only. Empty ones are not in
-// the message.
+// Texts are bytes from the network: show them through SafeText only. A text that the message
+// does not have is empty.
 struct Message
 {
     std::string_view method; // "NOTIFY", "M-SEARCH", "HTTP" or "GET"

@@ -10,7 +10,7 @@
 
 // The output of beaconctl: composed by pure functions, and written to the standard
 // streams. Tables and lines are safe for a terminal, with long texts shortened. JSON
-// (RFC 8259) is as safe and has the whole texts, with bytes that are not UTF-8 replaced.
+// (RFC 8259) is equally safe and has the whole texts, with bytes that are not UTF-8 replaced.
 namespace beaconctl {
 
 // Where entries come from: it decides which of their members are shown.

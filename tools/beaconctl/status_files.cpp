@@ -44,7 +44,7 @@ FileState Examine(const std::string &path)
     FileState file;
     file.path = path;
     struct statx state = {};
-    // lstat(2) would refuse files of after 2038 where time_t has 32 bits.
+    // lstat(2) would refuse files with a date after 2038 where time_t has 32 bits.
     if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS, &state) != 0) {
         file.error = errno;
         return file;

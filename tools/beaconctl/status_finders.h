@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-// What `beaconctl status` finds out about this device, except its processes. One thread.
-// The Read… and Compose… functions are pure, and their input may be any bytes. A member
-// whose value cannot be found out is not set.
+// Collects the observations of `beaconctl status`, except processes. One thread. The Read…
+// and Compose… functions are pure, and their input may be any bytes. A member whose value is
+// not known is not set.
 namespace beaconctl {
 
 // status_service.cpp: the answers of the configuration service.
@@ -38,8 +38,8 @@ namespace beaconctl {
 [[nodiscard]] Interface FindInterface(const std::string &name);
 
 // status_dnssd.cpp: avahi-daemon, asked as any machine on the network asks it, by multicast
-// DNS. Unlike the D-Bus interface this needs no right and no library, and never waits
-// longer than wanted.
+// DNS. Unlike the D-Bus interface, this needs no rights and no library, and does not wait
+// longer than its time-out.
 
 // The query for the services of the type _http._tcp (RFC 6762, 5.1).
 [[nodiscard]] std::string ComposeServiceQuery();

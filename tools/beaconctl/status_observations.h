@@ -9,7 +9,7 @@
 #include <sys/types.h>
 #include <vector>
 
-// What `beaconctl status` found out about this device, without any judgement. Texts are
+// The observations of `beaconctl status` about this device, without any judgement. Texts are
 // bytes from the network or from files: show them through SafeText only.
 namespace beaconctl {
 

@@ -90,8 +90,8 @@ bool MaySettle(const Observations &seen)
            (unannounced || seen.browseList.isMissing || seen.browseList.isCurrent == false);
 }
 
-// A list that is written meanwhile follows the daemon, even if it never equals a listing
-// because devices come and go all the time.
+// A list that is written meanwhile is up to date, even if it never equals a listing because
+// devices come and go all the time. Therefore isCurrent is not set for it.
 void ObserveUntilSettled(std::chrono::milliseconds timeout, Observations &seen)
 {
     const std::time_t written = seen.browseList.written;

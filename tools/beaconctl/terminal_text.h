@@ -13,8 +13,8 @@ namespace beaconctl {
 // escapes such as \x1b and \u{202e}; a backslash is doubled.
 [[nodiscard]] std::string SafeText(std::string_view text);
 
-// The same JSON text (RFC 8259, valid UTF-8), with such characters written as \u and four
-// digits.
+// A JSON text (RFC 8259, valid UTF-8), in which the characters that SafeText would escape are
+// written as \u and four digits.
 [[nodiscard]] std::string SafeJson(std::string_view json);
 
 // The number of columns of a text from SafeText on a terminal.

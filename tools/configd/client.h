@@ -39,8 +39,8 @@ public:
     // has ended.
     [[nodiscard]] bool Advance(const Values &values, const Answerer &answer);
 
-    // Answers a request. Without mayStay the answer ends the connection, whatever the
-    // client wishes.
+    // Answers a request. If mayStay is false, the answer ends the connection, even if the
+    // client asked to keep it.
     void Reply(const Request &request, const configd::Reply &reply, bool mayStay);
     void OpenStream(const Request &request, const std::vector<Parameter> &parameters);
     void AddHeartbeat() { mStream->AddHeartbeat(); } // REQUIRES: IsStream()

@@ -131,8 +131,8 @@ void HttpServer::Answer(Client &client, const Request &request)
         reply = ErrorReply(503, "too many watchers");
     }
     if (reply) {
-        // While all slots are taken, others may be waiting: a request now and then must
-        // not hold a slot for ever.
+        // While all slots are taken, other clients may be waiting. A client must not keep its
+        // slot for ever by sending a request from time to time.
         client.Reply(request, *reply, HasFreeSlot());
         return;
     }

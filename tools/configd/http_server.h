@@ -7,8 +7,8 @@
 
 namespace configd {
 
-// Further streams get status 503. Further connections without a stream wait until one
-// of the others ends.
+// The most streams of events, and the most other connections. A further stream gets status
+// 503. A further connection without a stream waits until one of the others ends.
 constexpr std::size_t kMaxStreams = 64;
 constexpr std::size_t kMaxRequests = 128;
 

@@ -41,8 +41,9 @@ bool IsText(const nlattr &attribute, const std::string &text)
            text == mnl_attr_get_str(&attribute);
 }
 
-// Every primary address ranks before every secondary one. Among these, a smaller scope
-// number is a wider scope (rtnetlink(7)): 0 is global, 255 is nowhere.
+// Every primary address ranks before every secondary one. Within each of these two groups,
+// the address with the widest scope is first. A smaller number is a wider scope
+// (rtnetlink(7)): 0 is global, 255 is nowhere.
 unsigned int Rank(const ifaddrmsg &body)
 {
     return ((body.ifa_flags & IFA_F_SECONDARY) != 0 ? 256U : 0U) + body.ifa_scope;

@@ -57,7 +57,7 @@ std::size_t FindLongRun(std::string_view text)
     return text.size();
 }
 
-// Receives the parser's events. Parsing continues if the function returns true.
+// Receives the parser's events. Parsing continues if the function for an event returns true.
 class Events : public nlohmann::json_sax<json>
 {
 public:
@@ -168,8 +168,8 @@ std::optional<Fault> ExpectKind(const JsonValue &value, JsonValue::Kind kind)
 
 std::optional<Fault> ReadJson(std::string_view text, const TakeJson &take)
 {
-    // The parser takes a zero byte for the end of the text. After a power cut a file may
-    // contain many.
+    // The parser treats a zero byte as the end of the text. After a power cut a file may
+    // contain many zero bytes.
     if (const std::size_t zero = text.find('\0'); zero != std::string_view::npos) {
         return FaultAt(text, zero, kMalformed);
     }

@@ -32,7 +32,8 @@ vexbase::FileDescriptor OpenEndSignals()
     return descriptor;
 }
 
-// As often as systemd starts a failed service of ours again.
+// The pause before the files are read again; systemd waits as long before it starts a failed
+// service again.
 constexpr int kRetryMs = 2000;
 
 // How long poll may wait, in milliseconds; -1: for ever.

@@ -34,7 +34,7 @@ class Capture:
         self._socket.close()
 
     def mark(self):
-        """The number of datagrams so far. Passed as `since` to other calls, it skips these."""
+        """The number of datagrams so far. Passed as `since`, it makes other calls skip them."""
         with self._arrived:
             return len(self._datagrams)
 

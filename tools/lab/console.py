@@ -54,7 +54,7 @@ class Shell:
             self._read_until(READY, end)
             self._is_ready = True
         mark = secrets.token_hex(8)
-        # The first mark ends what a former command writes after its time-out.
+        # Output before the first mark comes from a former command that has timed out.
         line = f"echo {mark}; ( {command}\n) </dev/null 2>&1; echo {mark} $?\n"
         self._socket.sendall(line.encode())
         self._read_until(f"{mark}\n".encode(), end)

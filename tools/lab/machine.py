@@ -14,7 +14,7 @@ from .device import Device
 BUSYBOX = "/usr/lib/machine/init"  # BusyBox's init in the images
 # One HTTP request to the configuration service of the machine. $1: its bytes, for printf.
 REQUEST = 'exec 3<>/dev/tcp/127.0.0.1/8080 && printf %s "$1" >&3 && cat <&3'
-LOGS = ("serial", "shell", "qmp")  # what QEMU records of a machine
+LOGS = ("serial", "shell", "qmp")  # the logs that QEMU writes about a machine
 
 
 @dataclasses.dataclass(frozen=True)
@@ -57,7 +57,7 @@ class Machine:
         if spec.serial_number:
             self._make_device_tree()
 
-    # As on the lab's devices.
+    # These are the same as for the lab's devices.
     configure = Device.configure
     browse_list = Device.browse_list
 
@@ -75,7 +75,7 @@ class Machine:
             raise RuntimeError(self._program.explain()) from error
 
     def cut_power(self):
-        """Ends QEMU by SIGKILL. What the machine has not written to its disk is lost."""
+        """Ends QEMU by SIGKILL. Data that the machine has not written to its disk is lost."""
         self._program.stop(signal.SIGKILL)
         self.close()
 
@@ -95,7 +95,7 @@ class Machine:
         """Plugs the network cable in, or unplugs it."""
         self._control.run("set_link", name="nic0", up=up)
 
-    # The machine from inside. All this waits until it has booted.
+    # Operations inside the machine. Each waits until the machine has booted.
 
     def run(self, *command, check=True, timeout=300):
         """Runs a command as root and returns its CompletedProcess with standard output and
