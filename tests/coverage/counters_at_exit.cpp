@@ -1,6 +1,6 @@
-// Part of beacond and of the test programs, only in the coverage build. Replaces _exit
-// (ld's --wrap), by which a blocked daemon and children of the tests end: writes the
-// coverage counters first.
+// Part of beacond and of the test programs, only in the coverage build. Replaces _exit, by
+// means of ld's --wrap, and writes the coverage counters first. A blocked daemon and children
+// of the tests end with _exit.
 
 extern "C" {
 void __gcov_dump();

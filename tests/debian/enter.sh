@@ -1,6 +1,6 @@
 #!/bin/sh
-# Runs a command with another root folder, in the same working directory. Called in a mount
-# namespace of its own. $1: the root folder; then the command.
+# Runs a command with another root folder, in the same working directory. Called in a separate
+# mount namespace. $1: the root folder; then the command.
 set -e
 root=$1
 top=$PWD

@@ -1,6 +1,6 @@
 // The Avahi client library's watches and time-outs on the Qt event loop, by any sequence of
 // calls, also from inside callbacks: a freed object is not called back, only a watched
-// descriptor is reported, each past deadline is reported once, and no other is reported.
+// descriptor is reported, each past deadline is reported once, and no future one is reported.
 
 #include "check.h"
 #include "mdns/avahi_qt_poll.h"

@@ -22,7 +22,7 @@ void Feed(EventStreamReader &reader, std::string_view bytes, std::vector<ServerE
     }
 }
 
-// All that a reader makes of an answer that arrives in pieces of this length.
+// The result of reading an answer that arrives in pieces of this length.
 WatchNews ReadIn(std::string_view input, std::size_t step)
 {
     WatchAnswerReader reader({24, 19});
@@ -47,7 +47,7 @@ void CheckAlike(const WatchNews &one, const WatchNews &other)
     }
     FUZZ_CHECK(one.dropped == other.dropped);
     FUZZ_CHECK(one.ended == other.ended);
-    // A fault in an unfinished header may be found later in pieces.
+    // If an unfinished header arrives in pieces, its fault may be found later.
     FUZZ_CHECK(one.fault.empty() || other.fault.empty() || one.fault == other.fault);
 }
 

@@ -54,7 +54,7 @@ void CheckText(const std::string &input)
     }
 }
 
-// Checks an array of objects whose host names and another member are those of the entries.
+// Checks that the text is an array with the host name and one other member of each entry.
 void CheckArray(const std::string &json, const Entries &entries, const QString &key,
                 std::string Entry::*text)
 {

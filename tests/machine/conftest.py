@@ -67,7 +67,7 @@ def lab(programs):
 
 @pytest.fixture(scope="module")
 def add_machine(lab, request):
-    """Makes a machine from the members of a MachineSpec. It is off."""
+    """A function that makes a machine from the members of a MachineSpec. The machine is off."""
     logs = logs_of(request.path)
     shutil.rmtree(logs, ignore_errors=True)
     return lambda **members: lab.add_machine(MachineSpec(**members), IMAGES, logs)

@@ -74,7 +74,7 @@ def test_a_step_of_the_clock_from_1970_to_now_removes_nobody(everybody, wire):
     assert machine.run("date", "+%Y").stdout == "1970\n"
     since = wire.mark()
     machine.run("date", "-s", f"@{int(time.time())}")
-    # The list has a later change, so it was written after the step.
+    # The lists contain a later change, so they were written after the step.
     other.configure(hostName="later")
     wanted = expected.browse_json(*everybody)
     wait_for_lists(everybody, wanted.replace('"hostName":"machine-b"', '"hostName":"later"'))

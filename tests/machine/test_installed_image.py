@@ -1,5 +1,5 @@
-"""A machine with systemd, whose image has our programs only by the commands of
-docs/embedded.md."""
+"""A machine with systemd. The commands of docs/embedded.md have put our programs into its
+image."""
 
 import pytest
 

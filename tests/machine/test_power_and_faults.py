@@ -27,7 +27,8 @@ def other(lab, wire):
 
 @pytest.fixture(scope="module")
 def machine(add_machine, wire, other):
-    """Its port has the address of the .link file in the image. Its clock has no battery."""
+    """Its port has the hardware address of the .link file in the image. Its clock has no
+    battery."""
     made = add_machine(name="studio-a", address="192.0.2.10", mac="00:00:5e:00:53:01",
                        serial_number="1HE2604711", clock="1970-01-01T00:00:00")
     made.power_on()
@@ -103,7 +104,7 @@ def test_a_step_of_the_clock_from_1970_to_now_removes_nobody(machine, other, wir
     assert machine.run("date", "+%Y").stdout == "1970\n"
     since = wire.mark()
     machine.run("date", "-s", f"@{int(time.time())}")
-    # The lists have a later change, so they were written after the step.
+    # The lists contain a later change, so they were written after the step.
     other.configure(hostName="later")
     wait_for_lists([machine, other], [machine, other])
     assert not wire.datagrams(machine.address, since, expected.goodbye(machine))
@@ -118,7 +119,8 @@ def test_when_its_link_returns_it_announces_itself(machine, wire):
     wait_for_alive(machine, wire, since)
 
 
-def test_after_the_kernel_killed_the_daemon_for_memory_it_is_back(machine, other, wire):
+def test_the_daemon_starts_again_after_the_kernel_killed_it_for_lack_of_memory(
+        machine, other, wire):
     killed = main_process(machine)
     # The kernel chooses a process as if no memory were left.
     machine.run("sh", "-c", f"echo 1000 >/proc/{killed}/oom_score_adj; echo f >/proc/sysrq-trigger")

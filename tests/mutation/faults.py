@@ -1,4 +1,4 @@
-"""Single faults that can be planted into a C++ source: found in its text, without a parser.
+"""Finds single faults that can be planted into a C++ source, in its text and without a parser.
 
 Neither Debian nor npm has a maintained tool that plants faults into C++. The sources have the
 layout of .clang-format: spaces distinguish operators from the brackets of templates and from

@@ -134,7 +134,7 @@ class Build:
 
 
 class Trial:
-    """One planted fault: compiled, linked and tested in a folder of its own."""
+    """One planted fault: compiled, linked and tested in a separate folder."""
 
     def __init__(self, build, fault, text, folder):
         self.build = build
@@ -170,7 +170,7 @@ class Trial:
         place = words.index("-o")
         linked = self.folder / program.name
         words[place + 1] = str(linked)
-        # Before the libraries, whose objects of the same symbols are then not taken.
+        # Before the libraries: then the linker does not take their versions of these objects.
         words[place:place] = [self.objects[each] for each in program.members
                               if each in self.objects]
         if run([*words, "-fuse-ld=gold"], cwd=BUILD)[0] != 0:

@@ -1,7 +1,7 @@
-# Boots the machine's systemd as process 1 of a process namespace inside the
-# machine's. $1: the name of its control group; systemd sees only this group.
+# Boots the machine's systemd as process 1 of a nested process namespace.
+# $1: the name of its control group; systemd sees only this group.
 set -e
-# systemd does not start udev then. It would receive the host's events.
+# With a read-only /sys, systemd does not start udev, which would receive the host's events.
 mount -o bind,ro /sys /sys
 mkdir -p /sys/fs/cgroup
 mount -t cgroup2 cgroup2 /sys/fs/cgroup

@@ -15,9 +15,9 @@ RELEASES = SUPPORTED[SUPPORTED.index(platform.freedesktop_os_release()["VERSION_
 # Separate mount and process namespaces: nothing is left, however this program ends.
 APART = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc"]
 
-# With the packages on /mnt, and then each of $3... separately, since some of them conflict.
-# Last, all packages that the documents install, as apt does it for a user: with recommended
-# packages. Only downloads: packages are installed where the network is not the host's.
+# Downloads what is needed to install the packages in /mnt, then each of $3... separately, since
+# some of them conflict, and then all packages that the documents install, with recommended
+# packages, as for a user. Packages are installed later, on a network that is not the host's.
 FETCH = """
 set -e
 mount --bind "$2" "$1/mnt"

@@ -13,7 +13,7 @@ HERE = Path(__file__).resolve().parent
 # Packages of every Debian that its installer has set up.
 INSTALLER = ["systemd-sysv", "udev", "ifupdown", "initramfs-tools"]
 
-# The limit in avahi-daemon.conf counts the processes of this user ID on all machines together.
+# The limit in avahi-daemon.conf counts the processes of avahi's user ID on all machines together.
 AVAHI_WITHOUT_LIMITS = """\
 [Service]
 ExecStart=
@@ -70,7 +70,7 @@ class Machine(Node):
     def prepare(self, *packages):
         """Installs the packages' dependencies and `packages`, and starts no service."""
         self.install_as_image(*packages, *self._dependencies())
-        # The limit counts the processes of this user ID on all machines together.
+        # The limit counts the processes of avahi's user ID on all machines together.
         self.run("sed", "-i", "/^rlimit-nproc/d", "/etc/avahi/avahi-daemon.conf")
 
     def install_as_image(self, *packages):
@@ -82,7 +82,7 @@ class Machine(Node):
         policy.unlink()
 
     def lift_limits_of_avahi(self):
-        """For machines with systemd, also before avahi-daemon is installed."""
+        """For machines with systemd. avahi-daemon need not be installed yet."""
         folder = self.path("/etc/systemd/system/avahi-daemon.service.d")
         folder.mkdir(parents=True)
         (folder / "lab.conf").write_text(AVAHI_WITHOUT_LIMITS)
@@ -122,7 +122,7 @@ class Machine(Node):
 
     @contextmanager
     def limit_of_receive_buffers(self, limit):
-        """Inside this block a file, which is returned, is in the place of the system's limit."""
+        """Inside this block, a file replaces the system's limit. Yields the file."""
         file = self.path("/run/limit")
         file.write_text(f"{limit}\n")
         self.run("mount", "--bind", "/run/limit", "/proc/sys/net/core/rmem_max")

@@ -140,7 +140,7 @@ def test_permanent_faults_are_not_retried(booted, spoil, mend, status):
 
 
 def test_temporary_faults_are_retried(booted):
-    # Without the kernel's messages about interfaces.
+    # The service then cannot receive the kernel's messages about interfaces.
     override(booted, "RestrictAddressFamilies=\nRestrictAddressFamilies=AF_INET\n")
     booted.run("systemctl", "kill", "--signal=KILL", SERVICE)
     # By default, systemd gives up after five starts within 10 s.
@@ -157,13 +157,13 @@ def system(machine):
     return machine.request("GET", "/api/v1/system")[1]
 
 
-def test_a_failed_data_partition_does_not_stop_the_service_and_may_come_later(booted):
+def test_a_failed_data_partition_does_not_stop_the_service_and_is_used_when_it_returns(booted):
     stored = {"hostName": "stored", "ssdpEnable": False}
     booted.configure(**stored)
     booted.run("cp", "-a", FOLDER, "/var/stored")
     # systemd itself does this, except in containers.
     booted.run("mount", "--make-rshared", "/")
-    # What a read-only system has in the partition's place.
+    # On a read-only root, the empty mount point remains if the partition cannot be mounted.
     booted.run("mount", "-t", "tmpfs", "-o", "ro,mode=755", "tmpfs", FOLDER)
     booted.run("systemctl", "restart", SERVICE)
     assert system(booted) == {"hostName": "studio-a", "ssdpEnable": True}

@@ -1,5 +1,5 @@
-"""The script that raises the limit of receive buffers. That the unit and the init script run
-it is in test_systemd.py and test_install.py."""
+"""The script that raises the limit of receive buffers. test_systemd.py and test_install.py show
+that the unit and the init script run it."""
 
 import re
 import subprocess
@@ -19,7 +19,7 @@ def requested_by_the_daemon():
 
 
 def raise_limit(path, limit, access="rw"):
-    """The limit after raise-buffer-limit has run with a file in the place of the system's."""
+    """Runs raise-buffer-limit with a file instead of the system's limit. Returns the new limit."""
     file = path / "limit"
     file.write_text(limit + "\n")
     result = subprocess.run(["unshare", "--mount", "sh", "-c", ALONE, "alone", access, file,

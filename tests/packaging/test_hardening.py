@@ -16,7 +16,7 @@ FLAGS = ["-D_FORTIFY_SOURCE=3", "-fstack-protector-strong",
 PAGE = 4096  # bytes: the smallest gap that the kernel keeps below a stack
 
 only_on_amd64 = pytest.mark.skipif(platform.machine() != "x86_64",
-                                   reason="tests/minimal/run looks at arm64")
+                                   reason="tests/minimal/run checks arm64")
 
 
 @pytest.fixture(params=PROGRAMS)
@@ -49,7 +49,7 @@ def test_has_a_stack_that_is_not_executable(program):
     assert re.search(r"GNU_STACK .* RW  ", shown("readelf", "--segments", "--wide", program))
 
 
-def test_ends_when_a_check_of_a_library_fails(program):
+def test_checks_for_overflows_of_the_stack_and_of_buffers(program):
     needed = shown("nm", "--dynamic", "--undefined-only", program)
     assert "__stack_chk_fail@" in needed
     assert re.search(r" __\w+_chk@", needed)

@@ -15,7 +15,7 @@ from machine import Machine
 LIMIT = 60
 UNITS = ["beacond.service", "beacon-configd.service", "beacon-configd.socket"]
 
-# What the image needs besides, according to the document.
+# The other packages that the image needs, according to the document.
 NEEDED = ["dbus", "avahi-daemon", "libqt5core5a", "libavahi-client3", "libmnl0"]
 ACCOUNTS = ["passwd", "group", "shadow", "gshadow"]
 
@@ -25,8 +25,9 @@ ENABLE = block("docs/embedded.md", "SYSTEMCTL_SKIP_SYSV=1 systemctl")
 
 @pytest.fixture(scope="module")
 def machine(lab, clean_root, tmp_path_factory):
-    """A Debian without the packages. The files of its image that the commands make are in
-    /mnt before they are copied to /: the tools of this machine cannot reach that folder."""
+    """A Debian without the packages. The documented commands run on the host, which cannot write
+    to the machine's root folder. They write to a folder that is /mnt on the machine, and the
+    machine copies its files to /."""
     folder = tmp_path_factory.mktemp("image")
     made = lab.add_node(Machine("studio-a", "192.0.2.10", str(clean_root), str(folder), lab.mark))
     made.spec = DeviceSpec("studio-a", made.address, product="corvia12")
@@ -83,7 +84,7 @@ def test_the_device_announces_itself_and_finds_no_fault(booted, wire):
 def test_a_web_server_has_the_page_and_the_list(booted):
     wait_for_list(booted)
     web_folders.assert_the_web_server_reads(booted)
-    # Its last line serves the folders.
+    # The last line of the block serves the folders.
     booted.start("web", ["sh", "-ec", block("docs/operations.md", "ln -sfn")])
     def get(path):
         return booted.run("busybox", "wget", "-q", "-O", "-", f"http://{booted.address}{path}",

@@ -161,7 +161,7 @@ def answer_to_a_change(machine):
 
 
 def test_a_failed_data_partition_does_not_stop_the_service(installed):
-    # What a read-only system has in the partition's place.
+    # On a read-only root, the empty mount point remains if the partition cannot be mounted.
     installed.run("mount", "-t", "tmpfs", "-o", "ro,mode=755", "tmpfs", "/var/lib/beacon-configd")
     assert init(installed, "beacon-configd", "restart").returncode == 0
     wait_until(lambda: answer_to_a_change(installed) == 503, LIMIT, "a refusal")

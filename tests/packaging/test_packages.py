@@ -92,7 +92,7 @@ def test_lintian_reports_no_error_and_no_warning(packages):
 
 
 def test_the_manual_pages_have_no_faults(unpacked):
-    # This includes that the referenced pages exist.
+    # Also checks that the referenced pages exist.
     manuals = unpacked / "usr/share/man"
     pages = sorted((TOP / "packaging/man").iterdir())
     assert len(pages) == len(list(manuals.glob("*/*.gz"))) == 4
@@ -156,7 +156,7 @@ def test_all_files_in_etc_are_conffiles(package, name, tmp_path):
 
 
 def test_the_commands_of_the_operations_page_build_identical_packages(packages):
-    # The programs are up to date.
+    # build/release is up to date, so these commands compile nothing.
     output("bash", "-ec", block("docs/operations.md", "cmake --preset release"), cwd=TOP)
     again = TOP / "build/packages"
     files = sorted(packages.glob("*.deb"))

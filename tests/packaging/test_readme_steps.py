@@ -1,9 +1,9 @@
 """The five steps of README.md, pasted one after the other on a fresh Debian with systemd.
 
-Stand-ins: the network port is a virtual one, and udev does not run on these machines, so the
-test renames the port after step 1 as udev does after a restart. Machines share the kernel of
-this one, so there is no initial file system for `update-initramfs` to write. The packages
-are built on this machine, with the commands of step 3.
+Differences from a real device: the network port is a virtual one, and udev does not run, so the
+test renames the port after step 1, as udev does after a restart. The device uses the host's
+kernel, so there is no initial file system for `update-initramfs` to write. The packages are
+built on the host, with the commands of step 3.
 """
 
 import http.client
@@ -40,7 +40,7 @@ INSTALL = block("README.md", "apt install -y ./build/packages/*.deb")
 @pytest.fixture(scope="module")
 def built(packages):
     """The folder of the packages that the commands of step 3 build."""
-    # The stage has built build/release with the first command, so it finds nothing to do.
+    # The stage has built build/release, so these commands compile nothing.
     subprocess.run(["bash", "-ec", BUILD], cwd=TOP, check=True, stdout=subprocess.DEVNULL)
     return TOP / "build/packages"
 
@@ -78,7 +78,7 @@ def release(request):
 def device(request, lab, release, built):
     """A device after the five steps."""
     root = request.getfixturevalue(f"debian_{release}")
-    address = f"192.0.2.{release}"  # not the same twice: others remember the hardware address
+    address = f"192.0.2.{release}"  # one for each: others remember its hardware address
     machine = lab.add_node(Machine("debian", address, str(root), str(built), lab.mark))
     as_the_installer_leaves_it(machine)
     machine.paste(block("README.md", "port="))
@@ -135,7 +135,7 @@ def test_the_build_tools_are_those_of_the_commands_in_the_top_folder():
     assert BUILD_TOOLS.replace("\\\n", "").split()[3:] == groups.partition("\n\n")[0].split()
 
 
-def test_the_operations_page_installs_the_packages_likewise():
+def test_the_operations_page_installs_the_packages_with_the_same_command():
     assert block("docs/operations.md", "apt install -y") == INSTALL
 
 
@@ -185,7 +185,7 @@ ALLOWED = "Address already in use"
 DENIED = "Operation not permitted"
 
 
-# Its systemd limits the daemons to their ports with BPF; Debian 12's is built without BPF.
+# Debian 13's systemd limits the daemons to their ports with BPF; Debian 12's is built without BPF.
 @pytest.mark.parametrize("release", ["13"], indirect=True)
 @pytest.mark.parametrize("unit, port, protocol, wanted", [
     ("beacond.service", 1900, "udp", ALLOWED),

@@ -24,14 +24,14 @@ BACK = 30  # seconds
 
 
 def inittab(ours):
-    """The lines for /etc/inittab in docs/embedded.md, all or without those of our daemons."""
+    """The lines for /etc/inittab in docs/embedded.md. `ours`: with those of our daemons."""
     lines = block("docs/embedded.md", "::sysinit:").splitlines(keepends=True)
     assert len(lines) == 7
     return "".join(line for line in lines if ours or "/usr/lib/beacon" not in line)
 
 
 def main_process(machine, name):
-    """The process id of a daemon, without its helper processes; None unless there is one."""
+    """The process id of a daemon; ignores its helper processes. None unless exactly one runs."""
     found = machine.processes(name)
     mains = [pid for pid in found if parent(pid) not in found]
     return mains[0] if len(mains) == 1 else None
@@ -94,12 +94,12 @@ def list_time(machine):
 
 
 def has_list(machine, after=0):
-    """Whether there is the browse list of the device alone, written after another list."""
+    """Whether the browse list contains only the device, and is newer than `after`."""
     return machine.read(BROWSE_LIST) == expected.browse_json(machine) and list_time(machine) > after
 
 
 @pytest.mark.parametrize("name", [*OURS, *OTHERS])
-def test_all_is_back_within_30_s_when_the_kernel_has_killed(supervised, wire, name):
+def test_everything_works_again_within_30_s_after_a_daemon_was_killed(supervised, wire, name):
     machine = supervised
     killed = main_process(machine, name)
     since, logged, listed = wire.mark(), len(log(machine)), list_time(machine)

@@ -62,8 +62,8 @@ def test_beaconctl_status_finds_no_fault(booted, user):
                "the browse list", lambda: booted.read(BROWSE_LIST))
     result = booted.run(*user, "beaconctl", "--json", "status", check=False)
     checks = {check["check"]: check for check in json.loads(result.stdout)["checks"]}
-    # The limit of the receive buffer is that of the machine on which the test runs, and the
-    # packages call themselves older than their programs.
+    # The limit of the receive buffer is that of the host, and the version of the packages is
+    # older than that of their programs.
     states = {name: check["state"] for name, check in checks.items()
               if name not in ("receive buffer", "versions")}
     assert (result.returncode, set(states.values())) == (0, {"ok"}), result.stdout
@@ -127,7 +127,7 @@ def messages(machine, text):
             if text in str(entry["MESSAGE"])]
 
 
-def test_no_datagram_gives_a_line_its_priority(booted, peer):
+def test_no_datagram_can_set_the_priority_of_a_line(booted, peer):
     with peer.udp_socket() as sock:
         sock.sendto(b"x\n<0>Disk failing", (booted.address, 1900))
     found = wait_until(lambda: messages(booted, "Disk failing"), LIMIT, "the line in the journal")
@@ -138,7 +138,7 @@ def test_no_datagram_gives_a_line_its_priority(booted, peer):
 def test_a_flood_of_lines_does_not_fill_the_journal(booted, peer):
     sent = 6000
     with peer.udp_socket() as sock:
-        def tell():
+        def suppression_is_reported():
             """Causes a line. The first line after the interval makes the journal report how many
             it suppressed."""
             sock.sendto(b"one more", (booted.address, 1900))
@@ -147,7 +147,7 @@ def test_a_flood_of_lines_does_not_fill_the_journal(booted, peer):
             for _ in range(100):
                 sock.sendto(b"flood", (booted.address, 1900))
             peer.ask(expected.SEARCH, booted.address)  # the answer follows all earlier lines
-        wait_until(tell, LIMIT, "the journal to say that it suppressed lines")
+        wait_until(suppression_is_reported, LIMIT, "the journal's line about suppressed lines")
     assert 0 < len(messages(booted, "flood")) < sent / 2
 
 
@@ -253,7 +253,7 @@ def test_an_upgrade_keeps_settings_and_state_and_restarts(booted, installing, ve
                "the browse list", lambda: booted.read(BROWSE_LIST))
     web_folders.assert_as_the_packages_make_them(booted)
     web_folders.assert_the_web_server_reads(booted)
-    # Replaces the file of the former run.
+    # The new daemon has replaced the file of the old one.
     assert booted.read(f"/var/www/html/{expected.document_name(booted)}") == expected.document(booted)
 
 

@@ -1,4 +1,4 @@
-"""The places that a product has in the sources, tests and documents."""
+"""The places in the sources, tests and documents that must name each product."""
 
 import re
 

@@ -30,7 +30,7 @@ def requested(document):
 
 
 def untested(text, beginnings):
-    """The blocks that no test requests and that no text before them calls an example."""
+    """The blocks that no test requests, and that the text before them does not call an example."""
     return [block for before, block in documented.blocks(text)
             if not block.startswith(beginnings) and not re.search(r"\bAn example\b[^.]*:$", before)]
 
@@ -85,7 +85,7 @@ def test_a_block_without_a_test_is_found():
                                          "three\n\nfour\n", "five\n"]
 
 
-def test_a_test_cannot_request_a_block_that_is_not_there_or_not_the_only_one():
+def test_a_test_cannot_request_a_block_that_is_missing_or_ambiguous():
     for beginning in ("no such block", "apt install -y"):
         with pytest.raises(AssertionError):
             documented.block("README.md", beginning)

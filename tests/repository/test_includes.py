@@ -18,7 +18,7 @@ def test_every_folder_with_sources_has_its_row_in_the_table():
     assert {path.parent.name for path in sources(TOP)} == set(MAY_INCLUDE)
 
 
-def test_the_table_allows_no_circle():
+def test_the_table_allows_no_cycle():
     TopologicalSorter({folder: {allowed.partition("/")[0] for allowed in row}
                        for folder, row in MAY_INCLUDE.items()}).prepare()
 

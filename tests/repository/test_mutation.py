@@ -1,4 +1,4 @@
-"""Which faults scripts/mutation.sh plants, and that every excused one still exists."""
+"""The kinds of faults that scripts/mutation.sh plants, and the faults explained in unseen.txt."""
 
 import sys
 from pathlib import Path

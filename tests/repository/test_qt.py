@@ -1,4 +1,4 @@
-"""Which Qt is built with: cmake/Qt.cmake, with stand-ins for the installed versions."""
+"""cmake/Qt.cmake chooses the version of Qt. Empty packages replace the installed versions."""
 
 import subprocess
 from pathlib import Path

@@ -47,8 +47,8 @@ using DatagramPointer = std::shared_ptr<const Datagram>;
 [[nodiscard]] sockaddr_in SocketAddress(in_addr_t address, std::uint16_t port);
 [[nodiscard]] std::string TextOf(in_addr_t address);
 
-// The link uses 198.18.0.0/15, which RFC 2544 reserves for benchmarks. Devices have addresses
-// of the first half, and after a change of address one of the second half.
+// The link uses 198.18.0.0/15, which RFC 2544 reserves for benchmarks. The first addresses of
+// devices are in its first half; a device that changes its address gets one in the second half.
 constexpr std::uint32_t kLinkNetwork = 0xC6120000;
 constexpr std::uint32_t kLinkMask = 0xFFFE0000;
 constexpr std::uint32_t kMovedHalf = 0x00010000;

@@ -17,8 +17,8 @@ struct Outcome
     Figures figures;
 };
 
-// Plays a scenario with a seed. After a violation it plays it once more, to report the
-// last hundred events of the machines that the first violation is about.
+// Plays a scenario with a seed. If a rule is broken, plays the scenario a second time, to
+// report the last hundred events of the machines of the first violation.
 [[nodiscard]] Outcome PlayScenario(const Scenario &scenario, std::uint64_t seed,
                                    const Variation &variation);
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Plays common starts of 10 to 2,000 devices, and prints the table and makes the plots of
-docs/scale.md.
+"""Plays 10 to 2,000 devices that start at the same time. Prints the table and makes the plots
+of docs/scale.md.
 
     tests/simulation/scale.py [NAME...]    plays all runs, or those named. ./simulate must have
                                            built the program. Some runs take many minutes, so

@@ -167,7 +167,7 @@ Datagrams Flood(Victims &victims, std::uint32_t turn)
     return datagrams;
 }
 
-// Announcements of unused addresses.
+// Announcements of devices at unused addresses.
 Datagrams Nowhere(Victims &victims, std::uint32_t turn)
 {
     Datagrams datagrams;
@@ -193,7 +193,7 @@ Datagrams DiagnosticQuestions(Victims &victims, std::uint32_t turn)
     return {100, ToDiagnosticPort(turn % 2 == 0 ? "gn" : "gh", FarAway(), victim)};
 }
 
-// In one device's name, from its diagnostic port, to another's.
+// Datagrams in the name of one device, from its diagnostic port to that of another device.
 Datagrams DiagnosticReplies(Victims &victims, std::uint32_t turn)
 {
     const Machine &named = Victim(victims);

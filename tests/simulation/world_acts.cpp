@@ -171,8 +171,8 @@ void World::BeginChange(std::uint32_t machine, Micros at)
     }
 }
 
-// A change reaches the other side of a split only after its end, and a stalled machine only
-// when it continues.
+// Machines that are split off learn of changes only when the split ends, and a stalled machine
+// only when it continues.
 void World::Settle(std::uint32_t number)
 {
     if (!mSplit[number] && !mMachines[number]->IsStalled()) {

@@ -42,7 +42,7 @@ public:
 
     // Runs code in a child process on that host, with that system bus.
     [[nodiscard]] LiveChild Start(const std::function<int()> &code) const;
-    // The same for a program.
+    // Runs a program there instead.
     [[nodiscard]] LiveChild Start(const std::vector<std::string> &command) const;
 
     // Gives avahi-daemon another host name; returns when the daemon uses it.

@@ -9,7 +9,7 @@
 namespace test {
 
 // Blocks threads that write to a standard stream, and with them threads that wait for a
-// lock that the writer holds. With it a test stops threads at a known place.
+// lock that the writer holds. So a test can stop threads at a known place.
 class BlockedOutput
 {
 public:

@@ -79,7 +79,7 @@ public:
         NoteSent(std::string(address) + ":" + std::to_string(ntohs(peer.sin_port)), datagram);
         return true;
     }
-    // Returns the same number each time, or, after a seed, a sequence.
+    // Returns `random` each time, or, if it is a seed, the next number of a sequence.
     std::uint32_t Random() override
     {
         if (seeded) {

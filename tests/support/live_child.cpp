@@ -68,7 +68,7 @@ LiveChild::LiveChild(const std::function<int()> &code) : mParent(getpid())
 
 LiveChild::~LiveChild()
 {
-    // A copy of the test that ends normally destroys this object, too.
+    // A child that ends normally destroys its copy of this object, too.
     if (mChild > 0 && getpid() == mParent) {
         kill(mChild, SIGKILL);
         waitpid(mChild, nullptr, 0);

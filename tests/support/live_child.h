@@ -9,8 +9,8 @@
 namespace test {
 
 // LiveChild is a process that runs at the same time as the test. It is a copy of the test
-// process that runs some code; its standard streams are connected to the test. It ends with
-// this object, and whenever the test ends. All waits end after a generous time.
+// process that runs some code; its standard streams are connected to the test. It is killed
+// when this object is destroyed or the test ends. All waits end after a generous time.
 class LiveChild
 {
 public:
@@ -26,8 +26,8 @@ public:
     // Closes the child's standard input.
     void CloseInput();
 
-    // Wait for a text in the child's output or error output, after the text of the previous
-    // wait. If the text does not appear, the result is a failure that shows the output.
+    // Wait for a text in the child's output or error output. Each occurrence is found once. If
+    // the text does not appear, the result is a failure that shows the output.
     [[nodiscard]] testing::AssertionResult WaitForOut(const std::string &text);
     [[nodiscard]] testing::AssertionResult WaitForErr(const std::string &text);
 
@@ -45,7 +45,7 @@ private:
     {
         int fd = -1;
         std::string all;
-        std::string unfound; // the part after the text of the last wait
+        std::string unfound; // all without the texts that were found
     };
 
     bool WaitFor(const std::function<bool()> &condition);

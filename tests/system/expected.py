@@ -141,8 +141,8 @@ def listing(heading, *devices):
 
 
 def wait_until_dropped(leaver, others, peer, timeout):
-    """Waits until a device that said goodbye is in no list of the others. A late answer to a
-    second request can bring it back."""
+    """Waits until each of the others has removed a device that said goodbye. Removing it once
+    is enough: a late answer to a second request can bring it back."""
     still = {each.address for each in others}
 
     def all_have():

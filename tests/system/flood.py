@@ -50,8 +50,8 @@ def filled(frame, byte):
 
 
 def control_description(number, host_name):
-    """A description document with the longest model name there can be, of bytes that take
-    the most room in JSON."""
+    """A description document with the longest possible model name. Its bytes need the most
+    space in JSON."""
     return filled("HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n"
                   f"<friendlyName>{host_name}</friendlyName><modelName>{{}}</modelName>"
                   f"<UDN>{usn(number)}</UDN>", "\x01")
@@ -71,8 +71,8 @@ def long_number_description(number, host_name):
 
 
 def swollen_description(number, host_name=""):
-    """A description document each of whose values holds the others, up to the largest
-    datagram that is read, of bytes that take the most room in JSON."""
+    """The largest description document that is read. Its elements are nested, so each value
+    contains those of the inner elements. Its bytes need the most space in JSON."""
     open_tags, close_tags = "", ""
     for name in ("friendlyName", "modelDescription", "modelNumber", "modelName"):
         open_tags += f"<{name}>" + ("0x1" if name == "modelNumber" else "")
@@ -82,7 +82,7 @@ def swollen_description(number, host_name=""):
 
 
 def long_alive(number):
-    """An announcement of an unknown device, with the longest LOCATION there can be."""
+    """An announcement of an unknown device, with the longest possible LOCATION."""
     return filled("NOTIFY * HTTP/1.1\r\nNT: upnp:rootdevice\r\nNTS: ssdp:alive\r\n"
                   f"USN: uuid:65746500-unknown-{number}\r\n"
                   f"LOCATION: http://{address(number)}:80/{{}}.xml\r\n\r\n", "l")
@@ -130,8 +130,8 @@ def sockets_of(peer, addresses):
 
 
 def wait_until_handled(device, peer):
-    """Waits for the answer to a search, so that the device has read all earlier datagrams.
-    Repeats a lost search from another port, which no late answer can reach."""
+    """Waits until the device answers a search: then it has read all earlier datagrams. Repeats
+    a lost search from another port, where no late answer can arrive."""
     for _ in range(30):
         try:
             return peer.ask(expected.SEARCH, device.address, timeout=1)

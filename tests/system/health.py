@@ -63,8 +63,8 @@ def wait_until_closed(device):
 
 
 def wait_for_alive(device, wire, since, number=1, timeout=PASS):
-    """Waits for the device's announcement, which goodbyes may follow. `number` is the number
-    of its document.
+    """Waits for the device's announcement, and ignores goodbyes. `number` is the number of its
+    document.
 
     If its link has just come up, `timeout` must be REPEATED: a busy switch may notice the
     link after the first announcement, and not forward it."""

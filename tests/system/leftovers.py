@@ -40,7 +40,7 @@ def processes_of(mark):
 
 
 def still_running(before, mark):
-    """The running processes of a lab."""
+    """The processes of a lab that still run, including those in `before`."""
     return processes_of(mark) | (before & set(processes()))
 
 

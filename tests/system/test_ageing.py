@@ -10,8 +10,8 @@ from lab import wait_until
 from quick_clock import SPEED, Chatter, start_quick
 from raw_device import RawDevice, wait_until_read
 
-# Twice the smallest max-age that counts. An entry expires up to a tick early, and a busy
-# machine prolongs ticks.
+# Twice the smallest lifetime: a shorter max-age counts as 120 s. An entry expires up to a tick
+# early, and a busy machine prolongs ticks.
 LIFE = 240
 EARLY = 80
 
@@ -24,8 +24,8 @@ LEAVING = Product("TalonMx", "0x10670001", "Multichannel streamer")
 @pytest.fixture(scope="module")
 def known(lab, peer, wire):
     """A device with a quick clock, and four others: one announces itself repeatedly, one was
-    only described, one was described and announced itself once with the shortest max-age,
-    and one leaves. Also the time before the first of them appeared."""
+    only described, one was described and announced itself once with a short max-age, and one
+    leaves. Also the time before the first of them appeared."""
     device = lab.add_device("studio-a", product="corvia12")
     start_quick(device)
     wire.wait_for(source=device.address, starting=b"NOTIFY")

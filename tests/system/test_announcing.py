@@ -7,7 +7,7 @@ from lab import DeviceSpec, Lab
 
 COUNT = 3  # devices
 REPEATS = 3
-# 15 to 24 s, counted in whole ticks of 4.25 to 5.75 s, and one tick early.
+# The interval is 15 to 24 s, in whole ticks of at most 5.75 s, and may end one tick early.
 SHORTEST, LONGEST = 15 - 5.75, 24
 # On a busy machine one announcement may be late, and the next pause shorter by that time.
 TOLERANCE = 3

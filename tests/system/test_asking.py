@@ -45,7 +45,7 @@ def without(header, message):
 
 
 def asked_for(peer, other_address):
-    """Datagrams that cause the device to send a request, with the device that it requests."""
+    """Datagrams that cause a request, each with the device whose description is requested."""
     alive, found = named(peer, "alive.xml"), named(peer, "found.xml")
     other_place = RawDevice(other_address, file="elsewhere.xml")
     folded = named(peer, "folded.xml")

@@ -76,7 +76,7 @@ def small_subnet(lab):
     return device
 
 
-def bytes_for_searches(device, asker, count):
+def answers_to_searches(device, asker, count):
     """The answers to `count` short searches, and the time that they took."""
     search = b"M-SEARCH\nST:ssdp:all"
     with asker.udp_socket() as sock:
@@ -93,16 +93,16 @@ def test_only_answers_to_other_subnets_spend_a_budget(lab, small_subnet, attacke
     answer = answer_to(expected.SEARCH, neighbour, small_subnet, 1900)
     assert answer == expected.search_response(small_subnet, expected.max_age(answer))
     assert attacker.ask(expected.SEARCH, small_subnet.address) == answer
-    answers, took = bytes_for_searches(small_subnet, attacker, 2000)
+    answers, took = answers_to_searches(small_subnet, attacker, 2000)
     assert set(answers) == {answer}
     assert len(answers) * len(answer) <= OFF_LINK_BURST + OFF_LINK_RATE * (took + 1)
-    answers, _ = bytes_for_searches(small_subnet, neighbour, 2000)
+    answers, _ = answers_to_searches(small_subnet, neighbour, 2000)
     assert answers == [answer] * 2000
 
 
 def test_descriptions_for_other_subnets_spend_the_budget(lab, small_subnet, attacker, wire):
     """A thousand searches spend the budget; each description needs 1.3 kB of it."""
-    bytes_for_searches(small_subnet, attacker, 1000)
+    answers_to_searches(small_subnet, attacker, 1000)
     path = f"http://{small_subnet.address}:80/{expected.document_name(small_subnet)}"
     get = f"GET {path} HTTP/1.1\r\n\r\n".encode()
     begin = time.monotonic()
@@ -138,7 +138,7 @@ def test_no_document_is_requested_from_an_address_that_no_peer_can_have(running_
     assert wire.datagrams(running_device.address, since, b"GET") == []
 
 
-def test_forged_announcements_in_its_name_do_not_stop_a_device(running_device, attacker, wire):
+def test_forged_announcements_in_its_name_do_not_stop_its_own(running_device, attacker, wire):
     """The attacker sends one every second, for the time of three announcements."""
     since = wire.mark()
     forged = expected.alive(running_device, 1_000_000)

@@ -65,7 +65,7 @@ def test_an_unreachable_address_is_reported_in_one_line(peer, beaconctl, command
     pytest.param("uuid:x\ny", "uuid:x\\x0ay", id="line feed"),
     pytest.param("uuid:x\n  USN:        uuid:1", "uuid:x\\x0a  USN:        uuid:1", id="label"),
     pytest.param("uuid:x\n\n  ProductName:", "uuid:x\\x0a\\x0a  ProductName:",
-                 id="half a beginning"),
+                 id="incomplete start of an entry"),
 ])
 def test_a_line_feed_in_a_text_leaves_every_entry_readable(peer, answerer, beaconctl, usn, row):
     with answering(answerer, 49821, b"NodeList" + ONE + listed(12, "studio-c", usn) + TWO):

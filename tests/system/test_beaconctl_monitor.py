@@ -1,4 +1,4 @@
-"""beaconctl monitor: it shows the SSDP traffic of the link and takes none of it away."""
+"""beaconctl monitor: it shows the SSDP traffic of the link and takes no datagram from others."""
 
 import json
 import os
@@ -31,8 +31,9 @@ def beaconctl(programs):
 
 @pytest.fixture(scope="module")
 def monitored(lab, wire):
-    """Two devices that have found each other while two monitors, which were started later than
-    the daemon, ran on the first one: as root, and without the right to open a packet socket."""
+    """Two devices that have found each other, and two monitors that ran on the first one
+    meanwhile: as root, and without the right to open a packet socket. The monitors were started
+    after the daemon of that device."""
     a, b = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
                             DeviceSpec("studio-b", product="lumenplus")])
     a.start_beacond()
@@ -86,7 +87,7 @@ def conversation(a, b):
             announced(a), announced(b), asked(a, b), asked(b, a), described(a, b), described(b, a)]
 
 
-def test_a_daemon_beside_it_receives_its_unicast_and_finds_its_peer(monitored):
+def test_the_daemon_on_the_same_device_receives_its_unicast_and_finds_its_peer(monitored):
     a, b, _, _ = monitored
     assert a.read("/var/www/discovery/browse.json") == expected.browse_json(a, b)
 

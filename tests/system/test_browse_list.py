@@ -53,7 +53,7 @@ class Reader:
 
 
 def crowd(peer, generation):
-    """Fifty devices. Their names contain the generation and are longer in each one."""
+    """Fifty devices. Their names contain the generation; those of a later one are longer."""
     return [RawDevice(f"198.51.100.{number}", f"{generation}-" + generation * "x",
                       Product("Lumen", "0x10660001", "4K encoder")) for number in range(50)]
 
@@ -76,7 +76,7 @@ def read(running_device, wire, peer):
         wanted = expected.browse_json(running_device, *crowd(peer, generation))
         wait_until(lambda: running_device.read(BROWSE_LIST) == wanted, LIMIT,
                    "the last generation listed", lambda: running_device.read(BROWSE_LIST))
-        wait_until(lambda: reader.versions[-1][2] == wanted.encode(), LIMIT, "it read")
+        wait_until(lambda: reader.versions[-1][2] == wanted.encode(), LIMIT, "that list read")
     return reader
 
 

@@ -102,7 +102,7 @@ def test_it_writes_the_browse_list(started, device):
 
 
 def test_it_takes_no_processor_time_when_idle(started):
-    """Measured for some seconds, more than a poll interval: a busy loop would use all of it."""
+    """Measured for longer than a poll interval. A busy loop would use a whole processor."""
     before, start = cpu_seconds(started.pid), time.monotonic()
     time.sleep(6)
     share = (cpu_seconds(started.pid) - before) / (time.monotonic() - start)

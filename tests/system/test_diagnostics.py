@@ -52,7 +52,7 @@ def send_descriptions(device, peer, others):
     with peer.udp_socket() as sock:
         for number, each in enumerate(others):
             sock.sendto(each.description(), (device.address, 1900))
-            if number % 50 == 0:  # as many at a time as fit into every receive buffer
+            if number % 50 == 0:  # fifty fit even into a small receive buffer
                 wait_until_read(device, peer)
     wait_until_read(device, peer)
 

@@ -41,7 +41,7 @@ def test_setting_the_clock_changes_no_period(device, clock, wire, peer, offset):
     clock.set(offset)
     second = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY",
                            timeout=PERIODS)[0]
-    # Not at the next tick (after at most 5.75 s), as if the entry had expired.
+    # An expired entry would be announced at the next tick, after at most 5.75 s.
     assert second.time - first.time > 8
     expected.assert_alive(second.data, device)
     assert_works(device, peer)

@@ -130,7 +130,7 @@ WRONG_ANSWERS = {
     b"HTTP/1.1 500 Internal Server Error\r\nContent-Length: 0\r\n\r\n": "status 500",
     b"HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n\r\n{}": "not an event stream",
     b"HTTP/1.1 200 OK\r\nX: " + b"x" * LARGE: "bad HTTP answer: header limit exceeded",
-    HEADER[:30]: "",  # only the fault before: the service closed the connection
+    HEADER[:30]: "",  # only "closed by the service" is reported
     b"": "",
 }
 

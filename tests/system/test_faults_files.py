@@ -113,7 +113,6 @@ def test_without_a_folder_for_the_list_it_continues_and_writes_the_next_change(
 
 
 def test_on_a_full_disk_the_device_is_announced_with_a_cut_document(device, wire, peer):
-    """A full disk cuts the file."""
     fill(device, "/var/www/html")
     device.start_beacond()
     wire.wait_for(source=device.address, starting=b"NOTIFY")

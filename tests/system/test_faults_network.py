@@ -63,7 +63,7 @@ def test_a_start_with_two_addresses_waits_until_one_is_removed(fresh_device, wir
     assert_works(device, peer)
 
 
-def test_a_second_address_takes_it_off_the_network_until_it_is_removed(running_device, wire, peer):
+def test_a_second_address_stops_discovery_until_it_is_removed(running_device, wire, peer):
     device = running_device
     err, since = len(device.beacond.stderr), wire.mark()
     device.add_address("192.0.2.121")
@@ -99,7 +99,7 @@ def test_a_link_that_goes_down_and_up_is_announced_again(running_device, wire, p
     err = len(device.beacond.stderr)
     for _ in range(3):
         device.set_link(False)
-        # Not only the port: an earlier change can also close it for a moment.
+        # A closed port alone does not show this: an earlier change can close it for a moment.
         wait_until(lambda: not connected(device), PASS, "the link reported down")
         wait_until_closed(device)
         since = wire.mark()

@@ -13,8 +13,8 @@ LIMIT = 90
 
 @pytest.fixture(scope="module")
 def pair(lab):
-    """Two devices that see each other. On the first one, minissdpd opened the SSDP port
-    first."""
+    """Two devices that see each other. On the first one, minissdpd opened the SSDP port before
+    beacond."""
     shared, other = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
                                      DeviceSpec("studio-b", product="lumenplus")])
     shared_with = Minissdpd(shared)

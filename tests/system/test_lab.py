@@ -113,8 +113,8 @@ def test_no_datagram_reaches_the_host(lab, device, peer, wire):
 
 
 def test_no_two_sockets_get_the_same_free_port(peer):
-    """One of two sockets would receive nothing. With this many sockets, two random ports would
-    be equal almost certainly."""
+    """If two sockets had the same port, one would receive nothing. With this many sockets, two
+    random ports would be equal almost certainly."""
     with contextlib.ExitStack() as stack:
         sockets = [stack.enter_context(peer.udp_socket()) for _ in range(800)]
         assert len({sock.getsockname()[1] for sock in sockets}) == 800

@@ -22,8 +22,8 @@ def service_names(observer):
 
 
 def assert_leaves(device, number=signal.SIGTERM, also=()):
-    """Ends the device's beacond, and at the same time the other programs; checks that
-    beacond leaves in good order and in time."""
+    """Sends a signal to the device's beacond and to the programs in `also`; checks that beacond
+    exits in time with status 0, and removes its list."""
     device.beacond.kill(number)
     for program in also:
         program.kill(number)
@@ -153,7 +153,7 @@ def test_it_leaves_while_its_start_waits_for_avahi_daemon(device):
     assert "PubSub started" not in device.beacond.stdout
 
 
-def test_it_leaves_in_order_while_avahi_daemon_is_stopped(
+def test_it_leaves_cleanly_while_avahi_daemon_is_stopped(
         device, beacond, sent, observer):
     with stalled(device.avahi):
         assert_leaves(device)
@@ -175,7 +175,7 @@ def test_it_sends_a_goodbye_while_it_waits_for_avahi_daemon(device, beacond, sen
     device.configure(hostName=name)
 
 
-def test_it_leaves_in_order_when_avahi_daemon_is_ended_at_the_same_time(lab, wire, peer):
+def test_it_leaves_cleanly_when_avahi_daemon_is_ended_at_the_same_time(lab, wire, peer):
     device = lab.add_device(product="corvia12")
     sent = Wire(wire, peer, device)
     device.start_beacond().wait_output("successfully established.\n")
@@ -194,7 +194,7 @@ def test_it_leaves_with_a_full_disk(device, sent):
     device.run("umount", "/var/www/discovery")
 
 
-def test_a_killed_daemon_sends_no_goodbye_and_leaves_the_list(device, beacond, wire, peer):
+def test_a_killed_daemon_sends_no_goodbye_and_does_not_remove_the_list(device, beacond, wire, peer):
     mark = wire.mark()
     assert beacond.stop(signal.SIGKILL) == -signal.SIGKILL
     assert device.read(BROWSE_LIST) is not None

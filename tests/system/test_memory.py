@@ -41,7 +41,7 @@ def fill(running_device, peer, attackers):
 
 def test_a_list_of_control_bytes_stays_within_its_bound(fill, running_device):
     """In the list, each byte takes six, and the model name occurs three times. Each turn
-    replaces the entries of the previous one while these are copied and written."""
+    replaces the entries of the previous turn while the list is copied and written."""
     for turn in range(3):
         model = fill(flood.control_description, f"control-{turn}")[-1]["deviceName"]
         assert len(model) > 1_300 and set(model) == {"\x01"}

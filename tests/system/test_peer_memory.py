@@ -25,7 +25,7 @@ def listed(device):
 
 
 def test_a_known_device_takes_at_most_1536_bytes(running_device, sanitized, peer, attackers):
-    """The registry's record and what remains of the list's copy and text count together."""
+    """Includes the memory that stays allocated after the list was copied and written."""
     if sanitized:
         pytest.skip("sanitizers take memory of their own")
     before = private_bytes(running_device.beacond.pid)

@@ -140,7 +140,7 @@ def test_it_writes_lines_without_a_terminal(programs):
 
 
 def test_the_command_in_the_readme_shows_where_the_page_is(programs, tmp_path):
-    # Only the build is a stand-in. It takes the programs under test.
+    # A fake cmake builds nothing, and links the programs under test.
     for name in ("run", "scripts", "tools"):
         (tmp_path / name).symlink_to(TOP / name)
     builds = tmp_path / "bin/cmake"
@@ -170,7 +170,7 @@ def test_it_ends_quietly_when_its_output_is_closed(programs, options):
         assert program.stderr.read() == b""
 
 
-def test_without_a_standard_output_there_is_nothing_to_do():
+def test_without_a_standard_output_it_exits_at_once_with_status_0():
     result = subprocess.run(["sh", "-c", 'exec "$0" >&-', TOP / "run"], stderr=subprocess.PIPE,
                             timeout=60, check=False)
     assert (result.returncode, result.stderr) == (0, b"")

@@ -87,13 +87,13 @@ def test_a_datagram_of_another_method_is_reported_and_not_answered(running_devic
     request = search(b"ST: ssdp:all").replace(b"M-SEARCH", method)
     before = len(running_device.beacond.stderr)
     assert answers(running_device, peer, request) == []
-    report = UNKNOWN + request.decode().replace("\r\n", "\n") + "\n"  # read as lines
+    report = UNKNOWN + request.decode().replace("\r\n", "\n") + "\n"  # as Python reads lines
     assert running_device.beacond.stderr[before:].count(report) == 1
 
 
 def test_a_unicast_search_is_answered(running_device, peer, answer):
-    sent_alone = (running_device.address, 1900)
-    assert answers(running_device, peer, search(b"ST: ssdp:all"), sent_alone) == [answer]
+    destination = (running_device.address, 1900)
+    assert answers(running_device, peer, search(b"ST: ssdp:all"), destination) == [answer]
 
 
 def test_every_search_is_answered_separately(running_device, peer, answer):

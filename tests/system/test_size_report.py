@@ -22,7 +22,7 @@ FILE_ROWS = ["text", "data", "bss", "file without symbols"]
 
 @pytest.fixture(scope="module")
 def report(programs):
-    """The rows of the report by heading: lists of name and size, or of a file."""
+    """The rows of the report by heading. A row is a name with a size, or the path of a file."""
     result = subprocess.run(["cmake", "--build", Path(programs).resolve().parent, "--target",
                              "size-report"], stdout=subprocess.PIPE, text=True, check=True)
     rows, heading = {}, None

@@ -123,8 +123,9 @@ def test_a_list_that_the_browser_has_is_not_sent_again(web):
     assert (again.status, body) == (304, b"")
 
 
-def test_browsers_are_told_to_ask_for_each_file_again(web, page):
-    # BusyBox cannot say so; tests/web/browser/upgrade_test.js shows what browsers do then.
+def test_nginx_and_lighttpd_send_no_cache_with_every_file(web, page):
+    # BusyBox cannot send this header; tests/web/browser/upgrade_test.js shows what browsers do
+    # without it.
     wanted = None if web.is_busybox else "no-cache"
     folder = next(page.glob("page-*")).name
     for name in ("", "browse.json", f"{folder}/discovery.js"):
@@ -142,7 +143,7 @@ def test_the_presentation_url_of_the_description_is_a_page_that_leads_to_the_lis
     assert web("/")[1] == body
 
 
-def test_nothing_beside_the_two_folders_is_served(web, running_device):
+def test_nothing_outside_the_two_folders_is_served(web, running_device):
     running_device.path("/var/www/secret").write_text("secret")
     running_device.run("mkdir", "-p", "/var/www/discovery2")
     running_device.path("/var/www/discovery2/secret").write_text("secret")

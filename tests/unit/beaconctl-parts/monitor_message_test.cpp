@@ -51,7 +51,7 @@ const std::string kAnnounced = "NOTIFY|upnp:rootdevice|" + kUsn + "|" + kLocatio
 
 } // namespace
 
-TEST(DescribeDatagram, OfTheDaemonsOwnMessages)
+TEST(DescribeDatagram, DescribesTheMessagesOfTheDaemon)
 {
     EXPECT_EQ(Described(formats::ComposeAlive(Device())),
               kAnnounced + "announces itself for 124 s");
@@ -68,7 +68,7 @@ TEST(DescribeDatagram, OfTheDaemonsOwnMessages)
               "HTTP||" + kUsn + "||corvia_12|describes \"studio-a\" (Corvia 12) to 192.0.2.11");
 }
 
-TEST(DescribeDatagram, OfOtherSearches)
+TEST(DescribeDatagram, DescribesOtherSearches)
 {
     EXPECT_EQ(Described("M-SEARCH * HTTP/1.1\r\nST: ssdp:all\r\n\r\n"),
               "M-SEARCH|ssdp:all||||searches for every service");
@@ -105,7 +105,7 @@ TEST(DescribeDatagram, SaysWhichAnswersAreIgnored)
               "HTTP|||||description without friendlyName or UDN: ignored");
 }
 
-TEST(DescribeDatagram, OfRequestsAndOtherDatagrams)
+TEST(DescribeDatagram, DescribesRequestsAndOtherDatagrams)
 {
     EXPECT_EQ(Described("GET /other.xml HTTP/1.1\r\n\r\n"),
               "GET|||||asks 192.0.2.11 for its description, other.xml");

@@ -13,7 +13,7 @@ bool gHasSockets = false;
 
 } // namespace
 
-// Replace the system's functions: a machine without sockets, or one that cannot bind them.
+// These replace the system's functions: either no socket can be opened, or none can be bound.
 extern "C" int socket(int /*domain*/, int /*type*/, int /*protocol*/) noexcept
 {
     errno = EMFILE;

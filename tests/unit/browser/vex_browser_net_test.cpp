@@ -247,7 +247,7 @@ TEST_F(Browser, RemovesTheListAndTheScratchFileAndNothingElse)
     VEXBrowser::RemoveList(); // there is no list
 }
 
-// Deliberately without a colon and a space after the operation's name.
+// The line deliberately has no colon and no space after the operation's name.
 TEST_F(Browser, ReportsAFolderThatIsMissing)
 {
     ASSERT_EQ(rename(kFolder, "/var/www/away"), 0);

@@ -283,7 +283,7 @@ TEST(Detach, EndsWith1WhenItCannotMakeASession)
     EXPECT_EQ(outcome.output.out + outcome.output.err, "");
 }
 
-TEST(OwnDescriptors, AreTheEventLoopsOnly)
+TEST(OwnDescriptors, ContainOnlyThatOfTheEventLoop)
 {
     const Outcome outcome = OutcomeOf([] {
         OpenMany();

@@ -71,7 +71,7 @@ TEST_F(MdnsUnderChange, ANewHostNameOfAvahiDaemonPublishesTheServicesOnIt)
 }
 
 // If another machine on the network has the name, avahi-daemon chooses another one.
-TEST_F(MdnsUnderChange, ATakenHostNameOfAvahiDaemonPublishesTheServicesOnTheNext)
+TEST_F(MdnsUnderChange, WhenAvahiDaemonChoosesAnotherHostNameTheServicesArePublishedOnIt)
 {
     LiveChild studio = device({publishAs("studio-l")});
     EXPECT_TRUE(studio.WaitForErr(established("studio-l")));

@@ -27,7 +27,7 @@ protected:
     {
         return s_device->Start([&steps] { return runMdns(steps); });
     }
-    // The services that the peer sees, as lines of the following three kinds.
+    // The services that the peer sees, as the lines that seen() and gone() compose.
     static test::LiveChild browser(const std::string &type = "_http._tcp")
     {
         return s_peer->Start({"avahi-browse", "--resolve", "--parsable", "--no-db-lookup", type});

@@ -115,7 +115,7 @@ TEST(PubSubLeaving, BeforeTheFirstPublicationPreventsIt)
     EXPECT_EQ(access("/var/www/discovery/browse.json", F_OK), -1);
 }
 
-// It waits for an address while the system reports none.
+// collectIPAddresses waits while the system reports no address.
 TEST(PubSubLeaving, EndsTheWaitForAnAddress)
 {
     test::Coordinator device;

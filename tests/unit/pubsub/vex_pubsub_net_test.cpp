@@ -194,7 +194,7 @@ TEST_F(PubSub, SwitchingOnAnnounces)
     EXPECT_EQ(device->NextAnnouncement(), "alive");
 }
 
-TEST_F(PubSub, SwitchingOnOpensAnEngineAgainThatIsOpenOnAFormerAddress)
+TEST_F(PubSub, SwitchingOnReopensAnEngineThatIsOpenOnAFormerAddress)
 {
     test::OnHost("sysctl -qw net.ipv4.conf.net0.promote_secondaries=1");
     Announce();

@@ -2,7 +2,8 @@
 
 #include <gmock/gmock.h>
 
-// Announcements with the same bytes as one before: a device sends them every 15 to 24 s.
+// Announcements with the same bytes as an earlier one. A device repeats its announcement
+// every 15 to 24 s.
 
 using test::kLumen;
 using test::PeerDescription;

@@ -109,7 +109,7 @@ std::uint32_t LongestMinutes(std::uint32_t peers, std::uint32_t minutes)
             time = refresh.NowSeconds();
         }
     }
-    for (const std::uint32_t time : described) { // whose turn has not come at the end
+    for (const std::uint32_t time : described) { // the time until the end counts, too
         longest = std::max(longest, (refresh.NowSeconds() - time) / 60);
     }
     return longest;

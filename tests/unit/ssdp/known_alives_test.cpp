@@ -24,7 +24,7 @@ std::string AliveOf(std::size_t size)
     return start + std::string(size - start.size(), 'x');
 }
 
-// From memory of exactly the text's size: AddressSanitizer finds a read beyond it.
+// Copies the text into memory of exactly its size: AddressSanitizer finds a read beyond it.
 const formats::SSDPHeaders *Find(const KnownAlives &alives, std::string_view text)
 {
     const std::vector<char> exact(text.begin(), text.end());
@@ -83,8 +83,8 @@ TEST(KnownAlives, FindsNoDatagramThatDiffersInOneByte)
     EXPECT_NE(Find(alives, datagram), nullptr);
 }
 
-// The padding of the hash is zeros, too.
-TEST(KnownAlives, FindsNoDatagramWithOtherZerosAtItsEnd)
+// The hash pads a datagram with zeros.
+TEST(KnownAlives, FindsNoDatagramWithOneMoreZeroAtItsEnd)
 {
     for (std::size_t size = 0; size <= KnownAlives::kLongest; ++size) {
         KnownAlives alives;
@@ -104,7 +104,7 @@ TEST(KnownAlives, KeepsDatagramsOfUpTo512Bytes)
     EXPECT_EQ(Find(alives, AliveOf(513)), nullptr);
 }
 
-// When the index grows, it forgets all. After the first round it has its size.
+// When the index grows, it forgets all datagrams. After the first round it does not grow.
 TEST(KnownAlives, FindsNearlyAllOfThousandsOfDatagramsThatHaveComeTwice)
 {
     std::vector<std::string> datagrams;

@@ -1,4 +1,4 @@
-// A private mount namespace, like that of the network tests.
+// Among the network tests, because it needs their private mount namespace.
 #include "vexbase/vex_file_io.h"
 
 #include <cerrno>

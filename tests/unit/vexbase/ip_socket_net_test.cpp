@@ -57,7 +57,7 @@ TEST(HostIPAddresses, OfInterfacesThatAreDownAreLeftOut)
     EXPECT_EQ(Ask().ipv4.count("192.0.2.10"), 1U);
 }
 
-TEST(HostIPAddresses, OfOneInterfaceMayBeSeveral)
+TEST(HostIPAddresses, OfOneInterfaceAreAllReported)
 {
     test::OnHost("ip addr add 192.0.2.11/24 dev net0");
     const Names expected{{"127.0.0.1", "lo"}, {"192.0.2.10", "net0"}, {"192.0.2.11", "net0"}};
@@ -73,7 +73,7 @@ TEST(HostIPAddresses, WithALabelHaveItAsTheirName)
     test::OnHost("ip addr del 192.0.2.12/24 dev net0");
 }
 
-TEST(HostIPAddresses, OfTwoInterfacesHaveTheFirstOnesName)
+TEST(HostIPAddresses, OnTwoInterfacesHaveTheNameOfTheFirst)
 {
     test::OnHost("ip -6 addr add fe80::5/64 dev net0 nodad && ip -6 addr add fe80::5/64 dev lo");
     EXPECT_EQ(Ask().ipv6.at("fe80::5"),
@@ -99,7 +99,7 @@ TEST(HostIPAddresses, OfAHostWithoutAddressesAreEmptyMaps)
     test::OnHost("ip link set lo up && ip link set net0 up");
 }
 
-TEST(HostIPAddresses, FailWhenTheKernelDoesNotAnswer)
+TEST(HostIPAddresses, AreNotReadWhenNoSocketCanBeOpened)
 {
     Names ipv4{{"192.0.2.99", "old"}};
     Names ipv6{{"2001:db8::99", "old"}};

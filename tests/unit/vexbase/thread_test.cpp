@@ -289,7 +289,8 @@ TEST(VEXThread, TheDestructorStopsABodyThatIsStillRunning)
     EXPECT_TRUE(ended);
 }
 
-// Its supervisor starts the process again. Without one thread it would seem to work.
+// The supervisor then starts the process again. If only the thread ended, the process
+// would seem to work.
 TEST(VEXThread, AnExceptionEndsTheProcessWithStatus1AfterOneLine)
 {
     test::LiveChild child([] {

@@ -97,7 +97,7 @@ private:
 
 std::atomic<int> gSignals{0};
 
-// Handles one signal, which interrupts system calls, until it is destroyed. Counts it.
+// Until it is destroyed, counts the signals SIGUSR1, which interrupt system calls.
 class SignalCounter
 {
 public:

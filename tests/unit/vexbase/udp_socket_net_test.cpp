@@ -242,8 +242,8 @@ TEST(UDPSocketPoll, ReturnsQueuedDatagramsInOrder)
     EXPECT_EQ(PollOnce(socket, 0).datagram, "");
 }
 
-// A burst must be received before the system's queue overflows: after the time-out is set,
-// all calls receive.
+// A burst must be received before the system's queue overflows. Once the time-out is set,
+// no other system calls are made than those that receive.
 TEST(UDPSocketPoll, CostsOneSystemCallForEachDatagram)
 {
     VEXUDPSocket socket;
@@ -304,7 +304,7 @@ TEST(UDPSocketPoll, DoesNotReturnAnEmptyDatagram)
     peer.SendTo("full", kOwnAddress, kPort);
     const test::Polled empty = PollOnce(socket, kGenerousMs);
     EXPECT_EQ(empty.datagram, "");
-    EXPECT_NE(empty.sender, ""); // by which it is distinguished from a time-out
+    EXPECT_NE(empty.sender, ""); // this distinguishes it from a time-out
     EXPECT_EQ(PollOnce(socket, kGenerousMs).datagram, "full");
 }
 

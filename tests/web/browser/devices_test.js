@@ -34,7 +34,7 @@ test('Every device of the written list is a row with the same details', async ()
     assert.ok(!await page.isVisible('#cards'));
 });
 
-test('Only rows show boards; cards can be sorted by board only after the rows were',
+test('Only rows show boards; cards can be sorted by board only after the rows were sorted by it',
 async () => {
     const page = await pages.openOn(listText([entry(1, { boardNumber: '3' })]));
     assert.doesNotMatch(await page.textContent('#cards'), /Board|0x1065/);

@@ -48,7 +48,7 @@ test('A device without a name is not the device of the page', () => {
     assert.deepEqual(marked('', [entry(1, { hostName: '' })]), []);
 });
 
-test('A device without an entry has the name in the address bar, except on its own screen', () => {
+test('A device without an entry has the name in the address bar, but not for loopback', () => {
     for (const host of ['127.0.0.1', '127.8.8.8', 'localhost', 'LocalHost', '[::1]']) {
         assert.equal(ownerWithoutEntry(host), 'this device', host);
     }

@@ -1,9 +1,8 @@
-"""Changes of the configuration that have no effect on datagrams, the SSDP port or the DNS-SD
-service.
+"""The effects of changes of the configuration on datagrams, the SSDP port and the DNS-SD service,
+and changes that have no effect.
 
-Each test makes a second change that has an effect. The daemon handles changes in order, so
-this shows that the first one had none. The daemon's output shows when the port is closed
-and opened."""
+To show that a change has no effect, a test makes a second change that has one. The daemon
+handles changes in order. Its output shows when the port is closed and opened."""
 
 import pytest
 
@@ -58,7 +57,8 @@ class Since:
         wait_until(lambda: self.said() == list(words), PASS, f"{words}", self.said)
 
     def wait_until_announced_again(self):
-        """One goodbye and one announcement; the former announcement may be repeated before."""
+        """Waits for one goodbye and one announcement; the previous announcement may be repeated
+        before them."""
         both = ["goodbye", "alive"]
         wait_until(lambda: self.said()[-2:] == both, PASS, "goodbye and announcement", self.said)
         assert self.said() in (both, ["alive", *both])
@@ -88,7 +88,8 @@ def service_names(device):
 
 
 def named_in_its_document(device, name):
-    """Whether its description contains a name. It is written just before the announcement."""
+    """Whether a device's description contains a name. The description is written just before
+    the announcement."""
     document = device.read("/var/www/html/lumen_plus_upnp_ssdp_1.xml")
     return f"<friendlyName>{name}</friendlyName>\n" in (document or "")
 

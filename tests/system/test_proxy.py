@@ -121,10 +121,10 @@ def test_it_is_handed_back_without_a_goodbye_when_it_announces_itself(recorder, 
     since, start = wire.mark(), time.monotonic()
     assert hosts(recorder, peer) == b"HostList"
     assert silent().usn in nodes(recorder, peer).decode()
-    # It is silent again, so it is forgotten after half of its 120 s (the smallest max-age
-    # that counts). Nothing is sent for it.
+    # The ZR1 is silent again, so it is forgotten after half of its lifetime of 120 s (a shorter
+    # max-age counts as 120). Nothing is sent for it.
     wait_until(lambda: silent().usn not in nodes(recorder, peer).decode(), LIMIT,
-               "the recorder forgotten", lambda: nodes(recorder, peer))
+               "the ZR1 forgotten", lambda: nodes(recorder, peer))
     wait_until_recorded(wire, peer)
     assert (time.monotonic() - start) * SPEED > 30
     assert notifies(wire, recorder, since) == []
