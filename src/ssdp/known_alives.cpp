@@ -1,5 +1,7 @@
 #include "ssdp/known_alives.h"
 
+#include "ssdp/ssdp_tunables.h"
+
 #include <array>
 #include <cstring>
 
@@ -43,7 +45,7 @@ KnownAlives::KnownAlives() : mSlots(kFirstSlots) {}
 
 const formats::SSDPHeaders *KnownAlives::Find(std::string_view datagram) const
 {
-    if (datagram.size() > kLongest) {
+    if (datagram.size() > kMaxKnownAliveBytes) {
         return nullptr;
     }
     const std::uint64_t hash = HashOf(datagram);
@@ -63,7 +65,7 @@ const formats::SSDPHeaders *KnownAlives::Find(std::string_view datagram) const
 // are free, so that is rare.
 void KnownAlives::Keep(std::string_view datagram, std::size_t most)
 {
-    if (datagram.size() > kLongest || most == 0) {
+    if (datagram.size() > kMaxKnownAliveBytes || most == 0) {
         return;
     }
     Limit(most - 1);

@@ -22,16 +22,14 @@ namespace ssdp {
 class KnownAlives
 {
 public:
-    static constexpr std::size_t kLongest = 512; // bytes; longer datagrams are not kept
-
     KnownAlives();
 
     // The headers of a datagram that is kept; null if it is not. The texts and the pointer
     // are valid until the next call of another function.
     [[nodiscard]] const formats::SSDPHeaders *Find(std::string_view datagram) const;
 
-    // Keeps a datagram, unless it is too long. May forget others; forgets all others if
-    // `most` are kept already. REQUIRES: it is not kept.
+    // Keeps a datagram, unless it is longer than kMaxKnownAliveBytes. May forget others;
+    // forgets all others if `most` are kept already. REQUIRES: it is not kept.
     void Keep(std::string_view datagram, std::size_t most);
 
     // Forgets all if more than `most` are kept.

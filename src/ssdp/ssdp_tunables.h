@@ -74,6 +74,9 @@ constexpr int kTicksToWaitForRoom = 3;
 // them, plus the texts that only the registry keeps, so they bound that document, too.
 constexpr std::size_t kMaxDiscoveredNodes = 4096;
 constexpr std::size_t kMaxKnownBytes = 4U << 20U;
+// Longer announcements are read each time: KnownAlives keeps one for each known device.
+// Those of our products have some 300 bytes.
+constexpr std::size_t kMaxKnownAliveBytes = 512;
 // Below half of both bounds, the registry counts as mostly empty after it was full.
 constexpr std::size_t kMostlyEmptyRegistryShare = 2;
 // A place in a delayed queue holds one datagram of usual size. A larger datagram takes

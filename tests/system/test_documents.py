@@ -54,6 +54,7 @@ FIGURES = {
     "a datagram read": ["kReceiveSize"],
     "devices from the network (`NodeList`)": ["kMaxDiscoveredNodes"],
     "all known devices, as the browse list writes them": ["kMaxKnownBytes"],
+    "announcements that are recognised (`KnownAlives`)": ["kMaxKnownAliveBytes"],
     "delayed requests": ["kMaxDelayedRequests", "kBytesOfPlace"],
     "delayed responses": ["kMaxDelayedResponses", "kBytesOfPlace"],
     "diagnostic answers": ["kDiagnosticBurstBytes", "kDiagnosticBytesPerSecond"],

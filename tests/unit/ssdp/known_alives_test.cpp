@@ -1,6 +1,7 @@
 #include "ssdp/known_alives.h"
 
 #include "messages.h"
+#include "ssdp/ssdp_tunables.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -86,7 +87,7 @@ TEST(KnownAlives, FindsNoDatagramThatDiffersInOneByte)
 // The hash pads a datagram with zeros.
 TEST(KnownAlives, FindsNoDatagramWithOneMoreZeroAtItsEnd)
 {
-    for (std::size_t size = 0; size <= KnownAlives::kLongest; ++size) {
+    for (std::size_t size = 0; size <= ssdp::kMaxKnownAliveBytes; ++size) {
         KnownAlives alives;
         const std::string zeros(size, '\0');
         alives.Keep(zeros, kMost);
