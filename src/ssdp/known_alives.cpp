@@ -4,42 +4,64 @@
 
 #include <array>
 #include <cstring>
+#include <utility>
 
 namespace ssdp {
 namespace {
 
 constexpr std::size_t kFirstSlots = 16;
+constexpr std::uint64_t kUnused = 0; // the hash of a slot that was never used
 // An announcement is in one of this number of neighbouring slots.
-constexpr std::size_t kSteps = 8;
+constexpr std::size_t kSteps = 16;
 
-std::uint64_t WordOf(const char *bytes)
+std::uint64_t WordAt(const char *block, std::size_t index)
 {
     std::uint64_t word = 0;
-    std::memcpy(&word, bytes, sizeof word);
+    std::memcpy(&word, block + index * sizeof word, sizeof word);
     return word;
 }
 
-// A multiplication carries each bit upwards only, so the sum is rotated before it, and folded
-// at the end. The order of a word's bytes does not matter here.
+// The hash of a text, from 32 bytes at a time: hashing takes a sixth of the time for an
+// announcement that is recognised. A multiplication carries each bit upwards only, so the
+// halves are folded at the end. The order of a word's bytes does not matter here.
 std::uint64_t HashOf(std::string_view text)
 {
     constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15U; // odd, with bits in no order
-    constexpr std::size_t kWord = sizeof(std::uint64_t);
-    std::uint64_t sum = text.size();
-    const auto mix = [&sum](std::uint64_t first, std::uint64_t second) {
-        sum = (((sum << 29U | sum >> 35U) ^ first) * kFactor) + second;
+    std::array<char, 4 * sizeof(std::uint64_t)> rest{};
+    std::uint64_t first = text.size();
+    std::uint64_t second = 0;
+    const auto mix = [&first, &second](const char *block) {
+        first = (first ^ WordAt(block, 0)) * kFactor + WordAt(block, 1);
+        second = (second ^ WordAt(block, 2)) * kFactor + WordAt(block, 3);
     };
-    for (; text.size() >= 2 * kWord; text.remove_prefix(2 * kWord)) {
-        mix(WordOf(text.data()), WordOf(text.data() + kWord));
+    for (; text.size() >= rest.size(); text.remove_prefix(rest.size())) {
+        mix(text.data());
     }
-    std::array<char, 2 * kWord> rest{};
     text.copy(rest.data(), rest.size());
-    mix(WordOf(rest.data()), WordOf(rest.data() + kWord));
-    sum = (sum ^ sum >> 32U) * kFactor;
-    return sum ^ sum >> 32U;
+    mix(rest.data());
+    std::uint64_t sum = (first ^ first >> 32U ^ second ^ second >> 29U) * kFactor;
+    sum ^= sum >> 32U;
+    return sum == kUnused ? 1 : sum;
+}
+
+// A part of one text, in a copy of that text.
+std::string_view PartOf(std::string_view copy, std::string_view text, std::string_view part)
+{
+    return part.empty()
+               ? std::string_view()
+               : copy.substr(static_cast<std::size_t>(part.data() - text.data()), part.size());
 }
 
 } // namespace
+
+KnownAlives::Alive::Alive(std::string_view datagram, const formats::SSDPHeaders &headersOfDatagram)
+    : bytes(datagram), headers(headersOfDatagram)
+{
+    for (std::string_view *part : {&headers.notify.nt, &headers.notify.usn,
+                                   &headers.notify.location, &headers.searchTarget}) {
+        *part = PartOf(bytes, datagram, *part);
+    }
+}
 
 KnownAlives::KnownAlives() : mSlots(kFirstSlots) {}
 
@@ -51,43 +73,73 @@ const formats::SSDPHeaders *KnownAlives::Find(std::string_view datagram) const
     const std::uint64_t hash = HashOf(datagram);
     for (std::size_t step = 0; step < kSteps; ++step) {
         const Slot &slot = mSlots[SlotOf(hash, step)];
-        if (slot.alive == nullptr) {
-            return nullptr;
-        }
-        if (slot.hash == hash && slot.alive->bytes == datagram) {
+        if (slot.hash == hash && slot.alive != nullptr && slot.alive->Has(datagram)) {
             return &slot.alive->headers;
+        }
+        if (slot.hash == kUnused) {
+            return nullptr;
         }
     }
     return nullptr;
 }
 
-// If all its slots are in use, the datagram replaces another one. At least half of all slots
-// are free, so that is rare.
-void KnownAlives::Keep(std::string_view datagram, std::size_t most)
+void KnownAlives::Keep(std::string_view datagram, const formats::SSDPHeaders &headers,
+                       std::size_t most)
 {
-    if (datagram.size() > kMaxKnownAliveBytes || most == 0) {
+    if (datagram.size() > kMaxKnownAliveBytes) {
         return;
     }
-    Limit(most - 1);
-    if (2 * (mCount + 1) > mSlots.size()) {
-        mSlots = std::vector<Slot>(2 * mSlots.size()); // the devices announce themselves again
-        mCount = 0;
+    while (mCount >= most) {
+        ForgetNext();
     }
-    const std::uint64_t hash = HashOf(datagram);
+    if (2 * (mCount + 1) > mSlots.size()) {
+        Resize(2 * mSlots.size());
+    }
+    Put({HashOf(datagram), std::make_unique<const Alive>(datagram, headers)});
+}
+
+// If all its slots are in use, the entry replaces the one in the last of them. At least half
+// of all slots are free, so that is rare.
+void KnownAlives::Put(Slot entry)
+{
     std::size_t step = 0;
-    while (step < kSteps - 1 && mSlots[SlotOf(hash, step)].alive != nullptr) {
+    while (step < kSteps - 1 && mSlots[SlotOf(entry.hash, step)].alive != nullptr) {
         ++step;
     }
-    Slot &slot = mSlots[SlotOf(hash, step)];
+    Slot &slot = mSlots[SlotOf(entry.hash, step)];
     mCount += slot.alive == nullptr ? 1 : 0;
-    slot = {hash, std::make_unique<const Alive>(datagram)};
+    slot = std::move(entry);
 }
 
 void KnownAlives::Limit(std::size_t most)
 {
-    if (mCount > most) {
-        mSlots = std::vector<Slot>(kFirstSlots);
-        mCount = 0;
+    while (mCount > most) {
+        ForgetNext();
+    }
+    while (mSlots.size() > kFirstSlots && 8 * mCount < mSlots.size()) {
+        Resize(mSlots.size() / 2);
+    }
+}
+
+// Walks over the slots: each entry has its turn. REQUIRES: mCount > 0.
+void KnownAlives::ForgetNext()
+{
+    while (mSlots[mNext].alive == nullptr) {
+        mNext = SlotOf(mNext, 1);
+    }
+    mSlots[mNext].alive.reset(); // the hash stays: Find must look at the slots after it
+    --mCount;
+}
+
+void KnownAlives::Resize(std::size_t slots)
+{
+    std::vector<Slot> old = std::exchange(mSlots, std::vector<Slot>(slots));
+    mCount = 0;
+    mNext = 0;
+    for (Slot &slot : old) {
+        if (slot.alive != nullptr) {
+            Put(std::move(slot));
+        }
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -15,8 +16,8 @@ namespace ssdp {
 // the same bytes every 15 to 24 s, and two thirds of the work for them would be to read their
 // headers again. The bytes are compared, so Find returns what formats::ScanHeaders would.
 //
-// Texts that were chosen for it can make this forget other announcements. These are then read
-// again, as if they were new.
+// The hash that finds an announcement has no key: it must be fast. Texts that were chosen for
+// it can take the places of other announcements, whose headers are then read again.
 //
 // Not thread-safe; it belongs to the protocol core.
 class KnownAlives
@@ -28,19 +29,25 @@ public:
     // are valid until the next call of another function.
     [[nodiscard]] const formats::SSDPHeaders *Find(std::string_view datagram) const;
 
-    // Keeps a datagram, unless it is longer than kMaxKnownAliveBytes. May forget others;
-    // forgets all others if `most` are kept already. REQUIRES: it is not kept.
-    void Keep(std::string_view datagram, std::size_t most);
+    // Keeps a datagram and its headers, unless it is longer than kMaxKnownAliveBytes. Forgets
+    // another one if `most` are kept already, or if there is no free slot near its hash.
+    // REQUIRES: it is not kept; the texts of the headers are views into it; most > 0.
+    void Keep(std::string_view datagram, const formats::SSDPHeaders &headers, std::size_t most);
 
-    // Forgets all if more than `most` are kept.
+    // Forgets datagrams until at most `most` are kept, and frees memory.
     void Limit(std::size_t most);
 
 private:
     struct Alive
     {
-        explicit Alive(std::string_view datagram)
-            : bytes(datagram), headers(formats::ScanHeaders(bytes))
+        Alive(std::string_view datagram, const formats::SSDPHeaders &headersOfDatagram);
+        Alive(const Alive &) = delete;
+        Alive &operator=(const Alive &) = delete;
+
+        [[nodiscard]] bool Has(std::string_view datagram) const
         {
+            return bytes.size() == datagram.size() &&
+                   std::memcmp(bytes.data(), datagram.data(), bytes.size()) == 0;
         }
 
         std::string bytes;
@@ -49,16 +56,20 @@ private:
 
     struct Slot
     {
-        std::uint64_t hash = 0;
+        std::uint64_t hash = 0; // of the present entry or a former one; 0: there was none
         std::unique_ptr<const Alive> alive;
     };
 
     [[nodiscard]] std::size_t SlotOf(std::uint64_t hash, std::size_t step) const
     {
-        return (hash + step) & (mSlots.size() - 1);
+        return static_cast<std::size_t>(hash + step) & (mSlots.size() - 1);
     }
+    void Put(Slot entry);
+    void ForgetNext();
+    void Resize(std::size_t slots);
 
     std::size_t mCount = 0;
+    std::size_t mNext = 0;    // the slot at which the search for one to forget begins
     std::vector<Slot> mSlots; // their number is a power of two
 };
 

@@ -148,7 +148,7 @@ def test_the_command_in_the_readme_shows_where_the_page_is(programs, tmp_path):
     builds.write_text("#!/bin/sh\nmkdir -p build/run\n"
                       f"ln -sfn '{Path(programs).resolve()}' build/run/bin\n")
     builds.chmod(0o755)
-    command, _ = block("README.md", "./run ").splitlines()
+    command, *_ = block("README.md", "./run ").splitlines()
     with subprocess.Popen(["bash", "-c", command], cwd=tmp_path, stdout=subprocess.PIPE,
                           env={**os.environ, "PATH": f"{builds.parent}:{os.environ['PATH']}"},
                           text=True) as program:
