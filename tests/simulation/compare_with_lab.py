@@ -49,7 +49,7 @@ class Counter:
                                          socket.htons(ETH_P_ALL))
         self._socket.setsockopt(socket.SOL_SOCKET, 33, 64 << 20)  # SO_RCVBUFFORCE
         self._socket.settimeout(0.5)
-        self._thread = threading.Thread(target=self._run)
+        self._thread = threading.Thread(target=self._run, daemon=True)
         self._thread.start()
 
     def stop(self):

@@ -13,7 +13,7 @@ namespace simulation {
 // The figures of one virtual second.
 struct SecondFigures
 {
-    std::array<std::uint32_t, kDatagramKinds> datagrams{}; // sent, by kind
+    std::array<std::uint32_t, kDatagramKinds> datagrams{}; // sent to others, by kind
     std::uint64_t bytes = 0;                               // of datagrams, without headers
     Micros busy = 0;          // the time in which the medium, or all wires, were in use
     std::uint64_t lost = 0;   // datagrams lost on the link

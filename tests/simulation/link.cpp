@@ -77,8 +77,11 @@ std::optional<Micros> Link::Send(std::uint32_t machine, bool multicast, std::siz
     freeAt = std::max(freeAt, at) + time;
     mBusy += time;
     port.departures.push_back(freeAt);
-    return freeAt + mSettings.delay + mChance.Below(mSettings.jitter) +
-           (multicast ? mChance.Below(mSettings.multicastWait) : 0);
+    const Micros wait = multicast ? mChance.Below(mSettings.multicastWait) : 0;
+    Micros &last =
+        multicast && mSettings.multicastWait != 0 ? port.lastMulticast : port.lastArrival;
+    last = std::max(last, freeAt + mSettings.delay + mChance.Below(mSettings.jitter) + wait);
+    return last;
 }
 
 Micros Link::ArrivalFromSwitch(std::uint32_t machine, std::size_t bytes, Micros at)

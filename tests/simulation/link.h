@@ -67,6 +67,9 @@ private:
     {
         Micros freeAt = 0;
         Micros receivingUntil = 0;
+        // Frames of a port stay in their order, but an access point holds multicast back.
+        Micros lastArrival = 0;
+        Micros lastMulticast = 0;
         std::deque<Micros> departures; // of the datagrams in the send buffer
         bool losing = false;           // in a burst of losses
     };

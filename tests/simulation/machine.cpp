@@ -4,6 +4,7 @@
 #include "formats/ssdp_protocol.h"
 #include "ssdp/ssdp_tunables.h"
 #include "ssdp/timing.h"
+#include "vexbase/vex_datagram_batch.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -77,9 +78,7 @@ void Machine::PowerOn(Micros now, Publication publication)
 void Machine::Kill()
 {
     mAgent.reset();
-    mBacklog.clear();
-    mHeld.clear();
-    mHeldBytes = 0;
+    ClearBuffer();
     mStalled = false;
     ++mRun;
     mTouched = true;
@@ -203,54 +202,69 @@ void Machine::Close(bool goodbye, Micros now)
 {
     mSendingAt = now;
     mAgent->Leave(goodbye);
-    mBacklog.clear();
-    mHeld.clear();
-    mHeldBytes = 0;
+    ClearBuffer();
     ++mRun;
     mTouched = true;
 }
 
-// A datagram that arrives while the thread handles others waits in the socket's buffer. The
-// simulator handles it at once, but with the later time: nothing else can see the difference.
+void Machine::ClearBuffer()
+{
+    mWaiting.clear();
+    mWaitingBytes = 0;
+    mBatchScheduled = false;
+}
+
+// Like the kernel, accepts a datagram of any size as long as the buffer is not full.
 bool Machine::Receive(const DatagramPointer &datagram, Micros now)
 {
-    if (!MakeRoom(CountedBytes(*datagram), now)) {
+    if (mWaitingBytes >= mSettings.receiveBuffer) {
         return false;
     }
-    if (mStalled) {
-        mBacklog.push_back(datagram);
-        mHeld.push_back({kForEver, CountedBytes(*datagram)});
-        return true;
-    }
-    const Micros start = std::max(now, mBusyUntil);
-    Handle(*datagram, start);
-    mHeld.push_back({start, CountedBytes(*datagram)});
-    CheckTick(start);
+    mWaiting.push_back({now, datagram});
+    mWaitingBytes += CountedBytes(*datagram);
+    ScheduleBatch();
     return true;
 }
 
-// Reserves room in the receive buffer. Returns false if the buffer is full. Like the kernel,
-// accepts a datagram of any size as long as the buffer is not full.
-bool Machine::MakeRoom(std::size_t bytes, Micros now)
+// A thread that waits in the receive call needs some time to run. By then more datagrams
+// may have arrived.
+void Machine::ScheduleBatch()
 {
-    while (!mHeld.empty() && mHeld.front().until <= now) {
-        mHeldBytes -= mHeld.front().bytes;
-        mHeld.pop_front();
+    if (mBatchScheduled || mStalled || mWaiting.empty()) {
+        return;
     }
-    if (mHeldBytes >= mSettings.receiveBuffer) {
-        return false;
-    }
-    mHeldBytes += bytes;
-    return true;
+    const Micros since = mWaiting.front().since;
+    mSurroundings.HandleBatchAt(
+        *this, since < mBusyUntil ? mBusyUntil : since + mSettings.wakeUpTime, mRun);
+    mBatchScheduled = true;
 }
 
-void Machine::Handle(const Datagram &datagram, Micros now)
+void Machine::HandleBatch(Micros now, std::uint32_t run)
 {
-    mBusyUntil = now + mSettings.handlingTime;
-    mSendingAt = mBusyUntil;
-    mPolledAt = now;
-    mHandled = &datagram;
+    if (run != mRun || !IsOpen() || mStalled) {
+        return;
+    }
     const std::uint32_t nowMs = ClockMs(now);
+    mBusyUntil = now;
+    for (std::size_t count = 0; count < vexbase::DatagramBatch::kCapacity && !mWaiting.empty() &&
+                                mWaiting.front().since <= now;
+         ++count) {
+        const DatagramPointer datagram = std::move(mWaiting.front().datagram);
+        mWaiting.pop_front();
+        mWaitingBytes -= CountedBytes(*datagram);
+        Handle(*datagram, nowMs);
+    }
+    mPolledAt = mBusyUntil;
+    CheckTick(mBusyUntil);
+    mBatchScheduled = false;
+    ScheduleBatch();
+}
+
+void Machine::Handle(const Datagram &datagram, std::uint32_t nowMs)
+{
+    mBusyUntil += mSettings.handlingTime;
+    mSendingAt = mBusyUntil;
+    mHandled = &datagram;
     const auto wanted = mAgent->ParseSSDPPacket(
         std::string_view(datagram.text).substr(0, formats::kReceiveSize), datagram.sender, nowMs);
     if (wanted) {
@@ -315,7 +329,7 @@ void Machine::Wake(Micros now, std::uint32_t run)
     if (run != mRun || !IsOpen() || mStalled) {
         return;
     }
-    if (now >= TimeOut()) {
+    if (now >= TimeOut() && !mBatchScheduled) {
         mPolledAt = now;
         CheckTick(now);
     }
@@ -329,16 +343,9 @@ void Machine::Resume(Micros now)
         return;
     }
     mBusyUntil = now;
-    mHeld.clear();
-    mHeldBytes = 0;
-    while (!mBacklog.empty()) {
-        const DatagramPointer datagram = std::move(mBacklog.front());
-        mBacklog.pop_front();
-        Handle(*datagram, mBusyUntil);
-    }
-    mPolledAt = mBusyUntil;
-    CheckTick(mBusyUntil);
-    mSurroundings.WakeAt(*this, TimeOut(), mRun);
+    mBatchScheduled = false;
+    ScheduleBatch();
+    mSurroundings.WakeAt(*this, std::max(TimeOut(), now), mRun);
 }
 
 void Machine::Multicast(std::string_view datagram)

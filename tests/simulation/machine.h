@@ -54,7 +54,9 @@ public:
     // Sends a reply from the diagnostic port.
     virtual void Reply(const Machine &machine, const sockaddr_in &destination,
                        std::string_view text, Micros at) = 0;
+    // Calls the function of the machine of the same name at that time.
     virtual void WakeAt(const Machine &machine, Micros at, std::uint32_t run) = 0;
+    virtual void HandleBatchAt(const Machine &machine, Micros at, std::uint32_t run) = 0;
 };
 
 // Changes of the devices that exist only in the simulator, to measure their effect.
@@ -79,6 +81,7 @@ struct MachineSettings
     std::uint32_t time = 0;        // the result of time() at the start
     Variation variation;           // see ssdp/timing.h
     Micros handlingTime = 10;      // for one datagram, sent or received
+    Micros wakeUpTime = 100;       // from a datagram's arrival until a waiting thread runs
     std::size_t receiveBuffer = 0; // bytes, with the kernel's overhead
 };
 
@@ -115,6 +118,8 @@ public:
     void AnswerDiagnostic(const Datagram &datagram, Micros now);
     // The receive call times out. Does nothing if a datagram has arrived since it began.
     void Wake(Micros now, std::uint32_t run);
+    // The receive call returns datagrams.
+    void HandleBatch(Micros now, std::uint32_t run);
 
     [[nodiscard]] std::uint32_t Number() const { return mSettings.number; }
     [[nodiscard]] bool IsOn() const { return mAgent != nullptr; }
@@ -145,8 +150,9 @@ private:
     void Close(bool goodbye, Micros now);
     void Reopen(Micros now);
     void Publish();
-    [[nodiscard]] bool MakeRoom(std::size_t bytes, Micros now);
-    void Handle(const Datagram &datagram, Micros now);
+    void ClearBuffer();
+    void ScheduleBatch();
+    void Handle(const Datagram &datagram, std::uint32_t nowMs);
     void CheckTick(Micros now);
     [[nodiscard]] Micros TimeOut() const;
     void Tick(Micros now);
@@ -171,16 +177,16 @@ private:
     Micros mBusyUntil = 0;  // the thread handles earlier datagrams until then
     Micros mSendingAt = 0;  // the time at which the next datagram is sent
     bool mStalled = false;
-    std::deque<DatagramPointer> mBacklog; // of a stalled thread
 
     // A datagram in the socket's receive buffer.
-    struct Held
+    struct Waiting
     {
-        Micros until = 0;
-        std::size_t bytes = 0;
+        Micros since = 0;
+        DatagramPointer datagram;
     };
-    std::deque<Held> mHeld;
-    std::size_t mHeldBytes = 0;
+    std::deque<Waiting> mWaiting;
+    std::size_t mWaitingBytes = 0;
+    bool mBatchScheduled = false;
 
     const Datagram *mHandled = nullptr;
     bool mTouched = false;

@@ -28,6 +28,10 @@ public:
                 std::uint32_t /*run*/) override
     {
     }
+    void HandleBatchAt(const simulation::Machine & /*machine*/, simulation::Micros /*at*/,
+                       std::uint32_t /*run*/) override
+    {
+    }
 };
 
 // The replies of one machine, which starts at 0 s.

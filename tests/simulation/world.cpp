@@ -3,6 +3,7 @@
 #include "formats/ssdp_protocol.h"
 #include "product/product_id.h"
 #include "simulation/live_memory.h"
+#include "ssdp/ssdp_tunables.h"
 
 #include <arpa/inet.h>
 #include <array>
@@ -12,10 +13,10 @@
 namespace simulation {
 namespace {
 
-// The kernel grants an unprivileged process twice net.core.rmem_max. With the kernel's
-// default, and with the limit that the package sets:
+// The kernel grants an unprivileged process at most twice net.core.rmem_max. With the
+// kernel's default, and with the limit that the package sets:
 constexpr std::size_t kUsualBuffer = 2 * 212'992;
-constexpr std::size_t kLargeBuffer = 2 * 4'608'000;
+constexpr std::size_t kLargeBuffer = ssdp::kReceiveBufferBytes;
 
 // The processor time of this thread so far. It is only printed; nothing depends on it.
 Micros ProcessorTime()
@@ -115,6 +116,9 @@ void World::Dispatch(const Event &event)
     case EventKind::Wake:
         mMachines[event.machine]->Wake(mNow, event.number);
         break;
+    case EventKind::Batch:
+        mMachines[event.machine]->HandleBatch(mNow, event.number);
+        break;
     case EventKind::Multicast:
         DeliverToAll(event.number);
         break;
@@ -135,12 +139,20 @@ void World::WakeAt(const Machine &machine, Micros at, std::uint32_t run)
     mQueue.Add(at, EventKind::Wake, machine.Number(), run);
 }
 
+void World::HandleBatchAt(const Machine &machine, Micros at, std::uint32_t run)
+{
+    mQueue.Add(at, EventKind::Batch, machine.Number(), run);
+}
+
 // A datagram for an unused address is sent and lost: this link does not simulate address
-// resolution.
+// resolution. A datagram of a machine to itself stays in the machine.
 bool World::Send(Machine &machine, bool multicast, const sockaddr_in &destination,
                  std::string_view text, Micros at, int sparedPercent)
 {
-    const auto arrival = mLink.Send(machine.Number(), multicast, text.size(), at, sparedPercent);
+    const bool toItself = destination.sin_addr.s_addr == machine.Address();
+    const auto arrival =
+        toItself ? std::make_optional(at)
+                 : mLink.Send(machine.Number(), multicast, text.size(), at, sparedPercent);
     if (!arrival) {
         ++mSecond.noRoom;
         return false;
@@ -183,10 +195,12 @@ void World::Reply(const Machine &machine, const sockaddr_in &destination, std::s
 
 void World::NoteSent(const Machine &machine, const Datagram &datagram, Micros at)
 {
-    ++mSecond.datagrams[static_cast<std::size_t>(datagram.kind)];
-    mSecond.bytes += datagram.text.size();
     const auto found = mByAddress.find(datagram.destination.sin_addr.s_addr);
     const std::uint32_t peer = found == mByAddress.end() ? kNoMachine : found->second;
+    if (peer != machine.Number()) {
+        ++mSecond.datagrams[static_cast<std::size_t>(datagram.kind)];
+        mSecond.bytes += datagram.text.size();
+    }
     mTrace.Note(at, "sends", machine.Number(), datagram, peer);
     mTraffic.NoteSent(machine, datagram, peer, at);
     const std::string usn = machine.Usn();
@@ -243,8 +257,10 @@ void World::Deliver(Machine &machine, const DatagramPointer &datagram)
             continue;
         }
         mTraffic.NoteReceived(machine, *datagram);
-        if (!machine.Receive(datagram,
-                             mLink.ArrivalFromSwitch(number, datagram->text.size(), mNow))) {
+        const Micros arrival = datagram->from == number
+                                   ? mNow
+                                   : mLink.ArrivalFromSwitch(number, datagram->text.size(), mNow);
+        if (!machine.Receive(datagram, arrival)) {
             ++mSecond.noRoom;
             continue;
         }

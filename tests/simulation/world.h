@@ -76,6 +76,7 @@ private:
     void Reply(const Machine &machine, const sockaddr_in &destination, std::string_view text,
                Micros at) override;
     void WakeAt(const Machine &machine, Micros at, std::uint32_t run) override;
+    void HandleBatchAt(const Machine &machine, Micros at, std::uint32_t run) override;
     void NoteSent(const Machine &machine, const Datagram &datagram, Micros at);
     std::uint32_t PutInFlight(const DatagramPointer &datagram);
     void DeliverToAll(std::uint32_t place);
