@@ -70,7 +70,8 @@ void KnownAlives::Keep(std::string_view datagram, std::size_t most)
     }
     Limit(most - 1);
     if (2 * (mCount + 1) > mSlots.size()) {
-        mSlots = std::vector<Slot>(2 * mSlots.size()); // the devices announce themselves again
+        // Forgets all. The devices repeat their announcements, which are then kept.
+        mSlots = std::vector<Slot>(2 * mSlots.size());
         mCount = 0;
     }
     const std::uint64_t hash = HashOf(datagram);

@@ -15,8 +15,8 @@ namespace ssdp {
 // the same bytes every 15 to 24 s, and two thirds of the work for them would be to read their
 // headers again. The bytes are compared, so Find returns what formats::ScanHeaders would.
 //
-// Texts that were chosen for it can make this forget other announcements. These are then read
-// again, as if they were new.
+// An attacker can choose texts that make this class forget other announcements. The headers of
+// a forgotten announcement are read again when the device repeats it.
 //
 // Not thread-safe; it belongs to the protocol core.
 class KnownAlives
