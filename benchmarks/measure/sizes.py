@@ -1,4 +1,4 @@
-"""The sizes of the programs, on the medium and in memory: the target size-report."""
+"""The sizes of the programs, on the disk and in memory: the target size-report."""
 
 import argparse
 import os

@@ -18,15 +18,15 @@ class DatagramBatch
 public:
     static constexpr std::size_t kCapacity = 16; // datagrams; more would save almost nothing
 
-    // Makes room for datagrams of at most largest bytes. Longer ones are cut.
+    // Makes room for datagrams of at most `largest` bytes. Longer ones are cut.
     explicit DatagramBatch(std::size_t largest);
     DatagramBatch(const DatagramBatch &) = delete;
     DatagramBatch &operator=(const DatagramBatch &) = delete;
 
     // The number of datagrams that the last call received. Empty datagrams are left out.
     [[nodiscard]] std::size_t Count() const { return mCount; }
-    // The bytes of a datagram, in the order of arrival; a NUL follows them. Valid until
-    // the next call. REQUIRES: index < Count().
+    // The bytes of a datagram; a NUL follows them. Index 0 is the datagram that arrived
+    // first. Valid until the next call. REQUIRES: index < Count().
     [[nodiscard]] std::string_view Datagram(std::size_t index) const;
     // The sender of the same datagram. REQUIRES: index < Count().
     [[nodiscard]] const sockaddr_in &Sender(std::size_t index) const;

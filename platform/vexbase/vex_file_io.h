@@ -26,7 +26,7 @@ public:
     };
     // The properties of Open: kBuffered, alone or with kNoLink.
     enum Property : int {
-        kBuffered = 1, // through the page cache, not synchronised to the medium
+        kBuffered = 1, // through the page cache, not synchronised to the disk
         kNoLink = 2,   // refuses a symbolic link of this name with ELOOP
     };
 

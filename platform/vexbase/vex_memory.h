@@ -5,9 +5,9 @@
 // The heap of the process, if its C library is glibc; otherwise these functions do nothing.
 namespace vexbase {
 
-// All threads share one heap. By default glibc gives each thread a heap of its own, and
-// ReturnFreeMemory does not return the free end of such a heap. Call it before the first
-// thread starts.
+// Makes all threads share one heap. By default glibc gives each thread a heap of its own, and
+// ReturnFreeMemory does not return the free end of such a heap. Call this function before the
+// first thread starts.
 inline void ShareOneHeap()
 {
 #ifdef __GLIBC__
@@ -15,9 +15,9 @@ inline void ShareOneHeap()
 #endif
 }
 
-// Returns the free pages of the heap to the system. Call it after megabytes were freed at
-// once: the C library would keep their pages for later use. Other threads cannot allocate
-// meanwhile. Any thread. Complete only after ShareOneHeap.
+// Returns the free pages of the heap to the system; all of them only if ShareOneHeap was
+// called. Call this function after megabytes were freed at once: the C library would keep
+// their pages for later use. Other threads cannot allocate meanwhile. Any thread.
 inline void ReturnFreeMemory()
 {
 #ifdef __GLIBC__

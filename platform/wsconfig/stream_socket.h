@@ -29,7 +29,7 @@ public:
     // connection that happens only to texts of many kilobytes.
     [[nodiscard]] int send(const QByteArray &text);
 
-    // Receives at most size bytes. Like recv(2), returns the number of bytes, 0 at the end
+    // Receives at most `size` bytes. Like recv(2), returns the number of bytes, 0 at the end
     // of the stream, or -1 with errno, which is EAGAIN when there is nothing to read now.
     [[nodiscard]] ssize_t receive(void *buffer, std::size_t size);
 

@@ -45,7 +45,7 @@ namespace formats {
 // is always directly in the web root. Empty if the request has no such name.
 [[nodiscard]] std::string_view RequestedName(std::string_view request);
 
-// Composes the response with a document of size bytes, deliberately without an empty
+// Composes the response with a document of `size` bytes, deliberately without an empty
 // line between headers and document.
 [[nodiscard]] std::string ComposeGETResponse(std::string_view document, std::uint64_t size);
 

@@ -41,7 +41,7 @@ struct SearchResponseHeaders
     std::string server;
 };
 
-// Reads a search response line by line, with header names in any case. Nothing if the
+// Reads a search response line by line. Header names are not case-sensitive. Nothing if the
 // datagram does not start with "HTTP/". For tools; the daemon's readers follow.
 [[nodiscard]] std::optional<SearchResponseHeaders> ReadSearchResponse(std::string_view datagram);
 

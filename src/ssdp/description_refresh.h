@@ -17,7 +17,7 @@ namespace ssdp {
 // themselves in a pause, the one with the oldest description is asked at the end of the
 // pause: in a large network each peer has its turn.
 //
-// Times in seconds are of this class's own clock, which starts anywhere. Not thread-safe;
+// Times in seconds are of this class's own clock, whose zero is arbitrary. Not thread-safe;
 // it belongs to the registry.
 class DescriptionRefresh
 {

@@ -43,8 +43,8 @@ public:
     // The same for every service whose USN contains the prefix and "-".
     void RemoveServicesWithPrefix(std::string_view prefix);
 
-    // Takes a reading of a millisecond clock that may wrap, before the datagram that came
-    // then is handled. Asks a known peer for its description again, if its turn has come.
+    // Takes a reading of a millisecond clock that may wrap. Call it before each datagram is
+    // handled. Asks a known peer for its description again, if its turn has come.
     void SetTime(std::uint32_t nowMs);
     // Handles an ssdp:alive. Any max-age is allowed. Returns whether the device is known.
     bool UpdateDevice(const formats::NTSHeader &header, std::int32_t maxAgeSeconds);

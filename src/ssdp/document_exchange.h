@@ -14,7 +14,7 @@
 
 namespace ssdp {
 
-// A peer's request for a document that it may have.
+// A peer's request for a document that the peer is allowed to read.
 struct DocumentRequest
 {
     std::string name; // begins with its only "/": a file directly in the web root

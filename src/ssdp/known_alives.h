@@ -16,8 +16,9 @@ namespace ssdp {
 // the same bytes every 15 to 24 s, and two thirds of the work for them would be to read their
 // headers again. The bytes are compared, so Find returns what formats::ScanHeaders would.
 //
-// The hash that finds an announcement has no key: it must be fast. Texts that were chosen for
-// it can take the places of other announcements, whose headers are then read again.
+// The hash that finds an announcement has no key, because it must be fast. An attacker can
+// choose texts that make this class forget other announcements, whose headers are then read
+// again.
 //
 // Not thread-safe; it belongs to the protocol core.
 class KnownAlives

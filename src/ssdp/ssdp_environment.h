@@ -32,7 +32,7 @@ public:
     // last "_". Ignores a name without a number, and a number that is not in use.
     virtual void ReturnFileNumber(std::string_view descriptionFileName) = 0;
     // Writes a document into its file, which is created or emptied first. Returns
-    // false when the file cannot be opened. A full medium is not reported: the file
+    // false when the file cannot be opened. A full disk is not reported: the file
     // is cut short.
     [[nodiscard]] virtual bool Write(const std::string &path, std::string_view document) = 0;
     // Reads a document of the web root. name begins with its only "/". Returns nothing

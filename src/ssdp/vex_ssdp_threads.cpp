@@ -62,7 +62,7 @@ bool VEX_SSDP::ReceiveUntilTick(ssdp::TickClock &clock, std::uint32_t intervalMs
     return !mThread.Terminate();
 }
 
-// A document's file is read without the lock: the medium may be slow, and the other
+// A document's file is read without the lock: the disk may be slow, and the other
 // threads must not wait for it.
 void VEX_SSDP::ParseSSDPPacket(std::string_view datagram, const sockaddr_in &sender,
                                std::uint32_t nowMs)

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t kObjects = 16; // of each kind, so that each is used often
 
-// What Avahi knows of an object. It outlives the object, so that a late callback is seen.
+// Avahi's information about an object. It outlives the object, so a late callback is detected.
 struct Watch
 {
     AvahiWatch *object = nullptr; // null after it was freed
@@ -194,7 +194,7 @@ private:
         }
     }
 
-    // A deadline that is long past or that is not reached in this run; null for none.
+    // A deadline that is past, or that is not reached in this run; null for none.
     const timeval *Deadline(Timeout &timeout)
     {
         constexpr time_t kFarAhead = 86400;

@@ -261,7 +261,9 @@ Datagrams Conversation::Compare()
 }
 
 // Checks that there are at most as many documents as GETs, and at most as many requests as
-// datagrams received; and that requests are no longer, in bytes, than their causes.
+// datagrams received; that all requests together have at most kMoreThanCause bytes for each
+// received datagram more than these datagrams; and that answers to another subnet stay within
+// their budget.
 void Conversation::Account(const Datagrams &sent)
 {
     const std::string offLink = "203.0.113.7:1900";

@@ -15,9 +15,10 @@ RELEASES = SUPPORTED[SUPPORTED.index(platform.freedesktop_os_release()["VERSION_
 # Separate mount and process namespaces: nothing is left, however this program ends.
 APART = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc"]
 
-# Downloads what is needed to install the packages in /mnt, then each of $3... separately, since
-# some of them conflict, and then all packages that the documents install, with recommended
-# packages, as for a user. Packages are installed later, on a network that is not the host's.
+# Downloads three groups, each with its dependencies: those of the packages in /mnt; the packages
+# $3..., one by one, since some of them conflict; and all packages that the documents install,
+# with recommended packages, as a user gets them. They are installed later, on a network that
+# is not the host's.
 FETCH = """
 set -e
 mount --bind "$2" "$1/mnt"

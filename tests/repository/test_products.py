@@ -15,7 +15,7 @@ OPERATIONS = "docs/operations.md"
 MANUAL = "packaging/man/beacond.8"
 
 # The steps of the recipe in CONTRIBUTING.md, with a product Nova of the family ZR: file, a text
-# in it, and the text that replaces it; then what the check misses without the step.
+# in it, and the text that replaces it; then the lines that the check reports without the step.
 STEPS = [
     (HEADER, "kVEXBoardZR2 = 0x10680002,\n", "kVEXBoardZR2 = 0x10680002,\n    kVEXBoardNova = 0x10680003,\n",
      [f"{HEADER}: Nova needs a number and a row in kProductTable",

@@ -106,8 +106,8 @@ std::optional<double> NumberOf(const std::string &word)
     return word.empty() || *end != '\0' || number < 0 ? std::nullopt : std::make_optional(number);
 }
 
-// "all devices", "the killed devices", "device 3", "devices 3 to 5", "3 devices"; moves
-// next to the word after them.
+// Reads "all devices", "the killed devices", "device 3", "devices 3 to 5" or "3 devices", and
+// sets `next` to the place of the word that follows.
 std::optional<Choice> ReadChoice(const Words &words, std::size_t &next)
 {
     const auto word = [&](std::size_t offset) {

@@ -5,7 +5,7 @@
 namespace test {
 
 // Keeps this thread, and threads that it starts, on one processor for the length of a
-// scope. Each processor has a queue of arriving packets, so with only one the datagrams of
+// scope. Each processor has a queue of arriving packets. On one processor, the datagrams of
 // all threads and hosts of this program arrive in the order in which they were sent.
 class OneProcessor
 {

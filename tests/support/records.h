@@ -5,7 +5,7 @@
 #include <string>
 #include <tuple>
 
-// All fields of a record except its marker, in the record's order. Comparing two of them
+// All fields of a record except its flag, in the record's order. Comparing two of them
 // shows the fields that differ.
 inline auto FieldsExceptFlag(const SSDPDeviceType &r)
 {

@@ -66,7 +66,7 @@ def not_asked_for(peer):
     alive = quiet.alive()
     return [
         as_foreign(quiet, alive), as_foreign(quiet, quiet.search_response()),
-        named(peer, "quiet.xml", product=ZR1).alive(),  # others announce it
+        named(peer, "quiet.xml", product=ZR1).alive(),  # can be proxied: others may announce it
         without(b"NT", alive), without(b"USN", alive), without(b"LOCATION", alive),
         without(b"NTS", alive), alive.replace(b"ssdp:alive", b"ssdp:update"),
         quiet.byebye(), alive.replace(b":80/", b":8080/").replace(b":80", b":79"),

@@ -34,8 +34,9 @@ def start_without_values(device, wire):
 
 
 def start_lines(device):
-    """Its lines on standard error about its product and, without a host name, about the
-    fall-back name: composed before product and serial number are known, and again after."""
+    """The daemon's lines on standard error about its product, and about the fall-back name,
+    which it uses because it gets no host name. It composes this name twice: before and after
+    the product and the serial number are known."""
     product = expected.product(device)
     name = f"vex-{product.model}-1HE000000"
     return ("getProductID productID is not initialized\n"
@@ -49,7 +50,8 @@ def start_lines(device):
 
 
 def service_lines(device, start):
-    """Its lines about the configuration service, from a position on standard error on."""
+    """The daemon's lines on standard error about the configuration service, from the position
+    `start` on."""
     return "".join(line for line in device.beacond.stderr[start:].splitlines(keepends=True)
                    if line.startswith(SERVICE))
 

@@ -13,7 +13,7 @@ constexpr double kLongestTimeout = 3600;
 // Longer than the 3 s (MX) within which devices answer a search.
 constexpr std::chrono::milliseconds kSearchTimeout{4000};
 
-// The words of a command line, sorted.
+// The words of a command line: operands, and options with their values.
 struct SortedWords
 {
     std::vector<std::string> operands; // the first is the command

@@ -203,7 +203,7 @@ Finding JudgeInterface(const Observations &seen)
                      "/usr/share/doc/beacond/examples/10-net0.link.example, and restart.");
     }
     if (!net0.isUp) {
-        return Fault(kCheck, "net0 is down", "Take it up: ip link set net0 up");
+        return Fault(kCheck, "net0 is down", "Bring it up: ip link set net0 up");
     }
     if (net0.addresses.empty()) {
         return Fault(kCheck, "net0 has no IPv4 address",

@@ -41,8 +41,8 @@ struct ProcessStatus
 // Whether this user sees the processes of others; false if /proc is mounted with hidepid.
 [[nodiscard]] bool SeesProcesses();
 
-// Whether a process has a socket. Only root and the process's user can see this; for others,
-// whether the process has the same user.
+// Whether a process has a socket. Only root and the process's user can see this. For other
+// users: whether the process and the socket have the same user.
 [[nodiscard]] bool HasSocket(const Process &process, const UdpSocket &socket);
 
 // The product ID of the daemon, from its environment or, without it, from the product file.

@@ -1,5 +1,5 @@
 // Reads the browse list, browse.json: a JSON array with one object for each device. Its values
-// come from other machines, and it may be incomplete: the medium may be full.
+// come from other machines. It may be incomplete, for instance because the disk is full.
 
 import { pageOf } from './device_pages.js';
 import { folded } from './filter.js';

@@ -1,5 +1,5 @@
-// Finds devices by typed words: each word must occur in some detail of the device, in any case
-// and with or without accents.
+// Finds devices by typed words: each word must occur in some detail of the device. Upper and
+// lower case and accents make no difference.
 
 export function folded(text) {
     return text.normalize('NFKD').replace(/\p{M}/gu, '').toLowerCase();

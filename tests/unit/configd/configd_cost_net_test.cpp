@@ -57,7 +57,7 @@ void operator delete(void *memory, std::size_t /*size*/) noexcept
 namespace configd {
 namespace {
 
-// A kind of body. make returns one of at most size bytes.
+// A kind of body. `make` returns one of at most `size` bytes.
 struct Kind
 {
     const char *name;

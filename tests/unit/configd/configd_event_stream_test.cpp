@@ -9,7 +9,7 @@ using testing::ElementsAre;
 using testing::Eq;
 using testing::Optional;
 
-// Everything that a stream has to send, read in pieces of at most size bytes.
+// Everything that a stream has to send, read in pieces of at most `size` bytes.
 std::string Drain(EventStream &stream, const Values &values, std::size_t size = 4096)
 {
     std::string all;

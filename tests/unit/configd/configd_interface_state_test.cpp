@@ -169,7 +169,8 @@ TEST(InterfaceState, IsCompleteWithOneAddressOfTwoPrefixLengths)
               Text("192.0.2.10", SetupState::Complete, true));
 }
 
-// getifaddrs names them "net0:1": the discovery daemon does not use them.
+// getifaddrs reports such an address under the name "net0:1", so the discovery daemon does not
+// use it.
 TEST(InterfaceState, IgnoresAddressesWithAnotherLabel)
 {
     Message alias = Address(2, "192.0.2.77").Text(IFA_LABEL, "net0:1");

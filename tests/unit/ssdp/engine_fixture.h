@@ -79,15 +79,6 @@ protected:
         return asker.Receive();
     }
 
-    // Sends from the engine's address, as its own messages arrive.
-    static void FromOwnAddress(const std::string &datagram)
-    {
-        VEXUDPSocket own;
-        ASSERT_EQ(own.Open(kOwnAddress, 0), vexbase::kSuccess);
-        EXPECT_EQ(own.Write(datagram.data(), datagram.size(), SocketAddressOf(kOwnAddress, 1900)),
-                  static_cast<int>(datagram.size()));
-    }
-
     void ToEngine(const std::string &datagram) { mPeer.SendTo(datagram, kOwnAddress, 1900); }
 
     OneProcessor mOrder;

@@ -19,7 +19,7 @@ test('The device is identified by its address', () => {
     assert.deepEqual(marked('192.0.2.12'), []);
 });
 
-test('The device is identified by its name, with or without a domain, in any case', () => {
+test('The device is identified by its name in any letter case, with or without a domain', () => {
     for (const host of ['studio-a', 'STUDIO-A', 'studio-a.local', 'studio-a.lan.example']) {
         assert.deepEqual(marked(host), ['192.0.2.10'], host);
     }
@@ -48,7 +48,7 @@ test('A device without a name is not the device of the page', () => {
     assert.deepEqual(marked('', [entry(1, { hostName: '' })]), []);
 });
 
-test('A device without an entry has the name in the address bar, but not for loopback', () => {
+test('A device without an entry has the name in the address bar, unless it is loopback', () => {
     for (const host of ['127.0.0.1', '127.8.8.8', 'localhost', 'LocalHost', '[::1]']) {
         assert.equal(ownerWithoutEntry(host), 'this device', host);
     }
