@@ -244,6 +244,10 @@ void Machine::HandleBatch(Micros now, std::uint32_t run)
     if (run != mRun || !IsOpen() || mStalled) {
         return;
     }
+    if (const Micros free = mSurroundings.FreeProcessorAt(now); free > now) {
+        mSurroundings.HandleBatchAt(*this, free, mRun);
+        return;
+    }
     const std::uint32_t nowMs = ClockMs(now);
     mBusyUntil = now;
     for (std::size_t count = 0; count < vexbase::DatagramBatch::kCapacity && !mWaiting.empty() &&
@@ -256,6 +260,7 @@ void Machine::HandleBatch(Micros now, std::uint32_t run)
     }
     mPolledAt = mBusyUntil;
     CheckTick(mBusyUntil);
+    mSurroundings.UseProcessor(mBusyUntil);
     mBatchScheduled = false;
     ScheduleBatch();
 }
@@ -330,8 +335,13 @@ void Machine::Wake(Micros now, std::uint32_t run)
         return;
     }
     if (now >= TimeOut() && !mBatchScheduled) {
+        if (const Micros free = mSurroundings.FreeProcessorAt(now); free > now) {
+            mSurroundings.WakeAt(*this, free, mRun);
+            return;
+        }
         mPolledAt = now;
         CheckTick(now);
+        mSurroundings.UseProcessor(mBusyUntil);
     }
     mSurroundings.WakeAt(*this, std::max(TimeOut(), now + kMillisecond), mRun);
 }

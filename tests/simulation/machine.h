@@ -57,6 +57,10 @@ public:
     // Calls the function of the machine of the same name at that time.
     virtual void WakeAt(const Machine &machine, Micros at, std::uint32_t run) = 0;
     virtual void HandleBatchAt(const Machine &machine, Micros at, std::uint32_t run) = 0;
+    // When a processor can run a machine's thread that is ready now.
+    [[nodiscard]] virtual Micros FreeProcessorAt(Micros now) const = 0;
+    // A thread uses the processor that is free first, until this time.
+    virtual void UseProcessor(Micros until) = 0;
 };
 
 // Changes of the devices that exist only in the simulator, to measure their effect.

@@ -2,6 +2,7 @@
 
 #include "formats/ssdp_protocol.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -28,6 +29,11 @@ public:
     {
     }
     void WakeAt(const Machine & /*machine*/, Micros /*at*/, std::uint32_t /*run*/) override {}
+    [[nodiscard]] Micros FreeProcessorAt(Micros now) const override
+    {
+        return std::max(now, processorFreeAt);
+    }
+    void UseProcessor(Micros until) override { processorFreeAt = until; }
     void HandleBatchAt(const Machine & /*machine*/, Micros at, std::uint32_t run) override
     {
         batches.push_back(at);
@@ -37,6 +43,7 @@ public:
     std::vector<Micros> announced;
     std::vector<Micros> answered;
     std::vector<Micros> batches;
+    Micros processorFreeAt = 0;
     std::uint32_t engineRun = 0;
 };
 
@@ -125,6 +132,18 @@ TEST_F(ReceiveLoop, EndsATickAfterTheWholeBatch)
     mMachine.HandleBatch(20'000'100, mNotes.engineRun);
     EXPECT_EQ(mNotes.answered, (std::vector<Micros>{20'000'110, 20'000'120}));
     EXPECT_EQ(mNotes.announced, std::vector<Micros>{20'000'120});
+}
+
+TEST_F(ReceiveLoop, WaitsForAProcessor)
+{
+    mNotes.processorFreeAt = 3000;
+    Search(1000);
+    mMachine.HandleBatch(1100, mNotes.engineRun);
+    EXPECT_EQ(mNotes.answered, kNone);
+    EXPECT_EQ(mNotes.batches, (std::vector<Micros>{1100, 3000}));
+    mMachine.HandleBatch(3000, mNotes.engineRun);
+    EXPECT_EQ(mNotes.answered, std::vector<Micros>{3010});
+    EXPECT_EQ(mNotes.processorFreeAt, 3010);
 }
 
 TEST_F(ReceiveLoop, HandlesNothingInAStallAndAllAfterIt)

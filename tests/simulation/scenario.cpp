@@ -239,17 +239,16 @@ bool ReadLink(const Words &words, LinkSettings &link)
 
 bool ReadSetting(const Words &words, Scenario &scenario)
 {
-    if (const auto found = Match(words, "there are # devices")) {
-        scenario.devices = static_cast<std::uint32_t>(found->numbers.front());
-        return scenario.devices > 0;
-    }
-    if (const auto found = Match(words, "the clocks of # devices wrap")) {
-        scenario.wrapping = static_cast<std::uint32_t>(found->numbers.front());
-        return true;
-    }
-    if (const auto found = Match(words, "the time is # s at the beginning")) {
-        scenario.time = static_cast<std::uint32_t>(found->numbers.front());
-        return true;
+    const std::array<std::pair<const char *, std::uint32_t Scenario::*>, 4> kNumbers{
+        {{"there are # devices", &Scenario::devices},
+         {"the clocks of # devices wrap", &Scenario::wrapping},
+         {"the devices share # processors", &Scenario::processors},
+         {"the time is # s at the beginning", &Scenario::time}}};
+    for (const auto &[form, member] : kNumbers) {
+        if (const auto found = Match(words, form)) {
+            scenario.*member = static_cast<std::uint32_t>(found->numbers.front());
+            return scenario.*member > 0;
+        }
     }
     if (const auto found = Match(words, "it ends at # s")) {
         scenario.end = MicrosOf(found->numbers.front());

@@ -103,6 +103,11 @@ TEST(Simulation, TheAnswerOfADeviceToItsOwnSearchIsNotSentToTheNetwork)
     EXPECT_EQ(Sent(outcome, DatagramKind::SearchAnswer), 0U);
 }
 
+TEST(Simulation, DevicesThatShareAProcessorSendAtOtherTimes)
+{
+    EXPECT_NE(Play(kSmall + "The devices share 1 processors.\n").trace, Play(kSmall).trace);
+}
+
 TEST(Simulation, ABrokenRuleIsReportedWithSeedTimeDevicesAndEvents)
 {
     const Outcome outcome =
@@ -229,8 +234,10 @@ TEST(ReadScenario, RefusesUnknownStrangersLinksAndScenariosWithoutDevices)
 TEST(ReadScenario, ReadsTimesMachinesAndLengths)
 {
     const Scenario scenario = Read("There are 20 devices.\nIt ends at 9.5 s.\n"
+                                   "The devices share 2 processors.\n"
                                    "At 2 s devices 3 to 5 are split off for 1.5 s.\n");
     EXPECT_EQ(scenario.end, 9'500'000);
+    EXPECT_EQ(scenario.processors, 2U);
     ASSERT_EQ(scenario.acts.size(), 1U);
     EXPECT_EQ(scenario.acts[0].verb, simulation::Verb::Split);
     EXPECT_EQ(scenario.acts[0].at, 2'000'000);

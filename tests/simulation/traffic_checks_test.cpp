@@ -28,6 +28,11 @@ public:
                 std::uint32_t /*run*/) override
     {
     }
+    [[nodiscard]] simulation::Micros FreeProcessorAt(simulation::Micros now) const override
+    {
+        return now;
+    }
+    void UseProcessor(simulation::Micros /*until*/) override {}
     void HandleBatchAt(const simulation::Machine & /*machine*/, simulation::Micros /*at*/,
                        std::uint32_t /*run*/) override
     {

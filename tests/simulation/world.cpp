@@ -5,6 +5,7 @@
 #include "simulation/live_memory.h"
 #include "ssdp/ssdp_tunables.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <array>
 #include <cstdio>
@@ -47,6 +48,7 @@ World::World(const Scenario &scenario, std::uint64_t seed, const Variation &vari
     : mScenario(scenario),
       mChance(seed),
       mLink(scenario.link, mChance),
+      mProcessors(scenario.processors, 0),
       mSplit(scenario.devices, false),
       mHeldUpUntil(scenario.devices, 0),
       mTraffic(scenario, mViolations)
@@ -142,6 +144,20 @@ void World::WakeAt(const Machine &machine, Micros at, std::uint32_t run)
 void World::HandleBatchAt(const Machine &machine, Micros at, std::uint32_t run)
 {
     mQueue.Add(at, EventKind::Batch, machine.Number(), run);
+}
+
+Micros World::FreeProcessorAt(Micros now) const
+{
+    const auto first = std::min_element(mProcessors.begin(), mProcessors.end());
+    return first == mProcessors.end() ? now : std::max(now, *first);
+}
+
+void World::UseProcessor(Micros until)
+{
+    const auto first = std::min_element(mProcessors.begin(), mProcessors.end());
+    if (first != mProcessors.end()) {
+        *first = until;
+    }
 }
 
 // A datagram for an unused address is sent and lost: this link does not simulate address

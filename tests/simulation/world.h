@@ -77,6 +77,8 @@ private:
                Micros at) override;
     void WakeAt(const Machine &machine, Micros at, std::uint32_t run) override;
     void HandleBatchAt(const Machine &machine, Micros at, std::uint32_t run) override;
+    [[nodiscard]] Micros FreeProcessorAt(Micros now) const override;
+    void UseProcessor(Micros until) override;
     void NoteSent(const Machine &machine, const Datagram &datagram, Micros at);
     std::uint32_t PutInFlight(const DatagramPointer &datagram);
     void DeliverToAll(std::uint32_t place);
@@ -106,6 +108,8 @@ private:
     EventQueue mQueue;
     Micros mNow = 0;
     std::vector<std::unique_ptr<Machine>> mMachines;
+    // The times until which the common processors are used; empty if each machine has its own.
+    std::vector<Micros> mProcessors;
     std::unordered_map<in_addr_t, std::uint32_t> mByAddress;
     std::vector<bool> mSplit;         // by machine: whether it is on the other side of a split
     std::vector<Micros> mHeldUpUntil; // by machine: the end of its last change
