@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Plays 10 to 2,000 devices that start at the same time. Prints the table and makes the plots
-of docs/scale.md.
+"""Prints the tables of docs/scale.md, and makes its plots.
 
-    tests/simulation/scale.py [NAME...]    plays all runs, or those named. ./simulate must have
-                                           built the program. Some runs take many minutes, so
-                                           results in build/scale are used again.
+    tests/simulation/scale.py [TABLE...]    all tables, or those named: starts (with the plots),
+                                            variations, buffers, operation. ./simulate must have
+                                            built the program. Some runs take many minutes, so
+                                            results in build/scale are used again.
 """
 
 import json
@@ -28,6 +28,10 @@ RUNS = {
     "2000 wired": (2000, "wired", 200, 300),
     "300 wifi": (300, "wifi", 400, 520),
 }
+SEEDS = range(1, 7)
+# kDescriptionMaxAgeSeconds and kRefreshPauseMs of src/ssdp/ssdp_tunables.h, in seconds.
+REFRESH_AGE = 900
+REFRESH_PAUSE = 4
 EXCHANGE = ("request", "document")
 ANNOUNCING = ("alive", "goodbye", "search", "search answer")
 VARIATIONS = {"as built": (), "shifted draws": ("--shifted-draws",), "even ticks": ("--even-ticks",),
@@ -150,25 +154,93 @@ def plot(path, title, unit, curves, seconds):
     path.write_text("\n".join(parts) + "\n</svg>\n")
 
 
-def main(names):
-    RESULTS.mkdir(parents=True, exist_ok=True)
+def print_row(cells):
+    print("| " + " | ".join(cells) + " |", flush=True)
+
+
+def print_head(titles):
+    print_row(titles)
+    print("|" + "---|" * len(titles))
+
+
+def starts():
+    """Common starts, and one newcomer."""
     IMAGES.mkdir(exist_ok=True)
     found = {}
-    print("| " + " | ".join(HEAD) + " |\n|" + "---|" * len(HEAD))
-    for name in names or RUNS:
-        found[name] = play(name, start_scenario(*RUNS[name]))
-        print("| " + " | ".join(row(name, found[name])) + " |", flush=True)
-    if names:
-        return
+    print_head(HEAD)
+    for name, run in RUNS.items():
+        found[name] = play(name, start_scenario(*run))
+        print_row(row(name, found[name]))
     shares = {name: [100 * right / RUNS[name][0] ** 2 for right in found[name]["right"]]
               for name in ("100 wired", "1000 wired", "2000 wired", "100 wifi", "300 wifi")}
     plot(IMAGES / "scale-entries.svg", "Entries over time after a common start",
          "per cent of all", shares, 200)
-    starts = {label: play(f"100 wifi {label}", start_scenario(*RUNS["100 wifi"]), *options)
+    loads = {label: play(f"100 wifi {label}", start_scenario(*RUNS["100 wifi"]), *options)
               for label, options in VARIATIONS.items()}
     plot(IMAGES / "scale-load.svg", "Load after a common start of 100 devices on a wireless link",
-         "Mbit/s", {label: [b * 8 / 1e6 for b in each["bytes"]] for label, each in starts.items()},
+         "Mbit/s", {label: [b * 8 / 1e6 for b in each["bytes"]] for label, each in loads.items()},
          80)
+
+
+def mean(values):
+    values = list(values)
+    return sum(values) / len(values)
+
+
+def variations():
+    """Averages of common starts of 100 devices, with the variations of the simulator."""
+    print_head(["link", "variation", "50 / 99 / 100 %, s", "worst second, Mbit/s", "air time in it"])
+    count, _, newcomer, _ = RUNS["100 wired"]
+    for link in ("wired", "wifi"):
+        for label, options in VARIATIONS.items():
+            runs = [play(f"100 {link} {label} seed {seed}", start_scenario(*RUNS[f"100 {link}"]),
+                         "--seeds", f"{seed}-{seed}", *options) for seed in SEEDS]
+            worst = [max(range(newcomer), key=lambda second: run["bytes"][second]) for run in runs]
+            times = [mean(until(run, share, 0, 0, count * count) for run in runs)
+                     for share in (0.5, 0.99, 1)]
+            bits = mean(8 * run["bytes"][second] for run, second in zip(runs, worst))
+            busy = mean(run["busy us"][second] / 1e6 for run, second in zip(runs, worst))
+            print_row([link, label, " / ".join(f"{time:.0f}" for time in times), f"{bits / 1e6:.0f}",
+                       share_of(busy) if link == "wifi" else ""])
+
+
+def buffers():
+    """1,000 devices with the kernel's usual receive buffer and with that of the package."""
+    print_head(["receive buffer", "variation", "100 % of entries, s", "dropped datagrams, million"])
+    count = 1000
+    text = (f"There are {count} devices.\nThe link is wired.\nThere is no ZR1.\n"
+            "At 0 s all devices start within 1 s.\nIt ends at 240 s.\n")
+    large = "The receive buffers have the size that the package sets.\n"
+    for buffer, more, label in (("usual", "", "as built"), ("usual", "", "shifted draws"),
+                                ("of the package", large, "as built")):
+        run = play(f"1000 {buffer} {label}", text + more, *VARIATIONS[label])
+        print_row([buffer, label, text_of(until(run, 1, 0, 0, count * count)),
+                   f"{sum(run['no room']) / 1e6:.1f}"])
+
+
+def operation():
+    """The load before and after the time at which peers are asked again for their documents."""
+    print_head(["devices", "announcements alone, Mbit/s", "with requests and documents, Mbit/s",
+                "every name is known after, minutes"])
+    for count in (20, 100, 1000):
+        run = play(f"{count} in operation",
+                   f"There are {count} devices.\nThe link is wired.\nThere is no ZR1.\n"
+                   "The receive buffers have the size that the package sets.\n"
+                   "At 0 s all devices start within 1 s.\nIt ends at 3600 s.\n")
+        rates = [mean(run["bytes"][first:last]) * 8 / 1e6
+                 for first, last in ((600, REFRESH_AGE), (REFRESH_AGE, 3600))]
+        print_row([f"{count:,}", *(f"{rate:.2g}" for rate in rates),
+                   f"{(REFRESH_AGE + count * REFRESH_PAUSE) / 60:.0f}"])
+
+
+TABLES = {"starts": starts, "variations": variations, "buffers": buffers, "operation": operation}
+
+
+def main(names):
+    RESULTS.mkdir(parents=True, exist_ok=True)
+    for name in names or TABLES:
+        print(f"{name}:")
+        TABLES[name]()
 
 
 if __name__ == "__main__":
