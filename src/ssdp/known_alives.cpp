@@ -89,9 +89,7 @@ void KnownAlives::Keep(std::string_view datagram, const formats::SSDPHeaders &he
     if (datagram.size() > kMaxKnownAliveBytes) {
         return;
     }
-    while (mCount >= most) {
-        ForgetNext();
-    }
+    Limit(most - 1);
     if (2 * (mCount + 1) > mSlots.size()) {
         Resize(2 * mSlots.size());
     }

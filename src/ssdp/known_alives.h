@@ -2,9 +2,9 @@
 
 #include "formats/ssdp_headers.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -47,8 +47,7 @@ private:
 
         [[nodiscard]] bool Has(std::string_view datagram) const
         {
-            return bytes.size() == datagram.size() &&
-                   std::memcmp(bytes.data(), datagram.data(), bytes.size()) == 0;
+            return std::equal(bytes.begin(), bytes.end(), datagram.begin(), datagram.end());
         }
 
         std::string bytes;

@@ -74,7 +74,7 @@ constexpr int kTicksToWaitForRoom = 3;
 // them, plus the texts that only the registry keeps, so they bound that document, too.
 constexpr std::size_t kMaxDiscoveredNodes = 4096;
 constexpr std::size_t kMaxKnownBytes = 4U << 20U;
-// KnownAlives keeps announcements up to this length, one for each known device. The
+// KnownAlives keeps announcements up to this length, about one for each known device. The
 // announcements of our products have some 300 bytes. Longer ones are read each time.
 constexpr std::size_t kMaxKnownAliveBytes = 512;
 // Below half of both bounds, the registry counts as mostly empty after it was full.

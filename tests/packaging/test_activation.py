@@ -83,7 +83,7 @@ def test_the_service_listens_on_the_socket_of_systemd(booted):
 def test_the_port_is_never_closed_between_two_starts(booted):
     old = booted.property(SERVICE, "MainPID")
     with clients_that_never_stop(booted) as counted:
-        booted.run("systemctl", "kill", "--signal=KILL", SERVICE)
+        booted.run("systemctl", "kill", "--kill-whom=main", "--signal=KILL", SERVICE)
         wait_until(lambda: restarted(booted, old), LIMIT, "the service started again")
         booted.run("systemctl", "restart", SERVICE)
         wait_until(lambda c=counted, n=counted[0]: c[0] > n + 10, LIMIT, "more connections")
@@ -127,7 +127,7 @@ def use_it_wrongly(machine):
 def test_permanent_faults_are_not_retried(booted, spoil, mend, status):
     spoil(booted)
     with clients_that_never_stop(booted) as counted:
-        booted.run("systemctl", "kill", "--signal=KILL", SERVICE)
+        booted.run("systemctl", "kill", "--kill-whom=main", "--signal=KILL", SERVICE)
         wait_for(booted, "inactive", "failed")
         wait_until(lambda c=counted, n=counted[1]: c[1] > n + 10, LIMIT, "refused connections")
     assert booted.property(SERVICE, "ExecMainStatus") == str(status)
@@ -142,7 +142,7 @@ def test_permanent_faults_are_not_retried(booted, spoil, mend, status):
 def test_temporary_faults_are_retried(booted):
     # The service then cannot receive the kernel's messages about interfaces.
     override(booted, "RestrictAddressFamilies=\nRestrictAddressFamilies=AF_INET\n")
-    booted.run("systemctl", "kill", "--signal=KILL", SERVICE)
+    booted.run("systemctl", "kill", "--kill-whom=main", "--signal=KILL", SERVICE)
     # By default, systemd gives up after five starts within 10 s.
     wait_until(lambda: int(booted.property(SERVICE, "NRestarts")) > 6, LIMIT, "seven restarts",
                lambda: booted.property(SERVICE, "NRestarts"))

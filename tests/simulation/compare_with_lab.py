@@ -164,6 +164,9 @@ def main(arguments):
         starts, figures = play_in_lab(programs)
         real.append(figures)
         simulated.append(play_simulation(starts))
+    for number, (lab, simulation) in enumerate(zip(real, simulated), 1):
+        print(f"run {number}: " + "; ".join(f"{what} {value:.1f}, {simulation[what]:.1f}"
+                                            for what, value in lab.items()))
     alike = True
     print(f"{'':15} {'lab':>8} {'simulated':>10}")
     for what, value in average(real).items():

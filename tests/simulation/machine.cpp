@@ -241,7 +241,11 @@ void Machine::ScheduleBatch()
 
 void Machine::HandleBatch(Micros now, std::uint32_t run)
 {
-    if (run != mRun || !IsOpen() || mStalled) {
+    if (run != mRun || !IsOpen()) {
+        return;
+    }
+    if (mStalled) {
+        mBatchScheduled = false; // Resume schedules another one
         return;
     }
     if (const Micros free = mSurroundings.FreeProcessorAt(now); free > now) {
@@ -353,7 +357,6 @@ void Machine::Resume(Micros now)
         return;
     }
     mBusyUntil = now;
-    mBatchScheduled = false;
     ScheduleBatch();
     mSurroundings.WakeAt(*this, std::max(TimeOut(), now), mRun);
 }

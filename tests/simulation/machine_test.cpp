@@ -158,6 +158,33 @@ TEST_F(ReceiveLoop, HandlesNothingInAStallAndAllAfterIt)
     EXPECT_EQ(mNotes.answered, (std::vector<Micros>{50'010, 50'020}));
 }
 
+TEST_F(ReceiveLoop, SchedulesNoSecondBatchInAShortStall)
+{
+    Search(1000);
+    mMachine.Stall();
+    mMachine.Resume(1050);
+    EXPECT_EQ(mNotes.batches, std::vector<Micros>{1100});
+}
+
+TEST_F(ReceiveLoop, EndsNoTickByATimeOutWhileDatagramsWait)
+{
+    Search(20'000'000);
+    mMachine.Wake(20'000'050, mNotes.engineRun);
+    EXPECT_EQ(mNotes.announced, kNone);
+}
+
+TEST_F(ReceiveLoop, HandlesDatagramsAfterTheEngineWasOpenedAgain)
+{
+    Search(1000);
+    const std::uint32_t former = mNotes.engineRun;
+    mMachine.Rename("studio-b", 1050);
+    mNotes.announced.clear();
+    mMachine.HandleBatch(20'000'000, former);
+    EXPECT_EQ(mNotes.announced, kNone);
+    Search(30'000'000);
+    EXPECT_EQ(mNotes.batches, (std::vector<Micros>{1100, 30'000'100}));
+}
+
 TEST_F(ReceiveLoop, ForgetsWhatWaitsWhenTheEngineIsClosed)
 {
     Search(1000);

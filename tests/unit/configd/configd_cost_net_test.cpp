@@ -43,6 +43,17 @@ void *operator new(std::size_t size)
     return memory;
 }
 
+// The library has this one, too. Its default would take memory from a sanitizer, and the delete
+// below would give it back to another allocator.
+void *operator new(std::size_t size, const std::nothrow_t & /*tag*/) noexcept
+{
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc &) {
+        return nullptr;
+    }
+}
+
 void operator delete(void *memory) noexcept
 {
     gCount.live -= memory == nullptr ? 0 : malloc_usable_size(memory);

@@ -62,8 +62,13 @@ std::size_t Found(const KnownAlives &alives, const std::vector<std::string> &dat
     return static_cast<std::size_t>(found);
 }
 
-std::string TextOf(const std::array<std::uint64_t, 2> &words)
+// Texts of 16 bytes that have the same hash: anybody can calculate such texts.
+std::string OfTheSameHash(std::uint64_t number)
 {
+    constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15U;
+    constexpr std::uint64_t kLength = 16;
+    const std::array<std::uint64_t, 2> words{number,
+                                             ((kLength ^ 1U) - (kLength ^ number)) * kFactor};
     std::string text(sizeof words, '\0');
     std::memcpy(text.data(), words.data(), sizeof words);
     return text;
@@ -74,7 +79,7 @@ std::string TextOf(const std::array<std::uint64_t, 2> &words)
 TEST(KnownAlives, FindsTheHeadersOfADatagramThatIsKept)
 {
     KnownAlives alives;
-    const std::string datagram = Alive("Lumen");
+    const std::string datagram = Alive("Lumen") + "ST: a target\r\n";
     EXPECT_EQ(Find(alives, datagram), nullptr);
     Keep(alives, datagram);
     const formats::SSDPHeaders *headers = Find(alives, datagram);
@@ -82,7 +87,7 @@ TEST(KnownAlives, FindsTheHeadersOfADatagramThatIsKept)
     EXPECT_EQ(headers->notify.nt, "upnp:rootdevice");
     EXPECT_EQ(headers->notify.usn, test::UsnOf("Lumen", test::kPeerAddress));
     EXPECT_EQ(headers->notify.location, test::kLumen);
-    EXPECT_EQ(headers->searchTarget, "");
+    EXPECT_EQ(headers->searchTarget, "a target");
     EXPECT_EQ(headers->kind, NTSKind::Alive);
     EXPECT_EQ(headers->maxAge, 1800);
 }
@@ -124,18 +129,26 @@ TEST(KnownAlives, KeepsDatagramsOfUpTo512Bytes)
     EXPECT_EQ(Find(alives, AliveOf(513)), nullptr);
 }
 
-// These two have the same hash: anybody can calculate such texts.
 TEST(KnownAlives, FindsNoOtherDatagramOfTheSameHash)
 {
-    constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15U;
-    constexpr std::uint64_t kStart = 16; // the length
-    const std::array<std::uint64_t, 2> kept{1, 2};
-    const std::array<std::uint64_t, 2> other{3, kept[1] +
-                                                    ((kStart ^ kept[0]) - (kStart ^ 3U)) * kFactor};
     KnownAlives alives;
-    Keep(alives, TextOf(kept));
-    EXPECT_NE(Find(alives, TextOf(kept)), nullptr);
-    EXPECT_EQ(Find(alives, TextOf(other)), nullptr);
+    Keep(alives, OfTheSameHash(1));
+    EXPECT_NE(Find(alives, OfTheSameHash(1)), nullptr);
+    EXPECT_EQ(Find(alives, OfTheSameHash(2)), nullptr);
+}
+
+TEST(KnownAlives, KeepsAtMost16DatagramsOfTheSameHash)
+{
+    std::vector<std::string> datagrams;
+    KnownAlives alives;
+    for (std::uint64_t number = 1; number <= 20; ++number) {
+        datagrams.push_back(OfTheSameHash(number));
+        Keep(alives, datagrams.back());
+    }
+    EXPECT_EQ(Found(alives, datagrams), 16U);
+    EXPECT_NE(Find(alives, datagrams.back()), nullptr);
+    alives.Limit(8);
+    EXPECT_EQ(Found(alives, datagrams), 8U);
 }
 
 TEST(KnownAlives, FindsNearlyAllOfThousandsOfDatagrams)
@@ -170,6 +183,19 @@ TEST(KnownAlives, ForgetsOneOtherWhenTheMostAreKept)
         EXPECT_NE(Find(alives, datagram), nullptr);
     }
     EXPECT_EQ(Found(alives, datagrams), 60U);
+}
+
+TEST(KnownAlives, ForgetsEachInItsTurn)
+{
+    const std::vector<std::string> first = DatagramsOf(60);
+    KnownAlives alives;
+    for (const std::string &datagram : first) {
+        Keep(alives, datagram, first.size());
+    }
+    for (int number = 0; number < 600; ++number) {
+        Keep(alives, Alive("Talon" + std::to_string(number)), first.size());
+    }
+    EXPECT_EQ(Found(alives, first), 0U);
 }
 
 TEST(KnownAlives, ForgetsDatagramsBeyondTheLimit)
