@@ -185,12 +185,12 @@ TEST_F(ReceiveLoop, HandlesDatagramsAfterTheEngineWasOpenedAgain)
     EXPECT_EQ(mNotes.batches, (std::vector<Micros>{1100, 30'000'100}));
 }
 
-TEST_F(ReceiveLoop, ForgetsWhatWaitsWhenTheEngineIsClosed)
+TEST_F(ReceiveLoop, ForgetsWhatWaitsWhenTheMachineIsKilled)
 {
     Search(1000);
-    const std::uint32_t former = mNotes.engineRun;
-    mMachine.Rename("studio-b", 1050);
-    mNotes.answered.clear();
-    mMachine.HandleBatch(1100, former);
-    EXPECT_EQ(mNotes.answered, kNone);
+    mMachine.Kill();
+    mMachine.PowerOn(1050, Machine::Publication::AtOnce);
+    Search(2000);
+    mMachine.HandleBatch(2100, mNotes.engineRun);
+    EXPECT_EQ(mNotes.answered, std::vector<Micros>{2110});
 }
