@@ -68,16 +68,18 @@ def test_a_device_sees_every_machine_by_dns_sd(machines, devices):
     wait_until(lambda: services() == wanted, LIMIT, "all services", services)
 
 
-def test_a_step_of_the_clock_from_1970_to_now_removes_nobody(everybody, wire):
-    machine, other, *_ = everybody
+def test_a_step_of_the_clock_from_1970_to_now_removes_nobody(lab, everybody, wire):
+    machine = everybody[0]
     wait_for_lists(everybody, expected.browse_json(*everybody))
     assert machine.run("date", "+%Y").stdout == "1970\n"
     since = wire.mark()
     machine.run("date", "-s", f"@{int(time.time())}")
-    # The lists contain a later change, so they were written after the step.
-    other.configure(hostName="later")
-    wanted = expected.browse_json(*everybody)
-    wait_for_lists(everybody, wanted.replace('"hostName":"machine-b"', '"hostName":"later"'))
+    # The lists contain a later device, so they were written after the step. A new name of a
+    # listed device would not show this: a document that the device sent before it was renamed
+    # may arrive last (docs/scale.md).
+    later = lab.add_device("studio-c")
+    later.start_beacond()
+    wait_for_lists(everybody, expected.browse_json(*everybody, later))
     assert not [each for each in wire.datagrams(machine.address, since) if b"byebye" in each.data]
 
 

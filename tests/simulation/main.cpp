@@ -87,6 +87,10 @@ bool ReadScenarios(const std::vector<std::string> &files, std::vector<Scenario> 
 {
     for (const std::string &file : files) {
         std::ifstream stream(file);
+        if (!stream) {
+            std::cerr << file << ": cannot be read\n";
+            return false;
+        }
         const std::string text{std::istreambuf_iterator<char>(stream), {}};
         const std::size_t slash = file.rfind('/') + 1;
         std::string error;
