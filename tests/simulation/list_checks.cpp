@@ -128,7 +128,7 @@ void ListChecks::EverySecond(Micros now)
     mRight = 0;
     for (std::uint32_t watcher = 0; watcher < mMachines.size(); ++watcher) {
         Machine &machine = *mMachines[watcher];
-        if (!machine.IsOpen()) {
+        if (!machine.IsOpen() || machine.IsLight()) {
             continue;
         }
         if (machine.TakeTouched() || all) {

@@ -46,7 +46,8 @@ public:
 
     void EverySecond(Micros now);
 
-    // The number of entries that the lists should have, and how many of them they have.
+    // The number of entries that the lists should have, without those of light machines, and
+    // how many of them they have.
     [[nodiscard]] std::uint64_t Wanted() const { return mWanted; }
     [[nodiscard]] std::uint64_t Right() const { return mRight; }
     // How often a running device was missing from a list, and the longest such time.

@@ -209,6 +209,7 @@ void Machine::Close(bool goodbye, Micros now)
 
 void Machine::ClearBuffer()
 {
+    mDescribed.clear();
     mWaiting.clear();
     mWaitingBytes = 0;
     mBatchScheduled = false;
@@ -273,6 +274,9 @@ void Machine::Handle(const Datagram &datagram, std::uint32_t nowMs)
 {
     mBusyUntil += mSettings.handlingTime;
     mSendingAt = mBusyUntil;
+    if (mSettings.light && !NeedsCore(datagram)) {
+        return;
+    }
     mHandled = &datagram;
     const auto wanted = mAgent->ParseSSDPPacket(
         std::string_view(datagram.text).substr(0, formats::kReceiveSize), datagram.sender, nowMs);
@@ -284,6 +288,32 @@ void Machine::Handle(const Datagram &datagram, std::uint32_t nowMs)
     mHandled = nullptr;
     mTouched = mTouched || datagram.kind == DatagramKind::Document;
     NoteSize();
+}
+
+// Whether the core of a light machine receives a datagram. The core must not list peers: it
+// requests the document of a peer that it does not list.
+bool Machine::NeedsCore(const Datagram &datagram)
+{
+    if (datagram.from == kNoMachine || datagram.from == mSettings.number) {
+        return true;
+    }
+    if (mDescribed.size() <= datagram.from) {
+        mDescribed.resize(datagram.from + 1);
+    }
+    auto described = mDescribed[datagram.from];
+    switch (datagram.kind) {
+    case DatagramKind::Document:
+        described = true;
+        return false;
+    case DatagramKind::Goodbye:
+        described = false;
+        return false;
+    case DatagramKind::Alive:
+    case DatagramKind::SearchAnswer:
+        return !described;
+    default:
+        return true;
+    }
 }
 
 void Machine::NoteSize()

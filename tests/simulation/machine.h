@@ -16,6 +16,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace simulation {
 
@@ -87,11 +88,15 @@ struct MachineSettings
     Micros handlingTime = 10;      // for one datagram, sent or received
     Micros wakeUpTime = 100;       // from a datagram's arrival until a waiting thread runs
     std::size_t receiveBuffer = 0; // bytes, with the kernel's overhead
+    bool light = false;            // see Machine
 };
 
 // Machine is a device: a real protocol core, the shell's receive loop (see
 // src/ssdp/vex_ssdp_threads.cpp) in virtual time, and the calls of the coordinator (see
 // src/pubsub/vex_pubsub.cpp).
+//
+// A light machine keeps no list of its peers, but one bit for each: whether it has the peer's
+// document. It sends what a whole machine sends, as long as no peer is forgotten or asked again.
 class Machine final : private ssdp::SSDPEnvironment
 {
 public:
@@ -129,6 +134,7 @@ public:
     [[nodiscard]] bool IsOn() const { return mAgent != nullptr; }
     [[nodiscard]] bool IsOpen() const { return IsOn() && mAgent->IsOpen(); }
     [[nodiscard]] bool IsStalled() const { return mStalled; }
+    [[nodiscard]] bool IsLight() const { return mSettings.light; }
     [[nodiscard]] in_addr_t Address() const { return mAddress; }
     [[nodiscard]] const std::string &HostName() const { return mHostName; }
     [[nodiscard]] const std::string &Product() const { return mSettings.product; }
@@ -157,6 +163,7 @@ private:
     void ClearBuffer();
     void ScheduleBatch();
     void Handle(const Datagram &datagram, std::uint32_t nowMs);
+    [[nodiscard]] bool NeedsCore(const Datagram &datagram);
     void CheckTick(Micros now);
     [[nodiscard]] Micros TimeOut() const;
     void Tick(Micros now);
@@ -192,6 +199,7 @@ private:
     std::size_t mWaitingBytes = 0;
     bool mBatchScheduled = false;
 
+    std::vector<bool> mDescribed; // of a light machine, by machine: whose documents it has
     const Datagram *mHandled = nullptr;
     bool mTouched = false;
     std::size_t mSize = 0; // of the list, as noted last

@@ -68,12 +68,13 @@ constexpr std::array<ExpectationForm, 8> kExpectationForms{{
 // The words in lower case, without punctuation. Verbs are changed to the plural.
 Words WordsOf(std::string_view line)
 {
-    static constexpr std::array<std::pair<const char *, const char *>, 9> kSame{
+    static constexpr std::array<std::pair<const char *, const char *>, 10> kSame{
         {{"starts", "start"},
          {"gets", "get"},
          {"loses", "lose"},
          {"stalls", "stall"},
          {"adds", "add"},
+         {"keeps", "keep"},
          {"plays", "play"},
          {"happens", "happen"},
          {"its", "the"},
@@ -239,10 +240,11 @@ bool ReadLink(const Words &words, LinkSettings &link)
 
 bool ReadSetting(const Words &words, Scenario &scenario)
 {
-    const std::array<std::pair<const char *, std::uint32_t Scenario::*>, 4> kNumbers{
+    const std::array<std::pair<const char *, std::uint32_t Scenario::*>, 5> kNumbers{
         {{"there are # devices", &Scenario::devices},
          {"the clocks of # devices wrap", &Scenario::wrapping},
          {"the devices share # processors", &Scenario::processors},
+         {"only the last # devices keep a list", &Scenario::whole},
          {"the time is # s at the beginning", &Scenario::time}}};
     for (const auto &[form, member] : kNumbers) {
         if (const auto found = Match(words, form)) {

@@ -67,6 +67,7 @@ struct Scenario
     bool ownSeeds = false;        // each device has its own seed of random(), not the time
     std::uint32_t time = 0;       // the result of time() at the start; 0: a random one
     std::uint32_t processors = 0; // that all machines share; 0: each has its own
+    std::uint32_t whole = 0;      // the last devices keep lists, the others are light; 0: all do
     std::uint32_t wrapping = 0;   // the number of machines whose clocks wrap in the scenario
     bool largeBuffers = false;    // receive buffers of the size that the package sets
     bool withoutZR1 = false;      // no device is a ZR1 (only devices that search later list it)

@@ -91,6 +91,20 @@ TEST(Simulation, TenDevicesThatStartTogetherListEachOther)
     EXPECT_EQ(Sent(outcome, DatagramKind::Search), 10U);
 }
 
+TEST(Simulation, LightDevicesSendTheSameDatagramsAsDevicesWithLists)
+{
+    const std::string text = "There are 30 devices.\nThe link is wifi.\nThere is no ZR1.\n"
+                             "At 0 s devices 1 to 29 start within 1 s.\n"
+                             "At 100 s device 3 is switched off.\n"
+                             "At 150 s device 3 is switched on.\n"
+                             "At 200 s device 30 starts.\nIt ends at 300 s.\n";
+    const Outcome whole = Play(text);
+    const Outcome light = Play(text + "Only the last 2 devices keep a list.\n");
+    EXPECT_EQ(light.trace, whole.trace);
+    EXPECT_EQ(whole.figures.seconds.back().right, 900U);
+    EXPECT_EQ(light.figures.seconds.back().right, 60U);
+}
+
 TEST(Simulation, TheAnswerOfADeviceToItsOwnSearchIsNotSentToTheNetwork)
 {
     const std::string text = "The link is wired.\nThere is no ZR1.\n"

@@ -31,7 +31,7 @@ void TrafficChecks::NoteStart(const Machine &machine, Micros now)
         account.startedAt = now;
     }
     account.announcedAt = kNone;
-    account.asked.clear();
+    account.asked.assign(mMachines.size(), false);
 }
 
 void TrafficChecks::NoteReceived(const Machine &machine, const Datagram &datagram)
@@ -49,9 +49,9 @@ void TrafficChecks::NoteSent(const Machine &machine, const Datagram &datagram, s
         mLastExchange = at;
         ++account.sentThisSecond;
     }
-    if (datagram.kind == DatagramKind::Request && peer != kNoMachine &&
-        !account.asked.insert(peer).second) {
-        ++mAskedAgain;
+    if (datagram.kind == DatagramKind::Request && peer != kNoMachine) {
+        mAskedAgain += account.asked[peer] ? 1 : 0;
+        account.asked[peer] = true;
     }
     if (!datagram.multicast && IsAnswer(datagram.kind) &&
         !IsOnLink(datagram.destination.sin_addr.s_addr)) {

@@ -8,7 +8,6 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <set>
 #include <vector>
 
 namespace simulation {
@@ -59,7 +58,7 @@ private:
         std::uint64_t sentThisSecond = 0;
         Micros announcedAt = kNone;
         bool stalled = false;
-        std::set<std::uint32_t> asked; // the machines whose documents it has requested
+        std::vector<bool> asked; // by machine: whether its document was requested before
     };
 
     void CheckCause(const Machine &machine, const Datagram &datagram, Micros at);

@@ -84,6 +84,7 @@ void World::MakeMachines(const Variation &variation)
                                : static_cast<std::uint32_t>(mChance.Below(1'000'000'000));
         settings.time = time + (mScenario.ownSeeds ? number * 1009 : 0);
         settings.receiveBuffer = mScenario.largeBuffers ? kLargeBuffer : kUsualBuffer;
+        settings.light = mScenario.whole != 0 && number + mScenario.whole < mScenario.devices;
         settings.variation = variation;
         const in_addr_t address = AddressOfMachine(number);
         mByAddress[address] = number;
