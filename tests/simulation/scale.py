@@ -25,7 +25,7 @@ LINKS = {
 # than 30 GB of memory.
 RUNS = {
     **{f"{count} {link}": (count, link, 200, 320) for count in (10, 100) for link in LINKS},
-    **{f"300 {link}": (300, link, 400, 520) for link in LINKS if link != "wired"},
+    **{f"300 {link}": (300, link, 400, 700) for link in LINKS if link != "wired"},
     "1000 wired": (1000, "wired", 200, 320),
     **{f"1000 {link}": (1000, link, 3000, 3200) for link in LINKS if link != "wired"},
     "2000 wired": (2000, "wired", 200, 300),
