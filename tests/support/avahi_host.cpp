@@ -37,8 +37,8 @@ std::string AvahiConfiguration(const std::string &name)
            "[publish]\npublish-hinfo=no\npublish-workstation=no\npublish-aaaa-on-ipv4=no\n";
 }
 
-// Both operations fail outside the private network, so no daemon starts in the machine's own
-// network.
+// MoveToPeer and MoveToHost fail if there is no private network. Therefore no daemon starts in
+// the machine's own network.
 void MoveTo(AvahiHost::Side side)
 {
     if (side == AvahiHost::Side::Peer) {
@@ -61,9 +61,9 @@ void HideUnder(const std::string &text, const std::string &path)
     }
 }
 
-// avahi-daemon writes its process ID and a socket to /run, in every network namespace, and
-// makes the user avahi the owner of the folder. Therefore each daemon gets a private /run, and
-// a user list in which avahi is a user of the test's user namespace.
+// avahi-daemon writes its process ID and a socket to a folder of /run, which is the same one in
+// all network namespaces, and makes the user avahi the folder's owner. Therefore each daemon
+// gets a private /run, and a user list in which avahi is a user of the test's user namespace.
 void MakeAvahiFileTree()
 {
     if (unshare(CLONE_NEWNS) != 0 || mount("tmpfs", "/run", "tmpfs", 0, "mode=755") != 0) {

@@ -8,8 +8,8 @@
 
 namespace test {
 
-// Blocks threads that write to a standard stream, and with them threads that wait for a
-// lock that the writer holds. So a test can stop threads at a known place.
+// Replaces a standard stream by a full pipe that nobody reads. A plain write to it blocks. The
+// lines of vexbase/vex_output.h are lost instead, since they do not wait for a reader.
 class BlockedOutput
 {
 public:
@@ -25,8 +25,7 @@ public:
         dup2(mPipe[1], mStream);
         close(mPipe[1]);
     }
-    // REQUIRES: the threads have written all their output, for instance after End and a
-    // join.
+    // REQUIRES: no thread is blocked in a write to the pipe.
     ~BlockedOutput()
     {
         End();
@@ -35,7 +34,7 @@ public:
     BlockedOutput(const BlockedOutput &) = delete;
     BlockedOutput &operator=(const BlockedOutput &) = delete;
 
-    // Unblocks the threads.
+    // Restores the stream and empties the pipe, which unblocks threads that write to it.
     void End()
     {
         if (mSaved < 0) {

@@ -17,12 +17,12 @@ inline void AwaitBlocked(pid_t threadId)
         std::this_thread::yield();
         std::ifstream status("/proc/self/task/" + std::to_string(threadId) + "/stat");
         std::string number;
-        std::string name; // of a test program, so without spaces
+        std::string name; // in brackets; the names of test threads have no spaces
         status >> number >> name >> state;
     }
 }
 
-// Waits for every thread of this process except the caller, one after the other.
+// Calls AwaitBlocked for every thread of this process except the caller.
 // REQUIRES: no thread ends meanwhile.
 inline void AwaitOthersBlocked()
 {

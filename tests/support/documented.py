@@ -15,7 +15,7 @@ BLOCK = re.compile(r"^```[^\n]*\n(?P<fenced>(?:.*\n)*?)```$|(?<=\n\n)(?P<indente
 
 
 def blocks(text):
-    """Each block of a document's text, after the paragraph before it."""
+    """For each block of a document's text: the paragraph before it, and the block."""
     for found in BLOCK.finditer(text):
         before = text[:found.start()].rstrip("\n").rpartition("\n\n")[2]
         yield before, found["fenced"] or textwrap.dedent(found["indented"])

@@ -79,7 +79,7 @@ public:
         NoteSent(std::string(address) + ":" + std::to_string(ntohs(peer.sin_port)), datagram);
         return true;
     }
-    // Returns `random` each time, or, if it is a seed, the next number of a sequence.
+    // Returns `random` each time. If `seeded` is set, returns the next number of a sequence.
     std::uint32_t Random() override
     {
         if (seeded) {
@@ -100,7 +100,8 @@ public:
 
     std::vector<Sent> sent;
     std::vector<std::string> faults;
-    // All operations in order: "send TO TEXT", "document PATH", "return PATH".
+    // The datagrams, the written documents and the returned file numbers, in order:
+    // "send TO TEXT", "document PATH" or "return PATH".
     std::vector<std::string> log;
     FakeFiles files{log};
     bool room = true;         // whether the send buffer has room

@@ -8,9 +8,9 @@
 
 namespace test {
 
-// LiveChild is a process that runs at the same time as the test. It is a copy of the test
-// process that runs some code; its standard streams are connected to the test. It is killed
-// when this object is destroyed or the test ends. All waits end after a generous time.
+// LiveChild is a child process that runs some code at the same time as the test. It starts as
+// a copy of the test process; its standard streams are connected to the test. It is killed
+// when this object is destroyed or the test process ends. All waits end after a generous time.
 class LiveChild
 {
 public:
@@ -31,8 +31,8 @@ public:
     [[nodiscard]] testing::AssertionResult WaitForOut(const std::string &text);
     [[nodiscard]] testing::AssertionResult WaitForErr(const std::string &text);
 
-    // Waits for the child's end; called once. Returns its exit status, 128 plus the number of
-    // the signal that ended it, or -1 if it does not end.
+    // Waits for the child's end. Returns its exit status, 128 plus the number of the signal
+    // that ended it, or -1 if it does not end in time. REQUIRES: called once.
     [[nodiscard]] int WaitForEnd();
     void Signal(int number);
 

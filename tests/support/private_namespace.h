@@ -10,7 +10,7 @@
 //
 // The program runs on a host with the loopback and the interface net0, 192.0.2.10/24. A
 // second host, the peer, is at the other end of net0's cable: interface peer0,
-// 192.0.2.20/24. /var is an empty memory file system with the folders www/html and
+// 192.0.2.20/24. /var is a memory file system that has only the empty folders www/html and
 // www/discovery. All of this disappears with the process.
 namespace test {
 
@@ -23,14 +23,14 @@ void EnterPrivateNamespaces();
 void OnHost(const std::string &command);
 void OnPeer(const std::string &command);
 
-// Moves this process, a child that is to run there, to this host (or to the peer). Throws
-// if EnterPrivateNamespaces has not been called.
+// Moves the calling process to the program's host (or to the peer). For child processes:
+// the test process itself stays on the program's host. Throws if EnterPrivateNamespaces has
+// not been called.
 void MoveToHost();
 void MoveToPeer();
 
-// A UDP socket of the peer host, bound to its address (empty: any) and port
-// (0: any free one). The destructor closes it. A receive that gets nothing for
-// a generous time returns an empty text.
+// A UDP socket of the peer host, bound to an address (empty: any) and a port (0: any free
+// one). The destructor closes it.
 class PeerSocket
 {
 public:
@@ -43,7 +43,8 @@ public:
     void SendTo(const std::string &datagram, const std::string &address, std::uint16_t port);
     // The next datagram; empty if none comes within timeoutMs milliseconds.
     std::string Receive(int timeoutMs = 10000);
-    // The next datagram that contains a text; others are skipped.
+    // The next datagram that contains a text; others are skipped. Empty if none comes within
+    // timeoutMs milliseconds.
     std::string ReceiveContaining(const std::string &text, int timeoutMs = 20000);
     [[nodiscard]] std::uint16_t Port() const;
 

@@ -10,8 +10,9 @@
 
 namespace test {
 
-// Returns all datagrams that a peer has received but not read yet. Does not wait: sends a
-// marker datagram to the peer and reads up to it. REQUIRES: a OneProcessor.
+// Returns all datagrams that have arrived at a peer's socket and were not read yet. Does not
+// wait for further ones: sends a marker datagram to the socket and reads up to it.
+// REQUIRES: a OneProcessor.
 inline std::vector<std::string> ReceivedSoFar(PeerSocket &peer)
 {
     const std::string mark = "end of what was sent so far";

@@ -5,8 +5,8 @@
 #include <string>
 #include <tuple>
 
-// All fields of a record except its flag, in the record's order. Comparing two of them
-// shows the fields that differ.
+// All fields of a record except its flag, in the record's order. A comparison of two
+// results shows the fields that differ.
 inline auto FieldsExceptFlag(const SSDPDeviceType &r)
 {
     const auto texts =

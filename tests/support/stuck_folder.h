@@ -13,8 +13,8 @@ namespace test {
 
 // StuckFolder simulates a folder on a file system that does not answer: a thread that opens a
 // file in it waits until Answer is called. This affects only the code that Run runs, and
-// threads that it starts; these must end before this object is destroyed. It uses a seccomp
-// filter, by which the kernel asks the test before each openat().
+// threads that it starts; these threads must end before this object is destroyed. A seccomp
+// filter makes the kernel ask the test before each openat().
 class StuckFolder
 {
 public:
@@ -24,7 +24,7 @@ public:
     StuckFolder(const StuckFolder &) = delete;
     StuckFolder &operator=(const StuckFolder &) = delete;
 
-    // Runs code on a new thread and waits for its end. Called once.
+    // Runs code on a new thread and waits for the end of code. REQUIRES: called once.
     void Run(const std::function<void()> &code);
 
     // Waits until a thread is blocked in opening a file of the folder.
