@@ -109,7 +109,7 @@ TEST_F(AgentLimits, DescriptionsSpendTheSameBudget)
 {
     mEnvironment.random = 0;
     RequestDocument(kOffLink, 1000);
-    // A file is read while the budget has 1500 bytes left.
+    // A file is read only if at least 1500 bytes of the budget are left.
     const std::size_t answers = (kBurst - 1500) / mDocumentSize + 1;
     EXPECT_EQ(SentInATickTo(kOffLink), answers);
     EXPECT_EQ(mEnvironment.files.reads, static_cast<int>(answers));

@@ -50,10 +50,11 @@ TEST_F(AgentParsing, NotifyOfAnotherKindIsDroppedSilently)
 {
     Open();
     EXPECT_THAT(FaultsOf(PeerNotify("ssdp:update", "Lumen", "nowhere")), IsEmpty());
+    // This is an ssdp:alive: its case does not matter.
     EXPECT_THAT(FaultsOf(PeerNotify("SSDP:ALIVE", "Lumen", "nowhere")), ElementsAre(kNoHttp));
 }
 
-TEST_F(AgentParsing, LocationWithoutSchemeOrPortIsReported)
+TEST_F(AgentParsing, LocationWithoutHTTPSchemeOrPort80IsReported)
 {
     Open();
     for (const char *location : {"192.0.2.20:80/x.xml", "http://192.0.2.20/x.xml",

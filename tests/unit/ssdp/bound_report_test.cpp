@@ -14,7 +14,7 @@ const std::string kLine = "SendGETResponse: Too many responses, dropping what co
 class BoundReportTest : public testing::Test
 {
 protected:
-    // The lines of a full container.
+    // Notes that the container is full. Returns the lines that this writes.
     std::vector<std::string> Full()
     {
         report.NoteFull(environment);

@@ -54,7 +54,7 @@ TEST(DescriptionFileNumbers, NumberEndsWithTheName)
     EXPECT_EQ(numbers.GetFileNumber(), 1U);
 }
 
-TEST(DescriptionFileNumbers, NameWithoutNumberIsIgnored)
+TEST(DescriptionFileNumbers, NameWithoutAValidNumberIsIgnored)
 {
     ssdp::DescriptionFileNumbers numbers;
     Take(numbers, 3);

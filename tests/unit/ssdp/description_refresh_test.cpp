@@ -89,8 +89,8 @@ TEST(DescriptionRefresh, TheClockMayWrap)
     EXPECT_TRUE(refresh.IsNext(described));
 }
 
-// Peers that announce themselves every 20 s, one after the other. Returns the longest
-// time, in minutes, after which a peer is asked, the first time or again.
+// Simulates peers that announce themselves every 20 s, one after the other. Returns the
+// longest time, in minutes, before a peer is asked for the first time or again.
 std::uint32_t LongestMinutes(std::uint32_t peers, std::uint32_t minutes)
 {
     DescriptionRefresh refresh;

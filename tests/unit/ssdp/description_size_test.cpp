@@ -12,7 +12,7 @@ constexpr const char *kMakerURL = "http://www.vexwell.example/";
 constexpr std::size_t kUnfragmented = 1472;
 
 // The size of the response with a model's document. All other fields have the largest
-// size of a real network.
+// size that occurs in real networks.
 std::size_t ResponseSize(const std::string &model, const std::string &category)
 {
     SSDPDeviceType service = Device(model, "192.168.100.200", std::string(63, 'h'));

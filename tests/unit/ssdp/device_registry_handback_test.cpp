@@ -121,7 +121,7 @@ TEST_F(RegistryHandBack, AnnouncedRecordReplacesTheKnownRecord)
     EXPECT_EQ(Node(kUSN)->repeatCount, 0);
 }
 
-TEST_F(RegistryHandBack, HandedBackDeviceIsKnownAgainAfterAByebye)
+TEST_F(RegistryHandBack, DeviceHandedBackAfterAByebyeIsKnownAgain)
 {
     TakeOver(Silent());
     Byebye(kUSN);

@@ -100,7 +100,7 @@ TEST_F(RegistryOwn, ForgedDescriptionStaysUntilTheNextAnnouncement)
 
 TEST_F(RegistryOwn, RestoringARecordThatIsListedAlikeFlagsNoChange)
 {
-    SSDPDeviceType alike = Own(); // only its LOCATION and times differ
+    SSDPDeviceType alike = Own(); // differs only in fields that the browse list leaves out
     registry.EnterDescription(alike);
     TakeChange();
     EXPECT_THAT(Pass(20000), ElementsAre(kAlive));
@@ -148,7 +148,7 @@ TEST_F(RegistryOwn, DescriptionOfADeviceAtThisDevicesAddressMakesNoEntry)
         EXPECT_EQ(Node(usn), nullptr) << usn;
     }
     EXPECT_FALSE(registry.Changed());
-    // An address that only begins or ends like this device's address is another one.
+    // A USN names this device only if exactly its address stands between two hyphens.
     for (const char *usn :
          {"uuid:65746500-Lumen-192.0.2.1-0", "uuid:65746500-Lumen-192.0.2.101-0",
           "uuid:65746500-Lumen-1192.0.2.10-0", "uuid:65746500-Lumen-192.0.2.10"}) {

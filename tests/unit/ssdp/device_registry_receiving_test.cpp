@@ -255,7 +255,7 @@ TEST_F(RegistryReceiving, PeerIsAskedAgainAfterFifteenMinutes)
     EXPECT_THAT(Alive(kPeerUSN), ElementsAre("get http://192.0.2.20:80/peer.xml"));
 }
 
-TEST_F(RegistryReceiving, AnswerToAPeerAskedAgainCountsFromItsArrival)
+TEST_F(RegistryReceiving, AnswerOfAPeerAskedAgainCountsFromItsArrival)
 {
     registry.EnterDescription(Described(Peer()));
     registry.SetTime(901000);
@@ -297,7 +297,7 @@ TEST_F(RegistryReceiving, PeerThatLeftIsNotAskedAgain)
     EXPECT_EQ(TakeCalls(), Calls{});
 }
 
-// A forged alive must not replace the record by what a stranger describes.
+// Otherwise a forged alive could replace the record by the description of a stranger.
 TEST_F(RegistryReceiving, OwnServiceIsNotAskedFor)
 {
     AddNow(Described(Own()));

@@ -31,8 +31,9 @@ TEST(KeyedHash, DependsOnTheWholeKey)
     EXPECT_EQ(hashes.size(), 5U);
 }
 
-// The names consist of two blocks whose difference cancels out in a hash that multiplies
-// and shifts (such as MurmurHash), with any seed. There are as many as a registry holds.
+// Each name has 12 blocks, and each block is one of two texts. The difference between the two
+// cancels out in a hash that multiplies and shifts (such as MurmurHash), with any seed. There
+// are as many names as a registry has entries.
 TEST(KeyedHash, DiffersForNamesMadeToCollideInUnkeyedHashes)
 {
     const std::string one(16, 'a');

@@ -36,7 +36,7 @@ const formats::SSDPHeaders *Find(const KnownAlives &alives, std::string_view tex
     return alives.Find({exact.data(), exact.size()});
 }
 
-// Keeps a datagram that is destroyed then.
+// Keeps a datagram whose own memory is freed afterwards.
 void Keep(KnownAlives &alives, const std::string &datagram, std::size_t most = kMost)
 {
     const std::vector<char> exact(datagram.begin(), datagram.end());
@@ -62,7 +62,7 @@ std::size_t Found(const KnownAlives &alives, const std::vector<std::string> &dat
     return static_cast<std::size_t>(found);
 }
 
-// Texts of 16 bytes that have the same hash: anybody can calculate such texts.
+// A text of 16 bytes. All these texts have the same hash; anybody can calculate them.
 std::string OfTheSameHash(std::uint64_t number)
 {
     constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15U;

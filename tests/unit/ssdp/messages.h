@@ -14,8 +14,8 @@ constexpr const char *kCorviaPath = "/var/www/html/corvia_12_upnp_ssdp_1.xml";
 // The URL of the peer's document.
 constexpr const char *kLumen = "http://192.0.2.20:80/lumen_upnp_ssdp_1.xml";
 
-// A service of the device under test. It has a max-age: no number in its messages is
-// drawn.
+// A service of the device under test. It has a max-age, so its messages contain no random
+// number.
 inline SSDPDeviceType OwnService(const std::string &product = kCorvia)
 {
     SSDPDeviceType service;
@@ -75,7 +75,7 @@ inline std::string Get(const std::string &target)
     return "GET " + target + " HTTP/1.1\r\nHOST:192.0.2.10:1900\r\n\r\n";
 }
 
-// The answer, with the text and the size of a file.
+// The answer to such a request, with the text and the size of a file.
 inline std::string GetAnswer(const std::string &text, std::size_t size)
 {
     return "HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\nCONTENT-LENGTH: " + std::to_string(size) +

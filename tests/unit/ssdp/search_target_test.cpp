@@ -78,7 +78,7 @@ TEST(SearchTarget, TargetWithUuidIsNotComparedWithTypes)
     EXPECT_EQ(Answers(services, "uuid:y"), USNs{});
 }
 
-TEST(SearchTarget, VersionIsNotCutOffAUSN)
+TEST(SearchTarget, VersionAfterAUSNIsNotCutOff)
 {
     formats::SSDPDeviceMap services = Services();
     services.begin()->second.usn = "uuid:y:1";

@@ -78,7 +78,7 @@ TEST(UsnIndex, KeepsTheTimeOfEachDescriptionWhileItGrowsAndShrinks)
     }
 }
 
-TEST(UsnIndex, NeedsMemoryForTheRecordsThatItHoldsAndNotForFormerOnes)
+TEST(UsnIndex, NeedsNoMemoryForFormerRecords)
 {
     formats::SSDPDeviceMap map;
     for (char name = 'A'; name <= 'Z'; ++name) {
@@ -103,7 +103,7 @@ TEST(UsnIndex, NeedsMemoryForTheRecordsThatItHoldsAndNotForFormerOnes)
 
 // Random changes make the index grow, make runs of several entries, and make runs that
 // cross the end of the table.
-TEST(UsnIndex, FindsExactlyTheRecordsOfTheMapAfterEachOf20000Changes)
+TEST(UsnIndex, FindsExactlyTheRecordsOfTheMapAfter20000Changes)
 {
     std::mt19937 random(1900); // NOLINT(cert-msc51-cpp): the same changes each time
     formats::SSDPDeviceMap map;

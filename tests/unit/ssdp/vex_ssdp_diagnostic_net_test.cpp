@@ -14,8 +14,7 @@ class Diagnostics : public test::EngineTest
 protected:
     using Clock = std::chrono::steady_clock;
 
-    // Adds known devices until their listing is about as long as the largest
-    // datagram.
+    // Adds so many known devices that their listing does not fit into the largest datagram.
     void FillTheList()
     {
         const std::string hostName(1000, 'h');

@@ -17,8 +17,8 @@ using test::ReadFile;
 
 namespace {
 
-// Requests and answers wait up to three ticks. With this number of them, one is sent at the
-// first tick with a probability of 1 - 10^-9.
+// Requests and answers wait up to three ticks. Of this number of them, at least one is sent at
+// the first tick with a probability of 1 - 10^-9.
 constexpr int kOften = 51;
 
 class Documents : public test::EngineTest

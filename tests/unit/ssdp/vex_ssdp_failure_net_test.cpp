@@ -44,7 +44,7 @@ protected:
     }
 
     // Opens and closes the engine as the other user, who may start `more` additional
-    // threads. Runs in a child process.
+    // threads. REQUIRES: called in a child process.
     void OpenWithThreads(rlim_t more, unsigned int expected)
     {
         ASSERT_EQ(setuid(kOtherUser), 0);

@@ -8,7 +8,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-// The engine continues when the reader of its lines stalls, or when their disk is slow.
+// The engine continues when the reader of its lines stalls, or when their medium is slow.
 
 using test::PeerNotify;
 

@@ -59,7 +59,7 @@ protected:
 
 } // namespace
 
-TEST_F(Stress, EngineStillWorksAfterAllOperationsAtOnce)
+TEST_F(Stress, EngineStillWorksAfterAllOperationsAtTheSameTime)
 {
     mEngine.SetPath("/var/www/html");
     PeerSocket peer;

@@ -1,4 +1,4 @@
-// Among the network tests, because it needs their private mount namespace.
+// These tests are among the network tests, because they need a private mount namespace.
 #include "vexbase/vex_file_io.h"
 
 #include <cerrno>

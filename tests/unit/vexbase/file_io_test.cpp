@@ -146,7 +146,7 @@ TEST_F(VEXFileIOTest, ReadsAnExistingFilePieceByPiece)
     EXPECT_EQ(ReadText(file, 100), "");
 }
 
-TEST_F(VEXFileIOTest, AFileOpenedForReadingIsNotWritten)
+TEST_F(VEXFileIOTest, AFileOpenedForReadingCannotBeWritten)
 {
     VEXFileIO file;
     ASSERT_EQ(file.Open(Make("kept", "kept"), 8, 1), 0);
@@ -187,7 +187,7 @@ TEST_F(VEXFileIOTest, SizeOfALargeFileIsRight)
     EXPECT_EQ(file.SizeBySeeking(), size);
 }
 
-// With a time_t of 32 bits, this test cannot set such a date itself.
+// If time_t has 32 bits, this program cannot set the later dates. Therefore touch sets them.
 TEST_F(VEXFileIOTest, OpensFilesOfAnyDate)
 {
     for (const char *date : {"1901-12-31", "2038-01-20", "2106-02-08"}) {

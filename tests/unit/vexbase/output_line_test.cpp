@@ -13,7 +13,7 @@ using test::StandIn;
 using vexbase::WriteFault;
 using vexbase::WriteProgress;
 
-TEST(OutputLine, AFaultGoesToStandardErrorProgressToStandardOutput)
+TEST(OutputLine, AFaultGoesToStandardErrorAndProgressToStandardOutput)
 {
     const test::Output output = test::Capture([] {
         WriteFault({"Open", ": a fault"});

@@ -15,8 +15,8 @@
 #include <sys/wait.h>
 #include <termios.h>
 
-// Lines for readers that stall or have closed their end. If a writer waited for them, its
-// test would not end.
+// Lines for readers that stall or have closed their end. If the writer waited for a reader,
+// the test would not end.
 
 using test::Channel;
 using test::ReadAll;
@@ -66,7 +66,7 @@ public:
         return poll(&readable, 1, 60000) == 1 ? ReadAll(mMaster) : "";
     }
 
-    // The output up to a text and with it.
+    // The output up to and including a text.
     [[nodiscard]] std::string ReadTo(const std::string &end) const
     {
         std::string text = Read();
@@ -81,7 +81,7 @@ private:
     int mSlave = -1;
 };
 
-// Allows no descriptors but the standard ones, so that opening a file fails, as it does
+// Allows only the standard descriptors. Opening a stream's file again then fails, as it does
 // without /proc.
 class NoDescriptors
 {
@@ -222,7 +222,7 @@ TEST(OutputReader, ATerminalDoesNotStopAProcessInItsBackground)
         EXPECT_EQ(waitpid(background, &status, WUNTRACED), background);
         EXPECT_EQ(status, 0);
         EXPECT_EQ(terminal.ReadTo("\n"), "from the background\n");
-        kill(background, SIGKILL); // it would stay stopped
+        kill(background, SIGKILL); // if it was stopped, it would never end
     });
 }
 

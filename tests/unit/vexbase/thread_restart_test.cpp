@@ -12,7 +12,7 @@ using test::HeldBody;
 using test::kGenerousMs;
 using test::StartHeld;
 
-// For instance after a Close of the engine that has timed out.
+// The engine does this, for instance, if it is opened after a Close that timed out.
 TEST(VEXThreadRestart, StartDuringAStoppedRunRunsAgainWhenThatRunEnds)
 {
     HeldBody body;
@@ -90,7 +90,7 @@ TEST(VEXThreadRestart, AThreadCanStartItselfAgainAfterAStop)
     EXPECT_EQ(runs, 2);
 }
 
-// Several threads start and stop it at any moment of a run.
+// Two threads start and stop it at any moment of a run.
 TEST(VEXThreadRestart, TheLastStartOrStopCounts)
 {
     VEXThread thread;

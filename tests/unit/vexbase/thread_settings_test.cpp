@@ -86,7 +86,7 @@ void AsOrdinaryUser(const std::function<void()> &code)
 TEST(VEXThreadStack, HasAbout128KiB)
 {
     constexpr std::size_t kOwnBytes = 128U * 1024;
-    constexpr std::size_t kSanitizerBytes = 64U * 1024; // that the thread sanitizer adds
+    constexpr std::size_t kSanitizerBytes = 64U * 1024; // added by the thread sanitizer
     LookingThread thread;
     ASSERT_EQ(thread.Start(), 0);
     const std::size_t bytes = thread.Look().stackBytes;
@@ -102,7 +102,7 @@ TEST(VEXThreadPriority, SetBeforeStartAppliesFromTheStart)
     ASSERT_EQ(thread.Start(), 0);
     EXPECT_EQ(thread.Look().nice, 7);
     EXPECT_EQ(thread.GetPriority(), 7);
-    EXPECT_NE(getpriority(PRIO_PROCESS, 0), 7); // only that thread's
+    EXPECT_NE(getpriority(PRIO_PROCESS, 0), 7); // the priority of this thread
 }
 
 TEST(VEXThreadPriority, OfARunningThreadIsChangedAtOnce)

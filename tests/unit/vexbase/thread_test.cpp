@@ -141,7 +141,7 @@ TEST(VEXThread, RunsInitOnceThenTheLoopUntilItReturnsFalseThenFlush)
     EXPECT_EQ(thread.mCalls, "init loop loop loop flush ");
 }
 
-// The browse list writer, for instance, always returns false.
+// VEXBrowser::ThreadInit, for instance, always returns false.
 TEST(VEXThread, RunsTheLoopWhateverInitReturns)
 {
     HookThread thread(false, 1);
@@ -243,7 +243,7 @@ TEST(VEXThread, StopOnItselfRequestsTheStopAndFails)
     EXPECT_TRUE(asked);
 }
 
-TEST(VEXThread, SeveralThreadsMayStopItAtOnce)
+TEST(VEXThread, SeveralThreadsMayStopItAtTheSameTime)
 {
     for (int round = 0; round < 50; ++round) {
         EndlessThread thread;

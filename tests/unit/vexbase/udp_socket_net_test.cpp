@@ -295,7 +295,7 @@ TEST(UDPSocketPoll, UsesTheTimeoutOfEachCall)
     EXPECT_EQ(PollOnce(socket, 150).datagram, "");
 }
 
-TEST(UDPSocketPoll, DoesNotReturnAnEmptyDatagram)
+TEST(UDPSocketPoll, ReturnsOnlyTheSenderOfAnEmptyDatagram)
 {
     VEXUDPSocket socket;
     ASSERT_EQ(socket.Open("", kPort), 0);
