@@ -12,7 +12,8 @@ set(not_emulated
     # It cannot adopt processes, so the status of a detached process is not available.
     Detach.EndsTheCallerWith0AndContinuesInANewSession
     Detach.ClosesAllDescriptorsAndOpensTheStandardOnesOnDevNull
-    # It cannot choose the interface of multicast; and routes are removed with the address.
+    # It cannot choose the interface of multicast. The routes that replace this choice are
+    # removed with the address.
     Multicast.GoodbyeIsSentAfterTheAddressHasChanged
     MonitorPackets.*
     MonitorPacketsWithoutNet0.*

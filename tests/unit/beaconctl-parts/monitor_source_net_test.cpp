@@ -105,7 +105,7 @@ TEST_F(MonitorPackets, ContainOnlyTheFirstFragment)
     mPeer.SendTo(text, kOwnAddress, kPort);
     mPeer.SendTo("next", kOwnAddress, kPort);
     EXPECT_EQ(Next(mSource),
-              "192.0.2.20 > 192.0.2.10 " + text.substr(0, 1480 - 8)); // of an Ethernet frame
+              "192.0.2.20 > 192.0.2.10 " + text.substr(0, 1480 - 8)); // one Ethernet frame
     EXPECT_EQ(Next(mSource), "192.0.2.20 > 192.0.2.10 next");
 }
 

@@ -4,7 +4,7 @@
 #include "ssdp/ssdp_agent.h"
 
 // The operations of VEX_SSDP that the browser uses, without sockets, threads and core. The
-// linker uses these instead of the engine's own object.
+// linker uses them instead of the engine's own object file.
 
 VEX_SSDP::VEX_SSDP() = default;
 

@@ -9,9 +9,9 @@
 
 namespace test {
 
-// An engine whose waits for a change return at once, with the results that a test gives.
-// Each call by the test returns when the browser starts its next wait, that is, when it has
-// handled the results so far.
+// An engine whose waits for a change return the results that a test gives, and do not last as
+// long as their time-outs. Change, TimeOut, Fail and AwaitIdle return when the browser starts
+// its next wait: it has then handled all results so far.
 //
 // The browser's test programs link scripted_engine.cpp instead of the engine's shell: each
 // VEX_SSDP is then a ScriptedEngine.
@@ -25,7 +25,7 @@ public:
     // Waits until the browser waits for the first time.
     void AwaitIdle() { Play({}, 0); }
 
-    // Lets all waits time out from now on.
+    // From now on, all waits time out at once.
     void End();
 
     // The time-outs that the browser has passed, in milliseconds.

@@ -108,7 +108,8 @@ TEST_F(Browser, WaitsForChangesInStepsOf500Ms)
     EXPECT_EQ(mEngine.TimeOuts(), (std::set<unsigned int>{500}));
 }
 
-// A second map besides the pending list would be a third copy of the list.
+// If a wait got another map, the list could be in memory three times: in the registry, in this
+// map and in the pending list.
 TEST_F(Browser, PassesItsPendingListToBeReplaced)
 {
     Start();
@@ -139,7 +140,7 @@ TEST_F(Browser, WritesTheFirstListOnlyAtTheEleventhCycle)
     EXPECT_EQ(mFolder.Events(), kPublished);
 }
 
-TEST_F(Browser, WritesAChangeAfterElevenQuietCyclesAtOnce)
+TEST_F(Browser, WritesAChangeAfterTenQuietCyclesAtOnce)
 {
     StartWithAWrite();
     mEngine.TimeOut(10);
@@ -297,7 +298,8 @@ TEST_F(Browser, PublishesNoScratchFileThatItCouldNotOpen)
     EXPECT_EQ(Published(), Document("first"));
 }
 
-// The file is deliberately renamed in this case, too: the published list is then empty.
+// The scratch file is deliberately renamed after a failed write, too: the published list is
+// then empty.
 TEST_F(Browser, ReportsAFullMediumAndPublishesTheWrittenPart)
 {
     ASSERT_EQ(mount("tmpfs", kFolder, "tmpfs", 0, "size=8k"), 0);

@@ -81,7 +81,7 @@ TEST_F(ConfigActivation, PrintsThePortOfThePassedSocket)
     EXPECT_TRUE(child.WaitForOut("beacon-configd: listening on 127.0.0.1:8099\n"));
 }
 
-TEST_F(ConfigActivation, IgnoresASocketForAnotherProcess)
+TEST_F(ConfigActivation, IgnoresDescriptor3UnlessItWasPassedToThisProcess)
 {
     const auto held = Hold(configd::OpenListeningSocket(8099));
     for (const Variables variables : {Variables::OtherProcess, Variables::NoDescriptor}) {

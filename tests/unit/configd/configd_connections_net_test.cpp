@@ -168,9 +168,8 @@ TEST_F(ConfigConnections, AnAnswerEndsItsConnectionWhenAllPlacesAreTaken)
     EXPECT_EQ(ReadHeader(late).status, "200 OK");
 }
 
-// Interim answers show that the server has seen everything that was sent before them, and
-// leave the places taken. It sees the late connection in one turn of its loop, and the
-// request on it in the next one.
+// The interim answers (100 Continue) free no place. They show that the server's loop has run:
+// it would accept the late connection in one turn, and read the request on it in the next one.
 TEST_F(ConfigConnections, AConnectionBeyond128WaitsForAPlace)
 {
     Server server({60000ms, 60000ms});

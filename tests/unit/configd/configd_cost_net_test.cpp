@@ -43,8 +43,8 @@ void *operator new(std::size_t size)
     return memory;
 }
 
-// The library has this one, too. Its default would take memory from a sanitizer, and the delete
-// below would give it back to another allocator.
+// The C++ library also has this operator. Its default would take memory from a sanitizer's
+// allocator, and the operator delete below would return the memory to another allocator.
 void *operator new(std::size_t size, const std::nothrow_t & /*tag*/) noexcept
 {
     try {

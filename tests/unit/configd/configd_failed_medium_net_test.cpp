@@ -54,7 +54,7 @@ protected:
         EXPECT_EQ(answer.body, R"({"error":")" + fault + "\"}");
     }
 
-    // Starts with the defaults and one line, and refuses changes.
+    // Expects that the service starts with the defaults, writes one line and refuses changes.
     static void ExpectDefaults(const std::string &fault)
     {
         Service service;
@@ -81,7 +81,7 @@ TEST_F(FailedMedium, WithAnEmptyReadOnlyFolderItServesTheDefaultsAndSaysSoOnOneL
 
 TEST_F(FailedMedium, OnAFaultOfTheMediumItServesTheDefaultsAndSaysSoOnOneLine)
 {
-    OnHost("ln -s /proc/self/mem " + kStateFile); // the first page cannot be read
+    OnHost("ln -s /proc/self/mem " + kStateFile); // reading fails: page 0 is not mapped
     ExpectDefaults("cannot read " + kStateFile + ": Input/output error");
 }
 

@@ -7,7 +7,8 @@ namespace {
 
 const std::string kHost = "Host: 127.0.0.1:8080\r\n";
 
-// Reads a text in pieces of step bytes. Returns the requests, one a line, and the fault.
+// Reads a text in pieces of step bytes (0: in one piece). Returns the requests, one a line, and
+// the fault.
 std::string Read(const std::string &text, std::size_t step = 0)
 {
     RequestReader reader;

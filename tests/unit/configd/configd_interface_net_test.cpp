@@ -41,7 +41,7 @@ protected:
         }
     };
 
-    // The number of notifications that the kernel could not deliver to any socket.
+    // The number of notifications that the kernel has dropped, for all sockets together.
     static int LostNotifications()
     {
         constexpr int kColumnsBeforeDrops = 8;
@@ -92,14 +92,14 @@ TEST_F(FollowedInterface, ChangesItsAddress)
     EXPECT_EQ(stream.Next(), DeviceEvent("192.0.2.110", "Complete", true));
 }
 
-TEST_F(FollowedInterface, KeepsItsFirstAddressWhenASecondIsAdded)
+TEST_F(FollowedInterface, KeepsItsFirstAddressWhenOthersAreAdded)
 {
     Service service;
     Watch stream;
     OnHost("ip addr add 192.0.2.9/24 dev net0 && ip addr add 192.0.2.129/25 dev net0");
     EXPECT_EQ(stream.Next(), kTwoAddresses);
     OnHost("ip link set far0 down");
-    EXPECT_EQ(stream.Next(), kUnplugged); // and nothing before
+    EXPECT_EQ(stream.Next(), kUnplugged); // the second new address caused no event
 }
 
 TEST_F(FollowedInterface, IsPreparingUntilASecondAddressHasGone)
@@ -129,7 +129,7 @@ TEST_F(FollowedInterface, StaysCompleteBesideAnAlias)
     Watch stream;
     OnHost("ip addr add 192.0.2.9/24 dev net0 label net0:1");
     OnHost("ip link set far0 down");
-    EXPECT_EQ(stream.Next(), kUnplugged); // the new addresses sent no event
+    EXPECT_EQ(stream.Next(), kUnplugged); // the new address caused no event
 }
 
 TEST_F(FollowedInterface, UsesItsSecondAddressWhenTheFirstIsRemoved)
@@ -159,7 +159,7 @@ TEST_F(FollowedInterface, IsFollowedWhenRecreated)
     Watch stream;
     OnHost("ip link del net0");
     EXPECT_EQ(stream.SkipTo(kAbsent), kAbsent);
-    OnHost("ip link add other0 type veth peer name other1"); // net0 gets new indexes
+    OnHost("ip link add other0 type veth peer name other1"); // net0 gets a new index
     OnHost(kCreate);
     EXPECT_EQ(stream.SkipTo(kComplete), kComplete);
     OnHost("ip link del other0");

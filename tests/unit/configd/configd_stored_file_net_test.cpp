@@ -101,7 +101,7 @@ TEST_F(StoredFileTest, IsNotAvailableIfItDoesNotExistOnAReadOnlyMedium)
 
 TEST_F(StoredFileTest, IsNotAvailableOnAMediumThatFails)
 {
-    test::OnHost("ln -s /proc/self/mem " + kFile); // the first page cannot be read
+    test::OnHost("ln -s /proc/self/mem " + kFile); // reading fails: page 0 is not mapped
     EXPECT_EQ(ReadFault(), "cannot read /var/settings/file.json: Input/output error");
 }
 

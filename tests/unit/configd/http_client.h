@@ -60,8 +60,8 @@ public:
         return poll(&waiting, 1, milliseconds) == 1;
     }
 
-    // Reads up to and including the text end; if it is empty, up to the end of the
-    // connection. Returns less if the connection ends before.
+    // Reads up to and including `end`; if `end` is empty, up to the end of the connection.
+    // Returns less if the connection ends before.
     std::string ReadUntil(const std::string &end)
     {
         std::size_t at = std::string::npos;
@@ -189,8 +189,8 @@ public:
         }
     }
 
-    // Skips comments and other events until this event arrives, and returns it; "" if
-    // the stream ends before.
+    // Skips comments and other events until this event arrives, and returns it. Returns "" if
+    // the stream ends before, and another text if the time is over.
     std::string SkipTo(const std::string &event)
     {
         const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kTimeoutMs);

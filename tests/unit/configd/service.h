@@ -18,7 +18,7 @@
 namespace test {
 
 // Makes the service's folder for each test. system is the first system.json; without it
-// the device is as it leaves the factory.
+// the device has its factory settings.
 class ConfigFolder : public testing::Test
 {
 protected:

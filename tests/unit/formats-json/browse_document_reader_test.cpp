@@ -81,7 +81,7 @@ TEST(ReadBrowseDocument, NamesTheFaultInOneLine)
               "not a browse list: an element is not an object");
 }
 
-TEST(CopyBrowseDocument, KeepsTheMembersOfEveryObjectAsTheyAre)
+TEST(CopyBrowseDocument, KeepsTheMembersOfEveryObjectInAlphabeticalOrder)
 {
     std::string copy;
     std::string error;
@@ -99,7 +99,7 @@ TEST(CopyBrowseDocument, KeepsTheMembersOfEveryObjectAsTheyAre)
     EXPECT_EQ(copy, "[]");
 }
 
-TEST(CopyBrowseDocument, KeepsUnknownMembersAndReplacesBytesThatAreNotUtf8)
+TEST(CopyBrowseDocument, KeepsUnknownMembersExceptArraysAndReplacesBytesThatAreNotUtf8)
 {
     std::string copy;
     std::string error;

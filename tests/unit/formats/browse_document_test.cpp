@@ -47,7 +47,7 @@ std::string Bracketed(const std::string &objects)
     return "[" + objects + "]";
 }
 
-// The text of a host name between the quotes.
+// A host name as the document has it between the quotes.
 std::string Encoded(const std::string &hostName)
 {
     SSDPDeviceType device;

@@ -84,7 +84,7 @@ TEST(ReadDescription, AnyOtherMissingElementIsAnEmptyField)
 
 TEST(ReadDescription, AValueExtendsFromTheFirstOccurrenceOfTheNameToTheNextClosingTag)
 {
-    // A plain search: it needs no opening tag and always skips one byte.
+    // The reader searches for the bare name, without "<" and ">", and skips the byte after it.
     const auto device = ReadDescription("friendlyName:a</b></friendlyName UDN uuid:x-y-z</UDN");
     ASSERT_TRUE(device);
     EXPECT_EQ(device->hostName, "a</b>");

@@ -167,7 +167,8 @@ TEST(ReadListing, ReadsTheFirstEntryEvenIfItsNamesImitateAnEntry)
 
 TEST(ReadListing, IsCutIfTheLargestEntryWouldNotHaveFitted)
 {
-    // Labels of 65 bytes, and four texts from one description of 1500 bytes.
+    // The labels have 65 bytes. Each of the four texts may be as long as a whole description,
+    // 1500 bytes.
     constexpr std::size_t kLargestEntry = 65 + 4 * 1500;
     const auto whole = ReadListing(ListingOfSize(kDatagram - kLargestEntry), "NodeList");
     ASSERT_TRUE(whole);

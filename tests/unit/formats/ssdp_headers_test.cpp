@@ -23,8 +23,8 @@ std::string_view NT(std::string_view line)
     return ScanHeaders(line).notify.nt;
 }
 
-// Reads a datagram from memory of exactly its size, since AddressSanitizer then finds any
-// read beyond it, and checks that every view is within it.
+// Scans a datagram in memory of exactly its size: AddressSanitizer then finds any read beyond
+// it. Checks that every view is within the datagram.
 void ScanStrictly(std::string_view datagram)
 {
     const std::vector<char> exact(datagram.begin(), datagram.end());

@@ -10,8 +10,8 @@
 
 namespace test {
 
-// From now on a system call fails with an error, in this process and its later children.
-// Only calls whose first argument has none of the given bits fail.
+// From now on a system call fails with an error, in this thread and in threads and processes
+// that it starts later. Calls whose first argument has one of the given bits do not fail.
 inline void DenyCall(long number, int error, unsigned int exceptBits = 0)
 {
     const std::array<sock_filter, 6> program{{

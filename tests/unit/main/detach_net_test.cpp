@@ -1,4 +1,4 @@
-// In a private mount namespace, because tests hide /proc.
+// These tests run in a private mount namespace, because one of them hides /proc.
 #include "denied_call.h"
 #include "main/detach.h"
 #include "support/capture.h"
@@ -80,7 +80,7 @@ struct Outcome
     test::Output output;
 };
 
-// The detached process writes its report here, and keeps it open.
+// The descriptor to which the detached process writes its report. Detach keeps it open.
 int gReport = -1;
 
 int StatusOf(pid_t process)
@@ -332,7 +332,7 @@ TEST(OwnDescriptors, AreNeverStandardDescriptors)
     EXPECT_THAT(outcome.report, testing::Not(testing::ContainsRegex("\nown [012]\n")));
 }
 
-TEST(OwnDescriptors, KeepOpenStandardDescriptors)
+TEST(OwnDescriptors, LeaveStandardDescriptorsThatAreOpenUnchanged)
 {
     const Outcome outcome = OutcomeOf([] {
         const std::map<int, std::string> before = Descriptors();
@@ -345,7 +345,7 @@ TEST(OwnDescriptors, KeepOpenStandardDescriptors)
 class DetachedEventLoop : public testing::TestWithParam<const char *>
 {
 protected:
-    // The descriptors closed before the start.
+    // Closes the descriptors whose numbers are these digits, before the start.
     static void CloseSome(const std::string &digits)
     {
         for (const char digit : digits) {

@@ -21,7 +21,7 @@ timeval fromNow(AvahiUsec microseconds)
     return deadline;
 }
 
-// The callback of a time-out: records which one it was, then runs the test's action.
+// The callback of a time-out: records the time-out, then runs the test's action.
 struct Observer
 {
     std::vector<AvahiTimeout *> calls;

@@ -8,10 +8,10 @@
 #include <deque>
 #include <string>
 
-// Replaces the functions of the Avahi client library that talk to avahi-daemon. They work
-// like the real ones and record every call. So a test can check the exact calls, and can
-// cause failures that a working avahi-daemon never has. Only one source file of a test
-// program includes it.
+// Replaces the functions of the Avahi client library that talk to avahi-daemon. The
+// replacements work like the real functions, and most of them record their calls. A test can
+// check these calls exactly, and can cause failures that a working avahi-daemon never has.
+// Only one source file of a test program includes this file.
 
 struct AvahiClient
 {

@@ -16,7 +16,7 @@ inline const char *const kAddHttp = "is_empty\n"
                                     "commit\n";
 
 // Runs a scenario in a new process, because the publisher's state lasts as long as the
-// process. `out` has the calls of Avahi.
+// process. The result's `out` has the calls of Avahi's functions.
 inline test::Output inFreshProcess(const std::function<void()> &scenario)
 {
     return test::InChild([&scenario] {

@@ -20,11 +20,11 @@ extern "C" const char *__tsan_default_suppressions()
 #endif
 #endif
 
+using Steps = std::vector<std::function<void(Mdns &)>>;
+
 // Runs the publisher on the Qt event loop, as the daemon does, in a child process (see
 // support/live_child.h). Runs the first step at once, and one more for each byte of its
 // input; ends the event loop at the end of the input. Returns the process's exit status.
-using Steps = std::vector<std::function<void(Mdns &)>>;
-
 inline int runMdns(const Steps &steps)
 {
     int argc = 1;

@@ -44,7 +44,7 @@ TEST(HTTPS, AnswerIsKeptEvenIfTheBoardIsFoundLater)
     });
 }
 
-TEST(HTTPS, AnswerLooksTheBoardUpOnce)
+TEST(HTTPS, BoardIsLookedUpOnceForTheAnswer)
 {
     const test::Output output = test::InChild([] {
         SetProduct("lumen");

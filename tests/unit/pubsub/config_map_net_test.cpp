@@ -23,7 +23,7 @@ class Config : public testing::Test
 protected:
     Config() { qRegisterMetaType<ConfigMap::ParamId>("ConfigMap::ParamId"); }
 
-    // A watch with these first values.
+    // Starts a watch. The service has these first values.
     void Watch(const std::string &system, const std::string &devices)
     {
         mService = std::make_unique<test::ConfigService>(system, devices);
@@ -253,7 +253,7 @@ TEST_F(Config, KeepsTheSlotsThatAShorterListDoesNotHave)
     EXPECT_EQ(String(2, ConfigMap::Address), "192.0.2.91");
 }
 
-TEST_F(Config, IgnoresAFourthDevice)
+TEST_F(Config, IgnoresDevicesAfterTheThird)
 {
     WatchUsual();
     std::string devices = "[" + Device("Idle", true, "192.0.2.10");

@@ -19,9 +19,8 @@ namespace test {
 constexpr const char *kUsn = "uuid:65746500-Corvia 12-192.0.2.10-0";
 constexpr const char *kDocument = "/var/www/html/corvia_12_upnp_ssdp_1.xml";
 
-// A coordinator on a device, and a peer that receives its datagrams. All tests of a program
-// share one, because its threads need time to end. Tests change settings by its slot, as
-// the configuration watcher does.
+// A coordinator on a device, and a peer that receives its datagrams. Tests change settings by
+// its slot, as the configuration watcher does.
 class Coordinator
 {
 public:
@@ -139,6 +138,7 @@ private:
     std::vector<std::unique_ptr<QSignalSpy>> mSpies; // destroyed before the objects that they watch
 };
 
+// The tests of a suite share one coordinator, because its threads need time to end.
 class CoordinatorTest : public testing::Test
 {
 protected:

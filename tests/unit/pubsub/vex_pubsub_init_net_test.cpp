@@ -75,7 +75,7 @@ TEST_F(Init, PublishesBySsdpAndDnsSdAndSignalsNameAndSwitch)
 
 // Deliberate: if SSDP is off at the start, changes of name and address are still announced,
 // until SSDP is switched off later.
-TEST_F(Init, WithSsdpOffOpensTheEngineAndPublishesNothingBeforeAChange)
+TEST_F(Init, WithSsdpOffOpensTheEngineAndAnnouncesNothingBySsdpBeforeAChange)
 {
     test::LiveChild daemon = Start(R"({"hostName":"gamma","ssdpEnable":false})");
     EXPECT_TRUE(daemon.WaitForOut("enableHost false\nnameChanged gamma\n"));

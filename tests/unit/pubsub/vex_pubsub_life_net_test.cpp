@@ -38,7 +38,7 @@ TEST(PubSubLife, SwitchingOffSendsTheGoodbyeAtTheNextTick)
     EXPECT_TRUE(device.IsOpen());
 }
 
-TEST(PubSubLife, AChangeInTheServiceReachesTheNetwork)
+TEST(PubSubLife, AChangeOfTheConfigurationIsSignalledAndOpensTheEngine)
 {
     test::Coordinator device;
     EXPECT_EQ(device.Signals(), Texts()); // the first values are not changes
@@ -115,7 +115,7 @@ TEST(PubSubLeaving, BeforeTheFirstPublicationPreventsIt)
     EXPECT_EQ(access("/var/www/discovery/browse.json", F_OK), -1);
 }
 
-// collectIPAddresses waits while the system reports no address.
+// collectIPAddresses waits while the system does not report its addresses.
 TEST(PubSubLeaving, EndsTheWaitForAnAddress)
 {
     test::Coordinator device;

@@ -162,7 +162,7 @@ TEST_F(PubSub, CompleteOpensTheEngineWithoutAnnouncementWhileSsdpIsOff)
     device->Set(ConfigMap::InterfaceSetupState, "Complete", false);
     EXPECT_EQ(device->Signals(), Texts{"ipChanged"});
     EXPECT_TRUE(device->IsOpen());
-    device->AwaitPass(); // which would announce it
+    device->AwaitPass(); // the pass would announce a queued service
     test::PeerSocket asker;
     asker.SendTo("gh", test::kOwnAddress, 49821);
     EXPECT_EQ(asker.Receive(), "HostList");

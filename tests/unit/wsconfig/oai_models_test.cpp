@@ -127,7 +127,7 @@ TEST(OAIInterfaceSetupState, AnyOtherTextIsNotSet)
     EXPECT_EQ(OAIInterfaceSetupState().asJson(), QString());
 }
 
-TEST(ConfigurationNames, AreThoseOfTheModelAndTheClient)
+TEST(ConfigurationNames, AndNumbersAreThoseOfTheServicesContract)
 {
     using configuration::SetupState;
     EXPECT_STREQ(NameOf(SetupState::Idle), "Idle");

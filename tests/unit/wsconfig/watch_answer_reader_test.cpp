@@ -177,7 +177,7 @@ TEST(WatchAnswerReader, NoValuesFollowAFault)
     EXPECT_TRUE(news.values.empty());
 }
 
-TEST(WatchAnswerReader, DamagedAnswersGiveOnlyWellFormedJson)
+TEST(WatchAnswerReader, DamagedAnswersGiveOnlyTextsThatBeginLikeObjectsOrArrays)
 {
     const std::string good = kHeader + "event: 24\ndata: {\"hostName\":\"a\"}\n\n"
                                        "event: 19\ndata: []\n\n";
