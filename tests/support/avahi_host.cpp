@@ -53,6 +53,7 @@ void SetBus(const std::string &address)
     setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
 }
 
+// Mounts a file with this text over the file at path.
 void HideUnder(const std::string &text, const std::string &path)
 {
     const std::string file = WriteFile("/run" + path.substr(path.rfind('/')), text);

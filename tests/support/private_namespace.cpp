@@ -38,7 +38,7 @@ void WriteFile(const char *path, const std::string &text)
 
 void Run(const std::string &command)
 {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-env33-c): only tests call it, to run the ip tool
+    // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-env33-c): only tests call it, for tools like ip
     if (std::system(command.c_str()) != 0) {
         throw std::runtime_error("failed: " + command);
     }
@@ -83,7 +83,7 @@ bool CanChooseMulticastInterface()
     return result;
 }
 
-// The kernel starts to send some time after the link is there, and drops datagrams until then.
+// A shell command that waits until the link works. The kernel drops datagrams until then.
 std::string WaitForLink(const std::string &interface)
 {
     return "for turn in $(seq 1000); do ip link show " + interface +

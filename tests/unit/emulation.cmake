@@ -3,8 +3,8 @@ set(not_emulated
     # The emulator refuses filters of system calls.
     Leaving.KeepsTheDefaultActionsIfItsThreadCannotBeCreated
     Detach.ClosesOneByOneWithoutCloseRange
-    Detach.EndsWith1WhenItCannotMakeAProcess
-    Detach.EndsWith1WhenItCannotMakeASession
+    Detach.EndsTheCallerWith1WhenItCannotMakeAProcess
+    Detach.EndsTheChildWith1WhenItCannotMakeASession
     UDPSocketPollBatch.CostsOneSystemCallForAll
     UDPSocketPoll.CostsOneSystemCallForEachDatagram
     Closing.LetsTheEngineOpenAgainWhileAThreadIsBlocked

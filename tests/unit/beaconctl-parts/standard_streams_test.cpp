@@ -33,7 +33,7 @@ void LoseReader()
 
 } // namespace
 
-TEST(WriteOutput, WritesTheWholeTextToAFullNonBlockingPipe)
+TEST(WriteOutput, WritesTheWholeTextToAFullNonBlockingStream)
 {
     const std::string text(1 << 22, 'x');
     test::LiveChild child([&text] {

@@ -257,7 +257,7 @@ TEST(Detach, DoesNotCountToALimitOfABillion)
     EXPECT_EQ(outcome.report, std::string(kStandardOnly) + "0");
 }
 
-TEST(Detach, EndsWith1WhenItCannotMakeAProcess)
+TEST(Detach, EndsTheCallerWith1WhenItCannotMakeAProcess)
 {
     const Outcome outcome = OutcomeOf([] {
         test::DenyCall(SYS_clone, EAGAIN, CLONE_VM); // threads and sanitizers may still use it
@@ -270,7 +270,7 @@ TEST(Detach, EndsWith1WhenItCannotMakeAProcess)
     EXPECT_EQ(outcome.output.out + outcome.output.err, "");
 }
 
-TEST(Detach, EndsWith1WhenItCannotMakeASession)
+TEST(Detach, EndsTheChildWith1WhenItCannotMakeASession)
 {
     const Outcome outcome = OutcomeOf([] {
         test::DenyCall(SYS_setsid, EPERM);

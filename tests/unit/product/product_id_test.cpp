@@ -126,7 +126,7 @@ TEST(BoardID, OtherBoardsAreUnknown)
     }
 }
 
-TEST(BoardID, ModelNameOfTheReservedValueIsUnknown)
+TEST(BoardID, ModelNameOfTheValueForTheCurrentBoardIsUnknown)
 {
     EXPECT_EQ(CProductID::GetModelNameFromBoardID(kVEXBoardCurrent), "Unknown Model");
 }

@@ -184,7 +184,7 @@ TEST_F(PubSub, OtherStatesAreIgnored)
     EXPECT_EQ(device->Signals(), Texts());
 }
 
-TEST_F(PubSub, SwitchingOnAnnounces)
+TEST_F(PubSub, SwitchingOnAnnouncesWhenTheEngineIsOpened)
 {
     Disable();
     device->Set(ConfigMap::SsdpEnable, "", true);

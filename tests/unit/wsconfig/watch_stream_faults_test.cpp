@@ -123,7 +123,7 @@ TEST_F(WatchStreamFaults, AnEndlessHeaderIsCutOff)
     EXPECT_EQ(Values(), "24={}|19=[]|");
 }
 
-TEST_F(WatchStreamFaults, DropsMalformedEventsWithALineEachAndStaysConnected)
+TEST_F(WatchStreamFaults, DropsUnusableEventsWithALineEachAndStaysConnected)
 {
     const std::string big = QString(10'000'000, QLatin1Char('x')).toStdString();
     mServer.Start({Answer(kEventStream + Event("24", "{") + Event("25", "{}") + Event("24", big) +

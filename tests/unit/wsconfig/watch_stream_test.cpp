@@ -183,7 +183,7 @@ TEST_F(WatchStreamTest, ReadsAStreamInOneByteChunks)
     EXPECT_EQ(Values(), "24={}|19=[]|");
 }
 
-TEST_F(WatchStreamTest, AFloodOfEventsLeavesTheEventLoopToOthers)
+TEST_F(WatchStreamTest, AFloodOfBytesLeavesTheEventLoopToOthers)
 {
     mServer.Start({[](Connection &connection) {
         connection.ReadRequest();
