@@ -15,13 +15,13 @@ struct Arguments
     std::string operand; // file of browse, target of search; empty: the default
     std::string host;    // address or name; empty: this device (search: the multicast
                          // group; monitor: any device)
-    std::string product; // monitor only: its name; empty: any
+    std::string product; // monitor only: the name of a product; empty: any
     std::chrono::milliseconds timeout{2000};
     bool json = false;
 };
 
-// Reads the words of a command line, byte for byte, without the program's name. False,
-// with error set to one line that names the fault, if it is invalid.
+// Reads the words of a command line, without the program's name. False, with error set to one
+// line that names the fault, if the command line is invalid.
 [[nodiscard]] bool ReadArguments(const std::vector<std::string> &words, Arguments &arguments,
                                  std::string &error);
 

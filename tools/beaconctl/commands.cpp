@@ -33,8 +33,8 @@ std::size_t TerminalHeight()
 // The result of the last question.
 struct State
 {
-    std::string error; // empty if it answered
-    bool cut = false;  // of the last listing
+    std::string error; // empty if the device answered
+    bool cut = false;  // whether the last listing was cut
 };
 
 std::string Head(const std::string &host, const State &state)
@@ -80,7 +80,7 @@ void WriteAskingError(const std::string &error)
     }
 }
 
-// Writes the changes, and each fault once.
+// Writes the changes; also a fault or the notice of a cut listing, but only when it begins.
 bool WriteLines(const Arguments &arguments, const State &before, const State &state,
                 const std::vector<ChangedEntry> &changes)
 {

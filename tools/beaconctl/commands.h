@@ -18,7 +18,8 @@ enum ExitStatus { kFound = 0, kNothingFound = 1, kInvalidUsage = 2, kFailed = 3 
 // Shows a device's nodes and their changes: a table that is redrawn on a terminal;
 // otherwise a line for each node at the beginning, then one for each change. SIGINT and
 // SIGTERM end the program: with kFound if any listing had a node, kNothingFound if all
-// were empty, kFailed if there was none. Returns only if the output cannot be written.
+// listings were empty, kFailed if no listing arrived. Returns only if the output cannot be
+// written.
 [[nodiscard]] ExitStatus RunWatch(const Arguments &arguments, bool terminal, bool colours);
 
 } // namespace beaconctl

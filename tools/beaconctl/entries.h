@@ -56,8 +56,8 @@ struct ChangedEntry
 // kept.
 void PutChangedFirst(std::vector<ChangedEntry> &entries);
 
-// History compares each listing of a device with the one before, and marks a change for
-// the next ten listings. Not thread-safe.
+// History compares each listing of a device with the one before, and marks a change for ten
+// listings: the one that shows it first, and the next nine. Not thread-safe.
 class History
 {
 public:

@@ -12,7 +12,8 @@
 namespace beaconctl {
 namespace {
 
-// A daemon of this device answers at once, so a machine without one should not wait longer.
+// A daemon on this device answers at once. On a machine without a daemon, a longer wait would
+// only delay the search for the name.
 constexpr std::chrono::milliseconds kLongestWait{2000};
 
 // The nodes of this device; none if it does not answer.

@@ -9,8 +9,8 @@
 // The address of --host, which may also be a name.
 namespace beaconctl {
 
-// The addresses of the entries with a host name, each once, in the order of the entries. The
-// name may also be written as tables show it, with escapes. Pure function.
+// The valid addresses of the entries with this host name, each once, in the order of the
+// entries. The name may also be written as tables show it, with escapes. Pure function.
 [[nodiscard]] std::vector<std::string> AddressesOf(const std::string &name, const Entries &entries);
 
 // If the host of the arguments is a name, replaces it by an address: of the device that this

@@ -17,7 +17,7 @@ struct Message
     std::string usn;
     std::string location;
     std::string product; // as ProductKey writes it
-    std::string meaning; // for a daemon, in words
+    std::string meaning; // the meaning of the message for a daemon, in words
 };
 
 [[nodiscard]] Message DescribeDatagram(const Datagram &datagram);

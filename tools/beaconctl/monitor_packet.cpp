@@ -39,7 +39,7 @@ in_addr Address(std::string_view packet, std::size_t place)
     return address;
 }
 
-// The size of the IPv4 header; 0 if the packet has no such header and no UDP header after it.
+// The size of the IPv4 header; 0 unless the packet has one and a UDP header after it.
 std::size_t HeaderSize(std::string_view packet)
 {
     if (packet.size() < kLeastHeader || Byte(packet, 0) >> 4U != 4) {

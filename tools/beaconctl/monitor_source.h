@@ -27,7 +27,7 @@ public:
     // address; joins the group. False if that fails. REQUIRES: called once.
     [[nodiscard]] bool Open(std::string &error);
 
-    // Whether it receives unicast, and also what this host sends: through a packet socket.
+    // Whether it also receives unicast, from and to this host. Only a packet socket does.
     [[nodiscard]] bool HasUnicast() const { return mPackets >= 0; }
     // The descriptor that is readable when something has arrived.
     [[nodiscard]] int Descriptor() const { return HasUnicast() ? mPackets : mGroup; }
@@ -39,7 +39,7 @@ public:
 private:
     int mPackets = -1;                 // the packet socket
     int mGroup = -1;                   // the UDP socket that has joined the group
-    std::array<char, 65536> mBuffer{}; // of the largest packet
+    std::array<char, 65536> mBuffer{}; // holds the largest packet
 };
 
 } // namespace beaconctl

@@ -44,14 +44,14 @@ enum class Source { Listing, BrowseList };
 // before anything else is opened.
 void OccupyClosedStreams();
 
-// Writes a text to standard output, and waits for its reader. False, after a line on
-// standard error, if it cannot be written. If SIGPIPE is not ignored, a pipe without a
-// reader ends the program by this signal.
+// Writes a text to standard output; waits while there is no room for it, for instance in a
+// pipe. False, after a line on standard error, if it cannot be written. If SIGPIPE is not
+// ignored, a pipe without a reader ends the program by this signal.
 [[nodiscard]] bool WriteOutput(std::string_view text);
 
 // Waits a number of milliseconds (-1: without limit), but only as long as standard output has a
-// reader and a descriptor, if given, has nothing to read. False, or the end of the program, as
-// for WriteOutput if there is no reader.
+// reader and a descriptor, if given, has nothing to read. If there is no reader, does the same
+// as WriteOutput: returns false, or ends the program.
 [[nodiscard]] bool WaitWhileOutputIsRead(int milliseconds, int descriptor = -1);
 
 // Writes "beaconctl: ", the text and a line end to standard error.

@@ -18,7 +18,7 @@ namespace beaconctl {
 namespace {
 
 constexpr const char *kThisDevice = "127.0.0.1";
-// Far more than the list of 4096 devices with the longest names that a datagram can hold.
+// Four times the longest list that the daemon writes (kMaxKnownBytes in ssdp_tunables.h).
 constexpr std::size_t kLargestFile = std::size_t{16} * 1024 * 1024;
 
 // Reads the reply of the host that was asked; ignores datagrams of others.
@@ -112,7 +112,7 @@ std::optional<std::string> Question::Receive(Clock::time_point end, sockaddr_in 
         if (left.count() <= 0) {
             return std::nullopt;
         }
-        // A sender distinguishes an empty datagram from none.
+        // Only a datagram sets the sender. Its length may be 0.
         sender.sin_family = AF_UNSPEC;
         const std::size_t length = mSocket.Poll(datagram.data(), datagram.size(), sender,
                                                 static_cast<unsigned int>(left.count()));

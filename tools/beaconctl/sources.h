@@ -46,8 +46,8 @@ constexpr std::string_view kNoAnswer = "no answer from ";
 // The address of the device that the arguments name.
 [[nodiscard]] std::string AskedHost(const Arguments &arguments);
 
-// Asks a device's diagnostic port for a listing. False if there is no answer in time (error
-// begins with kNoAnswer), or an invalid one.
+// Asks a device's diagnostic port for a listing. False if the question cannot be sent, if the
+// answer is invalid, or if there is none in time (error then begins with kNoAnswer).
 [[nodiscard]] bool AskListing(const Arguments &arguments, const formats::ListingKind &kind,
                               Listing &listing, std::string &error);
 

@@ -221,8 +221,8 @@ Finding JudgeInterface(const Observations &seen)
     return Fine(kCheck, "net0 has the address " + net0.addresses.front());
 }
 
-// If the daemon announces itself, its announcement counts: the product file may have changed
-// since its start.
+// If the device is announced with a product, the announcement counts: the product file may have
+// changed since the daemon's start.
 Finding JudgeProduct(const Observations &seen)
 {
     if (!Runs(seen)) {

@@ -28,7 +28,7 @@ std::optional<std::string> FirstLabel(const ns_msg &message, const ns_rr &record
     return std::string(name.begin() + 1, name.begin() + 1 + name[0]);
 }
 
-// The name in a PTR record in the text form in which records have their own names.
+// The name in a PTR record, as text in the same form as ns_rr_name().
 std::string TargetOf(const ns_msg &message, const ns_rr &record)
 {
     std::array<char, NS_MAXDNAME> name{};
@@ -91,7 +91,7 @@ std::vector<std::string> ReadServiceNames(std::string_view response)
     return names;
 }
 
-// The query is sent twice: a datagram may be lost.
+// If nothing is found in half of the time-out, sends the query again: a datagram may be lost.
 std::vector<std::string> AskServices(const std::string &address, std::chrono::milliseconds timeout)
 {
     const sockaddr_in group = ParseAddress(kGroup, kMdnsPort).value_or(sockaddr_in());

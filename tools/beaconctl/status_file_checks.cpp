@@ -17,7 +17,7 @@ using vexbase::Concat;
 constexpr const char *kRepairFolder =
     "Owner root, group beacond, mode 1775: install -d -o root -g beacond -m 1775 ";
 
-// The time within which the daemon announces itself after its start, and some seconds more.
+// The time within which the daemon announces the device after its start, and some seconds more.
 constexpr std::time_t kStartSeconds = 15;
 
 std::string AgeText(std::time_t seconds)

@@ -28,7 +28,7 @@ namespace beaconctl {
 // status_sockets.cpp: the network interface and the UDP sockets.
 
 // The sockets in the text of /proc/net/udp that are bound to a port and to no multicast
-// group. Lines that the kernel does not write are skipped.
+// group. Lines of another form, such as the heading, are skipped.
 [[nodiscard]] std::vector<UdpSocket> ReadUdpTable(std::string_view table, std::uint16_t port);
 
 // The receive buffer of a UDP socket in bytes, with the kernel's overhead; nothing if the
@@ -44,12 +44,12 @@ namespace beaconctl {
 // The query for the services of the type _http._tcp (RFC 6762, 5.1).
 [[nodiscard]] std::string ComposeServiceQuery();
 
-// The names of the services in a response whose TXT strings are those of beacond; none if
-// the datagram is no such response.
+// The names of those services in a response that have the TXT strings of beacond; none if the
+// datagram is not a DNS message.
 [[nodiscard]] std::vector<std::string> ReadServiceNames(std::string_view response);
 
-// Asks for the services of this device's address, and waits for them at most the
-// time-out.
+// Asks for services, and returns the names in the answer of this device, which has the given
+// address. Waits at most the time-out.
 [[nodiscard]] std::vector<std::string> AskServices(const std::string &address,
                                                    std::chrono::milliseconds timeout);
 
@@ -59,13 +59,13 @@ namespace beaconctl {
 [[nodiscard]] Folder FindDocuments();
 [[nodiscard]] Folder FindLists();
 
-// Reads the browse list. isCurrent is set if a whole listing of the known services is given.
+// Reads the browse list. Sets isCurrent if the list can be read and `known` is a whole listing.
 [[nodiscard]] BrowseList FindBrowseList(const std::optional<Listing> &known);
 
 // The installed packages in lines of dpkg-query with their status, name and version.
 [[nodiscard]] std::vector<Package> ReadPackages(std::string_view answer);
 
-// The installed packages of this system, and avahi-daemon; none without dpkg.
+// The installed packages of beacond, and avahi-daemon; none without dpkg.
 [[nodiscard]] std::vector<Package> FindPackages();
 
 } // namespace beaconctl

@@ -34,8 +34,8 @@ struct StatusReport
 
 [[nodiscard]] StatusReport Judge(const Observations &seen);
 
-// Whether a user may replace a file of this owner and mode in this folder. Access control
-// lists are not considered.
+// Whether a user who may create files in a folder may also write this file there and replace it.
+// Access control lists are not considered.
 [[nodiscard]] bool MayReplace(const FileState &file, const FileState &folder, const Rights &user);
 
 // Whether a user may create files in a folder.

@@ -76,7 +76,7 @@ struct Configuration
 struct Dnssd
 {
     bool avahiRuns = false;
-    bool asked = false;                // net0 has an address from which to ask
+    bool asked = false;                // avahi-daemon was asked: net0 has an address
     std::vector<std::string> services; // names of this device's services with beacond's TXT strings
 };
 
@@ -133,7 +133,7 @@ struct Observations
     Folder documents;
     Folder lists;
     BrowseList browseList;
-    std::vector<Package> packages; // the installed ones of this system, and avahi-daemon
+    std::vector<Package> packages; // the installed ones of beacond, and avahi-daemon
 };
 
 } // namespace beaconctl

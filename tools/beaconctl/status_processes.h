@@ -7,8 +7,9 @@
 #include <string_view>
 #include <vector>
 
-// Processes of this device, from the files in /proc (proc(5)). The readers are pure
-// functions; they return nothing for a text that the kernel does not write.
+// Processes of this device, from the files in /proc (proc(5)). ReadProcessStat,
+// ReadProcessStatus and ReadVariable are pure functions. The first two return nothing for a text
+// in another form than the kernel's.
 namespace beaconctl {
 
 // Fields of /proc/PID/stat.
@@ -38,14 +39,16 @@ struct ProcessStatus
 // to have another network, for instance in a container.
 [[nodiscard]] std::vector<Process> FindProcesses(std::string_view program);
 
-// Whether this user sees the processes of others; false if /proc is mounted with hidepid.
+// Whether this user sees the processes of others. If /proc is mounted with hidepid, only root
+// sees them.
 [[nodiscard]] bool SeesProcesses();
 
 // Whether a process has a socket. Only root and the process's user can see this. For other
 // users: whether the process and the socket have the same user.
 [[nodiscard]] bool HasSocket(const Process &process, const UdpSocket &socket);
 
-// The product ID of the daemon, from its environment or, without it, from the product file.
+// The product ID of the daemon: the variable PRODUCT_ID of its environment, or the product file if
+// the variable is not set.
 [[nodiscard]] ProductID FindProductID(const Process &daemon);
 
 // The rights of the user "beacond"; nothing if there is no such user.

@@ -21,7 +21,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char *kAddress = "127.0.0.1";
 constexpr int kPort = 8080;
-// More than the service's longest value.
+// Longer than every answer of the service.
 constexpr std::size_t kLongestBody = std::size_t{1} << 20;
 
 std::string SystemError(int number)

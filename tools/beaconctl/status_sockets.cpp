@@ -58,7 +58,8 @@ std::optional<UdpSocket> ReadUdpLine(const std::string &line, std::uint16_t want
     return UdpSocket{*user, *inode};
 }
 
-// The receive buffers by inode, in one datagram of the kernel's answer. False at its end.
+// Adds the receive buffers in one datagram of the kernel's answer, by inode. False at the end of
+// the answer, or if the kernel reports an error.
 bool ReadBuffers(std::string_view answer, std::map<std::uint64_t, std::uint32_t> &buffers)
 {
     const auto *header = reinterpret_cast<const nlmsghdr *>(answer.data());

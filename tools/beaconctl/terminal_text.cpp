@@ -14,8 +14,8 @@ namespace {
 using formats::Character;
 using formats::TakeCharacter;
 
-// Control and format characters: they act on the text around them, or are invisible.
-// Unicode has reserved the rest of the two ranges for such characters.
+// Control and format characters: they act on the text around them, or are invisible. The two
+// ranges also contain characters that Unicode has reserved for the same use.
 bool IsActive(char32_t character)
 {
     const QChar::Category category = QChar::category(static_cast<uint>(character));

@@ -21,8 +21,8 @@ namespace beaconctl {
 [[nodiscard]] std::size_t DisplayWidth(std::string_view safeText);
 
 // A text from SafeText, shortened to at most this number of columns (3 or more): the end of
-// a longer text is replaced by "...". A text of more than twice as many characters is shortened
-// too, since some characters take no column.
+// a longer text is replaced by "...". A text with more than two characters for each column is
+// shortened, too: some characters take no column.
 [[nodiscard]] std::string Shorten(const std::string &safeText, std::size_t columns);
 
 // A table of aligned columns.
@@ -61,8 +61,8 @@ private:
 // Makes a terminal wrap long lines again. Each ScreenText ends with it.
 constexpr std::string_view kWrapLines = "\x1b[?7h";
 
-// Whether ScreenText shows all lines of a table, its heading included, on a terminal of this
-// height (0: not known).
+// Whether ScreenText shows all lines of a table, including the line with the names of its
+// columns, on a terminal of this height (0: not known).
 [[nodiscard]] bool FitsOnScreen(std::size_t lines, std::size_t height);
 
 // Escape sequences that redraw a heading and a table in place. Lines are cut at the width

@@ -20,9 +20,9 @@ public:
     using Clock = std::chrono::steady_clock;
     using Answerer = std::function<void(Client &client, const Request &request)>;
 
-    // The client must complete each request within timeout, counted from the start of
-    // the connection or from the previous answer. It must also receive that answer
-    // within this time. REQUIRES: socket is connected and non-blocking.
+    // The client must complete its first request within timeout. Within timeout after each
+    // answer, it must have received the answer and completed its next request. REQUIRES:
+    // socket is connected and non-blocking.
     Client(vexbase::FileDescriptor socket, Clock::duration timeout);
 
     [[nodiscard]] int Descriptor() const { return mSocket.Descriptor(); }
@@ -46,7 +46,7 @@ public:
     void AddHeartbeat() { mStream->AddHeartbeat(); } // REQUIRES: IsStream()
 
     // Answers an incomplete request with status 408. Call it once after the deadline,
-    // then destroy the client.
+    // then destroy this object.
     void AnswerTimeout();
 
 private:

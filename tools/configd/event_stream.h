@@ -41,7 +41,7 @@ class EventStream
 public:
     explicit EventStream(const std::vector<Parameter> &parameters);
 
-    // Sends a comment line as a heartbeat if no event is waiting.
+    // The next Read returns a comment line as a heartbeat, unless an event is waiting.
     void AddHeartbeat() { mHeartbeat = true; }
 
     // The next bytes to send, at most size. Empty if everything was sent.

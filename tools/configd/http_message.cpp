@@ -3,7 +3,7 @@
 #include "configd/json_reader.h"
 
 // The parser asserts that the end of a chunked body never arrives as exactly four bytes.
-// It may, and the parser handles it correctly.
+// This may happen, and the parser handles it correctly.
 #define BOOST_DISABLE_ASSERTS
 
 #include <algorithm>
@@ -58,7 +58,7 @@ std::string DateField(std::time_t now)
     return {text.data(), length};
 }
 
-// The byte with these two hexadecimal digits; nothing if they are not.
+// The byte that a text of two hexadecimal digits stands for; nothing for any other text.
 std::optional<char> Octet(std::string_view digits)
 {
     unsigned char octet = 0;

@@ -31,7 +31,7 @@ public:
 
     // Readable when Run has something to do.
     [[nodiscard]] int Descriptor() const { return mEpoll.Descriptor(); }
-    // The longest time to wait for it in milliseconds; -1 for no limit.
+    // The longest time to wait for Descriptor(), in milliseconds; -1 for no limit.
     [[nodiscard]] int WaitMs() const;
     // Handles what has arrived, sends events and ends overdue connections. Call it also
     // after a change of the settings.

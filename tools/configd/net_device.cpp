@@ -128,7 +128,7 @@ std::string Text(const NetDevice &device)
            ",\"connected\":" + (device.connected ? "true" : "false") + "}}";
 }
 
-// The devices, joined by between, with before in front and after at the end.
+// The texts of the devices: `before` first, `between` after each but the last, `after` last.
 std::string ListText(const std::vector<NetDevice> &devices, const std::string &before,
                      const std::string &between, const std::string &after)
 {

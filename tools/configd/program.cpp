@@ -32,8 +32,8 @@ vexbase::FileDescriptor OpenEndSignals()
     return descriptor;
 }
 
-// The pause before the files are read again; systemd waits as long before it starts a failed
-// service again.
+// The longest pause before files that were not available are read again. systemd waits as long
+// before it starts a failed service again.
 constexpr int kRetryMs = 2000;
 
 // How long poll may wait, in milliseconds; -1: for ever.

@@ -17,7 +17,7 @@ public:
     // Calls Load.
     explicit StoredFile(std::string name);
 
-    // Reads the file. Throws Failure with kDamagedFile when it is longer than
+    // Reads the file. Throws Failure with kDamagedFile if it is longer than
     // kLargestText. REQUIRES: there is no Text().
     void Load();
 
@@ -26,7 +26,8 @@ public:
     // "cannot write FILE: reason" if the file does not exist and its folder is missing or
     // not writable.
     [[nodiscard]] const std::string &Fault() const { return mFault; }
-    // The text that this object read or wrote last; nothing if the file did not exist.
+    // The text that this object read or wrote last; nothing if the file did not exist or could
+    // not be read.
     [[nodiscard]] const std::optional<std::string> &Text() const { return mText; }
 
     // Whether the text of the file now differs from Text(). Throws std::system_error

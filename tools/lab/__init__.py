@@ -6,8 +6,8 @@ and /tmp, D-Bus, avahi-daemon, beacon-configd and beacond. A Machine is emulated
 processor, kernel and init. A Peer is only a network, in which a test opens sockets.
 
 All namespaces are anonymous. They belong to processes that end with the program that made
-them, so nothing is left, however the program ends. Nothing is sent outside the namespaces.
-Needs root.
+them, so no namespace is left, however the program ends. Nothing is sent outside the
+namespaces. Needs root.
 """
 
 from .capture import Capture, Datagram

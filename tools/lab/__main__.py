@@ -38,7 +38,7 @@ def say(*lines, end="\n"):
 
 
 def end_if_unread():
-    """Ends the program if its output has no reader any more. A write would also find this, but
+    """Ends the program if its output has no reader any more. A write would also notice this, but
     the program may have nothing to write for a long time."""
     poller = select.poll()
     poller.register(STDOUT, 0)
@@ -53,8 +53,8 @@ def fail_if_ended(devices):
 
 
 def check(devices, views, pages):
-    """Waits until all devices, and a browser of the first one's page, see all devices. Returns
-    the exit status."""
+    """Waits until all devices see all devices, and the list for the page of the first one has
+    all devices. Returns the exit status."""
     start = time.monotonic()
     while True:
         fail_if_ended(devices)

@@ -18,15 +18,16 @@ PRODUCTS = ["corvia12", "lumenplus", "talonmx", "zr2",
 
 @dataclasses.dataclass(frozen=True)
 class DeviceSpec:
-    """The properties of a device. Empty ones get values from the device's number."""
+    """The properties of a device. If the name, address or product is empty, it gets a value from
+    the device's number."""
 
     name: str = ""      # of the device in the lab; also its first host name
     address: str = ""   # IPv4, in a /24 network
     product: str = ""   # product ID
     ssdp: bool = True   # the SSDP switch at the start
     network_from_test: bool = False  # put_network sets the state of net0, in place of the kernel
-    programs: str = ""  # the folder of its beacond and beacon-configd; default: the lab's
-    emulator: str = ""  # the command that runs programs for another processor
+    programs: str = ""  # the folder of its beacond and beacon-configd; empty: the lab's
+    emulator: str = ""  # the command that runs programs for another processor; empty: none
 
     def completed(self, number):
         return dataclasses.replace(
@@ -37,7 +38,7 @@ class DeviceSpec:
 
 
 class Device(Node):
-    """A machine with D-Bus, avahi-daemon, beacon-configd and, once started,
+    """A node with D-Bus, avahi-daemon, beacon-configd and, once started,
     beacond. `dbus`, `avahi`, `configd` and `beacond` are its Programs."""
 
     def __init__(self, spec, programs, mark):
@@ -53,7 +54,7 @@ class Device(Node):
         """The command that starts one of the programs under test."""
         return [self.spec.emulator, *command] if self.spec.emulator else [*command]
 
-    # Setting the device up: the Lab calls these in this order.
+    # Setting the device up. The Lab calls start_bus, start_services and wait_for_services.
 
     def start_bus(self):
         self.dbus = self.start("dbus", ["dbus-daemon", "--config-file=/run/lab/bus.conf",
@@ -100,7 +101,7 @@ class Device(Node):
         return self.beacond
 
     def detach_beacond(self, **options):
-        """Starts beacond without -d, like start-up scripts. Returns the CompletedProcess of
+        """Starts beacond without -d, as start-up scripts do. Returns the CompletedProcess of
         the command; the detached daemon keeps running."""
         return self.run(*self.runnable(BEACOND), env=self.daemon_environment(), **options)
 

@@ -12,7 +12,7 @@ from .console import ControlPort, Shell
 from .device import Device
 
 BUSYBOX = "/usr/lib/machine/init"  # BusyBox's init in the images
-# One HTTP request to the configuration service of the machine. $1: its bytes, for printf.
+# One HTTP request to the configuration service of the machine. $1: the bytes of the request.
 REQUEST = 'exec 3<>/dev/tcp/127.0.0.1/8080 && printf %s "$1" >&3 && cat <&3'
 LOGS = ("serial", "shell", "qmp")  # the logs that QEMU writes about a machine
 
@@ -26,7 +26,7 @@ class MachineSpec:
     image: str = "packages"    # its root: a file of the folder of images, without .img
     init: str = "/sbin/init"   # or BUSYBOX
     memory: int = 128          # MB
-    mac: str = ""              # of the network port; by default one with the address
+    mac: str = ""              # of the network port; by default made from the address
     serial_number: str = ""    # in the device tree
     clock: str = "utc"         # when the machine is switched on: "utc" for now, or a date
     product: str = "corvia12"  # of the images

@@ -1,4 +1,4 @@
-"""The switch and the machines connected to it."""
+"""The switch, and everything that is connected to it."""
 
 import json
 import os
@@ -75,13 +75,13 @@ class Lab:
         return made
 
     def add_peer(self, name="", address=None):
-        """Makes a machine without a daemon, for sockets."""
+        """Makes a node without daemons, in which a test opens sockets."""
         number = len(self.peers)
         return self.add_node(Peer(name or f"peer-{number}", address or f"192.0.2.{200 + number}",
                                   self.mark))
 
     def add_node(self, node):
-        """Connects a machine that was made with the lab's mark, and returns it."""
+        """Connects a node that was made with the lab's mark, and returns it."""
         self.peers.append(node)
         self._plug_in(node)
         node.begin_setup()

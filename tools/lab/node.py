@@ -25,7 +25,7 @@ def _setns(descriptor, kind):
 
 
 class Node:
-    """One machine on the virtual network: a network, a mount, a process and a host name
+    """One node of the virtual network: a network, a mount, a process and a host name
     namespace, set up by `script` (a file of this folder, run as process 1 of the node).
 
     The script prints "made" when the namespaces exist, waits for a line, prints "ready",

@@ -160,7 +160,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
 
 def read_file(path):
     """The bytes of a regular file and its modification time in ns; None for anything else.
-    A symbolic link in a device would be resolved on this machine."""
+    Symbolic links are not followed: a link in a device would be resolved on this machine."""
     try:
         descriptor = os.open(path, os.O_RDONLY | os.O_NOFOLLOW | os.O_NONBLOCK)
     except OSError:

@@ -1,4 +1,4 @@
-"""A machine without daemons, in which tests open sockets."""
+"""A node without daemons, in which tests open sockets."""
 
 import socket
 import struct
@@ -52,7 +52,7 @@ class Peer(Node):
         return sock
 
     def capture(self):
-        """Starts to record every datagram that this machine receives on port 1900."""
+        """Starts to record every datagram that this node receives on port 1900."""
         capture = Capture(self.ssdp_socket())
         self._captures.append(capture)
         return capture

@@ -1,4 +1,4 @@
-# A machine with a network and no running programs. $1: its address.
+# A node with a network and no running programs. $1: its address.
 set -e
 mount --make-rprivate /
 mount -t tmpfs -o mode=755 tmpfs /run

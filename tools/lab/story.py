@@ -1,4 +1,4 @@
-"""The changes that the devices of the demonstration undergo."""
+"""The changes that the demonstration makes to its devices."""
 
 import itertools
 import time
@@ -18,8 +18,8 @@ def pause(line):
 
 
 def story(devices, views):
-    """Renames the last device, removes it and brings it back, again and again. Each step
-    makes the next change and yields a line that describes it."""
+    """Renames the last device, switches its SSDP off and on, and repeats this without end. Each
+    step makes the next change if it is due, and yields a line that describes the state."""
     last = devices[-1]
 
     def all_found():
