@@ -1,4 +1,4 @@
-# Composes the files that are installed from those in web/: cmake -DOUTPUT=FOLDER -P compose.cmake
+# Makes the files to be installed out of the files in web/: cmake -DOUTPUT=FOLDER -P compose.cmake
 #
 # index.html is in the folder of the browse list. All files that it loads are in one subfolder,
 # whose name contains a checksum of these files. A browser therefore cannot mix them with cached
@@ -21,7 +21,7 @@ foreach(file ${files})
 endforeach()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/start/index.html ${OUTPUT}/start.html COPYONLY)
 
-# configure_file() makes CMake run again when the file changes.
+# If this script is included, configure_file() makes CMake run again when the file changes.
 configure_file(${source}/index.html ${OUTPUT}/index.html COPYONLY)
 file(READ ${OUTPUT}/index.html index)
 foreach(file ${files})

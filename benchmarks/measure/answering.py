@@ -19,7 +19,7 @@ class Figures(NamedTuple):
     percentile_999: float
     longest: float
     unanswered: float
-    processor: float  # processor time of the responder for each answer
+    processor: float  # processor time of the responder for each search
 
 
 def register_with_minissdpd(path):

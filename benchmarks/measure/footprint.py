@@ -20,7 +20,7 @@ def stripped_size(program, scratch, strip="strip"):
 
 
 def _dynamic_entries(file, *kinds):
-    """The texts in brackets of the file's dynamic section."""
+    """The texts in brackets of the entries of these kinds in the file's dynamic section."""
     return [line.split("[")[1].rstrip("]") for line in output_of("readelf", "-d", file).splitlines()
             if any(f"({kind})" in line for kind in kinds)]
 

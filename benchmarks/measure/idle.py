@@ -17,7 +17,8 @@ WRITING_PAUSE = 12      # seconds in which a change is received, listed and writ
 
 
 def settle(subject):
-    """Waits until the browse list has not been written for WRITING_PAUSE seconds from now."""
+    """Waits until the browse list has not been written for WRITING_PAUSE seconds, which count from
+    this call at the earliest."""
     path = subject.node.path("/var/www/discovery/browse.json")
     now = time.time()
     wait_until(lambda: time.time() - max(now, path.stat().st_mtime) > WRITING_PAUSE, 90,

@@ -1,5 +1,5 @@
 """Counts the daemon's instructions in user space for each NOTIFY of a backlog, by valgrind:
-`./bench instructions`. Unlike times they hardly depend on the machine and its load."""
+`./bench instructions`. Unlike times, these numbers hardly depend on the machine and its load."""
 
 import re
 import sys
@@ -56,7 +56,7 @@ def main(programs):
         print(f"a NOTIFY of a foreign device: {counter.cost(traffic, 0):.0f} instructions")
         traffic.describe(device.address, PEERS)
         wait_until(lambda: device.read(BROWSE_LIST).count("hostName") == PEERS + 1, 60, "the list")
-        counter.cost(traffic, PEERS)  # the first of each peer
+        counter.cost(traffic, PEERS)  # not shown: includes the first NOTIFY of each peer
         print(f"a NOTIFY of one of {PEERS} known peers: {counter.cost(traffic, PEERS):.0f}"
               " instructions")
 

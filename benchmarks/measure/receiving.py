@@ -10,7 +10,7 @@ PACED_SECONDS = 1
 
 
 class Traffic:
-    """Sends datagrams from a separate machine."""
+    """Sends datagrams from a separate node."""
 
     def __init__(self, peer, programs):
         self.peer = peer

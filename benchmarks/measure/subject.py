@@ -25,7 +25,7 @@ class Subject:
                    for task in Path(f"/proc/{self.pid}/task").iterdir())
 
     def wake_ups(self):
-        """Voluntary context switches so far, by thread name."""
+        """Voluntary context switches so far, by the name and the id of the thread."""
         found = {}
         for task in Path(f"/proc/{self.pid}/task").iterdir():
             name = (task / "comm").read_text().strip()
@@ -35,7 +35,7 @@ class Subject:
         return found
 
     def _sockets(self):
-        """The fields of the program's SSDP sockets in its network's table."""
+        """The fields of the sockets on the SSDP port, in the table of the program's network."""
         rows = Path(f"/proc/{self.pid}/net/udp").read_text().splitlines()[1:]
         fields = [row.split() for row in rows]
         return [row for row in fields if row[1].endswith(SSDP_PORT_HEX)]

@@ -4,8 +4,8 @@ COLUMNS = (74, 24, 22)
 
 
 class Table:
-    """Rows of a figure, its target, and whether it meets the target. Each row is printed at
-    once."""
+    """Each row has a figure, its target, and whether the figure meets the target. A row is printed
+    when it is added."""
 
     def __init__(self):
         self._missed = []

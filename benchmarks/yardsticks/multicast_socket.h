@@ -12,7 +12,7 @@ constexpr unsigned short kPort = 1900;
 // In bytes. Holds a burst of 2000 NOTIFYs of 300 bytes.
 constexpr int kReceiveBuffer = 2000 * 1280;
 
-// IPv4 address and port in host byte order.
+// The socket address of a dotted quad and a port. The port is in host byte order.
 [[nodiscard]] sockaddr_in Address(const std::string &address, unsigned short port);
 
 // A socket on port 1900 that is a member of the SSDP group on net0.

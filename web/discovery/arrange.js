@@ -1,5 +1,5 @@
-// Sets the children of an element and their order. Moves only the elements that are at another
-// place, so a long list without a change costs little.
+// Sets the children of an element and their order. Moves only the elements that are not at their
+// place yet, so a long list without a change costs little.
 
 function removeOthers(parent, wanted) {
     const kept = new Set(wanted);
@@ -16,7 +16,7 @@ function putInOrder(parent, wanted) {
         if (node === next) {
             next = node.nextElementSibling;
         } else if (next !== null && node === next.nextElementSibling) {
-            // The element before it belongs further down, and is moved later.
+            // The element before `node` belongs further down, and is moved later.
             next = node.nextElementSibling;
         } else {
             parent.insertBefore(node, next);
@@ -30,7 +30,8 @@ function focusedPlace(parent) {
 }
 
 // A node that is moved or removed loses the focus. A moved node gets it back. If the node was
-// removed, the nearest remaining link gets the focus.
+// removed, the link that is now at its place gets the focus, or else the nearest one before, the
+// first one, or <main>.
 function restoreFocus(parent, focused, place) {
     if (parent.contains(focused)) {
         focused.focus({ preventScroll: true });

@@ -93,8 +93,8 @@ function faultOf(text) {
     return 'The device list is not valid JSON.';
 }
 
-// Reads the list's text. Returns `devices` and `remark`, one line about the entries that could
-// not be used ('' if all could). If the text is not a list, returns `fault`, one line.
+// Reads the list's text. Returns `devices` and `remark`, one line about entries that are left
+// out or incomplete ('' if there are none). If the text is not a list, returns `fault`, one line.
 export function readDeviceList(text) {
     let entries;
     try {

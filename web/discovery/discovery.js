@@ -47,7 +47,7 @@ let lastRead = null;
 let updated = null; // when the file was written, by this computer's clock; null if unknown
 let lastModified; // when it was written, by the server's clock
 let fault = ''; // one line: the reason why the last reading failed; '' if it succeeded
-let remark = ''; // one line about entries that could not be used; '' if all could
+let remark = ''; // one line about entries that are left out or incomplete; '' if none
 let isAway = false;
 let typing;
 
@@ -128,8 +128,8 @@ function takeDevices(devices, now) {
     return announcementOf(log.add(difference, now), devices.length);
 }
 
-// Keeps the time at which the file was written. Only once for each file: the server counts in
-// seconds, so the shown time would vary by one second.
+// Keeps the time at which the file was written. Computes it only once for each writing: the
+// server counts in seconds, so the shown time would vary by one second.
 function takeTime({ modified, age }, now) {
     if (modified !== lastModified) {
         lastModified = modified;

@@ -1,5 +1,5 @@
-// A choice that is kept when the page is closed, if the browser allows it: private windows and
-// restricted browsers have no storage. Every page of the device may write to the storage.
+// A choice that is kept when the page is closed, if the browser allows it: restricted browsers
+// have no storage. Every page of the device may write to the storage, so a value may be invalid.
 
 export function storedChoice(name, allowed, otherwise) {
     try {

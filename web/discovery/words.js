@@ -26,7 +26,7 @@ export function lastReadText(lastRead, now) {
     return lastRead === null ? '' : `Last read at ${momentText(lastRead, now)}.`;
 }
 
-// The explanation below an old list; '' for a newer one.
+// The explanation for an old list; '' for a newer one.
 export function oldText(isOld) {
     return isOld ? 'The list changes only when a device comes, changes or goes. An old list ' +
         'does not show whether the discovery daemon still runs.' : '';
