@@ -131,7 +131,7 @@ function lineCount(page, selector) {
     });
 }
 
-test('On a tablet the buttons stay in line, in cards and rows', async () => {
+test('In a window of a tablet\'s width, the head and the tools take one line each', async () => {
     for (const view of ['cards', 'rows']) {
         const page = await fullPage({ storage: { 'discovery.view': view } });
         for (let width = 650; width <= 1100; width += 10) {
@@ -142,7 +142,7 @@ test('On a tablet the buttons stay in line, in cards and rows', async () => {
     }
 });
 
-test('In a wide window, the log is open next to the devices', async () => {
+test('The log opens in a wide window, and closes in a narrower one', async () => {
     const page = await pages.openOn(kWritten);
     assert.ok(!await page.isVisible('#watching'));
     await page.setViewportSize({ width: 2560, height: 1000 });
@@ -161,7 +161,7 @@ test('The colours follow the settings of the system', async () => {
     assert.equal(await ground('dark'), 'rgb(14, 19, 24)');
 });
 
-test('Without JavaScript, the page states that it needs it', async () => {
+test('Without JavaScript, the page states that it needs JavaScript', async () => {
     const page = await pages.open({ javaScriptEnabled: false });
     assert.equal(await page.textContent('noscript'),
         'This page needs JavaScript to read the device list.');

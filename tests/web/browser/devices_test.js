@@ -67,7 +67,7 @@ test('A card leads to the page of its device wherever it is clicked', async () =
     pages.forgive(page, /^request: http:\/\/192\.0\.2\.11\/$/);
 });
 
-test('A card without an address is no link', async () => {
+test('A card without a valid address is no link', async () => {
     const page = await pages.openOn(listText([entry(1, { ipAddress: 'unknown' })]));
     assert.equal(await page.locator('#cards a').count(), 0);
 });
@@ -102,7 +102,7 @@ test('The page reports an empty list', async () => {
     assert.equal(await page.textContent('#notice'), '');
 });
 
-test('The page\'s device is marked, by its address or its name', async () => {
+test('The device that serves the page is marked, by its address or its name', async () => {
     const list = listText([entry(1, { ipAddress: '127.0.0.1' }),
         entry(2, { hostName: 'studio-b' })]);
     for (const [host, name] of [['127.0.0.1', 'control-room-1'], ['studio-b.local', 'studio-b']]) {
@@ -147,7 +147,7 @@ test('An invalid stored choice is ignored', async () => {
     assert.equal(await page.locator('#cards > li').count(), 3);
 });
 
-test('The switch works even if nothing can be stored', async () => {
+test('Cards and rows can be switched even if nothing can be stored', async () => {
     const page = await pages.openOn(kWritten, {
         script: () => Object.defineProperty(window, 'localStorage', {
             get() {
@@ -182,7 +182,7 @@ test('A screen reader announces the number of found devices when typing pauses',
     assert.equal(await page.textContent('#announcer'), '12 of 50 devices');
 });
 
-test('The rows are sorted by any column, in both directions', async () => {
+test('A click on a heading sorts the rows, and another click reverses the order', async () => {
     const page = await pages.openOn(listText([entry(9), entry(10), entry(3)]), kRows);
     const column = (index) => textsOf(page, `#rows tr > :nth-child(${index})`);
     const sortedColumns = () => page.$$eval('thead th', (cells) =>
@@ -204,7 +204,7 @@ test('The rows are sorted by any column, in both directions', async () => {
     }
 });
 
-test('The cards are sorted by a box and a button, as the rows are', async () => {
+test('A box and a button sort the cards, and the rows keep this order', async () => {
     const page = await pages.openOn(listText([entry(9), entry(10), entry(3)]));
     await page.getByLabel('Sort by').selectOption('Address');
     assert.deepEqual(await textsOf(page, '#cards .name'),

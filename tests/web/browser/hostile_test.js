@@ -54,7 +54,7 @@ test('Markup stays text in the log and in announcements', async () => {
     assert.equal(await page.locator('aside :is(img, script, svg)').count(), 0);
 });
 
-test('Markup in the name of the page\'s device stays text', async () => {
+test('Markup in the name of the device that serves the page stays text', async () => {
     const page = await pages.openOn(listText([entry(1, {
         hostName: kNames[0], ipAddress: '127.0.0.1' })]));
     assert.equal(await page.title(), `1 device – ${kNames[0]}`);
@@ -71,7 +71,7 @@ test('Only an address that is a dotted quad is a link', async () => {
         ['http://192.0.2.1/']);
 });
 
-test('Long names, control characters and other directions do not break the layout', async () => {
+test('Long names, control characters and any writing direction do not break the layout', async () => {
     const names = ['x'.repeat(10000), 'long name '.repeat(1000), 'e\u0301\u0320'.repeat(3000),
         '\u202egnp.exe', 'אולפן תל אביב', '\u001b[31m\u0000\b', '界'.repeat(10000),
         '\u2066a\u2067\u202a', '😀'.repeat(5000)];
@@ -99,7 +99,7 @@ test('A name that is written from right to left does not reorder the text around
     assert.equal(await page.$eval('h3', (heading) => getComputedStyle(heading).direction), 'ltr');
 });
 
-test('Wrong types and strange entries are left out or shown without their details', async () => {
+test('Entries that are not devices are left out; values of the wrong type are missing', async () => {
     for (const options of kViews) {
         const page = await pages.openOn(listText([entry(1), 5, null, 'text', [[]], {},
             { hostName: { toString: 1 }, ipAddress: 7, deviceName: 'Lumen', description: [] }]),
@@ -153,7 +153,7 @@ test('Of a list with far too many devices the first 5,000 are shown', async () =
         /the list names 20,000 devices, the first 5,000 are shown\.$/);
 });
 
-test('The page itself refuses scripts, markup and requests from elsewhere', async () => {
+test('The page\'s policy refuses inline scripts, markup and other servers', async () => {
     const page = await pages.openOn('[]', { host: 'studio-a.local' });
     const refused = await page.evaluate(async () => {
         const blocked = [];

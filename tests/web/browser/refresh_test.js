@@ -82,7 +82,7 @@ test('The newest changes are on top of the log, and the oldest are dropped', asy
     assert.match(lines[0], /-110 came$/);
 });
 
-test('A new device is marked for a minute, and then shows the time of its arrival', async () => {
+test('A new device is marked for a minute, and always shows when it was first seen', async () => {
     const page = await pages.openOn('[]');
     server.list = listText([entry(1)]);
     await readAgain(page);
@@ -131,7 +131,7 @@ test('The page shows when the file was written, even if the two clocks differ', 
     assert.notEqual(await page.textContent('#updated'), shown);
 });
 
-test('A list that has not changed for an hour no longer shows that the daemon runs', async () => {
+test('A list that was not written for an hour is marked as old until it changes', async () => {
     server.modified = new Date(Date.now() - 3500000);
     const page = await pages.openOn(kWritten);
     const lamp = () => page.$eval('.lamp', (each) => getComputedStyle(each).backgroundColor);
@@ -170,7 +170,7 @@ test('A list without an entity tag is requested by the time of the file', async 
     assert.equal(await page.textContent('#notice'), '');
 });
 
-test('The same list in another notation updates nothing', async () => {
+test('The same devices in another order and notation update nothing', async () => {
     const page = await pages.openOn(kWritten);
     await watchTouches(page);
     server.list = JSON.stringify(JSON.parse(kWritten).reverse(), null, 4);
@@ -277,7 +277,7 @@ test('A missing server is reported, and asked less and less often', async () => 
     assert.ok(await page.evaluate(() => document.body.classList.contains('faulty')));
 });
 
-test('When the server returns, the changes since then are shown', async () => {
+test('When the server returns, the changes that the page missed are shown', async () => {
     const page = await pages.openOn(kWritten);
     await server.stop();
     try {
@@ -294,7 +294,7 @@ test('When the server returns, the changes since then are shown', async () => {
     assert.ok(!await page.evaluate(() => document.body.classList.contains('faulty')));
 });
 
-test('A page that is opened while the server refuses the list recovers, too', async () => {
+test('A page that was opened while the server answered 503 shows the list later', async () => {
     server.answer = (_, response) => response.writeHead(503).end();
     const page = await pages.open();
     await waitForText(page, '#notice',
@@ -308,7 +308,7 @@ test('A page that is opened while the server refuses the list recovers, too', as
     assert.equal(await page.textContent('#notice'), '');
 });
 
-test('The button reads the list at once', async () => {
+test('The Refresh button reads the list at once', async () => {
     const page = await pages.openOn(kWritten);
     server.list = listText([entry(1)]);
     await page.getByRole('button', { name: 'Refresh' }).click();

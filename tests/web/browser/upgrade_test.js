@@ -127,7 +127,7 @@ test('A page whose files are missing on the server reloads once only', async () 
     await context.close();
 });
 
-test('Every change of a file changes the name of the folder', async () => {
+test('The name of the folder depends on the content of its files', async () => {
     const names = [];
     for (const version of [1, 2, 1]) {
         await install(version);

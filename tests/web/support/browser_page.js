@@ -93,7 +93,7 @@ export class BrowserPages {
         return page;
     }
 
-    // Ignores the faults of a page that a test causes deliberately.
+    // Forgets the faults so far that match the pattern: the test has caused them deliberately.
     forgive(page, pattern) {
         const { complaints } = this.#opened.find(({ context }) => context === page.context());
         const others = complaints.filter((each) => !pattern.test(each));

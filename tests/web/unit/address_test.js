@@ -19,7 +19,7 @@ test('Only a dotted quad is a link', () => {
     }
 });
 
-test('Addresses are ordered by their numbers', () => {
+test('A dotted quad has a number, and other texts have none', () => {
     assert.equal(addressNumber('0.0.0.0'), 0);
     assert.equal(addressNumber('192.0.2.10'), 0xc000020a);
     assert.equal(addressNumber('255.255.255.255'), 0xffffffff);

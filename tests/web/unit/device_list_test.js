@@ -123,7 +123,7 @@ test('Many nested brackets do no harm', () => {
         { devices: [], remark: '1 entry of the list cannot be read and is left out.' });
 });
 
-test('A device without a name is shown with its other details', () => {
+test('A device without a name is called by its address, or else by its product', () => {
     assert.equal(nameOf(read(entry(1, { hostName: 'a' })).devices[0]), 'a');
     assert.equal(nameOf(read(entry(1, { hostName: '' })).devices[0]), '192.0.2.2');
     assert.equal(nameOf(read({ deviceName: 'Lumen' }).devices[0]), 'Lumen');

@@ -9,12 +9,12 @@ import { entries, entry, listText } from '../support/sample_list.js';
 const read = (...entries) => readDeviceList(listText(entries)).devices;
 const names = (devices) => devices.map((device) => device.hostName);
 
-test('Two readings of one list do not differ, in any order', () => {
+test('The same devices in another order are no difference', () => {
     assert.deepEqual(differenceOf(read(entry(1), entry(2)), read(entry(2), entry(1))),
         { came: [], went: [], changed: [] });
 });
 
-test('Devices appear, leave and change', () => {
+test('The difference has the devices that came, went and changed', () => {
     const difference = differenceOf(read(entry(1), entry(2), entry(3)),
         read(entry(2, { hostName: 'new' }), entry(3), entry(4)));
     assert.deepEqual(names(difference.came), ['newsroom-4']);
@@ -82,7 +82,7 @@ test('A device that returns within two minutes is recognised', () => {
     }
 });
 
-test('If many devices leave, only the latest are remembered', () => {
+test('If more than a thousand devices leave, the last thousand are remembered', () => {
     const known = new KnownDevices();
     known.take(read(...entries(1500)), 0);
     known.take(read(...entries(1)), 1000);

@@ -35,7 +35,7 @@ test('A list with bytes that are not UTF-8 is read', async () => {
     assert.equal((await request()).text, '["a\ufffdb\ufffd"]');
 });
 
-test('Characters that arrive in two pieces are read correctly', async () => {
+test('Characters that arrive in pieces are read correctly', async () => {
     const bytes = Buffer.from('["é😀"]');
     const { text } = await requestAnswered((_, response) => {
         const send = (index) => {
@@ -91,7 +91,7 @@ test('A server that refuses the list does not count as unreachable', async () =>
         { fault: 'The server does not hand out the device list (status 401).', isAway: false });
 });
 
-test('A server with an internal error counts as unreachable', async () => {
+test('A server that answers 503 counts as unreachable', async () => {
     assert.deepEqual(await withStatus(503),
         { fault: 'The server cannot hand out the device list (status 503).', isAway: true });
 });

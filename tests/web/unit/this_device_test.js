@@ -33,7 +33,7 @@ test('All boards of the device are marked', () => {
     assert.deepEqual(marked('control-room-1', entries), ['192.0.2.2', '192.0.2.2']);
 });
 
-test('If two devices have the page\'s name, neither is marked', () => {
+test('If two devices have the name in the address bar, neither is marked', () => {
     const entries = [entry(1, { hostName: 'twin' }), entry(2, { hostName: 'twin' })];
     assert.deepEqual(marked('twin', entries), []);
 });
@@ -44,11 +44,11 @@ test('A name is not compared with an address', () => {
     assert.deepEqual(marked('studio-b', [entry(1, { ipAddress: 'studio-b' })]), []);
 });
 
-test('A device without a name is not the device of the page', () => {
+test('A device without a name does not count as the one that serves the page', () => {
     assert.deepEqual(marked('', [entry(1, { hostName: '' })]), []);
 });
 
-test('A device without an entry has the name in the address bar, unless it is loopback', () => {
+test('A device without an entry has the name in the address bar, except a loopback name', () => {
     for (const host of ['127.0.0.1', '127.8.8.8', 'localhost', 'LocalHost', '[::1]']) {
         assert.equal(ownerWithoutEntry(host), 'this device', host);
     }

@@ -37,7 +37,7 @@ test('A device that returns with another name is shown with both names', () => {
     assert.equal(plainLine(lines[0]), 'control-room-1 came back as new');
 });
 
-test('Other changes are described', () => {
+test('A line names the details that have changed', () => {
     assert.deepEqual(linesOf([entry(1)], [entry(1, { description: 'X', boardID: 'Y' })])
         .map(plainLine), ['control-room-1 has another category and board']);
     assert.deepEqual(linesOf([entry(1)], [entry(1, { deviceName: 'X' })]).map(plainLine),
@@ -100,7 +100,7 @@ test('A time of another day has its date', () => {
     assert.match(yesterday, /20/);
 });
 
-test('The list is as fresh as its file, or as its reading if the server gives no time', () => {
+test('The page shows when the file was written, or when it was read if that is not known', () => {
     const read = momentText(kNow, kNow);
     const written = momentText(kNow - 60000, kNow);
     assert.equal(updatedText({ updated: null, lastRead: null }, kNow), 'Not read yet');
