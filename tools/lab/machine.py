@@ -80,7 +80,7 @@ class Machine:
         self.close()
 
     def close(self):
-        """Closes the connections. Afterwards the machine is off, or ends with the lab."""
+        """Closes the connections to the machine. If it is on, it ends with the lab."""
         for each in (self._shell, self._control):
             if each is not None:
                 each.close()

@@ -8,7 +8,7 @@ HEADINGS = ("host name", "address", "product", "state")
 
 
 class Row(NamedTuple):
-    """One device as another one sees it."""
+    """A device, as itself or another device sees it."""
 
     host_name: str
     address: str
