@@ -23,12 +23,12 @@ public:
     DatagramBatch(const DatagramBatch &) = delete;
     DatagramBatch &operator=(const DatagramBatch &) = delete;
 
-    // The number of datagrams that the last call received. Empty datagrams are left out.
+    // The number of datagrams that the last VEXUDPSocket::Poll received, without empty ones.
     [[nodiscard]] std::size_t Count() const { return mCount; }
     // The bytes of a datagram; a NUL follows them. Index 0 is the datagram that arrived
-    // first. Valid until the next call. REQUIRES: index < Count().
+    // first. Valid until the next VEXUDPSocket::Poll. REQUIRES: index < Count().
     [[nodiscard]] std::string_view Datagram(std::size_t index) const;
-    // The sender of the same datagram. REQUIRES: index < Count().
+    // The sender of the datagram with this index. REQUIRES: index < Count().
     [[nodiscard]] const sockaddr_in &Sender(std::size_t index) const;
 
 private:

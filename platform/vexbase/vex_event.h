@@ -55,8 +55,8 @@ public:
     // is over.
     [[nodiscard]] int WaitForSignal(unsigned int timeoutMs);
 
-    // Sets the event and wakes all waiting threads. Setting it twice is the same as
-    // setting it once.
+    // Signals the event and wakes the waiting threads. The wait of only one of them ends if
+    // the event is automatic. Does nothing if the event is signalled already.
     void Signal();
 
     // Clears the event.

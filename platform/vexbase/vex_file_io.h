@@ -18,7 +18,7 @@ namespace vexbase {
 class VEXFileIO
 {
 public:
-    // The flags of Open. kRead | kWrite empties the file and opens it for both.
+    // The flags of Open. kRead | kWrite creates or empties the file, and opens it for both.
     enum OpenFlag : int {
         kRead = 8,     // for reading; the file must exist
         kWrite = 16,   // for writing; creates the file, or empties it

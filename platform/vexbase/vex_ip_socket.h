@@ -71,8 +71,8 @@ protected:
         // Whether receiving had been shut down at the beginning of the scope.
         [[nodiscard]] bool ReceivingEnded() const { return mReceivingEnded; }
         // Lets blocking receives wait timeoutMs milliseconds (vexbase::kInfinite: without
-        // limit). They may end later, since the kernel's timers for it are coarse.
-        // Returns false when the system refuses.
+        // limit). They may end later, since the kernel's timers for them are coarse.
+        // Returns false when the system refuses. REQUIRES: timeoutMs > 0.
         [[nodiscard]] bool SetReceiveTimeout(unsigned int timeoutMs);
 
     private:

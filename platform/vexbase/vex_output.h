@@ -3,9 +3,10 @@
 #include <initializer_list>
 #include <string_view>
 
-// Writes lines to the standard streams; nothing else writes to them. A line consists of
-// the pieces and a newline, and is written by one system call. The bytes of the pieces
-// are not changed.
+// Writes lines to the standard streams. In the daemon, only src/main/detach.cpp writes to them
+// in another way: getopt() reports an invalid option, and two lines while detaching are never
+// visible. A line consists of the pieces and a newline, and is written by one system
+// call. The bytes of the pieces are not changed.
 //
 // Writing does not wait for a reader, does not throw, and raises no signal. A line is lost
 // if a pipe, socket or terminal has no room, if a disk is full, or if memory is short. The

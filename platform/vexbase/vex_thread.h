@@ -34,7 +34,7 @@ public:
 
     // Runs ThreadRun on a new thread and returns 0. Does nothing, and returns 0, when the
     // thread is running already. If the previous run was asked to stop and has not ended,
-    // ThreadRun runs again on the same system thread when it ends; until then Terminate
+    // ThreadRun runs again on the same system thread when that run ends; until then Terminate
     // stays true. Returns a negative status when the system cannot create a thread, and
     // when the previous run was killed and has not ended.
     [[nodiscard]] virtual int Start();
@@ -65,8 +65,8 @@ public:
     // and the system refuses.
     [[nodiscard]] virtual int SetPriority(int nice);
 
-    // The nice value of the running thread; before Start the value that was set, or that of
-    // the calling thread when none was set.
+    // The nice value of the running thread. If the thread is not running: the value that was
+    // set, or that of the calling thread when none was set.
     [[nodiscard]] virtual int GetPriority() const;
 
     // Schedules the running thread in real time (SCHED_RR) with a priority of 1 (lowest)

@@ -17,8 +17,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Shorter waits use poll() alone. The kernel ends a receive time-out late, by an eighth
-// and up to two of its ticks, which may last 10 ms.
+// Shorter waits use poll() alone. The kernel may end a receive time-out late: by up to an
+// eighth of the time-out plus two of the kernel's ticks, which may last 10 ms each.
 constexpr unsigned int kLeastReceiveTimeoutMs = 100;
 
 bool ParseLocal(const std::string &address, std::uint16_t port, sockaddr_in &local)

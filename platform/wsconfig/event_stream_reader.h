@@ -26,8 +26,9 @@ struct ServerEvent
 class EventStreamReader
 {
 public:
-    // The bound, in bytes, is on the parts of an event that are kept: line ends, comments
-    // and the field names of complete lines do not count.
+    // The bound, in bytes, is on the parts of an event that are kept: the line that has not
+    // ended yet, the type, and the data with a line feed after each "data" field. Comments and
+    // the field names of complete lines do not count.
     explicit EventStreamReader(std::size_t maxEventBytes = kMaxEventBytes);
 
     // Parses the next bytes of the stream. Returns the events that they complete, in the

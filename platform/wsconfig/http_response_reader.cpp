@@ -2,9 +2,9 @@
 
 #include "wsconfig/watch_policy.h"
 
-// The parser asserts that the line of the last chunk and the empty line after it never
-// arrive as four bytes alone. They may, and the parser handles it; with assertions on,
-// the daemon would end.
+// An empty chunked body has five bytes, "0\r\n\r\n". The parser asserts that the fourth never
+// arrives without the fifth when the first three arrived earlier. It may, and the parser
+// handles that; with assertions on, the daemon would end.
 #define BOOST_DISABLE_ASSERTS
 
 #include <boost/beast/http/basic_parser.hpp>

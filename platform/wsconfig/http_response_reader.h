@@ -9,7 +9,7 @@ namespace wsconfig {
 // HttpResponseReader parses one HTTP/1.x response while it arrives. The body may have a
 // given length, be chunked, or last until the connection is closed; it is passed on and
 // not kept. The header, and the lines between two chunks of the body, may have
-// kMaxHeaderBytes. It uses no socket and no clock. Not thread-safe.
+// kMaxHeaderBytes each. The class uses no socket and no clock. Not thread-safe.
 //
 // No input makes it throw; only lack of memory does.
 class HttpResponseReader
@@ -26,7 +26,7 @@ public:
     // Bytes after the response's end are ignored.
     [[nodiscard]] bool feed(std::string_view bytes, std::string &body);
 
-    // Whether the header is complete; the operations below are valid from then on.
+    // Whether the header is complete; status and contentType are valid from then on.
     [[nodiscard]] bool headerDone() const;
     // The status code.
     [[nodiscard]] int status() const;

@@ -12,7 +12,8 @@ namespace wsconfig {
 // body. The service's header has some 150 bytes.
 constexpr std::size_t kMaxHeaderBytes = 8192;
 
-// One event with all its lines. A device list has some 150 bytes for each device.
+// The limit for one event; EventStreamReader says which of its bytes count. A device list has
+// some 150 bytes for each device.
 constexpr std::size_t kMaxEventBytes = 262144;
 
 // The bytes of the body that are read in one turn of the event loop. The body is endless:
@@ -64,7 +65,7 @@ class Outage
 public:
     enum class Cause {
         NoService,   // the connection was refused or closed, or was silent
-        WrongAnswer, // the answer was not an event stream
+        WrongAnswer, // the answer was not valid HTTP, or not an event stream
     };
 
     // The stream was lost, or could not be opened. Returns whether to report it.

@@ -16,11 +16,11 @@
 // "serviceDomain" and "port" are constant.
 namespace formats {
 
-// Composes the document: an array with one object for each device, in key order, on
-// one line without spaces or a final newline. All keys are present, always in the same
-// order. "port" is always the number 80; all other values are strings. Bytes from 0x20
-// are copied: UTF-8 stays UTF-8, and invalid UTF-8 stays invalid. A device's announced
-// port is not used.
+// Composes the document: an array with one object for each device, in the order of the
+// USNs, on one line without spaces or a final newline. All keys are present, always in the
+// same order. "port" is always the number 80; all other values are strings. Bytes below
+// 0x20, double quotes and backslashes are escaped, all other bytes are copied: UTF-8 stays
+// UTF-8, and invalid UTF-8 stays invalid. A device's announced port is not used.
 [[nodiscard]] std::string ComposeBrowseDocument(const SSDPDeviceMap &devices);
 
 // The size in bytes of a device's object and the comma after it.
@@ -37,8 +37,8 @@ namespace formats {
 // string is an empty field. False, with error set to one line and devices unchanged,
 // if the text is not JSON or not an array of objects.
 //
-// Both readers are in the separate library formats-json: tools read the list, the daemon
-// only writes it and links no JSON library for it.
+// This function and the next are in the separate library formats-json: tools read the list,
+// the daemon only writes it and links no JSON library for it.
 [[nodiscard]] bool ReadBrowseDocument(std::string_view text, std::vector<SSDPDeviceType> &devices,
                                       std::string &error);
 

@@ -62,7 +62,8 @@ struct DiagnosticListing
 // entry. An entry whose text imitates entries is read as several entries: no reader can
 // distinguish it from several devices.
 //
-// Nothing if the reply has another heading or does not end like an entry.
+// Nothing if the reply has another heading, or if the text after it does not begin and end
+// like entries.
 [[nodiscard]] std::optional<DiagnosticListing> ReadListing(std::string_view reply,
                                                            std::string_view heading);
 

@@ -48,7 +48,7 @@ std::string_view TrimValue(std::string_view value)
 }
 
 // Reads the max-age in a CACHE-CONTROL value, a comma-separated list of directives. The
-// last one counts.
+// last max-age counts.
 void ReadCacheControl(std::string_view value, std::int32_t &maxAge)
 {
     while (!value.empty()) {
@@ -138,7 +138,8 @@ bool TakeSign(std::string_view &text)
     return negative;
 }
 
-// The base of a number, by its prefix; removes "0x" from the text if a digit follows it.
+// The base of a number, by its prefix; removes "0x" from the text if a hexadecimal digit
+// follows it.
 int TakeBase(std::string_view &text)
 {
     if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') &&

@@ -8,8 +8,8 @@
 #include <string_view>
 
 // Reads received datagrams: the method, the headers and max-age texts. Pure
-// functions; the first two allocate nothing, since every text is a view into the
-// datagram.
+// functions; ClassifyMethod and ScanHeaders allocate nothing, since every text is a view
+// into the datagram.
 namespace formats {
 
 // The method of a datagram, from its first word. The word is compared byte for byte,

@@ -8,6 +8,7 @@
 // Readers of this folder do not throw for any input. After a fault, a reader of one value
 // returns an empty std::optional. A reader that fills arguments returns false and leaves them
 // unchanged (except the text of the fault). A reader that returns a view returns an empty view.
+// The readers of max-age return a default.
 namespace formats {
 
 // UPnP Device Architecture 1.0, section 1: group and port of SSDP.

@@ -30,7 +30,7 @@ void FillStandardDescriptors()
     }
 }
 
-// Without /proc: tests each number that a process may have at its start.
+// Without /proc: tests each number below the usual limit of 1024 descriptors.
 std::set<int> ProbeDescriptors()
 {
     constexpr int kProbed = 1024;
@@ -70,7 +70,7 @@ void CloseByLoop(const std::set<int> &keep)
     }
 }
 
-// Closes all descriptors from first to last, inclusive. Returns false without
+// Closes all descriptors from first to last, inclusive. Returns false if the kernel has no
 // close_range(2).
 bool CloseRange(unsigned int first, unsigned int last)
 {

@@ -73,8 +73,8 @@ void EndAfterLongest()
 
 Leaving *Leaving::mInstance = nullptr;
 
-// The event loop is woken through a descriptor, not by a posted event: its memory would
-// pass between threads under locks of Qt that the thread sanitizer cannot see.
+// The event loop is woken through a descriptor, not by a posted event: the memory of a posted
+// event would pass between threads under locks of Qt that the thread sanitizer cannot see.
 Leaving::Leaving(LastAct lastAct)
     : mEvent(eventfd(0, EFD_CLOEXEC)), mNotifier(mEvent, QSocketNotifier::Read)
 {

@@ -15,7 +15,7 @@ namespace beacond {
 // configuration service or an avahi-daemon that does not answer, or by a system that does not
 // report its addresses.
 //
-// The process ends 1.5 s after the signal in any case, with status 0. A second signal has
+// The process ends at the latest 1.5 s after the signal, with status 0. A second signal has
 // its default action and ends the process at once; a signal that arrives before the thread is
 // awake counts as the first. If the main thread calls std::exit after the signal, because
 // avahi-daemon has ended too, the process still waits for the duty and ends with status 0.

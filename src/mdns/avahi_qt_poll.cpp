@@ -144,5 +144,5 @@ void AvahiTimeout::timeout()
 }
 
 // Compiled here, not with the moc output of the other classes: mdns_no_poll_test replaces
-// avahi_qt_poll_get(), so its linker must not need this object.
+// avahi_qt_poll_get(), so its linker must not need this object file.
 #include "moc_avahi_qt_poll.cpp" // NOLINT(bugprone-suspicious-include): usual with Qt

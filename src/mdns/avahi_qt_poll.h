@@ -28,8 +28,8 @@ public:
     AvahiWatch(int fd, AvahiWatchEvent events, AvahiWatchCallback callback, void *userdata);
 
     // Sets the events to wait for: AVAHI_WATCH_IN, AVAHI_WATCH_OUT, both, or 0 for none;
-    // other bits are ignored. If a direction is watched already, asking for it again adds a
-    // second notifier, and a ready descriptor then runs the callback once for each
+    // other bits are ignored. If a direction is watched already, asking for it again adds
+    // another notifier, and a ready descriptor then runs the callback once for each
     // notifier. The next update without the direction ends only its newest notifier; the
     // others end with the watch.
     void setWatchedEvents(AvahiWatchEvent events);
@@ -67,8 +67,8 @@ public:
 
     // Replaces the deadline: a time of the wall clock, or null for none. The delay is
     // rounded down to whole milliseconds. A deadline that is past, or less than 1 ms ahead,
-    // is handled in the next pass of the event loop. A deadline that is more than 24 days
-    // ahead is handled after 24 days, the longest wait of a QTimer.
+    // is handled in the next pass of the event loop. A deadline that is more than 24.8 days
+    // ahead is handled after 24.8 days, the longest wait of a QTimer.
     void update(const timeval *deadline);
 
 private Q_SLOTS:

@@ -69,7 +69,8 @@ public Q_SLOTS:
     void enableHost(bool enable);
     // Publishes all services again, with the new addresses.
     void ipChanged();
-    // Publishes all services with a new name. Does nothing if it is the current name.
+    // Publishes all services with a new name. Only writes a line if name is the registered
+    // instance name already.
     void nameChanged(const QString &name);
 
 private:

@@ -62,7 +62,7 @@ std::string FindProductID()
     return *text;
 }
 
-// This device's product ID and board. Any thread may call it.
+// This device's product ID and board. Any thread may call any operation.
 class Identity
 {
 public:
@@ -202,7 +202,7 @@ std::string CProductID::GetFuzzyName(std::string_view name)
 VEXBoardID_t CProductID::GetBoardIDFromModelName(std::string_view name)
 {
     const std::string wanted = GetFuzzyName(name);
-    // From the end: if two models have the same fuzzy form, the later one is found.
+    // From the end: if two models had the same fuzzy form, the later one would be found.
     const auto row =
         std::find_if(kProductTable.rbegin(), kProductTable.rend(), [&wanted](const ProductRow &r) {
             return GetFuzzyName(r.modelName) == wanted;

@@ -34,7 +34,7 @@ public:
     explicit ConfigMap(QObject *parent = nullptr);
 
     // Starts to watch the service, and waits at most 5 s for the first values. These are
-    // kept without a signal; the caller reads them. Later values are reported as changes.
+    // kept without a signal; the caller reads them. Later values are reported if they differ.
     void startWatch();
 
     // The last value of a text; empty before the first value, and for parameters that are
@@ -60,7 +60,7 @@ private: // NOLINT(readability-redundant-access-specifiers): the slots end here
     void report(int slot, ParamId id, const QString &strVal, bool boolVal);
 
     WSConfig m_wsConfig;
-    bool m_notify = false; // whether changes are reported; false until the first values are there
+    bool m_notify = false; // whether changes are reported; false until startWatch has waited
     QString m_hostName;
     bool m_ssdpEnable = false;
     std::array<bool, kSlots> m_connected{};

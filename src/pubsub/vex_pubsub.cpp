@@ -108,7 +108,7 @@ void VEXPubSub::RevokeSSDP()
     m_ssdp.RemoveService(m_service.modelName, m_ipAddress.toStdString());
 }
 
-// The goodbyes are sent first, because other devices need them and the rest may take longer.
+// The goodbyes are sent first, because other devices need them and the rest may take seconds.
 void VEXPubSub::leave()
 {
     m_leaving = true;
@@ -117,8 +117,8 @@ void VEXPubSub::leave()
     VEXBrowser::RemoveList();
 }
 
-// Waits until leave() is called. Returns false if the time is over. Polls in short sleeps.
-// A change of the clock does not affect them.
+// Waits until leave() is called. Returns false if the time is over. Polls in short sleeps,
+// which a change of the wall clock does not affect.
 bool VEXPubSub::waitForLeaving(unsigned int timeoutMs)
 {
     for (unsigned int waitedMs = 0; waitedMs < timeoutMs && !m_leaving; waitedMs += kStepMs) {

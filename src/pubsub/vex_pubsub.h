@@ -18,9 +18,9 @@ class Mdns;
 // revokes the device's own SSDP service, and sends signals to the mDNS publisher.
 //
 // There is one instance in the process. It belongs to the main thread, which runs the event loop;
-// only leave may be called from other threads. It blocks the event loop until the system
-// reports its addresses; see collectIPAddresses. Failures of the engine are reported by the
-// engine and ignored here.
+// only leave may be called from other threads. Before VEXPubSub opens the engine, it blocks the
+// event loop until the system reports its addresses; see collectIPAddresses. Failures of the
+// engine are reported by the engine and ignored here.
 class VEXPubSub : public QObject
 {
     Q_OBJECT

@@ -39,9 +39,9 @@ void DelayedQueue::Add(GETMessageType datagram)
 }
 
 // Drops the newest datagrams of the addresses that hold most places, while these hold
-// more than the newcomer's address would. One address that floods the queue therefore
-// replaces only its own datagrams. If a large newcomer still finds no room, the
-// dropped datagrams come back: a refused datagram takes no place from others.
+// more than the new datagram's holder would. Therefore, if one address floods the queue,
+// only its own datagrams are dropped. If a large datagram still finds no room, the dropped
+// datagrams come back: a refused datagram takes no place from others.
 bool DelayedQueue::MakeRoom(const GETMessageType &datagram)
 {
     const std::size_t needed = PlacesOf(datagram);
@@ -76,8 +76,8 @@ void DelayedQueue::AddOldest(GETMessageType datagram)
     ChangePlaces(holder, places, 0);
 }
 
-// Moves a holder's newest datagram to the front of a list. Not an older one, because it
-// would be sent sooner.
+// Moves a holder's newest datagram to the front of a list. Not an older one, because an
+// older one would be sent sooner.
 void DelayedQueue::TakeNewest(Holder holder, std::list<GETMessageType> &to)
 {
     std::list<GETMessageType> &datagrams = holder->second.datagrams;

@@ -76,7 +76,7 @@ private:
     // The slot at which the search for a hash begins.
     [[nodiscard]] std::size_t Home(std::size_t hash) const { return hash & (mSlots.size() - 1); }
     [[nodiscard]] std::size_t Next(std::size_t slot) const { return Home(slot + 1); }
-    // The number of slots from one to the other, across the end of the table.
+    // The number of slots from one forward to the other, if necessary across the table's end.
     [[nodiscard]] std::size_t Distance(std::size_t from, std::size_t to) const
     {
         return Home(to - from);
@@ -171,7 +171,7 @@ public:
 
 private:
     std::list<Node> mNodes;
-    // By the record's address, which does not change while the record is in its map.
+    // By the record's address in memory, which does not change while the record is in its map.
     std::unordered_map<const SSDPDeviceType *, std::list<Node>::iterator> mPlaces;
 };
 

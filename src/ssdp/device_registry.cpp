@@ -87,7 +87,7 @@ bool DeviceRegistry::UpdateDevice(const NTSHeader &header, std::int32_t maxAgeSe
 
 // Handles the announcement of a device that is never proxied. Such a device gets an
 // entry when its description arrives. Until then each announcement causes a request,
-// since any of these datagrams may be lost.
+// since requests and descriptions may be lost.
 bool DeviceRegistry::UpdateNeverProxied(const NTSHeader &header)
 {
     if (header.usn.find(formats::kUsnPrefix) == std::string_view::npos) {
@@ -136,8 +136,8 @@ void DeviceRegistry::SetTime(std::uint32_t nowMs)
     AskAgain();
 }
 
-// Handles the announcement of a device that can be proxied. It is known only if it was
-// added, and its description is not requested.
+// Handles the announcement of a device that can be proxied. The announcement of an unknown
+// one is ignored: it does not cause a request for the description.
 bool DeviceRegistry::UpdateProxyable(const NTSHeader &header, std::int32_t maxAgeSeconds)
 {
     const auto host = mHostList.find(header.usn);
@@ -232,8 +232,8 @@ void DeviceRegistry::PutNode(SSDPDeviceType device)
 
 // A forged description must neither take the place of a service that is not listed yet
 // (it would prevent that service's publication), nor remove a confirmed entry. Therefore
-// a description creates no new entry for a service of this device, and a confirmed
-// entry stays confirmed.
+// a description creates no new entry for a service of this device or one that it announces,
+// and a confirmed entry stays confirmed.
 void DeviceRegistry::EnterDescription(SSDPDeviceType device)
 {
     NoteEscapes(device);
@@ -305,8 +305,8 @@ bool DeviceRegistry::MakeRoom(const SSDPDeviceType *former, const SSDPDeviceType
     return true;
 }
 
-// The number of known services that this device does not announce. The bound applies only
-// to these, so a flood cannot stop this device from announcing.
+// The number of known services that this device does not announce. kMaxDiscoveredNodes
+// applies only to these, so a flood cannot stop this device from announcing.
 std::size_t DeviceRegistry::DiscoveredNodes() const
 {
     const auto announced =

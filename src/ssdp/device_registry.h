@@ -51,8 +51,9 @@ public:
     // Handles an ssdp:byebye.
     void RemoveDevice(const formats::NTSHeader &header);
     // Handles a received description document: it replaces the entry of its USN, or
-    // creates a new one. No new entry is created for a service of this device, or if the
-    // registry is full of confirmed entries.
+    // creates a new one. No new entry is created for a service of this device, or for one that
+    // it announces. If the registry is full of confirmed entries, a document
+    // that needs more room is ignored.
     void EnterDescription(SSDPDeviceType device);
 
     // One pass: applies queued removals and additions, lowers every countdown by
@@ -117,7 +118,7 @@ private:
     formats::SSDPDeviceMap mHostList;
     IndexedDeviceMap mNodeList;
     UnconfirmedNodes mUnconfirmed; // of mNodeList
-    std::size_t mKnownBytes = 0;   // of mNodeList, as the browse document writes it
+    std::size_t mKnownBytes = 0;   // of mNodeList: the sum of WrittenSize
     DescriptionRefresh mRefresh;
     formats::SSDPDeviceMap mPendingAdditions;
     formats::SSDPDeviceMap mPendingRemovals;

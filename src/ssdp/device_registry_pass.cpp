@@ -15,7 +15,7 @@ namespace {
 using formats::CanBeProxied;
 
 // Whether a record's countdown has run out. This is decided one pass early: the record
-// would run out before the next pass, if that takes as long as this one.
+// would run out before the next pass, if the next tick is as long as the last one.
 bool HasRunOut(const SSDPDeviceType &device, std::int32_t elapsedMs)
 {
     return device.timerCountdown <= elapsedMs;
@@ -29,8 +29,8 @@ bool IsReadyForTakeOver(const SSDPDeviceType &node)
 
 } // namespace
 
-// Removals come first: a service that is removed and added again within one pass says
-// goodbye and is then announced with its new fields.
+// Removals come first: for a service that is removed and added again between two passes, a
+// goodbye is sent, and then an announcement with the new fields.
 void DeviceRegistry::UpdateContainers(std::int32_t elapsedMs)
 {
     ApplyRemovals();
@@ -178,8 +178,9 @@ void DeviceRegistry::AgeNodes(std::int32_t elapsedMs)
     mChanged = mChanged || forgets;
 }
 
-// Announces the services that ran out. It uses HostList alone: only a hand-back can
-// delay, stop or change the announcements of this device's own service.
+// Announces the services that ran out. It uses HostList alone: of all received datagrams, only
+// one that causes a hand-back can delay, stop or change the announcements of this device's own
+// service.
 void DeviceRegistry::AgeHosts(std::int32_t elapsedMs)
 {
     for (auto &[usn, service] : mHostList) {

@@ -128,7 +128,7 @@ bool DocumentExchange::SendDue()
 }
 
 // If one datagram has no room in the send buffer, the others of its urgency have none
-// either. They go back to the queue in their order.
+// either. All of them go back to the queue.
 bool DocumentExchange::SendSome(Outbox &outbox)
 {
     for (int left = kSentAtOnce; left > 0 && !outbox.due.empty(); --left) {

@@ -14,7 +14,7 @@
 
 namespace ssdp {
 
-// A peer's request for a document that the peer is allowed to read.
+// A peer's request for a document.
 struct DocumentRequest
 {
     std::string name; // begins with its only "/": a file directly in the web root
@@ -32,12 +32,12 @@ public:
     DocumentExchange(SSDPEnvironment &environment, OwnLink &link, Timing &timing);
 
     // Sets the directory of description documents, without a slash at its end. It must
-    // be in the web root, from which documents are served.
+    // be the web root (formats::kWebRoot), from which documents are served.
     void SetPath(const std::string &path) { mPath = path + "/"; }
 
     // Writes the document of a service for one address of this device, and completes
     // the record: max-age, period, countdown, SERVER, USN, LOCATION, file name. Returns
-    // false when there is no file number, or the document could not be written.
+    // false when there is no file number, or the file could not be opened.
     [[nodiscard]] bool GenerateDeviceDescriptionFile(const std::string &interfaceAddress,
                                                      SSDPDeviceType &service);
     // Frees the number in the name of a description file.
@@ -47,19 +47,19 @@ public:
     // the LOCATION.
     void SendGETRequest(std::string_view url, const in_addr &from);
 
-    // Reads a request for a document. The result's name is empty when the request names
-    // no document, or when the answer has no room now: then the file is not opened.
+    // Reads a request for a document. The result's name is empty when the request names no
+    // document, or when the answer has no room or no budget now: then the file is not opened.
     [[nodiscard]] DocumentRequest ReadGETRequest(std::string_view request,
                                                  const sockaddr_in &sender, std::uint32_t nowMs);
-    // Queues the answer with the requested document.
+    // Queues the answer with the requested document, if the budget allows it.
     void SendGETResponse(const DocumentRequest &request, const ServedDocument &document,
                          std::uint32_t nowMs);
 
     // Collects the datagrams whose delay ends within elapsed milliseconds. They are
     // due, and SendDue sends them.
     void CollectDue(std::uint32_t elapsedMs);
-    // Sends up to kSentAtOnce due answers, or as many due requests when no answer is
-    // left. Returns true while more are due. Datagrams without room in the send buffer
+    // Sends up to kSentAtOnce due answers and, when no answer is left, up to kSentAtOnce due
+    // requests. Returns true while more are due. Datagrams without room in the send buffer
     // wait for the next tick.
     [[nodiscard]] bool SendDue();
     // Drops all datagrams that wait to be sent.

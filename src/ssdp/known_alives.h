@@ -14,7 +14,8 @@ namespace ssdp {
 
 // KnownAlives keeps the bytes and the headers of announcements (ssdp:alive). A device repeats
 // the same bytes every 15 to 24 s, and two thirds of the work for them would be to read their
-// headers again. The bytes are compared, so Find returns what formats::ScanHeaders would.
+// headers again. The bytes are compared, so Find returns what formats::ScanHeaders would, except
+// for the sender.
 //
 // The hash that finds an announcement has no key, because it must be fast. An attacker can
 // choose texts that make this class forget other announcements, whose headers are then read
@@ -26,8 +27,8 @@ class KnownAlives
 public:
     KnownAlives();
 
-    // The headers of a datagram that is kept; null if it is not. The texts and the pointer
-    // are valid until the next call of another function.
+    // The headers of a datagram that is kept; null if it is not. Their sender is that of the
+    // kept datagram. The texts and the pointer are valid until the next call of another function.
     [[nodiscard]] const formats::SSDPHeaders *Find(std::string_view datagram) const;
 
     // Keeps a datagram and its headers, unless it is longer than kMaxKnownAliveBytes. Forgets

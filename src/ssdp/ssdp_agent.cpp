@@ -127,8 +127,8 @@ void SSDPAgent::HandleNotify(std::string_view datagram, const sockaddr_in &sende
     }
 }
 
-// More than there are known devices: one that returns, or changes its announcement, takes no
-// place from the others.
+// More than there are known devices: a device that returns, or changes its announcement, takes
+// no place from the others.
 std::size_t SSDPAgent::MostKnownAlives() const
 {
     constexpr std::size_t kSpare = 16;

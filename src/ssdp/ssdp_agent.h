@@ -51,8 +51,8 @@ public:
     // announce is set, removes the interfaces and empties the registry.
     void Leave(bool announce);
 
-    // Handles one datagram. Returns a valid request for a document: the caller reads the
-    // file without its lock, and passes request and file to SendGETResponse.
+    // Handles one datagram. If it is a valid request for a document, returns the request: the
+    // caller reads the file without its lock, and passes request and file to SendGETResponse.
     [[nodiscard]] std::optional<DocumentRequest>
     ParseSSDPPacket(std::string_view datagram, const sockaddr_in &sender, std::uint32_t nowMs);
     void SendGETResponse(const DocumentRequest &request, const ServedDocument &document,

@@ -16,8 +16,8 @@ struct ServedDocument
     std::uint64_t bytes = 0; // the size of the file
 };
 
-// The files of description documents: their numbers, writing and reading. A fake
-// keeps them in memory.
+// The files of description documents: their numbers, writing and reading. A
+// test's fake keeps them in memory.
 class DescriptionFiles
 {
 public:
@@ -46,8 +46,9 @@ enum class Urgency { Request, Answer };
 
 // Everything that the protocol core needs from outside. The engine implements it
 // with sockets, random() and files, a test with a fake. Only the core calls it, on
-// the caller's thread and with the caller's lock held. Nothing here waits, except for
-// the file of a published document.
+// the caller's thread and with the caller's lock held; but the engine itself calls
+// DescriptionFiles::Read, without the lock. Nothing that the core calls waits, except
+// for the file of a published document.
 class SSDPEnvironment
 {
 public:

@@ -64,7 +64,8 @@ constexpr int kReceiveBufferBytes = 2000 * 2304;
 // until ARP gives up. Without this share, an attacker could block the announcements.
 constexpr int kSparedByRequests = 50;
 constexpr int kSparedByAnswers = 25;
-// How many delayed datagrams are sent before other threads may take the lock.
+// How many delayed answers, and as many requests, are sent before other threads may take the
+// lock.
 constexpr int kSentAtOnce = 32;
 // How many ticks a due datagram waits for room in the send buffer.
 constexpr int kTicksToWaitForRoom = 3;

@@ -18,8 +18,8 @@
 using vexbase::WriteFault;
 using vexbase::WriteProgress;
 
-// The thread-safety analysis cannot follow a lock that a constructor takes and a
-// destructor releases.
+// Clang does not analyse the bodies of constructors and destructors; the attribute shows it to
+// readers.
 VEX_SSDP::EngineLock::EngineLock(VEX_SSDP &engine) VEX_NO_THREAD_SAFETY_ANALYSIS : mEngine(engine)
 {
     static_cast<void>(mEngine.mLock.Lock());
@@ -44,7 +44,7 @@ VEX_SSDP::VEX_SSDP()
 }
 
 // Close may time out; the destructor waits until both threads have ended, since they
-// use its members.
+// use the members of this object.
 VEX_SSDP::~VEX_SSDP()
 {
     Close();
@@ -78,8 +78,8 @@ unsigned int VEX_SSDP::Open(const std::map<std::string, std::string> &interfaces
     return InterfaceCount();
 }
 
-// Uses the interface as soon as the socket is open, even if the group could not be
-// joined: announcements and unicast datagrams work without the membership.
+// Uses the interface even if the group could not be joined: announcements and unicast
+// datagrams work without the membership.
 void VEX_SSDP::OpenSocket(const std::string &address, const std::string &interfaceName)
 {
     if (mSocket.Open("", formats::kPort, VEXUDPSocket::Port::Shared) != vexbase::kSuccess) {
@@ -93,7 +93,7 @@ void VEX_SSDP::OpenSocket(const std::string &address, const std::string &interfa
     mAgent->AddInterface(address, interfaceName, netmask);
 }
 
-// Sends multicast by this interface, independent of the routing table. Chooses it by index:
+// Sends multicast through this interface, independent of the routing table. Chooses it by index:
 // if it were chosen by address, sending would fail after the address has changed, and the
 // goodbyes that this change causes would be lost.
 void VEX_SSDP::ChooseInterface(const std::string &interfaceName)

@@ -30,8 +30,8 @@ class TickClock;
 // It owns two threads. The SSDP thread receives, and runs the core at every datagram
 // and tick. The diagnostic thread answers listing commands on UDP port 49821. One lock
 // guards the core. Every public operation may be called from any thread. Calls only
-// queue work, which the SSDP thread sends; the exception is Close, which sends the
-// goodbyes itself.
+// queue work for the SSDP thread; the exception is Close, which sends the goodbyes
+// itself.
 //
 // Failures in this folder: an operation that can fail says so by its result (false, an
 // empty optional, 0 or a status of vexbase/vex_status.h). Nothing throws, except for lack
@@ -76,7 +76,7 @@ public:
         VEX_EXCLUDES(mLock);
 
     // Sets the directory of description documents, without a slash at its end. It must
-    // be in the web root, from which documents are served.
+    // be the web root (formats::kWebRoot), from which documents are served.
     void SetPath(const std::string &path) VEX_EXCLUDES(mLock);
 
     // Queues a service for announcement at the next pass. Sets the record's USN from its
@@ -143,7 +143,7 @@ private:
     VEXUDPSocket mDiagnosticSocket;
     VEXThread mDiagnosticThread;
 
-    // Open and Close hold this lock from begin to end: they never run at the same time.
+    // Open and Close hold this lock from beginning to end: they never run at the same time.
     // It is taken before mLock. The engine's threads never take it, so Close may wait
     // for them.
     VEXLock mLifecycleLock;
