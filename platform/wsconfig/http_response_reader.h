@@ -21,7 +21,7 @@ public:
     HttpResponseReader &operator=(const HttpResponseReader &) = delete;
 
     // Parses the next bytes of the connection and appends the part of the body that they
-    // contain, without chunk headers. Returns false when this is not a response or when a
+    // contain, without chunk headers. Returns false when this is not a valid response or when a
     // bound is exceeded: error() has the reason, and all later calls return false, too.
     // Bytes after the response's end are ignored.
     [[nodiscard]] bool feed(std::string_view bytes, std::string &body);

@@ -19,8 +19,8 @@ class WatchStream;
 // Failures are not reported to the caller: they are written to standard error, the watch
 // continues, and the service can end neither the watch nor the program. An event that
 // cannot be read is dropped with one line. A lost stream gives one line when it is lost,
-// one more if the service then answers wrongly, and one when it is back. (The other classes
-// of this folder return their failures: an errno value, or a text.)
+// one more if the service then answers wrongly, and one when it is back. (WatchStream writes
+// the lines. The other classes of this folder return their failures: an errno value, or a text.)
 class WSConfig : public QObject
 {
     Q_OBJECT

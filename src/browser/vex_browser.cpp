@@ -87,7 +87,7 @@ void VEXBrowser::WriteBrowserInfo()
     vexbase::ReturnFreeMemory();
 }
 
-// Returns true if the file could be opened. A failed write, for instance on a full medium, is
+// Returns true if the file could be opened. A failed write, for instance on a full disk, is
 // reported only if nothing was written. In any case the cut list replaces the former one.
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the callers pass literals
 bool VEXBrowser::WriteJSONFile(std::string path)

@@ -29,7 +29,7 @@ struct SSDPDeviceType
     std::string descriptionFileName; // path of the document's file
     std::string server;              // the SERVER header's value
 
-    std::uint32_t timerPeriod = 0;   // reload value of the countdown, milliseconds
+    std::uint32_t timerPeriod = 0;   // milliseconds; the countdown is calculated from it
     std::int32_t timerCountdown = 0; // milliseconds left; 0 or less when it has run out
     std::uint16_t repeatCount = 0;   // announcements still to be sent
     std::uint8_t flag = 0;           // marks of the registry (ssdp::record_flag)

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-// The data that the publisher registers: the instance name and the services. Failures:
+// The data that Mdns registers with Avahi: the instance name and the services. Failures:
 // none, except for lack of memory.
 namespace mdns {
 
@@ -34,7 +34,7 @@ using TxtStrings = std::unique_ptr<AvahiStringList, StringListDeleter>; // null:
 struct Service
 {
     int port;         // in host byte order
-    const char *type; // such as "_http._tcp"; the text belongs to the publisher's caller
+    const char *type; // such as "_http._tcp"; the text belongs to the caller of Mdns
     TxtStrings txt;
 };
 

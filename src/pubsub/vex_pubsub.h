@@ -13,7 +13,7 @@
 
 class Mdns;
 
-// VEXPubSub decides when the device is announced and withdrawn. It follows the
+// VEXPubSub, the coordinator, decides when the device is announced and withdrawn. It follows the
 // configuration, opens and closes the SSDP engine on the device's address, publishes and
 // revokes the device's own SSDP service, and sends signals to the mDNS publisher.
 //

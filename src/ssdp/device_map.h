@@ -42,8 +42,8 @@ public:
     struct Slot
     {
         std::uint32_t hash = kEmpty; // half of the hash of the USN
-        // When the description came or was requested last, in seconds of the registry's
-        // clock; 0 if never.
+        // When the description came or was requested last, in seconds of the clock of
+        // DescriptionRefresh; 0 if never.
         std::uint32_t describedSeconds = 0;
         Record record;
     };
@@ -139,7 +139,7 @@ private:
 // The bits of SSDPDeviceType::flag: the registry's marks on a record.
 namespace record_flag {
 inline constexpr std::uint8_t kConfirmed = 1; // see UnconfirmedNodes
-inline constexpr std::uint8_t kEscaped = 2;   // the browse document needs escapes for it
+inline constexpr std::uint8_t kEscaped = 2;   // the browse list needs escapes for it
 } // namespace record_flag
 
 // UnconfirmedNodes lists the entries that a description created and that no

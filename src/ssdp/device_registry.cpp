@@ -26,7 +26,7 @@ void NoteEscapes(SSDPDeviceType &device)
     }
 }
 
-// The bytes of an entry as the browse document writes them. The texts that this document
+// The bytes of an entry as they are written to the browse list. The texts that this list
 // leaves out count as the registry keeps them: the USN twice, as key and in the record.
 // REQUIRES: NoteEscapes was called since the texts changed.
 std::size_t WrittenSize(const SSDPDeviceType &device)

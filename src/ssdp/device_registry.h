@@ -22,8 +22,9 @@ namespace ssdp {
 // forgotten. A service is known when it is in NodeList, and announced when it is in
 // HostList. Time is an argument. Not thread-safe; it belongs to the protocol core.
 //
-// A device that cannot announce itself well can be proxied (formats::CanBeProxied):
-// when it is silent, this device announces it.
+// Some devices can be proxied (formats::CanBeProxied). The first addition of such a device gives
+// it time to announce itself. If it stays silent, the next addition takes it over: this
+// device announces it from then on.
 class DeviceRegistry
 {
 public:

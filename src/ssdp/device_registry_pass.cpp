@@ -80,7 +80,7 @@ void DeviceRegistry::ApplyAddition(SSDPDeviceType &service)
 
 // Adds a service that is announced already. This device's own service becomes known
 // again if a byebye has removed it from NodeList. For a proxied service that is still
-// known: resets repeatCount, and takes over the host name.
+// known: resets repeatCount, and copies the host name.
 void DeviceRegistry::UpdateAnnounced(const SSDPDeviceType &service, SSDPDeviceType &host)
 {
     const auto node = mNodeList.find(service.usn);
@@ -103,7 +103,7 @@ void DeviceRegistry::UpdateAnnounced(const SSDPDeviceType &service, SSDPDeviceTy
 }
 
 // Adds a service of another device that is not known yet. If it can be proxied, it gets
-// some ticks to announce itself before it is taken over.
+// some ticks to announce itself. An addition after that takes it over (ApplyAddition).
 void DeviceRegistry::AddForeign(SSDPDeviceType &service)
 {
     service.timerPeriod = mTiming.GetMaximumAge(service.maxAge);
@@ -196,7 +196,7 @@ void DeviceRegistry::AgeHosts(std::int32_t elapsedMs)
     }
 }
 
-// Announces our own service again. NodeList gets the announced record back, in case a
+// Announces this device's own service again. NodeList gets the announced record back, in case a
 // forged description has replaced it.
 void DeviceRegistry::AnnounceOwn(SSDPDeviceType &service)
 {

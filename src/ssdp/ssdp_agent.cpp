@@ -175,8 +175,8 @@ void SSDPAgent::SendGETResponse(const DocumentRequest &request, const ServedDocu
     }
 }
 
-// Search answers and documents both begin with "HTTP". Only documents have
-// CONTENT-LANGUAGE.
+// Search responses and GET responses both begin with "HTTP". Only GET responses, which carry
+// description documents, have CONTENT-LANGUAGE.
 void SSDPAgent::ParseHTTPResponse(std::string_view data, const sockaddr_in &sender)
 {
     if (mLink.IsOwnAddress(sender.sin_addr)) {

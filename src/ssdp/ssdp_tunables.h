@@ -15,8 +15,8 @@ constexpr std::uint32_t kMsPerSecond = 1000;
 constexpr std::uint32_t kPollIntervalBaseMs = 4250;
 constexpr std::uint32_t kPollIntervalSpreadMs = 1500;
 
-// This device's own service is announced every 15 to 24 s. The period is drawn for
-// every document: many services do not announce themselves at the same time.
+// A service is announced every 15 to 24 s. The period is drawn for every document: many
+// services are not announced at the same time.
 constexpr std::uint32_t kAnnounceBaseSeconds = 15;
 constexpr std::uint32_t kAnnounceSpreadSeconds = 10;
 
@@ -28,7 +28,8 @@ constexpr std::uint32_t kLeastMaxAgeSpreadSeconds = 10;
 // answer one announcement do not answer together.
 constexpr std::uint32_t kExchangeSpreadTicks = 3;
 
-// A silent device that can be proxied has two to five ticks to announce itself.
+// A device that can be proxied has two to five ticks to announce itself after its first
+// addition. Later additions take it over if it was silent.
 constexpr std::uint32_t kTakeOverBaseTicks = 2;
 constexpr std::uint32_t kTakeOverSpreadTicks = 3;
 
@@ -71,12 +72,13 @@ constexpr int kSentAtOnce = 32;
 constexpr int kTicksToWaitForRoom = 3;
 
 // Bounds against a hostile network, far above any real one: discovered devices, and
-// bytes of all known devices. The bytes are counted as the browse document writes
-// them, plus the texts that only the registry keeps, so they bound that document, too.
+// bytes of all known devices. The bytes are counted as they are written to the
+// browse list, plus the texts that only the registry keeps, so they bound that list, too.
 constexpr std::size_t kMaxDiscoveredNodes = 4096;
 constexpr std::size_t kMaxKnownBytes = 4U << 20U;
 // KnownAlives keeps announcements up to this length, about one for each known device. The
-// announcements of our products have some 300 bytes. Longer ones are read each time.
+// announcements of the maker's products have some 300 bytes. Those that are longer than this
+// number are read each time.
 constexpr std::size_t kMaxKnownAliveBytes = 512;
 // Below half of both bounds, the registry counts as mostly empty after it was full.
 constexpr std::size_t kMostlyEmptyRegistryShare = 2;

@@ -23,7 +23,7 @@ public:
 
     // The delay of a description request or answer: 0 to three ticks.
     [[nodiscard]] std::uint32_t DrawExchangeDelayMs();
-    // How long a device that can be proxied may stay silent before it is taken over.
+    // How long a device that can be proxied may stay silent before an addition takes it over.
     [[nodiscard]] std::int32_t DrawTakeOverWaitMs();
     // The time between two announcements of a service.
     [[nodiscard]] std::uint32_t DrawAnnouncePeriodMs();

@@ -79,9 +79,10 @@ public:
     // be the web root (formats::kWebRoot), from which documents are served.
     void SetPath(const std::string &path) VEX_EXCLUDES(mLock);
 
-    // Queues a service for announcement at the next pass. Sets the record's USN from its
-    // product name, address and instance, and its period to 0. Replaces a queued
-    // service of the same USN.
+    // Queues a service for the next pass, which begins to announce it if it is at this
+    // device's address. Services of other devices only become known, except those that can
+    // be proxied (DeviceRegistry). Sets the record's USN from its product name, address and
+    // instance, and its period to 0. Replaces a queued service of the same USN.
     void AddService(SSDPDeviceType &service) VEX_EXCLUDES(mLock);
 
     // Queues an announced service for its goodbye at the next pass, and drops a queued
