@@ -17,7 +17,7 @@ NAMES = ["beacond", "beacon-configd", "beaconctl", "beacond-web"]
 DAEMONS = ["beacond", "beacon-configd"]
 LIMIT = 60
 
-# Files that a purge may leave changed, each with the reason.
+# Files that a purge may leave changed.
 EXPLAINED = re.compile("|".join([
     r"/var/log/.*",  # logs of the installation and the purge
     r"/var/lib/dpkg/(status|status-old|diversions-old|statoverride-old|lock.*|triggers/.*)",
@@ -51,7 +51,7 @@ def wait_for_list(machine):
 @pytest.fixture(scope="module")
 def before(machine):
     """The files of a device with D-Bus and avahi-daemon, before the packages are installed."""
-    # avahi-daemon's package asks init to restart itself; something must read the request.
+    # The package sysvinit-core asks init to restart itself; a process must read the request.
     machine.run("mkfifo", "/run/initctl")
     machine.start("initctl", ["cat", "/run/initctl"])
     machine.prepare("sysvinit-core", "bash-completion")
@@ -170,7 +170,7 @@ def test_a_failed_data_partition_does_not_stop_the_service(installed):
     installed.wait_for_process("beacon-configd")
 
 
-def test_stopping_and_crashing_leave_no_browse_list(installed):
+def test_stopping_removes_the_browse_list_also_after_a_crash(installed):
     wait_for_list(installed)
     assert init(installed, "beacond", "stop").returncode == 0
     assert installed.read(BROWSE_LIST) is None

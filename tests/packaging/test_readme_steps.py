@@ -57,7 +57,8 @@ def as_the_installer_leaves_it(machine):
 
 
 def restart(machine):
-    """The first boot; before it, the port gets the name that a link file gives to its address."""
+    """The first boot. Before it, the port gets the name that the link file has for its hardware
+    address."""
     text = machine.read("/etc/systemd/network/10-net0.link")
     settings = dict(line.split("=", 1) for line in text.splitlines() if "=" in line)
     ports = json.loads(machine.run("ip", "-json", "link").stdout)
@@ -78,7 +79,7 @@ def release(request):
 def device(request, lab, release, built):
     """A device after the five steps."""
     root = request.getfixturevalue(f"debian_{release}")
-    address = f"192.0.2.{release}"  # one for each: others remember its hardware address
+    address = f"192.0.2.{release}"  # others remember the hardware address of an IP address
     machine = lab.add_node(Machine("debian", address, str(root), str(built), lab.mark))
     as_the_installer_leaves_it(machine)
     machine.paste(block("README.md", "port="))
@@ -110,7 +111,7 @@ def fetch(peer, address, path):
     return answer.status, answer.read().decode()
 
 
-def test_the_page_answers_with_all_that_it_loads_and_the_list(device, peer):
+def test_the_page_all_that_it_loads_and_the_list_are_served(device, peer):
     files = device.path("/usr/share/beacond-web")
     loaded = ["index.html", *(str(each.relative_to(files)) for each in files.glob("page-*/*"))]
     assert len(loaded) > 20
@@ -151,7 +152,7 @@ def wait_for_service(looker, name, host):
 
 
 @pytest.mark.parametrize("release", RELEASES[:1], indirect=True)
-def test_both_names_of_the_device_can_be_made_one(device, looker):
+def test_both_names_of_the_device_can_be_made_equal(device, looker):
     device.configure(hostName="former")
     wait_for_service(looker, "former", "debian.local")
     device.paste(block("docs/operations.md", "hostnamectl"))

@@ -112,8 +112,8 @@ def three_devices(lab, pytestconfig):
                                DeviceSpec("studio-b", product="lumenplus", **other),
                                DeviceSpec("studio-c", product="talonmx")])
     if arm64:
-        # beacond chooses the multicast interface, so it needs no route. The emulator
-        # cannot do that.
+        # The emulator does not support the socket option by which beacond chooses the
+        # multicast interface, so this device needs a route.
         devices[1].run("ip", "route", "add", "239.0.0.0/8", "dev", "net0")
     for each in devices:
         each.start_beacond()

@@ -60,7 +60,7 @@ def search_response(device, max_age):
 
 
 def serial_number(device):
-    """That of an emulated machine. The lab's devices have none, and announce the default."""
+    """The serial number in the description. Virtual devices have none and use the default."""
     return device.spec.serial_number if isinstance(device, Machine) else "1HE000000"
 
 
@@ -101,14 +101,15 @@ def document(device):
 
 
 def served(text, length=None):
-    """The answer to a GET for a file with this text."""
+    """The answer to a GET for a file with this text. `length`: the CONTENT-LENGTH, if it is not
+    the length of the text."""
     return (f"HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n"
             f"CONTENT-LENGTH: {len(text) if length is None else length}\r\n"
             f"CONTENT-TYPE: text/xml; charset=\"utf-8\"\r\n{text}\r\n\r\n").encode()
 
 
 def max_age(message):
-    """The max-age that a device has drawn: 120 to 129 seconds."""
+    """The max-age in a message. A device chooses it at random: 120 to 129 seconds."""
     drawn = int(re.search(rb"max-age=(\d+)\r\n", message)[1])
     assert 120 <= drawn <= 129
     return drawn

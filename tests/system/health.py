@@ -37,7 +37,7 @@ def descriptors(program):
 
 
 def udp_count(node, name):
-    """A counter of received datagrams in a node's kernel."""
+    """A counter of UDP datagrams in a node's kernel, by its name in /proc/net/snmp."""
     names, values = re.findall(r"^Udp: (.*)$", node.run("cat", "/proc/net/snmp").stdout, re.M)
     return dict(zip(names.split(), map(int, values.split())))[name]
 
@@ -63,11 +63,11 @@ def wait_until_closed(device):
 
 
 def wait_for_alive(device, wire, since, number=1, timeout=PASS):
-    """Waits for the device's announcement, and ignores goodbyes. `number` is the number of its
-    document.
+    """Waits for the device's announcement, and ignores goodbyes. `number` is the number of the
+    device's description document.
 
-    If its link has just come up, `timeout` must be REPEATED: a busy switch may notice the
-    link after the first announcement, and not forward it."""
+    If the device's link has just come up, `timeout` must be REPEATED: a busy switch may notice
+    the link after the first announcement, and not forward that announcement."""
     def announcements():
         return [each.data for each in wire.datagrams(device.address, since, b"NOTIFY")
                 if b"ssdp:byebye" not in each.data]

@@ -15,7 +15,7 @@ def event(parameter, data):
 class MisbehavingService:
     """Listens on a device's loopback instead of its configuration service, whose port must be
     free. Each connection gets the next of the `answers` and is closed. The last answer is
-    repeated, and these connections stay open. Use it in a `with` statement."""
+    repeated, and its connections stay open. Use this in a `with` statement."""
 
     def __init__(self, device, *answers):
         self._answers = list(answers)

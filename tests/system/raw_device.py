@@ -1,5 +1,5 @@
-"""A device that a test simulates byte by byte on a peer, and ways to wait until a device
-under test has read all datagrams."""
+"""A device that a test simulates byte by byte on a peer, and ways to wait until a device under
+test, or a capture, has read all datagrams."""
 
 import itertools
 
@@ -10,7 +10,8 @@ _markers = itertools.count(1)
 
 
 class RawDevice:
-    """The messages, the description and the list entry of a simulated device."""
+    """The messages and the description of a simulated device. It has the attributes from which
+    `expected` composes a list entry."""
 
     def __init__(self, address, name="raw", product=Product("Lumen", "0x10660001", "4K encoder"),
                  file="raw.xml"):
@@ -36,7 +37,7 @@ class RawDevice:
                 f"USN: {self.usn}\r\n\r\n").encode()
 
     def get_request(self):
-        """The request for the description that a device sends to port 1900 of `address`."""
+        """The request for this description, which a device sends to port 1900 of `address`."""
         return f"GET {self.location} HTTP/1.1\r\nHOST:{self.address}:1900\r\n\r\n".encode()
 
     def description(self):

@@ -24,7 +24,7 @@ def set_options():
 
 
 class WatchedLab(Lab):
-    """A Lab that collects the sanitizers' reports: read `reports` after it has ended."""
+    """A Lab that collects the sanitizers' reports: read `reports` after the Lab is closed."""
 
     def __init__(self, programs):
         self.reports = []

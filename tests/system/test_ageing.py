@@ -10,8 +10,8 @@ from lab import wait_until
 from quick_clock import SPEED, Chatter, start_quick
 from raw_device import RawDevice, wait_until_read
 
-# Twice the smallest lifetime: a shorter max-age counts as 120 s. An entry expires up to a tick
-# early, and a busy machine prolongs ticks.
+# An entry lives for twice the max-age, and a max-age below 120 s counts as at least 120 s. An
+# entry expires up to a tick early, and a busy machine prolongs ticks.
 LIFE = 240
 EARLY = 80
 
@@ -48,6 +48,7 @@ def test_a_goodbye_removes_a_device_at_once(known, peer, wire):
     device, announcing, silent, zr1, leaving, _ = known
     assert listed(device, peer) == expected.listing(
         "NodeList", device, announcing, silent, zr1, leaving)
+    # A goodbye of another device and a goodbye without a LOCATION remove nothing.
     wire.socket.sendto(RawDevice("192.0.2.99", "", LEAVING).byebye(), (device.address, 1900))
     wire.socket.sendto(leaving.byebye().replace(b"LOCATION: http", b"X: "), (device.address, 1900))
     wait_until_read(device, peer)

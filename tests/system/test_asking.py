@@ -113,7 +113,7 @@ def test_the_request_goes_to_the_host_of_the_location(requests, other):
         f"GET http://{address}:80/elsewhere.xml HTTP/1.1\r\nHOST:{address}:1900\r\n\r\n".encode()]
 
 
-def test_unusable_locations_are_reported(requests):
+def test_unusable_locations_and_usns_are_reported(requests):
     _, _, _, said = requests
     lines = [line for line in said.split("\n")
              if line.startswith(("SendGETRequest", "ParseHTTPResponse"))]

@@ -111,7 +111,8 @@ def test_descriptions_for_other_subnets_spend_the_budget(lab, small_subnet, atta
             sock.sendto(get, (small_subnet.address, 1900))
         wait_until_read(small_subnet, attacker)
         took = time.monotonic() - begin
-        # All are sent within three ticks, before the announcement at the fifth tick.
+        # All answers are sent within three ticks. The third announcement from now comes at the
+        # fifth tick or later.
         since = wire.mark()
         wire.wait_for(3, since=since, source=small_subnet.address, starting=b"NOTIFY", timeout=100)
         answers = received(sock)
@@ -279,7 +280,7 @@ def test_a_flood_from_one_address_does_not_starve_others(running_device, attacke
 
 
 def test_forged_descriptions_do_not_keep_real_devices_out(running_device, attacker, neighbours):
-    """As many as fit into the registry, with the longest max-age, and never withdrawn."""
+    """More than fit into the registry, with the longest max-age, and never withdrawn."""
     with attacker.udp_socket() as sock:
         for number in range(flood.NODES + 50):
             sock.sendto(b"HTTP CONTENT-LANGUAGE max-age=1073741\r\n"

@@ -173,7 +173,7 @@ def test_watch_on_a_terminal_marks_and_colours_changes(
     assert set(re.findall(rb"\x1b\[\d+m", drawn)) == colours
 
 
-def test_watch_on_a_terminal_shows_what_changed_first_if_not_all_fits(
+def test_watch_on_a_terminal_shows_changed_devices_first_if_not_all_fit(
         peer, answerer, beaconctl):
     master, terminal = pty.openpty()
     fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("4H", 7, 80, 0, 0))  # 7 lines
@@ -208,7 +208,7 @@ def test_an_invalid_answer_to_a_search_is_ignored(peer, answerer, beaconctl, ans
     assert outcome(result) == (1, "", "beaconctl: nobody answered\n")
 
 
-def test_an_answer_to_a_search_of_any_size_is_shown_shortened(
+def test_the_largest_answer_to_a_search_is_shown_shortened(
         peer, answerer, beaconctl):
     start = b"HTTP/1.1 200 OK\r\nSERVER: \x1b[2J\r\nUSN: "
     usn = "u" * (LARGEST - len(start))

@@ -1,4 +1,5 @@
-"""beaconctl monitor: it shows the SSDP traffic of the link and takes no datagram from others."""
+"""beaconctl monitor shows the SSDP traffic of the link, and takes no datagram from other
+programs."""
 
 import json
 import os

@@ -63,7 +63,7 @@ def test_a_pipe_without_a_reader_ends_every_command_with_status_3_if_sigpipe_is_
         assert (command, program.wait(), program.stderr) == (command, 3, BROKEN)
 
 
-def test_a_closed_standard_output_ends_with_status_3_and_without_output(
+def test_a_closed_standard_output_ends_a_command_with_status_3_and_a_line(
         peer, answerer, beaconctl):
     with answering(answerer, 49821, LISTING):
         result = peer.run("sh", "-c", f"exec {beaconctl} --host {answerer.address} nodes >&-",

@@ -184,7 +184,7 @@ def test_complete_publishes_and_preparing_causes_one_goodbye(
                device.beacond.explain)
     device.put_network(state="Complete")
     sent = wire.wait_for(since=since, source=device.address, starting=b"NOTIFY", timeout=PASS)
-    expected.assert_alive(sent[0].data, device)  # nothing was announced before
+    expected.assert_alive(sent[0].data, device)  # no goodbye before it: nothing was announced
     device.put_network(state="Preparing")
     wait_until(lambda: not ssdp_port_open(device), PASS, "the SSDP port closed",
                device.beacond.explain)
@@ -193,7 +193,8 @@ def test_complete_publishes_and_preparing_causes_one_goodbye(
     assert notifies(wire, device, since).count(expected.goodbye(device)) == 1
 
 
-def test_a_device_with_ssdp_off_from_the_start_sends_nothing(lab, wire, peer):
+def test_a_device_with_ssdp_off_from_the_start_announces_nothing_until_its_name_changes(
+        lab, wire, peer):
     since = wire.mark()
     device = lab.add_device("quiet", product="corvia12", ssdp=False)
     device.start_beacond().wait_output("PubSub started")

@@ -28,7 +28,7 @@ def device(lab, wire):
 
 
 class Since:
-    """The device's actions since a moment."""
+    """The device's datagrams and output since this object was made."""
 
     def __init__(self, device, wire, peer):
         wait_until_recorded(wire, peer)
@@ -106,7 +106,7 @@ def test_other_states_of_the_interface_have_no_effect(device, since):
     device.put_network(state="Idle")
     device.configure(hostName="by-hand-2")
     since.wait_until_announced_again()
-    assert since.written() == REOPENED  # for the name
+    assert since.written() == REOPENED  # the name reopened it
 
 
 def test_complete_announces_and_publishes_by_dns_sd_again(device, since):
@@ -124,7 +124,7 @@ def test_connected_again_leaves_an_open_port_open(device, since):
     since.wait_until_written(CLOSED + OPENED)
     device.put_network(connected=True)
     device.configure(hostName="by-hand")
-    since.wait_until_written(CLOSED + OPENED + REOPENED)  # for the second name
+    since.wait_until_written(CLOSED + OPENED + REOPENED)  # the second name reopened it
     wait_until(lambda: named_in_its_document(device, "by-hand"), PASS, "the second name announced")
     wait_until(lambda: since.said()[-1:] == ["alive"], PASS, "announced", since.said)
 

@@ -13,7 +13,7 @@ from lab import wait_until
 
 TOP = Path(__file__).resolve().parents[2]
 
-# A Debian whose other root folder would be that of Debian 12.
+# Replaces scripts/setup.sh: this machine appears to have Debian 13, so the other Debian is 12.
 SETUP = """
 codename() { echo trixie; }
 listed_packages() { echo busybox; }
@@ -22,7 +22,8 @@ listed_packages() { echo busybox; }
 
 @pytest.fixture
 def tree(tmp_path):
-    """A tree of sources with only tests/debian, and with the other root made."""
+    """A folder of sources with only tests/debian and SETUP. The root folder of the other Debian
+    exists already."""
     shutil.copytree(TOP / "tests/debian", tmp_path / "tests/debian")
     (tmp_path / "scripts").mkdir()
     (tmp_path / "scripts/setup.sh").write_text(SETUP)
@@ -44,7 +45,7 @@ def tree(tmp_path):
 
 
 def start(tree, command, **options):
-    # These tests themselves may run without a terminal, where nohup ignores SIGHUP.
+    # These tests may run under nohup, whose programs inherit that SIGHUP is ignored.
     return subprocess.Popen(["env", "--default-signal=INT,TERM,HUP", tree / "tests/debian/run",
                              "sh", "-c", command], text=True,
                             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, **options)
@@ -62,7 +63,7 @@ def test_the_command_sees_the_other_root_and_the_sources_with_another_build_fold
 
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
 def test_a_signal_ends_the_command_and_what_it_started(tree, number):
-    reader, writer = os.pipe()  # inherited by all processes that it starts
+    reader, writer = os.pipe()  # inherited by all processes of the command
     command = "trap '' INT TERM HUP; sleep 600 & touch build/started; wait"
     with start(tree, command, pass_fds=[writer], start_new_session=True) as program:
         os.close(writer)

@@ -10,9 +10,9 @@ from lab import wait_until
 from lab.device import BROWSE_LIST
 from minissdpd import Minissdpd
 
-# A request and its answer each wait up to three poll intervals of at most 5.75 s, in whole
-# intervals. The list is written at most 5.5 s later. An announcement that was sent before a
-# device had started is repeated within 24 s.
+# A request and its answer each wait up to three ticks of at most 5.75 s, in whole ticks. The
+# list is written at most 5.5 s later. An announcement that was sent before a device had started
+# is repeated within 24 s.
 LIMIT = 90
 
 # The list that the tests of the discovery page use.

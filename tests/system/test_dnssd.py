@@ -1,4 +1,4 @@
-"""The device in DNS-SD browsers of other projects, through a real avahi-daemon."""
+"""The DNS-SD service of a device with a real avahi-daemon, as avahi-browse shows it."""
 
 import re
 
@@ -54,7 +54,7 @@ def test_the_service_follows_a_new_host_name_of_avahi_daemon(pair):
         lambda: str(observer.mdns_services()))
 
 
-def test_the_service_name_keeps_the_letters_that_the_document_lists(pair):
+def test_the_service_names_are_those_of_the_table_in_the_document(pair):
     published, observer = pair
     table = re.search(r"\| `hostName` \| DNS-SD service \|\n\|---\|---\|\n((?:\|.*\n)+)",
                       (TOP / "docs/operations.md").read_text())[1]

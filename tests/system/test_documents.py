@@ -172,7 +172,7 @@ def plain(path):
     return " ".join((TOP / path).read_text(encoding="utf-8").split())
 
 
-def test_all_documents_give_the_same_rule_for_names():
+def test_both_documents_give_the_rule_for_names_of_the_sources():
     source = (TOP / "tools/configd/name.h").read_text(encoding="utf-8")
     rule = re.search(r'kNameRule =\s*"(.*)";', source)[1].replace('\\"', '"')
     assert rule in plain("docs/configuration-service.yaml")

@@ -111,7 +111,7 @@ def test_a_service_that_starts_late_is_followed_at_once(device, wire):
     assert device.beacond.stdout == START + 3 * REOPENED
 
 
-def test_a_restarted_service_is_followed_again_without_a_datagram(device, wire):
+def test_a_restarted_service_is_followed_again_without_a_goodbye_or_a_search(device, wire):
     since = wire.mark()
     out, err = len(device.beacond.stdout), len(device.beacond.stderr)
     device.configd.stop()
@@ -188,7 +188,7 @@ def test_invalid_events_are_dropped_and_the_stream_continues(device, wire, peer)
         assert device.beacond.stdout[out:] == ""
         rename_and_wait(device, wire, lambda name: service.send(
             event(24, json.dumps({"hostName": name}))))
-    # 10 MB were sent; not much more than the largest event was stored.
+    # 10 MB were sent, but at most 256 KiB of an event are stored.
     assert status(device.beacond, "VmHWM") - before < 4 << 20
     assert peer.ask(b"gh", device.address, 49821).startswith(b"HostList\n  ProductName:")
     device.start_configd()

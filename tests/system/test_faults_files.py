@@ -112,7 +112,7 @@ def test_without_a_folder_for_the_list_it_continues_and_writes_the_next_change(
     assert faults(device) == lines
 
 
-def test_on_a_full_disk_the_device_is_announced_with_a_cut_document(device, wire, peer):
+def test_on_a_full_disk_the_device_is_announced_with_an_empty_document(device, wire, peer):
     fill(device, "/var/www/html")
     device.start_beacond()
     wire.wait_for(source=device.address, starting=b"NOTIFY")

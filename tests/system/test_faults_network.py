@@ -94,7 +94,7 @@ def connected(device):
     return device.request("GET", "/api/v1/network/devices")[1][0]["status"]["connected"]
 
 
-def test_a_link_that_goes_down_and_up_is_announced_again(running_device, wire, peer):
+def test_after_its_link_was_down_the_device_is_announced_again(running_device, wire, peer):
     device = running_device
     err = len(device.beacond.stderr)
     for _ in range(3):
@@ -109,8 +109,8 @@ def test_a_link_that_goes_down_and_up_is_announced_again(running_device, wire, p
     assert_works(device, peer)
 
 
-def test_an_interface_that_is_renamed_and_renamed_back_is_announced_again(running_device, wire,
-                                                                          peer):
+def test_after_net0_was_renamed_and_renamed_back_the_device_is_announced_again(running_device, wire,
+                                                                               peer):
     device = running_device
     err = len(device.beacond.stderr)
     device.run("sh", "-c", "ip link set net0 down; ip link set net0 name other; ip link set other up")
@@ -152,8 +152,8 @@ def port_taken(fresh_device):
     sockets[0].close()
 
 
-def test_an_ssdp_port_in_use_leaves_it_unannounced_until_it_is_free(fresh_device, port_taken, wire,
-                                                                  peer):
+def test_an_ssdp_port_in_use_is_opened_at_the_first_change_of_a_setting_after_it_is_free(
+        fresh_device, port_taken, wire, peer):
     device = fresh_device
     with port_taken(1900):
         device.start_beacond().wait_output("PubSub started\n")

@@ -53,7 +53,7 @@ def test_it_survives_and_answers_throughout(flooded, peer):
     assert "Exiting" not in device.beacond.stdout
 
 
-def test_every_bound_was_reached_and_reported(flooded):
+def test_the_full_registry_and_both_full_queues_were_reported(flooded):
     lines = set(flooded.beacond.stderr.splitlines())
     assert {"ProcessDescriptionResponse: Too many devices, dropping what comes more",
             "SendGETRequest: Too many delayed requests, dropping what comes more",

@@ -95,7 +95,7 @@ def test_a_stalled_reader_of_its_lines_does_not_block_it(
     wire.wait_for(since=since, source=device.address, starting=b"NOTIFY")
     with peer.udp_socket() as sock:
         sock.sendto(b"first", (device.address, 1900))
-    answer_to(expected.SEARCH, peer, device, 1900)  # after the line about "first"
+    answer_to(expected.SEARCH, peer, device, 1900)  # it answers after the line about "first"
     assert peer.ask(b"gh", device.address, 49821) == expected.listing("HostList", device)
     os.set_blocking(reader, False)
     while select.select([reader], [], [], 0)[0]:
@@ -119,6 +119,6 @@ def test_a_closed_pipe_for_its_lines_does_not_end_it(device, peer):
     os.close(reader)
     with peer.udp_socket() as sock:
         sock.sendto(b"to nobody", (device.address, 1900))
-    answer_to(expected.SEARCH, peer, device, 1900)  # after the line about "to nobody"
+    answer_to(expected.SEARCH, peer, device, 1900)  # it answers after the line about "to nobody"
     assert beacond.status is None
     device.stop_beacond()

@@ -13,8 +13,8 @@ LIMIT = 90
 
 @pytest.fixture(scope="module")
 def pair(lab):
-    """Two devices that see each other. On the first one, minissdpd opened the SSDP port before
-    beacond."""
+    """Two devices with beacond running, and the minissdpd of the first one, which opened the SSDP
+    port before beacond."""
     shared, other = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
                                      DeviceSpec("studio-b", product="lumenplus")])
     shared_with = Minissdpd(shared)
@@ -64,14 +64,15 @@ def test_a_search_for_another_type_finds_no_device(pair, peer):
     assert discovered(peer, "urn:schemas-upnp-org:device:Basic:1") == ""
 
 
-def test_gssdp_and_minissdpd_receive_announcement_and_goodbye(pair, peer, wire, lab):
+def test_gssdp_discover_receives_announcements_and_goodbyes(pair, peer, wire, lab):
     shared, other, _ = pair
     listener = lab.add_peer()
     listening = listener.start("gssdp-discover", ["gssdp-discover", "-i", "net0", "-m", "all",
                                                   "-t", "upnp:rootdevice"])
     for device in (shared, other):
         listening.wait_output(found(device))
-    # It searches three times. If it reads an answer after the goodbye, it lists the device again.
+    # gssdp-discover searches three times. If it reads an answer after the goodbye, it lists the
+    # device again.
     wire.wait_for(3, source=listener.address, starting=b"M-SEARCH")
     peer.ask(expected.SEARCH, other.address)
     before = len(listening.stdout)

@@ -84,7 +84,7 @@ def test_the_programs_may_be_under_tmp(programs, tmp_path):
         assert device.run("ls", "/mnt").stdout == "beacon-configd\nbeacond\n"
 
 
-def test_a_device_has_its_own_trees(device):
+def test_a_device_has_its_own_folders(device):
     name = f"own-{device.environment['BEACOND_LAB']}"  # a name that no folder of the host has
     for path in (f"/var/www/html/{name}", f"/run/{name}", f"/tmp/{name}"):
         device.run("sh", "-c", f"echo mine >{path}")
@@ -140,8 +140,7 @@ def test_a_query_to_a_port_that_stays_closed_reports_it(lab, peer):
         peer.ask(b"question", other.address, timeout=1)
 
 
-def test_twenty_devices_reach_each_other(lab, device):
-    """The first of the devices resolves the names of all the others by multicast DNS."""
+def test_a_device_resolves_the_names_of_twenty_others_by_multicast_dns(lab, device):
     others = lab.add_devices([DeviceSpec() for _ in range(20)])
     names = [f"{each.name}.local" for each in others]
     answer = device.run("avahi-resolve", "-4", "--name", *names).stdout

@@ -43,7 +43,7 @@ def stalled(program):
 
 
 class Wire:
-    """The device's datagrams since its start."""
+    """A device's announcements and goodbyes since this object was made."""
 
     def __init__(self, wire, peer, device):
         self._wire, self._peer, self._device = wire, peer, device
@@ -119,7 +119,8 @@ def test_a_detached_daemon_leaves_in_the_same_way(device, sent):
 
 
 def test_right_after_its_start_it_leaves_unannounced_or_with_a_goodbye(device, sent):
-    """It waits half a second before it announces itself. The signal may come later."""
+    """It waits half a second before it announces itself. The signal may come before or after
+    the announcement."""
     device.start_beacond().wait_output("initializing pubsub object\n")
     assert_leaves(device)
     if "Open: " in device.beacond.stdout and sent.notifies():

@@ -12,11 +12,12 @@ from lab import wait_until
 from lab.device import BROWSE_LIST
 
 PEAK = 40_000_000  # bytes of resident memory
-# The kernel may count the memory of waiting datagrams as the daemon's: the receive buffer that
-# the daemon asks for, and the usual send buffer.
+# The kernel may count waiting datagrams as memory of the daemon: up to the receive buffer that
+# the daemon requests, and the usual send buffer.
 BUFFERS = 4_608_000 + 212_992
 UNIT = Path(__file__).resolve().parents[2] / "packaging/systemd/beacond.service"
-# A pass comes after at most 5.75 s; the list is written within eleven waits of 500 ms then.
+# A registry pass comes after at most two poll intervals of 5.75 s. The list is then written
+# within eleven waits of 500 ms.
 LISTED = 30
 
 
@@ -40,7 +41,7 @@ def fill(running_device, peer, attackers):
 
 
 def test_a_list_of_control_bytes_stays_within_its_bound(fill, running_device):
-    """In the list, each byte takes six, and the model name occurs three times. Each turn
+    """In the list, each of these bytes takes six, and the model name occurs three times. Each turn
     replaces the entries of the previous turn while the list is copied and written."""
     for turn in range(3):
         model = fill(flood.control_description, f"control-{turn}")[-1]["deviceName"]

@@ -13,7 +13,7 @@ STATEMENT = re.compile(
     r"|\bm(?:Responses|Requests)\{\{([^;{}]*)\}"
     r"|\b(?:m_fault|error|notice)\s*=(?!=)([^;]*);|\bdropped\.\w+\(([^;]*);")
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
-# The registry's listings, which are called only in a debugger.
+# Headings of listings that are written only if somebody calls their functions in a debugger.
 NOT_WRITTEN = {"DisplayHostElements", "DisplayNodeElements"}
 
 

@@ -20,7 +20,7 @@ LISTED = FOLDER + "browse.json"
 
 @pytest.fixture
 def page(device):
-    """A page with a list that the test writes."""
+    """The served pages of the device, with LIST as its list."""
     list_file(device).write_bytes(LIST)
     with DiscoveryPages([device]) as served:
         yield served
@@ -66,7 +66,7 @@ def test_the_links_of_the_page_lead_to_the_devices_folders(page):
     assert body == (TOP / "tools/lab/device_pages.js").read_bytes()
 
 
-def test_both_versions_of_the_module_export_the_same():
+def test_both_versions_of_device_pages_js_export_the_same_functions():
     def exported(path):
         return re.findall(r"^export function (\w+)", path.read_text(), re.M)
     assert exported(DEVICE_PAGES) == exported(TOP / "web/discovery" / DEVICE_PAGES.name) \
@@ -192,7 +192,7 @@ def test_it_ends_at_once_and_frees_the_port(page, device):
         other.fetch(FOLDER)
 
 
-def test_an_unreachable_page_is_reported(page, device):
+def test_missing_entries_and_unreachable_pages_are_reported(page, device):
     assert list(page.missing([device])) == []
     list_file(device).write_bytes(b"[]")
     assert list(page.missing([device])) == [

@@ -89,7 +89,7 @@ def withdrawn(device):
 
 def test_a_silent_zr1_is_announced_three_more_times_and_withdrawn(recorder, wire, peer):
     wait_until_recorded(wire, peer)
-    assert notifies(wire, recorder, 0) == []  # it first has time to announce itself
+    assert notifies(wire, recorder, 0) == []  # the ZR1 first has time to announce itself
     since = wire.mark()
     add_again(recorder, wire, since)
     assert hosts(recorder, peer) == listing("HostList", silent())
@@ -104,16 +104,16 @@ def test_a_silent_zr1_is_announced_three_more_times_and_withdrawn(recorder, wire
         peer.address, "speaker", Product("Lumen", "", "")))
 
 
-def test_its_document_number_is_used_again(recorder, wire, peer):
+def test_the_document_number_of_the_zr1_is_used_again(recorder, wire, peer):
     since = wire.mark()
-    # As a new entry, it again has time to announce itself.
+    # The ZR1 is a new entry, so it again has time to announce itself.
     assert add_again(recorder, wire, since) > 1
     [said] = notifies(wire, recorder, since)[:1]
     assert said == announced(recorder, said)
     assert "/zr1_upnp_ssdp_1.xml\r\n" in said.decode()
 
 
-def test_it_is_handed_back_without_a_goodbye_when_it_announces_itself(recorder, wire, peer):
+def test_the_zr1_is_handed_back_without_a_goodbye_when_it_announces_itself(recorder, wire, peer):
     assert hosts(recorder, peer) == listing("HostList", silent())
     wire.socket.sendto(silent().alive(max_age=30), (recorder.address, 1900))
     wait_until_read(recorder, peer)
@@ -121,8 +121,8 @@ def test_it_is_handed_back_without_a_goodbye_when_it_announces_itself(recorder, 
     since, start = wire.mark(), time.monotonic()
     assert hosts(recorder, peer) == b"HostList"
     assert silent().usn in nodes(recorder, peer).decode()
-    # The ZR1 is silent again, so it is forgotten after half of its lifetime of 120 s (a shorter
-    # max-age counts as 120). Nothing is sent for it.
+    # The ZR1 is silent again, so it is forgotten after half of its max-age, which counts as at
+    # least 120 s. Nothing is sent for it.
     wait_until(lambda: silent().usn not in nodes(recorder, peer).decode(), LIMIT,
                "the ZR1 forgotten", lambda: nodes(recorder, peer))
     wait_until_recorded(wire, peer)

@@ -140,7 +140,7 @@ def test_it_writes_lines_without_a_terminal(programs):
 
 
 def test_the_command_in_the_readme_shows_where_the_page_is(programs, tmp_path):
-    # A fake cmake builds nothing, and links the programs under test.
+    # A fake cmake builds nothing, and makes a symbolic link to the programs under test.
     for name in ("run", "scripts", "tools"):
         (tmp_path / name).symlink_to(TOP / name)
     builds = tmp_path / "bin/cmake"

@@ -78,7 +78,8 @@ def test_a_search_with_bare_line_feeds_and_no_other_header_is_answered(
 
 @pytest.mark.parametrize("lines", [[], [b"ST:"], [b"ST: \"\""], [b"ST : ssdp:all"],
                                    [b"NT: ssdp:all"], [b"ST: ssdp:all", b"ST: nothing"]])
-def test_a_search_without_a_target_is_not_answered(running_device, peer, lines):
+def test_a_search_without_a_target_or_with_an_unknown_last_one_is_not_answered(
+        running_device, peer, lines):
     assert answers(running_device, peer, search(*lines)) == []
 
 

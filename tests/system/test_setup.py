@@ -52,7 +52,7 @@ class Setup:
         self._program("apt-get", f'[ "$1" = update ] && exit\n{apt_get}')
         environment = {"PATH": f"{self._programs}:/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C",
                        "TMPDIR": str(self.temporary)}
-        # These tests themselves may run without a terminal, where nohup ignores SIGHUP.
+        # These tests may run under nohup, whose programs inherit that SIGHUP is ignored.
         return subprocess.Popen(
             ["env", "--default-signal=INT,TERM,HUP", "unshare", "--mount",
              "sh", "-c", INSTALL, "install", policy, self._overlay],
@@ -109,7 +109,7 @@ def test_failure_keeps_a_readable_log_and_prints_its_name(setup):
     assert (status, policy) == (1, NO_POLICY)
 
 
-def test_each_log_has_an_unpredictable_name(setup):
+def test_the_logs_of_two_installations_have_different_names(setup):
     for _ in range(2):
         setup.run("exit 100")
     assert len({log.name for log in setup.left()}) == 2

@@ -36,7 +36,7 @@ def idle(lab):
 
 
 def started(device, *command, **environment):
-    """The device with beacond running and announced by DNS-SD."""
+    """Starts beacond on the device, and returns the device."""
     program = device.start("beacond", [*command, BEACOND, "-d"],
                            {**device.daemon_environment(), **environment})
     device.beacond = program
@@ -257,7 +257,7 @@ def test_an_avahi_daemon_that_does_not_run_is_reported(running):
     assert status.text("avahi-daemon") == "avahi-daemon does not run"
 
 
-def test_an_avahi_daemon_without_the_service_is_reported(running):
+def test_an_avahi_daemon_that_does_not_answer_is_reported(running):
     running.avahi.kill(signal.SIGSTOP)
     assert faults(running) == {"avahi-daemon": "runs, but does not announce this device"}
     running.avahi.kill(signal.SIGCONT)
@@ -324,8 +324,8 @@ def test_a_device_that_is_not_announced_is_reported(idle):
     assert faults(idle) == {"announcement": "the device is not announced by SSDP"}
 
 
-def test_an_old_browse_list_is_reported(running):
-    Status(running)  # the device is in its list now
+def test_a_browse_list_that_beacond_does_not_update_is_reported(running):
+    Status(running)  # waits until the device is in its list
     running.path(BROWSE_LIST).write_text("[]")
     found = faults(running)
     assert [*found] == ["browse list"]
@@ -334,7 +334,7 @@ def test_an_old_browse_list_is_reported(running):
 
 
 def test_a_missing_browse_list_is_reported(running):
-    Status(running)
+    Status(running)  # waits until the device is in its list
     running.run("rm", BROWSE_LIST)
     assert faults(running) == {"browse list": f"{BROWSE_LIST}: No such file or directory"}
 

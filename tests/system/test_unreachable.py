@@ -9,7 +9,8 @@ import expected
 import flood
 from health import answer_to
 
-# Announcements per second: more than enough to fill the send buffer with requests.
+# BURST announcements, then a pause of PAUSE seconds: more than enough to fill the device's
+# send buffer with requests.
 BURST, PAUSE = 100, 0.5
 
 

@@ -66,7 +66,7 @@ def page(running_device):
 
 @pytest.fixture(scope="module", params=[nginx, lighttpd, busybox], ids=lambda server: server.__name__)
 def web(request, running_device, page):
-    """A device with the page, served by a web server; calls fetch a path from it."""
+    """Serves the device's page by a web server. Returns a function that fetches a path."""
     server = running_device.start(request.param.__name__, request.param(running_device))
 
     def fetch(path, **headers):
