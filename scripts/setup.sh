@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs the missing packages of scripts/packages.txt. Sourced by the commands in the
-# top folder; needs root only if a package is missing.
+# Functions that other scripts source. install_packages installs the missing packages of
+# scripts/packages.txt, and needs root only if a package is missing.
 
 # The names of all installed packages and of the packages that they provide (npm, for
 # example, can be a package or be provided by nodejs). Packages of another architecture

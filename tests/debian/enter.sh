@@ -5,7 +5,8 @@ set -e
 root=$1
 top=$PWD
 shift
-# pivot_root needs a mount point. After chroot, tests could not make mount namespaces.
+# pivot_root needs a mount point. With chroot instead, processes that enter a mount namespace, as
+# tools/lab does, would leave this root.
 mount --bind "$root" "$root"
 cd "$root"
 mount -t proc proc proc

@@ -37,7 +37,7 @@ def machine(add_machine, wire, other):
 
 
 def wait_for_alive(machine, wire, since):
-    """Waits for an announcement, and checks it and all goodbyes before."""
+    """Waits for an announcement, and checks it. Only goodbyes may come before it."""
     def announcements():
         return [each.data for each in wire.datagrams(machine.address, since, b"NOTIFY")
                 if each.data != expected.goodbye(machine)]
@@ -146,7 +146,7 @@ def test_others_list_it_under_its_new_name(machine, other, wire):
 
 @pytest.fixture(scope="module")
 def after_power_cut(machine, wire):
-    """The machine after its power was cut as soon as it had answered to a new name."""
+    """The machine after its power was cut right after the answer to a change of its name."""
     machine.configure(hostName="lobby")
     machine.cut_power()
     since = wire.mark()

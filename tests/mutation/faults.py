@@ -68,7 +68,7 @@ class Source:
         return self.tokens[place][0] if 0 <= place < len(self.tokens) else ""
 
     def stands_alone(self, place):
-        """With space on both sides, as binary operators are written."""
+        """Whether a token has space on both sides, as binary operators have."""
         token = self.tokens[place]
         return self.text[token.start() - 1].isspace() and self.text[token.end():][:1].isspace()
 
@@ -109,7 +109,7 @@ def constant_fault(source, place):
 
 
 def negated_condition(source, place):
-    """The condition of an if or a while, without its declaration."""
+    """The condition of an if or a while, negated; a declaration in it stays."""
     if source.word(place) not in ("if", "while") or source.word(place + 1) != "(":
         return None
     first, last = place + 2, source.partners[place + 1]
@@ -142,7 +142,7 @@ def is_declaration(words):
 
 
 def dropped_statement(source, place):
-    """A call or an assignment that is left out."""
+    """A call or an assignment, left out."""
     if not begins_statement(source, place) or source.word(place) in NO_STATEMENTS:
         return None
     head, at, acts = [], place, ""

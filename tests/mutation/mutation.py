@@ -1,8 +1,8 @@
 """Plants single faults into the sources and shows which ones no unit test finds.
 
-Each fault is compiled alone and linked into the unit tests that can see it: first into one
-program of the protocol core's tests, then, if they find nothing, into the other test programs
-of the source's folder. Nothing in the work tree is changed.
+Each fault is compiled alone and linked into the unit tests that can see it: first into the
+program with the tests of the protocol core; if they do not find it, into the other test
+programs of the source's folder. Nothing in the work tree is changed.
 """
 
 import argparse
@@ -237,7 +237,8 @@ class Series:
         return faults
 
     def measure(self, pool):
-        """How long the tests take without a fault. The core's are tried first, then short ones."""
+        """Measures how long the test programs take without a fault, and sorts them: the core's
+        first, then the shortest."""
         programs = {each.name: each for tests in self.tests.values() for each in tests}
         for failure in pool.map(self.measure_program, programs.values()):
             if failure:

@@ -7,18 +7,17 @@ from pathlib import Path
 
 SETUP = Path(__file__).resolve().parents[2] / "scripts/setup.sh"
 
-# The releases on which packages that are built here can be installed. The first one is that of
-# this machine.
+# Packages that are built here can be installed on RELEASES: this machine's release and later ones.
 SUPPORTED = ["12", "13"]
 RELEASES = SUPPORTED[SUPPORTED.index(platform.freedesktop_os_release()["VERSION_ID"]):]
 
 # Separate mount and process namespaces: nothing is left, however this program ends.
 APART = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc"]
 
-# Downloads three groups, each with its dependencies: those of the packages in /mnt; the packages
-# $3..., one by one, since some of them conflict; and all packages that the documents install,
-# with recommended packages, as a user gets them. They are installed later, on a network that
-# is not the host's.
+# Downloads three groups for the root $1: the dependencies of our packages (in the folder $2); the
+# packages $3... with their dependencies, one by one, since some of them conflict; and all that apt
+# installs for a user of the documents: nginx-light, curl, and the dependencies of our packages,
+# with recommended packages. They are installed later, on a network that is not the host's.
 FETCH = """
 set -e
 mount --bind "$2" "$1/mnt"

@@ -86,7 +86,7 @@ def on_machine(packages, build):
     return folder
 
 
-# Packages that tests install on machines with this machine's release.
+# Packages that tests install on machines with the host's release of Debian.
 OTHERS = ["bash-completion", "sysvinit-core", "busybox"]
 
 
@@ -112,7 +112,7 @@ def debian_13(build, packages):
 
 @pytest.fixture(scope="session")
 def clean_root(request):
-    """A folder with a fresh Debian of this machine's release."""
+    """A folder with a fresh Debian of the host's release."""
     return request.getfixturevalue(f"debian_{cleanroot.RELEASES[0]}")
 
 
@@ -136,7 +136,7 @@ def wire(peer):
 
 @pytest.fixture(scope="module")
 def machine(lab, clean_root, on_machine):
-    """A machine with a clean Debian."""
+    """A machine with a fresh Debian."""
     return lab.add_node(Machine("studio-a", "192.0.2.10", str(clean_root), str(on_machine),
                                 lab.mark))
 

@@ -43,7 +43,7 @@ def child_called(name, parent):
 
 
 class Machine(Node):
-    """A clean root with the packages on /mnt, nothing installed and nothing running."""
+    """A fresh root with the packages on /mnt, nothing installed and nothing running."""
 
     def __init__(self, name, address, root, packages, mark):
         super().__init__(name, HERE / "machine.sh", [name, address, root, packages], mark)

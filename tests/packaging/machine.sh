@@ -1,4 +1,4 @@
-# A machine with its own root. $1: its name, $2: its address, $3: a clean root, which
+# A machine with its own root. $1: its name, $2: its address, $3: a fresh root, which
 # is not changed, since all writes go to memory, $4: the folder of the packages,
 # mounted on /mnt.
 set -e

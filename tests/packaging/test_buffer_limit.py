@@ -39,5 +39,5 @@ def test_a_limit_that_is_high_enough_stays(tmp_path, limit):
     assert raise_limit(tmp_path, limit) == limit
 
 
-def test_a_limit_that_cannot_be_changed_is_no_failure(tmp_path):
+def test_a_limit_that_cannot_be_changed_stays_without_a_message(tmp_path):
     assert raise_limit(tmp_path, "212992", access="ro") == "212992"

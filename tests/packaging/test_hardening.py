@@ -16,7 +16,7 @@ FLAGS = ["-D_FORTIFY_SOURCE=3", "-fstack-protector-strong",
 PAGE = 4096  # bytes: the smallest gap that the kernel keeps below a stack
 
 only_on_amd64 = pytest.mark.skipif(platform.machine() != "x86_64",
-                                   reason="tests/minimal/run checks arm64")
+                                   reason="amd64's instructions; see tests/minimal/run for arm64's")
 
 
 @pytest.fixture(params=PROGRAMS)

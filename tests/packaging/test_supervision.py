@@ -57,7 +57,7 @@ def init(machine, name, action):
 @pytest.fixture(scope="module")
 def installed(machine, installing):
     """A machine with BusyBox's init, its system log, D-Bus, avahi-daemon and the packages."""
-    # avahi-daemon's package asks init to restart itself; something must read the request.
+    # The package sysvinit-core asks init to restart itself; a process must read the request.
     machine.run("mkfifo", "/run/initctl")
     machine.start("initctl", ["cat", "/run/initctl"])
     machine.prepare("sysvinit-core", "busybox")

@@ -5,7 +5,7 @@ from lab.device import BROWSE_LIST
 FOLDERS = ["/var/www/html", "/var/www/discovery"]
 TEXT = "another's\n"
 
-# All ways to put another text under the name $1. "own" is a file of the daemon.
+# All ways to remove, replace or change the file $1. "own" is a file of the daemon.
 WAYS = [
     'rm -f "$1"',
     'mv -f own "$1"',
@@ -54,8 +54,8 @@ def assert_the_page_is_linked(machine):
 
 
 def make_as_before(machine):
-    """Sets the folders up like packages without the sticky bit, with the files of a daemon
-    that detached itself."""
+    """Sets the folders up as earlier versions of the packages did, without the sticky bit, and the
+    modes of the files as a daemon writes them that has detached itself."""
     machine.run("chown", "beacond:beacond", "/var/www/discovery")
     machine.run("chmod", "755", "/var/www/discovery")
     machine.run("chmod", "775", "/var/www/html")
@@ -64,7 +64,7 @@ def make_as_before(machine):
 
 
 def assert_the_web_server_reads(machine):
-    """All files of the daemon, read by a user who is not in its group."""
+    """Checks that a user who is not in the daemon's group can read all files of the daemon."""
     for path in _written(machine):
         assert machine.stat(path) == "644 beacond:beacond"
         assert machine.run("runuser", "-u", "www-data", "--", "cat", path).stdout != ""

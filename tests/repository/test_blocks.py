@@ -1,4 +1,4 @@
-"""Each block of the documents that a user would paste is run by a test."""
+"""Each block of README.md and docs/operations.md that a user would paste is run by a test."""
 
 import ast
 import re

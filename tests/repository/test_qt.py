@@ -1,4 +1,4 @@
-"""cmake/Qt.cmake chooses the version of Qt. Empty packages replace the installed versions."""
+"""cmake/Qt.cmake chooses the version of Qt. CMake finds only fake packages of Qt here."""
 
 import subprocess
 from pathlib import Path
@@ -23,7 +23,7 @@ endif()
 
 @pytest.fixture
 def configure(tmp_path):
-    """Configures with the installed versions of Qt and returns the status and the output."""
+    """Configures with fake packages of the versions `installed`; returns status and output."""
     def configure(installed, *options):
         (tmp_path / "CMakeLists.txt").write_text(PROJECT, encoding="utf-8")
         for version in installed:

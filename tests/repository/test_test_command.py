@@ -30,7 +30,7 @@ def tree(tmp_path):
 
 
 def stand_in(tree, text, command="tests/web/run"):
-    """Replaces a program that a stage runs by a script."""
+    """Puts a script in the place of a program that a stage runs."""
     path = tree / command
     path.parent.mkdir(parents=True, exist_ok=True)
     path.write_text(f"#!/bin/sh\n{text}\n", encoding="ascii")
@@ -59,7 +59,8 @@ exit {}"""
     (REPORT.format("", 1), 1, "2 passed, 1 failed"),
     ("exit 0", 1, "0 passed, 1 failed"),
     ("exit 1", 1, "0 passed, 1 failed")])
-def test_the_last_line_and_the_status_say_what_failed(tree, script, status, total):
+def test_the_last_line_counts_the_failures_and_the_status_is_1_if_there_are_any(
+        tree, script, status, total):
     stand_in(tree, script)
     ended, output, _ = run_test(tree, "web")
     assert (ended, output.splitlines()[-1]) == (status, total)
@@ -106,7 +107,7 @@ def test_stages_that_compute_and_stages_that_wait_run_side_by_side(tree):
 @pytest.mark.parametrize("stages", [[], ["web"]], ids=["all", "named"])
 def test_ended_by_a_signal_it_ends_what_the_stages_started(tree, stages):
     stand_in(tree, "touch started; exec sleep 90")
-    reader, writer = os.pipe()  # inherited by all processes that it starts
+    reader, writer = os.pipe()  # inherited by all processes that ./test starts
     with subprocess.Popen([tree / "test", *stages], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                           pass_fds=[writer]) as command:
         os.close(writer)
