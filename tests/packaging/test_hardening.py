@@ -13,7 +13,7 @@ from conftest import TOP
 PROGRAMS = ["beacond", "beacon-configd", "beaconctl"]
 FLAGS = ["-D_FORTIFY_SOURCE=3", "-fstack-protector-strong",
          "-fstack-clash-protection", "-Wformat-security", "-Werror"]
-PAGE = 4096  # bytes: the smallest gap that the kernel keeps below a stack
+PAGE = 4096  # bytes: the guard below the stack of a thread
 
 only_on_amd64 = pytest.mark.skipif(platform.machine() != "x86_64",
                                    reason="amd64's instructions; see tests/minimal/run for arm64's")

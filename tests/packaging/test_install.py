@@ -80,7 +80,7 @@ def test_the_device_announces_itself_and_lists_itself(installed, wire):
     wait_for_list(installed)
 
 
-def test_folders_and_files_belong_to_the_daemons(installed):
+def test_the_folders_have_their_owners_and_modes(installed):
     web_folders.assert_as_the_packages_make_them(installed)
     assert installed.stat("/var/lib/beacon-configd") == "755 beacon-configd:beacon-configd"
 

@@ -19,7 +19,7 @@ PIPE_SIZE = 65536
 
 @pytest.fixture(scope="module")
 def commands(peer, answerer):
-    """Every command, each with an answer to print."""
+    """Commands and options that print, each with an answer to print."""
     browse_list = "/run/browse.json"
     peer.path(browse_list).write_text('[{"hostName":"studio-a"}]')
     host = ["--host", answerer.address]
@@ -39,7 +39,7 @@ def closed_pipe():
     os.close(writer)
 
 
-def test_a_full_disk_ends_every_command_with_status_3_and_a_line(peer, beaconctl, commands):
+def test_a_full_disk_ends_a_command_with_status_3_and_a_line(peer, beaconctl, commands):
     for command in commands:
         with open("/dev/full", "wb") as full:
             program = peer.start("full", [beaconctl, *command], stdout=full)
@@ -47,14 +47,14 @@ def test_a_full_disk_ends_every_command_with_status_3_and_a_line(peer, beaconctl
             command, 3, "beaconctl: cannot write: No space left on device\n")
 
 
-def test_a_pipe_without_a_reader_ends_every_command_by_sigpipe(
+def test_a_pipe_without_a_reader_ends_a_command_by_sigpipe(
         peer, beaconctl, commands, closed_pipe):
     for command in commands:
         program = peer.start("pipe", [beaconctl, *command], stdout=closed_pipe)
         assert (command, program.wait(), program.stderr) == (command, -signal.SIGPIPE, "")
 
 
-def test_a_pipe_without_a_reader_ends_every_command_with_status_3_if_sigpipe_is_ignored(
+def test_a_pipe_without_a_reader_ends_a_command_with_status_3_if_sigpipe_is_ignored(
         peer, beaconctl, commands, closed_pipe):
     # Python ignores SIGPIPE; without restore_signals its children inherit that.
     for command in commands:

@@ -66,7 +66,7 @@ def test_switching_ssdp_off_causes_a_goodbye_and_nothing_else(running_device, wi
     assert peer.ask(b"gh", device.address, 49821) == b"HostList"
 
 
-def test_a_new_host_name_with_ssdp_off_is_announced_when_it_is_on_again(running_device, wire):
+def test_a_new_host_name_with_ssdp_off_is_announced_when_ssdp_is_on_again(running_device, wire):
     device = running_device
     since = wire.mark()
     device.configure(hostName="studio-c")
@@ -87,7 +87,7 @@ def test_a_new_address_causes_a_goodbye_for_the_old_and_an_announcement_for_the_
     assert sent[1].source == device.address
 
 
-def test_an_address_that_changed_with_ssdp_off_is_announced_when_it_is_on_again(
+def test_an_address_that_changed_with_ssdp_off_is_announced_when_ssdp_is_on_again(
         running_device, wire):
     device = running_device
     since = wire.mark()

@@ -68,7 +68,7 @@ def test_the_browse_list_is_empty_at_first(device, beacond):
     wait_until(lambda: device.read(BROWSE_LIST) == "[]", PASS, "an empty list", beacond.explain)
 
 
-def test_it_keeps_the_terminal_and_ends_at_ctrl_c(device):
+def test_it_keeps_the_terminal_and_ends_at_sigint(device):
     master, terminal = pty.openpty()
     beacond = device.start_beacond(stdin=terminal, stdout=terminal, stderr=terminal)
     os.close(terminal)

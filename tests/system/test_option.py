@@ -30,10 +30,10 @@ def test_the_usage_shows_the_name_by_which_the_program_was_called(device):
     assert result.stdout.startswith("./beacond: Unknown option \"?\"\n")
 
 
-def test_a_copy_started_by_process_1_ends_at_once(device):
+def test_started_by_process_1_it_ends_at_once(device):
     """A daemon whose parent is process 1 counts as detached already, and exits."""
     # The shell is process 1 of its own process namespace. Because of `;`, it does not
-    # replace itself by the last command.
+    # replace itself with the last command.
     script = f"{BEACOND}; echo status $?; ps -e -o comm="
     result = device.run("unshare", "--pid", "--fork", "--mount-proc", "sh", "-c", script,
                         env=device.daemon_environment())

@@ -177,7 +177,7 @@ def test_without_a_standard_output_it_exits_at_once_with_status_0():
 
 
 class StandIn:
-    """A device and its view in one object. Changes take effect at once."""
+    """A device and its view in one object. The test sets `found` and `listed`: what they see."""
 
     def __init__(self, name):
         self.name = self.host_name = name
