@@ -25,9 +25,7 @@ void FillStandardDescriptors()
     do {
         descriptor = open("/dev/null", O_RDWR);
     } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    if (descriptor >= 0) {
-        close(descriptor);
-    }
+    close(descriptor); // -1, which closes nothing, if /dev/null cannot be opened
 }
 
 // Without /proc: tests each number below the usual limit of 1024 descriptors.

@@ -111,7 +111,6 @@ void Leaving::FinishAtExit()
 
 void Leaving::AwaitDuty()
 {
-    mNotifier.setEnabled(false);
     static_cast<void>(mThread.Stop(vexbase::kInfinite));
 }
 

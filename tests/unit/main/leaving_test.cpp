@@ -10,7 +10,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <string>
 #include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
@@ -45,6 +47,17 @@ void Say(const char *line)
 {
     while (true) {
         pause();
+    }
+}
+
+// Returns when the main thread of this process waits in the kernel.
+void AwaitMainThreadAsleep()
+{
+    for (std::string state; state != "S";) {
+        std::ifstream file("/proc/self/stat"); // "NUMBER (NAME) STATE ..."
+        std::string number;
+        std::string name;
+        file >> number >> name >> state;
     }
 }
 
@@ -184,6 +197,29 @@ TEST(Leaving, WaitsForTheDutyIfTheMainThreadExitsAfterTheSignal)
     });
     EXPECT_EQ(daemon.WaitForEnd(), 0);
     EXPECT_EQ(daemon.Out(), "duty\n");
+}
+
+TEST(Leaving, TheSignalDoesNotInterruptASystemCallOfTheMainThread)
+{
+    LiveChild daemon([] {
+        std::array<int, 2> ends{};
+        if (pipe(ends.data()) != 0) {
+            return 1;
+        }
+        const test::Application application;
+        Leaving leaving([] { Say("last act\n"); });
+        leaving.SetDuty([&ends] { static_cast<void>(write(ends[1], "x", 1)); });
+        std::thread sender([main = pthread_self()] {
+            AwaitMainThreadAsleep();
+            pthread_kill(main, SIGTERM);
+        });
+        char byte = 0;
+        Say(read(ends[0], &byte, 1) == 1 ? "read\n" : "interrupted\n");
+        sender.join();
+        return 0;
+    });
+    EXPECT_EQ(daemon.WaitForEnd(), 0);
+    EXPECT_EQ(daemon.Out(), "read\n");
 }
 
 TEST(Leaving, ChangesNoExitWithoutASignal)

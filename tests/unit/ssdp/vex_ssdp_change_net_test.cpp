@@ -48,6 +48,15 @@ TEST_F(Waiting, EndsWhenAPassFindsAChange)
     EXPECT_EQ(mOut.begin()->second.hostName, "alpha");
 }
 
+TEST_F(Waiting, EndsWhenALaterPassFindsAChange)
+{
+    OpenAnnounced();
+    ASSERT_EQ(mEngine.WaitForChange(0, mOut), vexbase::kSuccess);
+    Add("Lumen");
+    EXPECT_EQ(mEngine.WaitForChange(vexbase::kInfinite, mOut), vexbase::kSuccess);
+    EXPECT_EQ(mOut.size(), 2U);
+}
+
 TEST_F(Waiting, ReturnsEachChangeOnce)
 {
     OpenAnnounced();

@@ -137,6 +137,16 @@ TEST_F(Open, SharesPort1900WithOtherSSDPPrograms)
     EXPECT_EQ(received, Search("upnp:rootdevice"));
 }
 
+TEST_F(Open, DoesNotAnnounceAServiceThatWasRemovedBefore)
+{
+    Add("Lumen");
+    Add();
+    mEngine.RemoveService("Lumen", test::kOwnAddress, 0);
+    ASSERT_EQ(mEngine.Open(kNet0), 1U);
+    EXPECT_EQ(mPeer.Receive(), test::Alive(test::kCorvia, test::kCorviaFile));
+    EXPECT_EQ(mPeer.Receive(), Search("upnp:rootdevice"));
+}
+
 TEST_F(Open, SucceedsWithoutTheDiagnosticPort)
 {
     VEXUDPSocket holder;
