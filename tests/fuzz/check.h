@@ -48,7 +48,7 @@ inline std::string Plain(std::string_view text)
     return plain;
 }
 
-// Discards the output of the code under test on the standard streams.
+// Discards the standard output of the code under test.
 struct Silence
 {
     Silence() { static_cast<void>(std::freopen("/dev/null", "w", stdout)); }

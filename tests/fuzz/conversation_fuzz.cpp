@@ -2,7 +2,7 @@
 // pauses and calls of the coordinator, in any order. Both must send the same. They must
 // announce their own services in time, send no document or request without a cause, and stay
 // within the limits on what they send. When they have left the network, they must keep no
-// entry, no file number and no memory.
+// entry, no file number and little memory.
 //
 // An input is a sequence of steps, separated by NULs. A step is a letter and its argument:
 //   d0 to d3  the rest is a datagram from one of kSenders
@@ -301,7 +301,7 @@ void Conversation::CheckAnnouncements(const Datagrams &sent, std::uint32_t elaps
     mAnnouncedMs = std::move(announced);
 }
 
-// Checks that nothing is left at the end. memory: bytes in use before the conversation.
+// Checks that almost nothing is left at the end. memory: bytes in use before the first step.
 void Conversation::End(std::size_t memory)
 {
     Both([](Core &core) { core.environment.room = true; });

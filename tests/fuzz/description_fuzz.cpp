@@ -1,5 +1,5 @@
-// Description documents: the browse list of every accepted response is JSON with the same
-// texts; a composed document is read with the same values.
+// Description documents: the browse list of every accepted response is JSON with the same host
+// name; a composed document is read with the same values.
 
 #include "check.h"
 #include "formats/browse_document.h"

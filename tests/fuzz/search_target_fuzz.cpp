@@ -1,4 +1,5 @@
-// Search targets: exactly the matching services answer.
+// Search targets: only matching services answer, each once. To ssdp:all and upnp:rootdevice, all
+// of them answer.
 
 #include "check.h"
 #include "ssdp/search_target.h"

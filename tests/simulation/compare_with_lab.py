@@ -7,8 +7,8 @@ that they send. Repeats this, since some milliseconds decide which device ends i
                                                        named) and build/simulate
 
 The status is 0 if both complete all lists within a tick of each other, and if the numbers of
-datagrams of each kind differ by at most 5 %: the averages of all runs, and for the simulation of
-ten seeds for each run in the lab.
+datagrams of each kind differ by at most 5 %. Compares averages of all runs; the simulation plays
+each run with ten seeds.
 """
 
 import json
@@ -120,7 +120,8 @@ def play_in_lab(programs):
 
 
 def write_scenario(starts):
-    """The devices of the lab share this machine's processors."""
+    """The same starts for simulated devices. They share as many processors as this machine has,
+    as the devices in the lab do."""
     first = int(min(starts)[0])
     lines = [f"There are {COUNT} devices.", "There is no ZR1.", "The link is wired.",
              f"The devices share {os.cpu_count()} processors.",

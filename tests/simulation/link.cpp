@@ -49,7 +49,8 @@ Link::Port &Link::PortOf(std::uint32_t machine)
     return mPorts[machine];
 }
 
-// On a shared medium a unicast datagram is transmitted twice: to the access point and from it.
+// On a shared medium a datagram is transmitted twice: to the access point and from it. Only the
+// second transmission of multicast has the lower rate.
 Micros Link::TransmissionTime(bool multicast, std::size_t bytes) const
 {
     const std::int64_t bits = 8 * (static_cast<std::int64_t>(bytes) + kHeaderBytes);
@@ -94,8 +95,9 @@ Micros Link::ArrivalFromSwitch(std::uint32_t machine, std::size_t bytes, Micros 
     return port.receivingUntil;
 }
 
-// The Gilbert model: in one state every datagram is lost, in the other none. A burst ends with
-// the probability 1 / meanBurst. The probability that one begins gives the average loss.
+// The Gilbert model: in one state every multicast datagram is lost, in the other none. A burst
+// ends with the probability 1 / meanBurst. The probability that one begins gives the average
+// loss.
 bool Link::Loses(std::uint32_t machine, bool multicast)
 {
     if (!multicast) {

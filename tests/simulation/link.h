@@ -25,7 +25,7 @@ struct LinkSettings
     Micros multicastWait = 0;
     std::int64_t multicastLossPerMillion = 0;
     std::int64_t unicastLossPerMillion = 0;
-    std::int64_t meanBurst = 1; // datagrams lost in a row
+    std::int64_t meanBurst = 1; // multicast datagrams lost in a row, on average
     std::int64_t duplicatePerMillion = 0;
     std::int64_t reorderPerMillion = 0;
     Micros reorderDelay = 20 * kMillisecond; // at most
@@ -59,7 +59,7 @@ public:
     // The additional delay of a datagram that is overtaken by others; 0 for most.
     [[nodiscard]] Micros ReorderingDelay();
 
-    // How long the medium was in use, or all wires together.
+    // How long the shared medium was in use so far; without one, the sum for all wires.
     [[nodiscard]] Micros BusyTime() const { return mBusy; }
 
 private:

@@ -9,8 +9,8 @@ namespace {
 
 enum class Frames { Unicast, Multicast, Both };
 
-// How many frames of one machine arrive before a frame that it sent earlier. The pauses are
-// between the frames.
+// How many frames of one machine arrive before the frame that it sent just before. `pause` is
+// the time between two frames.
 int Overtakings(std::string_view preset, Micros pause, Frames frames)
 {
     constexpr int kFrames = 1000;

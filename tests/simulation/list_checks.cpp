@@ -8,15 +8,15 @@
 namespace simulation {
 namespace {
 
-// An entry may expire after its owner was disconnected or paused. Until the next
-// announcement, it counts as not listed yet.
+// An entry may expire after its device was disconnected or stalled. Until the device's next
+// announcement, the entry counts as not listed yet.
 constexpr Micros kSettlingTime = 40 * kSecond;
 // A document that was already sent at the goodbye may list the device for 240 s.
 constexpr Micros kDocumentLives = 250 * kSecond;
 // The additional lifetime of a device that can be proxied: its max-age is up to 129 s.
 constexpr Micros kProxyableExtra = 18 * kSecond;
 
-// A new name is the former one with an apostrophe.
+// A new name is the former one with an apostrophe at its end.
 bool IsFormerName(const SSDPDeviceType &entry, const Machine &subject)
 {
     return subject.HostName().compare(0, entry.hostName.size(), entry.hostName) == 0 &&

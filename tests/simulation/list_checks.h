@@ -25,7 +25,7 @@ public:
     // REQUIRES: all arguments outlive this object.
     ListChecks(const Scenario &scenario, const Machines &machines, Violations &violations);
 
-    // A machine is disconnected or paused: its list and its entries are not checked.
+    // A machine is disconnected or stalled: its list and its entries are not checked.
     void Disturb(std::uint32_t machine) { mSettled[machine] = kNever; }
     // The machine has just changed or is connected again: its waits begin.
     void Settle(std::uint32_t machine, Micros now);
@@ -53,7 +53,9 @@ public:
     // How often a running device was missing from a list, and the longest such time.
     [[nodiscard]] std::uint64_t Lapses() const { return mLapses; }
     [[nodiscard]] Micros LongestLapse() const { return mLongestLapse; }
-    // How often a document that was already sent listed a device after its goodbye.
+    // For how many pairs of a machine and a withdrawn USN a document of the USN's device arrived
+    // later. Such a document may list the USN again; but a document with a new address of the
+    // device counts, too, although it cannot.
     [[nodiscard]] std::uint64_t Relisted() const { return mLate.size(); }
 
 private:
@@ -85,8 +87,8 @@ private:
     }
     [[nodiscard]] bool IsSettled(std::uint32_t machine, Micros now) const;
     [[nodiscard]] Micros SettledSince(std::uint32_t watcher, std::uint32_t subject) const;
-    // 0 while the entry is correct; otherwise the time since which it is wrong, negated if it
-    // was correct before.
+    // 0 while the entry is correct; otherwise the time since which it is wrong. This time is
+    // negated if the entry was correct, and both machines had been undisturbed for some time.
     [[nodiscard]] Micros &WrongSince(std::uint32_t watcher, std::uint32_t subject)
     {
         return mWrongSince[watcher * mMachines.size() + subject];
@@ -103,10 +105,11 @@ private:
     std::vector<Published>
         mPublished; // in the order of the USNs; without devices that can be proxied
     std::map<std::string, Departure> mDeparted;
-    std::map<std::pair<std::uint32_t, std::string>, Micros> mLate; // documents after a goodbye
+    // By machine and withdrawn USN: when the last document of the USN's device arrived.
+    std::map<std::pair<std::uint32_t, std::string>, Micros> mLate;
     std::vector<Micros> mWrongSince;
-    // Whether a watcher may list a device by a former name: it has received no goodbye of the
-    // device since the change of name, so it does not request the new document.
+    // Whether a watcher may list a device by a former name: it may have missed the device's last
+    // goodbye, so it does not request the new document; or an old document has arrived since.
     std::vector<bool> mKeepsName;
     std::vector<std::uint32_t> mWrong;                  // the number of wrong entries, by watcher
     std::vector<std::vector<std::string>> mUnpublished; // by watcher: listed, not published

@@ -55,7 +55,7 @@ public:
     // Sends a reply from the diagnostic port.
     virtual void Reply(const Machine &machine, const sockaddr_in &destination,
                        std::string_view text, Micros at) = 0;
-    // Calls the function of the machine of the same name at that time.
+    // Calls Machine::Wake, or Machine::HandleBatch, at that time.
     virtual void WakeAt(const Machine &machine, Micros at, std::uint32_t run) = 0;
     virtual void HandleBatchAt(const Machine &machine, Micros at, std::uint32_t run) = 0;
     // When a processor can run a machine's thread that is ready now.
@@ -84,7 +84,7 @@ struct MachineSettings
     in_addr netmask{};
     std::uint32_t clockMs = 0;     // its millisecond clock at the start; the clock wraps
     std::uint32_t time = 0;        // the result of time() at the start
-    Variation variation;           // see ssdp/timing.h
+    Variation variation;           // only to measure an effect
     Micros handlingTime = 10;      // for one datagram, sent or received
     Micros wakeUpTime = 100;       // from a datagram's arrival until a waiting thread runs
     std::size_t receiveBuffer = 0; // bytes, with the kernel's overhead
@@ -125,7 +125,8 @@ public:
     [[nodiscard]] bool Receive(const DatagramPointer &datagram, Micros now);
     // A datagram arrives at the diagnostic port.
     void AnswerDiagnostic(const Datagram &datagram, Micros now);
-    // The receive call times out. Does nothing if a datagram has arrived since it began.
+    // The receive call times out. If a datagram has arrived since the call began, only schedules
+    // the next time-out.
     void Wake(Micros now, std::uint32_t run);
     // The receive call returns datagrams.
     void HandleBatch(Micros now, std::uint32_t run);

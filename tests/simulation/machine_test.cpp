@@ -114,7 +114,7 @@ TEST_F(ReceiveLoop, HandlesAtMost16DatagramsInOneBatch)
     EXPECT_EQ(mNotes.answered.size(), 17U);
 }
 
-TEST_F(ReceiveLoop, DropsWhatFindsTheBufferFull)
+TEST_F(ReceiveLoop, DropsADatagramWhileTheBufferIsFull)
 {
     for (int count = 0; count < 20; ++count) {
         EXPECT_TRUE(mMachine.Receive(mSearch, 1000)) << count;
@@ -173,7 +173,7 @@ TEST_F(ReceiveLoop, EndsNoTickByATimeOutWhileDatagramsWait)
     EXPECT_EQ(mNotes.announced, kNone);
 }
 
-TEST_F(ReceiveLoop, HandlesDatagramsAfterTheEngineWasOpenedAgain)
+TEST_F(ReceiveLoop, IgnoresABatchOfTheFormerRunOfTheEngineAndSchedulesTheNextOne)
 {
     Search(1000);
     const std::uint32_t former = mNotes.engineRun;

@@ -68,7 +68,7 @@ def start_scenario(name):
 
 def until(figures, share, since, before, wanted):
     """The seconds after `since` until this share of the new entries was correct: `before` were
-    correct at `since`, and `wanted` is their number at the end. None if it was never reached."""
+    correct at `since`, and `wanted` is the number of all at the end. None if never reached."""
     for second, right in enumerate(figures["right"]):
         if second >= since and right - before >= share * (wanted - before):
             return second + 1 - since

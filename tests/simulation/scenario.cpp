@@ -65,7 +65,8 @@ constexpr std::array<ExpectationForm, 8> kExpectationForms{{
     {"the memory at the end is the same as at # s", &Expectations::memory},
 }};
 
-// The words in lower case, without punctuation. Verbs are changed to the plural.
+// The words in lower case, without punctuation. Verbs are changed to the plural, and some words
+// to another one, as kSame lists.
 Words WordsOf(std::string_view line)
 {
     static constexpr std::array<std::pair<const char *, const char *>, 10> kSame{

@@ -15,7 +15,9 @@ struct Choice
 {
     enum class Kind : std::uint8_t { All, Range, Some, Killed };
     Kind kind = Kind::All;
-    std::uint32_t first = 0; // Range: the numbers; Some: how many, drawn among those that are on
+    // Range: the numbers, from 1. Some: `first` is how many, drawn among those that are on (to
+    // start: off).
+    std::uint32_t first = 0;
     std::uint32_t last = 0;
 };
 
@@ -55,7 +57,7 @@ struct Expectations
     Micros goodbye = 0;  // the time until a goodbye has removed a device from all lists
     Micros silent = 0;   // the same for a device that leaves without a goodbye
     Micros announce = 0; // the longest time between two announcements of a device
-    Micros quiet = 0;    // the time at the end in which no document is sent
+    Micros quiet = 0;    // the time at the end in which no request and no document is sent
     Micros memory = 0;   // at the end, the memory is the same as at this time
 };
 

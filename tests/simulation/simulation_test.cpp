@@ -14,7 +14,7 @@ using simulation::Scenario;
 
 namespace {
 
-// Ten devices, some changes, and the rules.
+// Ten devices, some changes and a stranger. No rules.
 const std::string kSmall = "There are 10 devices.\n"
                            "The link is wifi.\n"
                            "The clocks of 3 devices wrap.\n"
@@ -122,7 +122,7 @@ TEST(Simulation, DevicesThatShareAProcessorSendAtOtherTimes)
     EXPECT_NE(Play(kSmall + "The devices share 1 processors.\n").trace, Play(kSmall).trace);
 }
 
-TEST(Simulation, ABrokenRuleIsReportedWithSeedTimeDevicesAndEvents)
+TEST(Simulation, ABrokenRuleIsReportedWithSeedDevicesAndEvents)
 {
     const Outcome outcome =
         Play("There are 2 devices.\nThe link is wired.\nAt 0 s all devices start within 1 s.\n"
@@ -187,7 +187,8 @@ TEST(Simulation, MemoryFilledByForgedDevicesBreaksARule)
     EXPECT_NE(Play(text).violations, 0U);
 }
 
-// If the name changes while a request waits for its answer, the answer has the former name.
+// A renamed device publishes its new document at its next tick. A request that arrives before is
+// answered with the former name.
 TEST(Simulation, AFormerNameBreaksARuleUnlessItIsAccepted)
 {
     const std::string text = "There are 20 devices.\nThe link is wired.\nThere is no ZR1.\n"

@@ -81,7 +81,7 @@ std::string LocationOf(const std::string &address)
     return "http://" + address + ":80/corvia_12_upnp_ssdp_1.xml";
 }
 
-// Televisions, routers and printers: many notification types, long USNs, searches.
+// 30 televisions, routers and printers: announcements with two long USNs each, and searches.
 Datagrams OtherMakers(Victims &victims, std::uint32_t turn)
 {
     const auto number = static_cast<std::uint32_t>(victims.chance.Below(30));
@@ -110,7 +110,8 @@ Datagrams OffLinkRequests(Victims &victims, std::uint32_t /*turn*/)
             ToOne("GET http://x:80/corvia_12_upnp_ssdp_1.xml HTTP/1.1\r\n\r\n", FarAway(), victim)};
 }
 
-// Announcements with multicast, broadcast and loopback addresses in LOCATION.
+// Announcements with addresses in LOCATION that no peer can have: multicast, broadcast, loopback
+// and reserved ones.
 Datagrams BadLocations(Victims &victims, std::uint32_t turn)
 {
     const char *const addresses[] = {"239.255.255.250", "255.255.255.255", "127.0.0.1",
@@ -141,7 +142,7 @@ Datagrams GoodbyeInTheirName(Victims &victims, std::uint32_t /*turn*/)
     return {ToAll(Goodbye(Victim(victims).Usn()), Stranger(4))};
 }
 
-// Fills the lists with devices that do not exist, with the longest max-age.
+// Fills the list of the first device with devices that do not exist, with the longest max-age.
 Datagrams ForgedDevices(Victims &victims, std::uint32_t turn)
 {
     Datagrams datagrams;
@@ -193,7 +194,7 @@ Datagrams DiagnosticQuestions(Victims &victims, std::uint32_t turn)
     return {100, ToDiagnosticPort(turn % 2 == 0 ? "gn" : "gh", FarAway(), victim)};
 }
 
-// Datagrams in the name of one device, from its diagnostic port to that of another device.
+// Datagrams in the name of one device, from its diagnostic port to that of any device.
 Datagrams DiagnosticReplies(Victims &victims, std::uint32_t turn)
 {
     const Machine &named = Victim(victims);
@@ -202,7 +203,7 @@ Datagrams DiagnosticReplies(Victims &victims, std::uint32_t turn)
                              Victim(victims))};
 }
 
-// Datagrams with changed, missing or repeated bytes.
+// Datagrams with up to seven changed bytes, cut at a random length.
 Datagrams Garbage(Victims &victims, std::uint32_t /*turn*/)
 {
     const Machine &victim = Victim(victims);

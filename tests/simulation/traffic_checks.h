@@ -12,8 +12,9 @@
 
 namespace simulation {
 
-// TrafficChecks checks every datagram that a machine sends: a received datagram must have
-// caused it, and the device's service must be announced in time.
+// TrafficChecks checks the datagrams that each machine sends: received datagrams must have
+// caused its answers, requests and documents; answers must stay within their budgets; and the
+// device's service must be announced in time.
 class TrafficChecks
 {
 public:

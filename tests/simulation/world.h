@@ -126,7 +126,7 @@ private:
     SecondFigures mSecond;
     Micros mBusyBefore = 0;
     Micros mProcessorBefore = 0;
-    std::int64_t mMemory = 0; // the memory in use at the time of the scenario's rule
+    std::int64_t mMemory = 0; // the memory in use at the time that the scenario's rule names
 };
 
 } // namespace simulation
