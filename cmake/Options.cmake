@@ -4,7 +4,7 @@ target_compile_options(beacond_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat-security -Werror
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 # Lets 32-bit processors open files over 2 GiB. (_TIME_BITS=64 would change the type timeval,
-# which Debian's Avahi library for these processors exchanges with its caller.)
+# which Debian 12's Avahi library for these processors exchanges with its caller.)
 target_compile_definitions(beacond_options INTERFACE _FILE_OFFSET_BITS=64
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS)
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
