@@ -47,9 +47,3 @@ inline std::string Plain(std::string_view text)
     }
     return plain;
 }
-
-// Discards the standard output of the code under test.
-struct Silence
-{
-    Silence() { static_cast<void>(std::freopen("/dev/null", "w", stdout)); }
-};

@@ -93,12 +93,15 @@ void ListChecks::NoteEmptied(const Machine &machine)
     }
 }
 
-void ListChecks::NoteDocument(const Machine &receiver, std::uint32_t from, Micros now)
+// A machine that got another address sends documents with its new USN.
+void ListChecks::NoteDocument(const Machine &receiver, const Datagram &document, Micros now)
 {
     for (const auto &[usn, departure] : mDeparted) {
-        if (departure.machine == from) {
+        if (departure.machine == document.from &&
+            document.text.find("<UDN>" + usn + "</UDN>") != std::string::npos) {
             mLate[{receiver.Number(), usn}] = now;
-            KeepName(receiver.Number(), from, true);
+            mRelisted += departure.goodbye ? 1 : 0;
+            KeepName(receiver.Number(), document.from, true);
         }
     }
 }

@@ -42,7 +42,7 @@ public:
     void NoteGone(const Machine &machine, Micros now);
     // The machine has emptied its list.
     void NoteEmptied(const Machine &machine);
-    void NoteDocument(const Machine &receiver, std::uint32_t from, Micros now);
+    void NoteDocument(const Machine &receiver, const Datagram &document, Micros now);
 
     void EverySecond(Micros now);
 
@@ -56,7 +56,7 @@ public:
     // For how many pairs of a machine and a withdrawn USN a document of the USN's device arrived
     // later. Such a document may list the USN again; but a document with a new address of the
     // device counts, too, although it cannot.
-    [[nodiscard]] std::uint64_t Relisted() const { return mLate.size(); }
+    [[nodiscard]] std::uint64_t Relisted() const { return mRelisted; }
 
 private:
     static constexpr Micros kNever = std::numeric_limits<Micros>::max();
@@ -115,6 +115,7 @@ private:
     std::vector<std::vector<std::string>> mUnpublished; // by watcher: listed, not published
     std::uint64_t mWanted = 0;
     std::uint64_t mRight = 0;
+    std::uint64_t mRelisted = 0;
     std::uint64_t mLapses = 0;
     Micros mLongestLapse = 0;
 };

@@ -283,7 +283,7 @@ void World::Deliver(Machine &machine, const DatagramPointer &datagram)
         }
         mTrace.Note(mNow, "receives", number, *datagram, datagram->from);
         if (datagram->kind == DatagramKind::Document && datagram->from != kNoMachine) {
-            mLists->NoteDocument(machine, datagram->from, mNow);
+            mLists->NoteDocument(machine, *datagram, mNow);
         }
     }
 }

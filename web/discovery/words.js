@@ -28,8 +28,8 @@ export function lastReadText(lastRead, now) {
 
 // The explanation for an old list; '' for a newer one.
 export function oldText(isOld) {
-    return isOld ? 'The list changes only when a device comes, changes or goes. An old list ' +
-        'does not show whether the discovery daemon still runs.' : '';
+    return isOld ? 'The list was not written for over an hour. The discovery daemon may have ' +
+        'stopped, or this device has no neighbours.' : '';
 }
 
 // The notice; '' if there is no problem. `shown` is when the displayed list was read, `dueAt`

@@ -111,8 +111,8 @@ test('The page shows when the file was written, or when it was read if that is n
     assert.equal(lastReadText(kNow, kNow), `Last read at ${read}.`);
 });
 
-test('The page explains that an old list does not show whether the daemon runs', () => {
+test('The page says that the daemon may have stopped if the list is old', () => {
     assert.equal(oldText(false), '');
-    assert.equal(oldText(true), 'The list changes only when a device comes, changes or goes. ' +
-        'An old list does not show whether the discovery daemon still runs.');
+    assert.equal(oldText(true), 'The list was not written for over an hour. The discovery daemon ' +
+        'may have stopped, or this device has no neighbours.');
 });
