@@ -300,7 +300,6 @@ bool DeviceRegistry::MakeRoom(const SSDPDeviceType *former, const SSDPDeviceType
     }
     for (const Iterator node : givingWay) {
         EraseNode(node);
-        mChanged = true;
     }
     return true;
 }

@@ -15,6 +15,7 @@
 #include <optional>
 #include <sstream>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -170,19 +171,41 @@ void DetachFromMany()
     ReportAndEnd(DescriptorText(gReport) + std::to_string(gTableSizeAsked));
 }
 
+// The result of reading one option.
+struct OptionsRead
+{
+    bool valid = false;
+    bool daemonize = true;
+    test::Output output;
+};
+
+OptionsRead ReadOption(std::string option)
+{
+    std::string name = "beacond";
+    std::array<char *, 3> arguments{name.data(), option.data(), nullptr};
+    OptionsRead read;
+    optind = 0; // getopt() starts again
+    read.output = test::Capture(
+        [&] { read.valid = beacond::ReadOptions(2, arguments.data(), read.daemonize); });
+    return read;
+}
+
 } // namespace
+
+TEST(ReadOptions, TheOptionForDebuggingLeavesTheDaemonInTheForeground)
+{
+    const OptionsRead read = ReadOption("-d");
+    EXPECT_TRUE(read.valid);
+    EXPECT_FALSE(read.daemonize);
+    EXPECT_EQ(read.output.out, "");
+}
 
 TEST(ReadOptions, ReportsAnUnknownOptionAndTheKnownOne)
 {
-    std::array<std::string, 2> texts{"beacond", "-x"};
-    std::array<char *, 3> arguments{texts[0].data(), texts[1].data(), nullptr};
-    bool daemonize = true;
-    bool read = true;
-    const test::Output output =
-        test::Capture([&] { read = beacond::ReadOptions(2, arguments.data(), daemonize); });
-    EXPECT_FALSE(read);
-    EXPECT_EQ(output.out, "beacond: Unknown option \"?\"\nPossible options:\n"
-                          "  -d: debug (don't daemonize)\n");
+    const OptionsRead read = ReadOption("-x");
+    EXPECT_FALSE(read.valid);
+    EXPECT_EQ(read.output.out, "beacond: Unknown option \"?\"\nPossible options:\n"
+                               "  -d: debug (don't daemonize)\n");
 }
 
 TEST(Detach, EndsTheCallerWith0AndContinuesInANewSession)
@@ -293,6 +316,23 @@ TEST(OwnDescriptors, ContainOnlyThatOfTheEventLoop)
             targets += Descriptors()[own];
         }
         ReportAndEnd(targets);
+    });
+    EXPECT_EQ(outcome.report, "anon_inode:[eventfd]");
+}
+
+TEST(OwnDescriptors, AreFoundAboveTheUsualLimit)
+{
+    const Outcome outcome = OutcomeOf([] {
+        const rlimit more{2000, 2000};
+        if (setrlimit(RLIMIT_NOFILE, &more) != 0) {
+            ReportAndEnd("cannot change the limit");
+        }
+        for (int i = 0; i < 1100; ++i) {
+            static_cast<void>(open("/dev/zero", O_RDONLY));
+        }
+        const Started started;
+        const std::set<int> own = started.descriptors.Get();
+        ReportAndEnd(own.empty() ? "none" : Descriptors()[*own.begin()]);
     });
     EXPECT_EQ(outcome.report, "anon_inode:[eventfd]");
 }

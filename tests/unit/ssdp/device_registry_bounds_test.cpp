@@ -249,6 +249,21 @@ TEST_F(RegistryBounds, TextsAreCountedAsTheBrowseDocumentWritesThem)
     EXPECT_EQ(Node(USN(1))->modelName, "Lumen");
 }
 
+TEST_F(RegistryBounds, TextsThatTheBrowseDocumentLeavesOutAreCountedAsTheyAreKept)
+{
+    constexpr std::size_t kBytes = 100000;
+    SSDPDeviceType device = LargeDevice(0, 0);
+    device.modelNumber.assign(kBytes, 'x');
+    device.maxAge.assign(kBytes, '1');
+    const std::string end(kBytes, 'x');
+    for (int number = 0; number < 100; ++number) {
+        device.usn = USN(number) + end; // kept twice
+        registry.EnterDescription(device);
+        Alive(device.usn);
+    }
+    EXPECT_EQ(registry.NodeList().size(), ssdp::kMaxKnownBytes / (4 * kBytes));
+}
+
 TEST_F(RegistryBounds, LargeUnconfirmedEntriesAreReplacedToo)
 {
     for (int number = 0; number < 1000; ++number) {
