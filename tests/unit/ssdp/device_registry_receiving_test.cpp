@@ -255,6 +255,15 @@ TEST_F(RegistryReceiving, PeerIsAskedAgainAfterFifteenMinutes)
     EXPECT_THAT(Alive(kPeerUSN), ElementsAre("get http://192.0.2.20:80/peer.xml"));
 }
 
+TEST_F(RegistryReceiving, PeerThatWasAddedWithoutADescriptionIsAskedAfterFifteenMinutes)
+{
+    AddNow(Described(Peer()));
+    registry.SetTime(900999);
+    EXPECT_EQ(Alive(kPeerUSN), Calls{});
+    registry.SetTime(901000);
+    EXPECT_THAT(Alive(kPeerUSN), ElementsAre("get http://192.0.2.20:80/peer.xml"));
+}
+
 TEST_F(RegistryReceiving, AnswerOfAPeerAskedAgainCountsFromItsArrival)
 {
     registry.EnterDescription(Described(Peer()));
