@@ -23,7 +23,9 @@ struct Watch
 {
     AvahiWatch *object = nullptr; // null after it was freed
     int fd = -1;
-    bool watched = false; // now or earlier: an older notifier reports until the watch ends
+    // Whether it was ever watched: a repeated watch_update adds a second notifier, and the first
+    // one reports until the watch is freed.
+    bool watched = false;
     std::function<void()> act;
 };
 

@@ -36,7 +36,8 @@ inline bool IsPlain(char c)
            c == '.';
 }
 
-// The ASCII letters, digits, spaces and dots of a text: no format uses them as separators.
+// The ASCII letters, digits, spaces and dots of a text: a description document contains them
+// without escapes, and none of them ends a value there.
 inline std::string Plain(std::string_view text)
 {
     std::string plain;

@@ -2,7 +2,7 @@
 // pauses and calls of the coordinator, in any order. Both must send the same. They must
 // announce their own services in time, send no document or request without a cause, and stay
 // within the limits on what they send. When they have left the network, they must keep no
-// entry, no file number and little memory.
+// entry, no number of a description document and little memory.
 //
 // An input is a sequence of steps, separated by NULs. A step is a letter and its argument:
 //   d0 to d3  the rest is a datagram from one of kSenders
@@ -261,8 +261,8 @@ Datagrams Conversation::Compare()
 }
 
 // Checks that there are at most as many documents as GETs, and at most as many requests as
-// datagrams received; that all requests together have at most kMoreThanCause bytes for each
-// received datagram more than these datagrams; and that answers to another subnet stay within
+// datagrams received; that all requests together are longer than all received datagrams by at
+// most kMoreThanCause bytes for each of these; and that answers to another subnet stay within
 // their budget.
 void Conversation::Account(const Datagrams &sent)
 {

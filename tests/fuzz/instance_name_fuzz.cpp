@@ -1,5 +1,6 @@
-// DNS-SD instance names: for every host name, the instance name consists of letters, digits
-// and hyphens, and begins with a letter.
+// DNS-SD instance names: for every host name, and a product without a space, the instance name
+// consists of letters, digits and hyphens, and begins with a letter. (Without a usable host name
+// it contains the product's name unchanged.)
 
 #include "check.h"
 #include "mdns/dns_sd.h"

@@ -1,6 +1,6 @@
-// The SSDP port: the protocol core in virtual time receives any datagrams. For all of them,
-// the device's own announcements do not change, answers stay within their budget and cause no
-// further answers, and the containers stay within their bounds.
+// The SSDP port: the protocol core in virtual time receives any datagrams. None of them changes
+// the device's announcements, except an ssdp:alive of the ZR1 from another device. Answers stay
+// within their budget and cause no further answers, and the containers stay within their bounds.
 //
 // An input consists of datagrams, separated by NULs. Control bytes before a datagram are
 // commands:
@@ -42,8 +42,8 @@ const std::array<sockaddr_in, 4> kSenders{
 };
 constexpr std::uint32_t kLongTickMs = 120000;
 constexpr int kFlood = 96;
-// A request contains the LOCATION and the address of the datagram that caused it. It may be
-// longer than this datagram by this number of bytes.
+// A request contains the LOCATION of the announcement that caused it, and repeats the address in
+// it. It may be longer than the announcement by this number of bytes.
 constexpr std::size_t kMoreThanCause = 32;
 
 std::string TextOf(const sockaddr_in &address)

@@ -1,6 +1,6 @@
-// Requests to the configuration service: the same bytes give the same requests in pieces
-// of any size, nothing exceeds its bound, and every accepted value is written as a text
-// that is read as the same value.
+// Requests to the configuration service: the same bytes give the same requests, whatever the
+// size of the pieces in which they arrive, nothing exceeds its bound, and every accepted value is
+// written as a text that is read as the same value.
 
 #include "check.h"
 #include "configd/http_message.h"

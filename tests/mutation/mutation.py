@@ -51,16 +51,18 @@ class NotBuilt(Exception):
 
 
 def run(command, seconds=None, **options):
-    """The exit status of a command and its output; the status is -1 after a time-out, which
-    ends the command's whole process group."""
+    """The exit status of a command and its output. After a time-out the status is -1, the
+    command's process group has ended, and the output is that until then."""
     with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, start_new_session=True, **options) as process:
         try:
             output, _ = process.communicate(timeout=seconds)
             return process.returncode, output
-        except subprocess.TimeoutExpired:
+        except subprocess.TimeoutExpired as late:
             os.killpg(process.pid, 9)
-            return -1, process.communicate()[0]
+            # Does not wait for the end of the output: a process that has left the group may
+            # keep the pipe open for ever.
+            return -1, late.output or b""
 
 
 def end_all_of(program):

@@ -94,7 +94,7 @@ def test_the_daemon_cannot_replace_files_of_others_in_its_folders(installed, own
     web_folders.assert_the_daemon_cannot_replace(installed, owner)
 
 
-def test_the_page_lies_beside_the_list_and_a_start_page_in_the_web_root(installed):
+def test_the_page_is_in_the_folder_of_the_list_and_the_start_page_in_the_web_root(installed):
     web_folders.assert_the_page_is_linked(installed)
 
 

@@ -115,7 +115,8 @@ def test_has_these_dependencies(package, name):
 
 
 def page_files(path):
-    """The files of the page, as they are installed: all but index.html in one folder."""
+    """The files of the page, as they are installed: index.html, start.html, and all others in
+    one folder."""
     folder = "/usr/share/beacond-web/"
     inner, = {file.split("/")[-2] for file, _, _ in contents(path) if file.endswith("/discovery.js")}
     assert re.fullmatch("page-[0-9a-f]{12}", inner)

@@ -111,7 +111,7 @@ def fetch(peer, address, path):
     return answer.status, answer.read().decode()
 
 
-def test_the_page_all_that_it_loads_and_the_list_are_served(device, peer):
+def test_the_page_its_files_and_the_list_are_served(device, peer):
     files = device.path("/usr/share/beacond-web")
     loaded = ["index.html", *(str(each.relative_to(files)) for each in files.glob("page-*/*"))]
     assert len(loaded) > 20

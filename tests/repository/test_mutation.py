@@ -1,5 +1,6 @@
 """The kinds of faults that scripts/mutation.sh plants, and the faults explained in unseen.txt."""
 
+import os
 import sys
 from pathlib import Path
 
@@ -9,6 +10,7 @@ TOP = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(TOP / "tests/mutation"))
 
 from faults import faults_of  # noqa: E402
+from mutation import run  # noqa: E402
 from reasons import read_reasons  # noqa: E402
 
 
@@ -73,3 +75,12 @@ def test_every_fault_with_a_reason_can_still_be_planted():
              for fault in faults_of(file, (TOP / file).read_text(encoding="utf-8"))}
     assert set(reasons) - exist == set()
     assert all(reasons.values())
+
+
+def test_a_program_is_not_awaited_if_it_left_its_process_group(tmp_path):
+    end = tmp_path / "end"
+    status, output = run(
+        ["sh", "-c", f"setsid sh -c 'echo $$; sleep 20; touch {end}' & sleep 60"], 1)
+    os.killpg(int(output), 9)
+    assert status == -1
+    assert not end.exists()

@@ -118,7 +118,8 @@ def test_a_stage_that_never_began_is_a_failure(tmp_path):
     assert run_sum(tmp_path / "unit")[1].splitlines()[-1] == "0 passed, 1 failed"
 
 
-# ctest's report on a test program, and the program's own report.
+# What ctest reports about a test program that succeeded, and about one that failed. The program
+# writes a report of its own, too.
 ENDED_WELL = '<testcase name="usn_test" status="run"/>'
 ENDED_BADLY = '<testcase name="usn_test" status="fail"><failure/></testcase>'
 

@@ -45,8 +45,9 @@ public:
 
     [[nodiscard]] const LinkSettings &Settings() const { return mSettings; }
 
-    // A machine sends a datagram of this size. Returns the time of its arrival, or nothing if
-    // the socket's send buffer has no room besides its reserved part.
+    // A machine sends a datagram of this size. Returns when it arrives at the switch, or, on a
+    // shared medium, at the receivers; nothing if the socket's send buffer has no room besides
+    // its reserved part.
     [[nodiscard]] std::optional<Micros> Send(std::uint32_t machine, bool multicast,
                                              std::size_t bytes, Micros at, int sparedPercent);
 

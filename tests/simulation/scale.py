@@ -26,7 +26,7 @@ RUNS = {
     **{f"{count} {link}": (count, link, 200, 320) for count in (10, 100) for link in LINKS},
     **{f"300 {link}": (300, link, 400, 700) for link in LINKS if link != "wired"},
     "1000 wired": (1000, "wired", 200, 320),
-    **{f"1000 {link}": (1000, link, 3000, 3200) for link in LINKS if link != "wired"},
+    **{f"1000 {link}": (1000, link, 1500, 2100) for link in LINKS if link != "wired"},
     "2000 wired": (2000, "wired", 200, 300),
     **{f"2000 {link}": (2000, link, 800, 900) for link in LINKS if link != "wired"},
     "4000 wired": (4000, "wired", 200, 300),

@@ -81,7 +81,7 @@ std::string LocationOf(const std::string &address)
     return "http://" + address + ":80/corvia_12_upnp_ssdp_1.xml";
 }
 
-// 30 televisions, routers and printers: announcements with two long USNs each, and searches.
+// 30 televisions, routers and printers. Each announces two long USNs, and some search.
 Datagrams OtherMakers(Victims &victims, std::uint32_t turn)
 {
     const auto number = static_cast<std::uint32_t>(victims.chance.Below(30));

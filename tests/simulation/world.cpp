@@ -14,8 +14,9 @@
 namespace simulation {
 namespace {
 
-// The kernel grants an unprivileged process at most twice net.core.rmem_max. With the
-// kernel's default, and with the limit that the package sets:
+// The kernel grants an unprivileged process at most twice net.core.rmem_max. With the kernel's
+// default, this is less than the daemon wants; with the package's limit, the daemon gets what
+// it wants.
 constexpr std::size_t kUsualBuffer = 2 * 212'992;
 constexpr std::size_t kLargeBuffer = ssdp::kReceiveBufferBytes;
 

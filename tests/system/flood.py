@@ -8,7 +8,7 @@ import expected
 NODES = 4096          # the bound on devices from the network
 LIST = 4 << 20        # the bound on the browse list, in bytes
 SPOOFED = 3 * NODES   # distinct devices in the flood
-BURST = 500           # datagrams that the receive buffer holds whatever their size
+BURST = 500           # datagrams of this mix that the receive buffer holds
 
 # All addresses are in use. Datagrams for unused addresses fill the send buffer while the
 # kernel searches for them, and the answers to the tests' searches would be lost.

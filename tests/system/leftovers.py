@@ -11,7 +11,7 @@ from lab.node import MARK
 
 class Process(NamedTuple):
     number: int
-    start: int  # clock ticks since the machine's start, since numbers are reused
+    start: int  # clock ticks after the machine's start: numbers are used again
     name: str
     namespace: str  # of process ids
     environment: bytes

@@ -14,8 +14,8 @@ from lab import DeviceSpec, wait_until
 from lab.device import BROWSE_LIST
 
 TOP = Path(__file__).resolve().parents[2]
-# An announcement within 24 s, then two waits of up to three ticks of 5.75 s, in whole ticks,
-# and the list 5.5 s later.
+# An announcement comes within 24 s. The request and the document each wait up to three ticks of
+# 5.75 s, and are sent at the next tick. The list follows within 5.5 s.
 LIMIT = 90
 
 # The limit of the rules for the SSDP port (datagrams per second, and at once), and the

@@ -82,7 +82,7 @@ def test_success_leaves_nothing(setup):
     assert setup.left() == []
 
 
-def test_before_it_installs_it_names_the_packages_and_a_log_that_everybody_can_read(setup, tmp_path):
+def test_the_packages_and_a_readable_log_are_named_before_the_installation(setup, tmp_path):
     program = setup.start(f"stat -c '%n %a' $TMPDIR/* >{tmp_path}/log; kill -KILL $PPID")
     installing, log = program.communicate(timeout=60)[0].splitlines()[:LINES_BEFORE]
     assert re.fullmatch("Installing these Debian packages, which takes some minutes: g\\+\\+ cmake .*",

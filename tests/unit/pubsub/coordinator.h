@@ -20,7 +20,7 @@ constexpr const char *kUsn = "uuid:65746500-Corvia 12-192.0.2.10-0";
 constexpr const char *kDocument = "/var/www/html/corvia_12_upnp_ssdp_1.xml";
 
 // A coordinator on a device, and a peer that receives its datagrams. Tests change settings by
-// its slot, as the configuration watcher does.
+// calling its slot paramChanged, which is connected to ConfigMap's signal.
 class Coordinator
 {
 public:

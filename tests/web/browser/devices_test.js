@@ -9,7 +9,7 @@ import { entry, kWritten, listText } from '../support/sample_list.js';
 const pages = new BrowserPages();
 const kRows = { storage: { 'discovery.view': 'rows' } };
 
-test('Every device of the written list is a card with its name, product, category and address',
+test('Every device of a daemon\'s list is a card with its name, product, category and address',
 async () => {
     const page = await pages.openOn(kWritten);
     assert.deepEqual(await textsOf(page, '#cards > li'), [
@@ -22,7 +22,7 @@ async () => {
     assert.equal(await page.title(), '3 devices – this device');
 });
 
-test('Every device of the written list is a row with the same details', async () => {
+test('Every device of a daemon\'s list is a row with the same details', async () => {
     const page = await pages.openOn(kWritten, kRows);
     assert.deepEqual(await page.$$eval('#rows tr', (rows) =>
         rows.map((row) => [...row.cells].map((cell) => cell.textContent))), [
@@ -117,7 +117,7 @@ test('The device that serves the page is marked, by its address or its name', as
     }
 });
 
-test('The device that serves the page comes first, in any order', async () => {
+test('The device that serves the page comes first, however the list is sorted', async () => {
     const list = listText([entry(1, { ipAddress: '127.0.0.1' }), entry(2), entry(3), entry(5)]);
     const page = await pages.openOn(list);
     const names = ['control-room-1', 'archive-5', 'ob-van-2', 'stage-left-3'];

@@ -8,7 +8,7 @@ test('Without errors, the list is requested every five seconds', () => {
     assert.equal(pauseAfter(0, 0.999), 5000);
 });
 
-test('Each further failure doubles the pause, up to a minute', () => {
+test('Each further failure doubles the pause without its random part, up to a minute', () => {
     assert.deepEqual([1, 2, 3, 4, 5, 6, 1000, 5000].map((failures) => pauseAfter(failures, 0)),
         [5000, 10000, 20000, 40000, 60000, 60000, 60000, 60000]);
 });
