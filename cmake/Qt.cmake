@@ -1,4 +1,5 @@
-# Finds Qt Core. Every version of Qt provides the targets Qt::Core and Qt::Test.
+# Finds Qt Core. Qt 5.15 and all later versions provide the targets Qt::Core and
+# Qt::Test.
 set(BEACOND_QT "5;6" CACHE STRING "Qt to build with: 5, 6, or both in the order of preference")
 set(minimum_5 5.15)
 set(minimum_6 6.4)

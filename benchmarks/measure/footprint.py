@@ -41,8 +41,8 @@ def _library_file(name, user, compiler):
 
 
 def libraries(program, compiler="c++", leaf=None):
-    """The files of the libraries that a program needs, directly and indirectly, by name. Those
-    that the library `leaf` needs are not followed."""
+    """The files of the libraries that a program needs, directly and indirectly, by name,
+    without those that only the library `leaf` needs."""
     found = {}
     waiting = [str(program)]
     while waiting:

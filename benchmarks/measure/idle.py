@@ -26,8 +26,8 @@ def settle(subject):
 
 
 class Rest:
-    """The activity of a program while nothing changes. Wake-ups of the SSDP thread for
-    datagrams from others, which `capture` also records, are subtracted."""
+    """The activity of a program while nothing changes. The number of datagrams
+    from others, which `capture` records, is subtracted from the wake-ups of the SSDP thread."""
 
     def __init__(self, subject, capture):
         settle(subject)

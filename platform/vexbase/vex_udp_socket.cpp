@@ -96,8 +96,8 @@ int VEXUDPSocket::Open(const std::string &localAddress, std::uint16_t port, Port
     return vexbase::kSuccess;
 }
 
-// Calls receive(descriptor, flags), whose result is negative if nothing arrived, until a
-// datagram arrives or the time is over.
+// Receives once: calls receive(descriptor, flags), waits if nothing has arrived, and calls it
+// again. The result of receive is negative if nothing has arrived.
 //
 // While datagrams flow, a receive costs one system call, except in the last quarter of
 // the wait, for which poll() is used because it is more punctual. On a quiet socket

@@ -2,9 +2,9 @@
 
 #include "wsconfig/watch_policy.h"
 
-// An empty chunked body has five bytes, "0\r\n\r\n". The parser asserts that the fourth never
-// arrives without the fifth when the first three arrived earlier. It may, and the parser
-// handles that; with assertions on, the daemon would end.
+// An empty chunked body is "0\r\n\r\n". If "0\r\n" arrives first, and then "\r" without "\n", an
+// assertion in the parser fails, although the parser handles this case. With assertions, the
+// daemon would end.
 #define BOOST_DISABLE_ASSERTS
 
 #include <boost/beast/http/basic_parser.hpp>

@@ -74,7 +74,8 @@ void VEXBrowser::EndCycle(bool &pending)
     }
 }
 
-// Returns the memory of the list and the text at the end, because they may have megabytes.
+// Finally frees the list and the text, and returns their memory to the system: they may have
+// megabytes.
 void VEXBrowser::WriteBrowserInfo()
 {
     mJSONText = formats::ComposeBrowseDocument(mBrowseList);

@@ -51,8 +51,9 @@ public:
     // places than this datagram's holder would.
     void Add(GETMessageType datagram);
 
-    // Takes out the datagrams whose delay ends within elapsed milliseconds, in the
-    // order in which they were added. Lowers the delay of all others.
+    // Takes out the datagrams whose delay ends within elapsed milliseconds: first those that were
+    // put back, then the others in the order in which they were added. Lowers the delay of all
+    // that stay.
     [[nodiscard]] std::list<GETMessageType> TakeDue(std::uint32_t elapsedMs);
 
     // Takes back due datagrams that found no room in the send buffer. They are due

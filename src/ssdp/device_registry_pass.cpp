@@ -178,9 +178,9 @@ void DeviceRegistry::AgeNodes(std::int32_t elapsedMs)
     mChanged = mChanged || forgets;
 }
 
-// Announces the services that ran out. It uses HostList alone: of all received datagrams, only
-// one that causes a hand-back can delay, stop or change the announcements of this device's own
-// service.
+// Announces the services that ran out. HostList alone decides when and what: of all received
+// datagrams, only one that causes a hand-back can delay, stop or change the announcements of this
+// device's own service.
 void DeviceRegistry::AgeHosts(std::int32_t elapsedMs)
 {
     for (auto &[usn, service] : mHostList) {

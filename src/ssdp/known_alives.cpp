@@ -21,8 +21,8 @@ std::uint64_t WordAt(const char *block, std::size_t index)
     return word;
 }
 
-// The hash of a text, from 32 bytes at a time: hashing takes a sixth of the time for an
-// announcement that is recognised. A multiplication carries each bit upwards only, so the
+// The hash of a text, from 32 bytes at a time, because hashing is a sixth of the whole work for
+// an announcement that is recognised. A multiplication carries each bit upwards only, so the
 // halves are folded at the end. The order of a word's bytes does not matter here.
 std::uint64_t HashOf(std::string_view text)
 {
@@ -96,8 +96,9 @@ void KnownAlives::Keep(std::string_view datagram, const formats::SSDPHeaders &he
     Put({HashOf(datagram), std::make_unique<const Alive>(datagram, headers)});
 }
 
-// If all its slots are in use, the entry replaces the one in the last of them. At least half
-// of all slots are free, so that is rare.
+// Puts an entry into the first free one of the kSteps slots that its hash allows. If none of
+// them is free, the entry replaces that in the last one. This is rare, because at least half of
+// all slots are free.
 void KnownAlives::Put(Slot entry)
 {
     std::size_t step = 0;

@@ -10,13 +10,13 @@ namespace ssdp {
 
 constexpr std::uint32_t kMsPerSecond = 1000;
 
-// The interval of the receive loop, a tick, is drawn once for each run: 4250 to
+// The interval of the receive loop, a tick, is drawn each time the engine opens: 4250 to
 // 5749 ms. Devices that were switched on together do not send together.
 constexpr std::uint32_t kPollIntervalBaseMs = 4250;
 constexpr std::uint32_t kPollIntervalSpreadMs = 1500;
 
-// A service is announced every 15 to 24 s. The period is drawn for every document: many
-// services are not announced at the same time.
+// A service is announced every 15 to 24 s. The period is drawn for every document.
+// Otherwise many services would be announced at the same time.
 constexpr std::uint32_t kAnnounceBaseSeconds = 15;
 constexpr std::uint32_t kAnnounceSpreadSeconds = 10;
 
@@ -36,10 +36,10 @@ constexpr std::uint32_t kTakeOverSpreadTicks = 3;
 // How often a proxied device is announced after its first announcement.
 constexpr std::uint16_t kProxyRepeats = 3;
 
-// An entry lives for two periods: its device may miss one announcement.
+// An entry lives for twice its max-age, in which its device announces itself about ten times.
 constexpr std::uint32_t kPeriodsToLive = 2;
-// A device that announces itself while it is proxied must do so again within half of
-// a period: its first announcement alone does not show that it will continue.
+// A device that announces itself while it is proxied must do so again within half of its
+// max-age: its first announcement alone does not show that it will continue.
 constexpr std::uint32_t kHandBackShare = 2;
 
 // A peer whose description is older is asked for it again: a new name is then known even
@@ -48,8 +48,8 @@ constexpr std::uint32_t kHandBackShare = 2;
 constexpr std::uint32_t kDescriptionMaxAgeSeconds = 15 * 60;
 constexpr std::uint32_t kRefreshPauseMs = 4000;
 
-// How long Close waits for a thread. Closing the socket wakes the thread, so only a
-// thread that is blocked in a system call takes that long.
+// How long Close waits for a thread. Shutting the socket down wakes the thread. Only a thread
+// that waits for something else, such as a file system that does not answer, takes that long.
 constexpr unsigned int kStopTimeoutMs = 4250;
 // Joining the group fails until the address is assigned to the interface.
 constexpr int kMembershipTries = 5;

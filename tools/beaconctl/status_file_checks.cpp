@@ -8,7 +8,7 @@
 #include <cstring>
 #include <utility>
 
-// The checks of what the daemon writes and announces.
+// The checks of folders, lists, announcements, the receive buffer and versions.
 namespace beaconctl {
 namespace {
 
