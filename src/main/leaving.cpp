@@ -76,14 +76,14 @@ Leaving *Leaving::mInstance = nullptr;
 // The event loop is woken through a descriptor, not by a posted event: the memory of a posted
 // event would pass between threads under locks of Qt that the thread sanitizer cannot see.
 Leaving::Leaving(LastAct lastAct)
-    : mEvent(eventfd(0, EFD_CLOEXEC)), mNotifier(mEvent, QSocketNotifier::Read)
+    : mEvent(eventfd(0, EFD_CLOEXEC)), mNotifier(mEvent.Descriptor(), QSocketNotifier::Read)
 {
     QObject::connect(&mNotifier, &QSocketNotifier::activated, [this] {
         AwaitDuty();
         QCoreApplication::quit();
     });
     gLastAct = lastAct;
-    gEvent = mEvent;
+    gEvent = mEvent.Descriptor();
     sem_init(&gSignal, 0, 0);
     mInstance = this;
     static_cast<void>(std::atexit(FinishAtExit)); // if this fails, an exit does not wait
@@ -95,10 +95,8 @@ Leaving::Leaving(LastAct lastAct)
 
 Leaving::~Leaving()
 {
-    sem_post(&gSignal);
-    AwaitDuty();
-    close(mEvent);
     mInstance = nullptr;
+    sem_post(&gSignal);
 }
 
 void Leaving::FinishAtExit()

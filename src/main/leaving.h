@@ -1,5 +1,6 @@
 #pragma once
 
+#include "vexbase/vex_file_descriptor.h"
 #include "vexbase/vex_lock.h"
 #include "vexbase/vex_thread.h"
 
@@ -55,13 +56,14 @@ private:
 
     static Leaving *mInstance;
 
-    const int mEvent; // an eventfd; writing to it makes the event loop wait and end
+    const vexbase::FileDescriptor mEvent; // an eventfd; writing makes the event loop wait and end
     QSocketNotifier mNotifier;
-    VEXThread mThread;
 
     VEXLock mLock;
     bool mSignalled VEX_GUARDED_BY(mLock) = false; // a signal has arrived
     Duty mDuty VEX_GUARDED_BY(mLock);
+
+    VEXThread mThread; // the last member: its destructor waits for Run, which uses the others
 };
 
 } // namespace beacond

@@ -28,6 +28,19 @@ TEST(UnconfirmedNodes, AreNoneAfterClear)
     EXPECT_EQ(nodes.Nodes(), std::list{node});
 }
 
+TEST(UnconfirmedNodes, RemovingANodeAgainRemovesNoOther)
+{
+    formats::SSDPDeviceMap map;
+    ssdp::UnconfirmedNodes nodes;
+    const auto removed = map.try_emplace("uuid:a").first;
+    const auto other = map.try_emplace("uuid:b").first;
+    nodes.Add(removed);
+    nodes.Remove(removed);
+    nodes.Add(other);
+    nodes.Remove(removed);
+    EXPECT_EQ(nodes.Nodes(), std::list{other});
+}
+
 TEST(IndexedDeviceMap, KeepsRecordsInByteWiseOrderOfTheirUSN)
 {
     ssdp::IndexedDeviceMap map;

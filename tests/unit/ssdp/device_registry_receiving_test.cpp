@@ -306,6 +306,21 @@ TEST_F(RegistryReceiving, PeerThatLeftIsNotAskedAgain)
     EXPECT_EQ(TakeCalls(), Calls{});
 }
 
+TEST_F(RegistryReceiving, PeerThatWasToBeAskedBeforeTheDepartureIsNotAskedAfterIt)
+{
+    SSDPDeviceType other = Peer();
+    other.usn = "uuid:65746500-Lumen-192.0.2.21-0";
+    registry.EnterDescription(Described(Peer()));
+    registry.EnterDescription(Described(other));
+    registry.SetTime(901000);
+    EXPECT_EQ(Alive(kPeerUSN).size(), 1U);
+    EXPECT_EQ(Alive(other.usn), Calls{});
+    registry.Leave(false);
+    registry.EnterDescription(Described(other));
+    registry.SetTime(905000);
+    EXPECT_EQ(TakeCalls(), Calls{});
+}
+
 // Otherwise a forged alive could replace the record by the description of a stranger.
 TEST_F(RegistryReceiving, OwnServiceIsNotAskedFor)
 {
