@@ -52,9 +52,9 @@ public:
     std::vector<std::string> &log; // see FakeEnvironment
 };
 
-// The environment of all tests, fuzz targets and benchmarks that run the protocol core
+// The environment of the unit tests, fuzz targets and benchmarks that run the protocol core
 // without a network. It records the datagrams that the core sends and the lines that it
-// writes.
+// reports.
 class FakeEnvironment final : public ssdp::SSDPEnvironment
 {
 public:
@@ -83,7 +83,7 @@ public:
     std::uint32_t Random() override
     {
         if (seeded) {
-            // The example of the C standard (7.22.2): good enough to give different numbers.
+            // The factors of the C standard's example (7.22.2): the numbers differ enough.
             random = random * 1103515245U + 12345U;
             return (random >> 1U) & 0x7FFFFFFFU;
         }
@@ -100,7 +100,7 @@ public:
 
     std::vector<Sent> sent;
     std::vector<std::string> faults;
-    // The datagrams, the written documents and the returned file numbers, in order:
+    // The datagrams, the calls of Write and the returned file numbers, in order:
     // "send TO TEXT", "document PATH" or "return PATH".
     std::vector<std::string> log;
     FakeFiles files{log};

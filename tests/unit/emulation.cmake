@@ -9,11 +9,11 @@ set(not_emulated
     UDPSocketPoll.CostsOneSystemCallForEachDatagram
     Closing.LetsTheEngineOpenAgainWhileAThreadIsBlocked
     Waiting.TimesOutWhenTheSignalledChangeWasTakenEarlier
-    # It cannot adopt processes, so the status of a detached process is not available.
+    # The emulator cannot adopt processes, so the status of a detached process is not available.
     Detach.EndsTheCallerWith0AndContinuesInANewSession
     Detach.ClosesAllDescriptorsAndOpensTheStandardOnesOnDevNull
-    # It cannot choose the interface of multicast. The routes that replace this choice are
-    # removed with the address.
+    # The emulator cannot choose the interface of multicast. The routes that replace this choice
+    # are removed with the address.
     Multicast.GoodbyeIsSentAfterTheAddressHasChanged
     MonitorPackets.*
     MonitorPacketsWithoutNet0.*

@@ -55,7 +55,7 @@ TEST(FindHost, KeepsAnAddressAndAnEmptyHost)
     }
 }
 
-TEST(FindHost, RefusesAnAddressWithoutAllItsNumbers)
+TEST(FindHost, RefusesAnAddressThatIsNotFourNumbers)
 {
     for (const char *host : {"192.0.2", "10", "0x7f000001"}) {
         Arguments arguments;

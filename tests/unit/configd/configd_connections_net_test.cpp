@@ -149,7 +149,7 @@ TEST_F(ConfigConnections, ARequestIsAnsweredAfterIdleClientsTimeOut)
     EXPECT_EQ(Ask("PATCH", kSystem, R"({"hostName":"beta"})").status, "200 OK");
 }
 
-// All places are taken by clients that ask again and again within their time.
+// All places are taken by clients that ask again and again within the time-out.
 TEST_F(ConfigConnections, AnAnswerEndsItsConnectionWhenAllPlacesAreTaken)
 {
     const std::string request = RequestText("GET", kSystem, "");

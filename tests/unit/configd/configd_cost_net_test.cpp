@@ -167,7 +167,7 @@ Count Cost(const std::string &method, const std::string &path, const std::string
             gCount.total - before.total, ThreadTime() - begin};
 }
 
-// The smallest of several measurements: other programs can only make one longer.
+// The smallest of several measurements: other programs can only lengthen a measurement.
 std::int64_t LeastTime(const std::string &method, const std::string &path, const std::string &body)
 {
     std::int64_t least = Cost(method, path, body).time;

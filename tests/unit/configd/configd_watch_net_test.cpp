@@ -181,7 +181,7 @@ TEST_F(ConfigWatch, AcceptsSixtyFourWatchers)
 }
 
 // The clients do not read their streams, and continue to send.
-TEST_F(ConfigWatch, IdleStreamsDoNotBlockRequests)
+TEST_F(ConfigWatch, ManyStreamsDoNotBlockRequests)
 {
     Service service;
     std::list<Connection> watchers;

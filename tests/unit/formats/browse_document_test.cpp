@@ -157,7 +157,7 @@ TEST(BrowseDocument, EscapesOtherControlBytesAsFourDigits)
     EXPECT_EQ(Encoded(std::string("a\0b", 3)), R"(a\u0000b)");
 }
 
-TEST(BrowseDocument, CopiesEveryByteFrom0x20)
+TEST(BrowseDocument, CopiesEveryByteFrom0x20ExceptQuotesAndBackslashes)
 {
     std::string bytes;
     for (int byte = 0x20; byte <= 0xFF; ++byte) {

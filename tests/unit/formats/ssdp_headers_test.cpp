@@ -257,7 +257,7 @@ TEST(ScanHeaders, ReadsALineOf1500Bytes)
     EXPECT_EQ(NT("NT:" + std::string(1497, ' ')), "");
 }
 
-TEST(ScanHeaders, ReadsNothingBeyondAnyDatagramOfUpToFiveBytes)
+TEST(ScanHeaders, ReadsNothingBeyondADatagramOfUpToFiveBytes)
 {
     constexpr std::array<char, 9> kBytes{':', '\r', '\n', 'N', 't', '"', ' ', '\0', '='};
     std::vector<std::string> datagrams{""};

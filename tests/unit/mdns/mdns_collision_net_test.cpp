@@ -11,7 +11,7 @@ class MdnsCollision : public TwoDevices
 };
 
 // The instance is renamed; the log lines keep the first name.
-TEST_F(MdnsCollision, ANameOfAnotherProgramOnTheDeviceIsChanged)
+TEST_F(MdnsCollision, TheInstanceIsRenamedIfAnotherProgramOnTheDeviceHasItsName)
 {
     LiveChild peer = browser();
     LiveChild holder =

@@ -19,7 +19,7 @@ TEST_F(MdnsOnTheNetwork, APeerSeesNameTypePortAndTxt)
     EXPECT_TRUE(peer.WaitForOut(gone("studio-a")));
 }
 
-TEST_F(MdnsOnTheNetwork, APeerSeesNamesMadeFromInvalidHostNames)
+TEST_F(MdnsOnTheNetwork, APeerSeesNamesMadeFromUnusualHostNames)
 {
     LiveChild peer = browser();
     LiveChild digits = device({publishAs("2nd Studio_A")});

@@ -16,7 +16,7 @@ struct Serial
     std::uint32_t number;
 };
 
-// The results of all operations with a given /proc/device-tree. The real /proc is hidden
+// All forms of the serial number with a given /proc/device-tree. The real /proc is hidden
 // only during the calls, because the sanitizers need it.
 Serial ReadOnDevice(const std::function<void()> &makeTree)
 {
@@ -62,7 +62,7 @@ TEST(SerialNumber, IsTheDeviceTreesTextWithoutItsNul)
     EXPECT_EQ(serial.number, 123U);
 }
 
-TEST(SerialNumber, ItsNumberIsTheDigitsAtItsEnd)
+TEST(SerialNumber, ItsNumberBeginsAfterTheLastCharacterThatIsNoDigit)
 {
     for (const char *text : {"1HE~123", "1HE 123", "1HE-123", "4/123", "5:0123"}) {
         EXPECT_EQ(Stored(WithNul(text)).number, 123U) << text;

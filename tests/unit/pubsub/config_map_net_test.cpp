@@ -51,7 +51,7 @@ protected:
         Texts texts;
         while (texts.empty() || texts.back() != last) {
             if (mSpy->isEmpty() && !mSpy->wait(20000)) {
-                ADD_FAILURE() << "no signal after the mark";
+                ADD_FAILURE() << "no signal of the mark";
                 return texts;
             }
             texts.push_back(Text(mSpy->takeFirst()));
@@ -139,7 +139,7 @@ TEST_F(Config, KeepsTheFirstValuesWithoutASignal)
     EXPECT_TRUE(mMap.getBool(2, ConfigMap::Connected));
 }
 
-TEST_F(Config, ReadsHostNameAndSwitchInEverySlot)
+TEST_F(Config, ReadsHostNameAndSwitchWhateverTheSlot)
 {
     WatchUsual();
     EXPECT_EQ(String(7, ConfigMap::HostName), "alpha");

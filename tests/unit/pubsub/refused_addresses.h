@@ -13,7 +13,7 @@ inline std::atomic<int> gRefusals{0};
 } // namespace test
 
 // Replaces the C library's function, which fails only without memory or descriptors. Only
-// one source file of a test program includes it.
+// one source file of a test program includes this file.
 int getifaddrs(ifaddrs **list) noexcept
 {
     if (test::gRefusals > 0) {

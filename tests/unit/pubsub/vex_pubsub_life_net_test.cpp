@@ -26,7 +26,7 @@ bool AwaitEmptyBrowseList()
 
 } // namespace
 
-// The goodbye is sent at the next tick, within about five seconds.
+// The goodbye is sent at the next tick, within six seconds.
 TEST(PubSubLife, SwitchingOffSendsTheGoodbyeAtTheNextTick)
 {
     test::Coordinator device;

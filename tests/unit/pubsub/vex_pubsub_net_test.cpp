@@ -114,7 +114,7 @@ TEST_F(PubSub, HostNameIsOnlyStoredWhileSsdpIsOff)
     SSDPDeviceType service;
     device->PubSub().initService(service);
     EXPECT_EQ(service.hostName, "beta");
-    // Switched on, it is read from the configuration again.
+    // When SSDP is switched on, the name is read from the configuration again.
     Announce();
     EXPECT_TRUE(DocumentNames("alpha"));
 }

@@ -48,7 +48,7 @@ TEST_F(AgentAnswering, AnswerGoesAtOnceToTheAddressAndPortOfTheSearch)
                 ElementsAre(ToPeer(SearchAnswer(kCorvia, kCorviaFile), "192.0.2.21:50000")));
 }
 
-TEST_F(AgentAnswering, SearchOfTheDeviceItselfIsAnswered)
+TEST_F(AgentAnswering, SearchFromThisDeviceIsAnswered)
 {
     OpenAnnounced();
     EXPECT_THAT(Receive(Search("upnp:rootdevice"), test::kOwnAddress),
@@ -90,7 +90,7 @@ TEST_F(AgentAnswering, SearchByTypeMayEndInAVersionOfOneDigit)
     EXPECT_THAT(Receive(Search("upnp:rootdevice:x")), IsEmpty());
 }
 
-TEST_F(AgentAnswering, SearchWithoutTargetIsNotAnswered)
+TEST_F(AgentAnswering, SearchWithoutTargetOrInLowerCaseIsNotAnswered)
 {
     OpenTwo();
     EXPECT_THAT(Receive("M-SEARCH * HTTP/1.1\r\nHOST:239.255.255.250:1900\r\n\r\n"), IsEmpty());

@@ -80,7 +80,7 @@ TEST_F(AgentDescriptions, DeviceIsForgottenAfterItsGoodbye)
     EXPECT_FALSE(Knows("Lumen"));
 }
 
-TEST_F(AgentDescriptions, DeviceIsForgottenAfterTwoSilentPeriods)
+TEST_F(AgentDescriptions, DeviceIsForgottenWhenItIsSilentForTwiceItsMaxAge)
 {
     Receive(PeerDescription("Lumen", "beta"));
     Tick(119999);

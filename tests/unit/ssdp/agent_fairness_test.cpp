@@ -42,7 +42,8 @@ protected:
         return mSinceTickMs < mTickMs ? Datagrams() : ToPeerOf(TickOfAll());
     }
 
-    // Floods for 20 seconds at least, until shortly before a tick: both queues are full.
+    // Floods until the flood has lasted 20 seconds in all, and 3 seconds since the last tick:
+    // both queues are full.
     void FloodUntilFull()
     {
         do {

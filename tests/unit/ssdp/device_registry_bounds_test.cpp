@@ -18,7 +18,7 @@ class RegistryBounds : public RegistryFixture
 protected:
     static std::string USN(int number) { return "uuid:65746500-Lumen-" + std::to_string(number); }
 
-    // The record of a description whose text has this number of bytes.
+    // The record of a device whose model description has this number of bytes.
     static SSDPDeviceType LargeDevice(int number, std::size_t bytes, char byte = 'x')
     {
         SSDPDeviceType device =

@@ -133,7 +133,7 @@ TEST_F(RegistryProxy, KeepsWaitingWhenThisDeviceHasNoAddress)
     EXPECT_EQ(Host(kUSN), nullptr);
 }
 
-TEST_F(RegistryProxy, IsAnnouncedThreeTimesMoreAndRemovedInTheNextPass)
+TEST_F(RegistryProxy, IsAnnouncedThreeMoreTimesAndThenRemoved)
 {
     TakeOver(Silent());
     for (const int repeatsLeft : {2, 1, 0}) {

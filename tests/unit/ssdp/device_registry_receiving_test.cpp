@@ -137,7 +137,7 @@ TEST_F(RegistryReceiving, SecondByebyeOfAnAnnouncedServiceChangesNothing)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryReceiving, SilentPeerIsForgottenWhenItsTimeRunsOut)
+TEST_F(RegistryReceiving, ForgettingASilentPeerSendsNothingAndFlagsAChange)
 {
     registry.EnterDescription(Described(Peer()));
     TakeChange();

@@ -192,7 +192,7 @@ TEST_F(RegistryServices, ServiceRemovedBeforeThePassIsNotAnnounced)
     EXPECT_FALSE(registry.Changed());
 }
 
-TEST_F(RegistryServices, ServiceRemovedAndAddedWithinAPassSendsGoodbyeThenAlive)
+TEST_F(RegistryServices, ServiceRemovedAndAddedBetweenTwoPassesSendsGoodbyeThenAlive)
 {
     AddNow(Own());
     SSDPDeviceType renamed = Own();
@@ -205,7 +205,7 @@ TEST_F(RegistryServices, ServiceRemovedAndAddedWithinAPassSendsGoodbyeThenAlive)
     EXPECT_EQ(Node(kOwnUSN)->hostName, "studio-z");
 }
 
-TEST_F(RegistryServices, LastOfTwoNamesWithinAPassIsAnnounced)
+TEST_F(RegistryServices, LastOfTwoNamesBetweenTwoPassesIsAnnounced)
 {
     AddNow(Own());
     for (const char *name : {"studio-y", "studio-z"}) {
@@ -220,7 +220,7 @@ TEST_F(RegistryServices, LastOfTwoNamesWithinAPassIsAnnounced)
     EXPECT_EQ(Host(Own().usn)->hostName, "studio-z");
 }
 
-TEST_F(RegistryServices, AnnouncedServiceAddedAndRemovedWithinAPassIsRemoved)
+TEST_F(RegistryServices, AnnouncedServiceAddedAndRemovedBetweenTwoPassesIsRemoved)
 {
     AddNow(Own());
     Add(Own());

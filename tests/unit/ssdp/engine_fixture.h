@@ -62,7 +62,7 @@ protected:
         EXPECT_EQ(mPeer.Receive(), Search("upnp:rootdevice"));
     }
 
-    // Returns when the engine has handled all datagrams that were sent to it so far.
+    // Returns when the engine has handled all datagrams that came to its port 1900 so far.
     // REQUIRES: OpenAnnounced.
     void Settle()
     {

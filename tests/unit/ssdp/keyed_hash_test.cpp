@@ -22,7 +22,7 @@ TEST(KeyedHash, IsSipHash13OfTextsOfAnyLength)
     EXPECT_EQ(KeyedHash({}, "uuid:65746500-Corvia 12 Plus-192.0.2.9-0"), 0xc8084d7181494072U);
 }
 
-TEST(KeyedHash, DependsOnTheWholeKey)
+TEST(KeyedHash, DependsOnBothHalvesOfTheKey)
 {
     EXPECT_EQ(KeyedHash(kReferenceKey, {}), 0xabac0158050fc4dcU);
     const std::set<std::uint64_t> hashes = {
@@ -33,7 +33,7 @@ TEST(KeyedHash, DependsOnTheWholeKey)
 
 // Each name has 12 blocks, and each block is one of two texts. The difference between the two
 // cancels out in a hash that multiplies and shifts (such as MurmurHash), with any seed. There
-// are as many names as a registry has entries.
+// are as many names as a full registry has devices.
 TEST(KeyedHash, DiffersForNamesMadeToCollideInUnkeyedHashes)
 {
     const std::string one(16, 'a');

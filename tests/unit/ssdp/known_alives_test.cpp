@@ -174,7 +174,7 @@ TEST(KnownAlives, FindsDatagramsThatDifferInTheLastByteOfAWord)
     EXPECT_EQ(Found(alives, datagrams), datagrams.size());
 }
 
-TEST(KnownAlives, ForgetsOneOtherWhenTheMostAreKept)
+TEST(KnownAlives, ForgetsAnotherWhenAsManyAsAllowedAreKept)
 {
     const std::vector<std::string> datagrams = DatagramsOf(100);
     KnownAlives alives;

@@ -64,7 +64,7 @@ TEST_F(OwnLinkTest, ClearInterfacesRemovesAddressesAndSubnets)
     EXPECT_FALSE(Unlimited("192.0.2.20"));
 }
 
-TEST_F(OwnLinkTest, PeerAddressIsUnicast)
+TEST_F(OwnLinkTest, LoopbackMulticastAndReservedAddressesAreNoPeers)
 {
     for (const char *address :
          {"0.0.0.0", "0.255.255.255", "127.0.0.0", "127.0.0.1", "127.255.255.255", "224.0.0.0",

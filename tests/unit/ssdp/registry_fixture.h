@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
-// A registry with the parts that it needs, of a device at 192.0.2.10/24. The fake
-// environment draws a poll interval of 5000 ms and an announcement period of 20 s.
+// A registry with the parts that it needs, of a device at 192.0.2.10/24. The random numbers
+// give a poll interval of 5000 ms and an announcement period of 20 s.
 struct RegistryWithParts
 {
     explicit RegistryWithParts(test::FakeEnvironment &environment)

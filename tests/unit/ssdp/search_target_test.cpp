@@ -109,7 +109,7 @@ TEST(SearchTarget, VersionOfOneDigitIsCutOff)
     EXPECT_THAT(Answers("urn:vex-com:service:BasicService:9"), ElementsAre(kB));
 }
 
-TEST(SearchTarget, OtherEndingsAreNotCutOff)
+TEST(SearchTarget, TypeWithAnotherEndingIsNotFound)
 {
     for (const char *target : {"upnp:rootdevice:10", "upnp:rootdevice:x", "upnp:rootdevice:",
                                "upnp:rootdevice1", "upnp:rootdevice:1:1", "upnp:rootdevice:/"}) {

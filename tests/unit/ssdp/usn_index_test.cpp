@@ -59,7 +59,7 @@ TEST(UsnIndex, ClearRemovesAllRecordsAndAllowsNewOnes)
     EXPECT_EQ(FoundName(index, "7"), "7");
 }
 
-TEST(UsnIndex, KeepsTheTimeOfEachDescriptionWhileItGrowsAndShrinks)
+TEST(UsnIndex, KeepsTheTimeOfEachDescriptionWhileRecordsAreAddedAndErased)
 {
     formats::SSDPDeviceMap map;
     ssdp::UsnIndex index;

@@ -78,7 +78,7 @@ TEST_F(Waiting, ReturnsAChangeThatNoPassHasSignalledYet)
 
 // A wait times out and blocks at the engine lock. Meanwhile a pass makes a change and
 // signals it. The wait then takes that change, but the signal stays. The next wait finds
-// the signal without a change, and must not report an empty list.
+// the signal without a change, and must report a time-out.
 TEST_F(Waiting, TimesOutWhenTheSignalledChangeWasTakenEarlier)
 {
     test::StuckFolder documents("/var/www/html/");

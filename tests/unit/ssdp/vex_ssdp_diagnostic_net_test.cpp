@@ -83,8 +83,8 @@ TEST_F(Diagnostics, EmptyDatagramIsIgnored)
     EXPECT_EQ(asker.Receive(), "HostList");
 }
 
-// Such a datagram is the reply of another device. If it were answered, two devices would
-// reply to each other endlessly.
+// A datagram from the diagnostic port is a reply of another device. If it were answered, two
+// devices would reply to each other endlessly.
 TEST_F(Diagnostics, NoReplyToTheDiagnosticPortOfAnotherDevice)
 {
     ASSERT_EQ(mEngine.Open(test::kNet0), 1U);

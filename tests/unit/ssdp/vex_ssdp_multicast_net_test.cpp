@@ -15,7 +15,7 @@ using Multicast = test::EngineTest;
 
 } // namespace
 
-TEST_F(Multicast, SearchOfTheEngineItselfIsAnswered)
+TEST_F(Multicast, SearchFromTheEngineItselfIsAnswered)
 {
     // The engine's socket is bound to any address. This one is bound to the exact address,
     // so the kernel prefers it for the answer.

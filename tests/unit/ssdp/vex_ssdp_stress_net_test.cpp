@@ -59,7 +59,7 @@ protected:
 
 } // namespace
 
-TEST_F(Stress, EngineStillWorksAfterAllOperationsAtTheSameTime)
+TEST_F(Stress, EngineStillWorksAfterOperationsOfManyThreadsAtTheSameTime)
 {
     mEngine.SetPath("/var/www/html");
     PeerSocket peer;

@@ -117,7 +117,7 @@ TEST(VEXThreadPriority, OfARunningThreadIsChangedAtOnce)
 
 TEST(VEXThreadPriority, NotSetIsInherited)
 {
-    std::thread([] { // must not change the priority of other threads
+    std::thread([] { // a new thread, because the test's own thread must keep its priority
         ASSERT_EQ(setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 11), 0);
         LookingThread thread;
         EXPECT_EQ(thread.GetPriority(), 11);

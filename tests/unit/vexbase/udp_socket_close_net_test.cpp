@@ -25,7 +25,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Much shorter than the time-outs, much longer than a busy machine needs to wake a thread.
+// Much shorter than kGenerousMs, much longer than a busy machine needs to wake a thread.
 constexpr auto kAtOnce = std::chrono::seconds(10);
 
 // The two ways of waiting for a datagram: on a quiet socket, and while datagrams flow.

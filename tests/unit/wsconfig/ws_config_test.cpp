@@ -33,7 +33,7 @@ ScriptedServer::Script Answer(const std::string &text)
     };
 }
 
-// A user of the client that uses string-based connections, like the daemon's watcher.
+// A receiver of the values by string-based connections, like the daemon's ConfigMap.
 class Watcher : public QObject
 {
     Q_OBJECT
