@@ -187,8 +187,8 @@ class Bench:
 
 
 def add_growth(table, programs):
-    """Adds the rows of the micro-benchmarks: the registry's costs for different numbers of
-    peers."""
+    """Adds the rows of the micro-benchmarks: scanning a NOTIFY, and the registry and the browse
+    list with different numbers of peers."""
     output = subprocess.run([f"{programs}/beacond-bench", "--benchmark_format=json",
                              "--benchmark_repetitions=5",
                              "--benchmark_report_aggregates_only=true"],

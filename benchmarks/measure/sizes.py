@@ -47,7 +47,7 @@ def idle_device(folder):
 
 
 def show_memory(name, pid):
-    """Resident, proportional and private KiB, and the files of /proc/PID/maps."""
+    """Resident, proportional and private KiB, and the libraries in use."""
     total = memory.total(pid)
     print(f"{name} running, KiB")
     show("resident", total["Rss"])

@@ -2,8 +2,9 @@
 
 #include "beaconctl/arguments.h"
 
-// beaconctl's commands. Operations of this folder that can fail return false, with error
-// set to one line for the user; only the commands write to the standard streams.
+// beaconctl's commands. An operation of this folder with the parameter `error` returns false if
+// it fails, with error set to one line for the user. Only main() and the commands write to the
+// standard streams.
 namespace beaconctl {
 
 enum ExitStatus { kFound = 0, kNothingFound = 1, kInvalidUsage = 2, kFailed = 3 };

@@ -14,7 +14,7 @@ struct Entry
     std::string hostName;
     std::string product;
     std::string address;
-    std::string usn;         // listings only; not unique if a text imitates an entry
+    std::string usn;         // listings only; not always unique (see formats::ReadListing)
     std::string description; // browse lists only: the product's category
     std::string boardID;     // browse lists only
 };
@@ -43,9 +43,9 @@ struct ChangedEntry
     Change change;
 };
 
-// The devices of both listings, in the order of their entries. An entry that is only in
-// the later listing came, and one that is only in the earlier one went. If two such
-// entries have the same USN, they are one entry that changed, with the later texts.
+// The devices of both listings, sorted by their entries. An entry that is only in the later
+// listing came, and one that is only in the earlier one went. If two such entries have the
+// same USN, they are one entry that changed, with the later texts.
 // Several entries of the same USN are counted separately.
 [[nodiscard]] std::vector<ChangedEntry> Compare(Entries before, Entries after);
 
@@ -64,8 +64,8 @@ public:
     // Takes the next listing. Returns what to report: all entries of the first
     // listing, with Change::None; of later listings only the changes.
     //
-    // An entry that is missing in a cut listing may still be there: it is kept, and
-    // reported as gone only if it is missing in a whole listing.
+    // An entry that is missing in a cut listing may still be there: it is kept (up to 4096
+    // entries in all), and reported as gone only if it is missing in a whole listing.
     [[nodiscard]] std::vector<ChangedEntry> Update(const Listing &listing);
 
     // The entries of the last listing and the recently departed ones, with their marks.

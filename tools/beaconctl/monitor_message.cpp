@@ -168,7 +168,7 @@ Message Describe(const Datagram &datagram)
         return DescribeNotify(datagram.text);
     case Method::MSearch:
         return DescribeSearch(datagram.text);
-    case Method::Http: // as the daemon: only descriptions have this header
+    case Method::Http: // as in the daemon: only descriptions have this header
         return Contains(datagram.text, "CONTENT-LANGUAGE") ? DescribeDocument(datagram)
                                                            : DescribeAnswer(datagram);
     case Method::Get:

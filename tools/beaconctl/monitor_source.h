@@ -32,8 +32,8 @@ public:
     // The descriptor that is readable when something has arrived.
     [[nodiscard]] int Descriptor() const { return HasUnicast() ? mPackets : mGroup; }
 
-    // Receives one datagram without waiting; nothing if none has arrived, or an invalid one.
-    // It is valid until the next call. False if the system fails.
+    // Receives one datagram without waiting; nothing if none has arrived, or if the packet is
+    // invalid. The datagram may be used until the next call. False if the system fails.
     [[nodiscard]] bool Receive(std::optional<Datagram> &datagram, std::string &error);
 
 private:

@@ -26,7 +26,7 @@ constexpr const char *kGreen = "\x1b[32m";
 constexpr const char *kYellow = "\x1b[33m";
 constexpr const char *kRed = "\x1b[31m";
 
-// Two lines of a terminal at most: one answer must not push others off the screen.
+// A text takes two lines of a terminal at most: one answer must not push others off the screen.
 constexpr std::size_t kAnswerColumns = 128;
 
 // How a member of an entry is shown.

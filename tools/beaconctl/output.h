@@ -23,8 +23,8 @@ enum class Source { Listing, BrowseList };
 
 // The table of a listing, with the marks of changes and, if wanted, their colours.
 [[nodiscard]] std::string ChangesTable(const std::vector<ChangedEntry> &changes, bool colours);
-// A line for each entry: its mark and texts, or a JSON object with the member "change":
-// "came", "changed", "went" or "present".
+// A line for each entry: its mark, host name, product and address, or a JSON object with the
+// member "change": "came", "changed", "went" or "present".
 [[nodiscard]] std::string ChangesLines(const std::vector<ChangedEntry> &changes, bool json);
 // The JSON line that reports that listings are cut from now on, or whole again.
 [[nodiscard]] std::string CutJson(bool cut);

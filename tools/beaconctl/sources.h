@@ -51,8 +51,8 @@ constexpr std::string_view kNoAnswer = "no answer from ";
 [[nodiscard]] bool AskListing(const Arguments &arguments, const formats::ListingKind &kind,
                               Listing &listing, std::string &error);
 
-// Reads a browse list from a file. False if the file cannot be read, is larger than any
-// list of the daemon, or is not a browse list.
+// Reads a browse list from a file. False if the file cannot be read, is larger than 16 MiB (no
+// list of the daemon is), or is not a browse list.
 [[nodiscard]] bool ReadBrowseFile(const std::string &path, Entries &entries, std::string &error);
 
 // Reads a browse list in the same way, as JSON with its members as they are

@@ -282,7 +282,7 @@ Finding JudgeEngine(const Observations &seen)
                                 seen.engine.known->cut ? " or more" : "", " services"}));
 }
 
-// The kernel gives a unicast datagram to the socket that was opened last.
+// The kernel gives a unicast datagram to the socket that was bound last.
 Finding JudgePort(const Observations &seen)
 {
     constexpr const char *kCheck = "port";

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <utility>
 
-// The checks of folders, lists, announcements, the receive buffer and versions.
+// The checks of folders, lists, announcements, avahi-daemon, the receive buffer and versions.
 namespace beaconctl {
 namespace {
 

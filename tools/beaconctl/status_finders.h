@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-// Collects the observations of `beaconctl status`, except processes. One thread. The Read…
+// Collects the observations of `beaconctl status`, except processes. Not thread-safe. The Read…
 // and Compose… functions are pure, and their input may be any bytes. A member whose value is
 // not known is not set.
 namespace beaconctl {

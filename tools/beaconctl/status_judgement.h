@@ -12,7 +12,7 @@ namespace beaconctl {
 enum class Severity {
     Fine,
     Notice,  // works, but not in every case
-    Unknown, // this user cannot see it, or it depends on something else
+    Unknown, // not visible for this user, or not checked because something else is missing
     Fault,
 };
 

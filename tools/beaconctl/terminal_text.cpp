@@ -41,9 +41,9 @@ struct Range
 };
 
 // The characters that are two columns wide (Unicode Standard Annex 11, "East Asian
-// Width"), in order. Above U+2E80 the ranges are whole blocks. If a narrow character counts as
-// wide, a text is only shortened a little earlier; if a wide one counted as narrow, it would push
-// other columns off the screen.
+// Width"), in order. From U+2E80 on, the ranges contain some narrow characters, too. If a narrow
+// character counts as wide, a text is only shortened a little earlier; if a wide one counted as
+// narrow, it would push other columns off the screen.
 constexpr std::array<Range, 47> kWide{
     {{0x1100, 0x115F},   {0x231A, 0x231B},   {0x2329, 0x232A},  {0x23E9, 0x23EC},
      {0x23F0, 0x23F0},   {0x23F3, 0x23F3},   {0x25FD, 0x25FE},  {0x2614, 0x2615},

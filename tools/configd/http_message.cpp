@@ -123,8 +123,8 @@ public:
         body_limit(kLargestText);
     }
 
-    // Parses more bytes and returns how many were used. Checks the limit of the header
-    // itself: the parser's own check depends on the sizes of the pieces.
+    // Parses more bytes and returns how many were used. Checks the limit of the header here,
+    // because the parser's own check depends on the sizes of the pieces.
     std::size_t Step(std::string_view bytes, error_code &error)
     {
         const bool inHeader = !is_header_done();

@@ -8,7 +8,8 @@
 namespace configd {
 
 // The most streams of events, and the most other connections. A further stream gets status
-// 503. A further connection without a stream waits until one of the others ends.
+// 503. A further connection without a stream waits until one of the others ends or opens a
+// stream.
 constexpr std::size_t kMaxStreams = 64;
 constexpr std::size_t kMaxRequests = 128;
 

@@ -6,7 +6,7 @@
 // XML and JSON.
 namespace configd {
 
-// The rule for names, as errors and documents word it.
+// The rule for names, in the words of errors and documents.
 constexpr const char *kNameRule =
     "1 to 63 bytes of UTF-8, without control characters (C0, C1, DEL) and without < > & \"";
 

@@ -14,9 +14,9 @@ struct Refusal
     std::string error;
 };
 
-// Settings holds the values that the service serves, and their files. A new value is
-// written to its file before clients see it, so a restart never loses it. Owned by one
-// thread, which waits for the storage.
+// Settings holds the values that the service serves, and their files. A value from a
+// client is written to its file before clients see it, so a restart never loses it. Owned
+// by one thread, which waits for the storage.
 class Settings
 {
 public:

@@ -22,9 +22,9 @@ public:
     void Load();
 
     [[nodiscard]] const std::string &Name() const { return mName; }
-    // Why the last Load failed; empty if it did not: "cannot read FILE: reason", or
-    // "cannot write FILE: reason" if the file does not exist and its folder is missing or
-    // not writable.
+    // Why the last Load failed: "cannot read FILE: reason", or "cannot write FILE: reason"
+    // if the file does not exist and its folder is missing or not writable. Empty if Load
+    // did not fail.
     [[nodiscard]] const std::string &Fault() const { return mFault; }
     // The text that this object read or wrote last; nothing if the file did not exist or could
     // not be read.

@@ -2,7 +2,7 @@
 # $1: its name, $2: its address, $3: the folder of the programs under test.
 set -e
 mount --make-rprivate /
-# First, because the mounts below may cover this folder.
+# First, because the mounts below may cover $3.
 mount --bind "$3" /mnt
 mount -t sysfs sysfs /sys
 mount -t tmpfs -o mode=755 tmpfs /var

@@ -6,8 +6,8 @@ import { element, setText } from './element.js';
 import { momentText } from './moment_text.js';
 
 const kMostLines = 200;
-// In a window of this width the log is open, next to the devices. The style sheet has the same
-// width.
+// In a window of at least this width the log is open, next to the devices. The style sheet has
+// the same width.
 const kRoomBeside = '(min-width: 105rem)';
 
 const byId = (id) => document.getElementById(id);
@@ -39,8 +39,8 @@ export class ChangeLog {
         setText(byId('watching'), `Watching since ${momentText(moment, moment)}.`);
     }
 
-    // Adds the lines of a difference between two readings, and removes the oldest lines.
-    // Returns the added lines.
+    // Adds the lines of a difference between two readings, and removes the oldest lines beyond
+    // kMostLines. Returns the added lines.
     add(difference, moment) {
         const lines = changeLines(difference);
         this.#log.prepend(...lines.map((line) => lineElement(line, moment)));

@@ -16,8 +16,8 @@ function boardText(boardID, boardNumber) {
     return ['', '0'].includes(boardNumber) ? boardID : `${boardID} no. ${boardNumber}`.trim();
 }
 
-// The device of an entry. Its `key` identifies the service as long as it exists: it consists
-// of the fields by which the daemon identifies services.
+// The device of an entry. Its `key` identifies the service as long as the service exists: the key
+// consists of the fields by which the daemon identifies services.
 function deviceOf(entry) {
     const text = Object.fromEntries(kFields.map((name) => [name, shownText(entry[name])]));
     const device = {

@@ -1,5 +1,5 @@
 // Elements with text. This page never creates elements from markup: data from the network is
-// only put into text nodes.
+// only put into text nodes and attributes.
 
 export function element(name, className = '', ...content) {
     const made = document.createElement(name);

@@ -1,5 +1,5 @@
 // The devices that the page knows: those of the last list that could be read, and when each
-// was first listed. Time is an argument everywhere.
+// came to the list. Time is an argument everywhere.
 
 import { differenceOf, isSame } from './list_difference.js';
 
@@ -20,7 +20,7 @@ export class KnownDevices {
 
     // Takes the devices of a reading. Returns the difference from the previous reading (see
     // differenceOf), and in `formerly`, by key, the former state of devices that returned.
-    // Returns null for the first reading: it is not known when its devices were first listed.
+    // Returns null for the first reading: it is not known when its devices came.
     take(devices, now) {
         const difference = this.devices && differenceOf(this.devices, devices);
         if (difference !== null) {
@@ -60,7 +60,8 @@ export class KnownDevices {
         return formerly;
     }
 
-    // The moment at which the device was first listed; undefined if it was in the first list.
+    // The moment at which the device came to the list, or returned to it; undefined if it is not
+    // in the list, or was in every list so far.
     cameAt(key) {
         return this.#came.get(key);
     }

@@ -46,9 +46,9 @@ function ageOf(headers) {
 
 // Requests the list. Returns `text`; `modified`, the server's time of the file (null if it does
 // not report it); and `age`, the file's age in ms (null as above). After a fault, returns
-// `fault`, one line, and `isAway`, true if the server is unreachable or overloaded: then the
-// next request should wait longer. Never throws. With the cache mode `no-cache`, the server
-// sends the list only if it differs from the browser's copy.
+// `fault`, one line, and `isAway`, true if the server does not answer completely, or answers with
+// status 500 or above: then the next request should wait longer. Never throws. With the cache mode
+// `no-cache`, the server sends the list only if it differs from the browser's copy.
 export async function requestList(url, timeLimitMs = kTimeLimitMs) {
     const signal = AbortSignal.timeout(timeLimitMs);
     let response;

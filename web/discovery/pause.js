@@ -2,6 +2,7 @@
 
 // The daemon writes the list at most every five seconds.
 export const kPauseMs = 5000;
+// Without the random part.
 export const kLongestPauseMs = 60000;
 // Pages that lost a server at the same time do not request the list at the same time later.
 const kSpread = 0.2;

@@ -19,8 +19,8 @@ function clipped(text) {
     return text.slice(0, isHalf ? end - 1 : end) + '\u2026';
 }
 
-// Replaces unsafe characters by U+FFFD. Returns '' for a text without visible characters, and
-// for a value that is not a text.
+// Replaces unsafe characters by U+FFFD, and cuts a long text. Returns '' if no visible character
+// would be left, and for a value that is not a text.
 export function shownText(value) {
     if (typeof value !== 'string' || kBlank.test(value.slice(0, kLongestText))) {
         return '';

@@ -1,6 +1,6 @@
 // The order of the rows. A row has the data of one device: `device`; `came`, the moment
-// (ms since 1970) at which it was first listed, absent if it was in the first list; and
-// `isThis`, true for the device that serves this page.
+// (ms since 1970) at which it came to the list, or returned to it, absent if it was in every list
+// so far; and `isThis`, true for the device that serves this page.
 
 import { addressNumber } from './address.js';
 

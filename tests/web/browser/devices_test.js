@@ -117,7 +117,8 @@ test('The device that serves the page is marked, by its address or its name', as
     }
 });
 
-test('The device that serves the page comes first, however the list is sorted', async () => {
+test('The device that serves the page is the first card in both directions, and the first row',
+async () => {
     const list = listText([entry(1, { ipAddress: '127.0.0.1' }), entry(2), entry(3), entry(5)]);
     const page = await pages.openOn(list);
     const names = ['control-room-1', 'archive-5', 'ob-van-2', 'stage-left-3'];

@@ -108,7 +108,7 @@ test('The list is requested conditionally, and an unchanged one updates nothing'
     }
 });
 
-test('The page shows when the file was written, even if the two clocks differ', async () => {
+test('The page shows when the file was written, even if the browser\'s clock is wrong', async () => {
     const age = 25 * 60000;
     server.modified = new Date(Date.now() - age);
     const script = () => {
@@ -206,7 +206,7 @@ test('Only the renamed device moves to another position', async () => {
     assert.ok(await touches(page) < 20);
 });
 
-test('The focus stays on its device when that moves in the list', async () => {
+test('The focus stays on a device that moves in the list', async () => {
     for (const options of [{}, kRows]) {
         const page = await pages.openOn(listText(entries(6)), options);
         const focused = () => page.evaluate(() => document.activeElement.textContent);

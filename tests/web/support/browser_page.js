@@ -1,5 +1,5 @@
 // The page in a real browser, served by a PageServer. After each test, no page may have had an
-// error, a dialog, or a request to another server.
+// error, a warning, a dialog, or a request to another server.
 
 import assert from 'node:assert/strict';
 import { after, afterEach, before } from 'node:test';
@@ -16,8 +16,8 @@ const kFlags = ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-r
 // Longer than the pause after a successful reading.
 const kOverAPauseMs = 6000;
 
-// Collects the faults of a page: errors, dialogs, messages of the console, and requests to other
-// servers. A failed request to the server is not one of them: some tests cause it.
+// Collects the faults of a page: errors, warnings, dialogs, and requests to other servers. A
+// failed request to the page's server is not one of them: some tests cause it.
 function complaintsOf(page, origin) {
     const complaints = [];
     page.on('pageerror', (error) => complaints.push(`error: ${error.message}`));

@@ -36,7 +36,7 @@ test('A device without a model shows its service as its product', () => {
     assert.equal(read(entry(1, { deviceName: '' })).devices[0].product, 'Corvia 12 Plus');
 });
 
-test('The key of a service depends on its description, address and board number alone', () => {
+test('Only the service description, address and board number of an entry make its key', () => {
     const before = read(entry(1)).devices[0];
     const changes = { hostName: 'new', description: 'new', boardID: '0x1' };
     const after = read(entry(1, changes)).devices[0];
