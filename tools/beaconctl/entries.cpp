@@ -35,7 +35,7 @@ Entries Difference(const Entries &left, const Entries &right)
 }
 
 constexpr int kMarkedListings = 10;
-// The number of devices that a daemon knows at most. While listings are cut, departed entries
+// The number of devices that a daemon discovers at most. While listings are cut, departed entries
 // beyond this number are forgotten without a report: a device that invents names must not
 // fill the memory.
 constexpr std::size_t kMostEntries = 4096;

@@ -1,5 +1,5 @@
-// Requests the list repeatedly: at once when the page becomes visible, then after each pause;
-// never while the page is hidden.
+// Requests the list repeatedly: at once when the page becomes visible or the browser is online
+// again, then after each pause; never while the page is hidden.
 
 import { pauseAfter } from './pause.js';
 
