@@ -166,7 +166,6 @@ TEST(ProductIDText, OthersSelectNoBoardAndAreWrittenUnchanged)
 TEST(CurrentProduct, ComesFromTheEnvironment)
 {
     for (const Product &product : kProducts) {
-        const std::string board = CProductID::GetModelNameFromBoardID(Board(product));
         const test::Output output = test::InChild([&product] {
             SetProduct(product.productID);
             EXPECT_EQ(CProductID::getProductID(), product.productID);

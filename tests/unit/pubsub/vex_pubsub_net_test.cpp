@@ -234,6 +234,7 @@ TEST_F(PubSub, ConnectedOpensTheEngineWithoutAnnouncement)
 {
     device->Set(ConfigMap::Connected, "", true);
     EXPECT_TRUE(device->IsOpen());
+    device->AwaitPass(); // the pass would announce a queued service
     test::PeerSocket asker;
     asker.SendTo("gh", test::kOwnAddress, 49821);
     EXPECT_EQ(asker.Receive(), "HostList");

@@ -61,6 +61,7 @@ TEST_F(AgentLeaving, FreesTheFileNumbers)
         OpenAnnounced(); // expects number 1 in the name of the document
         Leave(announce);
     }
+    OpenAnnounced();
 }
 
 TEST_F(AgentLeaving, EmptiesTheListsAndFlagsAChange)
