@@ -46,8 +46,8 @@ public:
     // keys are the addresses as text: IPv4 in the first map, IPv6 without zone and prefix
     // length in the second. The values are the interfaces' names, or an address's label,
     // for instance "net0:1". If two interfaces have the same address, the first is
-    // entered. Returns false, with both maps unchanged, only if the kernel does not
-    // answer. The socket need not be open.
+    // entered. Returns false, with both maps unchanged, only if the system does not
+    // report them. The socket need not be open.
     [[nodiscard]] bool GetHostIPAddresses(std::map<std::string, std::string> &ipv4,
                                           std::map<std::string, std::string> &ipv6) const;
 

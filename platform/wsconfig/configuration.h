@@ -11,8 +11,8 @@ namespace configuration {
 constexpr int kNetDeviceList = 19; // an array of network devices
 constexpr int kSystemConfig = 24;  // an object: the system's settings
 
-// The states of an interface's setup. The service has the name of one of them in the
-// member "interfaceSetupState" of a network device.
+// The states of an interface's setup. The service sends the name of one of them as the
+// member "interfaceSetupState" in the status of a network device.
 enum class SetupState { Idle, Preparing, Complete, Failed };
 
 // The names in the order of the enumerators.

@@ -7,9 +7,9 @@
 
 namespace wsconfig {
 
-// StreamSocket is a TCP connection to a server. No operation waits. Child processes do not
-// inherit its descriptor. Not thread-safe. The destructor closes the connection.
-// Operations that return an int return 0 or an errno value.
+// StreamSocket is a TCP connection to a server. No operation waits. Programs that this
+// process starts do not inherit the descriptor. Not thread-safe. The destructor closes the
+// connection. startConnecting, connectError and send return 0 or an errno value.
 class StreamSocket
 {
 public:

@@ -16,14 +16,14 @@ constexpr std::size_t kMaxHeaderBytes = 8192;
 // some 150 bytes for each device.
 constexpr std::size_t kMaxEventBytes = 262144;
 
-// The bytes of the body that are read in one turn of the event loop. The body is endless:
-// without this limit, a flood of events would block the event loop.
+// The most bytes of an answer that are read in one turn of the event loop. An answer is
+// endless: without this limit, a flood of events would block the event loop.
 constexpr std::size_t kMaxBodyPieceBytes = 16384;
 
 struct WatchPolicy
 {
     int firstDeliveryMs = 5000; // the wait for the first values, with all retries
-    int silenceMs = 45000;      // the time-out: three heartbeats of the service are missing
+    int silenceMs = 45000;      // the time-out: three heartbeats, 15 s apart at most, are missing
     // The first and the longest pause before a lost stream is opened again.
     int shortestPauseMs = 250;
     int longestPauseMs = 5000;

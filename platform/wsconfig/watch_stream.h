@@ -79,7 +79,7 @@ private:
     Phase m_phase = Phase::Pausing;
     QVector<int> m_awaited; // parameters that have not been delivered yet
     StreamSocket m_socket;
-    std::unique_ptr<QSocketNotifier, DeleteLater> m_notifier; // destroyed before the socket
+    std::unique_ptr<QSocketNotifier, DeleteLater> m_notifier; // disabled before the socket closes
     std::optional<WatchAnswerReader> m_answer;
     ReconnectPause m_pause;
     Outage m_outage;

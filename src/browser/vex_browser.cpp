@@ -74,7 +74,7 @@ void VEXBrowser::EndCycle(bool &pending)
     }
 }
 
-// Finally frees the list and the text, and returns their memory to the system: they may have
+// Frees the list and the text after use, and returns their memory to the system: they may have
 // megabytes.
 void VEXBrowser::WriteBrowserInfo()
 {

@@ -35,7 +35,7 @@ namespace formats {
 // Reads a document: the fields that it has of each device, in the document's order.
 // Bytes that are not UTF-8 are replaced by U+FFFD. A key that is missing or has no
 // string is an empty field. False, with error set to one line and devices unchanged,
-// if the text is not JSON or not an array of objects.
+// if the text is not JSON or not an array of objects, or has a number that is too large.
 //
 // This function and the next are in the separate library formats-json: tools read the list,
 // the daemon only writes it and links no JSON library for it.

@@ -12,9 +12,8 @@
 // datagram each, between the SSDP ports. No TCP connection is made; a LOCATION URL
 // only carries an address and a file name.
 //
-// Pure functions, each reader after its writer. The readers search for texts instead
-// of parsing XML and headers: there is no empty line between the headers and the
-// document, and values are not escaped.
+// Pure functions. The readers search for texts instead of parsing XML and headers: there is no
+// empty line between the headers and the document, and values are not escaped.
 namespace formats {
 
 // The document's file name: the product name with spaces as "_" and ASCII capitals
@@ -45,8 +44,8 @@ namespace formats {
 // is always directly in the web root. Empty if the request has no such name.
 [[nodiscard]] std::string_view RequestedName(std::string_view request);
 
-// Composes the response with a document of `size` bytes, deliberately without an empty
-// line between headers and document.
+// Composes the response with a document, deliberately without an empty line between headers
+// and document. size is that of the file in bytes, for CONTENT-LENGTH.
 [[nodiscard]] std::string ComposeGETResponse(std::string_view document, std::uint64_t size);
 
 } // namespace formats

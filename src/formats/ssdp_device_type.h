@@ -51,7 +51,7 @@ using SSDPDeviceMap = std::map<std::string, SSDPDeviceType, std::less<>>;
 
 // A device that another device may announce: "ZR1".
 [[nodiscard]] bool CanBeProxied(std::string_view text);
-// A device that always announces itself: any peer of this system, or a newer product.
+// A device with this system's mark (a ZR1, too), or a product that always announces itself.
 [[nodiscard]] bool IsNonProxiedDevice(std::string_view text);
 // A device of the maker.
 [[nodiscard]] bool IsVEXDevice(std::string_view text);

@@ -25,7 +25,7 @@ namespace formats {
 [[nodiscard]] std::string ComposeSearchRequest(std::string_view searchTarget);
 
 // The M-SEARCH of tools, with the spaces and the order of headers of section 1.2.2: a
-// tool also searches devices of other makers.
+// tool also searches for devices of other makers.
 [[nodiscard]] std::string ComposeStandardSearchRequest(std::string_view searchTarget);
 
 // The response to an M-SEARCH. ST is the service's notification type, not the search

@@ -6,9 +6,9 @@
 // Fixed texts and numbers of the protocol.
 //
 // Readers of this folder do not throw for any input. After a fault, a reader of one value
-// returns an empty std::optional. A reader that fills arguments returns false and leaves them
-// unchanged (except the text of the fault). A reader that returns a view returns an empty view.
-// The readers of max-age return a default.
+// returns an empty std::optional. A reader that fills arguments returns false, or the kind of
+// fault, and leaves them unchanged (except the text of the fault). A reader that returns a view
+// returns an empty view. The readers of max-age return 0 or "120".
 namespace formats {
 
 // UPnP Device Architecture 1.0, section 1: group and port of SSDP.
@@ -25,8 +25,8 @@ constexpr const char *kVexMark = "65746500-";
 constexpr const char *kRootDevice = "upnp:rootdevice";
 constexpr const char *kServer = "Linux/2.6, UPnP/1.0, SSDP/1.0";
 
-// The root folder of the web server, with the description documents. A request for one
-// has its path relative to this folder.
+// The root folder of the web server, with the description documents. The path in a
+// LOCATION is relative to this folder.
 constexpr const char *kWebRoot = "/var/www/html";
 
 // The largest datagram, in bytes, that a peer of this system reads.

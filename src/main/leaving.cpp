@@ -23,10 +23,10 @@ sem_t gSignal;
 int gEvent = -1; // Leaving::mEvent
 Leaving::LastAct gLastAct = nullptr;
 
-// Stops the event loop before the duty begins. When a whole system shuts down, avahi-daemon
-// often ends at the same moment, and the event loop would end the process before the goodbyes
-// are sent. If the loop notices the signal and the end of avahi-daemon in one turn,
-// FinishAtExit() waits.
+// Wakes the event loop first, which then waits for the duty. When a whole system shuts down,
+// avahi-daemon often ends at the same moment, and without this wait the event loop would end
+// the process before the goodbyes are sent. If the loop notices the signal and the end of
+// avahi-daemon in one turn, FinishAtExit() waits.
 void Wake(int /*signal*/)
 {
     const int interrupted = errno; // of the code that the signal interrupts

@@ -24,7 +24,7 @@ constexpr const char *kProductFile = "/etc/product_id";
 constexpr std::uint32_t kMaxProductFileBytes = 4096;
 
 // The text of the product file, or nothing if the file does not exist. A file that cannot be
-// opened is reported and counts as empty. The text ends at a NUL, as it does in messages.
+// opened is reported and counts as empty. The text ends at a NUL.
 std::optional<std::string> ReadProductFile()
 {
     VEXFileIO file;

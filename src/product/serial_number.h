@@ -5,8 +5,8 @@
 
 // SerialNumber reads the device's serial number from the device tree,
 // /proc/device-tree/serial-number: a text that ends in a NUL, from the boot loader. It has
-// static members only. Any thread may call any operation. Each call reads the file. If it
-// cannot be read, there is a default; no operation fails.
+// static members only. Any thread may call any operation. The number is not kept: each call for
+// it reads the file. If it cannot be read, there is a default; no operation fails.
 class SerialNumber
 {
 public:

@@ -46,9 +46,9 @@ public:
     [[nodiscard]] bool getBool(int slot, ParamId id) const;
 
 Q_SIGNALS:
-    // A setting of the network device in slot dev has changed. strVal is the new value of a
-    // text, but empty for Address: read it with getString. boolVal is the new value of a
-    // boolean.
+    // A setting of the network device in slot dev has changed, or one of the system (dev is 0).
+    // strVal is the new value of a text, but empty for Address: read it with getString. boolVal
+    // is the new value of a boolean.
     void paramChanged(int dev, ConfigMap::ParamId id, const QString &strVal, bool boolVal);
 
 private Q_SLOTS:

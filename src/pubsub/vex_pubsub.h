@@ -35,8 +35,9 @@ public:
     // Stops the threads and closes the engine without a goodbye.
     ~VEXPubSub() override;
 
-    // Waits half a second until the system has settled, then publishes the device for the
-    // first time. Called once. REQUIRES: mdns exists as long as this object.
+    // Waits half a second for the system to settle, then publishes the device for the first
+    // time: by DNS-SD, and by SSDP if it is switched on. Called once. REQUIRES: mdns exists as
+    // long as this object.
     void init(Mdns *mdns);
 
     // Fills the record of the device's own service from its identity and configuration. The
@@ -50,9 +51,10 @@ public:
     void RevokeSSDP();
 
     // Removes the device from the network before the process ends: sends the goodbyes,
-    // closes the engine, ends all threads, and removes the browse list. Waits in init and
-    // collectIPAddresses end at once, and the engine is not opened again. Any thread may
-    // call it, more than once.
+    // closes the engine, ends the threads of engine and browser, and removes the browse list.
+    // Waits in init and collectIPAddresses end within 50 ms. The main thread does not open the
+    // engine again, but may finish an opening that has begun: call leave again on that thread.
+    // Any thread may call it, more than once.
     void leave();
 
     // Sets addrs to the addresses of the interface "net0", with the interface's name as the
@@ -96,6 +98,6 @@ private:
     QString m_openAddress;     // the address on which the engine was last opened
     bool m_ssdpEnabled = true; // even if SSDP is off at the start, until it is switched
     SSDPDeviceType m_service;  // the device's own service as last published
-    // Whether to announce "https://" if the product can serve it. Nothing sets it yet.
+    // Whether the record gets "https://" if the product can serve it. Always false so far.
     bool m_preferHttps = false;
 };

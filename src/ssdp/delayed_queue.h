@@ -19,7 +19,7 @@ struct GETMessageType
     std::uint32_t delay = 0;   // milliseconds left to wait
     sockaddr_in destination{}; // IPv4
     in_addr_t holder = 0;      // the address that caused this datagram (OwnLink::HolderOf)
-    std::uint64_t order = 0;   // place in the order of sending
+    std::uint64_t order = 0;   // position in the order of sending
     int ticksOverdue = 0;      // how many ticks it has waited for room in the send buffer
 };
 

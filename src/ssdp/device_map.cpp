@@ -8,7 +8,7 @@ namespace ssdp {
 namespace {
 
 constexpr std::size_t kFirstSlots = 64;
-// The index grows when more than three quarters of its slots are in use: beyond
+// The index grows before more than three quarters of its slots are in use: beyond
 // that, linear probing walks over long runs.
 constexpr std::size_t kLoadNumerator = 3;
 constexpr std::size_t kLoadDenominator = 4;

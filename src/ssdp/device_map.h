@@ -127,7 +127,7 @@ public:
     bool erase(std::string_view usn);
     void clear();
 
-    // The entry of a USN in the index; null when there is none. The pointer is valid until
+    // The index's slot of a USN; null when there is none. The pointer is valid until
     // the map changes.
     [[nodiscard]] UsnIndex::Slot *Find(std::string_view usn) { return mIndex.Find(usn); }
 

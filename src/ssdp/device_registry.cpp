@@ -26,8 +26,8 @@ void NoteEscapes(SSDPDeviceType &device)
     }
 }
 
-// The bytes of an entry as they are written to the browse list. The texts that this list
-// leaves out count as the registry keeps them: the USN twice, as key and in the record.
+// The bytes of an entry as they are written to the browse list. The other texts of a
+// description count as the registry keeps them: the USN twice, as key and in the record.
 // REQUIRES: NoteEscapes was called since the texts changed.
 std::size_t WrittenSize(const SSDPDeviceType &device)
 {
@@ -85,9 +85,9 @@ bool DeviceRegistry::UpdateDevice(const NTSHeader &header, std::int32_t maxAgeSe
         header, std::clamp(maxAgeSeconds, formats::kLeastMaxAge, formats::kLargestMaxAge));
 }
 
-// Handles the announcement of a device that is never proxied. Such a device gets an
-// entry when its description arrives. Until then each announcement causes a request,
-// since requests and descriptions may be lost.
+// Handles the announcement of a device that is never proxied. A USN without kUsnPrefix is
+// ignored. A device gets an entry when its description arrives. Until then each announcement
+// causes a request, since requests and descriptions may be lost.
 bool DeviceRegistry::UpdateNeverProxied(const NTSHeader &header)
 {
     if (header.usn.find(formats::kUsnPrefix) == std::string_view::npos) {

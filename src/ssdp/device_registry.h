@@ -23,8 +23,8 @@ namespace ssdp {
 // HostList. Time is an argument. Not thread-safe; it belongs to the protocol core.
 //
 // Some devices can be proxied (formats::CanBeProxied). The first addition of such a device gives
-// it time to announce itself. If it stays silent, the next addition takes it over: this
-// device announces it from then on.
+// it time to announce itself. If it stays silent, the next addition after that time takes it
+// over: this device announces it from then on.
 class DeviceRegistry
 {
 public:
@@ -41,7 +41,7 @@ public:
     // Queues the removal of an announced service by its USN. Drops a queued addition of
     // it: it must not be announced after its removal.
     void RemoveService(const std::string &usn);
-    // The same for every service whose USN contains the prefix and "-".
+    // The same for every service whose USN contains the prefix, followed by "-".
     void RemoveServicesWithPrefix(std::string_view prefix);
 
     // Takes a reading of a millisecond clock that may wrap. Call it before each datagram is

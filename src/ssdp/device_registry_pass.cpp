@@ -78,9 +78,9 @@ void DeviceRegistry::ApplyAddition(SSDPDeviceType &service)
     }
 }
 
-// Adds a service that is announced already. This device's own service becomes known
-// again if a byebye has removed it from NodeList. For a proxied service that is still
-// known: resets repeatCount, and copies the host name.
+// Handles the addition of a service that is announced already. This device's own service becomes
+// known again if a byebye has removed it from NodeList. For a proxied service that is still known:
+// resets repeatCount, and copies the host name.
 void DeviceRegistry::UpdateAnnounced(const SSDPDeviceType &service, SSDPDeviceType &host)
 {
     const auto node = mNodeList.find(service.usn);
@@ -118,8 +118,8 @@ void DeviceRegistry::AddForeign(SSDPDeviceType &service)
     mChanged = true;
 }
 
-// Adds a service that is known but not announced. A device that can be proxied is not
-// refreshed: only its own announcements show that it needs no proxy.
+// Handles the addition of a service that is known but not announced. A device that can be
+// proxied is not refreshed: only its own announcements show that it needs no proxy.
 void DeviceRegistry::UpdateKnown(const SSDPDeviceType &service, SSDPDeviceType &node)
 {
     if (node.hostName != service.hostName) {

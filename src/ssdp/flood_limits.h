@@ -10,7 +10,7 @@
 // thread-safe.
 namespace ssdp {
 
-// SendBudget limits the bytes that others can make this host send: at most a burst of
+// SendBudget limits the bytes that others can make this device send: at most a burst of
 // bytes, which is refilled at a number of bytes a second. nowMs is the caller's reading of a
 // millisecond clock that may wrap.
 class SendBudget

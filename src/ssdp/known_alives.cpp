@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kFirstSlots = 16;
 constexpr std::uint64_t kUnused = 0; // the hash of a slot that was never used
-// An announcement is in one of this number of neighbouring slots.
+// The number of neighbouring slots in which an announcement can be.
 constexpr std::size_t kSteps = 16;
 
 std::uint64_t WordAt(const char *block, std::size_t index)

@@ -13,7 +13,7 @@
 namespace ssdp {
 
 // KnownAlives keeps the bytes and the headers of announcements (ssdp:alive). A device repeats
-// the same bytes every 15 to 24 s, and two thirds of the work for them would be to read their
+// the same bytes at least every 24 s, and two thirds of the work for them would be to read their
 // headers again. The bytes are compared, so Find returns what formats::ScanHeaders would, except
 // for the sender.
 //

@@ -36,8 +36,8 @@ bool OwnLink::IsOwnAddress(const in_addr &address) const
     });
 }
 
-// The special-purpose blocks are those of RFC 6890; 255.255.255.255 is in
-// 240.0.0.0/4. A subnet of one or two addresses has no broadcast address (RFC 3021).
+// 0.0.0.0/8, 127.0.0.0/8 and 240.0.0.0/4 are from RFC 6890; the last contains
+// 255.255.255.255. A subnet of one or two addresses has no broadcast address (RFC 3021).
 bool OwnLink::CanBePeer(const in_addr &address) const
 {
     constexpr std::uint32_t kLoopback = 127;

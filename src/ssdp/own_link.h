@@ -42,11 +42,11 @@ public:
     // Whether this number of bytes may be sent to the address: always on the link, off
     // the link while the budget lasts.
     [[nodiscard]] bool CanSpendFor(const in_addr &address, std::size_t bytes) const;
-    // The same, and subtracts the bytes from the budget.
+    // The same; if the address is off the link, also subtracts the bytes from the budget.
     [[nodiscard]] bool SpendFor(const in_addr &address, std::size_t bytes);
 
-    // The address that counts for fairness between senders: its own for a sender on the
-    // link. All others count as one (0.0.0.0), since an attacker can forge many of them.
+    // The address that counts for fairness between senders: the address of a sender on
+    // the link. All others count as one (0.0.0.0), since an attacker can forge many of them.
     [[nodiscard]] in_addr_t HolderOf(const in_addr &sender) const
     {
         return IsOnLink(sender) ? sender.s_addr : 0;
@@ -62,7 +62,7 @@ private:
     };
 
     InterfaceMap mInterfaces;
-    std::vector<Subnet> mSubnets; // of mInterfaces, in binary: every datagram is compared
+    std::vector<Subnet> mSubnets; // of mInterfaces, in binary: each sender is compared
     SendBudget mOffLink;
 };
 

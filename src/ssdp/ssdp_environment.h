@@ -36,7 +36,7 @@ public:
     // is cut short.
     [[nodiscard]] virtual bool Write(const std::string &path, std::string_view document) = 0;
     // Reads a document of the web root. name begins with its only "/". Returns nothing
-    // when the file cannot be read, or is larger than a datagram. Called without any
+    // when the file cannot be opened, or is larger than a datagram. Called without any
     // lock held.
     [[nodiscard]] virtual std::optional<ServedDocument> Read(std::string_view name) = 0;
 };

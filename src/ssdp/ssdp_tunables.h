@@ -15,17 +15,17 @@ constexpr std::uint32_t kMsPerSecond = 1000;
 constexpr std::uint32_t kPollIntervalBaseMs = 4250;
 constexpr std::uint32_t kPollIntervalSpreadMs = 1500;
 
-// A service is announced every 15 to 24 s. The period is drawn for every document.
-// Otherwise many services would be announced at the same time.
+// The announcement period of a service is 15 to 24 s, drawn for every document. Otherwise
+// many services would be announced at the same time. A period may be up to one tick shorter.
 constexpr std::uint32_t kAnnounceBaseSeconds = 15;
 constexpr std::uint32_t kAnnounceSpreadSeconds = 10;
 
-// A max-age below 120 s becomes 120 to 129 s: devices without a useful max-age
-// do not expire at the same time.
+// A max-age below 120 s, in a description or of an added service, becomes 120 to 129 s:
+// such devices do not expire at the same time. In an announcement it becomes 120 s.
 constexpr std::uint32_t kLeastMaxAgeSpreadSeconds = 10;
 
-// Description requests and answers wait up to three ticks: many devices that
-// answer one announcement do not answer together.
+// Description requests and answers wait up to three ticks: many devices that receive one
+// announcement do not send their requests together.
 constexpr std::uint32_t kExchangeSpreadTicks = 3;
 
 // A device that can be proxied has two to five ticks to announce itself after its first
@@ -36,14 +36,14 @@ constexpr std::uint32_t kTakeOverSpreadTicks = 3;
 // How often a proxied device is announced after its first announcement.
 constexpr std::uint16_t kProxyRepeats = 3;
 
-// An entry lives for twice its max-age, in which its device announces itself about ten times.
+// An entry lives for twice its max-age, in which its device announces itself ten times or more.
 constexpr std::uint32_t kPeriodsToLive = 2;
 // A device that announces itself while it is proxied must do so again within half of its
 // max-age: its first announcement alone does not show that it will continue.
 constexpr std::uint32_t kHandBackShare = 2;
 
-// A peer whose description is older is asked for it again: a new name is then known even
-// if the goodbye of the former one was lost. One request in four seconds for all peers
+// A peer whose description is older than this is asked for it again: a new name is then known
+// even if the goodbye of the former one was lost. One request in four seconds for all peers
 // keeps large networks quiet; 1,000 peers have had their turn after 82 minutes.
 constexpr std::uint32_t kDescriptionMaxAgeSeconds = 15 * 60;
 constexpr std::uint32_t kRefreshPauseMs = 4000;
@@ -95,10 +95,11 @@ constexpr std::size_t kMostlyEmptyQueueShare = 4;
 // How much others can make the engine send: a burst, and a rate a second. The
 // sender's address can be forged, and then the answers go to a victim. On this
 // device's own link there is no limit: there, the sender could flood the victim
-// itself. Other networks ask rarely (a person with a tool) and get little.
+// directly. Other networks ask rarely (a person with a tool) and get little.
 constexpr std::size_t kOffLinkBurstBytes = 64U << 10U;
 constexpr std::size_t kOffLinkBytesPerSecond = 16U << 10U;
-// A diagnostic listing has up to 65,507 bytes; its command has two.
+// Diagnostic answers have a limit on every link: a command of two bytes gets a listing of up
+// to 65,507.
 constexpr std::size_t kDiagnosticBurstBytes = 1U << 20U;
 constexpr std::size_t kDiagnosticBytesPerSecond = 256U << 10U;
 constexpr std::size_t kDiagnosticCommandBytes = 2;

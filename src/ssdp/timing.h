@@ -9,7 +9,7 @@
 namespace ssdp {
 
 // Timing draws all random times of the engine, and keeps the poll interval, which is
-// the unit of most of them. All times are in milliseconds. Not thread-safe; it belongs
+// the unit of two of them. All times are in milliseconds. Not thread-safe; it belongs
 // to the protocol core.
 class Timing
 {
@@ -25,7 +25,7 @@ public:
     [[nodiscard]] std::uint32_t DrawExchangeDelayMs();
     // How long a device that can be proxied may stay silent before an addition takes it over.
     [[nodiscard]] std::int32_t DrawTakeOverWaitMs();
-    // The time between two announcements of a service.
+    // The announcement period of a service (kAnnounceBaseSeconds).
     [[nodiscard]] std::uint32_t DrawAnnouncePeriodMs();
     // The milliseconds of a max-age text in decimal seconds, at most 1,073,741,000. A
     // text without a number, or with less than 120, is replaced by 120 to 129 first.

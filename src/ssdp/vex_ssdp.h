@@ -29,9 +29,8 @@ class TickClock;
 //
 // It owns two threads. The SSDP thread receives, and runs the core at every datagram
 // and tick. The diagnostic thread answers listing commands on UDP port 49821. One lock
-// guards the core. Every public operation may be called from any thread. Calls only
-// queue work for the SSDP thread; the exception is Close, which sends the goodbyes
-// itself.
+// guards the core. Every public operation may be called from any thread. AddService and
+// RemoveService only queue work for the SSDP thread; Close sends the goodbyes itself.
 //
 // Failures in this folder: an operation that can fail says so by its result (false, an
 // empty optional, 0 or a status of vexbase/vex_status.h). Nothing throws, except for lack
@@ -90,7 +89,7 @@ public:
     void RemoveService(const std::string &productName, const std::string &ipAddress,
                        std::uint16_t instance = 0) VEX_EXCLUDES(mLock);
 
-    // The same for all services whose USN contains prefix and "-".
+    // The same for all services whose USN contains prefix, followed by "-".
     void RemoveService(const std::string &prefix) VEX_EXCLUDES(mLock);
 
     // Print the announced services, or all known ones, to standard output.

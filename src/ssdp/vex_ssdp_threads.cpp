@@ -112,8 +112,8 @@ void VEX_SSDP::SignalChange()
     }
 }
 
-// The diagnostic thread: it answers a command of two bytes with one datagram, which lists
-// the announced or the known services.
+// The diagnostic thread. It answers a command with one datagram: a listing of the announced
+// or of the known services, or an error text.
 
 void VEX_SSDP::SSDPDiagnosticThread()
 {
