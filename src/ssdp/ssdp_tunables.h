@@ -77,8 +77,8 @@ constexpr int kTicksToWaitForRoom = 3;
 constexpr std::size_t kMaxDiscoveredNodes = 4096;
 constexpr std::size_t kMaxKnownBytes = 4U << 20U;
 // KnownAlives keeps announcements up to this length, about one for each known device. The
-// announcements of the maker's products have some 300 bytes. Those that are longer than this
-// number are read each time.
+// announcements of the maker's products have about 240 to 280 bytes. Those that are longer than
+// this number are read each time.
 constexpr std::size_t kMaxKnownAliveBytes = 512;
 // Below half of both bounds, the registry counts as mostly empty after it was full.
 constexpr std::size_t kMostlyEmptyRegistryShare = 2;
