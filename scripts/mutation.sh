@@ -1,14 +1,13 @@
 #!/usr/bin/env bash
 # Plants single faults into src/ or platform/ (a changed comparison or constant, a dropped
-# call, a negated condition, ...) and prints those that no unit test finds. Changes nothing in
-# the work tree. Needs root, as the unit tests do.
+# call, a negated condition, ...) and prints those that no unit test finds and that
+# tests/mutation/unseen.txt does not explain. Changes no source. Needs root, except with --core.
 #
 #   scripts/mutation.sh                      300 faults in src/, the same ones each time
 #   scripts/mutation.sh --core src/formats   runs only the core's tests: seconds for each fault
 #   scripts/mutation.sh --help               all options
 #
-# Fails if less than 95 % are found, or if a fault that is not found has no reason in
-# tests/mutation/unseen.txt.
+# Fails if less than 95 % are found, or if any fault is printed.
 set -euo pipefail
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 

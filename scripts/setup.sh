@@ -29,7 +29,7 @@ debian_mirror() {
         "Codename: $(codename)" 'Component: main' | sed -n 1p
 }
 
-# Runs in a subshell, whose trap removes the temporary files however it ends.
+# Runs in a subshell, whose trap removes the temporary files. If apt-get fails, the log stays.
 install_packages() ( # GROUP...
     missing=$(listed_packages "$@" | grep -vxF -f <(installed_packages)) || true
     [ -n "$missing" ] || return 0

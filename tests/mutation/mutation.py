@@ -1,8 +1,9 @@
-"""Plants single faults into the sources and shows which ones no unit test finds.
+"""Plants single faults into the sources, and prints those that no unit test finds and that
+tests/mutation/unseen.txt does not explain.
 
 Each fault is compiled alone and linked into the unit tests that can see it: first into the
 program with the tests of the protocol core; if they do not find it, into the other test
-programs of the source's folder. Nothing in the work tree is changed.
+programs of the source's folder. No source is changed.
 """
 
 import argparse
@@ -30,7 +31,7 @@ REASONS = Path(__file__).with_name("unseen.txt")
 CORE = "core_test"
 CORE_FOLDERS = ("src/formats", "src/product", "src/ssdp")
 LEAST_FOUND_PERCENT = 95
-NO_FAULT = "no fault"  # refused by the compiler, or compiled to the same code
+NO_FAULT = "no fault"  # refused by compiler or linker, or compiled to the same code
 MEMORY = 4 << 30  # the limit of a test program, in bytes: some faults allocate endlessly
 
 

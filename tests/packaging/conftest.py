@@ -130,7 +130,7 @@ def peer(lab):
 
 @pytest.fixture(scope="module")
 def wire(peer):
-    """A capture of all datagrams to the SSDP group on the network."""
+    """A capture of all datagrams to the SSDP group, and to the SSDP port of `peer`."""
     return peer.capture()
 
 

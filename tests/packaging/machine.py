@@ -68,7 +68,7 @@ class Machine(Node):
                         timeout=300).stdout
 
     def prepare(self, *packages):
-        """Installs the packages' dependencies and `packages`, and starts no service."""
+        """Installs `packages` and what the packages on /mnt depend on. Starts no service."""
         self.install_as_image(*packages, *self._dependencies())
         # The limit counts the processes of avahi's user ID on all machines together.
         self.run("sed", "-i", "/^rlimit-nproc/d", "/etc/avahi/avahi-daemon.conf")

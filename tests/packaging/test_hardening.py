@@ -1,5 +1,4 @@
-"""The hardening flags: their traces in the programs, and for flags without a trace, the
-compile commands."""
+"""The hardening flags: their traces in the programs, and the compile commands."""
 
 import json
 import platform

@@ -5,7 +5,7 @@ from lab.device import BROWSE_LIST
 FOLDERS = ["/var/www/html", "/var/www/discovery"]
 TEXT = "another's\n"
 
-# All ways to remove, replace or change the file $1. "own" is a file of the daemon.
+# Ways to remove, replace or change the file $1. "own" is a file of the daemon.
 WAYS = [
     'rm -f "$1"',
     'mv -f own "$1"',
@@ -54,8 +54,8 @@ def assert_the_page_is_linked(machine):
 
 
 def make_as_before(machine):
-    """Sets the folders up as earlier versions of the packages did, without the sticky bit, and the
-    modes of the files as a daemon writes them that has detached itself."""
+    """Gives the folders the owners and modes of earlier versions of the packages, without the
+    sticky bit, and the files the mode with which a detached daemon writes them."""
     machine.run("chown", "beacond:beacond", "/var/www/discovery")
     machine.run("chmod", "755", "/var/www/discovery")
     machine.run("chmod", "775", "/var/www/html")

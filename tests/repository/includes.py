@@ -49,7 +49,7 @@ def violations(top):
 
 
 def included(path, headers):
-    """The headers that a source includes, also through the project's own."""
+    """The headers that a source includes, directly or through headers of the project."""
     seen, waiting = set(), [path]
     while waiting:
         for name in re.findall(r'^#include [<"](.*)[>"]', waiting.pop().read_text(encoding="utf-8"),

@@ -1,4 +1,4 @@
-"""Each block of README.md and docs/operations.md that a user would paste is run by a test."""
+"""Each block of README.md and docs/operations.md is taken by a test, or called an example."""
 
 import ast
 import re
@@ -36,7 +36,7 @@ def untested(text, beginnings):
 
 
 @pytest.mark.parametrize("document", DOCUMENTS)
-def test_each_block_is_run_by_a_test_or_called_an_example(document):
+def test_each_block_is_taken_by_a_test_or_called_an_example(document):
     text = (TOP / document).read_text(encoding="utf-8")
     assert untested(text, requested(document)) == []
 

@@ -89,7 +89,7 @@ def test_continuous_integration_runs_the_commands_of_the_readme(tree, failing, s
         == [line.partition("#")[0].split() for line in commands]
 
 
-# Succeeds only if another script runs this, too, at the same time.
+# Succeeds only if another script runs these lines at the same time, with both names exchanged.
 MEET = """touch at-{}
 for turn in $(seq 600); do [ ! -e at-{} ] || exit 0; sleep 0.1; done"""
 

@@ -27,7 +27,7 @@ class Neighbour:
         self.name = ""
         self.asker = None  # the address that requested the description
         self.is_present = False
-        self.life = 0  # counts appearances; actions planned for an earlier one are ignored
+        self.life = 0  # counts departures; actions planned before the last one are ignored
 
     def rename(self):
         self.names += 1

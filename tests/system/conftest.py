@@ -85,13 +85,13 @@ def beaconctl(programs):
 
 @pytest.fixture(scope="module")
 def wire(peer):
-    """A capture of all datagrams to the SSDP group on the network."""
+    """A capture of all datagrams to the SSDP group, and to the SSDP port of `peer`."""
     return peer.capture()
 
 
 @pytest.fixture(scope="module")
 def device(lab):
-    """A device without beacond."""
+    """A device on which beacond is not started."""
     return lab.add_device("studio-a", product="corvia12")
 
 

@@ -50,7 +50,7 @@ def filled(frame, byte):
 
 
 def control_description(number, host_name):
-    """A description document with the longest possible model name. Its bytes need the most
+    """A description document with the longest possible model name, of bytes that need the most
     space in JSON."""
     return filled("HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n"
                   f"<friendlyName>{host_name}</friendlyName><modelName>{{}}</modelName>"

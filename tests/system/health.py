@@ -90,7 +90,7 @@ def answer_to(data, peer, device, port):
 
 def assert_works(device, peer):
     """Checks that the device announces only itself, answers a search and the diagnostic port,
-    and is in its own list."""
+    and lists only itself."""
     answer = answer_to(expected.SEARCH, peer, device, 1900)
     assert answer == expected.search_response(device, expected.max_age(answer))
     assert answer_to(b"gh", peer, device, 49821) == expected.listing("HostList", device)

@@ -154,7 +154,7 @@ def test_forged_announcements_in_its_name_do_not_stop_its_own(running_device, at
         expected.assert_alive(each.data, running_device)
 
 
-def test_a_forged_description_in_its_name_is_listed_until_its_next_announcement(
+def test_a_forged_description_in_its_name_is_replaced_at_its_next_announcement(
         running_device, attacker, peer, wire):
     forged = RawDevice(running_device.address, "forged", expected.product(running_device))
     with attacker.udp_socket() as sock:
@@ -280,7 +280,8 @@ def test_a_flood_from_one_address_does_not_starve_others(running_device, attacke
 
 
 def test_forged_descriptions_do_not_keep_real_devices_out(running_device, attacker, neighbours):
-    """More than fit into the registry, with the longest max-age, and never withdrawn."""
+    """The attacker sends more than fit into the registry, with the longest max-age, and no
+    goodbye."""
     with attacker.udp_socket() as sock:
         for number in range(flood.NODES + 50):
             sock.sendto(b"HTTP CONTENT-LANGUAGE max-age=1073741\r\n"

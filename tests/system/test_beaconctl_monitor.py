@@ -141,7 +141,8 @@ def raw_devices(lab, peer):
 
 
 def send_from_both(raw_devices, receiver):
-    """Sends every message of the devices; at the end, the first device says goodbye."""
+    """Each device sends all its messages but the goodbye. At the end, only the first one says
+    goodbye."""
     for machine, device in reversed(raw_devices):
         with machine.udp_socket(1900) as sock:
             for message in (device.alive(), b"M-SEARCH\r\nST: ssdp:all\r\n\r\n"):

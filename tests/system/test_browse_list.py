@@ -53,7 +53,7 @@ class Reader:
 
 
 def crowd(peer, generation):
-    """Fifty devices. Their names contain the generation; those of a later one are longer."""
+    """Fifty devices. Their names contain the generation, and are longer in a later generation."""
     return [RawDevice(f"198.51.100.{number}", f"{generation}-" + generation * "x",
                       Product("Lumen", "0x10660001", "4K encoder")) for number in range(50)]
 
@@ -97,7 +97,7 @@ def test_every_read_returns_a_complete_list(read, running_device, peer):
     assert read.reads > 1000
     for _, _, text in read.versions:
         assert text == b"[]" or text == whole_list(running_device, peer, text)
-        # A registry pass can come between the descriptions of two generations.
+        # A registry pass can come when only the first devices have the next generation.
         seen = [generation for _, generation in sorted(generations(text).items())]
         assert seen == sorted(seen, reverse=True) and len(set(seen)) <= 2
 

@@ -38,7 +38,7 @@ class Since:
         self._reported = len(device.beacond.stderr)
 
     def said(self):
-        """Its announcements and goodbyes in words, without repetitions."""
+        """The device's announcements and goodbyes in words, without repeated announcements."""
         words = []
         for each in notifies(self._wire, self._device, self._mark):
             if each == expected.goodbye(self._device):

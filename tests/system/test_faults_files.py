@@ -15,13 +15,13 @@ DOCUMENT = "/var/www/html/corvia_12_upnp_ssdp_{}.xml"
 NO_DOCUMENT = "GenerateDeviceDescriptionFile: Failed to open the SSDP XML file\n"
 ROOM = 64 << 10  # bytes on the small disk
 
-# Each device gets a new address: the peer's neighbour table keeps old ones.
+# Each device gets a new address: the peer remembers the hardware address of a used one.
 addresses = (f"192.0.2.{number}" for number in itertools.count(30))
 
 
 @pytest.fixture
 def device(lab, wire):
-    """A device without beacond, for one test."""
+    """A device for one test. beacond is not started."""
     device = lab.add_device(product="corvia12", address=next(addresses))
     yield device
     lab.remove(device)

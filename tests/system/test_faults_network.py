@@ -19,13 +19,13 @@ TWO_ADDRESSES = ("Open: The IP Interface container must have one, and only one m
                  "since we do not support multihomed SSDP at this time.\n")
 
 
-# Each device gets a new address: the peer's neighbour table keeps old ones.
+# Each device gets a new address: the peer remembers the hardware address of a used one.
 addresses = (f"192.0.2.{number}" for number in itertools.count(30))
 
 
 @pytest.fixture
 def fresh_device(lab, wire):
-    """A device without beacond, for one test."""
+    """A device for one test. beacond is not started."""
     device = lab.add_device(product="corvia12", address=next(addresses))
     yield device
     lab.remove(device)

@@ -1,4 +1,4 @@
-"""The virtual network is fast to set up, isolated, and leaves nothing on the machine."""
+"""The virtual network is isolated, leaves nothing on the machine, and reports what fails on it."""
 
 import contextlib
 import signal

@@ -103,7 +103,8 @@ def test_others_remove_it_from_their_lists_at_once(device, beacond, observer):
     wait_until(lambda: service_names(observer) == ["observer", "studio-a"], PASS, "both services",
                lambda: str(service_names(observer)))
     assert_leaves(device)
-    # The list is written again after about 5 s. The entry would expire only after 228 s.
+    # The list is written again after about 5 s. Without the goodbye, the entry would stay for more
+    # than three minutes.
     wait_until(lambda: not listed(), PASS, "the entry gone", lambda: observer.read(BROWSE_LIST))
     assert service_names(observer) == ["observer"]
 

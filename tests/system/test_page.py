@@ -60,7 +60,7 @@ def test_the_address_of_the_folder_shows_the_page(page, device):
     assert page.fetch(FOLDER) == (200, (TOP / "web/discovery/index.html").read_bytes())
 
 
-def test_the_links_of_the_page_lead_to_the_devices_folders(page):
+def test_the_page_gets_the_device_pages_js_of_the_demonstration(page):
     answer, body = ask(page, f"{FOLDER}device_pages.js")
     assert answer.headers["Content-Type"] == "text/javascript"
     assert body == (TOP / "tools/lab/device_pages.js").read_bytes()

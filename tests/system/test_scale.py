@@ -32,7 +32,7 @@ def test_twenty_devices_started_at_once_list_each_other(twenty):
     wait_until(lambda: not short_lists(), LIMIT, "the same whole list everywhere", short_lists)
 
 
-def test_all_twenty_are_nodes_everywhere_and_each_is_its_own_host(twenty, peer):
+def test_every_node_list_has_all_twenty_and_every_host_list_only_the_device_itself(twenty, peer):
     for each in twenty:
         assert peer.ask(b"gn", each.address, 49821) == expected.listing("NodeList", *twenty)
         assert peer.ask(b"gh", each.address, 49821) == expected.listing("HostList", each)

@@ -67,7 +67,7 @@ def test_a_target_that_names_something_else_is_not_answered(running_device, peer
 @pytest.mark.parametrize("lines", [
     [b"st:upnp:rootdevice"], [b"St:\t \"upnp:rootdevice\" "], [b"ST: nothing", b"ST: ssdp:all"],
     [b"ST: ssdp:all", b"ST:"], [b"ST", b":ST", b"", b"ST: ssdp:all"]])
-def test_a_target_is_read_in_any_notation(running_device, peer, answer, lines):
+def test_a_target_is_read_in_other_notations_too(running_device, peer, answer, lines):
     assert answers(running_device, peer, search(*lines)) == [answer]
 
 

@@ -23,13 +23,13 @@ CHECKS = ["daemon", "interface", "product", "configuration", "engine", "port", "
           "announcement", "browse list", "avahi-daemon", "receive buffer", "versions"]
 PIDFD_GETFD = 438
 
-# Each device gets a new address: the peer's neighbour table keeps old ones.
+# Each device gets a new address.
 addresses = (f"192.0.2.{number}" for number in itertools.count(30))
 
 
 @pytest.fixture
 def idle(lab):
-    """A device without beacond, for one test."""
+    """A device for one test. beacond is not started."""
     device = lab.add_device(product="corvia12", address=next(addresses))
     yield device
     lab.remove(device)
