@@ -1,4 +1,5 @@
-"""The documents lead to each other, and agree on the licence and the maker's address."""
+"""The links of the documents, the licence, the maker's address, and the tests that CHANGELOG.md
+names."""
 
 import re
 from pathlib import Path

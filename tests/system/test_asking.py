@@ -81,9 +81,9 @@ def not_asked_for(peer):
 
 @pytest.fixture(scope="module")
 def requests(running_device, peer, wire, other):
-    """The messages with the devices that they name, the GETs that each of the two machines received
-    because of them, and the lines on standard error. Waits until every request must have been
-    sent."""
+    """The messages with the devices that they name, the GETs that the first and the second machine
+    received because of them, and the lines on standard error. Waits until every request must have
+    been sent."""
     machine, other_wire = other
     sock = wire.socket
     before = len(running_device.beacond.stderr)

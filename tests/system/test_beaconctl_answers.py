@@ -142,7 +142,7 @@ def test_watch_does_not_report_entries_of_a_cut_listing_as_gone(peer, answerer, 
     assert watch.stderr == CUT
 
 
-def test_watch_survives_every_answer_and_reports_each_fault_once(peer, answerer, beaconctl):
+def test_watch_survives_invalid_answers_and_reports_the_fault_once(peer, answerer, beaconctl):
     with answering(answerer, 49821, b"NodeList" + ONE, b"", b"NodeList" + ONE[:-1], b"\xff",
                    b"x" * LARGEST, b"NodeList" + ONE + TWO):
         watch = peer.start("watch", [beaconctl, "--host", answerer.address, "watch"])

@@ -60,7 +60,8 @@ def test_texts_that_are_only_in_the_registry_count_too(fill):
     assert 1_000 < len(fill(flood.long_number_description, "long-number")) < 1_500
 
 
-def test_a_queue_of_requests_and_a_list_can_be_full_at_once(fill, running_device, peer, attackers):
+def test_after_a_full_queue_of_requests_a_list_stays_within_its_bound(fill, running_device, peer,
+                                                                      attackers):
     def queue_is_full():
         flood.send(attackers, running_device, peer, map(flood.long_alive, range(flood.NODES)))
         return ("SendGETRequest: Too many delayed requests, dropping what comes more\n"

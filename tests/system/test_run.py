@@ -177,7 +177,8 @@ def test_without_a_standard_output_it_exits_at_once_with_status_0():
 
 
 class StandIn:
-    """A device and its view in one object. The test sets `found` and `listed`: what they see."""
+    """A device and its view in one object. The test sets `found`, whether the others know the
+    device, and `listed`, whether the view contains it."""
 
     def __init__(self, name):
         self.name = self.host_name = name
