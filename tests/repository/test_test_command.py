@@ -138,7 +138,7 @@ def test_help_names_every_stage(tree):
             if line[:2] == "  " and line[2] != " "] == STAGES + ONLY_NAMED
 
 
-def test_stages_for_other_processors_ask_for_their_libraries(tree):
+def test_the_stages_armhf_and_s390x_ask_for_their_libraries(tree):
     stand_in(tree, 'echo "$@" >asked', "scripts/target_root.sh")
     run_test(tree, "web", *ONLY_NAMED)
     assert (tree / "asked").read_text(encoding="ascii") == "armhf s390x\n"

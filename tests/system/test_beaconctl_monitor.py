@@ -38,7 +38,7 @@ def monitored(lab, wire):
     a, b = lab.add_devices([DeviceSpec("studio-a", product="corvia12"),
                             DeviceSpec("studio-b", product="lumenplus")])
     a.start_beacond()
-    wire.wait_for(source=a.address, starting=b"NOTIFY")  # after its search
+    wire.wait_for(source=a.address, starting=b"NOTIFY")  # its search comes before or right after
     root = a.start("root", [BEACONCTL, "--json", "monitor"])
     nobody = a.start("nobody", [*AS_NOBODY, BEACONCTL, "monitor"])
     root.wait_output(BOTH)

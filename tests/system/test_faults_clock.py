@@ -8,7 +8,7 @@ import expected
 from health import assert_works, faults
 from other_clock import LIBRARY, OtherClock
 
-# Two periods, in whole ticks.
+# Two periods of announcements, of at most 24 s each, in whole ticks.
 PERIODS = 60
 
 

@@ -30,7 +30,7 @@ def listed(device):
 def test_different_announcements_of_known_devices_do_not_accumulate(running_device, sanitized, peer,
                                                                     attackers):
     """The daemon keeps about one announcement for each device, of at most 512 bytes. If it kept
-    all of these, they would take some 300 bytes each, together far more than the limit."""
+    all that are sent here, of some 300 bytes each, they would take far more than the limit."""
     if sanitized:
         pytest.skip("sanitizers take memory of their own")
     flood.send(attackers, running_device, peer, map(flood.description, range(KNOWN)))

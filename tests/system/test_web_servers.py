@@ -54,7 +54,8 @@ def busybox(_device):
 
 @pytest.fixture(scope="module")
 def page(running_device):
-    """The device's folders as the package beacond-web makes them."""
+    """Makes the device's folders as the package beacond-web does. Returns the folder of the page's
+    files."""
     running_device.run("mkdir", "-p", PAGE)
     subprocess.run(["cmake", f"-DOUTPUT={running_device.path(PAGE)}", "-P",
                     TOP / "web/compose.cmake"], check=True)
