@@ -1,4 +1,4 @@
-# Manual pages, changelog and copyright, compressed as Debian's policy requires.
+# Manual pages and changelogs, compressed as Debian's policy requires, and the copyright.
 function(install_compressed source name destination component)
     set(target ${CMAKE_CURRENT_BINARY_DIR}/${component}-${name}.gz)
     execute_process(COMMAND gzip -9nc ${source} OUTPUT_FILE ${target} COMMAND_ERROR_IS_FATAL ANY)

@@ -8,7 +8,7 @@
 //   d0 to d3  the rest is a datagram from one of kSenders
 //   p         a pause of as many tenths of a second as the next byte says; then a tick
 //   a, r      the coordinator adds (a) or removes (r) the service that the next byte selects
-//   x         the coordinator removes all entries with the product and the address of the
+//   x         the coordinator removes all services with the product and the address of the
 //             service that the next byte selects
 //   g, l      the engine closes and sends goodbyes (g), or closes without goodbyes (l)
 //   o         the engine opens
@@ -58,7 +58,8 @@ constexpr std::uint64_t kLongestPeriodMs =
 // A request contains the LOCATION of the announcement that caused it, and repeats the
 // address from it. It is at most this number of bytes longer than the announcement.
 constexpr std::size_t kMoreThanCause = 32;
-// The memory in bytes that an empty core may keep: in all, and for each entry that it had.
+// The memory in bytes that an empty core may keep: in any case, and besides for each entry of its
+// longest list.
 constexpr std::size_t kKept = 4096;
 constexpr std::size_t kKeptPerEntry = 64;
 

@@ -1,4 +1,4 @@
-// max-age texts: the results are those of the standard library's functions.
+// max-age texts: the results are those of the standard library's functions, within the limits.
 
 #include "check.h"
 #include "formats/ssdp_headers.h"

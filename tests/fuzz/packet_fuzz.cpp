@@ -32,7 +32,7 @@ using Sent = test::FakeEnvironment::Sent;
 constexpr const char *kOwnAddress = "192.0.2.10";
 constexpr const char *kNetmask = "255.255.255.128";
 const std::string kOwnUsn = formats::MakeUSN("Corvia 12", kOwnAddress, "0");
-// A product that others may announce.
+// The device's other service: an ssdp:alive of it from another sender ends its announcements.
 const std::string kProxiedUsn = formats::MakeUSN("ZR1", kOwnAddress, "0");
 const std::array<sockaddr_in, 4> kSenders{
     test::SocketAddressOf("192.0.2.11", formats::kPort),

@@ -13,9 +13,9 @@ enum class EventKind : std::uint8_t {
     Act,       // a line of the scenario; number: its index
     Step,      // one machine's part of an act; number: a Step
     Wake,      // a machine's receive call times out; number: the run of its engine
-    Batch,     // a machine's receive call returns datagrams; number: the same
-    Multicast, // a datagram arrives at all machines; number: its index in World::mInFlight
-    Arrival,   // a datagram arrives at one machine; number: its index, too
+    Batch,     // a machine's receive call returns datagrams; number: the run of its engine
+    Multicast, // a datagram for all machines is delivered; number: its index in World::mInFlight
+    Arrival,   // a datagram for one machine is delivered; number: its index, too
     Attack,    // the next turn of a stranger; number: the stranger's index
 };
 

@@ -60,7 +60,8 @@ public:
     // The additional delay of a datagram that is overtaken by others; 0 for most.
     [[nodiscard]] Micros ReorderingDelay();
 
-    // How long the shared medium was in use so far; without one, the sum for all wires.
+    // How long the shared medium was in use so far; without one, the sum for all wires, each in
+    // the direction to the switch.
     [[nodiscard]] Micros BusyTime() const { return mBusy; }
 
 private:

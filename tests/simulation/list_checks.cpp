@@ -11,7 +11,7 @@ namespace {
 // An entry may expire after its device was disconnected or stalled. Until the device's next
 // announcement, the entry counts as not listed yet.
 constexpr Micros kSettlingTime = 40 * kSecond;
-// A document that was already sent at the goodbye may list the device for 240 s.
+// A document that arrives after the goodbye of its device may list the device for 240 s.
 constexpr Micros kDocumentLives = 250 * kSecond;
 // The additional lifetime of a device that can be proxied: its max-age is up to 129 s.
 constexpr Micros kProxyableExtra = 18 * kSecond;
@@ -93,7 +93,7 @@ void ListChecks::NoteEmptied(const Machine &machine)
     }
 }
 
-// A machine that got another address sends documents with its new USN.
+// A machine that got another address also sends documents with its new USN, which do not count.
 void ListChecks::NoteDocument(const Machine &receiver, const Datagram &document, Micros now)
 {
     for (const auto &[usn, departure] : mDeparted) {

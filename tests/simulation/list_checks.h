@@ -15,8 +15,8 @@
 
 namespace simulation {
 
-// ListChecks compares the list of every machine with the published devices, at each virtual
-// second. It checks only lists and devices that have changed.
+// ListChecks checks the list of every open machine that is not light, at each virtual second. It
+// compares a list with the published devices again only if one of the two may have changed.
 class ListChecks
 {
 public:
@@ -25,7 +25,8 @@ public:
     // REQUIRES: all arguments outlive this object.
     ListChecks(const Scenario &scenario, const Machines &machines, Violations &violations);
 
-    // A machine is disconnected or stalled: its list and its entries are not checked.
+    // A machine is disconnected or stalled: its list is not checked, nor whether other lists are
+    // right about it.
     void Disturb(std::uint32_t machine) { mSettled[machine] = kNever; }
     // The machine has just changed or is connected again: its waits begin.
     void Settle(std::uint32_t machine, Micros now);
@@ -46,16 +47,16 @@ public:
 
     void EverySecond(Micros now);
 
-    // The number of entries that the lists should have, without those of light machines, and
-    // how many of them they have.
+    // The number of entries that the lists of open machines should have, without light machines,
+    // and how many of these entries are right.
     [[nodiscard]] std::uint64_t Wanted() const { return mWanted; }
     [[nodiscard]] std::uint64_t Right() const { return mRight; }
-    // How often a running device was missing from a list, and the longest such time.
+    // How often the right entry of a published device was lost or became wrong, although both
+    // machines had been undisturbed for some time; and the longest time until it was right again.
     [[nodiscard]] std::uint64_t Lapses() const { return mLapses; }
     [[nodiscard]] Micros LongestLapse() const { return mLongestLapse; }
-    // For how many pairs of a machine and a withdrawn USN a document of the USN's device arrived
-    // later. Such a document may list the USN again; but a document with a new address of the
-    // device counts, too, although it cannot.
+    // How often a document arrived after the goodbye of its USN. Such a document may list the USN
+    // again.
     [[nodiscard]] std::uint64_t Relisted() const { return mRelisted; }
 
 private:
@@ -105,7 +106,7 @@ private:
     std::vector<Published>
         mPublished; // in the order of the USNs; without devices that can be proxied
     std::map<std::string, Departure> mDeparted;
-    // By machine and withdrawn USN: when the last document of the USN's device arrived.
+    // By machine and withdrawn USN: when the last document with this USN arrived.
     std::map<std::pair<std::uint32_t, std::string>, Micros> mLate;
     std::vector<Micros> mWrongSince;
     // Whether a watcher may list a device by a former name: it may have missed the device's last

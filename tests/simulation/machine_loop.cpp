@@ -48,7 +48,7 @@ bool Machine::Receive(const DatagramPointer &datagram, Micros now)
     return true;
 }
 
-// A thread that waits in the receive call needs some time to run. By then more datagrams
+// A thread that waits in the receive call needs some time to wake up. By then more datagrams
 // may have arrived.
 void Machine::ScheduleBatch()
 {
@@ -111,8 +111,9 @@ void Machine::Handle(const Datagram &datagram, std::uint32_t nowMs)
     NoteSize();
 }
 
-// Whether the core of a light machine receives a datagram. The core must not list peers: it
-// requests the document of a peer that it does not list.
+// Whether the core of a light machine receives a datagram. The core lists no peers, so each
+// announcement that it receives causes a request: it receives none of a peer whose document the
+// machine has.
 bool Machine::NeedsCore(const Datagram &datagram)
 {
     if (datagram.from == kNoMachine || datagram.from == mSettings.number) {

@@ -58,7 +58,7 @@ struct Expectations
     Micros silent = 0;   // the same for a device that leaves without a goodbye
     Micros announce = 0; // the longest time between two announcements of a device
     Micros quiet = 0;    // the time at the end in which no request and no document is sent
-    Micros memory = 0;   // at the end, the memory is the same as at this time
+    Micros memory = 0;   // from this time to the end, the memory grows by at most 2 % and 200 kB
 };
 
 struct Scenario
@@ -69,7 +69,7 @@ struct Scenario
     bool ownSeeds = false;        // each device has its own seed of random(), not the time
     std::uint32_t time = 0;       // the result of time() at the start; 0: a random one
     std::uint32_t processors = 0; // that all machines share; 0: each has its own
-    std::uint32_t whole = 0;      // the last devices keep lists, the others are light; 0: all do
+    std::uint32_t whole = 0;      // how many keep lists: the last ones; 0: all, none is light
     std::uint32_t wrapping = 0;   // the number of machines whose clocks wrap in the scenario
     bool largeBuffers = false;    // receive buffers of the size that the package sets
     bool withoutZR1 = false;      // no device is a ZR1 (only devices that search later list it)

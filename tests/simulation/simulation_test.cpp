@@ -76,9 +76,9 @@ TEST(Simulation, AnotherSeedGivesAnotherTrace)
     EXPECT_NE(Play(kSmall, 7).trace, Play(kSmall, 8).trace);
 }
 
-// The trace does not depend on the machine. Replace the value when a change of the devices
-// changes their datagrams.
-TEST(Simulation, TheTraceIsTheSameOnEveryMachine)
+// The trace does not depend on the computer that plays the scenario. Replace the value when a
+// change of the devices changes their datagrams.
+TEST(Simulation, TheTraceIsTheSameOnEveryComputer)
 {
     EXPECT_EQ(Play(kSmall, 1).trace, 6866938430141294426U);
 }

@@ -25,8 +25,8 @@ struct Behaviour
     Micros pause; // between two turns
     // The datagrams of one turn; turn counts from 0.
     std::vector<DatagramPointer> (*play)(Victims &victims, std::uint32_t turn);
-    // Whether it may remove devices from lists or create wrong entries. The rules for lists
-    // are then checked only after its end.
+    // Whether it may remove devices from lists or create wrong entries. The rules about missing
+    // and wrong entries of published devices then apply only after its end.
     bool spoilsLists;
     // Whether its forged goodbyes remove devices from their own lists until their next
     // publication.

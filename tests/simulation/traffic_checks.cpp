@@ -59,9 +59,9 @@ void TrafficChecks::NoteSent(const Machine &machine, const Datagram &datagram, s
     }
 }
 
-// Only searches are answered while a datagram is handled. Ticks send all other datagrams: at most
-// one document for each request received, and at most one request for each announcement or search
-// answer received.
+// While a datagram is handled, only searches are answered. There are at most kHosted answers for
+// each search received, one document for each request received, and one request for each
+// announcement or search answer received.
 void TrafficChecks::CheckCause(const Machine &machine, const Datagram &datagram, Micros at)
 {
     const Account &account = mMachines[machine.Number()];

@@ -14,7 +14,7 @@ namespace simulation {
 
 // TrafficChecks checks the datagrams that each machine sends: received datagrams must have
 // caused its answers, requests and documents; answers must stay within their budgets; and the
-// device's service must be announced in time.
+// device's service must be announced in time. It also checks the bounds of queues and lists.
 class TrafficChecks
 {
 public:

@@ -22,8 +22,8 @@
 
 namespace simulation {
 
-// World plays one scenario with one seed, in virtual time, on one thread. Equal
-// scenarios and seeds give equal runs on every machine.
+// World plays one scenario with one seed, in virtual time, on one thread. Equal scenarios, seeds
+// and variations give equal runs on every computer.
 class World final : private Surroundings
 {
 public:

@@ -27,7 +27,8 @@ void World::Begin(const Act &act)
     }
 }
 
-// The machines that a line names. Machines to start are drawn among those that are off.
+// The machines that a line names: to start, only those that are off; for any other action, only
+// those that are on.
 std::vector<std::uint32_t> World::Chosen(const Choice &choice, Verb verb)
 {
     std::vector<std::uint32_t> chosen;
