@@ -5,6 +5,7 @@ from pathlib import Path
 from types import SimpleNamespace
 
 import pytest
+import yaml
 
 import expected
 
@@ -177,6 +178,21 @@ def test_both_documents_give_the_rule_for_names_of_the_sources():
     rule = re.search(r'kNameRule =\s*"(.*)";', source)[1].replace('\\"', '"')
     assert rule in plain("docs/configuration-service.yaml")
     assert rule in plain("packaging/man/beacon-configd.8")
+
+
+def referred(part):
+    """All references in a part of an OpenAPI document."""
+    if isinstance(part, dict):
+        return {part["$ref"]} if "$ref" in part else set().union(*map(referred, part.values()))
+    return set().union(*map(referred, part)) if isinstance(part, list) else set()
+
+
+def test_the_openapi_document_can_be_read_and_defines_all_that_it_refers_to():
+    text = (TOP / "docs/configuration-service.yaml").read_text(encoding="utf-8")
+    document = yaml.safe_load(text)
+    defined = {f"#/components/{kind}/{name}" for kind, members in document["components"].items()
+               for name in members}
+    assert referred(document) == defined
 
 
 def configd_bounds():

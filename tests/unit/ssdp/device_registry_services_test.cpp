@@ -79,6 +79,19 @@ TEST_F(RegistryServices, DocumentIsWrittenForEachAddressOfThisDevice)
     EXPECT_EQ(Host(kOwnUSN)->location, "http://192.0.2.10:80/corvia_12_upnp_ssdp_2.xml");
 }
 
+TEST_F(RegistryServices, WritingADocumentCompletesTheRecord)
+{
+    SSDPDeviceType service = Own();
+    service.usn = "something else";
+    ASSERT_TRUE(parts.documents.GenerateDeviceDescriptionFile("192.0.2.1", service));
+    EXPECT_EQ(service.usn, kOwnUSN);
+    EXPECT_EQ(service.location, "http://192.0.2.1:80/corvia_12_upnp_ssdp_1.xml");
+    EXPECT_EQ(service.descriptionFileName, "/var/www/html/corvia_12_upnp_ssdp_1.xml");
+    EXPECT_EQ(service.server, "Linux/2.6, UPnP/1.0, SSDP/1.0");
+    EXPECT_EQ(service.timerPeriod, 20000U);
+    EXPECT_EQ(service.timerCountdown, 20000);
+}
+
 TEST_F(RegistryServices, ServiceWithoutDocumentIsReportedAndNotAnnounced)
 {
     environment.files.writable = false;
