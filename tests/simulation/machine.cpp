@@ -171,6 +171,7 @@ void Machine::Start(Micros now)
     mTickAt = now;
     mClock.Start(ClockMs(now));
     mDiagnosticBudget.emplace(ssdp::kDiagnosticBurstBytes, ssdp::kDiagnosticBytesPerSecond);
+    mTouched = true;
     mRandom.Seed(mSettings.time + static_cast<std::uint32_t>(now / kSecond));
     if (mSettings.variation.shiftedDraws) {
         for (std::uint32_t left = ntohl(mAddress) & 0xFFFFU; left > 0; --left) {

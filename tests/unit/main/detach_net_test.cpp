@@ -253,10 +253,11 @@ TEST(Detach, KeepsTheGivenDescriptors)
     const Outcome outcome = OutcomeOf([] {
         OpenMany();
         beacond::Detach({gReport, 5, 100, 101, 1000});
-        ReportAndEnd(DescriptorText(gReport));
+        ReportAndEnd(DescriptorText(gReport) + std::to_string(gTableSizeAsked));
     });
     EXPECT_THAT(outcome.report, testing::StartsWith(std::string(kStandardOnly) + "5 "));
     EXPECT_THAT(outcome.report, HasSubstr("\n100 /dev/zero\n101 /dev/zero\n1000 "));
+    EXPECT_THAT(outcome.report, testing::EndsWith("\n0")); // without CloseByLoop
 }
 
 TEST(Detach, ClosesOneByOneWithoutCloseRange)

@@ -53,8 +53,10 @@ void Say(const char *line)
 // Returns when the main thread of this process waits in the kernel.
 void AwaitMainThreadAsleep()
 {
+    // An emulator replaces /proc/self/stat, but not this file.
+    const std::string path = "/proc/self/task/" + std::to_string(getpid()) + "/stat";
     for (std::string state; state != "S";) {
-        std::ifstream file("/proc/self/stat"); // "NUMBER (NAME) STATE ..."
+        std::ifstream file(path); // "NUMBER (NAME) STATE ..."
         std::string number;
         std::string name;
         file >> number >> name >> state;
