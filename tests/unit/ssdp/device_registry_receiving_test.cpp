@@ -7,6 +7,8 @@ using testing::ElementsAre;
 
 namespace {
 
+const char *const kPeerUSN = "uuid:65746500-Lumen-192.0.2.20-0";
+
 class RegistryReceiving : public RegistryFixture
 {
 protected:
@@ -18,9 +20,21 @@ protected:
         AddNow(peer);
         TakeChange();
     }
-};
 
-const char *const kPeerUSN = "uuid:65746500-Lumen-192.0.2.20-0";
+    // Two peers are due and announce themselves: the first is asked again at 901 s. Returns the
+    // other one, which is to be asked next.
+    SSDPDeviceType AskOneOfTwo()
+    {
+        SSDPDeviceType other = Described(Peer());
+        other.usn = "uuid:65746500-Lumen-192.0.2.21-0";
+        registry.EnterDescription(Described(Peer()));
+        registry.EnterDescription(other);
+        registry.SetTime(901000);
+        EXPECT_EQ(Alive(kPeerUSN).size(), 1U);
+        EXPECT_EQ(Alive(other.usn), Calls{});
+        return other;
+    }
+};
 
 } // namespace
 
@@ -279,13 +293,7 @@ TEST_F(RegistryReceiving, AnswerOfAPeerAskedAgainCountsFromItsArrival)
 
 TEST_F(RegistryReceiving, PeersAreAskedAgainFourSecondsApart)
 {
-    SSDPDeviceType other = Peer();
-    other.usn = "uuid:65746500-Lumen-192.0.2.21-0";
-    registry.EnterDescription(Described(Peer()));
-    registry.EnterDescription(Described(other));
-    registry.SetTime(901000);
-    EXPECT_EQ(Alive(kPeerUSN).size(), 1U);
-    EXPECT_EQ(Alive(other.usn), Calls{});
+    AskOneOfTwo();
     registry.SetTime(904999);
     EXPECT_EQ(TakeCalls(), Calls{});
     registry.SetTime(905000);
@@ -294,13 +302,7 @@ TEST_F(RegistryReceiving, PeersAreAskedAgainFourSecondsApart)
 
 TEST_F(RegistryReceiving, PeerThatLeftIsNotAskedAgain)
 {
-    SSDPDeviceType other = Peer();
-    other.usn = "uuid:65746500-Lumen-192.0.2.21-0";
-    registry.EnterDescription(Described(Peer()));
-    registry.EnterDescription(Described(other));
-    registry.SetTime(901000);
-    EXPECT_EQ(Alive(kPeerUSN).size(), 1U);
-    EXPECT_EQ(Alive(other.usn), Calls{});
+    const SSDPDeviceType other = AskOneOfTwo();
     Byebye(other.usn);
     registry.SetTime(905000);
     EXPECT_EQ(TakeCalls(), Calls{});
@@ -308,15 +310,9 @@ TEST_F(RegistryReceiving, PeerThatLeftIsNotAskedAgain)
 
 TEST_F(RegistryReceiving, PeerThatWasToBeAskedBeforeTheDepartureIsNotAskedAfterIt)
 {
-    SSDPDeviceType other = Peer();
-    other.usn = "uuid:65746500-Lumen-192.0.2.21-0";
-    registry.EnterDescription(Described(Peer()));
-    registry.EnterDescription(Described(other));
-    registry.SetTime(901000);
-    EXPECT_EQ(Alive(kPeerUSN).size(), 1U);
-    EXPECT_EQ(Alive(other.usn), Calls{});
+    const SSDPDeviceType other = AskOneOfTwo();
     registry.Leave(false);
-    registry.EnterDescription(Described(other));
+    registry.EnterDescription(other);
     registry.SetTime(905000);
     EXPECT_EQ(TakeCalls(), Calls{});
 }
