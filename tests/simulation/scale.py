@@ -40,7 +40,8 @@ REFRESH_AGE = 900
 REFRESH_PAUSE = 4
 EXCHANGE = ("request", "document")
 ANNOUNCING = ("alive", "goodbye", "search", "search answer")
-VARIATIONS = {"as built": (), "shifted draws": ("--shifted-draws",), "even ticks": ("--even-ticks",),
+VARIATIONS = {"as built": (), "no equal numbers": ("--shifted-draws",),
+              "ticks of even length": ("--even-ticks",),
               "both": ("--shifted-draws", "--even-ticks")}
 
 
@@ -56,8 +57,8 @@ def play(name, text, *options):
 
 
 def start_scenario(name):
-    """All devices but one start in the same second, the last one starts later. They have the
-    package's settings. No device is a ZR1, because only devices that search after its start
+    """All devices but one start in the same second, the last one starts later. They have receive
+    buffers of the size that the package sets. No device is a ZR1, because only devices that search after its start
     list it."""
     count, link, newcomer, end = RUNS[name]
     light = "Only the last 2 devices keep a list.\n" if name in LIGHT else ""
@@ -143,7 +144,7 @@ def plot(path, title, unit, curves, seconds):
     """Writes curves over time, {label: values}, as an SVG with light and dark colours."""
     left, top, width, height = 60, 40, 560, 240
     largest = max(max(values[:seconds]) for values in curves.values()) or 1
-    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 760 330" role="img">'
+    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 800 330" role="img">'
              f"<title>{title}</title>{STYLE}<text x='{left}' y='20'>{title}</text>"]
     for step in range(5):
         y = top + height * (1 - step / 4)
@@ -224,7 +225,7 @@ def buffers():
     text = (f"There are {count} devices.\nThe link is wired.\nThere is no ZR1.\n"
             "At 0 s all devices start within 1 s.\nIt ends at 240 s.\n")
     large = "The receive buffers have the size that the package sets.\n"
-    for buffer, more, label in (("usual", "", "as built"), ("usual", "", "shifted draws"),
+    for buffer, more, label in (("usual", "", "as built"), ("usual", "", "no equal numbers"),
                                 ("of the package", large, "as built")):
         run = play(f"1000 {buffer} {label}", text + more, *VARIATIONS[label])
         print_row([buffer, label, text_of(until(run, 1, 0, 0, count * count)),
