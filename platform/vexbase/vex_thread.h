@@ -14,9 +14,9 @@
 // derived class. Its stack has 128 KiB.
 //
 // Any thread may call any operation, except Attach, which is called before Start. The
-// owner stops the thread before it destroys the object, and does not destroy it on the
-// thread itself. The destructor stops the thread and waits for its end, but at that time
-// the members of a derived class no longer exist.
+// destructor stops the thread and waits for its end. The owner of a derived class stops the
+// thread before, because the members of that class no longer exist then. No owner destroys the
+// object on the thread itself.
 //
 // An exception that the body does not catch ends the process with status 1, after one
 // line on standard error. The supervisor then starts the process again: without one of

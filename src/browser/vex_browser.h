@@ -9,9 +9,10 @@ class VEX_SSDP;
 
 // VEXBrowser is a thread that writes the engine's list of known services to the browse
 // list, /var/www/discovery/browse.json, for the web page. It writes a scratch file and
-// renames it, so no reader sees a list that is still being written. The disk may be flash
-// memory, so it writes seldom: while the list keeps changing, once in eleven wait cycles of at
-// most 500 ms. A change that follows ten or more cycles without a write is written at once.
+// renames it, so no reader sees a list that is still being written, except the empty one at the
+// start. The disk may be flash memory, so it writes seldom: while the list keeps changing, once in
+// eleven wait cycles of at most 500 ms. A change that follows ten or more cycles without a write is
+// written at once.
 //
 // Failures are written to the standard streams (but not that of the rename), and the thread
 // continues; the results of the operations have no meaning. Only the thread itself uses the

@@ -128,7 +128,7 @@ bool DocumentExchange::SendDue()
 }
 
 // If one datagram has no room in the send buffer, the others of its urgency have none
-// either. All of them go back to the queue.
+// either. All of them are given back to the queue, which keeps them for three ticks.
 bool DocumentExchange::SendSome(Outbox &outbox)
 {
     for (int left = kSentAtOnce; left > 0 && !outbox.due.empty(); --left) {

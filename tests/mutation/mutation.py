@@ -53,7 +53,7 @@ class NotBuilt(Exception):
 
 def run(command, seconds=None, **options):
     """The exit status of a command and its output. After a time-out the status is -1, the
-    command's process group has ended, and the output is that until then."""
+    command's process group was killed, and the output is that until then."""
     with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, start_new_session=True, **options) as process:
         try:

@@ -80,7 +80,7 @@ def test_every_fault_with_a_reason_can_still_be_planted():
 def test_a_program_is_not_awaited_if_it_left_its_process_group(tmp_path):
     end = tmp_path / "end"
     status, output = run(
-        ["sh", "-c", f"setsid sh -c 'echo $$; sleep 20; touch {end}' & sleep 60"], 1)
+        ["sh", "-c", f"setsid sh -c 'echo $$; sleep 60; touch {end}' & sleep 90"], 5)
     os.killpg(int(output), 9)
     assert status == -1
     assert not end.exists()

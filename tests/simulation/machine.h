@@ -96,7 +96,8 @@ struct MachineSettings
 // src/pubsub/vex_pubsub.cpp).
 //
 // A light machine keeps no list of its peers, but one bit for each: whether it has the peer's
-// document. It sends what a whole machine sends, as long as no peer is forgotten or asked again.
+// document. It sends what a whole machine sends, as long as no peer is forgotten, asked again, or
+// gets another address.
 class Machine final : private ssdp::SSDPEnvironment
 {
 public:

@@ -58,8 +58,8 @@ def play(name, text, *options):
 
 def start_scenario(name):
     """All devices but one start in the same second, the last one starts later. They have receive
-    buffers of the size that the package sets. No device is a ZR1, because only devices that search after its start
-    list it."""
+    buffers of the size that the package sets. No device is a ZR1, because only devices that search
+    after its start list it."""
     count, link, newcomer, end = RUNS[name]
     light = "Only the last 2 devices keep a list.\n" if name in LIGHT else ""
     return (f"There are {count + 1} devices.\n{light}There is no ZR1.\n{LINKS[link]}"

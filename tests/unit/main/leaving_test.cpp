@@ -2,6 +2,7 @@
 
 #include "denied_call.h"
 #include "support/application.h"
+#include "support/blocked_thread.h"
 #include "support/live_child.h"
 
 #include <QTimer>
@@ -10,7 +11,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/syscall.h>
@@ -47,19 +47,6 @@ void Say(const char *line)
 {
     while (true) {
         pause();
-    }
-}
-
-// Returns when the main thread of this process waits in the kernel.
-void AwaitMainThreadAsleep()
-{
-    // An emulator replaces /proc/self/stat, but not this file.
-    const std::string path = "/proc/self/task/" + std::to_string(getpid()) + "/stat";
-    for (std::string state; state != "S";) {
-        std::ifstream file(path); // "NUMBER (NAME) STATE ..."
-        std::string number;
-        std::string name;
-        file >> number >> name >> state;
     }
 }
 
@@ -212,7 +199,7 @@ TEST(Leaving, TheSignalDoesNotInterruptASystemCallOfTheMainThread)
         Leaving leaving([] { Say("last act\n"); });
         leaving.SetDuty([&ends] { static_cast<void>(write(ends[1], "x", 1)); });
         std::thread sender([main = pthread_self()] {
-            AwaitMainThreadAsleep();
+            test::AwaitBlocked(getpid());
             pthread_kill(main, SIGTERM);
         });
         char byte = 0;

@@ -51,7 +51,7 @@ TEST_F(Waiting, EndsWhenAPassFindsAChange)
 TEST_F(Waiting, EndsWhenALaterPassFindsAChange)
 {
     OpenAnnounced();
-    ASSERT_EQ(mEngine.WaitForChange(0, mOut), vexbase::kSuccess);
+    ASSERT_EQ(mEngine.WaitForChange(60000, mOut), vexbase::kSuccess); // the first pass's signal
     Add("Lumen");
     EXPECT_EQ(mEngine.WaitForChange(vexbase::kInfinite, mOut), vexbase::kSuccess);
     EXPECT_EQ(mOut.size(), 2U);
