@@ -7,9 +7,9 @@ programs of the source's folder. No source is changed.
 """
 
 import argparse
+import hashlib
 import json
 import os
-import random
 import re
 import shlex
 import subprocess
@@ -77,6 +77,18 @@ def end_all_of(program):
             pass  # it has ended meanwhile, or it is another user's
 
 
+def in_random_order(faults, seed):
+    """The place of a fault in the order depends only on the seed, its title, its line's text, and
+    the number of faults before it in the list that have the same title and text."""
+    seen = Counter()
+    places = []
+    for fault in faults:
+        seen[fault.title(), fault.text] += 1
+        identity = repr((seed, fault.title(), fault.text, seen[fault.title(), fault.text]))
+        places.append((hashlib.sha256(identity.encode()).digest(), fault))
+    return [fault for _, fault in sorted(places, key=lambda place: place[0])]
+
+
 def ninja(*arguments):
     return subprocess.run(["ninja", "-C", BUILD, *arguments], check=True, text=True,
                           stdout=subprocess.PIPE).stdout
@@ -116,15 +128,21 @@ class Build:
         return [each for each in program.objects() + program.members
                 if str(TOP / file) in self.sources.get(each, ())]
 
+    def product_objects(self, file):
+        """All objects outside the tests that depend on a source."""
+        return [output for output, files in self.sources.items() if output in self.commands
+                and not output.startswith("tests/") and str(TOP / file) in files]
+
     def compile(self, output, overlay, result, optimised=False):
         """Compiles an object again; the file in overlay replaces the usual one."""
         entry = self.commands[output]
         words = shlex.split(entry["command"])
         if "ccache" in words[0]:
             words = words[1:]
-        source = os.path.relpath(entry["file"], TOP)
-        if (overlay / source).exists():
-            words[words.index(entry["file"])] = str(overlay / source)
+        source = overlay / os.path.relpath(entry["file"], TOP)
+        if source.exists():
+            words[words.index(entry["file"])] = str(source)
+        if source.exists() or optimised:
             words = [word for word in words if not re.fullmatch(r"-O\d|-g\d?", word)]
             words += ["-O2" if optimised else "-O0", "-g0", "-frandom-seed=0"]
         words[1:1] = [f"-I{overlay / 'include'}"]
@@ -181,16 +199,16 @@ class Trial:
         return linked
 
     def is_same_code(self):
-        """Whether the source compiles to the same code with and without the fault."""
-        if not self.fault.file.endswith(".cpp"):
-            return False
-        output = next(iter(self.objects))
-        texts = []
-        for overlay in (self.overlay, self.untouched):
-            result = self.folder / "same.o"
-            self.build.compile(output, overlay, result, optimised=True)
-            texts.append(result.read_bytes())
-        return texts[0] == texts[1]
+        """Whether the product compiles to the same code with and without the fault."""
+        outputs = self.build.product_objects(self.fault.file)
+        return outputs != [] and all(
+            self._optimised(each, self.overlay) == self._optimised(each, self.untouched)
+            for each in outputs)
+
+    def _optimised(self, output, overlay):
+        result = self.folder / "optimised.o"
+        self.build.compile(output, overlay, result, optimised=True)
+        return result.read_bytes()
 
 
 class Series:
@@ -226,7 +244,8 @@ class Series:
         return [str(path.relative_to(TOP)) for path in paths if path.suffix in (".cpp", ".h")]
 
     def sample(self):
-        """All faults that some unit test could find, in random order."""
+        """All faults that the chosen unit tests could find, in random order. Changes of the sources
+        hardly change this order."""
         faults, unseen = [], []
         for file, text in self.texts.items():
             found = faults_of(file, text)
@@ -235,9 +254,8 @@ class Series:
             elif found:
                 unseen.append(file)
         if unseen:
-            print("In no unit test, so without planted faults:", *unseen)
-        random.Random(self.options.seed).shuffle(faults)
-        return faults
+            print("In none of the chosen unit tests, so without planted faults:", *unseen)
+        return in_random_order(faults, self.options.seed)
 
     def measure(self, pool):
         """Measures how long the test programs take without a fault, and sorts them: the core's
@@ -310,7 +328,7 @@ def main():
     parser.add_argument("--count", type=int, default=300, help="how many faults (300)")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="how many at a time")
     parser.add_argument("--core", action="store_true",
-                        help="only the protocol core's tests, without namespaces")
+                        help="only the protocol core's tests, which need no root")
     parser.add_argument("parts", nargs="*", default=["src"], metavar="FOLDER-OR-FILE",
                         help="where the faults are planted (src)")
     options = parser.parse_args()

@@ -10,7 +10,7 @@ TOP = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(TOP / "tests/mutation"))
 
 from faults import faults_of  # noqa: E402
-from mutation import run  # noqa: E402
+from mutation import in_random_order, run  # noqa: E402
 from reasons import read_reasons  # noqa: E402
 
 
@@ -54,7 +54,7 @@ def test_each_kind_of_fault_is_planted(text, faults):
     "if (const auto a = F()) {}",
     "return a * b;"])
 def test_declarations_comments_and_templates_are_left_alone(text):
-    # One of these declarations looks like a call, which may be dropped.
+    # One of these declarations looks like a call; the fault ";", which drops it, is accepted.
     assert [fault for fault in planted(text) if fault != ";"] == []
 
 
@@ -75,6 +75,27 @@ def test_every_fault_with_a_reason_can_still_be_planted():
              for fault in faults_of(file, (TOP / file).read_text(encoding="utf-8"))}
     assert set(reasons) - exist == set()
     assert all(reasons.values())
+
+
+def titles_in_random_order(seed, text):
+    return [(fault.title(), fault.text)
+            for fault in in_random_order(faults_of("f.cpp", text), seed)]
+
+
+def test_a_change_of_the_sources_keeps_the_order_of_all_other_faults():
+    text = "".join(f"    int a{number} = {number} + F();\n    a++;\n" for number in range(20))
+    changed = "    int b = 3 - G();\n" + text
+    before = titles_in_random_order(1, text)
+    after = titles_in_random_order(1, changed)
+    assert before != [(fault.title(), fault.text) for fault in faults_of("f.cpp", text)]
+    assert [each for each in after if "b = 3" not in each[1]] == before
+    assert len(after) > len(before)
+
+
+def test_another_seed_is_another_order():
+    text = "".join(f"    int a{number} = {number} + F();\n" for number in range(20))
+    assert sorted(titles_in_random_order(1, text)) == sorted(titles_in_random_order(2, text))
+    assert titles_in_random_order(1, text) != titles_in_random_order(2, text)
 
 
 def test_a_program_is_not_awaited_if_it_left_its_process_group(tmp_path):
