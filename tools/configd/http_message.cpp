@@ -12,6 +12,7 @@
 #include <boost/beast/http/error.hpp>
 #include <charconv>
 #include <cstdint>
+#include <limits>
 
 namespace http = boost::beast::http;
 using boost::beast::error_code;
@@ -119,14 +120,15 @@ class RequestReader::Parser : public http::basic_parser<true>
 public:
     Parser()
     {
-        header_limit(2 * kMaxHeaderBytes); // never reached: Step checks the limit
-        body_limit(kLargestText);
+        header_limit(2 * kMaxHeaderBytes); // never reached
     }
 
-    // Parses more bytes and returns how many were used. Checks the limit of the header here,
-    // because the parser's own check depends on the sizes of the pieces.
+    // Parses more bytes and returns how many were used. This class checks the limits of header and
+    // body, because the parser's own checks depend on the sizes of the pieces: it counts the size
+    // of a chunk each time it reads that size again with more bytes.
     std::size_t Step(std::string_view bytes, error_code &error)
     {
+        body_limit(std::numeric_limits<std::uint64_t>::max());
         const bool inHeader = !is_header_done();
         const std::size_t used = put(boost::asio::const_buffer(bytes.data(), bytes.size()), error);
         const std::size_t unused = error == http::error::need_more ? bytes.size() - used : 0;
@@ -170,19 +172,31 @@ private:
             error = http::error::bad_transfer_encoding;
         }
     }
-    void on_header_impl(error_code &) override
+    void on_header_impl(error_code &error) override
     {
+        LimitBody(content_length().value_or(0), error);
         request->isLocal = mHosts == 1 && mIsLocalHost && !mHasOrigin;
         request->keepAlive = request->isChunkable && keep_alive();
     }
     void on_body_init_impl(const boost::optional<std::uint64_t> &, error_code &) override {}
     std::size_t on_body_impl(View piece, error_code &) override { return Take(piece); }
-    void on_chunk_header_impl(std::uint64_t, View, error_code &) override {}
+    void on_chunk_header_impl(std::uint64_t size, View, error_code &error) override
+    {
+        LimitBody(size, error);
+    }
     std::size_t on_chunk_body_impl(std::uint64_t, View piece, error_code &) override
     {
         return Take(piece);
     }
     void on_finish_impl(error_code &) override {}
+
+    // Refuses to add so many bytes to the body if it would exceed its limit.
+    void LimitBody(std::uint64_t bytes, error_code &error) const
+    {
+        if (bytes > kLargestText - request->body.size()) {
+            error = http::error::body_limit;
+        }
+    }
 
     std::size_t Take(View piece)
     {

@@ -158,6 +158,18 @@ TEST(RequestReader, LimitsTheBodyWithAndWithoutChunks)
               refused);
 }
 
+// The parser reads the size of such a chunk again with each piece that arrives.
+TEST(RequestReader, CountsAChunkOnceWhoseExtensionHasALineEnd)
+{
+    const std::string start = "PUT /a HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n3e8;a=\"\r\n" +
+                              std::string(200, 'a') + '"';
+    for (const std::size_t step : {1U, 7U, 1000U}) {
+        EXPECT_EQ(Read(start + "=\r\n", step),
+                  R"(400 {"error":"malformed HTTP: bad chunk extension"})")
+            << step;
+    }
+}
+
 TEST(RequestReader, ReportsOnceThatTheClientExpects100Continue)
 {
     RequestReader reader;
