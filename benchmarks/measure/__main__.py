@@ -182,7 +182,7 @@ class Bench:
                            footprint.stripped_size(program, scratch) / 1024)
         self.table.add("linked with", " ".join(
             name for name in footprint.needed_libraries(program) if "Qt" in name or "avahi" in name))
-        self.table.add("start-up to the first announcement beyond its pause, s",
+        self.table.add("start to first announcement, without the pause of half a second, s",
                        self.start_up - footprint.START_PAUSE)
 
 
@@ -206,9 +206,10 @@ def add_growth(table, programs):
                       f"under {limit}", limit)
     for name in ["PassWithoutChange", "CopyOfChange", "BrowseDocument"]:
         times = [runs[f"{name}/{size}"]["cpu_time"] / size for size in [10, 100, 1000, 4000]]
-        table.add(f"{name}: ns for an entry of 10, 100, 1000, 4000",
+        table.add(f"{name}: ns per entry, with 10, 100, 1000, 4000 entries",
                   ", ".join(f"{1000 * time:.0f}" for time in times))
-        table.add(f"{name}: an entry of 4000 / of 100", times[3] / times[1], "at most 1.5", 1.5)
+        table.add(f"{name}: time per entry, with 4000 entries / with 100",
+                  times[3] / times[1], "at most 1.5", 1.5)
     peers = runs["MemoryOfPeers/4000/iterations:1"]
     table.add("memory of a known peer / (1.5 times its texts + 1 KiB)",
               peers["taken"] / (1.5 * peers["texts"] + 1024), "at most 1", 1)

@@ -58,7 +58,7 @@ def backlog_cost(peer, subject):
 
 def under_churn(peer, programs, subject, traffic, peers):
     """The figures of answers, and their histogram, while another machine describes `peers`
-    peers again and again: then each tick of the daemon copies its registry."""
+    peers again and again: the daemon then copies its registry about twice a second."""
     churn = traffic.start_describing(subject.node.address, peers)
     output = peer.run(f"{programs}/bench-searcher", subject.node.address,
                       str(SEARCHES_UNDER_CHURN), timeout=600).stdout

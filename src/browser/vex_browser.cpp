@@ -83,8 +83,7 @@ void VEXBrowser::WriteBrowserInfo()
     if (WriteJSONFile(kScratchFile)) {
         static_cast<void>(std::rename(kScratchFile, kBrowseFile));
     }
-    mJSONText.clear();
-    mJSONText.shrink_to_fit();
+    std::string().swap(mJSONText); // an assignment would keep the memory
     vexbase::ReturnFreeMemory();
 }
 

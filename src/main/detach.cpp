@@ -75,20 +75,24 @@ bool CloseRange(unsigned int first, unsigned int last)
     return syscall(SYS_close_range, first, last, 0U) == 0;
 }
 
-// In some containers the limit is a billion, and a loop would take minutes. Therefore each
-// gap between two descriptors to keep is closed by one call.
-void CloseAllExcept(const std::set<int> &keep)
+// Closes each gap between two descriptors to keep by one call: in some containers the limit is a
+// billion, and a loop would take minutes. Returns false if the kernel has no close_range(2).
+bool CloseGaps(const std::set<int> &keep)
 {
     unsigned int first = 0;
     for (const int kept : keep) {
         const auto number = static_cast<unsigned int>(kept);
         if (number > first && !CloseRange(first, number - 1)) {
-            CloseByLoop(keep);
-            return;
+            return false;
         }
         first = number + 1;
     }
-    if (!CloseRange(first, std::numeric_limits<unsigned int>::max())) {
+    return CloseRange(first, std::numeric_limits<unsigned int>::max());
+}
+
+void CloseAllExcept(const std::set<int> &keep)
+{
+    if (!CloseGaps(keep)) {
         CloseByLoop(keep);
     }
 }

@@ -36,9 +36,9 @@ std::optional<std::string> ReadProductFile()
         WriteFault({"*** getProductID: Could not open \"", kProductFile, "\" (errno:", error, ")"});
         return std::string();
     }
-    std::array<char, kMaxProductFileBytes + 1> text{};  // a NUL at its end
+    std::string text(kMaxProductFileBytes, '\0');
     (void)file.Read(text.data(), kMaxProductFileBytes); // the rest stays NUL
-    return std::string(text.data());
+    return text.substr(0, text.find('\0'));
 }
 
 // The product ID from the environment or the product file; empty if neither has one.

@@ -3,7 +3,6 @@
 #include "vexbase/vex_file_descriptor.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <fcntl.h>
 #include <limits>
@@ -23,9 +22,9 @@ std::string SerialNumber::GetFormattedSerialNumber()
     if (file.Descriptor() < 0) {
         return kDefaultSerialNumber;
     }
-    std::array<char, kMaxSerialNumberBytes + 1> text{}; // a NUL at its end
-    const ssize_t length = read(file.Descriptor(), text.data(), kMaxSerialNumberBytes);
-    return length > 0 ? text.data() : kDefaultSerialNumber;
+    std::string text(kMaxSerialNumberBytes, '\0');
+    const ssize_t length = read(file.Descriptor(), text.data(), text.size());
+    return length > 0 ? text.substr(0, text.find('\0')) : kDefaultSerialNumber;
 }
 
 std::uint32_t SerialNumber::GetSerialNumber()

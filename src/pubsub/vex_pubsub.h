@@ -52,9 +52,9 @@ public:
 
     // Removes the device from the network before the process ends: sends the goodbyes,
     // closes the engine, ends the threads of engine and browser, and removes the browse list.
-    // Waits in init and collectIPAddresses end within 50 ms. The main thread does not open the
-    // engine again, but may finish an opening that has begun: call leave again on that thread.
-    // Any thread may call it, more than once.
+    // A wait of init or collectIPAddresses that is in progress ends within 50 ms. The main
+    // thread does not open the engine again, but may finish an opening that has begun: call
+    // leave again on that thread. Any thread may call it, more than once.
     void leave();
 
     // Sets addrs to the addresses of the interface "net0", with the interface's name as the

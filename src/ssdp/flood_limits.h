@@ -2,6 +2,7 @@
 
 #include "ssdp/ssdp_environment.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -29,7 +30,7 @@ public:
         mLastMs = nowMs;
         if (static_cast<std::int32_t>(passedMs) > 0) {
             const std::uint64_t more = mPartsPerMs * passedMs;
-            mLeft = mBurst - mLeft > more ? mLeft + more : mBurst;
+            mLeft += std::min(more, mBurst - mLeft);
         }
     }
 

@@ -123,10 +123,10 @@ void KnownAlives::Limit(std::size_t most)
 // Walks over the slots: each entry has its turn. REQUIRES: mCount > 0.
 void KnownAlives::ForgetNext()
 {
-    while (mSlots[mNext].alive == nullptr) {
-        mNext = SlotOf(mNext, 1);
-    }
-    mSlots[mNext].alive.reset(); // the hash stays: Find must look at the slots after it
+    do {
+        mForgotten = SlotOf(mForgotten, 1);
+    } while (mSlots[mForgotten].alive == nullptr);
+    mSlots[mForgotten].alive.reset(); // the hash stays: Find must look at the slots after it
     --mCount;
 }
 
@@ -134,7 +134,6 @@ void KnownAlives::Resize(std::size_t slots)
 {
     std::vector<Slot> old = std::exchange(mSlots, std::vector<Slot>(slots));
     mCount = 0;
-    mNext = 0;
     for (Slot &slot : old) {
         if (slot.alive != nullptr) {
             Put(std::move(slot));

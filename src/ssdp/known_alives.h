@@ -12,6 +12,14 @@
 
 namespace ssdp {
 
+// How many announcements to keep for that many known devices. A few more than there are devices:
+// a device that returns, or changes its announcement, takes no place from the others.
+[[nodiscard]] constexpr std::size_t MostKnownAlives(std::size_t devices)
+{
+    constexpr std::size_t kSpare = 16;
+    return devices + devices / 8 + kSpare;
+}
+
 // KnownAlives keeps the bytes and the headers of announcements (ssdp:alive). A device repeats
 // the same bytes at least every 24 s, and two thirds of the work for them would be to read their
 // headers again. The bytes are compared, so Find returns what formats::ScanHeaders would, except
@@ -70,8 +78,8 @@ private:
     void Resize(std::size_t slots);
 
     std::size_t mCount = 0;
-    std::size_t mNext = 0;    // the slot at which the search for one to forget begins
-    std::vector<Slot> mSlots; // their number is a power of two
+    std::size_t mForgotten = 0; // the search for the next one to forget begins after this slot
+    std::vector<Slot> mSlots;   // their number is a power of two
 };
 
 } // namespace ssdp

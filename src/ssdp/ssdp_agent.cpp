@@ -120,20 +120,11 @@ void SSDPAgent::HandleNotify(std::string_view datagram, const sockaddr_in &sende
     if (headers.kind == NTSKind::Alive) {
         const bool known = mRegistry.UpdateDevice(header, headers.maxAge);
         if (known && kept == nullptr) {
-            mKnownAlives.Keep(datagram, headers, MostKnownAlives());
+            mKnownAlives.Keep(datagram, headers, MostKnownAlives(NodeList().size()));
         }
     } else if (headers.kind == NTSKind::Byebye) {
         mRegistry.RemoveDevice(header);
     }
-}
-
-// More than there are known devices: a device that returns, or changes its announcement, takes
-// no place from the others.
-std::size_t SSDPAgent::MostKnownAlives() const
-{
-    constexpr std::size_t kSpare = 16;
-    const std::size_t devices = NodeList().size();
-    return devices + devices / 8 + kSpare;
 }
 
 void SSDPAgent::SendMSEARCHRequest(std::string_view searchTarget)
@@ -232,7 +223,7 @@ void SSDPAgent::UpdateContainers(std::uint32_t elapsedMs)
     constexpr std::uint32_t kLongest = std::numeric_limits<std::int32_t>::max();
     if (IsOpen()) {
         mRegistry.UpdateContainers(static_cast<std::int32_t>(std::min(elapsedMs, kLongest)));
-        mKnownAlives.Limit(MostKnownAlives());
+        mKnownAlives.Limit(MostKnownAlives(NodeList().size()));
     }
 }
 

@@ -81,7 +81,6 @@ public:
 
 private:
     void HandleNotify(std::string_view datagram, const sockaddr_in &sender);
-    [[nodiscard]] std::size_t MostKnownAlives() const;
     void SendMSEARCHRequest(std::string_view searchTarget);
     void ProcessMSEARCHRequest(std::string_view searchTarget, const sockaddr_in &requester,
                                std::uint32_t nowMs);

@@ -69,6 +69,8 @@ public:
 
     // Milliseconds from the start of the tick to the last reading.
     [[nodiscard]] std::uint32_t ElapsedMs() const { return mElapsedMs; }
+    // Whether the interval has passed at the last reading.
+    [[nodiscard]] bool IsOver(std::uint32_t intervalMs) const { return mElapsedMs >= intervalMs; }
 
 private:
     std::uint32_t mStartMs = 0;

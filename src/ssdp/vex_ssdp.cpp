@@ -140,8 +140,7 @@ void VEX_SSDP::Close(Goodbye goodbye)
 }
 
 // After Leave the core ignores datagrams and ticks: nothing is sent after the goodbyes.
-// Shutdown wakes the blocked reader (close alone does not, in Linux), and the thread
-// then sees that it must stop.
+// Shutdown wakes the blocked reader, and the thread then sees that it must stop.
 void VEX_SSDP::CloseLocked(Goodbye goodbye)
 {
     {

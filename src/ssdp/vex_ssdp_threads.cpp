@@ -48,7 +48,7 @@ std::uint32_t VEX_SSDP::StartAgent()
 bool VEX_SSDP::ReceiveUntilTick(ssdp::TickClock &clock, std::uint32_t intervalMs,
                                 vexbase::DatagramBatch &batch)
 {
-    while (clock.ElapsedMs() < intervalMs) {
+    while (!clock.IsOver(intervalMs)) {
         if (mThread.Terminate()) {
             return false;
         }

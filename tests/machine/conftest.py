@@ -75,7 +75,7 @@ def add_machine(lab, request):
 
 @pytest.fixture(scope="module")
 def peer(lab):
-    """A machine without a daemon on the network."""
+    """A node of the lab's network without daemons, for the tests' own sockets. Not emulated."""
     return lab.add_peer()
 
 

@@ -10,7 +10,7 @@ from lab import DeviceSpec, wait_until
 from lab.device import BROWSE_LIST
 from lab.machine import BUSYBOX
 
-LIMIT = 300  # seconds; alone on two processors, all have found each other after 50
+LIMIT = 300  # seconds; an idle computer with two processors needs 50
 
 
 @pytest.fixture(scope="module")
@@ -74,9 +74,9 @@ def test_a_step_of_the_clock_from_1970_to_now_removes_nobody(lab, everybody, wir
     assert machine.run("date", "+%Y").stdout == "1970\n"
     since = wire.mark()
     machine.run("date", "-s", f"@{int(time.time())}")
-    # The lists contain a later device, so they were written after the step. A new name of a
-    # listed device would not show this: a document that the device sent before it was renamed
-    # may arrive last (docs/scale.md).
+    # The lists contain a later device, so they were written after the step. The test does not wait
+    # for a new name of a listed device: a list may keep the former name for 15 minutes
+    # (docs/scale.md, "A former name stays").
     later = lab.add_device("studio-c")
     later.start_beacond()
     wait_for_lists(everybody, expected.browse_json(*everybody, later))

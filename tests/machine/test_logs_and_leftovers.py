@@ -67,7 +67,8 @@ def test_a_failure_names_the_logs_which_stay(tmp_path):
     file = tmp_path / "test_failing.py"
     file.write_text(FAILING, encoding="ascii")
     result = subprocess.run(
-        # The root folder must not contain conftest.py, or its fixtures would be for its folder only.
+        # With a root folder above this one, only tests in this folder would get conftest.py's
+        # fixtures.
         [sys.executable, "-B", "-m", "pytest", "--rootdir", tmp_path, "-p", "no:cacheprovider",
          "-p", "conftest", file],
         env={"PYTHONPATH": str(HERE), "PATH": "/usr/sbin:/usr/bin"}, stdout=subprocess.PIPE,

@@ -104,9 +104,9 @@ def test_a_step_of_the_clock_from_1970_to_now_removes_nobody(lab, machine, other
     assert machine.run("date", "+%Y").stdout == "1970\n"
     since = wire.mark()
     machine.run("date", "-s", f"@{int(time.time())}")
-    # The lists contain a later device, so they were written after the step. A new name of a
-    # listed device would not show this: a document that the device sent before it was renamed
-    # may arrive last (docs/scale.md).
+    # The lists contain a later device, so they were written after the step. The test does not wait
+    # for a new name of a listed device: a list may keep the former name for 15 minutes
+    # (docs/scale.md, "A former name stays").
     later = lab.add_device("studio-c", address="192.0.2.30", product="talonmx")
     later.start_beacond()
     wait_for_lists([machine, other], [machine, other, later])

@@ -1,4 +1,4 @@
-"""A virtual machine on the lab's network, with its own Debian."""
+"""A machine on the lab's network: namespaces with their own Debian, on the host's kernel."""
 
 import subprocess
 import tempfile

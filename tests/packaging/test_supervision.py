@@ -62,7 +62,7 @@ def installed(machine, installing):
     machine.start("initctl", ["cat", "/run/initctl"])
     machine.prepare("sysvinit-core", "busybox")
     machine.run("ln", "-s", "/bin/busybox", "/sbin/syslogd")
-    machine.path("/run/runlevel").write_text("2")  # init writes this at the end of booting
+    machine.path("/run/runlevel").write_text("2")  # as sysvinit's init does
     machine.path("/etc/product_id").write_text("lumenplus\n")
     machine.path("/etc/inittab").write_text(inittab(ours=False))
     machine.boot_busybox()

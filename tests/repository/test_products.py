@@ -1,4 +1,5 @@
-"""Each product has all its places, and the check finds each one that is missing."""
+"""Each product is named in all sources, tests and documents that must name it, and the check
+reports each that does not."""
 
 import shutil
 from pathlib import Path
@@ -40,7 +41,7 @@ STEPS = [
 ]
 
 
-def test_every_product_has_all_its_places():
+def test_every_product_is_named_everywhere():
     assert list(missing(TOP)) == []
 
 

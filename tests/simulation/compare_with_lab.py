@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Starts 20 real devices in the lab, one each second, and 20 simulated ones at the same times
-with the same random numbers. Compares the times until they list each other, and the datagrams
-that they send. Repeats this, since some milliseconds decide which device ends its tick first.
+"""Starts the real daemon on 20 devices of the lab, one each second, and 20 simulated devices at
+the same times with the same random numbers. Compares the times until they list each other, and
+the datagrams that they send. Repeats this, since some milliseconds decide which device ends its
+tick first.
 
     tests/simulation/compare_with_lab.py [PROGRAMS]    needs root, build/dev/bin (or the folder
                                                        named) and build/simulate

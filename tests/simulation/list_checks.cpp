@@ -8,8 +8,8 @@
 namespace simulation {
 namespace {
 
-// An entry may expire after its device was disconnected or stalled. Until the device's next
-// announcement, the entry counts as not listed yet.
+// An entry may expire because its device was disconnected or stalled, and returns with the
+// device's next announcement. An entry that is missing within this time is not a lapse.
 constexpr Micros kSettlingTime = 40 * kSecond;
 // A document that arrives after the goodbye of its device may list the device for 240 s.
 constexpr Micros kDocumentLives = 250 * kSecond;
@@ -106,8 +106,8 @@ void ListChecks::NoteDocument(const Machine &receiver, const Datagram &document,
     }
 }
 
-// Devices that can be proxied are not wanted in any list: only devices that search after
-// their publication list them.
+// A device that can be proxied may be missing from lists: only devices that send a search after
+// its publication list it.
 void ListChecks::CollectPublished()
 {
     mPublished.clear();

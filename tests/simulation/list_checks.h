@@ -15,8 +15,9 @@
 
 namespace simulation {
 
-// ListChecks checks the list of every open machine that is not light, at each virtual second. It
-// compares a list with the published devices again only if one of the two may have changed.
+// ListChecks checks the list of every open machine at each virtual second, except for light
+// machines, which keep none (see Machine). It compares a list with the published devices again
+// only if one of the two may have changed.
 class ListChecks
 {
 public:
@@ -28,9 +29,10 @@ public:
     // A machine is disconnected or stalled: its list is not checked, nor whether other lists are
     // right about it.
     void Disturb(std::uint32_t machine) { mSettled[machine] = kNever; }
-    // The machine has just changed or is connected again: its waits begin.
+    // The machine has just changed or is connected again: the time begins within which its list,
+    // and the other lists about it, must become right.
     void Settle(std::uint32_t machine, Micros now);
-    // A disturbance of all lists has ended: the waits of all machines begin.
+    // A disturbance of all lists has ended: the same time begins for all machines.
     void SettleAll(Micros now) { mSettledAll = now; }
     // Forged goodbyes have removed services from their own devices' lists. They may be
     // missing there until they are published again.
@@ -47,8 +49,8 @@ public:
 
     void EverySecond(Micros now);
 
-    // The number of entries that the lists of open machines should have, without light machines,
-    // and how many of these entries are right.
+    // The number of entries that all checked lists together should have, entries about light
+    // machines included; and how many of these entries are right.
     [[nodiscard]] std::uint64_t Wanted() const { return mWanted; }
     [[nodiscard]] std::uint64_t Right() const { return mRight; }
     // How often the right entry of a published device was lost or became wrong, although both

@@ -149,7 +149,7 @@ void Machine::NoteSize()
 void Machine::CheckTick(Micros now)
 {
     mClock.Update(ClockMs(now), mAgent->PollIntervalMs());
-    if (mClock.ElapsedMs() >= mAgent->PollIntervalMs()) {
+    if (mClock.IsOver(mAgent->PollIntervalMs())) {
         Tick(now);
     }
 }

@@ -93,7 +93,7 @@ TEST_F(ReceiveLoop, HandlesTogetherWhatArrivesWhileTheThreadWakesUp)
     EXPECT_EQ(mNotes.batches, std::vector<Micros>{1100});
 }
 
-TEST_F(ReceiveLoop, HandlesAtOnceWhatArrivesWhileTheThreadIsBusy)
+TEST_F(ReceiveLoop, HandlesWithoutAWakeUpWhatArrivesWhileTheThreadIsBusy)
 {
     Search(1000);
     Search(1105);

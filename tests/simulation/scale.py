@@ -31,8 +31,9 @@ RUNS = {
     **{f"2000 {link}": (2000, link, 800, 900) for link in LINKS if link != "wired"},
     "4000 wired": (4000, "wired", 200, 300),
 }
-# A run of 4,000 whole devices needs more than 30 GB of memory, a wireless one of 2,000 many hours.
-# The latter ends before the first device is asked again, which light devices do not simulate.
+# 4,000 whole devices need more than 30 GB of memory, and 2,000 wireless ones need many hours, so
+# these runs have light devices. Light devices do not simulate that a peer is asked for its document
+# again. Therefore the wireless runs end at 900 s, before that begins.
 LIGHT = ("2000 wifi", "2000 wifi, 10 % loss", "4000 wired")
 SEEDS = range(1, 7)
 # kDescriptionMaxAgeSeconds and kRefreshPauseMs of src/ssdp/ssdp_tunables.h, in seconds.
@@ -58,8 +59,8 @@ def play(name, text, *options):
 
 def start_scenario(name):
     """All devices but one start in the same second, the last one starts later. They have receive
-    buffers of the size that the package sets. No device is a ZR1, because only devices that search
-    after its start list it."""
+    buffers of the size that the package sets. No device is a ZR1, because a device lists a ZR1
+    only if it searches after the ZR1 has started."""
     count, link, newcomer, end = RUNS[name]
     light = "Only the last 2 devices keep a list.\n" if name in LIGHT else ""
     return (f"There are {count + 1} devices.\n{light}There is no ZR1.\n{LINKS[link]}"

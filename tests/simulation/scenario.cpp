@@ -57,7 +57,7 @@ constexpr std::array<ExpectationForm, 8> kExpectationForms{{
     {"every list is complete and correct # s after the last change", &Expectations::complete},
     {"every list is complete except for former names # s after the last change",
      &Expectations::listed},
-    {"a device that stays is missing for at most # s", &Expectations::missing},
+    {"a running device is missing from a list for at most # s", &Expectations::missing},
     {"a goodbye removes the device from every list within # s", &Expectations::goodbye},
     {"a silent device is removed within # s", &Expectations::silent},
     {"own services are announced at least every # s", &Expectations::announce},

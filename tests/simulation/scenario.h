@@ -15,15 +15,15 @@ struct Choice
 {
     enum class Kind : std::uint8_t { All, Range, Some, Killed };
     Kind kind = Kind::All;
-    // Range: the numbers, from 1. Some: `first` is how many, drawn among those that are on (to
-    // start: off).
+    // Range: the numbers, from 1. Some: `first` is the number of machines. They are drawn among
+    // those that are on; for Start and StartPublished, among those that are off.
     std::uint32_t first = 0;
     std::uint32_t last = 0;
 };
 
 enum class Verb : std::uint8_t {
     Start,
-    StartPublished, // the publication takes effect before the engine's thread starts
+    StartPublished, // published before the engine's thread starts: takes effect at its start
     Kill,
     Rename,
     Move,
@@ -58,7 +58,7 @@ struct Expectations
     Micros silent = 0;   // the same for a device that leaves without a goodbye
     Micros announce = 0; // the longest time between two announcements of a device
     Micros quiet = 0;    // the time at the end in which no request and no document is sent
-    Micros memory = 0;   // from this time to the end, the memory grows by at most 2 % and 200 kB
+    Micros memory = 0;   // from this time to the end, the memory grows by at most 2 % + 200 kB
 };
 
 struct Scenario
@@ -66,13 +66,14 @@ struct Scenario
     std::string name;
     std::uint32_t devices = 0;
     LinkSettings link;
-    bool ownSeeds = false;        // each device has its own seed of random(), not the time
+    bool ownSeeds = false;        // a device's seed of random() is the time and its own offset
     std::uint32_t time = 0;       // the result of time() at the start; 0: a random one
     std::uint32_t processors = 0; // that all machines share; 0: each has its own
-    std::uint32_t whole = 0;      // how many keep lists: the last ones; 0: all, none is light
-    std::uint32_t wrapping = 0;   // the number of machines whose clocks wrap in the scenario
-    bool largeBuffers = false;    // receive buffers of the size that the package sets
-    bool withoutZR1 = false;      // no device is a ZR1 (only devices that search later list it)
+    // The number of machines that are not light (see Machine): the last ones; 0: all.
+    std::uint32_t whole = 0;
+    std::uint32_t wrapping = 0; // the number of machines whose clocks wrap in the scenario
+    bool largeBuffers = false;  // receive buffers of the size that the package sets
+    bool withoutZR1 = false;    // no device is a ZR1
     Micros end = 0;
     std::vector<Act> acts;
     Expectations expects;

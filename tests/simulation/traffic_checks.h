@@ -24,14 +24,14 @@ public:
     {
     }
 
-    // A core starts, with full budgets.
+    // The engine starts or opens again. From now on, a full burst of each budget is allowed.
     void NoteStart(const Machine &machine, Micros now);
     void NoteReceived(const Machine &machine, const Datagram &datagram);
     // peer is the number of the receiving machine; kNoMachine for several machines or none.
     void NoteSent(const Machine &machine, const Datagram &datagram, std::uint32_t peer, Micros at);
     // A reply leaves the diagnostic port.
     void NoteReply(const Machine &machine, const Datagram &datagram, Micros at);
-    // The device announces its service from now on, or no longer.
+    // The device has announced its service, and must do so again in time; or it has withdrawn it.
     void NoteAnnounced(const Machine &machine, Micros now);
     void NoteWithdrawn(const Machine &machine) { mMachines[machine.Number()].announcedAt = kNone; }
     // A machine's thread stalls, or continues.

@@ -2,8 +2,8 @@
 
 #include "formats/ssdp_protocol.h"
 #include "product/product_id.h"
-#include "simulation/live_memory.h"
 #include "ssdp/ssdp_tunables.h"
+#include "support/live_memory.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -308,7 +308,7 @@ void World::EndSecond()
     mFigures.seconds.push_back(mSecond);
     mSecond = SecondFigures();
     if (mNow == mScenario.expects.memory) {
-        mMemory = LiveMemory();
+        mMemory = test::LiveMemory();
     }
     mQueue.Add(mNow + kSecond, EventKind::Second);
 }
@@ -323,7 +323,7 @@ void World::EndScenario()
         mViolations.Add(mNow, {},
                         "documents were still sent at " + TimeText(mTraffic.LastExchange()));
     }
-    const std::int64_t grown = LiveMemory() - mMemory;
+    const std::int64_t grown = test::LiveMemory() - mMemory;
     if (expects.memory != 0 && grown > mMemory / 50 + kOwnGrowth) {
         mViolations.Add(mNow, {},
                         "the memory has grown by " + std::to_string(grown) + " bytes, from " +

@@ -283,7 +283,7 @@ void World::ChangeMachine(Step step, Machine &machine)
     }
 }
 
-// The coordinator adds the silent device repeatedly.
+// The machine adds a silent ZR1 on behalf of others, again every 20 s.
 void World::AddSilent(Machine &machine)
 {
     const std::uint32_t number = machine.Number();

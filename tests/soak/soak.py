@@ -50,19 +50,18 @@ def wait_until_listed(device, neighbours):
 def soak(device, neighbours, minutes):
     """Runs for the given minutes; returns the faults found."""
     start = time.monotonic()
-    settled = min(SETTLED, minutes / 2)
-    first = None
+    settled = min(SETTLED, (minutes + 1) // 2)
     for minute in range(1, minutes + 1):
         neighbours.run(60)
         if device.beacond.status is not None:
             return [f"beacond ended\n{device.beacond.explain()}"]
         now = Reading(device.beacond)
         say(start, f"{now}; {len(listed(device))} listed, {len(neighbours.present())} present")
-        if first is None and minute >= settled:
+        if minute == settled:
             first = now
     correct = wait_until_listed(device, neighbours)
     last = Reading(device.beacond)
-    print(f"after {settled:.0f} min: {first}\nat the end: {last}")
+    print(f"after {settled} min: {first}\nat the end: {last}")
     print(", ".join(f"{count} {what}" for what, count in neighbours.counts.items()))
     faults = {
         f"more than {MEMORY_SLACK // 1024} kB of memory gained":

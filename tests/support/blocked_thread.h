@@ -16,7 +16,6 @@ inline void AwaitBlocked(pid_t threadId)
     while (state != "S") {
         std::this_thread::yield();
         // An emulator replaces /proc/self/stat, but not this file.
-        // An emulator replaces /proc/self/stat, but not this file.
         std::ifstream status("/proc/self/task/" + std::to_string(threadId) + "/stat");
         std::string number;
         std::string name; // in brackets; the names of test threads have no spaces

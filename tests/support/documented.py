@@ -1,7 +1,8 @@
 """The blocks of commands, configuration and output in the documents.
 
 Tests that run a block get its text from the document, by `block`. Therefore
-tests/repository/test_blocks.py finds the blocks that no test runs.
+tests/repository/test_blocks.py finds the blocks of README.md and docs/operations.md that no
+test runs.
 """
 
 import re

@@ -8,10 +8,11 @@
 
 namespace beaconctl {
 
-// MonitorSource receives the SSDP traffic of the interface net0. If there is no net0, a UDP
-// socket receives the multicast of the default route's interface, and a packet socket receives
-// the packets of every interface except the loopback. The UDP socket also receives the multicast
-// of interfaces on which another program has joined the group (IP_MULTICAST_ALL in ip(7)).
+// MonitorSource receives the SSDP traffic of the interface net0, through a packet socket or, if
+// the system refuses that, through a UDP socket. If there is no net0, the packet socket receives
+// the packets of every interface except the loopback, and the UDP socket the multicast of the
+// default route's interface. The UDP socket also receives the multicast of interfaces on which
+// another program has joined the group (IP_MULTICAST_ALL in ip(7)).
 //
 // It takes no datagram away from another program of this host. Of several sockets that are
 // bound to the port alone, only the last receives unicast; so the UDP socket is bound to the

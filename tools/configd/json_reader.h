@@ -33,7 +33,7 @@ struct JsonValue
 // the first element. An object or array is passed before its members. After the members
 // of an object, ObjectEnd is passed. Returns a fault to refuse the value, which ends the
 // reading, or nothing to continue.
-// REQUIRES: it refuses numbers, and objects and arrays below a certain depth.
+// REQUIRES: it refuses numbers, and objects and arrays that are nested deeper than some limit.
 using TakeJson =
     std::function<std::optional<Fault>(const std::string &path, const JsonValue &value)>;
 

@@ -59,7 +59,7 @@ class Node:
             raise RuntimeError(f"{self.name}: no \"{word}\", status {status}, said {line!r}")
 
     def begin_setup(self):
-        """Lets the script continue; the node's cable is plugged in now."""
+        """Lets the script continue. Call it when the node is connected to the switch."""
         self._holder.stdin.write("go\n")
 
     def finish_setup(self):

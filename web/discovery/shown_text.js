@@ -4,7 +4,8 @@
 // Longer than any real name. Much longer texts would slow down a page of 2000 devices.
 export const kLongestText = 200;
 
-// Characters that are invisible or reorder the text around them, and lone surrogates.
+// Control characters, line ends, characters that reorder the text around them, some invisible
+// ones, and lone surrogates.
 const kUnsafe =
     /[\p{Cc}\p{Cs}\p{Bidi_Control}\u2028\u2029\ufeff\ufff9-\ufffb\u{e0000}-\u{e007f}]/gu;
 const kBlank = /^[\s\p{Default_Ignorable_Code_Point}\u2800]*$/u;

@@ -21,7 +21,7 @@ constexpr std::uint16_t kPort = 1900;
 constexpr int kGenerousMs = 60000;
 constexpr uid_t kNobody = 65534;
 
-// Sends a text from this host, through net0.
+// Sends a text from this host. Multicast leaves through net0 if there is one.
 void Send(const std::string &text, const char *address)
 {
     Question question;

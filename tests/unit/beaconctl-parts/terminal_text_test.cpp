@@ -14,7 +14,7 @@ TEST(SafeText, KeepsPrintableUtf8)
 {
     EXPECT_EQ(SafeText("studio-a \"1\" \xc3\xa9 \xe6\x97\xa5 \xf0\x9f\x8e\xa5"),
               "studio-a \"1\" \xc3\xa9 \xe6\x97\xa5 \xf0\x9f\x8e\xa5");
-    EXPECT_EQ(SafeText("\xef\xbf\xbd"), "\xef\xbf\xbd"); // sent as U+FFFD
+    EXPECT_EQ(SafeText("\xef\xbf\xbd"), "\xef\xbf\xbd"); // U+FFFD itself
 }
 
 TEST(SafeText, EscapesCharactersThatActOnATerminal)

@@ -1,6 +1,7 @@
 #include "browser/vex_browser.h"
 #include "formats/browse_document.h"
 #include "scripted_engine.h"
+#include "support/allocated.h"
 #include "support/capture.h"
 #include "watched_folder.h"
 
@@ -125,6 +126,17 @@ TEST_F(Browser, FreesAListWhenItIsWritten)
 {
     StartWithAWrite();
     EXPECT_EQ(ComposeBrowseDocument(mEngine.Passed()), "[]");
+}
+
+TEST_F(Browser, FreesTheTextWhenItIsWritten)
+{
+    constexpr std::size_t kLength = 1000000;
+    StartWithAWrite();
+    const std::size_t before = test::Allocated();
+    mEngine.Change(List(std::string(kLength, 'a')));
+    mEngine.TimeOut(10);
+    ASSERT_GT(Published().size(), kLength);
+    EXPECT_LT(test::Allocated(), before + kLength / 2);
 }
 
 TEST_F(Browser, WritesTheFirstListOnlyAtTheEleventhCycle)

@@ -82,7 +82,7 @@ TEST(ReadDescription, AnyOtherMissingElementIsAnEmptyField)
     EXPECT_EQ(AllFields(*device), AllFields(expected));
 }
 
-TEST(ReadDescription, AValueExtendsFromTheFirstOccurrenceOfTheNameToTheNextClosingTag)
+TEST(ReadDescription, AValueExtendsFromTheFirstOccurrenceOfTheNameToItsNextClosingTag)
 {
     // The reader searches for the bare name, without "<" and ">", and skips the byte after it.
     const auto device = ReadDescription("friendlyName:a</b></friendlyName UDN uuid:x-y-z</UDN");

@@ -24,11 +24,12 @@ constexpr const char *kDocument = "/var/www/html/corvia_12_upnp_ssdp_1.xml";
 class Coordinator
 {
 public:
-    // system is the first value of the system's settings.
-    explicit Coordinator(const std::string &system = R"({"hostName":"alpha","ssdpEnable":true})")
+    // system is the first value of the system's settings, product the device's product ID.
+    explicit Coordinator(const std::string &system = R"({"hostName":"alpha","ssdpEnable":true})",
+                         const char *product = "corvia12")
         : mService(system, "[" + Device("Complete", true, kOwnAddress) + "]")
     {
-        qputenv("PRODUCT_ID", "corvia12");
+        qputenv("PRODUCT_ID", product);
         mPeer.JoinMulticast();
         mPubSub = std::make_unique<VEXPubSub>();
         for (const char *signal :

@@ -32,6 +32,17 @@ protected:
         return QCoreApplication::exec();
     }
 
+    // The same without input: ends the connection of the switch, and writes whether there was one.
+    static int Disconnect()
+    {
+        test::Coordinator device;
+        device.PubSub().init(Mdns::getInstance());
+        const bool connected = QObject::disconnect(&device.PubSub(), SIGNAL(enableHost(bool)),
+                                                   Mdns::getInstance(), SLOT(enableHost(bool)));
+        std::cout << (connected ? "was connected\n" : "no connection\n");
+        return 0;
+    }
+
     static test::LiveChild Start(const std::string &system)
     {
         return s_device->Start([system] { return Run(system); });
@@ -71,6 +82,14 @@ TEST_F(Init, PublishesBySsdpAndDnsSdAndSignalsNameAndSwitch)
     EXPECT_TRUE(daemon.WaitForErr("name changed\n" + named("beta")));
     EXPECT_TRUE(observer.WaitForOut(seen("beta")));
     EXPECT_EQ(end(daemon), 0);
+}
+
+// Mdns does nothing with the switch.
+TEST_F(Init, ConnectsTheSwitchToMdns)
+{
+    test::LiveChild daemon = s_device->Start(Disconnect);
+    EXPECT_TRUE(daemon.WaitForOut("was connected\n"));
+    EXPECT_EQ(daemon.WaitForEnd(), 0);
 }
 
 // Deliberate: if SSDP is off at the start, changes of name and address are still announced,

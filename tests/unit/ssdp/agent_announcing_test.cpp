@@ -107,6 +107,15 @@ TEST_F(AgentAnnouncing, RepeatsAnnouncementWhenThePeriodWouldEndBeforeTheNextTic
     }
 }
 
+// The period is 20 s. The service is announced when another tick like the last one would end it.
+TEST_F(AgentAnnouncing, NoTimeOfThePeriodPassesInTheFirstPass)
+{
+    OpenAnnounced();
+    EXPECT_EQ(Tick(1), Datagrams{});
+    EXPECT_EQ(Tick(9999), Datagrams{});
+    EXPECT_EQ(Tick(9999), Datagrams{ToGroup(Alive(kCorvia, kCorviaFile))});
+}
+
 TEST_F(AgentAnnouncing, DrawsThePeriodFrom15To24SecondsForEachDocument)
 {
     Open();

@@ -28,6 +28,13 @@ protected:
         return device;
     }
 
+    // The bytes that the registry counts for a device.
+    static std::size_t BytesOf(const SSDPDeviceType &device)
+    {
+        return formats::SizeOfBrowseObject(device) + 2 * device.usn.size() +
+               device.modelNumber.size() + device.maxAge.size();
+    }
+
     // The registry receives a device's description. Returns the lines that it reports.
     Calls Enter(int number)
     {
@@ -54,6 +61,14 @@ protected:
             ASSERT_EQ(Enter(number), Calls{});
         }
         TakeChange();
+    }
+
+    // The registry receives the descriptions of as many devices as it may have.
+    void EnterAll()
+    {
+        for (int number = 0; number < kBound; ++number) {
+            Enter(number);
+        }
     }
 
     // The size of the browse document. Checks that it is within its bound.
@@ -114,6 +129,17 @@ TEST_F(RegistryBounds, ConfirmedEntryStaysConfirmedAfterANewDescription)
     }
     EXPECT_NE(Node(USN(0)), nullptr);
     EXPECT_EQ(registry.NodeList().size(), 4096U);
+}
+
+TEST_F(RegistryBounds, AnnouncementOfAZR1ConfirmsItsEntry)
+{
+    registry.EnterDescription(Described(Silent()));
+    EnterAll();
+    EXPECT_EQ(Node(Silent().usn), nullptr); // it was the oldest unconfirmed entry
+    registry.EnterDescription(Described(Silent()));
+    Alive(Silent().usn);
+    EnterAll();
+    EXPECT_NE(Node(Silent().usn), nullptr);
 }
 
 TEST_F(RegistryBounds, AddedServicesAreNeverReplaced)
@@ -297,6 +323,29 @@ TEST_F(RegistryBounds, DescriptionLargerThanTheBoundRemovesNothing)
     EXPECT_EQ(Node(USN(1))->modelDescription.size(), 100U);
 }
 
+TEST_F(RegistryBounds, DescriptionMayFillTheBoundToItsLastByte)
+{
+    const std::size_t rest = ssdp::kMaxKnownBytes - BytesOf(LargeDevice(1, 0));
+    registry.EnterDescription(LargeDevice(1, rest + 1));
+    EXPECT_EQ(Node(USN(1)), nullptr);
+    registry.EnterDescription(LargeDevice(1, rest));
+    EXPECT_NE(Node(USN(1)), nullptr);
+}
+
+TEST_F(RegistryBounds, FullListIsReportedAgainAfterLessThanHalfOfTheBytesAreUsed)
+{
+    const std::size_t half = ssdp::kMaxKnownBytes / 2 - BytesOf(LargeDevice(1, 0));
+    const SSDPDeviceType tooLarge = LargeDevice(2, ssdp::kMaxKnownBytes);
+    registry.EnterDescription(LargeDevice(1, half));
+    registry.EnterDescription(tooLarge);
+    EXPECT_THAT(environment.TakeFaults(), ElementsAre(kLine));
+    registry.EnterDescription(tooLarge);
+    EXPECT_EQ(environment.TakeFaults(), Calls{});
+    registry.EnterDescription(LargeDevice(1, half - 1));
+    registry.EnterDescription(tooLarge);
+    EXPECT_THAT(environment.TakeFaults(), ElementsAre(kLine));
+}
+
 TEST_F(RegistryBounds, RefusedDescriptionRemovesNoUnconfirmedEntry)
 {
     registry.EnterDescription(LargeDevice(1, ssdp::kMaxKnownBytes - 10000));
@@ -312,6 +361,16 @@ TEST_F(RegistryBounds, RefusedDescriptionRemovesNoUnconfirmedEntry)
     EXPECT_FALSE(registry.Changed());
 }
 
+TEST_F(RegistryBounds, DeviceCountsWithItsLastDescriptionOnly)
+{
+    for (int repeat = 0; repeat < 10; ++repeat) {
+        registry.EnterDescription(LargeDevice(1, ssdp::kMaxKnownBytes / 8));
+    }
+    EXPECT_EQ(environment.TakeFaults(), Calls{});
+    EXPECT_EQ(Enter(2), Calls{});
+    EXPECT_NE(Node(USN(2)), nullptr);
+}
+
 TEST_F(RegistryBounds, ByebyeMakesRoomAtOnce)
 {
     registry.EnterDescription(LargeDevice(1, ssdp::kMaxKnownBytes - 1000));
@@ -320,6 +379,29 @@ TEST_F(RegistryBounds, ByebyeMakesRoomAtOnce)
     registry.EnterDescription(LargeDevice(2, ssdp::kMaxKnownBytes - 1000));
     EXPECT_EQ(environment.TakeFaults(), Calls{});
     EXPECT_NE(Node(USN(2)), nullptr);
+}
+
+TEST_F(RegistryBounds, ServiceCountsWithTheEscapesOfItsName)
+{
+    SSDPDeviceType service = Silent();
+    service.hostName.assign(ssdp::kMaxKnownBytes / 8, '\x01'); // six bytes each
+    AddNow(service);
+    ASSERT_NE(Node(service.usn), nullptr);
+    registry.EnterDescription(LargeDevice(1, ssdp::kMaxKnownBytes / 2));
+    EXPECT_THAT(environment.TakeFaults(), ElementsAre(kLine));
+    EXPECT_EQ(Node(USN(1)), nullptr);
+}
+
+TEST_F(RegistryBounds, ServiceThatIsAnnouncedOftenCountsOnce)
+{
+    SSDPDeviceType service = Own();
+    service.hostName.assign(ssdp::kMaxKnownBytes / 8, 'x');
+    AddNow(service);
+    for (int period = 0; period < 10; ++period) {
+        ASSERT_NE(Pass(30000), Calls{});
+    }
+    EXPECT_EQ(Enter(1), Calls{});
+    EXPECT_NE(Node(USN(1)), nullptr);
 }
 
 TEST_F(RegistryBounds, RenamedServiceCountsWithItsLastNameOnly)

@@ -76,6 +76,14 @@ std::string OfTheSameHash(std::uint64_t number)
 
 } // namespace
 
+TEST(MostKnownAlives, AreAnEighthAnd16MoreThanTheDevices)
+{
+    EXPECT_EQ(ssdp::MostKnownAlives(0), 16U);
+    EXPECT_EQ(ssdp::MostKnownAlives(7), 23U);
+    EXPECT_EQ(ssdp::MostKnownAlives(8), 25U);
+    EXPECT_EQ(ssdp::MostKnownAlives(4096), 4624U);
+}
+
 TEST(KnownAlives, FindsTheHeadersOfADatagramThatIsKept)
 {
     KnownAlives alives;
@@ -90,6 +98,17 @@ TEST(KnownAlives, FindsTheHeadersOfADatagramThatIsKept)
     EXPECT_EQ(headers->searchTarget, "a target");
     EXPECT_EQ(headers->kind, NTSKind::Alive);
     EXPECT_EQ(headers->maxAge, 1800);
+}
+
+TEST(KnownAlives, KeepsItsOwnCopyOfTheHeaders)
+{
+    KnownAlives alives;
+    std::string memory = Alive("Lumen");
+    alives.Keep(memory, formats::ScanHeaders(memory), kMost);
+    std::fill(memory.begin(), memory.end(), '?');
+    const formats::SSDPHeaders *headers = Find(alives, Alive("Lumen"));
+    ASSERT_NE(headers, nullptr);
+    EXPECT_EQ(headers->notify.usn, test::UsnOf("Lumen", test::kPeerAddress));
 }
 
 TEST(KnownAlives, FindsNoDatagramThatDiffersInOneByte)

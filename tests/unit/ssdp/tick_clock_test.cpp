@@ -11,7 +11,7 @@ constexpr std::uint32_t kIntervalMs = 5000;
 bool IsOver(TickClock &clock, std::uint32_t nowMs)
 {
     clock.Update(nowMs, kIntervalMs);
-    return clock.ElapsedMs() >= kIntervalMs;
+    return clock.IsOver(kIntervalMs);
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #include "ssdp/device_map.h"
+#include "support/allocated.h"
 
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <random>
 #include <string>
 
@@ -19,13 +19,6 @@ std::string FoundName(const ssdp::UsnIndex &index, const std::string &usn)
 {
     const ssdp::UsnIndex::Slot *slot = index.Find(usn);
     return slot == nullptr ? "none" : slot->record->first;
-}
-
-// The number of allocated bytes. 0 under a sanitizer, which has an allocator of its own.
-std::size_t Allocated()
-{
-    const struct mallinfo2 info = mallinfo2();
-    return info.uordblks + info.hblkhd;
 }
 
 TEST(UsnIndex, FindsNothingInAnEmptyIndex)
@@ -85,7 +78,7 @@ TEST(UsnIndex, NeedsNoMemoryForFormerRecords)
         map.try_emplace(std::string(1, name));
     }
     ssdp::UsnIndex index;
-    const std::size_t before = Allocated();
+    const std::size_t before = test::Allocated();
     for (int round = 0; round < 1000; ++round) {
         for (auto record = map.begin(); record != map.end(); ++record) {
             index.Insert(record);
@@ -98,7 +91,7 @@ TEST(UsnIndex, NeedsNoMemoryForFormerRecords)
             index.Erase(record);
         }
     }
-    EXPECT_LE(Allocated(), before);
+    EXPECT_LE(test::Allocated(), before);
 }
 
 // Random changes make the index grow, make runs of several entries, and make runs that

@@ -137,11 +137,13 @@ TEST_F(Open, SharesPort1900WithOtherSSDPPrograms)
     EXPECT_EQ(received, Search("upnp:rootdevice"));
 }
 
-TEST_F(Open, DoesNotAnnounceAServiceThatWasRemovedBefore)
+TEST_F(Open, DoesNotAnnounceServicesThatWereRemovedBefore)
 {
     Add("Lumen");
+    Add("Talon");
     Add();
     mEngine.RemoveService("Lumen", test::kOwnAddress, 0);
+    mEngine.RemoveService("uuid:65746500-Talon");
     ASSERT_EQ(mEngine.Open(kNet0), 1U);
     EXPECT_EQ(mPeer.Receive(), test::Alive(test::kCorvia, test::kCorviaFile));
     EXPECT_EQ(mPeer.Receive(), Search("upnp:rootdevice"));

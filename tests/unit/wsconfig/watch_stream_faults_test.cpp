@@ -229,7 +229,7 @@ TEST_F(WatchStreamFaults, ARequestThatIsSentInPartIsALostStream)
               "stream lost: Message too long\nnot every value came within 100 ms\n");
 }
 
-TEST(WatchPolicy, HasTheTimesOfTheServicesContract)
+TEST(WatchPolicy, HasTheTimesOfTheConfigurationClient)
 {
     const WatchPolicy policy;
     EXPECT_EQ(policy.firstDeliveryMs, 5000);

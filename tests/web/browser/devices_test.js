@@ -117,7 +117,7 @@ test('The device that serves the page is marked, by its address or its name', as
     }
 });
 
-test('The device that serves the page is the first card in both directions, and the first row',
+test('The device that serves the page is the first card in either order, and the first row',
 async () => {
     const list = listText([entry(1, { ipAddress: '127.0.0.1' }), entry(2), entry(3), entry(5)]);
     const page = await pages.openOn(list);

@@ -38,7 +38,7 @@ test('Markup in any field is text', async () => {
     }
 });
 
-test('Markup stays text in the log and in announcements', async () => {
+test('Markup stays text in the page\'s log and in its messages for screen readers', async () => {
     const plain = kNames.map((_, index) => entry(index + 1));
     const page = await pages.openOn(listText(plain.slice(0, 4)), { host: 'control-room-1.local' });
     for (const index of [0, 1, 2, 3]) {

@@ -24,7 +24,7 @@ test('Every control character is replaced', () => {
     }
 });
 
-test('Characters that reorder or hide the text around them are replaced', () => {
+test('Line ends, marks that reorder text, and some invisible characters are replaced', () => {
     for (const hidden of [0x061c, 0x200e, 0x200f, 0x2028, 0x2029, 0x202a, 0x202e, 0x2066, 0x2069,
         0xfeff, 0xfff9, 0xe0041]) {
         assert.equal(shownText(`a${code(hidden)}b`), 'a\ufffdb');

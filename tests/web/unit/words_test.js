@@ -66,7 +66,7 @@ test('A screen reader announces an error once, and its end once', () => {
     assert.equal(problemNews('', ''), '');
 });
 
-test('The count shows the found devices and all devices', () => {
+test('The count shows how many devices match the search, and how many there are', () => {
     assert.equal(countText(0, 0), '0 devices');
     assert.equal(countText(1, 1), '1 device');
     assert.equal(countText(2000, 2000), '2,000 devices');

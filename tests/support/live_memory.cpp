@@ -1,5 +1,6 @@
-#include "simulation/live_memory.h"
+#include "support/live_memory.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <malloc.h>
@@ -8,6 +9,7 @@
 namespace {
 
 thread_local std::int64_t live = 0;
+thread_local std::int64_t peak = 0;
 
 } // namespace
 
@@ -18,6 +20,7 @@ void *operator new(std::size_t size)
         throw std::bad_alloc();
     }
     live += static_cast<std::int64_t>(malloc_usable_size(memory));
+    peak = std::max(peak, live);
     return memory;
 }
 
@@ -32,11 +35,21 @@ void operator delete(void *memory, std::size_t /*size*/) noexcept
     operator delete(memory);
 }
 
-namespace simulation {
+namespace test {
 
 std::int64_t LiveMemory()
 {
     return live;
 }
 
-} // namespace simulation
+void StartPeak()
+{
+    peak = live;
+}
+
+std::int64_t PeakMemory()
+{
+    return peak;
+}
+
+} // namespace test
