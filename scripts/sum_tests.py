@@ -8,8 +8,8 @@ Each folder has the name of a stage and holds
   NAME/*.xml  the reports of the test programs, if the cases of NAME.xml are programs
   ended       the exit status of the stage and the seconds it took
 
-Prints a line for each stage, with the names of its failures below it. The last line is
-"N passed, N failed".
+Prints a line for each stage. Below it stand the names of its failures, each with the first
+lines of its message. The last line is "N passed, N failed".
 The exit status is 1 if anything failed.
 """
 
@@ -20,9 +20,19 @@ from typing import NamedTuple
 from xml.etree import ElementTree
 
 
+# A message can be a whole packet or the log of a device. The whole text is in the report.
+MOST_LINES = 5
+MOST_COLUMNS = 200
+
+
+class Failure(NamedTuple):
+    name: str
+    message: str = ""
+
+
 class Counts(NamedTuple):
     passed: int
-    failures: list  # their names
+    failures: list
 
 
 def total(counts):
@@ -49,16 +59,22 @@ def name(case):
     return ".".join(filter(None, [case.get("classname"), case.get("name")]))
 
 
+def failure_of(case):
+    parts = [part for part in case if part.tag in ("failure", "error")]
+    return Failure(name(case), parts[0].get("message") or parts[0].text or "")
+
+
 def is_passed(case):
     # GoogleTest lists disabled tests as "notrun".
     return not has(case, "failure", "error", "skipped") and case.get("status") != "notrun"
 
 
 def count_cases(cases):
-    failed = [name(case) for case in cases if has(case, "failure")]
+    failed = [failure_of(case) for case in cases if has(case, "failure")]
     # pytest reports an error while cleaning up after a failed test as a second case.
-    errors = [name(case) for case in cases if has(case, "error") and not has(case, "failure")
-              and name(case) not in failed]
+    names = {failure.name for failure in failed}
+    errors = [failure_of(case) for case in cases if has(case, "error")
+              and not has(case, "failure") and name(case) not in names]
     return Counts(sum(map(is_passed, cases)), failed + errors)
 
 
@@ -68,14 +84,14 @@ def count_program(case, report):
     counts = count_report(report)
     if is_passed(case) or counts.failures:
         return counts
-    return Counts(counts.passed, [f"{name(case)}: failed outside its tests"])
+    return Counts(counts.passed, [Failure(f"{name(case)}: failed outside its tests")])
 
 
 def count_report(report):
     cases = read_cases(report)
     programs = report.with_suffix("")
     if not cases:
-        return Counts(0, [f"{report.name}: no test in this report"])
+        return Counts(0, [Failure(f"{report.name}: no test in this report")])
     if programs.is_dir():
         return total(count_program(case, programs / f"{case.get('name')}.xml") for case in cases)
     return count_cases(cases)
@@ -96,8 +112,14 @@ def count_stage(folder):
     status, _ = read_end(folder)
     if counts.failures or (status == 0 and counts.passed > 0):
         return counts
-    return Counts(counts.passed, [f"the stage ended with status {status}" if status != 0 else
-                                  "no test of the stage passed"])
+    return Counts(counts.passed, [Failure(f"the stage ended with status {status}" if status != 0
+                                          else "no test of the stage passed")])
+
+
+def failure_lines(failure):
+    lines = [line for line in failure.message.splitlines() if line.strip()]
+    return [f"    failed: {failure.name}",
+            *(f"        {line[:MOST_COLUMNS]}" for line in lines[:MOST_LINES])]
 
 
 def stage_lines(folder, counts):
@@ -105,7 +127,7 @@ def stage_lines(folder, counts):
     result = "FAILED" if counts.failures else "passed"
     return [f"{folder.name:8} {result:8} {seconds:5} s  {counts.passed:5} passed  "
             f"{len(counts.failures)} failed",
-            *(f"    failed: {failure}" for failure in counts.failures)]
+            *(line for failure in counts.failures for line in failure_lines(failure))]
 
 
 def main(folders):

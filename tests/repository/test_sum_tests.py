@@ -39,7 +39,8 @@ def run_sum(*folders):
 def counted(stage):
     """The numbers of passed and failed tests, after a check that the whole output agrees."""
     status, output = run_sum(stage)
-    line, *failures, empty, total = output.splitlines()
+    line, *below, empty, total = output.splitlines()
+    failures = [each for each in below if each.startswith("    failed: ")]
     passed, failed = int(total.split()[0]), int(total.split()[2])
     result = "FAILED" if failed else "passed"
     assert (line, empty) == (f"unit     {result}      12 s  {passed:5} passed  {failed} failed", "")
@@ -207,3 +208,15 @@ def test_each_failure_is_named(stage, files, failure):
     for name, text in files.items():
         report(stage, name, text)
     assert run_sum(stage)[1].splitlines()[1:-2] == [f"    failed: {failure}"]
+
+
+@pytest.mark.parametrize("failure, shown", [
+    ('<failure message="one&#10;&#10;two">trace</failure>', ["one", "two"]),
+    ("<failure>one\ntwo</failure>", ["one", "two"]),
+    ('<error message="one"/>', ["one"]),
+    ('<failure message="1&#10;2&#10;3&#10;4&#10;5&#10;6"/>', ["1", "2", "3", "4", "5"]),
+    (f'<failure message="{"x" * 201}"/>', ["x" * 200])])
+def test_the_first_lines_of_a_failures_message_stand_below_its_name(stage, failure, shown):
+    report(stage, "pytest.xml", suite(PASSED, f'<testcase name="a">{failure}</testcase>'))
+    assert run_sum(stage)[1].splitlines()[1:-2] == [
+        "    failed: a", *(f"        {line}" for line in shown)]
