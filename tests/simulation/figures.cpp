@@ -29,7 +29,7 @@ std::string ComposeFigures(const Figures &figures)
     text +=
         Row("processor us", figures, [](const SecondFigures &second) { return second.processor; });
     text += Row("lost", figures, [](const SecondFigures &second) { return second.lost; });
-    text += Row("no room", figures, [](const SecondFigures &second) { return second.noRoom; });
+    text += Row("dropped", figures, [](const SecondFigures &second) { return second.dropped; });
     text += Row("wanted", figures, [](const SecondFigures &second) { return second.wanted; });
     text += Row("right", figures, [](const SecondFigures &second) { return second.right; });
     return text + "\"asked again\": " + std::to_string(figures.askedAgain) +

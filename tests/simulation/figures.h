@@ -15,14 +15,12 @@ struct SecondFigures
 {
     std::array<std::uint32_t, kDatagramKinds> datagrams{}; // sent to others, by kind
     std::uint64_t bytes = 0;                               // of datagrams, without headers
-    Micros busy = 0;        // how long the medium was in use: see Link::BusyTime
-    std::uint64_t lost = 0; // datagrams lost on the link
-    // Datagrams dropped by a full receive buffer, and attempts to send that a full send buffer
-    // refused (the core repeats most of them).
-    std::uint64_t noRoom = 0;
-    std::uint64_t wanted = 0; // entries that the lists should have
-    std::uint64_t right = 0;  // entries that the lists have, of the wanted ones
-    Micros processor = 0;     // the processor time of the simulating thread
+    Micros busy = 0;           // how long the medium was in use: see Link::BusyTime
+    std::uint64_t lost = 0;    // datagrams lost on the link
+    std::uint64_t dropped = 0; // by full receive buffers
+    std::uint64_t wanted = 0;  // entries that the lists should have
+    std::uint64_t right = 0;   // entries that the lists have, of the wanted ones
+    Micros processor = 0;      // the processor time of the simulating thread
 };
 
 // The figures of a run.

@@ -188,7 +188,7 @@ void ListChecks::MarkRight(std::uint32_t watcher, std::uint32_t subject, Micros 
 {
     Micros &since = WrongSince(watcher, subject);
     if (since < 0) {
-        mLongestLapse = std::max(mLongestLapse, now + since);
+        mLongestLapse = std::max(mLongestLapse, LapseUntil(now, since));
     }
     since = 0;
 }
@@ -200,10 +200,15 @@ void ListChecks::MarkWrong(std::uint32_t watcher, std::uint32_t subject, Micros 
     if (since != 0) {
         return;
     }
-    const bool settled = IsSettled(watcher, now) && IsSettled(subject, now) &&
-                         now - SettledSince(watcher, subject) > kSettlingTime;
-    mLapses += settled ? 1 : 0;
+    const Micros oldest = now - kSettlingTime;
+    const bool settled = mSettled[watcher] < oldest && mSettled[subject] < oldest;
+    mLapses += settled && mSettledAll < oldest ? 1 : 0;
     since = settled ? -now : now;
+}
+
+Micros ListChecks::LapseUntil(Micros now, Micros since) const
+{
+    return now - std::max(-since, mSettledAll);
 }
 
 bool ListChecks::IsSettled(std::uint32_t machine, Micros now) const
@@ -226,21 +231,19 @@ void ListChecks::CheckWrong(std::uint32_t watcher, Micros now)
             continue;
         }
         const Expectations &expects = mScenario.expects;
+        const Micros lapse = since < 0 ? LapseUntil(now, since) : 0;
         const Micros waited = now - SettledSince(watcher, subject);
         const Micros complete = std::max(expects.complete, expects.listed);
         if (complete != 0 && waited > complete) {
             mViolations.Add(now, {watcher, subject},
                             MachineText(watcher) + " does not list " + MachineText(subject) +
                                 " correctly, " + TimeText(waited) + " after the last change");
-        } else if (expects.missing != 0 && since < 0 && now + since > expects.missing &&
-                   -since > mSettledAll) {
+        } else if (expects.missing != 0 && lapse > expects.missing) {
             mViolations.Add(now, {watcher, subject},
                             MachineText(watcher) + " has not listed " + MachineText(subject) +
-                                " for " + TimeText(now + since));
+                                " for " + TimeText(lapse));
         }
-        if (since < 0) {
-            mLongestLapse = std::max(mLongestLapse, now + since);
-        }
+        mLongestLapse = std::max(mLongestLapse, lapse);
     }
 }
 

@@ -32,8 +32,9 @@ public:
     // The machine has just changed or is connected again: the time begins within which its list,
     // and the other lists about it, must become right.
     void Settle(std::uint32_t machine, Micros now);
-    // A disturbance of all lists has ended: the same time begins for all machines.
-    void SettleAll(Micros now) { mSettledAll = now; }
+    // A disturbance of all lists ends at this time, which may be in the future: the same time
+    // begins for all machines.
+    void SettleAll(Micros at) { mSettledAll = at; }
     // Forged goodbyes have removed services from their own devices' lists. They may be
     // missing there until they are published again.
     void ForgetOwn() { mOwnMayBeMissing = true; }
@@ -54,7 +55,8 @@ public:
     [[nodiscard]] std::uint64_t Wanted() const { return mWanted; }
     [[nodiscard]] std::uint64_t Right() const { return mRight; }
     // How often the right entry of a published device was lost or became wrong, although both
-    // machines had been undisturbed for some time; and the longest time until it was right again.
+    // machines had been undisturbed for some time; and the longest time until such an entry was
+    // right again, counted from the end of the last disturbance of all lists.
     [[nodiscard]] std::uint64_t Lapses() const { return mLapses; }
     [[nodiscard]] Micros LongestLapse() const { return mLongestLapse; }
     // How often a document arrived after the goodbye of its USN. Such a document may list the USN
@@ -88,6 +90,9 @@ private:
     {
         mKeepsName[watcher * mMachines.size() + subject] = kept;
     }
+    // How long an entry has been wrong without a disturbance of all lists; negative during one.
+    // since: the negative time of WrongSince.
+    [[nodiscard]] Micros LapseUntil(Micros now, Micros since) const;
     [[nodiscard]] bool IsSettled(std::uint32_t machine, Micros now) const;
     [[nodiscard]] Micros SettledSince(std::uint32_t watcher, std::uint32_t subject) const;
     // 0 while the entry is correct; otherwise the time since which it is wrong. This time is

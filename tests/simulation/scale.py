@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Prints the tables of docs/scale.md, and makes its plots.
+"""Measures large numbers of devices: prints tables for docs/scale.md, and makes its plots.
 
     tests/simulation/scale.py [TABLE...]    all tables, or those named: starts (with the plots),
                                             variations, buffers, operation. ./simulate must have
@@ -230,13 +230,13 @@ def buffers():
                                 ("of the package", large, "as built")):
         run = play(f"1000 {buffer} {label}", text + more, *VARIATIONS[label])
         print_row([buffer, label, text_of(until(run, 1, 0, 0, count * count)),
-                   f"{sum(run['no room']) / 1e6:.1f}"])
+                   f"{sum(run['dropped']) / 1e6:.1f}"])
 
 
 def operation():
     """The load before and after the time at which peers are asked again for their documents."""
     print_head(["devices", "announcements alone, Mbit/s", "with requests and documents, Mbit/s",
-                "every name is known after, minutes"])
+                "each peer was asked again after, minutes"])
     for count in (20, 100, 1000):
         run = play(f"{count} in operation",
                    f"There are {count} devices.\nThe link is wired.\nThere is no ZR1.\n"

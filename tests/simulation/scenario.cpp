@@ -62,7 +62,7 @@ constexpr std::array<ExpectationForm, 8> kExpectationForms{{
     {"a silent device is removed within # s", &Expectations::silent},
     {"own services are announced at least every # s", &Expectations::announce},
     {"no document is sent in the last # s", &Expectations::quiet},
-    {"the memory at the end is the same as at # s", &Expectations::memory},
+    {"the memory at the end is at most slightly larger than at # s", &Expectations::memory},
 }};
 
 // The words in lower case, without punctuation. Verbs are changed to the plural, and some words

@@ -151,6 +151,17 @@ TEST(Simulation, AKilledDeviceThatStaysListedTooLongBreaksARule)
     EXPECT_NE(Play(text + "200 s.\n").violations, 0U);
 }
 
+TEST(Simulation, ADeviceThatStaysMissingAfterAnAttackBreaksARule)
+{
+    const std::string text = "There are 10 devices.\nThe link is wired.\nThere is no ZR1.\n"
+                             "At 0 s all devices start within 1 s.\n"
+                             "At 150 s a stranger plays goodbye-in-their-name for 20 s.\n"
+                             "It ends at 300 s.\n"
+                             "A running device is missing from a list for at most ";
+    EXPECT_EQ(Play(text + "71 s.\n").violations, 0U);
+    EXPECT_NE(Play(text + "5 s.\n").violations, 0U);
+}
+
 TEST(Simulation, AGoodbyeThatDoesNotReachEveryDeviceBreaksARule)
 {
     const std::string text = "There are 10 devices.\nThe link is wired.\nThere is no ZR1.\n"
@@ -180,10 +191,11 @@ TEST(Simulation, DocumentsSentAtTheEndBreakARule)
 
 TEST(Simulation, MemoryFilledByForgedDevicesBreaksARule)
 {
-    const std::string text = "There are 3 devices.\nThe link is wired.\n"
-                             "At 0 s all devices start within 1 s.\n"
-                             "At 100 s a stranger plays forged-devices for 20 s.\n"
-                             "It ends at 200 s.\nThe memory at the end is the same as at 90 s.\n";
+    const std::string text =
+        "There are 3 devices.\nThe link is wired.\n"
+        "At 0 s all devices start within 1 s.\n"
+        "At 100 s a stranger plays forged-devices for 20 s.\n"
+        "It ends at 200 s.\nThe memory at the end is at most slightly larger than at 90 s.\n";
     EXPECT_NE(Play(text).violations, 0U);
 }
 

@@ -26,8 +26,8 @@ public:
 
     // Notes an event. `what` is a literal that names it, such as "sends".
     void Note(Micros at, const char *what, std::uint32_t machine);
-    // The same for an event of a datagram. `peer` is the other machine; kNoMachine for all
-    // machines or a stranger.
+    // The same for an event of a datagram. `peer` is the other machine; kNoMachine if it is all
+    // machines, and for the datagrams of a stranger.
     void Note(Micros at, const char *what, std::uint32_t machine, const Datagram &datagram,
               std::uint32_t peer);
 

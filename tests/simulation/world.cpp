@@ -172,7 +172,6 @@ bool World::Send(Machine &machine, bool multicast, const sockaddr_in &destinatio
         toItself ? std::make_optional(at)
                  : mLink.Send(machine.Number(), multicast, text.size(), at, sparedPercent);
     if (!arrival) {
-        ++mSecond.noRoom;
         return false;
     }
     const DatagramPointer datagram =
@@ -196,7 +195,6 @@ void World::Reply(const Machine &machine, const sockaddr_in &destination, std::s
 {
     const auto arrival = mLink.Send(machine.Number(), false, text.size(), at, 0);
     if (!arrival) {
-        ++mSecond.noRoom;
         return;
     }
     const sockaddr_in port = SocketAddress(machine.Address(), formats::kDiagnosticPort);
@@ -279,7 +277,7 @@ void World::Deliver(Machine &machine, const DatagramPointer &datagram)
                                    ? mNow
                                    : mLink.ArrivalFromSwitch(number, datagram->text.size(), mNow);
         if (!machine.Receive(datagram, arrival)) {
-            ++mSecond.noRoom;
+            ++mSecond.dropped;
             continue;
         }
         mTrace.Note(mNow, "receives", number, *datagram, datagram->from);
