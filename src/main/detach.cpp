@@ -50,9 +50,8 @@ std::set<int> OpenDescriptors()
     std::set<int> open;
     // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has only one thread
     while (const dirent *entry = readdir(folder.get())) {
-        if (entry->d_name[0] != '.') {
-            open.insert(static_cast<int>(std::strtol(entry->d_name, nullptr, 10)));
-        }
+        // "." and ".." are read as 0: standard input, which is open in any case.
+        open.insert(static_cast<int>(std::strtol(entry->d_name, nullptr, 10)));
     }
     open.erase(dirfd(folder.get()));
     return open;
@@ -146,12 +145,17 @@ void OwnDescriptors::NoteOpened()
 void Detach(const std::set<int> &keep)
 {
     const pid_t child = fork();
+    // NOLINTBEGIN(concurrency-mt-unsafe): the process has only one thread
+    if (child < 0) {
+        exit(1);
+    }
     if (child != 0) {
-        exit(child < 0 ? 1 : 0); // NOLINT(concurrency-mt-unsafe): the process has only one thread
+        exit(0);
     }
     if (setsid() < 0) {
-        exit(1); // NOLINT(concurrency-mt-unsafe)
+        exit(1);
     }
+    // NOLINTEND(concurrency-mt-unsafe)
     CloseAllExcept(keep);
     OpenStandardDescriptors();
     umask(027);

@@ -37,7 +37,7 @@ void Wake(int /*signal*/)
 
 bool Signalled()
 {
-    pollfd event{gEvent, POLLIN, 0};
+    pollfd event{gEvent, POLLIN, {}};
     return poll(&event, 1, 0) == 1;
 }
 
@@ -65,7 +65,8 @@ void SetEndHandlers(void (*handler)(int))
 void EndAfterLongest()
 {
     Handle(SIGALRM, EndNow);
-    const itimerval timer{{0, 0}, kLongest};
+    itimerval timer{};
+    timer.it_value = kLongest;
     setitimer(ITIMER_REAL, &timer, nullptr);
 }
 

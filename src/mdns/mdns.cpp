@@ -72,7 +72,7 @@ void Mdns::init(const char *serial, const char *productName, const char *hostNam
     sanitizeAndSetHostService(hostName);
     copyText(m_vexSerial, serial);
     copyText(m_productName, productName);
-    int error = 0;
+    int error{};
     m_client = avahi_client_new(m_poll, AvahiClientFlags{}, clientCallback, nullptr, &error);
     if (m_client == nullptr) {
         WriteFault({"Failed to create client: ", avahi_strerror(error)});

@@ -15,6 +15,7 @@
 namespace {
 
 constexpr const char *kInterface = "net0";
+constexpr int kInterfaceSlot = 0; // in ConfigMap, which ignores it for settings of the system
 constexpr unsigned int kSettlingTimeMs = 500;
 constexpr unsigned int kAddressPauseMs = 1000;
 constexpr unsigned int kStepMs = 50;
@@ -53,9 +54,9 @@ void VEXPubSub::init(Mdns *mdns)
     publishMdns(mdns);
     connectMdns(mdns);
     openSSDP(collectAddresses());
-    m_hostName = m_config.getString(0, ConfigMap::HostName);
+    m_hostName = m_config.getString(kInterfaceSlot, ConfigMap::HostName);
     Q_EMIT nameChanged(QString::fromUtf8(m_hostName.toUtf8()));
-    const bool enabled = m_config.getBool(0, ConfigMap::SsdpEnable);
+    const bool enabled = m_config.getBool(kInterfaceSlot, ConfigMap::SsdpEnable);
     if (enabled) {
         PublishSSDP();
     }
@@ -64,7 +65,7 @@ void VEXPubSub::init(Mdns *mdns)
 
 void VEXPubSub::publishMdns(Mdns *mdns)
 {
-    const QByteArray hostName = m_config.getString(0, ConfigMap::HostName).toUtf8();
+    const QByteArray hostName = m_config.getString(kInterfaceSlot, ConfigMap::HostName).toUtf8();
     const QStringList txt{QStringLiteral("txtvers=1"), QStringLiteral("path=/")};
     mdns->init(getCleanSerialNumber().c_str(), CProductID::GetCurrentModelName().c_str(),
                hostName.constData());
@@ -83,7 +84,7 @@ void VEXPubSub::initService(SSDPDeviceType &rec)
     rec.notificationType = "upnp:rootdevice";
     rec.hostName = m_hostName.toStdString();
     rec.serialNumber = getCleanSerialNumber();
-    m_ipAddress = m_config.getString(0, ConfigMap::Address);
+    m_ipAddress = m_config.getString(kInterfaceSlot, ConfigMap::Address);
     rec.ipAddress = m_ipAddress.toStdString();
     rec.boardID = "0x" + CProductID::GetCurrentBoardIDString();
     rec.modelNumber = rec.boardID;
@@ -173,7 +174,7 @@ void VEXPubSub::openSSDP(const Addresses &addrs)
 // registry.
 void VEXPubSub::followAddress()
 {
-    const QString address = m_config.getString(0, ConfigMap::Address);
+    const QString address = m_config.getString(kInterfaceSlot, ConfigMap::Address);
     if (!m_ssdp.IsOpen() || address.isEmpty() || address == m_openAddress) {
         return;
     }
@@ -247,7 +248,7 @@ void VEXPubSub::setupStateChanged(const QString &state)
 void VEXPubSub::ssdpEnableChanged(bool enable)
 {
     if (enable) {
-        m_hostName = m_config.getString(0, ConfigMap::HostName);
+        m_hostName = m_config.getString(kInterfaceSlot, ConfigMap::HostName);
         m_ssdpEnabled = true;
         Q_EMIT enableHost(true);
         followAddress();

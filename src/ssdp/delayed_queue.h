@@ -16,9 +16,9 @@
 struct GETMessageType
 {
     std::string message;       // the complete datagram
-    std::uint32_t delay = 0;   // milliseconds left to wait
+    std::uint32_t delay{};     // milliseconds left to wait
     sockaddr_in destination{}; // IPv4
-    in_addr_t holder = 0;      // the address that caused this datagram (OwnLink::HolderOf)
+    in_addr_t holder{};        // the address that caused this datagram (OwnLink::HolderOf)
     std::uint64_t order = 0;   // position in the order of sending
     int ticksOverdue = 0;      // how many ticks it has waited for room in the send buffer
 };

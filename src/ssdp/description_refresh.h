@@ -28,7 +28,7 @@ public:
         std::string usn;
         std::string location;
         in_addr sender{};
-        std::uint32_t describedSeconds = 0;
+        std::uint32_t describedSeconds{};
     };
 
     // Takes a reading of a millisecond clock that may wrap.

@@ -26,12 +26,10 @@ public:
     // went back adds nothing.
     void Refill(std::uint32_t nowMs)
     {
-        const std::uint32_t passedMs = nowMs - mLastMs;
+        const auto passedMs = static_cast<std::int32_t>(nowMs - mLastMs);
         mLastMs = nowMs;
-        if (static_cast<std::int32_t>(passedMs) > 0) {
-            const std::uint64_t more = mPartsPerMs * passedMs;
-            mLeft += std::min(more, mBurst - mLeft);
-        }
+        const std::uint64_t more = mPartsPerMs * static_cast<std::uint32_t>(std::max(passedMs, 0));
+        mLeft += std::min(more, mBurst - mLeft);
     }
 
     // Whether this number of bytes is left.

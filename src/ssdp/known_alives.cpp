@@ -14,29 +14,26 @@ constexpr std::uint64_t kUnused = 0; // the hash of a slot that was never used
 // The number of neighbouring slots in which an announcement can be.
 constexpr std::size_t kSteps = 16;
 
-std::uint64_t WordAt(const char *block, std::size_t index)
-{
-    std::uint64_t word = 0;
-    std::memcpy(&word, block + index * sizeof word, sizeof word);
-    return word;
-}
-
 // The hash of a text, from 32 bytes at a time, because hashing is a sixth of the whole work for
 // an announcement that is recognised. A multiplication carries each bit upwards only, so the
 // halves are folded at the end. The order of a word's bytes does not matter here.
 std::uint64_t HashOf(std::string_view text)
 {
     constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15U; // odd, with bits in no order
-    std::array<char, 4 * sizeof(std::uint64_t)> rest{};
+    using Words = std::array<std::uint64_t, 4>;
     std::uint64_t first = text.size();
-    std::uint64_t second = 0;
-    const auto mix = [&first, &second](const char *block) {
-        first = (first ^ WordAt(block, 0)) * kFactor + WordAt(block, 1);
-        second = (second ^ WordAt(block, 2)) * kFactor + WordAt(block, 3);
+    std::uint64_t second{}; // any number would do
+    const auto mix = [&first, &second](const char *bytes) {
+        Words words{};
+        std::memcpy(words.data(), bytes, sizeof words);
+        const auto [one, two, three, four] = words;
+        first = (first ^ one) * kFactor + two;
+        second = (second ^ three) * kFactor + four;
     };
-    for (; text.size() >= rest.size(); text.remove_prefix(rest.size())) {
+    for (; text.size() >= sizeof(Words); text.remove_prefix(sizeof(Words))) {
         mix(text.data());
     }
+    std::array<char, sizeof(Words)> rest{};
     text.copy(rest.data(), rest.size());
     mix(rest.data());
     std::uint64_t sum = (first ^ first >> 32U ^ second ^ second >> 29U) * kFactor;

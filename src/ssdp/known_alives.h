@@ -78,8 +78,9 @@ private:
     void Resize(std::size_t slots);
 
     std::size_t mCount = 0;
-    std::size_t mForgotten = 0; // the search for the next one to forget begins after this slot
-    std::vector<Slot> mSlots;   // their number is a power of two
+    // The search for the next one to forget begins after this slot. Any start would do.
+    std::size_t mForgotten{};
+    std::vector<Slot> mSlots; // their number is a power of two
 };
 
 } // namespace ssdp

@@ -57,8 +57,8 @@ private:
 
     struct Subnet
     {
-        std::uint32_t address = 0; // host byte order
-        std::uint32_t mask = 0;    // host byte order
+        std::uint32_t address{}; // host byte order
+        std::uint32_t mask{};    // host byte order
     };
 
     InterfaceMap mInterfaces;

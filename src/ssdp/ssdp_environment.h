@@ -12,8 +12,8 @@ namespace ssdp {
 // A description document as it was read from its file.
 struct ServedDocument
 {
-    std::string text;        // up to the file's first NUL
-    std::uint64_t bytes = 0; // the size of the file
+    std::string text;      // up to the file's first NUL
+    std::uint64_t bytes{}; // the size of the file
 };
 
 // The files of description documents: their numbers, writing and reading. A

@@ -18,6 +18,18 @@
 using vexbase::WriteFault;
 using vexbase::WriteProgress;
 
+namespace {
+
+// Ends a thread that reads from a socket. Shutdown wakes it, and it then sees that it must stop.
+void EndReader(VEXUDPSocket &socket, VEXThread &thread)
+{
+    socket.Shutdown(SHUT_RD);
+    socket.Close();
+    static_cast<void>(thread.Stop(ssdp::kStopTimeoutMs));
+}
+
+} // namespace
+
 // Clang does not analyse the bodies of constructors and destructors; the attribute shows it to
 // readers.
 VEX_SSDP::EngineLock::EngineLock(VEX_SSDP &engine) VEX_NO_THREAD_SAFETY_ANALYSIS : mEngine(engine)
@@ -140,19 +152,14 @@ void VEX_SSDP::Close(Goodbye goodbye)
 }
 
 // After Leave the core ignores datagrams and ticks: nothing is sent after the goodbyes.
-// Shutdown wakes the blocked reader, and the thread then sees that it must stop.
 void VEX_SSDP::CloseLocked(Goodbye goodbye)
 {
     {
         const EngineLock lock(*this);
         mAgent->Leave(goodbye == Goodbye::Say);
     }
-    mSocket.Shutdown(SHUT_RD);
-    mSocket.Close();
-    static_cast<void>(mThread.Stop(ssdp::kStopTimeoutMs));
-    mDiagnosticSocket.Shutdown(SHUT_RD);
-    mDiagnosticSocket.Close();
-    static_cast<void>(mDiagnosticThread.Stop(ssdp::kStopTimeoutMs));
+    EndReader(mSocket, mThread);
+    EndReader(mDiagnosticSocket, mDiagnosticThread);
 }
 
 unsigned int VEX_SSDP::InterfaceCount()

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <fstream>
 #include <malloc.h>
+#include <unistd.h>
 
 namespace test {
 
@@ -11,6 +13,16 @@ namespace test {
 {
     const struct mallinfo2 info = mallinfo2();
     return info.uordblks + info.hblkhd;
+}
+
+// The memory of this process that is not swapped out, in bytes, as the kernel counts it: statm in
+// proc(5).
+[[nodiscard]] inline std::size_t ResidentBytes()
+{
+    std::size_t all = 0;
+    std::size_t resident = 0;
+    std::ifstream("/proc/self/statm") >> all >> resident;
+    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
 } // namespace test

@@ -12,6 +12,7 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 using formats::ComposeBrowseDocument;
 using test::ScriptedEngine;
@@ -137,6 +138,25 @@ TEST_F(Browser, FreesTheTextWhenItIsWritten)
     mEngine.TimeOut(10);
     ASSERT_GT(Published().size(), kLength);
     EXPECT_LT(test::Allocated(), before + kLength / 2);
+}
+
+// Without ReturnFreeMemory, the C library would keep free memory that is followed by memory in use.
+TEST_F(Browser, ReturnsFreeMemoryToTheSystemWhenAListIsWritten)
+{
+    if (test::Allocated() == 0) {
+        GTEST_SKIP() << "the sanitizer's allocator returns no memory";
+    }
+    StartWithAWrite();
+    constexpr std::size_t kBlocks = 8000;
+    constexpr std::size_t kBlockBytes = 1000;
+    std::vector<std::string> blocks(kBlocks, std::string(kBlockBytes, 'x'));
+    const std::string inUse = std::move(blocks.back());
+    std::vector<std::string>().swap(blocks);
+    const std::size_t before = test::ResidentBytes();
+    mEngine.Change(List("a"));
+    mEngine.TimeOut(10);
+    ASSERT_EQ(Published(), Document("a"));
+    EXPECT_LT(test::ResidentBytes(), before - kBlocks * kBlockBytes / 2);
 }
 
 TEST_F(Browser, WritesTheFirstListOnlyAtTheEleventhCycle)

@@ -1,6 +1,7 @@
 #include "coordinator.h"
 #include "unit/mdns/two_devices.h"
 
+#include <chrono>
 #include <iostream>
 
 namespace {
@@ -43,6 +44,17 @@ protected:
         return 0;
     }
 
+    // The same: writes whether the start took at least half a second.
+    static int MeasureInit()
+    {
+        test::Coordinator device;
+        const auto before = std::chrono::steady_clock::now();
+        device.PubSub().init(Mdns::getInstance());
+        const auto passed = std::chrono::steady_clock::now() - before;
+        std::cout << (passed >= std::chrono::milliseconds(500) ? "long enough\n" : "too short\n");
+        return 0;
+    }
+
     static test::LiveChild Start(const std::string &system)
     {
         return s_device->Start([system] { return Run(system); });
@@ -82,6 +94,14 @@ TEST_F(Init, PublishesBySsdpAndDnsSdAndSignalsNameAndSwitch)
     EXPECT_TRUE(daemon.WaitForErr("name changed\n" + named("beta")));
     EXPECT_TRUE(observer.WaitForOut(seen("beta")));
     EXPECT_EQ(end(daemon), 0);
+}
+
+// The network may not be ready yet when the daemon starts.
+TEST_F(Init, TakesAtLeastHalfASecond)
+{
+    test::LiveChild daemon = s_device->Start(MeasureInit);
+    EXPECT_TRUE(daemon.WaitForOut("long enough\n"));
+    EXPECT_EQ(daemon.WaitForEnd(), 0);
 }
 
 // Mdns does nothing with the switch.
