@@ -8,8 +8,9 @@
 namespace simulation {
 namespace {
 
-// An entry may expire because its device was disconnected or stalled, and returns with the
-// device's next announcement. An entry that is missing within this time is not a lapse.
+// An entry may expire because its device was disconnected or stalled. The device's next
+// announcement makes the list's owner request its document, which brings the entry back. So an
+// entry that is lost within this time after a disturbance is not a lapse.
 constexpr Micros kSettlingTime = 40 * kSecond;
 // A document that arrives after the goodbye of its device may list the device for 240 s.
 constexpr Micros kDocumentLives = 250 * kSecond;
@@ -227,7 +228,7 @@ void ListChecks::CheckWrong(std::uint32_t watcher, Micros now)
         const std::uint32_t subject = each.machine;
         const Micros since = WrongSince(watcher, subject);
         if (since == 0 || !IsSettled(watcher, now) || !IsSettled(subject, now) ||
-            (mOwnMayBeMissing && watcher == subject)) {
+            (mIgnoresOwn && watcher == subject)) {
             continue;
         }
         const Expectations &expects = mScenario.expects;
@@ -241,7 +242,7 @@ void ListChecks::CheckWrong(std::uint32_t watcher, Micros now)
         } else if (expects.missing != 0 && lapse > expects.missing) {
             mViolations.Add(now, {watcher, subject},
                             MachineText(watcher) + " has not listed " + MachineText(subject) +
-                                " for " + TimeText(lapse));
+                                " correctly for " + TimeText(lapse));
         }
         mLongestLapse = std::max(mLongestLapse, lapse);
     }

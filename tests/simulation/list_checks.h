@@ -26,37 +26,38 @@ public:
     // REQUIRES: all arguments outlive this object.
     ListChecks(const Scenario &scenario, const Machines &machines, Violations &violations);
 
-    // A machine is disconnected or stalled: its list is not checked, nor whether other lists are
-    // right about it.
+    // A machine is disconnected or stalled: its list is not checked, nor whether other lists
+    // contain it correctly.
     void Disturb(std::uint32_t machine) { mSettled[machine] = kNever; }
     // The machine has just changed or is connected again: the time begins within which its list,
     // and the other lists about it, must become right.
     void Settle(std::uint32_t machine, Micros now);
-    // A disturbance of all lists ends at this time, which may be in the future: the same time
-    // begins for all machines.
+    // A disturbance of all lists ends at this time, which may be in the future. All lists must
+    // become right within the same period, which begins then.
     void SettleAll(Micros at) { mSettledAll = at; }
-    // Forged goodbyes have removed services from their own devices' lists. They may be
-    // missing there until they are published again.
-    void ForgetOwn() { mOwnMayBeMissing = true; }
+    // From now on no list is checked for its own device: a forged goodbye removes a service from
+    // its own device's list until the next publication, and the scenario may contain none.
+    void IgnoreOwn() { mIgnoresOwn = true; }
 
     // A machine has announced its service, or sent a goodbye for it.
     void NotePublished(const Machine &machine);
     void NoteGoodbye(const Machine &machine, const std::string &usn, Micros now);
     // The machine left without a goodbye.
     void NoteGone(const Machine &machine, Micros now);
-    // The machine has emptied its list.
+    // The machine empties its list now, if its engine is open.
     void NoteEmptied(const Machine &machine);
     void NoteDocument(const Machine &receiver, const Datagram &document, Micros now);
 
     void EverySecond(Micros now);
 
-    // The number of entries that all checked lists together should have, entries about light
-    // machines included; and how many of these entries are right.
+    // The number of entries that the lists of all open machines should have together, without the
+    // lists of light machines, but with the entries about these; and how many of them are right.
     [[nodiscard]] std::uint64_t Wanted() const { return mWanted; }
     [[nodiscard]] std::uint64_t Right() const { return mRight; }
-    // How often the right entry of a published device was lost or became wrong, although both
-    // machines had been undisturbed for some time; and the longest time until such an entry was
-    // right again, counted from the end of the last disturbance of all lists.
+    // How often the right entry of a published device was lost or became wrong, although that
+    // device and the machine with the list had been undisturbed for some time; and the longest
+    // time until such an entry was right again. The time of a disturbance of all lists does not
+    // count.
     [[nodiscard]] std::uint64_t Lapses() const { return mLapses; }
     [[nodiscard]] Micros LongestLapse() const { return mLongestLapse; }
     // How often a document arrived after the goodbye of its USN. Such a document may list the USN
@@ -95,8 +96,9 @@ private:
     [[nodiscard]] Micros LapseUntil(Micros now, Micros since) const;
     [[nodiscard]] bool IsSettled(std::uint32_t machine, Micros now) const;
     [[nodiscard]] Micros SettledSince(std::uint32_t watcher, std::uint32_t subject) const;
-    // 0 while the entry is correct; otherwise the time since which it is wrong. This time is
-    // negated if the entry was correct, and both machines had been undisturbed for some time.
+    // 0 while the entry is correct; otherwise the time since which it is wrong, or a later one at
+    // which a machine settled. The time is negative if the entry was correct before, and both
+    // machines had been undisturbed for some time.
     [[nodiscard]] Micros &WrongSince(std::uint32_t watcher, std::uint32_t subject)
     {
         return mWrongSince[watcher * mMachines.size() + subject];
@@ -107,7 +109,7 @@ private:
     Violations &mViolations;
     std::vector<Micros> mSettled; // by machine
     Micros mSettledAll = 0;
-    bool mOwnMayBeMissing = false;
+    bool mIgnoresOwn = false;
     std::vector<std::string> mPublishedUsn; // by machine; empty while it is not published
     bool mPublishedChanged = false;
     std::vector<Published>
@@ -120,7 +122,7 @@ private:
     // goodbye, so it does not request the new document; or an old document has arrived since.
     std::vector<bool> mKeepsName;
     std::vector<std::uint32_t> mWrong;                  // the number of wrong entries, by watcher
-    std::vector<std::vector<std::string>> mUnpublished; // by watcher: listed, not published
+    std::vector<std::vector<std::string>> mUnpublished; // by watcher: listed, not in mPublished
     std::uint64_t mWanted = 0;
     std::uint64_t mRight = 0;
     std::uint64_t mRelisted = 0;

@@ -197,6 +197,7 @@ void Machine::Multicast(std::string_view datagram)
     const sockaddr_in group = SocketAddress(inet_addr(formats::kMulticastAddress), formats::kPort);
     static_cast<void>(mSurroundings.Send(*this, true, group, datagram, mSendingAt, 0));
     mSendingAt += mSettings.handlingTime;
+    mTouched = true; // an announcement may replace the entry of the own service
 }
 
 bool Machine::SendTo(const sockaddr_in &peer, std::string_view datagram, ssdp::Urgency urgency)

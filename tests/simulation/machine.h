@@ -64,7 +64,7 @@ public:
     virtual void UseProcessor(Micros until) = 0;
 };
 
-// Changes of the devices that exist only in the simulator, to measure their effect.
+// Changes of the daemon's behaviour, to measure their effect. Only the simulator has them.
 struct Variation
 {
     // Each device skips as many random numbers as its address specifies. Devices that start in

@@ -111,9 +111,9 @@ void Machine::Handle(const Datagram &datagram, std::uint32_t nowMs)
     NoteSize();
 }
 
-// Whether the core of a light machine receives a datagram. The core lists no peers, so each
-// announcement that it receives causes a request: it receives none of a peer whose document the
-// machine has.
+// Whether the core of a light machine receives a datagram. The core lists no peers, so it would
+// answer each announcement with a request. Therefore it does not receive the announcements of a
+// peer whose document the machine has.
 bool Machine::NeedsCore(const Datagram &datagram)
 {
     if (datagram.from == kNoMachine || datagram.from == mSettings.number) {

@@ -97,6 +97,7 @@ void World::MakeMachines(const Variation &variation)
 
 void World::Run()
 {
+    mProcessorBefore = ProcessorTime();
     while (mNow < mScenario.end) {
         const Event event = mQueue.Take(); // never empty: it contains the next second
         mNow = event.at;

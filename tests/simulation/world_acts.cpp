@@ -90,7 +90,7 @@ void World::BeginPlay(const Act &act)
     const Behaviour *behaviour = FindBehaviour(act.attack);
     mStrangers.push_back({behaviour, mNow + act.length, 0});
     if (behaviour->forgesGoodbyes) {
-        mLists->ForgetOwn();
+        mLists->IgnoreOwn();
     }
     mQueue.Add(mNow, EventKind::Attack, kNoMachine,
                static_cast<std::uint32_t>(mStrangers.size() - 1));
