@@ -96,8 +96,8 @@ Micros Link::ArrivalFromSwitch(std::uint32_t machine, std::size_t bytes, Micros 
 }
 
 // The Gilbert model: in one state every multicast datagram is lost, in the other none. A burst
-// ends with the probability 1 / meanBurst. The probability that one begins gives the average
-// loss.
+// ends with the probability 1 / meanBurst. The probability that one begins is calculated from the
+// average loss.
 bool Link::Loses(std::uint32_t machine, bool multicast)
 {
     if (!multicast) {

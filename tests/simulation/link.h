@@ -37,7 +37,7 @@ struct LinkSettings
 [[nodiscard]] std::optional<LinkSettings> LinkPreset(std::string_view name);
 
 // Link calculates when a datagram arrives, whether it is lost, and how long the medium is in
-// use. The send buffers have the size that the kernel grants to unprivileged processes.
+// use. The send buffers have the size that the kernel gives each socket.
 class Link
 {
 public:

@@ -30,7 +30,8 @@ int Overtakings(std::string_view preset, Micros pause, Frames frames)
 
 } // namespace
 
-// The delays of a switch differ by up to 100 µs, those of an access point by up to 2 ms.
+// The delays of a switch differ by up to 100 µs, those of an access point by up to 2 ms,
+// and it holds multicast back for up to 102 ms.
 TEST(Link, ASwitchKeepsTheOrderOfAMachinesFrames)
 {
     EXPECT_EQ(Overtakings("wired", 10, Frames::Both), 0);

@@ -26,8 +26,8 @@ public:
     // REQUIRES: all arguments outlive this object.
     ListChecks(const Scenario &scenario, const Machines &machines, Violations &violations);
 
-    // A machine is disconnected or stalled: its list is not checked, nor whether other lists
-    // contain it correctly.
+    // A machine is disconnected or stalled: its list is not checked, nor whether its
+    // entry in other lists is right. But if the machine has left, they are checked for its removal.
     void Disturb(std::uint32_t machine) { mSettled[machine] = kNever; }
     // The machine has just changed or is connected again: the time begins within which its list,
     // and the other lists about it, must become right.
@@ -44,7 +44,7 @@ public:
     void NoteGoodbye(const Machine &machine, const std::string &usn, Micros now);
     // The machine left without a goodbye.
     void NoteGone(const Machine &machine, Micros now);
-    // The machine empties its list now, if its engine is open.
+    // The machine empties its list now.
     void NoteEmptied(const Machine &machine);
     void NoteDocument(const Machine &receiver, const Datagram &document, Micros now);
 
@@ -91,8 +91,9 @@ private:
     {
         mKeepsName[watcher * mMachines.size() + subject] = kept;
     }
-    // How long an entry has been wrong without a disturbance of all lists; negative during one.
-    // since: the negative time of WrongSince.
+    // How long an entry has been wrong since it became wrong or since the last disturbance of all
+    // lists ended, whichever is later; negative during such a disturbance. since: a negative time
+    // as WrongSince returns it.
     [[nodiscard]] Micros LapseUntil(Micros now, Micros since) const;
     [[nodiscard]] bool IsSettled(std::uint32_t machine, Micros now) const;
     [[nodiscard]] Micros SettledSince(std::uint32_t watcher, std::uint32_t subject) const;

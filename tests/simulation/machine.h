@@ -135,6 +135,8 @@ public:
     [[nodiscard]] std::uint32_t Number() const { return mSettings.number; }
     [[nodiscard]] bool IsOn() const { return mAgent != nullptr; }
     [[nodiscard]] bool IsOpen() const { return IsOn() && mAgent->IsOpen(); }
+    // Whether SSDP is switched on.
+    [[nodiscard]] bool IsEnabled() const { return mEnabled; }
     [[nodiscard]] bool IsStalled() const { return mStalled; }
     [[nodiscard]] bool IsLight() const { return mSettings.light; }
     [[nodiscard]] in_addr_t Address() const { return mAddress; }

@@ -213,7 +213,7 @@ TEST(Simulation, AFormerNameBreaksARuleUnlessItIsAccepted)
               0U);
 }
 
-TEST(Simulation, ANameThatADeviceNeverHadBreaksTheRuleThatAcceptsFormerNames)
+TEST(Simulation, AForgedDescriptionBreaksTheRuleThatAcceptsFormerNames)
 {
     const Outcome outcome =
         Play("There are 3 devices.\nThe link is wired.\nAt 0 s all devices start within 1 s.\n"
@@ -249,7 +249,7 @@ TEST(ReadScenario, NamesAnInvalidSentence)
     EXPECT_EQ(ErrorOf("There are 3 devices.\nIt ends at 5 s.\nDevices dance.\n"), "Devices dance.");
 }
 
-TEST(ReadScenario, RefusesUnknownStrangersLinksAndScenariosWithoutDevices)
+TEST(ReadScenario, RefusesAnUnknownStrangerAnUnknownLinkAndAMissingNumberOfDevices)
 {
     EXPECT_EQ(ErrorOf("At 1 s a stranger plays chess for 5 s.\n"),
               "At 1 s a stranger plays chess for 5 s.");

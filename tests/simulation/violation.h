@@ -9,7 +9,7 @@
 
 namespace simulation {
 
-// A broken rule of the scenario, and the machines concerned.
+// A broken rule, of the scenario or of all scenarios, and the machines concerned.
 struct Violation
 {
     Micros at = 0;

@@ -163,8 +163,8 @@ void World::UseProcessor(Micros until)
     }
 }
 
-// A datagram for an unused address is sent and lost: this link does not simulate address
-// resolution. A datagram of a machine to itself stays in the machine.
+// A datagram for an address that no machine has had is sent and lost: this link does not simulate
+// address resolution. A datagram of a machine to itself stays in the machine.
 bool World::Send(Machine &machine, bool multicast, const sockaddr_in &destination,
                  std::string_view text, Micros at, int sparedPercent)
 {
@@ -320,7 +320,8 @@ void World::EndScenario()
     const Expectations &expects = mScenario.expects;
     if (expects.quiet != 0 && mTraffic.LastExchange() > mNow - expects.quiet) {
         mViolations.Add(mNow, {},
-                        "documents were still sent at " + TimeText(mTraffic.LastExchange()));
+                        "requests or documents were still sent at " +
+                            TimeText(mTraffic.LastExchange()));
     }
     const std::int64_t grown = test::LiveMemory() - mMemory;
     if (expects.memory != 0 && grown > mMemory / 50 + kOwnGrowth) {

@@ -172,8 +172,7 @@ void World::BeginChange(std::uint32_t machine, Micros at)
     }
 }
 
-// Machines that are split off learn of changes only when the split ends, and a stalled machine
-// only when it continues.
+// A machine that is split off, or stalled, is not checked until the end of that: then it settles.
 void World::Settle(std::uint32_t number)
 {
     if (!mSplit[number] && !mMachines[number]->IsStalled()) {
@@ -232,7 +231,9 @@ void World::ChangeMachine(Step step, Machine &machine)
     switch (step) {
     case Step::Rename:
         mTraffic.NoteStart(machine, mNow);
-        mLists->NoteEmptied(machine);
+        if (machine.IsEnabled()) {
+            mLists->NoteEmptied(machine);
+        }
         machine.Rename(machine.HostName() + "'", mNow);
         return Settle(number);
     case Step::Move: {
@@ -250,7 +251,9 @@ void World::ChangeMachine(Step step, Machine &machine)
         machine.SwitchOn();
         return Settle(number);
     case Step::LoseLink:
-        mLists->NoteEmptied(machine);
+        if (machine.IsEnabled()) {
+            mLists->NoteEmptied(machine);
+        }
         machine.LoseLink(mNow);
         mTraffic.NoteWithdrawn(machine);
         mLists->NoteGone(machine, mNow);
@@ -283,7 +286,7 @@ void World::ChangeMachine(Step step, Machine &machine)
     }
 }
 
-// The machine adds a silent ZR1 on behalf of others, again every 20 s.
+// The machine adds the service of a silent ZR1 that does not exist, and adds it again every 20 s.
 void World::AddSilent(Machine &machine)
 {
     const std::uint32_t number = machine.Number();
