@@ -26,14 +26,14 @@ public:
     // REQUIRES: all arguments outlive this object.
     ListChecks(const Scenario &scenario, const Machines &machines, Violations &violations);
 
-    // A machine is disconnected or stalled: its list is not checked, nor whether its
-    // entry in other lists is right. But if the machine has left, they are checked for its removal.
+    // A machine is disconnected or stalled: its list is not checked, nor whether its entry in
+    // other lists is right. But if the machine has left, its removal from other lists is checked.
     void Disturb(std::uint32_t machine) { mSettled[machine] = kNever; }
     // The machine has just changed or is connected again: the time begins within which its list,
     // and the other lists about it, must become right.
     void Settle(std::uint32_t machine, Micros now);
-    // A disturbance of all lists ends at this time, which may be in the future. All lists must
-    // become right within the same period, which begins then.
+    // A disturbance of all lists ends at this time, which may be in the future. From then on,
+    // all lists have as much time to become right as after Settle.
     void SettleAll(Micros at) { mSettledAll = at; }
     // From now on no list is checked for its own device: a forged goodbye removes a service from
     // its own device's list until the next publication, and the scenario may contain none.
