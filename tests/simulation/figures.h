@@ -15,7 +15,7 @@ struct SecondFigures
 {
     std::array<std::uint32_t, kDatagramKinds> datagrams{}; // sent to others, by kind
     std::uint64_t bytes = 0;                               // of datagrams, without headers
-    Micros busy = 0;           // how long the medium was in use: see Link::BusyTime
+    Micros busy = 0;           // the medium's time for the datagrams: see Link::BusyTime
     std::uint64_t lost = 0;    // datagrams lost on the link
     std::uint64_t dropped = 0; // by full receive buffers
     std::uint64_t wanted = 0;  // entries that the lists should have

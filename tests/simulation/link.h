@@ -25,7 +25,8 @@ struct LinkSettings
     Micros multicastWait = 0;
     std::int64_t multicastLossPerMillion = 0;
     std::int64_t unicastLossPerMillion = 0;
-    std::int64_t meanBurst = 1; // multicast datagrams lost in a row, on average
+    // Multicast datagrams lost in a row, on average. With 1, each is lost independently.
+    std::int64_t meanBurst = 1;
     std::int64_t duplicatePerMillion = 0;
     std::int64_t reorderPerMillion = 0;
     Micros reorderDelay = 20 * kMillisecond; // at most
@@ -60,8 +61,8 @@ public:
     // The additional delay of a datagram that is overtaken by others; 0 for most.
     [[nodiscard]] Micros ReorderingDelay();
 
-    // How long the shared medium was in use so far; without one, the sum for all wires, each in
-    // the direction to the switch.
+    // How long the shared medium is in use for all datagrams sent so far, also for those that are
+    // still waiting; without one, the sum for all wires, each in the direction to the switch.
     [[nodiscard]] Micros BusyTime() const { return mBusy; }
 
 private:
