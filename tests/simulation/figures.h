@@ -19,7 +19,7 @@ struct SecondFigures
     std::uint64_t lost = 0;    // datagrams lost on the link
     std::uint64_t dropped = 0; // by full receive buffers
     std::uint64_t wanted = 0;  // entries that the lists should have
-    std::uint64_t right = 0;   // entries that the lists have, of the wanted ones
+    std::uint64_t right = 0;   // of these, the entries that are right
     Micros processor = 0;      // the processor time of the simulating thread
 };
 
