@@ -87,8 +87,9 @@ class Counter:
                 return
 
 
-def wait_for_a_safe_moment():
-    """The random numbers of a device depend on the second in which it starts."""
+def wait_until_early_in_a_second():
+    """The engine starts half a second later, and takes its random numbers from the second in which
+    it starts."""
     time.sleep((0.3 - time.time()) % 1)
 
 
@@ -101,7 +102,7 @@ def play_in_lab(programs):
         peer = lab.add_peer()
         counter = Counter(lab._switch)
         for device in devices:
-            wait_for_a_safe_moment()
+            wait_until_early_in_a_second()
             device.start_beacond()
         wait_until(lambda: len(counter.starts) == COUNT, 60, "all devices to search")
         first = min(counter.starts.values())

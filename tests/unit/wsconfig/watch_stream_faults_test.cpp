@@ -23,8 +23,8 @@ TEST_F(WatchStreamFaults, TriesAgainWhileConnectionsAreRefusedAndReportsLossAndR
         WatchPolicy policy = Quick();
         policy.longestPauseMs = 1;
         later = std::thread([this] {
-            // About 50 connections are refused in this time.
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            // Hundreds of connections are refused in this time.
+            std::this_thread::sleep_for(std::chrono::milliseconds(500));
             mServer.Start({Answer(kBoth)});
         });
         Make(policy).start();
@@ -219,14 +219,14 @@ TEST_F(WatchStreamFaults, ARequestThatIsSentInPartIsALostStream)
 {
     mServer.Start({Answer(kBoth)});
     WatchPolicy policy = Quick();
-    policy.firstDeliveryMs = 100;
+    policy.firstDeliveryMs = 1000;
     policy.shortestPauseMs = kGenerousMs;
     policy.longestPauseMs = kGenerousMs;
     WatchStream stream(
         {QStringLiteral("127.0.0.1"), mServer.Port(), QString(5'000'000, QLatin1Char('x')), {24}},
         policy);
     EXPECT_EQ(Lines([&stream] { stream.start(); }),
-              "stream lost: Message too long\nnot every value came within 100 ms\n");
+              "stream lost: Message too long\nnot every value came within 1000 ms\n");
 }
 
 TEST(WatchPolicy, HasTheTimesOfTheConfigurationClient)

@@ -104,7 +104,7 @@ TEST_F(WatchStreamTest, AMissingFirstValueIsDeliveredWhenItComes)
         connection.WaitForEnd();
     }});
     WatchPolicy policy = Quick();
-    policy.firstDeliveryMs = 500;
+    policy.firstDeliveryMs = 2000;
     (void)Lines([this, &policy] { Make(policy).start(); });
     EXPECT_EQ(Values(), "24={}|");
     returned.set_value();
