@@ -94,6 +94,23 @@ TEST(UsnIndex, NeedsNoMemoryForFormerRecords)
     EXPECT_LE(test::Allocated(), before);
 }
 
+// A table of 64 slots has at most 48 records. In some rounds, more than 32 of them have a hash with
+// an even number, or with an odd one. A search that left out every second slot would then not end.
+TEST(UsnIndex, FindsAsManyRecordsAsATableHasWhereverTheirSlotsAre)
+{
+    for (int round = 0; round < 1000; ++round) {
+        formats::SSDPDeviceMap map;
+        ssdp::UsnIndex index;
+        for (int number = 0; number < 48; ++number) {
+            Enter(map, index, std::to_string(1000 * number + round));
+        }
+        for (const auto &entry : map) {
+            ASSERT_EQ(FoundName(index, entry.first), entry.first);
+        }
+        ASSERT_EQ(FoundName(index, "absent"), "none");
+    }
+}
+
 // Random changes make the index grow, make runs of several entries, and make runs that
 // cross the end of the table.
 TEST(UsnIndex, FindsExactlyTheRecordsOfTheMapAfter20000Changes)
