@@ -142,6 +142,20 @@ def test_a_daemon_whose_supervisor_was_killed_is_supervised_again_or_stopped(ins
         installed.wait_for_process(each)
 
 
+def test_a_supervisor_leaves_no_process_at_whichever_moment_it_is_killed(installed):
+    """The program does not exist; by then the supervisor has opened its pipe to the log."""
+    own = installed.processes("supervise")
+    installed.run("sh", "-c", """for round in $(seq 20); do
+        for pause in 0 0.001 0.002 0.003 0.004 0.005 0.006 0.007; do
+            /usr/lib/beacond/supervise /nowhere/nobody >/dev/null 2>&1 &
+            sleep $pause
+            kill -KILL $!
+        done
+    done
+    rm -f /run/nobody.pipe""", check=False)
+    wait_until(lambda: installed.processes("supervise") == own, LIMIT, "the supervisors' end")
+
+
 def test_permanent_faults_are_not_retried(installed):
     state = installed.path("/var/lib/beacon-configd/system.json")
     state.write_text("{")
