@@ -131,6 +131,7 @@ def stage_lines(folder, counts):
 
 
 def main(folders):
+    sys.stdout.reconfigure(errors="backslashreplace")  # a message may contain any character
     counts = {folder: count_stage(folder) for folder in folders}
     for folder in folders:
         print(*stage_lines(folder, counts[folder]), sep="\n")

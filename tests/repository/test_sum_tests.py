@@ -1,5 +1,6 @@
 """How scripts/sum_tests.py counts the reports of a stage."""
 
+import os
 import subprocess
 import sys
 from pathlib import Path
@@ -32,7 +33,7 @@ def report(stage, name, text):
 
 def run_sum(*folders):
     result = subprocess.run([TOP / "scripts/sum_tests.py", *folders], stdout=subprocess.PIPE,
-                            text=True)
+                            text=True, env={**os.environ, "PYTHONIOENCODING": "ascii"})
     return result.returncode, result.stdout
 
 
@@ -215,7 +216,8 @@ def test_each_failure_is_named(stage, files, failure):
     ("<failure>one\ntwo</failure>", ["one", "two"]),
     ('<error message="one"/>', ["one"]),
     ('<failure message="1&#10;2&#10;3&#10;4&#10;5&#10;6"/>', ["1", "2", "3", "4", "5"]),
-    (f'<failure message="{"x" * 201}"/>', ["x" * 200])])
+    (f'<failure message="{"x" * 201}"/>', ["x" * 200]),
+    ('<failure message="\u2026"/>', ["\\u2026"])])
 def test_the_first_lines_of_a_failures_message_stand_below_its_name(stage, failure, shown):
     report(stage, "pytest.xml", suite(PASSED, f'<testcase name="a">{failure}</testcase>'))
     assert run_sum(stage)[1].splitlines()[1:-2] == [

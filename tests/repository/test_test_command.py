@@ -77,7 +77,7 @@ def test_without_arguments_all_stages_run_and_every_failure_is_counted(tree):
     assert (ended, lines[-1]) == (1, f"0 passed, {sum(failed)} failed")
 
 
-@pytest.mark.parametrize("failing, status", [("nothing", 0), ("all", 1)])
+@pytest.mark.parametrize("failing, status", [("nothing", 0), ("all", 1), ("machine", 1)])
 def test_continuous_integration_runs_the_readmes_commands_and_repeats_the_first_summary(
         tree, failing, status):
     (tree / ".ci").mkdir()
@@ -87,8 +87,9 @@ def test_continuous_integration_runs_the_readmes_commands_and_repeats_the_first_
         case "${{*:-all}}" in *{failing}) exit 1 ;; esac''', "test")
     ended, output, _ = run(tree, ".ci/run")
     summary = "\n======== summary\n{}\n"
+    first = f"\n======== ./test without arguments: status {int(failing == 'all')}\n"
     assert (ended, output) == (status, "log\n" + summary.format(0) + "log\n" + summary.format(5)
-                               + summary.format(0))
+                               + first + summary.format(0)[1:])
     _, *commands = block("README.md", "./run ").splitlines()
     assert [line.split() for line in (tree / "asked").read_text(encoding="ascii").splitlines()] \
         == [line.partition("#")[0].split() for line in commands]

@@ -9,8 +9,9 @@ namespace simulation {
 namespace {
 
 // An entry may expire because its device was disconnected or stalled. The device's next
-// announcement makes the list's owner request its document, which brings the entry back. So an
-// entry that is lost within this time after a disturbance is not a lapse.
+// announcement makes the list's owner request its document, which brings the entry back. So the
+// loss of an entry within this time after such a disturbance is not a lapse, and how long the
+// entry is missing counts only from the end of this time.
 constexpr Micros kSettlingTime = 40 * kSecond;
 // A document that arrives after the goodbye of its device may list the device for 240 s.
 constexpr Micros kDocumentLives = 250 * kSecond;
@@ -189,7 +190,7 @@ void ListChecks::MarkRight(std::uint32_t watcher, std::uint32_t subject, Micros 
 {
     Micros &since = WrongSince(watcher, subject);
     if (since < 0) {
-        mLongestLapse = std::max(mLongestLapse, LapseUntil(now, since));
+        mLongestLapse = std::max(mLongestLapse, LapseUntil(now, watcher, subject));
     }
     since = 0;
 }
@@ -201,15 +202,15 @@ void ListChecks::MarkWrong(std::uint32_t watcher, std::uint32_t subject, Micros 
     if (since != 0) {
         return;
     }
-    const Micros oldest = now - kSettlingTime;
-    const bool settled = mSettled[watcher] < oldest && mSettled[subject] < oldest;
-    mLapses += settled && mSettledAll < oldest ? 1 : 0;
+    const bool settled = IsSettled(watcher, now) && IsSettled(subject, now);
+    mLapses += settled && SettledSince(watcher, subject) < now - kSettlingTime ? 1 : 0;
     since = settled ? -now : now;
 }
 
-Micros ListChecks::LapseUntil(Micros now, Micros since) const
+Micros ListChecks::LapseUntil(Micros now, std::uint32_t watcher, std::uint32_t subject)
 {
-    return now - std::max(-since, mSettledAll);
+    const Micros settled = std::max(mSettled[watcher], mSettled[subject]) + kSettlingTime;
+    return now - std::max({-WrongSince(watcher, subject), mSettledAll, settled});
 }
 
 bool ListChecks::IsSettled(std::uint32_t machine, Micros now) const
@@ -232,7 +233,7 @@ void ListChecks::CheckWrong(std::uint32_t watcher, Micros now)
             continue;
         }
         const Expectations &expects = mScenario.expects;
-        const Micros lapse = since < 0 ? LapseUntil(now, since) : 0;
+        const Micros lapse = since < 0 ? LapseUntil(now, watcher, subject) : 0;
         const Micros waited = now - SettledSince(watcher, subject);
         const Micros complete = std::max(expects.complete, expects.listed);
         if (complete != 0 && waited > complete) {

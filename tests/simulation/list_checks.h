@@ -56,8 +56,8 @@ public:
     [[nodiscard]] std::uint64_t Right() const { return mRight; }
     // How often the right entry of a published device was lost or became wrong, although that
     // device and the machine with the list had been undisturbed for some time; and the longest
-    // time until such an entry was right again. The time of a disturbance of all lists does not
-    // count.
+    // time until an entry that was lost was right again, without the time of a disturbance and
+    // some time after it.
     [[nodiscard]] std::uint64_t Lapses() const { return mLapses; }
     [[nodiscard]] Micros LongestLapse() const { return mLongestLapse; }
     // How often a document arrived after the goodbye of its USN. Such a document may list the USN
@@ -91,15 +91,15 @@ private:
     {
         mKeepsName[watcher * mMachines.size() + subject] = kept;
     }
-    // How long an entry has been wrong since it became wrong or since the last disturbance of all
-    // lists ended, whichever is later; negative during such a disturbance. since: a negative time
-    // as WrongSince returns it.
-    [[nodiscard]] Micros LapseUntil(Micros now, Micros since) const;
+    // How long an entry has been wrong since it became wrong, or since the consequences of the last
+    // disturbance should have ended, whichever is later; negative before. REQUIRES: WrongSince is
+    // negative.
+    [[nodiscard]] Micros LapseUntil(Micros now, std::uint32_t watcher, std::uint32_t subject);
     [[nodiscard]] bool IsSettled(std::uint32_t machine, Micros now) const;
     [[nodiscard]] Micros SettledSince(std::uint32_t watcher, std::uint32_t subject) const;
     // 0 while the entry is correct; otherwise the time since which it is wrong, or a later one at
-    // which a machine settled. The time is negative if the entry was correct before, and both
-    // machines had been undisturbed for some time.
+    // which a machine settled. The time is negative if the entry was correct before and was lost
+    // while both machines were undisturbed.
     [[nodiscard]] Micros &WrongSince(std::uint32_t watcher, std::uint32_t subject)
     {
         return mWrongSince[watcher * mMachines.size() + subject];

@@ -53,7 +53,7 @@ struct Expectations
 {
     Micros complete = 0; // the time after the last change until all lists are correct
     Micros listed = 0;   // the same, but a list may contain a former name of a device
-    Micros missing = 0;  // the longest time for which an entry that was right is wrong or missing
+    Micros missing = 0;  // the longest time for which an entry that was right is missing or wrong
     Micros goodbye = 0;  // the time until a goodbye has removed a device from all lists
     Micros silent = 0;   // the same for a device that leaves without a goodbye
     Micros announce = 0; // the longest time between two announcements of a device

@@ -263,6 +263,7 @@ void World::ChangeMachine(Step step, Machine &machine)
         return machine.RegainLink(mNow);
     case Step::CompleteSetup:
         mTraffic.NoteStart(machine, mNow);
+        mLists->NoteEmptied(machine);
         machine.CompleteSetup(mNow);
         return Settle(number);
     case Step::Split:

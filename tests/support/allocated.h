@@ -15,8 +15,8 @@ namespace test {
     return info.uordblks + info.hblkhd;
 }
 
-// The memory of this process that is not swapped out, in bytes, as the kernel counts it: statm in
-// proc(5).
+// The memory of this process that is not swapped out, in bytes. The kernel's number can be some
+// pages too small or too large: statm in proc(5).
 [[nodiscard]] inline std::size_t ResidentBytes()
 {
     std::size_t all = 0;

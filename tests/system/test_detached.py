@@ -128,7 +128,9 @@ def test_the_command_does_not_wait_until_the_daemon_is_ready(lab, wire):
     device = lab.add_device("late", product="talonmx")
     device.configd.stop()
     assert device.detach_beacond().returncode == 0
-    assert not wire.datagrams(device.address, starting=b"M-SEARCH")
+    returned = time.monotonic()
+    search, *_ = wire.wait_for(source=device.address, starting=b"M-SEARCH")
+    assert search.time > returned
     # It continues without the service, and applies the settings when the service starts.
     wire.wait_for(source=device.address, starting=b"M-SEARCH")
     assert not wire.datagrams(device.address, starting=b"NOTIFY")
