@@ -329,7 +329,7 @@ TEST(UDPSocketClose, NeverLetsAThreadUseAReusedDescriptor)
     threads.emplace_back([&] {
         while (!stop) {
             VEXUDPSocket other;
-            ASSERT_EQ(other.Open("127.0.0.1", 1901), 0);
+            ASSERT_EQ(other.Open("127.0.0.1", 1901), 0) << "errno " << errno;
             ASSERT_EQ(WriteText(other, "foreign", SocketAddressOf("127.0.0.1", 1901)), 7);
             const test::Polled polled = PollOnce(other, kGenerousMs);
             EXPECT_EQ(polled.datagram, "foreign");
