@@ -143,7 +143,9 @@ def test_a_daemon_whose_supervisor_was_killed_is_supervised_again_or_stopped(ins
 
 
 def test_a_supervisor_leaves_no_process_at_whichever_moment_it_is_killed(installed):
-    """The program does not exist; by then the supervisor has opened its pipe to the log."""
+    """A supervisor opens its pipe to the log, then starts the program. This one does not exist, so
+    the supervisor ends."""
+    assert installed.path("/usr/lib/beacond/supervise").exists()
     own = installed.processes("supervise")
     installed.run("sh", "-c", """for round in $(seq 20); do
         for pause in 0 0.001 0.002 0.003 0.004 0.005 0.006 0.007; do
@@ -152,7 +154,7 @@ def test_a_supervisor_leaves_no_process_at_whichever_moment_it_is_killed(install
             kill -KILL $!
         done
     done
-    rm -f /run/nobody.pipe""", check=False)
+    rm -f /run/nobody.pipe""")
     wait_until(lambda: installed.processes("supervise") == own, LIMIT, "the supervisors' end")
 
 

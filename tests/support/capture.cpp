@@ -1,10 +1,13 @@
 #include "support/capture.h"
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <iostream>
 #include <stdexcept>
 #include <sys/mman.h>
+#include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace test {
@@ -65,6 +68,14 @@ void FlushAll()
 }
 
 } // namespace
+
+void AwaitCapturedErr()
+{
+    struct stat file = {};
+    while (fstat(STDERR_FILENO, &file) == 0 && file.st_size == 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
 
 Output Capture(const std::function<void()> &code)
 {

@@ -17,4 +17,8 @@ struct Output
 // other threads during the call is included.
 Output Capture(const std::function<void()> &code);
 
+// During a call of Capture: waits until the code has written something to standard error.
+// Another thread than the code's calls this.
+void AwaitCapturedErr();
+
 } // namespace test

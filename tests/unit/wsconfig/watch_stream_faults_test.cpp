@@ -23,8 +23,9 @@ TEST_F(WatchStreamFaults, TriesAgainWhileConnectionsAreRefusedAndReportsLossAndR
         WatchPolicy policy = Quick();
         policy.longestPauseMs = 1;
         later = std::thread([this] {
-            // Hundreds of connections are refused in this time.
-            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            test::AwaitCapturedErr(); // the first connection is refused
+            // About 50 more connections are refused in this time.
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
             mServer.Start({Answer(kBoth)});
         });
         Make(policy).start();

@@ -140,7 +140,7 @@ TEST_F(WSConfigTest, WaitsForAServiceThatStartsLater)
     std::thread later;
     const test::Output output = test::Capture([this, &later] {
         later = std::thread([this] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            test::AwaitCapturedErr(); // the first connection is refused
             mServer.Start({Answer(kBoth)});
         });
         WatchBoth();
