@@ -39,7 +39,8 @@ public:
     void Shutdown(int how);
 
     // Closes the socket; does nothing when it is closed. The port is free when Close
-    // returns. VEXThread::Kill does not interrupt it.
+    // returns (some microseconds later if another program reads /proc/<pid>/fd at that
+    // moment). VEXThread::Kill does not interrupt it.
     void Close();
 
     // Replaces both maps by the addresses of this host's interfaces that are up. The
