@@ -9,6 +9,7 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,6 +30,24 @@ public:
     // A machine is disconnected or stalled: its list is not checked, nor whether its entry in
     // other lists is right. But if the machine has left, its removal from other lists is checked.
     void Disturb(std::uint32_t machine) { mSettled[machine] = kNever; }
+    // The same for a machine whose thread stalls, or that is on the other side of a split, until
+    // NoteHeard. The lists of machines that cannot hear it must forget it.
+    void NoteStalled(std::uint32_t machine, Micros now)
+    {
+        NoteUnheard(machine, now, &Hearing::stalledAt);
+    }
+    void NoteSplit(std::uint32_t machine, Micros now)
+    {
+        NoteUnheard(machine, now, &Hearing::splitAt);
+    }
+    void NoteResumed(std::uint32_t machine, Micros now)
+    {
+        NoteHeard(machine, now, &Hearing::stalledAt);
+    }
+    void NoteHealed(std::uint32_t machine, Micros now)
+    {
+        NoteHeard(machine, now, &Hearing::splitAt);
+    }
     // The machine has just changed or is connected again: the time begins within which its list,
     // and the other lists about it, must become right.
     void Settle(std::uint32_t machine, Micros now);
@@ -38,14 +57,24 @@ public:
     // From now on no list is checked for its own device: a forged goodbye removes a service from
     // its own device's list until the next publication, and the scenario may contain none.
     void IgnoreOwn() { mIgnoresOwn = true; }
+    // From now on a list may contain devices that do not exist.
+    void AcceptForged() { mAcceptsForged = true; }
 
     // A machine has announced its service, or sent a goodbye for it.
     void NotePublished(const Machine &machine);
     void NoteGoodbye(const Machine &machine, const std::string &usn, Micros now);
+    // A machine adds another device, which it lists from now on.
+    void NoteAdded(const Machine &machine, const std::string &usn)
+    {
+        mAdded.insert({machine.Number(), usn});
+    }
+    // A machine has announced another device, or sent a goodbye for it.
+    void NoteProxied(const Machine &machine, const std::string &usn, Micros now);
+    void NoteProxyGoodbye(const Machine &machine, const std::string &usn, Micros now);
     // The machine left without a goodbye.
     void NoteGone(const Machine &machine, Micros now);
-    // The machine empties its list now.
-    void NoteEmptied(const Machine &machine);
+    // The machine empties its list now: its engine opens or closes.
+    void NoteEmptied(const Machine &machine, Micros now);
     void NoteDocument(const Machine &receiver, const Datagram &document, Micros now);
 
     void EverySecond(Micros now);
@@ -78,6 +107,17 @@ private:
         std::string usn;
         std::uint32_t machine = 0;
     };
+    struct Proxied
+    {
+        Micros since = 0;
+        std::uint32_t machine = 0;
+    };
+    struct Hearing
+    {
+        Micros splitAt = kNever;
+        Micros stalledAt = kNever;
+        Micros backAt = 0; // the end of the last split or stall
+    };
 
     void CollectPublished();
     void CompareList(std::uint32_t watcher, Micros now);
@@ -85,6 +125,20 @@ private:
     void MarkWrong(std::uint32_t watcher, std::uint32_t subject, Micros now);
     void CheckWrong(std::uint32_t watcher, Micros now);
     void CheckUnpublished(std::uint32_t watcher, Micros now);
+    void CheckDeparted(std::uint32_t watcher, const std::string &usn, const Departure &departure,
+                       Micros now);
+    void CheckOwn(std::uint32_t watcher, Micros now);
+    void CheckUnheard(std::uint32_t watcher, Micros now);
+    void CheckProxied(std::uint32_t watcher, Micros now);
+    void NoteUnheard(std::uint32_t machine, Micros now, Micros Hearing::*since);
+    void NoteHeard(std::uint32_t machine, Micros now, Micros Hearing::*since);
+    // The time since which a machine can hear nothing from another one; kNever if it can.
+    [[nodiscard]] Micros UnheardSince(std::uint32_t watcher, std::uint32_t subject) const;
+    [[nodiscard]] bool Lists(std::uint32_t watcher, const std::string &usn) const
+    {
+        return mMachines[watcher]->Agent().NodeList().count(usn) != 0;
+    }
+    [[nodiscard]] bool IsPublished(const std::string &usn) const;
     [[nodiscard]] bool IsRight(const SSDPDeviceType &entry, std::uint32_t watcher,
                                const Machine &subject) const;
     void KeepName(std::uint32_t watcher, std::uint32_t subject, bool kept)
@@ -111,11 +165,16 @@ private:
     std::vector<Micros> mSettled; // by machine
     Micros mSettledAll = 0;
     bool mIgnoresOwn = false;
+    bool mAcceptsForged = false;
+    std::vector<Hearing> mHearing;          // by machine
+    std::vector<Micros> mOpenedAt;          // by machine
     std::vector<std::string> mPublishedUsn; // by machine; empty while it is not published
     bool mPublishedChanged = false;
     std::vector<Published>
         mPublished; // in the order of the USNs; without devices that can be proxied
     std::map<std::string, Departure> mDeparted;
+    std::map<std::string, Proxied> mProxied;                // by USN
+    std::set<std::pair<std::uint32_t, std::string>> mAdded; // by machine
     // By machine and withdrawn USN: when the last document with this USN arrived.
     std::map<std::pair<std::uint32_t, std::string>, Micros> mLate;
     std::vector<Micros> mWrongSince;

@@ -29,8 +29,9 @@ struct ActForm
     Verb verb;
 };
 
-// "At TIME MACHINES ..."; a second number of seconds is the length of the action.
-constexpr std::array<ActForm, 14> kActForms{{
+// "At TIME MACHINES ..."; the last number of two or more is the length of the action, the second
+// one of three its count.
+constexpr std::array<ActForm, 15> kActForms{{
     {"at # s @ start within # s", Verb::Start},
     {"at # s @ start", Verb::Start},
     {"at # s @ start and are published at once", Verb::StartPublished},
@@ -43,6 +44,7 @@ constexpr std::array<ActForm, 14> kActForms{{
     {"at # s @ are split off for # s", Verb::Split},
     {"at # s @ stall for # s", Verb::Stall},
     {"at # s @ add a silent zr1 for # s", Verb::AddOther},
+    {"at # s @ add device # for # s", Verb::AddOther},
     {"at # s a stranger play $ for # s", Verb::Play},
     {"at # s # changes happen within # s", Verb::Change},
 }};
@@ -194,7 +196,7 @@ bool ReadAct(const Words &words, Scenario &scenario)
         act.verb = verb;
         act.machines = found->machines;
         act.length = found->numbers.size() > 1 ? MicrosOf(found->numbers.back()) : 0;
-        act.count = verb == Verb::Change ? static_cast<std::uint32_t>(found->numbers[1]) : 0;
+        act.count = found->numbers.size() > 2 ? static_cast<std::uint32_t>(found->numbers[1]) : 0;
         act.attack = found->word;
         scenario.acts.push_back(act);
         return true;

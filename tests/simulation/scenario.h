@@ -43,9 +43,11 @@ struct Act
     Micros at = 0;
     Verb verb = Verb::Start;
     Choice machines;
-    Micros length = 0;       // the duration
-    std::uint32_t count = 0; // Change: the number of changes
-    std::string attack;      // Play: the name of the attack
+    Micros length = 0; // the duration
+    // Change: the number of changes. AddOther: the machine that is added; 0 for one that does not
+    // exist.
+    std::uint32_t count = 0;
+    std::string attack; // Play: the name of the attack
 };
 
 // The rules of a scenario; 0 for a rule that it does not contain.
@@ -58,7 +60,8 @@ struct Expectations
     Micros silent = 0;   // the same for a device that leaves without a goodbye
     Micros announce = 0; // the longest time between two announcements of a device
     Micros quiet = 0;    // the time at the end in which no request and no document is sent
-    Micros memory = 0;   // from this time to the end, the memory grows by at most 2 % + 200 kB
+    // From this time to the end, the memory grows by at most 2 % and 12 kB for each device.
+    Micros memory = 0;
 };
 
 struct Scenario

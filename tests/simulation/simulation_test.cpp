@@ -142,6 +142,62 @@ TEST(Simulation, LostMulticastMakesDevicesMissTheirPeers)
     EXPECT_EQ(Play(text).figures.seconds.back().right, 10U);
 }
 
+TEST(Simulation, LostUnicastMakesDevicesMissTheirPeers)
+{
+    const std::string text = "There are 10 devices.\nThe link is wired.\nThere is no ZR1.\n"
+                             "The link loses 100 % of unicast.\n"
+                             "At 0 s all devices start within 1 s.\nIt ends at 100 s.\n";
+    EXPECT_EQ(Play(text).figures.seconds.back().right, 10U);
+}
+
+TEST(Simulation, ASplitSeparatesItsTwoSides)
+{
+    const std::string text = "There are 10 devices.\nThe link is wired.\nThere is no ZR1.\n"
+                             "At 0 s all devices start within 1 s.\nIt ends at 100 s.\n"
+                             "At 1 s devices 1 to 3 are split off for 300 s.\n";
+    EXPECT_EQ(Play(text).figures.seconds.back().right, 3U * 3U + 7U * 7U);
+}
+
+TEST(Simulation, ASplitEndsForADeviceThatIsOffAtItsEnd)
+{
+    const std::string text = "There are 10 devices.\nThe link is wired.\nThere is no ZR1.\n"
+                             "At 0 s all devices start within 1 s.\n"
+                             "At 50 s devices 1 to 3 are split off for 20 s.\n"
+                             "At 60 s device 2 is killed.\nAt 80 s device 2 starts.\n"
+                             "It ends at 200 s.\n";
+    EXPECT_EQ(Play(text).figures.seconds.back().right, 100U);
+}
+
+TEST(Simulation, DuplicatedRequestsGetTwoDocuments)
+{
+    const std::string text = "There are 10 devices.\nThe link is wired.\nThere is no ZR1.\n"
+                             "At 0 s all devices start within 1 s.\nIt ends at 100 s.\n";
+    const Outcome once = Play(text);
+    const Outcome twice = Play(text + "The link duplicates 100 %.\n");
+    EXPECT_GT(Sent(twice, DatagramKind::Document), Sent(once, DatagramKind::Document) * 3 / 2);
+}
+
+TEST(Simulation, AZR1AnnouncesItselfAndItsProxyStopsWithoutAGoodbye)
+{
+    const std::string text = "There are 7 devices.\nThe link is wired.\n"
+                             "At 0 s device 1 starts.\nAt 20 s device 1 adds device 7 for ";
+    const Outcome alone = Play(text + "40 s.\nIt ends at 400 s.\n");
+    EXPECT_EQ(Sent(alone, DatagramKind::Goodbye), 1U);
+    const Outcome returned = Play(text + "400 s.\nAt 60 s device 7 starts.\nIt ends at 400 s.\n");
+    EXPECT_EQ(Sent(returned, DatagramKind::Goodbye), 0U);
+    EXPECT_GT(Sent(returned, DatagramKind::Alive), 2 * (400U - 60U) / 30U);
+}
+
+TEST(Simulation, TheReportOfARuleAboutOneDeviceShowsAllItsDatagrams)
+{
+    const Outcome outcome = Play("There are 3 devices.\nThe link is wired.\nThere is no ZR1.\n"
+                                 "At 0 s all devices start within 1 s.\nIt ends at 60 s.\n"
+                                 "Own services are announced at least every 20 s.\n");
+    EXPECT_NE(outcome.violations, 0U);
+    EXPECT_NE(outcome.report.find(" receives request of device "), std::string::npos);
+    EXPECT_NE(outcome.report.find(" sends document of device "), std::string::npos);
+}
+
 TEST(Simulation, AKilledDeviceThatStaysListedTooLongBreaksARule)
 {
     const std::string text = "There are 5 devices.\nThe link is wired.\n"
@@ -186,7 +242,9 @@ TEST(Simulation, DocumentsSentAtTheEndBreakARule)
     const std::string text = "There are 5 devices.\nThe link is wired.\n"
                              "At 0 s all devices start within 1 s.\nIt ends at 40 s.\n"
                              "No document is sent in the last 30 s.\n";
-    EXPECT_NE(Play(text).violations, 0U);
+    const Outcome outcome = Play(text);
+    EXPECT_NE(outcome.violations, 0U);
+    EXPECT_NE(outcome.report.find(" sends alive of device "), std::string::npos);
 }
 
 TEST(Simulation, MemoryFilledByForgedDevicesBreaksARule)

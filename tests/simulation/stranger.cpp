@@ -154,6 +154,31 @@ Datagrams ForgedDevices(Victims &victims, std::uint32_t turn)
     return datagrams;
 }
 
+// The same, and announces them, which confirms them.
+Datagrams ForgedAnnouncedDevices(Victims &victims, std::uint32_t turn)
+{
+    Datagrams datagrams = ForgedDevices(victims, turn);
+    for (std::int64_t number = 0; number < 100; ++number) {
+        datagrams.push_back(ToOne(Alive(ForgedUsn(turn * 100 + number), LocationOf("198.18.201.2")),
+                                  Stranger(5), *victims.machines.front()));
+    }
+    return datagrams;
+}
+
+// Descriptions of devices whose names consist of control bytes. Each takes six bytes in the
+// browse list.
+Datagrams ControlBytes(Victims &victims, std::uint32_t turn)
+{
+    const std::string name(1100, '\x01');
+    Datagrams datagrams;
+    for (std::int64_t number = 0; number < 100; ++number) {
+        const std::string usn = ForgedUsn(turn * 100 + number);
+        datagrams.push_back(
+            ToOne(Description(usn, name, "203.0.113.9"), Stranger(9), *victims.machines.front()));
+    }
+    return datagrams;
+}
+
 // 1,000 requests and 1,000 announcements a second, from one address to one device.
 Datagrams Flood(Victims &victims, std::uint32_t turn)
 {
@@ -228,19 +253,22 @@ Datagrams Garbage(Victims &victims, std::uint32_t /*turn*/)
 const std::vector<Behaviour> &Behaviours()
 {
     static const std::vector<Behaviour> behaviours{
-        {"other-makers", 200 * kMillisecond, OtherMakers, false, false},
-        {"off-link-searches", 50 * kMillisecond, OffLinkSearches, false, false},
-        {"off-link-requests", 50 * kMillisecond, OffLinkRequests, false, false},
-        {"bad-locations", 100 * kMillisecond, BadLocations, false, false},
-        {"alive-in-their-name", kSecond, AliveInTheirName, false, false},
-        {"description-in-their-name", kSecond, DescriptionInTheirName, true, false},
-        {"goodbye-in-their-name", kSecond, GoodbyeInTheirName, true, true},
-        {"forged-devices", 500 * kMillisecond, ForgedDevices, true, false},
-        {"flood", 100 * kMillisecond, Flood, false, false},
-        {"nowhere", 100 * kMillisecond, Nowhere, false, false},
-        {"diagnostic-questions", 50 * kMillisecond, DiagnosticQuestions, false, false},
-        {"diagnostic-replies", 100 * kMillisecond, DiagnosticReplies, false, false},
-        {"garbage", 20 * kMillisecond, Garbage, false, false},
+        {"other-makers", 200 * kMillisecond, OtherMakers, kNoEffect},
+        {"off-link-searches", 50 * kMillisecond, OffLinkSearches, kNoEffect},
+        {"off-link-requests", 50 * kMillisecond, OffLinkRequests, kNoEffect},
+        {"bad-locations", 100 * kMillisecond, BadLocations, kNoEffect},
+        {"alive-in-their-name", kSecond, AliveInTheirName, kNoEffect},
+        {"description-in-their-name", kSecond, DescriptionInTheirName, kSpoilsLists},
+        {"goodbye-in-their-name", kSecond, GoodbyeInTheirName, kSpoilsLists | kForgesGoodbyes},
+        {"forged-devices", 500 * kMillisecond, ForgedDevices, kSpoilsLists | kForgesDevices},
+        {"forged-announced-devices", 500 * kMillisecond, ForgedAnnouncedDevices,
+         kSpoilsLists | kForgesDevices},
+        {"control-bytes", 500 * kMillisecond, ControlBytes, kSpoilsLists | kForgesDevices},
+        {"flood", 100 * kMillisecond, Flood, kNoEffect},
+        {"nowhere", 100 * kMillisecond, Nowhere, kNoEffect},
+        {"diagnostic-questions", 50 * kMillisecond, DiagnosticQuestions, kNoEffect},
+        {"diagnostic-replies", 100 * kMillisecond, DiagnosticReplies, kNoEffect},
+        {"garbage", 20 * kMillisecond, Garbage, kForgesDevices},
     };
     return behaviours;
 }

@@ -18,6 +18,18 @@ struct Victims
     Chance &chance;
 };
 
+// What a behaviour may do to lists.
+enum Effect : unsigned {
+    kNoEffect = 0,
+    // It removes devices from lists or creates wrong entries. The rules about missing and wrong
+    // entries of published devices apply only after its end.
+    kSpoilsLists = 1,
+    // Its goodbyes remove devices from their own lists until their next publication.
+    kForgesGoodbyes = 2,
+    // Lists contain devices that do not exist.
+    kForgesDevices = 4,
+};
+
 // A behaviour of a stranger: traffic of other makers, or an attack.
 struct Behaviour
 {
@@ -25,12 +37,7 @@ struct Behaviour
     Micros pause; // between two turns
     // The datagrams of one turn; turn counts from 0.
     std::vector<DatagramPointer> (*play)(Victims &victims, std::uint32_t turn);
-    // Whether it may remove devices from lists or create wrong entries. The rules about missing
-    // and wrong entries of published devices then apply only after its end.
-    bool spoilsLists;
-    // Whether its forged goodbyes remove devices from their own lists until their next
-    // publication.
-    bool forgesGoodbyes;
+    unsigned effects; // several of Effect
 };
 
 // Returns null if there is no behaviour of this name.

@@ -51,7 +51,7 @@ void Trace::Note(Micros at, const char *what, std::uint32_t machine)
 {
     Fold(static_cast<std::uint64_t>(at));
     Fold(machine ^ HashOf(what));
-    if (at <= mUntil && mWatched.count(machine) != 0) {
+    if (at <= mUntil && IsWatched(machine)) {
         Keep(at, what, machine, nullptr);
     }
 }
@@ -61,8 +61,9 @@ void Trace::Note(Micros at, const char *what, std::uint32_t machine, const Datag
 {
     Fold(static_cast<std::uint64_t>(at));
     Fold(machine ^ datagram.hash ^ (static_cast<std::uint64_t>(what[0]) << 32U));
-    const bool between = peer != kNoMachine ? mWatched.count(peer) != 0 : IsOfInterest(datagram);
-    if (at <= mUntil && mWatched.count(machine) != 0 && between) {
+    const bool between =
+        mWatched.size() < 2 || (peer != kNoMachine ? IsWatched(peer) : IsOfInterest(datagram));
+    if (at <= mUntil && IsWatched(machine) && between) {
         Keep(at, what, machine, &datagram);
     }
 }

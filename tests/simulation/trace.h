@@ -17,7 +17,8 @@ namespace simulation {
 class Trace
 {
 public:
-    // Keeps the events of these machines until a time.
+    // Keeps the events of these machines until a time: of two or more, only those that concern
+    // no other machine. Of none, keeps the events of all.
     void Watch(std::set<std::uint32_t> machines, Micros until)
     {
         mWatched = std::move(machines);
@@ -36,6 +37,10 @@ public:
 
 private:
     void Fold(std::uint64_t value);
+    [[nodiscard]] bool IsWatched(std::uint32_t machine) const
+    {
+        return mWatched.empty() || mWatched.count(machine) != 0;
+    }
     void Keep(Micros at, const char *what, std::uint32_t machine, const Datagram *datagram);
 
     std::uint64_t mHash = 0;

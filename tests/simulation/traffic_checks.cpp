@@ -1,10 +1,12 @@
 #include "simulation/traffic_checks.h"
 
+#include "formats/browse_document.h"
 #include "formats/ssdp_protocol.h"
 #include "simulation/trace.h"
 #include "ssdp/ssdp_tunables.h"
 
 #include <arpa/inet.h>
+#include <utility>
 
 namespace simulation {
 namespace {
@@ -47,7 +49,8 @@ void TrafficChecks::NoteSent(const Machine &machine, const Datagram &datagram, s
     CheckCause(machine, datagram, at);
     if (datagram.kind == DatagramKind::Request || datagram.kind == DatagramKind::Document) {
         mLastExchange = at;
-        ++account.sentThisSecond;
+        ++(datagram.kind == DatagramKind::Request ? account.requestsThisSecond
+                                                  : account.documentsThisSecond);
     }
     if (datagram.kind == DatagramKind::Request && peer != kNoMachine) {
         mAskedAgain += account.asked[peer] ? 1 : 0;
@@ -133,25 +136,58 @@ void TrafficChecks::NoteResumed(const Machine &machine, Micros now)
 void TrafficChecks::EverySecond(const std::vector<std::unique_ptr<Machine>> &machines, Micros now)
 {
     for (const auto &machine : machines) {
-        Account &account = mMachines[machine->Number()];
-        if (std::exchange(account.sentThisSecond, 0) >
-            ssdp::kMaxDelayedRequests + ssdp::kMaxDelayedResponses) {
-            mViolations.Add(now, {machine->Number()}, "a delayed queue was over its bound");
+        CheckQueues(*machine, now);
+        CheckAnnounced(*machine, now);
+        if (machine->IsOpen()) {
+            CheckList(*machine, now);
         }
-        const bool late = mScenario.expects.announce != 0 && account.announcedAt != kNone &&
-                          !account.stalled && machine->IsOpen() &&
-                          now - account.announcedAt > mScenario.expects.announce;
-        if (late) {
-            mViolations.Add(now, {machine->Number()},
-                            MachineText(machine->Number()) + " has not announced itself for " +
-                                TimeText(now - account.announcedAt));
-            account.announcedAt = now;
+    }
+}
+
+// The whole content of a queue is sent in one tick at most, and a second contains at most one
+// tick.
+void TrafficChecks::CheckQueues(const Machine &machine, Micros now)
+{
+    Account &account = mMachines[machine.Number()];
+    const std::uint64_t requests = std::exchange(account.requestsThisSecond, 0);
+    const std::uint64_t documents = std::exchange(account.documentsThisSecond, 0);
+    if (requests > ssdp::kMaxDelayedRequests || documents > ssdp::kMaxDelayedResponses) {
+        mViolations.Add(now, {machine.Number()},
+                        MachineText(machine.Number()) + " has sent " + std::to_string(requests) +
+                            " requests and " + std::to_string(documents) +
+                            " documents in a second: a queue was over its bound");
+    }
+}
+
+void TrafficChecks::CheckAnnounced(const Machine &machine, Micros now)
+{
+    Account &account = mMachines[machine.Number()];
+    if (mScenario.expects.announce != 0 && account.announcedAt != kNone && !account.stalled &&
+        machine.IsOpen() && now - account.announcedAt > mScenario.expects.announce) {
+        mViolations.Add(now, {machine.Number()},
+                        MachineText(machine.Number()) + " has not announced itself for " +
+                            TimeText(now - account.announcedAt));
+        account.announcedAt = now;
+    }
+}
+
+// Only forged devices can fill a list up to its bound in bytes. To count the bytes of every list
+// would take too long.
+void TrafficChecks::CheckList(const Machine &machine, Micros now)
+{
+    const formats::SSDPDeviceMap &list = machine.Agent().NodeList();
+    std::size_t bytes = 0;
+    if (list.size() > mScenario.devices) {
+        for (const auto &[usn, device] : list) {
+            bytes += formats::SizeOfBrowseObject(device);
         }
-        if (machine->IsOpen() &&
-            machine->Agent().NodeList().size() >
-                ssdp::kMaxDiscoveredNodes + machine->Agent().HostList().size()) {
-            mViolations.Add(now, {machine->Number()}, "a list is over its bound");
-        }
+    }
+    if (list.size() > ssdp::kMaxDiscoveredNodes + machine.Agent().HostList().size() ||
+        bytes > ssdp::kMaxKnownBytes) {
+        mViolations.Add(now, {machine.Number()},
+                        "the list of " + MachineText(machine.Number()) + " has " +
+                            std::to_string(list.size()) + " entries, " + std::to_string(bytes) +
+                            " bytes: it is over its bound");
     }
 }
 

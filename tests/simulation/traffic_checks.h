@@ -56,7 +56,8 @@ private:
         std::uint64_t replyBytes = 0;
         std::uint64_t starts = 0;
         Micros startedAt = 0;
-        std::uint64_t sentThisSecond = 0;
+        std::uint64_t requestsThisSecond = 0;
+        std::uint64_t documentsThisSecond = 0;
         Micros announcedAt = kNone;
         bool stalled = false;
         std::vector<bool> asked; // by machine: whether its document was requested before
@@ -64,6 +65,9 @@ private:
 
     void CheckCause(const Machine &machine, const Datagram &datagram, Micros at);
     void CheckOffLink(const Machine &machine, const Datagram &datagram, Micros at);
+    void CheckQueues(const Machine &machine, Micros now);
+    void CheckAnnounced(const Machine &machine, Micros now);
+    void CheckList(const Machine &machine, Micros now);
     // The bytes that a budget allows until a time, if it is full at each start.
     [[nodiscard]] static double Allowed(const Account &account, std::size_t burst,
                                         std::size_t bytesPerSecond, Micros at);

@@ -1,9 +1,13 @@
 #include "formats/ssdp_protocol.h"
 #include "simulation/machine.h"
+#include "simulation/no_surroundings.h"
 #include "simulation/traffic_checks.h"
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <memory>
 #include <string>
+#include <vector>
 
 using simulation::kSecond;
 using simulation::MakeDatagram;
@@ -11,39 +15,19 @@ using simulation::SocketAddress;
 
 namespace {
 
-class NoSurroundings final : public simulation::Surroundings
-{
-public:
-    bool Send(simulation::Machine & /*machine*/, bool /*multicast*/,
-              const sockaddr_in & /*destination*/, std::string_view /*text*/,
-              simulation::Micros /*at*/, int /*sparedPercent*/) override
-    {
-        return true;
-    }
-    void Reply(const simulation::Machine & /*machine*/, const sockaddr_in & /*destination*/,
-               std::string_view /*text*/, simulation::Micros /*at*/) override
-    {
-    }
-    void WakeAt(const simulation::Machine & /*machine*/, simulation::Micros /*at*/,
-                std::uint32_t /*run*/) override
-    {
-    }
-    [[nodiscard]] simulation::Micros FreeProcessorAt(simulation::Micros now) const override
-    {
-        return now;
-    }
-    void UseProcessor(simulation::Micros /*until*/) override {}
-    void HandleBatchAt(const simulation::Machine & /*machine*/, simulation::Micros /*at*/,
-                       std::uint32_t /*run*/) override
-    {
-    }
-};
+const std::string kSearch = "M-SEARCH * HTTP/1.1\r\nST: ssdp:all\r\n\r\n";
+const std::string kSearchAnswer = "HTTP/1.1 200 OK\r\nST: upnp:rootdevice\r\n\r\n";
+const std::string kAlive = "NOTIFY * HTTP/1.1\r\nNTS: ssdp:alive\r\n\r\n";
+const std::string kRequest = "GET http://198.18.0.2:80/x.xml HTTP/1.1\r\n\r\n";
+const std::string kDocument = "HTTP/1.1 200 OK\r\nCONTENT-LANGUAGE: en\r\n\r\n";
+const std::string kOnLink = "198.18.0.2";
+const std::string kOffLink = "203.0.113.7";
 
-// The replies of one machine, which starts at 0 s.
-class DiagnosticReplies : public testing::Test
+// The datagrams of one machine, which starts at 0 s.
+class TrafficRules : public testing::Test
 {
 protected:
-    DiagnosticReplies() { mChecks.NoteStart(mMachine, 0); }
+    TrafficRules() { mChecks.NoteStart(mMachine, 0); }
 
     static simulation::Scenario OneDevice()
     {
@@ -60,16 +44,51 @@ protected:
         mChecks.NoteReply(mMachine, *datagram, at);
     }
 
+    void Receive(const std::string &text)
+    {
+        mChecks.NoteReceived(mMachine, *DatagramTo(text, kOnLink));
+    }
+
+    void Send(const std::string &text, const std::string &address = kOnLink,
+              simulation::Micros at = 0)
+    {
+        mChecks.NoteSent(mMachine, *DatagramTo(text, address), simulation::kNoMachine, at);
+    }
+
+    static simulation::DatagramPointer DatagramTo(const std::string &text,
+                                                  const std::string &address)
+    {
+        return MakeDatagram(text, SocketAddress(1, formats::kPort),
+                            SocketAddress(inet_addr(address.c_str()), formats::kPort), false, 0);
+    }
+
+    void EndSecond() { mChecks.EverySecond(mMachines, kSecond); }
+
+    std::string Broken()
+    {
+        std::string texts;
+        for (const auto &each : mViolations.First()) {
+            texts += each.text + "\n";
+        }
+        return texts;
+    }
+
     const simulation::Scenario mScenario = OneDevice();
     simulation::Violations mViolations;
     simulation::TrafficChecks mChecks{mScenario, mViolations};
-    NoSurroundings mSurroundings;
-    simulation::Machine mMachine{{}, mSurroundings, 1, "studio-a"};
+    simulation::NoSurroundings mSurroundings;
+    std::vector<std::unique_ptr<simulation::Machine>> mMachines = [this] {
+        std::vector<std::unique_ptr<simulation::Machine>> machines;
+        machines.push_back(std::make_unique<simulation::Machine>(simulation::MachineSettings(),
+                                                                 mSurroundings, 1, "studio-a"));
+        return machines;
+    }();
+    simulation::Machine &mMachine = *mMachines.front();
 };
 
 } // namespace
 
-TEST_F(DiagnosticReplies, ToADiagnosticPortAreAViolation)
+TEST_F(TrafficRules, ForbidAReplyToADiagnosticPort)
 {
     Reply(1, 40000, 0);
     EXPECT_EQ(mViolations.Count(), 0U);
@@ -78,7 +97,7 @@ TEST_F(DiagnosticReplies, ToADiagnosticPortAreAViolation)
     EXPECT_EQ(mViolations.First()[0].text, "device 1 replies to a diagnostic port");
 }
 
-TEST_F(DiagnosticReplies, BeyondTheBudgetAreAViolation)
+TEST_F(TrafficRules, ForbidDiagnosticRepliesBeyondTheBudget)
 {
     Reply(1'048'576 + 262'144, 40000, 0);
     Reply(262'144, 40000, kSecond);
@@ -86,4 +105,79 @@ TEST_F(DiagnosticReplies, BeyondTheBudgetAreAViolation)
     Reply(1, 40000, kSecond);
     ASSERT_EQ(mViolations.Count(), 1U);
     EXPECT_EQ(mViolations.First()[0].text, "device 1 has sent 1572865 bytes of diagnostic replies");
+}
+
+TEST_F(TrafficRules, AllowOneDocumentForEachRequest)
+{
+    Receive(kRequest);
+    Send(kDocument);
+    EXPECT_EQ(Broken(), "");
+    Send(kDocument);
+    EXPECT_EQ(Broken(), "device 1 sends a document without a cause\n");
+}
+
+TEST_F(TrafficRules, AllowOneRequestForEachAnnouncementAndSearchAnswer)
+{
+    Receive(kAlive);
+    Receive(kSearchAnswer);
+    Send(kRequest);
+    Send(kRequest);
+    EXPECT_EQ(Broken(), "");
+    Send(kRequest);
+    EXPECT_EQ(Broken(), "device 1 sends a request without a cause\n");
+}
+
+TEST_F(TrafficRules, AllowFourAnswersToASearch)
+{
+    Receive(kSearch);
+    for (int answer = 0; answer < 4; ++answer) {
+        Send(kSearchAnswer);
+    }
+    EXPECT_EQ(Broken(), "");
+    Send(kSearchAnswer);
+    EXPECT_EQ(Broken(), "device 1 sends a search answer without a cause\n");
+}
+
+TEST_F(TrafficRules, ForbidAnswersToOtherNetworksBeyondTheBudget)
+{
+    const std::string document = kDocument + std::string(16'384 - kDocument.size(), 'x');
+    for (int answer = 0; answer < 7; ++answer) {
+        Receive(kRequest);
+        Send(document, kOnLink); // not counted
+    }
+    for (int answer = 0; answer < 6; ++answer) {
+        Receive(kRequest);
+        Send(document, kOffLink, answer < 5 ? 0 : kSecond);
+    }
+    EXPECT_EQ(Broken(), "");
+    Receive(kRequest);
+    Send(kDocument, kOffLink, kSecond);
+    EXPECT_EQ(Broken(), "device 1 has sent 98345 bytes off the link\n");
+}
+
+TEST_F(TrafficRules, ForbidMoreRequestsAndDocumentsInASecondThanTheirQueuesHold)
+{
+    for (int count = 0; count < 4096; ++count) {
+        Receive(kAlive);
+        Send(kRequest);
+    }
+    for (int count = 0; count < 1024; ++count) {
+        Receive(kRequest);
+        Send(kDocument);
+    }
+    EndSecond();
+    EXPECT_EQ(Broken(), "");
+    for (int count = 0; count < 1025; ++count) {
+        Receive(kRequest);
+        Send(kDocument);
+    }
+    EndSecond();
+    EXPECT_EQ(Broken(), "device 1 has sent 0 requests and 1025 documents in a second: a queue was "
+                        "over its bound\n");
+    for (int count = 0; count < 4097; ++count) {
+        Receive(kAlive);
+        Send(kRequest);
+    }
+    EndSecond();
+    EXPECT_EQ(mViolations.Count(), 2U);
 }

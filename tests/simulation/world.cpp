@@ -38,6 +38,14 @@ std::string BoardText(std::uint32_t board)
     return text.data();
 }
 
+// The USN in an announcement or a goodbye.
+std::string UsnIn(std::string_view datagram)
+{
+    constexpr std::string_view kHeader = "\r\nUSN: ";
+    const std::size_t start = datagram.find(kHeader) + kHeader.size();
+    return std::string(datagram.substr(start, datagram.find('\r', start) - start));
+}
+
 in_addr_t AddressOfMachine(std::uint32_t number)
 {
     return htonl(kLinkNetwork + number / 250 * 256 + number % 250 + 1);
@@ -52,8 +60,10 @@ World::World(const Scenario &scenario, std::uint64_t seed, const Variation &vari
       mProcessors(scenario.processors, 0),
       mSplit(scenario.devices, false),
       mHeldUpUntil(scenario.devices, 0),
+      mOther(scenario.devices, 0),
       mTraffic(scenario, mViolations)
 {
+    mFigures.seconds.reserve(static_cast<std::size_t>(scenario.end / kSecond) + 1);
     MakeMachines(variation);
     mLists = std::make_unique<ListChecks>(scenario, mMachines, mViolations);
     for (std::uint32_t number = 0; number < scenario.acts.size(); ++number) {
@@ -220,12 +230,19 @@ void World::NoteSent(const Machine &machine, const Datagram &datagram, Micros at
     }
     mTrace.Note(at, "sends", machine.Number(), datagram, peer);
     mTraffic.NoteSent(machine, datagram, peer, at);
-    const std::string usn = machine.Usn();
-    const bool own = datagram.text.find("\r\nUSN: " + usn + "\r\n") != std::string::npos;
-    if (datagram.kind == DatagramKind::Alive && own) {
+    const bool alive = datagram.kind == DatagramKind::Alive;
+    if (!alive && datagram.kind != DatagramKind::Goodbye) {
+        return;
+    }
+    const std::string usn = UsnIn(datagram.text);
+    if (usn != machine.Usn()) {
+        return alive ? mLists->NoteProxied(machine, usn, at)
+                     : mLists->NoteProxyGoodbye(machine, usn, at);
+    }
+    if (alive) {
         mTraffic.NoteAnnounced(machine, at);
         mLists->NotePublished(machine);
-    } else if (datagram.kind == DatagramKind::Goodbye && own) {
+    } else {
         mTraffic.NoteWithdrawn(machine);
         mLists->NoteGoodbye(machine, usn, at);
     }
@@ -312,11 +329,11 @@ void World::EndSecond()
     mQueue.Add(mNow + kSecond, EventKind::Second);
 }
 
-// The figures of the run and the datagrams on the link use memory, too: this causes a part
-// of the growth.
+// A device may recognise more announcements than before (see ssdp::KnownAlives): up to 22 more
+// than it has 50 peers, of some 350 bytes each. The simulator's own data grows, too.
 void World::EndScenario()
 {
-    constexpr std::int64_t kOwnGrowth = 200'000;
+    constexpr std::int64_t kGrowthOfDevice = 12'000;
     const Expectations &expects = mScenario.expects;
     if (expects.quiet != 0 && mTraffic.LastExchange() > mNow - expects.quiet) {
         mViolations.Add(mNow, {},
@@ -324,7 +341,7 @@ void World::EndScenario()
                             TimeText(mTraffic.LastExchange()));
     }
     const std::int64_t grown = test::LiveMemory() - mMemory;
-    if (expects.memory != 0 && grown > mMemory / 50 + kOwnGrowth) {
+    if (expects.memory != 0 && grown > mMemory / 50 + kGrowthOfDevice * mScenario.devices) {
         mViolations.Add(mNow, {},
                         "the memory has grown by " + std::to_string(grown) + " bytes, from " +
                             std::to_string(mMemory));

@@ -96,7 +96,7 @@ private:
     void Take(Step step, std::uint32_t number);
     void PowerOn(Machine &machine, Machine::Publication publication);
     void ChangeMachine(Step step, Machine &machine);
-    void AddSilent(Machine &machine);
+    void AddOther(Machine &machine);
     void Settle(std::uint32_t number);
     void PlayTurn(std::uint32_t number);
     [[nodiscard]] std::vector<std::uint32_t> Chosen(const Choice &choice, Verb verb);
@@ -111,8 +111,9 @@ private:
     // The times until which the common processors are used; empty if each machine has its own.
     std::vector<Micros> mProcessors;
     std::unordered_map<in_addr_t, std::uint32_t> mByAddress;
-    std::vector<bool> mSplit;         // by machine: whether it is on the other side of a split
-    std::vector<Micros> mHeldUpUntil; // by machine: the end of its last change
+    std::vector<bool> mSplit;          // by machine: whether it is on the other side of a split
+    std::vector<Micros> mHeldUpUntil;  // by machine: the end of its last change
+    std::vector<std::uint32_t> mOther; // by machine: Act::count of AddOther
     std::set<std::uint32_t> mKilled;
     std::uint32_t mMoves = 0;
     std::vector<Playing> mStrangers;

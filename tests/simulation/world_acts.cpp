@@ -69,6 +69,7 @@ void World::BeginForMachines(const Act &act)
                                     [&](const auto &each) { return each.first == act.verb; });
     for (const std::uint32_t number : Chosen(act.machines, act.verb)) {
         mHeldUpUntil[number] = mNow + act.length;
+        mOther[number] = act.count;
         if (act.verb == Verb::Start) {
             StepAt(mNow + mChance.Below(act.length), Step::PowerOn, number);
             continue;
@@ -89,8 +90,11 @@ void World::BeginPlay(const Act &act)
 {
     const Behaviour *behaviour = FindBehaviour(act.attack);
     mStrangers.push_back({behaviour, mNow + act.length, 0});
-    if (behaviour->forgesGoodbyes) {
+    if ((behaviour->effects & kForgesGoodbyes) != 0) {
         mLists->IgnoreOwn();
+    }
+    if ((behaviour->effects & kForgesDevices) != 0) {
+        mLists->AcceptForged();
     }
     mQueue.Add(mNow, EventKind::Attack, kNoMachine,
                static_cast<std::uint32_t>(mStrangers.size() - 1));
@@ -99,7 +103,7 @@ void World::BeginPlay(const Act &act)
 void World::PlayTurn(std::uint32_t number)
 {
     Playing &playing = mStrangers[number];
-    if (playing.behaviour->spoilsLists) {
+    if ((playing.behaviour->effects & kSpoilsLists) != 0) {
         mLists->SettleAll(mNow + playing.behaviour->pause);
     }
     if (mNow >= playing.until) {
@@ -199,7 +203,8 @@ void World::Take(Step step, std::uint32_t number)
                                                          "is started and published"};
     Machine &machine = *mMachines[number];
     const bool starts = step == Step::PowerOn || step == Step::PowerOnPublished;
-    if (machine.IsOn() == starts) {
+    // A split separates places, so it also ends for a machine that is off.
+    if (machine.IsOn() == starts && step != Step::Heal) {
         return;
     }
     mTrace.Note(mNow, kNames[static_cast<std::size_t>(step)], number);
@@ -208,6 +213,7 @@ void World::Take(Step step, std::uint32_t number)
                                                : Machine::Publication::AtOnce);
     } else if (step == Step::Kill) {
         mKilled.insert(number);
+        mLists->NoteResumed(number, mNow);
         machine.Kill();
         mTraffic.NoteWithdrawn(machine);
         mLists->NoteGone(machine, mNow);
@@ -220,7 +226,7 @@ void World::PowerOn(Machine &machine, Machine::Publication publication)
 {
     mKilled.erase(machine.Number());
     mTraffic.NoteStart(machine, mNow);
-    mLists->NoteEmptied(machine);
+    mLists->NoteEmptied(machine, mNow);
     machine.PowerOn(mNow, publication);
     Settle(machine.Number());
 }
@@ -232,7 +238,7 @@ void World::ChangeMachine(Step step, Machine &machine)
     case Step::Rename:
         mTraffic.NoteStart(machine, mNow);
         if (machine.IsEnabled()) {
-            mLists->NoteEmptied(machine);
+            mLists->NoteEmptied(machine, mNow);
         }
         machine.Rename(machine.HostName() + "'", mNow);
         return Settle(number);
@@ -240,7 +246,7 @@ void World::ChangeMachine(Step step, Machine &machine)
         mTraffic.NoteStart(machine, mNow);
         const in_addr_t address = htonl(kLinkNetwork + kMovedHalf + ++mMoves);
         mByAddress[address] = number;
-        mLists->NoteEmptied(machine);
+        mLists->NoteEmptied(machine, mNow);
         machine.Move(address, mNow);
         return Settle(number);
     }
@@ -252,7 +258,7 @@ void World::ChangeMachine(Step step, Machine &machine)
         return Settle(number);
     case Step::LoseLink:
         if (machine.IsEnabled()) {
-            mLists->NoteEmptied(machine);
+            mLists->NoteEmptied(machine, mNow);
         }
         machine.LoseLink(mNow);
         mTraffic.NoteWithdrawn(machine);
@@ -263,23 +269,31 @@ void World::ChangeMachine(Step step, Machine &machine)
         return machine.RegainLink(mNow);
     case Step::CompleteSetup:
         mTraffic.NoteStart(machine, mNow);
-        mLists->NoteEmptied(machine);
+        mLists->NoteEmptied(machine, mNow);
         machine.CompleteSetup(mNow);
         return Settle(number);
     case Step::Split:
     case Step::Heal:
         mSplit[number] = step == Step::Split;
-        return step == Step::Split ? mLists->Disturb(number) : Settle(number);
+        if (mSplit[number]) {
+            return mLists->NoteSplit(number, mNow);
+        }
+        mLists->NoteHealed(number, mNow);
+        return Settle(number);
     case Step::Stall:
         machine.Stall();
         mTraffic.NoteStalled(machine);
-        return mLists->Disturb(number);
+        return mLists->NoteStalled(number, mNow);
     case Step::Resume:
+        if (!machine.IsStalled()) { // it has been killed and started again
+            return;
+        }
         mTraffic.NoteResumed(machine, mNow);
+        mLists->NoteResumed(number, mNow);
         machine.Resume(mNow);
         return Settle(number);
     case Step::AddOther:
-        return AddSilent(machine);
+        return AddOther(machine);
     case Step::PowerOn:
     case Step::PowerOnPublished:
     case Step::Kill:
@@ -287,18 +301,26 @@ void World::ChangeMachine(Step step, Machine &machine)
     }
 }
 
-// The machine adds the service of a silent ZR1 that does not exist, and adds it again every 20 s.
-void World::AddSilent(Machine &machine)
+// The machine adds another one, or a silent ZR1 that does not exist, and adds it again every
+// 20 s.
+void World::AddOther(Machine &machine)
 {
     const std::uint32_t number = machine.Number();
-    SSDPDeviceType silent;
-    silent.productName = "ZR1";
-    silent.modelName = "ZR1";
-    silent.hostName = "silent";
-    silent.instance = "0";
-    silent.ipAddress = TextOf(htonl(kLinkNetwork + 0xF000U + number));
-    silent.notificationType = formats::kRootDevice;
-    machine.Add(silent);
+    SSDPDeviceType other;
+    other.productName = "ZR1";
+    other.hostName = "silent";
+    other.ipAddress = TextOf(htonl(kLinkNetwork + 0xF000U + number));
+    if (mOther[number] != 0) {
+        const Machine &named = *mMachines[mOther[number] - 1];
+        other.productName = named.Product();
+        other.hostName = named.HostName();
+        other.ipAddress = TextOf(named.Address());
+    }
+    other.modelName = other.productName;
+    other.instance = "0";
+    other.notificationType = formats::kRootDevice;
+    machine.Add(other);
+    mLists->NoteAdded(machine, formats::MakeUSN(other.productName, other.ipAddress, "0"));
     if (mNow < mHeldUpUntil[number]) {
         StepAt(mNow + 20 * kSecond, Step::AddOther, number);
     }
