@@ -2,13 +2,15 @@
 """Measures large numbers of devices: prints tables for docs/scale.md, and makes its plots.
 
     tests/simulation/scale.py [TABLE...]    all tables, or those named: starts (with the plots),
-                                            variations, buffers, operation. ./simulate must have
-                                            built the program. Some runs take many minutes, so
-                                            results in build/scale are used again.
+                                            variations, tunables, buffers, operation. ./simulate
+                                            must have built the program. Some runs take many
+                                            minutes, so results in build/scale are used again.
 """
 
 import json
 import pathlib
+import re
+import shutil
 import subprocess
 import sys
 
@@ -41,18 +43,25 @@ REFRESH_AGE = 900
 REFRESH_PAUSE = 4
 EXCHANGE = ("request", "document")
 ANNOUNCING = ("alive", "goodbye", "search", "search answer")
+# Changes of src/ssdp/ssdp_tunables.h, to measure their effect.
+TUNABLES = {
+    "as built": {},
+    "announcements every 30 to 49 s": {"kAnnounceBaseSeconds": 30, "kAnnounceSpreadSeconds": 20},
+    "requests and documents wait up to six ticks": {"kExchangeSpreadTicks": 6},
+    "both": {"kAnnounceBaseSeconds": 30, "kAnnounceSpreadSeconds": 20, "kExchangeSpreadTicks": 6},
+}
 VARIATIONS = {"as built": (), "no equal numbers": ("--shifted-draws",),
               "ticks of even length": ("--even-ticks",),
               "both": ("--shifted-draws", "--even-ticks")}
 
 
-def play(name, text, *options):
+def play(name, text, *options, program=PROGRAM):
     """The figures of one run."""
     scenario = RESULTS / f"{name}.txt"
     figures = RESULTS / f"{name}.json"
     if not figures.exists():
         scenario.write_text(text)
-        subprocess.run([PROGRAM, *options, "--figures", figures, scenario], check=True,
+        subprocess.run([program, *options, "--figures", figures, scenario], check=True,
                        stdout=subprocess.DEVNULL)
     return json.loads(figures.read_text())
 
@@ -219,6 +228,42 @@ def variations():
                        share_of(busy) if link == "wifi" else ""])
 
 
+def build(changes):
+    """Builds a simulator of devices with other tunables; returns the program."""
+    if not changes:
+        return PROGRAM
+    tree = RESULTS / "tree"
+    shutil.rmtree(tree, ignore_errors=True)
+    shutil.copytree(TOP, tree, ignore=shutil.ignore_patterns("build", ".git", "corpora"))
+    header = tree / "src/ssdp/ssdp_tunables.h"
+    text = header.read_text()
+    for name, value in changes.items():
+        text, found = re.subn(rf"\b{name} = [^;]*;", f"{name} = {value};", text)
+        assert found == 1, name
+    header.write_text(text)
+    subprocess.run(["cmake", "--preset", "simulate"], cwd=tree, check=True,
+                   stdout=subprocess.DEVNULL)
+    subprocess.run(["cmake", "--build", tree / "build/simulate", "--target", "simulate"],
+                   check=True, stdout=subprocess.DEVNULL)
+    return tree / "build/simulate/bin/beacon-simulate"
+
+
+def tunables():
+    """Common starts with other values of the protocol's tunables."""
+    print_head(["devices", "change", "50 / 99 / 100 %, s", "worst second, Mbit/s",
+                "repeated requests", "at rest, datagrams/s"])
+    for label, changes in TUNABLES.items():
+        program = build(changes)
+        for name in ("100 wired", "300 wifi"):
+            count, link, newcomer, _ = RUNS[name]
+            run = play(f"{name} {label}", start_scenario(name), program=program)
+            rest = range(newcomer - 30, newcomer)
+            print_row([f"{count}, {link}", label, times(run, 0, 0, count * count),
+                       f"{max(run['bytes'][:newcomer]) * 8 / 1e6:,.0f}",
+                       share_of(run["asked again"] / sum(run["request"])),
+                       f"{mean(datagrams(run, second) for second in rest):,.0f}"])
+
+
 def buffers():
     """1,000 devices with the kernel's usual receive buffer and with that of the package."""
     print_head(["receive buffer", "variation", "100 % of entries, s", "dropped datagrams, million"])
@@ -248,7 +293,8 @@ def operation():
                    f"{(REFRESH_AGE + count * REFRESH_PAUSE) / 60:.0f}"])
 
 
-TABLES = {"starts": starts, "variations": variations, "buffers": buffers, "operation": operation}
+TABLES = {"starts": starts, "variations": variations, "tunables": tunables, "buffers": buffers,
+          "operation": operation}
 
 
 def main(names):
