@@ -1,9 +1,11 @@
 // The Avahi client library's watches and time-outs on the Qt event loop, by any sequence of
 // calls, also from inside callbacks: a freed object is not called back, only a watched
-// descriptor is reported, each past deadline is reported once, and no future one is reported.
+// descriptor is reported, each past deadline is reported once, and no future one is reported. The
+// memory is in proportion to the calls.
 
 #include "check.h"
 #include "mdns/avahi_qt_poll.h"
+#include "memory.h"
 
 #include <QCoreApplication>
 #include <array>
@@ -276,6 +278,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     static const QCoreApplication application(argc, &argv);
     static const QtMessageHandler before = qInstallMessageHandler(DropMessage);
     static_cast<void>(before);
+    const MemoryCount memory;
     Player(Text(data, size)).Play();
+    // Each call takes two bytes or more, and makes two notifiers at most: objects of Qt, each
+    // with a connection.
+    FUZZ_CHECK(memory.Allocated() <= 4096 + 512 * size);
     return 0;
 }

@@ -1,10 +1,12 @@
 // Description documents: the browse list of every accepted response is JSON with the same host
-// name; a composed document is read with the same values.
+// name; a composed document is read with the same values. Memory and output are in proportion to
+// the input.
 
 #include "check.h"
 #include "formats/browse_document.h"
 #include "formats/description_document.h"
 #include "formats/ssdp_device_type.h"
+#include "memory.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -12,9 +14,14 @@
 
 namespace {
 
-void CheckBrowseList(const SSDPDeviceType &device)
+void CheckBrowseList(const SSDPDeviceType &device, std::size_t size)
 {
-    const std::string document = formats::ComposeBrowseDocument({{device.usn, device}});
+    const formats::SSDPDeviceMap devices{{device.usn, device}};
+    const MemoryCount memory;
+    const std::string document = formats::ComposeBrowseDocument(devices);
+    FUZZ_CHECK(memory.Allocated() <= document.size() + 1); // composed in place
+    // Seven texts, which may overlap in the response, with escapes such as \u0001.
+    FUZZ_CHECK(document.size() <= 256 + 7 * 6 * size);
     FUZZ_CHECK(document.size() == formats::SizeOfBrowseObject(device) + 1);
     const QJsonDocument json = QJsonDocument::fromJson(QString::fromStdString(document).toUtf8());
     FUZZ_CHECK(json.isArray() && json.array().size() == 1);
@@ -42,7 +49,11 @@ void CheckRoundTrip(std::string_view input)
     service.ipAddress = "192.0.2.10";
     service.instance = "7";
     service.usn = formats::MakeUSN(service.productName, service.ipAddress, service.instance);
+    const MemoryCount memory;
     const std::string document = formats::ComposeDescription(service, "file.xml", "http://m/");
+    FUZZ_CHECK(memory.Allocated() <= document.size() + 1); // composed in place
+    // The last third of the input is written three times: alone, in a URL and in the USN.
+    FUZZ_CHECK(document.size() <= 1400 + 5 * input.size() / 3);
     const auto read =
         formats::ReadDescription(formats::ComposeGETResponse(document, document.size()));
     if (!IsReadable(document, "friendlyName") || !IsReadable(document, "UDN")) {
@@ -61,12 +72,16 @@ void CheckRoundTrip(std::string_view input)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const std::string_view input = Text(data, size);
-    if (const auto device = formats::ReadDescription(input)) {
+    const MemoryCount memory;
+    const auto device = formats::ReadDescription(input);
+    // Nine texts of elements, which may overlap, and the max-age; and the ends of the elements.
+    FUZZ_CHECK(memory.Allocated() <= 256 + 10 * size);
+    if (device) {
         FUZZ_CHECK(!device->usn.empty() && !device->maxAge.empty());
         FUZZ_CHECK(device->productName == device->modelName);
         FUZZ_CHECK(device->boardID.empty() && device->location.empty());
         FUZZ_CHECK(device->timerPeriod == 0 && device->timerCountdown == 0);
-        CheckBrowseList(*device);
+        CheckBrowseList(*device, size);
     }
     CheckRoundTrip(input);
     return 0;

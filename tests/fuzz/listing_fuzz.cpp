@@ -1,5 +1,6 @@
 // Diagnostic commands and listings: a cut listing consists of the first whole entries of the
 // complete one, and texts of any bytes do not affect the reading of other entries.
+// Memory is in proportion to the listing.
 //
 // Input: texts that end with 0x1E, four for each device. The bytes 0x01 to 0x04 stand for the
 // labels of the format, so that the fuzzer finds them. After a leading '*' the devices are
@@ -8,6 +9,7 @@
 #include "check.h"
 #include "formats/diagnostic_listing.h"
 #include "formats/ssdp_protocol.h"
+#include "memory.h"
 
 #include <algorithm>
 #include <array>
@@ -46,6 +48,13 @@ formats::SSDPDeviceMap ReadDevices(std::string_view input)
     return devices;
 }
 
+std::size_t SizeOfEntry(const SSDPDeviceType &device)
+{
+    constexpr std::size_t kSizeOfLabels = 65;
+    return kSizeOfLabels + device.productName.size() + device.hostName.size() +
+           device.ipAddress.size() + device.usn.size();
+}
+
 // Copies of the devices with other USNs, more than a listing can hold.
 formats::SSDPDeviceMap Multiplied(const formats::SSDPDeviceMap &devices)
 {
@@ -55,8 +64,7 @@ formats::SSDPDeviceMap Multiplied(const formats::SSDPDeviceMap &devices)
         for (const auto &[usn, device] : devices) {
             SSDPDeviceType copy = device;
             copy.usn = std::to_string(many.size()) + usn.substr(0, formats::kReceiveSize - 5);
-            size += 65 + copy.productName.size() + copy.hostName.size() + copy.ipAddress.size() +
-                    copy.usn.size();
+            size += SizeOfEntry(copy);
             many.insert_or_assign(copy.usn, copy);
         }
     }
@@ -98,10 +106,21 @@ std::vector<Texts> ReadAlone(const SSDPDeviceType &device)
     return TextsOf(listing->services);
 }
 
+// Reads a listing. Its texts are copied once; its records less than four times, while the list
+// of them grows.
+std::optional<formats::DiagnosticListing> ReadWithinCost(std::string_view reply)
+{
+    const MemoryCount memory;
+    auto listing = ReadListing(reply, "NodeList");
+    const std::size_t records = listing ? listing->services.size() : 0;
+    FUZZ_CHECK(memory.Allocated() <= 4 * sizeof(SSDPDeviceType) * records + 2 * reply.size());
+    return listing;
+}
+
 // Checks that beaconctl reads the devices from the daemon's listing.
 void CheckReading(const std::string &reply, const formats::SSDPDeviceMap &devices)
 {
-    const auto listing = ReadListing(reply, "NodeList");
+    const auto listing = ReadWithinCost(reply);
     FUZZ_CHECK(listing.has_value());
     const std::string whole = Assembled(devices, std::string::npos);
     FUZZ_CHECK(whole.compare(0, reply.size(), reply) == 0);
@@ -114,8 +133,7 @@ void CheckReading(const std::string &reply, const formats::SSDPDeviceMap &device
         }
         const std::vector<Texts> alone = ReadAlone(device);
         expected.insert(expected.end(), alone.begin(), alone.end());
-        size += 65 + device.productName.size() + device.hostName.size() + device.ipAddress.size() +
-                device.usn.size();
+        size += SizeOfEntry(device);
     }
     FUZZ_CHECK(size == reply.size() && TextsOf(listing->services) == expected);
 }
@@ -138,16 +156,19 @@ void CheckCommand(std::string_view command, const formats::SSDPDeviceMap &device
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const std::string_view input = Text(data, size);
-    static_cast<void>(ReadListing(input, "NodeList"));
+    static_cast<void>(ReadWithinCost(input));
     const bool many = input.substr(0, 1) == "*";
     formats::SSDPDeviceMap devices = ReadDevices(input.substr(many ? 1 : 0));
     if (many) {
         devices = Multiplied(devices);
     }
     CheckCommand(input.substr(0, 2), devices);
+    const MemoryCount memory;
     std::string reply;
     FUZZ_CHECK(formats::AnswerCommand("gn", {}, devices, reply));
     FUZZ_CHECK(reply.size() <= formats::kMaxDatagram);
+    // A text doubles its room when it grows: all rooms together are less than four times it.
+    FUZZ_CHECK(memory.Allocated() <= 4 * Assembled(devices, std::string::npos).size());
     CheckReading(reply, devices);
     const std::size_t limit = 8 + size;
     const std::string cut = Assembled(devices, limit);

@@ -1,8 +1,10 @@
-// max-age texts: the results are those of the standard library's functions, within the limits.
+// max-age texts: the results are those of the standard library's functions, within the limits. Only
+// the text itself is ever copied.
 
 #include "check.h"
 #include "formats/ssdp_headers.h"
 #include "formats/ssdp_protocol.h"
+#include "memory.h"
 #include "ssdp/timing.h"
 #include "support/fake_environment.h"
 
@@ -18,7 +20,9 @@ void CheckDirective(const std::string &text)
     const long value = std::strtol(text.c_str(), nullptr, 0);
     const long expected =
         std::clamp<long>(value, std::numeric_limits<std::int32_t>::min(), formats::kLargestMaxAge);
+    const MemoryCount memory;
     FUZZ_CHECK(formats::ReadMaxAgeDirective(text) == expected);
+    FUZZ_CHECK(memory.Allocated() == 0);
 }
 
 void CheckDecimal(const std::string &text)
@@ -31,7 +35,9 @@ void CheckDecimal(const std::string &text)
     stream >> value; // the largest number if it is too large
     const bool usable = value >= formats::kLeastMaxAge;
     std::string rewritten = text;
+    const MemoryCount memory;
     const std::uint32_t milliseconds = timing.GetMaximumAge(rewritten);
+    FUZZ_CHECK(memory.Allocated() == 0); // three digits are written in place
     if (usable) {
         FUZZ_CHECK(rewritten == text);
         FUZZ_CHECK(milliseconds == std::min<long long>(value, formats::kLargestMaxAge) * 1000);
@@ -49,8 +55,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string text(input.substr(0, input.find('\0')));
     CheckDirective(text);
     CheckDecimal(text);
+    const MemoryCount memory;
     std::string found;
     formats::GetMaximumAgeString(input, found);
-    FUZZ_CHECK(!found.empty());
+    FUZZ_CHECK(memory.Allocated() <= 32 + size);
+    FUZZ_CHECK(!found.empty() && found.size() <= std::max<std::size_t>(size, 3));
     return 0;
 }

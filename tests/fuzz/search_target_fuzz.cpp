@@ -2,6 +2,7 @@
 // of them answer.
 
 #include "check.h"
+#include "memory.h"
 #include "ssdp/search_target.h"
 
 #include <set>
@@ -30,7 +31,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     }();
     const std::string_view target = Text(data, size);
     std::set<std::string> answered;
-    for (const SSDPDeviceType *service : ssdp::MatchSearchTarget(kServices, target)) {
+    const MemoryCount memory;
+    const auto matching = ssdp::MatchSearchTarget(kServices, target);
+    // A list doubles its room when it grows: all rooms together are less than four times it.
+    FUZZ_CHECK(memory.Allocated() <= 4 * matching.size() * sizeof matching[0]);
+    for (const SSDPDeviceType *service : matching) {
         FUZZ_CHECK(answered.insert(service->usn).second);
         FUZZ_CHECK(target == "ssdp:all" || target == service->usn ||
                    target == service->notificationType ||
