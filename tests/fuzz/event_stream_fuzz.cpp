@@ -1,8 +1,9 @@
 // The configuration service's answer to a watch request, and the event stream in it: the same
-// bytes give the same events in pieces of any size, nothing grows beyond its bound, and an
-// input costs memory in proportion to its length.
+// bytes give the same events in any pieces, nothing grows beyond its bound, and an input costs
+// memory in proportion to its length.
 
 #include "check.h"
+#include "pieces.h"
 #include "wsconfig/event_stream_reader.h"
 #include "wsconfig/watch_answer_reader.h"
 
@@ -15,20 +16,24 @@ namespace {
 
 constexpr std::size_t kBound = 64;
 
-void Feed(EventStreamReader &reader, std::string_view bytes, std::vector<ServerEvent> &events)
+std::vector<ServerEvent> EventsIn(const Pieces &pieces)
 {
-    for (ServerEvent &event : reader.feed(bytes)) {
-        events.push_back(std::move(event));
+    EventStreamReader reader(kBound);
+    std::vector<ServerEvent> events;
+    for (const std::string_view piece : pieces) {
+        std::vector<ServerEvent> more = reader.feed(piece);
+        std::move(more.begin(), more.end(), std::back_inserter(events));
     }
+    return events;
 }
 
-// The result of reading an answer that arrives in pieces of this length.
-WatchNews ReadIn(std::string_view input, std::size_t step)
+// The result of reading an answer that arrives in these pieces.
+WatchNews ReadIn(const Pieces &pieces)
 {
     WatchAnswerReader reader({24, 19});
     WatchNews all;
-    for (std::size_t start = 0; start < input.size(); start += step) {
-        WatchNews news = reader.feed(input.substr(start, step));
+    for (const std::string_view piece : pieces) {
+        WatchNews news = reader.feed(piece);
         FUZZ_CHECK(all.fault.empty() || (news.fault == all.fault && news.values.empty()));
         std::move(news.values.begin(), news.values.end(), std::back_inserter(all.values));
         std::move(news.dropped.begin(), news.dropped.end(), std::back_inserter(all.dropped));
@@ -70,16 +75,9 @@ void CheckCost(const WatchNews &news, std::size_t size)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const std::string_view input = Text(data, size);
-    std::vector<ServerEvent> whole;
-    EventStreamReader wholeReader(kBound);
-    Feed(wholeReader, input, whole);
-
-    std::vector<ServerEvent> cut;
-    EventStreamReader cutReader(kBound);
-    const std::size_t step = size == 0 ? 1 : data[0] % 7 + 1;
-    for (std::size_t start = 0; start < size; start += step) {
-        Feed(cutReader, input.substr(start, step), cut);
-    }
+    const Pieces pieces = Cut(input);
+    const std::vector<ServerEvent> whole = EventsIn({input});
+    const std::vector<ServerEvent> cut = EventsIn(pieces);
     FUZZ_CHECK(whole.size() == cut.size());
     for (std::size_t i = 0; i < whole.size(); ++i) {
         FUZZ_CHECK(whole[i].type == cut[i].type && whole[i].data == cut[i].data);
@@ -87,8 +85,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         FUZZ_CHECK(whole[i].data.size() <= kBound && whole[i].type.size() <= kBound);
     }
 
-    const WatchNews news = ReadIn(input, size + 1);
-    CheckAlike(news, ReadIn(input, step));
+    const WatchNews news = ReadIn({input});
+    CheckAlike(news, ReadIn(pieces));
     CheckCost(news, size);
     return 0;
 }

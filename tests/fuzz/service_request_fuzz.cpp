@@ -7,6 +7,7 @@
 #include "configd/name.h"
 #include "configd/net_device.h"
 #include "configd/system_config.h"
+#include "pieces.h"
 
 #include <vector>
 
@@ -20,12 +21,12 @@ struct Result
     std::optional<Reply> fault;
 };
 
-Result ReadIn(std::string_view input, std::size_t step)
+Result ReadIn(const Pieces &pieces)
 {
     Result result;
     RequestReader reader;
-    for (std::size_t start = 0; start < input.size(); start += step) {
-        reader.Feed(input.substr(start, step));
+    for (const std::string_view piece : pieces) {
+        reader.Feed(piece);
         while (auto request = reader.TakeRequest()) {
             result.requests.push_back(std::move(request));
         }
@@ -73,8 +74,8 @@ void CheckBody(std::string_view body)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const std::string_view input = Text(data, size);
-    const Result whole = ReadIn(input, size + 1);
-    CheckAlike(whole, ReadIn(input, size == 0 ? 1 : data[0] % 7 + 1));
+    const Result whole = ReadIn({input});
+    CheckAlike(whole, ReadIn(Cut(input)));
     for (const auto &request : whole.requests) {
         CheckBody(request->body);
     }
