@@ -75,6 +75,17 @@ void CheckEntries(const Entries &entries)
     CheckArray(EntriesJson(entries, true), entries, QStringLiteral("product"), &Entry::product);
 }
 
+// Checks that each element of the list is an entry, by another reader of JSON. That one refuses
+// deep nesting, and bytes that are not UTF-8. For the list, a zero byte is the end of the text.
+void CheckCount(const std::string &input, const Entries &entries)
+{
+    const std::string text = formats::ReplaceInvalidUtf8(input.substr(0, input.find('\0')));
+    QJsonParseError error{};
+    const QJsonDocument list = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
+    FUZZ_CHECK(list.isArray() || error.error == QJsonParseError::DeepNesting);
+    FUZZ_CHECK(list.isNull() || static_cast<std::size_t>(list.array().size()) == entries.size());
+}
+
 // Checks the copy of the list from which the entries were read.
 void CheckCopy(const std::string &input, const Entries &entries)
 {
@@ -108,6 +119,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
             entries.push_back({each.hostName, each.modelName, each.ipAddress, "",
                                each.modelDescription, each.boardID});
         }
+        CheckCount(input, entries);
         CheckEntries(entries);
         CheckCopy(input, entries);
     } else {
