@@ -3,6 +3,7 @@
 // memory in proportion to its length.
 
 #include "check.h"
+#include "memory.h"
 #include "pieces.h"
 #include "wsconfig/event_stream_reader.h"
 #include "wsconfig/watch_answer_reader.h"
@@ -16,20 +17,37 @@ namespace {
 
 constexpr std::size_t kBound = 64;
 
-std::vector<ServerEvent> EventsIn(const Pieces &pieces)
+std::vector<ServerEvent> EventsIn(const Pieces &pieces, std::size_t size)
 {
+    const MemoryCount memory;
     EventStreamReader reader(kBound);
     std::vector<ServerEvent> events;
     for (const std::string_view piece : pieces) {
         std::vector<ServerEvent> more = reader.feed(piece);
         std::move(more.begin(), more.end(), std::back_inserter(events));
     }
+    // The records of the events are copied into two lists that grow, less than four times each.
+    FUZZ_CHECK(memory.Allocated() <=
+               8 * sizeof(ServerEvent) * events.size() + 8 * size + 2 * kBound);
     return events;
 }
 
-// The result of reading an answer that arrives in these pieces.
-WatchNews ReadIn(const Pieces &pieces)
+// The reader keeps a line, a type and data within the bound. The room of a text that grows is
+// doubled, and kept for the next event.
+void CheckKept(const Pieces &pieces)
 {
+    const MemoryCount memory;
+    EventStreamReader reader(kBound);
+    for (const std::string_view piece : pieces) {
+        static_cast<void>(reader.feed(piece));
+        FUZZ_CHECK(memory.Kept() <= 6 * kBound);
+    }
+}
+
+// The result of reading an answer that arrives in these pieces.
+WatchNews ReadIn(const Pieces &pieces, std::size_t size)
+{
+    const MemoryCount memory;
     WatchAnswerReader reader({24, 19});
     WatchNews all;
     for (const std::string_view piece : pieces) {
@@ -40,6 +58,8 @@ WatchNews ReadIn(const Pieces &pieces)
         all.fault = news.fault;
         all.ended = news.ended;
     }
+    // The content type is read again with each piece.
+    FUZZ_CHECK(memory.Allocated() <= 1024 + 96 * size + pieces.size() * (256 + 4 * size));
     return all;
 }
 
@@ -76,8 +96,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     const std::string_view input = Text(data, size);
     const Pieces pieces = Cut(input);
-    const std::vector<ServerEvent> whole = EventsIn({input});
-    const std::vector<ServerEvent> cut = EventsIn(pieces);
+    const std::vector<ServerEvent> whole = EventsIn({input}, size);
+    const std::vector<ServerEvent> cut = EventsIn(pieces, size);
     FUZZ_CHECK(whole.size() == cut.size());
     for (std::size_t i = 0; i < whole.size(); ++i) {
         FUZZ_CHECK(whole[i].type == cut[i].type && whole[i].data == cut[i].data);
@@ -85,8 +105,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         FUZZ_CHECK(whole[i].data.size() <= kBound && whole[i].type.size() <= kBound);
     }
 
-    const WatchNews news = ReadIn({input});
-    CheckAlike(news, ReadIn(pieces));
+    CheckKept(pieces);
+
+    const WatchNews news = ReadIn({input}, size);
+    CheckAlike(news, ReadIn(pieces, size));
     CheckCost(news, size);
     return 0;
 }
