@@ -1,8 +1,9 @@
 // A conversation: two protocol cores with equal environments receive the same datagrams,
 // pauses and calls of the coordinator, in any order. Both must send the same. They must
 // announce their own services in time, send no document or request without a cause, and stay
-// within the limits on what they send. When they have left the network, they must keep no
-// entry, no number of a description document and little memory.
+// within the limits on what they send. They must list their own services, and use memory in
+// proportion to what happens. When they have left the network, they must keep no entry, no number
+// of a description document and little memory.
 //
 // An input is a sequence of steps, separated by NULs. A step is a letter and its argument:
 //   d0 to d3  the rest is a datagram from one of kSenders
@@ -15,37 +16,30 @@
 //   b         the send buffer becomes full, or has room again if it was full
 
 #include "check.h"
+#include "conversation_core.h"
+#include "formats/browse_document.h"
 #include "formats/ssdp_headers.h"
 #include "formats/ssdp_messages.h"
-#include "ssdp/ssdp_agent.h"
+#include "memory.h"
 #include "ssdp/ssdp_tunables.h"
-#include "support/fake_environment.h"
-#include "support/records.h"
 
 #include <algorithm>
 #include <array>
 #include <limits>
 #include <map>
-#include <sanitizer/allocator_interface.h>
+#include <set>
 
 namespace {
 
 using formats::Method;
 using Datagrams = std::vector<test::FakeEnvironment::Sent>;
 
-constexpr const char *kOwnAddress = "192.0.2.10";
-constexpr const char *kNetmask = "255.255.255.128";
 const std::array<sockaddr_in, 4> kSenders{
     test::SocketAddressOf("192.0.2.11", formats::kPort), test::SocketAddressOf("192.0.2.12", 40000),
     test::SocketAddressOf(kOwnAddress, formats::kPort),
     test::SocketAddressOf("203.0.113.7", formats::kPort), // off the link
 };
 
-struct Service
-{
-    const char *product;
-    const char *address;
-};
 // Own services, devices that can be proxied, and a device that announces itself.
 constexpr std::array<Service, 5> kServices{{{"Corvia 12", kOwnAddress},
                                             {"Lumen", kOwnAddress},
@@ -62,11 +56,21 @@ constexpr std::size_t kMoreThanCause = 32;
 // longest list.
 constexpr std::size_t kKept = 4096;
 constexpr std::size_t kKeptPerEntry = 64;
+// The memory in bytes that a core may allocate for each step and for each datagram that it sends,
+// and besides for each byte that it receives, sends or reads from a document: a step can add an
+// entry or write a document, and the environment keeps two copies of what is sent.
+constexpr std::size_t kPerStep = 2048;
+constexpr std::size_t kPerByte = 8;
 
 const Service &Selected(std::string_view argument)
 {
     const auto byte = argument.empty() ? 0U : static_cast<unsigned char>(argument.front());
     return kServices[byte % kServices.size()];
+}
+
+std::string UsnOf(const Service &service)
+{
+    return formats::MakeUSN(service.product, service.address, "0");
 }
 
 std::size_t Count(const Datagrams &sent, std::string_view beginning)
@@ -77,67 +81,13 @@ std::size_t Count(const Datagrams &sent, std::string_view beginning)
         }));
 }
 
-// A protocol core with its environment.
-struct Core
-{
-    explicit Core(std::uint32_t random)
-    {
-        environment.seeded = true;
-        environment.random = random;
-        agent.SetPath("/var/www/html");
-        Open();
-    }
-
-    void Open()
-    {
-        agent.AddInterface(kOwnAddress, "net0", test::AddressOf(kNetmask));
-        agent.Start();
-    }
-
-    void Receive(std::string_view datagram, const sockaddr_in &sender, std::uint32_t nowMs)
-    {
-        if (const auto wanted = agent.ParseSSDPPacket(datagram, sender, nowMs)) {
-            if (const auto document = environment.files.Read(wanted->name)) {
-                agent.SendGETResponse(*wanted, *document, nowMs);
-            }
-        }
-    }
-
-    void Tick(std::uint32_t elapsedMs)
-    {
-        agent.BeginTick(elapsedMs);
-        while (agent.SendDue()) {
-        }
-        agent.UpdateContainers(elapsedMs);
-    }
-
-    void Add(const Service &service)
-    {
-        SSDPDeviceType device = Device(service.product, service.address, "studio-a");
-        device.modelNumber = device.boardID = "0x10650001";
-        agent.AddService(device);
-    }
-
-    // Frees the records of the environment: the core's memory alone remains.
-    void ForgetRecords()
-    {
-        environment.sent = decltype(environment.sent)(); // = {} would keep the memory
-        environment.faults = decltype(environment.faults)();
-        environment.log = decltype(environment.log)();
-        environment.files.documents.clear();
-    }
-
-    test::FakeEnvironment environment;
-    ssdp::SSDPAgent agent{environment};
-};
-
 class Conversation
 {
 public:
     explicit Conversation(std::uint32_t random) : mCore(random), mTwin(random) { Compare(); }
 
     void Step(std::string_view step);
-    void End(std::size_t memory);
+    void End();
 
 private:
     void Receive(std::string_view datagram, std::size_t sender);
@@ -147,12 +97,17 @@ private:
     Datagrams Compare();
     void Account(const Datagrams &sent);
     void CheckAnnouncements(const Datagrams &sent, std::uint32_t elapsedMs);
+    void CheckEntries();
+    void NoteGoodbye(std::string_view datagram, const sockaddr_in &sender);
+    void ApplyAdditions();
 
     // Makes the same call to both cores.
     template <typename Call>
     void Both(Call call)
     {
+        const MemoryCount memory;
         call(mCore);
+        mAllocated += memory.Allocated();
         call(mTwin);
     }
 
@@ -162,7 +117,12 @@ private:
     std::uint64_t mPassedMs = 0;
     // By USN: how long ago an own service was announced.
     std::map<std::string, std::uint64_t> mAnnouncedMs;
+    // By USN: the services whose addition waits for the next pass, and the announced ones that a
+    // goodbye has removed from the list.
+    std::set<std::string> mAdded;
+    std::set<std::string> mDismissed;
     std::size_t mEntries = 0;
+    const MemoryCount mMemory;
     // So far:
     std::size_t mReceived = 0;
     std::size_t mReceivedBytes = 0;
@@ -171,6 +131,11 @@ private:
     std::size_t mRequests = 0;
     std::size_t mRequestBytes = 0;
     std::size_t mOffLinkBytes = 0;
+    std::size_t mSteps = 0;
+    std::size_t mSent = 0;
+    std::size_t mSentBytes = 0;
+    std::size_t mReadBytes = 0;
+    std::size_t mAllocated = 0; // by one core
 };
 
 void Conversation::Step(std::string_view step)
@@ -183,14 +148,18 @@ void Conversation::Step(std::string_view step)
     } else if (letter == 'p') {
         Pass(byte * 100);
     } else if (letter == 'a') {
-        Both([&](Core &core) { core.Add(Selected(argument)); });
+        const Service &service = Selected(argument);
+        Both([&](Core &core) { core.Add(service); });
+        mAdded.insert(UsnOf(service));
     } else if (letter == 'r') {
         const Service &service = Selected(argument);
         Both([&](Core &core) { core.agent.RemoveService(service.product, service.address, 0); });
+        mAdded.erase(UsnOf(service));
     } else if (letter == 'x') {
         const Service &service = Selected(argument);
         const std::string prefix = std::string(service.product) + "-" + service.address;
         Both([&](Core &core) { core.agent.RemoveService(prefix); });
+        mAdded.erase(UsnOf(service)); // there is one of each product and address
     } else if (letter == 'g' || letter == 'l') {
         Close(letter == 'g');
     } else if (letter == 'o') {
@@ -198,9 +167,8 @@ void Conversation::Step(std::string_view step)
     } else if (letter == 'b') {
         Both([](Core &core) { core.environment.room = !core.environment.room; });
     }
-    mEntries = std::max(mEntries, mCore.agent.NodeList().size());
-    FUZZ_CHECK(mCore.agent.NodeList().size() <=
-               ssdp::kMaxDiscoveredNodes + mCore.agent.HostList().size());
+    ++mSteps;
+    CheckEntries();
 }
 
 // Checks that only a search is answered at once, with at most one datagram for each service.
@@ -211,7 +179,11 @@ void Conversation::Receive(std::string_view datagram, std::size_t sender)
     const Method method = formats::ClassifyMethod(datagram);
     mGets += method == Method::Get ? 1 : 0;
     const std::size_t hosted = mCore.agent.HostList().size();
-    Both([&](Core &core) { core.Receive(datagram, kSenders[sender], mNowMs); });
+    Both([&](Core &core) {
+        const std::size_t bytes = core.Receive(datagram, kSenders[sender], mNowMs);
+        mReadBytes += &core == &mCore ? bytes : 0;
+    });
+    NoteGoodbye(datagram, kSenders[sender]);
     const Datagrams sent = Compare();
     FUZZ_CHECK(sent.empty() || (method == Method::MSearch && sent.size() <= hosted));
     Account(sent);
@@ -222,7 +194,10 @@ Datagrams Conversation::Pass(std::uint32_t elapsedMs)
     mNowMs += elapsedMs;
     mPassedMs += elapsedMs;
     Both([=](Core &core) { core.Tick(elapsedMs); });
+    ApplyAdditions();
     const Datagrams sent = Compare();
+    FUZZ_CHECK(Count(sent, "GET ") <= ssdp::kMaxDelayedRequests); // at most what waited
+    FUZZ_CHECK(Count(sent, "HTTP") <= ssdp::kMaxDelayedResponses);
     Account(sent);
     CheckAnnouncements(sent, elapsedMs);
     return sent;
@@ -232,6 +207,7 @@ void Conversation::Open()
 {
     if (!mCore.agent.IsOpen()) {
         Both([](Core &core) { core.Open(); });
+        ApplyAdditions();
         const Datagrams sent = Compare();
         Account(sent);
         CheckAnnouncements(sent, 0);
@@ -248,6 +224,7 @@ void Conversation::Close(bool announce)
     FUZZ_CHECK(sent.size() == hosted && Count(sent, "NOTIFY") == hosted);
     FUZZ_CHECK(mCore.agent.NodeList().empty() && mCore.agent.HostList().empty());
     mAnnouncedMs.clear();
+    mAdded.clear();
     Both([](Core &core) { core.Tick(0); });
     FUZZ_CHECK(Compare().empty());
 }
@@ -270,6 +247,8 @@ void Conversation::Account(const Datagrams &sent)
     const std::string offLink = "203.0.113.7:1900";
     for (const auto &each : sent) {
         const bool request = each.text.compare(0, 4, "GET ") == 0;
+        ++mSent;
+        mSentBytes += each.text.size();
         mRequests += request ? 1 : 0;
         mRequestBytes += request ? each.text.size() : 0;
         mOffLinkBytes += !request && each.to == offLink ? each.text.size() : 0;
@@ -279,6 +258,8 @@ void Conversation::Account(const Datagrams &sent)
     FUZZ_CHECK(mRequestBytes <= mReceivedBytes + kMoreThanCause * mReceived);
     FUZZ_CHECK(mOffLinkBytes <=
                ssdp::kOffLinkBurstBytes + ssdp::kOffLinkBytesPerSecond * mPassedMs / 1000);
+    FUZZ_CHECK(mAllocated <= kPerStep * (1 + mSteps + mSent) +
+                                 kPerByte * (mReceivedBytes + mSentBytes + mReadBytes));
 }
 
 // Checks that each own service that cannot be proxied is announced in time, whatever was
@@ -302,8 +283,48 @@ void Conversation::CheckAnnouncements(const Datagrams &sent, std::uint32_t elaps
     mAnnouncedMs = std::move(announced);
 }
 
-// Checks that almost nothing is left at the end. memory: bytes in use before the first step.
-void Conversation::End(std::size_t memory)
+// A goodbye of another device removes an own service from the list, until it is added again.
+void Conversation::NoteGoodbye(std::string_view datagram, const sockaddr_in &sender)
+{
+    const formats::SSDPHeaders headers = formats::ScanHeaders(datagram);
+    if (formats::ClassifyMethod(datagram) == Method::Notify &&
+        headers.kind == formats::NTSKind::Byebye && !headers.notify.nt.empty() &&
+        !headers.notify.location.empty() && sender.sin_addr.s_addr != kSenders[2].sin_addr.s_addr) {
+        mDismissed.emplace(headers.notify.usn);
+    }
+}
+
+// The additions that waited were applied, unless the cores are closed.
+void Conversation::ApplyAdditions()
+{
+    if (mCore.agent.IsOpen()) {
+        for (const std::string &usn : mAdded) {
+            mDismissed.erase(usn);
+        }
+        mAdded.clear();
+    }
+}
+
+// Checks that the list of known services has each own service that is announced, and is within
+// the bounds.
+void Conversation::CheckEntries()
+{
+    const formats::SSDPDeviceMap &nodes = mCore.agent.NodeList();
+    for (const auto &[usn, service] : mCore.agent.HostList()) {
+        FUZZ_CHECK(service.ipAddress != kOwnAddress || nodes.count(usn) == 1 ||
+                   mDismissed.count(usn) == 1);
+    }
+    std::size_t bytes = 0;
+    for (const auto &[usn, device] : nodes) {
+        bytes += formats::SizeOfBrowseObject(device);
+    }
+    FUZZ_CHECK(bytes <= ssdp::kMaxKnownBytes);
+    FUZZ_CHECK(nodes.size() <= ssdp::kMaxDiscoveredNodes + mCore.agent.HostList().size());
+    mEntries = std::max(mEntries, nodes.size());
+}
+
+// Checks that almost nothing is left at the end.
+void Conversation::End()
 {
     Both([](Core &core) { core.environment.room = true; });
     for (std::uint32_t tick = 0; tick < ssdp::kExchangeSpreadTicks; ++tick) {
@@ -314,8 +335,8 @@ void Conversation::End(std::size_t memory)
     Close(true);
     FUZZ_CHECK(mCore.environment.files.GetFileNumber() == 1); // all are free
     Both([](Core &core) { core.ForgetRecords(); });
-    FUZZ_CHECK(__sanitizer_get_current_allocated_bytes() <=
-               memory + 2 * (kKept + kKeptPerEntry * mEntries));
+    mDismissed.clear();
+    FUZZ_CHECK(mMemory.Kept() <= 2 * (kKept + kKeptPerEntry * mEntries));
 }
 
 } // namespace
@@ -324,12 +345,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     const std::string_view input = Text(data, size);
     Conversation conversation(static_cast<std::uint32_t>(size) * 7919U);
-    const std::size_t memory = __sanitizer_get_current_allocated_bytes();
     for (std::size_t start = 0; start < input.size();) {
         const std::string_view step = input.substr(start, input.find('\0', start) - start);
         conversation.Step(step);
         start += step.size() + 1;
     }
-    conversation.End(memory);
+    conversation.End();
     return 0;
 }

@@ -1,6 +1,7 @@
 // The SSDP port: the protocol core in virtual time receives any datagrams. None of them changes
 // the device's announcements, except an ssdp:alive of the ZR1 from another device. Answers stay
 // within their budget and cause no further answers, and the containers stay within their bounds.
+// Memory is in proportion to what the device receives and sends.
 //
 // An input consists of datagrams, separated by NULs. Control bytes before a datagram are
 // commands:
@@ -15,6 +16,7 @@
 #include "formats/description_document.h"
 #include "formats/ssdp_headers.h"
 #include "formats/ssdp_messages.h"
+#include "memory.h"
 #include "ssdp/ssdp_agent.h"
 #include "ssdp/ssdp_tunables.h"
 #include "support/fake_environment.h"
@@ -45,6 +47,11 @@ constexpr int kFlood = 96;
 // A request contains the LOCATION of the announcement that caused it, and repeats the address in
 // it. It may be longer than the announcement by this number of bytes.
 constexpr std::size_t kMoreThanCause = 32;
+// The memory in bytes that the device may allocate for each datagram, and besides for each byte
+// that it receives, sends or reads from a document: a description becomes an entry with its index,
+// and the environment keeps two copies of what is sent.
+constexpr std::size_t kPerDatagram = 1536;
+constexpr std::size_t kPerByte = 8;
 
 std::string TextOf(const sockaddr_in &address)
 {
@@ -80,6 +87,7 @@ bool HandsBack(std::string_view datagram, const sockaddr_in &sender)
 // Texts that are read from a datagram are parts of it, and numbers stay within their bounds.
 void CheckReading(std::string_view datagram)
 {
+    const MemoryCount memory;
     const formats::SSDPHeaders headers = formats::ScanHeaders(datagram);
     FUZZ_CHECK(IsWithin(headers.notify.nt, datagram));
     FUZZ_CHECK(IsWithin(headers.notify.usn, datagram));
@@ -90,6 +98,7 @@ void CheckReading(std::string_view datagram)
     std::string_view usn;
     static_cast<void>(formats::ReadSearchResponseUSN(datagram, usn));
     FUZZ_CHECK(IsWithin(usn, datagram));
+    FUZZ_CHECK(memory.Allocated() == 0);
 }
 
 // A device that announces two services.
@@ -164,6 +173,10 @@ private:
     std::size_t mOffLinkBytes = 0; // of answers
     std::size_t mRequests = 0;
     std::size_t mRequestBytes = 0;
+    std::size_t mSent = 0;
+    std::size_t mSentBytes = 0;
+    std::size_t mReadBytes = 0; // of documents
+    std::size_t mAllocated = 0; // by the device
 };
 
 void DeviceAndTwin::HandlePart(std::string_view part)
@@ -218,12 +231,15 @@ void DeviceAndTwin::Receive(std::string_view datagram, const sockaddr_in &sender
     if (handsBack) {
         static_cast<void>(mTwin.agent.ParseSSDPPacket(datagram, sender, mNowMs));
     }
+    const MemoryCount memory;
     if (const auto wanted = mDevice.agent.ParseSSDPPacket(datagram, sender, mNowMs)) {
         FUZZ_CHECK(method == Method::Get && TextOf(wanted->sender) == TextOf(sender));
         if (const auto document = mDevice.environment.files.Read(wanted->name)) {
+            mReadBytes += document->bytes;
             mDevice.agent.SendGETResponse(*wanted, *document, mNowMs);
         }
     }
+    mAllocated += memory.Allocated();
     for (const Sent &sent : mDevice.environment.TakeSent()) {
         FUZZ_CHECK(method == Method::MSearch && sent.to == TextOf(sender));
         Account(sent);
@@ -235,9 +251,16 @@ void DeviceAndTwin::Pass(std::uint32_t elapsedMs)
 {
     mNowMs += elapsedMs;
     mPassedMs += elapsedMs;
+    const MemoryCount memory;
     mDevice.Tick(elapsedMs);
+    mAllocated += memory.Allocated();
     mTwin.Tick(elapsedMs);
+    const std::size_t requests = mRequests;
+    const std::size_t answers = mAnswers;
     CheckAnnouncements();
+    // At most what waited.
+    FUZZ_CHECK(mRequests - requests <= ssdp::kMaxDelayedRequests);
+    FUZZ_CHECK(mAnswers - answers <= ssdp::kMaxDelayedResponses);
 }
 
 // The device and its twin send the same multicast. An announcement also corrects the entry of
@@ -247,6 +270,8 @@ void DeviceAndTwin::CheckAnnouncements()
     std::vector<Sent> announced;
     for (Sent &sent : mDevice.environment.TakeSent()) {
         if (sent.to == "multicast") {
+            ++mSent;
+            mSentBytes += sent.text.size();
             announced.push_back(std::move(sent));
         } else {
             Account(sent);
@@ -266,6 +291,8 @@ void DeviceAndTwin::CheckAnnouncements()
 // the sender, because it must not cause another answer.
 void DeviceAndTwin::Account(const Sent &sent)
 {
+    ++mSent;
+    mSentBytes += sent.text.size();
     if (sent.text.compare(0, 4, "GET ") == 0) {
         FUZZ_CHECK(IsPeerOnPort1900(sent.to));
         ++mRequests;
@@ -298,6 +325,8 @@ void DeviceAndTwin::CheckRegistry() const
 
 void DeviceAndTwin::CheckSent() const
 {
+    FUZZ_CHECK(mAllocated <= kPerDatagram * (mDatagrams + mSent) +
+                                 kPerByte * (mReceivedBytes + mSentBytes + mReadBytes));
     FUZZ_CHECK(mAnswers <= 2 * mQuestions); // two services
     FUZZ_CHECK(mOffLinkBytes <=
                ssdp::kOffLinkBurstBytes + ssdp::kOffLinkBytesPerSecond * mPassedMs / 1000);
