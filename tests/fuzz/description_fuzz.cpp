@@ -14,6 +14,13 @@
 
 namespace {
 
+std::size_t SizeOfTexts(const SSDPDeviceType &device)
+{
+    return device.hostName.size() + device.usn.size() + device.instance.size() +
+           device.modelName.size() + device.productName.size() + device.modelNumber.size() +
+           device.modelDescription.size() + device.ipAddress.size() + device.maxAge.size();
+}
+
 void CheckBrowseList(const SSDPDeviceType &device, std::size_t size)
 {
     const formats::SSDPDeviceMap devices{{device.usn, device}};
@@ -74,8 +81,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string_view input = Text(data, size);
     const MemoryCount memory;
     const auto device = formats::ReadDescription(input);
-    // Nine texts of elements, which may overlap, and the max-age; and the ends of the elements.
-    FUZZ_CHECK(memory.Allocated() <= 256 + 10 * size);
+    // Each text is copied once. Besides, the presentation URL is copied, and the end of each
+    // element is composed.
+    FUZZ_CHECK(memory.Allocated() <= 512 + size + (device ? SizeOfTexts(*device) : 0));
     if (device) {
         FUZZ_CHECK(!device->usn.empty() && !device->maxAge.empty());
         FUZZ_CHECK(device->productName == device->modelName);
