@@ -21,8 +21,9 @@ struct ServerEvent
 // uses no socket and no clock. Not thread-safe.
 //
 // Lines end in CR, LF or CRLF. Comments and the fields "id" and "retry" are ignored. An
-// event that exceeds the bound is reported once and skipped to its end. Memory stays below
-// twice the bound for any input. There are no other errors.
+// event that exceeds the bound is reported once and skipped to its end. There are no other
+// errors. For any input, the memory that is kept between two calls stays below six times the
+// bound: each of three texts doubles its room when it grows, and keeps it for the next event.
 class EventStreamReader
 {
 public:
