@@ -56,11 +56,13 @@ constexpr std::size_t kMoreThanCause = 32;
 // longest list.
 constexpr std::size_t kKept = 4096;
 constexpr std::size_t kKeptPerEntry = 64;
-// The memory in bytes that a core may allocate for each step and for each datagram that it sends,
-// and besides for each byte that it receives, sends or reads from a document: a step can add an
-// entry or write a document, and the environment keeps two copies of what is sent.
+// The memory in bytes that a core may allocate: for each step and each datagram that it sends, for
+// each byte that it receives, and for each byte that it sends or reads from a document. A step can
+// add an entry or write a document. The elements of a description may overlap: each text may be
+// the whole description. The environment keeps two copies of what is sent.
 constexpr std::size_t kPerStep = 2048;
-constexpr std::size_t kPerByte = 8;
+constexpr std::size_t kPerReceivedByte = 24;
+constexpr std::size_t kPerSentByte = 8;
 
 const Service &Selected(std::string_view argument)
 {
@@ -258,8 +260,8 @@ void Conversation::Account(const Datagrams &sent)
     FUZZ_CHECK(mRequestBytes <= mReceivedBytes + kMoreThanCause * mReceived);
     FUZZ_CHECK(mOffLinkBytes <=
                ssdp::kOffLinkBurstBytes + ssdp::kOffLinkBytesPerSecond * mPassedMs / 1000);
-    FUZZ_CHECK(mAllocated <= kPerStep * (1 + mSteps + mSent) +
-                                 kPerByte * (mReceivedBytes + mSentBytes + mReadBytes));
+    FUZZ_CHECK(mAllocated <= kPerStep * (1 + mSteps + mSent) + kPerReceivedByte * mReceivedBytes +
+                                 kPerSentByte * (mSentBytes + mReadBytes));
 }
 
 // Checks that each own service that cannot be proxied is announced in time, whatever was
