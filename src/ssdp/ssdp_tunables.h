@@ -11,7 +11,7 @@ namespace ssdp {
 constexpr std::uint32_t kMsPerSecond = 1000;
 
 // The interval of the receive loop, a tick, is drawn each time the engine opens: 4250 to
-// 5749 ms. With a constant one, more devices would send together (docs/scale.md).
+// 5749 ms. So devices that open in different seconds seldom have the same one.
 constexpr std::uint32_t kPollIntervalBaseMs = 4250;
 constexpr std::uint32_t kPollIntervalSpreadMs = 1500;
 

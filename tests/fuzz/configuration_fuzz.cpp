@@ -38,7 +38,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const MemoryCount listMemory;
     const auto devices = client.makeDeviceList(text);
     FUZZ_CHECK(listMemory.Allocated() <= kFixed + kPerByte * size);
-    FUZZ_CHECK(static_cast<std::size_t>(devices.size()) <= size / 2); // "0,"
+    FUZZ_CHECK(static_cast<std::size_t>(devices.size()) <=
+               size / 2); // the shortest one: 0 and a comma
     for (const OpenAPI::OAINetDevice &device : devices) {
         const QString state = device.getStatus().getInterfaceSetupState().asJson();
         FUZZ_CHECK(state.isEmpty() || state == QLatin1String("Idle") ||

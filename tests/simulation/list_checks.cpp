@@ -13,10 +13,6 @@ namespace {
 // loss of an entry within this time after such a disturbance is not a lapse, and how long the
 // entry is missing counts only from the end of this time.
 constexpr Micros kSettlingTime = 40 * kSecond;
-// A document that arrives after the goodbye of its device may list the device for 240 s.
-constexpr Micros kDocumentLives = 250 * kSecond;
-// The additional lifetime of a device that can be proxied: its max-age is up to 129 s.
-constexpr Micros kProxyableExtra = 18 * kSecond;
 
 // A new name is the former one with an apostrophe at its end.
 bool IsFormerName(const SSDPDeviceType &entry, const Machine &subject)
@@ -59,34 +55,8 @@ void ListChecks::NotePublished(const Machine &machine)
     if (usn.empty()) {
         usn = machine.Usn();
         mDeparted.erase(usn);
-        mProxied.erase(usn);
+        NoteReturned(usn);
         mPublishedChanged = true;
-    }
-}
-
-bool ListChecks::IsPublished(const std::string &usn) const
-{
-    return std::find(mPublishedUsn.begin(), mPublishedUsn.end(), usn) != mPublishedUsn.end();
-}
-
-// If the device has returned, its proxy learns this from the next announcement.
-void ListChecks::NoteProxied(const Machine &machine, const std::string &usn, Micros now)
-{
-    if (!IsPublished(usn) && mProxied.emplace(usn, Proxied{now, machine.Number()}).second) {
-        mDeparted.erase(usn);
-    }
-}
-
-void ListChecks::NoteProxyGoodbye(const Machine &machine, const std::string &usn, Micros now)
-{
-    const bool reached = IsSettled(machine.Number(), now);
-    mAdded.erase({machine.Number(), usn});
-    if (mProxied.erase(usn) != 0) {
-        mDeparted[usn] = {now, reached, machine.Number()};
-    } else if (reached && IsPublished(usn)) {
-        mViolations.Add(now, {machine.Number()},
-                        MachineText(machine.Number()) + " sends a goodbye for " + usn +
-                            ", which announces itself");
     }
 }
 
@@ -106,13 +76,7 @@ void ListChecks::NoteGoodbye(const Machine &machine, const std::string &usn, Mic
 
 void ListChecks::NoteGone(const Machine &machine, Micros now)
 {
-    for (auto each = mProxied.begin(); each != mProxied.end();) {
-        const bool gone = each->second.machine == machine.Number();
-        if (gone) {
-            mDeparted[each->first] = {now, false, machine.Number()};
-        }
-        each = gone ? mProxied.erase(each) : std::next(each);
-    }
+    NoteProxyGone(machine, now);
     std::string &published = mPublishedUsn[machine.Number()];
     if (!published.empty()) {
         mDeparted[published] = {now, false, machine.Number()};
@@ -127,6 +91,8 @@ void ListChecks::NoteGone(const Machine &machine, Micros now)
 void ListChecks::NoteEmptied(const Machine &machine, Micros now)
 {
     mOpenedAt[machine.Number()] = now;
+    mAdded.erase(mAdded.lower_bound({machine.Number(), {}}),
+                 mAdded.lower_bound({machine.Number() + 1, {}}));
     for (std::uint32_t subject = 0; subject < mMachines.size(); ++subject) {
         KeepName(machine.Number(), subject, false);
     }
@@ -280,8 +246,7 @@ void ListChecks::CheckWrong(std::uint32_t watcher, Micros now)
         const Expectations &expects = mScenario.expects;
         const Micros lapse = since < 0 ? LapseUntil(now, watcher, subject) : 0;
         const Micros waited = now - SettledSince(watcher, subject);
-        const Micros complete = std::max(expects.complete, expects.listed);
-        if (complete != 0 && waited > complete) {
+        if (CompleteAfter() != 0 && waited > CompleteAfter()) {
             mViolations.Add(now, {watcher, subject},
                             MachineText(watcher) + " does not list " + MachineText(subject) +
                                 " correctly, " + TimeText(waited) + " after the last change");
@@ -294,105 +259,12 @@ void ListChecks::CheckWrong(std::uint32_t watcher, Micros now)
     }
 }
 
-void ListChecks::CheckUnpublished(std::uint32_t watcher, Micros now)
-{
-    if (!IsSettled(watcher, now)) {
-        return;
-    }
-    for (const std::string &usn : mUnpublished[watcher]) {
-        if (mAdded.count({watcher, usn}) != 0) {
-            continue;
-        }
-        const auto departed = mDeparted.find(usn);
-        if (departed != mDeparted.end()) {
-            CheckDeparted(watcher, usn, departed->second, now);
-        } else if (!mAcceptsForged && mProxied.count(usn) == 0 && !IsPublished(usn)) {
-            mViolations.Add(now, {watcher},
-                            MachineText(watcher) + " lists " + usn + ", which does not exist");
-        }
-    }
-}
-
-// A goodbye counts only for machines that could receive it.
-void ListChecks::CheckDeparted(std::uint32_t watcher, const std::string &usn,
-                               const Departure &departure, Micros now)
-{
-    const bool goodbye = departure.goodbye && mSettled[watcher] < departure.at;
-    const Micros allowed = goodbye ? mScenario.expects.goodbye : mScenario.expects.silent;
-    Micros limit = departure.at + allowed + (formats::CanBeProxied(usn) ? kProxyableExtra : 0);
-    if (const auto late = mLate.find({watcher, usn}); late != mLate.end()) {
-        limit = std::max(limit, late->second + kDocumentLives);
-    }
-    if (allowed != 0 && now > limit) {
-        mViolations.Add(now, {watcher, departure.machine},
-                        MachineText(watcher) + " still lists " + usn + ", which left " +
-                            (goodbye ? "with a goodbye " : "") + TimeText(now - departure.at) +
-                            " ago");
-    }
-}
-
 // A device lists itself as long as it announces itself, also if it can be proxied.
 void ListChecks::CheckOwn(std::uint32_t watcher, Micros now)
 {
     const std::string &usn = mPublishedUsn[watcher];
     if (!usn.empty() && !mIgnoresOwn && !Lists(watcher, usn)) {
         mViolations.Add(now, {watcher}, MachineText(watcher) + " does not list itself");
-    }
-}
-
-// A device that searches while another one is proxied lists it, if neither the device nor the
-// proxy was disturbed afterwards.
-void ListChecks::CheckProxied(std::uint32_t watcher, Micros now)
-{
-    const Micros opened = mOpenedAt[watcher];
-    const Micros complete = std::max(mScenario.expects.complete, mScenario.expects.listed);
-    for (const auto &[usn, proxied] : mProxied) {
-        const bool searched = proxied.since < opened && mSettled[watcher] <= opened &&
-                              mSettled[proxied.machine] <= opened && mSettledAll <= opened;
-        if (complete != 0 && searched && now - opened > complete && !Lists(watcher, usn)) {
-            mViolations.Add(now, {watcher, proxied.machine},
-                            MachineText(watcher) + " does not list " + usn + ", which " +
-                                MachineText(proxied.machine) + " announces");
-        }
-    }
-}
-
-void ListChecks::NoteUnheard(std::uint32_t machine, Micros now, Micros Hearing::*since)
-{
-    Disturb(machine);
-    mHearing[machine].*since = now;
-}
-
-void ListChecks::NoteHeard(std::uint32_t machine, Micros now, Micros Hearing::*since)
-{
-    mHearing[machine].*since = kNever;
-    mHearing[machine].backAt = now;
-}
-
-Micros ListChecks::UnheardSince(std::uint32_t watcher, std::uint32_t subject) const
-{
-    const Hearing &own = mHearing[watcher];
-    const Hearing &other = mHearing[subject];
-    const bool apart = (own.splitAt == kNever) != (other.splitAt == kNever);
-    const Micros since =
-        std::min(apart ? std::min(own.splitAt, other.splitAt) : kNever, other.stalledAt);
-    return since == kNever ? kNever : std::max({since, own.backAt, other.backAt});
-}
-
-// A machine that hears nothing from another one forgets it like one that left.
-void ListChecks::CheckUnheard(std::uint32_t watcher, Micros now)
-{
-    const Micros silent = mScenario.expects.silent;
-    if (silent == 0 || mHearing[watcher].stalledAt != kNever) {
-        return;
-    }
-    for (const Published &each : mPublished) {
-        const Micros since = UnheardSince(watcher, each.machine);
-        if (since != kNever && now - since > silent && Lists(watcher, each.usn)) {
-            mViolations.Add(now, {watcher, each.machine},
-                            MachineText(watcher) + " still lists " + MachineText(each.machine) +
-                                ", from which it has heard nothing for " + TimeText(now - since));
-        }
     }
 }
 

@@ -5,6 +5,7 @@
 #include "simulation/violation.h"
 #include "simulation/virtual_time.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <map>
@@ -68,7 +69,8 @@ public:
     {
         mAdded.insert({machine.Number(), usn});
     }
-    // A machine has announced another device, or sent a goodbye for it.
+    // A machine has announced another device, or sent a goodbye for it. The rules about proxied
+    // devices assume that each has one proxy.
     void NoteProxied(const Machine &machine, const std::string &usn, Micros now);
     void NoteProxyGoodbye(const Machine &machine, const std::string &usn, Micros now);
     // The machine left without a goodbye.
@@ -139,6 +141,15 @@ private:
         return mMachines[watcher]->Agent().NodeList().count(usn) != 0;
     }
     [[nodiscard]] bool IsPublished(const std::string &usn) const;
+    void NoteProxyGone(const Machine &machine, Micros now);
+    void NoteReturned(const std::string &usn);
+    // The time after the last change until all lists are complete; 0 if the scenario does not
+    // require it, because datagrams are lost.
+    [[nodiscard]] Micros CompleteAfter() const
+    {
+        return std::max(mScenario.expects.complete, mScenario.expects.listed);
+    }
+    [[nodiscard]] bool IsWithoutLoss() const { return CompleteAfter() != 0; }
     [[nodiscard]] bool IsRight(const SSDPDeviceType &entry, std::uint32_t watcher,
                                const Machine &subject) const;
     void KeepName(std::uint32_t watcher, std::uint32_t subject, bool kept)

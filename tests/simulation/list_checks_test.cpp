@@ -133,6 +133,14 @@ TEST_F(ListRules, RequireThatADeviceListsItself)
     EXPECT_EQ(BrokenAt(5 * kSecond), "device 1 does not list itself\n");
 }
 
+TEST_F(ListRules, AllowADeviceNotToListItselfAfterForgedGoodbyes)
+{
+    mChecks.IgnoreOwn();
+    One().Kill();
+    One().PowerOn(4 * kSecond, Machine::Publication::WithNextTick);
+    EXPECT_EQ(BrokenAt(5 * kSecond), "");
+}
+
 TEST_F(ListRules, RequireThatAStalledDeviceIsForgotten)
 {
     mChecks.NoteStalled(1, 10 * kSecond);
@@ -185,6 +193,28 @@ TEST_F(ListRules, RequireThatAProxiedDeviceIsRemovedAfterItsGoodbye)
     EXPECT_EQ(BrokenAt(128 * kSecond), "");
     EXPECT_EQ(BrokenAt(129 * kSecond),
               "device 1 still lists " + kZR1 + ", which left with a goodbye 29.000000 s ago\n");
+}
+
+TEST_F(ListRules, RequireThatADeviceIsRemovedWhenItsProxyIsGone)
+{
+    mChecks.NoteProxied(Two(), kZR1, 2 * kSecond);
+    Describe(kZR1, "198.18.240.0");
+    mChecks.NoteGone(Two(), 100 * kSecond);
+    EXPECT_EQ(BrokenAt(350 * kSecond), "");
+    mChecks.NotePublished(Two());
+    EXPECT_EQ(BrokenAt(368 * kSecond), "");
+    EXPECT_EQ(BrokenAt(369 * kSecond),
+              "device 1 still lists " + kZR1 + ", which left 269.000000 s ago\n");
+}
+
+TEST_F(ListRules, AllowADeviceToListWhatItAddsUntilItsEngineOpensAgain)
+{
+    mChecks.NoteAdded(One(), kZR1);
+    Describe(kZR1, "198.18.240.0");
+    EXPECT_EQ(BrokenAt(2 * kSecond), "");
+    mChecks.NoteEmptied(One(), 3 * kSecond);
+    mChecks.Settle(0, 3 * kSecond);
+    EXPECT_EQ(BrokenAt(4 * kSecond), "device 1 lists " + kZR1 + ", which does not exist\n");
 }
 
 TEST_F(ListRules, RequireThatADeviceThatOpensLaterListsAProxiedOne)

@@ -188,7 +188,9 @@ bool ReadAct(const Words &words, Scenario &scenario)
         if (!found) {
             continue;
         }
-        if (verb == Verb::Play && FindBehaviour(found->word) == nullptr) {
+        const bool named = found->numbers.size() > 2;
+        if ((verb == Verb::Play && FindBehaviour(found->word) == nullptr) ||
+            (verb == Verb::AddOther && named && found->numbers[1] < 1)) {
             return false;
         }
         Act act;
@@ -196,7 +198,7 @@ bool ReadAct(const Words &words, Scenario &scenario)
         act.verb = verb;
         act.machines = found->machines;
         act.length = found->numbers.size() > 1 ? MicrosOf(found->numbers.back()) : 0;
-        act.count = found->numbers.size() > 2 ? static_cast<std::uint32_t>(found->numbers[1]) : 0;
+        act.count = named ? static_cast<std::uint32_t>(found->numbers[1]) : 0;
         act.attack = found->word;
         scenario.acts.push_back(act);
         return true;
@@ -291,6 +293,11 @@ Scenario ReadScenario(std::string_view name, std::string_view text, std::string 
     }
     if (error.empty() && (scenario.devices == 0 || scenario.end == 0)) {
         error = "It must say how many devices there are, and when it ends.";
+    }
+    for (const Act &act : scenario.acts) {
+        if (error.empty() && act.verb == Verb::AddOther && act.count > scenario.devices) {
+            error = "There is no device " + std::to_string(act.count) + " to add.";
+        }
     }
     return scenario;
 }

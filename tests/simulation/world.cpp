@@ -329,8 +329,8 @@ void World::EndSecond()
     mQueue.Add(mNow + kSecond, EventKind::Second);
 }
 
-// A device may recognise more announcements than before (see ssdp::KnownAlives): up to 22 more
-// than it has 50 peers, of some 350 bytes each. The simulator's own data grows, too.
+// A device may keep more announcements than it has peers (see ssdp::MostKnownAlives): 22 more for
+// 50 peers, some 8 kB. The rest is for the simulator's own data.
 void World::EndScenario()
 {
     constexpr std::int64_t kGrowthOfDevice = 12'000;

@@ -113,7 +113,7 @@ private:
     std::unordered_map<in_addr_t, std::uint32_t> mByAddress;
     std::vector<bool> mSplit;          // by machine: whether it is on the other side of a split
     std::vector<Micros> mHeldUpUntil;  // by machine: the end of its last change
-    std::vector<std::uint32_t> mOther; // by machine: Act::count of AddOther
+    std::vector<std::uint32_t> mOther; // by machine: the device that it adds; 0: a silent ZR1
     std::set<std::uint32_t> mKilled;
     std::uint32_t mMoves = 0;
     std::vector<Playing> mStrangers;

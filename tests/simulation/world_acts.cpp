@@ -69,7 +69,9 @@ void World::BeginForMachines(const Act &act)
                                     [&](const auto &each) { return each.first == act.verb; });
     for (const std::uint32_t number : Chosen(act.machines, act.verb)) {
         mHeldUpUntil[number] = mNow + act.length;
-        mOther[number] = act.count;
+        if (act.verb == Verb::AddOther) {
+            mOther[number] = act.count;
+        }
         if (act.verb == Verb::Start) {
             StepAt(mNow + mChance.Below(act.length), Step::PowerOn, number);
             continue;
@@ -199,7 +201,7 @@ void World::Take(Step step, std::uint32_t number)
                                                          "is back",
                                                          "stalls",
                                                          "goes on",
-                                                         "adds a silent ZR1",
+                                                         "adds another device",
                                                          "is started and published"};
     Machine &machine = *mMachines[number];
     const bool starts = step == Step::PowerOn || step == Step::PowerOnPublished;
@@ -213,7 +215,9 @@ void World::Take(Step step, std::uint32_t number)
                                                : Machine::Publication::AtOnce);
     } else if (step == Step::Kill) {
         mKilled.insert(number);
-        mLists->NoteResumed(number, mNow);
+        if (machine.IsStalled()) {
+            mLists->NoteResumed(number, mNow);
+        }
         machine.Kill();
         mTraffic.NoteWithdrawn(machine);
         mLists->NoteGone(machine, mNow);
