@@ -36,7 +36,7 @@ RUNS = {
 }
 # 4,000 whole devices need more than 30 GB of memory, and 2,000 wireless ones need many hours, so
 # these runs have light devices. 2,000 wireless ones take seven seconds for each virtual second, and
-# list less than an eighth of their peers in nine minutes, so those runs are short.
+# list 3 or 4 % of their peers in four minutes, so those runs are short.
 LIGHT = ("2000 wifi", "2000 wifi, 10 % loss", "4000 wired")
 SEEDS = range(1, 7)
 # kDescriptionMaxAgeSeconds and kRefreshPauseMs of src/ssdp/ssdp_tunables.h, in seconds.
