@@ -31,8 +31,8 @@ public:
     // A machine is disconnected or stalled: its list is not checked, nor whether its entry in
     // other lists is right. But if the machine has left, its removal from other lists is checked.
     void Disturb(std::uint32_t machine) { mSettled[machine] = kNever; }
-    // The same for a machine whose thread stalls, or that is on the other side of a split, until
-    // NoteHeard. The lists of machines that cannot hear it must forget it.
+    // The same for a machine whose thread stalls until NoteResumed, or that is on the other side
+    // of a split until NoteHealed. The lists of machines that cannot hear it must forget it.
     void NoteStalled(std::uint32_t machine, Micros now)
     {
         NoteUnheard(machine, now, &Hearing::stalledAt);
@@ -144,7 +144,7 @@ private:
     void NoteProxyGone(const Machine &machine, Micros now);
     void NoteReturned(const std::string &usn);
     // The time after the last change until all lists are complete; 0 if the scenario does not
-    // require it, because datagrams are lost.
+    // require complete lists. Scenarios in which datagrams are lost do not.
     [[nodiscard]] Micros CompleteAfter() const
     {
         return std::max(mScenario.expects.complete, mScenario.expects.listed);

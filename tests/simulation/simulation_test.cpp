@@ -181,7 +181,7 @@ TEST(Simulation, AStallEndsForADeviceThatIsKilledInIt)
     EXPECT_EQ(outcome.violations, 0U);
 }
 
-TEST(Simulation, DuplicatedRequestsGetTwoDocuments)
+TEST(Simulation, DuplicatedDatagramsCauseMoreDocuments)
 {
     const std::string text = "There are 10 devices.\nThe link is wired.\nThere is no ZR1.\n"
                              "At 0 s all devices start within 1 s.\nIt ends at 100 s.\n";
