@@ -254,7 +254,7 @@ void Conversation::Account(const Datagrams &sent)
         mRequests += request ? 1 : 0;
         mRequestBytes += request ? each.text.size() : 0;
         mOffLinkBytes += !request && each.to == offLink ? each.text.size() : 0;
-        mDocuments += each.text.find("CONTENT-LANGUAGE") != std::string::npos ? 1 : 0;
+        mDocuments += !request && each.text.find("CONTENT-LANGUAGE") != std::string::npos ? 1 : 0;
     }
     FUZZ_CHECK(mDocuments <= mGets && mRequests <= mReceived);
     FUZZ_CHECK(mRequestBytes <= mReceivedBytes + kMoreThanCause * mReceived);
