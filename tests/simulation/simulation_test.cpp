@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 
 using simulation::DatagramKind;
 using simulation::Outcome;
@@ -303,6 +304,20 @@ TEST(Simulation, QuestionsToTheDiagnosticPortAreAnsweredWithinItsBudget)
     EXPECT_GT(Sent(flood, DatagramKind::Other), 1000U);
     EXPECT_LT(Sent(flood, DatagramKind::Other), 100'000U); // of 120,000
     EXPECT_EQ(flood.violations, 0U);
+}
+
+TEST(Simulation, SearchesAndRequestsFromAnotherNetworkAreAnsweredWithinTheBudget)
+{
+    for (const auto &[attack, answer] : {std::pair{"off-link-searches", DatagramKind::SearchAnswer},
+                                         std::pair{"off-link-requests", DatagramKind::Document}}) {
+        const std::string text = "There are 3 devices.\nThe link is wired.\nIt ends at 200 s.\n"
+                                 "At 0 s all devices start within 1 s.\n";
+        const std::uint32_t without = Sent(Play(text), answer);
+        const Outcome outcome = Play(text + "At 100 s a stranger plays " + attack + " for 60 s.\n");
+        EXPECT_GT(Sent(outcome, answer), without + 500);
+        EXPECT_LT(Sent(outcome, answer), without + 20'000); // of 120,000
+        EXPECT_EQ(outcome.violations, 0U);
+    }
 }
 
 TEST(Simulation, ADiagnosticReplyIsNotAnswered)

@@ -5,6 +5,7 @@
 #include "simulation/trace.h"
 #include "ssdp/ssdp_tunables.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <utility>
 
@@ -13,10 +14,23 @@ namespace {
 
 // The most services that a device announces: its own and proxied ones.
 constexpr std::uint64_t kHosted = 4;
+// A goodbye waits for the end of the tick, which is at most two poll intervals long.
+constexpr Micros kWithdrawal = 12 * kSecond;
 
 std::uint64_t Of(const std::array<std::uint64_t, kDatagramKinds> &counts, DatagramKind kind)
 {
     return counts[static_cast<std::size_t>(kind)];
+}
+
+// Whether this is the SSDP port of one host.
+bool IsPossiblePeer(const sockaddr_in &destination)
+{
+    constexpr std::uint32_t kLoopback = 127;
+    constexpr std::uint32_t kFirstMulticast = 224;
+    const std::uint32_t address = ntohl(destination.sin_addr.s_addr);
+    const std::uint32_t block = address >> 24U;
+    return block != 0 && block != kLoopback && block < kFirstMulticast &&
+           address != (kLinkNetwork | ~kLinkMask) && destination.sin_port == htons(formats::kPort);
 }
 
 bool IsAnswer(DatagramKind kind)
@@ -32,6 +46,7 @@ void TrafficChecks::NoteStart(const Machine &machine, Micros now)
     if (account.starts++ == 0) {
         account.startedAt = now;
     }
+    account.changedAt = now;
     account.announcedAt = kNone;
     account.asked.assign(mMachines.size(), false);
 }
@@ -51,6 +66,12 @@ void TrafficChecks::NoteSent(const Machine &machine, const Datagram &datagram, s
         mLastExchange = at;
         ++(datagram.kind == DatagramKind::Request ? account.requestsThisSecond
                                                   : account.documentsThisSecond);
+    }
+    if (datagram.kind == DatagramKind::Request && !IsPossiblePeer(datagram.destination)) {
+        mViolations.Add(at, {machine.Number()},
+                        MachineText(machine.Number()) + " sends a request to " +
+                            TextOf(datagram.destination.sin_addr.s_addr) + ", port " +
+                            std::to_string(ntohs(datagram.destination.sin_port)));
     }
     if (datagram.kind == DatagramKind::Request && peer != kNoMachine) {
         mAskedAgain += account.asked[peer] ? 1 : 0;
@@ -124,13 +145,24 @@ void TrafficChecks::NoteReply(const Machine &machine, const Datagram &datagram, 
 void TrafficChecks::NoteAnnounced(const Machine &machine, Micros now)
 {
     mMachines[machine.Number()].announcedAt = now;
+    if (HasBeenOff(machine, now)) {
+        mViolations.Add(now, {machine.Number()},
+                        MachineText(machine.Number()) +
+                            " announces itself, although SSDP is switched off");
+    }
+}
+
+bool TrafficChecks::HasBeenOff(const Machine &machine, Micros now) const
+{
+    const Account &account = mMachines[machine.Number()];
+    return !machine.IsEnabled() && !account.stalled && now - account.changedAt > kWithdrawal;
 }
 
 void TrafficChecks::NoteResumed(const Machine &machine, Micros now)
 {
     Account &account = mMachines[machine.Number()];
     account.stalled = false;
-    account.announcedAt = account.announcedAt == kNone ? kNone : now;
+    account.changedAt = now;
 }
 
 void TrafficChecks::EverySecond(const std::vector<std::unique_ptr<Machine>> &machines, Micros now)
@@ -162,12 +194,22 @@ void TrafficChecks::CheckQueues(const Machine &machine, Micros now)
 void TrafficChecks::CheckAnnounced(const Machine &machine, Micros now)
 {
     Account &account = mMachines[machine.Number()];
-    if (mScenario.expects.announce != 0 && account.announcedAt != kNone && !account.stalled &&
-        machine.IsOpen() && now - account.announcedAt > mScenario.expects.announce) {
+    const Micros since = std::max(account.changedAt, account.announcedAt);
+    if (!machine.IsOpen() || account.stalled) {
+        return;
+    }
+    if (mScenario.expects.announce != 0 && machine.IsEnabled() &&
+        now - since > mScenario.expects.announce) {
         mViolations.Add(now, {machine.Number()},
                         MachineText(machine.Number()) + " has not announced itself for " +
-                            TimeText(now - account.announcedAt));
+                            TimeText(now - since));
         account.announcedAt = now;
+    }
+    if (account.announcedAt != kNone && HasBeenOff(machine, now)) {
+        mViolations.Add(now, {machine.Number()},
+                        MachineText(machine.Number()) +
+                            " has sent no goodbye, although SSDP is switched off");
+        account.announcedAt = kNone;
     }
 }
 

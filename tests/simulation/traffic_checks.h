@@ -14,7 +14,8 @@ namespace simulation {
 
 // TrafficChecks checks the datagrams that each machine sends: received datagrams must have
 // caused its answers, requests and documents; answers must stay within their budgets; and the
-// device's service must be announced in time. It also checks the bounds of queues and lists.
+// device's service must be announced in time while SSDP is switched on, and not when it is off. It
+// also checks the bounds of queues and lists.
 class TrafficChecks
 {
 public:
@@ -31,7 +32,12 @@ public:
     void NoteSent(const Machine &machine, const Datagram &datagram, std::uint32_t peer, Micros at);
     // A reply leaves the diagnostic port.
     void NoteReply(const Machine &machine, const Datagram &datagram, Micros at);
-    // The device has announced its service, and must do so again in time; or it has withdrawn it.
+    // SSDP is switched on or off: the device must announce its service in time, or withdraw it.
+    void NoteSwitched(const Machine &machine, Micros now)
+    {
+        mMachines[machine.Number()].changedAt = now;
+    }
+    // The device has announced its service, or has withdrawn it.
     void NoteAnnounced(const Machine &machine, Micros now);
     void NoteWithdrawn(const Machine &machine) { mMachines[machine.Number()].announcedAt = kNone; }
     // A machine's thread stalls, or continues.
@@ -58,6 +64,7 @@ private:
         Micros startedAt = 0;
         std::uint64_t requestsThisSecond = 0;
         std::uint64_t documentsThisSecond = 0;
+        Micros changedAt = 0; // the last start, switch, or end of a stall
         Micros announcedAt = kNone;
         bool stalled = false;
         std::vector<bool> asked; // by machine: whether its document was requested before
@@ -67,6 +74,8 @@ private:
     void CheckOffLink(const Machine &machine, const Datagram &datagram, Micros at);
     void CheckQueues(const Machine &machine, Micros now);
     void CheckAnnounced(const Machine &machine, Micros now);
+    // Whether SSDP has been off for long enough to send a goodbye.
+    [[nodiscard]] bool HasBeenOff(const Machine &machine, Micros now) const;
     void CheckList(const Machine &machine, Micros now);
     // The bytes that a budget allows until a time, if it is full at each start.
     [[nodiscard]] static double Allowed(const Account &account, std::size_t burst,

@@ -33,6 +33,7 @@ protected:
     {
         simulation::Scenario scenario;
         scenario.devices = 1;
+        scenario.expects.announce = 36 * kSecond;
         return scenario;
     }
 
@@ -56,13 +57,22 @@ protected:
     }
 
     static simulation::DatagramPointer DatagramTo(const std::string &text,
-                                                  const std::string &address)
+                                                  const std::string &address,
+                                                  std::uint16_t port = formats::kPort)
     {
         return MakeDatagram(text, SocketAddress(1, formats::kPort),
-                            SocketAddress(inet_addr(address.c_str()), formats::kPort), false, 0);
+                            SocketAddress(inet_addr(address.c_str()), port), false, 0);
     }
 
-    void EndSecond() { mChecks.EverySecond(mMachines, kSecond); }
+    void PowerOn() { mMachine.PowerOn(0, simulation::Machine::Publication::WithNextTick); }
+
+    void SwitchOff(simulation::Micros at)
+    {
+        mMachine.SwitchOff();
+        mChecks.NoteSwitched(mMachine, at);
+    }
+
+    void EndSecond(simulation::Micros at = kSecond) { mChecks.EverySecond(mMachines, at); }
 
     std::string Broken()
     {
@@ -180,4 +190,98 @@ TEST_F(TrafficRules, ForbidMoreRequestsAndDocumentsInASecondThanTheirQueuesHold)
     }
     EndSecond();
     EXPECT_EQ(mViolations.Count(), 2U);
+}
+
+TEST_F(TrafficRules, RequireTheFirstAnnouncementInTimeAfterTheStart)
+{
+    PowerOn();
+    EndSecond(36 * kSecond);
+    EXPECT_EQ(Broken(), "");
+    EndSecond(37 * kSecond);
+    EXPECT_EQ(Broken(), "device 1 has not announced itself for 37.000000 s\n");
+}
+
+TEST_F(TrafficRules, RequireAnAnnouncementInTimeAfterTheLastOne)
+{
+    PowerOn();
+    mChecks.NoteAnnounced(mMachine, 10 * kSecond);
+    EndSecond(46 * kSecond);
+    EXPECT_EQ(Broken(), "");
+    EndSecond(47 * kSecond);
+    EXPECT_EQ(Broken(), "device 1 has not announced itself for 37.000000 s\n");
+}
+
+TEST_F(TrafficRules, RequireAnnouncementsOnlyWhileSSDPIsOn)
+{
+    PowerOn();
+    SwitchOff(kSecond);
+    EndSecond(100 * kSecond);
+    EXPECT_EQ(Broken(), "");
+    mMachine.SwitchOn();
+    mChecks.NoteSwitched(mMachine, 100 * kSecond);
+    EndSecond(136 * kSecond);
+    EXPECT_EQ(Broken(), "");
+    EndSecond(137 * kSecond);
+    EXPECT_EQ(Broken(), "device 1 has not announced itself for 37.000000 s\n");
+}
+
+TEST_F(TrafficRules, RequireNoAnnouncementsWhileTheThreadStalls)
+{
+    PowerOn();
+    mChecks.NoteStalled(mMachine);
+    EndSecond(100 * kSecond);
+    mChecks.NoteResumed(mMachine, 100 * kSecond);
+    EndSecond(136 * kSecond);
+    EXPECT_EQ(Broken(), "");
+    EndSecond(137 * kSecond);
+    EXPECT_EQ(Broken(), "device 1 has not announced itself for 37.000000 s\n");
+}
+
+TEST_F(TrafficRules, RequireAGoodbyeWhenSSDPIsSwitchedOff)
+{
+    PowerOn();
+    mChecks.NoteAnnounced(mMachine, 10 * kSecond);
+    SwitchOff(20 * kSecond);
+    EndSecond(32 * kSecond);
+    EXPECT_EQ(Broken(), "");
+    EndSecond(33 * kSecond);
+    EXPECT_EQ(Broken(), "device 1 has sent no goodbye, although SSDP is switched off\n");
+}
+
+TEST_F(TrafficRules, AcceptTheGoodbyeWhenSSDPIsSwitchedOff)
+{
+    PowerOn();
+    mChecks.NoteAnnounced(mMachine, 10 * kSecond);
+    SwitchOff(20 * kSecond);
+    mChecks.NoteWithdrawn(mMachine);
+    EndSecond(100 * kSecond);
+    EXPECT_EQ(Broken(), "");
+}
+
+TEST_F(TrafficRules, ForbidAnnouncementsWhileSSDPIsOff)
+{
+    PowerOn();
+    SwitchOff(20 * kSecond);
+    mChecks.NoteAnnounced(mMachine, 32 * kSecond); // the goodbye may wait until then
+    EXPECT_EQ(Broken(), "");
+    mChecks.NoteAnnounced(mMachine, 33 * kSecond);
+    EXPECT_EQ(Broken(), "device 1 announces itself, although SSDP is switched off\n");
+}
+
+TEST_F(TrafficRules, AllowRequestsOnlyToTheSSDPPortOfAHost)
+{
+    const auto requestTo = [this](const std::string &address, std::uint16_t port) {
+        const std::string before = Broken();
+        Receive(kAlive);
+        mChecks.NoteSent(mMachine, *DatagramTo(kRequest, address, port), simulation::kNoMachine, 0);
+        return Broken().substr(before.size());
+    };
+    EXPECT_EQ(requestTo("198.18.0.2", 1900), "");
+    EXPECT_EQ(requestTo("203.0.113.7", 1900), "");
+    EXPECT_EQ(requestTo("198.18.0.2", 1901), "device 1 sends a request to 198.18.0.2, port 1901\n");
+    for (const std::string address :
+         {"239.255.255.250", "255.255.255.255", "127.0.0.1", "0.0.0.0", "198.19.255.255"}) {
+        EXPECT_EQ(requestTo(address, 1900),
+                  "device 1 sends a request to " + address + ", port 1900\n");
+    }
 }

@@ -255,9 +255,10 @@ void World::ChangeMachine(Step step, Machine &machine)
         return Settle(number);
     }
     case Step::SwitchOff:
-        mTraffic.NoteWithdrawn(machine);
+        mTraffic.NoteSwitched(machine, mNow);
         return machine.SwitchOff();
     case Step::SwitchOn:
+        mTraffic.NoteSwitched(machine, mNow);
         machine.SwitchOn();
         return Settle(number);
     case Step::LoseLink:
