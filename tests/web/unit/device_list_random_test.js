@@ -9,6 +9,11 @@ import { kWritten } from '../support/sample_list.js';
 
 const kRounds = 20000;
 const kSeed = 20250101;
+// The characters that may be kept of a list: for each device, and for each character of the list. A
+// text is kept up to four times: it is shown, and is a part of the key, the link and the text that
+// the filter searches.
+const kPerDevice = 64;
+const kPerCharacter = 4;
 const kTexts = ['hostName', 'product', 'category', 'address', 'board'];
 const kUnsafe = /[\p{Cc}\p{Cs}\p{Bidi_Control}]/u;
 const kPieces = ['[', ']', '{', '}', ',', ':', '"', '\\', '\\u0000', '\\ud800', '\\n', 'null', '1e999',
@@ -69,6 +74,8 @@ function check(text) {
     // No entry vanishes: it is shown, or it counts as left out.
     const left = Number((/([\d,]+) (entry|entries) of/.exec(remark)?.[1] ?? '0').replaceAll(',', ''));
     assert.ok(devices.length <= kMostDevices);
+    const kept = devices.flatMap((device) => Object.values(device)).join('').length;
+    assert.ok(kept <= kPerDevice * devices.length + kPerCharacter * text.length);
     assert.equal(devices.length + left, JSON.parse(text).length);
     return devices.length;
 }
