@@ -23,6 +23,9 @@ namespace simulation {
 class ListChecks
 {
 public:
+    // A document that arrives after the goodbye of its device may list the device for 240 s.
+    static constexpr Micros kDocumentLives = 250 * kSecond;
+
     using Machines = std::vector<std::unique_ptr<Machine>>;
 
     // REQUIRES: all arguments outlive this object.
@@ -58,8 +61,9 @@ public:
     // From now on no list is checked for its own device: a forged goodbye removes a service from
     // its own device's list until the next publication, and the scenario may contain none.
     void IgnoreOwn() { mIgnoresOwn = true; }
-    // From now on a list may contain devices that do not exist.
-    void AcceptForged() { mAcceptsForged = true; }
+    // Until this time, or kAlways, a list may contain devices that do not exist.
+    static constexpr Micros kAlways = std::numeric_limits<Micros>::max();
+    void AcceptForged(Micros until) { mAcceptsForged = std::max(mAcceptsForged, until); }
 
     // A machine has announced its service, or sent a goodbye for it.
     void NotePublished(const Machine &machine);
@@ -176,7 +180,7 @@ private:
     std::vector<Micros> mSettled; // by machine
     Micros mSettledAll = 0;
     bool mIgnoresOwn = false;
-    bool mAcceptsForged = false;
+    Micros mAcceptsForged = 0;              // until then
     std::vector<Hearing> mHearing;          // by machine
     std::vector<Micros> mOpenedAt;          // by machine
     std::vector<std::string> mPublishedUsn; // by machine; empty while it is not published

@@ -12,8 +12,6 @@
 namespace simulation {
 namespace {
 
-// A document that arrives after the goodbye of its device may list the device for 240 s.
-constexpr Micros kDocumentLives = 250 * kSecond;
 // The additional lifetime of a device that can be proxied: its max-age is up to 129 s.
 constexpr Micros kProxyableExtra = 18 * kSecond;
 
@@ -80,7 +78,7 @@ void ListChecks::CheckUnpublished(std::uint32_t watcher, Micros now)
         const auto departed = mDeparted.find(usn);
         if (departed != mDeparted.end()) {
             CheckDeparted(watcher, usn, departed->second, now);
-        } else if (!mAcceptsForged && mProxied.count(usn) == 0 && !IsPublished(usn)) {
+        } else if (now > mAcceptsForged && mProxied.count(usn) == 0 && !IsPublished(usn)) {
             mViolations.Add(now, {watcher},
                             MachineText(watcher) + " lists " + usn + ", which does not exist");
         }

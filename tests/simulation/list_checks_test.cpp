@@ -119,11 +119,13 @@ TEST_F(ListRules, ForbidADeviceThatDoesNotExist)
               "device 1 lists uuid:65746500-Lumen-198.18.0.9-0, which does not exist\n");
 }
 
-TEST_F(ListRules, AcceptADeviceThatDoesNotExistAfterForgedDescriptions)
+TEST_F(ListRules, AcceptADeviceThatDoesNotExistForSomeTimeAfterForgedDescriptions)
 {
-    mChecks.AcceptForged();
+    mChecks.AcceptForged(300 * kSecond);
     Describe("uuid:65746500-Lumen-198.18.0.9-0", "198.18.0.9");
-    EXPECT_EQ(BrokenAt(600 * kSecond), "");
+    EXPECT_EQ(BrokenAt(300 * kSecond), "");
+    EXPECT_EQ(BrokenAt(301 * kSecond),
+              "device 1 lists uuid:65746500-Lumen-198.18.0.9-0, which does not exist\n");
 }
 
 TEST_F(ListRules, RequireThatADeviceListsItself)

@@ -205,6 +205,18 @@ Datagrams Nowhere(Victims &victims, std::uint32_t turn)
     return datagrams;
 }
 
+// Searches, requests and announcements in the address of one device, to another one.
+Datagrams ForgedSenders(Victims &victims, std::uint32_t turn)
+{
+    const Machine &victim = Victim(victims);
+    const sockaddr_in named = SocketAddress(Victim(victims).Address(), formats::kPort);
+    return {
+        ToOne("M-SEARCH * HTTP/1.1\r\nST:ssdp:all\r\n\r\n", named, victim),
+        ToOne("GET http://x:80/corvia_12_upnp_ssdp_1.xml HTTP/1.1\r\n\r\n", named, victim),
+        ToOne(Alive(ForgedUsn(turn), LocationOf(TextOf(named.sin_addr.s_addr))), named, victim),
+    };
+}
+
 DatagramPointer ToDiagnosticPort(const std::string &text, const sockaddr_in &sender,
                                  const Machine &machine)
 {
@@ -260,12 +272,13 @@ const std::vector<Behaviour> &Behaviours()
         {"alive-in-their-name", kSecond, AliveInTheirName, kNoEffect},
         {"description-in-their-name", kSecond, DescriptionInTheirName, kSpoilsLists},
         {"goodbye-in-their-name", kSecond, GoodbyeInTheirName, kSpoilsLists | kForgesGoodbyes},
-        {"forged-devices", 500 * kMillisecond, ForgedDevices, kSpoilsLists | kForgesDevices},
+        {"forged-devices", 500 * kMillisecond, ForgedDevices, kSpoilsLists | kForgesLastingDevices},
         {"forged-announced-devices", 500 * kMillisecond, ForgedAnnouncedDevices,
-         kSpoilsLists | kForgesDevices},
+         kSpoilsLists | kForgesLastingDevices},
         {"control-bytes", 500 * kMillisecond, ControlBytes, kSpoilsLists | kForgesDevices},
         {"flood", 100 * kMillisecond, Flood, kNoEffect},
         {"nowhere", 100 * kMillisecond, Nowhere, kNoEffect},
+        {"forged-senders", 20 * kMillisecond, ForgedSenders, kNoEffect},
         {"diagnostic-questions", 50 * kMillisecond, DiagnosticQuestions, kNoEffect},
         {"diagnostic-replies", 100 * kMillisecond, DiagnosticReplies, kNoEffect},
         {"garbage", 20 * kMillisecond, Garbage, kForgesDevices},

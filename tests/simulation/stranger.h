@@ -26,8 +26,10 @@ enum Effect : unsigned {
     kSpoilsLists = 1,
     // Its goodbyes remove devices from their own lists until their next publication.
     kForgesGoodbyes = 2,
-    // Lists contain devices that do not exist.
+    // Lists contain devices that do not exist; after the end, as long as a document lives.
     kForgesDevices = 4,
+    // Lists contain devices that do not exist, for days.
+    kForgesLastingDevices = 8,
 };
 
 // A behaviour of a stranger: traffic of other makers, or an attack.

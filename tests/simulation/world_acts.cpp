@@ -96,7 +96,10 @@ void World::BeginPlay(const Act &act)
         mLists->IgnoreOwn();
     }
     if ((behaviour->effects & kForgesDevices) != 0) {
-        mLists->AcceptForged();
+        mLists->AcceptForged(mNow + act.length + ListChecks::kDocumentLives);
+    }
+    if ((behaviour->effects & kForgesLastingDevices) != 0) {
+        mLists->AcceptForged(ListChecks::kAlways);
     }
     mQueue.Add(mNow, EventKind::Attack, kNoMachine,
                static_cast<std::uint32_t>(mStrangers.size() - 1));
