@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
+#include <cstddef>
 
 // The actions of a scenario.
 
@@ -45,7 +46,8 @@ std::vector<std::uint32_t> World::Chosen(const Choice &choice, Verb verb)
     }
     if (choice.kind == Choice::Kind::Some) {
         while (chosen.size() > choice.first) {
-            chosen.erase(chosen.begin() + mChance.Below(static_cast<std::int64_t>(chosen.size())));
+            const auto size = static_cast<std::int64_t>(chosen.size());
+            chosen.erase(chosen.begin() + static_cast<std::ptrdiff_t>(mChance.Below(size)));
         }
     }
     return chosen;
