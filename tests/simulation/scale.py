@@ -2,10 +2,10 @@
 """Measures large numbers of devices: prints tables for docs/scale.md, and makes its plots.
 
     tests/simulation/scale.py [TABLE...]    all tables, or those named: starts (with the plots),
-                                            averages, variations, tunables, buffers, operation.
-                                            ./simulate must have built the program. Some runs
-                                            take many minutes, so results in build/scale are
-                                            used again.
+                                            averages, variations, tunables, buffers, groups,
+                                            losses, days, operation. ./simulate must have built
+                                            the program. Some runs take many minutes, so results
+                                            in build/scale are used again.
 """
 
 import json
@@ -18,6 +18,7 @@ import sys
 TOP = pathlib.Path(__file__).resolve().parent.parent.parent
 PROGRAM = TOP / "build/simulate/bin/beacon-simulate"
 RESULTS = TOP / "build/scale"
+SCENARIOS = TOP / "tests/simulation/scenarios"
 IMAGES = TOP / "docs/images"
 LINKS = {
     "wired": "The link is wired.\n",
@@ -32,13 +33,14 @@ RUNS = {
     **{f"1000 {link}": (1000, link, 1500, 2100) for link in LINKS if link != "wired"},
     "2000 wired": (2000, "wired", 200, 300),
     **{f"2000 {link}": (2000, link, 230, 240) for link in LINKS if link != "wired"},
-    "4000 wired": (4000, "wired", 200, 300),
+    "4000 wired": (4000, "wired", 200, 500),
 }
 # 4,000 whole devices need more than 30 GB of memory, and 2,000 wireless ones need many hours, so
 # these runs have light devices. 2,000 wireless ones take seven seconds for each virtual second, and
 # list 3 or 4 % of their peers in four minutes, so those runs are short.
 LIGHT = ("2000 wifi", "2000 wifi, 10 % loss", "4000 wired")
 SEEDS = range(1, 7)
+MANY_SEEDS = range(1, 21)
 # kDescriptionMaxAgeSeconds and kRefreshPauseMs of src/ssdp/ssdp_tunables.h, in seconds.
 REFRESH_AGE = 900
 REFRESH_PAUSE = 4
@@ -283,7 +285,8 @@ def tunables():
 
 def buffers():
     """1,000 devices with the kernel's usual receive buffer and with that of the package."""
-    print_head(["receive buffer", "variation", "100 % of entries, s", "dropped datagrams, million"])
+    print_head(["receive buffer", "variation", "100 % of entries, s", "dropped datagrams, million",
+                "entries missing at the end"])
     count = 1000
     text = (f"There are {count} devices.\nThe link is wired.\nThere is no ZR1.\n"
             "At 0 s all devices start within 1 s.\nIt ends at 240 s.\n")
@@ -292,7 +295,48 @@ def buffers():
                                 ("of the package", large, "as built")):
         run = play(f"1000 {buffer} {label}", text + more, *VARIATIONS[label])
         print_row([buffer, label, text_of(until(run, 1, 0, 0, count * count)),
-                   f"{sum(run['dropped']) / 1e6:.1f}"])
+                   f"{sum(run['dropped']) / 1e6:.1f}",
+                   share_of(1 - run["right"][-1] / run["wanted"][-1])])
+
+
+def groups():
+    """Starts in groups of 100."""
+    print_head(["devices", "link", "pause between groups, s",
+                "after the last start: 99 / 100 % of entries, s", "worst second, Mbit/s"])
+    for count, link, pause in ((300, "wifi", 120), (1000, "wired", 60)):
+        last = (count // 100 - 1) * pause
+        starts = "".join(f"At {pause * group} s devices {100 * group + 1} to {100 * group + 100} "
+                         "start within 1 s.\n" for group in range(count // 100))
+        run = play(f"{count} {link} in groups",
+                   f"There are {count} devices.\nThere is no ZR1.\n{LINKS[link]}"
+                   "The receive buffers have the size that the package sets.\n"
+                   f"{starts}It ends at {last + 300} s.\n")
+        print_row([f"{count:,}", link, f"{pause}",
+                   " / ".join(text_of(until(run, share, last, 0, count ** 2)) for share in (0.99, 1)),
+                   f"{max(run['bytes']) * 8 / 1e6:,.0f}"])
+
+
+def seeds_of(name):
+    """The figures of a scenario with many seeds."""
+    text = (SCENARIOS / f"{name}.txt").read_text()
+    return [play(f"{name} seed {seed}", text, "--seeds", f"{seed}-{seed}") for seed in MANY_SEEDS]
+
+
+def losses():
+    """How often a running device is missing from a list, with lost multicast: an hour each."""
+    print_head(["scenario", "runs", "missing, times", "longest, s"])
+    for name in ("loss_10", "loss_30"):
+        runs = seeds_of(name)
+        longest = max(run["longest lapse us"] for run in runs) / 1e6
+        print_row([name, f"{len(runs)}", f"{sum(run['lapses'] for run in runs)}", f"{longest:.0f}"])
+
+
+def days():
+    """How often a document lists a device again after its goodbye, in a busy day."""
+    print_head(["goodbyes", "listed again"])
+    runs = seeds_of("busy_day")
+    print_row([f"{mean(sum(run['goodbye']) for run in runs):.0f}",
+               f"{mean(run['relisted'] for run in runs):.0f}"])
 
 
 def operation():
@@ -311,7 +355,7 @@ def operation():
 
 
 TABLES = {"starts": starts, "averages": averages, "variations": variations, "tunables": tunables,
-          "buffers": buffers, "operation": operation}
+          "buffers": buffers, "groups": groups, "losses": losses, "days": days, "operation": operation}
 
 
 def main(names):
