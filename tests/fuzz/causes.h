@@ -4,8 +4,8 @@
 
 #include <string_view>
 
-// Whether a datagram may cause a request for a document: an ssdp:alive and an answer to a search
-// may, a document and all others may not.
+// Whether a datagram of another device may cause a request for a document: an ssdp:alive and an
+// answer to a search may, a document and all others may not.
 inline bool MayCauseRequest(std::string_view datagram)
 {
     switch (formats::ClassifyMethod(datagram)) {

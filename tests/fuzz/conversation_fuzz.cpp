@@ -65,6 +65,11 @@ constexpr std::size_t kPerStep = 2048;
 constexpr std::size_t kPerReceivedByte = 24;
 constexpr std::size_t kPerSentByte = 8;
 
+bool IsOwn(const sockaddr_in &sender)
+{
+    return sender.sin_addr.s_addr == kSenders[2].sin_addr.s_addr;
+}
+
 const Service &Selected(std::string_view argument)
 {
     const auto byte = argument.empty() ? 0U : static_cast<unsigned char>(argument.front());
@@ -181,8 +186,9 @@ void Conversation::Receive(std::string_view datagram, std::size_t sender)
     mReceivedBytes += datagram.size();
     const Method method = formats::ClassifyMethod(datagram);
     mGets += method == Method::Get ? 1 : 0;
-    mCauses += MayCauseRequest(datagram) ? 1 : 0;
-    mCauseBytes += MayCauseRequest(datagram) ? datagram.size() : 0;
+    const bool cause = !IsOwn(kSenders[sender]) && MayCauseRequest(datagram);
+    mCauses += cause ? 1 : 0;
+    mCauseBytes += cause ? datagram.size() : 0;
     const std::size_t hosted = mCore.agent.HostList().size();
     Both([&](Core &core) {
         const std::size_t bytes = core.Receive(datagram, kSenders[sender], mNowMs);
@@ -294,7 +300,7 @@ void Conversation::NoteGoodbye(std::string_view datagram, const sockaddr_in &sen
     const formats::SSDPHeaders headers = formats::ScanHeaders(datagram);
     if (formats::ClassifyMethod(datagram) == Method::Notify &&
         headers.kind == formats::NTSKind::Byebye && !headers.notify.nt.empty() &&
-        !headers.notify.location.empty() && sender.sin_addr.s_addr != kSenders[2].sin_addr.s_addr) {
+        !headers.notify.location.empty() && !IsOwn(sender)) {
         mDismissed.emplace(headers.notify.usn);
     }
 }

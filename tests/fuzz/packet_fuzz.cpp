@@ -229,8 +229,9 @@ void DeviceAndTwin::Receive(std::string_view datagram, const sockaddr_in &sender
     ++mNowMs;
     ++mPassedMs;
     mReceivedBytes += datagram.size();
-    mCauses += MayCauseRequest(datagram) ? 1U : 0U;
-    mCauseBytes += MayCauseRequest(datagram) ? datagram.size() : 0U;
+    const bool cause = !IsOwn(sender) && MayCauseRequest(datagram);
+    mCauses += cause ? 1U : 0U;
+    mCauseBytes += cause ? datagram.size() : 0U;
     const Method method = formats::ClassifyMethod(datagram);
     mQuestions += method == Method::MSearch || method == Method::Get ? 1U : 0U;
     const bool handsBack = HandsBack(datagram, sender);
