@@ -293,6 +293,15 @@ TEST(Simulation, AForgedDescriptionBreaksTheRuleThatAcceptsFormerNames)
     EXPECT_NE(outcome.violations, 0U);
 }
 
+TEST(Simulation, AZR1WhoseAnnouncementsHaveEndedNeedsNoGoodbyeWhenSSDPIsSwitchedOff)
+{
+    const Outcome outcome =
+        Play("There are 10 devices.\nThe link is wired.\nAt 0 s all devices start within 1 s.\n"
+             "At 60 s a stranger plays alive-in-their-name for 60 s.\n"
+             "At 200 s device 7 is switched off.\nIt ends at 300 s.\n");
+    EXPECT_EQ(outcome.report, "");
+}
+
 TEST(Simulation, QuestionsToTheDiagnosticPortAreAnsweredWithinItsBudget)
 {
     const std::string text = "The link is wired.\nAt 0 s all devices start within 1 s.\n"

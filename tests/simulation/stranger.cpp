@@ -1,5 +1,6 @@
 #include "simulation/stranger.h"
 
+#include "formats/description_document.h"
 #include "formats/ssdp_protocol.h"
 
 #include <algorithm>
@@ -205,15 +206,20 @@ Datagrams Nowhere(Victims &victims, std::uint32_t turn)
     return datagrams;
 }
 
-// Searches, requests and announcements in the address of one device, to another one.
+// Searches, requests and announcements in the address of one device, to any device.
 Datagrams ForgedSenders(Victims &victims, std::uint32_t turn)
 {
     const Machine &victim = Victim(victims);
-    const sockaddr_in named = SocketAddress(Victim(victims).Address(), formats::kPort);
+    const Machine &named = Victim(victims);
+    const sockaddr_in sender = SocketAddress(named.Address(), formats::kPort);
+    const auto place = [](const Machine &machine) {
+        return "http://" + TextOf(machine.Address()) + ":80/" +
+               formats::DescriptionFileName(machine.Product(), 1);
+    };
     return {
-        ToOne("M-SEARCH * HTTP/1.1\r\nST:ssdp:all\r\n\r\n", named, victim),
-        ToOne("GET http://x:80/corvia_12_upnp_ssdp_1.xml HTTP/1.1\r\n\r\n", named, victim),
-        ToOne(Alive(ForgedUsn(turn), LocationOf(TextOf(named.sin_addr.s_addr))), named, victim),
+        ToOne("M-SEARCH * HTTP/1.1\r\nST:ssdp:all\r\n\r\n", sender, victim),
+        ToOne("GET " + place(victim) + " HTTP/1.1\r\n\r\n", sender, victim),
+        ToOne(Alive(ForgedUsn(turn), place(named)), sender, victim),
     };
 }
 

@@ -1,6 +1,7 @@
 #include "simulation/traffic_checks.h"
 
 #include "formats/browse_document.h"
+#include "formats/ssdp_device_type.h"
 #include "formats/ssdp_protocol.h"
 #include "simulation/trace.h"
 #include "ssdp/ssdp_tunables.h"
@@ -155,14 +156,7 @@ void TrafficChecks::NoteAnnounced(const Machine &machine, Micros now)
 bool TrafficChecks::HasBeenOff(const Machine &machine, Micros now) const
 {
     const Account &account = mMachines[machine.Number()];
-    return !machine.IsEnabled() && !account.stalled && now - account.changedAt > kWithdrawal;
-}
-
-void TrafficChecks::NoteResumed(const Machine &machine, Micros now)
-{
-    Account &account = mMachines[machine.Number()];
-    account.stalled = false;
-    account.changedAt = now;
+    return !machine.IsEnabled() && !machine.IsStalled() && now - account.changedAt > kWithdrawal;
 }
 
 void TrafficChecks::EverySecond(const std::vector<std::unique_ptr<Machine>> &machines, Micros now)
@@ -195,7 +189,7 @@ void TrafficChecks::CheckAnnounced(const Machine &machine, Micros now)
 {
     Account &account = mMachines[machine.Number()];
     const Micros since = std::max(account.changedAt, account.announcedAt);
-    if (!machine.IsOpen() || account.stalled) {
+    if (!machine.IsOpen() || machine.IsStalled()) {
         return;
     }
     if (mScenario.expects.announce != 0 && machine.IsEnabled() &&
@@ -205,7 +199,9 @@ void TrafficChecks::CheckAnnounced(const Machine &machine, Micros now)
                             TimeText(now - since));
         account.announcedAt = now;
     }
-    if (account.announcedAt != kNone && HasBeenOff(machine, now)) {
+    // A device that can be proxied may have ended its announcements before, without a goodbye.
+    if (account.announcedAt != kNone && HasBeenOff(machine, now) &&
+        !formats::CanBeProxied(machine.Usn())) {
         mViolations.Add(now, {machine.Number()},
                         MachineText(machine.Number()) +
                             " has sent no goodbye, although SSDP is switched off");

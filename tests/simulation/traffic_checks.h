@@ -40,9 +40,11 @@ public:
     // The device has announced its service, or has withdrawn it.
     void NoteAnnounced(const Machine &machine, Micros now);
     void NoteWithdrawn(const Machine &machine) { mMachines[machine.Number()].announcedAt = kNone; }
-    // A machine's thread stalls, or continues.
-    void NoteStalled(const Machine &machine) { mMachines[machine.Number()].stalled = true; }
-    void NoteResumed(const Machine &machine, Micros now);
+    // A machine's thread goes on after a stall.
+    void NoteResumed(const Machine &machine, Micros now)
+    {
+        mMachines[machine.Number()].changedAt = now;
+    }
 
     void EverySecond(const std::vector<std::unique_ptr<Machine>> &machines, Micros now);
 
@@ -66,7 +68,6 @@ private:
         std::uint64_t documentsThisSecond = 0;
         Micros changedAt = 0; // the last start, switch, or end of a stall
         Micros announcedAt = kNone;
-        bool stalled = false;
         std::vector<bool> asked; // by machine: whether its document was requested before
     };
 

@@ -228,8 +228,9 @@ TEST_F(TrafficRules, RequireAnnouncementsOnlyWhileSSDPIsOn)
 TEST_F(TrafficRules, RequireNoAnnouncementsWhileTheThreadStalls)
 {
     PowerOn();
-    mChecks.NoteStalled(mMachine);
+    mMachine.Stall();
     EndSecond(100 * kSecond);
+    mMachine.Resume(100 * kSecond);
     mChecks.NoteResumed(mMachine, 100 * kSecond);
     EndSecond(136 * kSecond);
     EXPECT_EQ(Broken(), "");
@@ -246,6 +247,16 @@ TEST_F(TrafficRules, RequireAGoodbyeWhenSSDPIsSwitchedOff)
     EXPECT_EQ(Broken(), "");
     EndSecond(33 * kSecond);
     EXPECT_EQ(Broken(), "device 1 has sent no goodbye, although SSDP is switched off\n");
+}
+
+TEST_F(TrafficRules, RequireAnAnnouncementAfterAStallThatEndedWithTheProcess)
+{
+    PowerOn();
+    mMachine.Stall();
+    mMachine.Kill();
+    PowerOn();
+    EndSecond(37 * kSecond);
+    EXPECT_EQ(Broken(), "device 1 has not announced itself for 37.000000 s\n");
 }
 
 TEST_F(TrafficRules, AcceptTheGoodbyeWhenSSDPIsSwitchedOff)

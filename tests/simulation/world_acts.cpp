@@ -245,8 +245,8 @@ void World::ChangeMachine(Step step, Machine &machine)
     const std::uint32_t number = machine.Number();
     switch (step) {
     case Step::Rename:
-        mTraffic.NoteStart(machine, mNow);
-        if (machine.IsEnabled()) {
+        if (machine.IsEnabled()) { // otherwise the engine does not start again
+            mTraffic.NoteStart(machine, mNow);
             mLists->NoteEmptied(machine, mNow);
         }
         machine.Rename(machine.HostName() + "'", mNow);
@@ -269,9 +269,9 @@ void World::ChangeMachine(Step step, Machine &machine)
     case Step::LoseLink:
         if (machine.IsEnabled()) {
             mLists->NoteEmptied(machine, mNow);
+            mTraffic.NoteWithdrawn(machine);
         }
         machine.LoseLink(mNow);
-        mTraffic.NoteWithdrawn(machine);
         mLists->NoteGone(machine, mNow);
         return mLists->Disturb(number);
     case Step::RegainLink:
@@ -292,7 +292,6 @@ void World::ChangeMachine(Step step, Machine &machine)
         return Settle(number);
     case Step::Stall:
         machine.Stall();
-        mTraffic.NoteStalled(machine);
         return mLists->NoteStalled(number, mNow);
     case Step::Resume:
         if (!machine.IsStalled()) { // it has been killed and started again
