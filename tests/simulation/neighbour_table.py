@@ -10,6 +10,7 @@ The limits apply to all networks of this machine. They are restored at the end.
 """
 
 import pathlib
+import signal
 import subprocess
 import sys
 import time
@@ -31,7 +32,6 @@ def play(programs):
     """The number of requested documents at each of TIMES."""
     with Lab(programs) as lab:
         device = lab.add_device("studio-a")
-        device.start_beacond()
         peer = lab.add_peer()
         others = {}
         with peer.network():
@@ -42,6 +42,8 @@ def play(programs):
                 others[other.get_request()] = other
         capture = peer.capture()
         sock = peer.udp_socket()
+        device.start_beacond()
+        capture.wait_for(source=device.address, starting=b"M-SEARCH")  # it receives from now on
         start = time.monotonic()
         found = []
         for end in TIMES:
@@ -55,6 +57,8 @@ def play(programs):
 
 
 def main(programs):
+    for ending in (signal.SIGTERM, signal.SIGHUP):  # the limits are restored then, too
+        signal.signal(ending, lambda number, _: sys.exit(128 + number))
     usual = [limit.read_text() for limit in LIMITS]
     print("| limit of the table | documents requested after " +
           " / ".join(f"{seconds} s" for seconds in TIMES) + " |\n|---|---|")
