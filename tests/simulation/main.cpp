@@ -134,7 +134,7 @@ private:
     {
         const std::uint64_t seeds = mOptions.lastSeed - mOptions.firstSeed + 1;
         for (std::uint64_t place = mNext++; place < mCount; place = mNext++) {
-            const Scenario &scenario = mScenarios[place / seeds];
+            const Scenario &scenario = mScenarios[static_cast<std::size_t>(place / seeds)];
             const std::uint64_t seed = mOptions.firstSeed + place % seeds;
             const auto start = std::chrono::steady_clock::now();
             const Outcome outcome = PlayScenario(scenario, seed, mOptions.variation);
