@@ -218,7 +218,8 @@ def starts():
 
 
 def averages():
-    """The average load of the common starts that reach 99 % of the entries, until then."""
+    """The average load of common starts, until 99 % of the entries are there. A run that ends
+    earlier has no row."""
     print_head(["devices", "link", "datagrams/s", "Mbit/s", "link in use"])
     for name, (count, link, _, _) in RUNS.items():
         run = play(name, start_scenario(name))
